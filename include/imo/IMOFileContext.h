@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+
+#include "imo/export.h"
+
+/// What the status calls of IMOFileContext fill.
+struct IMOFileStatus {
+  /// Bytes in the file.
+  std::int64_t size = 0;
+};
+
+/// Flags of IMOFileContext::open, to be or'ed.
+enum IMOOpenFlags : std::uint32_t {
+  kIMOReadWrite = 0x0002,
+  kIMOCreate = 0x0100,
+  kIMOTruncate = 0x0200,
+  kIMOBinary = 0x8000,
+};
+
+/// The host's file services, which carry the segment files. Implemented by the host; valid while a stream lives. Called
+/// on the thread that records the stream. Paths have backslashes as separators.
+///
+/// A write that has returned is expected to survive whatever the host promises to survive: the module names the bytes in
+/// its index as soon as the call is back, and has no separate flush.
+class IMO_API IMOFileContext {
+ public:
+  /// Opens a file with kIMOBinary | kIMOCreate | kIMOReadWrite, and kIMOTruncate for a new segment. `mode` is 0x180:
+  /// the owner reads and writes. `share` is 0. Answers a handle, or -1.
+  virtual std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) = 0;
+  /// Closes a handle. `reserved` is 0.
+  virtual void close(std::int32_t handle, std::uint32_t reserved) = 0;
+  /// Reads up to `length` bytes from `offset`. Answers the bytes read; below 1 counts as nothing.
+  virtual std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) = 0;
+  /// Writes `length` bytes at `offset`. Answers the bytes written; below 1 counts as nothing.
+  virtual std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) = 0;
+  /// Status of an open file: 0 on success. `reserved` is 0.
+  virtual std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) = 0;
+  /// Status of a path: 0 when it exists, -1 when not. `reserved` is 0.
+  virtual std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) = 0;
+  /// Removes a whole recording directory; called with 3 and 1. Answers 0 when it is gone.
+  virtual std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) = 0;
+  /// Makes a directory. Answers 0 on success.
+  virtual std::int32_t createDirectory(const char* path) = 0;
+
+ protected:
+  IMOFileContext() = default;
+  ~IMOFileContext() = default;
+};

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "imo/export.h"
+
+// Interfaces of the host's other kinds of modules, declared for the sake of a common contract. A stream adaptor neither
+// calls nor implements them; their operations are reserved.
+
+class IMO_API IMOServerContext {
+ public:
+  IMOServerContext() = default;
+  virtual ~IMOServerContext() = default;
+  virtual void reserved1() = 0;
+  virtual void reserved2() = 0;
+  virtual void reserved3() = 0;
+  virtual void reserved4() = 0;
+};
+
+class IMO_API IQvsServerContext {
+ public:
+  IQvsServerContext() = default;
+  virtual void reserved0() = 0;
+  virtual void reserved1() = 0;
+  virtual void reserved2() = 0;
+  virtual ~IQvsServerContext() = default;
+};
+
+class IMO_API IMOFlowContext {
+ public:
+  virtual void reserved0() = 0;
+
+ protected:
+  IMOFlowContext() = default;
+  ~IMOFlowContext() = default;
+};
+
+class IMO_API IMOCodecAdaptor {
+ public:
+  IMOCodecAdaptor() = default;
+  virtual ~IMOCodecAdaptor() = default;
+  virtual void reserved1() = 0;
+  virtual void reserved2() = 0;
+  virtual void reserved3() = 0;
+};

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+
+/// Result of IMOStreamAdaptor::open.
+enum StreamLoadStatus : std::uint32_t { kStreamOpened = 0, kStreamFailed = 1 };
+
+/// What IMOStreamAdaptor::getAttribute is asked for. The meaning of the values is the host's.
+enum AttrType_t : std::uint32_t { kAttrType1 = 1, kAttrType2 = 2, kAttrType3 = 3, kAttrType4 = 4 };
+
+/// The host's own classes of stored media contexts; passed through.
+enum ContextType_t : std::uint32_t {};
+
+/// Bits of the `flags` of IMOStreamAdaptor::open.
+enum StreamOpenFlags : std::uint32_t { kOpenRecord = 1, kOpenAppend = 2 };
+
+/// Where a segment of a played stream lies. A recording module answers zeros.
+struct SegmentBounds {
+  std::uint64_t words[3];
+};

@@ -1,0 +1,278 @@
+#pragma once
+
+#include <cstdint>
+
+// The container library: writes and continues fragmented segment files (ISO/IEC 14496-12) and tells of their tracks.
+//
+// Every call answers a status, 0 for success. Handles are counted by the library; what a call gives out is released by
+// the matching release. One writer belongs to one thread. No exception leaves the library.
+
+using KrvoStatus = std::uint32_t;
+
+enum KrvoStatusCode : KrvoStatus {
+  kKrvoOk = 0,
+  kKrvoUnknown = 1,
+  /// A null pointer, a record of the wrong size, a call out of order.
+  kKrvoBadArgument = 2,
+  /// The stream took fewer bytes than it was given.
+  kKrvoWriteFailed = 3,
+  /// The stream gave fewer bytes than it was asked for.
+  kKrvoReadFailed = 4,
+  /// The file is not of the expected form.
+  kKrvoMalformed = 5,
+  /// A number does not fit its field: a fragment or a box beyond the limits of the format.
+  kKrvoTooLarge = 6,
+  /// The warning handler said to stop.
+  kKrvoStopped = 7,
+  kKrvoOutOfMemory = 18,
+  kKrvoForeignException = 19,
+  kKrvoBadDate = 20,
+};
+
+extern "C" {
+
+struct KrvoK2RWriter;
+struct KrvoK2MWriter;
+struct KrvoK2MTrack;
+struct KrvoK2MSampleDescriptor;
+struct KrvoK2MTrackIterator;
+struct KrvoK2MSampleDescriptorIterator;
+
+// ---- Callbacks: `size` is the size of the record, `context` the first argument of each function. ----
+
+struct KrvoK2MAllocatorCallBacks {
+  std::uint32_t size;
+  void* context;
+  void* (*alloc)(void* context, std::uint64_t bytes);
+  void (*free)(void* context, void* block);
+};
+
+/// The segment file. The library calls addReference then open when it takes the stream, and release when it is done.
+struct KrvoK2MIOStreamCallBacks {
+  std::uint32_t size;
+  void* context;
+  KrvoStatus (*addReference)(void* context);
+  KrvoStatus (*release)(void* context);
+  KrvoStatus (*open)(void* context);
+  KrvoStatus (*close)(void* context);
+  /// Up to `count` bytes from the current position; `*done` tells how many.
+  KrvoStatus (*read)(void* context, void* buffer, std::uint64_t count, std::uint64_t* done);
+  /// Mode 0 from the start, 1 from the current position, 2 from the end.
+  KrvoStatus (*seek)(void* context, std::int64_t offset, std::uint32_t mode);
+  KrvoStatus (*tell)(void* context, std::uint64_t* position);
+  KrvoStatus (*write)(void* context, const void* buffer, std::uint64_t count, std::uint64_t* done);
+  KrvoStatus (*flush)(void* context);
+};
+
+struct KrvoK2MWarningHandlerCallBacks {
+  std::uint32_t size;
+  void* context;
+  /// `*answer`: 1 carries on, 0 stops.
+  KrvoStatus (*warning)(void* context, std::uint32_t code, std::uint32_t* answer);
+};
+
+// ---- Records. The widths are fixed. ----
+
+/// UTC.
+struct K2MDate {
+  std::uint8_t size;  // 8
+  std::uint8_t day;   // 1 to 31
+  std::uint8_t month; // 1 to 12
+  std::uint8_t reserved0;
+  std::uint16_t year; // from 1904
+  std::uint8_t hour;
+  std::uint8_t minute;
+  std::uint8_t second;
+  std::uint8_t reserved1;
+};
+static_assert(sizeof(K2MDate) == 10);
+
+struct K2MDocInfo {
+  std::uint32_t size;  // 48
+  std::uint32_t version;
+  K2MDate created;
+  K2MDate modified;
+  float rate;
+  float volume;
+  std::uint32_t timescale;
+  std::uint64_t duration;  // in timescale
+};
+static_assert(sizeof(K2MDocInfo) == 48);
+
+struct K2MTrackInfo {
+  std::uint32_t size;  // 72
+  std::uint32_t handlerType;
+  std::uint32_t flags;
+  std::uint32_t timescale;
+  K2MDate created;
+  K2MDate modified;
+  std::uint64_t duration;  // in timescale
+  float width;             // pixels
+  float height;
+  float volume;
+  char language[4];  // three letters of ISO 639-2 and a zero byte
+  std::uint32_t handlerNameLength;
+  std::uint32_t reserved;
+};
+static_assert(sizeof(K2MTrackInfo) == 72);
+
+struct K2MEntriesInfo {
+  std::uint32_t size;  // 16
+  std::uint32_t values[3];
+};
+static_assert(sizeof(K2MEntriesInfo) == 16);
+
+struct K2MSampleInfo {
+  std::uint32_t size;    // 32
+  std::uint32_t length;  // bytes of the sample
+  std::uint64_t time;
+  std::uint32_t timescale;
+  std::uint32_t compositionOffset;  // a signed number of timescale units
+  std::uint32_t sampleType;
+  std::uint32_t flags;  // low byte 1: a sync sample
+};
+static_assert(sizeof(K2MSampleInfo) == 32);
+
+/// The part of a hint sample that is the media sample, counted in the data buffer. Starts with a reserved word.
+struct K2MMediaRange {
+  std::uint32_t reserved;
+  std::uint32_t offset;
+  std::uint32_t length;
+};
+
+struct K2MHintInfo {
+  K2MSampleInfo sample;
+  K2MMediaRange media;
+};
+
+struct K2MDescriptorInfo {
+  std::uint32_t size;  // of the whole record, 16 for this plain form
+  std::uint32_t codecHeaderLength;
+  std::uint32_t formatCode;
+  std::uint32_t handlerCode;
+};
+static_assert(sizeof(K2MDescriptorInfo) == 16);
+
+struct K2MVideoDescriptorInfo {
+  K2MDescriptorInfo base;
+  std::uint32_t width;
+  std::uint32_t height;
+  float horizontalResolution;  // dots per inch
+  float verticalResolution;
+  std::uint16_t frameCount;
+  std::uint16_t depth;
+};
+
+struct K2MAudioDescriptorInfo {
+  K2MDescriptorInfo base;
+  float sampleRate;
+  std::uint32_t channels;
+  std::uint32_t bytesPerSample;  // 0 where not known
+};
+
+struct K2MRtmpDescriptorInfo {
+  K2MDescriptorInfo base;
+  std::uint16_t hintTrackVersion;
+  std::uint16_t highestCompatibleVersion;
+  std::uint16_t maximumPacketSize;
+};
+
+/// Bytes handed over. `free`, unless null, is called once with `context` when the library has done with them, also when
+/// the call that brought them fails.
+struct KrvoK2MDataBuffer {
+  std::uint32_t size;  // 32
+  const void* data;
+  void* context;
+  void (*free)(void* context);
+};
+static_assert(sizeof(KrvoK2MDataBuffer) == 32);
+
+// ---- A new segment ----
+
+/// Opens the stream. Nothing is written before the first fragment is started.
+KrvoStatus KrvoK2RDocCreateNew(const KrvoK2MIOStreamCallBacks* stream, const K2MDocInfo* info,
+                               const KrvoK2MAllocatorCallBacks* allocator, KrvoK2RWriter** writer);
+/// The part of the writer that knows tracks. A view: it lives as long as the writer and is not released.
+KrvoStatus KrvoK2RWriterGetK2MWriterRef(KrvoK2RWriter* writer, KrvoK2MWriter** k2m);
+/// `name` is zero-terminated; `interleave` is not used. Tracks are added before the first fragment is started.
+KrvoStatus KrvoK2MWriterAddTrack(KrvoK2MWriter* writer, const K2MTrackInfo* info, const K2MEntriesInfo* entries,
+                                 std::uint32_t interleave, const char* name, KrvoK2MTrack** track);
+/// Each takes `info->codecHeaderLength` bytes of codec header, which may be 0 with a null buffer.
+KrvoStatus KrvoK2MWriterAddVideoSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track,
+                                                 const K2MVideoDescriptorInfo* info,
+                                                 const KrvoK2MDataBuffer* codecHeader,
+                                                 KrvoK2MSampleDescriptor** descriptor);
+KrvoStatus KrvoK2MWriterAddAudioSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track,
+                                                 const K2MAudioDescriptorInfo* info,
+                                                 const KrvoK2MDataBuffer* codecHeader,
+                                                 KrvoK2MSampleDescriptor** descriptor);
+KrvoStatus KrvoK2MWriterAddRtmpSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track,
+                                                const K2MRtmpDescriptorInfo* info,
+                                                const KrvoK2MDataBuffer* codecHeader,
+                                                KrvoK2MSampleDescriptor** descriptor);
+KrvoStatus KrvoK2MWriterAddSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track, const K2MDescriptorInfo* info,
+                                            const KrvoK2MDataBuffer* codecHeader,
+                                            KrvoK2MSampleDescriptor** descriptor);
+/// `hintType` is 2; `mediaTracks` are the tracks that the hint track refers to.
+KrvoStatus KrvoK2RWriterAddHintTrack(KrvoK2RWriter* writer, std::uint32_t hintType, const K2MTrackInfo* info,
+                                     const K2MEntriesInfo* entries, std::uint32_t reserved, const char* name,
+                                     KrvoK2MTrack* const* mediaTracks, std::uint32_t mediaTrackCount,
+                                     KrvoK2MTrack** track);
+
+// ---- An existing segment ----
+
+/// Reopens the stream behind the fragment at `position`, that of its `afra` box; 0 and all ones name none. `scratch` is
+/// null. `warnings` may be null.
+KrvoStatus KrvoK2RDocOpenForAppend(const KrvoK2MIOStreamCallBacks* stream,
+                                   const KrvoK2MWarningHandlerCallBacks* warnings,
+                                   const KrvoK2MAllocatorCallBacks* allocator, std::uint64_t position, void* scratch,
+                                   KrvoK2RWriter** writer);
+KrvoStatus KrvoK2MWriterSetSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track,
+                                            KrvoK2MSampleDescriptor* descriptor);
+
+// ---- Reading tracks back ----
+
+KrvoStatus KrvoK2MWriterGetTracks(KrvoK2MWriter* writer, KrvoK2MTrackIterator** iterator);
+/// `*track` is null behind the last one.
+KrvoStatus KrvoK2MTrackIteratorGetNext(KrvoK2MTrackIterator* iterator, KrvoK2MTrack** track);
+KrvoStatus KrvoK2MReleaseTrackIterator(KrvoK2MTrackIterator* iterator);
+KrvoStatus KrvoK2MTrackGetInfo(KrvoK2MTrack* track, K2MTrackInfo* info);
+KrvoStatus KrvoK2MTrackGetEntriesInfo(KrvoK2MTrack* track, K2MEntriesInfo* info);
+KrvoStatus KrvoK2MTrackGetSampleCount(KrvoK2MTrack* track, std::uint32_t* count);
+KrvoStatus KrvoK2MTrackGetSampleDescriptors(KrvoK2MTrack* track, KrvoK2MSampleDescriptorIterator** iterator);
+KrvoStatus KrvoK2MSampleDescriptorIteratorGetNext(KrvoK2MSampleDescriptorIterator* iterator,
+                                                  KrvoK2MSampleDescriptor** descriptor);
+KrvoStatus KrvoK2MReleaseSampleDescriptorIterator(KrvoK2MSampleDescriptorIterator* iterator);
+KrvoStatus KrvoK2MSampleDescriptorGetInfo(KrvoK2MSampleDescriptor* descriptor, K2MDescriptorInfo* info);
+KrvoStatus KrvoK2MSampleDescriptorGetVideoInfo(KrvoK2MSampleDescriptor* descriptor, K2MVideoDescriptorInfo* info);
+KrvoStatus KrvoK2MSampleDescriptorGetAudioInfo(KrvoK2MSampleDescriptor* descriptor, K2MAudioDescriptorInfo* info);
+KrvoStatus KrvoK2MSampleDescriptorGetRtmpInfo(KrvoK2MSampleDescriptor* descriptor, K2MRtmpDescriptorInfo* info);
+/// Copies the codec header; `length` is its length as the info told it.
+KrvoStatus KrvoK2MSampleDescriptorCopyCodecHeaderData(KrvoK2MSampleDescriptor* descriptor, void* buffer,
+                                                      std::uint32_t length);
+KrvoStatus KrvoK2MReleaseTrack(KrvoK2MTrack* track);
+KrvoStatus KrvoK2MReleaseSampleDescriptor(KrvoK2MSampleDescriptor* descriptor);
+
+// ---- Fragments ----
+
+/// Writes the open fragment, if there is anything in it, and begins the next one; `*position` is where that one's first
+/// byte will stand.
+KrvoStatus KrvoK2RWriterStartFragment(KrvoK2RWriter* writer, std::uint64_t* position);
+/// The body of the `abst` box of the open fragment. Its bytes stay the caller's until the call that ends the fragment.
+KrvoStatus KrvoK2RWriterAddABST(KrvoK2RWriter* writer, const KrvoK2MDataBuffer* box, std::uint32_t length);
+/// One tag: a sample of `hintTrack` and, by `media`, of `mediaTrack`. With `randomAccess` 1 the fragment's `afra` gets
+/// an entry.
+KrvoStatus KrvoK2RWriterAddHintSample(KrvoK2RWriter* writer, KrvoK2MTrack* hintTrack, KrvoK2MTrack* mediaTrack,
+                                      const KrvoK2MDataBuffer* data, const K2MSampleInfo* info,
+                                      const K2MMediaRange* media, std::uint32_t randomAccess);
+/// One tag that is a sample of `track`, the hint track, alone.
+KrvoStatus KrvoK2RWriterAddSampleWithAfra(KrvoK2RWriter* writer, KrvoK2MTrack* track, const KrvoK2MDataBuffer* data,
+                                          const K2MSampleInfo* info, std::uint32_t randomAccess);
+
+// ---- The end ----
+
+KrvoStatus KrvoK2MWriterFlush(KrvoK2MWriter* writer);
+/// Drops the open fragment, ends the file and releases the stream.
+KrvoStatus KrvoK2MDestroyWriter(KrvoK2RWriter* writer);
+
+}  // extern "C"

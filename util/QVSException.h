@@ -1,0 +1,24 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace qvs {
+
+/// A failure with a text for the host's log. Base of every failure that the recording engine and the packager raise
+/// themselves; failures of the platform libraries have classes of their own in `wrappers`.
+class QVSException : public std::exception {
+ public:
+  explicit QVSException(std::string message) : message_(std::move(message)) {}
+
+  const char* what() const noexcept override { return message_.c_str(); }
+
+  /// A copy of the text, as it goes to the host's log.
+  virtual std::string message() const { return message_; }
+
+ private:
+  std::string message_;
+};
+
+}  // namespace qvs

@@ -1,0 +1,71 @@
+#include "util/StreamReader.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace qvs::util {
+
+StreamReader::StreamReader(std::istream& in) : in_(in), mask_(in.exceptions()) {
+  in_.exceptions(std::ios_base::eofbit | std::ios_base::failbit | std::ios_base::badbit);
+}
+
+StreamReader::~StreamReader() {
+  // Putting back a mask raises at once where the stream is in a state that the mask names; the state was reported by the
+  // read that met it.
+  try {
+    in_.exceptions(mask_);
+  } catch (const std::ios_base::failure&) {
+  }
+}
+
+double StreamReader::f64() {
+  return std::bit_cast<double>(u64());
+}
+
+std::string StreamReader::zeroTerminated() {
+  std::string text;
+  for (char c = 0; in_.get(c), c != 0;) text.push_back(c);
+  return text;
+}
+
+std::string StreamReader::bytes(std::uint64_t count) {
+  constexpr std::uint64_t kStep = 65536;
+  std::string result;
+  while (count > 0) {
+    const std::size_t step = static_cast<std::size_t>(std::min(count, kStep));
+    const std::size_t old = result.size();
+    result.resize(old + step);
+    in_.read(result.data() + old, static_cast<std::streamsize>(step));
+    count -= step;
+  }
+  return result;
+}
+
+void StreamReader::skip(std::uint64_t count) {
+  for (; count > 0; --count) u8();
+}
+
+std::uint64_t StreamReader::take(int width) {
+  char image[8];
+  in_.read(image, width);
+  std::uint64_t value = 0;
+  for (int i = 0; i < width; ++i) value = value << 8 | static_cast<unsigned char>(image[i]);
+  return value;
+}
+
+BoxHeader readFullBoxHeader(StreamReader& in) {
+  BoxHeader header;
+  const std::uint64_t size = in.u32();
+  header.type = in.u32();
+  if (size == 1) {
+    header.size = in.u64();
+  } else if (size != 0) {
+    header.size = size;
+  }
+  if (header.type == "uuid"_4cc) header.uuid = in.bytes(16);
+  header.version = in.u8();
+  header.flags = in.u24();
+  return header;
+}
+
+}  // namespace qvs::util

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "util/QVSException.h"
+#include "util/fourcc.h"
+
+namespace qvs::util {
+
+/// Input that is not what its format says: too short, or a wrong type, version, size or count.
+class MalformedInput : public QVSException {
+ public:
+  using QVSException::QVSException;
+};
+
+/// A view of the bytes of a text, without its terminator.
+inline std::span<const std::byte> asBytes(std::string_view text) {
+  return std::as_bytes(std::span(text.data(), text.size()));
+}
+
+/// A growing byte buffer, written front to back in big-endian order. Owns its bytes.
+class ByteWriter {
+ public:
+  void u8(std::uint8_t value) { put<1>(value); }
+  void u16(std::uint16_t value) { put<2>(value); }
+  /// The low 24 bits of `value`.
+  void u24(std::uint32_t value) { put<3>(value); }
+  void u32(std::uint32_t value) { put<4>(value); }
+  void u64(std::uint64_t value) { put<8>(value); }
+  void i16(std::int16_t value) { u16(static_cast<std::uint16_t>(value)); }
+  void i32(std::int32_t value) { u32(static_cast<std::uint32_t>(value)); }
+  /// IEEE 754 double precision.
+  void f64(double value);
+  void bytes(std::span<const std::byte> value) { data_.insert(data_.end(), value.begin(), value.end()); }
+  void text(std::string_view value) { bytes(asBytes(value)); }
+  void zeros(std::size_t count) { data_.resize(data_.size() + count); }
+
+  /// Overwrites four bytes that were written before. `offset` + 4 lies within size().
+  void patchU32(std::size_t offset, std::uint32_t value);
+
+  void clear() { data_.clear(); }
+  void reserve(std::size_t size) { data_.reserve(size); }
+  std::size_t size() const { return data_.size(); }
+  /// A view that the next write may invalidate.
+  std::span<const std::byte> bytes() const { return data_; }
+  /// The bytes, which leave the writer empty.
+  std::vector<std::byte> take() { return std::exchange(data_, {}); }
+
+ private:
+  template <std::size_t width>
+  void put(std::uint64_t value) {
+    std::byte image[width];
+    for (std::size_t i = 0; i < width; ++i) image[i] = static_cast<std::byte>(value >> (8 * (width - 1 - i)));
+    data_.insert(data_.end(), image, image + width);
+  }
+
+  std::vector<std::byte> data_;
+};
+
+/// Reads big-endian fields from a view, front to back. Every read past the end throws MalformedInput and moves nothing.
+class ByteReader {
+ public:
+  explicit ByteReader(std::span<const std::byte> data) : data_(data) {}
+
+  std::uint8_t u8() { return static_cast<std::uint8_t>(take<1>()); }
+  std::uint16_t u16() { return static_cast<std::uint16_t>(take<2>()); }
+  std::uint32_t u24() { return static_cast<std::uint32_t>(take<3>()); }
+  /// A signed 24-bit number in two's complement.
+  std::int32_t i24() { return static_cast<std::int32_t>(u24() << 8) >> 8; }
+  std::uint32_t u32() { return static_cast<std::uint32_t>(take<4>()); }
+  std::uint64_t u64() { return take<8>(); }
+  std::int16_t i16() { return static_cast<std::int16_t>(u16()); }
+  std::int32_t i32() { return static_cast<std::int32_t>(u32()); }
+  /// IEEE 754 double precision.
+  double f64();
+  /// A view of the next `count` bytes.
+  std::span<const std::byte> bytes(std::uint64_t count);
+  void skip(std::uint64_t count) { bytes(count); }
+
+  /// Throws MalformedInput where fewer than `count` bytes are left: to be asked before memory is taken on the input's
+  /// word.
+  void need(std::uint64_t count) const {
+    if (count > remaining()) failShort(count);
+  }
+  std::size_t remaining() const { return data_.size() - position_; }
+  std::size_t position() const { return position_; }
+
+ private:
+  template <std::size_t width>
+  std::uint64_t take() {
+    need(width);
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < width; ++i) value = value << 8 | std::to_integer<std::uint64_t>(data_[position_ + i]);
+    position_ += width;
+    return value;
+  }
+  [[noreturn]] void failShort(std::uint64_t count) const;
+
+  std::span<const std::byte> data_;
+  std::size_t position_ = 0;
+};
+
+}  // namespace qvs::util
