@@ -1,0 +1,123 @@
+#include "platform/os/durableFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "platform/os/paths.h"
+
+namespace platform::os {
+namespace {
+
+/// Repeats a system call for as long as signals interrupt it.
+template <typename Call>
+auto retried(const Call& call) {
+  auto result = call();
+  while (result == -1 && errno == EINTR) result = call();
+  return result;
+}
+
+/// Owns a descriptor; -1 where the file could not be opened.
+class Descriptor {
+ public:
+  Descriptor(const std::string& path, int flags)
+      : fd_(retried([&] { return ::open(path.c_str(), flags | O_CLOEXEC, 0666); })) {}
+  ~Descriptor() { close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return fd_; }
+  explicit operator bool() const { return fd_ != -1; }
+  /// The descriptor is gone also where this fails, by a signal too.
+  bool close() { return fd_ == -1 || ::close(std::exchange(fd_, -1)) == 0 || errno == EINTR; }
+
+ private:
+  int fd_;
+};
+
+bool flush(const Descriptor& file) {
+  return retried([&] { return ::fsync(file.get()); }) == 0;
+}
+
+/// A file system that cannot flush a directory says EINVAL, and has nothing better to offer.
+bool flushDirectory(const Descriptor& directory) {
+  return flush(directory) || errno == EINVAL;
+}
+
+std::string directoryOf(const std::string& native) {
+  const std::size_t slash = native.rfind('/');
+  return slash == std::string::npos ? "." : native.substr(0, std::max<std::size_t>(slash, 1));
+}
+
+bool writeAll(const Descriptor& file, std::span<const std::byte> content) {
+  while (!content.empty()) {
+    const ssize_t written = retried([&] { return ::write(file.get(), content.data(), content.size()); });
+    if (written <= 0) return false;
+    content = content.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+std::size_t sizeHint(const Descriptor& file, std::size_t maxSize) {
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0 || status.st_size < 0) return 0;
+  return static_cast<std::size_t>(std::min<std::uint64_t>(static_cast<std::uint64_t>(status.st_size), maxSize));
+}
+
+}  // namespace
+
+bool writeFile(std::string_view path, std::span<const std::byte> content) noexcept try {
+  Descriptor file(toNative(path), O_WRONLY | O_CREAT | O_TRUNC);
+  return file && writeAll(file, content) && file.close();
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+bool syncFile(std::string_view path) noexcept try {
+  const std::string native = toNative(path);
+  const Descriptor file(native, O_RDONLY);
+  const Descriptor directory(directoryOf(native), O_RDONLY | O_DIRECTORY);
+  return file && directory && flush(file) && flushDirectory(directory);
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+bool replaceFile(std::string_view from, std::string_view to) noexcept try {
+  const std::string source = toNative(from);
+  const std::string target = toNative(to);
+  const Descriptor file(source, O_RDONLY);
+  // Opened before the rename, so that little is left to fail behind it.
+  const Descriptor directory(directoryOf(target), O_RDONLY | O_DIRECTORY);
+  return file && directory && flush(file) && std::rename(source.c_str(), target.c_str()) == 0 &&
+         flushDirectory(directory);
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize) {
+  const Descriptor file(toNative(path), O_RDONLY);
+  if (!file) return std::nullopt;
+  // One byte more than the file has, so that the end is met without a second buffer.
+  std::vector<std::byte> content(sizeHint(file, maxSize) + 1);
+  std::size_t filled = 0;
+  for (;;) {
+    const ssize_t count = retried([&] { return ::read(file.get(), content.data() + filled, content.size() - filled); });
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    filled += static_cast<std::size_t>(count);
+    if (filled > maxSize) return std::nullopt;
+    if (filled == content.size()) content.resize(content.size() * 2);
+  }
+  content.resize(filled);
+  return content;
+}
+
+}  // namespace platform::os

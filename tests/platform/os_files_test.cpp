@@ -1,0 +1,210 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/os/durableFiles.h"
+#include "platform/os/openFlags.h"
+#include "platform/os/paths.h"
+#include "tests/support/TempDirectory.h"
+
+namespace {
+
+/// What the calls below are made to do, and what they were asked for.
+struct Kernel {
+  std::vector<std::string> calls;
+  int fsyncErrors[4] = {};  // errno of each next fsync; 0 lets it pass
+  std::size_t fsyncs = 0;
+  bool failRename = false;
+  std::size_t longestWrite = SIZE_MAX;
+  bool interruptNextWrite = false;
+};
+Kernel* kernel = nullptr;
+
+std::string nameOf(int fd) {
+  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)).filename().string();
+}
+
+}  // namespace
+
+// The calls of the tested code land here: those that decide whether a swap is durable are recorded, and can be broken.
+extern "C" {
+
+int fsync(int fd) {
+  if (kernel != nullptr) {
+    kernel->calls.push_back("flush " + nameOf(fd));
+    errno = kernel->fsyncs < 4 ? kernel->fsyncErrors[kernel->fsyncs++] : 0;
+    if (errno != 0) return -1;
+  }
+  return static_cast<int>(::syscall(SYS_fsync, fd));
+}
+
+int rename(const char* from, const char* to) noexcept {
+  if (kernel != nullptr) {
+    kernel->calls.emplace_back("rename");
+    errno = EACCES;
+    if (kernel->failRename) return -1;
+  }
+  return static_cast<int>(::syscall(SYS_rename, from, to));
+}
+
+ssize_t write(int fd, const void* bytes, size_t count) {
+  if (kernel != nullptr) {
+    if (std::exchange(kernel->interruptNextWrite, false)) {
+      errno = EINTR;
+      return -1;
+    }
+    count = std::min(count, kernel->longestWrite);
+    kernel->interruptNextWrite = kernel->longestWrite != SIZE_MAX;
+  }
+  return ::syscall(SYS_write, fd, bytes, count);
+}
+
+}  // extern "C"
+
+namespace platform::os {
+namespace {
+
+class OsFiles : public testing::Test {
+ protected:
+  OsFiles() { kernel = &kernel_; }
+  ~OsFiles() override { kernel = nullptr; }
+
+  static std::span<const std::byte> bytes(std::string_view text) {
+    return std::as_bytes(std::span(text.data(), text.size()));
+  }
+  static std::string text(const std::optional<std::vector<std::byte>>& content) {
+    if (!content) return "(nothing)";
+    return {reinterpret_cast<const char*>(content->data()), content->size()};
+  }
+  bool put(std::string_view name, std::string_view content) { return writeFile(dir_.file(name), bytes(content)); }
+  std::string get(std::string_view name) { return text(readFile(dir_.file(name), 1000)); }
+
+  Kernel kernel_;
+  test::TempDirectory dir_;
+};
+
+TEST(ToNative, TurnsEveryBackslashAndNothingElse) {
+  const struct {
+    std::string_view path, native;
+  } rows[] = {{"\\var\\rec\\cam1", "/var/rec/cam1"},
+              {"/etc/key.pem", "/etc/key.pem"},
+              {"", ""},
+              {"\\", "/"},
+              {"C:\\a b/..\\\xC3\xA9.k2r", "C:/a b/../\xC3\xA9.k2r"}};
+  for (const auto& row : rows) EXPECT_EQ(toNative(row.path), row.native);
+}
+
+TEST(OpenFlagsMap, GivesPosixFlags) {
+  const struct {
+    std::uint32_t flags;
+    int posix;
+  } rows[] = {{0x8000, O_RDONLY},
+              {0x8302, O_RDWR | O_CREAT | O_TRUNC},
+              {0x8102, O_RDWR | O_CREAT},
+              {0x8301, O_WRONLY | O_CREAT | O_TRUNC},
+              {0x0509, O_WRONLY | O_APPEND | O_CREAT | O_EXCL},
+              {0x8200, O_RDONLY},
+              {~kOpenKnownFlags, O_RDONLY}};
+  for (const auto& row : rows) EXPECT_EQ(toPosixFlags(row.flags), row.posix | O_CLOEXEC) << std::hex << row.flags;
+}
+
+TEST_F(OsFiles, ModulePathsReachTheDisk) {
+  std::string path = dir_.file("cam1.control");
+  std::replace(path.begin(), path.end(), '/', '\\');
+  ASSERT_TRUE(writeFile(path, bytes("x")));
+  EXPECT_EQ(get("cam1.control"), "x");
+}
+
+TEST_F(OsFiles, WriteReplacesTheWholeOldContent) {
+  ASSERT_TRUE(put("a", "a long old content"));
+  ASSERT_TRUE(put("a", "new"));
+  EXPECT_EQ(get("a"), "new");
+  ASSERT_TRUE(put("a", ""));
+  EXPECT_EQ(get("a"), "");
+  EXPECT_TRUE(kernel_.calls.empty()) << "a plain write flushes nothing";
+}
+
+TEST_F(OsFiles, ShortAndInterruptedWritesLoseNothing) {
+  kernel_.longestWrite = 3;
+  ASSERT_TRUE(put("a", "0123456789"));
+  EXPECT_EQ(get("a"), "0123456789");
+}
+
+TEST_F(OsFiles, WriteToAFullOrMissingPlaceFails) {
+  EXPECT_FALSE(writeFile("/dev/full", bytes("x")));
+  EXPECT_FALSE(put("no/such/directory", "x"));
+  EXPECT_FALSE(writeFile(dir_.path().string(), bytes("x")));
+}
+
+TEST_F(OsFiles, ReadStopsAtTheLimit) {
+  ASSERT_TRUE(put("a", "12345"));
+  EXPECT_EQ(text(readFile(dir_.file("a"), 5)), "12345");
+  EXPECT_FALSE(readFile(dir_.file("a"), 4));
+  EXPECT_FALSE(readFile("/dev/zero", 100000)) << "a file without an end";
+  EXPECT_FALSE(readFile(dir_.file("missing"), 5));
+  EXPECT_FALSE(readFile(dir_.path().string(), 5));
+}
+
+TEST_F(OsFiles, SwapFlushesBeforeAndAfterTheRename) {
+  ASSERT_TRUE(put("to", "old"));
+  ASSERT_TRUE(put("from", "new"));
+  ASSERT_TRUE(replaceFile(dir_.file("from"), dir_.file("to")));
+  EXPECT_EQ(kernel_.calls,
+            (std::vector<std::string>{"flush from", "rename", "flush " + dir_.path().filename().string()}));
+  EXPECT_EQ(get("to"), "new");
+  EXPECT_EQ(get("from"), "(nothing)");
+}
+
+TEST_F(OsFiles, FailedSwapKeepsBothFiles) {
+  ASSERT_TRUE(put("to", "old"));
+  ASSERT_TRUE(put("from", "new"));
+  kernel_.fsyncErrors[0] = EIO;
+  EXPECT_FALSE(replaceFile(dir_.file("from"), dir_.file("to")));
+  kernel_.failRename = true;
+  EXPECT_FALSE(replaceFile(dir_.file("from"), dir_.file("to")));
+  EXPECT_FALSE(replaceFile(dir_.file("missing"), dir_.file("to")));
+  EXPECT_FALSE(replaceFile(dir_.file("from"), dir_.file("missing/to")));
+  EXPECT_EQ(get("to"), "old");
+  EXPECT_EQ(get("from"), "new");
+}
+
+TEST_F(OsFiles, SwapReportsADirectoryThatDidNotReachTheDevice) {
+  const struct {
+    int error;
+    bool swapped;
+  } rows[] = {{EIO, false}, {EINVAL, true}, {EINTR, true}};
+  for (const auto& row : rows) {
+    ASSERT_TRUE(put("from", "new"));
+    kernel_.fsyncs = 0;
+    kernel_.fsyncErrors[1] = row.error;
+    EXPECT_EQ(replaceFile(dir_.file("from"), dir_.file("to")), row.swapped) << row.error;
+  }
+}
+
+TEST_F(OsFiles, SwapMakesAMissingTarget) {
+  ASSERT_TRUE(put("from", "new"));
+  ASSERT_TRUE(replaceFile(dir_.file("from"), dir_.file("to")));
+  EXPECT_EQ(get("to"), "new");
+}
+
+TEST_F(OsFiles, SyncFlushesTheFileAndItsDirectory) {
+  ASSERT_TRUE(put("a", "x"));
+  ASSERT_TRUE(syncFile(dir_.file("a")));
+  EXPECT_EQ(kernel_.calls, (std::vector<std::string>{"flush a", "flush " + dir_.path().filename().string()}));
+  EXPECT_FALSE(syncFile(dir_.file("missing")));
+}
+
+}  // namespace
+}  // namespace platform::os
