@@ -1,0 +1,26 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "packaging/MediaProperties.h"
+
+namespace ruvo::k2rpkgutil {
+
+/// Walks a snapshot of a list of tracks, which it keeps alive. The tracks themselves are shared with the list.
+class K2RTrackIterator final : public ITrackIterator {
+ public:
+  explicit K2RTrackIterator(const std::vector<std::shared_ptr<K2RTrack>>& tracks)
+      : tracks_(tracks), position_(tracks_.begin()) {}
+  K2RTrackIterator(const K2RTrackIterator&) = delete;
+  K2RTrackIterator& operator=(const K2RTrackIterator&) = delete;
+
+  bool hasNext() override { return position_ != tracks_.end(); }
+  void next(std::shared_ptr<K2RTrack>& out) override;
+
+ private:
+  std::vector<std::shared_ptr<K2RTrack>> tracks_;
+  std::vector<std::shared_ptr<K2RTrack>>::const_iterator position_;
+};
+
+}  // namespace ruvo::k2rpkgutil

@@ -1,0 +1,54 @@
+#include "packaging/NQMessage.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "util/QVSException.h"
+
+namespace ruvo::k2rpkgutil {
+
+using namespace qvs::util;
+
+NQMessage::NQMessage(std::uint32_t time, std::uint32_t totalSize, MemoryHolder memory, const std::byte* sample,
+                     std::uint32_t sampleSize)
+    : time_(time), totalSize_(totalSize), memory_(std::move(memory)), sample_(sample), sampleSize_(sampleSize) {}
+
+NQMessage::NQMessage(IMemoryArena& arena, std::uint32_t time, std::uint8_t type, std::uint32_t timestamp,
+                     const std::byte* data, std::uint32_t size)
+    : time_(time), memory_(allocateTag(arena, type, size, timestamp)) {
+  totalSize_ = size + static_cast<std::uint32_t>(kTagOverhead);
+  std::byte* const copy = memory_->getData() + kTagHeaderSize;
+  std::copy_n(data, size, copy);
+  const std::uint32_t codecHeader = codecHeaderSize(type, copy, size);
+  sample_ = copy + codecHeader;
+  sampleSize_ = size - codecHeader;
+}
+
+void NQMessage::takeCodecHeaderByteIntoSample() {
+  if (sample_ == data()) return;
+  --sample_;
+  ++sampleSize_;
+}
+
+void NQMessage::swap(NQMessage& other) noexcept {
+  std::swap(time_, other.time_);
+  std::swap(totalSize_, other.totalSize_);
+  std::swap(memory_, other.memory_);
+  std::swap(sample_, other.sample_);
+  std::swap(sampleSize_, other.sampleSize_);
+}
+
+MemoryHolder allocateTag(IMemoryArena& arena, std::uint8_t type, std::uint64_t dataSize, std::uint32_t timestamp) {
+  if (dataSize > kMaxTagDataSize) {
+    throw qvs::QVSException("A message of " + std::to_string(dataSize) + " bytes exceeds the 24-bit size of a tag.");
+  }
+  const auto size = static_cast<std::uint32_t>(dataSize);
+  MemoryHolder memory;
+  arena.allocate(memory, dataSize + kTagOverhead);
+  writeTagHeader(memory->getData(), type, size, timestamp);
+  writeTagBackPointer(memory->getData() + kTagHeaderSize + size, size);
+  return memory;
+}
+
+}  // namespace ruvo::k2rpkgutil
