@@ -5,19 +5,6 @@
 
 namespace qvs::util {
 
-StreamReader::StreamReader(std::istream& in) : in_(in), mask_(in.exceptions()) {
-  in_.exceptions(std::ios_base::eofbit | std::ios_base::failbit | std::ios_base::badbit);
-}
-
-StreamReader::~StreamReader() {
-  // Putting back a mask raises at once where the stream is in a state that the mask names; the state was reported by the
-  // read that met it.
-  try {
-    in_.exceptions(mask_);
-  } catch (const std::ios_base::failure&) {
-  }
-}
-
 double StreamReader::f64() {
   return std::bit_cast<double>(u64());
 }

@@ -4,6 +4,7 @@
 #include <istream>
 #include <string>
 
+#include "util/ExceptionMask.h"
 #include "util/fourcc.h"
 
 namespace qvs::util {
@@ -12,10 +13,9 @@ namespace qvs::util {
 /// input that ends early raises the stream's own std::ios_base::failure; the old mask is back when it goes.
 class StreamReader {
  public:
-  explicit StreamReader(std::istream& in);
-  ~StreamReader();
-  StreamReader(const StreamReader&) = delete;
-  StreamReader& operator=(const StreamReader&) = delete;
+  /// Throws that failure, too, where the stream has already failed.
+  explicit StreamReader(std::istream& in)
+      : in_(in), mask_(in, std::ios_base::eofbit | std::ios_base::failbit | std::ios_base::badbit) {}
 
   std::uint8_t u8() { return static_cast<std::uint8_t>(take(1)); }
   std::uint16_t u16() { return static_cast<std::uint16_t>(take(2)); }
@@ -33,7 +33,7 @@ class StreamReader {
   std::uint64_t take(int width);
 
   std::istream& in_;
-  std::ios_base::iostate mask_;
+  ExceptionMask mask_;
 };
 
 /// The header of a box on a stream, with the version and flags of a full box (ISO/IEC 14496-12, 4.2).
