@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace ruvo::k2r {
+
+/// Value of AfraEntry::afraOffset: the fragment is announced, and its samples are still queued.
+inline constexpr std::uint64_t kHeldFragmentOffset = 0;
+/// Value of AfraEntry::afraOffset: the number has no fragment of its own.
+inline constexpr std::uint64_t kNoFragmentOffset = 0xFFFFFFFFFFFFFFFF;
+
+/// An entry of either kind: a local one tells time and offset of a sample, a global one where a fragment is.
+struct AfraEntry {
+  /// In ticks of the index's timescale.
+  std::uint64_t time = 0;
+  /// Local only.
+  std::uint64_t offset = 0;
+  /// The rest: global only.
+  std::uint32_t segment = 0;
+  std::uint32_t fragment = 0;
+  /// Where the fragment begins in the segment file, or one of the values above.
+  std::uint64_t afraOffset = kHeldFragmentOffset;
+  std::uint64_t offsetFromAfra = 0;
+
+  AfraEntry() = default;
+  AfraEntry(std::uint64_t sampleTime, std::uint64_t sampleOffset) : time(sampleTime), offset(sampleOffset) {}
+  AfraEntry(std::uint64_t startTime, std::uint32_t inSegment, std::uint32_t number, std::uint64_t position,
+            std::uint64_t offsetInside)
+      : time(startTime), segment(inSegment), fragment(number), afraOffset(position), offsetFromAfra(offsetInside) {}
+
+  /// The number has a fragment in the segment file.
+  bool isWritten() const { return afraOffset != kHeldFragmentOffset && afraOffset != kNoFragmentOffset; }
+
+  bool operator==(const AfraEntry&) const = default;
+};
+
+/// One `afra` box, the fragment index of a segment and the whole content of its index file.
+///
+///     0  u32  box size             13  u32  timescale
+///     4  u32  'afra'               17  u32  local entries l
+///     8  u8   version 0            21       l times u64 time, o offset
+///     9  u24  flags 0               .  u32  global entries g, only with bit 5
+///    12  u8   sizes, below          .       g times u64 time, n segment, n fragment, o offset of the fragment's
+///    record,
+///                                           o offset from it
+///
+/// Sizes: bit 7 numbers n are u32, else u16; bit 6 offsets o are u64, else u32; bit 5 global entries follow.
+struct AfraIndex {
+  bool longIds = true;
+  bool longOffsets = true;
+  std::uint32_t timescale = 1000;
+  std::vector<AfraEntry> localEntries;
+  std::vector<AfraEntry> globalEntries;
+
+  bool operator==(const AfraIndex&) const = default;
+};
+
+/// Whether the numbers of the global entries rise by exactly 1: the promise of an index file.
+bool hasConsecutiveFragments(const AfraIndex& index);
+
+}  // namespace ruvo::k2r

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+
+#include "fragmentation/AVFragmenter.h"
+#include "fragmentation/AudioFragmenter.h"
+#include "fragmentation/Fragmenter.h"
+
+namespace ruvo::k2r {
+
+/// For a new recording whose content is not yet known: runs both machines side by side until the first video sample
+/// makes it a video recording, or the first complete audio fragment an audio one.
+class DualFragmenter final : public Fragmenter {
+ public:
+  /// The arguments of both machines.
+  DualFragmenter(std::uint32_t fragmentDuration, bool dropLeadIn)
+      : av_(fragmentDuration, dropLeadIn), audio_(fragmentDuration, dropLeadIn) {}
+  /// `chosen_` points into the object.
+  DualFragmenter(const DualFragmenter&) = delete;
+  DualFragmenter& operator=(const DualFragmenter&) = delete;
+  ~DualFragmenter() = default;
+
+  FragmentDecision addSample(const SampleInfo& sample) override;
+  FragmentDecision endOfStream(const SampleInfo& sample) override;
+
+ private:
+  AVFragmenter av_;
+  AudioFragmenter audio_;
+  /// `av_` or `audio_`; null until the stream has shown what it is.
+  Fragmenter* chosen_ = nullptr;
+};
+
+}  // namespace ruvo::k2r

@@ -1,0 +1,31 @@
+#include "fragmentation/SampleInfo.h"
+
+#include "util/tagHeader.h"
+
+namespace ruvo::k2r {
+namespace {
+
+constexpr std::uint8_t kAudioType = 8;
+constexpr std::uint8_t kVideoType = 9;
+constexpr std::byte kKeyFrameType{1};
+
+SampleKind kindOf(std::uint8_t type) {
+  switch (type & qvs::util::kTagTypeMask) {
+    case kAudioType:
+      return SampleKind::Audio;
+    case kVideoType:
+      return SampleKind::Video;
+    default:
+      return SampleKind::Data;
+  }
+}
+
+}  // namespace
+
+SampleInfo SampleInfo::ofMessage(std::uint8_t type, std::span<const std::byte> payload, std::uint64_t time) {
+  const SampleKind kind = kindOf(type);
+  const bool keyFrame = kind == SampleKind::Video && !payload.empty() && payload.front() >> 4 == kKeyFrameType;
+  return {.kind = kind, .time = time, .keyFrame = keyFrame};
+}
+
+}  // namespace ruvo::k2r
