@@ -21,8 +21,8 @@ enum IMOOpenFlags : std::uint32_t {
 /// The host's file services, which carry the segment files. Implemented by the host; valid while a stream lives. Called
 /// on the thread that records the stream. Paths have backslashes as separators.
 ///
-/// A write that has returned is expected to survive whatever the host promises to survive: the module names the bytes in
-/// its index as soon as the call is back, and has no separate flush.
+/// A write that has returned is expected to survive whatever the host promises to survive: the module names the bytes
+/// in its index as soon as the call is back, and has no separate flush.
 class IMO_API IMOFileContext {
  public:
   /// Opens a file with kIMOBinary | kIMOCreate | kIMOReadWrite, and kIMOTruncate for a new segment. `mode` is 0x180:

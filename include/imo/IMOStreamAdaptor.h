@@ -58,7 +58,8 @@ class IMO_API IMOStreamAdaptor {
                                   const void* data, std::uint32_t size) = 0;
 };
 
-/// The module's one entry. Stores a new adaptor, which the caller deletes, through `adaptor`; null and false on failure.
+/// The module's one entry. Stores a new adaptor, which the caller deletes, through `adaptor`; null and false on
+/// failure.
 extern "C" IMO_API bool IMOCreateAdaptor(IMOStreamContext* context, IMOStreamAdaptor** adaptor);
 /// The type of the entry, for dlsym.
 using IMOCreateAdaptorFunction = bool (*)(IMOStreamContext* context, IMOStreamAdaptor** adaptor);

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdint>
+
+namespace qvs::k2r {
+
+/// The adaptor's own settings, read once when it is made; each stream gets a copy at its open.
+struct K2RConfig {
+  bool enableAggregateMessages = true;
+  /// Bytes.
+  std::uint32_t maxAggregateMessageSize = 0x10000;
+  bool warningsAsErrors = false;
+  /// How often the removal of an old recording is tried again.
+  std::uint32_t maxEraseRetries = 2;
+};
+
+}  // namespace qvs::k2r

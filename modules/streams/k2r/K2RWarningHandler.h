@@ -1,0 +1,13 @@
+#pragma once
+
+#include "wrappers/k2m/IOStream.h"
+
+namespace qvs::k2r {
+
+/// Lets the container library carry on whatever it warns of.
+class K2RWarningHandler : public krvo::k2m::WarningHandler {
+ public:
+  std::uint32_t warning(std::uint32_t) override { return 1; }
+};
+
+}  // namespace qvs::k2r

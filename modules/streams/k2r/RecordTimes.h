@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+
+namespace qvs::k2r {
+
+/// The two clocks of a message, in milliseconds, modulo 2^32.
+struct RecordTimes {
+  /// From the recording's start, over all its appends.
+  std::uint32_t relative = 0;
+  /// The stream's own time.
+  std::uint32_t absolute = 0;
+};
+
+}  // namespace qvs::k2r

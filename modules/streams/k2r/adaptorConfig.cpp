@@ -1,0 +1,84 @@
+// How the adaptor reads its own settings from the host.
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "modules/streams/k2r/k2rAdaptor.h"
+
+namespace qvs::k2r {
+namespace {
+
+/// Room for the text of a setting, before the host asks for more.
+constexpr std::uint32_t kFirstBufferSize = 64;
+
+struct FreeBlock {
+  void operator()(char* block) const { std::free(block); }
+};
+
+/// The number that a text begins with, 0 where it begins with none; saturates.
+std::int64_t toNumber(const std::string& text) {
+  return std::strtoll(text.c_str(), nullptr, 10);
+}
+
+/// The text of a setting, read through the adaptor's virtual reader.
+std::optional<std::string> readText(k2rAdaptor& adaptor, const char* key) {
+  std::uint32_t length = kFirstBufferSize;
+  char* block = static_cast<char*>(std::calloc(1, length));
+  if (block == nullptr) return std::nullopt;
+  const bool found = adaptor.readConfig(key, &block, length);
+  const std::unique_ptr<char, FreeBlock> owner(block);
+  if (!found) return std::nullopt;
+  return std::string(block, strnlen(block, length));
+}
+
+}  // namespace
+
+void k2rAdaptor::config() {
+  constexpr std::uint32_t kNoMaximum = std::numeric_limits<std::uint32_t>::max();
+  readConfigBool("k2r/WarningsAsErrors", config_.warningsAsErrors);
+  readConfigBool("k2r/EnableAggMsgs", config_.enableAggregateMessages);
+  readConfigUnsigned("k2r/MaxAggMsgSize", config_.maxAggregateMessageSize, 0, kNoMaximum);
+  readConfigUnsigned("k2r/MaxEraseRetries", config_.maxEraseRetries, 0, kNoMaximum);
+}
+
+bool k2rAdaptor::readConfig(const char* key, char** value, std::uint32_t& length) {
+  if (key == nullptr || value == nullptr || *value == nullptr) return false;
+  const std::int32_t answer = context_->readConfiguration(key, value, length);
+  if (answer <= 0) return answer == 0;
+  length = static_cast<std::uint32_t>(answer);
+  char* const grown = static_cast<char*>(std::realloc(*value, length));
+  if (grown == nullptr) return false;
+  *value = grown;
+  std::memset(grown, 0, length);
+  return context_->readConfiguration(key, value, length) == 0;
+}
+
+bool k2rAdaptor::readConfigBool(const char* key, bool& value) {
+  const auto text = readText(*this, key);
+  if (!text) return false;
+  if (*text == (value ? "false" : "true")) value = !value;
+  return true;
+}
+
+bool k2rAdaptor::readConfigUnsigned(const char* key, std::uint32_t& value, std::uint32_t minimum,
+                                    std::uint32_t maximum) {
+  const auto text = readText(*this, key);
+  if (!text) return false;
+  const std::int64_t number = std::max<std::int64_t>(toNumber(*text), 0);
+  if (number >= minimum && number <= maximum) value = static_cast<std::uint32_t>(number);
+  return true;
+}
+
+bool k2rAdaptor::readConfigInt(const char* key, std::int32_t& value) {
+  const auto text = readText(*this, key);
+  if (!text) return false;
+  value = static_cast<std::int32_t>(toNumber(*text));
+  return true;
+}
+
+}  // namespace qvs::k2r

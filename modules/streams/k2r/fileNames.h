@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace qvs::k2r {
+
+/// The stem of a recording's file names: the directory, a backslash, and the text behind the directory's last
+/// backslash, which is empty where there is none.
+std::string makeBasePath(std::string_view streamPath);
+
+/// `<basePath>Seg<number><extension>`, the number in plain decimal.
+std::string formatSegmentName(std::string_view basePath, std::uint32_t number, std::string_view extension);
+
+/// The files of a recording that have no segment number.
+struct RecordingPaths {
+  explicit RecordingPaths(const std::string& basePath);
+
+  /// Stem of the temporary index file; the index files themselves are numbered.
+  std::string index;
+  std::string bootstrap;
+  std::string drmMeta;
+  std::string meta;
+  std::string control;
+};
+
+}  // namespace qvs::k2r

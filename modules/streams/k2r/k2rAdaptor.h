@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+
+#include "imo/IMOStreamAdaptor.h"
+#include "modules/streams/k2r/K2RConfig.h"
+
+namespace qvs::k2r {
+
+/// The module's face to the host. Has no state of any stream: a handle is the stream's K2RData, to which the stream
+/// operations go. Reads its settings at construction and never again.
+class k2rAdaptor : public IMOStreamAdaptor {
+ public:
+  /// `context` outlives the adaptor.
+  explicit k2rAdaptor(IMOStreamContext* context);
+
+  std::uint32_t getVersion() override;
+  StreamLoadStatus open(IMOStreamOpenContext* context, const char* path, std::uint32_t flags, void* userData,
+                        void*& handle) override;
+  void setUserData(void* handle, void* userData) override;
+  void close(void* handle) override;
+  bool erase(void* handle) override;
+  std::uint32_t getMemoryOverhead(void* handle) override;
+  std::uint32_t getDuration(void* handle) override;
+  std::int64_t getSize(void* handle) override;
+  std::int64_t getEndPosition(void* handle) override;
+  std::uint8_t getType(void* handle) override;
+  bool findSegmentByIndex(void* handle, std::int64_t index, SegmentBounds* bounds) override;
+  bool findSegmentByTime(void* handle, std::uint32_t time, SegmentBounds* bounds) override;
+  bool loadSegment(void* handle, SegmentBounds* bounds, ISegmentHolder* holder) override;
+  void onFreeSegment(void* handle, std::uint32_t id) override;
+  bool record(void* handle, std::uint8_t type, const void* data, std::uint32_t size, std::uint32_t time) override;
+  bool flushSegment(void* handle, SegmentBounds* bounds) override;
+  bool stopRecord(void* handle) override;
+  std::uint32_t getPermission() override;
+  bool getAttribute(void* handle, AttrType_t type, void* value, std::uint32_t& length) override;
+  bool getMediaContexts(void* handle, ContextType_t type, std::int64_t position, IContextHolder* holder,
+                        bool all) override;
+  bool getAllMediaContexts(void* handle, IAllContextHolder* holder) override;
+  void updateMediaContext(void* handle, ContextType_t type, std::uint8_t messageType, std::uint32_t time,
+                          const void* data, std::uint32_t size) override;
+
+  /// Reads the four settings of the adaptor.
+  virtual void config();
+  /// Reads a setting as text. `*value` is a block of `length` bytes from the C heap; where the text needs more, the
+  /// block is reallocated and `length` says how large it is then. The caller frees it. False where there is no such
+  /// key.
+  virtual bool readConfig(const char* key, char** value, std::uint32_t& length);
+  /// Each of these leaves `value` as it is where the key is missing or its text is not fit, and answers whether the key
+  /// was found. A bool changes on the exact text "true" or "false" only.
+  virtual bool readConfigBool(const char* key, bool& value);
+  virtual bool readConfigUnsigned(const char* key, std::uint32_t& value, std::uint32_t minimum, std::uint32_t maximum);
+  bool readConfigInt(const char* key, std::int32_t& value);
+
+ private:
+  IMOStreamContext* context_;
+  K2RConfig config_;
+};
+
+}  // namespace qvs::k2r

@@ -1,0 +1,111 @@
+// The record path: a message is checked, timed, shown to the fragmenter and queued.
+
+#include "modules/streams/k2r/k2rData.h"
+
+#include <array>
+
+#include "fragmentation/RecordingSettings.h"
+#include "modules/streams/k2r/HostLog.h"
+#include "platform/os/durableFiles.h"
+#include "util/tagHeader.h"
+
+namespace qvs::k2r {
+
+using ruvo::k2rpkgutil::NQMessage;
+
+K2RData::K2RData(const char* path, const K2RConfig& config, IMOStreamContext* streamContext,
+                 IMOStreamOpenContext* openContext, IMOFileContext* fileContext)
+    : segmentDuration_(ruvo::k2r::RecordingSettings(*openContext).readUnsigned("Recording/SegmentDuration", 0)),
+      streamPath_(path),
+      basePath_(makeBasePath(streamPath_)),
+      paths_(basePath_),
+      fileContext_(fileContext),
+      config_(config),
+      streamContext_(streamContext),
+      openContext_(openContext) {}
+
+K2RData::~K2RData() {
+  // The file is closed before its writer goes, so that the writer's end-of-file steps reach nothing: without a stop the
+  // segment stays as the last fragment left it.
+  if (segmentStream_) segmentStream_->close();
+}
+
+bool K2RData::record(std::uint8_t type, const std::byte* data, std::uint32_t size, std::uint32_t time) {
+  return guarded(*streamContext_, "Unknown Error in record()", [&] {
+    RefMessage message(type, data, size, time);
+    switch (check(message)) {
+      case Check::kRefuse:
+        return false;
+      case Check::kSkip:
+        return true;
+      case Check::kAccept:
+        break;
+    }
+    return recordMessage(message, type, time);
+  });
+}
+
+bool K2RData::recordMessage(RefMessage& message, std::uint8_t type, std::uint32_t time) {
+  const RecordTimes times = liftBackward(computeTimes(time));
+  lastTimes_ = times;
+  message.setTimestamp(times.absolute);
+  const auto sample = ruvo::k2r::SampleInfo::ofMessage(type, {message.data(), message.dataSize()}, times.absolute);
+  if (act(fragmenter_.get()->addSample(sample)) == Fate::kDrop) return true;
+  // Only now: what a decision writes never holds the message that caused it.
+  pendingMessages_.emplace_back(messageArena_, times.relative, type, times.absolute, message.data(),
+                                message.dataSize());
+  return true;
+}
+
+K2RData::Check K2RData::check(const RefMessage& message) {
+  if (stopped_) {
+    logError(*streamContext_, "The recording is stopped.");
+    return Check::kRefuse;
+  }
+  if (!message.isAudio() && !message.isVideo() && !message.isData()) {
+    logError(*streamContext_, "Invalid message type.");
+    return Check::kRefuse;
+  }
+  if (message.dataSize() == 0 || message.data() == nullptr) {
+    if (message.isAudio()) return Check::kSkip;
+    logError(*streamContext_, "No message payload.");
+    return Check::kRefuse;
+  }
+  if (message.dataSize() > util::kMaxTagDataSize) {
+    logError(*streamContext_, "Message of " + std::to_string(message.dataSize()) + " bytes, at most " +
+                                  std::to_string(util::kMaxTagDataSize) + " can be stored.");
+    return Check::kRefuse;
+  }
+  return checkTrack(message);
+}
+
+RecordTimes K2RData::computeTimes(std::uint32_t time) {
+  if (controlPending_) {
+    writeControlFile(time);
+    baseTime_ = time;
+    controlPending_ = false;
+  }
+  return {.relative = time - baseTime_, .absolute = time};
+}
+
+RecordTimes K2RData::liftBackward(RecordTimes times) {
+  if (times.relative >= lastTimes_.relative) return times;
+  logWarning(*streamContext_, "Found backward timestamp while recording stream, adjusting time");
+  return lastTimes_;
+}
+
+void K2RData::writeControlFile(std::uint32_t baseTime) {
+  util::ByteWriter image;
+  image.u32(baseTime);
+  if (!platform::os::writeFile(paths_.control, image.bytes()) || !platform::os::syncFile(paths_.control)) {
+    logError(*streamContext_, "Failed to write file '" + paths_.control + "'");
+  }
+}
+
+std::uint32_t K2RData::getDuration() const {
+  if (!bootstrapBuilder_) return 0;
+  const std::uint64_t end = bootstrapBuilder_->info().currentMediaTime;
+  return end == 0 || end < baseTime_ ? 0 : static_cast<std::uint32_t>(end - baseTime_);
+}
+
+}  // namespace qvs::k2r

@@ -1,0 +1,163 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "fragmentation/AfraIndex.h"
+#include "fragmentation/BootstrapBuilder.h"
+#include "fragmentation/FragmentationConfig.h"
+#include "fragmentation/FragmenterChoice.h"
+#include "imo/IMOStreamContext.h"
+#include "imo/IMOStreamOpenContext.h"
+#include "imo/types.h"
+#include "modules/streams/k2r/ISegmenter.h"
+#include "modules/streams/k2r/K2RConfig.h"
+#include "modules/streams/k2r/K2RIOStream.h"
+#include "modules/streams/k2r/K2RMediaProperties.h"
+#include "modules/streams/k2r/RecordTimes.h"
+#include "modules/streams/k2r/fileNames.h"
+#include "packaging/IPackagerContext.h"
+#include "packaging/K2RMediaWriter.h"
+#include "packaging/NQMessage.h"
+#include "packaging/RefCountedMemoryArena.h"
+#include "packaging/RefMessage.h"
+#include "util/bytes.h"
+
+namespace qvs::k2r {
+
+/// One stream being recorded: the object behind the handle that the host holds. Owns every piece of the recording's
+/// state; the three contexts are the host's and outlive it. The host calls its operations one at a time.
+///
+/// The order on disk is its one design rule: a fragment's samples, then the index that says where they are, then the
+/// bootstrap that says that they exist. The latter two arrive by a temporary file and a durable swap.
+class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
+ public:
+  /// Derives the file names from `path`. Touches nothing on disk. Throws boost::bad_lexical_cast for a segment duration
+  /// that is no number.
+  K2RData(const char* path, const K2RConfig& config, IMOStreamContext* streamContext, IMOStreamOpenContext* openContext,
+          IMOFileContext* fileContext);
+  /// Writes no file: a stream that ends without stopRecord() stays on disk as its last fragment left it.
+  ~K2RData() override;
+  K2RData(const K2RData&) = delete;
+  K2RData& operator=(const K2RData&) = delete;
+
+  /// Makes the object ready for record(), by the `flags` of the host's open. On false the reason, if there is one, is
+  /// in the host's log. A second call does nothing.
+  bool initialise(std::uint32_t flags);
+  /// Takes one message. False where it is refused, with a line in the log; the stream goes on either way.
+  bool record(std::uint8_t type, const std::byte* data, std::uint32_t size, std::uint32_t time);
+  /// Finishes the files: takes back what was announced and never written, marks the end, ends the segment. What was
+  /// recorded behind the last whole fragment is dropped. Always true.
+  bool stopRecord();
+  /// Removes the recording's directory. True when it is gone.
+  bool erase();
+  /// Milliseconds recorded so far, in whole fragments.
+  std::uint32_t getDuration() const;
+  std::uint8_t getType() const { return streamType_; }
+
+  ruvo::k2rpkgutil::IMemoryArena& getArena() override { return messageArena_; }
+  void addDuration(std::uint32_t milliseconds) override;
+  std::uint32_t segmentNumber() const override { return segmentNumber_; }
+
+ private:
+  using RefMessage = ruvo::k2rpkgutil::RefMessage;
+  using FragmentDecision = ruvo::k2r::FragmentDecision;
+  using FragmentRange = ruvo::k2r::FragmentRange;
+
+  /// What a check of a message comes to.
+  enum class Check { kAccept, kSkip, kRefuse };
+  /// Whether record() goes on to queue the message.
+  enum class Fate { kQueue, kDrop };
+
+  // Opening: k2rDataOpen.cpp
+  void prepareTimes();
+  bool initNew();
+
+  // The record path: k2rData.cpp
+  bool recordMessage(RefMessage& message, std::uint8_t type, std::uint32_t time);
+  Check check(const RefMessage& message);
+  RecordTimes computeTimes(std::uint32_t time);
+  RecordTimes liftBackward(RecordTimes times);
+  void writeControlFile(std::uint32_t baseTime);
+
+  // Tracks: k2rDataTracks.cpp
+  Check checkTrack(const RefMessage& message);
+
+  // What a decision does: k2rDataFragments.cpp
+  Fate act(const FragmentDecision& decision);
+  void writeFragment(const FragmentRange& range);
+  void holdFragment(const FragmentDecision& decision);
+  void flushHeldFragment(const FragmentRange& range);
+  void startRecording(const FragmentRange& range);
+  void startWriter();
+  void makeWriterPolicy();
+  void openSegment();
+  void makeSegmentStream(bool append);
+  void addToBootstrap(const FragmentRange& range);
+  std::uint64_t writeQueued(std::uint32_t limit);
+  void writeFragmentNow(const FragmentRange& range);
+  void writeHeldFragment(std::uint32_t limit);
+  void skipFragment(const FragmentRange& range);
+  void insertSafetyGap(std::uint32_t fragment);
+  void markSkippedUpTo(std::uint32_t fragment, std::uint64_t start);
+  void addIndexEntry(std::uint64_t time, std::uint32_t fragment, std::uint64_t afraOffset);
+  void requireKeyFrame() const;
+  void dropWritten(std::uint32_t limit);
+
+  // The small files: k2rDataIndex.cpp
+  void flushSmallFiles();
+  void writeIndexFile();
+  void writeBootstrapFile();
+  void replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content);
+  void swapInFile(const std::string& from, const std::string& to);
+  void trimIndex();
+  void finishSmallFiles() noexcept;
+
+  std::uint32_t segmentNumber_ = 1;
+  /// Milliseconds of fragments in this segment.
+  std::uint32_t segmentElapsed_ = 0;
+  /// Milliseconds; 0 means one segment for ever.
+  std::uint32_t segmentDuration_;
+  std::string streamPath_;
+  std::string basePath_;
+  RecordingPaths paths_;
+  IMOFileContext* fileContext_;
+  K2RConfig config_;
+  IMOStreamContext* streamContext_;
+  IMOStreamOpenContext* openContext_;
+  std::uint8_t streamType_ = 0;
+  bool initialised_ = false;
+  ruvo::k2r::FragmentationConfig fragmentationConfig_;
+  /// Declared before all that may hold its blocks.
+  ruvo::k2rpkgutil::RefCountedMemoryArena messageArena_;
+  /// Accepted and not yet written; oldest first.
+  std::vector<ruvo::k2rpkgutil::NQMessage> pendingMessages_;
+  ruvo::k2r::FragmenterChoice fragmenter_;
+  std::shared_ptr<ruvo::k2rpkgutil::IK2RMediaWriterPolicy> writerPolicy_;
+  std::unique_ptr<ruvo::k2r::BootstrapBuilder> bootstrapBuilder_;
+  /// Of the current segment only.
+  ruvo::k2r::AfraIndex fragmentIndex_;
+  K2RMediaProperties mediaProperties_;
+  std::unique_ptr<K2RIOStream> segmentStream_;
+  /// Null before the first fragment, and while a new segment could not be begun.
+  std::unique_ptr<ruvo::k2rpkgutil::K2RMediaWriter> mediaWriter_;
+  bool writerStarted_ = false;
+  bool stopped_ = false;
+  /// Pixels.
+  std::uint32_t videoWidth_ = 0;
+  std::uint32_t videoHeight_ = 0;
+  std::uint32_t openFlags_ = 0;
+  bool controlPending_ = false;
+  /// Absolute time of the recording's start.
+  std::uint32_t baseTime_ = 0;
+  std::uint32_t swapRetries_ = 10;
+  std::uint32_t swapDelayMs_ = 100;
+  FragmentDecision heldDecision_;
+  RecordTimes lastTimes_;
+};
+
+}  // namespace qvs::k2r

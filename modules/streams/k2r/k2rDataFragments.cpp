@@ -1,0 +1,159 @@
+// What the fragmenter's decisions do to bootstrap, index, queue and segment.
+
+#include <algorithm>
+
+#include "fragmentation/BootstrapWriter.h"
+#include "modules/streams/k2r/HostLog.h"
+#include "modules/streams/k2r/k2rData.h"
+#include "util/QVSException.h"
+#include "util/tagHeader.h"
+
+namespace qvs::k2r {
+
+using ruvo::k2r::AfraEntry;
+using ruvo::k2r::FragmentAction;
+using ruvo::k2rpkgutil::NQMessage;
+
+K2RData::Fate K2RData::act(const FragmentDecision& decision) {
+  using enum FragmentAction;
+  switch (decision.action) {
+    case None:
+      return Fate::kQueue;
+    case WriteFragment:
+      writeFragment(decision.range);
+      return Fate::kQueue;
+    case HoldFragment:
+      holdFragment(decision);
+      return Fate::kQueue;
+    case SkipFragment:
+      skipFragment(decision.range);
+      return Fate::kQueue;
+    case FlushHeldFragment:
+      flushHeldFragment(decision.range);
+      return Fate::kQueue;
+    case StartRecording:
+      startRecording(decision.range);
+      return Fate::kQueue;
+    case DropSample:
+      return Fate::kDrop;
+  }
+  return Fate::kQueue;
+}
+
+void K2RData::writeFragment(const FragmentRange& range) {
+  startWriter();
+  requireKeyFrame();
+  addToBootstrap(range);
+  writeFragmentNow(range);
+  dropWritten(static_cast<std::uint32_t>(range.endTime));
+  addDuration(static_cast<std::uint32_t>(range.endTime - range.startTime));
+}
+
+void K2RData::holdFragment(const FragmentDecision& decision) {
+  startWriter();
+  heldDecision_ = decision;
+  addToBootstrap(decision.range);
+  insertSafetyGap(decision.range.fragmentNumber);
+  addIndexEntry(decision.range.startTime, decision.range.fragmentNumber, ruvo::k2r::kHeldFragmentOffset);
+}
+
+void K2RData::flushHeldFragment(const FragmentRange& range) {
+  skipFragment(range);
+  const auto limit = static_cast<std::uint32_t>(range.endTime);
+  writeHeldFragment(limit);
+  dropWritten(limit);
+  // From the held fragment's end to this one's start, modulo 2^32: nothing where the flush follows the hold at once.
+  addDuration(static_cast<std::uint32_t>(heldDecision_.range.endTime - range.startTime));
+}
+
+void K2RData::startRecording(const FragmentRange& range) {
+  const std::uint32_t lastSkipped = range.fragmentNumber - 1;
+  bootstrapBuilder_->addTimestampGap(segmentNumber_, lastSkipped, static_cast<std::uint32_t>(range.startTime));
+  markSkippedUpTo(lastSkipped, range.startTime);
+  pendingMessages_.clear();
+}
+
+void K2RData::addToBootstrap(const FragmentRange& range) {
+  bootstrapBuilder_->addFragment(segmentNumber_, range.fragmentNumber, static_cast<std::uint32_t>(range.startTime),
+                                 static_cast<std::uint32_t>(range.endTime - range.startTime));
+  auto& info = bootstrapBuilder_->info();
+  info.currentMediaTime = range.endTime;
+  info.smpteOffset = 0;
+  info.live = true;
+  info.update = false;
+  info.profile = 0;
+}
+
+std::uint64_t K2RData::writeQueued(std::uint32_t limit) {
+  if (!mediaWriter_) openSegment();  // The last roll-over could not begin its segment: this fragment tries again.
+  util::ByteWriter box;
+  ruvo::k2r::appendBootstrap(box, bootstrapBuilder_->info(), true);
+  return mediaWriter_->writeFragment(pendingMessages_, limit, box.bytes()).position;
+}
+
+void K2RData::writeFragmentNow(const FragmentRange& range) {
+  const std::uint64_t position = writeQueued(static_cast<std::uint32_t>(range.endTime));
+  insertSafetyGap(range.fragmentNumber);
+  addIndexEntry(range.startTime, range.fragmentNumber, position);
+  flushSmallFiles();
+}
+
+void K2RData::writeHeldFragment(std::uint32_t limit) {
+  const std::uint64_t position = writeQueued(limit);
+  auto& entries = fragmentIndex_.globalEntries;
+  const auto held = std::find_if(entries.rbegin(), entries.rend(), [&](const AfraEntry& entry) {
+    return entry.fragment == heldDecision_.range.fragmentNumber;
+  });
+  if (held != entries.rend()) held->afraOffset = position;
+  flushSmallFiles();
+}
+
+void K2RData::skipFragment(const FragmentRange& range) {
+  bootstrapBuilder_->addEmptyFragment(segmentNumber_, range.fragmentNumber,
+                                      static_cast<std::uint32_t>(range.startTime));
+  insertSafetyGap(range.fragmentNumber);
+  addIndexEntry(range.startTime, range.fragmentNumber, ruvo::k2r::kNoFragmentOffset);
+}
+
+void K2RData::insertSafetyGap(std::uint32_t fragment) {
+  const auto& entries = fragmentIndex_.globalEntries;
+  if (entries.empty()) return;
+  const std::uint64_t time = entries.back().time;
+  std::uint32_t next = entries.back().fragment + 1;
+  if (next >= fragment) return;
+  logWarning(*streamContext_,
+             "Inserting safety gap before fragment " + std::to_string(fragment) + " in stream " + basePath_);
+  for (; next < fragment; ++next) addIndexEntry(time, next, ruvo::k2r::kNoFragmentOffset);
+}
+
+void K2RData::markSkippedUpTo(std::uint32_t fragment, std::uint64_t start) {
+  const auto& entries = fragmentIndex_.globalEntries;
+  if (entries.empty()) {
+    addIndexEntry(0, fragment, ruvo::k2r::kNoFragmentOffset);
+    return;
+  }
+  for (std::uint32_t next = entries.back().fragment + 1; next <= fragment; ++next) {
+    addIndexEntry(start, next, ruvo::k2r::kNoFragmentOffset);
+  }
+}
+
+void K2RData::addIndexEntry(std::uint64_t time, std::uint32_t fragment, std::uint64_t afraOffset) {
+  fragmentIndex_.globalEntries.emplace_back(time, segmentNumber_, fragment, afraOffset, 0);
+}
+
+void K2RData::requireKeyFrame() const {
+  const auto video = std::find_if(pendingMessages_.begin(), pendingMessages_.end(),
+                                  [](const NQMessage& message) { return message.isVideo(); });
+  if (video != pendingMessages_.end() && !video->isKeyFrame()) {
+    throw QVSException("Tried to record fragment w/ no keyframe");
+  }
+}
+
+void K2RData::dropWritten(std::uint32_t limit) {
+  const auto rest = std::find_if(pendingMessages_.begin(), pendingMessages_.end(), [limit](const NQMessage& message) {
+    return util::tagTimestamp(message.header()) >= limit;
+  });
+  pendingMessages_.erase(pendingMessages_.begin(), rest);
+}
+
+}  // namespace qvs::k2r

@@ -1,0 +1,82 @@
+// The small files that follow each fragment: the segment's index, then the recording's bootstrap.
+
+#include <algorithm>
+
+#include "fragmentation/AfraBox.h"
+#include "fragmentation/BootstrapWriter.h"
+#include "modules/streams/k2r/HostLog.h"
+#include "modules/streams/k2r/k2rData.h"
+#include "platform/os/durableFiles.h"
+#include "platform/os/sleep.h"
+#include "util/QVSException.h"
+
+namespace qvs::k2r {
+namespace {
+
+using ruvo::k2r::AfraEntry;
+
+/// A small file could not be written. The old one stands, and the next fragment writes it whole again.
+class SmallFileFailure : public QVSException {
+ public:
+  using QVSException::QVSException;
+};
+
+}  // namespace
+
+void K2RData::flushSmallFiles() {
+  try {
+    writeIndexFile();
+    writeBootstrapFile();
+  } catch (const SmallFileFailure& failure) {
+    // The fragment is in the segment, so its messages must not stay queued to be written a second time.
+    logError(*streamContext_, failure.message());
+  }
+}
+
+void K2RData::writeIndexFile() {
+  if (!hasConsecutiveFragments(fragmentIndex_)) {
+    throw QVSException("afra index is corrupt, failing the record");
+  }
+  util::ByteWriter image;
+  ruvo::k2r::appendAfra(image, fragmentIndex_);
+  replaceFile(formatSegmentName(basePath_, segmentNumber_, ".k2i"), paths_.index + ".tmp", image.bytes());
+}
+
+void K2RData::writeBootstrapFile() {
+  util::ByteWriter image;
+  ruvo::k2r::appendBootstrap(image, bootstrapBuilder_->info(), false);
+  replaceFile(paths_.bootstrap, paths_.bootstrap + ".tmp", image.bytes());
+}
+
+void K2RData::replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content) {
+  if (!platform::os::writeFile(temporary, content)) {
+    throw SmallFileFailure("Failed to write file '" + temporary + "'");
+  }
+  swapInFile(temporary, path);
+}
+
+void K2RData::swapInFile(const std::string& from, const std::string& to) {
+  for (std::uint32_t attempt = 1;; ++attempt) {
+    if (platform::os::replaceFile(from, to)) return;
+    if (attempt >= swapRetries_) break;
+    platform::os::sleepMs(swapDelayMs_);
+  }
+  logError(*streamContext_, "Failed to swap in file '" + to + "'");
+}
+
+void K2RData::trimIndex() {
+  auto& entries = fragmentIndex_.globalEntries;
+  auto& runs = bootstrapBuilder_->fragmentRuns();
+  if (runs.empty() || entries.empty()) return;
+  const auto held = std::find_if(entries.rbegin(), entries.rend(), [](const AfraEntry& entry) {
+    return entry.afraOffset == ruvo::k2r::kHeldFragmentOffset;
+  });
+  std::uint32_t last = entries.back().fragment;
+  if (held != entries.rend() && held->fragment != 0) {
+    last = held->fragment - 1;
+    while (!entries.empty() && entries.back().fragment > last) entries.pop_back();
+  }
+  while (!runs.empty() && runs.back().firstFragment > last) runs.pop_back();
+}
+
+}  // namespace qvs::k2r

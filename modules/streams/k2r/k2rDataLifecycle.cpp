@@ -1,0 +1,94 @@
+// How a recording begins and ends.
+
+#include "modules/streams/k2r/HostLog.h"
+#include "modules/streams/k2r/k2rData.h"
+#include "platform/os/durableFiles.h"
+#include "platform/os/sleep.h"
+
+namespace qvs::k2r {
+namespace {
+
+constexpr std::uint32_t kEraseDelayMs = 50;
+constexpr std::size_t kControlFileSize = 4;
+
+}  // namespace
+
+bool K2RData::initialise(std::uint32_t flags) {
+  openFlags_ = flags;
+  if ((flags & kOpenRecord) == 0) return false;
+  if (initialised_) return true;
+  initialised_ = true;
+  return guarded(*streamContext_, "Unknown Error in init()", [&] {
+    prepareTimes();
+    IMOFileStatus status;
+    if ((flags & kOpenAppend) != 0 && fileContext_->pathStatus(paths_.bootstrap.c_str(), &status, 0) == 0) {
+      throw QVSException("Appending to a recording is not available.");
+    }
+    return initNew();
+  });
+}
+
+void K2RData::prepareTimes() {
+  controlPending_ = false;
+  IMOFileStatus status;
+  const std::int32_t found = fileContext_->pathStatus(paths_.control.c_str(), &status, 0);
+  if (found == 0) {
+    const auto image = platform::os::readFile(paths_.control, kControlFileSize);
+    if (image && image->size() == kControlFileSize) {
+      baseTime_ = util::ByteReader(*image).u32();
+    } else {
+      // No base can be read: the first message gives one, as it does for a recording without the file.
+      controlPending_ = true;
+    }
+  } else if (found == -1) {
+    controlPending_ = true;
+  }
+  lastTimes_ = {};
+  fragmentationConfig_ = ruvo::k2r::readFragmentationConfig(*openContext_);
+}
+
+bool K2RData::initNew() {
+  erase();
+  if (fileContext_->createDirectory(streamPath_.c_str()) != 0) {
+    logError(*streamContext_, "Couldn't create directory for new record");
+    return false;
+  }
+  bootstrapBuilder_ = std::make_unique<ruvo::k2r::BootstrapBuilder>(fragmentationConfig_.durationPrecision,
+                                                                    fragmentationConfig_.allowedDrift);
+  fragmenter_.makeForNew(fragmentationConfig_.fragmentDuration);
+  return true;
+}
+
+bool K2RData::erase() {
+  // What the host is told: the whole directory, with all that is in it.
+  constexpr std::uint32_t kKind = 3;
+  constexpr std::uint32_t kRecursive = 1;
+  for (std::uint32_t retries = 0;; ++retries) {
+    if (fileContext_->remove(streamPath_.c_str(), kKind, kRecursive) == 0) return true;
+    if (retries == config_.maxEraseRetries) return false;
+    platform::os::sleepMs(kEraseDelayMs);
+  }
+}
+
+bool K2RData::stopRecord() {
+  finishSmallFiles();
+  mediaWriter_.reset();
+  pendingMessages_.clear();
+  messageArena_.reset();
+  stopped_ = true;
+  return true;
+}
+
+void K2RData::finishSmallFiles() noexcept {
+  try {
+    trimIndex();
+    if (bootstrapBuilder_->fragmentRuns().empty()) return;
+    bootstrapBuilder_->endPresentation();
+    writeIndexFile();
+    writeBootstrapFile();
+  } catch (const std::exception&) {
+    streamContext_->log("Unable to write bootstrap.", kIMOLogError, true);
+  }
+}
+
+}  // namespace qvs::k2r

@@ -1,0 +1,46 @@
+// The segment file and its writer: the first one, and the roll-over to the next.
+
+#include "fragmentation/RecordingSettings.h"
+#include "modules/streams/k2r/k2rData.h"
+#include "packaging/K2RMediaWriterPolicy.h"
+#include "util/QVSException.h"
+
+namespace qvs::k2r {
+
+void K2RData::startWriter() {
+  if (writerStarted_) return;
+  writerStarted_ = true;
+  makeWriterPolicy();
+  openSegment();
+}
+
+void K2RData::makeWriterPolicy() {
+  if (ruvo::k2r::RecordingSettings(*openContext_).readBool("Recording/IsProtected", false)) {
+    throw QVSException("Protected recordings are not available.");
+  }
+  writerPolicy_ = std::make_shared<ruvo::k2rpkgutil::K2RMediaWriterPolicy>(*this);
+  makeSegmentStream((openFlags_ & kOpenAppend) != 0);
+}
+
+void K2RData::makeSegmentStream(bool append) {
+  segmentStream_ =
+      std::make_unique<K2RIOStream>(fileContext_, formatSegmentName(basePath_, segmentNumber_, ".k2r"), append);
+}
+
+void K2RData::openSegment() {
+  mediaWriter_ = std::make_unique<ruvo::k2rpkgutil::K2RMediaWriter>(*writerPolicy_, mediaProperties_, *segmentStream_);
+}
+
+void K2RData::addDuration(std::uint32_t milliseconds) {
+  segmentElapsed_ += milliseconds;
+  if (segmentDuration_ == 0 || segmentElapsed_ <= segmentDuration_) return;
+  ++segmentNumber_;
+  mediaWriter_.reset();  // Ends the old file.
+  makeSegmentStream(false);
+  segmentElapsed_ = 0;
+  // The old segment's index file stays as its last fragment left it.
+  fragmentIndex_.globalEntries.clear();
+  openSegment();
+}
+
+}  // namespace qvs::k2r

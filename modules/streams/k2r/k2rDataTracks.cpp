@@ -1,0 +1,61 @@
+// Tracks come from the stream's first messages, and every later message is held against them.
+
+#include <string_view>
+
+#include "modules/streams/k2r/HostLog.h"
+#include "modules/streams/k2r/k2rData.h"
+#include "packaging/SampleDescriptors.h"
+#include "packaging/tagCodec.h"
+
+namespace qvs::k2r {
+namespace {
+
+using namespace ruvo::k2rpkgutil;
+using namespace qvs::util;
+
+FourCC handlerTypeOf(const Message& message) {
+  if (message.isVideo()) return "vide"_4cc;
+  return message.isAudio() ? "soun"_4cc : "meta"_4cc;
+}
+
+/// A message that steers the decoder or the player. It may define a track, and is not recorded itself: the writer
+/// repeats the configuration where it is needed.
+bool isForDecoderOnly(const Message& message) {
+  if (message.isVideo() && message.isCommandFrame()) return true;
+  const auto packet = message.packetType();
+  if (!packet) return false;
+  return *packet == kSequenceHeader || (message.isVideo() && *packet == kAvcEndOfSequence);
+}
+
+bool hasCodec(const K2RTrack& track, FourCC code) {
+  return track.sampleDescriptors.size() == 1 && tagFormatCode(track.sampleDescriptors.front()->formatCode) == code;
+}
+
+std::shared_ptr<K2RTrack> makeTrack(FourCC handlerType, std::shared_ptr<K2RSampleDescriptor> descriptor) {
+  auto track = std::make_shared<K2RTrack>();
+  track->handlerType = handlerType;
+  track->entries = {1, 1000, descriptor->info->codecHeaderLength};
+  track->sampleDescriptors.push_back(std::move(descriptor));
+  return track;
+}
+
+}  // namespace
+
+K2RData::Check K2RData::checkTrack(const RefMessage& message) {
+  const Check accepted = isForDecoderOnly(message) ? Check::kSkip : Check::kAccept;
+  const FourCC handlerType = handlerTypeOf(message);
+  const auto refuse = [this](const char* reason) {
+    streamContext_->log(reason, kIMOLogError, true);
+    return Check::kRefuse;
+  };
+  if (const auto track = mediaProperties_.findTrack(handlerType)) {
+    return hasCodec(*track, message.formatCode()) ? accepted : refuse("Invalid codec.");
+  }
+  if (writerStarted_) return refuse("Track not found.");
+  auto descriptor = makeSampleDescriptor(message, videoWidth_, videoHeight_);
+  if (!descriptor) return refuse("Unable to create sample descriptor for message.");
+  mediaProperties_.addTrack(makeTrack(handlerType, std::move(descriptor)));
+  return accepted;
+}
+
+}  // namespace qvs::k2r

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace test {
+
+/// One call of a host's record operation.
+struct StreamMessage {
+  std::uint8_t type = 0;
+  std::uint32_t time = 0;
+  std::vector<std::byte> data;
+};
+
+/// Makes the messages of a stream in the order of their times, with AVC and AAC sequence headers in front:
+/// `stream().keyFramesEvery(2000).audio(23).until(20000)`. The payload of each frame tells which one it is, so that no
+/// two are alike.
+class StreamBuilder {
+ public:
+  /// Video frames every `periodMs`, 40 by default, once keyFramesEvery() is given.
+  StreamBuilder& keyFramesEvery(std::uint32_t intervalMs);
+  StreamBuilder& framesEvery(std::uint32_t periodMs);
+  StreamBuilder& frameBytes(std::uint32_t size);
+  /// Audio messages every `periodMs`.
+  StreamBuilder& audio(std::uint32_t periodMs);
+  StreamBuilder& audioBytes(std::uint32_t size);
+  /// Time of the first message.
+  StreamBuilder& from(std::uint32_t timeMs);
+  /// Leaves the sequence headers out, as for the second half of a stream.
+  StreamBuilder& withoutHeaders();
+  /// The messages with times below `timeMs`.
+  std::vector<StreamMessage> until(std::uint32_t timeMs) const;
+
+ private:
+  std::uint32_t keyFrameInterval_ = 0;
+  std::uint32_t framePeriod_ = 40;
+  std::uint32_t frameBytes_ = 300;
+  std::uint32_t audioPeriod_ = 0;
+  std::uint32_t audioBytes_ = 80;
+  std::uint32_t start_ = 0;
+  bool headers_ = true;
+};
+
+inline StreamBuilder stream() {
+  return {};
+}
+
+// The messages that a stream is made of. Frame data is filled from `seed`.
+StreamMessage avcSequenceHeader(std::uint32_t timeMs);
+StreamMessage aacSequenceHeader(std::uint32_t timeMs);
+StreamMessage avcFrame(std::uint32_t timeMs, bool keyFrame, std::uint32_t size, std::uint32_t seed);
+StreamMessage aacFrame(std::uint32_t timeMs, std::uint32_t size, std::uint32_t seed);
+
+}  // namespace test

@@ -1,0 +1,116 @@
+#include "tests/support/TestHost.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "platform/os/paths.h"
+
+namespace test {
+
+std::int32_t TestHost::readConfiguration(const char* key, char** value, std::uint32_t length) {
+  const auto found = settings.find(key);
+  if (found == settings.end()) return -1;
+  const std::size_t size = found->second.size() + 1;
+  if (size > length) return static_cast<std::int32_t>(size);
+  std::memcpy(*value, found->second.c_str(), size);
+  return 0;
+}
+
+void TestHost::log(const char* text, std::uint32_t level, bool flag) {
+  const bool isError = level == kIMOLogError && flag;
+  const bool isWarning = level == kIMOLogWarning && !flag;
+  lines.push_back((isError ? "error: " : isWarning ? "warning: " : "unknown level: ") + std::string(text));
+}
+
+std::int32_t TestHost::property(const char* section, const char* key, char* buffer, std::uint32_t size) {
+  if (std::string(section) != "recording") throw std::logic_error("an unknown section is asked for");
+  const auto found = settings.find(key);
+  if (found == settings.end()) return -1;
+  const std::size_t length = found->second.size();
+  if (length + 1 > size) return static_cast<std::int32_t>(length);
+  std::memcpy(buffer, found->second.c_str(), length + 1);
+  return 0;
+}
+
+std::int32_t DiskFileContext::open(const char* path, std::uint32_t flags, std::uint32_t, std::uint32_t) {
+  const int truncate = (flags & kIMOTruncate) != 0 ? O_TRUNC : 0;
+  return ::open(platform::os::toNative(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | truncate, 0600);
+}
+
+void DiskFileContext::close(std::int32_t handle, std::uint32_t) {
+  ::close(handle);
+}
+
+std::int32_t DiskFileContext::read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) {
+  return static_cast<std::int32_t>(::pread(handle, buffer, length, static_cast<off_t>(offset)));
+}
+
+std::int32_t DiskFileContext::write(std::int32_t handle, std::uint64_t offset, const void* buffer,
+                                    std::uint32_t length) {
+  ++writeCount;
+  return static_cast<std::int32_t>(::pwrite(handle, buffer, length, static_cast<off_t>(offset)));
+}
+
+std::int32_t DiskFileContext::fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t) {
+  struct stat found {};
+  if (::fstat(handle, &found) != 0) return -1;
+  status->size = found.st_size;
+  return 0;
+}
+
+std::int32_t DiskFileContext::pathStatus(const char* path, IMOFileStatus* status, std::uint32_t) {
+  struct stat found {};
+  if (::stat(platform::os::toNative(path).c_str(), &found) != 0) return -1;
+  status->size = found.st_size;
+  return 0;
+}
+
+std::int32_t DiskFileContext::remove(const char* path, std::uint32_t, std::uint32_t) {
+  std::error_code failure;
+  std::filesystem::remove_all(platform::os::toNative(path), failure);
+  return failure ? -1 : 0;
+}
+
+std::int32_t DiskFileContext::createDirectory(const char* path) {
+  std::error_code failure;
+  std::filesystem::create_directories(platform::os::toNative(path), failure);
+  return failure ? -1 : 0;
+}
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "k2rtestXXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
+  path_ = pattern;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::string modulePath(const std::filesystem::path& native) {
+  std::string path = native.string();
+  std::replace(path.begin(), path.end(), '/', '\\');
+  return path;
+}
+
+std::string readWholeFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("cannot read " + path.string());
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void writeWholeFile(const std::filesystem::path& path, const std::string& content) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(content.data(), static_cast<std::streamsize>(content.size()));
+  if (!out.flush()) throw std::runtime_error("cannot write " + path.string());
+}
+
+}  // namespace test

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "imo/IMOStreamContext.h"
+#include "imo/IMOStreamOpenContext.h"
+
+namespace test {
+
+/// A host in memory: settings in maps, log lines in a list, files through the file context given to it.
+class TestHost final : public IMOStreamContext, public IMOStreamOpenContext {
+ public:
+  explicit TestHost(IMOFileContext* files) : files_(files) {}
+
+  void reserved() override {}
+  std::int32_t readConfiguration(const char* key, char** value, std::uint32_t length) override;
+  void log(const char* text, std::uint32_t level, bool flag) override;
+  IMOFileContext* fileContext() override { return files_; }
+  std::int32_t property(const char* section, const char* key, char* buffer, std::uint32_t size) override;
+
+  /// Both kinds of settings, by whole key.
+  std::map<std::string, std::string> settings;
+  /// "error: " or "warning: " and the text, in order. A line at another level or flag says so.
+  std::vector<std::string> lines;
+
+ private:
+  IMOFileContext* files_;
+};
+
+/// A file context on a real directory tree, with no durability beyond the process. Removes recursively whatever it is
+/// told to, as a host in tests may.
+class DiskFileContext : public IMOFileContext {
+ public:
+  virtual ~DiskFileContext() = default;
+  std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override;
+  void close(std::int32_t handle, std::uint32_t reserved) override;
+  std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) override;
+  std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) override;
+  std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override;
+  std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override;
+  std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override;
+  std::int32_t createDirectory(const char* path) override;
+
+  /// Writes that reached a file since the context was made, of whatever size.
+  std::uint64_t writeCount = 0;
+};
+
+/// A directory that lives as long as the object.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  ~TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// A native path in the form that the module takes: every slash a backslash.
+std::string modulePath(const std::filesystem::path& native);
+std::string readWholeFile(const std::filesystem::path& path);
+void writeWholeFile(const std::filesystem::path& path, const std::string& content);
+
+}  // namespace test
