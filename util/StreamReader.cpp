@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
+
+#include "util/bytes.h"
 
 namespace qvs::util {
 
@@ -33,11 +36,9 @@ void StreamReader::skip(std::uint64_t count) {
 }
 
 std::uint64_t StreamReader::take(int width) {
-  char image[8];
-  in_.read(image, width);
-  std::uint64_t value = 0;
-  for (int i = 0; i < width; ++i) value = value << 8 | static_cast<unsigned char>(image[i]);
-  return value;
+  std::byte image[8];
+  in_.read(reinterpret_cast<char*>(image), width);
+  return loadBigEndian(image, static_cast<std::size_t>(width));
 }
 
 BoxHeader readFullBoxHeader(StreamReader& in) {

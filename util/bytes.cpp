@@ -10,7 +10,7 @@ void ByteWriter::f64(double value) {
 }
 
 void ByteWriter::patchU32(std::size_t offset, std::uint32_t value) {
-  for (std::size_t i = 0; i < 4; ++i) data_.at(offset + i) = static_cast<std::byte>(value >> (24 - 8 * i));
+  storeBigEndian(&data_.at(offset + 3) - 3, 4, value);
 }
 
 double ByteReader::f64() {

@@ -23,6 +23,18 @@ inline std::span<const std::byte> asBytes(std::string_view text) {
   return std::as_bytes(std::span(text.data(), text.size()));
 }
 
+/// Stores the low `width` bytes of `value` at `at`, highest first.
+inline void storeBigEndian(std::byte* at, std::size_t width, std::uint64_t value) {
+  for (std::size_t i = 0; i < width; ++i) at[i] = static_cast<std::byte>(value >> (8 * (width - 1 - i)));
+}
+
+/// The number in the `width` bytes at `at`, highest first.
+inline std::uint64_t loadBigEndian(const std::byte* at, std::size_t width) {
+  std::uint64_t value = 0;
+  for (std::size_t i = 0; i < width; ++i) value = value << 8 | std::to_integer<std::uint64_t>(at[i]);
+  return value;
+}
+
 /// A growing byte buffer, written front to back in big-endian order. Owns its bytes.
 class ByteWriter {
  public:
@@ -55,7 +67,7 @@ class ByteWriter {
   template <std::size_t width>
   void put(std::uint64_t value) {
     std::byte image[width];
-    for (std::size_t i = 0; i < width; ++i) image[i] = static_cast<std::byte>(value >> (8 * (width - 1 - i)));
+    storeBigEndian(image, width, value);
     data_.insert(data_.end(), image, image + width);
   }
 
@@ -94,8 +106,7 @@ class ByteReader {
   template <std::size_t width>
   std::uint64_t take() {
     need(width);
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < width; ++i) value = value << 8 | std::to_integer<std::uint64_t>(data_[position_ + i]);
+    const std::uint64_t value = loadBigEndian(data_.data() + position_, width);
     position_ += width;
     return value;
   }

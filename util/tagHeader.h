@@ -28,6 +28,8 @@ void setTagTimestamp(std::byte* header, std::uint32_t timestamp);
 std::uint32_t tagTimestamp(const std::byte* header);
 std::uint32_t tagDataSize(const std::byte* header);
 /// The type byte as it stands; mask with kTagTypeMask for the kind.
-inline std::uint8_t tagRawType(const std::byte* header) { return std::to_integer<std::uint8_t>(header[0]); }
+inline std::uint8_t tagRawType(const std::byte* header) {
+  return std::to_integer<std::uint8_t>(header[0]);
+}
 
 }  // namespace qvs::util
