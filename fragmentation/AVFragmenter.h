@@ -28,7 +28,7 @@ class AVFragmenter final : public Fragmenter {
     /// A fragment is held; the current slot began with a key frame.
     kHeldThenKey = 7,
     /// As kSlotOver, behind kHeldThenKey: the held fragment is flushed, the open one began on that key frame.
-    kFlushedSlotOver = 8,
+    kFlushed = 8,
   };
 
   /// `fragmentDuration` in milliseconds, not 0. With `dropLeadIn` what lies before the first key frame is given up.
@@ -41,10 +41,12 @@ class AVFragmenter final : public Fragmenter {
   State state() const { return state_; }
 
  private:
+  void begin(std::uint64_t time);
   FragmentDecision startAtKey(std::uint64_t time, std::uint64_t number);
+  /// Moves the current slot.
   void enterSlot(std::uint64_t number);
-  FragmentDecision decide(FragmentAction action, std::uint64_t start, std::uint64_t number,
-                          std::uint64_t previous) const;
+  /// A decision about the fragment from `start` to where the open one starts now; of None, only what is for inspection.
+  FragmentDecision decide(FragmentAction action, std::uint64_t start, std::uint64_t number, std::uint64_t before) const;
 
   std::uint32_t fragmentDuration_;
   bool dropLeadIn_;

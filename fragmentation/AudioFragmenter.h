@@ -21,7 +21,8 @@ class AudioFragmenter final : public Fragmenter {
  private:
   enum class State : std::uint32_t { kNothingSeen = 0, kLeadIn = 1, kOpen = 2 };
 
-  FragmentDecision close(FragmentAction action, std::uint64_t start, std::uint64_t end) const;
+  /// About the fragment from `start` to the sample at `end`.
+  FragmentDecision decide(FragmentAction action, std::uint64_t start, std::uint64_t end) const;
 
   std::uint32_t fragmentDuration_;
   bool dropLeadIn_;

@@ -38,23 +38,25 @@ class BootstrapBuilder {
   std::vector<SegmentRunEntry>& segmentRuns() { return bootstrap_.segmentRunTables.front().segmentRuns; }
 
  private:
-  /// Stands for none.
-  static constexpr std::uint32_t kNoSegment = 0xFFFFFFFF;
+  /// Stands for no segment and no fragment.
+  static constexpr std::uint32_t kNoNumber = 0xFFFFFFFF;
 
-  void countInSegment(std::uint32_t segment);
-  void markHoleBefore(std::uint32_t segment, std::uint32_t fragment, std::uint32_t start);
-  void moveTo(std::uint32_t fragment);
+  void beginSegment(std::uint32_t segment);
   void uncountFragment();
+  void markHoleBefore(std::uint32_t segment, std::uint32_t fragment, std::uint32_t start);
+  /// Counts the numbers up to `fragment` in the last segment; the next fragment begins a run.
+  void skipTo(std::uint32_t fragment);
   bool continuesRun(std::uint32_t start, std::uint32_t duration) const;
   void append(const FragmentRunEntry& entry);
+  /// To the nearest multiple of the precision, halves upwards, but never to 0.
   std::uint32_t roundDuration(std::uint32_t duration) const;
 
   double durationPrecision_;
   std::uint32_t allowedDrift_;
   BootstrapInfo bootstrap_;
   /// Segment of the last segment run.
-  std::uint32_t lastSegment_ = kNoSegment;
-  std::uint32_t lastFragment_ = 0;
+  std::uint32_t lastSegment_ = kNoNumber;
+  std::uint32_t lastFragment_;
   /// Rounded duration of the current run; none at the start and behind a marker, where the next fragment begins a run.
   std::optional<std::uint32_t> lastDuration_;
   /// Where the current run predicts the next fragment to begin.

@@ -1,0 +1,14 @@
+#include "fragmentation/AfraIndex.h"
+
+#include <algorithm>
+
+namespace ruvo::k2r {
+
+bool hasConsecutiveFragments(const AfraIndex& index) {
+  const auto& entries = index.globalEntries;
+  return std::adjacent_find(entries.begin(), entries.end(), [](const AfraEntry& entry, const AfraEntry& next) {
+           return next.fragment != entry.fragment + 1;
+         }) == entries.end();
+}
+
+}  // namespace ruvo::k2r

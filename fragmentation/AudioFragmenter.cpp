@@ -1,0 +1,41 @@
+#include "fragmentation/AudioFragmenter.h"
+
+namespace ruvo::k2r {
+
+FragmentDecision AudioFragmenter::addSample(const SampleInfo& sample) {
+  if (sample.kind == SampleKind::Video) return {.action = FragmentAction::DropSample, .range = {}};
+  if (state_ == State::kNothingSeen) {
+    firstTime_ = sample.time;
+    currentNumber_ = fragmentNumberBefore(sample.time, fragmentDuration_);
+    state_ = State::kLeadIn;
+  }
+  const std::uint64_t number = fragmentNumberAt(sample.time, fragmentDuration_);
+  if (number <= currentNumber_) return {};
+
+  FragmentDecision decision;
+  if (state_ == State::kOpen) {
+    decision = decide(FragmentAction::WriteFragment, fragmentStart_, sample.time);
+  } else if (dropLeadIn_ && sample.time != firstTime_) {
+    decision = decide(FragmentAction::StartRecording, firstTime_, sample.time);
+  }
+  fragmentStart_ = sample.time;
+  currentNumber_ = number;
+  state_ = State::kOpen;
+  return decision;
+}
+
+FragmentDecision AudioFragmenter::endOfStream(const SampleInfo& sample) {
+  return decide(FragmentAction::WriteFragment, fragmentStart_, sample.time);
+}
+
+FragmentDecision AudioFragmenter::decide(FragmentAction action, std::uint64_t start, std::uint64_t end) const {
+  return {.action = action,
+          .range = {.fragmentNumber = static_cast<std::uint32_t>(fragmentNumberAt(start, fragmentDuration_)),
+                    .startTime = start,
+                    .endTime = end,
+                    .nextNumber = fragmentNumberAt(end, fragmentDuration_),
+                    .previousNumber = currentNumber_,
+                    .nextState = 0}};
+}
+
+}  // namespace ruvo::k2r

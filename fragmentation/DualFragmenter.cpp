@@ -1,0 +1,23 @@
+#include "fragmentation/DualFragmenter.h"
+
+namespace ruvo::k2r {
+
+FragmentDecision DualFragmenter::addSample(const SampleInfo& sample) {
+  if (chosen_ == nullptr && sample.kind == SampleKind::Video) chosen_ = &av_;
+  if (chosen_ != nullptr) return chosen_->addSample(sample);
+
+  // The video machine follows, so that it goes on from the right state if it is chosen.
+  av_.addSample(sample);
+  const FragmentDecision decision = audio_.addSample(sample);
+  if (decision.action == FragmentAction::WriteFragment) chosen_ = &audio_;
+  return decision;
+}
+
+FragmentDecision DualFragmenter::endOfStream(const SampleInfo& sample) {
+  if (chosen_ == nullptr) {
+    chosen_ = sample.kind == SampleKind::Video ? static_cast<Fragmenter*>(&av_) : &audio_;
+  }
+  return chosen_->endOfStream(sample);
+}
+
+}  // namespace ruvo::k2r

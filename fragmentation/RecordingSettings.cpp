@@ -1,0 +1,51 @@
+#include "fragmentation/RecordingSettings.h"
+
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/lexical_cast.hpp>
+#include <locale>
+
+namespace ruvo::k2r {
+namespace {
+
+constexpr char kSection[] = "recording";
+constexpr std::uint32_t kFirstSize = 1024;
+/// A host that never comes to an answer is not asked for ever, nor given all memory.
+constexpr std::uint32_t kLongestValue = 1024 * 1024;
+constexpr int kMostAttempts = 16;
+
+}  // namespace
+
+std::uint32_t RecordingSettings::readUnsigned(const char* key, std::uint32_t fallback) const {
+  const auto value = read(key);
+  return value ? boost::lexical_cast<std::uint32_t>(*value) : fallback;
+}
+
+double RecordingSettings::readDouble(const char* key, double fallback) const {
+  const auto value = read(key);
+  return value ? boost::lexical_cast<double>(*value) : fallback;
+}
+
+bool RecordingSettings::readBool(const char* key, bool fallback) const {
+  const auto value = read(key);
+  return value ? boost::algorithm::iequals(*value, "true", std::locale::classic()) : fallback;
+}
+
+std::string RecordingSettings::readString(const char* key, const std::string& fallback) const {
+  return read(key).value_or(fallback);
+}
+
+std::optional<std::string> RecordingSettings::read(const char* key) const {
+  std::uint32_t size = kFirstSize;
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    // One more than the host is told, so that the text ends even if the host does not end it.
+    std::string buffer(std::size_t{size} + 1, '\0');
+    const auto answer = static_cast<std::uint32_t>(context_.property(kSection, key, buffer.data(), size));
+    if (answer == 0) return std::string(buffer.c_str());
+    // Takes in the negative answers, which say that there is no such key.
+    if (answer > kLongestValue) return std::nullopt;
+    size = answer + 1;
+  }
+  return std::nullopt;
+}
+
+}  // namespace ruvo::k2r
