@@ -84,17 +84,6 @@ std::int32_t DiskFileContext::createDirectory(const char* path) {
   return failure ? -1 : 0;
 }
 
-TemporaryDirectory::TemporaryDirectory() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "k2rtestXXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory");
-  path_ = pattern;
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 std::string modulePath(const std::filesystem::path& native) {
   std::string path = native.string();
   std::replace(path.begin(), path.end(), '/', '\\');

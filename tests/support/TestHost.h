@@ -49,20 +49,6 @@ class DiskFileContext : public IMOFileContext {
   std::uint64_t writeCount = 0;
 };
 
-/// A directory that lives as long as the object.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory();
-  ~TemporaryDirectory();
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
-
 /// A native path in the form that the module takes: every slash a backslash.
 std::string modulePath(const std::filesystem::path& native);
 std::string readWholeFile(const std::filesystem::path& path);
