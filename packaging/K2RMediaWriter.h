@@ -47,6 +47,7 @@ class K2RMediaWriter final : public IMediaWriter, public IMediaProperties {
   using Track = krvo::k2m::Track;
 
   void addTracks(ITrackIterator& tracks);
+  /// Null for a track that is passed over.
   Track addMediaTrack(const K2RTrack& track);
   void addHintTrack(std::span<const Track> mediaTracks);
   void takeTracks();
@@ -56,9 +57,9 @@ class K2RMediaWriter final : public IMediaWriter, public IMediaProperties {
   Track* trackSlot(FourCC handlerType);
 
   void writeMessages(std::span<const NQMessage> messages, std::uint32_t limit);
-  void writeVideo(const NQMessage& message);
-  void writeAudio(const NQMessage& message);
-  bool repeatAudioConfig(const NQMessage& message);
+  void writeConfigs(std::uint32_t time, std::uint32_t timestamp);
+  void writeAudio(const NQMessage& message, std::uint32_t timestamp);
+  bool audioConfigDue(std::uint32_t time);
 
   IK2RMediaWriterPolicy& policy_;
   DocumentProperties documentProperties_;
@@ -72,7 +73,7 @@ class K2RMediaWriter final : public IMediaWriter, public IMediaProperties {
   std::vector<std::shared_ptr<K2RTrack>> tracks_;
   /// Of the open fragment.
   std::uint64_t fragmentPosition_ = 0;
-  /// Milliseconds; without video, the configuration is repeated from here on.
+  /// Milliseconds. Without video the configuration is due again once a message is a second past it.
   std::uint32_t nextAudioConfigTime_ = 0;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include "packaging/IPackagerContext.h"
@@ -19,6 +20,7 @@ class K2RSampleWriter {
  public:
   using K2RWriter = krvo::k2m::K2RWriter;
   using Track = krvo::k2m::Track;
+  using SampleDescriptor = krvo::k2m::SampleDescriptor;
 
   /// `context` outlives the writer.
   explicit K2RSampleWriter(IPackagerContext& context) : context_(context) {}
@@ -32,6 +34,11 @@ class K2RSampleWriter {
                           FourCC formatCode, std::span<const std::byte> extra) const;
   void addDataDescriptor(K2RWriter& writer, const Track& track, FourCC formatCode,
                          std::span<const std::byte> extra) const;
+
+  /// What a description read back from a file says.
+  static std::shared_ptr<SampleDescInfo> readVideoInfo(const SampleDescriptor& descriptor);
+  static std::shared_ptr<SampleDescInfo> readAudioInfo(const SampleDescriptor& descriptor);
+  static std::shared_ptr<SampleDescInfo> readDataInfo(const SampleDescriptor& descriptor);
 
   /// A message of a codec that segments do not carry is dropped. `randomAccess` asks for an index entry.
   void writeAudio(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message,

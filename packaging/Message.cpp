@@ -34,6 +34,10 @@ std::optional<std::uint8_t> Message::packetType() const {
   return std::to_integer<std::uint8_t>(data()[1]);
 }
 
+ruvo::k2r::SampleInfo Message::sampleInfo() const {
+  return ruvo::k2r::SampleInfo::ofMessage(type(), {data(), dataSize()}, time());
+}
+
 std::uint8_t Message::firstByte() const {
   return dataSize() == 0 ? std::uint8_t{0} : std::to_integer<std::uint8_t>(data()[0]);
 }

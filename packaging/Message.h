@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "fragmentation/SampleInfo.h"
 #include "packaging/tagCodec.h"
 
 namespace ruvo::k2rpkgutil {
@@ -35,12 +36,12 @@ class Message {
   bool isKeyFrame() const;
   bool isCommandFrame() const;
   FourCC formatCode() const;
+  /// Of the data; 0 where there are none.
+  std::uint8_t firstByte() const;
   /// The second data byte where the codec has one that tells the kind of packet, AVC and AAC, and the data reach it.
   std::optional<std::uint8_t> packetType() const;
-
- protected:
-  /// 0 without data.
-  std::uint8_t firstByte() const;
+  /// What a fragmenter sees of it, at time().
+  ruvo::k2r::SampleInfo sampleInfo() const;
 };
 
 /// How many of `size` data bytes stand in front of the sample. A codec whose header does not fit has none.

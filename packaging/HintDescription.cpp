@@ -1,0 +1,33 @@
+#include "packaging/HintDescription.h"
+
+#include "util/box.h"
+#include "util/narrow.h"
+
+namespace ruvo::k2rpkgutil {
+namespace {
+
+using namespace qvs::util;
+
+std::uint8_t flagBits(const HintDescriptionEntry& entry) {
+  std::uint8_t bits = 0;
+  std::uint8_t bit = 0x80;
+  for (const std::uint8_t flag : entry.flags) {
+    if (flag > 0) bits = bits | bit;
+    bit = static_cast<std::uint8_t>(bit >> 1);
+  }
+  return bits;
+}
+
+}  // namespace
+
+void writeHintDescription(ByteWriter& out, std::span<const HintDescriptionEntry> entries) {
+  BoxScope box(out, "amhp"_4cc, 0, 0);
+  out.u8(narrow<std::uint8_t>(entries.size()));
+  for (const auto& entry : entries) {
+    out.u8(entry.first);
+    out.u8(flagBits(entry));
+    out.u8(entry.last);
+  }
+}
+
+}  // namespace ruvo::k2rpkgutil
