@@ -1,0 +1,186 @@
+// Opening, stopping, erasing and closing; the module's fixed answers.
+
+#include <gtest/gtest.h>
+
+#include "tests/module/loadModule.h"
+#include "tests/modules/decoded.h"
+#include "tests/support/Recorder.h"
+#include "tests/support/hex.h"
+
+namespace {
+
+using namespace test;
+
+/// Counts what the module asks, and can refuse it.
+class StubbornFiles : public DiskFileContext {
+ public:
+  std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override {
+    ++removals;
+    EXPECT_EQ(kind, 3U);
+    EXPECT_EQ(recursive, 1U);
+    return removals <= refuseRemovals ? -1 : DiskFileContext::remove(path, kind, recursive);
+  }
+  std::int32_t createDirectory(const char* path) override {
+    return refuseDirectories ? -1 : DiskFileContext::createDirectory(path);
+  }
+
+  int removals = 0;
+  int refuseRemovals = 0;
+  bool refuseDirectories = false;
+};
+
+TEST(Opening, NeedsTheRecordFlag) {
+  for (const std::uint32_t flags : {0U, 2U}) {
+    Recorder recorder(loadModule());
+    EXPECT_FALSE(recorder.open(flags));
+    EXPECT_EQ(recorder.handle(), nullptr);
+    EXPECT_EQ(recorder.log(), "");
+  }
+}
+
+TEST(Opening, RefusesBadSettings) {
+  const struct {
+    const char* key;
+    const char* value;
+    const char* log;
+  } rows[] = {{"Recording/FragmentDuration", "0", "error: invalid fragment duration specified\n"},
+              {"Recording/DurationPrecision", "0", "error: invalid duration precision specified\n"},
+              {"Recording/FrameRate", "25", "error: no value specified for frames-per-keyframe-interval\n"},
+              {"Recording/FragmentDuration", " 4000", "error: Unknown Error in init()\n"},
+              {"Recording/SegmentDuration", "soon", "error: Unknown Error in init()\n"}};
+  for (const auto& row : rows) {
+    Recorder recorder(loadModule());
+    std::filesystem::create_directories(recorder.directory());
+    writeWholeFile(recorder.file(".bootstrap"), "old");
+    recorder.host.settings[row.key] = row.value;
+    EXPECT_FALSE(recorder.open()) << row.key;
+    EXPECT_EQ(recorder.log(), row.log);
+    EXPECT_EQ(recorder.files(), "cam1.bootstrap") << "what is there stays as it is";
+  }
+}
+
+TEST(Opening, ErasesAnOldRecordingButReadsItsBaseFirst) {
+  Recorder recorder(loadModule());
+  std::filesystem::create_directories(recorder.directory());
+  writeWholeFile(recorder.file(".control"), std::string("\0\0\x27\x10", 4));
+  writeWholeFile(recorder.file("Seg1.k2r"), "old");
+  ASSERT_TRUE(recorder.open());
+  EXPECT_EQ(recorder.files(), "");
+  recorder.record(stream().keyFramesEvery(2000).from(12000).until(16001));
+  EXPECT_FALSE(recorder.has(".control"));
+  EXPECT_EQ(recorder.adaptor().getDuration(recorder.handle()), 6000U) << "counted from the old base of 10000";
+}
+
+TEST(Opening, TriesTheRemovalAgain) {
+  const struct {
+    const char* retries;
+    int refused;
+    int removals;
+  } rows[] = {{"0", 5, 1}, {"2", 5, 3}, {"2", 1, 2}, {"4", 0, 1}};
+  for (const auto& row : rows) {
+    StubbornFiles files;
+    files.refuseRemovals = row.refused;
+    Recorder recorder(loadModule(), &files);
+    recorder.host.settings["k2r/MaxEraseRetries"] = row.retries;
+    EXPECT_TRUE(recorder.open()) << "the directory can be made all the same";
+    EXPECT_EQ(files.removals, row.removals);
+  }
+}
+
+TEST(Opening, NeedsItsDirectory) {
+  StubbornFiles files;
+  files.refuseDirectories = true;
+  Recorder recorder(loadModule(), &files);
+  EXPECT_FALSE(recorder.open());
+  EXPECT_EQ(recorder.log(), "error: Couldn't create directory for new record\n");
+}
+
+TEST(Stopping, LeavesOnlyTheControlFileBeforeTheFirstFragment) {
+  Recorder recorder(loadModule());
+  ASSERT_TRUE(recorder.open());
+  recorder.record(stream().keyFramesEvery(2000).until(3900));
+  recorder.stop();
+  recorder.close();
+  EXPECT_EQ(recorder.files(), "cam1.control");
+}
+
+TEST(Stopping, IsWhatEndsASegment) {
+  std::string withStop;
+  for (const bool stop : {true, false}) {
+    Recorder recorder(loadModule());
+    ASSERT_TRUE(recorder.open());
+    recorder.record(stream().keyFramesEvery(2000).audio(23).until(8001));
+    const std::string running = recorder.content("Seg1.k2r");
+    const std::string bootstrap = recorder.content(".bootstrap");
+    if (stop) recorder.stop();
+    const std::string stopped = recorder.content("Seg1.k2r");
+    const std::string bootstrapThen = recorder.content(".bootstrap");
+    recorder.close();
+    EXPECT_EQ(recorder.content("Seg1.k2r"), stopped) << "closing writes nothing";
+    EXPECT_EQ(stopped.size() > running.size(), stop) << "the table of random access points comes with the stop";
+    EXPECT_EQ(bootstrapThen.size(), bootstrap.size() + (stop ? 17 : 0)) << "so does the end marker";
+  }
+}
+
+TEST(Erasing, RemovesTheDirectory) {
+  Recorder recorder(loadModule());
+  ASSERT_TRUE(recorder.open());
+  recorder.record(stream().keyFramesEvery(2000).until(4001));
+  recorder.stop();
+  EXPECT_TRUE(recorder.adaptor().erase(recorder.handle()));
+  EXPECT_FALSE(std::filesystem::exists(recorder.directory()));
+}
+
+TEST(SwappingIn, GoesOnWithTheOldFileWhereItFails) {
+  Recorder recorder(loadModule());
+  ASSERT_TRUE(recorder.open());
+  std::filesystem::create_directories(recorder.file(".bootstrap") / "in the way");
+  recorder.record(stream().keyFramesEvery(2000).until(4000));
+  EXPECT_TRUE(recorder.record(avcFrame(4000, true, 100, 1))) << "the message is taken all the same";
+  EXPECT_EQ(recorder.log(), "error: Failed to swap in file '" + modulePath(recorder.file(".bootstrap")) + "'\n");
+  EXPECT_TRUE(recorder.has(".bootstrap.tmp"));
+  EXPECT_EQ(describeIndex(recorder.content("Seg1.k2i")), "1@0:written");
+}
+
+TEST(Adaptor, AnswersThePlaybackSideWithFixedValues) {
+  Recorder recorder(loadModule());
+  ASSERT_TRUE(recorder.open());
+  IMOStreamAdaptor& adaptor = recorder.adaptor();
+  void* const handle = recorder.handle();
+  EXPECT_EQ(adaptor.getVersion(), 256U);
+  EXPECT_EQ(adaptor.getPermission(), 6U);
+  EXPECT_EQ(adaptor.getSize(handle), 0);
+  SegmentBounds bounds{{1, 2, 3}};
+  EXPECT_FALSE(adaptor.findSegmentByIndex(handle, 0, &bounds));
+  EXPECT_FALSE(adaptor.findSegmentByTime(handle, 0, &bounds));
+  EXPECT_EQ(bounds.words[1], 2U) << "not touched";
+  EXPECT_TRUE(adaptor.flushSegment(handle, &bounds));
+  EXPECT_EQ(bounds.words[0] | bounds.words[1] | bounds.words[2], 0U);
+  EXPECT_FALSE(adaptor.getAllMediaContexts(handle, nullptr));
+  adaptor.close(nullptr);
+}
+
+TEST(Adaptor, TellsItsAttributes) {
+  Recorder recorder(loadModule());
+  ASSERT_TRUE(recorder.open());
+  recorder.record(stream().keyFramesEvery(2000).until(4001));
+  const struct {
+    std::uint32_t type;
+    std::uint32_t length;
+    bool found;
+    std::uint32_t lengthAfter;
+    std::uint64_t value;
+  } rows[] = {{1, 4, true, 4, 0x1111111100000000},  {2, 4, true, 4, 0x1111111100000FA0},
+              {3, 4, false, 8, 0x1111111111111111}, {3, 8, true, 8, 0},
+              {4, 9, false, 0, 0x1111111111111111}, {5, 9, false, 9, 0x1111111111111111}};
+  for (const auto& row : rows) {
+    std::uint64_t value = 0x1111111111111111;
+    std::uint32_t length = row.length;
+    EXPECT_EQ(recorder.adaptor().getAttribute(recorder.handle(), static_cast<AttrType_t>(row.type), &value, length),
+              row.found);
+    EXPECT_EQ(length, row.lengthAfter) << row.type;
+    EXPECT_EQ(value, row.value) << row.type;
+  }
+}
+
+}  // namespace
