@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Installs what building, testing and proving need, on Debian 12, as root or with sudo. Does nothing where all is there.
+set -euo pipefail
+
+packages=(
+  g++ cmake ninja-build pkg-config python3
+  libboost-dev libcli11-dev libspdlog-dev libfmt-dev nlohmann-json3-dev
+  libavformat-dev libavcodec-dev libavutil-dev ffmpeg
+  libgtest-dev libgmock-dev libbenchmark-dev
+  clang-14 libclang-rt-14-dev clang-format clang-tidy
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+echo "installing: ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
