@@ -53,7 +53,7 @@ std::span<const std::byte> fromBox(const ByteBuffer& header, FourCC type) {
   return in.remaining() >= sizeof(FourCC) && in.u32() == type ? found : std::span<const std::byte>();
 }
 
-std::span<const std::byte> readAacConfig(ByteReader in) {
+std::span<const std::byte> readDecoderSpecificInfo(ByteReader in) {
   in.skip(kFullBoxHeaderSize);
   if (in.u8() == kEsDescriptor) {
     readDescriptorLength(in);
@@ -111,7 +111,7 @@ std::span<const std::byte> findAvcCBox(const ByteBuffer& header) {
 
 std::span<const std::byte> findAacConfig(const ByteBuffer& header) {
   try {
-    return readAacConfig(ByteReader(fromBox(header, "esds"_4cc)));
+    return readDecoderSpecificInfo(ByteReader(fromBox(header, "esds"_4cc)));
   } catch (const MalformedInput&) {
     return {};
   }
