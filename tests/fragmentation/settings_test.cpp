@@ -1,0 +1,224 @@
+#include <gtest/gtest.h>
+
+#include <boost/lexical_cast.hpp>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "fragmentation/FragmentationConfig.h"
+#include "fragmentation/RecordingSettings.h"
+#include "tests/support/TestHost.h"
+#include "util/QVSException.h"
+
+namespace {
+
+using ruvo::k2r::FragmentationConfig;
+using ruvo::k2r::readFragmentationConfig;
+using ruvo::k2r::RecordingSettings;
+
+using Settings = std::map<std::string, std::string>;
+
+/// Answers by a rule of the test and notes the sizes of the buffers that it was given.
+class RuledContext final : public IMOStreamOpenContext {
+ public:
+  using Rule = std::function<std::int32_t(char* buffer, std::uint32_t size)>;
+  explicit RuledContext(Rule rule) : rule_(std::move(rule)) {}
+
+  std::int32_t property(const char* section, const char* key, char* buffer, std::uint32_t size) override {
+    EXPECT_STREQ(section, "recording");
+    EXPECT_STREQ(key, "Recording/Key");
+    sizes.push_back(size);
+    return rule_(buffer, size);
+  }
+
+  std::vector<std::uint32_t> sizes;
+
+ private:
+  Rule rule_;
+};
+
+std::string read(RuledContext& context) {
+  return RecordingSettings(context).readString("Recording/Key", "absent");
+}
+
+TEST(RecordingSettings, TakeAValueOfAnyLength) {
+  for (const std::size_t length : {0U, 1U, 1023U, 1024U, 5000U, 1024U * 1024U}) {
+    test::TestHost host(nullptr);
+    host.settings["Recording/Key"] = std::string(length, 'x');
+    EXPECT_EQ(RecordingSettings(host).readString("Recording/Key", "absent"), std::string(length, 'x')) << length;
+  }
+}
+
+TEST(RecordingSettings, AskAgainWithOneMoreThanIsNeeded) {
+  std::uint32_t needed = 2000;
+  RuledContext growing([&](char* buffer, std::uint32_t size) -> std::int32_t {
+    if (size < 4000) return static_cast<std::int32_t>(std::exchange(needed, 5000));
+    std::strcpy(buffer, "at last");
+    return 0;
+  });
+  EXPECT_EQ(read(growing), "at last");
+  EXPECT_EQ(growing.sizes, (std::vector<std::uint32_t>{1024, 2001, 5001}));
+}
+
+TEST(RecordingSettings, CountAKeyAsAbsentThatTheHostNeverHandsOver) {
+  const struct {
+    const char* what;
+    RuledContext::Rule rule;
+    std::size_t mostCalls;
+  } rows[] = {
+      {"no such key", [](char*, std::uint32_t) { return -1; }, 1},
+      {"gone when asked again", [](char*, std::uint32_t size) { return size == 1024 ? 2000 : -1; }, 2},
+      {"failing when asked again", [](char*, std::uint32_t size) { return size == 1024 ? 2000 : -2; }, 2},
+      {"always longer", [](char*, std::uint32_t size) { return static_cast<std::int32_t>(size + 1); }, 100},
+      {"always the same", [](char*, std::uint32_t) { return 1500; }, 100},
+      {"absurdly long", [](char*, std::uint32_t) { return 0x7FFFFFFF; }, 1},
+      {"a little too long", [](char*, std::uint32_t) { return 1024 * 1024 + 1; }, 1},
+  };
+  for (const auto& row : rows) {
+    RuledContext context(row.rule);
+    EXPECT_EQ(read(context), "absent") << row.what;
+    EXPECT_LE(context.sizes.size(), row.mostCalls) << row.what;
+  }
+}
+
+TEST(RecordingSettings, EndAValueThatTheHostDoesNotEnd) {
+  RuledContext context([](char* buffer, std::uint32_t size) {
+    std::memset(buffer, 'x', size);
+    return 0;
+  });
+  EXPECT_EQ(read(context), std::string(1024, 'x'));
+}
+
+TEST(RecordingSettings, ReadUnsignedNumbers) {
+  const struct {
+    const char* text;
+    std::uint32_t number;
+  } rows[] = {{"0", 0}, {"4000", 4000}, {"+7", 7}, {"007", 7}, {"4294967295", 0xFFFFFFFF}, {"-1", 0xFFFFFFFF}};
+  test::TestHost host(nullptr);
+  for (const auto& row : rows) {
+    host.settings["Recording/Key"] = row.text;
+    EXPECT_EQ(RecordingSettings(host).readUnsigned("Recording/Key", 5), row.number) << row.text;
+  }
+  EXPECT_EQ(RecordingSettings(host).readUnsigned("Recording/Other", 5), 5U);
+}
+
+TEST(RecordingSettings, RefuseWhatIsNoNumber) {
+  test::TestHost host(nullptr);
+  for (const char* text : {"", " 4000", "4000 ", "4000ms", "4e3", "0x10", "4294967296", "4000.0"}) {
+    host.settings["Recording/Key"] = text;
+    EXPECT_THROW(RecordingSettings(host).readUnsigned("Recording/Key", 5), boost::bad_lexical_cast) << text;
+  }
+  for (const char* text : {"", " 1.5", "1.5 ", "1,5", "fast"}) {
+    host.settings["Recording/Key"] = text;
+    EXPECT_THROW(RecordingSettings(host).readDouble("Recording/Key", 5), boost::bad_lexical_cast) << text;
+  }
+}
+
+TEST(RecordingSettings, ReadTruthInAnyCase) {
+  const struct {
+    const char* text;
+    bool truth;
+  } rows[] = {{"true", true}, {"TRUE", true}, {"tRuE", true},   {"1", false},
+              {"", false},    {"yes", false}, {"true ", false}, {"false", false}};
+  test::TestHost host(nullptr);
+  for (const auto& row : rows) {
+    host.settings["Recording/Key"] = row.text;
+    EXPECT_EQ(RecordingSettings(host).readBool("Recording/Key", true), row.truth) << row.text;
+  }
+  EXPECT_TRUE(RecordingSettings(host).readBool("Recording/Other", true));
+  EXPECT_FALSE(RecordingSettings(host).readBool("Recording/Other", false));
+}
+
+FragmentationConfig configOf(const Settings& settings) {
+  test::TestHost host(nullptr);
+  for (const auto& [key, value] : settings) host.settings["Recording/" + key] = value;
+  return readFragmentationConfig(host);
+}
+
+TEST(FragmentationConfig, IsReadFromTheSettings) {
+  const struct {
+    const char* what;
+    Settings settings;
+    FragmentationConfig config;
+  } rows[] = {
+      {"no key", {}, {4000, 100.0, 1000}},
+      {"durations",
+       {{"FragmentDuration", "2000"}, {"DurationPrecision", "40"}, {"AllowedDrift", "0"}},
+       {2000, 40.0, 0}},
+      {"no frame rate: the frames are not judged",
+       {{"FrameRate", "0"}, {"FramesPerKeyframeInterval", "0"}, {"FramePrecision", "-1"}},
+       {4000, 100.0, 1000}},
+      {"a negative frame rate", {{"FrameRate", "-25"}}, {4000, 100.0, 1000}},
+      {"no number for a frame rate", {{"FrameRate", "nan"}}, {4000, 100.0, 1000}},
+      {"frames override",
+       {{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "50"}, {"FragmentDuration", "7000"}},
+       {2000, 40.0, 1000}},
+      {"frames are cut to whole numbers",
+       {{"FrameRate", "10"},
+        {"FramesPerKeyframeInterval", "10.9"},
+        {"KeyframeIntervalsPerFragment", "3.9"},
+        {"FramePrecision", "2.9"}},
+       {3000, 200.0, 1000}},
+      {"infinite counts are as large as can be",
+       {{"FrameRate", "1000"}, {"FramesPerKeyframeInterval", "inf"}, {"FramePrecision", "1e300"}},
+       {0xFFFFFFFF, 4294967295.0, 1000}},
+      {"low bits of a large count",
+       {{"FrameRate", "1000"}, {"FramesPerKeyframeInterval", "4294968296"}},
+       {1000, 1.0, 1000}},
+      {"the product keeps 32 bits",
+       {{"FrameRate", "1000"}, {"FramesPerKeyframeInterval", "65537"}, {"KeyframeIntervalsPerFragment", "65536"}},
+       {65536, 1.0, 1000}},
+  };
+  for (const auto& row : rows) EXPECT_EQ(configOf(row.settings), row.config) << row.what;
+}
+
+TEST(FragmentationConfig, ComputesBroadcastRatesInDoublePrecision) {
+  const FragmentationConfig config =
+      configOf({{"FrameRate", "29.97"}, {"FramesPerKeyframeInterval", "60"}, {"KeyframeIntervalsPerFragment", "2"}});
+  EXPECT_EQ(config.fragmentDuration, 4004U);
+  EXPECT_EQ(config.durationPrecision, 1.0 * (1.0 / 29.97) * 1000.0);
+}
+
+TEST(FragmentationConfig, RefusesSettingsThatGiveNoDuration) {
+  const struct {
+    Settings settings;
+    const char* message;
+  } rows[] = {
+      {{{"FragmentDuration", "0"}}, "invalid fragment duration specified"},
+      {{{"FragmentDuration", "0"}, {"FrameRate", "25"}, {"FramesPerKeyframeInterval", "50"}},
+       "invalid fragment duration specified"},
+      {{{"DurationPrecision", "0"}}, "invalid duration precision specified"},
+      {{{"FrameRate", "inf"}}, "invalid frame rate specified"},
+      {{{"FrameRate", "25"}}, "no value specified for frames-per-keyframe-interval"},
+      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "0.5"}},
+       "no value specified for frames-per-keyframe-interval"},
+      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "nan"}},
+       "no value specified for frames-per-keyframe-interval"},
+      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "-1e300"}},
+       "no value specified for frames-per-keyframe-interval"},
+      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "50"}, {"KeyframeIntervalsPerFragment", "0.9"}},
+       "no value specified for keyframe-intervals-per-fragment"},
+      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "50"}, {"FramePrecision", "0"}},
+       "no value specified for frame precision"},
+      {{{"FrameRate", "1e9"}, {"FramesPerKeyframeInterval", "50"}}, "invalid fragment duration specified"},
+      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "65536"}, {"KeyframeIntervalsPerFragment", "65536"}},
+       "invalid fragment duration specified"},
+  };
+  for (const auto& row : rows) {
+    try {
+      configOf(row.settings);
+      ADD_FAILURE() << row.message;
+    } catch (const qvs::QVSException& failure) {
+      EXPECT_EQ(failure.message(), row.message);
+    }
+  }
+}
+
+TEST(FragmentationConfig, PassesOnWhatIsNoNumber) {
+  EXPECT_THROW(configOf({{"FragmentDuration", " 4000"}}), boost::bad_lexical_cast);
+  EXPECT_THROW(configOf({{"FramePrecision", "one"}}), boost::bad_lexical_cast);
+}
+
+}  // namespace
