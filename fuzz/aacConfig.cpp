@@ -4,39 +4,37 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 
+#include "fuzz/fuzzing.h"
 #include "packaging/CodecBoxes.h"
 #include "packaging/mp4/K2MAdaptor/source/AACBitstream.h"
 
 namespace {
 
 using namespace ruvo::k2rpkgutil;
-
-void require(bool condition) {
-  if (!condition) std::abort();
-}
+using fuzz::require;
 
 void readAsConfig(std::span<const std::byte> input) {
   AacConfig config;
   config.data = input.data();
   config.dataSize = static_cast<std::int32_t>(input.size());
   const AacVerdict verdict = readAacConfig(config);
-  require((verdict == AacVerdict::kRead) == (config.parsed == AacConfig::kParsed));
-  require(config.sampleRate >= 0 && config.sampleRate < 1 << 24);
-  require(config.channelConfig >= 0 && config.channelConfig <= 48);
+  require((verdict == AacVerdict::kRead) == (config.parsed == AacConfig::kParsed), "read is parsed");
+  require(config.sampleRate >= 0 && config.sampleRate < 1 << 24, "a sample rate has 24 bits");
+  require(config.channelConfig >= 0 && config.channelConfig <= 48, "a program has at most 48 channel elements");
 
   const auto box = makeEsdsBox(input);
   const auto found = findAacConfig(box);
-  require(std::equal(found.begin(), found.end(), input.begin(), input.end()));
+  require(std::equal(found.begin(), found.end(), input.begin(), input.end()), "a box gives back its configuration");
 }
 
 void readAsCodecHeader(std::span<const std::byte> input) {
   const qvs::util::ByteBuffer header(input);
+  const std::byte* const end = header.data() + header.size();
   for (const auto found : {findAvcCBox(header), findAacConfig(header)}) {
-    require(found.empty() ||
-            (found.data() >= header.data() && found.data() + found.size() <= header.data() + header.size()));
+    require(found.empty() || (found.data() >= header.data() && found.data() + found.size() <= end),
+            "a view of the input");
   }
 }
 

@@ -183,11 +183,17 @@ std::shared_ptr<K2RSampleDescriptor> K2RMediaWriter::readDescriptor(const krvo::
 
 FragmentPosition K2RMediaWriter::writeFragment(std::span<const NQMessage> messages, std::uint32_t limit,
                                                std::span<const std::byte> bootstrap) {
-  writer_.addAbst(bootstrap);
-  writeMessages(messages, limit);
-  const FragmentPosition written{.position = fragmentPosition_};
-  fragmentPosition_ = writer_.startFragment();
-  return written;
+  const std::uint32_t nextAudioConfigTime = nextAudioConfigTime_;
+  try {
+    writer_.addAbst(bootstrap);
+    writeMessages(messages, limit);
+    const FragmentPosition written{.position = fragmentPosition_};
+    fragmentPosition_ = writer_.startFragment();
+    return written;
+  } catch (...) {
+    nextAudioConfigTime_ = nextAudioConfigTime;
+    throw;
+  }
 }
 
 void K2RMediaWriter::flush() {
