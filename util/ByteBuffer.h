@@ -17,8 +17,7 @@ class ByteBuffer {
   explicit ByteBuffer(std::uint64_t size);
   explicit ByteBuffer(std::span<const std::byte> bytes);
   ByteBuffer(const ByteBuffer& other) : ByteBuffer(other.bytes()) {}
-  ByteBuffer(ByteBuffer&& other) noexcept
-      : data_(std::move(other.data_)), size_(std::exchange(other.size_, 0)) {}
+  ByteBuffer(ByteBuffer&& other) noexcept : data_(std::move(other.data_)), size_(std::exchange(other.size_, 0)) {}
   ByteBuffer& operator=(ByteBuffer other) noexcept;
   ~ByteBuffer() = default;
 

@@ -7,8 +7,8 @@
 
 namespace qvs::util {
 
-/// A box being written (ISO/IEC 14496-12, 4.2): its header stands at once, with size 0; the end of the scope patches the
-/// 32-bit size. Scopes nest. A box written this way stays below 4 GiB.
+/// A box being written (ISO/IEC 14496-12, 4.2): its header stands at once, with size 0; the end of the scope patches
+/// the 32-bit size. Scopes nest. A box written this way stays below 4 GiB.
 class BoxScope {
  public:
   /// A plain box.
@@ -33,8 +33,8 @@ struct BoxView {
   ByteReader payload{{}};
 };
 
-/// Reads the next box, whatever its type; `in` then stands behind it. A 64-bit size is taken, and a size of 0 reaches to
-/// the end of the input. Throws MalformedInput for a size below the header's or beyond the input.
+/// Reads the next box, whatever its type; `in` then stands behind it. A 64-bit size is taken, and a size of 0 reaches
+/// to the end of the input. Throws MalformedInput for a size below the header's or beyond the input.
 BoxView nextBox(ByteReader& in);
 
 /// Reads the next box and answers its payload. Throws MalformedInput, too, where the type is another one.

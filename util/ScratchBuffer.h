@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+namespace qvs::util {
+
+/// Room for a while: on the stack for up to `kInline` elements, else on the heap. Its content is not set.
+template <typename Element, std::size_t kInline>
+class ScratchBuffer {
+ public:
+  explicit ScratchBuffer(std::size_t size)
+      : heap_(size > kInline ? std::make_unique_for_overwrite<Element[]>(size) : nullptr) {}
+  ScratchBuffer(const ScratchBuffer&) = delete;
+  ScratchBuffer& operator=(const ScratchBuffer&) = delete;
+
+  Element* data() { return heap_ ? heap_.get() : inline_; }
+
+ private:
+  Element inline_[kInline];
+  std::unique_ptr<Element[]> heap_;
+};
+
+}  // namespace qvs::util

@@ -1,0 +1,172 @@
+#include "util/StringPool.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+namespace qvs::util {
+namespace {
+
+constexpr std::int32_t kLongestLength = 0xFFFFFF;
+
+/// Counts one for the length of a scope.
+class Presence {
+ public:
+  explicit Presence(std::atomic<std::int32_t>& count) : count_(count), isFirst_(count.fetch_add(1) == 0) {}
+  ~Presence() { count_.fetch_sub(1); }
+  Presence(const Presence&) = delete;
+  Presence& operator=(const Presence&) = delete;
+
+  bool isFirst() const { return isFirst_; }
+
+ private:
+  std::atomic<std::int32_t>& count_;
+  bool isFirst_;
+};
+
+}  // namespace
+
+StringPool& StringPool::instance() {
+  // Never destroyed: strings with static storage may give their blocks back later than any other destructor runs.
+  static StringPool* const pool =
+      std::make_unique<StringPool>(maxPooledLengthFrom(std::getenv("QVS_STRING_POOL"))).release();
+  return *pool;
+}
+
+std::int32_t StringPool::maxPooledLengthFrom(const char* setting) {
+  if (setting == nullptr) return 0;
+  return static_cast<std::int32_t>(std::clamp<long>(std::strtol(setting, nullptr, 10), 0, kLongestLength));
+}
+
+StringPool::StringPool(std::int32_t maxPooledLength)
+    : maxPooledLength_(static_cast<std::size_t>(std::clamp(maxPooledLength, 0, kLongestLength))),
+      narrowShards_(std::make_unique<Shard<char>[]>(maxPooledLength_ + 1)),
+      wideShards_(std::make_unique<Shard<char16_t>[]>(maxPooledLength_ + 1)) {}
+
+template <typename Char>
+bool StringPool::ByContent<Char>::operator()(const Char* a, const Char* b) const {
+  return std::memcmp(a, b, length * sizeof(Char)) < 0;
+}
+
+template <typename Char>
+StringPool::Shard<Char>& StringPool::shard(std::size_t length) {
+  if constexpr (std::is_same_v<Char, char>) {
+    return narrowShards_[length];
+  } else {
+    return wideShards_[length];
+  }
+}
+
+template <typename Char>
+StringBlock<Char> StringPool::intern(std::basic_string_view<Char> text) {
+  if (text.empty()) return {};
+  if (text.size() > maxPooledLength_) return StringBlock<Char>::makePrivate(text);
+  return shard<Char>(text.size()).intern(text);
+}
+
+template <typename Char>
+void StringPool::release(StringBlock<Char> block) noexcept {
+  if (block.isEmptyString()) return;
+  if (block.isPrivate()) {
+    block.destroy();
+  } else {
+    shard<Char>(block.length()).release(block.text());
+  }
+}
+
+template <typename Char>
+void StringPool::assign(StringBlock<Char>& block, std::basic_string_view<Char> text) {
+  if (block.hasRoomFor(text.size())) {
+    block.overwrite(0, text);
+    return;
+  }
+  const StringBlock<Char> old = block;
+  block = intern(text);
+  release(old);
+}
+
+template <typename Char>
+void StringPool::append(StringBlock<Char>& block, std::basic_string_view<Char> text) {
+  if (block.hasRoomFor(block.length() + text.size())) {
+    block.overwrite(block.length(), text);
+    return;
+  }
+  const StringBlock<Char> old = block;
+  block = StringBlock<Char>::makePrivate(old.view(), text);
+  release(old);
+}
+
+template <typename Char>
+void StringPool::makePrivate(StringBlock<Char>& block) {
+  if (block.isPrivate()) return;
+  const StringBlock<Char> old = block;
+  block = StringBlock<Char>::makePrivate(old.view());
+  release(old);
+}
+
+std::uint64_t StringPool::sweep() {
+  const Presence presence(sweepCount_);
+  if (!presence.isFirst()) return 0;
+  return sweepShards<char>() + sweepShards<char16_t>();
+}
+
+template <typename Char>
+std::uint64_t StringPool::sweepShards() {
+  std::uint64_t freed = 0;
+  for (std::size_t length = 1; length <= maxPooledLength_; ++length) freed += length * shard<Char>(length).sweep();
+  return freed;
+}
+
+template <typename Char>
+StringPool::Statistics StringPool::statistics(std::size_t length) {
+  auto& of = shard<Char>(length);
+  const MutexLock lock(&of.mutex);
+  return of.statistics;
+}
+
+template <typename Char>
+StringBlock<Char> StringPool::Shard<Char>::intern(std::basic_string_view<Char> text) {
+  const MutexLock lock(&mutex);
+  if (!entries) entries.emplace(ByContent<Char>{text.size()});
+  if (const auto found = entries->find(text.data()); found != entries->end()) {
+    ++found->second.useCount;
+    ++statistics.hits;
+    return found->second.block;
+  }
+  Entry<Char> entry(text);
+  const StringBlock<Char> block = entry.block;
+  entries->emplace(block.text(), std::move(entry));
+  ++statistics.misses;
+  statistics.internedChars += static_cast<std::uint32_t>(text.size());
+  return block;
+}
+
+template <typename Char>
+void StringPool::Shard<Char>::release(const Char* text) noexcept {
+  const MutexLock lock(&mutex);
+  if (!entries) return;
+  if (const auto found = entries->find(text); found != entries->end()) --found->second.useCount;
+}
+
+template <typename Char>
+std::uint64_t StringPool::Shard<Char>::sweep() {
+  const MutexLock lock(&mutex);
+  if (!entries) return 0;
+  return std::erase_if(*entries, [](const auto& entry) { return entry.second.useCount == 0; });
+}
+
+template StringBlock<char> StringPool::intern(std::basic_string_view<char>);
+template StringBlock<char16_t> StringPool::intern(std::basic_string_view<char16_t>);
+template void StringPool::release(StringBlock<char>) noexcept;
+template void StringPool::release(StringBlock<char16_t>) noexcept;
+template void StringPool::assign(StringBlock<char>&, std::basic_string_view<char>);
+template void StringPool::assign(StringBlock<char16_t>&, std::basic_string_view<char16_t>);
+template void StringPool::append(StringBlock<char>&, std::basic_string_view<char>);
+template void StringPool::append(StringBlock<char16_t>&, std::basic_string_view<char16_t>);
+template void StringPool::makePrivate(StringBlock<char>&);
+template void StringPool::makePrivate(StringBlock<char16_t>&);
+template StringPool::Statistics StringPool::statistics<char>(std::size_t);
+template StringPool::Statistics StringPool::statistics<char16_t>(std::size_t);
+
+}  // namespace qvs::util
