@@ -64,6 +64,11 @@ struct KrvoK2MIOStreamCallBacks {
   KrvoStatus (*flush)(void* context);
 };
 
+enum KrvoWarningCode : std::uint32_t {
+  /// Bytes behind the last fragment that are no `mfra`: a crash left them. They will be overwritten.
+  kKrvoWarnLeftover = 1,
+};
+
 struct KrvoK2MWarningHandlerCallBacks {
   std::uint32_t size;
   void* context;
@@ -73,13 +78,13 @@ struct KrvoK2MWarningHandlerCallBacks {
 
 // ---- Records. The widths are fixed. ----
 
-/// UTC.
+/// UTC. A field out of its range is answered by kKrvoBadDate.
 struct K2MDate {
-  std::uint8_t size;  // 8
-  std::uint8_t day;   // 1 to 31
-  std::uint8_t month; // 1 to 12
+  std::uint8_t size;   // 8
+  std::uint8_t day;    // 1 to 31
+  std::uint8_t month;  // 1 to 12
   std::uint8_t reserved0;
-  std::uint16_t year; // from 1904
+  std::uint16_t year;  // 1904 to 9999
   std::uint8_t hour;
   std::uint8_t minute;
   std::uint8_t second;
@@ -107,15 +112,17 @@ struct K2MTrackInfo {
   K2MDate created;
   K2MDate modified;
   std::uint64_t duration;  // in timescale
-  float width;             // pixels
+  float width;             // pixels; what is below 0 or beyond 65535 is stored as the nearest of these
   float height;
   float volume;
   char language[4];  // three letters of ISO 639-2 and a zero byte
+  /// Read back, with the terminating zero; not looked at when a track is added.
   std::uint32_t handlerNameLength;
   std::uint32_t reserved;
 };
 static_assert(sizeof(K2MTrackInfo) == 72);
 
+/// Not stored. Read back, the values are 1, 1000 and the length of the first description's codec header.
 struct K2MEntriesInfo {
   std::uint32_t size;  // 16
   std::uint32_t values[3];
@@ -155,7 +162,7 @@ static_assert(sizeof(K2MDescriptorInfo) == 16);
 
 struct K2MVideoDescriptorInfo {
   K2MDescriptorInfo base;
-  std::uint32_t width;
+  std::uint32_t width;  // from 65535 on, 65535
   std::uint32_t height;
   float horizontalResolution;  // dots per inch
   float verticalResolution;
@@ -165,9 +172,9 @@ struct K2MVideoDescriptorInfo {
 
 struct K2MAudioDescriptorInfo {
   K2MDescriptorInfo base;
-  float sampleRate;
+  float sampleRate;  // stored as 0 from 65536 on; decoders then take it from the codec header
   std::uint32_t channels;
-  std::uint32_t bytesPerSample;  // 0 where not known
+  std::uint32_t bytesPerSample;  // 0 where not known, stored as 2
 };
 
 struct K2MRtmpDescriptorInfo {
@@ -178,7 +185,7 @@ struct K2MRtmpDescriptorInfo {
 };
 
 /// Bytes handed over. `free`, unless null, is called once with `context` when the library has done with them, also when
-/// the call that brought them fails.
+/// the call that brought them fails; only a record of the wrong size is left alone. It calls nothing of the library.
 struct KrvoK2MDataBuffer {
   std::uint32_t size;  // 32
   const void* data;
@@ -189,12 +196,14 @@ static_assert(sizeof(KrvoK2MDataBuffer) == 32);
 
 // ---- A new segment ----
 
-/// Opens the stream. Nothing is written before the first fragment is started.
+/// Opens the stream. Nothing is written before the first fragment is started. Each writer takes a block of `allocator`
+/// for its larger writes, and keeps one of up to 256 KiB.
 KrvoStatus KrvoK2RDocCreateNew(const KrvoK2MIOStreamCallBacks* stream, const K2MDocInfo* info,
                                const KrvoK2MAllocatorCallBacks* allocator, KrvoK2RWriter** writer);
 /// The part of the writer that knows tracks. A view: it lives as long as the writer and is not released.
 KrvoStatus KrvoK2RWriterGetK2MWriterRef(KrvoK2RWriter* writer, KrvoK2MWriter** k2m);
-/// `name` is zero-terminated; `interleave` is not used. Tracks are added before the first fragment is started.
+/// `name` is zero-terminated, or null; `interleave` is not used. A language that is empty becomes "und". Tracks are
+/// added before the first fragment is started.
 KrvoStatus KrvoK2MWriterAddTrack(KrvoK2MWriter* writer, const K2MTrackInfo* info, const K2MEntriesInfo* entries,
                                  std::uint32_t interleave, const char* name, KrvoK2MTrack** track);
 /// Each takes `info->codecHeaderLength` bytes of codec header, which may be 0 with a null buffer.
@@ -207,12 +216,10 @@ KrvoStatus KrvoK2MWriterAddAudioSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MT
                                                  const KrvoK2MDataBuffer* codecHeader,
                                                  KrvoK2MSampleDescriptor** descriptor);
 KrvoStatus KrvoK2MWriterAddRtmpSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track,
-                                                const K2MRtmpDescriptorInfo* info,
-                                                const KrvoK2MDataBuffer* codecHeader,
+                                                const K2MRtmpDescriptorInfo* info, const KrvoK2MDataBuffer* codecHeader,
                                                 KrvoK2MSampleDescriptor** descriptor);
 KrvoStatus KrvoK2MWriterAddSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track, const K2MDescriptorInfo* info,
-                                            const KrvoK2MDataBuffer* codecHeader,
-                                            KrvoK2MSampleDescriptor** descriptor);
+                                            const KrvoK2MDataBuffer* codecHeader, KrvoK2MSampleDescriptor** descriptor);
 /// `hintType` is 2; `mediaTracks` are the tracks that the hint track refers to.
 KrvoStatus KrvoK2RWriterAddHintTrack(KrvoK2RWriter* writer, std::uint32_t hintType, const K2MTrackInfo* info,
                                      const K2MEntriesInfo* entries, std::uint32_t reserved, const char* name,
@@ -256,9 +263,12 @@ KrvoStatus KrvoK2MReleaseSampleDescriptor(KrvoK2MSampleDescriptor* descriptor);
 // ---- Fragments ----
 
 /// Writes the open fragment, if there is anything in it, and begins the next one; `*position` is where that one's first
-/// byte will stand.
+/// byte will stand. When the writing fails, the open fragment has lost what was added to it and still begins where it
+/// did: what is added again and written overwrites what the failure left.
 KrvoStatus KrvoK2RWriterStartFragment(KrvoK2RWriter* writer, std::uint64_t* position);
-/// The body of the `abst` box of the open fragment. Its bytes stay the caller's until the call that ends the fragment.
+/// The body of the `abst` box of the open fragment, at least one byte, which stays in place until the call that ends
+/// the fragment. Comes before the samples: what an attempt that broke off had added to the fragment is given back and
+/// dropped.
 KrvoStatus KrvoK2RWriterAddABST(KrvoK2RWriter* writer, const KrvoK2MDataBuffer* box, std::uint32_t length);
 /// One tag: a sample of `hintTrack` and, by `media`, of `mediaTrack`. With `randomAccess` 1 the fragment's `afra` gets
 /// an entry.
@@ -272,7 +282,7 @@ KrvoStatus KrvoK2RWriterAddSampleWithAfra(KrvoK2RWriter* writer, KrvoK2MTrack* t
 // ---- The end ----
 
 KrvoStatus KrvoK2MWriterFlush(KrvoK2MWriter* writer);
-/// Drops the open fragment, ends the file and releases the stream.
+/// Drops the open fragment, ends the file and releases the stream. The writer is gone also when this fails.
 KrvoStatus KrvoK2MDestroyWriter(KrvoK2RWriter* writer);
 
 }  // extern "C"

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -10,10 +9,12 @@
 #include "util/ByteBuffer.h"
 #include "wrappers/k2m/Exception.h"
 #include "wrappers/k2m/IOStream.h"
+#include "wrappers/k2m/records.h"
 
 namespace krvo::k2m {
 
-/// The allocation callbacks given to the library.
+/// The allocation callbacks given to the library. A block is cut from the heap; where there is none the library gets a
+/// null pointer.
 class Allocator {
  public:
   Allocator();
@@ -23,21 +24,7 @@ class Allocator {
   KrvoK2MAllocatorCallBacks callBacks_;
 };
 
-/// The date and time now, from the UTC clock.
-K2MDate dateNow();
-
-/// Fills the size of a record and zeroes the rest.
-template <typename Record>
-Record makeRecord() {
-  Record record{};
-  reinterpret_cast<decltype(K2MEntriesInfo::size)&>(record) = sizeof(Record);
-  return record;
-}
-
-/// A buffer record. `free` may be null: the bytes then stay the caller's.
-KrvoK2MDataBuffer makeDataBuffer(const void* data, void* context = nullptr, void (*free)(void*) = nullptr);
-
-/// A counted handle on a sample description. The count is not atomic: handles stay with the thread of their writer.
+/// A counted handle on a sample description; the last copy releases it. Handles stay with the thread of their writer.
 class SampleDescriptor {
  public:
   SampleDescriptor() = default;
@@ -47,15 +34,15 @@ class SampleDescriptor {
   K2MDescriptorInfo info() const;
   K2MVideoDescriptorInfo videoInfo() const;
   K2MAudioDescriptorInfo audioInfo() const;
+  K2MRtmpDescriptorInfo rtmpInfo() const;
   /// The codec header, as long as info() says; empty where there is none.
   qvs::util::ByteBuffer codecHeader() const;
 
-  KrvoK2MSampleDescriptor* get() const;
-  explicit operator bool() const { return get() != nullptr; }
+  KrvoK2MSampleDescriptor* get() const { return handle_.get(); }
+  explicit operator bool() const { return handle_ != nullptr; }
 
  private:
-  class Handle;
-  std::shared_ptr<Handle> handle_;
+  std::shared_ptr<KrvoK2MSampleDescriptor> handle_;
 };
 
 /// A counted handle on a track.
@@ -69,16 +56,15 @@ class Track {
   std::uint32_t sampleCount() const;
   std::vector<SampleDescriptor> sampleDescriptors() const;
 
-  KrvoK2MTrack* get() const;
-  explicit operator bool() const { return get() != nullptr; }
+  KrvoK2MTrack* get() const { return handle_.get(); }
+  explicit operator bool() const { return handle_ != nullptr; }
 
  private:
-  class Handle;
-  std::shared_ptr<Handle> handle_;
+  std::shared_ptr<KrvoK2MTrack> handle_;
 };
 
 /// The part of a segment's writer that knows tracks. A view of a K2RWriter, which outlives it. Every operation throws
-/// Exception for a status other than 0.
+/// Exception for a status other than 0. The size of `codecHeader` takes the place of the length in the record.
 class Writer {
  public:
   explicit Writer(KrvoK2MWriter* writer) : writer_(writer) {}
@@ -105,7 +91,7 @@ class K2RWriter {
  public:
   /// A new segment. `stream` and `allocator` outlive the writer.
   K2RWriter(IOStream& stream, const K2MDocInfo& info, const Allocator& allocator);
-  /// An existing segment, continued behind the fragment at `position`. `warnings` outlives the writer.
+  /// An existing segment, continued behind the fragment at `position`. `warnings` is not used once this is made.
   K2RWriter(IOStream& stream, WarningHandler& warnings, const Allocator& allocator, std::uint64_t position);
   ~K2RWriter();
   K2RWriter(const K2RWriter&) = delete;
@@ -114,9 +100,11 @@ class K2RWriter {
   Writer k2mWriter() const;
   Track addHintTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name,
                      std::span<const Track> mediaTracks);
-  /// Writes the open fragment and begins the next; answers where that one's first byte will stand.
+  /// Writes the open fragment and begins the next; answers where that one's first byte will stand. After a failure the
+  /// open fragment is empty, and still begins where it did.
   std::uint64_t startFragment();
-  /// `body` stays in place until the next startFragment().
+  /// Begins the content of the open fragment; what was added to it before is dropped. `body` stays in place until the
+  /// next startFragment().
   void addAbst(std::span<const std::byte> body);
   /// The library calls `data.free` once, also when this throws.
   void addHintSample(const Track& hint, const Track& media, const KrvoK2MDataBuffer& data, const K2MHintInfo& info,

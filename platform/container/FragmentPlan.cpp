@@ -1,0 +1,131 @@
+#include "platform/container/FragmentPlan.h"
+
+#include <bit>
+#include <stdexcept>
+
+#include "platform/container/boxHeader.h"
+#include "platform/container/limits.h"
+#include "platform/container/retention.h"
+#include "util/narrow.h"
+
+namespace krvo::container {
+namespace {
+
+using qvs::util::narrow;
+
+constexpr std::uint64_t kBoxHeader = 8;
+constexpr std::uint64_t kFullBoxHeader = 12;
+constexpr std::uint64_t kAfraFixedFields = 9;
+constexpr std::uint64_t kAfraEntrySize = 16;
+constexpr std::uint64_t kMfhdSize = kFullBoxHeader + 4;
+constexpr std::uint64_t kTfdtSize = kFullBoxHeader + 8;
+constexpr std::uint32_t kTfhdOptionalFields =
+    kTfhdDescriptionIndex | kTfhdDefaultDuration | kTfhdDefaultSize | kTfhdDefaultFlags;
+constexpr std::uint32_t kTrunOptionalFields = kTrunDataOffset | kTrunFirstSampleFlags;
+constexpr std::uint32_t kTrunSampleFields = kTrunDurations | kTrunSizes | kTrunSampleFlags | kTrunCompositionOffsets;
+
+std::uint32_t loadedBoxSize(std::uint64_t size) {
+  if (size > kMaxLoadedBox) throw std::out_of_range("a box is too large to be read back");
+  return static_cast<std::uint32_t>(size);
+}
+
+std::uint64_t fieldBytes(std::uint32_t flags, std::uint32_t fields) {
+  return 4 * static_cast<std::uint64_t>(std::popcount(flags & fields));
+}
+
+/// A value that more than half of `count` have, by pairing off different ones; any of them where there is none such.
+template <typename Value>
+std::uint32_t majority(std::size_t count, const Value& value) {
+  std::uint32_t candidate = 0;
+  std::size_t votes = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint32_t next = value(i);
+    if (votes == 0) candidate = next;
+    votes = next == candidate ? votes + 1 : votes - 1;
+  }
+  return candidate;
+}
+
+bool startsRun(const TrafPlan& traf, std::size_t index) {
+  const Sample& sample = traf.samples[index];
+  const Sample& before = traf.samples[index - 1];
+  return before.offset + before.size != sample.offset || (traf.track->isVideo() && sample.sync);
+}
+
+}  // namespace
+
+std::uint64_t RunPlan::size() const {
+  return kFullBoxHeader + 4 + fieldBytes(flags, kTrunOptionalFields) + count * fieldBytes(flags, kTrunSampleFields);
+}
+
+std::uint32_t TrafPlan::duration(std::size_t sample) const {
+  const std::size_t last = samples.size() - 1;
+  if (sample == last && last == 0) return 0;
+  const std::size_t from = sample == last ? last - 1 : sample;
+  if (samples[from + 1].time < samples[from].time) return 0;
+  return narrow<std::uint32_t>(samples[from + 1].time - samples[from].time);
+}
+
+std::uint64_t TrafPlan::size() const {
+  std::uint64_t size = kBoxHeader + kFullBoxHeader + 4 + fieldBytes(tfhdFlags, kTfhdOptionalFields) + kTfdtSize;
+  for (const RunPlan& run : runs) size += run.size();
+  return size;
+}
+
+void FragmentPlan::make(const OpenFragment& fragment, const Movie& movie) {
+  clear();
+  std::size_t sampleCount = 0;
+  for (std::size_t i = 0; i < movie.tracks.size(); ++i) sampleCount += fragment.samplesOf(i).size();
+  runs_.reserve(sampleCount);  // each `traf` has a view of its runs
+  for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
+    if (!fragment.samplesOf(i).empty()) planTrack(*movie.tracks[i], fragment.samplesOf(i));
+  }
+
+  std::uint64_t moofSize = kBoxHeader + kMfhdSize;
+  for (const TrafPlan& traf : trafs_) moofSize += traf.size();
+  moofSize_ = loadedBoxSize(moofSize);
+  afraSize_ = loadedBoxSize(kFullBoxHeader + kAfraFixedFields + fragment.accessPoints().size() * kAfraEntrySize);
+  abstSize_ = loadedBoxSize(kFullBoxHeader + fragment.abst().size());
+  tagBytes_ = fragment.bytes();
+  mdatSize_ = boxSizeFor(tagBytes_);
+}
+
+void FragmentPlan::clear() noexcept {
+  clearRetained(trafs_);
+  clearRetained(runs_);
+}
+
+void FragmentPlan::planTrack(const Track& track, std::span<const Sample> samples) {
+  TrafPlan traf;
+  traf.track = &track;
+  traf.samples = samples;
+  traf.defaultDuration = majority(samples.size(), [&traf](std::size_t i) { return traf.duration(i); });
+  traf.defaultSize = majority(samples.size(), [samples](std::size_t i) { return samples[i].size; });
+  traf.tfhdFlags = kTfhdDefaultBaseIsMoof | kTfhdDefaultFlags;
+  if (track.selectedDescription != 1) traf.tfhdFlags |= kTfhdDescriptionIndex;
+
+  const std::size_t firstRun = runs_.size();
+  for (std::size_t first = 0; first < samples.size(); first += runs_.back().count) {
+    runs_.push_back(planRun(traf, first));
+    if ((runs_.back().flags & kTrunDurations) == 0) traf.tfhdFlags |= kTfhdDefaultDuration;
+    if ((runs_.back().flags & kTrunSizes) == 0) traf.tfhdFlags |= kTfhdDefaultSize;
+  }
+  traf.runs = std::span(runs_).subspan(firstRun);
+  trafs_.push_back(traf);
+}
+
+RunPlan FragmentPlan::planRun(const TrafPlan& traf, std::size_t first) const {
+  RunPlan run{.first = first, .flags = kTrunDataOffset};
+  if (traf.track->isVideo() && traf.samples[first].sync) run.flags |= kTrunFirstSampleFlags;
+  std::size_t end = first;
+  do {
+    const Sample& sample = traf.samples[end];
+    if (traf.duration(end) != traf.defaultDuration) run.flags |= kTrunDurations;
+    if (sample.size != traf.defaultSize) run.flags |= kTrunSizes;
+    if (sample.compositionOffset != 0) run.flags |= kTrunCompositionOffsets;
+  } while (++end < traf.samples.size() && !startsRun(traf, end));
+  run.count = end - first;
+  return run;
+}
+
+}  // namespace krvo::container

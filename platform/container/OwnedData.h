@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+#include "platform/container/krvo_k2m.h"
+
+namespace krvo::container {
+
+/// Bytes that a caller handed over, given back once by its own free function when this goes.
+class OwnedData {
+ public:
+  OwnedData() = default;
+  /// Takes over what `record` holds. A null pointer or a record of the wrong size holds nothing that could be given
+  /// back; the result is then not valid().
+  explicit OwnedData(const KrvoK2MDataBuffer* record);
+  OwnedData(OwnedData&& other) noexcept { swap(other); }
+  OwnedData& operator=(OwnedData&& other) noexcept {
+    OwnedData(std::move(other)).swap(*this);
+    return *this;
+  }
+  ~OwnedData() {
+    if (free_ != nullptr) free_(context_);
+  }
+
+  bool valid() const { return valid_; }
+  const std::byte* data() const { return data_; }
+
+ private:
+  void swap(OwnedData& other) noexcept;
+
+  const std::byte* data_ = nullptr;
+  void* context_ = nullptr;
+  void (*free_)(void*) = nullptr;
+  bool valid_ = false;
+};
+
+}  // namespace krvo::container

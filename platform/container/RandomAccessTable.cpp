@@ -1,0 +1,80 @@
+#include "platform/container/RandomAccessTable.h"
+
+#include <algorithm>
+
+#include "util/box.h"
+#include "util/narrow.h"
+
+namespace krvo::container {
+namespace {
+
+using qvs::util::BoxScope;
+using qvs::util::ByteWriter;
+using qvs::util::narrow;
+
+/// Each of the three numbers of an entry takes four bytes.
+constexpr std::uint32_t kNumberWidths = 0x3F;
+
+/// Decode time and composition offset; what would be before the start is at it.
+std::uint64_t presentationTime(const Sample& sample) {
+  const std::int64_t offset = sample.compositionOffset;
+  if (offset >= 0) return sample.time + static_cast<std::uint64_t>(offset);
+  return sample.time - std::min(sample.time, static_cast<std::uint64_t>(-offset));
+}
+
+/// The place of the run that begins with the first sync sample; the number of runs where there is none. In a track
+/// other than video every sample is one.
+std::size_t firstSyncRun(const TrafPlan& traf) {
+  const auto run = std::find_if(traf.runs.begin(), traf.runs.end(), [&traf](const RunPlan& candidate) {
+    return !traf.track->isVideo() || traf.samples[candidate.first].sync;
+  });
+  return static_cast<std::size_t>(run - traf.runs.begin());
+}
+
+void writeTfra(ByteWriter& out, std::uint32_t trackId, const std::vector<RandomAccessTable::Entry>& entries) {
+  const auto ofTrack = [trackId](const RandomAccessTable::Entry& entry) { return entry.trackId == trackId; };
+  BoxScope tfra(out, "tfra"_4cc, 1, 0);
+  out.u32(trackId);
+  out.u32(kNumberWidths);
+  out.u32(narrow<std::uint32_t>(std::count_if(entries.begin(), entries.end(), ofTrack)));
+  for (const auto& entry : entries) {
+    if (!ofTrack(entry)) continue;
+    out.u64(entry.time);
+    out.u64(entry.moofOffset);
+    out.u32(entry.trafNumber);
+    out.u32(entry.trunNumber);
+    out.u32(entry.sampleNumber);
+  }
+}
+
+}  // namespace
+
+void RandomAccessTable::addFragment(const FragmentPlan& plan, std::uint64_t moofOffset) {
+  for (std::size_t i = 0; i < plan.trafs().size(); ++i) {
+    const TrafPlan& traf = plan.trafs()[i];
+    const std::size_t run = firstSyncRun(traf);
+    if (traf.track->isHint() || run == traf.runs.size()) continue;
+    add({.trackId = traf.track->id,
+         .time = presentationTime(traf.samples[traf.runs[run].first]),
+         .moofOffset = moofOffset,
+         .trafNumber = narrow<std::uint32_t>(i + 1),
+         .trunNumber = narrow<std::uint32_t>(run + 1),
+         .sampleNumber = 1});
+  }
+}
+
+void RandomAccessTable::dropFrom(std::uint64_t offset) noexcept {
+  while (!entries_.empty() && entries_.back().moofOffset >= offset) entries_.pop_back();
+}
+
+void RandomAccessTable::write(ByteWriter& out, const Movie& movie) const {
+  const std::size_t start = out.size();
+  BoxScope mfra(out, "mfra"_4cc);
+  for (const auto& track : movie.tracks) {
+    if (!track->isHint()) writeTfra(out, track->id, entries_);
+  }
+  BoxScope mfro(out, "mfro"_4cc, 0, 0);
+  out.u32(narrow<std::uint32_t>(out.size() + 4 - start));
+}
+
+}  // namespace krvo::container

@@ -1,0 +1,51 @@
+#include "platform/container/StagingBuffer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "platform/container/StatusError.h"
+#include "platform/container/retention.h"
+
+namespace krvo::container {
+namespace {
+
+/// Blocks grow by this, so that fragments of about the same size find one that fits.
+constexpr std::size_t kGrain = std::size_t{64} << 10;
+static_assert(StagingBuffer::kCapacity % kGrain == 0);
+
+}  // namespace
+
+StagingBuffer::StagingBuffer(const KrvoK2MAllocatorCallBacks& allocator) : allocator_(allocator) {
+  require(allocator.size == sizeof(allocator) && allocator.alloc != nullptr && allocator.free != nullptr);
+}
+
+void StagingBuffer::reserve(std::size_t bytes) {
+  clear();
+  if (bytes <= capacity_) return;
+  release();
+  const std::size_t capacity = std::min(kCapacity, (bytes + kGrain - 1) / kGrain * kGrain);
+  block_ = static_cast<std::byte*>(allocator_.alloc(allocator_.context, capacity));
+  if (block_ == nullptr) throw std::bad_alloc();
+  capacity_ = capacity;
+}
+
+std::size_t StagingBuffer::append(std::span<const std::byte> bytes) {
+  const std::size_t taken = std::min(bytes.size(), capacity_ - size_);
+  if (taken > 0) std::memcpy(block_ + size_, bytes.data(), taken);
+  size_ += taken;
+  return taken;
+}
+
+void StagingBuffer::trim() noexcept {
+  clear();
+  if (capacity_ > kRetainedBytes) release();
+}
+
+void StagingBuffer::release() noexcept {
+  if (block_ != nullptr) allocator_.free(allocator_.context, block_);
+  block_ = nullptr;
+  capacity_ = 0;
+}
+
+}  // namespace krvo::container

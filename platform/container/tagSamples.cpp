@@ -1,0 +1,53 @@
+#include "platform/container/tagSamples.h"
+
+#include "platform/container/StatusError.h"
+#include "platform/container/numbers.h"
+#include "util/bytes.h"
+#include "util/narrow.h"
+
+namespace krvo::container {
+namespace {
+
+constexpr std::uint32_t kMilliseconds = 1000;
+/// Of the signed 24-bit composition time, in an AVC tag.
+constexpr std::size_t kCompositionTimeOffset = 13;
+constexpr std::uint32_t kSyncMask = 0xFF;
+
+bool isSync(const K2MSampleInfo& info) {
+  return (info.flags & kSyncMask) == 1;
+}
+
+std::int32_t storedCompositionTime(const Track& track, std::span<const std::byte> tag) {
+  require(track.selectedDescription <= track.descriptions.size());
+  const SampleDescription& description = *track.descriptions[track.selectedDescription - 1];
+  if (!isAvc(description) || tag.size() < kCompositionTimeOffset + 3) return 0;
+  qvs::util::ByteReader reader(tag);
+  reader.skip(kCompositionTimeOffset);
+  return reader.i24();
+}
+
+}  // namespace
+
+Sample hintSample(const Track& track, const K2MSampleInfo& info) {
+  require(info.length > 0 && info.timescale > 0);
+  return {.time = rescale(info.time, info.timescale, track.timescale), .size = info.length, .sync = isSync(info)};
+}
+
+Sample mediaSample(const Track& track, std::span<const std::byte> tag, const K2MSampleInfo& info,
+                   const K2MMediaRange& media) {
+  require(media.length <= tag.size() && media.offset <= tag.size() - media.length);
+  const std::int64_t composition =
+      std::int64_t{rescale(static_cast<std::int32_t>(info.compositionOffset), info.timescale, track.timescale)} +
+      rescale(storedCompositionTime(track, tag), kMilliseconds, track.timescale);
+  return {.time = rescale(info.time, info.timescale, track.timescale),
+          .offset = media.offset,
+          .size = media.length,
+          .compositionOffset = qvs::util::narrow<std::int32_t>(composition),
+          .sync = isSync(info)};
+}
+
+AccessPoint accessPoint(const K2MSampleInfo& info) {
+  return {.time = rescale(info.time, info.timescale, kMilliseconds), .offset = 0};
+}
+
+}  // namespace krvo::container

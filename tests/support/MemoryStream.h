@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+#include "wrappers/k2m/IOStream.h"
+
+namespace test {
+
+/// A segment file in memory, for the container library to write and read. Counts what it is asked for, and fails where
+/// it is told to. Writing behind the end fills the gap with zeros.
+class MemoryStream final : public krvo::k2m::IOStream {
+ public:
+  static constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
+
+  MemoryStream() = default;
+  explicit MemoryStream(std::span<const std::byte> content) : bytes(content.begin(), content.end()) {}
+
+  void addReference() override { ++references; }
+  void release() override;
+  void open() override;
+  void close() override { isOpen = false; }
+  std::uint64_t read(void* buffer, std::uint64_t count) override;
+  void seek(std::int64_t offset, std::uint32_t mode) override;
+  std::uint64_t tell() override { return position_; }
+  std::uint64_t write(const void* buffer, std::uint64_t count) override;
+  void flush() override { ++flushes; }
+
+  std::vector<std::byte> bytes;
+  bool isOpen = false;
+  int references = 0;
+  int opens = 0;
+  int flushes = 0;
+  /// Sizes of the writes that were asked for, in order; clear it to count from here.
+  std::vector<std::uint64_t> writes;
+  /// Sizes of the reads.
+  std::vector<std::uint64_t> reads;
+
+  /// The write with this place in `writes` fails, and those behind it too while `keepsFailing`.
+  std::uint64_t failingWrite = kNever;
+  bool keepsFailing = false;
+  /// A failing write takes no more than so many bytes, or throws Exception(`failureStatus`) where that is not 0.
+  std::uint64_t bytesOfFailingWrite = 0;
+  std::uint32_t failureStatus = 0;
+
+ private:
+  bool fails(std::uint64_t index) const { return keepsFailing ? index >= failingWrite : index == failingWrite; }
+
+  std::uint64_t position_ = 0;
+};
+
+}  // namespace test

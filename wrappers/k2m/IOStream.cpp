@@ -1,0 +1,68 @@
+#include "wrappers/k2m/IOStream.h"
+
+#include <new>
+
+#include "platform/container/krvo_k2m.h"
+#include "wrappers/k2m/Exception.h"
+
+namespace krvo::k2m {
+namespace {
+
+/// Runs an operation for the library; what it throws becomes a status.
+template <typename Operation>
+KrvoStatus answer(const Operation& operation) noexcept {
+  try {
+    operation();
+    return kKrvoOk;
+  } catch (const Exception& error) {
+    return error.status();
+  } catch (const std::bad_alloc&) {
+    return kKrvoOutOfMemory;
+  } catch (const std::exception&) {
+    return kKrvoForeignException;
+  } catch (...) {
+    return kKrvoUnknown;
+  }
+}
+
+IOStream& stream(void* context) {
+  return *static_cast<IOStream*>(context);
+}
+
+}  // namespace
+
+KrvoK2MIOStreamCallBacks makeCallBacks(IOStream& target) {
+  KrvoK2MIOStreamCallBacks table{};
+  table.size = sizeof(table);
+  table.context = &target;
+  table.addReference = [](void* context) { return answer([=] { stream(context).addReference(); }); };
+  table.release = [](void* context) { return answer([=] { stream(context).release(); }); };
+  table.open = [](void* context) { return answer([=] { stream(context).open(); }); };
+  table.close = [](void* context) { return answer([=] { stream(context).close(); }); };
+  table.read = [](void* context, void* buffer, std::uint64_t count, std::uint64_t* done) {
+    return answer([=] { *done = stream(context).read(buffer, count); });
+  };
+  table.seek = [](void* context, std::int64_t offset, std::uint32_t mode) {
+    return answer([=] { stream(context).seek(offset, mode); });
+  };
+  table.tell = [](void* context, std::uint64_t* position) {
+    return answer([=] { *position = stream(context).tell(); });
+  };
+  table.write = [](void* context, const void* buffer, std::uint64_t count, std::uint64_t* done) {
+    return answer([=] { *done = stream(context).write(buffer, count); });
+  };
+  table.flush = [](void* context) { return answer([=] { stream(context).flush(); }); };
+  return table;
+}
+
+KrvoK2MWarningHandlerCallBacks makeCallBacks(WarningHandler& handler) {
+  KrvoK2MWarningHandlerCallBacks table{};
+  table.size = sizeof(table);
+  table.context = &handler;
+  table.warning = [](void* context, std::uint32_t code, std::uint32_t* reply) {
+    return answer([=] { *reply = static_cast<WarningHandler*>(context)->warning(code); });
+  };
+  return table;
+}
+
+}  // namespace krvo::k2m

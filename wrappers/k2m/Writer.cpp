@@ -1,0 +1,141 @@
+#include "wrappers/k2m/Writer.h"
+
+#include <new>
+
+#include "util/narrow.h"
+
+namespace krvo::k2m {
+namespace {
+
+/// Adds a description; the bytes of the codec header stay the caller's.
+template <typename Record, typename Add>
+SampleDescriptor addDescriptor(Add add, KrvoK2MWriter* writer, const Track& track, Record info,
+                               std::span<const std::byte> codecHeader) {
+  const auto length = qvs::util::narrow<std::uint32_t>(codecHeader.size());
+  if constexpr (requires { info.base; }) {
+    info.base.codecHeaderLength = length;
+  } else {
+    info.codecHeaderLength = length;
+  }
+  const KrvoK2MDataBuffer buffer = makeDataBuffer(codecHeader.data());
+  KrvoK2MSampleDescriptor* handle = nullptr;
+  check(add(writer, track.get(), &info, &buffer, &handle));
+  return SampleDescriptor(handle);
+}
+
+std::uint32_t flag(bool value) {
+  return value ? 1 : 0;
+}
+
+}  // namespace
+
+Allocator::Allocator() : callBacks_(makeRecord<KrvoK2MAllocatorCallBacks>()) {
+  callBacks_.alloc = [](void*, std::uint64_t bytes) { return ::operator new(bytes, std::nothrow); };
+  callBacks_.free = [](void*, void* block) { ::operator delete(block); };
+}
+
+Track Writer::addTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name) {
+  constexpr std::uint32_t kInterleave = 5000;
+  KrvoK2MTrack* handle = nullptr;
+  check(KrvoK2MWriterAddTrack(writer_, &info, &entries, kInterleave, name, &handle));
+  return Track(handle);
+}
+
+SampleDescriptor Writer::addVideoSampleDescriptor(const Track& track, const K2MVideoDescriptorInfo& info,
+                                                  std::span<const std::byte> codecHeader) {
+  return addDescriptor(&KrvoK2MWriterAddVideoSampleDescriptor, writer_, track, info, codecHeader);
+}
+
+SampleDescriptor Writer::addAudioSampleDescriptor(const Track& track, const K2MAudioDescriptorInfo& info,
+                                                  std::span<const std::byte> codecHeader) {
+  return addDescriptor(&KrvoK2MWriterAddAudioSampleDescriptor, writer_, track, info, codecHeader);
+}
+
+SampleDescriptor Writer::addRtmpSampleDescriptor(const Track& track, const K2MRtmpDescriptorInfo& info,
+                                                 std::span<const std::byte> codecHeader) {
+  return addDescriptor(&KrvoK2MWriterAddRtmpSampleDescriptor, writer_, track, info, codecHeader);
+}
+
+SampleDescriptor Writer::addSampleDescriptor(const Track& track, const K2MDescriptorInfo& info,
+                                             std::span<const std::byte> codecHeader) {
+  return addDescriptor(&KrvoK2MWriterAddSampleDescriptor, writer_, track, info, codecHeader);
+}
+
+std::vector<Track> Writer::tracks() const {
+  KrvoK2MTrackIterator* raw = nullptr;
+  check(KrvoK2MWriterGetTracks(writer_, &raw));
+  const std::unique_ptr<KrvoK2MTrackIterator, decltype(&KrvoK2MReleaseTrackIterator)> iterator(
+      raw, &KrvoK2MReleaseTrackIterator);
+  std::vector<Track> tracks;
+  for (;;) {
+    KrvoK2MTrack* next = nullptr;
+    check(KrvoK2MTrackIteratorGetNext(iterator.get(), &next));
+    if (next == nullptr) return tracks;
+    tracks.push_back(Track(next));
+  }
+}
+
+void Writer::setSampleDescriptor(const Track& track, const SampleDescriptor& descriptor) {
+  check(KrvoK2MWriterSetSampleDescriptor(writer_, track.get(), descriptor.get()));
+}
+
+void Writer::flush() {
+  check(KrvoK2MWriterFlush(writer_));
+}
+
+K2RWriter::K2RWriter(IOStream& stream, const K2MDocInfo& info, const Allocator& allocator) {
+  const KrvoK2MIOStreamCallBacks streamCallBacks = makeCallBacks(stream);
+  check(KrvoK2RDocCreateNew(&streamCallBacks, &info, &allocator.callBacks(), &writer_));
+}
+
+K2RWriter::K2RWriter(IOStream& stream, WarningHandler& warnings, const Allocator& allocator, std::uint64_t position) {
+  const KrvoK2MIOStreamCallBacks streamCallBacks = makeCallBacks(stream);
+  const KrvoK2MWarningHandlerCallBacks warningCallBacks = makeCallBacks(warnings);
+  check(KrvoK2RDocOpenForAppend(&streamCallBacks, &warningCallBacks, &allocator.callBacks(), position, nullptr,
+                                &writer_));
+}
+
+K2RWriter::~K2RWriter() {
+  KrvoK2MDestroyWriter(writer_);
+}
+
+Writer K2RWriter::k2mWriter() const {
+  KrvoK2MWriter* k2m = nullptr;
+  check(KrvoK2RWriterGetK2MWriterRef(writer_, &k2m));
+  return Writer(k2m);
+}
+
+Track K2RWriter::addHintTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name,
+                              std::span<const Track> mediaTracks) {
+  constexpr std::uint32_t kTagHints = 2;
+  std::vector<KrvoK2MTrack*> handles;
+  for (const Track& track : mediaTracks) handles.push_back(track.get());
+  KrvoK2MTrack* handle = nullptr;
+  check(KrvoK2RWriterAddHintTrack(writer_, kTagHints, &info, &entries, 0, name, handles.data(),
+                                  qvs::util::narrow<std::uint32_t>(handles.size()), &handle));
+  return Track(handle);
+}
+
+std::uint64_t K2RWriter::startFragment() {
+  std::uint64_t position = 0;
+  check(KrvoK2RWriterStartFragment(writer_, &position));
+  return position;
+}
+
+void K2RWriter::addAbst(std::span<const std::byte> body) {
+  const KrvoK2MDataBuffer buffer = makeDataBuffer(body.data());
+  check(KrvoK2RWriterAddABST(writer_, &buffer, qvs::util::narrow<std::uint32_t>(body.size())));
+}
+
+void K2RWriter::addHintSample(const Track& hint, const Track& media, const KrvoK2MDataBuffer& data,
+                              const K2MHintInfo& info, bool randomAccess) {
+  check(KrvoK2RWriterAddHintSample(writer_, hint.get(), media.get(), &data, &info.sample, &info.media,
+                                   flag(randomAccess)));
+}
+
+void K2RWriter::addSampleWithAfra(const Track& hint, const KrvoK2MDataBuffer& data, const K2MSampleInfo& info,
+                                  bool randomAccess) {
+  check(KrvoK2RWriterAddSampleWithAfra(writer_, hint.get(), &data, &info, flag(randomAccess)));
+}
+
+}  // namespace krvo::k2m
