@@ -29,7 +29,7 @@ void BootstrapBuilder::addFragment(std::uint32_t segment, std::uint32_t fragment
   } else {
     beginSegment(segment);
   }
-  if (!fragmentRuns().empty()) markHoleBefore(segment, fragment, start);
+  markHoleBefore(segment, fragment, start);
 
   const std::uint32_t rounded = roundDuration(duration);
   lastFragment_ = fragment;
@@ -69,7 +69,6 @@ void BootstrapBuilder::resume() {
     runs.pop_back();
     uncountFragment();
   }
-  if (!runs.empty()) nextTimestamp_ = static_cast<std::uint32_t>(runs.back().firstTimestamp + runs.back().duration);
 }
 
 void BootstrapBuilder::beginSegment(std::uint32_t segment) {

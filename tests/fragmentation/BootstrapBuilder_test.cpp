@@ -169,6 +169,14 @@ TEST(BootstrapBuilder, OneMarkerStandsForNeighbouringTimestampGaps) {
   EXPECT_EQ(segments(builder), "1x4");
 }
 
+TEST(BootstrapBuilder, AFragmentBehindAMarkerBeginsARun) {
+  BootstrapBuilder builder = newBuilder();
+  builder.addFragment(1, 1, 0, kFragment);
+  builder.addTimestampGap(1, 1, kFragment);
+  builder.addFragment(1, 2, kFragment, kFragment);
+  EXPECT_EQ(fragments(builder), "1@0+4000 gap2@1@0 2@4000+4000");
+}
+
 TEST(BootstrapBuilder, SegmentsAreCountedOneByOne) {
   BootstrapBuilder builder = newBuilder();
   for (std::uint32_t fragment = 1; fragment <= 4; ++fragment) {

@@ -168,8 +168,8 @@ TEST(FragmentationConfig, IsReadFromTheSettings) {
        {{"FrameRate", "1000"}, {"FramesPerKeyframeInterval", "4294968296"}},
        {1000, 1.0, 1000}},
       {"the product keeps 32 bits",
-       {{"FrameRate", "1000"}, {"FramesPerKeyframeInterval", "65537"}, {"KeyframeIntervalsPerFragment", "65536"}},
-       {65536, 1.0, 1000}},
+       {{"FrameRate", "2000"}, {"FramesPerKeyframeInterval", "65537"}, {"KeyframeIntervalsPerFragment", "65536"}},
+       {32768, 0.5, 1000}},
   };
   for (const auto& row : rows) EXPECT_EQ(configOf(row.settings), row.config) << row.what;
 }
