@@ -74,24 +74,19 @@ const Transition& transitionOf(State state, bool key, bool crossing) {
 
 FragmentAction closingAction(State state) {
   switch (state) {
-    case kNothingSeen:
-      return None;
     case kLeadIn:
-      return SkipFragment;
     case kAwaitingKey:
       return SkipFragment;
     case kSlotOver:
-      return WriteFragment;
     case kOpen:
-      return WriteFragment;
-    case kOpenBehind:
-      return None;
-    case kHeld:
-      return FlushHeldFragment;
-    case kHeldThenKey:
-      return FlushHeldFragment;
     case kFlushed:
       return WriteFragment;
+    case kHeld:
+    case kHeldThenKey:
+      return FlushHeldFragment;
+    case kNothingSeen:
+    case kOpenBehind:
+      return None;
   }
   return None;
 }

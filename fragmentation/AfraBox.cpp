@@ -11,10 +11,7 @@
 namespace ruvo::k2r {
 namespace {
 
-using qvs::util::ByteWriter;
-using qvs::util::narrow;
-using qvs::util::StreamReader;
-using qvs::util::operator""_4cc;
+using namespace qvs::util;
 
 constexpr std::uint8_t kLongIds = 0x80;
 constexpr std::uint8_t kLongOffsets = 0x40;
@@ -84,7 +81,7 @@ void appendGlobalEntries(ByteWriter& out, const AfraIndex& index) {
 
 void readAfra(std::istream& stream, AfraIndex& index) {
   StreamReader in(stream);
-  const qvs::util::BoxHeader header = readFullBoxHeader(in);
+  const BoxHeader header = readFullBoxHeader(in);
   if (header.type != "afra"_4cc || header.version != 0) throw InvalidAfraFormat();
   const std::uint8_t sizes = in.u8();
   index.longIds = (sizes & kLongIds) != 0;
@@ -97,7 +94,7 @@ void readAfra(std::istream& stream, AfraIndex& index) {
 
 void appendAfra(ByteWriter& out, const AfraIndex& index) {
   const bool hasGlobalEntries = !index.globalEntries.empty();
-  const qvs::util::BoxScope box(out, "afra"_4cc, 0, 0);
+  const BoxScope box(out, "afra"_4cc, 0, 0);
   out.u8(static_cast<std::uint8_t>((index.longIds ? kLongIds : 0) | (index.longOffsets ? kLongOffsets : 0) |
                                    (hasGlobalEntries ? kGlobalEntries : 0)));
   out.u32(index.timescale);

@@ -10,10 +10,7 @@
 namespace ruvo::k2r {
 namespace {
 
-using qvs::util::BoxHeader;
-using qvs::util::FourCC;
-using qvs::util::StreamReader;
-using qvs::util::operator""_4cc;
+using namespace qvs::util;
 
 constexpr std::uint32_t kUpdateFlag = 1;
 

@@ -12,10 +12,7 @@
 namespace ruvo::k2r {
 namespace {
 
-using qvs::util::BoxScope;
-using qvs::util::ByteWriter;
-using qvs::util::narrow;
-using qvs::util::operator""_4cc;
+using namespace qvs::util;
 
 void appendText(ByteWriter& out, const std::string& text) {
   out.text(text.c_str());

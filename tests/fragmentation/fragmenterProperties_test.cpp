@@ -118,7 +118,7 @@ Recording record(const Stream& stream, std::uint32_t duration) {
   return recording;
 }
 
-constexpr unsigned kSeeds = 3000;
+constexpr unsigned kSeeds = 1000;
 
 std::uint32_t durationOf(unsigned seed) {
   constexpr std::uint32_t kDurations[] = {1, 333, 1000, 4000};
