@@ -12,14 +12,10 @@ using qvs::util::BoxScope;
 using qvs::util::ByteWriter;
 using qvs::util::narrow;
 
-/// Each of the three numbers of an entry takes four bytes.
-constexpr std::uint32_t kNumberWidths = 0x3F;
-
 /// Decode time and composition offset; what would be before the start is at it.
-std::uint64_t presentationTime(const Sample& sample) {
-  const std::int64_t offset = sample.compositionOffset;
-  if (offset >= 0) return sample.time + static_cast<std::uint64_t>(offset);
-  return sample.time - std::min(sample.time, static_cast<std::uint64_t>(-offset));
+std::uint64_t presentationTime(std::uint64_t decodeTime, std::int64_t compositionOffset) {
+  if (compositionOffset >= 0) return decodeTime + static_cast<std::uint64_t>(compositionOffset);
+  return decodeTime - std::min(decodeTime, static_cast<std::uint64_t>(-compositionOffset));
 }
 
 /// The place of the run that begins with the first sync sample; the number of runs where there is none. In a track
@@ -35,7 +31,7 @@ void writeTfra(ByteWriter& out, std::uint32_t trackId, const std::vector<RandomA
   const auto ofTrack = [trackId](const RandomAccessTable::Entry& entry) { return entry.trackId == trackId; };
   BoxScope tfra(out, "tfra"_4cc, 1, 0);
   out.u32(trackId);
-  out.u32(kNumberWidths);
+  out.u32(RandomAccessTable::kNumberWidths);
   out.u32(narrow<std::uint32_t>(std::count_if(entries.begin(), entries.end(), ofTrack)));
   for (const auto& entry : entries) {
     if (!ofTrack(entry)) continue;
@@ -54,12 +50,32 @@ void RandomAccessTable::addFragment(const FragmentPlan& plan, std::uint64_t moof
     const TrafPlan& traf = plan.trafs()[i];
     const std::size_t run = firstSyncRun(traf);
     if (traf.track->isHint() || run == traf.runs.size()) continue;
+    const Sample& sample = traf.samples[traf.runs[run].first];
     add({.trackId = traf.track->id,
-         .time = presentationTime(traf.samples[traf.runs[run].first]),
+         .time = presentationTime(sample.time, sample.compositionOffset),
          .moofOffset = moofOffset,
          .trafNumber = narrow<std::uint32_t>(i + 1),
          .trunNumber = narrow<std::uint32_t>(run + 1),
          .sampleNumber = 1});
+  }
+}
+
+void RandomAccessTable::addFragment(const Fragment& fragment, const Movie& movie) {
+  const auto isHint = [&movie](std::uint32_t id) {
+    return std::any_of(movie.tracks.begin(), movie.tracks.end(),
+                       [id](const auto& track) { return track->id == id && track->isHint(); });
+  };
+  for (std::size_t i = 0; i < fragment.tracks.size(); ++i) {
+    const auto& [trackId, offset, decodeTime, samples] = fragment.tracks[i];
+    const auto sync = std::find_if(samples.begin(), samples.end(), [](const StoredSample& s) { return s.sync; });
+    if (isHint(trackId) || sync == samples.end()) continue;
+    const auto run = std::find_if(samples.begin(), sync, [&sync](const StoredSample& s) { return s.run == sync->run; });
+    add({.trackId = trackId,
+         .time = presentationTime(sync->decodeTime, sync->compositionOffset),
+         .moofOffset = fragment.boxes.moof.offset,
+         .trafNumber = narrow<std::uint32_t>(i + 1),
+         .trunNumber = sync->run,
+         .sampleNumber = narrow<std::uint32_t>(sync - run + 1)});
   }
 }
 

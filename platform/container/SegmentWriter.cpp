@@ -85,7 +85,7 @@ void SegmentWriter::addTag(OwnedData data, const Track& hintTrack, const Track* 
 void SegmentWriter::finish() {
   dropFragment();
   if (!state_.headerWritten) return;
-  if (state_.randomAccess && !state_.randomAccess->empty()) state_.randomAccess->write(boxes_, state_.movie);
+  if (state_.randomAccess && !state_.randomAccess->entries().empty()) state_.randomAccess->write(boxes_, state_.movie);
   // Old bytes behind it would hide the `mfra` from readers, which look for it at the end of the file.
   const std::uint64_t leftover = std::max(stream_->size(), state_.end) - state_.end;
   const std::uint64_t gap = leftover > boxes_.size() ? std::max(leftover - boxes_.size(), kMinBoxSize) : 0;

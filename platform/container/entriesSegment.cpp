@@ -6,6 +6,7 @@
 #include "platform/container/guard.h"
 #include "platform/container/handles.h"
 #include "platform/container/records.h"
+#include "platform/container/reopen.h"
 
 using namespace krvo::container;
 
@@ -15,6 +16,12 @@ void giveWriter(std::unique_ptr<Stream> stream, const KrvoK2MAllocatorCallBacks&
                 KrvoK2RWriter** out) {
   auto segment = std::make_unique<SegmentWriter>(std::move(stream), allocator, std::move(state));
   *out = std::make_unique<KrvoK2RWriter>(std::move(segment)).release();
+}
+
+void warn(const KrvoK2MWarningHandlerCallBacks& handler, KrvoWarningCode code) {
+  std::uint32_t answer = 0;
+  check(handler.warning(handler.context, code, &answer));
+  require(answer != 0, kKrvoStopped);
 }
 
 }  // namespace
@@ -29,9 +36,18 @@ KrvoStatus KrvoK2RDocCreateNew(const KrvoK2MIOStreamCallBacks* stream, const K2M
   });
 }
 
-KrvoStatus KrvoK2RDocOpenForAppend(const KrvoK2MIOStreamCallBacks*, const KrvoK2MWarningHandlerCallBacks*,
-                                   const KrvoK2MAllocatorCallBacks*, std::uint64_t, void*, KrvoK2RWriter**) {
-  return kKrvoUnknown;
+KrvoStatus KrvoK2RDocOpenForAppend(const KrvoK2MIOStreamCallBacks* stream,
+                                   const KrvoK2MWarningHandlerCallBacks* warnings,
+                                   const KrvoK2MAllocatorCallBacks* allocator, std::uint64_t position, void* scratch,
+                                   KrvoK2RWriter** writer) {
+  return guarded([=] {
+    require(writer != nullptr && scratch == nullptr);
+    require(warnings == nullptr || checked(warnings).warning != nullptr);
+    auto opened = std::make_unique<Stream>(checked(stream));
+    ReopenedSegment reopened = reopenSegment(*opened, position);
+    if (reopened.leftover && warnings != nullptr) warn(*warnings, kKrvoWarnLeftover);
+    giveWriter(std::move(opened), checked(allocator), std::move(reopened.state), writer);
+  });
 }
 
 KrvoStatus KrvoK2RWriterGetK2MWriterRef(KrvoK2RWriter* writer, KrvoK2MWriter** k2m) {

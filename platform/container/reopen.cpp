@@ -1,0 +1,107 @@
+#include "platform/container/reopen.h"
+
+#include <limits>
+
+#include "platform/container/SegmentReader.h"
+#include "platform/container/fragmentReader.h"
+#include "platform/container/mfraReader.h"
+#include "util/narrow.h"
+
+namespace krvo::container {
+namespace {
+
+constexpr std::uint64_t kNoPosition = std::numeric_limits<std::uint64_t>::max();
+
+std::optional<FragmentBoxes> wholeFragmentAt(Source& source, std::uint64_t position) {
+  try {
+    return locateFragment(source, position);
+  } catch (const SegmentError&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<BoxSpan> wholeBoxAt(Source& source, std::uint64_t offset) {
+  try {
+    return readBoxAt(source, offset);
+  } catch (const SegmentError&) {
+    return std::nullopt;
+  }
+}
+
+/// The last whole fragment from `offset` on. Other boxes between are passed over.
+std::optional<FragmentBoxes> findLastFragment(Source& source, std::uint64_t offset) {
+  std::optional<FragmentBoxes> last;
+  for (;;) {
+    if (const auto fragment = wholeFragmentAt(source, offset)) {
+      last = fragment;
+      offset = fragment->end();
+    } else if (const auto box = wholeBoxAt(source, offset)) {
+      offset = box->end();
+    } else {
+      return last;
+    }
+  }
+}
+
+/// The `mfra` that ends the file, with nothing but a `free` box between it and `end`. One further behind may be older
+/// than the fragments before it.
+std::optional<BoxSpan> findRandomAccess(Source& source, std::uint64_t end) {
+  auto box = wholeBoxAt(source, end);
+  if (box && box->type == "free"_4cc) box = wholeBoxAt(source, box->end());
+  if (!box || box->type != "mfra"_4cc || box->end() != source.size()) return std::nullopt;
+  return box;
+}
+
+std::optional<RandomAccessTable> readTable(Source& source, const BoxSpan& mfra) {
+  try {
+    return readMfra(source, mfra);
+  } catch (const SegmentError&) {
+    return std::nullopt;
+  }
+}
+
+/// From the fragments themselves; none where something else lies between them.
+std::optional<RandomAccessTable> rebuildTable(Source& source, std::uint64_t begin, std::uint64_t end,
+                                              const Movie& movie) {
+  RandomAccessTable table;
+  try {
+    while (begin < end) {
+      const Fragment fragment = readFragment(source, begin, movie);
+      table.addFragment(fragment, movie);
+      begin = fragment.boxes.end();
+    }
+  } catch (const SegmentError&) {
+    return std::nullopt;
+  }
+  return begin == end ? std::optional(std::move(table)) : std::nullopt;
+}
+
+}  // namespace
+
+ReopenedSegment reopenSegment(Source& source, std::uint64_t position) {
+  const SegmentReader reader(source);
+  const std::uint64_t begin = reader.firstFragment();
+  std::optional<FragmentBoxes> last;
+  if (position == 0 || position == kNoPosition) {
+    last = findLastFragment(source, begin);
+  } else {
+    if (position < begin) throw SegmentError(position, "a fragment expected, not the header of the file");
+    last = locateFragment(source, position);
+  }
+
+  ReopenedSegment reopened;
+  SegmentState& state = reopened.state;
+  state.movie = reader.movie();
+  state.headerWritten = true;
+  state.end = last ? last->end() : begin;
+  if (last) {
+    state.nextSequenceNumber =
+        qvs::util::narrow<std::uint32_t>(std::uint64_t{readSequenceNumber(source, last->moof)} + 1);
+  }
+  const auto mfra = findRandomAccess(source, state.end);
+  reopened.leftover = !mfra && source.size() > state.end;
+  state.randomAccess = mfra ? readTable(source, *mfra) : rebuildTable(source, begin, state.end, state.movie);
+  return reopened;
+}
+
+}  // namespace krvo::container
