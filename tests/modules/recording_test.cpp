@@ -26,9 +26,9 @@ TEST(Recording, GoesFromItsFirstMessageToWholeFiles) {
   EXPECT_EQ(recorder.adaptor().getDuration(recorder.handle()), 4000U);
   EXPECT_EQ(hex(recorder.content(".control")), "00000000");
   EXPECT_EQ(hex(recorder.content(".bootstrap")),
-            "0000006a 61627374 00000000 00000001 20000003 e8000000 00000000 0fa00000 00000000 00000000 00000000 "
-            "01000000 19617372 74000000 00000000 00010000 00010000 00010100 00002561 66727400 00000000 0003e800 "
-            "00000001 00000001 00000000 00000000 00000fa0");
+            "0000006a 61627374 00000000 00000001 20000003 e8000000 0000000f a0000000 00000000 00000000 00000100 "
+            "00001961 73727400 00000000 00000001 00000001 00000001 01000000 25616672 74000000 00000003 e8000000 "
+            "00010000 00010000 00000000 00000000 0fa0");
   EXPECT_EQ(recorder.content("Seg1.k2i").size(), 57U);
   EXPECT_EQ(describeIndex(recorder.content("Seg1.k2i")), "1@0:written");
   EXPECT_EQ(recorder.log(), "");
@@ -45,10 +45,11 @@ TEST(Recording, IsCutByItsKeyFrames) {
       {"key frames on the grid", stream().keyFramesEvery(2000), 12001, "1@0:written 2@4000:written 3@8000:written",
        "1x3 | 1@0+4000 0@0!0"},
       {"audio alone", stream().audio(20), 12001, "1@0:written 2@4000:written 3@8000:written", "1x3 | 1@0+4000 0@0!0"},
-      {"lead-in before the first grid line", stream().keyFramesEvery(500).from(1500), 8001, "1@0:none 2@4000:written",
-       "1x1 | 2@4000+4000 0@0!0"},
-      {"key frames rarer than the grid", stream().keyFramesEvery(10000), 20001,
-       "1@0:written 2@4000:none 3@10000:written 4@12000:none", "1x4 | 1@0+4000 2@4000!1 3@10000+2000 4@12000!1 0@0!0"},
+      {"lead-in before the first grid line", stream().keyFramesEvery(500).framesEvery(50).from(1500), 8001,
+       "1@0:none 2@4000:written", "1x1 | 2@4000+4000 0@0!0"},
+      {"key frames rarer than the grid", stream().keyFramesEvery(10000), 24001,
+       "1@0:written 2@4000:none 3@10000:written 4@12000:none 5@16000:none",
+       "1x5 | 1@0+4000 2@4000!1 3@10000+2000 4@12000!1 0@0!0"},
       {"a held fragment at the end is taken back", stream().keyFramesEvery(10000), 18001, "1@0:written 2@4000:none",
        "1x3 | 1@0+4000 2@4000!1 0@0!0"}};
   for (const auto& row : rows) {
