@@ -69,7 +69,7 @@ WideConversion readWideConversion(const char16_t*& at, Arguments& arguments) {
   const char16_t* const start = at;
   readFlags(at, conversion);
   readWidth(at, arguments, conversion);
-  if (take(at, u".")) conversion.precision = std::max(readNumber(at, arguments), -1);
+  if (take(at, u".")) conversion.precision = readNumber(at, arguments);
   conversion.size = readSize(at);
   conversion.isDirect = at == start;
   conversion.letter = *at;

@@ -24,7 +24,7 @@ struct WideConversion {
   /// Those of "-+ #0" that are there, once each.
   std::string flags;
   int width = 0;
-  /// -1 where there is none.
+  /// Negative where there is none.
   int precision = -1;
   ArgumentSize size = ArgumentSize::kInt;
   /// What the pattern has behind all these, known or not; 0 at its end.

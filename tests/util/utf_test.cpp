@@ -36,8 +36,9 @@ TEST(Utf8ToWide, TakesFormsUpToThreeBytes) {
 }
 
 TEST(Utf8ToWide, AnythingInvalidMakesTheWholeStringEmpty) {
-  const char* const rows[] = {"61 80", "61 bf", "c080",   "c1bf",   "c3",        "c341",        "e08080", "e09fbf",
-                              "e1",    "e180",  "e18041", "e1c080", "f09080 80", "f88080 8080", "ff",     "e280ac f0"};
+  const char* const rows[] = {"61 80",  "61 bf",     "c080",        "c1bf", "c3",       "c341",
+                              "e08080", "e09fbf",    "e1",          "e180", "e18041",   "e1c080",
+                              "f09080", "f09080 80", "f88080 8080", "ff",   "e280ac f0"};
   for (const char* const row : rows) {
     EXPECT_TRUE(wide(bytesOf(row)).empty()) << row;
     EXPECT_TRUE(wide("good " + bytesOf(row) + " good").empty()) << row;
