@@ -1,0 +1,118 @@
+#include "host/FileContext.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <system_error>
+
+#include "platform/os/durableFiles.h"
+#include "platform/os/openFlags.h"
+#include "platform/os/paths.h"
+
+namespace host {
+namespace {
+
+/// The answer of a transfer has a sign, so that no more than this can be done at once.
+constexpr std::uint32_t kMaxTransfer = std::numeric_limits<std::int32_t>::max();
+
+/// Repeats `transfer(done, left)` until `wanted` bytes are done or it answers 0 or an error. Answers the bytes done; -1
+/// where there was an error before the first.
+template <typename Transfer>
+std::int32_t transferAll(std::size_t wanted, const Transfer& transfer) {
+  std::size_t done = 0;
+  while (done < wanted) {
+    const ssize_t count = transfer(done, wanted - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && done == 0) return -1;
+    if (count <= 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  return static_cast<std::int32_t>(done);
+}
+
+/// What to call an open file. Keeps errno.
+std::string nameOf(std::int32_t handle) {
+  const int savedErrno = errno;
+  std::error_code failed;
+  const auto name = std::filesystem::read_symlink(fmt::format("/proc/self/fd/{}", handle), failed);
+  errno = savedErrno;
+  return failed ? fmt::format("file handle {}", handle) : name.string();
+}
+
+}  // namespace
+
+std::int32_t FileContext::open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t) {
+  const std::string native = platform::os::toNative(path);
+  const bool durable = durability_ == Durability::kDevice;
+  const int posixFlags = platform::os::toPosixFlags(flags) | (durable ? O_DSYNC : 0);
+  int fd = -1;
+  do {
+    fd = ::open(native.c_str(), posixFlags, static_cast<mode_t>(mode));
+  } while (fd == -1 && errno == EINTR);
+  if (fd == -1) return fail("open", native);
+  if (durable && (flags & kIMOCreate) != 0 && !platform::os::syncFile(native)) {
+    fail("flush", native);
+    ::close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+void FileContext::close(std::int32_t handle, std::uint32_t) {
+  // Linux frees the descriptor also where a signal interrupts the call.
+  if (::close(handle) != 0 && errno != EINTR) fail("close", nameOf(handle));
+}
+
+std::int32_t FileContext::read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) {
+  const std::int32_t count = transferAll(std::min(length, kMaxTransfer), [&](std::size_t done, std::size_t left) {
+    return ::pread(handle, static_cast<std::byte*>(buffer) + done, left, static_cast<off_t>(offset + done));
+  });
+  return count < 0 ? fail("read", nameOf(handle)) : count;
+}
+
+std::int32_t FileContext::write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) {
+  const std::uint32_t wanted = std::min(length, kMaxTransfer);
+  const std::int32_t count = transferAll(wanted, [&](std::size_t done, std::size_t left) {
+    return ::pwrite(handle, static_cast<const std::byte*>(buffer) + done, left, static_cast<off_t>(offset + done));
+  });
+  if (count != static_cast<std::int32_t>(wanted)) fail("write all of", nameOf(handle));
+  return count;
+}
+
+std::int32_t FileContext::fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t) {
+  struct stat found {};
+  if (::fstat(handle, &found) != 0) return -1;
+  status->size = found.st_size;
+  return 0;
+}
+
+std::int32_t FileContext::pathStatus(const char* path, IMOFileStatus* status, std::uint32_t) {
+  struct stat found {};
+  if (::stat(platform::os::toNative(path).c_str(), &found) != 0) return -1;
+  status->size = found.st_size;
+  return 0;
+}
+
+std::int32_t FileContext::remove(const char* path, std::uint32_t, std::uint32_t) {
+  const std::string native = platform::os::toNative(path);
+  return removeRecording(native, native.substr(native.rfind('/') + 1), durability_) ? 0 : -1;
+}
+
+std::int32_t FileContext::createDirectory(const char* path) {
+  const std::string native = platform::os::toNative(path);
+  return makeDirectory(native, durability_) ? 0 : fail("make the directory", native);
+}
+
+std::int32_t FileContext::fail(const char* action, const std::string& what) const {
+  log_.error(fmt::format("cannot {} '{}': {}", action, what, std::strerror(errno)));
+  return -1;
+}
+
+}  // namespace host

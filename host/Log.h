@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+/// Lines for the user, each written whole and at once, and below them, on a terminal, one status line that is rewritten
+/// in place. Any thread may write.
+class Log {
+ public:
+  /// `out` stays the caller's.
+  explicit Log(std::FILE* out) : out_(out) {}
+  /// The status line stays on the screen as it was last.
+  ~Log();
+  Log(const Log&) = delete;
+  Log& operator=(const Log&) = delete;
+
+  void error(std::string_view text) { line("error: ", text); }
+  void warning(std::string_view text) { line("warning: ", text); }
+  void note(std::string_view text) { line("", text); }
+  /// Puts `text` in the place of the old status line. For terminals only.
+  void setStatusLine(std::string text);
+
+ private:
+  void line(std::string_view prefix, std::string_view text);
+  void write(const std::string& bytes);
+
+  std::mutex mutex_;
+  std::FILE* out_;
+  std::string statusLine_;
+};
+
+}  // namespace host

@@ -1,0 +1,159 @@
+#include "host/FileContext.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/host/LogCapture.h"
+#include "tests/support/TempDirectory.h"
+#include "tests/support/TestHost.h"
+
+namespace host {
+namespace {
+
+constexpr std::uint32_t kNewSegment = kIMOBinary | kIMOCreate | kIMOReadWrite | kIMOTruncate;
+constexpr std::uint32_t kOldSegment = kIMOBinary | kIMOCreate | kIMOReadWrite;
+
+class FileContextTest : public testing::Test {
+ protected:
+  std::string modulePath(std::string_view name) const { return test::modulePath(directory_.path() / name); }
+  std::string content(std::string_view name) const { return test::readWholeFile(directory_.path() / name); }
+  bool exists(std::string_view name) const { return std::filesystem::exists(directory_.path() / name); }
+  std::int32_t open(std::string_view name, std::uint32_t flags) {
+    return files_.open(modulePath(name).c_str(), flags, 0x180, 0);
+  }
+
+  test::TempDirectory directory_;
+  test::LogCapture capture_;
+  FileContext files_{Durability::kDevice, capture_.log()};
+};
+
+TEST_F(FileContextTest, WritesAndReadsAtPositions) {
+  const std::int32_t handle = open("a", kNewSegment);
+  ASSERT_GE(handle, 0);
+  EXPECT_EQ(files_.write(handle, 3, "defg", 4), 4);
+  EXPECT_EQ(files_.write(handle, 0, "abc", 3), 3);
+  std::array<char, 8> buffer = {};
+  EXPECT_EQ(files_.read(handle, 2, buffer.data(), 8), 5) << "up to the end";
+  EXPECT_STREQ(buffer.data(), "cdefg");
+  EXPECT_EQ(files_.read(handle, 100, buffer.data(), 8), 0);
+  IMOFileStatus status;
+  EXPECT_EQ(files_.fileStatus(handle, &status, 0), 0);
+  EXPECT_EQ(status.size, 7);
+  files_.close(handle, 0);
+  EXPECT_EQ(content("a"), "abcdefg");
+}
+
+TEST_F(FileContextTest, KeepsOrCutsAnOldFile) {
+  test::writeWholeFile(directory_.path() / "a", "old");
+  files_.close(open("a", kOldSegment), 0);
+  EXPECT_EQ(content("a"), "old");
+  files_.close(open("a", kNewSegment), 0);
+  EXPECT_EQ(content("a"), "");
+}
+
+TEST_F(FileContextTest, SyncsEachWriteOnlyWhereThatIsPromised) {
+  FileContext quick(Durability::kProcess, capture_.log());
+  const std::int32_t durableHandle = open("a", kNewSegment);
+  const std::int32_t quickHandle = quick.open(modulePath("b").c_str(), kNewSegment, 0x180, 0);
+  EXPECT_EQ(::fcntl(durableHandle, F_GETFL) & O_DSYNC, O_DSYNC);
+  EXPECT_EQ(::fcntl(quickHandle, F_GETFL) & O_DSYNC, 0);
+  files_.close(durableHandle, 0);
+  quick.close(quickHandle, 0);
+}
+
+TEST_F(FileContextTest, SaysWhyAFileFailed) {
+  EXPECT_EQ(open("no/such/place", kNewSegment), -1);
+  const std::int32_t full = files_.open("\\dev\\full", kIMOReadWrite | kIMOBinary, 0x180, 0);
+  EXPECT_LT(files_.write(full, 0, "abc", 3), 1);
+  files_.close(full, 0);
+  char byte = 0;
+  EXPECT_LT(files_.read(full, 0, &byte, 1), 1) << "a closed handle";
+  IMOFileStatus status;
+  EXPECT_EQ(files_.fileStatus(full, &status, 0), -1);
+  EXPECT_EQ(capture_.text(), "error: cannot open '" + directory_.file("no/such/place") +
+                                 "': No such file or directory\n"
+                                 "error: cannot write all of '/dev/full': No space left on device\n"
+                                 "error: cannot read 'file handle " +
+                                 std::to_string(full) + "': Bad file descriptor\n");
+}
+
+TEST_F(FileContextTest, TellsWhetherAPathExists) {
+  test::writeWholeFile(directory_.path() / "a", "abc");
+  IMOFileStatus status;
+  EXPECT_EQ(files_.pathStatus(modulePath("a").c_str(), &status, 0), 0);
+  EXPECT_EQ(status.size, 3);
+  EXPECT_EQ(files_.pathStatus(modulePath("").c_str(), &status, 0), 0);
+  EXPECT_EQ(files_.pathStatus(modulePath("b").c_str(), &status, 0), -1);
+}
+
+TEST_F(FileContextTest, MakesADirectoryAndThoseAboveItOnce) {
+  EXPECT_EQ(files_.createDirectory(modulePath("rec/2024/cam1").c_str()), 0);
+  EXPECT_TRUE(exists("rec/2024/cam1"));
+  EXPECT_EQ(files_.createDirectory(modulePath("rec/2024/cam2").c_str()), 0);
+  EXPECT_EQ(files_.createDirectory(modulePath("rec/2024/cam1").c_str()), -1) << "it is there";
+  test::writeWholeFile(directory_.path() / "file", "");
+  EXPECT_EQ(files_.createDirectory(modulePath("file/cam1").c_str()), -1);
+}
+
+TEST_F(FileContextTest, RemovesAWholeRecording) {
+  const auto recording = directory_.path() / "cam1";
+  std::filesystem::create_directory(recording);
+  for (const char* const suffix : {"Seg1.k2r", "Seg1.k2i", "Seg12.k2r", "Seg4294967295.k2i", ".bootstrap", ".control",
+                                   ".meta", ".drmmeta", ".k2i.tmp", ".bootstrap.tmp"}) {
+    test::writeWholeFile(recording / (std::string("cam1") + suffix), "x");
+  }
+  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), 0);
+  EXPECT_FALSE(exists("cam1"));
+  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), 0) << "gone is gone";
+}
+
+TEST_F(FileContextTest, RemovesNothingBesideForeignEntries) {
+  const auto recording = directory_.path() / "cam1";
+  const char* const names[] = {
+      "notes.txt",        "cam1",         "cam1.mp4",         "cam1.bootstrap.bak",    "cam1Seg0.k2r",
+      "cam1Seg01.k2r",    "cam1Seg.k2r",  "cam1Seg1.k2i.tmp", "cam1Seg4294967296.k2r", "cam1Seg-1.k2r",
+      "cam2.bootstrap",   "cam1seg1.k2r", "cam1Seg1 .k2r",    "CAM1.bootstrap",        ".bootstrap",
+      "cam11Seg1.k2r.tmp"};
+  for (const char* const name : names) {
+    std::filesystem::create_directory(recording);
+    test::writeWholeFile(recording / "cam1.bootstrap", "x");
+    test::writeWholeFile(recording / name, "x");
+    EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), -1) << name;
+    EXPECT_TRUE(exists("cam1/cam1.bootstrap")) << name;
+    std::filesystem::remove_all(recording);
+  }
+}
+
+TEST_F(FileContextTest, RemovesNothingThroughLinksAndNoDirectories) {
+  const auto recording = directory_.path() / "cam1";
+  const auto outside = directory_.path() / "outside";
+  test::writeWholeFile(outside, "x");
+
+  std::filesystem::create_directory(recording);
+  std::filesystem::create_symlink(outside, recording / "cam1.meta");
+  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), -1) << "a link with the name of a file";
+  std::filesystem::remove(recording / "cam1.meta");
+  std::filesystem::create_directory(recording / "cam1.meta");
+  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), -1) << "a directory with the name of a file";
+  std::filesystem::remove(recording / "cam1.meta");
+  ASSERT_EQ(::mkfifo((recording / "cam1.control").c_str(), 0600), 0);
+  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), -1) << "a pipe with the name of a file";
+  std::filesystem::remove(recording / "cam1.control");
+
+  std::filesystem::create_directory_symlink(recording, directory_.path() / "link");
+  EXPECT_EQ(files_.remove(modulePath("link").c_str(), 3, 1), -1) << "a link in the directory's place";
+  EXPECT_EQ(files_.remove(modulePath("outside").c_str(), 3, 1), -1) << "a file in the directory's place";
+  EXPECT_EQ(content("outside"), "x");
+  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), 0) << "empty";
+}
+
+}  // namespace
+}  // namespace host

@@ -1,0 +1,92 @@
+#include "host/Settings.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "host/OpenContext.h"
+#include "host/errors.h"
+#include "tests/support/TempDirectory.h"
+#include "tests/support/TestHost.h"
+
+namespace host {
+namespace {
+
+std::string valueOf(const Settings& settings, std::string_view key) {
+  const std::string* const value = settings.find(key);
+  return value == nullptr ? "(none)" : *value;
+}
+
+TEST(Settings, ReadsTheLinesOfAFile) {
+  const struct {
+    const char *why, *text, *value;
+  } rows[] = {{"white space around", "  Recording/FrameRate \t=  25  \n", "25"},
+              {"no white space, no last line end", "Recording/FrameRate=25", "25"},
+              {"line ends of two characters", "Recording/FrameRate = 25\r\n\r\n", "25"},
+              {"empty lines and comments", "\n# Recording/FrameRate = 1\n  # x\nRecording/FrameRate = 25\n", "25"},
+              {"comment behind a value", "Recording/FrameRate = 25  # per second = fps\n", "25"},
+              {"the last value counts", "Recording/FrameRate = 24\nRecording/FrameRate = 25\n", "25"},
+              {"equals signs and numbers in a value", "Recording/FrameRate = a=b#c\n", "a=b#c"},
+              {"empty value", "Recording/FrameRate =\n", ""},
+              {"nothing at all", "", "(none)"}};
+  for (const auto& row : rows) {
+    Settings settings;
+    settings.readText(row.text, "x.conf");
+    EXPECT_EQ(valueOf(settings, "Recording/FrameRate"), row.value) << row.why;
+  }
+}
+
+TEST(Settings, NameTheLineThatIsWrong) {
+  const struct {
+    const char *text, *message;
+  } rows[] = {{"\nRecording/FrameRate 25\n", "x.conf:2: expected KEY = VALUE, found 'Recording/FrameRate 25'"},
+              {"# a\n\nRecording/Framerate = 25", "x.conf:3: unknown setting 'Recording/Framerate'"},
+              {"= 25", "x.conf:1: unknown setting ''"}};
+  for (const auto& row : rows) {
+    Settings settings;
+    try {
+      settings.readText(row.text, "x.conf");
+      ADD_FAILURE() << "accepted: " << row.text;
+    } catch (const UsageError& error) {
+      EXPECT_EQ(std::string(error.what()).substr(0, std::string(row.message).size()), row.message);
+    }
+  }
+}
+
+TEST(Settings, AssignmentsKeepTheValueAsItIs) {
+  Settings settings;
+  settings.assign("Recording/FragmentDuration= 4000");
+  EXPECT_EQ(valueOf(settings, "Recording/FragmentDuration"), " 4000");
+  settings.assign("Recording/FragmentDuration=1=2");
+  EXPECT_EQ(valueOf(settings, "Recording/FragmentDuration"), "1=2");
+  for (const char* const bad : {"Recording/FragmentDuration", "", "=1", " k2r/EnableAggMsgs=true", "Recording=1"}) {
+    EXPECT_THROW(settings.assign(bad), UsageError) << bad;
+  }
+}
+
+TEST(Settings, RefuseFilesThatAreNone) {
+  const test::TempDirectory directory;
+  test::writeWholeFile(directory.file("zero.conf"), std::string("Recording/FrameRate = 2\0005\n", 25));
+  Settings settings;
+  for (const std::string& path :
+       {directory.file("missing"), directory.path().string(), std::string("/dev/zero"), directory.file("zero.conf")}) {
+    EXPECT_THROW(settings.readFile(path), UsageError) << path;
+  }
+}
+
+TEST(OpenContext, AnswersByTheContract) {
+  Settings settings;
+  settings.assign("Recording/VantryV2/ContentID=12345");
+  OpenContext context(settings);
+  constexpr const char* kKey = "Recording/VantryV2/ContentID";
+  char buffer[8] = "???????";
+  EXPECT_EQ(context.property("recording", kKey, buffer, 5), 5) << "no room for the terminator";
+  EXPECT_STREQ(buffer, "???????");
+  EXPECT_EQ(context.property("recording", kKey, buffer, 6), 0);
+  EXPECT_STREQ(buffer, "12345");
+  EXPECT_EQ(context.property("recording", "Recording/FrameRate", buffer, 8), -1);
+  EXPECT_EQ(context.property("other", kKey, buffer, 8), -1);
+}
+
+}  // namespace
+}  // namespace host
