@@ -1,0 +1,40 @@
+#include "host/input/AvLogRoute.h"
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include <fmt/format.h>
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <string_view>
+
+namespace host {
+namespace {
+
+std::atomic<Log*> target = nullptr;
+
+__attribute__((format(printf, 3, 0))) void onAvLog(void* object, int level, const char* format, va_list arguments) {
+  Log* const log = target.load();
+  if (level > AV_LOG_ERROR || log == nullptr) return;
+  char text[1024];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  const AVClass* const type = object != nullptr ? *static_cast<const AVClass* const*>(object) : nullptr;
+  log->warning(fmt::format("{}: {}", type != nullptr ? type->item_name(object) : "libav", std::string_view(text)));
+}
+
+}  // namespace
+
+AvLogRoute::AvLogRoute(Log& log) {
+  target = &log;
+  av_log_set_callback(onAvLog);
+}
+
+AvLogRoute::~AvLogRoute() {
+  av_log_set_callback(av_log_default_callback);
+  target = nullptr;
+}
+
+}  // namespace host

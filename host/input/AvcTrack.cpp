@@ -1,0 +1,83 @@
+#include "host/input/AvcTrack.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace host {
+namespace {
+
+constexpr std::uint8_t kKeyFrame = 0x17;
+constexpr std::uint8_t kOtherFrame = 0x27;
+constexpr std::uint8_t kSequenceHeader = 0;
+constexpr std::uint8_t kNalUnits = 1;
+
+/// A configuration record begins with version 1, a byte stream with zeros.
+bool isConfigurationRecord(std::span<const std::byte> extradata) {
+  constexpr std::size_t kMinSize = 7;
+  return extradata.size() >= kMinSize && extradata[0] == std::byte{1};
+}
+
+}  // namespace
+
+AvcTrack::AvcTrack(const AVCodecParameters& codec, Log& log)
+    : log_(log), annexB_(!isConfigurationRecord(extradataOf(codec))) {
+  if (annexB_) {
+    learn(extradataOf(codec));
+  } else {
+    setConfiguration(extradataOf(codec));
+  }
+}
+
+bool AvcTrack::prepare(AVPacket& packet) {
+  if (payloadOf(packet).empty()) return false;
+  if (!annexB_) {
+    const auto changed = newExtradataOf(packet);
+    if (!changed.empty() && !std::equal(changed.begin(), changed.end(), configuration_.begin(), configuration_.end())) {
+      warnOfChange();
+    }
+    return true;
+  }
+  if (learn(payloadOf(packet))) return true;
+  if (!std::exchange(warnedOfStart_, true)) {
+    log_.warning("video frames ahead of the first parameter sets (SPS and PPS) are left out");
+  }
+  return false;
+}
+
+void AvcTrack::writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, std::int32_t compositionMs) const {
+  out.u8((packet.flags & AV_PKT_FLAG_KEY) != 0 ? kKeyFrame : kOtherFrame);
+  out.u8(kNalUnits);
+  out.u24(static_cast<std::uint32_t>(compositionMs));
+  if (annexB_) {
+    writeLengthPrefixed(out, payloadOf(packet));
+  } else {
+    out.bytes(payloadOf(packet));
+  }
+}
+
+void AvcTrack::setConfiguration(std::span<const std::byte> record) {
+  configuration_.assign(record.begin(), record.end());
+  qvs::util::ByteWriter out;
+  out.u8(kKeyFrame);
+  out.u8(kSequenceHeader);
+  out.u24(0);
+  out.bytes(record);
+  sequenceHeader_ = out.take();
+}
+
+bool AvcTrack::learn(std::span<const std::byte> stream) {
+  const bool added = parameterSets_.collect(splitAnnexB(stream));
+  if (!sequenceHeader_.empty()) {
+    if (added) warnOfChange();
+  } else if (parameterSets_.complete()) {
+    setConfiguration(parameterSets_.configurationRecord());
+  }
+  return !sequenceHeader_.empty();
+}
+
+void AvcTrack::warnOfChange() {
+  if (std::exchange(warnedOfChange_, true)) return;
+  log_.warning("the video's parameter sets change on the way; the recording keeps those that it began with");
+}
+
+}  // namespace host

@@ -1,0 +1,49 @@
+#pragma once
+
+extern "C" {
+#include <libavcodec/bsf.h>
+#include <libavcodec/packet.h>
+#include <libavformat/avformat.h>
+}
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace host {
+
+// Owners of libav's objects, and views of what they hold.
+
+struct CloseInput {
+  void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+struct FreePacket {
+  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+struct FreeFilter {
+  void operator()(AVBSFContext* filter) const { av_bsf_free(&filter); }
+};
+using FormatContext = std::unique_ptr<AVFormatContext, CloseInput>;
+using Packet = std::unique_ptr<AVPacket, FreePacket>;
+using BitstreamFilter = std::unique_ptr<AVBSFContext, FreeFilter>;
+
+/// An empty packet. Throws std::bad_alloc.
+Packet makePacket();
+
+/// What libav says to an error number.
+std::string avErrorText(int error);
+
+/// The payload of a packet, which stays the packet's.
+inline std::span<const std::byte> payloadOf(const AVPacket& packet) {
+  return std::as_bytes(std::span(packet.data, packet.size > 0 ? static_cast<std::size_t>(packet.size) : 0));
+}
+/// The codec's private data, which stay the stream's.
+inline std::span<const std::byte> extradataOf(const AVCodecParameters& codec) {
+  return std::as_bytes(
+      std::span(codec.extradata, codec.extradata_size > 0 ? static_cast<std::size_t>(codec.extradata_size) : 0));
+}
+/// The new private data that a packet brings along; empty where it brings none.
+std::span<const std::byte> newExtradataOf(const AVPacket& packet);
+
+}  // namespace host
