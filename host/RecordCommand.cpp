@@ -1,0 +1,91 @@
+#include "host/RecordCommand.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+#include "host/FileContext.h"
+#include "host/Log.h"
+#include "host/Module.h"
+#include "host/OpenContext.h"
+#include "host/RealTimePacer.h"
+#include "host/RecordSession.h"
+#include "host/Recording.h"
+#include "host/Settings.h"
+#include "host/StopSignal.h"
+#include "host/StreamContext.h"
+#include "host/input/openInput.h"
+
+namespace host {
+namespace {
+
+Settings readSettings(const RecordOptions& options) {
+  Settings settings;
+  if (!options.settingsFile.empty()) settings.readFile(options.settingsFile);
+  for (const std::string& assignment : options.settings) settings.assign(assignment);
+  return settings;
+}
+
+/// Opens the recording, in the place of an old one where that is wanted.
+std::unique_ptr<Recording> openRecording(IMOStreamAdaptor& adaptor, IMOStreamOpenContext& settings,
+                                         const OutputDirectory& place, OpenMode mode, Log& log) {
+  std::optional<ReplacedRecording> old;
+  if (mode == OpenMode::kOverwrite) old.emplace(place);
+  auto recording = std::make_unique<Recording>(adaptor, settings, place.modulePath(), mode == OpenMode::kAppend);
+  if (old && !old->discard()) log.warning(fmt::format("the old recording was left in '{}'", old->aside()));
+  return recording;
+}
+
+/// Says what did not go well. `inputFailure` is the reason why the input could not be read to its end.
+ExitStatus judge(const RecordSession& session, const StreamContext& context,
+                 const std::optional<std::string>& inputFailure, Log& log) {
+  if (session.refused() > 0) {
+    log.error(fmt::format("{} of {} messages were refused; the first reason: {}", session.refused(), session.messages(),
+                          session.firstReason()));
+  } else if (context.errorCount() > 0) {
+    log.error(fmt::format("the recording is not sound; the first of {} errors: {}", context.errorCount(),
+                          context.firstError()));
+  }
+  if (inputFailure) {
+    log.error(*inputFailure);
+    return ExitStatus::kFailed;
+  }
+  return session.refused() > 0 || context.errorCount() > 0 ? ExitStatus::kFlawed : ExitStatus::kOk;
+}
+
+}  // namespace
+
+ExitStatus runRecord(const RecordOptions& options) {
+  Log log(stderr);
+  StopSignal stop;
+  stop.catchSignals();
+
+  const Settings settings = readSettings(options);
+  const OutputDirectory place(options.directory);
+  place.require(options.mode);
+  FileContext files(options.durability, log);
+  StreamContext context(settings, log, files);
+  OpenContext openContext(settings);
+  const Module module(findModule());
+  const auto adaptor = module.createAdaptor(context);
+  // Before anything on disk is touched.
+  const auto input = openInput(options.input, options.maps, log, stop);
+  const auto recording = openRecording(*adaptor, openContext, place, options.mode, log);
+
+  Progress progress(options.progress, log);
+  RealTimePacer pacer(stop);
+  RecordSession session(*recording, context, log, progress, options.realTime ? &pacer : nullptr);
+  std::optional<std::string> inputFailure;
+  try {
+    session.run(*input);
+  } catch (const InputError& error) {
+    inputFailure = error.what();
+  }
+  if (!options.noStop) recording->stop();
+  progress.finish();
+  return judge(session, context, inputFailure, log);
+}
+
+}  // namespace host

@@ -1,0 +1,37 @@
+#include "host/RecordSession.h"
+
+#include <fmt/format.h>
+
+#include "util/tagHeader.h"
+
+namespace host {
+
+void RecordSession::run(Input& input) {
+  while (const auto message = input.next()) {
+    if (pacer_ != nullptr) pacer_->wait(message->timeMs);
+    take(*message);
+    progress_.add(message->timeMs, message->data.size());
+  }
+}
+
+void RecordSession::take(const InputMessage& message) {
+  ++messages_;
+  if (message.data.size() > qvs::util::kMaxTagDataSize) {
+    const std::string reason =
+        fmt::format("a message of {} bytes at {} ms is too large; at most {} bytes can be stored", message.data.size(),
+                    message.timeMs, qvs::util::kMaxTagDataSize);
+    log_.error(reason);
+    refuse(reason);
+    return;
+  }
+  const std::uint64_t errorsBefore = context_.errorCount();
+  if (!recording_.record(message)) {
+    refuse(context_.errorCount() > errorsBefore ? context_.lastError() : "the module gave no reason");
+  }
+}
+
+void RecordSession::refuse(const std::string& reason) {
+  if (refused_++ == 0) firstReason_ = reason;
+}
+
+}  // namespace host

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/Log.h"
+#include "host/Progress.h"
+#include "host/RealTimePacer.h"
+#include "host/Recording.h"
+#include "host/StreamContext.h"
+#include "host/input/Input.h"
+
+namespace host {
+
+/// Carries the messages of an input into a recording, and keeps count of those that did not get in. Keeps references to
+/// all it is given, which outlive it.
+class RecordSession {
+ public:
+  /// Without a `pacer`, which may be null, messages go as fast as they come.
+  RecordSession(Recording& recording, const StreamContext& context, Log& log, Progress& progress, RealTimePacer* pacer)
+      : recording_(recording), context_(context), log_(log), progress_(progress), pacer_(pacer) {}
+
+  /// Until the input ends. Throws InputError where it fails; what came before is recorded.
+  void run(Input& input);
+
+  std::uint64_t messages() const { return messages_; }
+  std::uint64_t refused() const { return refused_; }
+  /// Why the first message was refused.
+  const std::string& firstReason() const { return firstReason_; }
+
+ private:
+  void take(const InputMessage& message);
+  void refuse(const std::string& reason);
+
+  Recording& recording_;
+  const StreamContext& context_;
+  Log& log_;
+  Progress& progress_;
+  RealTimePacer* pacer_;
+  std::uint64_t messages_ = 0;
+  std::uint64_t refused_ = 0;
+  std::string firstReason_;
+};
+
+}  // namespace host

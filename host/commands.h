@@ -1,0 +1,17 @@
+#pragma once
+
+#include <CLI/App.hpp>
+
+#include "host/errors.h"
+
+namespace host {
+
+// One function a command. It adds the command with its options to `app`, and a callback that runs it and leaves its
+// answer in `status`; what the callback throws is for runCommandLine() to word. `status` outlives `app`.
+
+void addRecordCommand(CLI::App& app, ExitStatus& status);
+
+/// The whole program.
+ExitStatus runCommandLine(int argc, const char* const* argv);
+
+}  // namespace host

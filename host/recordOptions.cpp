@@ -1,0 +1,112 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <map>
+#include <memory>
+
+#include "host/RecordCommand.h"
+#include "host/commands.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kFooter = R"(Examples:
+  k2r record live.mtg --out rec/cam1
+  k2r record movie.mp4 --out rec/movie --set Recording/FragmentDuration=2000
+  k2r record rtsp://camera/stream --out rec/cam2 --append --config camera.conf
+  encoder | k2r record - --out rec/cam3
+
+Ctrl-C and SIGTERM end the input; the recording is finished as at its end.
+Exit status: 0 all well, 1 the recording could not be opened or INPUT not be read, 2 bad usage,
+3 the recording was finished but some messages were refused or other errors came up.)";
+
+/// Flags of the command line that are not options of the recording one by one.
+struct Flags {
+  bool append = false;
+  bool overwrite = false;
+  bool progress = false;
+  bool quiet = false;
+};
+
+ProgressStyle progressStyle(const Flags& flags) {
+  const bool terminal = ::isatty(STDERR_FILENO) != 0;
+  if (flags.quiet || !(flags.progress || terminal)) return ProgressStyle::kNone;
+  return terminal ? ProgressStyle::kTerminal : ProgressStyle::kLines;
+}
+
+void addInputOptions(CLI::App& command, RecordOptions& options) {
+  command
+      .add_option("INPUT", options.input,
+                  "What to record: a tag stream (told by its content), - for one on standard input, or anything else "
+                  "that libavformat opens: a file, a device, a URL (pipe:0 is standard input in any format)")
+      ->required();
+  command
+      .add_option(
+          "--map", options.maps,
+          "Stream to record, at most one video and one audio: v, a, a:1 (the second audio stream), 2 (the stream "
+          "of this index), 0:v:0. Default: the best video and the audio that goes with it")
+      ->type_name("SPEC")
+      ->allow_extra_args(false);
+  command.add_flag("--realtime", options.realTime, "Take the messages no faster than their timestamps say");
+}
+
+void addOutputOptions(CLI::App& command, RecordOptions& options, Flags& flags) {
+  command
+      .add_option(
+          "--out", options.directory,
+          "Directory of the recording; its name is that of the files in it. Made if missing, with those above it. "
+          "Without --append or --overwrite it has to be empty")
+      ->type_name("DIR")
+      ->required();
+  auto* const append = command.add_flag("--append", flags.append, "Continue the recording in DIR, if there is one");
+  command
+      .add_flag("--overwrite", flags.overwrite,
+                "Replace the recording in DIR; a DIR that holds anything else is refused")
+      ->excludes(append);
+  command.add_flag("--no-stop", options.noStop, "Leave the recording as a crash would, without finishing it");
+  const std::map<std::string, Durability> durabilities = {{"device", Durability::kDevice},
+                                                          {"process", Durability::kProcess}};
+  command
+      .add_option("--durability", options.durability,
+                  "What segment data outlive once written: device, a loss of power (default); process, the end of this "
+                  "program only, which is faster")
+      ->type_name("device|process")
+      ->transform(CLI::CheckedTransformer(durabilities).description(""));
+}
+
+void addSettingsOptions(CLI::App& command, RecordOptions& options) {
+  command
+      .add_option("--set", options.settings,
+                  "A setting by its whole key, such as Recording/FragmentDuration=2000 (milliseconds) or "
+                  "Recording/SegmentDuration=600000. May be given again; the last value of a key counts")
+      ->type_name("KEY=VALUE")
+      ->allow_extra_args(false);
+  command
+      .add_option("--config", options.settingsFile,
+                  "File of settings, one KEY = VALUE a line, comments behind #. --set is stronger")
+      ->type_name("FILE");
+}
+
+}  // namespace
+
+void addRecordCommand(CLI::App& app, ExitStatus& status) {
+  const auto options = std::make_shared<RecordOptions>();
+  const auto flags = std::make_shared<Flags>();
+  CLI::App& command = *app.add_subcommand("record", "Record a stream into a directory");
+  addInputOptions(command, *options);
+  addOutputOptions(command, *options, *flags);
+  addSettingsOptions(command, *options);
+  auto* const progress = command.add_flag("--progress", flags->progress,
+                                          "Show time recorded, speed and size, also where standard error is "
+                                          "no terminal (there, a line each second)");
+  command.add_flag("--quiet", flags->quiet, "Show errors and warnings only")->excludes(progress);
+  command.footer(kFooter);
+  command.callback([options, flags, &status] {
+    if (flags->append) options->mode = OpenMode::kAppend;
+    if (flags->overwrite) options->mode = OpenMode::kOverwrite;
+    options->progress = progressStyle(*flags);
+    status = runRecord(*options);
+  });
+}
+
+}  // namespace host
