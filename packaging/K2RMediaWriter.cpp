@@ -8,7 +8,6 @@
 #include "packaging/MediaTime.h"
 #include "packaging/tagCodec.h"
 #include "util/QVSException.h"
-#include "util/narrow.h"
 #include "util/tagHeader.h"
 
 namespace ruvo::k2rpkgutil {
@@ -105,7 +104,6 @@ void K2RMediaWriter::addHintTrack(std::span<const Track> mediaTracks) {
   ByteWriter description;
   writeHintDescription(description, {&kEntry, 1});
   auto record = krvo::k2m::makeRecord<K2MRtmpDescriptorInfo>();
-  record.base.codecHeaderLength = narrow<std::uint32_t>(description.size());
   record.base.formatCode = "rtmp"_4cc;
   record.base.handlerCode = "hint"_4cc;
   record.hintTrackVersion = 1;

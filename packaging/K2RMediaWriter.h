@@ -23,7 +23,7 @@ namespace ruvo::k2rpkgutil {
 /// and the stream outlive it.
 ///
 /// Every operation passes on krvo::k2m::Exception and what the policy throws. After a failed writeFragment() the
-/// samples that the library took stay in the open fragment.
+/// fragment stays open; the next call begins it anew, so that the same messages may be offered again.
 class K2RMediaWriter final : public IMediaWriter, public IMediaProperties {
  public:
   /// A new segment with the first video, audio and data track of `properties`. Throws QVSException where there is none

@@ -7,7 +7,6 @@
 #include "packaging/K2RSampleWriter.h"
 #include "packaging/MediaTime.h"
 #include "packaging/tagCodec.h"
-#include "util/narrow.h"
 
 namespace ruvo::k2rpkgutil {
 namespace {
@@ -17,9 +16,8 @@ using namespace qvs::util;
 constexpr char kHandlerName[] = "MainConcept";
 constexpr std::uint32_t kDefaultDataEntry = 10;
 
-void describe(K2MDescriptorInfo& record, std::span<const std::byte> codecHeader, FourCC formatCode,
-              FourCC handlerCode) {
-  record.codecHeaderLength = narrow<std::uint32_t>(codecHeader.size());
+/// The length of the codec header is left to the call that brings the bytes.
+void describe(K2MDescriptorInfo& record, FourCC formatCode, FourCC handlerCode) {
   record.formatCode = formatCode;
   record.handlerCode = handlerCode;
 }
@@ -63,7 +61,7 @@ void K2RSampleWriter::addVideoDescriptor(K2RWriter& writer, const Track& track, 
   if (isAvcFormat(info.formatCode)) codecHeader.append(findAvcCBox(descriptor.codecHeader));
   codecHeader.append(extra);
   auto record = krvo::k2m::makeRecord<K2MVideoDescriptorInfo>();
-  describe(record.base, codecHeader.bytes(), formatCode, "vide"_4cc);
+  describe(record.base, formatCode, "vide"_4cc);
   record.width = info.width;
   record.height = info.height;
   record.horizontalResolution = info.horizontalResolution;
@@ -80,7 +78,7 @@ void K2RSampleWriter::addAudioDescriptor(K2RWriter& writer, const Track& track, 
   if (info.formatCode == "mp4a"_4cc) codecHeader = descriptor.codecHeader;
   codecHeader.append(extra);
   auto record = krvo::k2m::makeRecord<K2MAudioDescriptorInfo>();
-  describe(record.base, codecHeader.bytes(), formatCode, "soun"_4cc);
+  describe(record.base, formatCode, "soun"_4cc);
   record.sampleRate = info.sampleRate;
   record.channels = info.channels;
   record.bytesPerSample = info.bytesPerSample;
@@ -90,7 +88,7 @@ void K2RSampleWriter::addAudioDescriptor(K2RWriter& writer, const Track& track, 
 void K2RSampleWriter::addDataDescriptor(K2RWriter& writer, const Track& track, FourCC formatCode,
                                         std::span<const std::byte> extra) const {
   auto record = krvo::k2m::makeRecord<K2MDescriptorInfo>();
-  describe(record, extra, formatCode, "meta"_4cc);
+  describe(record, formatCode, "meta"_4cc);
   writer.k2mWriter().addSampleDescriptor(track, record, extra);
 }
 

@@ -26,7 +26,7 @@ class RefMessage final : public Message {
   void setTimestamp(std::uint32_t timestamp) { qvs::util::setTagTimestamp(header_.data(), timestamp); }
 
  private:
-  std::array<std::byte, qvs::util::kTagHeaderSize> header_;
+  std::array<std::byte, qvs::util::kTagHeaderSize> header_{};
   const std::byte* data_;
   std::uint32_t size_;
   const std::byte* sample_;

@@ -8,7 +8,7 @@ namespace {
 using namespace qvs::util;
 
 struct CodecRow {
-  std::uint8_t nibble;
+  std::uint8_t nibble = 0;
   TagCodec codec;
 };
 

@@ -1,0 +1,268 @@
+#include "packaging/K2RMediaWriter.h"
+
+#include "tests/packaging/recordingFixture.h"
+#include "util/QVSException.h"
+
+namespace {
+
+using namespace ruvo::k2rpkgutil;
+using namespace qvs::util;
+using testing::Test;
+
+constexpr char kHint[] = "rtmp 00010001 01f40000 0010616d 68700000 00000101 0004";
+
+using K2RMediaWriterTest = test::RecordingFixture;
+
+TEST_F(K2RMediaWriterTest, DeclaresTheTracksOfANewSegment) {
+  addAvcTrack();
+  addAacTrack();
+  addDataTrack();
+  newSegment();
+  const auto tracks = image().tracks;
+  ASSERT_EQ(tracks.size(), 4U);
+  EXPECT_EQ(tracks[0], std::string("vide 'MainConcept' eng avc1 ") + test::kAvcC);
+  EXPECT_EQ(tracks[1], std::string("soun 'MainConcept' eng mp4a ") + test::kEsds);
+  EXPECT_EQ(tracks[2], "meta 'MainConcept' eng amf0 ");
+  EXPECT_EQ(tracks[3], std::string("hint 'Korvo Systems Inc. Hint Handler' eng ") + kHint + " ->1 ->2 ->3");
+}
+
+TEST_F(K2RMediaWriterTest, TakesTheFirstTrackOfEachKind) {
+  addVp6Track();
+  addAvcTrack();
+  addMp3Track();
+  addAacTrack();
+  addDataTrack();
+  properties.tracks.back()->handlerType = "hint"_4cc;
+  newSegment();
+  const auto tracks = image().tracks;
+  ASSERT_EQ(tracks.size(), 3U);
+  EXPECT_EQ(tracks[0], "vide 'MainConcept' eng VP6F ");
+  EXPECT_EQ(tracks[1], "soun 'MainConcept' eng .mp3 ");
+  EXPECT_EQ(tracks[2], std::string("hint 'Korvo Systems Inc. Hint Handler' eng ") + kHint + " ->1 ->2");
+}
+
+TEST_F(K2RMediaWriterTest, GivesTheHintTrackTheLanguageOfTheVideoOrElseOfTheFirstTrack) {
+  addTrack(18, "02").language = "fra";
+  addTrack(8, "af 00 1210").language = "deu";
+  newSegment();
+  EXPECT_EQ(image().tracks.back().substr(0, 42), "hint 'Korvo Systems Inc. Hint Handler' fra");
+  addTrack(9, "14 00").language = "ita";
+  newSegment();
+  EXPECT_EQ(image().tracks.back().substr(0, 42), "hint 'Korvo Systems Inc. Hint Handler' ita");
+}
+
+TEST_F(K2RMediaWriterTest, RefusesAnEmptyListOfTracks) {
+  try {
+    newSegment();
+    FAIL() << "made";
+  } catch (const qvs::QVSException& error) {
+    EXPECT_EQ(error.message(), "A segment needs at least one audio, video or data track.");
+  }
+}
+
+TEST_F(K2RMediaWriterTest, StoresEachTagByItsCodec) {
+  addVp6Track();
+  addMp3Track();
+  addDataTrack();
+  const struct {
+    const char* why;
+    std::uint8_t type;
+    const char* data;
+    const char* stored;
+  } rows[] = {{"H.263 key frame", 9, "12 aa", "9@0*[vide 12+1!]"},
+              {"H.263 frame", 9, "22 aa", "9@0[vide 12+1]"},
+              {"VP6 key frame", 9, "14 00 aabb", "9@0*[vide 13+2!]"},
+              {"VP6 with alpha", 9, "35 00 aabb", "9@0[vide 13+2]"},
+              {"AVC sequence header", 9, "17 00 000000 aa", "9@0*"},
+              {"the same on a frame that is no key frame", 9, "27 00 000000 aa", "9@0*"},
+              {"AVC key frame", 9, "17 01 000000 aa", "9@0[vide 16+1!]"},
+              {"AVC frame", 9, "27 01 000000 aa", "9@0[vide 16+1]"},
+              {"AVC end of sequence", 9, "17 02 000000 aa", "9@0[vide 16+1!]"},
+              {"AVC too short for its header", 9, "17 01 aa", "9@0[vide 11+3!]"},
+              {"other video", 9, "13 aa", ""},
+              {"other video", 9, "18 aa", ""},
+              {"video without a codec", 9, "10 aa", ""},
+              {"MP3", 8, "2f aa", "8@0[soun 12+1]"},
+              {"Nellymoser", 8, "4f aa", "8@0[soun 12+1]"},
+              {"Nellymoser", 8, "5f aa", "8@0[soun 12+1]"},
+              {"Nellymoser", 8, "6f aa", "8@0[soun 12+1]"},
+              {"Speex", 8, "bf aa", "8@0[soun 12+1]"},
+              {"MP3 at 8 kHz", 8, "ef aa", "8@0[soun 11+2]"},
+              {"AAC sequence header", 8, "af 00 1210", "8@0"},
+              {"AAC frame", 8, "af 01 aa", "8@0[soun 13+1]"},
+              {"other audio", 8, "0f aa", ""},
+              {"other audio", 8, "3f aa", ""},
+              {"other audio", 8, "9f aa", ""},
+              {"other audio", 8, "ff aa", ""},
+              {"AMF0 data", 18, "02 aa", "18@0[meta 11+2]"},
+              {"AMF3 data", 15, "02 aa", "15@0[meta 11+2]"},
+              {"protected video", 41, "14 00 aabb", "41@0*[vide 13+2!]"},
+              {"protected audio", 40, "2f aa", "40@0[soun 12+1]"},
+              {"protected AMF0 data", 50, "02", "50@0[meta 11+1]"},
+              {"protected AMF3 data", 47, "02", "47@0[meta 11+1]"},
+              {"another type", 22, "17 01", ""},
+              {"a reserved bit", 0x89, "14 00 aabb", ""}};
+  for (const auto& row : rows) {
+    queue.clear();
+    add(row.type, 0, row.data);
+    EXPECT_EQ(writtenAlone(), row.stored) << row.why;
+  }
+}
+
+TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationsBeforeAKeyFrame) {
+  addAvcTrack();
+  addAacTrack();
+  add(9, 0, "17 01 000000 aa", 7000);
+  add(8, 20, "af 01 bb", 7000);
+  add(9, 40, "27 01 000000 cc", 7000);
+  add(9, 80, "17 01 000000 dd", 7000);
+  EXPECT_EQ(writtenAlone(),
+            "9@0/7000* 8@0/7000 9@0/7000[vide 16+1!] 8@20/7020[soun 13+1] 9@40/7040[vide 16+1] "
+            "9@80/7080* 8@80/7080 9@80/7080[vide 16+1!]");
+}
+
+TEST_F(K2RMediaWriterTest, StoresTheConfigurationAsASequenceHeader) {
+  addAvcTrack();
+  add(9, 0, "17 01 000000 aa", 0x01020304);
+  writtenAlone();
+  const std::string bytes = test::hex(file.bytes);
+  std::string packed;
+  for (const char c : bytes) packed += c == ' ' ? "" : std::string(1, c);
+  EXPECT_NE(packed.find("0900000c02030401000000"
+                        "17000000000164001effe100"
+                        "00000017"
+                        "0900000602030401000000"
+                        "1701000000aa"
+                        "00000011"),
+            std::string::npos);
+}
+
+TEST_F(K2RMediaWriterTest, RepeatsNothingForCodecsWithoutAConfiguration) {
+  addVp6Track();
+  addMp3Track();
+  add(9, 0, "14 00 aa");
+  add(8, 5, "2f aa");
+  EXPECT_EQ(writtenAlone(), "9@0*[vide 13+1!] 8@5[soun 12+1]");
+}
+
+TEST_F(K2RMediaWriterTest, RepeatsTheFirstSegmentsConfigurationInTheSecond) {
+  addAvcTrack();
+  add(9, 0, "17 01 000000 aa");
+  const std::string first = writtenAlone();
+  EXPECT_EQ(first, "9@0* 9@0[vide 16+1!]");
+  EXPECT_EQ(writtenAlone(), first);
+}
+
+TEST_F(K2RMediaWriterTest, PacesTheConfigurationOfAudioAlone) {
+  addAacTrack();
+  for (const std::uint32_t time : {0U, 999U, 1000U, 1999U, 2000U, 2999U, 3000U, 3001U}) add(8, time, "af 01 aa");
+  EXPECT_EQ(writtenAlone(),
+            "8@0 8@0[soun 13+1] 8@999[soun 13+1] 8@1000[soun 13+1] 8@1999[soun 13+1] 8@2000 8@2000[soun 13+1] "
+            "8@2999[soun 13+1] 8@3000 8@3000[soun 13+1] 8@3001[soun 13+1]");
+}
+
+TEST_F(K2RMediaWriterTest, IndexesThePacedMessageWhereThereIsNoConfiguration) {
+  addMp3Track();
+  for (const std::uint32_t time : {0U, 1500U, 2000U, 2500U, 3200U}) add(8, time, "2f aa");
+  EXPECT_EQ(writtenAlone(),
+            "8@0*[soun 12+1] 8@1500[soun 12+1] 8@2000*[soun 12+1] 8@2500[soun 12+1] 8@3200*[soun 12+1]");
+}
+
+TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationUntilItHasCaughtUpWithALateStart) {
+  addMp3Track();
+  for (const std::uint32_t time : {3000U, 3010U, 3020U, 3030U, 3040U, 4000U}) add(8, time, "2f aa");
+  EXPECT_EQ(writtenAlone(),
+            "8@3000*[soun 12+1] 8@3010*[soun 12+1] 8@3020*[soun 12+1] 8@3030[soun 12+1] 8@3040[soun 12+1] "
+            "8@4000*[soun 12+1]");
+}
+
+TEST_F(K2RMediaWriterTest, StopsAtTheFirstTimestampAtTheLimit) {
+  addMp3Track();
+  const struct {
+    std::uint32_t limit;
+    const char* stored;
+  } rows[] = {{0, ""},
+              {1000, ""},
+              {1001, "8@0/1000*[soun 12+1]"},
+              {3000, "8@0/1000*[soun 12+1]"},
+              {3001, "8@0/1000*[soun 12+1] 8@2000/3000*[soun 12+1] 8@2000/1500[soun 12+1]"}};
+  add(8, 0, "2f aa", 1000);
+  add(8, 2000, "2f aa", 1000);
+  add(8, 2000, "2f aa", 0U - 500);  // its turn comes behind one that is not written
+  add(8, 2001, "2f aa", 1000);
+  for (const auto& row : rows) {
+    write(*newSegment(), row.limit);
+    EXPECT_EQ(image().fragments.at(0), row.stored) << row.limit;
+    EXPECT_EQ(queue.size(), 4U);
+  }
+}
+
+TEST_F(K2RMediaWriterTest, ComparesTimestampsWithoutASign) {
+  addMp3Track();
+  add(8, 0, "2f aa", 0x7FFFFFFF);
+  add(8, 0, "2f aa", 0x80000000);
+  write(*newSegment(), 0x80000000);
+  EXPECT_EQ(image().fragments.at(0), "8@0/2147483647*[soun 12+1]");
+}
+
+TEST_F(K2RMediaWriterTest, TellsWhereEachFragmentBegins) {
+  addMp3Track();
+  const auto writer = newSegment();
+  add(8, 0, "2f aa");
+  const std::uint64_t first = write(*writer);
+  queue.clear();
+  const std::uint64_t empty = write(*writer);
+  add(8, 40, "2f bb");
+  const std::uint64_t third = write(*writer);
+  EXPECT_EQ(image().positions, (std::vector{first, empty, third}));
+  EXPECT_EQ(image().bootstraps, (std::vector<std::string>(3, "0a0b0c0d 0e")));
+  EXPECT_EQ(image().fragments, (std::vector<std::string>{"8@0*[soun 12+1]", "", "8@40[soun 12+1]"}));
+}
+
+TEST_F(K2RMediaWriterTest, HoldsEachMessageUntilItsFragmentIsWritten) {
+  addAvcTrack();
+  add(9, 0, "17 01 000000 aa");
+  add(9, 40, "27 01 000000 aa");
+  const auto writer = newSegment();
+  write(*writer);
+  EXPECT_EQ(arena.held, 2) << "the queue's own; the configuration is gone";
+  queue.clear();
+  EXPECT_EQ(arena.held, 0);
+}
+
+TEST_F(K2RMediaWriterTest, GivesBackTheMessagesOfAFragmentThatFails) {
+  addVp6Track();
+  add(9, 0, "14 00 aa");
+  add(8, 5, "2f aa");  // has no track here
+  {
+    const auto writer = newSegment();
+    EXPECT_THROW(write(*writer), krvo::k2m::Exception);
+    EXPECT_EQ(queue.size(), 2U);
+  }
+  queue.clear();
+  EXPECT_EQ(arena.held, 0);
+}
+
+TEST_F(K2RMediaWriterTest, WritesAFragmentAgainAfterAFailedWrite) {
+  addMp3Track();
+  const auto writer = newSegment();
+  add(8, 0, "2f aa");
+  add(8, 2000, "2f bb");
+  file.failingWrite = file.writes.size();
+  EXPECT_THROW(write(*writer), krvo::k2m::Exception);
+  const std::uint64_t position = write(*writer);
+  EXPECT_EQ(image().positions, std::vector{position});
+  EXPECT_EQ(image().fragments, (std::vector<std::string>{"8@0*[soun 12+1] 8@2000*[soun 12+1]"}));
+  queue.clear();
+  EXPECT_EQ(arena.held, 0);
+}
+
+TEST_F(K2RMediaWriterTest, EndsTheFileWhenItCannotBeMade) {
+  addMp3Track();
+  file.failingWrite = 0;
+  EXPECT_THROW(K2RMediaWriter(policy, properties, file), krvo::k2m::Exception);
+  EXPECT_EQ(file.references, 0);
+  EXPECT_FALSE(file.isOpen);
+}
+
+}  // namespace

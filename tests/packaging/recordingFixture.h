@@ -1,0 +1,125 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "packaging/IPackagerContext.h"
+#include "packaging/K2RMediaWriter.h"
+#include "packaging/K2RMediaWriterPolicy.h"
+#include "packaging/K2RTrackIterator.h"
+#include "packaging/RefCountedObject.h"
+#include "packaging/RefMessage.h"
+#include "packaging/SampleDescriptors.h"
+#include "tests/packaging/segmentImage.h"
+#include "tests/support/MemoryStream.h"
+#include "tests/support/hex.h"
+
+namespace test {
+
+// The codec headers of the fixture's AVC and AAC tracks.
+inline constexpr char kAvcC[] = "0000000f 61766343 0164001e ffe100";
+inline constexpr char kEsds[] =
+    "00000033 65736473 00000000 03808080 22004010 04808080 14401500 06000000 00000000 00000580 80800212 10068080 "
+    "800102";
+
+/// An arena that knows how many of its blocks are held.
+class WatchedArena final : public ruvo::k2rpkgutil::IMemoryArena {
+ public:
+  void allocate(ruvo::k2rpkgutil::MemoryHolder& out, std::uint64_t size) override {
+    out = ruvo::k2rpkgutil::MemoryHolder(new WatchedBlock(held, size));
+  }
+  void reset() override {}
+
+  int held = 0;
+
+ private:
+  class WatchedBlock final : public ruvo::k2r::NoLockRefCountedObject<ruvo::k2rpkgutil::IMemoryArenaAlloc> {
+   public:
+    WatchedBlock(int& held, std::uint64_t size) : held_(held), bytes_(size) { ++held_; }
+    ~WatchedBlock() override { --held_; }
+    std::byte* getData() override { return bytes_.data(); }
+    std::uint64_t getSize() const override { return bytes_.size(); }
+
+   private:
+    int& held_;
+    std::vector<std::byte> bytes_;
+  };
+};
+
+/// A recording's table of tracks.
+class TrackTable final : public ruvo::k2rpkgutil::IMediaProperties {
+ public:
+  ruvo::k2rpkgutil::DocumentProperties getDocumentProperties() override { return {}; }
+  ruvo::k2rpkgutil::ITrackIterator* getTracks() override {
+    return std::make_unique<ruvo::k2rpkgutil::K2RTrackIterator>(tracks).release();
+  }
+
+  std::vector<std::shared_ptr<ruvo::k2rpkgutil::K2RTrack>> tracks;
+};
+
+/// What the stream object has around a writer: tracks made from first messages, a queue, a policy and a file.
+class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackagerContext {
+ protected:
+  using K2RMediaWriter = ruvo::k2rpkgutil::K2RMediaWriter;
+
+  ruvo::k2rpkgutil::IMemoryArena& getArena() override { return arena; }
+
+  /// The track that a stream's first message of this kind makes.
+  ruvo::k2rpkgutil::K2RTrack& addTrack(std::uint8_t type, const char* firstData) {
+    using namespace ruvo::k2rpkgutil;
+    const auto data = fromHex(firstData);
+    auto track = std::make_shared<K2RTrack>();
+    track->sampleDescriptors.push_back(
+        makeSampleDescriptor(RefMessage(type, data.data(), static_cast<std::uint32_t>(data.size()), 0), 640, 360));
+    const SampleDescInfo& info = *track->sampleDescriptors.front()->info;
+    track->handlerType = info.handlerCode;
+    track->entries = {1, 1000, info.codecHeaderLength};
+    properties.tracks.push_back(track);
+    return *track;
+  }
+  void addAvcTrack() { addTrack(9, "17 00 000000 0164001e ffe100"); }
+  void addVp6Track() { addTrack(9, "14 00"); }
+  void addAacTrack() { addTrack(8, "af 00 1210"); }
+  void addMp3Track() { addTrack(8, "2f"); }
+  void addDataTrack() { addTrack(18, "02"); }
+
+  void add(std::uint8_t type, std::uint32_t time, const char* data, std::uint32_t offset = 0) {
+    const auto bytes = fromHex(data);
+    queue.emplace_back(arena, time, type, time + offset, bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+  }
+
+  std::unique_ptr<K2RMediaWriter> newSegment() {
+    file = MemoryStream();
+    return std::make_unique<K2RMediaWriter>(policy, properties, file);
+  }
+  std::unique_ptr<K2RMediaWriter> continueSegment(std::uint64_t position) {
+    return std::make_unique<K2RMediaWriter>(policy, file, position, warnings);
+  }
+  std::uint64_t write(K2RMediaWriter& writer, std::uint32_t limit = 0xFFFFFFFF) {
+    const auto bootstrap = fromHex("0a0b0c0d0e");
+    return writer.writeFragment(queue, limit, bootstrap).position;
+  }
+  /// The one fragment of a new segment that holds the queue.
+  std::string writtenAlone() {
+    write(*newSegment());
+    return image().fragments.at(0);
+  }
+  SegmentImage image() const { return SegmentImage(file.bytes); }
+
+  class Warnings final : public krvo::k2m::WarningHandler {
+    std::uint32_t warning(std::uint32_t) override { return 1; }
+  };
+
+  WatchedArena arena;
+  TrackTable properties;
+  Warnings warnings;
+  MemoryStream file;
+  std::vector<ruvo::k2rpkgutil::NQMessage> queue;
+  ruvo::k2rpkgutil::K2RMediaWriterPolicy policy{*this};
+};
+
+}  // namespace test
