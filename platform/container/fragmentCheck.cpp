@@ -87,7 +87,7 @@ std::vector<SegmentError> checkFragment(const Fragment& fragment, const Tags& ta
   return faults;
 }
 
-std::vector<SegmentError> checkSequence(const Fragment& before, const Fragment& after) {
+std::vector<SegmentError> checkSequence(const Fragment& before, const Fragment& after, const Movie& movie) {
   Faults faults;
   const std::uint64_t expected = std::uint64_t{before.sequenceNumber} + 1;
   if (after.sequenceNumber != expected) {
@@ -98,11 +98,11 @@ std::vector<SegmentError> checkSequence(const Fragment& before, const Fragment& 
     const auto same = std::find_if(before.tracks.begin(), before.tracks.end(),
                                    [&track](const TrackFragment& other) { return other.trackId == track.trackId; });
     if (same == before.tracks.end() || same->samples.empty()) continue;
-    const std::uint64_t last = same->samples.back().decodeTime;
-    if (track.decodeTime >= last) continue;
-    faults.emplace_back(track.offset, "a time from " + std::to_string(last) + " on expected, where track " +
-                                          std::to_string(track.trackId) + " was, " + std::to_string(track.decodeTime) +
-                                          " found");
+    const auto& reached = isHint(movie, track.trackId) ? same->samples.front() : same->samples.back();
+    if (track.decodeTime >= reached.decodeTime) continue;
+    faults.emplace_back(track.offset, "a time from " + std::to_string(reached.decodeTime) +
+                                          " on expected, where track " + std::to_string(track.trackId) + " was, " +
+                                          std::to_string(track.decodeTime) + " found");
   }
   return faults;
 }

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "wrappers/k2m/Writer.h"
+
+namespace test {
+
+/// Writes a segment through the container library, a tag in a line, each in a heap block of its own. Whatever a call
+/// throws is the library's answer.
+///
+///     SegmentMaker maker(stream);
+///     maker.addAudioTrack().addHintTrack().start();
+///     maker.begin().audio(0, 100).audio(23, 101);
+///     maker.start();
+class SegmentMaker {
+ public:
+  /// A new segment, made at the start of 2024.
+  explicit SegmentMaker(krvo::k2m::IOStream& stream);
+  /// An existing one, with its tracks.
+  SegmentMaker(krvo::k2m::IOStream& stream, std::uint64_t position);
+  SegmentMaker(const SegmentMaker&) = delete;
+  SegmentMaker& operator=(const SegmentMaker&) = delete;
+
+  /// 320 x 240, `H264` with eight bytes of `avcC` unless told otherwise.
+  SegmentMaker& addVideoTrack(std::string_view formatCode = "H264", std::string_view codecHeader = kAvcC);
+  /// 44100 Hz, two channels, `mp4a` with no codec header.
+  SegmentMaker& addAudioTrack();
+  SegmentMaker& addDataTrack();
+  /// Refers to the tracks added so far.
+  SegmentMaker& addHintTrack();
+
+  /// Writes the open fragment and answers where the next one begins.
+  std::uint64_t start() { return writer().startFragment(); }
+  SegmentMaker& begin(std::string_view abst = "bootstrap");
+  /// A tag with `size` bytes of media in it.
+  SegmentMaker& video(std::uint64_t time, bool keyFrame, std::uint32_t size, std::int32_t compositionTime = 0);
+  SegmentMaker& audio(std::uint64_t time, std::uint32_t size, bool randomAccess = false);
+  SegmentMaker& data(std::uint64_t time, std::uint32_t size);
+  /// A video tag that is no media sample, with an entry in the `afra`.
+  SegmentMaker& sequenceHeader(std::uint64_t time);
+  /// Ends the file.
+  void end() { writer_.reset(); }
+
+  krvo::k2m::K2RWriter& writer() { return *writer_; }
+  const krvo::k2m::Track& videoTrack() const { return video_; }
+  const krvo::k2m::Track& audioTrack() const { return audio_; }
+  const krvo::k2m::Track& hintTrack() const { return hint_; }
+
+  /// All tags that were handed over, in order, those of failed calls too.
+  std::size_t tagCount() const { return blocks_.size(); }
+  /// Tags that the library has not given back.
+  std::size_t heldTags() const;
+  /// Whether any was given back twice.
+  bool gaveBackTwice() const;
+
+  static constexpr std::string_view kAvcC{
+      "\0\0\0\x08"
+      "avcC",
+      8};
+
+ private:
+  struct Block {
+    std::vector<std::byte> bytes;
+    std::uint32_t mediaOffset = 0;
+    int released = 0;
+  };
+
+  KrvoK2MDataBuffer makeTag(std::uint8_t type, std::uint64_t time, std::string_view codecFields, std::uint32_t size);
+  K2MHintInfo infoOfLastTag(std::uint64_t time, bool sync) const;
+  void add(const krvo::k2m::Track& track, const KrvoK2MDataBuffer& tag, std::uint64_t time, bool sync,
+           bool randomAccess);
+
+  krvo::k2m::Allocator allocator_;
+  std::deque<Block> blocks_;
+  std::optional<krvo::k2m::K2RWriter> writer_;
+  krvo::k2m::Track video_;
+  krvo::k2m::Track audio_;
+  krvo::k2m::Track data_;
+  krvo::k2m::Track hint_;
+  std::string abst_;
+};
+
+/// A record with the size and time fields that the library asks for.
+K2MDocInfo documentInfo();
+K2MTrackInfo trackInfo(std::uint32_t handlerType);
+
+}  // namespace test
