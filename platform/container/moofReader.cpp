@@ -51,7 +51,7 @@ class MoofReader {
       readBox(box, [&](ByteReader& in) {
         if (box.type == "tfhd"_4cc) readTfhd(in, track, defaults);
         if (box.type == "tfdt"_4cc) readTfdt(in, track);
-        if (box.type == "trun"_4cc) readTrun(in, track, defaults);
+        if (box.type == "trun"_4cc) readTrun(in, box.payloadOffset, track, defaults);
       });
     });
     readBox(traf, [&](ByteReader&) { demand(track.trackId != 0, "no `tfhd`"); });
@@ -85,7 +85,8 @@ class MoofReader {
     nextTime_ = track.decodeTime;
   }
 
-  void readTrun(ByteReader& in, TrackFragment& track, const Defaults& defaults) {
+  /// `payloadOffset` is that of the box in the file.
+  void readTrun(ByteReader& in, std::uint64_t payloadOffset, TrackFragment& track, const Defaults& defaults) {
     constexpr std::uint32_t kEachSample = kTrunDurations | kTrunSizes | kTrunSampleFlags | kTrunCompositionOffsets;
     demand(track.trackId != 0, "a `trun` in front of `tfhd`");
     const auto word = qvs::util::readVersionAndFlags(in);
@@ -104,6 +105,7 @@ class MoofReader {
     ++run_;
     for (std::uint32_t i = 0; i < count; ++i) {
       StoredSample sample;
+      sample.toldAt = payloadOffset + in.position();
       sample.duration = (word.flags & kTrunDurations) != 0 ? in.u32() : defaults.duration;
       sample.size = (word.flags & kTrunSizes) != 0 ? in.u32() : defaults.size;
       std::uint32_t flags = i == 0 ? firstFlags : defaults.flags;
