@@ -150,7 +150,9 @@ TEST_F(K2RMediaWriterTest, RepeatsTheFirstSegmentsConfigurationInTheSecond) {
   add(9, 0, "17 01 000000 aa");
   const std::string first = writtenAlone();
   EXPECT_EQ(first, "9@0* 9@0[vide 16+1!]");
-  EXPECT_EQ(writtenAlone(), first);
+  properties.tracks.clear();
+  addVp6Track();
+  EXPECT_EQ(writtenAlone(), first) << "whatever the second declares";
 }
 
 TEST_F(K2RMediaWriterTest, PacesTheConfigurationOfAudioAlone) {
