@@ -18,6 +18,7 @@
 #include "modules/streams/k2r/K2RConfig.h"
 #include "modules/streams/k2r/K2RIOStream.h"
 #include "modules/streams/k2r/K2RMediaProperties.h"
+#include "modules/streams/k2r/K2RWarningHandler.h"
 #include "modules/streams/k2r/RecordTimes.h"
 #include "modules/streams/k2r/fileNames.h"
 #include "packaging/IPackagerContext.h"
@@ -76,6 +77,14 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   // Opening: k2rDataOpen.cpp
   void prepareTimes();
   bool initNew();
+
+  // Continuing a recording: k2rDataAppend.cpp
+  bool initAppend();
+  bool resumeRecording();
+  std::uint64_t loadIndex();
+  std::uint32_t lastIndexedFragment() const;
+  /// Whether there is video among them.
+  bool takeStoredTracks();
 
   // The record path: k2rData.cpp
   bool recordMessage(RefMessage& message, std::uint8_t type, std::uint32_t time);
@@ -142,6 +151,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Of the current segment only.
   ruvo::k2r::AfraIndex fragmentIndex_;
   K2RMediaProperties mediaProperties_;
+  K2RWarningHandler warningHandler_;
   std::unique_ptr<K2RIOStream> segmentStream_;
   /// Null before the first fragment, and while a new segment could not be begun.
   std::unique_ptr<ruvo::k2rpkgutil::K2RMediaWriter> mediaWriter_;

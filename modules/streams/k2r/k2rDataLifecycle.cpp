@@ -22,7 +22,7 @@ bool K2RData::initialise(std::uint32_t flags) {
     prepareTimes();
     IMOFileStatus status;
     if ((flags & kOpenAppend) != 0 && fileContext_->pathStatus(paths_.bootstrap.c_str(), &status, 0) == 0) {
-      throw QVSException("Appending to a recording is not available.");
+      return initAppend();
     }
     return initNew();
   });
