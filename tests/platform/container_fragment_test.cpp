@@ -19,6 +19,7 @@ using k2m::makeRecord;
 using test::hex;
 using test::MemoryStream;
 using test::SegmentMaker;
+using test::statusOf;
 
 /// One fragment of video, audio, data and hint tracks (1 to 4) that `fill` has filled.
 class OneFragment {
@@ -281,15 +282,6 @@ TEST(RandomAccess, HasTheFirstSyncSampleOfEachFragmentAndTrack) {
       {1, 120, moof(first), 1, 2, 1}, {2, 11, moof(first), 2, 1, 1}, {2, 57, moof(third), 1, 1, 1}};
   EXPECT_EQ(std::vector(table.entries().begin(), table.entries().end()), expected);
   EXPECT_GT(third, second);
-}
-
-KrvoStatus statusOf(const std::function<void()>& call) {
-  try {
-    call();
-    return kKrvoOk;
-  } catch (const Exception& error) {
-    return error.status();
-  }
 }
 
 TEST(OpenFragment, RefusesCallsOutOfOrder) {

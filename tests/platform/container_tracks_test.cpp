@@ -25,6 +25,7 @@ using test::documentInfo;
 using test::hex;
 using test::MemoryStream;
 using test::SegmentMaker;
+using test::statusOf;
 using test::trackInfo;
 
 std::string entryImage(const SampleDescription& description) {
@@ -202,15 +203,6 @@ TEST(MovieHeader, NamesALanguageThatIsNotKnown) {
   auto track = trackInfo("vide"_4cc);
   track.language[0] = 0;
   EXPECT_EQ(written(documentInfo(), track).tracks[0]->language, (std::array{'u', 'n', 'd'}));
-}
-
-KrvoStatus statusOf(const std::function<void()>& call) {
-  try {
-    call();
-    return kKrvoOk;
-  } catch (const Exception& error) {
-    return error.status();
-  }
 }
 
 TEST(Tracks, AreRefusedWithWhatMeansNothing) {

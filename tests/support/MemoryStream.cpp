@@ -45,11 +45,15 @@ void MemoryStream::seek(std::int64_t offset, std::uint32_t mode) {
 }
 
 std::uint64_t MemoryStream::write(const void* buffer, std::uint64_t count) {
-  const bool failing = fails(writes.size());
+  const std::uint64_t index = writes.size();
   writes.push_back(count);
   if (!isOpen) return 0;
-  if (failing && failureStatus != 0) throw krvo::k2m::Exception(failureStatus);
-  const std::uint64_t done = failing ? std::min(count, bytesOfFailingWrite) : count;
+  std::uint64_t limit = bytesOfWrite;
+  if (fails(index)) {
+    if (failureStatus != 0) throw krvo::k2m::Exception(failureStatus);
+    limit = index == failingWrite ? bytesOfFailingWrite : 0;
+  }
+  const std::uint64_t done = std::min(count, limit);
   if (done == 0) return 0;
   bytes.resize(std::max<std::size_t>(bytes.size(), static_cast<std::size_t>(position_ + done)));
   std::memcpy(bytes.data() + position_, buffer, static_cast<std::size_t>(done));

@@ -39,15 +39,18 @@ class MemoryStream final : public krvo::k2m::IOStream {
   /// Sizes of the reads.
   std::vector<std::uint64_t> reads;
 
-  /// The write with this place in `writes` fails, and those behind it too while `keepsFailing`.
+  /// The write with this place in `writes` fails, and so many in all from there on.
   std::uint64_t failingWrite = kNever;
-  bool keepsFailing = false;
-  /// A failing write takes no more than so many bytes, or throws Exception(`failureStatus`) where that is not 0.
+  std::uint64_t failingWrites = 1;
+  /// The first one that fails takes no more than so many bytes, the others take none; or each throws
+  /// Exception(`failureStatus`) where that is not 0.
   std::uint64_t bytesOfFailingWrite = 0;
   std::uint32_t failureStatus = 0;
+  /// Any other write takes no more than this.
+  std::uint64_t bytesOfWrite = kNever;
 
  private:
-  bool fails(std::uint64_t index) const { return keepsFailing ? index >= failingWrite : index == failingWrite; }
+  bool fails(std::uint64_t index) const { return index >= failingWrite && index - failingWrite < failingWrites; }
 
   std::uint64_t position_ = 0;
 };

@@ -17,8 +17,8 @@ using qvs::util::operator""_4cc;
 using std::chrono::sys_days;
 
 /// Tells the bytes of one tag from those of the others.
-std::byte pattern(std::size_t tag, std::size_t place) {
-  return static_cast<std::byte>(tag * 31 + place);
+std::byte pattern(std::uint8_t type, std::uint64_t time, std::size_t place) {
+  return static_cast<std::byte>(time * 31 + type + place);
 }
 
 K2MEntriesInfo entries() {
@@ -31,6 +31,15 @@ class CarryOn final : public WarningHandler {
 };
 
 }  // namespace
+
+KrvoStatus statusOf(const std::function<void()>& call) {
+  try {
+    call();
+    return kKrvoOk;
+  } catch (const Exception& error) {
+    return error.status();
+  }
+}
 
 K2MDocInfo documentInfo() {
   auto info = makeRecord<K2MDocInfo>();
@@ -177,7 +186,7 @@ KrvoK2MDataBuffer SegmentMaker::makeTag(std::uint8_t type, std::uint64_t time, s
   const auto dataSize = static_cast<std::uint32_t>(codecFields.size()) + size;
   block.mediaOffset = static_cast<std::uint32_t>(kTagHeaderSize + codecFields.size());
   block.bytes.resize(dataSize + kTagOverhead);
-  for (std::size_t i = 0; i < block.bytes.size(); ++i) block.bytes[i] = pattern(blocks_.size(), i);
+  for (std::size_t i = 0; i < block.bytes.size(); ++i) block.bytes[i] = pattern(type, time, i);
   writeTagHeader(block.bytes.data(), type, dataSize, static_cast<std::uint32_t>(time));
   std::ranges::copy(asBytes(codecFields), block.bytes.data() + kTagHeaderSize);
   writeTagBackPointer(block.bytes.data() + dataSize + kTagHeaderSize, dataSize);

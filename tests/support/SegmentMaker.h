@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -86,6 +87,9 @@ class SegmentMaker {
   krvo::k2m::Track hint_;
   std::string abst_;
 };
+
+/// The status with which a call on the library ends.
+KrvoStatus statusOf(const std::function<void()>& call);
 
 /// A record with the size and time fields that the library asks for.
 K2MDocInfo documentInfo();
