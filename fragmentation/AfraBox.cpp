@@ -94,6 +94,9 @@ void readAfra(std::istream& stream, AfraIndex& index) {
 
 void appendAfra(ByteWriter& out, const AfraIndex& index) {
   const bool hasGlobalEntries = !index.globalEntries.empty();
+  // A long recording's index is written for each fragment: it takes its memory in one step.
+  constexpr std::size_t kLongestEntry = 32;
+  out.reserve(out.size() + kLongestEntry * (1 + index.localEntries.size() + index.globalEntries.size()));
   const BoxScope box(out, "afra"_4cc, 0, 0);
   out.u8(static_cast<std::uint8_t>((index.longIds ? kLongIds : 0) | (index.longOffsets ? kLongOffsets : 0) |
                                    (hasGlobalEntries ? kGlobalEntries : 0)));
