@@ -17,6 +17,8 @@
 class NQDataArray final : public NQObject {
  public:
   static constexpr std::size_t kUsualRoom = 10;
+  /// How many containers lie in one another at most, in what is read, written or dumped.
+  static constexpr std::size_t kMaxNesting = 256;
 
   /// Without entries; `room` is what is reserved for them.
   explicit NQDataArray(std::size_t room = kUsualRoom);

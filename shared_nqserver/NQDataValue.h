@@ -60,7 +60,7 @@ class NQDataValue {
 
   bool isTrue() const { return kind_ == NQDataKind::kBoolType && payload_.boolean; }
   /// Of a string or XML, to be shared.
-  NQTextPtr text() const;
+  NQTextPtr text() const { return heldText(); }
   /// Of a container, never null then. A view: the value holds it.
   NQDataArray* array() const;
   double milliseconds() const { return kind_ == NQDataKind::kDateType ? payload_.number : 0; }
@@ -91,6 +91,7 @@ class NQDataValue {
 
   NQDataValue(NQDataKind kind, std::uint8_t subKind) : kind_(kind), subKind_(subKind) {}
   NQDataValue(NQDataKind kind, std::uint8_t subKind, NQObject* object);
+  NQText* heldText() const;
   void hold() const;
   void release() noexcept;
 

@@ -3,13 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "shared_nqserver/NQText.h"
 #include "shared_nqserver/nqmessage.h"
 #include "util/NQMemory.h"
-#include "util/NQString.h"
 #include "util/NQThrowable.h"
 
 /// A cursor over script data, big-endian, that either reads a buffer or writes a growing one of its own, and keeps a
@@ -34,9 +34,8 @@ class NQDataParser {
   /// The bytes up to the cursor. A view, until the next write.
   std::span<const std::byte> written() const { return {buffer_, position_}; }
 
-  const std::vector<NQString>& errorLog() const { return errorLog_; }
-  /// UTF-8; bytes that are not stand for themselves.
-  void addErrorLine(std::string_view line);
+  const std::vector<std::string>& errorLog() const { return errorLog_; }
+  void addErrorLine(std::string_view line) { errorLog_.emplace_back(line); }
   void clearErrorLog() { errorLog_.clear(); }
 
  protected:
@@ -55,13 +54,13 @@ class NQDataParser {
   std::uint32_t readInt32() { return static_cast<std::uint32_t>(readBigEndian(4)); }
   std::int64_t readInt64() { return static_cast<std::int64_t>(readBigEndian(8)); }
   double readDouble();
-  /// A text behind its length.
+  /// A text behind its length, which NQNarrowString can hold.
   NQTextPtr readString16() { return readString(readInt16()); }
   NQTextPtr readString32() { return readString(readInt32()); }
   NQTextPtr readString(std::uint32_t length);
   /// A copy of the next bytes; null where there are fewer.
   NQMemoryPtr readBytes(std::uint32_t length);
-  /// A view of the next bytes, which are there.
+  /// A view of the next bytes, where it was seen that they are there.
   std::span<const std::byte> take(std::uint32_t length);
 
   void writeByte(std::uint8_t value) { writeBigEndian(1, value); }
@@ -99,7 +98,7 @@ class NQDataParser {
   std::uint32_t position_ = 0;
   std::uint32_t length_ = 0;
   std::uint8_t encoding_ = 0;
-  std::vector<NQString> errorLog_;
+  std::vector<std::string> errorLog_;
   /// Holds the buffer, unless that is a caller's.
   NQMemoryPtr memory_;
 };

@@ -8,7 +8,7 @@ namespace qvs::util {
 // The fixed parts of a stored media tag: 11 header bytes, the data, a back pointer.
 //
 //     0  u8   type; bit 0x20 marks protected data     7  u8   timestamp, high 8 bits
-//     1  u24  size of the data                         8  u24  stream id, 0
+//     1  u24  size of the data                         8  u24  stream id
 //     4  u24  timestamp, low 24 bits                  11       data, then u32 back pointer: data size + 11
 
 inline constexpr std::size_t kTagHeaderSize = 11;
@@ -19,14 +19,20 @@ inline constexpr std::size_t kTagOverhead = kTagHeaderSize + kTagBackPointerSize
 inline constexpr std::uint32_t kMaxTagDataSize = 0xFFFFFF;
 /// Of the type byte; takes away the protection bit 0x20 and the reserved bit 0x80.
 inline constexpr std::uint8_t kTagTypeMask = 0x5F;
+/// Of the type byte: the data is protected.
+inline constexpr std::uint8_t kTagProtectedBit = 0x20;
 
-/// Writes the 11 bytes at `header`. Of `dataSize` the low 24 bits are stored.
+/// Writes the 11 bytes at `header`, the stream id as 0. Of `dataSize` the low 24 bits are stored.
 void writeTagHeader(std::byte* header, std::uint8_t type, std::uint32_t dataSize, std::uint32_t timestamp);
 /// Writes the 4 bytes at `at`: data size + 11.
 void writeTagBackPointer(std::byte* at, std::uint32_t dataSize);
+void setTagDataSize(std::byte* header, std::uint32_t dataSize);
 void setTagTimestamp(std::byte* header, std::uint32_t timestamp);
-std::uint32_t tagTimestamp(const std::byte* header);
+/// The low 24 bits of `streamId`.
+void setTagStreamId(std::byte* header, std::uint32_t streamId);
 std::uint32_t tagDataSize(const std::byte* header);
+std::uint32_t tagTimestamp(const std::byte* header);
+std::uint32_t tagStreamId(const std::byte* header);
 /// The type byte as it stands; mask with kTagTypeMask for the kind.
 inline std::uint8_t tagRawType(const std::byte* header) {
   return std::to_integer<std::uint8_t>(header[0]);

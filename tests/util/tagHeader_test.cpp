@@ -15,17 +15,22 @@ TEST(TagHeader, IsWrittenByteForByte) {
 }
 
 TEST(TagHeader, IsReadByteForByte) {
-  const auto header = test::fromHex("29010203 b2c3d4a1 000000");
+  const auto header = test::fromHex("29010203 b2c3d4a1 0708ff");
   EXPECT_EQ(tagRawType(header.data()), 0x29);
   EXPECT_EQ(tagRawType(header.data()) & kTagTypeMask, 9);
   EXPECT_EQ(tagDataSize(header.data()), 0x010203U);
   EXPECT_EQ(tagTimestamp(header.data()), 0xA1B2C3D4U);
+  EXPECT_EQ(tagStreamId(header.data()), 0x0708FFU);
 }
 
-TEST(TagHeader, NewTimestampLeavesTheRest) {
-  auto header = test::fromHex("09010203 b2c3d4a1 000000");
+TEST(TagHeader, NewFieldsLeaveTheRest) {
+  auto header = test::fromHex("09010203 b2c3d4a1 0708ff");
   setTagTimestamp(header.data(), 0x01000002);
-  EXPECT_EQ(test::hex(header), "09010203 00000201 000000");
+  EXPECT_EQ(test::hex(header), "09010203 00000201 0708ff");
+  setTagDataSize(header.data(), 0xEE112233);
+  EXPECT_EQ(test::hex(header), "09112233 00000201 0708ff");
+  setTagStreamId(header.data(), 0xEE445566);
+  EXPECT_EQ(test::hex(header), "09112233 00000201 445566");
 }
 
 TEST(TagBackPointer, CountsTheHeader) {

@@ -1,0 +1,150 @@
+#include "shared_nqserver/nqparser.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#include "shared_nqserver/parseLog.h"
+#include "util/NQStrUtil.h"
+#include "util/bytes.h"
+#include "util/narrow.h"
+
+namespace {
+
+constexpr std::uint32_t kMaxString = 0xFFFFFF;
+/// In front of a text or of bytes.
+constexpr std::uint32_t kLengthSize = 4;
+
+bool startsWithEncoding(qvs::MessageKind kind) {
+  switch (kind) {
+    case qvs::MessageKind::kDataEx:
+    case qvs::MessageKind::kContainerEx:
+    case qvs::MessageKind::kCommandEx:
+      return true;
+    default:
+      return false;
+  }
+}
+
+std::string tooLong(std::string_view what, std::uint64_t length, std::string_view limit) {
+  return std::string(what).append(std::to_string(length)).append(" is found greater than ").append(limit);
+}
+
+/// The size that a buffer grows to, for `needed` bytes that it has no room for.
+std::uint64_t grownSize(std::uint64_t size, std::uint64_t needed) {
+  const std::uint64_t grown = std::max<std::uint64_t>(size < 0x10001 ? 2 * size : size + 0x10000, 256);
+  return grown < needed ? needed + 1024 : grown;
+}
+
+}  // namespace
+
+NQDataParser::NQDataParser() : isWriting_(true), throwOnError_(true), memory_(NQMemoryPtr::make(0U)) {}
+
+NQDataParser::NQDataParser(std::span<const std::byte> bytes, bool throwOnError)
+    : isWriting_(false),
+      throwOnError_(throwOnError),
+      buffer_(bytes.data()),
+      length_(qvs::util::narrow<std::uint32_t>(bytes.size())) {}
+
+NQDataParser::NQDataParser(const qvs::SingleMessagePtr& message, bool throwOnError)
+    : NQDataParser(message->payload(), throwOnError) {
+  memory_ = message->data();
+  if (length_ > 0 && startsWithEncoding(message->kind())) position_ = 1;
+}
+
+void NQDataParser::flushErrorLog() {
+  if (!errorLog_.empty()) writeParseLog(errorLog_);
+}
+
+double NQDataParser::readDouble() {
+  return std::bit_cast<double>(readBigEndian(8));
+}
+
+NQTextPtr NQDataParser::readString(std::uint32_t length) {
+  if (!has(length, "Length of string ")) return {};
+  if (length > kMaxString) {
+    reportError(position_, tooLong("Length of string ", length, std::to_string(kMaxString)));
+    return {};
+  }
+  return makeText(asText(take(length)));
+}
+
+NQMemoryPtr NQDataParser::readBytes(std::uint32_t length) {
+  if (!has(length, "Length of data ")) return {};
+  auto memory = NQMemoryPtr::make(length);
+  std::ranges::copy(take(length), memory->data());
+  memory->setUsedLength(length);
+  return memory;
+}
+
+std::span<const std::byte> NQDataParser::take(std::uint32_t length) {
+  const std::span<const std::byte> view(buffer_ + position_, length);
+  position_ += length;
+  return view;
+}
+
+void NQDataParser::writeDouble(double value) {
+  writeBigEndian(8, std::bit_cast<std::uint64_t>(value));
+}
+
+void NQDataParser::writeString16(std::string_view text) {
+  if (!std::in_range<std::uint16_t>(text.size()))
+    reportError(position_, tooLong("Length of string ", text.size(), "65535"));
+  writeInt16(static_cast<std::uint16_t>(text.size()));
+  writeBytes(qvs::util::asBytes(text));
+}
+
+void NQDataParser::writeString32(std::string_view text) {
+  writeInt32(qvs::util::narrow<std::uint32_t>(text.size()));
+  writeBytes(qvs::util::asBytes(text));
+}
+
+void NQDataParser::writeBytes(std::span<const std::byte> bytes) {
+  std::ranges::copy(bytes, makeRoom(bytes.size()));
+}
+
+void NQDataParser::reportError(std::uint32_t position, std::string_view line) {
+  const NQString dump = qvs::util::byteDump(buffer_, isWriting_ ? position_ : length_);
+  NQString where;
+  qvs::util::format(where, u"Error occured in serializing message buffer at position %x:\nMessage Buffer: (%S)",
+                    position, dump.c_str());
+  addErrorLine(qvs::util::toNarrow(where.view()).view());
+  addErrorLine(line);
+  if (throwOnError_) throw NQBreakConnection(NQBreakConnection::kBadScriptData);
+  flushErrorLog();
+  errorFlag_ = true;
+  position_ = length_;
+}
+
+bool NQDataParser::has(std::uint32_t length, std::string_view what) {
+  if (length <= remaining()) return true;
+  reportError(position_ - std::min(position_, kLengthSize),
+              tooLong(what, length, "remaining bytes. Message data is not complete"));
+  return false;
+}
+
+std::uint64_t NQDataParser::readBigEndian(std::uint32_t width) {
+  if (remaining() < width) {
+    reportError(position_, "Message data is not complete");
+    return 0;
+  }
+  return qvs::util::loadBigEndian(take(width).data(), width);
+}
+
+void NQDataParser::writeBigEndian(std::uint32_t width, std::uint64_t value) {
+  qvs::util::storeBigEndian(makeRoom(width), width, value);
+}
+
+std::byte* NQDataParser::makeRoom(std::size_t count) {
+  const std::uint64_t needed = std::uint64_t{position_} + count;
+  if (needed > length_) {
+    const std::uint64_t grown = grownSize(length_, needed);
+    if (!std::in_range<std::uint32_t>(grown) || !memory_->resize(static_cast<std::uint32_t>(grown)))
+      throw NQOutOfMemory();
+    buffer_ = memory_->data();
+    length_ = memory_->capacity();
+  }
+  std::byte* const room = memory_->data() + position_;
+  position_ = static_cast<std::uint32_t>(needed);
+  return room;
+}

@@ -1,0 +1,11 @@
+#include "shared_nqserver/parseLog.h"
+
+#include "platform/os/durableFiles.h"
+#include "platform/os/programDirectory.h"
+#include "util/bytes.h"
+
+void writeParseLog(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const auto& line : lines) text.append(line).append("\n");
+  platform::os::writeFile(platform::os::programDirectory() + "\\logs\\cmdParsingLog.log", qvs::util::asBytes(text));
+}

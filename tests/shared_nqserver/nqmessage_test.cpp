@@ -1,0 +1,160 @@
+#include "shared_nqserver/nqmessage.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/hex.h"
+#include "util/bytes.h"
+
+namespace qvs {
+namespace {
+
+NQMessagePtr messageOf(MessageKind kind, const char* payload) {
+  const auto bytes = test::fromHex(payload);
+  auto message = NQMessagePtr::make(0U);
+  message->setType(kind);
+  message->append(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+  return message;
+}
+
+TEST(MessageHeader, StandsAsOnTheWire) {
+  auto message = NQMessagePtr::make(0U);
+  message->setHeader(Message::Header(test::fromHex("a8000000 00000000 000000")));
+  message->setType(MessageKind::kVideo);
+  message->setLength(0x010203, false);
+  message->setTimestamp(0x12345678);
+  message->setStreamId(0xFFABCDEF);
+  EXPECT_EQ(test::hex(message->header()), "a9010203 34567812 abcdef");
+  EXPECT_EQ(message->kind(), MessageKind::kVideo);
+  EXPECT_EQ(message->length(), 0x010203U);
+  EXPECT_EQ(message->timestamp(), 0x12345678U);
+  EXPECT_EQ(message->streamId(), 0xABCDEFU);
+}
+
+TEST(MessageHeader, ProtectionBitBecomesAFlag) {
+  auto message = NQMessagePtr::make(0U);
+  message->setHeader(Message::Header(test::fromHex("28000000 00000000 000000")));
+  EXPECT_EQ(message->kind(), MessageKind::kAudio);
+  EXPECT_FALSE(message->protectedFlag());
+  message->takeProtectedFlag();
+  EXPECT_TRUE(message->protectedFlag());
+  EXPECT_EQ(message->rawType(), 8);
+  message->takeProtectedFlag();
+  EXPECT_FALSE(message->protectedFlag());
+}
+
+TEST(SingleMessage, TellsFramesByTheFirstByte) {
+  const struct {
+    MessageKind kind;
+    const char* payload;
+    bool key, nonVideo, disposable;
+    int codec;
+  } rows[] = {
+      {MessageKind::kVideo, "17 00", true, false, false, 7}, {MessageKind::kVideo, "24", false, false, false, 4},
+      {MessageKind::kVideo, "37", false, false, true, 7},    {MessageKind::kVideo, "57", false, true, false, 7},
+      {MessageKind::kVideo, "", false, false, false, 0},     {MessageKind::kAudio, "af", false, true, false, 0xA0},
+      {MessageKind::kAudio, "1f", false, true, false, 0x10}, {MessageKind::kAudio, "", false, true, false, 0},
+      {MessageKind::kData, "17", false, true, false, 0},     {MessageKind{73}, "17", false, true, false, 0},
+  };
+  for (const auto& row : rows) {
+    const auto message = messageOf(row.kind, row.payload);
+    SCOPED_TRACE(testing::Message() << static_cast<int>(row.kind) << " " << row.payload);
+    EXPECT_EQ(message->isKeyFrame(), row.key);
+    EXPECT_EQ(message->isNonVideoOrInfoFrame(), row.nonVideo);
+    EXPECT_EQ(message->isDisposableFrame(), row.disposable);
+    EXPECT_EQ(message->codec(), row.codec);
+  }
+}
+
+TEST(SingleMessage, BytesBeyondTheLengthAreNoPayload) {
+  const auto audio = messageOf(MessageKind::kAudio, "af01");
+  audio->setLength(0, false);
+  EXPECT_EQ(audio->codec(), 0);
+  audio->setLength(2, false);
+  audio->data()->setUsedLength(0);
+  EXPECT_EQ(audio->codec(), 0);
+  audio->setLength(0xFFFFFF, true);
+  EXPECT_EQ(audio->payload().size(), audio->data()->capacity());
+}
+
+TEST(SingleMessage, CountsByKindWithoutBit6) {
+  KindCounts counts = {};
+  for (const int kind : {8, 72, 23, 24, 31, 95})
+    messageOf(MessageKind{static_cast<std::uint8_t>(kind)}, "")->countKinds(counts);
+  KindCounts expected = {};
+  expected[8] = 2;
+  expected[23] = 1;
+  EXPECT_EQ(counts, expected);
+}
+
+TEST(SingleMessage, ControlSubtypeNeedsTwoBytes) {
+  EXPECT_EQ(messageOf(MessageKind::kUserControl, "0102 03")->controlSubtype(), 0x0102);
+  EXPECT_EQ(messageOf(MessageKind::kUserControl, "01")->controlSubtype(), 0);
+  const auto cut = messageOf(MessageKind::kUserControl, "0102");
+  cut->setLength(1, false);
+  EXPECT_EQ(cut->controlSubtype(), 0);
+  cut->setLength(2, false);
+  cut->data()->setUsedLength(1);
+  EXPECT_EQ(cut->controlSubtype(), 0);
+}
+
+TEST(SingleMessage, StripeMutexesGoRound) {
+  std::vector<const util::IMutex*> seen;
+  for (int i = 0; i < 251; ++i) seen.push_back(&NQMessagePtr::make(0U)->stripeMutex());
+  EXPECT_EQ(seen[0], seen[250]);
+  EXPECT_NE(seen[0], seen[1]);
+  EXPECT_NE(seen[0], seen[249]);
+}
+
+TEST(NQMessage, CapacityIsTheSizeInFoursAndFourMore) {
+  const struct { std::uint32_t size, capacity; } rows[] = {{0, 4}, {3, 4}, {4, 8}, {8, 12}, {0xFFFF, 0x10000}};
+  for (const auto& row : rows) {
+    const auto message = NQMessagePtr::make(row.size);
+    EXPECT_EQ(message->data()->capacity(), row.capacity);
+    EXPECT_EQ(message->data()->usedLength(), 0U);
+  }
+  EXPECT_THROW(NQMessagePtr::make(0xFFFFFFFCU), std::out_of_range);
+}
+
+TEST(NQMessage, GrowsAndKeepsItsPayload) {
+  const auto message = messageOf(MessageKind::kData, "01020304");
+  EXPECT_EQ(message->data()->capacity(), 4U);
+  EXPECT_TRUE(message->append(util::asBytes("abcd").data(), 4));
+  EXPECT_EQ(message->data()->capacity(), 12U);
+  EXPECT_EQ(test::hex(message->payload()), "01020304 61626364");
+  EXPECT_TRUE(message->ensureLength(5));
+  EXPECT_EQ(message->data()->capacity(), 12U);
+  EXPECT_EQ(test::hex(message->payload()), "01020304 61");
+}
+
+TEST(NQMessage, RefusesMoreThanAHeaderCounts) {
+  const auto message = messageOf(MessageKind::kData, "0102");
+  EXPECT_FALSE(message->ensureLength(0x1000000));
+  EXPECT_FALSE(message->append(nullptr, 0xFFFFFFFF));
+  EXPECT_FALSE(message->append(nullptr, 0xFFFFFE));
+  EXPECT_EQ(test::hex(message->payload()), "0102");
+  EXPECT_TRUE(message->ensureLength(0xFFFFFF));
+  EXPECT_EQ(test::hex(message->payload().first(2)), "0102");
+}
+
+TEST(NQMessage, ResetGivesANewBlock) {
+  const auto message = messageOf(MessageKind::kVideo, "17");
+  const NQMemoryPtr old = message->data();
+  message->setTimestamp(5);
+  message->setHeader(Message::Header(test::fromHex("29000001 00000500 000000")));
+  message->takeProtectedFlag();
+  message->serverState() = {.object = old, .word = 7, .flag = 1, .secondObject = old};
+  message->reset(9);
+  EXPECT_EQ(test::hex(message->header()), "00000000 00000000 000000");
+  EXPECT_FALSE(message->protectedFlag());
+  EXPECT_EQ(message->serverState().word, 0U);
+  EXPECT_EQ(message->serverState().flag, 0);
+  EXPECT_NE(message->data(), old);
+  EXPECT_EQ(old->refCount(), 3);
+}
+
+}  // namespace
+}  // namespace qvs
