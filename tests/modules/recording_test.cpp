@@ -22,7 +22,7 @@ TEST(Recording, GoesFromItsFirstMessageToWholeFiles) {
   EXPECT_EQ(recorder.adaptor().getDuration(recorder.handle()), 0U);
 
   EXPECT_TRUE(recorder.record(avcFrame(4000, true, 300, 1)));
-  EXPECT_EQ(recorder.files(), "cam1.bootstrap cam1.control cam1Seg1.k2i cam1Seg1.k2r");
+  EXPECT_EQ(recorder.files(), "cam1.bootstrap cam1.control cam1.meta cam1Seg1.k2i cam1Seg1.k2r");
   EXPECT_EQ(recorder.adaptor().getDuration(recorder.handle()), 4000U);
   EXPECT_EQ(hex(recorder.content(".control")), "00000000");
   EXPECT_EQ(hex(recorder.content(".bootstrap")),

@@ -6,7 +6,6 @@
 
 #include "fragmentation/RecordingSettings.h"
 #include "modules/streams/k2r/HostLog.h"
-#include "platform/os/durableFiles.h"
 #include "util/tagHeader.h"
 
 namespace qvs::k2r {
@@ -97,9 +96,7 @@ RecordTimes K2RData::liftBackward(RecordTimes times) {
 void K2RData::writeControlFile(std::uint32_t baseTime) {
   util::ByteWriter image;
   image.u32(baseTime);
-  if (!platform::os::writeFile(paths_.control, image.bytes()) || !platform::os::syncFile(paths_.control)) {
-    logError(*streamContext_, "Failed to write file '" + paths_.control + "'");
-  }
+  writeSmallFile(paths_.control, image.bytes());
 }
 
 std::uint32_t K2RData::getDuration() const {

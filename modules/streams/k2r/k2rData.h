@@ -105,6 +105,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   void startWriter();
   void makeWriterPolicy();
   void openSegment();
+  void writeMetaFile();
   void makeSegmentStream(bool append);
   void addToBootstrap(const FragmentRange& range);
   std::uint64_t writeQueued(std::uint32_t limit);
@@ -119,6 +120,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
 
   // The small files: k2rDataIndex.cpp
   void flushSmallFiles();
+  void writeSmallFile(const std::string& path, std::span<const std::byte> content);
   void writeIndexFile();
   void writeBootstrapFile();
   void replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content);

@@ -1,4 +1,5 @@
-// The small files that follow each fragment: the segment's index, then the recording's bootstrap.
+// The small files: those written once, and those that follow each fragment: the segment's index, then the recording's
+// bootstrap.
 
 #include <algorithm>
 
@@ -30,6 +31,12 @@ void K2RData::flushSmallFiles() {
   } catch (const SmallFileFailure& failure) {
     // The fragment is in the segment, so its messages must not stay queued to be written a second time.
     logError(*streamContext_, failure.message());
+  }
+}
+
+void K2RData::writeSmallFile(const std::string& path, std::span<const std::byte> content) {
+  if (!platform::os::writeFile(path, content) || !platform::os::syncFile(path)) {
+    logError(*streamContext_, "Failed to write file '" + path + "'");
   }
 }
 

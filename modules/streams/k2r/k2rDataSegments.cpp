@@ -3,15 +3,20 @@
 #include "fragmentation/RecordingSettings.h"
 #include "modules/streams/k2r/k2rData.h"
 #include "packaging/K2RMediaWriterPolicy.h"
+#include "packaging/MetadataMessage.h"
 #include "util/QVSException.h"
+#include "util/fourcc.h"
 
 namespace qvs::k2r {
+
+using util::operator""_4cc;
 
 void K2RData::startWriter() {
   if (writerStarted_) return;
   writerStarted_ = true;
   makeWriterPolicy();
   openSegment();
+  writeMetaFile();
 }
 
 void K2RData::makeWriterPolicy() {
@@ -29,6 +34,15 @@ void K2RData::makeSegmentStream(bool append) {
 
 void K2RData::openSegment() {
   mediaWriter_ = std::make_unique<ruvo::k2rpkgutil::K2RMediaWriter>(*writerPolicy_, mediaProperties_, *segmentStream_);
+}
+
+void K2RData::writeMetaFile() {
+  if (const auto video = mediaProperties_.findTrack("vide"_4cc)) {
+    video->width = static_cast<float>(videoWidth_);
+    video->height = static_cast<float>(videoHeight_);
+  }
+  const auto message = ruvo::k2rpkgutil::buildMetadataMessage(mediaProperties_, false, 0.0);
+  writeSmallFile(paths_.meta, message.bytes());
 }
 
 void K2RData::addDuration(std::uint32_t milliseconds) {

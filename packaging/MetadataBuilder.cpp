@@ -1,0 +1,104 @@
+// From the tracks of a recording to its description.
+
+#include <algorithm>
+#include <memory>
+#include <sstream>
+
+#include "packaging/MetadataMessage.h"
+#include "packaging/tagCodec.h"
+#include "util/bytes.h"
+#include "wrappers/k2m/Exception.h"
+
+namespace ruvo::k2rpkgutil {
+namespace {
+
+using namespace qvs::util;
+using namespace ruvo::k2r;
+
+/// The status for an `avcC` box that is longer than what it stands in.
+constexpr std::uint32_t kInconsistentAvcC = 42;
+
+struct AvcConfiguration {
+  std::uint8_t profile = 0;
+  std::uint8_t level = 0;
+};
+
+/// Profile and level of the decoder configuration record (ISO/IEC 14496-15, 5.3.3.1) in the first `avcC` box; zeros
+/// where there is none.
+AvcConfiguration readAvcConfiguration(std::span<const std::byte> bytes) {
+  constexpr std::size_t kTypeSize = 4;
+  const auto wanted = asBytes("avcC");
+  if (bytes.size() < kTypeSize) return {};
+  const auto searched = bytes.first(bytes.size() - 1);  // The type at the very end has no record behind it.
+  const auto found = std::search(searched.begin(), searched.end(), wanted.begin(), wanted.end());
+  const auto type = static_cast<std::size_t>(found - searched.begin());
+  if (found == searched.end() || type < kTypeSize) return {};
+  ByteReader box(bytes.subspan(type - kTypeSize));
+  if (box.u32() > box.remaining() + kTypeSize) throw krvo::k2m::Exception(kInconsistentAvcC);
+  box.skip(kTypeSize);
+  constexpr std::size_t kUpToLevel = 4;
+  if (box.remaining() < kUpToLevel) return {};
+  box.skip(1);
+  AvcConfiguration configuration;
+  configuration.profile = box.u8();
+  box.skip(1);
+  configuration.level = box.u8();
+  return configuration;
+}
+
+std::shared_ptr<MetaTrackInfo> makeTrackInfo(const K2RTrack& track, const SampleDescInfo& info) {
+  const auto length = static_cast<double>(track.duration);
+  const auto timescale = static_cast<double>(track.timescale);
+  if (track.handlerType == "meta"_4cc) {
+    return std::make_shared<MetaDataTrackInfo>(info.formatCode, length, timescale, track.language);
+  }
+  if (const auto* video = dynamic_cast<const VideoSampleDescInfo*>(&info)) {
+    return std::make_shared<MetaVideoTrackInfo>(info.formatCode, length, timescale, track.language, video->width,
+                                                video->height, track.sampleCount);
+  }
+  if (const auto* audio = dynamic_cast<const AudioSampleDescInfo*>(&info)) {
+    return std::make_shared<MetaAudioTrackInfo>(info.formatCode, length, timescale, track.language, audio->sampleRate,
+                                                audio->channels);
+  }
+  return nullptr;
+}
+
+void addTrack(MetadataSummary& summary, const K2RTrack& track) {
+  const K2RSampleDescriptor& descriptor = *track.sampleDescriptors.front();
+  auto info = makeTrackInfo(track, *descriptor.info);
+  if (!info) return;
+  summary.tracks.push_back(std::move(info));
+  const FourCC format = descriptor.info->formatCode;
+  if (track.handlerType == "vide"_4cc && (isAvcFormat(format) || format == "mp4v"_4cc)) {
+    const AvcConfiguration configuration = readAvcConfiguration(descriptor.codecHeader.bytes());
+    summary.hasAvc = true;
+    summary.avcProfile = configuration.profile;
+    summary.avcLevel = configuration.level;
+  }
+  if (track.handlerType == "soun"_4cc && format == "mp4a"_4cc) summary.hasAac = true;
+}
+
+double secondsOf(const DocumentProperties& properties) {
+  const auto duration = static_cast<double>(properties.duration);
+  return properties.timescale == 0 ? duration : duration / properties.timescale;
+}
+
+}  // namespace
+
+ByteBuffer buildMetadataMessage(IMediaProperties& properties, bool hasSmpte, double smpteOffset) {
+  MetadataSummary summary;
+  summary.duration = secondsOf(properties.getDocumentProperties());
+  const std::unique_ptr<ITrackIterator> tracks(properties.getTracks());
+  std::shared_ptr<K2RTrack> track;
+  while (tracks->hasNext()) {
+    tracks->next(track);
+    if (!track->sampleDescriptors.empty()) addTrack(summary, *track);
+  }
+  summary.hasSmpte = hasSmpte;
+  summary.smpteOffset = smpteOffset;
+  std::ostringstream message;
+  writeMetadataMessage(message, summary);
+  return ByteBuffer(asBytes(message.str()));
+}
+
+}  // namespace ruvo::k2rpkgutil

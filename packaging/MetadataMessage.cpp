@@ -1,0 +1,125 @@
+#include "packaging/MetadataMessage.h"
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+#include "server/AMF0Items.h"
+#include "util/ExceptionMask.h"
+
+namespace ruvo::k2rpkgutil {
+namespace {
+
+using namespace qvs::amfmessage;
+using ruvo::k2r::MetaAudioTrackInfo;
+using ruvo::k2r::MetaTrackInfo;
+using ruvo::k2r::MetaVideoTrackInfo;
+
+/// The items of one message, written in sequence.
+class MessageWriter {
+ public:
+  explicit MessageWriter(std::ostream& out) : out_(out) {}
+
+  void item(const AMF0Base& item) { item.writeTo(out_); }
+  void number(const char* name, double value) { AMF0PropNumber(name, value).writeTo(out_); }
+  void string(const char* name, std::string value) { AMF0PropString(name, std::move(value)).writeTo(out_); }
+  void custom(const std::string& name, const std::string& value) { AMF0PropString(name, value).writeTo(out_); }
+  void objectBegin(const char* name) { AMF0PropObjectBegin(name).writeTo(out_); }
+  void strictArray(const char* name, std::size_t count) {
+    AMF0NoHeaderString(name).writeTo(out_);
+    AMF0StrictArrayBegin(static_cast<double>(count)).writeTo(out_);
+  }
+
+ private:
+  std::ostream& out_;
+};
+
+/// Frames a second. Before anything is recorded there are none in no time, which is no number: written as the one that
+/// the processor gives, whatever the compiler makes of the division.
+double frameRate(const MetaVideoTrackInfo& track) {
+  const double rate = track.getTimescale() * track.getFrameCount() / track.getLength();
+  return std::isnan(rate) ? std::bit_cast<double>(std::uint64_t{0xFFF8000000000000}) : rate;
+}
+
+const MetaVideoTrackInfo* asVideo(const MetaTrackInfo& track) {
+  return track.getType() == MetaTrackInfo::kVideo ? dynamic_cast<const MetaVideoTrackInfo*>(&track) : nullptr;
+}
+
+const MetaAudioTrackInfo* asAudio(const MetaTrackInfo& track) {
+  return track.getType() == MetaTrackInfo::kAudio ? dynamic_cast<const MetaAudioTrackInfo*>(&track) : nullptr;
+}
+
+void writeCodecs(MessageWriter& out, const MetadataSummary& summary) {
+  for (const auto& track : summary.tracks) {
+    const std::string codecId = qvs::util::toText(track->getCodecId());
+    if (const auto* video = asVideo(*track)) {
+      out.number("width", video->getWidth());
+      out.number("height", video->getHeight());
+      out.string("videocodecid", codecId);
+    } else if (asAudio(*track) != nullptr) {
+      out.string("audiocodecid", codecId);
+    }
+  }
+}
+
+void writeProfiles(MessageWriter& out, const MetadataSummary& summary) {
+  if (summary.hasAvc) {
+    out.number("avcprofile", summary.avcProfile);
+    out.number("avclevel", summary.avcLevel);
+  }
+  if (summary.hasAac) out.number("aacaot", summary.aacObjectType);
+}
+
+void writeRates(MessageWriter& out, const MetadataSummary& summary) {
+  for (const auto& track : summary.tracks) {
+    if (const auto* video = asVideo(*track)) {
+      out.number("videoframerate", frameRate(*video));
+    } else if (const auto* audio = asAudio(*track)) {
+      out.number("audiosamplerate", audio->getSampleRate());
+      out.number("audiochannels", audio->getChannels());
+    }
+  }
+}
+
+void writeTrackInfo(MessageWriter& out, const MetadataSummary& summary) {
+  out.strictArray("trackinfo", summary.tracks.size());
+  for (const auto& track : summary.tracks) {
+    out.item(AMF0ObjectBegin());
+    out.number("length", track->getLength());
+    out.number("timescale", track->getTimescale());
+    if (!track->getLanguage().empty()) out.string("language", track->getLanguage());
+    out.item(AMF0ObjectEnd());
+  }
+}
+
+void writeTimeCode(MessageWriter& out, const MetadataSummary& summary) {
+  if (!summary.hasSmpte) return;
+  out.objectBegin("smpteTimeInfo");
+  out.number("smpteOffset", summary.smpteOffset);
+  out.item(AMF0ObjectEnd());
+}
+
+void writeCustomDefinitions(MessageWriter& out, const MetadataSummary& summary) {
+  out.strictArray("custdef", summary.customDefinitions.size());
+  for (const auto& [name, value] : summary.customDefinitions) out.custom(name, value);
+}
+
+}  // namespace
+
+void writeMetadataMessage(std::ostream& stream, const MetadataSummary& summary) {
+  const qvs::util::ExceptionMask mask(stream, std::ios_base::eofbit | std::ios_base::failbit | std::ios_base::badbit);
+  MessageWriter out(stream);
+  out.item(AMF0String("onMetaData"));
+  out.item(AMF0ArrayBegin());
+  out.number("duration", summary.duration);
+  writeCodecs(out, summary);
+  writeProfiles(out, summary);
+  writeRates(out, summary);
+  writeTrackInfo(out, summary);
+  writeTimeCode(out, summary);
+  writeCustomDefinitions(out, summary);
+  out.item(AMF0ArrayEnd());
+}
+
+}  // namespace ruvo::k2rpkgutil
