@@ -1,7 +1,7 @@
 #include "packaging/K2RMediaWriter.h"
 
 #include <algorithm>
-#include <string>
+#include <utility>
 
 #include "packaging/HintDescription.h"
 #include "packaging/K2RTrackIterator.h"

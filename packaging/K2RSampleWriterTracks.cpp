@@ -1,7 +1,6 @@
 // Tracks and their sample descriptions: how they are declared, and how descriptions are read back.
 
 #include <algorithm>
-#include <string>
 
 #include "packaging/CodecBoxes.h"
 #include "packaging/K2RSampleWriter.h"
