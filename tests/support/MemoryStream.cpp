@@ -21,7 +21,7 @@ void MemoryStream::open() {
 std::uint64_t MemoryStream::read(void* buffer, std::uint64_t count) {
   reads.push_back(count);
   if (!isOpen || position_ >= bytes.size()) return 0;
-  const std::uint64_t done = std::min<std::uint64_t>(count, bytes.size() - position_);
+  const std::uint64_t done = std::min({count, bytesOfRead, bytes.size() - position_});
   std::memcpy(buffer, bytes.data() + position_, static_cast<std::size_t>(done));
   position_ += done;
   return done;

@@ -46,8 +46,9 @@ class MemoryStream final : public krvo::k2m::IOStream {
   /// Exception(`failureStatus`) where that is not 0.
   std::uint64_t bytesOfFailingWrite = 0;
   std::uint32_t failureStatus = 0;
-  /// Any other write takes no more than this.
+  /// Any other write takes no more than this, and a read gives no more.
   std::uint64_t bytesOfWrite = kNever;
+  std::uint64_t bytesOfRead = kNever;
 
  private:
   bool fails(std::uint64_t index) const { return index >= failingWrite && index - failingWrite < failingWrites; }
