@@ -21,5 +21,7 @@ class NQAMF3Parser : public NQDataParser {
   void clearStrings() { stringTable_.clear(); }
 
  private:
+  NQTextPtr readInlineString(std::uint32_t length);
+
   std::vector<NQTextPtr> stringTable_;
 };

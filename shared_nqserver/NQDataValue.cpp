@@ -9,18 +9,13 @@
 
 namespace {
 
-// AMF3 markers that the kind alone does not tell.
-constexpr std::uint8_t kXmlDocument = 7;
-constexpr std::uint8_t kByteArray = 12;
-
-std::uint8_t numberOf(NQDataKind kind) {
-  return static_cast<std::uint8_t>(kind);
-}
+/// AMF0 has no other XML than that which AMF3 calls a document.
+constexpr std::uint8_t kXmlDocumentMarker = 7;
 
 }  // namespace
 
-NQDataValue::NQDataValue(NQDataKind kind, std::uint8_t subKind, NQObject* object)
-    : kind_(kind), subKind_(subKind), holding_(object != nullptr ? Holding::kObject : Holding::kNothing) {
+NQDataValue::NQDataValue(NQDataKind kind, NQObject* object)
+    : kind_(kind), holding_(object != nullptr ? Holding::kObject : Holding::kNothing) {
   payload_.object = object;
   hold();
 }
@@ -52,11 +47,13 @@ NQDataValue NQDataValue::boolean(bool value) {
 }
 
 NQDataValue NQDataValue::string(NQTextPtr text) {
-  return {NQDataKind::kStringType, numberOf(NQDataKind::kStringType), text.get()};
+  return {NQDataKind::kStringType, text.get()};
 }
 
 NQDataValue NQDataValue::xml(NQTextPtr text) {
-  return {NQDataKind::kXMLType, kXmlDocument, text.get()};
+  NQDataValue result{NQDataKind::kXMLType, text.get()};
+  result.setSubKind(kXmlDocumentMarker);
+  return result;
 }
 
 NQDataValue NQDataValue::null() {
@@ -79,14 +76,14 @@ NQDataValue NQDataValue::int64(std::int64_t value) {
 NQDataValue NQDataValue::blob(NQMemoryPtr memory, std::uint32_t start, std::uint32_t end) {
   const bool holds = memory && start <= end && end <= memory->capacity();
   qvs::util::diagnose(holds);
-  NQDataValue result{NQDataKind::kBlobType, kByteArray, memory.get()};
+  NQDataValue result{NQDataKind::kBlobType, memory.get()};
   if (holds) result.extra_ = {start, end};
   return result;
 }
 
 NQDataValue NQDataValue::container(NQDataKind kind, const NQDataArrayPtr& array) {
   qvs::util::diagnose(isContainer(kind) && array);
-  return {kind, numberOf(kind), array.get()};
+  return {kind, array.get()};
 }
 
 NQDataValue NQDataValue::backReference(NQDataKind kind, NQDataArray& array) {
@@ -99,7 +96,9 @@ NQDataValue NQDataValue::backReference(NQDataKind kind, NQDataArray& array) {
 }
 
 NQDataValue NQDataValue::bare(NQDataKind kind) {
-  return {kind, numberOf(kind)};
+  NQDataValue result;
+  result.kind_ = kind;
+  return result;
 }
 
 double NQDataValue::toDouble() const {

@@ -43,7 +43,7 @@ class NQDataValue {
   static NQDataValue bare(NQDataKind kind);
 
   NQDataKind kind() const { return kind_; }
-  /// The AMF3 marker, where the kind alone does not tell it.
+  /// The AMF3 marker, where the kind alone does not tell it; else 6.
   std::uint8_t subKind() const { return subKind_; }
   void setSubKind(std::uint8_t marker) { subKind_ = marker; }
 
@@ -89,8 +89,7 @@ class NQDataValue {
     std::uint32_t second = 0;
   };
 
-  NQDataValue(NQDataKind kind, std::uint8_t subKind) : kind_(kind), subKind_(subKind) {}
-  NQDataValue(NQDataKind kind, std::uint8_t subKind, NQObject* object);
+  NQDataValue(NQDataKind kind, NQObject* object);
   NQText* heldText() const;
   void hold() const;
   void release() noexcept;

@@ -30,6 +30,10 @@ std::string tooLong(std::string_view what, std::uint64_t length, std::string_vie
   return std::string(what).append(std::to_string(length)).append(" is found greater than ").append(limit);
 }
 
+std::string_view asText(std::span<const std::byte> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
 /// The size that a buffer grows to, for `needed` bytes that it has no room for.
 std::uint64_t grownSize(std::uint64_t size, std::uint64_t needed) {
   const std::uint64_t grown = std::max<std::uint64_t>(size < 0x10001 ? 2 * size : size + 0x10000, 256);

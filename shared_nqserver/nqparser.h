@@ -86,6 +86,8 @@ class NQDataParser {
   }
 
  private:
+  /// Whether as many bytes are left; reports an error where there are fewer.
+  bool has(std::uint32_t length, std::string_view what);
   std::uint64_t readBigEndian(std::uint32_t width);
   void writeBigEndian(std::uint32_t width, std::uint64_t value);
   /// Room for `count` bytes at the cursor, which then stands behind them. Throws NQOutOfMemory.
