@@ -14,6 +14,7 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   app.require_subcommand(1);
   app.footer("k2r COMMAND --help tells about one command.");
   addRecordCommand(app, status);
+  addVerifyCommand(app, status);
 
   Log log(stderr);
   try {

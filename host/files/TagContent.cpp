@@ -1,0 +1,108 @@
+#include "host/files/TagContent.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "packaging/Message.h"
+#include "packaging/tagCodec.h"
+#include "platform/container/SegmentError.h"
+#include "util/bytes.h"
+#include "util/tagHeader.h"
+
+namespace host {
+namespace {
+
+using namespace qvs::util;
+using namespace ruvo::k2rpkgutil;
+using krvo::container::SegmentError;
+
+/// Of an AVC tag, where the composition time stands, behind the two first bytes.
+constexpr std::size_t kCompositionTimeOffset = kTagHeaderSize + 2;
+/// Longer than any filter name.
+constexpr std::size_t kMaxFilterName = 32;
+
+/// How many of the data bytes stand in the clear in front of the filter fields of a protected tag.
+std::uint32_t clearBytes(const TagContent& tag, std::span<const std::byte> data) {
+  const auto code = tag.formatCode();
+  // Of the two bytes of a VP6 header, the second is part of what is protected.
+  if (code == "VP6F"_4cc || code == "VP6A"_4cc) return 1;
+  return codecHeaderSize(tag.place.rawType, data.data(), tag.place.dataSize);
+}
+
+/// Behind the clear bytes: u8 filter count, the name with its zero byte, u24 length of the parameters, with which the
+/// sample begins.
+std::optional<std::uint32_t> protectedSampleOffset(const TagContent& tag, std::span<const std::byte> data) {
+  std::uint32_t offset = clearBytes(tag, data) + 1;
+  const std::size_t first = offset;
+  while (offset < data.size() && offset - first < kMaxFilterName && data[offset] != std::byte{0}) ++offset;
+  if (offset >= data.size() || data[offset] != std::byte{0}) return std::nullopt;
+  offset += 1 + 3;
+  if (offset > tag.place.dataSize) return std::nullopt;
+  return offset;
+}
+
+}  // namespace
+
+std::uint8_t TagContent::type() const {
+  return place.rawType & kTagTypeMask;
+}
+bool TagContent::isProtected() const {
+  return (place.rawType & kTagFilterBit) != 0;
+}
+bool TagContent::isVideo() const {
+  return type() == kVideoTag;
+}
+bool TagContent::isAudio() const {
+  return type() == kAudioTag;
+}
+bool TagContent::isKeyFrame() const {
+  return isVideo() && highNibble(firstByte) == kKeyFrame;
+}
+bool TagContent::isSequenceHeader() const {
+  const auto code = formatCode();
+  return (code == "H264"_4cc || code == "mp4a"_4cc) && secondByte == kSequenceHeader;
+}
+FourCC TagContent::formatCode() const {
+  return tagCodec(place.rawType, firstByte).formatCode;
+}
+bool TagContent::isRecordable() const {
+  if (formatCode() != 0) return true;
+  return isAudio() && highNibble(firstByte) == kMp3At8kHzAudio;
+}
+
+std::uint64_t tagSizeAt(FileView& file, std::uint64_t offset, std::uint64_t limit) {
+  const std::uint64_t left = limit - std::min(offset, limit);
+  if (left < kTagOverhead) throw SegmentError(offset, fmt::format("a tag expected, {} bytes left in the `mdat`", left));
+  return std::uint64_t{tagDataSize(file.view(offset, kTagHeaderSize).data())} + kTagOverhead;
+}
+
+TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std::uint64_t limit) {
+  const std::uint64_t left = limit - std::min(offset, limit);
+  if (size < kTagOverhead || size > left) {
+    throw SegmentError(offset, fmt::format("a tag of {} bytes, {} bytes left in the `mdat`", size, left));
+  }
+  // As much of the front as is ever looked at.
+  constexpr std::size_t kFront = kTagHeaderSize + 8 + kMaxFilterName;
+  const auto front = file.view(offset, static_cast<std::size_t>(std::min<std::uint64_t>(size, kFront)));
+  TagContent tag;
+  tag.place = {.offset = offset,
+               .rawType = tagRawType(front.data()),
+               .timestamp = tagTimestamp(front.data()),
+               .dataSize = static_cast<std::uint32_t>(size - kTagOverhead)};
+  ByteReader reader(front.subspan(kTagHeaderSize - 3));
+  tag.streamId = reader.u24();
+  tag.firstByte = reader.u8();
+  tag.secondByte = reader.u8();
+  if (tag.formatCode() == "H264"_4cc && size >= kCompositionTimeOffset + 3) {
+    tag.compositionTime = reader.i24();
+  }
+  const auto data =
+      front.subspan(kTagHeaderSize, std::min<std::size_t>(front.size() - kTagHeaderSize, tag.place.dataSize));
+  tag.sampleOffset = tag.isProtected() ? protectedSampleOffset(tag, data)
+                                       : codecHeaderSize(tag.place.rawType, data.data(), tag.place.dataSize);
+  tag.backPointer = ByteReader(file.view(tag.place.end() - kTagBackPointerSize, kTagBackPointerSize)).u32();
+  return tag;
+}
+
+}  // namespace host

@@ -1,0 +1,40 @@
+#include "host/output.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include "host/errors.h"
+
+namespace host {
+namespace {
+
+void write(std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+    throw CommandError("standard output cannot be written");
+  }
+}
+
+}  // namespace
+
+void printJson(const Json& document) {
+  constexpr int kIndent = 2;
+  write(document.dump(kIndent, ' ', false, Json::error_handler_t::replace) + "\n");
+}
+
+void printText(std::string_view text) {
+  std::string clean;
+  for (const char c : text) {
+    const auto code = static_cast<unsigned char>(c);
+    const bool control = (code < ' ' && c != '\n') || code == 0x7F;
+    clean += control ? fmt::format("\\x{:02x}", code) : std::string(1, c);
+  }
+  write(clean);
+}
+
+std::string timeText(std::uint64_t milliseconds) {
+  const std::uint64_t seconds = milliseconds / 1000;
+  return fmt::format("{}:{:02}:{:02}.{:03}", seconds / 3600, seconds / 60 % 60, seconds % 60, milliseconds % 1000);
+}
+
+}  // namespace host

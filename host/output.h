@@ -1,0 +1,20 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+/// A document for standard output. Keys stay in the order in which they are set.
+using Json = nlohmann::ordered_json;
+
+/// Prints the one document of a command. Text that is no UTF-8 is made so.
+void printJson(const Json& document);
+/// Prints text in which bytes of a file may stand: control characters, but for line ends, become `\xNN`.
+void printText(std::string_view text);
+
+/// Milliseconds as `h:mm:ss.mmm`.
+std::string timeText(std::uint64_t milliseconds);
+
+}  // namespace host

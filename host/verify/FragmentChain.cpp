@@ -1,0 +1,125 @@
+#include "host/verify/FragmentChain.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "host/files/imageFields.h"
+#include "host/verify/bootstrapForm.h"
+
+namespace host {
+namespace {
+
+using ruvo::k2r::AfraEntry;
+using ruvo::k2r::BootstrapInfo;
+using ruvo::k2r::FragmentRunEntry;
+
+/// Of the image of a bootstrap.
+constexpr std::uint64_t kCurrentMediaTimeOffset = 21;
+
+/// The last run with a duration, which is that of the fragment that carries the bootstrap; or null.
+const FragmentRunEntry* lastRun(const BootstrapInfo& bootstrap) {
+  const FragmentRuns& runs = fragmentRuns(bootstrap);
+  const auto found =
+      std::find_if(runs.rbegin(), runs.rend(), [](const FragmentRunEntry& run) { return !run.isDiscontinuity(); });
+  return found == runs.rend() ? nullptr : &*found;
+}
+
+std::optional<std::uint32_t> firstTime(const std::vector<TagContent>& tags) {
+  return tags.empty() ? std::nullopt : std::optional(tags.front().place.timestamp);
+}
+
+}  // namespace
+
+void FragmentChain::add(const FileFindings& segment, IndexFile& index, std::size_t entry,
+                        const FragmentContent& content) {
+  if (content.bootstrap) {
+    checkNumber(index, entry, content);
+    checkTime(segment, index, entry, content);
+  }
+  const AfraEntry& known = index.entries()[entry];
+  checkTagTimes(segment, content, known.time);
+  if (!content.bootstrap) {
+    broken_ = true;
+    return;
+  }
+  Link link;
+  link.step = {known.segment, known.fragment, known.time};
+  link.bootstrap = checkBootstrap(segment, content, link.step);
+  link.file = segment.file();
+  link.bootstrapOffset = content.boxes.abst.offset;
+  if (!content.tags.empty()) link.lastTagTime = content.tags.back().place.timestamp;
+  beforeLast_ = broken_ ? std::nullopt : std::move(last_);
+  last_ = std::move(link);
+  broken_ = false;
+}
+
+void FragmentChain::checkNumber(IndexFile& index, std::size_t entry, const FragmentContent& content) const {
+  AfraEntry& known = index.entries()[entry];
+  const std::uint64_t at = index.offsetOf(entry) + kEntryFragment;
+  const std::string name = fmt::format("entry {}: fragment", entry + 1);
+  const FragmentRunEntry* const run = lastRun(*content.bootstrap);
+  if (!index.numbersAreSure() && run != nullptr && !broken_) {
+    const FragmentRuns none;
+    const AddedRuns added = addedRuns(last_ ? fragmentRuns(last_->bootstrap) : none, fragmentRuns(*content.bootstrap));
+    const std::uint32_t number = !added.joins() || !last_ ? run->firstFragment : last_->step.fragment + 1;
+    index.out().expect(at, name, number, known.fragment);
+    known.fragment = number;
+  }
+  if (last_ && known.fragment <= last_->step.fragment) {
+    index.out().damage(at,
+                       fmt::format("{}: expected one behind {}, found {}", name, last_->step.fragment, known.fragment));
+  }
+}
+
+void FragmentChain::checkTime(const FileFindings& segment, IndexFile& index, std::size_t entry,
+                              const FragmentContent& content) const {
+  AfraEntry& known = index.entries()[entry];
+  const FragmentRunEntry* const run = lastRun(*content.bootstrap);
+  const bool own = run != nullptr && run->firstFragment == known.fragment;
+  if (!own && (!last_ || broken_)) return;
+  const std::uint64_t told = own ? run->firstTimestamp : last_->bootstrap.currentMediaTime;
+  if (told == known.time) return;
+  if (firstTime(content.tags) == known.time) {
+    // The tags are with the index. A run of its own is compared with the rest of the bootstrap.
+    if (!own) {
+      segment.in(last_->file)
+          .expect(last_->bootstrapOffset + kCurrentMediaTimeOffset, "current media time", known.time, told);
+    }
+    return;
+  }
+  index.out().expect(index.offsetOf(entry), fmt::format("entry {}: time", entry + 1), told, known.time);
+  known.time = told;
+}
+
+void FragmentChain::checkTagTimes(const FileFindings& segment, const FragmentContent& content,
+                                  std::uint64_t start) const {
+  const std::uint64_t position = content.boxes.position();
+  const auto first = firstTime(content.tags);
+  if (first && *first < start) {
+    segment.damage(content.tags.front().place.offset,
+                   fmt::format("tag: time: expected {}, where the fragment begins, or later, found {}", start, *first));
+  }
+  if (last_ && last_->lastTagTime && *last_->lastTagTime >= start) {
+    segment.damage(position, fmt::format("fragment: expected to begin behind the last tag of the one before it, at {}, "
+                                         "found {}",
+                                         *last_->lastTagTime, start));
+  }
+}
+
+BootstrapInfo FragmentChain::checkBootstrap(const FileFindings& segment, const FragmentContent& content,
+                                            const HistoryStep& step) const {
+  const BootstrapInfo& found = *content.bootstrap;
+  if (broken_) return found;
+  BootstrapInfo expected = expectNext(last_ ? last_->bootstrap : emptyBootstrap(), found, step);
+  if (expected == found) return expected;
+  if (last_ && expectNext(beforeLast_ ? beforeLast_->bootstrap : emptyBootstrap(), found, step) == found) {
+    // Its own bootstrap file never came to be: the recorder was interrupted, and went on from the file before.
+    segment.note(last_->bootstrapOffset, "abst: the recording went on from the bootstrap before this one");
+    return found;
+  }
+  reportDifferences(expected, found, content.boxes.abst.offset, segment);
+  return expected;
+}
+
+}  // namespace host

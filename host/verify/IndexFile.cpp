@@ -1,0 +1,128 @@
+#include "host/verify/IndexFile.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+#include "host/files/Malformed.h"
+#include "host/files/imageFields.h"
+#include "host/files/smallFiles.h"
+#include "host/verify/bootstrapHistory.h"
+
+namespace host {
+namespace {
+
+using ruvo::k2r::AfraEntry;
+using ruvo::k2r::FragmentRunEntry;
+
+/// The marker that says of `number` that no key frame opened it, or null.
+const FragmentRunEntry* skipMarker(const FragmentRuns& runs, std::uint32_t number) {
+  const auto next = std::find_if(runs.begin(), runs.end(), [number](const FragmentRunEntry& run) {
+    return run.firstFragment > number || run.isEndOfPresentation();
+  });
+  if (next == runs.begin() || !(next - 1)->isFragmentGap()) return nullptr;
+  return &*(next - 1);
+}
+
+/// Skipped numbers begin on the grid, whose width the marker of the first one tells.
+std::uint64_t gridLine(const FragmentRunEntry& marker, std::uint32_t number) {
+  if (marker.firstFragment < 2) return marker.firstTimestamp;
+  return marker.firstTimestamp / (marker.firstFragment - 1) * (number - 1);
+}
+
+}  // namespace
+
+IndexFile::IndexFile(const std::vector<std::byte>& bytes, std::uint32_t segment, FileFindings out)
+    : out_(std::move(out)) {
+  try {
+    index_ = parseAfra(bytes);
+  } catch (const Malformed& error) {
+    out_.damage(error.offset(), error.what());
+    return;
+  }
+  checkForm(bytes);
+  checkNumbers();
+  checkSegment(segment);
+}
+
+std::uint64_t IndexFile::offsetOf(std::size_t entry) const {
+  return globalEntryOffset(index_, entry);
+}
+
+std::set<std::uint64_t> IndexFile::positions() const {
+  std::set<std::uint64_t> positions;
+  for (const AfraEntry& entry : entries()) {
+    if (entry.isWritten()) positions.insert(entry.afraOffset);
+  }
+  return positions;
+}
+
+std::optional<std::size_t> IndexFile::lastWritten() const {
+  const auto last =
+      std::find_if(entries().rbegin(), entries().rend(), [](const AfraEntry& entry) { return entry.isWritten(); });
+  if (last == entries().rend()) return std::nullopt;
+  return static_cast<std::size_t>(entries().rend() - last) - 1;
+}
+
+void IndexFile::checkForm(const std::vector<std::byte>& bytes) {
+  if (const auto place = firstDifference(imageOf(index_), bytes)) {
+    const bool behind = *place == imageOf(index_).size();
+    out_.damage(*place,
+                behind ? "bytes behind the box" : fieldNameAt(index_, *place) + ": not as a recorder writes it");
+  }
+  const ruvo::k2r::AfraIndex fresh;
+  if (index_.longIds != fresh.longIds || index_.longOffsets != fresh.longOffsets) {
+    out_.damage(kSizesByte, "sizes byte: entries are not of full width");
+  }
+  out_.expect(kSizesByte + 1, "timescale", fresh.timescale, index_.timescale);
+  out_.expect(kSizesByte + 5, "local entry count", 0, index_.localEntries.size());
+}
+
+void IndexFile::checkNumbers() {
+  // Most entries agree on where the numbers start; the others are the wrong ones.
+  std::map<std::uint32_t, std::size_t> votes;
+  const auto start = [this](std::size_t i) { return entries()[i].fragment - static_cast<std::uint32_t>(i); };
+  for (std::size_t i = 0; i < entries().size(); ++i) ++votes[start(i)];
+  const auto winner =
+      std::max_element(votes.begin(), votes.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+  for (std::size_t i = 0; i < entries().size(); ++i) {
+    const std::uint32_t number = winner->first + static_cast<std::uint32_t>(i);
+    out_.expect(offsetOf(i) + kEntryFragment, fmt::format("entry {}: fragment", i + 1), number, entries()[i].fragment);
+    entries()[i].fragment = number;
+  }
+}
+
+void IndexFile::checkSegment(std::uint32_t segment) {
+  for (std::size_t i = 0; i < entries().size(); ++i) {
+    AfraEntry& entry = entries()[i];
+    out_.expect(offsetOf(i) + kEntrySegment, fmt::format("entry {}: segment", i + 1), segment, entry.segment);
+    out_.expect(offsetOf(i) + kEntryOffsetInside, fmt::format("entry {}: offset inside", i + 1), 0,
+                entry.offsetFromAfra);
+    entry.segment = segment;
+  }
+}
+
+void IndexFile::checkSkippedTimes(const ruvo::k2r::BootstrapInfo& bootstrap) const {
+  for (std::size_t i = 0; i < entries().size(); ++i) {
+    const AfraEntry& entry = entries()[i];
+    if (entry.afraOffset != ruvo::k2r::kNoFragmentOffset) continue;
+    const std::uint64_t at = offsetOf(i);
+    const std::string name = fmt::format("entry {}: time", i + 1);
+    if (i == 0) {
+      out_.expect(at, name, 0, entry.time);
+      continue;
+    }
+    const std::uint64_t before = entries()[i - 1].time;
+    const FragmentRunEntry* const marker = skipMarker(fragmentRuns(bootstrap), entry.fragment);
+    if (marker != nullptr) {
+      // A number that is passed over altogether has the time of the one before it.
+      const std::uint64_t line = gridLine(*marker, entry.fragment);
+      if (entry.fragment == marker->firstFragment || entry.time != before) out_.expect(at, name, line, entry.time);
+    } else if (entry.time < before || (i + 1 < entries().size() && entry.time > entries()[i + 1].time)) {
+      out_.damage(at, fmt::format("{}: expected one between those of its neighbours, found {}", name, entry.time));
+    }
+  }
+}
+
+}  // namespace host

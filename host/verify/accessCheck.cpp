@@ -1,0 +1,97 @@
+#include "host/verify/accessCheck.h"
+
+#include <fmt/format.h>
+
+#include "host/files/imageFields.h"
+#include "host/files/smallFiles.h"
+#include "host/files/tracks.h"
+#include "platform/container/SegmentError.h"
+#include "util/bytes.h"
+
+namespace host {
+
+using qvs::util::operator""_4cc;
+
+namespace {
+
+/// Where decoding can start and every recorder notes it: the configuration in front of a key frame of AVC, a key frame
+/// of another codec.
+bool isEntry(const TagContent& tag) {
+  if (!tag.isVideo() || !tag.isRecordable()) return false;
+  return tag.formatCode() == "H264"_4cc ? tag.isSequenceHeader() : tag.isKeyFrame();
+}
+
+/// Without video a recorder notes some of the audio.
+bool mayBeEntry(const SegmentContext& segment, const TagContent& tag) {
+  if (isEntry(tag)) return true;
+  return tag.isAudio() && !tag.isSequenceHeader() && findTrack(segment.movie, "vide"_4cc) == nullptr;
+}
+
+/// Goes through the tags of a fragment and the entries of its `afra` side by side.
+class EntryWalk {
+ public:
+  EntryWalk(const SegmentContext& segment, const FragmentContent& content, const ruvo::k2r::AfraIndex& afra)
+      : segment_(segment), tags_(content.tags), afra_(afra), start_(content.boxes.position()) {}
+
+  void run() {
+    for (std::size_t i = 0; i < afra_.localEntries.size(); ++i) {
+      if (!step(i)) return;
+    }
+    passOver(UINT64_MAX, start_);
+  }
+
+ private:
+  bool step(std::size_t i) {
+    const auto& entry = afra_.localEntries[i];
+    const std::uint64_t at = start_ + localEntryOffset(afra_, i);
+    passOver(entry.offset, at);
+    if (next_ == tags_.size() || offsetOf(tags_[next_]) != entry.offset || !mayBeEntry(segment_, tags_[next_])) {
+      segment_.out.damage(at, fmt::format("afra: entry {}: expected the offset of a tag where decoding can start, "
+                                          "found {}",
+                                          i + 1, entry.offset));
+      return false;
+    }
+    const std::uint32_t time = tags_[next_].place.timestamp - segment_.bases.base().value_or(0);
+    segment_.out.expect(at, fmt::format("afra: entry {}: time", i + 1), time, entry.time);
+    ++next_;
+    return true;
+  }
+
+  /// The tags in front of `offset` have no entry; `at` is where one would stand.
+  void passOver(std::uint64_t offset, std::uint64_t at) {
+    for (; next_ < tags_.size() && offsetOf(tags_[next_]) < offset; ++next_) {
+      if (!isEntry(tags_[next_])) continue;
+      segment_.out.damage(
+          at, fmt::format("afra: no entry of the tag at {}, where decoding can start", tags_[next_].place.offset));
+    }
+  }
+
+  std::uint64_t offsetOf(const TagContent& tag) const { return tag.place.offset - start_; }
+
+  const SegmentContext& segment_;
+  const std::vector<TagContent>& tags_;
+  const ruvo::k2r::AfraIndex& afra_;
+  std::uint64_t start_;
+  std::size_t next_ = 0;
+};
+
+}  // namespace
+
+void checkAccessEntries(const SegmentContext& segment, const FragmentContent& content,
+                        const ruvo::k2r::AfraIndex& afra) {
+  EntryWalk(segment, content, afra).run();
+}
+
+void checkRandomAccess(const SegmentContext& segment, const krvo::container::BoxSpan& mfra,
+                       const krvo::container::RandomAccessTable& expected) {
+  qvs::util::ByteWriter image;
+  expected.write(image, segment.movie);
+  try {
+    const auto place = firstDifference(image.bytes(), loadBox(segment.file, mfra));
+    if (place) segment.out.damage(mfra.offset + *place, "mfra: another table than that of the fragments");
+  } catch (const krvo::container::SegmentError& error) {
+    segment.out.damage(error.offset(), error.fault());
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,157 @@
+#include "host/verify/bootstrapCheck.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "host/files/imageFields.h"
+#include "host/verify/bootstrapForm.h"
+#include "host/verify/bootstrapHistory.h"
+
+namespace host {
+namespace {
+
+using ruvo::k2r::AfraEntry;
+using ruvo::k2r::BootstrapInfo;
+using ruvo::k2r::FragmentRunEntry;
+using Segment = RecordingContent::Segment;
+
+/// What the run table says of a number.
+enum class Place { kOutside, kData, kSkipped, kTimestampGap };
+
+Place placeOf(const FragmentRuns& runs, std::uint32_t number) {
+  const auto isBehind = [number](const FragmentRunEntry& run) {
+    return run.isEndOfPresentation() || run.firstFragment > number;
+  };
+  const auto next = std::find_if(runs.begin(), runs.end(), isBehind);
+  if (next == runs.begin()) return Place::kOutside;
+  const FragmentRunEntry& run = *(next - 1);
+  if (!run.isDiscontinuity()) return Place::kData;
+  return run.isFragmentGap() ? Place::kSkipped : Place::kTimestampGap;
+}
+
+/// How many numbers without a position the last index has at its end.
+std::uint32_t skippedAtEnd(const std::vector<Segment>& segments) {
+  std::uint32_t skipped = 0;
+  for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
+    if (!segment->result.index) return skipped;
+    const auto& entries = segment->result.index->entries();
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry, ++skipped) {
+      if (entry->isWritten()) return skipped;
+    }
+  }
+  return skipped;
+}
+
+const BootstrapInfo* unindexedBootstrap(const std::vector<Segment>& segments) {
+  for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
+    if (segment->result.unindexed) return &*segment->result.unindexed;
+  }
+  return nullptr;
+}
+
+class IndexComparison {
+ public:
+  IndexComparison(const FragmentRuns& runs, const FileFindings& bootstrapOut)
+      : runs_(runs), bootstrapOut_(bootstrapOut) {}
+
+  void add(const IndexFile& index) {
+    const auto& entries = index.entries();
+    if (entries.empty()) return;
+    checkHole(entries.front().fragment);
+    for (std::size_t i = 0; i < entries.size(); ++i) checkEntry(index, i);
+    next_ = std::uint64_t{entries.back().fragment} + 1;
+  }
+
+ private:
+  /// Numbers between the indexes of two segments.
+  void checkHole(std::uint32_t end) {
+    if (!next_) return;
+    for (std::uint64_t number = *next_; number < end; ++number) {
+      const auto place = placeOf(runs_, static_cast<std::uint32_t>(number));
+      if (place == Place::kData) {
+        bootstrapOut_.damage(fmt::format("fragment {}: has data, and no index names it", number));
+        return;
+      }
+    }
+  }
+
+  void checkEntry(const IndexFile& index, std::size_t i) {
+    const AfraEntry& entry = index.entries()[i];
+    const std::uint64_t at = index.offsetOf(i) + kEntryPosition;
+    const Place place = placeOf(runs_, entry.fragment);
+    const std::string name = fmt::format("entry {}: position", i + 1);
+    if (place == Place::kData && entry.afraOffset == ruvo::k2r::kNoFragmentOffset) {
+      index.out().damage(
+          at, fmt::format("{}: expected that of fragment {}, which by the bootstrap has data, found none", name,
+                          entry.fragment));
+    } else if ((place == Place::kSkipped || place == Place::kOutside) && entry.isWritten()) {
+      index.out().damage(at, fmt::format("{}: expected none, since by the bootstrap fragment {} has no data, found {}",
+                                         name, entry.fragment, entry.afraOffset));
+    }
+  }
+
+  const FragmentRuns& runs_;
+  const FileFindings& bootstrapOut_;
+  std::optional<std::uint64_t> next_;
+};
+
+/// Tells where the segment runs count other numbers than the indexes have: a recorder that took back an announced
+/// fragment leaves its count.
+void noteCounts(const FileFindings& out, const BootstrapInfo& bootstrap, const std::vector<Segment>& segments) {
+  if (fragmentRuns(bootstrap).empty()) return;
+  std::uint64_t next = fragmentRuns(bootstrap).front().firstFragment;
+  for (const auto& run : segmentRuns(bootstrap)) {
+    next += run.fragmentsPerSegment;
+    const auto segment = std::find_if(segments.begin(), segments.end(),
+                                      [&run](const Segment& known) { return known.number == run.firstSegment; });
+    if (segment == segments.end() || !segment->result.index || segment->result.index->entries().empty()) continue;
+    const std::uint32_t last = segment->result.index->entries().back().fragment;
+    if (next == std::uint64_t{last} + 1) continue;
+    out.note(fmt::format("segment runs count up to fragment {} in segment {}, whose index ends with {}", next - 1,
+                         run.firstSegment, last));
+    return;
+  }
+}
+
+}  // namespace
+
+void checkAgainstFragments(const RecordingContext& recording, const RecordingContent& content) {
+  const FileFindings out = recording.in(recording.directory.bootstrapName());
+  const BootstrapInfo& found = *content.bootstrap;
+  const FragmentChain::Link* const last = recording.chain.last();
+  if (last == nullptr) return;
+  const std::uint32_t skipped = skippedAtEnd(content.segments);
+  const BootstrapInfo expected = expectFile(last->bootstrap, found, skipped);
+  if (expected == found) {
+    noteCounts(out, found, content.segments);
+    return;
+  }
+  // An interruption between the files of one fragment: the index is replaced first, and may be the one that failed.
+  const Severity severity = isStopped(found) ? Severity::kDamage : Severity::kRepairable;
+  const BootstrapInfo* const unindexed = unindexedBootstrap(content.segments);
+  if (unindexed != nullptr && expectFile(*unindexed, found, 0) == found) {
+    out.add(severity, std::nullopt,
+            fmt::format("goes on behind fragment {}, the last one that an index names", last->step.fragment));
+    return;
+  }
+  const FragmentChain::Link* const before = recording.chain.beforeLast();
+  if (before != nullptr && expectFile(before->bootstrap, found, skipped) == found) {
+    out.add(severity, std::nullopt,
+            fmt::format("ends in front of fragment {}, which the index names", last->step.fragment));
+    return;
+  }
+  reportDifferences(expected, found, 0, out);
+}
+
+void checkAgainstIndexes(const RecordingContext& recording, const RecordingContent& content) {
+  const FileFindings out = recording.in(recording.directory.bootstrapName());
+  IndexComparison comparison(fragmentRuns(*content.bootstrap), out);
+  const auto& runs = segmentRuns(*content.bootstrap);
+  for (const Segment& segment : content.segments) {
+    if (!runs.empty() && segment.number > runs.back().firstSegment) break;
+    if (segment.result.index) comparison.add(*segment.result.index);
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,147 @@
+#include "host/verify/sampleCheck.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "host/verify/tagCheck.h"
+#include "util/tagHeader.h"
+
+namespace host {
+
+using krvo::container::StoredSample;
+using krvo::container::Track;
+using krvo::container::TrackFragment;
+using qvs::util::kTagHeaderSize;
+using qvs::util::toText;
+using qvs::util::operator""_4cc;
+
+namespace {
+
+bool makesSampleOf(const Track& track, const TagContent& tag) {
+  if (!tag.isRecordable() || tag.isSequenceHeader()) return false;
+  switch (track.handler) {
+    case "vide"_4cc:
+      return tag.isVideo();
+    case "soun"_4cc:
+      return tag.isAudio();
+    default:
+      return !tag.isVideo() && !tag.isAudio();
+  }
+}
+
+ExpectedSample expectMediaSample(const Track& track, const TagContent& tag) {
+  const std::uint32_t start = tag.sampleOffset.value_or(0);
+  return {.timestamp = tag.place.timestamp,
+          .offset = tag.place.offset + kTagHeaderSize + start,
+          .size = tag.place.dataSize - start,
+          .compositionOffset = track.isVideo() ? tag.compositionTime : 0,
+          .sync = !track.isVideo() || tag.isKeyFrame()};
+}
+
+/// The distance to the next sample; the last one takes that of the sample before it.
+std::uint32_t expectDuration(const std::vector<ExpectedSample>& samples, std::size_t index) {
+  if (samples.size() < 2) return 0;
+  const std::size_t from = std::min(index, samples.size() - 2);
+  const std::uint32_t time = samples[from].timestamp;
+  const std::uint32_t next = samples[from + 1].timestamp;
+  return next < time ? 0 : next - time;
+}
+
+/// Compares two lists of samples of one track, and reports the first difference in each field.
+class TrackComparison {
+ public:
+  TrackComparison(const FileFindings& out, std::string track) : out_(out), track_(std::move(track)) {}
+
+  void run(const std::vector<ExpectedSample>& expected, const std::vector<StoredSample>& told) {
+    const std::size_t count = std::min(expected.size(), told.size());
+    for (std::size_t i = 0; i < count; ++i) {
+      const ExpectedSample& want = expected[i];
+      const StoredSample& have = told[i];
+      compare(kOffset, "place", want.offset, have.offset, have, i);
+      compare(kSize, "size", want.size, have.size, have, i);
+      compare(kDuration, "duration", expectDuration(expected, i), have.duration, have, i);
+      compare(kComposition, "composition offset", want.compositionOffset, have.compositionOffset, have, i);
+      compare(kSync, "sync", want.sync ? 1 : 0, have.sync ? 1 : 0, have, i);
+    }
+  }
+
+ private:
+  enum Field { kOffset, kSize, kDuration, kComposition, kSync, kFieldCount };
+
+  template <typename Number>
+  void compare(Field field, const char* name, Number expected, Number found, const StoredSample& sample,
+               std::size_t index) {
+    if (expected == found || reported_[field]) return;
+    reported_[field] = true;
+    out_.damage(sample.toldAt, fmt::format("{} track: sample {}: {}: expected {}, found {}", track_, index + 1, name,
+                                           expected, found));
+  }
+
+  const FileFindings& out_;
+  std::string track_;
+  bool reported_[kFieldCount] = {};
+};
+
+void checkTrack(SegmentContext& segment, const FragmentContent& content, const Track& track) {
+  const FileFindings& out = segment.out;
+  const std::vector<ExpectedSample> expected = expectSamples(track, content.tags);
+  const auto own = std::find_if(content.tracks->begin(), content.tracks->end(),
+                                [&track](const TrackFragment& fragment) { return fragment.trackId == track.id; });
+  const std::string name = toText(track.handler);
+  if (own == content.tracks->end()) {
+    if (!expected.empty()) out.damage(content.boxes.moof.offset, fmt::format("moof: no traf of the {} track", name));
+    return;
+  }
+  out.expect(own->offset, fmt::format("{} track: samples", name), expected.size(), own->samples.size());
+  if (!expected.empty()) {
+    segment.bases.add(out.file(), own->offset,
+                      expected.front().timestamp - static_cast<std::uint32_t>(own->decodeTime));
+    out.expect(own->offset, fmt::format("{} track: high half of the first sample's time", name), 0,
+               own->decodeTime >> 32);
+  }
+  TrackComparison(out, name).run(expected, own->samples);
+}
+
+}  // namespace
+
+std::vector<ExpectedSample> expectSamples(const Track& track, const std::vector<TagContent>& tags) {
+  std::vector<ExpectedSample> samples;
+  for (const TagContent& tag : tags) {
+    if (track.isHint()) {
+      samples.push_back({.timestamp = tag.place.timestamp,
+                         .offset = tag.place.offset,
+                         .size = static_cast<std::uint32_t>(tag.size()),
+                         .sync = true});
+    } else if (makesSampleOf(track, tag)) {
+      const ExpectedSample sample = expectMediaSample(track, tag);
+      // A sample of no bytes has no entry.
+      if (sample.size != 0) samples.push_back(sample);
+    }
+  }
+  return samples;
+}
+
+void correctTagTimes(const SegmentContext& segment, const std::vector<StoredSample>& told,
+                     std::vector<TagContent>& tags) {
+  const std::size_t count = std::min(told.size(), tags.size());
+  const auto base = [&](std::size_t i) {
+    return tags[i].place.timestamp - static_cast<std::uint32_t>(told[i].decodeTime);
+  };
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto before = i == 0 ? segment.bases.base() : base(i - 1);
+    if (!before || base(i) == *before) continue;
+    const bool isLast = i + 1 == count;
+    const bool restAgrees = isLast ? i > 0 && told[i].duration == told[i - 1].duration : base(i + 1) == *before;
+    if (!restAgrees) continue;
+    const std::uint32_t time = *before + static_cast<std::uint32_t>(told[i].decodeTime);
+    segment.out.expect(tags[i].place.offset + kTagTimeOffset, "tag: time", time, tags[i].place.timestamp);
+    tags[i].place.timestamp = time;
+  }
+}
+
+void checkSamples(SegmentContext& segment, const FragmentContent& content) {
+  for (const auto& track : segment.movie.tracks) checkTrack(segment, content, *track);
+}
+
+}  // namespace host

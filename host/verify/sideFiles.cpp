@@ -1,0 +1,88 @@
+#include "host/verify/sideFiles.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "host/errors.h"
+#include "host/files/Malformed.h"
+#include "host/files/smallFiles.h"
+#include "host/files/tracks.h"
+#include "util/bytes.h"
+
+namespace host {
+namespace {
+
+/// How a stream's description begins and ends: the AMF0 text "onMetaData", and the end of the array behind it.
+constexpr std::string_view kMetaBegin("\x02\x00\x0AonMetaData\x08", 14);
+constexpr std::string_view kMetaEnd("\x00\x00\x09", 3);
+
+bool hasProtectedTrack(const krvo::container::Movie& movie) {
+  return std::any_of(movie.tracks.begin(), movie.tracks.end(), [](const auto& track) { return isProtected(*track); });
+}
+
+void checkMeta(const RecordingContext& recording) {
+  const FileFindings out = recording.in(recording.directory.metaName());
+  if (!recording.directory.hasMeta) {
+    out.damage("missing");
+    return;
+  }
+  try {
+    const auto bytes = readSmallFile(recording.directory.pathOf(out.file()));
+    const auto begin = qvs::util::asBytes(kMetaBegin);
+    const auto [inBytes, inBegin] = std::mismatch(bytes.begin(), bytes.end(), begin.begin(), begin.end());
+    const auto end = qvs::util::asBytes(kMetaEnd);
+    if (inBegin != begin.end()) {
+      out.damage(static_cast<std::uint64_t>(inBytes - bytes.begin()), "expected the AMF0 text onMetaData and an array");
+    } else if (bytes.size() < begin.size() + end.size() || !std::equal(end.begin(), end.end(), bytes.end() - 3)) {
+      out.damage(bytes.size(), "expected the end of an AMF0 array");
+    }
+  } catch (const CommandError& error) {
+    out.damage(error.what());
+  }
+}
+
+}  // namespace
+
+std::optional<std::uint32_t> readBaseTime(const RecordingDirectory& directory, Findings& findings) {
+  if (!directory.hasControl) return std::nullopt;
+  const FileFindings out(findings, directory.controlName());
+  try {
+    return parseControl(readSmallFile(directory.pathOf(out.file())));
+  } catch (const Malformed& error) {
+    out.damage(error.offset(), error.what());
+  } catch (const CommandError& error) {
+    out.damage(error.what());
+  }
+  return std::nullopt;
+}
+
+void checkNames(const RecordingContext& recording) {
+  const RecordingDirectory& directory = recording.directory;
+  if (directory.renamed) {
+    recording.in(directory.bootstrapName())
+        .note("the directory has another name: an append to it would not find the recording");
+  }
+  for (const std::string& name : directory.temporary) recording.in(name).note("left over by an interruption");
+  for (const std::string& name : directory.foreign) recording.in(name).note("no file of the recording");
+}
+
+void checkSideFiles(const RecordingContext& recording, bool begun) {
+  const RecordingDirectory& directory = recording.directory;
+  if (!directory.hasControl) {
+    const auto base = recording.bases.base();
+    recording.in(directory.controlName())
+        .add(Severity::kRepairable, std::nullopt,
+             base ? fmt::format("missing: the base time is {}, by the fragments", *base) : "missing");
+  }
+  if (begun) checkMeta(recording);
+  if (hasProtectedTrack(recording.movie) != directory.hasDrmMeta) {
+    if (directory.hasDrmMeta) {
+      recording.in(directory.drmMetaName()).note("the recording is not protected");
+    } else {
+      recording.in(directory.drmMetaName()).damage("missing");
+    }
+  }
+}
+
+}  // namespace host

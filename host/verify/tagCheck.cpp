@@ -1,0 +1,151 @@
+#include "host/verify/tagCheck.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "host/files/tracks.h"
+#include "packaging/CodecBoxes.h"
+#include "packaging/tagCodec.h"
+#include "platform/container/SegmentError.h"
+#include "util/tagHeader.h"
+
+namespace host {
+
+using namespace qvs::util;
+using namespace ruvo::k2rpkgutil;
+using krvo::container::BoxSpan;
+using krvo::container::SegmentError;
+using krvo::container::StoredSample;
+using krvo::container::Track;
+
+namespace {
+
+/// Walks the tags of one `mdat`.
+class TagWalk {
+ public:
+  TagWalk(const SegmentContext& segment, const BoxSpan& mdat, const std::vector<StoredSample>& told)
+      : file_(segment.file), out_(segment.out), told_(told), offset_(mdat.payloadOffset()), end_(mdat.end()) {}
+
+  std::vector<TagContent> run() {
+    try {
+      while (offset_ < end_) step();
+    } catch (const SegmentError& error) {
+      out_.damage(error.offset(), error.fault());
+    }
+    return std::move(tags_);
+  }
+
+ private:
+  void step() {
+    const std::uint64_t own = tagSizeAt(file_, offset_, end_);
+    const std::size_t place = tags_.size();
+    std::uint64_t size = own;
+    if (place < told_.size() && told_[place].size != own) size = settle(own, told_[place]);
+    const TagContent tag = readTag(file_, offset_, size, end_);
+    out_.expect(tag.place.end() - kTagBackPointerSize, "tag: back pointer", size - kTagBackPointerSize,
+                tag.backPointer);
+    tags_.push_back(tag);
+    offset_ = tag.place.end();
+  }
+
+  /// Which of two sizes the back pointer agrees with. Throws SegmentError where that is neither.
+  std::uint64_t settle(std::uint64_t own, const StoredSample& sample) {
+    if (fits(sample.size)) {
+      out_.damage(offset_,
+                  fmt::format("tag: data size: expected {}, found {}", sample.size - kTagOverhead, own - kTagOverhead));
+      return sample.size;
+    }
+    if (!fits(own)) {
+      throw SegmentError(offset_,
+                         fmt::format("tag: {} bytes by its header, {} by its sample, and no back pointer behind "
+                                     "either; the rest of the mdat cannot be told apart",
+                                     own, sample.size));
+    }
+    out_.damage(sample.toldAt,
+                fmt::format("hint sample of the tag at {}: size: expected {}, found {}", offset_, own, sample.size));
+    return own;
+  }
+
+  bool fits(std::uint64_t size) {
+    if (size < kTagOverhead || size > end_ - offset_) return false;
+    ByteReader pointer(file_.view(offset_ + size - kTagBackPointerSize, kTagBackPointerSize));
+    return pointer.u32() == size - kTagBackPointerSize;
+  }
+
+  FileView& file_;
+  const FileFindings& out_;
+  const std::vector<StoredSample>& told_;
+  std::uint64_t offset_;
+  std::uint64_t end_;
+  std::vector<TagContent> tags_;
+};
+
+bool isTagType(std::uint8_t rawType) {
+  constexpr std::uint8_t kTypes[] = {kAudioTag, kVideoTag, kAmf3DataTag, kAmf0DataTag};
+  return std::any_of(std::begin(kTypes), std::end(kTypes),
+                     [rawType](std::uint8_t type) { return rawType == type || rawType == (type | kTagFilterBit); });
+}
+
+/// What a sequence header carries is what the track has in its sample entry.
+void checkConfiguration(const SegmentContext& segment, const TagContent& tag) {
+  const Track* const track = findTrack(segment.movie, tag.isVideo() ? "vide"_4cc : "soun"_4cc);
+  if (track == nullptr || track->descriptions.empty() || !tag.sampleOffset || tag.isProtected()) return;
+  const ByteBuffer header{std::span<const std::byte>(track->descriptions.front()->codecHeader)};
+  auto expected = tag.isVideo() ? findAvcCBox(header) : findAacConfig(header);
+  constexpr std::size_t kBoxHeader = 8;
+  if (tag.isVideo() && expected.size() >= kBoxHeader) expected = expected.subspan(kBoxHeader);
+  const std::uint64_t size = tag.place.dataSize - *tag.sampleOffset;
+  const std::uint64_t offset = tag.place.offset + kTagHeaderSize + *tag.sampleOffset;
+  const bool alike = size == expected.size() && size <= FileView::kWindow &&
+                     std::ranges::equal(segment.file.view(offset, expected.size()), expected);
+  if (!alike) segment.out.damage(offset, "sequence header: another configuration than that of its track");
+}
+
+void checkTag(const SegmentContext& segment, const TagContent& tag) {
+  const FileFindings& out = segment.out;
+  if (!isTagType(tag.place.rawType)) {
+    out.damage(tag.place.offset, fmt::format("tag: type: expected 8, 9, 15 or 18, found {}", tag.place.rawType));
+    return;
+  }
+  out.expect(tag.place.offset + kTagStreamIdOffset, "tag: stream id", 0, tag.streamId);
+  if (tag.place.dataSize == 0 || !tag.isRecordable()) {
+    out.damage(tag.place.offset + kTagHeaderSize,
+               fmt::format("tag: no codec of a recording: first data byte {}", tag.firstByte));
+    return;
+  }
+  if (!tag.sampleOffset)
+    out.damage(tag.place.offset + kTagHeaderSize, "tag: no whole filter fields of a protected tag");
+  if (tag.isSequenceHeader()) checkConfiguration(segment, tag);
+}
+
+}  // namespace
+
+std::vector<StoredSample> hintSamples(const SegmentContext& segment, const FragmentContent& content) {
+  const Track* const hint = findTrack(segment.movie, "hint"_4cc);
+  if (hint == nullptr || !content.tracks) return {};
+  const auto own = std::find_if(content.tracks->begin(), content.tracks->end(),
+                                [hint](const auto& track) { return track.trackId == hint->id; });
+  return own == content.tracks->end() ? std::vector<StoredSample>() : own->samples;
+}
+
+std::vector<TagContent> checkTags(const SegmentContext& segment, const BoxSpan& mdat,
+                                  const std::vector<StoredSample>& told) {
+  return TagWalk(segment, mdat, told).run();
+}
+
+void checkTagContents(const SegmentContext& segment, const std::vector<TagContent>& tags) {
+  for (const TagContent& tag : tags) checkTag(segment, tag);
+}
+
+void checkTagOrder(const SegmentContext& segment, const std::vector<TagContent>& tags) {
+  const auto back = std::adjacent_find(tags.begin(), tags.end(), [](const TagContent& before, const TagContent& after) {
+    return after.place.timestamp < before.place.timestamp;
+  });
+  if (back == tags.end()) return;
+  const TagContent& late = *(back + 1);
+  segment.out.damage(late.place.offset + kTagTimeOffset, fmt::format("tag: time: expected {} or later, found {}",
+                                                                     back->place.timestamp, late.place.timestamp));
+}
+
+}  // namespace host
