@@ -1,0 +1,128 @@
+// Segment files that are anything but: read as a tool does, and reopened as an append does. What can be reopened must
+// be written on, and then be reopened at what was written.
+//
+//     0  u64  position for the reopening
+//     8       the file
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "fuzz/fuzzing.h"
+#include "platform/container/SegmentReader.h"
+#include "platform/container/fragmentCheck.h"
+#include "tests/support/MemoryStream.h"
+#include "util/bytes.h"
+#include "wrappers/k2m/Writer.h"
+
+namespace {
+
+using namespace krvo;
+using container::Fragment;
+using container::SegmentError;
+using container::SegmentReader;
+using fuzz::require;
+using qvs::util::operator""_4cc;
+
+void readFragment(SegmentReader& reader, std::uint64_t position, std::optional<Fragment>& before) {
+  try {
+    Fragment fragment = reader.readFragment(position);
+    const auto tags = reader.readTags(fragment);
+    container::checkFragment(fragment, tags, reader.movie());
+    if (before) container::checkSequence(*before, fragment, reader.movie());
+    before = std::move(fragment);
+  } catch (const SegmentError& error) {
+    require(error.offset() <= reader.fileSize(), "a fault lies in the file");
+  }
+}
+
+void readAsTool(std::span<const std::byte> file) {
+  container::MemorySource source(file);
+  try {
+    SegmentReader reader(source);
+    std::optional<Fragment> before;
+    for (auto box = reader.boxAt(reader.firstFragment()); box; box = reader.boxAt(box->end())) {
+      if (box->type == "afra"_4cc) readFragment(reader, box->offset, before);
+      if (box->type == "mfra"_4cc) reader.readRandomAccess(*box);
+    }
+  } catch (const SegmentError& error) {
+    require(error.offset() <= file.size(), "a fault lies in the file");
+  }
+}
+
+class CarryOn final : public k2m::WarningHandler {
+ public:
+  std::uint32_t warning(std::uint32_t) override { return 1; }
+};
+
+/// Reads everything that an append asks of tracks. The hint track, where there is one.
+k2m::Track readTracks(const k2m::Writer& writer) {
+  k2m::Track hint;
+  for (const auto& track : writer.tracks()) {
+    track.entriesInfo();
+    track.sampleCount();
+    if (track.info().handlerType == "hint"_4cc) hint = track;
+    for (const auto& descriptor : track.sampleDescriptors()) {
+      require(descriptor.codecHeader().size() == descriptor.info().codecHeaderLength, "a codec header has its length");
+    }
+  }
+  return hint;
+}
+
+/// Reopens the file, and answers the end of a fragment added there. Throws k2m::Exception where it is refused.
+std::uint64_t addFragment(test::MemoryStream& stream, std::uint64_t position, std::uint64_t& added) {
+  constexpr std::byte kTag[15] = {std::byte{8}};
+  const k2m::Allocator allocator;
+  CarryOn warnings;
+  k2m::K2RWriter writer(stream, warnings, allocator, position);
+  const k2m::Track hint = readTracks(writer.k2mWriter());
+  added = writer.startFragment();
+  require(added <= stream.bytes.size(), "a fragment is added in the file");
+  writer.addAbst(kTag);
+  if (hint) {
+    auto info = k2m::makeRecord<K2MSampleInfo>();
+    info.length = sizeof(kTag);
+    info.timescale = 1000;
+    writer.addSampleWithAfra(hint, k2m::makeDataBuffer(kTag), info, true);
+  }
+  return writer.startFragment();
+}
+
+void appendTo(std::span<const std::byte> file, std::uint64_t position) {
+  test::MemoryStream stream(file);
+  std::uint64_t added = 0;
+  std::uint64_t end = 0;
+  try {
+    end = addFragment(stream, position, added);
+  } catch (const k2m::Exception& error) {
+    const auto status = error.status();
+    require(status == kKrvoMalformed || status == kKrvoTooLarge || status == kKrvoBadArgument, "a known status");
+    require(stream.references == 0, "the stream is released");
+    return;
+  }
+  std::uint64_t next = 0;
+  try {
+    addFragment(stream, added, next);
+  } catch (const k2m::Exception& error) {
+    require(error.status() == kKrvoTooLarge, "what was added is reopened, unless its numbers are at their end");
+    return;
+  }
+  require(next == end, "writing goes on behind what was added");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  qvs::util::ByteReader input(std::as_bytes(std::span(data, size)));
+  if (input.remaining() < 8) return 0;
+  const std::uint64_t position = input.u64();
+  const auto file = input.bytes(input.remaining());
+  readAsTool(file);
+  appendTo(file, 0);
+  appendTo(file, position);
+  return 0;
+}
