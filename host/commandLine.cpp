@@ -11,7 +11,7 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   ExitStatus status = ExitStatus::kOk;
   CLI::App app("Records media streams into fragmented segment files, and looks after such recordings.", "k2r");
   app.set_version_flag("--version", K2R_VERSION, "Print the version and exit");
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);  // A misspelt command is then refused by its name.
   app.footer("k2r COMMAND --help tells about one command.");
   addRecordCommand(app, status);
   addVerifyCommand(app, status);
@@ -19,6 +19,7 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   Log log(stderr);
   try {
     app.parse(argc, argv);
+    if (app.get_subcommands().empty()) throw UsageError("a command is needed; k2r --help lists them");
   } catch (const CLI::ParseError& stop) {
     // A request for help ends here, too, with success.
     return app.exit(stop) == 0 ? ExitStatus::kOk : ExitStatus::kBadUsage;

@@ -1,8 +1,8 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <map>
 #include <memory>
+#include <string>
 
 #include "host/RecordCommand.h"
 #include "host/commands.h"
@@ -20,12 +20,13 @@ Ctrl-C and SIGTERM end the input; the recording is finished as at its end.
 Exit status: 0 all well, 1 the recording could not be opened or INPUT not be read, 2 bad usage,
 3 the recording was finished but some messages were refused or other errors came up.)";
 
-/// Flags of the command line that are not options of the recording one by one.
+/// What the command line has in another form than the recording's options.
 struct Flags {
   bool append = false;
   bool overwrite = false;
   bool progress = false;
   bool quiet = false;
+  std::string durability = "device";
 };
 
 ProgressStyle progressStyle(const Flags& flags) {
@@ -34,17 +35,26 @@ ProgressStyle progressStyle(const Flags& flags) {
   return terminal ? ProgressStyle::kTerminal : ProgressStyle::kLines;
 }
 
+OpenMode openMode(const Flags& flags) {
+  if (flags.overwrite) return OpenMode::kOverwrite;
+  return flags.append ? OpenMode::kAppend : OpenMode::kNew;
+}
+
+// A description has its own line ends: the parser breaks no lines.
+
 void addInputOptions(CLI::App& command, RecordOptions& options) {
   command
       .add_option("INPUT", options.input,
-                  "What to record: a tag stream (told by its content), - for one on standard input, or anything else "
-                  "that libavformat opens: a file, a device, a URL (pipe:0 is standard input in any format)")
+                  "What to record: a tag stream (told by its content), - for one on\n"
+                  "standard input, or whatever else libavformat opens: a file, a device,\n"
+                  "a URL (pipe:0 is standard input in any format)")
+      ->type_name("")
       ->required();
   command
-      .add_option(
-          "--map", options.maps,
-          "Stream to record, at most one video and one audio: v, a, a:1 (the second audio stream), 2 (the stream "
-          "of this index), 0:v:0. Default: the best video and the audio that goes with it")
+      .add_option("--map", options.maps,
+                  "Stream to record, at most one video and one audio: v, a, a:1 (the second\n"
+                  "audio stream), 2 (the stream of that index), 0:v:0. May be given again.\n"
+                  "Default: the best video and the audio that goes with it")
       ->type_name("SPEC")
       ->allow_extra_args(false);
   command.add_flag("--realtime", options.realTime, "Take the messages no faster than their timestamps say");
@@ -52,10 +62,10 @@ void addInputOptions(CLI::App& command, RecordOptions& options) {
 
 void addOutputOptions(CLI::App& command, RecordOptions& options, Flags& flags) {
   command
-      .add_option(
-          "--out", options.directory,
-          "Directory of the recording; its name is that of the files in it. Made if missing, with those above it. "
-          "Without --append or --overwrite it has to be empty")
+      .add_option("--out", options.directory,
+                  "Directory of the recording; its name is that of the files in it. Made if\n"
+                  "missing, with those above it. Has to be empty without --append and\n"
+                  "--overwrite")
       ->type_name("DIR")
       ->required();
   auto* const append = command.add_flag("--append", flags.append, "Continue the recording in DIR, if there is one");
@@ -64,27 +74,34 @@ void addOutputOptions(CLI::App& command, RecordOptions& options, Flags& flags) {
                 "Replace the recording in DIR; a DIR that holds anything else is refused")
       ->excludes(append);
   command.add_flag("--no-stop", options.noStop, "Leave the recording as a crash would, without finishing it");
-  const std::map<std::string, Durability> durabilities = {{"device", Durability::kDevice},
-                                                          {"process", Durability::kProcess}};
   command
-      .add_option("--durability", options.durability,
-                  "What segment data outlive once written: device, a loss of power (default); process, the end of this "
-                  "program only, which is faster")
+      .add_option("--durability", flags.durability,
+                  "What segment data outlive once written: device, a loss of power\n"
+                  "(default); process, the end of this program only, which is faster")
       ->type_name("device|process")
-      ->transform(CLI::CheckedTransformer(durabilities).description(""));
+      ->check(CLI::IsMember({"device", "process"}).description(""));
 }
 
 void addSettingsOptions(CLI::App& command, RecordOptions& options) {
   command
       .add_option("--set", options.settings,
-                  "A setting by its whole key, such as Recording/FragmentDuration=2000 (milliseconds) or "
-                  "Recording/SegmentDuration=600000. May be given again; the last value of a key counts")
+                  "A setting by its whole key, such as Recording/FragmentDuration=2000\n"
+                  "(milliseconds) or Recording/SegmentDuration=600000. May be given again;\n"
+                  "the last value of a key counts")
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);
   command
       .add_option("--config", options.settingsFile,
-                  "File of settings, one KEY = VALUE a line, comments behind #. --set is stronger")
+                  "File of settings, one KEY = VALUE a line, comments behind #; --set is\n"
+                  "stronger")
       ->type_name("FILE");
+}
+
+void addProgressOptions(CLI::App& command, Flags& flags) {
+  auto* const progress = command.add_flag("--progress", flags.progress,
+                                          "Show time recorded, speed and size, also where standard error is no\n"
+                                          "terminal (there, a line each second)");
+  command.add_flag("--quiet", flags.quiet, "Show errors and warnings only")->excludes(progress);
 }
 
 }  // namespace
@@ -96,14 +113,11 @@ void addRecordCommand(CLI::App& app, ExitStatus& status) {
   addInputOptions(command, *options);
   addOutputOptions(command, *options, *flags);
   addSettingsOptions(command, *options);
-  auto* const progress = command.add_flag("--progress", flags->progress,
-                                          "Show time recorded, speed and size, also where standard error is "
-                                          "no terminal (there, a line each second)");
-  command.add_flag("--quiet", flags->quiet, "Show errors and warnings only")->excludes(progress);
+  addProgressOptions(command, *flags);
   command.footer(kFooter);
   command.callback([options, flags, &status] {
-    if (flags->append) options->mode = OpenMode::kAppend;
-    if (flags->overwrite) options->mode = OpenMode::kOverwrite;
+    options->mode = openMode(*flags);
+    options->durability = flags->durability == "process" ? Durability::kProcess : Durability::kDevice;
     options->progress = progressStyle(*flags);
     status = runRecord(*options);
   });

@@ -44,7 +44,10 @@ FormatContext openFormat(const std::string& input, const StopSignal& stop) {
   int error = avformat_open_input(&context, urlOf(input).c_str(), nullptr, nullptr);
   FormatContext format(context);
   if (error >= 0) error = avformat_find_stream_info(format.get(), nullptr);
-  if (error < 0) throw InputError(fmt::format("cannot open '{}': {}", input, avErrorText(error)));
+  if (error < 0) {
+    const std::string reason = stop.requested() ? "stopped before it was open" : avErrorText(error);
+    throw InputError(fmt::format("cannot open '{}': {}", input, reason));
+  }
   return format;
 }
 

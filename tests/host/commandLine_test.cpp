@@ -116,7 +116,7 @@ TEST_F(RecordCommandTest, AnswersByStatus) {
       {{"--out", "b"}, 2, "INPUT is required"},
       {{"in.mtg", "--out", "b", "--append", "--overwrite"}, 2, "excludes"},
       {{"in.mtg", "--out", "b", "--progress", "--quiet"}, 2, "excludes"},
-      {{"in.mtg", "--out", "b", "--durability", "none"}, 2, "none"},
+      {{"in.mtg", "--out", "b", "--durability", "none"}, 2, "none not in {device,process}"},
       {{"in.mtg", "--out", "b", "--set", "Recording/Nonsense=1"}, 2, "unknown setting 'Recording/Nonsense'"},
       {{"in.mtg", "--out", "b", "--set", "nonsense"}, 2, "not of the form KEY=VALUE"},
       {{"in.mtg", "--out", "b", "--config", "bad.conf"}, 2, "bad.conf:1: unknown setting"},
