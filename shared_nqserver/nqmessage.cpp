@@ -114,9 +114,10 @@ bool NQMessage::ensureLength(std::uint32_t length) {
   return true;
 }
 
-bool NQMessage::append(const std::byte* bytes, std::uint32_t count) {
+bool NQMessage::append(std::span<const std::byte> bytes) {
   const std::uint32_t oldLength = length();
-  if (count > qvs::util::kMaxTagDataSize - oldLength || !ensureLength(oldLength + count)) return false;
-  std::copy_n(bytes, count, data()->data() + oldLength);
+  if (bytes.size() > qvs::util::kMaxTagDataSize - oldLength) return false;
+  if (!ensureLength(oldLength + static_cast<std::uint32_t>(bytes.size()))) return false;
+  std::ranges::copy(bytes, data()->data() + oldLength);
   return true;
 }

@@ -123,7 +123,7 @@ class NQMessage : public qvs::SingleMessage {
   /// kMaxTagDataSize and where memory is short.
   bool ensureLength(std::uint32_t length);
   /// Puts bytes, not the message's own, behind the payload. False as above.
-  bool append(const std::byte* bytes, std::uint32_t count);
+  bool append(std::span<const std::byte> bytes);
 };
 
 using NQMessagePtr = NQPtr<NQMessage>;

@@ -16,7 +16,7 @@ NQMessagePtr messageOf(MessageKind kind, const char* payload) {
   const auto bytes = test::fromHex(payload);
   auto message = NQMessagePtr::make(0U);
   message->setType(kind);
-  message->append(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+  message->append(bytes);
   return message;
 }
 
@@ -122,7 +122,7 @@ TEST(NQMessage, CapacityIsTheSizeInFoursAndFourMore) {
 TEST(NQMessage, GrowsAndKeepsItsPayload) {
   const auto message = messageOf(MessageKind::kData, "01020304");
   EXPECT_EQ(message->data()->capacity(), 4U);
-  EXPECT_TRUE(message->append(util::asBytes("abcd").data(), 4));
+  EXPECT_TRUE(message->append(util::asBytes("abcd")));
   EXPECT_EQ(message->data()->capacity(), 12U);
   EXPECT_EQ(test::hex(message->payload()), "01020304 61626364");
   EXPECT_TRUE(message->ensureLength(5));
@@ -133,8 +133,7 @@ TEST(NQMessage, GrowsAndKeepsItsPayload) {
 TEST(NQMessage, RefusesMoreThanAHeaderCounts) {
   const auto message = messageOf(MessageKind::kData, "0102");
   EXPECT_FALSE(message->ensureLength(0x1000000));
-  EXPECT_FALSE(message->append(nullptr, 0xFFFFFFFF));
-  EXPECT_FALSE(message->append(nullptr, 0xFFFFFE));
+  EXPECT_FALSE(message->append(std::vector<std::byte>(0xFFFFFE)));
   EXPECT_EQ(test::hex(message->payload()), "0102");
   EXPECT_TRUE(message->ensureLength(0xFFFFFF));
   EXPECT_EQ(test::hex(message->payload().first(2)), "0102");
