@@ -1,0 +1,169 @@
+// AMF3, as it is read: what has members.
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "server/NQCSerializer.h"
+#include "server/memberNames.h"
+#include "server/serializerContexts.h"
+
+namespace {
+
+// The U29 in front of an object, from its low bit on (AMF 3 specification, 3.12). Cleared, each of the first two makes
+// the rest an index: of an object, of a class.
+constexpr std::uint32_t kInlineObject = 1;
+constexpr std::uint32_t kInlineClass = 2;
+constexpr std::uint32_t kExternalizableClass = 4;
+constexpr std::uint32_t kDynamicClass = 8;
+
+/// Bytes that a vector's element takes at least.
+std::uint32_t widthOf(Amf3Marker marker) {
+  switch (marker) {
+    case Amf3Marker::kVectorDouble:
+      return 8;
+    case Amf3Marker::kVectorObject:
+      return 1;
+    default:
+      return 4;
+  }
+}
+
+NQDataValue containerOf(const NQDataArrayPtr& array, Amf3Marker marker) {
+  auto value = NQDataValue::container(NQDataKind::kAvmPlusObjectType, array);
+  value.setSubKind(static_cast<std::uint8_t>(marker));
+  return value;
+}
+
+/// Room for what a count tells, up to the usual: counts within counts may all have told the same bytes.
+NQDataArrayPtr makeArray(std::size_t count) {
+  return NQDataArrayPtr::make(std::min(count, NQDataArray::kUsualRoom));
+}
+
+}  // namespace
+
+void NQCSerializer::readAMF3Array(NQDataValue& value) {
+  const auto count = readAMF3Head(Amf3Marker::kArray, value);
+  if (!count) return;
+  if (*count > remaining())
+    return reportError(position(), "while serializing the array atom,array length found greater than remaining bytes");
+  const auto array = makeArray(*count);
+  value = NQDataValue::container(NQDataKind::kArrayType, array);
+  within(array, Amf3Marker::kArray, [&] {
+    // The named members come first and are stored last.
+    const auto named = NQDataArrayPtr::make(0U);
+    readDynamic(*named);
+    for (std::uint32_t i = 0; i < *count && !errorFlag(); ++i) readMember(*array, makeText(std::to_string(i)));
+    for (std::size_t i = 0; i < named->size(); ++i) array->append(named->nameText(i), named->value(i));
+  });
+}
+
+void NQCSerializer::readAMF3Object(NQDataValue& value) {
+  const auto rest = readAMF3Head(Amf3Marker::kObject, value);
+  if (!rest) return;
+  const auto array = NQDataArrayPtr::make();
+  value = containerOf(array, Amf3Marker::kObject);
+  within(array, Amf3Marker::kObject, [&] { readObjectMembers(*rest << 1 | kInlineObject, *array); });
+}
+
+void NQCSerializer::readObjectMembers(std::uint32_t head, NQDataArray& array) {
+  constexpr char kCount[] = "While serializing the object atom, the property index count ";
+  const std::uint32_t count = head >> 4;
+  if (count > remaining())
+    return reportError(position(), kCount + std::to_string(count) + " is found greater than remaining bytes " +
+                                       std::to_string(remaining()));
+  if ((head & (kInlineClass | kExternalizableClass)) == (kInlineClass | kExternalizableClass))
+    return reportError(position(), std::string(kCount) + " externalizable flag is found on ( last 3 bits of value " +
+                                       std::to_string(head) + "). Server doesn't has support for IExternalizable yet.");
+  const ClassTraits* const traits = (head & kInlineClass) != 0 ? readTraits(head) : knownTraits(head >> 2);
+  if (traits == nullptr) return;
+  array.append(memberNames().constructor, NQDataValue::string(traits->name));
+  for (std::size_t i = 0; i < traits->members.size() && !errorFlag(); ++i) readMember(array, traits->members[i]);
+  if (traits->isDynamic && !errorFlag()) readDynamic(array);
+}
+
+const NQCSerializer::ClassTraits* NQCSerializer::readTraits(std::uint32_t head) {
+  ClassTraits traits{.isDynamic = (head & kDynamicClass) != 0, .name = readName(), .members = {}};
+  for (std::uint32_t i = 0; i < head >> 4 && !errorFlag(); ++i) traits.members.push_back(readName());
+  if (errorFlag()) return nullptr;
+  return &classTable_.emplace_back(std::move(traits));
+}
+
+const NQCSerializer::ClassTraits* NQCSerializer::knownTraits(std::uint32_t index) {
+  if (index < classTable_.size()) return &classTable_[index];
+  reportError(position(), "While serializing the object atom, class info index " + std::to_string(index) +
+                              " is found greater than class reference table size " +
+                              std::to_string(classTable_.size()));
+  return nullptr;
+}
+
+void NQCSerializer::readDynamic(NQDataArray& array) {
+  while (!errorFlag()) {
+    NQTextPtr name = readName();
+    if (!name) return;
+    readMember(array, std::move(name));
+  }
+}
+
+void NQCSerializer::readVector(Amf3Marker marker, NQDataValue& value) {
+  const auto count = readAMF3Head(marker, value);
+  if (!count) return;
+  const bool isFixed = readByte() != 0;
+  if (errorFlag()) return;
+  if (std::uint64_t{*count} * widthOf(marker) > remaining())
+    return reportError(position(),
+                       "while serializing the vector object atom,array length found greater than remaining bytes");
+  const auto array = makeArray(*count);
+  value = containerOf(array, marker);
+  within(array, marker, [&] {
+    array->append(memberNames().size, NQDataValue::number(*count));
+    array->append(memberNames().fixed, NQDataValue::boolean(isFixed));
+    if (marker == Amf3Marker::kVectorObject)
+      array->append(memberNames().closure, NQDataValue::string(readAMF3String()));
+    for (std::uint32_t i = 0; i < *count && !errorFlag(); ++i) readVectorElement(marker, *array);
+  });
+}
+
+void NQCSerializer::readVectorElement(Amf3Marker marker, NQDataArray& array) {
+  const NQTextPtr& name = memberNames().value;
+  switch (marker) {
+    case Amf3Marker::kVectorInt:
+      return array.append(name, NQDataValue::number(static_cast<std::int32_t>(readInt32())));
+    case Amf3Marker::kVectorUint:
+      return array.append(name, NQDataValue::number(readInt32()));
+    case Amf3Marker::kVectorDouble:
+      return array.append(name, NQDataValue::number(readDouble()));
+    default:
+      return readMember(array, name);
+  }
+}
+
+void NQCSerializer::readDictionary(NQDataValue& value) {
+  const auto count = readAMF3Head(Amf3Marker::kDictionary, value);
+  if (!count) return;
+  const bool isWeak = readByte() != 0;
+  if (errorFlag()) return;
+  if (std::uint64_t{*count} * 2 > remaining())
+    return reportError(position(),
+                       "while serializing the dictionary atom,array length found greater than remaining bytes");
+  const auto array = makeArray(*count);
+  value = containerOf(array, Amf3Marker::kDictionary);
+  within(array, Amf3Marker::kDictionary, [&] {
+    array->append(memberNames().size, NQDataValue::number(*count));
+    array->append(memberNames().weak, NQDataValue::boolean(isWeak));
+    for (std::uint32_t i = 0; i < *count && !errorFlag(); ++i) {
+      readMember(*array, memberNames().key);
+      if (!errorFlag()) readMember(*array, memberNames().value);
+    }
+  });
+}
+
+void NQCSerializer::readMember(NQDataArray& array, NQTextPtr name) {
+  NQDataValue value;
+  readAMF3(value);
+  if (!errorFlag()) array.append(std::move(name), std::move(value));
+}
+
+NQTextPtr NQCSerializer::readName() {
+  return inContext(context::kAmf3Name, [&] { return readAMF3String(); });
+}

@@ -1,0 +1,10 @@
+#include "server/objectClass.h"
+
+#include "server/memberNames.h"
+
+std::optional<NQTextPtr> classNameOf(const NQDataArray& object) {
+  const NQDataValue& first = object.value(0);
+  if (first.kind() != NQDataKind::kStringType || object.name(0) != memberNames().constructor->string())
+    return std::nullopt;
+  return first.text();
+}

@@ -1,0 +1,105 @@
+#include "tests/support/sameValue.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "shared_nqserver/NQDataArray.h"
+
+namespace test {
+namespace {
+
+NQDataKind kindOnceWritten(const NQDataValue& value, bool isInAMF3) {
+  switch (value.kind()) {
+    case NQDataKind::kStrictArrayType:
+      return NQDataKind::kArrayType;
+    case NQDataKind::kInt64Type:
+      return isInAMF3 ? NQDataKind::kUndefinedType : NQDataKind::kNumberType;
+    case NQDataKind::kObjectEndType:
+    case NQDataKind::kUnsupportedType:
+      return NQDataKind::kUndefinedType;
+    default:
+      return value.kind();
+  }
+}
+
+/// Goes through two graphs side by side. A pair of arrays that was met before is not gone into again.
+class Comparison {
+ public:
+  bool holds(const NQDataValue& written, const NQDataValue& read) {
+    compare(written, read, false);
+    while (isSame_ && !waiting_.empty()) {
+      const Pair next = waiting_.back();
+      waiting_.pop_back();
+      members(next);
+    }
+    return isSame_;
+  }
+
+ private:
+  struct Pair {
+    const NQDataArray* written;
+    const NQDataArray* read;
+    bool isStrict;
+    bool isInAMF3;
+  };
+
+  void members(const Pair& pair) {
+    isSame_ = isSame_ && pair.written->size() == pair.read->size();
+    for (std::size_t i = 0; isSame_ && i < pair.written->size(); ++i) {
+      isSame_ =
+          pair.isStrict ? pair.read->name(i).view() == std::to_string(i) : pair.written->name(i) == pair.read->name(i);
+      compare(pair.written->value(i), pair.read->value(i), pair.isInAMF3);
+    }
+  }
+
+  void compare(const NQDataValue& written, const NQDataValue& read, bool isInAMF3) {
+    isInAMF3 = isInAMF3 || written.kind() == NQDataKind::kAvmPlusObjectType;
+    isSame_ = isSame_ && kindOnceWritten(written, isInAMF3) == read.kind() && sameContent(written, read);
+    if (!isSame_ || read.array() == nullptr) return;
+    if (met_.insert({written.array(), read.array()}).second)
+      waiting_.push_back({written.array(), read.array(), written.kind() == NQDataKind::kStrictArrayType, isInAMF3});
+  }
+
+  static bool sameContent(const NQDataValue& written, const NQDataValue& read) {
+    switch (read.kind()) {
+      case NQDataKind::kNumberType:
+        return sameBits(written.toDouble(), read.toDouble());
+      case NQDataKind::kDateType:
+        return sameBits(written.milliseconds(), read.milliseconds()) && written.zone() == read.zone();
+      case NQDataKind::kBoolType:
+        return written.isTrue() == read.isTrue();
+      case NQDataKind::kStringType:
+        return written.toString() == read.toString();
+      case NQDataKind::kXMLType:
+        return written.toString() == read.toString() && written.subKind() == read.subKind();
+      case NQDataKind::kBlobType:
+        return std::ranges::equal(written.blob(), read.blob());
+      case NQDataKind::kAvmPlusObjectType:
+        return written.subKind() == read.subKind();
+      default:
+        return true;
+    }
+  }
+
+  /// Not-a-number included.
+  static bool sameBits(double a, double b) {
+    return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+  }
+
+  bool isSame_ = true;
+  std::vector<Pair> waiting_;
+  std::set<std::pair<const NQDataArray*, const NQDataArray*>> met_;
+};
+
+}  // namespace
+
+bool sameValue(const NQDataValue& written, const NQDataValue& read) {
+  return Comparison().holds(written, read);
+}
+
+}  // namespace test
