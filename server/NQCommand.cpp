@@ -18,13 +18,12 @@ NQCommand::NQCommand() : transactionId_(NQDataValue::number(0)), commandObject_(
 
 NQCommand::NQCommand(const qvs::SingleMessagePtr& message, bool rethrow)
     : NQCSerializer(message, rethrow), rethrow_(rethrow) {
-  parse(message->kind());
+  parse(message->kind(), false);
 }
 
 NQCommand::NQCommand(MessageKind kind, std::span<const std::byte> payload, bool rethrow)
     : NQCSerializer(payload, rethrow), rethrow_(rethrow) {
-  const bool isEx = kind == MessageKind::kCommandEx || kind == MessageKind::kDataEx;
-  if (!isEx || readByte() == 0) parse(kind);
+  parse(kind, kind == MessageKind::kCommandEx || kind == MessageKind::kDataEx);
 }
 
 NQCommand::NQCommand(const NQCommand& other)
@@ -100,10 +99,10 @@ NQMessagePtr NQCommand::toMessage(MessageKind kind, MessageKind kindEx,
   return message;
 }
 
-void NQCommand::parse(MessageKind kind) {
+void NQCommand::parse(MessageKind kind, bool startsWithEncoding) {
   auto stage = Stage::kNothing;
   try {
-    readParts(kind, stage);
+    if (!startsWithEncoding || readByte() == 0) readParts(kind, stage);
   } catch (const NQBreakConnection&) {
     logFailure(kind, stage);
     if (rethrow_) throw;
@@ -127,8 +126,16 @@ void NQCommand::readParts(MessageKind kind, Stage& stage) {
     transactionId_ = NQDataValue::number(0);
   }
   stage = Stage::kCommandObject;
-  for (NQDataValue argument; readPart(argument); argument.clear()) arguments_.push_back(argument);
+  readArguments();
   stage = Stage::kAll;
+}
+
+void NQCommand::readArguments() {
+  while (true) {
+    NQDataValue argument;
+    if (!readPart(argument)) return;
+    addArgument(std::move(argument));
+  }
 }
 
 bool NQCommand::readPart(NQDataValue& part) {

@@ -66,8 +66,10 @@ class NQCommand final : public NQCSerializer {
   /// How far the reading of a payload has come.
   enum class Stage { kNothing, kName, kTransactionId, kCommandObject, kAll };
 
-  void parse(qvs::MessageKind kind);
+  /// `startsWithEncoding`: a byte that is to be zero comes first.
+  void parse(qvs::MessageKind kind, bool startsWithEncoding);
   void readParts(qvs::MessageKind kind, Stage& stage);
+  void readArguments();
   /// Reads a value, which a fault leaves as it was. False on a fault, and at the end of the payload.
   bool readPart(NQDataValue& part);
   void logFailure(qvs::MessageKind kind, Stage stage);
