@@ -1,0 +1,186 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/ScriptCodec.h"
+#include "tests/support/hex.h"
+
+namespace {
+
+constexpr std::uint8_t kAMF3 = 3;
+
+using test::dumpOf;
+using test::fromHex;
+using test::hex;
+
+std::string writtenHex(const NQDataValue& value) {
+  return hex(test::writeScript(std::span(&value, 1), kAMF3));
+}
+
+/// A value as AMF3 has it: within an array, as AMF0 has forms of its own for what stands alone.
+NQDataValue inArray(const char* value) {
+  return test::readScript(fromHex(std::string("11 09 03 01") + value))[0];
+}
+
+// Each marker of AMF3 (AMF 3 specification, 3.1).
+TEST(AMF3, ReadsEachMarkerAndWritesIt) {
+  const struct {
+    const char* image;
+    const char* dump;
+    /// Null where it is the image.
+    const char* writtenBack;
+  } rows[] = {
+      {"00", " kUndefinedType", nullptr},
+      {"01", " kNullType", nullptr},
+      {"02", " kboolType false", nullptr},
+      {"03", " kboolType true", nullptr},
+      {"04 7f", " kNumberType 127", nullptr},
+      {"04 8100", " kNumberType 128", nullptr},
+      {"04 ffffffff", " kNumberType -1", nullptr},
+      {"04 bfffffff", " kNumberType 268435455", nullptr},
+      {"04 c0808000", " kNumberType -268435456", nullptr},
+      {"05 3ff0000000000000", " kNumberType 1", nullptr},
+      {"06 07 616263", " kStringType \"abc\"", nullptr},
+      {"06 01", " kStringType \"\"", nullptr},
+      {"07 05 6162", " kXMLType", nullptr},
+      {"08 01 4276f68212400000", " kDateType", nullptr},
+      {"09 03 01 01", " kArrayType ( 0= kNullType )", nullptr},
+      {"09 05 0361 03 01 04 07 02", " kArrayType ( 0= kNumberType 7, 1= kboolType false, a= kboolType true )", nullptr},
+      {"0a 0b 01 0361 01 01", " kAvmPlusObjectType ( constructor= kStringType \"\", a= kNullType )", nullptr},
+      {"0a 23 03 43 03 61 05 6263 01 03",
+       " kAvmPlusObjectType ( constructor= kStringType \"C\", a= kNullType, bc= kboolType true )", nullptr},
+      {"0a 1b 03 43 03 61 01 03 64 03 01",
+       " kAvmPlusObjectType ( constructor= kStringType \"C\", a= kNullType, d= kboolType true )",
+       "0a 23 03 43 03 61 03 64 01 03"},
+      {"0a 13 01 01 03", " kAvmPlusObjectType ( constructor= kStringType \"\", = kboolType true )", nullptr},
+      {"0b 05 6162", " kXMLType", nullptr},
+      {"0c 05 0102", " kBlobType", nullptr},
+      {"0d 05 01 00000001 ffffffff",
+       " kAvmPlusObjectType ( size= kNumberType 2, fixed= kboolType true, value= kNumberType 1, value= kNumberType -1 "
+       ")",
+       nullptr},
+      {"0e 03 00 ffffffff",
+       " kAvmPlusObjectType ( size= kNumberType 1, fixed= kboolType false, value= kNumberType 4294967295 )", nullptr},
+      {"0f 03 00 c000000000000000",
+       " kAvmPlusObjectType ( size= kNumberType 1, fixed= kboolType false, value= kNumberType -2 )", nullptr},
+      {"10 03 00 03 43 06 03 61",
+       " kAvmPlusObjectType ( size= kNumberType 1, fixed= kboolType false, closure= kStringType \"C\", "
+       "value= kStringType \"a\" )",
+       nullptr},
+      {"11 03 01 06 03 6b 04 01",
+       " kAvmPlusObjectType ( size= kNumberType 1, weak= kboolType true, key= kStringType \"k\", value= kNumberType 1 "
+       ")",
+       nullptr},
+      {"12", " kUndefinedType", "00"},
+      {"ff", " kUndefinedType", "00"},
+  };
+  for (const auto& row : rows) {
+    const auto array = inArray(row.image);
+    EXPECT_EQ(dumpOf(array.array()->value(0)), row.dump) << row.image;
+    const std::string back = row.writtenBack != nullptr ? row.writtenBack : row.image;
+    EXPECT_EQ(writtenHex(array), hex(fromHex("11 09 03 01" + back))) << row.image;
+  }
+}
+
+TEST(AMF3, WritesTheMarkerThatTheValueAsksFor) {
+  const auto object = NQDataArrayPtr::make();
+  object->append(makeText("a"), NQDataValue::null());
+  const auto strict = NQDataArrayPtr::make();
+  strict->append({}, NQDataValue::null());
+  auto xml = NQDataValue::xml(makeText("x"));
+  const auto memory = NQMemoryPtr::make(4U);
+  std::fill_n(memory->data(), 4, std::byte{7});
+  const struct {
+    NQDataValue value;
+    const char* image;
+  } rows[] = {
+      {NQDataValue::number(1), "04 01"},
+      {NQDataValue::number(-0.0), "05 8000000000000000"},
+      {NQDataValue::number(268435456), "05 41b0000000000000"},
+      {NQDataValue::number(0.5), "05 3fe0000000000000"},
+      {NQDataValue::container(NQDataKind::kObjectType, object), "0a 0b 01 03 61 01 01"},
+      {NQDataValue::container(NQDataKind::kTypedObjectType, object), "0a 0b 01 03 61 01 01"},
+      {NQDataValue::container(NQDataKind::kStrictArrayType, strict), "09 03 01 01"},
+      {NQDataValue::container(NQDataKind::kArrayType, object), "09 01 03 61 01 01"},
+      {xml, "07 03 78"},
+      {NQDataValue::blob(memory, 1, 3), "0c 05 0707"},
+      {NQDataValue::int64(5), "00"},
+      {NQDataValue::bare(NQDataKind::kMovieClipType), "00"},
+  };
+  for (const auto& row : rows) {
+    const auto array = NQDataArrayPtr::make();
+    array->append(makeText("0"), row.value);
+    EXPECT_EQ(writtenHex(NQDataValue::container(NQDataKind::kArrayType, array)),
+              hex(fromHex(std::string("11 09 03 01") + row.image)));
+  }
+}
+
+TEST(AMF3, ReferencesGoToWhatCameBefore) {
+  const struct {
+    const char* what;
+    const char* image;
+    const char* dump;
+  } rows[] = {
+      {"string", "09 05 01 06 03 61 06 00", " kArrayType ( 0= kStringType \"a\", 1= kStringType \"a\" )"},
+      {"empty strings are not counted", "09 07 01 06 01 06 03 61 06 00",
+       " kArrayType ( 0= kStringType \"\", 1= kStringType \"a\", 2= kStringType \"a\" )"},
+      {"XML text is no string", "09 07 01 07 03 78 06 03 61 06 00",
+       " kArrayType ( 0= kXMLType, 1= kStringType \"a\", 2= kStringType \"a\" )"},
+      {"array", "09 05 01 09 03 01 01 09 02",
+       " kArrayType ( 0= kArrayType ( 0= kNullType ), 1= kArrayType ( 0= kNullType ) )"},
+      {"object", "09 05 01 0a 0b 01 01 0a 02",
+       " kArrayType ( 0= kAvmPlusObjectType ( constructor= kStringType \"\" ), "
+       "1= kAvmPlusObjectType ( constructor= kStringType \"\" ) )"},
+      {"class", "09 05 01 0a 13 03 43 03 61 01 0a 01 03",
+       " kArrayType ( 0= kAvmPlusObjectType ( constructor= kStringType \"C\", a= kNullType ), "
+       "1= kAvmPlusObjectType ( constructor= kStringType \"C\", a= kboolType true ) )"},
+      {"vector", "09 05 01 0d 01 00 0d 02",
+       " kArrayType ( 0= kAvmPlusObjectType ( size= kNumberType 0, fixed= kboolType false ), "
+       "1= kAvmPlusObjectType ( size= kNumberType 0, fixed= kboolType false ) )"},
+      {"date", "09 05 01 08 01 4276f68212400000 08 02", " kArrayType ( 0= kDateType, 1= kDateType )"},
+      {"XML", "09 05 01 0b 03 78 0b 02", " kArrayType ( 0= kXMLType, 1= kXMLType )"},
+      {"bytes", "09 05 01 0c 03 78 0c 02", " kArrayType ( 0= kBlobType, 1= kBlobType )"},
+      {"the array itself", "09 03 01 09 00", " kArrayType ( 0= kArrayType ( ... ) )"},
+      {"what another marker brought", "09 05 01 0c 03 78 08 02", " kArrayType ( 0= kBlobType, 1= kUndefinedType )"},
+      {"XML of the other kind", "09 05 01 0b 03 78 07 02", " kArrayType ( 0= kXMLType, 1= kUndefinedType )"},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(dumpOf(test::readScript(fromHex(std::string("11") + row.image))[0]), row.dump) << row.what;
+}
+
+TEST(AMF3, RepeatedStringsAndObjectsAreWrittenAsReferences) {
+  const char* const image = "11 09 07 03 61 06 00 01 0a 0b 01 00 06 00 01 0a 02 06 00";
+  EXPECT_EQ(writtenHex(test::readScript(fromHex(image))[0]), hex(fromHex(image)));
+}
+
+TEST(AMF3, ReferencesSpanTheValuesOfAPayload) {
+  const auto values = test::readScript(fromHex("11 0a 0b 01 03 61 01 01 11 0a 00 07 0000"));
+  ASSERT_EQ(values.size(), 3U);
+  EXPECT_EQ(values[0].array(), values[1].array());
+  EXPECT_EQ(values[2].array(), values[0].array());
+  EXPECT_EQ(values[2].kind(), NQDataKind::kArrayType);
+}
+
+TEST(AMF3, ClearedTablesAreReferredToNoMore) {
+  const auto image = fromHex("11 09 01 03 61 01 01 11 06 00");
+  test::ScriptCodec codec(image);
+  NQDataValue value;
+  codec.readValue(value);
+  codec.clearTables();
+  EXPECT_THROW(codec.readValue(value), NQBreakConnection);
+}
+
+TEST(AMF3, AnArrayWrittenInBothFormatsIsNotMistakenForTheOther) {
+  const auto array = NQDataArrayPtr::make();
+  array->append(makeText("a"), NQDataValue::number(1));
+  const auto object = NQDataArrayPtr::make();
+  object->append(makeText("constructor"), NQDataValue::string(""));
+  object->append(makeText("b"), NQDataValue::container(NQDataKind::kArrayType, array));
+  const NQDataValue values[] = {NQDataValue::container(NQDataKind::kArrayType, array),
+                                NQDataValue::container(NQDataKind::kAvmPlusObjectType, object)};
+  const auto back = test::readScript(test::writeScript(values));
+  EXPECT_EQ(dumpOf(back[1].array()->value(1)), " kArrayType ( a= kNumberType 1 )");
+}
+
+}  // namespace

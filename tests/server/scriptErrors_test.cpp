@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/ScriptCodec.h"
+#include "tests/support/hex.h"
+
+namespace {
+
+using test::fromHex;
+
+using Lines = std::vector<std::string>;
+
+/// The error log of a payload that is refused.
+Lines logOf(const std::string& image) {
+  const auto bytes = fromHex(image);
+  test::ScriptCodec codec(bytes);
+  NQDataValue value;
+  try {
+    codec.readValue(value);
+    ADD_FAILURE() << "taken: " << image;
+  } catch (const NQBreakConnection& broken) {
+    EXPECT_EQ(broken.code(), 0xC0000405U);
+  }
+  return codec.errorLog();
+}
+
+TEST(ScriptErrors, LogTellsWhereWhatAndTheWayOut) {
+  const Lines expected = {
+      "Error occured in serializing message buffer at position 5:\n"
+      "Message Buffer: (03 00 01 a 00 ? F0 )",
+      "Message data is not complete",
+      "while reading number type",
+      "while processing script variable",
+      "while processing object data type",
+      "while processing script variable",
+  };
+  EXPECT_EQ(logOf("03 0001 61 00 3ff0"), expected);
+}
+
+TEST(ScriptErrors, EachHasItsText) {
+  const struct {
+    const char* image;
+    const char* text;
+    const char* context;
+  } rows[] = {
+      {"", "Message data is not complete", "while processing script variable"},
+      {"01", "Message data is not complete", "while reading boolean type"},
+      {"22 00", "Message data is not complete", "while reading 64 bit integer type"},
+      {"07 00", "Message data is not complete", "while processing reference type"},
+      {"0b 0000000000000000 00", "Message data is not complete", "while processing date type"},
+      {"08 0000", "Message data is not complete", "while processing array type"},
+      {"02 0004 616263", "Length of string 4 is found greater than remaining bytes. Message data is not complete",
+       "while processing string type"},
+      {"0f ffffffff 61",
+       "Length of string 4294967295 is found greater than remaining bytes. Message data is not complete",
+       "while processing xml type"},
+      {"20 00000002 61", "Length of data 2 is found greater than remaining bytes. Message data is not complete",
+       "while processing blob data type"},
+      {"0a 00000003 0505", "while serializing the array length,length of array is found longer than remaining bytes",
+       "while processing strict array type"},
+      {"11", "Message data is not complete", "while processing AMF3 object data type"},
+      {"11 04 ff", "Message data is not complete", "while processing integer data atom"},
+      {"11 05 ff", "Message data is not complete", "while processing double data atom"},
+      {"11 06 04",
+       "While reading the AMF3 string, index of string 2 is found greater than sting reference table length 0",
+       "while processing string data atom"},
+      {"11 06 07 61", "Length of string 3 is found greater than remaining bytes. Message data is not complete",
+       "while processing string data atom"},
+      {"11 07 07 61", "While reading the XML string, length 3 of string is found greater than remaining bytes",
+       "while processing XML data atom"},
+      {"11 0b 02", "While serializing the XML atom, the object index 1 is found greater than refTable size 0",
+       "while processing XML data atom"},
+      {"11 08 02", "While serializing the date atom, the object index 1 is found greater than refTable size 0",
+       "while processing date atom"},
+      {"11 09 02", "While serializing the array atom, the object index 1 is found greater than refTable size 0",
+       "while processing array atom"},
+      {"11 09 07 0101", "while serializing the array atom,array length found greater than remaining bytes",
+       "while processing array atom"},
+      {"11 0c 02", "While serializing the byte array atom, the object index 1 is found greater than refTable size 0",
+       "while processing byte array"},
+      {"11 0c 05 01", "while serializing the byte array atom,length of data is found greater than remaining bytes\n",
+       "while processing byte array"},
+      {"11 0a 02",
+       "While reading the object from reference table, the object index 1 is found greater than refTable size 0",
+       "while processing object atom"},
+      {"11 0a 33 01",
+       "While serializing the object atom, the property index count 3 is found greater than remaining bytes 1",
+       "while processing object atom"},
+      {"11 0a 07 01",
+       "While serializing the object atom, the property index count  externalizable flag is found on ( last 3 bits of "
+       "value 7). Server doesn't has support for IExternalizable yet.",
+       "while processing object atom"},
+      {"11 0a 05 01",
+       "While serializing the object atom, class info index 1 is found greater than class reference table size 0",
+       "while processing object atom"},
+      {"11 0a 0b 04",
+       "While reading the AMF3 string, index of string 2 is found greater than sting reference table length 0",
+       "while processing name"},
+      {"11 0d 05 00 00000000",
+       "while serializing the vector object atom,array length found greater than remaining bytes",
+       "while processing vector object atom"},
+      {"11 10 83ffffff 00 01",
+       "while serializing the vector object atom,array length found greater than remaining bytes",
+       "while processing vector object atom"},
+      {"11 11 05 00 000000", "while serializing the dictionary atom,array length found greater than remaining bytes",
+       "while processing dictionary atom"},
+      {"11 11 02",
+       "While reading the object from reference table, the object index 1 is found greater than refTable size 0",
+       "while processing dictionary atom"},
+  };
+  for (const auto& row : rows) {
+    const Lines log = logOf(row.image);
+    ASSERT_GE(log.size(), 3U) << row.image;
+    EXPECT_EQ(log[1], row.text) << row.image;
+    EXPECT_EQ(log[2], row.context) << row.image;
+  }
+}
+
+TEST(ScriptErrors, StringsAreRefusedAtTheirLength) {
+  EXPECT_EQ(logOf("02 0004 616263")[0].substr(0, 67),
+            "Error occured in serializing message buffer at position 0:\nMessage ");
+  EXPECT_EQ(logOf("0c 00000004 616263")[0].substr(0, 67),
+            "Error occured in serializing message buffer at position 1:\nMessage ");
+}
+
+TEST(ScriptErrors, UnknownMarkersThrowInEveryMode) {
+  for (const char* image : {"0e", "12", "1f", "21", "23", "ff"}) {
+    const auto bytes = fromHex(image);
+    test::ScriptCodec codec(bytes, false);
+    NQDataValue value;
+    EXPECT_THROW(codec.readValue(value), NQBreakConnection) << image;
+    EXPECT_EQ(codec.errorLog(), Lines{"while processing script variable"}) << image;
+  }
+}
+
+TEST(ScriptErrors, WithoutThrowingTheFirstOneEndsTheReading) {
+  const auto bytes = fromHex("08 00000000 0001 61 05 0001 62 03 0001 63 11 09 05 01 0a 0b 01 03 64 05 00");
+  test::ScriptCodec codec(bytes, false);
+  NQDataValue value;
+  EXPECT_EQ(codec.readValue(value), 9);
+  EXPECT_TRUE(codec.errorFlag());
+  EXPECT_EQ(codec.remaining(), 0U);
+  EXPECT_EQ(codec.flushes, 1);
+  EXPECT_EQ(test::dumpOf(value), " kArrayType ( a= kNullType )");
+  EXPECT_EQ(codec.readValue(value), 9);
+}
+
+}  // namespace
