@@ -101,6 +101,7 @@ void AvInput::readPacket() {
   }
   if (error < 0) {
     ended_ = true;
+    for (std::size_t track = 0; track < tracks_.size(); ++track) schedule(track, tracks_[track].leading.flush());
     if (error != AVERROR_EOF && !stop_.requested()) {
       failure_ = fmt::format("cannot read '{}' any further: {}", format_->url, avErrorText(error));
     }
@@ -117,7 +118,13 @@ void AvInput::queue(std::size_t track, Packet packet) {
                         .duration = packet->duration,
                         .timeBase = format_->streams[tracks_[track].streamIndex]->time_base};
   if (!tracks_[track].converter->prepare(*packet)) return;
-  interleaver_.push({.track = track, .times = timeline_.map(track, raw), .packet = std::move(packet)});
+  schedule(track, tracks_[track].leading.push({.times = raw, .packet = std::move(packet)}));
+}
+
+void AvInput::schedule(std::size_t track, std::vector<RawFrame> frames) {
+  for (RawFrame& frame : frames) {
+    interleaver_.push({.track = track, .times = timeline_.map(track, frame.times), .packet = std::move(frame.packet)});
+  }
 }
 
 void AvInput::emit(const QueuedFrame& frame) {

@@ -12,6 +12,7 @@
 #include "host/input/AvTrack.h"
 #include "host/input/Input.h"
 #include "host/input/Interleaver.h"
+#include "host/input/LeadingFrames.h"
 #include "host/input/Timeline.h"
 #include "host/input/avObjects.h"
 #include "host/input/streamChoice.h"
@@ -38,6 +39,7 @@ class AvInput : public Input {
   struct Track {
     int streamIndex;
     std::unique_ptr<AvTrack> converter;
+    LeadingFrames leading = {};
     bool announced = false;
   };
 
@@ -45,6 +47,7 @@ class AvInput : public Input {
   /// Takes one packet, or notes the end.
   void readPacket();
   void queue(std::size_t track, Packet packet);
+  void schedule(std::size_t track, std::vector<RawFrame> frames);
   void emit(const QueuedFrame& frame);
   /// Sequence headers of the tracks that have theirs and have not sent it.
   void announceTracks(std::uint32_t timeMs);
