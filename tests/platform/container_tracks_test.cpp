@@ -215,14 +215,14 @@ TEST(Tracks, AreRefusedWithWhatMeansNothing) {
     change(info);
     return statusOf([&] { writer.addTrack(info, makeRecord<K2MEntriesInfo>(), "name"); });
   };
-  EXPECT_EQ(add([](auto& info) { info.size = 71; }), kKrvoBadArgument);
-  EXPECT_EQ(add([](auto& info) { info.timescale = 0; }), kKrvoBadArgument);
-  EXPECT_EQ(add([](auto& info) { info.flags = 0x1000000; }), kKrvoBadArgument);
-  EXPECT_EQ(add([](auto& info) { info.handlerType = "hint"_4cc; }), kKrvoBadArgument);
-  EXPECT_EQ(add([](auto& info) { info.handlerType = "text"_4cc; }), kKrvoBadArgument);
-  EXPECT_EQ(add([](auto& info) { info.language[1] = 'N'; }), kKrvoBadArgument);
-  EXPECT_EQ(add([](auto& info) { info.created.size = 10; }), kKrvoBadArgument);
-  EXPECT_EQ(add([](auto& info) { info.created.year = 1903; }), kKrvoBadDate);
+  EXPECT_EQ(add([](K2MTrackInfo& info) { info.size = 71; }), kKrvoBadArgument);
+  EXPECT_EQ(add([](K2MTrackInfo& info) { info.timescale = 0; }), kKrvoBadArgument);
+  EXPECT_EQ(add([](K2MTrackInfo& info) { info.flags = 0x1000000; }), kKrvoBadArgument);
+  EXPECT_EQ(add([](K2MTrackInfo& info) { info.handlerType = "hint"_4cc; }), kKrvoBadArgument);
+  EXPECT_EQ(add([](K2MTrackInfo& info) { info.handlerType = "text"_4cc; }), kKrvoBadArgument);
+  EXPECT_EQ(add([](K2MTrackInfo& info) { info.language[1] = 'N'; }), kKrvoBadArgument);
+  EXPECT_EQ(add([](K2MTrackInfo& info) { info.created.size = 10; }), kKrvoBadArgument);
+  EXPECT_EQ(add([](K2MTrackInfo& info) { info.created.year = 1903; }), kKrvoBadDate);
   EXPECT_EQ(writer.tracks().size(), 1U);
 
   auto description = makeRecord<K2MAudioDescriptorInfo>();
