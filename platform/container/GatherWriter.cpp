@@ -67,20 +67,21 @@ void GatherWriter::clear() noexcept {
 }
 
 void GatherWriter::chooseDirectRuns() {
-  for (Run& run : runs_) {
+  for (std::size_t i = 0; i < runs_.size(); ++i) {
     // One that fills a chunk alone never adds a write worth a copy.
-    run.direct = run.bytes.size() >= StagingBuffer::kCapacity;
-    if (!run.direct && run.bytes.size() >= kMinDirectBytes) candidates_.push_back(&run);
+    runs_[i].direct = runs_[i].bytes.size() >= StagingBuffer::kCapacity;
+    if (!runs_[i].direct && runs_[i].bytes.size() >= kMinDirectBytes) candidates_.push_back(i);
   }
   const std::size_t tries = std::min(candidates_.size(), kWriteBudget);
   std::partial_sort(candidates_.begin(), candidates_.begin() + static_cast<std::ptrdiff_t>(tries), candidates_.end(),
-                    [](const Run* a, const Run* b) { return a->bytes.size() > b->bytes.size(); });
+                    [this](std::size_t a, std::size_t b) { return runs_[a].bytes.size() > runs_[b].bytes.size(); });
   std::size_t writes = writeCount();
   for (std::size_t i = 0; i < tries; ++i) {
-    candidates_[i]->direct = true;
+    Run& candidate = runs_[candidates_[i]];
+    candidate.direct = true;
     const std::size_t withIt = writeCount();
-    candidates_[i]->direct = withIt <= std::max(writes, kWriteBudget);
-    if (candidates_[i]->direct) writes = withIt;
+    candidate.direct = withIt <= std::max(writes, kWriteBudget);
+    if (candidate.direct) writes = withIt;
   }
 }
 

@@ -39,7 +39,8 @@ class GatherWriter {
   std::size_t writeCount() const;
 
   std::vector<Run> runs_;
-  std::vector<Run*> candidates_;
+  /// Places in `runs_`.
+  std::vector<std::size_t> candidates_;
   StagingBuffer staging_;
 };
 

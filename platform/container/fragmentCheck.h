@@ -15,8 +15,8 @@ std::vector<SegmentError> checkFragment(const Fragment& fragment, const std::vec
                                         const Movie& movie);
 
 /// What a fragment contradicts in the one before it: its sequence number is the next one, and no track goes back behind
-/// the last sample that it had there; the hint track, whose tags need not be in the order of their times, not behind its
-/// first.
+/// the last sample that it had there; the hint track, whose tags need not be in the order of their times, not behind
+/// its first.
 std::vector<SegmentError> checkSequence(const Fragment& before, const Fragment& after, const Movie& movie);
 
 }  // namespace krvo::container

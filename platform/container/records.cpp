@@ -54,7 +54,7 @@ Movie makeMovie(const K2MDocInfo& info) {
 
 std::shared_ptr<Track> makeTrack(const K2MTrackInfo& info, const char* name) {
   require(info.timescale != 0 && info.flags <= kMaxFlags);
-  const auto track = std::make_shared<Track>();
+  auto track = std::make_shared<Track>();
   track->handler = info.handlerType;
   if (name != nullptr) track->handlerName = name;
   track->flags = info.flags;
