@@ -22,6 +22,7 @@ namespace {
 
 constexpr std::uint8_t kAudio = 8;
 constexpr std::uint8_t kVideo = 9;
+constexpr std::uint8_t kData = 18;
 constexpr std::uint32_t kFragmentMs = 4000;
 
 std::string toNative(std::string path) {
@@ -126,6 +127,8 @@ class Recording {
     if (adaptor_->open(&host, "\\dev\\shm\\k2rbench", kOpenRecord, nullptr, stream_) != kStreamOpened) {
       throw std::runtime_error("cannot open");
     }
+    record(
+        {kData, 0, payload({2, 0, 10, 'o', 'n', 'M', 'e', 't', 'a', 'D', 'a', 't', 'a', 8, 0, 0, 0, 0, 0, 0, 9}, 21)});
     record({kVideo, 0, payload({0x17, 0, 0, 0, 0, 1, 0x64, 0, 0x1E, 0xFF, 0xE0, 0}, 12)});
     record({kAudio, 0, payload({0xAF, 0, 0x12, 0x10}, 4)});
   }

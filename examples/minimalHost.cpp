@@ -81,6 +81,14 @@ class Host final : public IMOStreamContext, public IMOStreamOpenContext {
 };
 
 constexpr std::uint8_t kAudio = 8;
+constexpr std::uint8_t kScriptData = 18;
+
+/// A new recording begins with its metadata, script data in AMF0: "onMetaData" and an array, empty here; with video it
+/// would have numbers "width" and "height".
+bool recordMetadata(IMOStreamAdaptor& adaptor, void* stream) {
+  constexpr char kMetadata[] = "\x02\0\x0aonMetaData\x08\0\0\0\0\0\0\x09";
+  return adaptor.record(stream, kScriptData, kMetadata, sizeof kMetadata - 1, 0);
+}
 
 /// AAC-LC, 44100 Hz, stereo: the configuration, then a frame of silence every 1024 samples.
 bool recordAudio(IMOStreamAdaptor& adaptor, void* stream) {
@@ -100,7 +108,7 @@ int recordInto(IMOStreamAdaptor& adaptor, Host& host, const char* directory) {
     std::fprintf(stderr, "cannot record into %s\n", directory);
     return 1;
   }
-  const bool accepted = recordAudio(adaptor, stream);
+  const bool accepted = recordMetadata(adaptor, stream) && recordAudio(adaptor, stream);
   adaptor.stopRecord(stream);
   const unsigned durationMs = adaptor.getDuration(stream);
   adaptor.close(stream);

@@ -13,6 +13,7 @@
 #include "fragmentation/AfraBox.h"
 #include "fragmentation/BootstrapReader.h"
 #include "modules/streams/k2r/k2rAdaptor.h"
+#include "tests/support/StreamBuilder.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
 #include "util/bytes.h"
@@ -76,6 +77,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   void* stream = nullptr;
   if (adaptor.open(&host, test::modulePath(target).c_str(), kOpenRecord, nullptr, stream) != kStreamOpened) {
     std::abort();
+  }
+  const test::StreamMessage metadata = test::metadata(0);
+  if ((data[0] & 4) == 0) {
+    adaptor.record(stream, metadata.type, metadata.data.data(), static_cast<std::uint32_t>(metadata.data.size()), 0);
   }
   Calls calls(input.subspan(1));
   while (calls.next()) {

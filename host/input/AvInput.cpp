@@ -20,10 +20,6 @@ extern "C" {
 namespace host {
 namespace {
 
-/// Whether an onMetaData message goes ahead of all others. Off: the module does not take the picture size from it yet,
-/// and would make a data track of it.
-constexpr bool kSendMetadata = false;
-
 /// Video and audio.
 constexpr std::size_t kMaxTracks = 2;
 
@@ -130,7 +126,7 @@ void AvInput::schedule(std::size_t track, std::vector<RawFrame> frames) {
 void AvInput::emit(const QueuedFrame& frame) {
   if (!baseMs_) {
     baseMs_ = frame.times.dtsMs;
-    if (kSendMetadata) sendMetadata();
+    sendMetadata();
   }
   constexpr std::int64_t kMaxComposition = 0x7FFFFF;
   const std::uint32_t timeMs = messageTime(frame.times.dtsMs);

@@ -40,6 +40,7 @@ TEST(RecordChecks, AnswerEachMessageByItself) {
   for (const auto& row : rows) {
     Recorder recorder(loadModule());
     ASSERT_TRUE(recorder.open());
+    ASSERT_TRUE(recorder.record(metadata(0)));
     EXPECT_EQ(recorder.record(row.given), row.accepted) << row.why;
     EXPECT_EQ(recorder.log(), row.log) << row.why;
   }
@@ -72,7 +73,7 @@ TEST(RecordChecks, HoldMessagesAgainstTheTracks) {
 TEST(RecordChecks, DropsVideoFromAnAudioRecording) {
   Recorder recorder(loadModule());
   ASSERT_TRUE(recorder.open());
-  recorder.record(avcSequenceHeader(0));
+  ASSERT_EQ(recorder.record({metadata(0), avcSequenceHeader(0)}), 0U);
   ASSERT_EQ(recorder.record(stream().audio(20).until(4001)), 0U);
   EXPECT_TRUE(recorder.record(avcFrame(4100, true, 50, 1))) << "dropped without complaint";
   EXPECT_EQ(recorder.log(), "");

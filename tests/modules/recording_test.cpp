@@ -99,7 +99,7 @@ TEST(Recording, KeepsTheQueueWhereAFragmentHasNoKeyFrame) {
   recorder.host.settings["Recording/FragmentDuration"] = "1000";
   ASSERT_TRUE(recorder.open());
   // Audio alone binds the audio machine at its first fragment; the video's machine never asks for a key frame then.
-  recorder.record(avcSequenceHeader(0));
+  recorder.record({metadata(0), avcSequenceHeader(0)});
   recorder.record(stream().audio(20).until(900));
   EXPECT_TRUE(recorder.record(avcFrame(900, false, 100, 1)));
   EXPECT_TRUE(recorder.record(avcFrame(1000, true, 100, 2)));

@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::uint8_t kAudio = 8;
 constexpr std::uint8_t kVideo = 9;
+constexpr std::uint8_t kData = 18;
 
 /// `prefix`, then bytes that a linear congruential generator makes of `seed`, `size` bytes in all.
 std::vector<std::byte> fill(std::vector<std::byte> prefix, std::uint32_t size, std::uint32_t seed) {
@@ -22,6 +23,12 @@ std::vector<std::byte> fill(std::vector<std::byte> prefix, std::uint32_t size, s
 }
 
 }  // namespace
+
+StreamMessage metadata(std::uint32_t timeMs) {
+  return {kData, timeMs,
+          fromHex("02 000a 6f6e4d65746144617461 08 00000002 0005 7769647468 00 4084000000000000 "
+                  "0006 686569676874 00 4076800000000000 000009")};
+}
 
 StreamMessage avcSequenceHeader(std::uint32_t timeMs) {
   // A configuration of High profile, level 3.0, with one parameter set of each kind.
@@ -74,6 +81,7 @@ StreamBuilder& StreamBuilder::withoutHeaders() {
 
 std::vector<StreamMessage> StreamBuilder::until(std::uint32_t timeMs) const {
   std::vector<StreamMessage> messages;
+  if (headers_) messages.push_back(metadata(start_));
   if (headers_ && keyFrameInterval_ != 0) messages.push_back(avcSequenceHeader(start_));
   if (headers_ && audioPeriod_ != 0) messages.push_back(aacSequenceHeader(start_));
   std::uint64_t nextVideo = keyFrameInterval_ != 0 ? start_ : timeMs;

@@ -13,7 +13,8 @@ struct StreamMessage {
   std::vector<std::byte> data;
 };
 
-/// Makes the messages of a stream in the order of their times, with AVC and AAC sequence headers in front:
+/// Makes the messages of a stream in the order of their times, with metadata and the AVC and AAC sequence
+/// headers in front:
 /// `stream().keyFramesEvery(2000).audio(23).until(20000)`. The payload of each frame tells which one it is, so that no
 /// two are alike.
 class StreamBuilder {
@@ -27,7 +28,7 @@ class StreamBuilder {
   StreamBuilder& audioBytes(std::uint32_t size);
   /// Time of the first message.
   StreamBuilder& from(std::uint32_t timeMs);
-  /// Leaves the sequence headers out, as for the second half of a stream.
+  /// Leaves metadata and sequence headers out, as for the second half of a stream.
   StreamBuilder& withoutHeaders();
   /// The messages with times below `timeMs`.
   std::vector<StreamMessage> until(std::uint32_t timeMs) const;
@@ -47,6 +48,8 @@ inline StreamBuilder stream() {
 }
 
 // The messages that a stream is made of. Frame data is filled from `seed`.
+/// An onMetaData of 640 by 360 pixels.
+StreamMessage metadata(std::uint32_t timeMs);
 StreamMessage avcSequenceHeader(std::uint32_t timeMs);
 StreamMessage aacSequenceHeader(std::uint32_t timeMs);
 StreamMessage avcFrame(std::uint32_t timeMs, bool keyFrame, std::uint32_t size, std::uint32_t seed);

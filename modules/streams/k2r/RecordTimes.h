@@ -8,7 +8,7 @@ namespace qvs::k2r {
 struct RecordTimes {
   /// From the recording's start, over all its appends.
   std::uint32_t relative = 0;
-  /// The stream's own time.
+  /// The stream's own time plus the offset that its host gave.
   std::uint32_t absolute = 0;
 };
 

@@ -133,6 +133,9 @@ bool k2rAdaptor::getAllMediaContexts(void*, IAllContextHolder*) {
   return false;
 }
 
-void k2rAdaptor::updateMediaContext(void*, ContextType_t, std::uint8_t, std::uint32_t, const void*, std::uint32_t) {}
+void k2rAdaptor::updateMediaContext(void* handle, ContextType_t, std::uint8_t messageType, std::uint32_t,
+                                    const void* data, std::uint32_t size) {
+  stream(handle).updateMediaContext(messageType, static_cast<const std::byte*>(data), size);
+}
 
 }  // namespace qvs::k2r

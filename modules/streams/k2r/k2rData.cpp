@@ -75,10 +75,12 @@ K2RData::Check K2RData::check(const RefMessage& message) {
                                   std::to_string(util::kMaxTagDataSize) + " can be stored.");
     return Check::kRefuse;
   }
-  return checkTrack(message);
+  const Check metadata = checkMetadata(message);
+  return metadata == Check::kAccept ? checkTrack(message) : metadata;
 }
 
 RecordTimes K2RData::computeTimes(std::uint32_t time) {
+  if (absoluteOffsetSet_) time += absoluteOffset_;
   if (controlPending_) {
     writeControlFile(time);
     baseTime_ = time;

@@ -26,6 +26,7 @@
 #include "packaging/NQMessage.h"
 #include "packaging/RefCountedMemoryArena.h"
 #include "packaging/RefMessage.h"
+#include "server/NQCommand.h"
 #include "util/bytes.h"
 
 namespace qvs::k2r {
@@ -59,6 +60,9 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Milliseconds recorded so far, in whole fragments.
   std::uint32_t getDuration() const;
   std::uint8_t getType() const { return streamType_; }
+  /// Takes the offset of an "onTimeCoordInfo" command: from the next message on it is added to every time. Other
+  /// commands are ignored, and what cannot be decoded is no command.
+  void updateMediaContext(std::uint8_t messageType, const std::byte* data, std::uint32_t size);
 
   ruvo::k2rpkgutil::IMemoryArena& getArena() override { return messageArena_; }
   void addDuration(std::uint32_t milliseconds) override;
@@ -93,6 +97,12 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   RecordTimes liftBackward(RecordTimes times);
   void writeControlFile(std::uint32_t baseTime);
 
+  // Metadata: k2rDataMetadata.cpp
+  Check checkMetadata(const RefMessage& message);
+  /// Whether the message is the metadata of this stream, and is taken.
+  bool captureMetadata(const RefMessage& message);
+  void takePictureSize(const NQDataValue& metadata);
+
   // Tracks: k2rDataTracks.cpp
   Check checkTrack(const RefMessage& message);
 
@@ -105,6 +115,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   void startWriter();
   void makeWriterPolicy();
   void openSegment();
+  void setPictureSize();
   void writeMetaFile();
   void makeSegmentStream(bool append);
   void addToBootstrap(const FragmentRange& range);
@@ -159,13 +170,18 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   std::unique_ptr<ruvo::k2rpkgutil::K2RMediaWriter> mediaWriter_;
   bool writerStarted_ = false;
   bool stopped_ = false;
-  /// Pixels.
+  /// The first of this stream object; null until it has come.
+  std::shared_ptr<NQCommand> metadataCommand_;
+  /// Pixels, by the metadata.
   std::uint32_t videoWidth_ = 0;
   std::uint32_t videoHeight_ = 0;
   std::uint32_t openFlags_ = 0;
   bool controlPending_ = false;
   /// Absolute time of the recording's start.
   std::uint32_t baseTime_ = 0;
+  bool absoluteOffsetSet_ = false;
+  /// Milliseconds added to every time that comes in.
+  std::uint32_t absoluteOffset_ = 0;
   std::uint32_t swapRetries_ = 10;
   std::uint32_t swapDelayMs_ = 100;
   FragmentDecision heldDecision_;

@@ -15,8 +15,16 @@ void K2RData::startWriter() {
   if (writerStarted_) return;
   writerStarted_ = true;
   makeWriterPolicy();
+  setPictureSize();
   openSegment();
   writeMetaFile();
+}
+
+void K2RData::setPictureSize() {
+  const auto video = mediaProperties_.findTrack("vide"_4cc);
+  if (!video) return;
+  video->width = static_cast<float>(videoWidth_);
+  video->height = static_cast<float>(videoHeight_);
 }
 
 void K2RData::makeWriterPolicy() {
@@ -37,11 +45,7 @@ void K2RData::openSegment() {
 }
 
 void K2RData::writeMetaFile() {
-  if (const auto video = mediaProperties_.findTrack("vide"_4cc)) {
-    video->width = static_cast<float>(videoWidth_);
-    video->height = static_cast<float>(videoHeight_);
-  }
-  const auto message = ruvo::k2rpkgutil::buildMetadataMessage(mediaProperties_, false, 0.0);
+  const auto message = ruvo::k2rpkgutil::buildMetadataMessage(mediaProperties_, absoluteOffsetSet_, 0.0);
   writeSmallFile(paths_.meta, message.bytes());
 }
 

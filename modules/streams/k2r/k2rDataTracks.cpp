@@ -13,14 +13,14 @@ namespace {
 using namespace ruvo::k2rpkgutil;
 using namespace qvs::util;
 
-FourCC handlerTypeOf(const Message& message) {
+FourCC handlerTypeOf(const RefMessage& message) {
   if (message.isVideo()) return "vide"_4cc;
   return message.isAudio() ? "soun"_4cc : "meta"_4cc;
 }
 
 /// A message that steers the decoder or the player. It may define a track, and is not recorded itself: the writer
 /// repeats the configuration where it is needed.
-bool isForDecoderOnly(const Message& message) {
+bool isForDecoderOnly(const RefMessage& message) {
   if (message.isVideo() && message.isCommandFrame()) return true;
   const auto packet = message.packetType();
   if (!packet) return false;
