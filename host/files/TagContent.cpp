@@ -47,9 +47,6 @@ std::optional<std::uint32_t> protectedSampleOffset(const TagContent& tag, std::s
 std::uint8_t TagContent::type() const {
   return place.rawType & kTagTypeMask;
 }
-bool TagContent::isProtected() const {
-  return (place.rawType & kTagFilterBit) != 0;
-}
 bool TagContent::isVideo() const {
   return type() == kVideoTag;
 }
@@ -77,7 +74,8 @@ std::uint64_t tagSizeAt(FileView& file, std::uint64_t offset, std::uint64_t limi
   return std::uint64_t{tagDataSize(file.view(offset, kTagHeaderSize).data())} + kTagOverhead;
 }
 
-TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std::uint64_t limit) {
+TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std::uint64_t limit,
+                   bool protectedRecording) {
   const std::uint64_t left = limit - std::min(offset, limit);
   if (size < kTagOverhead || size > left) {
     throw SegmentError(offset, fmt::format("a tag of {} bytes, {} bytes left in the `mdat`", size, left));
@@ -99,8 +97,9 @@ TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std
   }
   const auto data =
       front.subspan(kTagHeaderSize, std::min<std::size_t>(front.size() - kTagHeaderSize, tag.place.dataSize));
-  tag.sampleOffset = tag.isProtected() ? protectedSampleOffset(tag, data)
-                                       : codecHeaderSize(tag.place.rawType, data.data(), tag.place.dataSize);
+  tag.isProtected = protectedRecording && (tag.place.rawType & kTagFilterBit) != 0;
+  tag.sampleOffset = tag.isProtected ? protectedSampleOffset(tag, data)
+                                     : codecHeaderSize(tag.place.rawType, data.data(), tag.place.dataSize);
   tag.backPointer = ByteReader(file.view(tag.place.end() - kTagBackPointerSize, kTagBackPointerSize)).u32();
   return tag;
 }

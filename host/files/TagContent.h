@@ -21,9 +21,11 @@ struct TagContent {
   std::int32_t compositionTime = 0;
   /// Of the sample, from the start of the data. Nothing where a protected tag is too short for what stands in front.
   std::optional<std::uint32_t> sampleOffset;
+  /// Has an encryption header in front of its sample. The filter bit alone does not say so: a clear recording stores
+  /// the type byte as its host gave it.
+  bool isProtected = false;
 
   std::uint8_t type() const;
-  bool isProtected() const;
   bool isVideo() const;
   bool isAudio() const;
   bool isKeyFrame() const;
@@ -41,7 +43,8 @@ struct TagContent {
 std::uint64_t tagSizeAt(FileView& file, std::uint64_t offset, std::uint64_t limit);
 
 /// Reads the tag at `offset`, whose size is `size` whatever its header says. Throws SegmentError, at the tag, where it
-/// does not end at `limit` or before.
-TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std::uint64_t limit);
+/// does not end at `limit` or before. `protectedRecording` tells whether the filter bit means anything.
+TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std::uint64_t limit,
+                   bool protectedRecording = false);
 
 }  // namespace host

@@ -45,6 +45,10 @@ bool isProtected(const Track& track) {
   return code == "encv"_4cc || code == "enca"_4cc || code == "encr"_4cc;
 }
 
+bool hasProtectedTrack(const Movie& movie) {
+  return std::any_of(movie.tracks.begin(), movie.tracks.end(), [](const auto& track) { return isProtected(*track); });
+}
+
 const Track* findTrack(const Movie& movie, FourCC handler) {
   const auto found = std::find_if(movie.tracks.begin(), movie.tracks.end(),
                                   [handler](const auto& track) { return track->handler == handler; });

@@ -9,6 +9,8 @@ namespace host {
 qvs::util::FourCC clearFormat(const krvo::container::Track& track);
 /// The track says that its samples are protected.
 bool isProtected(const krvo::container::Track& track);
+/// Any of the tracks does.
+bool hasProtectedTrack(const krvo::container::Movie& movie);
 
 /// The track of this handler type, or null. A view of the movie.
 const krvo::container::Track* findTrack(const krvo::container::Movie& movie, qvs::util::FourCC handler);

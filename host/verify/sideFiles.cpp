@@ -17,10 +17,6 @@ namespace {
 constexpr std::string_view kMetaBegin("\x02\x00\x0AonMetaData\x08", 14);
 constexpr std::string_view kMetaEnd("\x00\x00\x09", 3);
 
-bool hasProtectedTrack(const krvo::container::Movie& movie) {
-  return std::any_of(movie.tracks.begin(), movie.tracks.end(), [](const auto& track) { return isProtected(*track); });
-}
-
 void checkMeta(const RecordingContext& recording) {
   const FileFindings out = recording.in(recording.directory.metaName());
   if (!recording.directory.hasMeta) {

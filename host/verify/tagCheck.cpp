@@ -25,7 +25,12 @@ namespace {
 class TagWalk {
  public:
   TagWalk(const SegmentContext& segment, const BoxSpan& mdat, const std::vector<StoredSample>& told)
-      : file_(segment.file), out_(segment.out), told_(told), offset_(mdat.payloadOffset()), end_(mdat.end()) {}
+      : file_(segment.file),
+        out_(segment.out),
+        told_(told),
+        offset_(mdat.payloadOffset()),
+        end_(mdat.end()),
+        protected_(hasProtectedTrack(segment.movie)) {}
 
   std::vector<TagContent> run() {
     try {
@@ -42,7 +47,7 @@ class TagWalk {
     const std::size_t place = tags_.size();
     std::uint64_t size = own;
     if (place < told_.size() && told_[place].size != own) size = settle(own, told_[place]);
-    const TagContent tag = readTag(file_, offset_, size, end_);
+    const TagContent tag = readTag(file_, offset_, size, end_, protected_);
     out_.expect(tag.place.end() - kTagBackPointerSize, "tag: back pointer", size - kTagBackPointerSize,
                 tag.backPointer);
     tags_.push_back(tag);
@@ -78,6 +83,7 @@ class TagWalk {
   const std::vector<StoredSample>& told_;
   std::uint64_t offset_;
   std::uint64_t end_;
+  bool protected_;
   std::vector<TagContent> tags_;
 };
 
@@ -90,7 +96,7 @@ bool isTagType(std::uint8_t rawType) {
 /// What a sequence header carries is what the track has in its sample entry.
 void checkConfiguration(const SegmentContext& segment, const TagContent& tag) {
   const Track* const track = findTrack(segment.movie, tag.isVideo() ? "vide"_4cc : "soun"_4cc);
-  if (track == nullptr || track->descriptions.empty() || !tag.sampleOffset || tag.isProtected()) return;
+  if (track == nullptr || track->descriptions.empty() || !tag.sampleOffset || tag.isProtected) return;
   const ByteBuffer header{std::span<const std::byte>(track->descriptions.front()->codecHeader)};
   auto expected = tag.isVideo() ? findAvcCBox(header) : findAacConfig(header);
   constexpr std::size_t kBoxHeader = 8;
@@ -116,7 +122,9 @@ void checkTag(const SegmentContext& segment, const TagContent& tag) {
   }
   if (!tag.sampleOffset)
     out.damage(tag.place.offset + kTagHeaderSize, "tag: no whole filter fields of a protected tag");
-  if (tag.isSequenceHeader()) checkConfiguration(segment, tag);
+  // A tag too short for a packet type counts as one when it is written, and carries nothing.
+  constexpr std::uint32_t kWithPacketType = 2;
+  if (tag.isSequenceHeader() && tag.place.dataSize >= kWithPacketType) checkConfiguration(segment, tag);
 }
 
 }  // namespace
