@@ -4,9 +4,9 @@
 #include <string>
 
 #include "fragmentation/AfraBox.h"
-#include "fragmentation/BootstrapReader.h"
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapInfo.h"
+#include "fragmentation/BootstrapReader.h"
 
 namespace test {
 
@@ -19,7 +19,9 @@ inline std::string describeIndex(const std::string& image) {
   for (const auto& entry : index.globalEntries) {
     const bool held = entry.afraOffset == ruvo::k2r::kHeldFragmentOffset;
     text += (text.empty() ? "" : " ") + std::to_string(entry.fragment) + "@" + std::to_string(entry.time) + ":" +
-            (held ? "held" : entry.isWritten() ? "written" : "none");
+            (held                ? "held"
+             : entry.isWritten() ? "written"
+                                 : "none");
   }
   return text;
 }
