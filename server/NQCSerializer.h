@@ -33,6 +33,11 @@ class NQCSerializer : public NQAMF3Parser {
   using NQAMF3Parser::NQAMF3Parser;
   ~NQCSerializer() = default;
 
+  // One AMF3 value, without the marker that turns AMF0 to it. What is read stays as it was for a reference to what
+  // another marker brought.
+  void readAMF3(NQDataValue& value);
+  void writeAMF3(const NQDataValue& value);
+
  private:
   /// The class of AMF3 objects: its name and the names of the members that each of them has (3.12, traits).
   struct ClassTraits {
@@ -72,8 +77,7 @@ class NQCSerializer : public NQAMF3Parser {
   void writeMembers(NQDataKind kind, const NQDataArray& array);
   void writeNamed(const NQDataArray& array, std::size_t first);
 
-  // AMF3, reading. Each leaves `value` as it was for a reference to what another marker brought.
-  void readAMF3(NQDataValue& value);
+  // AMF3, reading.
   void readAMF3Body(Amf3Marker marker, NQDataValue& value);
   std::optional<std::uint32_t> readAMF3Head(Amf3Marker marker, NQDataValue& value);
   void readAMF3Reference(std::uint32_t index, Amf3Marker marker, NQDataValue& value);
@@ -97,7 +101,6 @@ class NQCSerializer : public NQAMF3Parser {
   NQTextPtr readName();
 
   // AMF3, writing.
-  void writeAMF3(const NQDataValue& value);
   void writeAMF3Body(const NQDataValue& value);
   void writeMarker(Amf3Marker marker) { writeByte(static_cast<std::uint8_t>(marker)); }
   void writeAMF3Head(std::size_t count);

@@ -76,7 +76,6 @@ void NQCSerializer::writeAMF3Body(const NQDataValue& value) {
       return inContext(context::kAmf3String, [&] { writeAMF3String(value.text()); });
     case NQDataKind::kObjectType:
     case NQDataKind::kTypedObjectType:
-      return writeAMF3Container(value, Amf3Marker::kObject);
     case NQDataKind::kAvmPlusObjectType:
       return writeAMF3Container(value, objectMarkerOf(value));
     case NQDataKind::kNullType:

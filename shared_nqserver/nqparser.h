@@ -43,7 +43,7 @@ class NQDataParser {
   NQDataParser();
   /// Reads `bytes`, which outlive the parser.
   NQDataParser(std::span<const std::byte> bytes, bool throwOnError);
-  /// Reads the payload of a message; one leading byte of an Ex kind is passed over.
+  /// Reads the payload of a message, which stays as it is meanwhile; one leading byte of an Ex kind is passed over.
   NQDataParser(const qvs::SingleMessagePtr& message, bool throwOnError);
   NQDataParser(const NQDataParser&) = delete;
   NQDataParser& operator=(const NQDataParser&) = delete;

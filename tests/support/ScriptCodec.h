@@ -16,6 +16,9 @@ class ScriptCodec final : public NQCSerializer {
   explicit ScriptCodec(std::span<const std::byte> bytes, bool throwOnError = true)
       : NQCSerializer(bytes, throwOnError) {}
 
+  using NQCSerializer::readAMF3;
+  using NQCSerializer::writeAMF3;
+
   void flushErrorLog() override {
     flushed = errorLog();
     ++flushes;

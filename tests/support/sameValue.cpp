@@ -30,8 +30,8 @@ NQDataKind kindOnceWritten(const NQDataValue& value, bool isInAMF3) {
 /// Goes through two graphs side by side. A pair of arrays that was met before is not gone into again.
 class Comparison {
  public:
-  bool holds(const NQDataValue& written, const NQDataValue& read) {
-    compare(written, read, false);
+  bool holds(const NQDataValue& written, const NQDataValue& read, bool isAMF3) {
+    compare(written, read, isAMF3);
     while (isSame_ && !waiting_.empty()) {
       const Pair next = waiting_.back();
       waiting_.pop_back();
@@ -59,13 +59,13 @@ class Comparison {
 
   void compare(const NQDataValue& written, const NQDataValue& read, bool isInAMF3) {
     isInAMF3 = isInAMF3 || written.kind() == NQDataKind::kAvmPlusObjectType;
-    isSame_ = isSame_ && kindOnceWritten(written, isInAMF3) == read.kind() && sameContent(written, read);
+    isSame_ = isSame_ && kindOnceWritten(written, isInAMF3) == read.kind() && sameContent(written, read, isInAMF3);
     if (!isSame_ || read.array() == nullptr) return;
     if (met_.insert({written.array(), read.array()}).second)
       waiting_.push_back({written.array(), read.array(), written.kind() == NQDataKind::kStrictArrayType, isInAMF3});
   }
 
-  static bool sameContent(const NQDataValue& written, const NQDataValue& read) {
+  static bool sameContent(const NQDataValue& written, const NQDataValue& read, bool isInAMF3) {
     switch (read.kind()) {
       case NQDataKind::kNumberType:
         return sameBits(written.toDouble(), read.toDouble());
@@ -76,7 +76,7 @@ class Comparison {
       case NQDataKind::kStringType:
         return written.toString() == read.toString();
       case NQDataKind::kXMLType:
-        return written.toString() == read.toString() && written.subKind() == read.subKind();
+        return written.toString() == read.toString() && (!isInAMF3 || written.subKind() == read.subKind());
       case NQDataKind::kBlobType:
         return std::ranges::equal(written.blob(), read.blob());
       case NQDataKind::kAvmPlusObjectType:
@@ -98,8 +98,8 @@ class Comparison {
 
 }  // namespace
 
-bool sameValue(const NQDataValue& written, const NQDataValue& read) {
-  return Comparison().holds(written, read);
+bool sameValue(const NQDataValue& written, const NQDataValue& read, bool isAMF3) {
+  return Comparison().holds(written, read, isAMF3);
 }
 
 }  // namespace test
