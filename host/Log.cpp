@@ -1,7 +1,6 @@
 #include "host/Log.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace host {
 namespace {
@@ -24,7 +23,7 @@ Log::~Log() {
   if (!statusLine_.empty()) write("\n");
 }
 
-void Log::setStatusLine(std::string text) {
+void Log::setStatusLine(std::string_view text) {
   const std::lock_guard lock(mutex_);
   statusLine_ = oneLine(text);
   write(std::string(kEraseLine) + statusLine_);

@@ -22,7 +22,7 @@ class Log {
   void warning(std::string_view text) { line("warning: ", text); }
   void note(std::string_view text) { line("", text); }
   /// Puts `text` in the place of the old status line. For terminals only.
-  void setStatusLine(std::string text);
+  void setStatusLine(std::string_view text);
 
  private:
   void line(std::string_view prefix, std::string_view text);

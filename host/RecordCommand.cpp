@@ -16,6 +16,7 @@
 #include "host/Settings.h"
 #include "host/StopSignal.h"
 #include "host/StreamContext.h"
+#include "host/continuation.h"
 #include "host/input/openInput.h"
 
 namespace host {
@@ -73,6 +74,10 @@ ExitStatus runRecord(const RecordOptions& options) {
   // Before anything on disk is touched.
   const auto input = openInput(options.input, options.maps, log, stop);
   const auto recording = openRecording(*adaptor, openContext, place, options.mode, log);
+
+  if (options.mode == OpenMode::kAppend) {
+    if (const auto timeMs = continuationTime(place, openContext)) input->continueAt(*timeMs);
+  }
 
   Progress progress(options.progress, log);
   RealTimePacer pacer(stop);

@@ -151,12 +151,12 @@ void AvInput::announceTracks(std::uint32_t timeMs) {
 
 void AvInput::sendMetadata() {
   constexpr std::uint8_t kScriptData = 18;
-  outbox_.push_back({.type = kScriptData, .timeMs = 0, .data = makeOnMetaData(*format_, choice_)});
+  outbox_.push_back({.type = kScriptData, .timeMs = startMs_, .data = makeOnMetaData(*format_, choice_)});
 }
 
 std::uint32_t AvInput::messageTime(std::int64_t dtsMs) const {
-  // A track that begins late in the file, and earlier in time than what is out already, cannot go below 0.
-  return static_cast<std::uint32_t>(std::max<std::int64_t>(dtsMs - *baseMs_, 0));
+  // A track that begins late in the file, and earlier in time than what is out already, cannot go below the start.
+  return startMs_ + static_cast<std::uint32_t>(std::max<std::int64_t>(dtsMs - *baseMs_, 0));
 }
 
 }  // namespace host

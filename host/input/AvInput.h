@@ -19,15 +19,16 @@
 
 namespace host {
 
-/// Whatever libavformat opens: a file, a device, a URL. Makes the messages itself: the sequence headers, then the
-/// frames of one video and one audio stream in the order of their decode times, moved alike so that the first is at 0.
-/// A frame's timestamp is its decode time; an AVC frame has its composition time in the data, such that both together
-/// are its presentation time, rounded once.
+/// Whatever libavformat opens: a file, a device, a URL. Makes the messages itself: metadata, the sequence headers, then
+/// the frames of one video and one audio stream in the order of their decode times, moved alike so that the first is at
+/// 0, or where continueAt() wants it. A frame's timestamp is its decode time; an AVC frame has its composition time in
+/// the data, such that both together are its presentation time, rounded once.
 class AvInput : public Input {
  public:
   /// Throws InputError where the input cannot be opened or has nothing that can be recorded, and UsageError for `maps`
   /// that do not fit it (see chooseStreams()). `log` and `stop` outlive it.
   AvInput(const std::string& url, const std::vector<std::string>& maps, Log& log, const StopSignal& stop);
+  void continueAt(std::uint32_t timeMs) override { startMs_ = timeMs; }
   std::optional<InputMessage> next() override;
 
  private:
@@ -63,6 +64,7 @@ class AvInput : public Input {
   std::vector<Track> tracks_;
   Timeline timeline_;
   Interleaver interleaver_;
+  std::uint32_t startMs_ = 0;
   /// The first frame's time; known when it leaves the interleaver.
   std::optional<std::int64_t> baseMs_;
   bool ended_ = false;

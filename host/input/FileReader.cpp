@@ -13,7 +13,7 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kBufferSize = 64 * 1024;
+constexpr std::size_t kBufferSize = std::size_t{64} << 10;
 
 }  // namespace
 

@@ -23,6 +23,9 @@ class Input {
   Input(const Input&) = delete;
   Input& operator=(const Input&) = delete;
 
+  /// Asks for timestamps that begin at `timeMs`, for the continuation of a recording. Before the first next(). An input
+  /// whose timestamps are given keeps them.
+  virtual void continueAt(std::uint32_t) {}
   /// The next message; nothing at the end, and soon after a request to stop. Throws InputError where the source fails.
   virtual std::optional<InputMessage> next() = 0;
 };

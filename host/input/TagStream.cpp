@@ -16,7 +16,7 @@ namespace host {
 namespace {
 
 constexpr std::size_t kHeaderSize = 9;
-constexpr std::size_t kReadStep = 64 * 1024;
+constexpr std::size_t kReadStep = std::size_t{64} << 10;
 
 bool isLetter(std::byte symbol) {
   const auto lower = static_cast<char>(symbol | std::byte{0x20});

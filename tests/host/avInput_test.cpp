@@ -73,9 +73,17 @@ class AvInputTest : public testing::Test {
   std::filesystem::path remuxed(const std::string& name, const std::string& options = "") {
     return clip("-i " + source().string() + " -c copy " + options, name);
   }
-  std::vector<KeptMessage> record(const std::filesystem::path& file, const std::vector<std::string>& maps = {}) {
+  /// The messages behind the metadata, which are always first.
+  std::vector<KeptMessage> record(const std::filesystem::path& file, const std::vector<std::string>& maps = {},
+                                  std::uint32_t startMs = 0) {
     AvInput input(file.string(), maps, capture_.log(), stop_);
-    return test::readAll(input);
+    input.continueAt(startMs);
+    auto messages = test::readAll(input);
+    if (messages.empty()) return messages;
+    EXPECT_EQ(messages[0].type, 18);
+    EXPECT_EQ(messages[0].timeMs, startMs);
+    messages.erase(messages.begin());
+    return messages;
   }
   std::string failure(const std::filesystem::path& file, const std::vector<std::string>& maps = {}) {
     try {
@@ -149,6 +157,17 @@ TEST_F(AvInputTest, TakesElementaryStreams) {
   EXPECT_EQ(test::hex(sounds[1].data).substr(0, 4), "af01");
   EXPECT_EQ(sounds[1].timeMs, 0u);
   EXPECT_EQ(sounds[2].timeMs, 23u);
+}
+
+TEST_F(AvInputTest, ContinuesAtAnyTime) {
+  constexpr std::uint32_t kStart = 0xFFFFFFF0;
+  const auto messages = record(source());
+  const auto later = record(source(), {}, kStart);
+  ASSERT_EQ(later.size(), messages.size());
+  for (std::size_t i = 0; i < later.size(); ++i) {
+    EXPECT_EQ(later[i].timeMs, messages[i].timeMs + kStart);
+    EXPECT_EQ(later[i].data, messages[i].data);
+  }
 }
 
 TEST_F(AvInputTest, GivesMp3ItsRateAndChannels) {

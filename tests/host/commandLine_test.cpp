@@ -10,7 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include "fragmentation/BootstrapInfo.h"
 #include "host/commands.h"
+#include "host/files/smallFiles.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
 #include "tests/support/hex.h"
@@ -40,7 +42,9 @@ class RecordCommandTest : public testing::Test {
   }
   void putRecording(const std::string& name) {
     std::filesystem::create_directories(directory_.path() / name);
-    test::writeWholeFile(directory_.path() / name / (name + ".bootstrap"), "old");
+    const auto image = imageOf(ruvo::k2r::BootstrapInfo());
+    test::writeWholeFile(directory_.path() / name / (name + ".bootstrap"),
+                         {reinterpret_cast<const char*>(image.data()), image.size()});
   }
   bool holdsRecording(const std::string& name) const {
     return std::filesystem::exists(directory_.path() / name / (name + ".bootstrap"));
