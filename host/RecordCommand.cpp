@@ -39,6 +39,15 @@ std::unique_ptr<Recording> openRecording(IMOStreamAdaptor& adaptor, IMOStreamOpe
   return recording;
 }
 
+/// Lets the messages of an append follow what is there.
+void continueRecording(const OutputDirectory& place, IMOStreamOpenContext& settings, Input& input,
+                       RecordSession& session) {
+  const auto timeMs = continuationTime(place, settings);
+  if (!timeMs) return;
+  input.continueAt(*timeMs);
+  session.expectFrom(*timeMs);
+}
+
 /// Says what did not go well. `inputFailure` is the reason why the input could not be read to its end.
 ExitStatus judge(const RecordSession& session, const StreamContext& context,
                  const std::optional<std::string>& inputFailure, Log& log) {
@@ -75,13 +84,10 @@ ExitStatus runRecord(const RecordOptions& options) {
   const auto input = openInput(options.input, options.maps, log, stop);
   const auto recording = openRecording(*adaptor, openContext, place, options.mode, log);
 
-  if (options.mode == OpenMode::kAppend) {
-    if (const auto timeMs = continuationTime(place, openContext)) input->continueAt(*timeMs);
-  }
-
   Progress progress(options.progress, log);
   RealTimePacer pacer(stop);
   RecordSession session(*recording, context, log, progress, options.realTime ? &pacer : nullptr);
+  if (options.mode == OpenMode::kAppend) continueRecording(place, openContext, *input, session);
   std::optional<std::string> inputFailure;
   try {
     session.run(*input);

@@ -21,17 +21,24 @@ void RecordSession::take(const InputMessage& message) {
         fmt::format("a message of {} bytes at {} ms is too large; at most {} bytes can be stored", message.data.size(),
                     message.timeMs, qvs::util::kMaxTagDataSize);
     log_.error(reason);
-    refuse(reason);
+    refuse(message, reason);
     return;
   }
   const std::uint64_t errorsBefore = context_.errorCount();
   if (!recording_.record(message)) {
-    refuse(context_.errorCount() > errorsBefore ? context_.lastError() : "the module gave no reason");
+    refuse(message, context_.errorCount() > errorsBefore ? context_.lastError() : "the module gave no reason");
   }
 }
 
-void RecordSession::refuse(const std::string& reason) {
-  if (refused_++ == 0) firstReason_ = reason;
+void RecordSession::refuse(const InputMessage& message, const std::string& reason) {
+  if (refused_++ > 0) return;
+  firstReason_ = reason;
+  if (message.timeMs < expectedMs_) {
+    log_.warning(
+        fmt::format("the refused message at {} ms lies ahead of the recording's end; what is appended has to go "
+                    "on from {} ms",
+                    message.timeMs, expectedMs_));
+  }
 }
 
 }  // namespace host

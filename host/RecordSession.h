@@ -20,6 +20,8 @@ class RecordSession {
   RecordSession(Recording& recording, const StreamContext& context, Log& log, Progress& progress, RealTimePacer* pacer)
       : recording_(recording), context_(context), log_(log), progress_(progress), pacer_(pacer) {}
 
+  /// For an append: messages from this time on go behind what is there. Refused earlier ones get a line that says so.
+  void expectFrom(std::uint32_t timeMs) { expectedMs_ = timeMs; }
   /// Until the input ends. Throws InputError where it fails; what came before is recorded.
   void run(Input& input);
 
@@ -30,7 +32,7 @@ class RecordSession {
 
  private:
   void take(const InputMessage& message);
-  void refuse(const std::string& reason);
+  void refuse(const InputMessage& message, const std::string& reason);
 
   Recording& recording_;
   const StreamContext& context_;
@@ -40,6 +42,7 @@ class RecordSession {
   std::uint64_t messages_ = 0;
   std::uint64_t refused_ = 0;
   std::string firstReason_;
+  std::uint32_t expectedMs_ = 0;
 };
 
 }  // namespace host

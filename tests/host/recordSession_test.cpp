@@ -63,6 +63,19 @@ TEST_F(RecordSessionTest, CountsWhatIsRefused) {
   EXPECT_EQ(adaptor_.messages[2].timeMs, 9u);
 }
 
+TEST_F(RecordSessionTest, SaysWhereAnAppendHasToBegin) {
+  Recording recording(adaptor_, openContext_, path(), true);
+  RecordSession session(recording, context_, capture_.log(), progress_, nullptr);
+  session.expectFrom(28000);
+  ListInput input({{8, 0, {}}, {22, 20, {}}, {22, 40, {}}});
+  session.run(input);
+  EXPECT_EQ(capture_.text(),
+            "error: Invalid message type.\n"
+            "warning: the refused message at 20 ms lies ahead of the recording's end; what is appended has to go on "
+            "from 28000 ms\n"
+            "error: Invalid message type.\n");
+}
+
 TEST_F(RecordSessionTest, OpensStopsAndClosesOnce) {
   {
     Recording recording(adaptor_, openContext_, path(), true);
