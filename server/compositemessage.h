@@ -31,7 +31,8 @@ class CompositeMessage final : public Message {
   class PartialMemory;
   class ProxyMemory;
 
-  /// Reads the body of an aggregate message, as far as its block is used. Throws as the constructor.
+  /// Reads the body of an aggregate message, as far as its block is used. A message of another kind is a diagnostic,
+  /// and read all the same. Throws as the constructor.
   static CompositeMessagePtr create(const SingleMessagePtr& message);
   /// Reads `length` bytes of `block`, which then count as used. Throws NQException for a null or shorter block, and
   /// where the lengths in the body do not add up, or to no member at all.
