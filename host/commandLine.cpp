@@ -14,6 +14,7 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   app.require_subcommand(0, 1);  // A misspelt command is then refused by its name.
   app.footer("k2r COMMAND --help tells about one command.");
   addRecordCommand(app, status);
+  addInspectCommand(app, status);
   addVerifyCommand(app, status);
 
   Log log(stderr);

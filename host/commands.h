@@ -10,6 +10,7 @@ namespace host {
 // answer in `status`; what the callback throws is for runCommandLine() to word. `status` outlives `app`.
 
 void addRecordCommand(CLI::App& app, ExitStatus& status);
+void addInspectCommand(CLI::App& app, ExitStatus& status);
 void addVerifyCommand(CLI::App& app, ExitStatus& status);
 
 /// The whole program.

@@ -46,11 +46,11 @@ NQDataValue NQDataValue::boolean(bool value) {
   return result;
 }
 
-NQDataValue NQDataValue::string(NQTextPtr text) {
+NQDataValue NQDataValue::string(const NQTextPtr& text) {
   return {NQDataKind::kStringType, text.get()};
 }
 
-NQDataValue NQDataValue::xml(NQTextPtr text) {
+NQDataValue NQDataValue::xml(const NQTextPtr& text) {
   NQDataValue result{NQDataKind::kXMLType, text.get()};
   result.setSubKind(kXmlDocumentMarker);
   return result;
@@ -73,7 +73,7 @@ NQDataValue NQDataValue::int64(std::int64_t value) {
   return result;
 }
 
-NQDataValue NQDataValue::blob(NQMemoryPtr memory, std::uint32_t start, std::uint32_t end) {
+NQDataValue NQDataValue::blob(const NQMemoryPtr& memory, std::uint32_t start, std::uint32_t end) {
   const bool holds = memory && start <= end && end <= memory->capacity();
   qvs::util::diagnose(holds);
   NQDataValue result{NQDataKind::kBlobType, memory.get()};

@@ -24,15 +24,15 @@ class NQDataValue {
 
   static NQDataValue number(double value);
   static NQDataValue boolean(bool value);
-  static NQDataValue string(NQTextPtr text);
+  static NQDataValue string(const NQTextPtr& text);
   static NQDataValue string(std::string_view text) { return string(makeText(text)); }
-  static NQDataValue xml(NQTextPtr text);
+  static NQDataValue xml(const NQTextPtr& text);
   static NQDataValue null();
   /// `zone` as AMF0 carries it, in minutes.
   static NQDataValue date(double milliseconds, std::int16_t zone = 0);
   static NQDataValue int64(std::int64_t value);
   /// The bytes of `memory` from `start` to `end`, which do not lie beyond its capacity.
-  static NQDataValue blob(NQMemoryPtr memory, std::uint32_t start, std::uint32_t end);
+  static NQDataValue blob(const NQMemoryPtr& memory, std::uint32_t start, std::uint32_t end);
   /// Of a container kind, over an array that is not null. An array is never put into itself this way, on however many
   /// steps, or it would not end.
   static NQDataValue container(NQDataKind kind, const NQDataArrayPtr& array);

@@ -33,7 +33,10 @@ class NQPtr {
     release(old);
     return *this;
   }
-  NQPtr& operator=(const NQPtr& other) { return *this = other.object_; }
+  NQPtr& operator=(const NQPtr& other) {
+    if (this != &other) *this = other.object_;
+    return *this;
+  }
   NQPtr& operator=(NQPtr&& other) noexcept {
     if (this != &other) release(std::exchange(object_, std::exchange(other.object_, nullptr)));
     return *this;

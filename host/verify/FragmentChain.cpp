@@ -100,6 +100,13 @@ void FragmentChain::checkTagTimes(const FileFindings& segment, const FragmentCon
     segment.damage(content.tags.front().place.offset,
                    fmt::format("tag: time: expected {}, where the fragment begins, or later, found {}", start, *first));
   }
+  if (last_ && !broken_ && last_->bootstrap.currentMediaTime > start) {
+    segment.in(last_->file)
+        .damage(last_->bootstrapOffset + kCurrentMediaTimeOffset,
+                fmt::format("abst: current media time: expected {} at most, where the next fragment "
+                            "begins, found {}",
+                            start, last_->bootstrap.currentMediaTime));
+  }
   if (last_ && last_->lastTagTime && *last_->lastTagTime >= start) {
     segment.damage(position, fmt::format("fragment: expected to begin behind the last tag of the one before it, at {}, "
                                          "found {}",

@@ -5,6 +5,7 @@
 #include "host/files/smallFiles.h"
 #include "host/verify/accessCheck.h"
 #include "host/verify/bootstrapForm.h"
+#include "host/verify/moofForm.h"
 #include "host/verify/sampleCheck.h"
 #include "host/verify/tagCheck.h"
 #include "platform/container/SegmentError.h"
@@ -65,7 +66,10 @@ FragmentContent checkFragment(SegmentContext& segment, const FragmentBoxes& boxe
     content.bootstrap = *std::move(bootstrap);
   }
   content.sequenceNumber = tryRead(out, [&] { return readSequenceNumber(segment.file, boxes.moof); });
-  content.tracks = tryRead(out, [&] { return readTrackFragments(segment.file, boxes, segment.movie); });
+  content.tracks = tryRead(out, [&] {
+    checkMoofForm(segment, boxes.moof);
+    return readTrackFragments(segment.file, boxes, segment.movie);
+  });
   const std::vector<StoredSample> hints = hintSamples(segment, content);
   content.tags = checkTags(segment, boxes.mdat, hints);
   checkTagContents(segment, content.tags);

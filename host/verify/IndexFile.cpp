@@ -105,23 +105,35 @@ void IndexFile::checkSegment(std::uint32_t segment) {
 
 void IndexFile::checkSkippedTimes(const ruvo::k2r::BootstrapInfo& bootstrap) const {
   for (std::size_t i = 0; i < entries().size(); ++i) {
-    const AfraEntry& entry = entries()[i];
-    if (entry.afraOffset != ruvo::k2r::kNoFragmentOffset) continue;
-    const std::uint64_t at = offsetOf(i);
-    const std::string name = fmt::format("entry {}: time", i + 1);
-    if (i == 0) {
-      out_.expect(at, name, 0, entry.time);
-      continue;
-    }
-    const std::uint64_t before = entries()[i - 1].time;
-    const FragmentRunEntry* const marker = skipMarker(fragmentRuns(bootstrap), entry.fragment);
-    if (marker != nullptr) {
-      // A number that is passed over altogether has the time of the one before it.
-      const std::uint64_t line = gridLine(*marker, entry.fragment);
-      if (entry.fragment == marker->firstFragment || entry.time != before) out_.expect(at, name, line, entry.time);
-    } else if (entry.time < before || (i + 1 < entries().size() && entry.time > entries()[i + 1].time)) {
-      out_.damage(at, fmt::format("{}: expected one between those of its neighbours, found {}", name, entry.time));
-    }
+    if (entries()[i].afraOffset == ruvo::k2r::kNoFragmentOffset) checkSkippedTime(i, fragmentRuns(bootstrap));
+  }
+}
+
+void IndexFile::checkSkippedTime(std::size_t i, const FragmentRuns& runs) const {
+  const AfraEntry& entry = entries()[i];
+  const std::uint64_t at = offsetOf(i);
+  const std::string name = fmt::format("entry {}: time", i + 1);
+  if (i == 0) {
+    out_.expect(at, name, 0, entry.time);
+    return;
+  }
+  const std::uint64_t before = entries()[i - 1].time;
+  if (const FragmentRunEntry* const marker = skipMarker(runs, entry.fragment)) {
+    // A number that is passed over altogether has the time of the one before it.
+    const bool passedOver = entry.fragment != marker->firstFragment && entry.time == before;
+    if (!passedOver) out_.expect(at, name, gridLine(*marker, entry.fragment), entry.time);
+    return;
+  }
+  if (entry.time == before || i + 1 == entries().size()) {
+    if (entry.time < before) out_.expect(at, name, before, entry.time);
+    return;
+  }
+  // A reopened recorder gives the numbers that it passes over the time at which it begins.
+  const AfraEntry& next = entries()[i + 1];
+  const bool fits = next.isWritten() ? entry.time == next.time : entry.time > before && entry.time <= next.time;
+  if (!fits) {
+    out_.damage(at, fmt::format("{}: expected {}, as the entry before it, or the time of the next fragment, found {}",
+                                name, before, entry.time));
   }
 }
 

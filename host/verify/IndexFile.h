@@ -10,6 +10,7 @@
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapInfo.h"
 #include "host/verify/Findings.h"
+#include "host/verify/bootstrapHistory.h"
 
 namespace host {
 
@@ -41,6 +42,7 @@ class IndexFile {
   void checkForm(const std::vector<std::byte>& bytes);
   void checkNumbers();
   void checkSegment(std::uint32_t segment);
+  void checkSkippedTime(std::size_t entry, const FragmentRuns& runs) const;
 
   FileFindings out_;
   ruvo::k2r::AfraIndex index_;

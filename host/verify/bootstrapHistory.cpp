@@ -54,6 +54,26 @@ FragmentRuns plausibleEntries(const AddedRuns& added, const HistoryStep& step) {
   return expected;
 }
 
+/// The distance of the grid lines, by the last number that no key frame opened; 0 where there is none.
+std::uint64_t gridOf(const FragmentRuns& runs) {
+  const auto marker = std::find_if(runs.rbegin(), runs.rend(), [](const FragmentRunEntry& run) {
+    return run.isFragmentGap() && run.firstFragment > 1;
+  });
+  return marker == runs.rend() ? 0 : marker->firstTimestamp / (marker->firstFragment - 1);
+}
+
+/// Whether a fragment had been announced behind `last`, and was taken back: the recorder leaves its end, its count and
+/// its changes. `version` is that of the file otherwise.
+bool wasAnnounced(const BootstrapInfo& last, const BootstrapInfo& found, std::uint32_t version) {
+  if (found.currentMediaTime <= last.currentMediaTime || countedNumbers(found) < countedNumbers(last)) return false;
+  if (countedNumbers(found) == countedNumbers(last) && found.bootstrapVersion <= version) return false;
+  const std::uint64_t grid = gridOf(fragmentRuns(last));
+  if (!isStopped(found) || grid == 0) return true;
+  // It was held, so that it ended on the grid, and all of that was within 32 bits of milliseconds.
+  constexpr std::uint64_t kTimes = std::uint64_t{1} << 32;
+  return found.currentMediaTime % grid == 0 && countedNumbers(found) * grid <= kTimes;
+}
+
 /// Between `low` and `high`, and `value` where that lies between.
 template <typename Number>
 Number within(Number value, Number low, Number high) {
@@ -114,7 +134,11 @@ BootstrapInfo expectNext(const BootstrapInfo& before, const BootstrapInfo& after
   const std::uint32_t version = before.bootstrapVersion + changes;
   expected.bootstrapVersion =
       within(after.bootstrapVersion, version, reopened ? version + 2 * (changes + step.fragment) : version);
-  expected.currentMediaTime = std::max(after.currentMediaTime, before.currentMediaTime);
+  // A fragment that was held ended where the first number behind it that no key frame opened begins.
+  const auto skip =
+      std::find_if(entries.begin(), entries.end(), [](const FragmentRunEntry& entry) { return entry.isFragmentGap(); });
+  expected.currentMediaTime =
+      skip != entries.end() ? skip->firstTimestamp : std::max(after.currentMediaTime, before.currentMediaTime);
 
   auto& segments = segmentRunsOf(expected);
   const auto& found = segmentRuns(after);
@@ -130,24 +154,22 @@ BootstrapInfo expectNext(const BootstrapInfo& before, const BootstrapInfo& after
 
 BootstrapInfo expectFile(const BootstrapInfo& last, const BootstrapInfo& found, std::uint32_t skipped) {
   BootstrapInfo expected = last;
-  AddedRuns added = addedRuns(fragmentRuns(last), fragmentRuns(found));
-  FragmentRuns& entries = added.entries;
-  const bool stopped = added.goesOn ? !entries.empty() && entries.back().isEndOfPresentation() : isStopped(found);
+  const AddedRuns added = addedRuns(fragmentRuns(last), fragmentRuns(found));
+  const FragmentRuns& entries = added.entries;
   // A jump in time behind the last fragment is marked when the stream goes on, and can wait for a fragment in vain.
   const std::size_t gaps = std::min<std::size_t>(leadingGaps(entries), 1);
   auto& runs = fragmentRunsOf(expected);
   runs.insert(runs.end(), entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(gaps));
-  if (stopped) runs.emplace_back(0U, 0U, ruvo::k2r::Discontinuity::kEndOfPresentation);
+  if (isStopped(found)) runs.emplace_back(0U, 0U, ruvo::k2r::Discontinuity::kEndOfPresentation);
 
-  // A fragment that was announced, and taken back at the stop, has left its end, its count and its changes.
-  const std::uint32_t version = last.bootstrapVersion + static_cast<std::uint32_t>(gaps);
+  const auto version = last.bootstrapVersion + static_cast<std::uint32_t>(gaps);
   const std::uint64_t counted = countedNumbers(last);
-  const std::uint64_t foundCount = std::max(countedNumbers(found), counted);
-  const bool announced =
-      found.currentMediaTime > last.currentMediaTime && (foundCount > counted || found.bootstrapVersion > version);
-  const auto extra = static_cast<std::uint32_t>(std::min<std::uint64_t>(foundCount - counted, UINT32_MAX / 4));
-  expected.bootstrapVersion = within(found.bootstrapVersion, version, announced ? version + 2 * extra + 2 : version);
+  const bool announced = wasAnnounced(last, found, version);
   if (announced) expected.currentMediaTime = found.currentMediaTime;
+  const auto extra =
+      static_cast<std::uint32_t>(std::min<std::uint64_t>(countedNumbers(found) - counted, UINT32_MAX / 4));
+  expected.bootstrapVersion =
+      within(found.bootstrapVersion, version, announced ? version + 2 * std::max(extra, 1U) : version);
 
   auto& segments = segmentRunsOf(expected);
   const auto& foundSegments = segmentRuns(found);

@@ -8,6 +8,7 @@
 #include "host/files/tracks.h"
 #include "platform/container/SegmentError.h"
 #include "platform/container/moovReader.h"
+#include "platform/container/moovWriter.h"
 
 namespace host {
 
@@ -15,26 +16,27 @@ using krvo::container::BoxSpan;
 using krvo::container::Movie;
 using krvo::container::SegmentError;
 using krvo::container::Track;
-using qvs::util::ByteReader;
 using qvs::util::operator""_4cc;
 
 namespace {
-
-/// Major brand, minor version, compatible brands (ISO/IEC 14496-12, 4.3).
-void checkFtyp(FileView& file, const BoxSpan& box, const FileFindings& out) {
-  constexpr std::uint32_t kWords[] = {"iso6"_4cc, 1, "iso6"_4cc, "isom"_4cc, "mp41"_4cc};
-  const auto bytes = loadBox(file, box);
-  ByteReader in(bytes);
-  in.skip(box.headerSize);
-  const bool alike = in.remaining() == sizeof(kWords) &&
-                     std::all_of(std::begin(kWords), std::end(kWords), [&in](auto word) { return in.u32() == word; });
-  if (!alike) out.damage(box.offset, "ftyp: not as a recorder writes it");
-}
 
 Movie readMoov(FileView& file, const BoxSpan& box) {
   const auto payload = loadPayload(file, box);
   krvo::container::LoadedBox moov = loadedBox(box, payload);
   return readMovie(moov);
+}
+
+/// Both boxes have no more and no other bytes than what can be read from them needs.
+void checkForm(FileView& file, const Movie& movie, const BoxSpan& moov, const FileFindings& out) {
+  qvs::util::ByteWriter image;
+  try {
+    writeHeader(image, movie);
+  } catch (const std::out_of_range&) {
+    out.damage(moov.offset, "moov: numbers that no recorder writes");
+    return;
+  }
+  const auto place = firstDifference(image.bytes(), loadBox(file, {.size = moov.end()}));
+  if (place) out.damage(*place, "ftyp or moov: not as a recorder writes it");
 }
 
 bool isSameTrack(const Track& a, const Track& b) {
@@ -51,9 +53,10 @@ bool isSameTrack(const Track& a, const Track& b) {
 
 Movie checkHeader(FileView& file, const SegmentMap& map, const FileFindings& out) {
   Movie movie;
+  if (!map.moov) return movie;
   try {
-    if (map.ftyp) checkFtyp(file, *map.ftyp, out);
-    if (map.moov) movie = readMoov(file, *map.moov);
+    movie = readMoov(file, *map.moov);
+    checkForm(file, movie, *map.moov, out);
   } catch (const SegmentError& error) {
     out.damage(error.offset(), error.fault());
   }

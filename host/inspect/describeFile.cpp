@@ -1,0 +1,119 @@
+#include "host/inspect/describeFile.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "host/errors.h"
+#include "host/files/FileView.h"
+#include "host/files/Malformed.h"
+#include "host/files/RecordingDirectory.h"
+#include "host/files/smallFiles.h"
+#include "host/inspect/describeSegment.h"
+#include "host/inspect/describeSmallFiles.h"
+#include "platform/container/SegmentError.h"
+
+namespace host {
+
+using qvs::util::FourCC;
+using qvs::util::operator""_4cc;
+
+namespace {
+
+/// Of the first box; 0 where the file is too short for one.
+FourCC firstType(FileView& file) {
+  constexpr std::size_t kBoxHeader = 8;
+  if (file.size() < kBoxHeader) return 0;
+  qvs::util::ByteReader header(file.view(0, kBoxHeader));
+  header.skip(4);
+  return header.u32();
+}
+
+/// What stands behind the one box of a small file.
+void noteRest(const std::vector<std::byte>& bytes, std::size_t boxSize, Json& document) {
+  document["bytesBehind"] = bytes.size() - std::min(bytes.size(), boxSize);
+}
+
+void describeContent(const std::string& path, Json& document) {
+  FileView file(path);
+  document["kind"] = "unknown";
+  document["size"] = file.size();
+  const FourCC type = firstType(file);
+  if (type == "abst"_4cc) {
+    document["kind"] = "bootstrap";
+    const auto bytes = readSmallFile(path);
+    const auto info = parseBootstrap(bytes);
+    document.update(describeBootstrap(info));
+    noteRest(bytes, imageOf(info).size(), document);
+  } else if (type == "afra"_4cc) {
+    document["kind"] = "index";
+    const auto bytes = readSmallFile(path);
+    const auto index = parseAfra(bytes);
+    document.update(describeIndex(index));
+    noteRest(bytes, imageOf(index).size(), document);
+  } else if (type == "ftyp"_4cc) {
+    document["kind"] = "segment";
+    describeSegment(file, document);
+  } else if (path.ends_with(".control") || file.size() == kControlFileSize) {
+    document["kind"] = "control";
+    document["baseTime"] = parseControl(readSmallFile(path));
+  } else if (path.ends_with(".meta") || path.ends_with(".drmmeta")) {
+    document["kind"] = path.ends_with(".meta") ? "description" : "protection";
+    document.update(describeScript(readSmallFile(path)));
+  } else {
+    throw Malformed(0, "no file of a recording: abst, afra, ftyp, or four bytes of control file expected");
+  }
+}
+
+void noteError(const std::string& path, std::uint64_t offset, const std::string& text, Json& document,
+               InspectErrors& errors) {
+  document["error"] = {{"offset", offset}, {"text", text}};
+  errors.push_back(fmt::format("'{}': offset {}: {}", path, offset, text));
+}
+
+Json describeFile(const std::string& path, InspectErrors& errors) {
+  Json document = {{"path", path}};
+  try {
+    describeContent(path, document);
+  } catch (const Malformed& error) {
+    noteError(path, error.offset(), error.what(), document, errors);
+  } catch (const krvo::container::SegmentError& error) {
+    noteError(path, error.offset(), error.fault(), document, errors);
+  }
+  return document;
+}
+
+Json describeDirectory(const std::string& path, InspectErrors& errors) {
+  const RecordingDirectory directory = readRecordingDirectory(path);
+  if (directory.empty()) throw CommandError(fmt::format("'{}' holds no recording", path));
+  Json files = Json::array();
+  const auto add = [&](bool there, const std::string& name) {
+    if (there) files.push_back(describeFile(directory.pathOf(name), errors));
+  };
+  add(directory.hasBootstrap, directory.bootstrapName());
+  add(directory.hasControl, directory.controlName());
+  add(directory.hasMeta, directory.metaName());
+  add(directory.hasDrmMeta, directory.drmMetaName());
+  std::set<std::uint32_t> numbers = directory.segments;
+  numbers.insert(directory.indexes.begin(), directory.indexes.end());
+  for (const std::uint32_t number : numbers) {
+    add(directory.indexes.contains(number), directory.indexName(number));
+    add(directory.segments.contains(number), directory.segmentName(number));
+  }
+  return {{"path", path},
+          {"kind", "recording"},
+          {"stem", directory.stem},
+          {"files", std::move(files)},
+          {"temporaryFiles", directory.temporary},
+          {"foreignFiles", directory.foreign}};
+}
+
+}  // namespace
+
+Json describePath(const std::string& path, InspectErrors& errors) {
+  std::error_code error;
+  return std::filesystem::is_directory(path, error) ? describeDirectory(path, errors) : describeFile(path, errors);
+}
+
+}  // namespace host

@@ -1,0 +1,49 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "host/Log.h"
+#include "host/commands.h"
+#include "host/inspect/describeFile.h"
+#include "host/inspect/textTree.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kFooter =
+    R"(A PATH is a .bootstrap, .k2i, .control, .meta, .drmmeta or .k2r file, told by its content, or the
+directory of a recording, which stands for all of them. All times are milliseconds, all offsets
+bytes from the start of the file.
+
+Exit status: 0 all well, 1 something cannot be read (what could be is printed), 2 bad usage.)";
+
+struct Options {
+  std::vector<std::string> paths;
+  bool json = false;
+};
+
+ExitStatus runInspect(const Options& options) {
+  InspectErrors errors;
+  Json files = Json::array();
+  for (const std::string& path : options.paths) files.push_back(describePath(path, errors));
+  if (options.json) {
+    printJson({{"files", std::move(files)}});
+  } else {
+    printText(textTree(files));
+  }
+  Log log(stderr);
+  for (const std::string& error : errors) log.error(error);
+  return errors.empty() ? ExitStatus::kOk : ExitStatus::kFailed;
+}
+
+}  // namespace
+
+void addInspectCommand(CLI::App& app, ExitStatus& status) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command = *app.add_subcommand("inspect", "Print what is in the files of a recording");
+  command.add_option("PATH", options->paths, "Files, or directories of recordings")->required();
+  command.add_flag("--json", options->json, "Print one JSON document");
+  command.footer(kFooter);
+  command.callback([options, &status] { status = runInspect(*options); });
+}
+
+}  // namespace host

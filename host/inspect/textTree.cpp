@@ -1,0 +1,127 @@
+#include "host/inspect/textTree.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <vector>
+
+namespace host {
+namespace {
+
+/// `firstFragment` becomes `first fragment`.
+std::string inWords(const std::string& key) {
+  std::string words;
+  for (const char c : key) {
+    const auto letter = static_cast<unsigned char>(c);
+    if (std::isupper(letter) != 0) words += ' ';
+    words += static_cast<char>(std::tolower(letter));
+  }
+  return words;
+}
+
+std::string plainText(const Json& value) {
+  if (value.is_string()) return value.get<std::string>();
+  if (value.is_null()) return "-";
+  if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+  if (!value.is_array()) return value.dump();
+  // A list inside a table has its objects as `time@offset` or the like.
+  std::string text;
+  for (const Json& item : value) {
+    if (!text.empty()) text += ' ';
+    if (!item.is_object()) {
+      text += plainText(item);
+      continue;
+    }
+    std::string parts;
+    for (const auto& part : item) parts += (parts.empty() ? "" : "@") + plainText(part);
+    text += parts;
+  }
+  return text.empty() ? "-" : text;
+}
+
+bool isPlain(const Json& value) {
+  if (value.is_object()) return false;
+  return !value.is_array() ||
+         std::none_of(value.begin(), value.end(), [](const Json& item) { return item.is_object(); });
+}
+
+/// Objects with the same keys, none of which has a list of lists in it.
+bool isTable(const Json& value) {
+  return value.is_array() && !value.empty() && std::all_of(value.begin(), value.end(), [](const Json& row) {
+           return row.is_object() && std::all_of(row.begin(), row.end(), [](const Json& cell) {
+                    if (cell.is_object()) return false;
+                    return !cell.is_array() || std::all_of(cell.begin(), cell.end(), [](const Json& item) {
+                      return !item.is_object() || std::all_of(item.begin(), item.end(),
+                                                              [](const Json& part) { return part.is_primitive(); });
+                    });
+                  });
+         });
+}
+
+class Tree {
+ public:
+  void value(const Json& value, int depth) {
+    if (value.is_object()) {
+      for (const auto& [key, member] : value.items()) this->member(key, member, depth);
+    } else {
+      for (const Json& item : value) {
+        this->value(item, depth);
+        text_ += '\n';
+      }
+    }
+  }
+
+  std::string take() { return std::move(text_); }
+
+ private:
+  void member(const std::string& key, const Json& value, int depth) {
+    if (isPlain(value)) {
+      line(depth, fmt::format("{}: {}", inWords(key), plainText(value)));
+    } else if (isTable(value)) {
+      line(depth, inWords(key) + ":");
+      table(value, depth + 1);
+    } else {
+      line(depth, inWords(key) + ":");
+      this->value(value, depth + 1);
+    }
+  }
+
+  void table(const Json& rows, int depth) {
+    std::vector<std::vector<std::string>> cells(rows.size() + 1);
+    for (const auto& [key, cell] : rows.front().items()) cells[0].push_back(inWords(key));
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      for (const Json& cell : rows[i]) cells[i + 1].push_back(plainText(cell));
+    }
+    std::vector<std::size_t> widths(cells[0].size());
+    for (const auto& row : cells) {
+      for (std::size_t column = 0; column < std::min(row.size(), widths.size()); ++column) {
+        widths[column] = std::max(widths[column], row[column].size());
+      }
+    }
+    for (const auto& row : cells) {
+      std::string text;
+      for (std::size_t column = 0; column < std::min(row.size(), widths.size()); ++column) {
+        const bool last = column + 1 == row.size();
+        text += last ? row[column] : fmt::format("{:<{}}  ", row[column], widths[column]);
+      }
+      line(depth, text);
+    }
+  }
+
+  void line(int depth, const std::string& text) {
+    text_ += std::string(static_cast<std::size_t>(depth) * 2, ' ') + text + '\n';
+  }
+
+  std::string text_;
+};
+
+}  // namespace
+
+std::string textTree(const Json& document) {
+  Tree tree;
+  tree.value(document, 0);
+  return tree.take();
+}
+
+}  // namespace host
