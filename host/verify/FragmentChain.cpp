@@ -55,20 +55,17 @@ void FragmentChain::add(const FileFindings& segment, IndexFile& index, std::size
 }
 
 void FragmentChain::checkNumber(IndexFile& index, std::size_t entry, const FragmentContent& content) const {
-  AfraEntry& known = index.entries()[entry];
-  const std::uint64_t at = index.offsetOf(entry) + kEntryFragment;
-  const std::string name = fmt::format("entry {}: fragment", entry + 1);
   const FragmentRunEntry* const run = lastRun(*content.bootstrap);
   if (!index.numbersAreSure() && run != nullptr && !broken_) {
     const FragmentRuns none;
     const AddedRuns added = addedRuns(last_ ? fragmentRuns(last_->bootstrap) : none, fragmentRuns(*content.bootstrap));
-    const std::uint32_t number = !added.joins() || !last_ ? run->firstFragment : last_->step.fragment + 1;
-    index.out().expect(at, name, number, known.fragment);
-    known.fragment = number;
+    index.correctNumber(entry, !added.joins() || !last_ ? run->firstFragment : last_->step.fragment + 1);
   }
+  const AfraEntry& known = index.entries()[entry];
   if (last_ && known.fragment <= last_->step.fragment) {
-    index.out().damage(at,
-                       fmt::format("{}: expected one behind {}, found {}", name, last_->step.fragment, known.fragment));
+    index.out().damage(index.offsetOf(entry) + kEntryFragment,
+                       fmt::format("entry {}: fragment: expected one behind {}, found {}", entry + 1,
+                                   last_->step.fragment, known.fragment));
   }
 }
 

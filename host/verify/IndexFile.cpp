@@ -82,15 +82,26 @@ void IndexFile::checkForm(const std::vector<std::byte>& bytes) {
 void IndexFile::checkNumbers() {
   // Most entries agree on where the numbers start; the others are the wrong ones.
   std::map<std::uint32_t, std::size_t> votes;
-  const auto start = [this](std::size_t i) { return entries()[i].fragment - static_cast<std::uint32_t>(i); };
-  for (std::size_t i = 0; i < entries().size(); ++i) ++votes[start(i)];
+  for (std::size_t i = 0; i < entries().size(); ++i) ++votes[entries()[i].fragment - static_cast<std::uint32_t>(i)];
   const auto winner =
       std::max_element(votes.begin(), votes.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
-  for (std::size_t i = 0; i < entries().size(); ++i) {
-    const std::uint32_t number = winner->first + static_cast<std::uint32_t>(i);
-    out_.expect(offsetOf(i) + kEntryFragment, fmt::format("entry {}: fragment", i + 1), number, entries()[i].fragment);
-    entries()[i].fragment = number;
+  numbersAreSure_ = entries().size() > 1 && 2 * winner->second > entries().size();
+  if (!numbersAreSure_) return;
+  for (std::size_t i = 0; i < entries().size(); ++i) correctNumber(i, winner->first + static_cast<std::uint32_t>(i));
+}
+
+void IndexFile::correctNumber(std::size_t i, std::uint32_t number) {
+  AfraEntry& entry = entries()[i];
+  out_.expect(offsetOf(i) + kEntryFragment, fmt::format("entry {}: fragment", i + 1), number, entry.fragment);
+  entry.fragment = number;
+}
+
+void IndexFile::checkSequence() {
+  // Numbers of fragments have been held against these, so that an entry beside one of them is the wrong one.
+  for (std::size_t i = entries().size(); i-- > 1;) {
+    if (entries()[i].isWritten() && !entries()[i - 1].isWritten()) correctNumber(i - 1, entries()[i].fragment - 1);
   }
+  for (std::size_t i = 1; i < entries().size(); ++i) correctNumber(i, entries()[i - 1].fragment + 1);
 }
 
 void IndexFile::checkSegment(std::uint32_t segment) {

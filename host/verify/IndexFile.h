@@ -27,8 +27,12 @@ class IndexFile {
   const std::vector<ruvo::k2r::AfraEntry>& entries() const { return index_.globalEntries; }
   /// Where an entry stands in the file.
   std::uint64_t offsetOf(std::size_t entry) const;
-  /// The numbers have been told by more than one entry.
-  bool numbersAreSure() const { return index_.globalEntries.size() > 1; }
+  /// More than half of the entries agree on the numbers.
+  bool numbersAreSure() const { return numbersAreSure_; }
+  /// Reports the number of an entry, and puts it right, where it is another one.
+  void correctNumber(std::size_t entry, std::uint32_t number);
+  /// Checks that the numbers rise by one, once those of fragments are right.
+  void checkSequence();
   /// Positions of the fragments that it names.
   std::set<std::uint64_t> positions() const;
   /// The place of the last entry with a position, or nothing.
@@ -46,6 +50,7 @@ class IndexFile {
 
   FileFindings out_;
   ruvo::k2r::AfraIndex index_;
+  bool numbersAreSure_ = false;
 };
 
 }  // namespace host

@@ -91,6 +91,7 @@ class SegmentRun {
     }
     if (result_.index) {
       passOver(result_.index->entries().size());
+      result_.index->checkSequence();
       checkPositions(map);
     }
     checkTail(segment, map);
@@ -185,6 +186,10 @@ class SegmentRun {
       if (map.fragmentAt(position) == nullptr) {
         indexOut_.damage(at, fmt::format("entry {}: position: expected the start of a whole fragment in {}, found {}",
                                          i + 1, out_.file(), position));
+        if (position >= map.fileSize) {
+          out_.damage(map.fileSize, fmt::format("fragment {} expected, at {}, found the end of the file",
+                                                entries[i].fragment, position));
+        }
       } else if (position <= before) {
         indexOut_.damage(at,
                          fmt::format("entry {}: position: expected one behind {}, found {}", i + 1, before, position));
@@ -202,7 +207,8 @@ class SegmentRun {
 
   void checkTail(const SegmentContext& segment, const SegmentMap& map) const {
     if (const auto* const mfra = map.randomAccess()) {
-      if (accessTableIsWhole_ && map.breaks.empty()) checkRandomAccess(segment, *mfra, accessTable_);
+      if (accessTableIsWhole_ && map.breaks.empty() && !result_.unindexed)
+        checkRandomAccess(segment, *mfra, accessTable_);
     } else if (role_.ended && map.breaks.empty() && !map.fragments.empty()) {
       out_.add(role_.leftover, map.fileSize, "mfra expected, found the end of the file");
     }

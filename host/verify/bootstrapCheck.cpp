@@ -50,6 +50,13 @@ const BootstrapInfo* unindexedBootstrap(const std::vector<Segment>& segments) {
   return nullptr;
 }
 
+/// Whether the file `found` is the one that was written with the fragment that carries `bootstrap`, or at the stop
+/// behind it.
+bool isWhatWasWrittenWith(const BootstrapInfo& bootstrap, BootstrapInfo found) {
+  if (isStopped(found)) found.fragmentRunTables.front().fragmentRuns.pop_back();
+  return found == bootstrap;
+}
+
 class IndexComparison {
  public:
   IndexComparison(const FragmentRuns& runs, const FileFindings& bootstrapOut)
@@ -123,20 +130,20 @@ void checkAgainstFragments(const RecordingContext& recording, const RecordingCon
   if (last == nullptr) return;
   const std::uint32_t skipped = skippedAtEnd(content.segments);
   const BootstrapInfo expected = expectFile(last->bootstrap, found, skipped);
-  if (expected == found) {
-    noteCounts(out, found, content.segments);
-    return;
-  }
   // An interruption between the files of one fragment: the index is replaced first, and may be the one that failed.
   const Severity severity = isStopped(found) ? Severity::kDamage : Severity::kRepairable;
   const BootstrapInfo* const unindexed = unindexedBootstrap(content.segments);
-  if (unindexed != nullptr && expectFile(*unindexed, found, 0) == found) {
+  if (unindexed != nullptr && isWhatWasWrittenWith(*unindexed, found)) {
     out.add(severity, std::nullopt,
             fmt::format("goes on behind fragment {}, the last one that an index names", last->step.fragment));
     return;
   }
+  if (expected == found) {
+    noteCounts(out, found, content.segments);
+    return;
+  }
   const FragmentChain::Link* const before = recording.chain.beforeLast();
-  if (before != nullptr && expectFile(before->bootstrap, found, skipped) == found) {
+  if (before != nullptr && isWhatWasWrittenWith(before->bootstrap, found)) {
     out.add(severity, std::nullopt,
             fmt::format("ends in front of fragment {}, which the index names", last->step.fragment));
     return;

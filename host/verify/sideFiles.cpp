@@ -6,6 +6,7 @@
 
 #include "host/errors.h"
 #include "host/files/Malformed.h"
+#include "host/files/scriptData.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
 #include "util/bytes.h"
@@ -13,9 +14,26 @@
 namespace host {
 namespace {
 
-/// How a stream's description begins and ends: the AMF0 text "onMetaData", and the end of the array behind it.
-constexpr std::string_view kMetaBegin("\x02\x00\x0AonMetaData\x08", 14);
-constexpr std::string_view kMetaEnd("\x00\x00\x09", 3);
+/// How a stream's description begins: an AMF0 text.
+constexpr std::string_view kMetaBegin("\x02\x00\x0AonMetaData", 13);
+
+/// The text, one value, and nothing behind it.
+void checkDescription(const std::vector<std::byte>& bytes, const FileFindings& out) {
+  const auto begin = qvs::util::asBytes(kMetaBegin);
+  const auto difference = std::mismatch(bytes.begin(), bytes.end(), begin.begin(), begin.end());
+  if (difference.second != begin.end()) {
+    out.damage(static_cast<std::uint64_t>(difference.first - bytes.begin()), "expected the AMF0 text onMetaData");
+    return;
+  }
+  qvs::util::ByteReader in(bytes);
+  in.skip(begin.size());
+  try {
+    skipScriptValue(in);
+    if (in.remaining() != 0) out.damage(in.position(), "expected nothing behind the description");
+  } catch (const qvs::util::MalformedInput& error) {
+    out.damage(in.position(), "description: " + error.message());
+  }
+}
 
 void checkMeta(const RecordingContext& recording) {
   const FileFindings out = recording.in(recording.directory.metaName());
@@ -24,15 +42,7 @@ void checkMeta(const RecordingContext& recording) {
     return;
   }
   try {
-    const auto bytes = readSmallFile(recording.directory.pathOf(out.file()));
-    const auto begin = qvs::util::asBytes(kMetaBegin);
-    const auto [inBytes, inBegin] = std::mismatch(bytes.begin(), bytes.end(), begin.begin(), begin.end());
-    const auto end = qvs::util::asBytes(kMetaEnd);
-    if (inBegin != begin.end()) {
-      out.damage(static_cast<std::uint64_t>(inBytes - bytes.begin()), "expected the AMF0 text onMetaData and an array");
-    } else if (bytes.size() < begin.size() + end.size() || !std::equal(end.begin(), end.end(), bytes.end() - 3)) {
-      out.damage(bytes.size(), "expected the end of an AMF0 array");
-    }
+    checkDescription(readSmallFile(recording.directory.pathOf(out.file())), out);
   } catch (const CommandError& error) {
     out.damage(error.what());
   }

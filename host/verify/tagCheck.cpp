@@ -93,10 +93,23 @@ bool isTagType(std::uint8_t rawType) {
                      [rawType](std::uint8_t type) { return rawType == type || rawType == (type | kTagFilterBit); });
 }
 
-/// What a sequence header carries is what the track has in its sample entry.
+const Track* trackOf(const SegmentContext& segment, const TagContent& tag) {
+  return findTrack(segment.movie, tag.isVideo() ? "vide"_4cc : tag.isAudio() ? "soun"_4cc : "meta"_4cc);
+}
+
+/// What a sequence header carries is what the track has in its sample entry. Recorders make it themselves, always with
+/// the same bytes in front.
 void checkConfiguration(const SegmentContext& segment, const TagContent& tag) {
-  const Track* const track = findTrack(segment.movie, tag.isVideo() ? "vide"_4cc : "soun"_4cc);
+  const Track* const track = trackOf(segment, tag);
   if (track == nullptr || track->descriptions.empty() || !tag.sampleOffset || tag.isProtected) return;
+  constexpr std::uint8_t kAvcKeyFrame = 0x17;
+  constexpr std::uint8_t kAacAnyRate = 0xAF;
+  segment.out.expect(tag.place.dataOffset(), "sequence header: first data byte",
+                     tag.isVideo() ? kAvcKeyFrame : kAacAnyRate, tag.firstByte);
+  if (tag.compositionTime != 0) {
+    segment.out.damage(tag.place.dataOffset(),
+                       fmt::format("sequence header: composition time: expected 0, found {}", tag.compositionTime));
+  }
   const ByteBuffer header{std::span<const std::byte>(track->descriptions.front()->codecHeader)};
   auto expected = tag.isVideo() ? findAvcCBox(header) : findAacConfig(header);
   constexpr std::size_t kBoxHeader = 8;
@@ -115,9 +128,12 @@ void checkTag(const SegmentContext& segment, const TagContent& tag) {
     return;
   }
   out.expect(tag.place.offset + kTagStreamIdOffset, "tag: stream id", 0, tag.streamId);
-  if (tag.place.dataSize == 0 || !tag.isRecordable()) {
-    out.damage(tag.place.offset + kTagHeaderSize,
-               fmt::format("tag: no codec of a recording: first data byte {}", tag.firstByte));
+  const Track* const track = trackOf(segment, tag);
+  if (tag.place.dataSize == 0 || !tag.isRecordable() || track == nullptr ||
+      tagFormatCode(clearFormat(*track)) != tag.formatCode()) {
+    out.damage(tag.place.offset,
+               fmt::format("tag: type {} and first data byte {}: another codec than that of the track",
+                           tag.place.rawType, tag.firstByte));
     return;
   }
   if (!tag.sampleOffset)
