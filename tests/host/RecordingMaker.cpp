@@ -43,6 +43,14 @@ void MadeRecording::restore() const {
   for (const auto& [name, content] : files_) writeWholeFile(root_.path() / "cam1" / name, content);
 }
 
+void MadeRecording::append(const std::vector<StreamMessage>& messages) const {
+  Recorder recorder(loadModule());
+  std::filesystem::copy(directory(), recorder.directory());
+  run(recorder, kOpenRecord | kOpenAppend, messages, true);
+  std::filesystem::remove_all(directory());
+  std::filesystem::copy(recorder.directory(), directory());
+}
+
 std::vector<StreamMessage> operator+(std::vector<StreamMessage> first, const std::vector<StreamMessage>& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;

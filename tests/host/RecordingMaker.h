@@ -31,6 +31,8 @@ class MadeRecording {
   void write(const std::string& suffix, const std::string& content) const;
   /// Brings every file back to what it was when the recording was made.
   void restore() const;
+  /// Lets the module continue it as it is now, and stop.
+  void append(const std::vector<StreamMessage>& messages) const;
   void remove(const std::string& suffix) const { std::filesystem::remove(path(suffix)); }
 
  private:

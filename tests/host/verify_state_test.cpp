@@ -132,6 +132,38 @@ TEST(VerifyState, TellsWhatAnInterruptionLeaves) {
         ExitStatus::kOk, "nothing has been recorded yet"}});
 }
 
+TEST(VerifyState, IsWholeAgainAfterAnAppend) {
+  RecordingPlan plan = threeFragments();
+  plan.stop = false;
+  const MadeRecording recording(plan);
+  const struct {
+    const char* what;
+    std::function<void(const MadeRecording&)> change;
+  } rows[] = {{"part of a fragment",
+               [](const auto& made) {
+                 made.write("Seg1.k2r", made.read("Seg1.k2r") + made.read("Seg1.k2r").substr(1577, 700));
+               }},
+              {"more than the append writes",
+               [](const auto& made) { made.write("Seg1.k2r", made.read("Seg1.k2r") + std::string(99999, 'x')); }},
+              {"a fragment that the index does not name yet",
+               [](const auto& made) {
+                 forgetLastFragment(made);
+                 changeBootstrap(made, forgetLastBootstrap);
+               }},
+              {"an index that could not be replaced", forgetLastFragment},
+              {"a bootstrap that was not replaced any more",
+               [](const auto& made) { changeBootstrap(made, forgetLastBootstrap); }}};
+  for (const auto& row : rows) {
+    recording.restore();
+    row.change(recording);
+    EXPECT_EQ(verifyRecording(recording.directory()).status(), ExitStatus::kRepairable) << row.what;
+    recording.append(av(2000).from(24000).until(40001));
+    const Verification verification = verifyRecording(recording.directory());
+    EXPECT_EQ(verification.status(), ExitStatus::kOk) << row.what << "\n" << textReport(verification);
+    EXPECT_GE(verification.fragments, 6U) << row.what;
+  }
+}
+
 TEST(VerifyState, TellsFilesOfOtherAgesAndMissingOnes) {
   const MadeRecording recording(threeFragments());
   const auto missing = [](const char* suffix) { return [suffix](const MadeRecording& made) { made.remove(suffix); }; };

@@ -7,6 +7,7 @@
 #include "host/verify/verifyRecording.h"
 #include "host/verify/verifyReport.h"
 #include "tests/host/RecordingMaker.h"
+#include "tests/support/hex.h"
 
 namespace {
 
@@ -42,6 +43,20 @@ std::vector<StreamMessage> withCompositionTimes(std::vector<StreamMessage> messa
   return messages;
 }
 
+/// VP6, MP3 and script data, and now and then a picture of no bytes.
+std::vector<StreamMessage> otherCodecs(std::uint32_t until) {
+  std::vector<StreamMessage> messages{metadata(0)};
+  for (std::uint32_t time = 0; time < until; time += 200) {
+    const bool key = time % 2000 == 0;
+    std::vector<std::byte> picture = fromHex(key ? "14 00 0102030405" : "24 00 0607");
+    if (time % 1400 == 200) picture.resize(2);
+    messages.push_back({9, time, picture});
+    messages.push_back({8, time + 50, fromHex("2f fffb9000")});
+    if (time % 1000 == 0) messages.push_back({18, time + 60, fromHex("02 0002 6869 05")});
+  }
+  return messages;
+}
+
 struct LegalRecording {
   const char* what;
   RecordingPlan plan;
@@ -61,6 +76,7 @@ std::vector<LegalRecording> legalRecordings() {
       {"video alone, far from zero", {.messages = av(2000).from(4000000001).until(4000020000)}, 3},
       {"video alone", {.messages = stream().keyFramesEvery(2000).until(16001)}, 4},
       {"composition times", {.messages = withCompositionTimes(av(2000).until(16001))}, 4},
+      {"other codecs and script data", {.messages = otherCodecs(16001)}, 4},
       {"lead-in", {.messages = av(500).from(1500).until(16001)}, 2},
       {"lead-in that ends behind the grid line", {.messages = av(3000).from(1700).until(30000)}, 6},
       {"key frames every 10000", {.messages = av(10000).until(60001)}, 5},
