@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "server/Amf3Marker.h"
 #include "shared_nqserver/NQDataArray.h"
@@ -19,8 +20,10 @@ class RandomValues {
  public:
   explicit RandomValues(std::uint32_t seed) : random_(seed) {}
 
-  /// All that AMF0 tells apart, with subtrees of AMF3.
+  /// All that AMF0 tells apart, with subtrees of AMF3. Now and then an array or an AMF3 object that was there before:
+  /// others would come back as arrays.
   NQDataValue amf0(int depth) {
+    if (const auto* const known = again(known0_)) return *known;
     switch (upTo(depth > 0 ? 13 : 8)) {
       case 0:
         return NQDataValue::number(number());
@@ -43,9 +46,9 @@ class RandomValues {
       case 9:
         return container(NQDataKind::kObjectType, named(depth, {}));
       case 10:
-        return container(NQDataKind::kArrayType, named(depth, {}));
+        return remembered(known0_, container(NQDataKind::kArrayType, named(depth, {})));
       case 11:
-        return container(NQDataKind::kStrictArrayType, named(depth, {}));
+        return remembered(known0_, container(NQDataKind::kStrictArrayType, named(depth, {})));
       case 12:
         return container(NQDataKind::kTypedObjectType, named(depth, classMember()));
       default:
@@ -53,8 +56,9 @@ class RandomValues {
     }
   }
 
-  /// All that AMF3 tells apart.
+  /// All that AMF3 tells apart, and now and then what was there before.
   NQDataValue amf3(int depth) {
+    if (const auto* const known = again(known3_)) return *known;
     switch (upTo(depth > 0 ? 12 : 7)) {
       case 0:
         return NQDataValue::number(number());
@@ -147,7 +151,7 @@ class RandomValues {
     const auto array = NQDataArrayPtr::make();
     for (int i = 0, dense = upTo(3); i < dense; ++i) array->append(makeText(std::to_string(i)), amf3(depth - 1));
     for (int i = upTo(3); i > 0; --i) array->append(makeText("n" + text()), amf3(depth - 1));
-    return container(NQDataKind::kArrayType, array);
+    return remembered(known3_, container(NQDataKind::kArrayType, array));
   }
 
   NQDataValue vector(int depth) {
@@ -193,13 +197,26 @@ class RandomValues {
     return NQDataValue::container(kind, array);
   }
 
-  static NQDataValue marked(Amf3Marker marker, const NQDataArrayPtr& array) {
+  NQDataValue marked(Amf3Marker marker, const NQDataArrayPtr& array) {
     auto value = container(NQDataKind::kAvmPlusObjectType, array);
     value.setSubKind(static_cast<std::uint8_t>(marker));
+    return remembered(known0_, remembered(known3_, value));
+  }
+
+  static NQDataValue remembered(std::vector<NQDataValue>& known, NQDataValue value) {
+    known.push_back(value);
     return value;
   }
 
+  const NQDataValue* again(const std::vector<NQDataValue>& known) {
+    if (known.empty() || upTo(7) != 0) return nullptr;
+    return &known[static_cast<std::size_t>(upTo(static_cast<int>(known.size()) - 1))];
+  }
+
   std::mt19937 random_;
+  /// What may come again in either format.
+  std::vector<NQDataValue> known0_;
+  std::vector<NQDataValue> known3_;
 };
 
 }  // namespace test

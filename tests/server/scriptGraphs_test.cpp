@@ -108,7 +108,7 @@ TEST(ScriptGraphs, NestingIsTakenUpTo256Levels) {
     const auto deeper = nested(row, 257);
     test::ScriptCodec codec(deeper);
     NQDataValue value;
-    EXPECT_THROW(codec.readValue(value), NQBreakConnection) << kNestings[row].what;
+    ASSERT_THROW(codec.readValue(value), NQBreakConnection) << kNestings[row].what;
     EXPECT_EQ(codec.errorLog()[1], "Nesting of values is found deeper than 256 levels") << kNestings[row].what;
   }
 }
