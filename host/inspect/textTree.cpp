@@ -21,42 +21,43 @@ std::string inWords(const std::string& key) {
 }
 
 std::string plainText(const Json& value) {
+  if (value.is_null() || value == "") return "-";
   if (value.is_string()) return value.get<std::string>();
-  if (value.is_null()) return "-";
   if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
-  if (!value.is_array()) return value.dump();
-  // A list inside a table has its objects as `time@offset` or the like.
+  return value.dump();
+}
+
+/// The items one behind another, those of an object as `time@offset`.
+std::string listText(const Json& list) {
   std::string text;
-  for (const Json& item : value) {
-    if (!text.empty()) text += ' ';
-    if (!item.is_object()) {
-      text += plainText(item);
-      continue;
-    }
+  for (const Json& item : list) {
     std::string parts;
-    for (const auto& part : item) parts += (parts.empty() ? "" : "@") + plainText(part);
-    text += parts;
+    for (const Json& part : item) parts += (parts.empty() ? "" : "@") + plainText(part);
+    text += (text.empty() ? "" : " ") + parts;
   }
   return text.empty() ? "-" : text;
 }
 
-bool isPlain(const Json& value) {
-  if (value.is_object()) return false;
-  return !value.is_array() ||
-         std::none_of(value.begin(), value.end(), [](const Json& item) { return item.is_object(); });
+std::string cellText(const Json& value) {
+  return value.is_array() ? listText(value) : plainText(value);
 }
 
-/// Objects with the same keys, none of which has a list of lists in it.
+/// A list so short in each of its items that it is shown in one line, and in a table.
+bool isShortList(const std::string& key, const Json& value) {
+  if (!value.is_array()) return false;
+  return key == "randomAccess" ||
+         std::all_of(value.begin(), value.end(), [](const Json& item) { return item.is_primitive(); });
+}
+
 bool isTable(const Json& value) {
-  return value.is_array() && !value.empty() && std::all_of(value.begin(), value.end(), [](const Json& row) {
-           return row.is_object() && std::all_of(row.begin(), row.end(), [](const Json& cell) {
-                    if (cell.is_object()) return false;
-                    return !cell.is_array() || std::all_of(cell.begin(), cell.end(), [](const Json& item) {
-                      return !item.is_object() || std::all_of(item.begin(), item.end(),
-                                                              [](const Json& part) { return part.is_primitive(); });
-                    });
-                  });
-         });
+  if (!value.is_array() || value.empty()) return false;
+  return std::all_of(value.begin(), value.end(), [](const Json& row) {
+    if (!row.is_object()) return false;
+    const auto& items = row.items();
+    return std::all_of(items.begin(), items.end(), [](const auto& cell) {
+      return cell.value().is_primitive() || isShortList(cell.key(), cell.value());
+    });
+  });
 }
 
 class Tree {
@@ -76,8 +77,8 @@ class Tree {
 
  private:
   void member(const std::string& key, const Json& value, int depth) {
-    if (isPlain(value)) {
-      line(depth, fmt::format("{}: {}", inWords(key), plainText(value)));
+    if (value.is_primitive() || isShortList(key, value)) {
+      line(depth, fmt::format("{}: {}", inWords(key), cellText(value)));
     } else if (isTable(value)) {
       line(depth, inWords(key) + ":");
       table(value, depth + 1);
@@ -91,7 +92,7 @@ class Tree {
     std::vector<std::vector<std::string>> cells(rows.size() + 1);
     for (const auto& [key, cell] : rows.front().items()) cells[0].push_back(inWords(key));
     for (std::size_t i = 0; i < rows.size(); ++i) {
-      for (const Json& cell : rows[i]) cells[i + 1].push_back(plainText(cell));
+      for (const Json& cell : rows[i]) cells[i + 1].push_back(cellText(cell));
     }
     std::vector<std::size_t> widths(cells[0].size());
     for (const auto& row : cells) {

@@ -5,6 +5,7 @@
 #include "host/files/imageFields.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
+#include "host/verify/tagCheck.h"
 #include "platform/container/SegmentError.h"
 #include "util/bytes.h"
 
@@ -27,11 +28,22 @@ bool mayBeEntry(const SegmentContext& segment, const TagContent& tag) {
   return tag.isAudio() && !tag.isSequenceHeader() && findTrack(segment.movie, "vide"_4cc) == nullptr;
 }
 
+/// From where the samples of the fragment count. Whether that is right is another question.
+std::uint32_t baseOf(const SegmentContext& segment, const FragmentContent& content) {
+  const auto hints = hintSamples(segment, content);
+  if (hints.empty() || content.tags.empty()) return segment.bases.base().value_or(0);
+  return content.tags.front().place.timestamp - static_cast<std::uint32_t>(hints.front().decodeTime);
+}
+
 /// Goes through the tags of a fragment and the entries of its `afra` side by side.
 class EntryWalk {
  public:
   EntryWalk(const SegmentContext& segment, const FragmentContent& content, const ruvo::k2r::AfraIndex& afra)
-      : segment_(segment), tags_(content.tags), afra_(afra), start_(content.boxes.position()) {}
+      : segment_(segment),
+        tags_(content.tags),
+        afra_(afra),
+        start_(content.boxes.position()),
+        base_(baseOf(segment, content)) {}
 
   void run() {
     for (std::size_t i = 0; i < afra_.localEntries.size(); ++i) {
@@ -51,7 +63,7 @@ class EntryWalk {
                                           i + 1, entry.offset));
       return false;
     }
-    const std::uint32_t time = tags_[next_].place.timestamp - segment_.bases.base().value_or(0);
+    const std::uint32_t time = tags_[next_].place.timestamp - base_;
     segment_.out.expect(at, fmt::format("afra: entry {}: time", i + 1), time, entry.time);
     ++next_;
     return true;
@@ -72,6 +84,7 @@ class EntryWalk {
   const std::vector<TagContent>& tags_;
   const ruvo::k2r::AfraIndex& afra_;
   std::uint64_t start_;
+  std::uint32_t base_;
   std::size_t next_ = 0;
 };
 

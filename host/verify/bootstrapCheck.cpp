@@ -30,11 +30,11 @@ Place placeOf(const FragmentRuns& runs, std::uint32_t number) {
   return run.isFragmentGap() ? Place::kSkipped : Place::kTimestampGap;
 }
 
-/// How many numbers without a position the last index has at its end.
+/// How many numbers without a position the indexes have at their end.
 std::uint32_t skippedAtEnd(const std::vector<Segment>& segments) {
   std::uint32_t skipped = 0;
   for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
-    if (!segment->result.index) return skipped;
+    if (!segment->result.index) continue;
     const auto& entries = segment->result.index->entries();
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry, ++skipped) {
       if (entry->isWritten()) return skipped;

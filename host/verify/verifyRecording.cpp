@@ -119,12 +119,20 @@ class RecordingRun {
     }
   }
 
-  /// A recorder that was interrupted before the files of its first fragment were complete begins anew.
+  /// Index and bootstrap come with the first fragment. A recorder that was interrupted before they were complete begins
+  /// anew.
   void judgeMissingBootstrap() const {
-    if (recording_.directory.hasBootstrap || content_.segments.empty()) return;
+    if (recording_.directory.hasBootstrap || nothingRecorded()) return;
     const bool justBegun = content_.segments.size() == 1 && result_.fragments <= 1;
     bootstrapOut().add(justBegun ? Severity::kRepairable : Severity::kDamage, std::nullopt,
                        justBegun ? "missing: interrupted at the first fragment; an append begins anew" : "missing");
+  }
+
+  bool nothingRecorded() const {
+    return !recording_.directory.hasBootstrap && result_.fragments == 0 &&
+           std::none_of(content_.segments.begin(), content_.segments.end(), [](const auto& segment) {
+             return segment.result.unindexed || (segment.result.index && !segment.result.index->entries().empty());
+           });
   }
 
   void checkSkippedTimes() const {
@@ -136,7 +144,7 @@ class RecordingRun {
   }
 
   void noteState() const {
-    if (content_.segments.empty()) {
+    if (nothingRecorded()) {
       recording_.in(recording_.directory.stem).note("nothing has been recorded yet");
     } else if (content_.bootstrap && !result_.stopped) {
       bootstrapOut().note("not stopped: still being recorded, or interrupted");
