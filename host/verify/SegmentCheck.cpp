@@ -137,6 +137,7 @@ class SegmentRun {
 
   void takeUnindexed(SegmentContext& segment, const FragmentBoxes& boxes) {
     out_.add(role_.leftover, boxes.position(), "a whole fragment that the index does not name");
+    ++result_.unindexedFragments;
     try {
       result_.unindexed = parseBootstrap(loadBox(segment.file, boxes.abst), boxes.abst.offset);
     } catch (const Malformed&) {
@@ -207,7 +208,7 @@ class SegmentRun {
 
   void checkTail(const SegmentContext& segment, const SegmentMap& map) const {
     if (const auto* const mfra = map.randomAccess()) {
-      if (accessTableIsWhole_ && map.breaks.empty() && !result_.unindexed)
+      if (accessTableIsWhole_ && map.breaks.empty() && result_.unindexedFragments == 0)
         checkRandomAccess(segment, *mfra, accessTable_);
     } else if (role_.ended && map.breaks.empty() && !map.fragments.empty()) {
       out_.add(role_.leftover, map.fileSize, "mfra expected, found the end of the file");

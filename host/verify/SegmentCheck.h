@@ -41,7 +41,8 @@ struct SegmentResult {
   std::optional<IndexFile> index;
   std::uint64_t fragments = 0;
   std::uint64_t tags = 0;
-  /// Of a whole fragment that stands last in the segment and that no index names.
+  /// Whole fragments behind those that the index names, and the bootstrap in the last of them.
+  std::uint64_t unindexedFragments = 0;
   std::optional<ruvo::k2r::BootstrapInfo> unindexed;
   std::optional<std::uint32_t> firstTagTime;
   std::optional<std::uint32_t> lastTagTime;

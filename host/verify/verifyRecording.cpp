@@ -123,7 +123,8 @@ class RecordingRun {
   /// anew.
   void judgeMissingBootstrap() const {
     if (recording_.directory.hasBootstrap || nothingRecorded()) return;
-    const bool justBegun = content_.segments.size() == 1 && result_.fragments <= 1;
+    const bool justBegun =
+        content_.segments.size() == 1 && result_.fragments + content_.segments.front().result.unindexedFragments <= 1;
     bootstrapOut().add(justBegun ? Severity::kRepairable : Severity::kDamage, std::nullopt,
                        justBegun ? "missing: interrupted at the first fragment; an append begins anew" : "missing");
   }
@@ -131,7 +132,8 @@ class RecordingRun {
   bool nothingRecorded() const {
     return !recording_.directory.hasBootstrap && result_.fragments == 0 &&
            std::none_of(content_.segments.begin(), content_.segments.end(), [](const auto& segment) {
-             return segment.result.unindexed || (segment.result.index && !segment.result.index->entries().empty());
+             return segment.result.unindexedFragments != 0 ||
+                    (segment.result.index && !segment.result.index->entries().empty());
            });
   }
 

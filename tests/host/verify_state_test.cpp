@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "fragmentation/AfraBox.h"
+#include "host/files/SegmentMap.h"
 #include "host/files/smallFiles.h"
 #include "host/verify/verifyRecording.h"
 #include "host/verify/verifyReport.h"
@@ -53,6 +54,16 @@ void unstop(ruvo::k2r::BootstrapInfo& info) {
 void forgetLastBootstrap(ruvo::k2r::BootstrapInfo& info) {
   info.segmentRunTables[0].segmentRuns[0].fragmentsPerSegment -= 1;
   info.currentMediaTime -= 4000;
+}
+
+std::size_t endOfFirstFragment(const MadeRecording& recording) {
+  host::FileView file(recording.path("Seg1.k2r").string());
+  return static_cast<std::size_t>(mapSegment(file).fragments.front().end());
+}
+
+std::size_t endOfHeader(const MadeRecording& recording) {
+  host::FileView file(recording.path("Seg1.k2r").string());
+  return static_cast<std::size_t>(mapSegment(file).moov->end());
 }
 
 struct State {
@@ -121,8 +132,22 @@ TEST(VerifyState, TellsWhatAnInterruptionLeaves) {
         [](const auto& made) {
           made.remove(".bootstrap");
           changeIndex(made, "Seg1.k2i", [](auto& entries) { entries.resize(1); });
+          made.write("Seg1.k2r", made.read("Seg1.k2r").substr(0, endOfFirstFragment(made)));
         },
         ExitStatus::kRepairable, "cam1.bootstrap: repairable: missing"},
+       {"neither index nor bootstrap any more",
+        [](const auto& made) {
+          made.remove(".bootstrap");
+          made.remove("Seg1.k2i");
+        },
+        ExitStatus::kDamaged, "cam1.bootstrap: damage: missing"},
+       {"a segment in which nothing has been written yet",
+        [](const auto& made) {
+          made.remove(".bootstrap");
+          made.remove("Seg1.k2i");
+          made.write("Seg1.k2r", made.read("Seg1.k2r").substr(0, endOfHeader(made)));
+        },
+        ExitStatus::kOk, "nothing has been recorded yet"},
        {"no bootstrap any more", [](const auto& made) { made.remove(".bootstrap"); }, ExitStatus::kDamaged,
         "cam1.bootstrap: damage: missing"},
        {"nothing but the base time",
@@ -141,7 +166,7 @@ TEST(VerifyState, IsWholeAgainAfterAnAppend) {
     std::function<void(const MadeRecording&)> change;
   } rows[] = {{"part of a fragment",
                [](const auto& made) {
-                 made.write("Seg1.k2r", made.read("Seg1.k2r") + made.read("Seg1.k2r").substr(1577, 700));
+                 made.write("Seg1.k2r", made.read("Seg1.k2r") + made.read("Seg1.k2r").substr(endOfHeader(made), 700));
                }},
               {"more than the append writes",
                [](const auto& made) { made.write("Seg1.k2r", made.read("Seg1.k2r") + std::string(99999, 'x')); }},
