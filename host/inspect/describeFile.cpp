@@ -12,6 +12,7 @@
 #include "host/files/smallFiles.h"
 #include "host/inspect/describeSegment.h"
 #include "host/inspect/describeSmallFiles.h"
+#include "host/inspect/scriptJson.h"
 #include "platform/container/SegmentError.h"
 
 namespace host {

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <optional>
 
+#include "host/files/Malformed.h"
 #include "host/files/SegmentMap.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
 #include "host/inspect/describeSmallFiles.h"
+#include "host/inspect/scriptJson.h"
 #include "platform/container/SegmentError.h"
 #include "platform/container/SegmentReader.h"
 #include "util/fourcc.h"
@@ -52,9 +54,33 @@ std::uint64_t sampleCount(const Fragment& fragment, const Track* track) {
   return own == fragment.tracks.end() ? 0 : own->samples.size();
 }
 
-Json describeFragment(SegmentReader& reader, FileView& file, const FragmentBoxes& boxes) {
+std::optional<qvs::MessageKind> scriptKind(const StoredTag& tag) {
+  const auto kind = static_cast<qvs::MessageKind>(tag.rawType);
+  const bool isScript = kind == qvs::MessageKind::kData || kind == qvs::MessageKind::kDataEx;
+  return isScript ? std::optional(kind) : std::nullopt;
+}
+
+/// Of the tags of a fragment, those with script data.
+void addScriptData(FileView& file, std::span<const StoredTag> tags, Json& list) {
+  for (const StoredTag& tag : tags) {
+    const auto kind = scriptKind(tag);
+    if (!kind) continue;
+    std::vector<std::byte> payload(tag.dataSize);
+    file.read(tag.dataOffset(), payload);
+    Json entry = {{"position", tag.offset}, {"time", tag.timestamp}, {"type", tag.rawType}};
+    try {
+      entry.update(describeScript(payload, *kind));
+    } catch (const Malformed& error) {
+      entry["unreadable"] = error.what();
+    }
+    list.push_back(std::move(entry));
+  }
+}
+
+Json describeFragment(SegmentReader& reader, FileView& file, const FragmentBoxes& boxes, Json& scriptData) {
   const Fragment fragment = reader.readFragment(boxes.position());
   const std::vector<StoredTag> tags = reader.readTags(fragment);
+  addScriptData(file, tags, scriptData);
   const Movie& movie = reader.movie();
   const auto bootstrap = parseBootstrap(loadBox(file, boxes.abst), boxes.abst.offset);
   const auto afra = parseAfra(loadBox(file, boxes.afra), boxes.afra.offset);
@@ -94,8 +120,13 @@ void describeSegment(FileView& file, Json& document) {
 
   const SegmentMap map = mapSegment(file);
   document["fragmentCount"] = map.fragments.size();
-  Json& fragments = document["fragments"] = Json::array();
-  for (const FragmentBoxes& boxes : map.fragments) fragments.push_back(describeFragment(reader, file, boxes));
+  document["fragments"] = Json::array();
+  document["scriptData"] = Json::array();
+  // Both keys are there before a reference is taken, which the next key would make invalid.
+  Json& fragments = document["fragments"];
+  Json& scriptData = document["scriptData"];
+  for (const FragmentBoxes& boxes : map.fragments)
+    fragments.push_back(describeFragment(reader, file, boxes, scriptData));
 
   Json& tail = document["behindFragments"] = Json::array();
   for (const BoxSpan& box : map.tail) {

@@ -2,9 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "host/files/Malformed.h"
-#include "util/bytes.h"
-
 namespace host {
 namespace {
 
@@ -96,18 +93,6 @@ Json describeIndex(const ruvo::k2r::AfraIndex& index) {
           {"timescale", index.timescale},
           {"localEntries", describeAccessEntries(index)},
           {"globalEntries", std::move(entries)}};
-}
-
-Json describeScript(std::span<const std::byte> bytes) {
-  constexpr std::uint8_t kStringMarker = 2;
-  try {
-    qvs::util::ByteReader in(bytes);
-    if (in.u8() != kStringMarker) throw qvs::util::MalformedInput("another marker");
-    const auto text = in.bytes(in.u16());
-    return {{"command", std::string(reinterpret_cast<const char*>(text.data()), text.size())}};
-  } catch (const qvs::util::MalformedInput&) {
-    throw Malformed(0, "an AMF0 text expected");
-  }
 }
 
 }  // namespace host

@@ -60,6 +60,24 @@ bool isTable(const Json& value) {
   });
 }
 
+/// Script data has names of its own, which stay as they are, and texts in which anything may stand.
+constexpr const char* kScriptValues = "values";
+
+std::string scriptText(const Json& value) {
+  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string scriptName(const std::string& name) {
+  const auto isPlain = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == '-' || c == '.'; };
+  return !name.empty() && std::all_of(name.begin(), name.end(), isPlain) ? name : scriptText(name);
+}
+
+bool isInOneLine(const Json& value) {
+  const auto isPrimitive = [](const Json& item) { return item.is_primitive(); };
+  return value.empty() || value.is_primitive() ||
+         (value.is_array() && std::all_of(value.begin(), value.end(), isPrimitive));
+}
+
 class Tree {
  public:
   void value(const Json& value, int depth) {
@@ -77,7 +95,10 @@ class Tree {
 
  private:
   void member(const std::string& key, const Json& value, int depth) {
-    if (value.is_primitive() || isShortList(key, value)) {
+    if (key == kScriptValues) {
+      line(depth, key + ":");
+      for (const Json& item : value) scriptItem(item, depth + 1);
+    } else if (value.is_primitive() || isShortList(key, value)) {
       line(depth, fmt::format("{}: {}", inWords(key), cellText(value)));
     } else if (isTable(value)) {
       line(depth, inWords(key) + ":");
@@ -86,6 +107,21 @@ class Tree {
       line(depth, inWords(key) + ":");
       this->value(value, depth + 1);
     }
+  }
+
+  void scriptItem(const Json& value, int depth) {
+    if (isInOneLine(value)) return line(depth, scriptText(value));
+    if (value.is_array()) {
+      for (const Json& item : value) scriptMember("-", item, depth);
+    } else {
+      for (const auto& [name, member] : value.items()) scriptMember(scriptName(name) + ":", member, depth);
+    }
+  }
+
+  void scriptMember(const std::string& label, const Json& value, int depth) {
+    if (isInOneLine(value)) return line(depth, label + " " + scriptText(value));
+    line(depth, label);
+    scriptItem(value, depth + 1);
   }
 
   void table(const Json& rows, int depth) {

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
 #include "tests/endtoend/frameHashes.h"
 #include "tests/endtoend/shell.h"
@@ -132,6 +133,26 @@ TEST_F(Media, GoesOnOverARollOver) {
   EXPECT_GE(segments, 3);
   expectPrefix(video, frameHashes(clip_, "v", ""), 300);
   expectPrefix(audio, frameHashes(clip_, "a", "copy"), 500);
+}
+
+TEST_F(Media, DescribesItselfAsTheSourceIs) {
+  makeClip("clip.mp4", std::string(kVideoSource) + " " + kAudioSource +
+                           " -c:v libx264 -profile:v main -level 3.1 -g 50 -pix_fmt yuv420p -c:a aac -ac 2 -ar 48000");
+  recordClip();
+  const CommandResult inspected = run(std::string(K2R_PROGRAM) + " inspect --json '" + recording() + "/cam1.meta'");
+  ASSERT_EQ(inspected.status, 0) << inspected.output;
+  const auto values = nlohmann::json::parse(inspected.output)["files"][0]["values"][0];
+  const nlohmann::json expected = {{"width", 320},       {"height", 180},           {"videocodecid", "H264"},
+                                   {"avcprofile", 77},   {"avclevel", 31},          {"audiocodecid", "mp4a"},
+                                   {"audiochannels", 2}, {"audiosamplerate", 48000}};
+  for (const auto& [name, value] : expected.items()) EXPECT_EQ(values[name], value) << name;
+
+  const auto probe = [](const std::string& file, const char* entries) {
+    return run("ffprobe -v error -show_entries stream=" + std::string(entries) + " -of csv '" + file + "'").output;
+  };
+  constexpr const char* kEntries = "codec_name,profile,width,height,level,channels,sample_rate";
+  // The hint track comes behind.
+  EXPECT_EQ(probe(segment(), kEntries).substr(0, probe(clip_, kEntries).size()), probe(clip_, kEntries));
 }
 
 TEST_F(Media, HasLittleRoomAroundItsSamples) {

@@ -86,7 +86,39 @@ TEST(Inspect, TellsAFileByItsContent) {
   EXPECT_EQ(describe(file.string())["kind"], "bootstrap");
   writeWholeFile(file, std::string("\x01\x02\x03\x04", 4));
   EXPECT_EQ(describe(file.string())["baseTime"], 0x01020304);
-  EXPECT_EQ(describe(sparse().path(".meta").string())["command"], "onMetaData");
+  EXPECT_EQ(describe(sparse().path(".meta").string())["name"], "onMetaData");
+}
+
+/// The stream's metadata, and once more within the stream, which makes it a sample.
+const MadeRecording& described() {
+  static const MadeRecording recording([] {
+    auto messages = stream().keyFramesEvery(2000).framesEvery(500).until(9001);
+    messages.insert(messages.begin() + 4, metadata(messages[3].time));
+    messages.insert(messages.begin() + 5, {18, messages[3].time, {std::byte{2}, std::byte{9}}});
+    return RecordingPlan{.messages = std::move(messages)};
+  }());
+  return recording;
+}
+
+TEST(Inspect, TellsTheDescriptionAsValues) {
+  const Json values = describe(described().path(".meta").string())["values"];
+  ASSERT_EQ(values.size(), 1U);
+  EXPECT_EQ(values[0]["width"], 640);
+  EXPECT_EQ(values[0]["videocodecid"], "H264");
+  EXPECT_EQ(values[0]["trackinfo"][0]["language"], "eng");
+}
+
+TEST(Inspect, TellsTheScriptDataOfASegment) {
+  const Json tags = describe(described().path("Seg1.k2r").string())["scriptData"];
+  ASSERT_EQ(tags.size(), 2U);
+  EXPECT_EQ(tags[0]["name"], "onMetaData");
+  EXPECT_EQ(tags[0]["values"][0]["height"], 360);
+  EXPECT_EQ(tags[1]["unreadable"], "malformed script data");
+}
+
+TEST(Inspect, PrintsScriptDataUnderItsOwnNames) {
+  const Json document = {{"name", "onCue"}, {"values", {{{"canSeek", true}, {"two words", {1, 2}}}}}};
+  EXPECT_EQ(host::textTree(document), "name: onCue\nvalues:\n  canSeek: true\n  \"two words\": [1,2]\n");
 }
 
 TEST(Inspect, NamesFileAndPlaceOfWhatCannotBeRead) {
