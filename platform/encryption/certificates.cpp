@@ -1,0 +1,115 @@
+#include "platform/encryption/certificates.h"
+
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+
+#include <algorithm>
+
+#include "platform/encryption/Secret.h"
+#include "platform/encryption/StatusError.h"
+#include "util/bytes.h"
+
+namespace krvo::encryption {
+namespace {
+
+constexpr int kSmallestRsaKey = 2048;
+
+/// Asks nobody for a password.
+int refusePassword(char*, int, int, void*) {
+  return -1;
+}
+
+CertificatePtr parseCertificate(std::span<const std::byte> file) {
+  const auto* at = raw(file.data());
+  CertificatePtr certificate(d2i_X509(nullptr, &at, static_cast<long>(file.size())));
+  if (certificate && at == raw(file.data()) + file.size()) return certificate;
+  return CertificatePtr(PEM_read_bio_X509(readingBio(file).get(), nullptr, refusePassword, nullptr));
+}
+
+bool isValidNow(const X509& certificate) {
+  return X509_cmp_time(X509_get0_notBefore(&certificate), nullptr) < 0 &&
+         X509_cmp_time(X509_get0_notAfter(&certificate), nullptr) > 0;
+}
+
+/// Usage is all ones where the certificate does not restrict it.
+bool mayBeUsed(X509& certificate, std::uint32_t usages) {
+  return (X509_get_key_usage(&certificate) & usages) != 0;
+}
+
+bool canWrapKeys(X509& certificate) {
+  const EVP_PKEY* const key = X509_get0_pubkey(&certificate);
+  if (key == nullptr) return false;
+  if (EVP_PKEY_is_a(key, "RSA") == 1) {
+    return EVP_PKEY_get_bits(key) >= kSmallestRsaKey && mayBeUsed(certificate, KU_KEY_ENCIPHERMENT);
+  }
+  return EVP_PKEY_is_a(key, "EC") == 1 && mayBeUsed(certificate, KU_KEY_AGREEMENT);
+}
+
+/// The password with the terminator that OpenSSL wants.
+Secret terminated(std::string_view password) {
+  Secret text(password.size() + 1);
+  const auto characters = qvs::util::asBytes(password);
+  std::copy(characters.begin(), characters.end(), text.bytes().begin());
+  return text;
+}
+
+/// True as well for a structure without an integrity check, which a password cannot be held against.
+bool isPassword(PKCS12& structure, const char* password) {
+  return PKCS12_mac_present(&structure) != 1 || PKCS12_verify_mac(&structure, password, -1) == 1;
+}
+
+}  // namespace
+
+CertificatePtr readCertificate(std::span<const std::byte> file, RKXStatus malformed) {
+  CertificatePtr certificate = parseCertificate(file);
+  require(certificate != nullptr, malformed);
+  require(isValidNow(*certificate), kRKXCertificateExpired);
+  return certificate;
+}
+
+CertificatePtr readLicenseServerCertificate(std::span<const std::byte> file) {
+  CertificatePtr certificate = readCertificate(file, kRKXBadLicenseServerCertificate);
+  require(canWrapKeys(*certificate), kRKXBadLicenseServerCertificate);
+  return certificate;
+}
+
+std::vector<std::byte> derOf(X509& certificate) {
+  const int size = i2d_X509(&certificate, nullptr);
+  requireOpenssl(size > 0);
+  std::vector<std::byte> der(static_cast<std::size_t>(size));
+  auto* at = raw(der.data());
+  requireOpenssl(i2d_X509(&certificate, &at) == size);
+  return der;
+}
+
+Digest sha256(std::span<const std::byte> bytes) {
+  Digest digest{};
+  requireOpenssl(EVP_Digest(bytes.data(), bytes.size(), raw(digest.data()), nullptr, EVP_sha256(), nullptr) == 1);
+  return digest;
+}
+
+Credential readCredential(std::span<const std::byte> file, std::string_view password) {
+  const auto* at = raw(file.data());
+  const Pkcs12Ptr structure(d2i_PKCS12(nullptr, &at, static_cast<long>(file.size())));
+  require(structure != nullptr, kRKXBadCredential);
+  require(password.find('\0') == std::string_view::npos, kRKXBadPassword);
+  const Secret text = terminated(password);
+  const auto* const characters = reinterpret_cast<const char*>(text.bytes().data());
+  require(isPassword(*structure, characters), kRKXBadPassword);
+
+  EVP_PKEY* key = nullptr;
+  X509* certificate = nullptr;
+  STACK_OF(X509)* others = nullptr;
+  const bool opened = PKCS12_parse(structure.get(), characters, &key, &certificate, &others) == 1;
+  Credential credential{KeyPtr(key), CertificatePtr(certificate), CertificatesPtr(others)};
+  require(opened && credential.key != nullptr, kRKXBadCredential);
+  if (credential.certificate == nullptr) {
+    require(sk_X509_num(credential.chain.get()) <= 0, kRKXCredentialMismatch);
+    throw StatusError(kRKXBadCredential);
+  }
+  require(isValidNow(*credential.certificate), kRKXCertificateExpired);
+  require(mayBeUsed(*credential.certificate, KU_DIGITAL_SIGNATURE | KU_NON_REPUDIATION), kRKXBadCredential);
+  return credential;
+}
+
+}  // namespace krvo::encryption

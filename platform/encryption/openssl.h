@@ -1,0 +1,66 @@
+#pragma once
+
+#include <openssl/bio.h>
+#include <openssl/cms.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/pkcs12.h>
+#include <openssl/x509.h>
+
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <span>
+
+#include "util/narrow.h"
+
+// Owners of OpenSSL's objects, and views of bytes as its calls take them.
+
+namespace krvo::encryption {
+
+template <auto free>
+struct Freeing {
+  template <typename T>
+  void operator()(T* object) const noexcept {
+    free(object);
+  }
+};
+
+using BioPtr = std::unique_ptr<BIO, Freeing<BIO_free_all>>;
+using CmsPtr = std::unique_ptr<CMS_ContentInfo, Freeing<CMS_ContentInfo_free>>;
+using CipherContextPtr = std::unique_ptr<EVP_CIPHER_CTX, Freeing<EVP_CIPHER_CTX_free>>;
+using KeyContextPtr = std::unique_ptr<EVP_PKEY_CTX, Freeing<EVP_PKEY_CTX_free>>;
+using KeyPtr = std::unique_ptr<EVP_PKEY, Freeing<EVP_PKEY_free>>;
+using CertificatePtr = std::unique_ptr<X509, Freeing<X509_free>>;
+using Pkcs12Ptr = std::unique_ptr<PKCS12, Freeing<PKCS12_free>>;
+
+struct FreeingCertificates {
+  void operator()(STACK_OF(X509) * certificates) const noexcept { sk_X509_pop_free(certificates, X509_free); }
+};
+using CertificatesPtr = std::unique_ptr<STACK_OF(X509), FreeingCertificates>;
+
+inline unsigned char* raw(std::byte* bytes) {
+  return reinterpret_cast<unsigned char*>(bytes);
+}
+
+inline const unsigned char* raw(const std::byte* bytes) {
+  return reinterpret_cast<const unsigned char*>(bytes);
+}
+
+/// Reads from `bytes`, which outlive it.
+inline BioPtr readingBio(std::span<const std::byte> bytes) {
+  BioPtr bio(BIO_new_mem_buf(bytes.data(), qvs::util::narrow<int>(bytes.size())));
+  if (!bio) throw std::bad_alloc();
+  return bio;
+}
+
+/// Leaves the thread's error queue as it was found, whatever goes wrong in between.
+class ErrorQueueScope {
+ public:
+  ErrorQueueScope() { ERR_set_mark(); }
+  ~ErrorQueueScope() { ERR_pop_to_mark(); }
+  ErrorQueueScope(const ErrorQueueScope&) = delete;
+  ErrorQueueScope& operator=(const ErrorQueueScope&) = delete;
+};
+
+}  // namespace krvo::encryption
