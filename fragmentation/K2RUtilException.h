@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "util/QVSException.h"
+
+namespace ruvo::k2r {
+
+/// A failure with a number: "Error (2) - " and a text.
+class K2RUtilException : public qvs::QVSException {
+ public:
+  K2RUtilException(std::uint32_t code, const std::string& text)
+      : QVSException("Error (" + std::to_string(code) + ") - " + text), code_(code) {}
+
+  std::uint32_t code() const { return code_; }
+
+ private:
+  std::uint32_t code_;
+};
+
+/// A failure at a file: the words, and the path in apostrophes.
+class K2RUtilFileException : public K2RUtilException {
+ public:
+  K2RUtilFileException(std::uint32_t code, const std::string& words, const std::string& path)
+      : K2RUtilException(code, words + " '" + path + "'"), path_(path) {}
+
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+class CantOpenFileException final : public K2RUtilFileException {
+ public:
+  explicit CantOpenFileException(const std::string& path) : K2RUtilFileException(2, "Cannot open file", path) {}
+};
+
+}  // namespace ruvo::k2r

@@ -1,0 +1,61 @@
+#include "fragmentation/loadFile.h"
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <fstream>
+
+#include "fragmentation/K2RUtilException.h"
+#include "platform/os/paths.h"
+#include "platform/os/wipe.h"
+
+namespace ruvo::k2r {
+namespace {
+
+constexpr std::size_t kBlockSize = 1024;
+constexpr std::uint64_t kLongest = 16 * 1024 * 1024;
+constexpr std::uint32_t kReadFailed = 2;
+
+/// Blocks that stay where they are while they become more, and are wiped in the end.
+struct SecretBlocks {
+  SecretBlocks() = default;
+  ~SecretBlocks() {
+    for (auto& block : blocks) platform::os::wipe(block);
+  }
+  SecretBlocks(const SecretBlocks&) = delete;
+  SecretBlocks& operator=(const SecretBlocks&) = delete;
+
+  std::deque<std::array<std::byte, kBlockSize>> blocks;
+};
+
+qvs::util::ByteBuffer join(const SecretBlocks& content, std::uint64_t size) {
+  qvs::util::ByteBuffer joined(size);
+  std::byte* to = joined.data();
+  for (const auto& block : content.blocks) {
+    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(size, kBlockSize));
+    to = std::copy_n(block.begin(), count, to);
+    size -= count;
+  }
+  return joined;
+}
+
+}  // namespace
+
+qvs::util::ByteBuffer loadFile(const std::string& path) {
+  std::ifstream in;
+  in.rdbuf()->pubsetbuf(nullptr, 0);  // the stream's own buffer would outlive it with what was read
+  in.open(platform::os::toNative(path), std::ios::binary);
+  if (!in) throw CantOpenFileException(path);
+  SecretBlocks content;
+  std::uint64_t size = 0;
+  while (in) {
+    auto& block = content.blocks.emplace_back();
+    in.read(reinterpret_cast<char*>(block.data()), kBlockSize);
+    size += static_cast<std::uint64_t>(in.gcount());
+    if (size > kLongest) throw K2RUtilFileException(kReadFailed, "File is too long", path);
+  }
+  if (in.bad()) throw K2RUtilFileException(kReadFailed, "Cannot read file", path);
+  return join(content, size);
+}
+
+}  // namespace ruvo::k2r
