@@ -32,7 +32,8 @@ std::vector<std::byte> bytesOf(std::string_view text) {
 ProtectionSet::ProtectionSet(KeyType licenseServerKeyType)
     : key(bytesOf("a key of 16 byte")), policy(bytesOf("play until 2030")) {
   const auto licenseServer = generateKey(licenseServerKeyType);
-  licenseServerKey = krvo::encryption::privateKeyPem(*licenseServer);
+  const auto pem = krvo::encryption::privateKeyPem(*licenseServer);
+  licenseServerKey.assign(pem.bytes().begin(), pem.bytes().end());
   licenseServerCertificate = bytesOf(
       certificatePem(*issueCertificate(*licenseServer, "license server", CertificateUse::kKeyWrapping, -1, 30)));
   const auto transport = generateKey(KeyType::kEcP256);

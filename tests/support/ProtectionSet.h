@@ -20,7 +20,7 @@ struct ProtectionSet {
   std::string contentId = "stream-1";
   std::string url = "https://license.example/v2";
   std::vector<std::byte> transportCertificate;
-  krvo::encryption::Secret licenseServerKey;
+  std::vector<std::byte> licenseServerKey;
   std::vector<std::byte> licenseServerCertificate;
   std::string password = "open sesame";
   std::vector<std::byte> credential;

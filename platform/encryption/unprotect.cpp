@@ -1,0 +1,157 @@
+#include "platform/encryption/unprotect.h"
+
+#include <openssl/pem.h>
+
+#include <algorithm>
+
+#include "platform/encryption/MetadataContent.h"
+#include "platform/encryption/StatusError.h"
+#include "platform/encryption/certificates.h"
+#include "util/bytes.h"
+
+namespace krvo::encryption {
+namespace {
+
+void expect(bool condition, const char* otherwise) {
+  if (!condition) throw UnprotectError(otherwise);
+}
+
+CmsPtr readStructure(std::span<const std::byte> der, int type, const char* otherwise) {
+  const auto* at = raw(der.data());
+  CmsPtr structure(d2i_CMS_ContentInfo(nullptr, &at, qvs::util::narrow<long>(der.size())));
+  expect(structure && at == raw(der.data()) + der.size(), otherwise);
+  expect(OBJ_obj2nid(CMS_get0_type(structure.get())) == type, otherwise);
+  return structure;
+}
+
+std::vector<std::byte> verifiedContent(CMS_ContentInfo& structure) {
+  constexpr unsigned kFlags = CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY;
+  const BioPtr out(BIO_new(BIO_s_mem()));
+  require(out != nullptr, kRKXOutOfMemory);
+  expect(sk_CMS_SignerInfo_num(CMS_get0_SignerInfos(&structure)) == 1, "the metadata is not signed by one signer");
+  expect(CMS_verify(&structure, nullptr, nullptr, nullptr, out.get(), kFlags) == 1,
+         "the signature of the metadata does not match: it has been changed");
+  char* data = nullptr;
+  const long size = BIO_get_mem_data(out.get(), &data);
+  const auto content = std::as_bytes(std::span(data, static_cast<std::size_t>(size)));
+  return {content.begin(), content.end()};
+}
+
+/// Of a structure that has been verified.
+CertificatePtr signerOf(CMS_ContentInfo& structure) {
+  X509* certificate = nullptr;
+  CMS_SignerInfo_get0_algs(sk_CMS_SignerInfo_value(CMS_get0_SignerInfos(&structure), 0), nullptr, &certificate, nullptr,
+                           nullptr);
+  expect(certificate != nullptr && X509_up_ref(certificate) == 1, "the metadata has no certificate of its signer");
+  return CertificatePtr(certificate);
+}
+
+std::string subjectOf(const X509& certificate) {
+  const BioPtr out(BIO_new(BIO_s_mem()));
+  require(out != nullptr, kRKXOutOfMemory);
+  X509_NAME_print_ex(out.get(), X509_get_subject_name(&certificate), 0, XN_FLAG_RFC2253);
+  char* data = nullptr;
+  const long size = BIO_get_mem_data(out.get(), &data);
+  return {data, static_cast<std::size_t>(size)};
+}
+
+std::string hexOf(std::span<const std::byte> bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const auto byte : bytes) {
+    text += kDigits[std::to_integer<unsigned>(byte) >> 4];
+    text += kDigits[std::to_integer<unsigned>(byte) & 15];
+  }
+  return text;
+}
+
+/// What the envelope holds, as far as it can be a ContentKey. A wrong key often shows only in what comes out.
+std::optional<Secret> openEnvelope(CMS_ContentInfo& structure, EVP_PKEY& key) {
+  constexpr std::size_t kRoom = 256;
+  if (CMS_decrypt_set1_pkey(&structure, &key, nullptr) != 1) return std::nullopt;
+  const BioPtr cipher(CMS_dataInit(&structure, nullptr));
+  if (!cipher) return std::nullopt;
+  Secret content(kRoom);
+  std::size_t size = 0;
+  for (std::size_t got = 0; size < kRoom; size += got) {
+    if (BIO_read_ex(cipher.get(), content.bytes().data() + size, kRoom - size, &got) != 1) break;
+  }
+  if (size == kRoom || BIO_get_cipher_status(cipher.get()) != 1) return std::nullopt;
+  return Secret(std::span<const std::byte>(content.bytes()).first(size));
+}
+
+ContentKey unwrapKey(std::span<const std::byte> wrapped, EVP_PKEY& licenseServerKey) {
+  const auto envelope = readStructure(wrapped, NID_pkcs7_enveloped, "the wrapped key is no CMS enveloped-data");
+  const auto opened = openEnvelope(*envelope, licenseServerKey);
+  constexpr const char* kWrongKey = "the key is not that of the license server the recording was made for";
+  expect(opened.has_value(), kWrongKey);
+  try {
+    return readContentKey(opened->bytes());
+  } catch (const qvs::util::MalformedInput&) {
+    throw UnprotectError(kWrongKey);
+  }
+}
+
+MetadataContent readContent(std::span<const std::byte> content) {
+  try {
+    return readMetadataContent(content);
+  } catch (const qvs::util::MalformedInput& error) {
+    throw UnprotectError(std::string("the metadata is malformed: ") + error.what());
+  }
+}
+
+}  // namespace
+
+KeyPtr readPrivateKey(std::span<const std::byte> file) {
+  const ErrorQueueScope errors;
+  const auto refusePassword = [](char*, int, int, void*) { return -1; };
+  KeyPtr key(PEM_read_bio_PrivateKey(readingBio(file).get(), nullptr, refusePassword, nullptr));
+  if (!key) {
+    const auto* at = raw(file.data());
+    key.reset(d2i_AutoPrivateKey(nullptr, &at, qvs::util::narrow<long>(file.size())));
+  }
+  expect(key != nullptr, "no private key in PEM or DER without a password");
+  return key;
+}
+
+OpenedMetadata openMetadataBlock(std::span<const std::byte> block, EVP_PKEY& licenseServerKey) {
+  const ErrorQueueScope errors;
+  const auto structure = readStructure(block, NID_pkcs7_signed, "the metadata is no CMS signed-data");
+  const auto content = readContent(verifiedContent(*structure));
+  const auto signer = signerOf(*structure);
+  const auto fingerprint = sha256(derOf(*signer));
+  expect(fingerprint == content.statement.signerDigest, "the metadata is signed by another than it names");
+
+  auto contentKey = unwrapKey(content.wrappedKey, licenseServerKey);
+  expect(contentKey.statementDigest == content.statementDigest, "the wrapped key was made for other metadata");
+  return {.key = std::move(contentKey.key),
+          .contentId = content.statement.contentId,
+          .licenseServerUrl = content.statement.licenseServerUrl,
+          .policies = content.statement.policies,
+          .transportCertificate = content.statement.transportCertificate,
+          .signer = subjectOf(*signer),
+          .signerFingerprint = hexOf(fingerprint)};
+}
+
+SampleDecipher::SampleDecipher(std::span<const std::byte> key) : context_(EVP_CIPHER_CTX_new()) {
+  require(context_ != nullptr, kRKXOutOfMemory);
+  require(key.size() == kKeySize, kRKXBadKeyLength);
+  requireOpenssl(EVP_DecryptInit_ex2(context_.get(), EVP_aes_128_cbc(), raw(key.data()), nullptr, nullptr) == 1);
+}
+
+std::optional<std::vector<std::byte>> SampleDecipher::decrypt(std::span<const std::byte> cipherText,
+                                                              std::span<const std::byte> vector) {
+  const ErrorQueueScope errors;
+  if (vector.size() != kVectorSize || cipherText.empty() || cipherText.size() % kCipherBlock != 0) return std::nullopt;
+  std::vector<std::byte> sample(cipherText.size() + kCipherBlock);
+  requireOpenssl(EVP_DecryptInit_ex2(context_.get(), nullptr, nullptr, raw(vector.data()), nullptr) == 1);
+  int written = 0;
+  requireOpenssl(EVP_DecryptUpdate(context_.get(), raw(sample.data()), &written, raw(cipherText.data()),
+                                   qvs::util::narrow<int>(cipherText.size())) == 1);
+  int last = 0;
+  if (EVP_DecryptFinal_ex(context_.get(), raw(sample.data()) + written, &last) != 1) return std::nullopt;
+  sample.resize(static_cast<std::size_t>(written + last));
+  return sample;
+}
+
+}  // namespace krvo::encryption
