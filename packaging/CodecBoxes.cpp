@@ -117,4 +117,8 @@ std::span<const std::byte> findAacConfig(const ByteBuffer& header) {
   }
 }
 
+std::span<const std::byte> fromSinfBox(const ByteBuffer& header) {
+  return fromBox(header, "sinf"_4cc);
+}
+
 }  // namespace ruvo::k2rpkgutil

@@ -20,5 +20,8 @@ qvs::util::ByteBuffer makeEsdsBox(std::span<const std::byte> config);
 std::span<const std::byte> findAvcCBox(const qvs::util::ByteBuffer& header);
 /// The AAC configuration in the first `esds` box. A view of `header`; empty where there is none or it is cut short.
 std::span<const std::byte> findAacConfig(const qvs::util::ByteBuffer& header);
+/// From the first `sinf` box to the end of the bytes, whatever its size says. A view of `header`; empty where there is
+/// none.
+std::span<const std::byte> fromSinfBox(const qvs::util::ByteBuffer& header);
 
 }  // namespace ruvo::k2rpkgutil

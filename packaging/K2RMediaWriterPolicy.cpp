@@ -2,12 +2,18 @@
 
 #include <utility>
 
+#include "packaging/ProtectionBox.h"
+#include "util/QVSException.h"
+
 namespace ruvo::k2rpkgutil {
 namespace {
 
 using qvs::util::ByteBuffer;
 
 std::shared_ptr<K2RSampleDescriptor> makeDescriptor(std::shared_ptr<SampleDescInfo> info, ByteBuffer codecHeader) {
+  if (isProtectedFormat(info->formatCode)) {
+    throw qvs::QVSException("The recording is protected and cannot be continued in the clear.");
+  }
   auto descriptor = std::make_shared<K2RSampleDescriptor>();
   descriptor->formatCode = info->formatCode;
   descriptor->info = std::move(info);

@@ -7,7 +7,7 @@
 
 namespace ruvo::k2rpkgutil {
 
-/// The policy of a recording in the clear.
+/// The policy of a recording in the clear. Throws QVSException for a protected description that is read back.
 class K2RMediaWriterPolicy final : public IK2RMediaWriterPolicy {
  public:
   /// `context` outlives the policy.

@@ -106,12 +106,22 @@ NQMessage buildConfig(IMemoryArena& arena, std::uint8_t type, std::uint32_t time
 
 void K2RSampleWriter::writeAudio(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message,
                                  bool randomAccess) const {
-  write(writer, hint, track, message, audioKind(message.header(), randomAccess));
+  writeAudio(writer, hint, track, message, message, randomAccess);
+}
+
+void K2RSampleWriter::writeAudio(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message,
+                                 const NQMessage& stored, bool randomAccess) const {
+  write(writer, hint, track, stored, audioKind(message.header(), randomAccess));
 }
 
 void K2RSampleWriter::writeVideo(K2RWriter& writer, const Track& hint, const Track& track,
                                  const NQMessage& message) const {
-  write(writer, hint, track, message, videoKind(message.header()));
+  writeVideo(writer, hint, track, message, message);
+}
+
+void K2RSampleWriter::writeVideo(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message,
+                                 const NQMessage& stored) const {
+  write(writer, hint, track, stored, videoKind(message.header()));
 }
 
 void K2RSampleWriter::writeData(K2RWriter& writer, const Track& hint, const Track& track,

@@ -45,6 +45,11 @@ class K2RSampleWriter {
                   bool randomAccess) const;
   void writeVideo(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message) const;
   void writeData(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message) const;
+  /// Stores the tag `stored` as what `message` asks for: whose first bytes say what it is.
+  void writeAudio(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message,
+                  const NQMessage& stored, bool randomAccess) const;
+  void writeVideo(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message,
+                  const NQMessage& stored) const;
 
   /// The sequence header that repeats the codec header `bytes`; an empty message where there is nothing to repeat.
   NQMessage buildVideoConfig(FourCC formatCode, std::uint32_t time, std::uint32_t timestamp,
