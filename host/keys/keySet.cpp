@@ -1,0 +1,111 @@
+#include "host/keys/keySet.h"
+
+#include <fmt/format.h>
+#include <openssl/rand.h>
+
+#include "host/Settings.h"
+#include "host/errors.h"
+#include "platform/encryption/SampleCipher.h"
+#include "platform/encryption/StatusError.h"
+#include "platform/encryption/issuing.h"
+#include "util/bytes.h"
+
+namespace host {
+namespace {
+
+using namespace krvo::encryption;
+using Access = NewFiles::Access;
+
+constexpr int kDaysBack = 1;  // for clocks that lag behind this one
+constexpr int kDaysGood = 3650;
+
+constexpr const char* kPolicy =
+    "A policy is whatever the license server understands; the recorder only binds it to the key.\n"
+    "play: anyone\n";
+
+Secret randomBytes(std::size_t size) {
+  Secret bytes(size);
+  requireOpenssl(RAND_bytes(raw(bytes.bytes().data()), static_cast<int>(size)) == 1);
+  return bytes;
+}
+
+std::string randomText(std::size_t bytes) {
+  const Secret random = randomBytes(bytes);
+  std::string text;
+  for (const std::byte byte : random.bytes()) text += fmt::format("{:02x}", std::to_integer<unsigned>(byte));
+  return text;
+}
+
+/// Writes `<name>.key` and `<name>.crt`.
+void writeKeyPair(NewFiles& files, const std::string& name, const std::string& commonName, KeyType type) {
+  const auto key = generateKey(type);
+  const auto certificate = issueCertificate(*key, commonName, CertificateUse::kKeyWrapping, -kDaysBack, kDaysGood);
+  files.write(name + ".key", privateKeyPem(*key).bytes(), Access::kOwner);
+  files.write(name + ".crt", qvs::util::asBytes(certificatePem(*certificate)), Access::kEveryone);
+}
+
+void writeCredential(NewFiles& files, const std::string& password) {
+  const auto key = generateKey(KeyType::kEcP256);
+  const auto certificate =
+      issueCertificate(*key, "k2r trial packager", CertificateUse::kSigning, -kDaysBack, kDaysGood);
+  files.write("packager.p12", makeCredential(key.get(), certificate.get(), password), Access::kOwner);
+}
+
+std::string settingsText(const NewFiles& files, const std::string& password) {
+  std::string text = "# Settings of a protected recording, for k2r record --config.\n";
+  const auto add = [&text](const char* key, const std::string& value) {
+    text += fmt::format("Recording/{} = {}\n", key, value);
+  };
+  add("IsProtected", "true");
+  add("VantryV2/ContentID", "trial-" + randomText(8));
+  add("VantryV2/CommonKeyPath", files.pathOf("common.key"));
+  add("VantryV2/LicenseServerURL", "https://license-server.example/");
+  add("VantryV2/TransportCertPath", files.pathOf("transport.crt"));
+  add("VantryV2/LicenseServerCertPath", files.pathOf("license-server.crt"));
+  add("VantryV2/PackagerCredentialPath", files.pathOf("packager.p12"));
+  add("VantryV2/PackagerCredentialPwd", password);
+  add("VantryV2/PolicyPath", files.pathOf("policy.txt"));
+  text += "# What is encrypted. Levels of video: 0 key frames, 1 frames that others refer to as well, 2 all.\n";
+  add("VantryV2/EncryptAudio", "true");
+  add("VantryV2/EncryptVideo", "true");
+  add("VantryV2/EncryptData", "true");
+  add("VantryV2/VideoEncryptLevel", "2");
+  return text;
+}
+
+/// Not every path can stand in a file of settings.
+void checkPaths(const NewFiles& files, const std::string& text) {
+  Settings settings;
+  const auto readBack = [&]() -> const std::string* {
+    try {
+      settings.readText(text, kKeySetSettings);
+      return settings.find("Recording/VantryV2/PolicyPath");
+    } catch (const UsageError&) {
+      return nullptr;
+    }
+  };
+  const std::string* const path = readBack();
+  if (path == nullptr || *path != files.pathOf("policy.txt")) {
+    throw UsageError(fmt::format("the path '{}' cannot stand in a file of settings", files.directory()));
+  }
+}
+
+}  // namespace
+
+void makeKeySet(NewFiles& files) {
+  const std::string password = randomText(16);
+  const std::string settings = settingsText(files, password);
+  checkPaths(files, settings);
+  try {
+    files.write("common.key", randomBytes(kKeySize).bytes(), Access::kOwner);
+    writeKeyPair(files, "license-server", "k2r trial license server", KeyType::kRsa2048);
+    writeKeyPair(files, "transport", "k2r trial transport", KeyType::kEcP256);
+    writeCredential(files, password);
+  } catch (const StatusError& error) {
+    throw CommandError(fmt::format("keys cannot be made: encryption status {}", error.status()));
+  }
+  files.write("policy.txt", qvs::util::asBytes(kPolicy), Access::kEveryone);
+  files.write(kKeySetSettings, qvs::util::asBytes(settings), Access::kOwner);
+}
+
+}  // namespace host
