@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "platform/encryption/MetadataContent.h"
 #include "platform/encryption/StatusError.h"
 #include "platform/encryption/certificates.h"
 #include "util/bytes.h"
@@ -114,23 +113,21 @@ KeyPtr readPrivateKey(std::span<const std::byte> file) {
   return key;
 }
 
-OpenedMetadata openMetadataBlock(std::span<const std::byte> block, EVP_PKEY& licenseServerKey) {
+SignedMetadata verifyMetadataBlock(std::span<const std::byte> block) {
   const ErrorQueueScope errors;
   const auto structure = readStructure(block, NID_pkcs7_signed, "the metadata is no CMS signed-data");
-  const auto content = readContent(verifiedContent(*structure));
+  auto content = readContent(verifiedContent(*structure));
   const auto signer = signerOf(*structure);
   const auto fingerprint = sha256(derOf(*signer));
   expect(fingerprint == content.statement.signerDigest, "the metadata is signed by another than it names");
+  return {std::move(content), subjectOf(*signer), hexOf(fingerprint)};
+}
 
-  auto contentKey = unwrapKey(content.wrappedKey, licenseServerKey);
-  expect(contentKey.statementDigest == content.statementDigest, "the wrapped key was made for other metadata");
-  return {.key = std::move(contentKey.key),
-          .contentId = content.statement.contentId,
-          .licenseServerUrl = content.statement.licenseServerUrl,
-          .policies = content.statement.policies,
-          .transportCertificate = content.statement.transportCertificate,
-          .signer = subjectOf(*signer),
-          .signerFingerprint = hexOf(fingerprint)};
+Secret openContentKey(const SignedMetadata& metadata, EVP_PKEY& licenseServerKey) {
+  const ErrorQueueScope errors;
+  auto contentKey = unwrapKey(metadata.content.wrappedKey, licenseServerKey);
+  expect(contentKey.statementDigest == metadata.content.statementDigest, "the wrapped key was made for other metadata");
+  return std::move(contentKey.key);
 }
 
 SampleDecipher::SampleDecipher(std::span<const std::byte> key) : context_(EVP_CIPHER_CTX_new()) {

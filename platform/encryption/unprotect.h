@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/encryption/MetadataContent.h"
 #include "platform/encryption/SampleCipher.h"
 #include "platform/encryption/Secret.h"
 #include "platform/encryption/openssl.h"
@@ -24,23 +25,23 @@ class UnprotectError : public qvs::QVSException {
 /// A private key in PEM or DER, without a password. Throws UnprotectError.
 KeyPtr readPrivateKey(std::span<const std::byte> file);
 
-/// What a metadata block says, all of it under the signature.
-struct OpenedMetadata {
-  Secret key;
-  std::string contentId;
-  std::string licenseServerUrl;
-  std::vector<std::vector<std::byte>> policies;
-  /// In DER.
-  std::vector<std::byte> transportCertificate;
-  /// The subject of the signer's certificate, on one line, and the SHA-256 of the certificate in hex. That it is one to
-  /// trust is for the caller to say.
+/// What a metadata block says, all of it under the signature of the certificate inside. That this is one to trust is
+/// for the caller to say.
+struct SignedMetadata {
+  MetadataContent content;
+  /// The subject of the signer's certificate, on one line.
   std::string signer;
+  /// The SHA-256 of that certificate, in hex.
   std::string signerFingerprint;
 };
 
-/// Holds the signature against the certificate inside, and opens the key with that of the license server. Throws
-/// UnprotectError for a block that is malformed, changed, put together from several, or made for another key.
-OpenedMetadata openMetadataBlock(std::span<const std::byte> block, EVP_PKEY& licenseServerKey);
+/// Holds the signature against the certificate inside; no key is needed. Throws UnprotectError for a block that is
+/// malformed or was changed.
+SignedMetadata verifyMetadataBlock(std::span<const std::byte> block);
+
+/// Opens the wrapped key with that of the license server. Throws UnprotectError for the key of another one, and where
+/// the wrapped key was made for other metadata.
+Secret openContentKey(const SignedMetadata& metadata, EVP_PKEY& licenseServerKey);
 
 /// Decrypts samples under one key. Wipes it when it goes.
 class SampleDecipher {

@@ -35,9 +35,10 @@ TEST(KeySet, IsAllThatAProtectedRecordingNeeds) {
   const auto context = ruvo::k2r::readEncryptorContext(openContext);
   const auto block = ruvo::k2r::generateProtectionMetadata(context);
   const auto key = krvo::encryption::readPrivateKey(host::readSmallFile(directory + "/license-server.key"));
-  const auto opened = krvo::encryption::openMetadataBlock(block.bytes(), *key);
-  EXPECT_TRUE(std::ranges::equal(opened.key.bytes(), host::readSmallFile(directory + "/common.key")));
-  EXPECT_EQ(opened.contentId, context.contentId());
+  const auto metadata = krvo::encryption::verifyMetadataBlock(block.bytes());
+  const auto contentKey = krvo::encryption::openContentKey(metadata, *key);
+  EXPECT_TRUE(std::ranges::equal(contentKey.bytes(), host::readSmallFile(directory + "/common.key")));
+  EXPECT_EQ(metadata.content.statement.contentId, context.contentId());
 }
 
 TEST(KeySet, KeepsItsSecretsToTheOwner) {

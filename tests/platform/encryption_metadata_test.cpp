@@ -65,14 +65,16 @@ TEST(CreateMetadata, CanBeOpenedByTheLicenseServer) {
     const ProtectionSet set(type);
     std::vector<std::byte> block;
     ASSERT_EQ(makeMetadata(set, &block), kRKXOk);
-    const auto opened = openMetadataBlock(block, *readPrivateKey(set.licenseServerKey));
-    EXPECT_EQ(test::hex(opened.key.bytes()), test::hex(set.key));
-    EXPECT_EQ(opened.contentId, set.contentId);
-    EXPECT_EQ(opened.licenseServerUrl, set.url);
-    ASSERT_EQ(opened.policies.size(), 1U);
-    EXPECT_EQ(opened.policies.front(), set.policy);
-    EXPECT_EQ(opened.signer, "CN=packager");
-    EXPECT_EQ(opened.signerFingerprint.size(), 64U);
+    const auto verified = verifyMetadataBlock(block);
+    const auto& statement = verified.content.statement;
+    EXPECT_EQ(statement.contentId, set.contentId);
+    EXPECT_EQ(statement.licenseServerUrl, set.url);
+    ASSERT_EQ(statement.policies.size(), 1U);
+    EXPECT_EQ(statement.policies.front(), set.policy);
+    EXPECT_EQ(verified.signer, "CN=packager");
+    EXPECT_EQ(verified.signerFingerprint.size(), 64U);
+    const auto key = openContentKey(verified, *readPrivateKey(set.licenseServerKey));
+    EXPECT_EQ(test::hex(key.bytes()), test::hex(set.key));
     EXPECT_EQ(ERR_peek_error(), 0U);
   }
 }
@@ -165,12 +167,12 @@ TEST(CreateMetadata, TakesAPolicyOfAMebibyte) {
   set.policy.resize(1 << 20);
   std::vector<std::byte> block;
   ASSERT_EQ(makeMetadata(set, &block), kRKXOk);
-  EXPECT_EQ(openMetadataBlock(block, *readPrivateKey(set.licenseServerKey)).policies.front(), set.policy);
+  EXPECT_EQ(verifyMetadataBlock(block).content.statement.policies.front(), set.policy);
 }
 
 std::string reasonOf(const std::vector<std::byte>& block, EVP_PKEY& key) {
   try {
-    openMetadataBlock(block, key);
+    openContentKey(verifyMetadataBlock(block), key);
     return "opened";
   } catch (const UnprotectError& error) {
     return error.what();
@@ -214,23 +216,22 @@ TEST(OpenMetadataBlock, RefusesAKeyThatWasWrappedForOtherMetadata) {
   content.statement.signerDigest = sha256(derOf(*other.certificate));
   content.statement.policies = {bytesOf("play for ever")};
   EXPECT_EQ(reasonOf(forged(content.statement), *key), "the wrapped key was made for other metadata");
-  EXPECT_THROW(openMetadataBlock(signedBlock(bytesOf("something"), other), *key), UnprotectError);
+  EXPECT_THROW(verifyMetadataBlock(signedBlock(bytesOf("something"), other)), UnprotectError);
 }
 
 TEST(OpenMetadataBlock, FindsEveryChangedByteOfWhatMatters) {
   const ProtectionSet set(KeyType::kEcP256);
-  const auto key = readPrivateKey(set.licenseServerKey);
   std::vector<std::byte> block;
   ASSERT_EQ(makeMetadata(set, &block), kRKXOk);
-  const auto whole = openMetadataBlock(block, *key);
+  const auto whole = verifyMetadataBlock(block);
   std::size_t opened = 0;
   for (auto& byte : block) {
     byte ^= std::byte{0x10};
     try {
-      const auto read = openMetadataBlock(block, *key);
-      EXPECT_EQ(test::hex(read.key.bytes()), test::hex(whole.key.bytes()));
+      const auto read = verifyMetadataBlock(block);
+      EXPECT_EQ(read.content.statementDigest, whole.content.statementDigest);
+      EXPECT_EQ(read.content.wrappedKey, whole.content.wrappedKey);
       EXPECT_EQ(read.signerFingerprint, whole.signerFingerprint);
-      EXPECT_EQ(read.policies, whole.policies);
       ++opened;
     } catch (const UnprotectError&) {
     }
@@ -242,12 +243,11 @@ TEST(OpenMetadataBlock, FindsEveryChangedByteOfWhatMatters) {
 
 TEST(OpenMetadataBlock, RefusesEveryCutBlock) {
   const ProtectionSet set(KeyType::kEcP256);
-  const auto key = readPrivateKey(set.licenseServerKey);
   std::vector<std::byte> block;
   ASSERT_EQ(makeMetadata(set, &block), kRKXOk);
   while (!block.empty()) {
     block.pop_back();
-    ASSERT_THROW(openMetadataBlock(block, *key), UnprotectError);
+    ASSERT_THROW(verifyMetadataBlock(block), UnprotectError);
   }
 }
 
