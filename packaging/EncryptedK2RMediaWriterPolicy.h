@@ -7,9 +7,13 @@
 #include "fragmentation/IEncryptorContext.h"
 #include "packaging/IK2RMediaWriterPolicy.h"
 #include "packaging/K2RSampleWriter.h"
+#include "util/tagHeader.h"
 #include "wrappers/rkx/RKXEncryptor.h"
 
 namespace ruvo::k2rpkgutil {
+
+/// So many bytes of data fit a protected tag, whatever the encryption library puts before and behind them.
+inline constexpr std::uint32_t kMaxProtectedDataSize = qvs::util::kMaxTagDataSize - 1024;
 
 /// The policy of a protected recording: every sample description carries a `sinf` box under a protected format code,
 /// and every message of the stream becomes a protected tag. What is encrypted in it is the encryption library's choice.

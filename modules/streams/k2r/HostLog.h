@@ -6,6 +6,7 @@
 #include "imo/IMOStreamContext.h"
 #include "util/QVSException.h"
 #include "wrappers/k2m/Exception.h"
+#include "wrappers/rkx/RKXException.h"
 
 namespace qvs::k2r {
 
@@ -17,6 +18,10 @@ inline void logWarning(IMOStreamContext& host, const std::string& text) {
   host.log(text.c_str(), kIMOLogWarning, false);
 }
 
+inline void logError(IMOStreamContext& host, const rkx::RKXException& failure) {
+  logError(host, "RKX error - " + std::to_string(failure.status()));
+}
+
 /// Runs `body`, whose answer is a bool, at the boundary to the host: what it throws becomes a line in the host's log
 /// and false. `unknownError` is logged for what is no failure of ours.
 template <typename Body>
@@ -26,6 +31,8 @@ bool guarded(IMOStreamContext& host, const char* unknownError, Body&& body) noex
       return body();
     } catch (const krvo::k2m::Exception& failure) {
       logError(host, "K2M error: " + std::to_string(failure.status()));
+    } catch (const rkx::RKXException& failure) {
+      logError(host, failure);
     } catch (const QVSException& failure) {
       logError(host, failure.message());
     } catch (...) {

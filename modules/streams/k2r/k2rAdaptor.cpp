@@ -25,6 +25,15 @@ bool put32(void* value, std::uint32_t number) {
 
 k2rAdaptor::k2rAdaptor(IMOStreamContext* context) : context_(context) {
   k2rAdaptor::config();
+  try {
+    rkx::initialise(encryptionBlock_);
+  } catch (const rkx::RKXException& failure) {
+    logError(*context_, failure);  // Recordings in the clear do without it.
+  }
+}
+
+k2rAdaptor::~k2rAdaptor() {
+  rkx::terminate(encryptionBlock_);
 }
 
 std::uint32_t k2rAdaptor::getVersion() {

@@ -4,6 +4,7 @@
 
 #include "imo/IMOStreamAdaptor.h"
 #include "modules/streams/k2r/K2RConfig.h"
+#include "wrappers/rkx/library.h"
 
 namespace qvs::k2r {
 
@@ -13,6 +14,9 @@ class k2rAdaptor : public IMOStreamAdaptor {
  public:
   /// `context` outlives the adaptor.
   explicit k2rAdaptor(IMOStreamContext* context);
+  k2rAdaptor(const k2rAdaptor&) = default;
+  k2rAdaptor& operator=(const k2rAdaptor&) = default;
+  ~k2rAdaptor() override;
 
   std::uint32_t getVersion() override;
   StreamLoadStatus open(IMOStreamOpenContext* context, const char* path, std::uint32_t flags, void* userData,
@@ -55,6 +59,8 @@ class k2rAdaptor : public IMOStreamAdaptor {
  private:
   IMOStreamContext* context_;
   K2RConfig config_;
+  /// The encryption library's, from construction to destruction.
+  rkx::LibraryBlock encryptionBlock_{};
 };
 
 }  // namespace qvs::k2r

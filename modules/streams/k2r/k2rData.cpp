@@ -70,9 +70,9 @@ K2RData::Check K2RData::check(const RefMessage& message) {
     logError(*streamContext_, "No message payload.");
     return Check::kRefuse;
   }
-  if (message.dataSize() > util::kMaxTagDataSize) {
+  if (const std::uint32_t most = mostDataFor(message); message.dataSize() > most) {
     logError(*streamContext_, "Message of " + std::to_string(message.dataSize()) + " bytes, at most " +
-                                  std::to_string(util::kMaxTagDataSize) + " can be stored.");
+                                  std::to_string(most) + " can be stored.");
     return Check::kRefuse;
   }
   const Check metadata = checkMetadata(message);

@@ -78,6 +78,12 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Whether record() goes on to queue the message.
   enum class Fate { kQueue, kDrop };
 
+  /// A writer's policy, and the text of the protection metadata; empty in the clear.
+  struct PreparedPolicy {
+    std::shared_ptr<ruvo::k2rpkgutil::IK2RMediaWriterPolicy> policy;
+    std::string metadataText;
+  };
+
   // Opening: k2rDataOpen.cpp
   void prepareTimes();
   bool initNew();
@@ -89,6 +95,20 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   std::uint32_t lastIndexedFragment() const;
   /// Whether there is video among them.
   bool takeStoredTracks();
+
+  // In the clear or protected: k2rDataProtection.cpp
+  bool isProtected() const;
+  /// Bytes of data that a message like this one may have.
+  std::uint32_t mostDataFor(const RefMessage& message) const;
+  void makeWriterPolicy() { takeWriterPolicy(prepareWriterPolicy()); }
+  /// Reads the settings and their files; touches nothing of the recording.
+  PreparedPolicy prepareWriterPolicy();
+  /// Writes the protection file, and makes the policy this recording's.
+  void takeWriterPolicy(PreparedPolicy prepared);
+  void writeProtectionFile(std::string metadataText);
+  /// Opens the last segment as if to continue it, and changes nothing. Throws what `policy` does where the segment is
+  /// not for it.
+  void checkStoredSegment(ruvo::k2rpkgutil::IK2RMediaWriterPolicy& policy, std::uint64_t position);
 
   // The record path: k2rData.cpp
   bool recordMessage(RefMessage& message, std::uint8_t type, std::uint32_t time);
@@ -113,7 +133,6 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   void flushHeldFragment(const FragmentRange& range);
   void startRecording(const FragmentRange& range);
   void startWriter();
-  void makeWriterPolicy();
   void openSegment();
   void setPictureSize();
   void writeMetaFile();

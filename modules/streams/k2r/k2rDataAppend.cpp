@@ -37,6 +37,8 @@ bool K2RData::initAppend() {
     return resumeRecording();
   } catch (const krvo::k2m::Exception& failure) {
     streamContext_->log(failure.what(), kIMOLogError, true);
+  } catch (const rkx::RKXException& failure) {
+    logError(*streamContext_, failure);
   } catch (const QVSException& failure) {
     logError(*streamContext_, failure.message());
   } catch (const std::exception&) {
@@ -55,8 +57,10 @@ bool K2RData::resumeRecording() {
     return false;
   }
   segmentNumber_ = bootstrap.segmentRunTables.front().segmentRuns.back().firstSegment;
-  makeWriterPolicy();
+  PreparedPolicy prepared = prepareWriterPolicy();
   const std::uint64_t position = loadIndex();
+  checkStoredSegment(*prepared.policy, position);
+  takeWriterPolicy(std::move(prepared));
   bootstrapBuilder_ =
       std::make_unique<BootstrapBuilder>(fragmentationConfig_.durationPrecision, fragmentationConfig_.allowedDrift,
                                          std::move(bootstrap), lastIndexedFragment());

@@ -73,6 +73,7 @@ bool K2RData::erase() {
 bool K2RData::stopRecord() {
   finishSmallFiles();
   mediaWriter_.reset();
+  writerPolicy_.reset();  // And with it the key of a protected recording.
   pendingMessages_.clear();
   messageArena_.reset();
   stopped_ = true;

@@ -1,10 +1,7 @@
 // The segment file and its writer: the first one, and the roll-over to the next.
 
-#include "fragmentation/RecordingSettings.h"
 #include "modules/streams/k2r/k2rData.h"
-#include "packaging/K2RMediaWriterPolicy.h"
 #include "packaging/MetadataMessage.h"
-#include "util/QVSException.h"
 #include "util/fourcc.h"
 
 namespace qvs::k2r {
@@ -27,20 +24,13 @@ void K2RData::setPictureSize() {
   video->height = static_cast<float>(videoHeight_);
 }
 
-void K2RData::makeWriterPolicy() {
-  if (ruvo::k2r::RecordingSettings(*openContext_).readBool("Recording/IsProtected", false)) {
-    throw QVSException("Protected recordings are not available.");
-  }
-  writerPolicy_ = std::make_shared<ruvo::k2rpkgutil::K2RMediaWriterPolicy>(*this);
-  makeSegmentStream((openFlags_ & kOpenAppend) != 0);
-}
-
 void K2RData::makeSegmentStream(bool append) {
   segmentStream_ =
       std::make_unique<K2RIOStream>(fileContext_, formatSegmentName(basePath_, segmentNumber_, ".k2r"), append);
 }
 
 void K2RData::openSegment() {
+  if (!writerPolicy_) makeWriterPolicy();  // The set-up failed when it was due.
   mediaWriter_ = std::make_unique<ruvo::k2rpkgutil::K2RMediaWriter>(*writerPolicy_, mediaProperties_, *segmentStream_);
 }
 
