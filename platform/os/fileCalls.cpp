@@ -1,0 +1,62 @@
+#include "platform/os/fileCalls.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/os/openFlags.h"
+#include "platform/os/paths.h"
+
+namespace platform::os {
+namespace {
+
+template <typename Call>
+auto untilNotInterrupted(const Call& call) {
+  auto result = call();
+  while (result == -1 && errno == EINTR) result = call();
+  return result;
+}
+
+int toWhence(SeekFrom from) {
+  switch (from) {
+    case SeekFrom::kStart:
+      return SEEK_SET;
+    case SeekFrom::kEnd:
+      return SEEK_END;
+    case SeekFrom::kCurrent:
+      break;
+  }
+  return SEEK_CUR;
+}
+
+}  // namespace
+
+int openDescriptor(std::string_view path, std::uint32_t flags, std::uint32_t permission) {
+  const std::string native = toNative(path);
+  return untilNotInterrupted(
+      [&] { return ::open(native.c_str(), toPosixFlags(flags), static_cast<mode_t>(permission)); });
+}
+
+int closeDescriptor(int descriptor) {
+  return ::close(descriptor);
+}
+
+std::int64_t readDescriptor(int descriptor, void* buffer, std::size_t count) {
+  return untilNotInterrupted([&] { return ::read(descriptor, buffer, count); });
+}
+
+std::int64_t writeDescriptor(int descriptor, const void* buffer, std::size_t count) {
+  return untilNotInterrupted([&] { return ::write(descriptor, buffer, count); });
+}
+
+std::int64_t seekDescriptor(int descriptor, std::int64_t offset, SeekFrom from) {
+  return ::lseek(descriptor, offset, toWhence(from));
+}
+
+int truncateDescriptor(int descriptor, std::int64_t length) {
+  return untilNotInterrupted([&] { return ::ftruncate(descriptor, length); });
+}
+
+}  // namespace platform::os

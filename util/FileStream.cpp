@@ -1,0 +1,60 @@
+#include "util/FileStream.h"
+
+#include <cerrno>
+
+#include "platform/os/fileCalls.h"
+
+namespace ruvo::k2r {
+namespace {
+
+using platform::os::SeekFrom;
+
+SeekFrom seekFrom(std::uint32_t mode) {
+  if (mode == 0) return SeekFrom::kStart;
+  return mode == 2 ? SeekFrom::kEnd : SeekFrom::kCurrent;
+}
+
+}  // namespace
+
+std::uint32_t FileStream::open() {
+  const std::uint32_t flags = openFlags_ & platform::os::kOpenKnownFlags;
+  descriptor_ = checked(platform::os::openDescriptor(path_, flags, platform::os::kOwnerReadsAndWrites));
+  return 0;
+}
+
+void FileStream::close() {
+  if (descriptor_ == -1) return;
+  platform::os::closeDescriptor(descriptor_);
+  descriptor_ = -1;
+}
+
+std::uint32_t FileStream::read(void* buffer, std::uint32_t count) {
+  if (count == 0 || buffer == nullptr) return 0;
+  return static_cast<std::uint32_t>(checked(platform::os::readDescriptor(descriptor_, buffer, count)));
+}
+
+std::uint32_t FileStream::write(const void* buffer, std::uint32_t count) {
+  if (count == 0 || buffer == nullptr) return 0;
+  return static_cast<std::uint32_t>(checked(platform::os::writeDescriptor(descriptor_, buffer, count)));
+}
+
+std::int64_t FileStream::seek(std::int64_t offset, std::uint32_t mode) {
+  return checked(platform::os::seekDescriptor(descriptor_, offset, seekFrom(mode)));
+}
+
+std::int64_t FileStream::tell() {
+  return platform::os::seekDescriptor(descriptor_, 0, SeekFrom::kCurrent);
+}
+
+std::uint32_t FileStream::truncate(std::int64_t length) {
+  checked(platform::os::truncateDescriptor(descriptor_, length));
+  return 0;
+}
+
+template <typename Answer>
+Answer FileStream::checked(Answer answer) const {
+  if (answer == -1) throw IOStreamException(errno, path_);
+  return answer;
+}
+
+}  // namespace ruvo::k2r
