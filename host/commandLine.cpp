@@ -16,6 +16,7 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   addRecordCommand(app, status);
   addInspectCommand(app, status);
   addVerifyCommand(app, status);
+  addPlaylistCommand(app, status);
   addKeysCommand(app, status);
 
   Log log(stderr);

@@ -68,6 +68,12 @@ std::uint32_t parseControl(std::span<const std::byte> bytes) {
   return qvs::util::ByteReader(bytes).u32();
 }
 
+bool isStopped(const ruvo::k2r::BootstrapInfo& info) {
+  if (info.fragmentRunTables.empty()) return false;
+  const auto& runs = info.fragmentRunTables.front().fragmentRuns;
+  return !runs.empty() && runs.back().isEndOfPresentation();
+}
+
 std::vector<std::byte> imageOf(const ruvo::k2r::BootstrapInfo& info) {
   qvs::util::ByteWriter out;
   ruvo::k2r::appendBootstrap(out, info, false);

@@ -33,6 +33,9 @@ ruvo::k2r::AfraIndex parseAfra(std::span<const std::byte> bytes, std::uint64_t o
 /// The base time. Throws Malformed for any other size than kControlFileSize.
 std::uint32_t parseControl(std::span<const std::byte> bytes);
 
+/// The bootstrap has the mark with which a stop ends it.
+bool isStopped(const ruvo::k2r::BootstrapInfo& info);
+
 /// The one form in which a recorder writes such a box.
 std::vector<std::byte> imageOf(const ruvo::k2r::BootstrapInfo& info);
 std::vector<std::byte> imageOf(const ruvo::k2r::AfraIndex& index);

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/files/imageFields.h"
+#include "host/files/smallFiles.h"
 #include "host/verify/bootstrapForm.h"
 #include "host/verify/bootstrapHistory.h"
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "host/files/smallFiles.h"
+
 namespace host {
 namespace {
 
@@ -96,10 +98,6 @@ std::uint64_t countedNumbers(const BootstrapInfo& info) {
   std::uint64_t count = 0;
   for (const SegmentRunEntry& run : segmentRuns(info)) count += run.fragmentsPerSegment;
   return count;
-}
-
-bool isStopped(const BootstrapInfo& info) {
-  return !fragmentRuns(info).empty() && fragmentRuns(info).back().isEndOfPresentation();
 }
 
 BootstrapInfo emptyBootstrap() {

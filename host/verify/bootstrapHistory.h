@@ -17,8 +17,6 @@ const FragmentRuns& fragmentRuns(const ruvo::k2r::BootstrapInfo& info);
 const std::vector<ruvo::k2r::SegmentRunEntry>& segmentRuns(const ruvo::k2r::BootstrapInfo& info);
 /// Numbers in all segments.
 std::uint64_t countedNumbers(const ruvo::k2r::BootstrapInfo& info);
-/// Whether the table ends in the end-of-presentation marker.
-bool isStopped(const ruvo::k2r::BootstrapInfo& info);
 
 /// The bootstrap of a recorder that has added nothing yet.
 ruvo::k2r::BootstrapInfo emptyBootstrap();

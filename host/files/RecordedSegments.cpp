@@ -1,0 +1,76 @@
+#include "host/files/RecordedSegments.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <iterator>
+
+#include "host/errors.h"
+#include "host/files/Malformed.h"
+#include "host/files/smallFiles.h"
+#include "host/files/tracks.h"
+
+namespace host {
+
+using namespace krvo::container;
+using ruvo::k2r::AfraEntry;
+using ruvo::k2r::BootstrapInfo;
+
+namespace {
+
+/// Runs `read` on the content of a small file, and puts the file's name into what it finds malformed.
+template <typename Read>
+auto readNamed(const RecordingDirectory& directory, const std::string& name, const Read& read) {
+  try {
+    return read(readSmallFile(directory.pathOf(name)));
+  } catch (const Malformed& error) {
+    throw Malformed(error.offset(), fmt::format("{}: offset {}: {}", name, error.offset(), error.what()));
+  }
+}
+
+BootstrapInfo readBootstrapFile(const RecordingDirectory& directory) {
+  if (directory.empty()) throw CommandError(fmt::format("'{}' holds no recording", directory.path));
+  if (!directory.hasBootstrap) return {};
+  return readNamed(directory, directory.bootstrapName(), [](const auto& bytes) { return parseBootstrap(bytes); });
+}
+
+}  // namespace
+
+RecordedContent readRecordedContent(const RecordingDirectory& directory) {
+  const BootstrapInfo bootstrap = readBootstrapFile(directory);
+  RecordedContent content{.segments = {}, .stopped = isStopped(bootstrap)};
+  for (const std::uint32_t number : directory.indexes) {
+    RecordedSegment segment{.number = number, .fragments = {}};
+    const auto index =
+        readNamed(directory, directory.indexName(number), [](const auto& bytes) { return parseAfra(bytes); });
+    std::copy_if(index.globalEntries.begin(), index.globalEntries.end(), std::back_inserter(segment.fragments),
+                 [&](const AfraEntry& entry) { return entry.isWritten() && entry.time < bootstrap.currentMediaTime; });
+    if (!segment.fragments.empty()) content.segments.push_back(std::move(segment));
+  }
+  return content;
+}
+
+const Track* leadingTrack(const Movie& movie) {
+  for (const FourCC handler : {"vide"_4cc, "soun"_4cc, "meta"_4cc}) {
+    if (const Track* const track = findTrack(movie, handler)) return track;
+  }
+  return nullptr;
+}
+
+TimeSpan timeSpanOf(const Fragment& fragment, const Track* track, std::uint64_t otherwise) {
+  constexpr std::uint64_t kMillisecondsASecond = 1000;
+  const auto own = std::find_if(fragment.tracks.begin(), fragment.tracks.end(), [track](const TrackFragment& part) {
+    return track != nullptr && part.trackId == track->id;
+  });
+  if (own == fragment.tracks.end() || own->samples.empty()) return {otherwise, otherwise};
+  const auto inMilliseconds = [scale = std::max(track->timescale, 1U)](std::uint64_t time) {
+    return scale == kMillisecondsASecond
+               ? time
+               : time / scale * kMillisecondsASecond + time % scale * kMillisecondsASecond / scale;
+  };
+  const StoredSample& last = own->samples.back();
+  return {inMilliseconds(own->samples.front().decodeTime), inMilliseconds(last.decodeTime + last.duration)};
+}
+
+}  // namespace host

@@ -1,0 +1,71 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+
+#include "host/commands.h"
+#include "host/errors.h"
+#include "host/output.h"
+#include "host/playlist/playlist.h"
+#include "platform/os/durableFiles.h"
+#include "util/bytes.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kFooter =
+    R"(The playlist lies over the segment files as they are: each fragment is a byte range, so that any web
+server that answers range requests plays the recording. A gap in time becomes a discontinuity.
+
+While the recording runs, the playlist has the fragments so far and no end; run the command again for
+those that have come since. FILE is replaced as a whole each time.
+
+Exit status: 0 all well, 1 there is no recording in DIR, it is protected, or it cannot be read,
+2 bad usage.)";
+
+struct Options {
+  std::string directory;
+  std::string out;
+};
+
+/// What leads from the playlist's place to the segment files.
+std::string prefixFrom(const std::string& playlist, const std::string& directory) {
+  const fs::path place = fs::absolute(playlist).parent_path();
+  const fs::path relative = fs::absolute(directory).lexically_normal().lexically_relative(place.lexically_normal());
+  return relative.empty() || relative == "." ? "" : relative.string() + "/";
+}
+
+void writePlaylist(const std::string& path, const std::string& text) {
+  const std::string temporary = path + ".tmp";
+  if (!platform::os::writeFile(temporary, qvs::util::asBytes(text)) || !platform::os::replaceFile(temporary, path)) {
+    platform::os::removeFile(temporary);
+    throw CommandError(fmt::format("'{}' cannot be written", path));
+  }
+}
+
+ExitStatus runPlaylist(const Options& options) {
+  const RecordingDirectory directory = readRecordingDirectory(options.directory);
+  const Playlist playlist = makePlaylist(directory);
+  if (options.out.empty()) {
+    printText(playlistText(playlist, directory, ""));
+  } else {
+    writePlaylist(options.out, playlistText(playlist, directory, prefixFrom(options.out, options.directory)));
+  }
+  return ExitStatus::kOk;
+}
+
+}  // namespace
+
+void addPlaylistCommand(CLI::App& app, ExitStatus& status) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command = *app.add_subcommand("playlist", "Make an HLS playlist over the files of a recording");
+  command.add_option("DIR", options->directory, "Directory of the recording")->required();
+  command.add_option("--out", options->out, "File to write; standard output by default, with names relative to DIR");
+  command.footer(kFooter);
+  command.callback([options, &status] { status = runPlaylist(*options); });
+}
+
+}  // namespace host
