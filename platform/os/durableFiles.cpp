@@ -102,6 +102,15 @@ bool replaceFile(std::string_view from, std::string_view to) noexcept try {
   return false;
 }
 
+bool removeFile(std::string_view path) noexcept try {
+  const std::string native = toNative(path);
+  if (::unlink(native.c_str()) != 0) return errno == ENOENT;
+  const Descriptor directory(directoryOf(native), O_RDONLY | O_DIRECTORY);
+  return directory && flushDirectory(directory);
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
 std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize) {
   const Descriptor file(toNative(path), O_RDONLY);
   if (!file) return std::nullopt;

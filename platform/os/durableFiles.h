@@ -23,6 +23,9 @@ bool syncFile(std::string_view path) noexcept;
 /// new one is on the device. False leaves `to` as it was, unless the last flush was what failed.
 bool replaceFile(std::string_view from, std::string_view to) noexcept;
 
+/// Removes a file, durably. True when it is gone, also where there was none.
+bool removeFile(std::string_view path) noexcept;
+
 /// A whole file, or nothing where it cannot be read or has more than `maxSize` bytes. Memory follows the bytes there
 /// are.
 std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize);

@@ -49,10 +49,13 @@ bool K2RData::recordMessage(RefMessage& message, std::uint8_t type, std::uint32_
   lastTimes_ = times;
   message.setTimestamp(times.absolute);
   const auto sample = ruvo::k2r::SampleInfo::ofMessage(type, {message.data(), message.dataSize()}, times.absolute);
-  if (act(fragmenter_.get()->addSample(sample)) == Fate::kDrop) return true;
+  const Outcome outcome = act(fragmenter_.get()->addSample(sample));
+  if (!outcome.queue) return true;
   // Only now: what a decision writes never holds the message that caused it.
   pendingMessages_.emplace_back(messageArena_, times.relative, type, times.absolute, message.data(),
                                 message.dataSize());
+  // And then only: a segment that cannot be begun must not cost the key frame with which it begins.
+  if (outcome.writtenMs != 0) addDuration(outcome.writtenMs);
   return true;
 }
 

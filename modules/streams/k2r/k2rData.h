@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -20,6 +21,7 @@
 #include "modules/streams/k2r/K2RMediaProperties.h"
 #include "modules/streams/k2r/K2RWarningHandler.h"
 #include "modules/streams/k2r/RecordTimes.h"
+#include "modules/streams/k2r/StoredFragment.h"
 #include "modules/streams/k2r/fileNames.h"
 #include "packaging/IPackagerContext.h"
 #include "packaging/K2RMediaWriter.h"
@@ -75,8 +77,13 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
 
   /// What a check of a message comes to.
   enum class Check { kAccept, kSkip, kRefuse };
-  /// Whether record() goes on to queue the message.
-  enum class Fate { kQueue, kDrop };
+  /// What a decision has come to.
+  struct Outcome {
+    /// record() goes on to queue the message.
+    bool queue = true;
+    /// Milliseconds for addDuration().
+    std::uint32_t writtenMs = 0;
+  };
 
   /// A writer's policy, and the text of the protection metadata; empty in the clear.
   struct PreparedPolicy {
@@ -91,10 +98,18 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   // Continuing a recording: k2rDataAppend.cpp
   bool initAppend();
   bool resumeRecording();
-  std::uint64_t loadIndex();
   std::uint32_t lastIndexedFragment() const;
   /// Whether there is video among them.
   bool takeStoredTracks();
+
+  // Where a recording ends, by its files: k2rDataEnd.cpp
+  /// Takes the index of the last segment, and brings `bootstrap` in step with it. Answers where the last fragment is.
+  std::uint64_t loadIndexes(ruvo::k2r::BootstrapInfo& bootstrap);
+  ruvo::k2r::AfraIndex readIndex(std::uint32_t segment) const;
+  void passEmptySegments(ruvo::k2r::BootstrapInfo& bootstrap);
+  void takeUnannounced(ruvo::k2r::BootstrapInfo& bootstrap);
+  std::optional<StoredFragment> lastStoredFragment(std::uint32_t segment, const ruvo::k2r::AfraIndex& index) const;
+  void restoreBaseTime(std::uint64_t position);
 
   // In the clear or protected: k2rDataProtection.cpp
   bool isProtected() const;
@@ -127,16 +142,19 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   Check checkTrack(const RefMessage& message);
 
   // What a decision does: k2rDataFragments.cpp
-  Fate act(const FragmentDecision& decision);
-  void writeFragment(const FragmentRange& range);
+  Outcome act(const FragmentDecision& decision);
+  std::uint32_t writeFragment(const FragmentRange& range);
   void holdFragment(const FragmentDecision& decision);
-  void flushHeldFragment(const FragmentRange& range);
+  std::uint32_t flushHeldFragment(const FragmentRange& range);
   void startRecording(const FragmentRange& range);
   void startWriter();
   void openSegment();
+  void removeStaleIndex();
   void setPictureSize();
   void writeMetaFile();
   void makeSegmentStream(bool append);
+  void announce(const FragmentRange& range);
+  void takeBackAnnounced();
   void addToBootstrap(const FragmentRange& range);
   std::uint64_t writeQueued(std::uint32_t limit);
   void writeFragmentNow(const FragmentRange& range);
@@ -151,11 +169,13 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   // The small files: k2rDataIndex.cpp
   void flushSmallFiles();
   void writeSmallFile(const std::string& path, std::span<const std::byte> content);
-  void writeIndexFile();
+  /// False where the old one stands.
+  bool writeIndexFile();
   void writeBootstrapFile();
-  void replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content);
-  void swapInFile(const std::string& from, const std::string& to);
+  bool replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content);
+  bool swapInFile(const std::string& from, const std::string& to);
   void trimIndex();
+  void forgetEmptySegment();
   void finishSmallFiles() noexcept;
 
   std::uint32_t segmentNumber_ = 1;
@@ -188,6 +208,10 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Null before the first fragment, and while a new segment could not be begun.
   std::unique_ptr<ruvo::k2rpkgutil::K2RMediaWriter> mediaWriter_;
   bool writerStarted_ = false;
+  /// The description is written when the first segment has been begun.
+  bool metaPending_ = false;
+  /// The index file of this segment lacks entries.
+  bool indexBehind_ = false;
   bool stopped_ = false;
   /// The first of this stream object; null until it has come.
   std::shared_ptr<NQCommand> metadataCommand_;
@@ -204,6 +228,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   std::uint32_t swapRetries_ = 10;
   std::uint32_t swapDelayMs_ = 100;
   FragmentDecision heldDecision_;
+  /// The bootstrap without the fragment that is announced in it and not written yet; nothing where there is none.
+  std::optional<ruvo::k2r::BootstrapBuilder> beforeAnnounced_;
   RecordTimes lastTimes_;
 };
 

@@ -1,10 +1,8 @@
 // Continuing a recording: everything is rebuilt from its files, and what a crash left is put right.
 
-#include <algorithm>
 #include <fstream>
 #include <utility>
 
-#include "fragmentation/AfraBox.h"
 #include "fragmentation/BootstrapReader.h"
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
@@ -16,10 +14,6 @@ namespace {
 using namespace ruvo::k2r;
 using namespace ruvo::k2rpkgutil;
 using namespace qvs::util;
-
-std::ifstream openForReading(const std::string& path) {
-  return std::ifstream(platform::os::toNative(path), std::ios::binary);
-}
 
 /// A track of the file as one to be declared again in the next segment.
 std::shared_ptr<K2RTrack> asNewTrack(const K2RTrack& stored) {
@@ -50,7 +44,7 @@ bool K2RData::initAppend() {
 bool K2RData::resumeRecording() {
   writerStarted_ = true;
   BootstrapInfo bootstrap;
-  auto in = openForReading(paths_.bootstrap);
+  std::ifstream in(platform::os::toNative(paths_.bootstrap), std::ios::binary);
   readBootstrap(in, bootstrap);
   if (bootstrap.segmentRunTables.empty() || bootstrap.segmentRunTables.front().segmentRuns.empty()) {
     logError(*streamContext_, "Failed to load segment run entries.");
@@ -58,27 +52,19 @@ bool K2RData::resumeRecording() {
   }
   segmentNumber_ = bootstrap.segmentRunTables.front().segmentRuns.back().firstSegment;
   PreparedPolicy prepared = prepareWriterPolicy();
-  const std::uint64_t position = loadIndex();
+  const std::uint64_t position = loadIndexes(bootstrap);
   checkStoredSegment(*prepared.policy, position);
   takeWriterPolicy(std::move(prepared));
+  restoreBaseTime(position);
   bootstrapBuilder_ =
       std::make_unique<BootstrapBuilder>(fragmentationConfig_.durationPrecision, fragmentationConfig_.allowedDrift,
                                          std::move(bootstrap), lastIndexedFragment());
   bootstrapBuilder_->resume();
   writeBootstrapFile();
+  makeSegmentStream(true);
   mediaWriter_ = std::make_unique<K2RMediaWriter>(*writerPolicy_, *segmentStream_, position, warningHandler_);
   fragmenter_.makeForAppend(fragmentationConfig_.fragmentDuration, takeStoredTracks());
   return true;
-}
-
-std::uint64_t K2RData::loadIndex() {
-  auto in = openForReading(formatSegmentName(basePath_, segmentNumber_, ".k2i"));
-  readAfra(in, fragmentIndex_);
-  // Trailing entries may have no fragment of their own: writing goes on behind the last one that has.
-  const auto& entries = fragmentIndex_.globalEntries;
-  const auto last =
-      std::find_if(entries.rbegin(), entries.rend(), [](const AfraEntry& entry) { return entry.isWritten(); });
-  return last == entries.rend() ? 0 : last->afraOffset;
 }
 
 std::uint32_t K2RData::lastIndexedFragment() const {

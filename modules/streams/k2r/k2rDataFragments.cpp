@@ -14,56 +14,54 @@ using ruvo::k2r::AfraEntry;
 using ruvo::k2r::FragmentAction;
 using ruvo::k2rpkgutil::NQMessage;
 
-K2RData::Fate K2RData::act(const FragmentDecision& decision) {
+K2RData::Outcome K2RData::act(const FragmentDecision& decision) {
   using enum FragmentAction;
   switch (decision.action) {
     case None:
-      return Fate::kQueue;
+      return {};
     case WriteFragment:
-      writeFragment(decision.range);
-      return Fate::kQueue;
+      return {.writtenMs = writeFragment(decision.range)};
     case HoldFragment:
       holdFragment(decision);
-      return Fate::kQueue;
+      return {};
     case SkipFragment:
       skipFragment(decision.range);
-      return Fate::kQueue;
+      return {};
     case FlushHeldFragment:
-      flushHeldFragment(decision.range);
-      return Fate::kQueue;
+      return {.writtenMs = flushHeldFragment(decision.range)};
     case StartRecording:
       startRecording(decision.range);
-      return Fate::kQueue;
+      return {};
     case DropSample:
-      return Fate::kDrop;
+      return {.queue = false};
   }
-  return Fate::kQueue;
+  return {};
 }
 
-void K2RData::writeFragment(const FragmentRange& range) {
+std::uint32_t K2RData::writeFragment(const FragmentRange& range) {
   startWriter();
   requireKeyFrame();
-  addToBootstrap(range);
+  announce(range);
   writeFragmentNow(range);
   dropWritten(static_cast<std::uint32_t>(range.endTime));
-  addDuration(static_cast<std::uint32_t>(range.endTime - range.startTime));
+  return static_cast<std::uint32_t>(range.endTime - range.startTime);
 }
 
 void K2RData::holdFragment(const FragmentDecision& decision) {
-  startWriter();
   heldDecision_ = decision;
-  addToBootstrap(decision.range);
+  announce(decision.range);
   insertSafetyGap(decision.range.fragmentNumber);
   addIndexEntry(decision.range.startTime, decision.range.fragmentNumber, ruvo::k2r::kHeldFragmentOffset);
+  startWriter();  // Where that fails, the flush tries again, and finds the fragment announced.
 }
 
-void K2RData::flushHeldFragment(const FragmentRange& range) {
+std::uint32_t K2RData::flushHeldFragment(const FragmentRange& range) {
   skipFragment(range);
   const auto limit = static_cast<std::uint32_t>(range.endTime);
   writeHeldFragment(limit);
   dropWritten(limit);
   // From the held fragment's end to this one's start, modulo 2^32: nothing where the flush follows the hold at once.
-  addDuration(static_cast<std::uint32_t>(heldDecision_.range.endTime - range.startTime));
+  return static_cast<std::uint32_t>(heldDecision_.range.endTime - range.startTime);
 }
 
 void K2RData::startRecording(const FragmentRange& range) {
@@ -71,6 +69,24 @@ void K2RData::startRecording(const FragmentRange& range) {
   bootstrapBuilder_->addTimestampGap(segmentNumber_, lastSkipped, static_cast<std::uint32_t>(range.startTime));
   markSkippedUpTo(lastSkipped, range.startTime);
   pendingMessages_.clear();
+}
+
+void K2RData::announce(const FragmentRange& range) {
+  beforeAnnounced_ = *bootstrapBuilder_;
+  addToBootstrap(range);
+}
+
+void K2RData::takeBackAnnounced() {
+  if (!beforeAnnounced_) return;
+  *bootstrapBuilder_ = *std::move(beforeAnnounced_);
+  beforeAnnounced_.reset();
+  // A held fragment has an entry, and so have the numbers skipped behind it.
+  auto& entries = fragmentIndex_.globalEntries;
+  const auto held = std::find_if(entries.rbegin(), entries.rend(), [](const AfraEntry& entry) {
+    return entry.afraOffset != ruvo::k2r::kNoFragmentOffset;
+  });
+  if (held == entries.rend() || held->isWritten()) return;
+  entries.erase(held.base() - 1, entries.end());
 }
 
 void K2RData::addToBootstrap(const FragmentRange& range) {
@@ -85,10 +101,18 @@ void K2RData::addToBootstrap(const FragmentRange& range) {
 }
 
 std::uint64_t K2RData::writeQueued(std::uint32_t limit) {
-  if (!mediaWriter_) openSegment();  // The last roll-over could not begin its segment: this fragment tries again.
-  util::ByteWriter box;
-  ruvo::k2r::appendBootstrap(box, bootstrapBuilder_->info(), true);
-  return mediaWriter_->writeFragment(pendingMessages_, limit, box.bytes()).position;
+  try {
+    if (!mediaWriter_) openSegment();  // It could not be begun when it was due: this fragment tries again.
+    util::ByteWriter box;
+    ruvo::k2r::appendBootstrap(box, bootstrapBuilder_->info(), true);
+    const std::uint64_t position = mediaWriter_->writeFragment(pendingMessages_, limit, box.bytes()).position;
+    beforeAnnounced_.reset();
+    return position;
+  } catch (...) {
+    // Its messages stay queued for the next fragment; its number has no fragment of its own.
+    takeBackAnnounced();
+    throw;
+  }
 }
 
 void K2RData::writeFragmentNow(const FragmentRange& range) {

@@ -26,8 +26,8 @@ class SmallFileFailure : public QVSException {
 
 void K2RData::flushSmallFiles() {
   try {
-    writeIndexFile();
-    writeBootstrapFile();
+    // What the index does not name yet, the bootstrap must not announce.
+    if (writeIndexFile()) writeBootstrapFile();
   } catch (const SmallFileFailure& failure) {
     // The fragment is in the segment, so its messages must not stay queued to be written a second time.
     logError(*streamContext_, failure.message());
@@ -40,13 +40,16 @@ void K2RData::writeSmallFile(const std::string& path, std::span<const std::byte>
   }
 }
 
-void K2RData::writeIndexFile() {
+bool K2RData::writeIndexFile() {
+  indexBehind_ = true;
   if (!hasConsecutiveFragments(fragmentIndex_)) {
     throw QVSException("afra index is corrupt, failing the record");
   }
   util::ByteWriter image;
   ruvo::k2r::appendAfra(image, fragmentIndex_);
-  replaceFile(formatSegmentName(basePath_, segmentNumber_, ".k2i"), paths_.index + ".tmp", image.bytes());
+  indexBehind_ =
+      !replaceFile(formatSegmentName(basePath_, segmentNumber_, ".k2i"), paths_.index + ".tmp", image.bytes());
+  return !indexBehind_;
 }
 
 void K2RData::writeBootstrapFile() {
@@ -55,20 +58,21 @@ void K2RData::writeBootstrapFile() {
   replaceFile(paths_.bootstrap, paths_.bootstrap + ".tmp", image.bytes());
 }
 
-void K2RData::replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content) {
+bool K2RData::replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content) {
   if (!platform::os::writeFile(temporary, content)) {
     throw SmallFileFailure("Failed to write file '" + temporary + "'");
   }
-  swapInFile(temporary, path);
+  return swapInFile(temporary, path);
 }
 
-void K2RData::swapInFile(const std::string& from, const std::string& to) {
+bool K2RData::swapInFile(const std::string& from, const std::string& to) {
   for (std::uint32_t attempt = 1;; ++attempt) {
-    if (platform::os::replaceFile(from, to)) return;
+    if (platform::os::replaceFile(from, to)) return true;
     if (attempt >= swapRetries_) break;
     platform::os::sleepMs(swapDelayMs_);
   }
   logError(*streamContext_, "Failed to swap in file '" + to + "'");
+  return false;
 }
 
 void K2RData::trimIndex() {
@@ -84,6 +88,14 @@ void K2RData::trimIndex() {
     while (!entries.empty() && entries.back().fragment > last) entries.pop_back();
   }
   while (!runs.empty() && runs.back().firstFragment > last) runs.pop_back();
+  forgetEmptySegment();
+}
+
+void K2RData::forgetEmptySegment() {
+  // The fragment taken back may have been the first of its segment; the recording then ends with the one before.
+  auto& segments = bootstrapBuilder_->segmentRuns();
+  if (!fragmentIndex_.globalEntries.empty() || segments.size() < 2) return;
+  if (segments.back().firstSegment == segmentNumber_) segments.pop_back();
 }
 
 }  // namespace qvs::k2r

@@ -85,8 +85,7 @@ void K2RData::finishSmallFiles() noexcept {
     trimIndex();
     if (bootstrapBuilder_->fragmentRuns().empty()) return;
     bootstrapBuilder_->endPresentation();
-    writeIndexFile();
-    writeBootstrapFile();
+    if (writeIndexFile()) writeBootstrapFile();
   } catch (const std::exception&) {
     streamContext_->log("Unable to write bootstrap.", kIMOLogError, true);
   }

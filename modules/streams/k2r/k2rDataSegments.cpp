@@ -2,6 +2,7 @@
 
 #include "modules/streams/k2r/k2rData.h"
 #include "packaging/MetadataMessage.h"
+#include "platform/os/durableFiles.h"
 #include "util/fourcc.h"
 
 namespace qvs::k2r {
@@ -11,10 +12,9 @@ using util::operator""_4cc;
 void K2RData::startWriter() {
   if (writerStarted_) return;
   writerStarted_ = true;
-  makeWriterPolicy();
+  metaPending_ = true;
   setPictureSize();
   openSegment();
-  writeMetaFile();
 }
 
 void K2RData::setPictureSize() {
@@ -30,8 +30,10 @@ void K2RData::makeSegmentStream(bool append) {
 }
 
 void K2RData::openSegment() {
-  if (!writerPolicy_) makeWriterPolicy();  // The set-up failed when it was due.
+  if (!writerPolicy_) makeWriterPolicy();  // Else it was the file that could not be begun.
   mediaWriter_ = std::make_unique<ruvo::k2rpkgutil::K2RMediaWriter>(*writerPolicy_, mediaProperties_, *segmentStream_);
+  if (metaPending_) writeMetaFile();
+  metaPending_ = false;
 }
 
 void K2RData::writeMetaFile() {
@@ -39,11 +41,20 @@ void K2RData::writeMetaFile() {
   writeSmallFile(paths_.meta, message.bytes());
 }
 
+void K2RData::removeStaleIndex() {
+  // An interrupted recorder may have left one, of a segment whose file is about to be begun anew.
+  const std::string path = formatSegmentName(basePath_, segmentNumber_, ".k2i");
+  IMOFileStatus status;
+  if (fileContext_->pathStatus(path.c_str(), &status, 0) == 0) platform::os::removeFile(path);
+}
+
 void K2RData::addDuration(std::uint32_t milliseconds) {
   segmentElapsed_ += milliseconds;
-  if (segmentDuration_ == 0 || segmentElapsed_ <= segmentDuration_) return;
+  // An index that is left behind by a roll-over would stay so: the next fragment writes it, and rolls over then.
+  if (segmentDuration_ == 0 || segmentElapsed_ <= segmentDuration_ || indexBehind_) return;
   ++segmentNumber_;
   mediaWriter_.reset();  // Ends the old file.
+  removeStaleIndex();
   makeSegmentStream(false);
   segmentElapsed_ = 0;
   // The old segment's index file stays as its last fragment left it.
