@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -49,13 +50,15 @@ class Findings {
 /// Adds what is found in one file. `findings` outlives it.
 class FileFindings {
  public:
-  FileFindings(Findings& findings, std::string file) : findings_(findings), file_(std::move(file)) {}
+  FileFindings(Findings& findings, std::string file) : findings_(&findings), file_(std::move(file)) {}
 
   const std::string& file() const { return file_; }
   /// The same for another file.
-  FileFindings in(std::string file) const { return {findings_, std::move(file)}; }
+  FileFindings in(std::string file) const { return {*findings_, std::move(file)}; }
+  /// From now on nothing is graver than that.
+  void limit(Severity worst) { worst_ = worst; }
   void add(Severity severity, std::optional<std::uint64_t> offset, std::string text) const {
-    findings_.add({severity, file_, offset, std::move(text)});
+    findings_->add({std::min(severity, worst_), file_, offset, std::move(text)});
   }
   void damage(std::uint64_t offset, std::string text) const { add(Severity::kDamage, offset, std::move(text)); }
   void damage(std::string text) const { add(Severity::kDamage, std::nullopt, std::move(text)); }
@@ -65,8 +68,9 @@ class FileFindings {
   bool expect(std::uint64_t offset, std::string_view what, std::uint64_t expected, std::uint64_t found) const;
 
  private:
-  Findings& findings_;
+  Findings* findings_;
   std::string file_;
+  Severity worst_ = Severity::kDamage;
 };
 
 }  // namespace host

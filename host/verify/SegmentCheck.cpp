@@ -35,6 +35,9 @@ class SegmentRun {
 
   SegmentResult run() {
     loadIndex();
+    // A file in which nothing has been recorded may be anything, its header included.
+    unfinished_ = role_.unannounced && positions_.empty();
+    if (unfinished_) out_.limit(role_.leftover);
     if (recording_.directory.segments.contains(number_)) {
       checkFile();
     } else if (role_.known || !positions_.empty()) {
@@ -81,7 +84,10 @@ class SegmentRun {
       out_.add(broken.offset >= indexedEnd ? role_.leftover : Severity::kDamage, broken.offset, broken.reason);
     }
     SegmentContext segment{file, out_, checkHeader(file, map, out_), recording_.bases};
-    if (segment.movie.tracks.empty()) {
+    if (unfinished_) {
+      accessTableIsWhole_ = false;
+      for (const FragmentBoxes& boxes : map.fragments) takeUnindexed(segment, boxes);
+    } else if (segment.movie.tracks.empty()) {
       accessTableIsWhole_ = false;
       recording_.chain.breakOff();
     } else {
@@ -222,6 +228,7 @@ class SegmentRun {
   FileFindings indexOut_;
   SegmentResult result_;
   std::set<std::uint64_t> positions_;
+  bool unfinished_ = false;
   /// Places of the entries with a position, by that.
   std::map<std::uint64_t, std::size_t> entryAt_;
   /// The first entry that no fragment has been found for.

@@ -32,6 +32,8 @@ struct SegmentRole {
   bool known = true;
   /// A roll-over or a stop has ended it.
   bool ended = false;
+  /// Nothing but its index could name a fragment in it: it may just have been begun.
+  bool unannounced = false;
   /// How bad it is that something stands behind the last fragment that the index names.
   Severity leftover = Severity::kDamage;
 };

@@ -56,7 +56,8 @@ std::optional<std::uint32_t> readBaseTime(const RecordingDirectory& directory, F
   try {
     return parseControl(readSmallFile(directory.pathOf(out.file())));
   } catch (const Malformed& error) {
-    out.damage(error.offset(), error.what());
+    // The fragments tell the base time, too: an append makes the file anew.
+    out.add(Severity::kRepairable, error.offset(), error.what());
   } catch (const CommandError& error) {
     out.damage(error.what());
   }

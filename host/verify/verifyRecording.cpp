@@ -91,6 +91,7 @@ class RecordingRun {
   void checkOneSegment(std::uint32_t number, std::uint32_t last) {
     SegmentRole role;
     role.known = number <= last;
+    role.unannounced = number > last || !recording_.directory.hasBootstrap;
     role.ended = number < last || (number == last && result_.stopped);
     if (number == last) role.leftover = Severity::kRepairable;
     if (number > last) role.leftover = result_.stopped ? Severity::kNote : Severity::kRepairable;
