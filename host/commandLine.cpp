@@ -18,6 +18,7 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   addVerifyCommand(app, status);
   addPlaylistCommand(app, status);
   addKeysCommand(app, status);
+  addUnprotectCommand(app, status);
 
   Log log(stderr);
   try {

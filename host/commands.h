@@ -14,6 +14,7 @@ void addInspectCommand(CLI::App& app, ExitStatus& status);
 void addVerifyCommand(CLI::App& app, ExitStatus& status);
 void addPlaylistCommand(CLI::App& app, ExitStatus& status);
 void addKeysCommand(CLI::App& app, ExitStatus& status);
+void addUnprotectCommand(CLI::App& app, ExitStatus& status);
 
 /// The whole program.
 ExitStatus runCommandLine(int argc, const char* const* argv);

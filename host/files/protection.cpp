@@ -1,0 +1,156 @@
+#include "host/files/protection.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "fragmentation/AdditionalHeader.h"
+#include "fragmentation/base64.h"
+#include "host/files/Malformed.h"
+#include "host/files/smallFiles.h"
+#include "packaging/ProtectionBox.h"
+#include "packaging/tagCodec.h"
+#include "platform/container/sampleEntryWriter.h"
+#include "util/bytes.h"
+#include "util/tagHeader.h"
+
+namespace host {
+
+using krvo::container::SampleDescription;
+using qvs::util::asBytes;
+using qvs::util::ByteBuffer;
+using qvs::util::ByteReader;
+
+namespace {
+
+// Behind the metadata text in a `sinf`: its zero byte, and an `adaf` box.
+constexpr std::size_t kBehindText = 1 + 15;
+
+constexpr std::uint8_t kStringMarker = 2;
+constexpr std::uint8_t kLongStringMarker = 12;
+
+constexpr std::string_view kFilterName = "AES128CBC";
+constexpr std::size_t kVectorSize = 16;
+constexpr std::byte kEncrypted{0x80};
+constexpr std::byte kClear{0x00};
+
+std::string textOf(std::span<const std::byte> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+std::string metadataOf(const ruvo::k2rpkgutil::ProtectedCodecHeader& header) {
+  const auto sinf = header.sinf.bytes();
+  const std::size_t around = ruvo::k2rpkgutil::makeSinfBox(header.clearFormat, {}).bytes().size();
+  return textOf(sinf.subspan(around - kBehindText, sinf.size() - around));
+}
+
+std::string drmMetaImage(const std::string& metadata) {
+  std::ostringstream out;
+  ruvo::k2r::writeAdditionalHeader(out, {.metadata = metadata});
+  return std::move(out).str();
+}
+
+/// Where the metadata stands in a `.drmmeta` file, with its marker. Images of texts of one and two bytes begin to
+/// differ in the low byte of the length, two bytes behind the marker.
+std::size_t metadataPlace() {
+  return *firstDifference(asBytes(drmMetaImage("a")), asBytes(drmMetaImage("bb"))) - 2;
+}
+
+int sextet(char c) {
+  constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  const auto place = kAlphabet.find(c);
+  return place == std::string_view::npos ? -1 : static_cast<int>(place);
+}
+
+[[noreturn]] void failFilter(std::uint64_t offset, const std::string& reason) {
+  throw Malformed(offset, "tag: " + reason);
+}
+
+}  // namespace
+
+std::optional<TrackProtection> readProtection(const SampleDescription& description) {
+  if (!ruvo::k2rpkgutil::isProtectedFormat(description.formatCode)) return std::nullopt;
+  try {
+    const auto header =
+        ruvo::k2rpkgutil::splitCodecHeader(ByteBuffer{std::span<const std::byte>(description.codecHeader)});
+    TrackProtection protection{description, metadataOf(header)};
+    protection.clear.formatCode = krvo::container::storedFormatCode(header.clearFormat);
+    const auto codec = header.codec.bytes();
+    protection.clear.codecHeader.assign(codec.begin(), codec.end());
+    return protection;
+  } catch (const ruvo::k2rpkgutil::MalformedProtection&) {
+    throw Malformed(0, "sinf: not as a recorder writes it");
+  }
+}
+
+std::string readDrmMeta(std::span<const std::byte> bytes) {
+  const auto fail = [](std::uint64_t offset) { throw Malformed(offset, "protection: not as a recorder writes it"); };
+  const std::size_t place = metadataPlace();
+  if (bytes.size() < place) fail(bytes.size());
+  std::string text;
+  try {
+    ByteReader in(bytes.subspan(place));
+    const std::uint8_t marker = in.u8();
+    if (marker != kStringMarker && marker != kLongStringMarker) fail(place);
+    text = textOf(in.bytes(marker == kStringMarker ? in.u16() : in.u32()));
+  } catch (const qvs::util::MalformedInput&) {
+    fail(bytes.size());
+  }
+  if (const auto difference = firstDifference(asBytes(drmMetaImage(text)), bytes)) fail(*difference);
+  return text;
+}
+
+std::vector<std::byte> metadataBlock(std::string_view text) {
+  std::vector<std::byte> block;
+  block.reserve(text.size() / 4 * 3);
+  std::uint32_t bits = 0;
+  unsigned count = 0;
+  for (const char c : text.substr(0, text.find('='))) {
+    bits = bits << 6 | static_cast<std::uint32_t>(std::max(sextet(c), 0));
+    if ((count += 6) < 8) continue;
+    count -= 8;
+    block.push_back(static_cast<std::byte>(bits >> count & 0xFF));
+  }
+  // Whatever is wrong with a text, it is not what the block would be written as.
+  if (text.empty() || ruvo::k2r::base64Encode(block) != text) throw Malformed(0, "metadata: no Base64");
+  return block;
+}
+
+TagFilter readTagFilter(FileView& file, const TagContent& tag) {
+  const std::uint64_t data = tag.place.dataOffset();
+  if (!tag.sampleOffset) failFilter(data, "no whole filter fields of a protected tag");
+  constexpr std::size_t kFixed = 1 + kFilterName.size() + 1 + 3;
+  TagFilter filter;
+  const std::uint32_t parameters = *tag.sampleOffset;
+  const std::size_t front = std::min<std::size_t>(parameters, kFixed);
+  filter.clearBytes = static_cast<std::uint32_t>(parameters - front);
+  ByteReader in(file.view(data + filter.clearBytes, front));
+  filter.count = in.u8();
+  filter.name = textOf(in.bytes(front - 1 - 1 - 3));
+  in.skip(1);
+  const std::uint32_t size = in.u24();
+  if (filter.count != 1) failFilter(data + filter.clearBytes, fmt::format("{} filters, expected 1", filter.count));
+  if (filter.name != kFilterName)
+    failFilter(data + filter.clearBytes + 1, "another filter than " + std::string(kFilterName));
+
+  const std::uint32_t left = tag.place.dataSize - parameters;
+  if (size > left || (size != 1 && size != 1 + kVectorSize)) {
+    failFilter(data + parameters - 3, fmt::format("filter parameters of {} bytes", size));
+  }
+  const auto read = file.view(data + parameters, size);
+  filter.encrypted = size != 1;
+  if (read.front() != (filter.encrypted ? kEncrypted : kClear)) {
+    failFilter(data + parameters, "filter parameters that say neither encrypted nor clear");
+  }
+  filter.vector.assign(read.begin() + 1, read.end());
+  filter.payloadOffset = parameters + size;
+  constexpr std::uint32_t kBlock = 16;
+  const std::uint32_t payload = tag.place.dataSize - filter.payloadOffset;
+  if (filter.encrypted && (payload == 0 || payload % kBlock != 0)) {
+    failFilter(data + filter.payloadOffset, fmt::format("a cipher text of {} bytes", payload));
+  }
+  return filter;
+}
+
+}  // namespace host

@@ -1,0 +1,91 @@
+#include "host/unprotect/RecordingKey.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "host/errors.h"
+#include "host/files/FileView.h"
+#include "host/files/Malformed.h"
+#include "host/files/protection.h"
+#include "host/files/smallFiles.h"
+#include "platform/container/SegmentError.h"
+#include "platform/container/SegmentReader.h"
+
+namespace host {
+namespace {
+
+using krvo::encryption::Secret;
+using krvo::encryption::SignedMetadata;
+using krvo::encryption::UnprotectError;
+
+/// Runs `read` and names the file in what it throws.
+template <typename Read>
+auto inFile(const std::string& name, const Read& read) {
+  try {
+    return read();
+  } catch (const Malformed& error) {
+    throw CommandError(fmt::format("'{}': {}", name, error.what()));
+  } catch (const krvo::container::SegmentError& error) {
+    throw CommandError(fmt::format("'{}': offset {}: {}", name, error.offset(), error.fault()));
+  } catch (const UnprotectError& error) {
+    throw CommandError(fmt::format("'{}': {}", name, error.what()));
+  }
+}
+
+/// The one metadata text of all tracks of a segment; empty where none is protected.
+std::string segmentMetadata(const std::string& path) {
+  FileView file(path);
+  const krvo::container::SegmentReader reader(file);
+  std::string text;
+  for (const auto& track : reader.movie().tracks) {
+    for (const auto& description : track->descriptions) {
+      const auto protection = readProtection(*description);
+      if (!protection) continue;
+      if (!text.empty() && text != protection->metadata) throw Malformed(0, "tracks with different metadata");
+      text = protection->metadata;
+    }
+  }
+  return text;
+}
+
+RecordingKey openText(const std::string& name, const std::string& text, EVP_PKEY& licenseServerKey) {
+  return inFile(name, [&] {
+    auto metadata = krvo::encryption::verifyMetadataBlock(metadataBlock(text));
+    auto key = krvo::encryption::openContentKey(metadata, licenseServerKey);
+    return RecordingKey{std::move(key), std::move(metadata)};
+  });
+}
+
+}  // namespace
+
+RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& licenseServerKey) {
+  std::string text;
+  std::string firstName;
+  for (const std::uint32_t number : directory.segments) {
+    const std::string path = directory.pathOf(directory.segmentName(number));
+    const std::string own = inFile(path, [&] { return segmentMetadata(path); });
+    if (own.empty()) throw CommandError(fmt::format("'{}' is not protected", path));
+    if (!text.empty() && own != text) {
+      throw CommandError(fmt::format("'{}' has other metadata than '{}'", path, firstName));
+    }
+    if (text.empty()) firstName = path;
+    text = own;
+  }
+  if (text.empty()) throw CommandError(fmt::format("'{}' has no segment", directory.path));
+  auto opened = openText(firstName, text, licenseServerKey);
+
+  const std::string drmMeta = directory.pathOf(directory.drmMetaName());
+  const std::string last = inFile(drmMeta, [&] { return readDrmMeta(readSmallFile(drmMeta)); });
+  if (last == text) return opened;
+  const auto appended = openText(drmMeta, last, licenseServerKey);
+  if (!std::ranges::equal(appended.key.bytes(), opened.key.bytes())) {
+    throw CommandError(
+        fmt::format("'{}' holds another key than '{}': the recording was continued under it, and nothing "
+                    "tells which samples are whose",
+                    drmMeta, firstName));
+  }
+  return opened;
+}
+
+}  // namespace host

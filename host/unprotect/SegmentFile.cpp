@@ -1,0 +1,35 @@
+#include "host/unprotect/SegmentFile.h"
+
+#include <fmt/format.h>
+
+#include "host/errors.h"
+
+namespace host {
+
+SegmentFile::SegmentFile(const std::string& path)
+    : file_(path, std::ios::binary | std::ios::in | std::ios::out | std::ios::trunc) {
+  if (!file_) throw CommandError(fmt::format("'{}' cannot be made", path));
+}
+
+std::uint64_t SegmentFile::read(void* buffer, std::uint64_t count) {
+  file_.read(static_cast<char*>(buffer), static_cast<std::streamsize>(count));
+  const auto done = static_cast<std::uint64_t>(file_.gcount());
+  file_.clear();
+  return done;
+}
+
+void SegmentFile::seek(std::int64_t offset, std::uint32_t mode) {
+  constexpr std::ios::seekdir kModes[] = {std::ios::beg, std::ios::cur, std::ios::end};
+  file_.seekp(offset, kModes[mode]);
+}
+
+std::uint64_t SegmentFile::tell() {
+  return static_cast<std::uint64_t>(file_.tellp());
+}
+
+std::uint64_t SegmentFile::write(const void* buffer, std::uint64_t count) {
+  file_.write(static_cast<const char*>(buffer), static_cast<std::streamsize>(count));
+  return file_ ? count : 0;
+}
+
+}  // namespace host
