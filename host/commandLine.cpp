@@ -16,6 +16,7 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   addRecordCommand(app, status);
   addInspectCommand(app, status);
   addVerifyCommand(app, status);
+  addRepairCommand(app, status);
   addPlaylistCommand(app, status);
   addKeysCommand(app, status);
   addUnprotectCommand(app, status);

@@ -1,0 +1,54 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "host/commands.h"
+#include "host/output.h"
+#include "host/repair/repairRecording.h"
+#include "host/verify/verifyReport.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kFooter =
+    R"(What an interruption left is put right, and the recording is finished as at a proper stop: the segment
+gets its table of random access points, index and bootstrap agree, the bootstrap marks the end. Nothing
+that an index names is touched. A recording that is whole and finished stays as it is, byte for byte, and
+so does a damaged one. Nobody else may be recording into DIR meanwhile.
+
+Exit status: 0 finished, or nothing to do; 1 there is no recording in DIR or it cannot be written,
+2 bad usage, 4 damaged, and left as it is.)";
+
+const char* wordsOf(Repair::Outcome outcome) {
+  switch (outcome) {
+    case Repair::Outcome::kUntouched:
+      return "nothing to repair";
+    case Repair::Outcome::kRefused:
+      return "damaged: left as it is";
+    case Repair::Outcome::kFinished:
+      return "finished";
+    case Repair::Outcome::kEmptied:
+      return "no fragment had been completed: its remains were removed";
+  }
+  return "";
+}
+
+ExitStatus runRepair(const std::string& directory) {
+  Log log(stderr);
+  const Repair repair = repairRecording(directory, log);
+  printText(textReport(repair.verification) + repair.verification.recording + ": " + wordsOf(repair.outcome) + "\n");
+  return repair.verification.status();
+}
+
+}  // namespace
+
+void addRepairCommand(CLI::App& app, ExitStatus& status) {
+  const auto directory = std::make_shared<std::string>();
+  CLI::App& command = *app.add_subcommand("repair", "Finish a recording that was interrupted");
+  command.add_option("DIR", *directory, "Directory of the recording")->required();
+  command.footer(kFooter);
+  command.callback([directory, &status] { status = runRepair(*directory); });
+}
+
+}  // namespace host

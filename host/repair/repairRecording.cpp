@@ -1,0 +1,65 @@
+#include "host/repair/repairRecording.h"
+
+#include <fmt/format.h>
+
+#include "host/FileContext.h"
+#include "host/Module.h"
+#include "host/OpenContext.h"
+#include "host/OutputDirectory.h"
+#include "host/Recording.h"
+#include "host/Settings.h"
+#include "host/StreamContext.h"
+#include "host/files/RecordingDirectory.h"
+#include "host/repair/firstFragment.h"
+
+namespace host {
+namespace {
+
+/// Lets the module take the recording up where it ends, and stop.
+void openAndStop(const OutputDirectory& place, Log& log) {
+  const Settings settings;
+  FileContext files(Durability::kDevice, log);
+  StreamContext context(settings, log, files);
+  OpenContext openContext(settings);
+  const Module module(findModule());
+  const auto adaptor = module.createAdaptor(context);
+  Recording recording(*adaptor, openContext, place.modulePath(), true);
+  recording.stop();
+}
+
+void requireItsName(const OutputDirectory& place, const RecordingDirectory& directory) {
+  if (!directory.renamed) return;
+  throw CommandError(fmt::format("the files in '{}' are named after '{}': give the directory that name first",
+                                 place.native(), directory.stem));
+}
+
+}  // namespace
+
+Repair repairRecording(const std::string& path, Log& log) {
+  const OutputDirectory place(path);
+  Repair repair{.outcome = Repair::Outcome::kUntouched, .verification = verifyRecording(place.native())};
+  const Verification& found = repair.verification;
+  const bool whole = found.status() == ExitStatus::kOk;
+  if (found.status() == ExitStatus::kDamaged) repair.outcome = Repair::Outcome::kRefused;
+  if (repair.outcome == Repair::Outcome::kRefused || (whole && (found.stopped || found.fragments == 0))) return repair;
+
+  const RecordingDirectory directory = readRecordingDirectory(place.native());
+  requireItsName(place, directory);
+  repair.outcome = found.fragments == 0 ? Repair::Outcome::kEmptied : Repair::Outcome::kFinished;
+  if (found.fragments == 0) {
+    removeUnfinished(directory);
+  } else {
+    // The module begins anew where there is no bootstrap.
+    if (!directory.hasBootstrap) restoreFirstBootstrap(directory);
+    openAndStop(place, log);
+  }
+  if (readRecordingDirectory(place.native()).empty()) {
+    repair.verification = {};
+    repair.verification.recording = directory.stem;
+  } else {
+    repair.verification = verifyRecording(place.native());
+  }
+  return repair;
+}
+
+}  // namespace host

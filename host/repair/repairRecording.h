@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "host/Log.h"
+#include "host/errors.h"
+#include "host/verify/verifyRecording.h"
+
+namespace host {
+
+/// What a repair has come to.
+struct Repair {
+  enum class Outcome {
+    /// It was whole and finished, or nothing has been recorded in it. Not a byte was changed.
+    kUntouched,
+    /// It was damaged. Not a byte was changed.
+    kRefused,
+    kFinished,
+    /// The interruption came before the first fragment was complete: what was left of it is gone.
+    kEmptied,
+  } outcome = Outcome::kUntouched;
+  /// Of the recording as it is now.
+  Verification verification;
+};
+
+/// Does to an interrupted recording what an append and a stop do to it, without adding to it: afterwards it is finished
+/// and whole. Nobody else may be writing it. Throws CommandError where there is no recording, and where the module does
+/// not open it; the reason is in the log then.
+Repair repairRecording(const std::string& path, Log& log);
+
+}  // namespace host
