@@ -1,0 +1,168 @@
+// The power fails: at any operation on the files, and with any part of what was not flushed on the disk.
+//
+// K2R_POWER_LOSS_SEED starts other states than those of every run; K2R_POWER_LOSS_SCALE multiplies their number.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+#include "host/FileContext.h"
+#include "host/files/RecordingDirectory.h"
+#include "host/repair/repairRecording.h"
+#include "host/verify/verifyReport.h"
+#include "tests/durability/Disk.h"
+#include "tests/durability/Reference.h"
+#include "tests/durability/Scenario.h"
+#include "tests/durability/SystemCalls.h"
+#include "tests/module/loadModule.h"
+#include "tests/support/Recorder.h"
+
+namespace {
+
+using namespace test;
+
+constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::uint32_t kStatesEach = 1;
+constexpr std::uint32_t kContinueOneIn = 40;
+#else
+constexpr std::uint32_t kStatesEach = 16;
+constexpr std::uint32_t kContinueOneIn = 20;
+#endif
+
+std::uint32_t environmentNumber(const char* name, std::uint32_t otherwise) {
+  const char* const text = std::getenv(name);
+  return text == nullptr ? otherwise : static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10));
+}
+
+/// Records a scenario with the services of the real host, and keeps what was done.
+struct Recorded {
+  explicit Recorded(const Scenario& scenario) {
+    host::Log log(stderr);
+    host::FileContext files(host::Durability::kDevice, log);
+    Recorder recorder(loadModule(), &files);
+    recorder.host.settings = scenario.settings;
+    const SystemCalls calls(recorder.directory());
+    std::uint32_t flags = kOpenRecord;
+    for (const Session& session : scenario.sessions) {
+      EXPECT_TRUE(recorder.open(flags)) << recorder.log();
+      EXPECT_EQ(recorder.record(session.messages), 0U) << recorder.log();
+      if (session.stop) recorder.stop();
+      recorder.close();
+      flags = kAppend;
+    }
+    const auto verification = host::verifyRecording(recorder.directory().string());
+    EXPECT_EQ(verification.status(), host::ExitStatus::kOk) << textReport(verification);
+    EXPECT_GT(verification.fragments, 15U);
+    operations = calls.operations();
+    reference.emplace(operations, recorder.directory());
+  }
+
+  std::vector<FileOperation> operations;
+  std::optional<Reference> reference;
+};
+
+void place(const DiskState& state, const Recorder& recorder) {
+  std::filesystem::create_directories(recorder.directory());
+  for (const auto& [name, content] : state) writeWholeFile(recorder.directory() / name, content);
+}
+
+DiskState filesOf(const Recorder& recorder) {
+  DiskState state;
+  for (const auto& entry : std::filesystem::directory_iterator(recorder.directory())) {
+    state[entry.path().filename().string()] = readWholeFile(entry.path());
+  }
+  return state;
+}
+
+/// What was named before is named still, at the same place, and its bytes are what they were.
+void expectKept(const Reference& reference, const DiskState& before, const DiskState& after) {
+  const auto named = reference.namedIn(after);
+  for (const auto& [fragment, position] : reference.namedIn(before)) {
+    const auto expected = reference.fragment(fragment.first, position);
+    const auto kept = named.find(fragment);
+    ASSERT_TRUE(kept != named.end() && kept->second == position) << "fragment " << fragment.second << " is lost";
+    EXPECT_EQ(after.at(segmentName(fragment.first)).compare(position, expected.size(), expected), 0)
+        << "fragment " << fragment.second << " is another one";
+  }
+}
+
+void appendTo(const Scenario& scenario, const Recorder& placed, Recorder& recorder) {
+  recorder.host.settings = scenario.settings;
+  ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
+  // Where nothing was recorded yet, the continuation has no headers, and nothing of it is taken.
+  const bool begun = placed.has(".bootstrap");
+  const std::size_t refused = recorder.record(scenario.continuation);
+  if (begun) {
+    EXPECT_EQ(refused, 0U) << recorder.log();
+  }
+  recorder.stop();
+  recorder.close();
+}
+
+/// Goes on from a state, by an append or by a repair.
+void continueFrom(const Scenario& scenario, const Reference& reference, const DiskState& state, bool repair) {
+  Recorder recorder(loadModule());
+  place(state, recorder);
+  const bool begun = recorder.has(".bootstrap");
+  const std::string directory = recorder.directory().string();
+  if (host::readRecordingDirectory(directory).empty()) return;
+  const auto found = host::verifyRecording(directory);
+  EXPECT_NE(found.status(), host::ExitStatus::kDamaged) << textReport(found);
+  if (repair) {
+    host::Log log(stderr);
+    const auto result = host::repairRecording(directory, log);
+    EXPECT_EQ(result.verification.status(), host::ExitStatus::kOk) << textReport(result.verification);
+    EXPECT_EQ(result.verification.stopped, result.verification.fragments > 0);
+    EXPECT_EQ(result.verification.fragments, found.fragments);
+  } else {
+    appendTo(scenario, recorder, recorder);
+    if (!begun) return;
+    const auto after = host::verifyRecording(directory);
+    EXPECT_EQ(after.status(), host::ExitStatus::kOk) << textReport(after);
+    EXPECT_GE(after.fragments, found.fragments + 2);
+  }
+  if (begun || repair) expectKept(reference, state, filesOf(recorder));
+}
+
+class PowerLoss : public testing::TestWithParam<Scenario> {
+ protected:
+  void SetUp() override { ::setenv("K2R_MODULE", K2R_MODULE_PATH, 1); }
+};
+
+TEST_P(PowerLoss, LeavesAWholeRecordingInEveryState) {
+  const Scenario& scenario = GetParam();
+  const Recorded recorded(scenario);
+  const std::uint32_t statesEach = kStatesEach * environmentNumber("K2R_POWER_LOSS_SCALE", 1);
+  const std::uint32_t firstSeed = environmentNumber("K2R_POWER_LOSS_SEED", 20261125);
+  std::uint32_t states = 0;
+  std::uint32_t continued = 0;
+  Disk disk;
+  for (std::uint32_t i = 0; i < recorded.operations.size(); ++i) {
+    for (std::uint32_t each = 0; each < statesEach; ++each, ++states) {
+      const std::uint32_t seed = firstSeed + i * 1009 + each;
+      SCOPED_TRACE("operation " + std::to_string(i) + ", seed " + std::to_string(seed));
+      std::mt19937 random(seed);
+      const DiskState state = disk.afterPowerLoss(recorded.operations[i], random);
+      ASSERT_EQ(recorded.reference->faultOf(state), "");
+      if (states % kContinueOneIn != 0) continue;
+      ++continued;
+      continueFrom(scenario, *recorded.reference, state, continued % 3 == 0);
+      ASSERT_FALSE(HasFailure());
+    }
+    disk.apply(recorded.operations[i]);
+  }
+  RecordProperty("states", static_cast<int>(states));
+  RecordProperty("continued", static_cast<int>(continued));
+  EXPECT_GE(states, 250 * statesEach);
+}
+
+std::string nameOf(const testing::TestParamInfo<Scenario>& scenario) {
+  return scenario.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Streams, PowerLoss, testing::ValuesIn(scenarios()), nameOf);
+
+}  // namespace
