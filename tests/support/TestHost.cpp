@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "platform/os/openFlags.h"
 #include "platform/os/paths.h"
 
 namespace test {
@@ -40,8 +41,7 @@ std::int32_t TestHost::property(const char* section, const char* key, char* buff
 }
 
 std::int32_t DiskFileContext::open(const char* path, std::uint32_t flags, std::uint32_t, std::uint32_t) {
-  const int truncate = (flags & kIMOTruncate) != 0 ? O_TRUNC : 0;
-  return ::open(platform::os::toNative(path).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | truncate, 0600);
+  return ::open(platform::os::toNative(path).c_str(), platform::os::toPosixFlags(flags), 0600);
 }
 
 void DiskFileContext::close(std::int32_t handle, std::uint32_t) {
