@@ -16,8 +16,8 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   addRecordCommand(app, status);
   addInspectCommand(app, status);
   addVerifyCommand(app, status);
-  addRepairCommand(app, status);
   addPlaylistCommand(app, status);
+  addRepairCommand(app, status);
   addKeysCommand(app, status);
   addUnprotectCommand(app, status);
 
