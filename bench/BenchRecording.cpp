@@ -1,0 +1,190 @@
+#include "bench/BenchRecording.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include "bench/allocationCount.h"
+#include "imo/imo.h"
+
+namespace bench {
+namespace {
+
+constexpr std::uint8_t kAudio = 8;
+constexpr std::uint8_t kVideo = 9;
+constexpr std::uint8_t kData = 18;
+constexpr std::uint32_t kFragmentMs = 4000;
+
+std::string toNative(std::string path) {
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
+/// Counts writes, and keeps their bytes only where told so.
+class BenchFiles final : public IMOFileContext {
+ public:
+  explicit BenchFiles(bool keepsBytes) : keepsBytes_(keepsBytes) {}
+
+  std::int32_t open(const char* path, std::uint32_t, std::uint32_t, std::uint32_t) override {
+    return keepsBytes_ ? ::open(toNative(path).c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600) : 1000;
+  }
+  void close(std::int32_t handle, std::uint32_t) override {
+    if (keepsBytes_) ::close(handle);
+  }
+  std::int32_t read(std::int32_t, std::uint64_t, void*, std::uint32_t) override { return 0; }
+  std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) override {
+    ++writes;
+    if (!keepsBytes_) return static_cast<std::int32_t>(length);
+    // The file is kept from filling the memory: what counts is the copy into it.
+    constexpr std::uint64_t kWindow = 64ULL << 20;
+    return static_cast<std::int32_t>(::pwrite(handle, buffer, length, static_cast<off_t>(offset % kWindow)));
+  }
+  std::int32_t fileStatus(std::int32_t, IMOFileStatus* status, std::uint32_t) override {
+    status->size = 0;
+    return 0;
+  }
+  std::int32_t pathStatus(const char*, IMOFileStatus*, std::uint32_t) override { return -1; }
+  std::int32_t remove(const char* path, std::uint32_t, std::uint32_t) override {
+    std::filesystem::remove_all(toNative(path));
+    return 0;
+  }
+  std::int32_t createDirectory(const char* path) override {
+    std::filesystem::create_directories(toNative(path));
+    return 0;
+  }
+
+  std::uint64_t writes = 0;
+
+ private:
+  bool keepsBytes_;
+};
+
+class BenchHost final : public IMOStreamContext, public IMOStreamOpenContext {
+ public:
+  BenchHost(bool keepsBytes, const Settings& settings) : files(keepsBytes), settings_(settings) {}
+  void reserved() override {}
+  std::int32_t readConfiguration(const char*, char**, std::uint32_t) override { return -1; }
+  std::int32_t property(const char*, const char* key, char* buffer, std::uint32_t size) override {
+    const auto found = settings_.find(key);
+    if (found == settings_.end() || found->second.size() >= size) return -1;
+    buffer[found->second.copy(buffer, size - 1)] = '\0';
+    return 0;
+  }
+  void log(const char* text, std::uint32_t, bool) override { throw std::runtime_error(text); }
+  IMOFileContext* fileContext() override { return &files; }
+
+  BenchFiles files;
+
+ private:
+  const Settings& settings_;
+};
+
+IMOCreateAdaptorFunction loadEntry() {
+  void* const module = ::dlopen(K2R_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+  if (module == nullptr) throw std::runtime_error(::dlerror());
+  return reinterpret_cast<IMOCreateAdaptorFunction>(::dlsym(module, "IMOCreateAdaptor"));
+}
+
+std::vector<std::byte> payload(std::initializer_list<int> head, std::size_t size) {
+  std::vector<std::byte> data;
+  for (const int byte : head) data.push_back(static_cast<std::byte>(byte));
+  while (data.size() < size) data.push_back(static_cast<std::byte>(std::rand()));
+  return data;
+}
+
+/// An open recording under /dev/shm, its sequence headers sent.
+class Recording {
+ public:
+  explicit Recording(const Measured& what) : host(what.keepsBytes, what.settings) {
+    IMOStreamAdaptor* made = nullptr;
+    static const IMOCreateAdaptorFunction create = loadEntry();
+    if (!create(&host, &made)) throw std::runtime_error("no adaptor");
+    adaptor_.reset(made);
+    if (adaptor_->open(&host, "\\dev\\shm\\k2rbench", kOpenRecord, nullptr, stream_) != kStreamOpened) {
+      throw std::runtime_error("cannot open");
+    }
+    record(
+        {kData, 0, payload({2, 0, 10, 'o', 'n', 'M', 'e', 't', 'a', 'D', 'a', 't', 'a', 8, 0, 0, 0, 0, 0, 0, 9}, 21)});
+    record({kVideo, 0, payload({0x17, 0, 0, 0, 0, 1, 0x64, 0, 0x1E, 0xFF, 0xE0, 0}, 12)});
+    record({kAudio, 0, payload({0xAF, 0, 0x12, 0x10}, 4)});
+  }
+  ~Recording() {
+    adaptor_->stopRecord(stream_);
+    adaptor_->close(stream_);
+    std::filesystem::remove_all("/dev/shm/k2rbench");
+  }
+  Recording(const Recording&) = delete;
+  Recording& operator=(const Recording&) = delete;
+
+  void record(const Message& message) {
+    if (!adaptor_->record(stream_, message.type, message.data.data(), static_cast<std::uint32_t>(message.data.size()),
+                          start_ + message.timeMs)) {
+      throw std::runtime_error("refused");
+    }
+  }
+  void recordFragment(const std::vector<Message>& messages) {
+    for (const Message& message : messages) record(message);
+    start_ += kFragmentMs;
+  }
+
+  BenchHost host;
+
+ private:
+  std::unique_ptr<IMOStreamAdaptor> adaptor_;
+  void* stream_ = nullptr;
+  std::uint32_t start_ = 0;
+};
+
+}  // namespace
+
+std::vector<Message> makeFragment(std::size_t videoBitRate) {
+  std::vector<Message> messages;
+  for (std::uint32_t frame = 0; frame < 100; ++frame) {
+    const int frameType = frame % 50 == 0 ? 0x17 : 0x27;
+    messages.push_back({kVideo, frame * 40, payload({frameType, 1, 0, 0, 0}, videoBitRate / 8 / 25)});
+  }
+  for (std::uint32_t frame = 0; frame < 172; ++frame) {
+    messages.push_back({kAudio, static_cast<std::uint32_t>(frame * 1024ULL * 1000 / 44100), payload({0xAF, 1}, 371)});
+  }
+  std::stable_sort(messages.begin(), messages.end(),
+                   [](const Message& a, const Message& b) { return a.timeMs < b.timeMs; });
+  return messages;
+}
+
+std::size_t bytesOf(const std::vector<Message>& messages) {
+  std::size_t size = 0;
+  for (const Message& message : messages) size += message.data.size();
+  return size;
+}
+
+void measure(benchmark::State& state, const Measured& what) {
+  const std::vector<Message> fragment = makeFragment(what.videoBitRate);
+  const std::vector<Message> small(1, {kVideo, 0, payload({0x17, 1, 0, 0, 0}, 100)});
+  const std::int64_t bytesBefore = allocationCount().liveBytes;
+  Recording recording(what);
+  for (int i = 0; i < what.fragmentsBefore; ++i) recording.recordFragment(small);
+  recording.recordFragment(fragment);
+  recording.recordFragment(fragment);
+
+  const std::uint64_t writesBefore = recording.host.files.writes;
+  const std::uint64_t allocationsBefore = allocationCount().allocations;
+  resetPeak();
+  for (auto _ : state) recording.recordFragment(fragment);
+
+  const auto fragments = static_cast<double>(state.iterations());
+  const double messages = fragments * static_cast<double>(fragment.size());
+  state.SetItemsProcessed(static_cast<std::int64_t>(messages));
+  state.SetBytesProcessed(static_cast<std::int64_t>(fragments * static_cast<double>(bytesOf(fragment))));
+  state.counters["cpu/msg"] = benchmark::Counter(messages, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.counters["allocs/msg"] = static_cast<double>(allocationCount().allocations - allocationsBefore) / messages;
+  state.counters["writes/fragment"] = static_cast<double>(recording.host.files.writes - writesBefore) / fragments;
+  state.counters["peakMiB"] = static_cast<double>(allocationCount().peakBytes - bytesBefore) / (1024.0 * 1024.0);
+}
+
+}  // namespace bench
