@@ -9,7 +9,9 @@
 #include "host/files/FileView.h"
 #include "host/files/Malformed.h"
 #include "host/files/RecordingDirectory.h"
+#include "host/files/protection.h"
 #include "host/files/smallFiles.h"
+#include "host/inspect/describeProtection.h"
 #include "host/inspect/describeSegment.h"
 #include "host/inspect/describeSmallFiles.h"
 #include "host/inspect/scriptJson.h"
@@ -59,9 +61,14 @@ void describeContent(const std::string& path, Json& document) {
   } else if (path.ends_with(".control") || file.size() == kControlFileSize) {
     document["kind"] = "control";
     document["baseTime"] = parseControl(readSmallFile(path));
-  } else if (path.ends_with(".meta") || path.ends_with(".drmmeta")) {
-    document["kind"] = path.ends_with(".meta") ? "description" : "protection";
+  } else if (path.ends_with(".meta")) {
+    document["kind"] = "description";
     document.update(describeScript(readSmallFile(path)));
+  } else if (path.ends_with(".drmmeta")) {
+    document["kind"] = "protection";
+    const auto bytes = readSmallFile(path);
+    document.update(describeScript(bytes));
+    document["protection"] = describeMetadata(readDrmMeta(bytes));
   } else {
     throw Malformed(0, "no file of a recording: abst, afra, ftyp, or four bytes of control file expected");
   }

@@ -7,6 +7,7 @@
 #include "host/files/SegmentMap.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
+#include "host/inspect/describeProtection.h"
 #include "host/inspect/describeSmallFiles.h"
 #include "host/inspect/scriptJson.h"
 #include "platform/container/SegmentError.h"
@@ -31,11 +32,13 @@ Json describeTrack(const Track& track) {
                    {"height", Json()},
                    {"sampleRate", Json()},
                    {"channels", Json()},
-                   {"codecHeaderBytes", 0}};
+                   {"codecHeaderBytes", 0},
+                   {"protection", Json()}};
   if (track.descriptions.empty()) return document;
   const SampleDescription& description = *track.descriptions.front();
   document["format"] = toText(description.formatCode);
   document["codecHeaderBytes"] = description.codecHeader.size();
+  document["protection"] = describeProtection(description);
   if (const auto* const video = std::get_if<VideoFormat>(&description.format)) {
     document["width"] = video->width;
     document["height"] = video->height;

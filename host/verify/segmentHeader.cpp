@@ -6,6 +6,7 @@
 
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
+#include "host/verify/protectionCheck.h"
 #include "platform/container/SegmentError.h"
 #include "platform/container/moovReader.h"
 #include "platform/container/moovWriter.h"
@@ -57,6 +58,7 @@ Movie checkHeader(FileView& file, const SegmentMap& map, const FileFindings& out
   try {
     movie = readMoov(file, *map.moov);
     checkForm(file, movie, *map.moov, out);
+    checkProtectedTracks(movie, map.moov->offset, out);
   } catch (const SegmentError& error) {
     out.damage(error.offset(), error.fault());
   }

@@ -9,6 +9,7 @@
 #include "host/files/scriptData.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
+#include "host/verify/protectionCheck.h"
 #include "util/bytes.h"
 
 namespace host {
@@ -48,6 +49,14 @@ void checkMeta(const RecordingContext& recording) {
   }
 }
 
+void checkProtection(const RecordingContext& recording) {
+  const bool isProtected = hasProtectedTrack(recording.movie);
+  const bool isThere = recording.directory.hasDrmMeta;
+  if (isProtected && isThere) checkMetadata(recording);
+  if (isProtected && !isThere) recording.in(recording.directory.drmMetaName()).damage("missing");
+  if (!isProtected && isThere) recording.in(recording.directory.drmMetaName()).note("the recording is not protected");
+}
+
 }  // namespace
 
 std::optional<std::uint32_t> readBaseTime(const RecordingDirectory& directory, Findings& findings) {
@@ -83,13 +92,7 @@ void checkSideFiles(const RecordingContext& recording, bool begun) {
              base ? fmt::format("missing: the base time is {}, by the fragments", *base) : "missing");
   }
   if (begun) checkMeta(recording);
-  if (hasProtectedTrack(recording.movie) != directory.hasDrmMeta) {
-    if (directory.hasDrmMeta) {
-      recording.in(directory.drmMetaName()).note("the recording is not protected");
-    } else {
-      recording.in(directory.drmMetaName()).damage("missing");
-    }
-  }
+  checkProtection(recording);
 }
 
 }  // namespace host

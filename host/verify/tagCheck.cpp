@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/files/tracks.h"
+#include "host/verify/protectionCheck.h"
 #include "packaging/CodecBoxes.h"
 #include "packaging/tagCodec.h"
 #include "platform/container/SegmentError.h"
@@ -136,8 +137,7 @@ void checkTag(const SegmentContext& segment, const TagContent& tag) {
                            tag.place.rawType, tag.firstByte));
     return;
   }
-  if (!tag.sampleOffset)
-    out.damage(tag.place.offset + kTagHeaderSize, "tag: no whole filter fields of a protected tag");
+  if (tag.isProtected) checkTagFilter(segment, tag);
   // A tag too short for a packet type counts as one when it is written, and carries nothing.
   constexpr std::uint32_t kWithPacketType = 2;
   if (tag.isSequenceHeader() && tag.place.dataSize >= kWithPacketType) checkConfiguration(segment, tag);

@@ -1,0 +1,44 @@
+#include "host/inspect/describeProtection.h"
+
+#include "host/files/Malformed.h"
+#include "host/files/protection.h"
+#include "platform/encryption/unprotect.h"
+
+namespace host {
+namespace {
+
+Json describeSigned(const krvo::encryption::SignedMetadata& metadata) {
+  const auto& statement = metadata.content.statement;
+  Json policyBytes = Json::array();
+  for (const auto& policy : statement.policies) policyBytes.push_back(policy.size());
+  return {{"contentId", statement.contentId},
+          {"licenseServerUrl", statement.licenseServerUrl},
+          {"policyBytes", std::move(policyBytes)},
+          {"signer", metadata.signer},
+          {"signerFingerprint", metadata.signerFingerprint}};
+}
+
+}  // namespace
+
+Json describeMetadata(const std::string& text) {
+  Json document = {{"metadataCharacters", text.size()}};
+  try {
+    document.update(describeSigned(krvo::encryption::verifyMetadataBlock(metadataBlock(text))));
+  } catch (const Malformed& error) {
+    document["unreadable"] = error.what();
+  } catch (const krvo::encryption::UnprotectError& error) {
+    document["unreadable"] = error.what();
+  }
+  return document;
+}
+
+Json describeProtection(const krvo::container::SampleDescription& description) {
+  try {
+    const auto protection = readProtection(description);
+    return protection ? describeMetadata(protection->metadata) : Json();
+  } catch (const Malformed& error) {
+    return {{"unreadable", error.what()}};
+  }
+}
+
+}  // namespace host
