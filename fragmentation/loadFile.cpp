@@ -13,7 +13,7 @@ namespace ruvo::k2r {
 namespace {
 
 constexpr std::size_t kBlockSize = 1024;
-constexpr std::uint64_t kLongest = 16 * 1024 * 1024;
+constexpr std::uint64_t kLongest = std::uint64_t{16} << 20;
 constexpr std::uint32_t kReadFailed = 2;
 
 /// Blocks that stay where they are while they become more, and are wiped in the end.

@@ -19,13 +19,16 @@ std::vector<StreamMessage> twoFragments() {
   return stream().keyFramesEvery(2000).audio(23).until(8001);
 }
 
-/// Bytes of the data in front of the protection, by the tag's first data byte, for AVC, AAC and script data.
+/// Bytes of a protected tag's data in front of the protection, by the first of them.
 std::size_t clearBytesOf(const std::string& tag) {
+  const auto first = static_cast<unsigned char>(tag[11]);
   switch (static_cast<unsigned char>(tag[0]) & 0x5F) {
     case 9:
-      return 5;
+      if ((first & 15) == 7) return 5;
+      return (first & 15) == 2 || (first & 15) == 4 || (first & 15) == 5 ? 1 : 0;
     case 8:
-      return 2;
+      if (first >> 4 == 10) return 2;
+      return first >> 4 == 2 || (first >> 4 >= 4 && first >> 4 <= 6) || first >> 4 == 11 ? 1 : 0;
     default:
       return 0;
   }
@@ -75,6 +78,59 @@ TEST(Protection, GivesBackTheTagsOfTheClearRecording) {
     }
     for (const char* file : {".bootstrap", ".control", ".meta"}) EXPECT_EQ(recorder.content(file), clear.content(file));
   }
+}
+
+TEST(Protection, GivesBackTheTagsOfEveryCodec) {
+  const struct {
+    const char* what;
+    const char* video;
+    const char* audio;
+  } rows[] = {{"VP6 and MP3", "14", "2f"},
+              {"VP6 with alpha and Nellymoser", "15", "6a"},
+              {"H.263 and Nellymoser at 16 kHz", "12", "42"},
+              {"Speex alone", "", "b2"},
+              {"an audio format without header bytes", "", "e2"},
+              {"video alone", "14", ""}};
+  for (const auto& row : rows) {
+    std::vector<StreamMessage> messages{metadata(0)};
+    for (std::uint32_t time = 0; time <= 8000; time += 500) {
+      // Sizes around those of whole blocks, and tags of one byte.
+      for (const auto& [type, first] : {std::pair<int, const char*>{9, row.video}, {8, row.audio}}) {
+        if (*first == 0) continue;
+        StreamMessage message{static_cast<std::uint8_t>(type), time, fromHex(first)};
+        if (type == 9 && time % 2000 != 0) message.data[0] ^= std::byte{0x30};
+        for (std::uint32_t i = 1; i < time / 500 * 3; ++i) message.data.push_back(static_cast<std::byte>(i * 29));
+        messages.push_back(message);
+      }
+      messages.push_back({15, time, fromHex("00 02 0006 6f6e43756550 05")});
+    }
+    Recorder clear(loadModule());
+    ProtectedRecorder recorder;
+    for (Recorder* each : {&clear, static_cast<Recorder*>(&recorder)}) {
+      ASSERT_TRUE(each->open());
+      EXPECT_EQ(each->record(messages), 0U) << row.what << "\n" << each->log();
+      each->stop();
+    }
+    const auto expected = tagsOf(clear.content("Seg1.k2r"));
+    EXPECT_GT(expected.size(), 30U);
+    EXPECT_TRUE(unprotectedTags(recorder.content("Seg1.k2r")) == expected) << row.what;
+  }
+}
+
+TEST(Protection, HasRoomForALongMetadataText) {
+  ProtectedRecorder recorder;
+  recorder.addFile("PolicyPath", std::vector<std::byte>(60000, std::byte{'p'}));
+  ASSERT_TRUE(recorder.open());
+  EXPECT_EQ(recorder.record(twoFragments()), 0U);
+  recorder.stop();
+  recorder.close();
+  const std::string file = recorder.content(".drmmeta");
+  const std::size_t value = file.find("Metadata", file.find("VNRSV_METADATA") + 14) + 8;
+  EXPECT_EQ(file[value], 12) << "a long string";
+  const std::string text = file.substr(value + 5, file.size() - value - 5 - 15);
+  EXPECT_GE(text.size(), 65536U);
+  EXPECT_NE(recorder.content("Seg1.k2r").find(text), std::string::npos);
+  EXPECT_TRUE(recorder.open(kAppend)) << recorder.log();
 }
 
 TEST(Protection, LeavesNoSampleInTheClear) {

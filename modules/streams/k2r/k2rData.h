@@ -85,10 +85,10 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
     std::uint32_t writtenMs = 0;
   };
 
-  /// A writer's policy, and the text of the protection metadata; empty in the clear.
+  /// A writer's policy, and the text of the protection metadata; none in the clear.
   struct PreparedPolicy {
     std::shared_ptr<ruvo::k2rpkgutil::IK2RMediaWriterPolicy> policy;
-    std::string metadataText;
+    std::optional<std::string> metadataText;
   };
 
   // Opening: k2rDataOpen.cpp

@@ -32,7 +32,7 @@ std::uint32_t K2RData::mostDataFor(const RefMessage& message) const {
 }
 
 K2RData::PreparedPolicy K2RData::prepareWriterPolicy() {
-  if (!isProtected()) return {.policy = std::make_shared<K2RMediaWriterPolicy>(*this), .metadataText = {}};
+  if (!isProtected()) return {.policy = std::make_shared<K2RMediaWriterPolicy>(*this), .metadataText = std::nullopt};
   const EncryptorContext context = readEncryptorContext(*openContext_);
   std::string metadataText = base64Encode(generateProtectionMetadata(context).bytes());
   auto policy = makeEncryptedPolicy(context, *this, metadataText);
@@ -40,7 +40,7 @@ K2RData::PreparedPolicy K2RData::prepareWriterPolicy() {
 }
 
 void K2RData::takeWriterPolicy(PreparedPolicy prepared) {
-  if (!prepared.metadataText.empty()) writeProtectionFile(std::move(prepared.metadataText));
+  if (prepared.metadataText) writeProtectionFile(*std::move(prepared.metadataText));
   makeSegmentStream((openFlags_ & kOpenAppend) != 0);
   writerPolicy_ = std::move(prepared.policy);
 }
