@@ -5,6 +5,9 @@ set -euo pipefail
 program=$1 seeds=$2 crashes=$3 work=$4 seconds=$5
 name=$(basename "$seeds")
 
+# Targets that write files need no disk for it.
+if [ -z "${TMPDIR:-}" ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
+
 rm -rf "$work"
 mkdir -p "$work/corpus"
 cp "$seeds"/* "$work/corpus"

@@ -16,8 +16,9 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   addRecordCommand(app, status);
   addInspectCommand(app, status);
   addVerifyCommand(app, status);
-  addPlaylistCommand(app, status);
   addRepairCommand(app, status);
+  addExportCommand(app, status);
+  addPlaylistCommand(app, status);
   addKeysCommand(app, status);
   addUnprotectCommand(app, status);
 

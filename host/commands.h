@@ -12,8 +12,9 @@ namespace host {
 void addRecordCommand(CLI::App& app, ExitStatus& status);
 void addInspectCommand(CLI::App& app, ExitStatus& status);
 void addVerifyCommand(CLI::App& app, ExitStatus& status);
-void addPlaylistCommand(CLI::App& app, ExitStatus& status);
 void addRepairCommand(CLI::App& app, ExitStatus& status);
+void addExportCommand(CLI::App& app, ExitStatus& status);
+void addPlaylistCommand(CLI::App& app, ExitStatus& status);
 void addKeysCommand(CLI::App& app, ExitStatus& status);
 void addUnprotectCommand(CLI::App& app, ExitStatus& status);
 

@@ -11,7 +11,8 @@ namespace host {
 
 /// A script value as a JSON value: numbers (one that JSON has no form for as a text), flags, texts, null for null and
 /// undefined; objects with all their members, names that come again too; elements without names as a list; a date as
-/// its milliseconds and zone; bytes in hexadecimal. What an array has of itself, and all beyond 100,000 values, is "...".
+/// its milliseconds and zone; bytes in hexadecimal. What an array has of itself, and all beyond 100,000 values, is
+/// "...".
 Json scriptJson(const NQDataValue& value);
 
 /// The payload of a script-data message (AMF0; AMF3 where `kind` is kDataEx): its name and the values behind it.

@@ -1,0 +1,157 @@
+#include "host/exporting/RecordedTags.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+#include "host/errors.h"
+#include "host/files/Malformed.h"
+#include "host/files/tracks.h"
+#include "packaging/tagCodec.h"
+#include "platform/container/SegmentError.h"
+
+namespace host {
+
+using namespace krvo::container;
+using ruvo::k2rpkgutil::kAudioTag;
+using ruvo::k2rpkgutil::kVideoTag;
+
+namespace {
+
+using Bytes = std::vector<std::byte>;
+
+Bytes dataOf(FileView& file, const StoredTag& tag) {
+  Bytes data(tag.dataSize);
+  file.read(tag.dataOffset(), data);
+  return data;
+}
+
+std::vector<TagContent> tagsOf(OpenSegment& segment, std::uint64_t position) {
+  const Fragment fragment = segment.reader().readFragment(position);
+  std::vector<TagContent> tags;
+  for (const StoredTag& place : segment.reader().readTags(fragment))
+    tags.push_back(readTag(segment.file(), place.offset, place.end() - place.offset, fragment.boxes.end()));
+  return tags;
+}
+
+}  // namespace
+
+/// One pass over the tags.
+class RecordedTags::Run {
+ public:
+  Run(const Movie& movie, const TimeRange& range, const std::function<void(const RecordedTag&)>& take)
+      : movie_(movie), range_(range), take_(take) {}
+
+  bool isDone() const { return done_; }
+
+  void addFragment(OpenSegment& segment, std::uint64_t position, bool endsBeforeRange) {
+    const std::vector<TagContent> tags = tagsOf(segment, position);
+    if (tags.empty()) return;
+    if (!firstTime_) firstTime_ = tags.front().place.timestamp;
+    if (endsBeforeRange) return;
+    std::size_t first = 0;
+    if (!begun_) {
+      first = firstOf(tags);
+      if (first == tags.size()) return;
+      begin(segment.file(), tags, first);
+    }
+    for (std::size_t i = first; i < tags.size() && !done_; ++i) add(segment.file(), tags[i]);
+  }
+
+ private:
+  std::uint64_t timeOf(const TagContent& tag) const { return tag.place.timestamp - *firstTime_; }
+
+  /// Where the range begins in the first fragment that reaches into it; behind the tags where it does not.
+  std::size_t firstOf(const std::vector<TagContent>& tags) const {
+    if (range_.from == 0) return 0;
+    const bool hasVideo = std::any_of(tags.begin(), tags.end(), [](const auto& tag) { return tag.isVideo(); });
+    std::size_t first = tags.size();
+    for (std::size_t i = 0; i < tags.size(); ++i) {
+      const bool isInRange = timeOf(tags[i]) >= range_.from;
+      if (isInRange && (first != tags.size() || !hasVideo)) return hasVideo ? first : i;
+      if (hasVideo && tags[i].isKeyFrame() && !tags[i].isSequenceHeader()) first = i;
+    }
+    return tags.size();
+  }
+
+  /// Gives the configuration that each track has there, in the order in which the recording came to its tracks.
+  void begin(FileView& file, const std::vector<TagContent>& tags, std::size_t first) {
+    begun_ = true;
+    std::map<std::uint8_t, TagContent> chosen;
+    for (std::size_t i = 0; i < tags.size(); ++i) {
+      if (tags[i].isSequenceHeader() && (i < first || !chosen.contains(tags[i].type())))
+        chosen[tags[i].type()] = tags[i];
+    }
+    for (const auto& track : movie_.tracks) {
+      const auto found = chosen.find(track->isVideo() ? kVideoTag : kAudioTag);
+      if (found == chosen.end() || track->isHint()) continue;
+      found->second.place.timestamp = tags[first].place.timestamp;
+      give(file, found->second);
+      chosen.erase(found);
+    }
+  }
+
+  void add(FileView& file, const TagContent& tag) {
+    if (timeOf(tag) >= range_.to) {
+      done_ = true;
+      return;
+    }
+    give(file, tag);
+  }
+
+  /// All but a configuration that decoders have already.
+  void give(FileView& file, const TagContent& tag) {
+    const Bytes data = dataOf(file, tag.place);
+    if (tag.isSequenceHeader()) {
+      Bytes& configuration = configurations_[tag.type()];
+      if (configuration == data) return;
+      configuration = data;
+    }
+    take_({.content = tag, .data = data});
+  }
+
+  const Movie& movie_;
+  TimeRange range_;
+  const std::function<void(const RecordedTag&)>& take_;
+  std::optional<std::uint32_t> firstTime_;
+  bool begun_ = false;
+  bool done_ = false;
+  /// By the type of tag, the one that decoders have.
+  std::map<std::uint8_t, Bytes> configurations_;
+};
+
+RecordedTags::RecordedTags(const RecordingDirectory& directory) : directory_(directory) {
+  try {
+    segments_ = readRecordedContent(directory).segments;
+    if (segments_.empty()) throw CommandError(fmt::format("'{}' has no fragment yet", directory.path));
+    OpenSegment first(directory.pathOf(directory.segmentName(segments_.front().number)));
+    movie_ = first.reader().movie();
+  } catch (const Malformed& error) {
+    throw CommandError(error.what());
+  } catch (const SegmentError& error) {
+    throw CommandError(fmt::format("{}: {}", directory.segmentName(segments_.front().number), error.message()));
+  }
+  if (hasProtectedTrack(movie_))
+    throw CommandError(fmt::format("'{}' is protected; k2r unprotect makes a clear recording", directory.path));
+}
+
+void RecordedTags::forEach(const TimeRange& range, const std::function<void(const RecordedTag&)>& take) {
+  Run run(movie_, range, take);
+  const std::uint64_t start = segments_.front().fragments.front().time;
+  for (auto segment = segments_.begin(); segment != segments_.end() && !run.isDone(); ++segment) {
+    const std::string name = directory_.segmentName(segment->number);
+    try {
+      OpenSegment open(directory_.pathOf(name));
+      for (auto entry = segment->fragments.begin(); entry != segment->fragments.end() && !run.isDone(); ++entry) {
+        const auto next = std::next(entry);
+        const bool isBefore = next != segment->fragments.end() && next->time - start <= range.from && range.from != 0;
+        run.addFragment(open, entry->afraOffset, isBefore);
+      }
+    } catch (const SegmentError& error) {
+      throw CommandError(fmt::format("{}: {}", name, error.message()));
+    }
+  }
+}
+
+}  // namespace host

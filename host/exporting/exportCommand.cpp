@@ -1,0 +1,127 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+
+#include "host/Log.h"
+#include "host/commands.h"
+#include "host/errors.h"
+#include "host/exporting/Mp4File.h"
+#include "host/exporting/MtgFile.h"
+#include "host/files/smallFiles.h"
+#include "host/input/AvLogRoute.h"
+#include "platform/os/durableFiles.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kFooter =
+    R"(FILE ends in .mtg or .mp4, or is - for a tag stream on standard output.
+
+  .mtg  a tag stream: the description, the configuration of each track, and every tag as it was recorded;
+        k2r record makes the same recording of it again
+  .mp4  a plain file that plays everywhere; it has AVC, AAC and MP3, and no script data
+
+Times count from the first tag. The part begins with the key frame at or before --from, and ends before
+--to. While the recording runs, the file has the fragments so far.
+
+Exit status: 0 all well, 1 there is no recording in DIR, it is protected or cannot be read, or FILE exists
+or cannot be written, 2 bad usage.)";
+
+struct Options {
+  std::string directory;
+  std::string out;
+  double from = 0;
+  double to = -1;
+};
+
+TimeRange rangeOf(const Options& options) {
+  constexpr double kMillisecondsASecond = 1000;
+  TimeRange range;
+  range.from = static_cast<std::uint64_t>(std::llround(options.from * kMillisecondsASecond));
+  if (options.to >= 0) range.to = static_cast<std::uint64_t>(std::llround(options.to * kMillisecondsASecond));
+  if (range.to <= range.from) throw UsageError("--to is not behind --from");
+  return range;
+}
+
+std::vector<std::byte> descriptionOf(const RecordingDirectory& directory) {
+  return directory.hasMeta ? readSmallFile(directory.pathOf(directory.metaName())) : std::vector<std::byte>();
+}
+
+bool isMp4(const std::string& path) {
+  const std::string extension = fs::path(path).extension().string();
+  if (path == "-" || extension == ".mtg") return false;
+  if (extension == ".mp4") return true;
+  throw UsageError(fmt::format("'{}' ends neither in .mtg nor in .mp4", path));
+}
+
+std::unique_ptr<TagSink> makeSink(const std::string& path, bool mp4, const RecordedTags& tags,
+                                  const RecordingDirectory& directory) {
+  if (mp4) return std::make_unique<Mp4File>(path, tags.movie());
+  return std::make_unique<MtgFile>(path, tags.movie(), descriptionOf(directory));
+}
+
+/// The file under another name until it is whole.
+class PartialFile {
+ public:
+  explicit PartialFile(const std::string& path) : path_(path), partial_(path == "-" ? path : path + ".part") {
+    if (path != "-" && fs::exists(path)) throw CommandError(fmt::format("'{}' exists already", path));
+  }
+  ~PartialFile() {
+    if (partial_ != "-") platform::os::removeFile(partial_);
+  }
+  PartialFile(const PartialFile&) = delete;
+  PartialFile& operator=(const PartialFile&) = delete;
+
+  const std::string& partial() const { return partial_; }
+  void keep() const {
+    if (partial_ != "-" && !platform::os::replaceFile(partial_, path_))
+      throw CommandError(fmt::format("'{}' cannot be written", path_));
+  }
+
+ private:
+  std::string path_;
+  std::string partial_;
+};
+
+ExitStatus runExport(const Options& options) {
+  const TimeRange range = rangeOf(options);
+  const bool mp4 = isMp4(options.out);
+  Log log(stderr);
+  const AvLogRoute route(log);
+  const RecordingDirectory directory = readRecordingDirectory(options.directory);
+  RecordedTags tags(directory);
+  const PartialFile file(options.out);
+  std::uint64_t count = 0;
+  {
+    const auto sink = makeSink(file.partial(), mp4, tags, directory);
+    tags.forEach(range, [&](const RecordedTag& tag) {
+      sink->add(tag);
+      ++count;
+    });
+    if (count == 0) throw CommandError("nothing is recorded in that part");
+    sink->finish();
+  }
+  file.keep();
+  return ExitStatus::kOk;
+}
+
+}  // namespace
+
+void addExportCommand(CLI::App& app, ExitStatus& status) {
+  const auto options = std::make_shared<Options>();
+  CLI::App& command = *app.add_subcommand("export", "Make one file of a recording, or of a part of it");
+  command.add_option("DIR", options->directory, "Directory of the recording")->required();
+  command.add_option("--out", options->out, "File to make, .mtg or .mp4; - is standard output")->required();
+  command.add_option("--from", options->from, "Begin here, in seconds")->check(CLI::NonNegativeNumber);
+  command.add_option("--to", options->to, "End here, in seconds; the end of the recording by default")
+      ->check(CLI::NonNegativeNumber);
+  command.footer(kFooter);
+  command.callback([options, &status] { status = runExport(*options); });
+}
+
+}  // namespace host
