@@ -8,6 +8,7 @@
 
 #include "host/errors.h"
 #include "host/files/Malformed.h"
+#include "host/files/SegmentMap.h"
 #include "host/files/protection.h"
 #include "host/files/tracks.h"
 #include "host/unprotect/SegmentFile.h"
@@ -58,6 +59,16 @@ OwnedData owned(Bytes bytes) {
   return OwnedData(&buffer);
 }
 
+/// What the first bytes of a clear tag say; `place` is that of the protected one.
+TagContent contentOf(const Bytes& tag, const StoredTag& place) {
+  TagContent content;
+  content.place = place;
+  content.place.rawType = tagRawType(tag.data());
+  content.firstByte = std::to_integer<std::uint8_t>(tag[kTagHeaderSize]);
+  content.secondByte = std::to_integer<std::uint8_t>(tag[kTagHeaderSize + 1]);
+  return content;
+}
+
 /// The track that a clear tag is a sample of; null for a configuration, which the hint track alone has.
 const krvo::container::Track* mediaTrack(const Movie& movie, const TagContent& tag) {
   if (tag.isSequenceHeader()) return nullptr;
@@ -82,7 +93,8 @@ class SegmentCopy {
       moved.emplace(position, begin);
       begin = writer_.startFragment();
     }
-    writer_.finish();
+    // A segment that was not ended goes on without its table.
+    if (mapSegment(file_, positions).randomAccess() != nullptr) writer_.finish();
     return moved;
   }
 
@@ -105,8 +117,9 @@ class SegmentCopy {
   }
 
   void copyTag(const StoredTag& place, std::uint64_t time, bool isIndexed) {
-    const TagContent tag = readTag(file_, place.offset, place.end() - place.offset, place.end(), true);
-    Bytes bytes = clearTag(file_, tag, decipher_, name_);
+    const TagContent stored = readTag(file_, place.offset, place.end() - place.offset, place.end(), true);
+    Bytes bytes = clearTag(file_, stored, decipher_, name_);
+    const TagContent tag = contentOf(bytes, place);
 
     auto info = krvo::k2m::makeRecord<K2MSampleInfo>();
     info.length = narrow<std::uint32_t>(bytes.size());

@@ -79,6 +79,9 @@ RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& lic
   const std::string last = inFile(drmMeta, [&] { return readDrmMeta(readSmallFile(drmMeta)); });
   if (last == text) return opened;
   const auto appended = openText(drmMeta, last, licenseServerKey);
+  if (appended.metadata.content.wrappedKey == opened.metadata.content.wrappedKey) {
+    throw CommandError(fmt::format("'{}' has another form of the metadata in '{}'", drmMeta, firstName));
+  }
   if (!std::ranges::equal(appended.key.bytes(), opened.key.bytes())) {
     throw CommandError(
         fmt::format("'{}' holds another key than '{}': the recording was continued under it, and nothing "

@@ -14,7 +14,7 @@ fingerprint are printed: whether to trust it is for you to say. The new recordin
 fragments, times and tags as if DIR had never been protected.
 
 Exit status: 0 all well, 1 the recording cannot be unprotected (nothing is left in its place; the
-reason is printed), 2 bad usage.)";
+reason is printed), 2 bad usage, 3 it is damaged beside its protection, and so is the new one.)";
 
 }  // namespace
 
@@ -31,8 +31,7 @@ void addUnprotectCommand(CLI::App& app, ExitStatus& status) {
   command.footer(kFooter);
   command.callback([options, &status] {
     Log log(stderr);
-    unprotectRecording(*options, log);
-    status = ExitStatus::kOk;
+    status = unprotectRecording(*options, log);
   });
 }
 

@@ -70,10 +70,11 @@ std::string firstDamage(const Verification& verification) {
   return "";
 }
 
-void requireSound(const std::string& path) {
+ExitStatus judge(const std::string& path, Log& log) {
   const Verification verification = verifyRecording(path);
-  if (verification.findings.worst() != Severity::kDamage) return;
-  throw CommandError(fmt::format("'{}' is damaged; k2r verify tells all: {}", path, firstDamage(verification)));
+  if (verification.findings.worst() != Severity::kDamage) return ExitStatus::kOk;
+  log.warning(fmt::format("the recording is damaged; k2r verify tells all: {}", firstDamage(verification)));
+  return ExitStatus::kFlawed;
 }
 
 /// Whoever may read a file of the recording may read the one made from it.
@@ -133,7 +134,7 @@ class Unprotection {
 
 }  // namespace
 
-void unprotectRecording(const UnprotectOptions& options, Log& log) {
+ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log) {
   const auto licenseServerKey = [&] {
     try {
       return krvo::encryption::readPrivateKey(readSmallFile(options.keyFile));
@@ -142,8 +143,8 @@ void unprotectRecording(const UnprotectOptions& options, Log& log) {
     }
   }();
   const OutputDirectory place(options.output);
-  requireSound(options.directory);
   const RecordingDirectory from = readRecordingDirectory(options.directory);
+  if (from.empty()) throw CommandError(fmt::format("'{}' holds no recording", options.directory));
   const RecordingKey opened = openRecordingKey(from, *licenseServerKey);
   log.note(fmt::format("content '{}', signed by {}, certificate {}", opened.metadata.content.statement.contentId,
                        opened.metadata.signer, opened.metadata.signerFingerprint));
@@ -151,8 +152,9 @@ void unprotectRecording(const UnprotectOptions& options, Log& log) {
   krvo::encryption::SampleDecipher decipher(opened.key.bytes());
   Workshop workshop(place);
   Unprotection(from, workshop, decipher).run();
-  requireSound(workshop.path());
+  const ExitStatus status = judge(workshop.path(), log);
   workshop.deliver();
+  return status;
 }
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "host/Log.h"
+#include "host/errors.h"
 
 namespace host {
 
@@ -14,7 +15,7 @@ struct UnprotectOptions {
 };
 
 /// Writes the clear recording of a protected one into a new directory. Throws CommandError where that cannot be done;
-/// nothing of it is left then.
-void unprotectRecording(const UnprotectOptions& options, Log& log);
+/// nothing of it is left then. Damage beside the protection comes along, and is warned of: kFlawed is then the answer.
+ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log);
 
 }  // namespace host
