@@ -1,0 +1,42 @@
+// What both heaps have in common: one pool that is always there, without tuning, and the lock.
+
+#include <mutex>
+#include <system_error>
+
+#include "platform/heap/shsmp.h"
+
+struct MemPool {};
+
+namespace {
+
+constinit MemPool thePool;
+constinit std::mutex theLock;
+
+}  // namespace
+
+MemPool* MemPoolInit(std::uint32_t) {
+  return &thePool;
+}
+
+std::int32_t MemPoolFree(MemPool* pool) {
+  return pool == &thePool ? 1 : 0;
+}
+
+std::uint32_t MemPoolSetPageSize(MemPool*, std::uint32_t) {
+  return 0;
+}
+
+std::uint16_t MemPoolSetBlockSizeFS(MemPool*, std::uint16_t) {
+  return 0;
+}
+
+std::int32_t _shi_enterCriticalSection() try {
+  theLock.lock();
+  return 1;
+} catch (const std::system_error&) {
+  return 0;
+}
+
+void _shi_leaveCriticalSection() {
+  theLock.unlock();
+}

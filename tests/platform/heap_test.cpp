@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/heap/shsmp.h"
+
+// Run for each heap that is built.
+
+namespace {
+
+constexpr std::size_t kTooMuch = std::numeric_limits<std::size_t>::max() / 2;
+
+class Heap : public testing::Test {
+ protected:
+  MemPool* const pool_ = MemPoolInit(0x8000);
+};
+
+TEST_F(Heap, HasAPoolThatMayBeTunedAndFreed) {
+  ASSERT_NE(pool_, nullptr);
+  void* const block = MemAllocPtr(pool_, 10, 0);
+  MemPoolSetPageSize(pool_, 4096);
+  MemPoolSetBlockSizeFS(pool_, 64);
+  EXPECT_EQ(MemPoolFree(pool_), 1);
+  std::memset(block, 1, 10);
+  MemFreePtr(block);
+}
+
+TEST_F(Heap, BlocksAreDistinctAndAligned) {
+  std::vector<void*> blocks;
+  for (std::size_t size = 0; size < 300; ++size) {
+    blocks.push_back(MemAllocPtr(pool_, size, 0));
+    ASSERT_NE(blocks.back(), nullptr);
+    EXPECT_EQ(size < alignof(std::max_align_t)
+                  ? 0
+                  : reinterpret_cast<std::uintptr_t>(blocks.back()) % alignof(std::max_align_t),
+              0U);
+    std::memset(blocks.back(), 0xFF, size);
+  }
+  auto sorted = blocks;
+  std::sort(sorted.begin(), sorted.end());
+  EXPECT_EQ(std::unique(sorted.begin(), sorted.end()), sorted.end());
+  for (void* const block : blocks) MemFreePtr(block);
+}
+
+TEST_F(Heap, FillsWithZerosOnRequest) {
+  for (int round = 0; round < 8; ++round) {
+    auto* const block = static_cast<unsigned char*>(MemAllocPtr(pool_, 1000, kMemZeroFill));
+    EXPECT_EQ(std::count(block, block + 1000, 0), 1000);
+    std::memset(block, 0xFF, 1000);
+    MemFreePtr(block);
+  }
+}
+
+TEST_F(Heap, ReallocationKeepsTheContent) {
+  auto* block = static_cast<unsigned char*>(MemAllocPtr(pool_, 8, 0));
+  std::memset(block, 7, 8);
+  for (const std::size_t size : {9U, 5000U, 3'000'000U, 8U}) {
+    block = static_cast<unsigned char*>(MemReAllocPtr(block, size, 0));
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(std::count(block, block + 8, 7), 8) << size;
+  }
+  MemFreePtr(block);
+}
+
+TEST_F(Heap, HonoursAlignments) {
+  for (std::size_t alignment = 1; alignment <= 4096; alignment *= 2) {
+    void* const block = MemAllocAligned(pool_, 100, alignment, 0);
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % alignment, 0U);
+    MemFreePtr(block);
+  }
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(Heap, AnswersNullWhereThereIsNoMemory) {
+  EXPECT_EQ(MemAllocPtr(pool_, kTooMuch, 0), nullptr);
+  EXPECT_EQ(MemAllocPtr(pool_, kTooMuch, kMemZeroFill), nullptr);
+  EXPECT_EQ(MemAllocAligned(pool_, kTooMuch, 64, 0), nullptr);
+  void* const block = MemAllocPtr(pool_, 8, 0);
+  EXPECT_EQ(MemReAllocPtr(block, kTooMuch, 0), nullptr);
+  MemFreePtr(block);
+}
+#endif
+
+TEST_F(Heap, ABlockMayGoBackOnAnotherThread) {
+  std::vector<void*> blocks;
+  std::thread([&] {
+    for (std::size_t i = 0; i < 2000; ++i) blocks.push_back(MemAllocPtr(pool_, i % 500, 0));
+  }).join();
+  std::thread other([&] {
+    for (std::size_t i = 0; i < blocks.size(); i += 2) MemFreePtr(blocks[i]);
+  });
+  for (std::size_t i = 1; i < blocks.size(); i += 2) MemFreePtr(blocks[i]);
+  other.join();
+}
+
+TEST_F(Heap, TheLockKeepsThreadsApart) {
+  int count = 0;
+  const auto work = [&] {
+    for (int i = 0; i < 20000; ++i) {
+      ASSERT_EQ(_shi_enterCriticalSection(), 1);
+      ++count;
+      _shi_leaveCriticalSection();
+    }
+  };
+  std::thread first(work);
+  std::thread second(work);
+  first.join();
+  second.join();
+  EXPECT_EQ(count, 40000);
+}
+
+}  // namespace

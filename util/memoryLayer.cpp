@@ -1,0 +1,146 @@
+#include "util/memoryLayer.h"
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <new>
+
+namespace qvs::util::memory {
+namespace {
+
+constexpr std::uint32_t kZeroFilledPool = 8;
+constexpr std::uint32_t kSharedPool = 0x8000;
+constexpr std::uint16_t kNoBlockSize = 0xFFFF;
+
+class BadAllocation : public std::bad_alloc {
+ public:
+  const char* what() const noexcept override { return "bad allocation"; }
+};
+
+// Constants at first, so that static objects of other files may allocate while they are made.
+constinit std::atomic<MemPool*> theDefaultPool = nullptr;
+constinit std::atomic<OutOfMemoryHook> outOfMemoryHook = nullptr;
+
+class HeapLock {
+ public:
+  HeapLock() : isHeld_(_shi_enterCriticalSection() != 0) {}
+  ~HeapLock() {
+    if (isHeld_) _shi_leaveCriticalSection();
+  }
+  HeapLock(const HeapLock&) = delete;
+  HeapLock& operator=(const HeapLock&) = delete;
+
+  bool isHeld() const { return isHeld_; }
+
+ private:
+  bool isHeld_;
+};
+
+MemPool* makePool() {
+  MemPool* const pool = MemPoolInit(poolSettings.flags | kSharedPool);
+  if (pool == nullptr) return nullptr;
+  if (poolSettings.pageSize != 0) MemPoolSetPageSize(pool, poolSettings.pageSize);
+  if (poolSettings.blockSize < kNoBlockSize) MemPoolSetBlockSizeFS(pool, poolSettings.blockSize);
+  return pool;
+}
+
+/// Null where it cannot be made.
+MemPool* defaultPool() {
+  if (MemPool* const pool = theDefaultPool.load(std::memory_order_acquire); pool != nullptr) return pool;
+  const HeapLock lock;
+  if (!lock.isHeld()) return nullptr;
+  MemPool* pool = theDefaultPool.load(std::memory_order_relaxed);
+  if (pool == nullptr) {
+    pool = makePool();
+    theDefaultPool.store(pool, std::memory_order_release);
+  }
+  return pool;
+}
+
+std::uint32_t fillFlag() {
+  return (poolSettings.flags & kZeroFilledPool) != 0 ? kMemZeroFill : 0;
+}
+
+/// Gives somebody the chance to free memory.
+void askForMemory() {
+  if (const auto handler = std::get_new_handler(); handler != nullptr) return handler();
+  if (const OutOfMemoryHook hook = outOfMemoryHook.load(); hook != nullptr) return hook();
+  static const BadAllocation failure;
+  throw failure;
+}
+
+/// Repeats `attempt(pool)` until it answers a block.
+template <typename Attempt>
+void* allocateFrom(MemPool* pool, const Attempt& attempt) {
+  for (;;) {
+    MemPool* const from = pool != nullptr ? pool : defaultPool();
+    void* const block = from != nullptr ? attempt(from) : nullptr;
+    if (block != nullptr) return block;
+    askForMemory();
+  }
+}
+
+/// A size as the C entries ask for it; 0 where it does not fit.
+std::size_t roundedUp(std::size_t size) {
+  constexpr std::size_t kUnit = 4;
+  if (size > std::numeric_limits<std::size_t>::max() - kUnit) return 0;
+  return std::max(kUnit, (size + kUnit - 1) / kUnit * kUnit);
+}
+
+void* allocateOnce(std::size_t size, std::uint32_t flags) {
+  MemPool* const pool = defaultPool();
+  return pool != nullptr ? MemAllocPtr(pool, size, flags) : nullptr;
+}
+
+void* cMalloc(std::size_t size) {
+  const std::size_t rounded = roundedUp(size);
+  return rounded != 0 ? allocateOnce(rounded, fillFlag()) : nullptr;
+}
+
+void* cRealloc(void* block, std::size_t size) {
+  if (block == nullptr) return cMalloc(size);
+  if (size == 0) {
+    release(block);
+    return nullptr;
+  }
+  const std::size_t rounded = roundedUp(size);
+  return rounded != 0 ? MemReAllocPtr(block, rounded, 0) : nullptr;
+}
+
+void* cPlain(std::size_t size) {
+  return allocateOnce(size, 0);
+}
+
+}  // namespace
+
+constinit PoolSettings poolSettings;
+constinit CAllocation cAllocation = {cMalloc, cRealloc, release, cPlain};
+
+void* allocate(std::size_t size, std::uint32_t flags, MemPool* pool) {
+  const std::size_t wanted = std::max<std::size_t>(size, 1);
+  return allocateFrom(pool, [&](MemPool* from) { return MemAllocPtr(from, wanted, flags | fillFlag()); });
+}
+
+void* allocateAligned(std::size_t size, std::size_t alignment) {
+  const std::size_t wanted = std::max<std::size_t>(size, 1);
+  return allocateFrom(nullptr, [&](MemPool* from) { return MemAllocAligned(from, wanted, alignment, 0); });
+}
+
+void release(void* block) noexcept {
+  if (block != nullptr) MemFreePtr(block);
+}
+
+OutOfMemoryHook setOutOfMemoryHook(OutOfMemoryHook hook) noexcept {
+  return outOfMemoryHook.exchange(hook);
+}
+
+void freeDefaultPool() noexcept {
+  MemPool* pool = nullptr;
+  {
+    const HeapLock lock;
+    pool = theDefaultPool.exchange(nullptr);
+  }
+  if (pool != nullptr) MemPoolFree(pool);
+}
+
+}  // namespace qvs::util::memory
