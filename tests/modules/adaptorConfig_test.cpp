@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 
 #include "modules/streams/k2r/k2rAdaptor.h"
 #include "tests/support/TestHost.h"
+#include "util/memoryLayer.h"
 
 namespace qvs::k2r {
 namespace {
@@ -74,11 +74,11 @@ TEST_F(AdaptorConfig, GrowsTheBufferForALongValue) {
   EXPECT_EQ(value, 42U);
 
   std::uint32_t length = 8;
-  char* block = static_cast<char*>(std::calloc(1, length));
+  char* block = static_cast<char*>(util::memory::cAllocation.malloc(length));
   EXPECT_TRUE(adaptor_.readConfig("key", &block, length));
   EXPECT_EQ(length, 503U);
   EXPECT_EQ(std::string(block), host_.settings["key"]);
-  std::free(block);
+  util::memory::cAllocation.free(block);
 }
 
 TEST_F(AdaptorConfig, RefusesNullArguments) {

@@ -1,7 +1,6 @@
 #include "wrappers/k2m/Writer.h"
 
-#include <new>
-
+#include "util/memoryLayer.h"
 #include "util/narrow.h"
 
 namespace krvo::k2m {
@@ -30,8 +29,8 @@ std::uint32_t flag(bool value) {
 }  // namespace
 
 Allocator::Allocator() : callBacks_(makeRecord<KrvoK2MAllocatorCallBacks>()) {
-  callBacks_.alloc = [](void*, std::uint64_t bytes) { return ::operator new(bytes, std::nothrow); };
-  callBacks_.free = [](void*, void* block) { ::operator delete(block); };
+  callBacks_.alloc = [](void*, std::uint64_t bytes) { return qvs::util::memory::cAllocation.malloc(bytes); };
+  callBacks_.free = [](void*, void* block) { qvs::util::memory::cAllocation.free(block); };
 }
 
 Track Writer::addTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name) {

@@ -9,15 +9,18 @@
 #include <string>
 
 #include "modules/streams/k2r/k2rAdaptor.h"
+#include "util/memoryLayer.h"
 
 namespace qvs::k2r {
 namespace {
+
+namespace memory = util::memory;
 
 /// Room for the text of a setting, before the host asks for more.
 constexpr std::uint32_t kFirstBufferSize = 64;
 
 struct FreeBlock {
-  void operator()(char* block) const { std::free(block); }
+  void operator()(char* block) const { memory::cAllocation.free(block); }
 };
 
 /// The number that a text begins with, 0 where it begins with none; saturates.
@@ -28,8 +31,9 @@ std::int64_t toNumber(const std::string& text) {
 /// The text of a setting, read through the adaptor's virtual reader.
 std::optional<std::string> readText(k2rAdaptor& adaptor, const char* key) {
   std::uint32_t length = kFirstBufferSize;
-  char* block = static_cast<char*>(std::calloc(1, length));
+  char* block = static_cast<char*>(memory::cAllocation.malloc(length));
   if (block == nullptr) return std::nullopt;
+  std::memset(block, 0, length);
   const bool found = adaptor.readConfig(key, &block, length);
   const std::unique_ptr<char, FreeBlock> owner(block);
   if (!found) return std::nullopt;
@@ -51,7 +55,7 @@ bool k2rAdaptor::readConfig(const char* key, char** value, std::uint32_t& length
   const std::int32_t answer = context_->readConfiguration(key, value, length);
   if (answer <= 0) return answer == 0;
   length = static_cast<std::uint32_t>(answer);
-  char* const grown = static_cast<char*>(std::realloc(*value, length));
+  char* const grown = static_cast<char*>(memory::cAllocation.realloc(*value, length));
   if (grown == nullptr) return false;
   *value = grown;
   std::memset(grown, 0, length);
