@@ -75,6 +75,14 @@ const krvo::container::Track* mediaTrack(const Movie& movie, const TagContent& t
   return findTrack(movie, tag.isVideo() ? "vide"_4cc : tag.isAudio() ? "soun"_4cc : "meta"_4cc);
 }
 
+/// The format that protection data give a track is not under their signature, but the tags tell it, too.
+void requireFormat(const krvo::container::Track& track, const TagContent& tag) {
+  const FourCC told = track.descriptions.empty() ? 0 : track.descriptions.front()->formatCode;
+  if (tag.formatCode() == 0 || ruvo::k2rpkgutil::tagFormatCode(told) == tag.formatCode()) return;
+  throw SegmentError(tag.place.offset,
+                     fmt::format("a tag of {} in a track of {}", toText(tag.formatCode()), toText(told)));
+}
+
 class SegmentCopy {
  public:
   SegmentCopy(FileView& file, const std::string& name, SegmentFile& target, krvo::encryption::SampleDecipher& decipher)
@@ -120,6 +128,8 @@ class SegmentCopy {
     const TagContent stored = readTag(file_, place.offset, place.end() - place.offset, place.end(), true);
     Bytes bytes = clearTag(file_, stored, decipher_, name_);
     const TagContent tag = contentOf(bytes, place);
+    const krvo::container::Track* const track = mediaTrack(writer_.movie(), tag);
+    if (track != nullptr && (tag.isVideo() || tag.isAudio())) requireFormat(*track, tag);
 
     auto info = krvo::k2m::makeRecord<K2MSampleInfo>();
     info.length = narrow<std::uint32_t>(bytes.size());
@@ -133,8 +143,7 @@ class SegmentCopy {
     K2MMediaRange media{};
     media.offset = static_cast<std::uint32_t>(kTagHeaderSize) + codecHeader;
     media.length = dataSize - codecHeader;
-    writer_.addTag(owned(std::move(bytes)), *findTrack(writer_.movie(), "hint"_4cc), mediaTrack(writer_.movie(), tag),
-                   info, media, isIndexed);
+    writer_.addTag(owned(std::move(bytes)), *findTrack(writer_.movie(), "hint"_4cc), track, info, media, isIndexed);
   }
 
   FileView& file_;
