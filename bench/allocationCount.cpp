@@ -3,48 +3,78 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <new>
+#include <cerrno>
+#include <cstddef>
 
 namespace {
 
 // The benchmarks run on one thread.
 bench::AllocationCount count;
 
-void* allocate(std::size_t size) {
-  void* const block = std::malloc(size == 0 ? 1 : size);
-  if (block == nullptr) throw std::bad_alloc();
+void* taken(void* block) {
+  if (block == nullptr) return nullptr;
   ++count.allocations;
   count.liveBytes += static_cast<std::int64_t>(malloc_usable_size(block));
   count.peakBytes = std::max(count.peakBytes, count.liveBytes);
   return block;
 }
 
-void release(void* block) {
+void givenBack(void* block) {
   if (block != nullptr) count.liveBytes -= static_cast<std::int64_t>(malloc_usable_size(block));
-  std::free(block);
 }
 
 }  // namespace
 
-void* operator new(std::size_t size) {
-  return allocate(size);
+// The allocation functions of the C library, in front of which the ones below stand.
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t elements, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+void __libc_free(void* block);
 }
-void* operator new[](std::size_t size) {
-  return allocate(size);
+
+// The module and the libraries find these in the program.
+#pragma GCC visibility push(default)
+extern "C" {
+
+void* malloc(std::size_t size) {
+  return taken(__libc_malloc(size));
 }
-void operator delete(void* block) noexcept {
-  release(block);
+
+void* calloc(std::size_t elements, std::size_t size) {
+  return taken(__libc_calloc(elements, size));
 }
-void operator delete[](void* block) noexcept {
-  release(block);
+
+void* realloc(void* block, std::size_t size) {
+  const std::size_t before = block == nullptr ? 0 : malloc_usable_size(block);
+  void* const moved = __libc_realloc(block, size);
+  if (moved != nullptr || size == 0) count.liveBytes -= static_cast<std::int64_t>(before);
+  return taken(moved);
 }
-void operator delete(void* block, std::size_t) noexcept {
-  release(block);
+
+void* memalign(std::size_t alignment, std::size_t size) {
+  return taken(__libc_memalign(alignment, size));
 }
-void operator delete[](void* block, std::size_t) noexcept {
-  release(block);
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+  return memalign(alignment, size);
 }
+
+int posix_memalign(void** block, std::size_t alignment, std::size_t size) {
+  void* const found = memalign(alignment, size);
+  if (found == nullptr) return ENOMEM;
+  *block = found;
+  return 0;
+}
+
+void free(void* block) {
+  givenBack(block);
+  __libc_free(block);
+}
+
+}  // extern "C"
+#pragma GCC visibility pop
 
 namespace bench {
 

@@ -4,7 +4,8 @@
 
 namespace bench {
 
-/// What went through `operator new` and `operator delete` of the process, the loaded module included.
+/// What went through `malloc` and its like in the process: the loaded module included, and the libraries that both use.
+/// A module that is built on another heap than the C library's does not show here.
 struct AllocationCount {
   std::uint64_t allocations = 0;
   /// Usable bytes of the blocks that are alive, now and at the most since resetPeak().
