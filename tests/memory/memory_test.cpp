@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -77,9 +78,9 @@ class OwnMemory : public testing::Test {
 
   /// Makes an adaptor, records the messages and deletes the adaptor, counting in all calls of the module. Answers how
   /// many messages were refused; nothing where the stream did not open.
-  std::optional<int> recordAll(const std::vector<test::StreamMessage>& messages, std::uint32_t flags = kOpenRecord) {
+  std::optional<int> recordAll(const std::vector<test::StreamMessage>& messages, std::uint32_t flags = kOpenRecord,
+                               IMOCreateAdaptorFunction create = test::loadModule()) {
     const std::string where = path();
-    const auto create = test::loadModule();
     const Counting counting(true);
     IMOStreamAdaptor* adaptor = nullptr;
     if (!create(&host_, &adaptor)) return std::nullopt;
@@ -118,6 +119,24 @@ TEST_F(OwnMemory, NorDoesWhatFails) {
   host_.told().settings["Recording/FragmentDuration"] = "no number";
   EXPECT_EQ(recordAll({}), std::nullopt);
   EXPECT_GE(host_.told().lines.size(), 2U);
+  EXPECT_EQ(operatorCount, OperatorCount{});
+}
+
+TEST_F(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {
+  void* const module = ::dlopen(K2R_COUNTED_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(module, nullptr) << ::dlerror();
+  const auto create = reinterpret_cast<IMOCreateAdaptorFunction>(::dlsym(module, "IMOCreateAdaptor"));
+  const auto taken = reinterpret_cast<std::int64_t (*)()>(::dlsym(module, "countingHeapTaken"));
+  const auto live = reinterpret_cast<std::int64_t (*)()>(::dlsym(module, "countingHeapLive"));
+  const auto first = test::stream().keyFramesEvery(1000).audio(23).until(5000);
+  ASSERT_EQ(recordAll(first, kOpenRecord, create), 0);
+  // What stays belongs to the whole process.
+  const std::int64_t liveAfterTheFirst = live();
+  const std::int64_t takenByTheFirst = taken();
+  const auto second = test::stream().keyFramesEvery(1000).audio(23).from(5000).until(10000);
+  EXPECT_EQ(recordAll(second, kOpenRecord | kOpenAppend, create), 0);
+  EXPECT_GT(taken() - takenByTheFirst, static_cast<std::int64_t>(second.size()));
+  EXPECT_EQ(live(), liveAfterTheFirst);
   EXPECT_EQ(operatorCount, OperatorCount{});
 }
 
