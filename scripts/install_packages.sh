@@ -6,7 +6,7 @@ packages=(
   g++ cmake ninja-build pkg-config python3
   libboost-dev libcli11-dev libspdlog-dev libfmt-dev nlohmann-json3-dev
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg
-  libssl-dev libgtest-dev libgmock-dev libbenchmark-dev
+  libssl-dev libmimalloc-dev libgtest-dev libgmock-dev libbenchmark-dev
   clang-14 libclang-rt-14-dev clang-format clang-tidy
 )
 
