@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <regex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -60,10 +61,14 @@ class Host final : public IMOStreamContext, public IMOStreamOpenContext {
   IMOFileContext* fileContext() override { return &files_; }
   std::int32_t property(const char* section, const char* key, char* buffer, std::uint32_t size) override {
     const Counting pause(false);
+    if (throws) throw std::runtime_error(std::string(100, 'x'));
     return host_.property(section, key, buffer, size);
   }
 
   test::TestHost& told() { return host_; }
+
+  /// Whether asking for a property fails badly.
+  bool throws = false;
 
  private:
   Files files_;
@@ -120,6 +125,13 @@ TEST_F(OwnMemory, NorDoesWhatFails) {
   EXPECT_EQ(recordAll({}), std::nullopt);
   EXPECT_GE(host_.told().lines.size(), 2U);
   EXPECT_EQ(operatorCount, OperatorCount{});
+}
+
+TEST_F(OwnMemory, AnExceptionOfTheHostsIsFreedByTheHost) {
+  host_.throws = true;
+  EXPECT_EQ(recordAll({}), std::nullopt);
+  EXPECT_EQ(operatorCount, (OperatorCount{0, 1, 0})) << "the text of the exception";
+  EXPECT_EQ(host_.told().lines.size(), 1U);
 }
 
 TEST_F(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {

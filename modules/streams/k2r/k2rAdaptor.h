@@ -46,9 +46,9 @@ class k2rAdaptor : public IMOStreamAdaptor {
 
   /// Reads the four settings of the adaptor.
   virtual void config();
-  /// Reads a setting as text. `*value` is a block of `length` bytes from util::memory::cAllocation; where the text needs
-  /// more, the block is reallocated and `length` says how large it is then. The caller frees it. False where there is no
-  /// such key.
+  /// Reads a setting as text. `*value` is a block of `length` bytes from util::memory::cAllocation; where the text
+  /// needs more, the block is reallocated and `length` says how large it is then. The caller frees it. False where
+  /// there is no such key.
   virtual bool readConfig(const char* key, char** value, std::uint32_t& length);
   /// Each of these leaves `value` as it is where the key is missing or its text is not fit, and answers whether the key
   /// was found. A bool changes on the exact text "true" or "false" only.
