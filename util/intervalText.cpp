@@ -10,10 +10,10 @@ namespace {
 
 /// One number of an interval: how often `unit` is in it, modulo `modulus` where that is not 0, times `scale`.
 struct Field {
-  char16_t letter;
-  std::int64_t unit;
-  std::int64_t modulus;
-  int digits;
+  char16_t letter = 0;
+  std::int64_t unit = 1;
+  std::int64_t modulus = 0;
+  int digits = 1;
   std::int64_t scale = 1;
 };
 

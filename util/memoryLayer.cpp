@@ -65,8 +65,7 @@ std::uint32_t fillFlag() {
 void askForMemory() {
   if (const auto handler = std::get_new_handler(); handler != nullptr) return handler();
   if (const OutOfMemoryHook hook = outOfMemoryHook.load(); hook != nullptr) return hook();
-  static const BadAllocation failure;
-  throw failure;
+  throw BadAllocation();
 }
 
 /// Repeats `attempt(pool)` until it answers a block.

@@ -13,17 +13,10 @@
 #include <utility>
 
 #include "platform/os/paths.h"
+#include "platform/os/retried.h"
 
 namespace platform::os {
 namespace {
-
-/// Repeats a system call for as long as signals interrupt it.
-template <typename Call>
-auto retried(const Call& call) {
-  auto result = call();
-  while (result == -1 && errno == EINTR) result = call();
-  return result;
-}
 
 /// Owns a descriptor; -1 where the file could not be opened.
 class Descriptor {

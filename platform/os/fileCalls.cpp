@@ -3,21 +3,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <string>
 
 #include "platform/os/openFlags.h"
 #include "platform/os/paths.h"
+#include "platform/os/retried.h"
 
 namespace platform::os {
 namespace {
-
-template <typename Call>
-auto untilNotInterrupted(const Call& call) {
-  auto result = call();
-  while (result == -1 && errno == EINTR) result = call();
-  return result;
-}
 
 int toWhence(SeekFrom from) {
   switch (from) {
@@ -35,8 +28,7 @@ int toWhence(SeekFrom from) {
 
 int openDescriptor(std::string_view path, std::uint32_t flags, std::uint32_t permission) {
   const std::string native = toNative(path);
-  return untilNotInterrupted(
-      [&] { return ::open(native.c_str(), toPosixFlags(flags), static_cast<mode_t>(permission)); });
+  return retried([&] { return ::open(native.c_str(), toPosixFlags(flags), static_cast<mode_t>(permission)); });
 }
 
 int closeDescriptor(int descriptor) {
@@ -44,11 +36,11 @@ int closeDescriptor(int descriptor) {
 }
 
 std::int64_t readDescriptor(int descriptor, void* buffer, std::size_t count) {
-  return untilNotInterrupted([&] { return ::read(descriptor, buffer, count); });
+  return retried([&] { return ::read(descriptor, buffer, count); });
 }
 
 std::int64_t writeDescriptor(int descriptor, const void* buffer, std::size_t count) {
-  return untilNotInterrupted([&] { return ::write(descriptor, buffer, count); });
+  return retried([&] { return ::write(descriptor, buffer, count); });
 }
 
 std::int64_t seekDescriptor(int descriptor, std::int64_t offset, SeekFrom from) {
@@ -56,7 +48,7 @@ std::int64_t seekDescriptor(int descriptor, std::int64_t offset, SeekFrom from) 
 }
 
 int truncateDescriptor(int descriptor, std::int64_t length) {
-  return untilNotInterrupted([&] { return ::ftruncate(descriptor, length); });
+  return retried([&] { return ::ftruncate(descriptor, length); });
 }
 
 }  // namespace platform::os
