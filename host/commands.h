@@ -1,22 +1,24 @@
 #pragma once
 
-#include <CLI/App.hpp>
-
+#include "host/Command.h"
 #include "host/errors.h"
 
 namespace host {
 
-// One function a command. It adds the command with its options to `app`, and a callback that runs it and leaves its
-// answer in `status`; what the callback throws is for runCommandLine() to word. `status` outlives `app`.
+// One function a command. It adds the command with its options to `program`, and an action that runs it and leaves its
+// answer in `status`; what the action throws is for runCommandLine() to word. `status` outlives the parsing.
 
-void addRecordCommand(CLI::App& app, ExitStatus& status);
-void addInspectCommand(CLI::App& app, ExitStatus& status);
-void addVerifyCommand(CLI::App& app, ExitStatus& status);
-void addRepairCommand(CLI::App& app, ExitStatus& status);
-void addExportCommand(CLI::App& app, ExitStatus& status);
-void addPlaylistCommand(CLI::App& app, ExitStatus& status);
-void addKeysCommand(CLI::App& app, ExitStatus& status);
-void addUnprotectCommand(CLI::App& app, ExitStatus& status);
+void addRecordCommand(Command program, ExitStatus& status);
+void addInspectCommand(Command program, ExitStatus& status);
+void addVerifyCommand(Command program, ExitStatus& status);
+void addRepairCommand(Command program, ExitStatus& status);
+void addExportCommand(Command program, ExitStatus& status);
+void addPlaylistCommand(Command program, ExitStatus& status);
+void addKeysCommand(Command program, ExitStatus& status);
+void addUnprotectCommand(Command program, ExitStatus& status);
+
+/// All of them.
+void addCommands(Command program, ExitStatus& status);
 
 /// The whole program.
 ExitStatus runCommandLine(int argc, const char* const* argv);

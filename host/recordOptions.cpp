@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 
@@ -42,80 +41,78 @@ OpenMode openMode(const Flags& flags) {
 
 // A description has its own line ends: the parser breaks no lines.
 
-void addInputOptions(CLI::App& command, RecordOptions& options) {
+void addInputOptions(Command command, RecordOptions& options) {
   command
-      .add_option("INPUT", options.input,
-                  "What to record: a tag stream (told by its content), - for one on\n"
-                  "standard input, or whatever else libavformat opens: a file, a device,\n"
-                  "a URL (pipe:0 is standard input in any format)")
-      ->type_name("")
-      ->required();
+      .option("INPUT", options.input,
+              "What to record: a tag stream (told by its content), - for one on\n"
+              "standard input, or whatever else libavformat opens: a file, a device,\n"
+              "a URL (pipe:0 is standard input in any format)")
+      .required();
   command
-      .add_option("--map", options.maps,
-                  "Stream to record, at most one video and one audio: v, a, a:1 (the second\n"
-                  "audio stream), 2 (the stream of that index), 0:v:0. May be given again.\n"
-                  "Default: the best video and the audio that goes with it")
-      ->type_name("SPEC")
-      ->allow_extra_args(false);
-  command.add_flag("--realtime", options.realTime, "Take the messages no faster than their timestamps say");
+      .option("--map", options.maps,
+              "Stream to record, at most one video and one audio: v, a, a:1 (the second\n"
+              "audio stream), 2 (the stream of that index), 0:v:0. May be given again.\n"
+              "Default: the best video and the audio that goes with it")
+      .typeName("SPEC")
+      .oneValueEach();
+  command.flag("--realtime", options.realTime, "Take the messages no faster than their timestamps say");
 }
 
-void addOutputOptions(CLI::App& command, RecordOptions& options, Flags& flags) {
+void addOutputOptions(Command command, RecordOptions& options, Flags& flags) {
   command
-      .add_option("--out", options.directory,
-                  "Directory of the recording; its name is that of the files in it. Made if\n"
-                  "missing, with those above it. Has to be empty without --append and\n"
-                  "--overwrite")
-      ->type_name("DIR")
-      ->required();
-  auto* const append = command.add_flag("--append", flags.append, "Continue the recording in DIR, if there is one");
+      .option("--out", options.directory,
+              "Directory of the recording; its name is that of the files in it. Made if\n"
+              "missing, with those above it. Has to be empty without --append and\n"
+              "--overwrite")
+      .typeName("DIR")
+      .required();
+  const CommandOption append = command.flag("--append", flags.append, "Continue the recording in DIR, if there is one");
   command
-      .add_flag("--overwrite", flags.overwrite,
-                "Replace the recording in DIR; a DIR that holds anything else is refused")
-      ->excludes(append);
-  command.add_flag("--no-stop", options.noStop, "Leave the recording as a crash would, without finishing it");
+      .flag("--overwrite", flags.overwrite, "Replace the recording in DIR; a DIR that holds anything else is refused")
+      .excludes(append);
+  command.flag("--no-stop", options.noStop, "Leave the recording as a crash would, without finishing it");
   command
-      .add_option("--durability", flags.durability,
-                  "What segment data outlive once written: device, a loss of power\n"
-                  "(default); process, the end of this program only, which is faster")
-      ->type_name("device|process")
-      ->check(CLI::IsMember({"device", "process"}).description(""));
+      .option("--durability", flags.durability,
+              "What segment data outlive once written: device, a loss of power\n"
+              "(default); process, the end of this program only, which is faster")
+      .typeName("device|process")
+      .oneOf({"device", "process"});
 }
 
-void addSettingsOptions(CLI::App& command, RecordOptions& options) {
+void addSettingsOptions(Command command, RecordOptions& options) {
   command
-      .add_option("--set", options.settings,
-                  "A setting by its whole key, such as Recording/FragmentDuration=2000\n"
-                  "(milliseconds) or Recording/SegmentDuration=600000. May be given again;\n"
-                  "the last value of a key counts")
-      ->type_name("KEY=VALUE")
-      ->allow_extra_args(false);
+      .option("--set", options.settings,
+              "A setting by its whole key, such as Recording/FragmentDuration=2000\n"
+              "(milliseconds) or Recording/SegmentDuration=600000. May be given again;\n"
+              "the last value of a key counts")
+      .typeName("KEY=VALUE")
+      .oneValueEach();
   command
-      .add_option("--config", options.settingsFile,
-                  "File of settings, one KEY = VALUE a line, comments behind #; --set is\n"
-                  "stronger")
-      ->type_name("FILE");
+      .option("--config", options.settingsFile,
+              "File of settings, one KEY = VALUE a line, comments behind #; --set is\n"
+              "stronger")
+      .typeName("FILE");
 }
 
-void addProgressOptions(CLI::App& command, Flags& flags) {
-  auto* const progress = command.add_flag("--progress", flags.progress,
-                                          "Show time recorded, speed and size, also where standard error is no\n"
-                                          "terminal (there, a line each second)");
-  command.add_flag("--quiet", flags.quiet, "Show errors and warnings only")->excludes(progress);
+void addProgressOptions(Command command, Flags& flags) {
+  const CommandOption progress = command.flag("--progress", flags.progress,
+                                              "Show time recorded, speed and size, also where standard error is no\n"
+                                              "terminal (there, a line each second)");
+  command.flag("--quiet", flags.quiet, "Show errors and warnings only").excludes(progress);
 }
 
 }  // namespace
 
-void addRecordCommand(CLI::App& app, ExitStatus& status) {
+void addRecordCommand(Command program, ExitStatus& status) {
   const auto options = std::make_shared<RecordOptions>();
   const auto flags = std::make_shared<Flags>();
-  CLI::App& command = *app.add_subcommand("record", "Record a stream into a directory");
+  Command command = program.subcommand("record", "Record a stream into a directory");
   addInputOptions(command, *options);
   addOutputOptions(command, *options, *flags);
   addSettingsOptions(command, *options);
   addProgressOptions(command, *flags);
   command.footer(kFooter);
-  command.callback([options, flags, &status] {
+  command.action([options, flags, &status] {
     options->mode = openMode(*flags);
     options->durability = flags->durability == "process" ? Durability::kProcess : Durability::kDevice;
     options->progress = progressStyle(*flags);

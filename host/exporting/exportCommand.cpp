@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <filesystem>
 #include <memory>
@@ -112,16 +111,15 @@ ExitStatus runExport(const Options& options) {
 
 }  // namespace
 
-void addExportCommand(CLI::App& app, ExitStatus& status) {
+void addExportCommand(Command program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
-  CLI::App& command = *app.add_subcommand("export", "Make one file of a recording, or of a part of it");
-  command.add_option("DIR", options->directory, "Directory of the recording")->required();
-  command.add_option("--out", options->out, "File to make, .mtg or .mp4; - is standard output")->required();
-  command.add_option("--from", options->from, "Begin here, in seconds")->check(CLI::NonNegativeNumber);
-  command.add_option("--to", options->to, "End here, in seconds; the end of the recording by default")
-      ->check(CLI::NonNegativeNumber);
+  Command command = program.subcommand("export", "Make one file of a recording, or of a part of it");
+  command.option("DIR", options->directory, "Directory of the recording").required();
+  command.option("--out", options->out, "File to make, .mtg or .mp4; - is standard output").typeName("FILE").required();
+  command.option("--from", options->from, "Begin here, in seconds").typeName("SECONDS").notNegative();
+  command.option("--to", options->to, "End here, in seconds; the end of the recording by default").notNegative();
   command.footer(kFooter);
-  command.callback([options, &status] { status = runExport(*options); });
+  command.action([options, &status] { status = runExport(*options); });
 }
 
 }  // namespace host

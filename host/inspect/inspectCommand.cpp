@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "host/Log.h"
@@ -37,13 +36,13 @@ ExitStatus runInspect(const Options& options) {
 
 }  // namespace
 
-void addInspectCommand(CLI::App& app, ExitStatus& status) {
+void addInspectCommand(Command program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
-  CLI::App& command = *app.add_subcommand("inspect", "Print what is in the files of a recording");
-  command.add_option("PATH", options->paths, "Files, or directories of recordings")->required();
-  command.add_flag("--json", options->json, "Print one JSON document");
+  Command command = program.subcommand("inspect", "Print what is in the files of a recording");
+  command.option("PATH", options->paths, "Files, or directories of recordings").required();
+  command.flag("--json", options->json, "Print one JSON document");
   command.footer(kFooter);
-  command.callback([options, &status] { status = runInspect(*options); });
+  command.action([options, &status] { status = runInspect(*options); });
 }
 
 }  // namespace host

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "host/commands.h"
@@ -27,16 +26,14 @@ ExitStatus runKeysNew(const std::string& directory) {
 
 }  // namespace
 
-void addKeysCommand(CLI::App& app, ExitStatus& status) {
+void addKeysCommand(Command program, ExitStatus& status) {
   const auto directory = std::make_shared<std::string>();
-  CLI::App& keys = *app.add_subcommand("keys", "Make keys and certificates to try protected recordings with");
-  keys.require_subcommand(1);
-  CLI::App& command = *keys.add_subcommand("new", "Make a complete set, and print the path of its settings");
-  command.add_option("DIR", *directory, "Directory of the set; made if missing, has to be empty")
-      ->type_name("")
-      ->required();
+  Command keys = program.subcommand("keys", "Make keys and certificates to try protected recordings with");
+  keys.needSubcommand();
+  Command command = keys.subcommand("new", "Make a complete set, and print the path of its settings");
+  command.option("DIR", *directory, "Directory of the set; made if missing, has to be empty").required();
   command.footer(kNewFooter);
-  command.callback([directory, &status] { status = runKeysNew(*directory); });
+  command.action([directory, &status] { status = runKeysNew(*directory); });
 }
 
 }  // namespace host

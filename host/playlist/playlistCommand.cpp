@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
 
@@ -59,13 +58,13 @@ ExitStatus runPlaylist(const Options& options) {
 
 }  // namespace
 
-void addPlaylistCommand(CLI::App& app, ExitStatus& status) {
+void addPlaylistCommand(Command program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
-  CLI::App& command = *app.add_subcommand("playlist", "Make an HLS playlist over the files of a recording");
-  command.add_option("DIR", options->directory, "Directory of the recording")->required();
-  command.add_option("--out", options->out, "File to write; standard output by default, with names relative to DIR");
+  Command command = program.subcommand("playlist", "Make an HLS playlist over the files of a recording");
+  command.option("DIR", options->directory, "Directory of the recording").required();
+  command.option("--out", options->out, "File to write; standard output by default, with names relative to DIR");
   command.footer(kFooter);
-  command.callback([options, &status] { status = runPlaylist(*options); });
+  command.action([options, &status] { status = runPlaylist(*options); });
 }
 
 }  // namespace host

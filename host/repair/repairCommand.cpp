@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -43,12 +42,12 @@ ExitStatus runRepair(const std::string& directory) {
 
 }  // namespace
 
-void addRepairCommand(CLI::App& app, ExitStatus& status) {
+void addRepairCommand(Command program, ExitStatus& status) {
   const auto directory = std::make_shared<std::string>();
-  CLI::App& command = *app.add_subcommand("repair", "Finish a recording that was interrupted");
-  command.add_option("DIR", *directory, "Directory of the recording")->required();
+  Command command = program.subcommand("repair", "Finish a recording that was interrupted");
+  command.option("DIR", *directory, "Directory of the recording").required();
   command.footer(kFooter);
-  command.callback([directory, &status] { status = runRepair(*directory); });
+  command.action([directory, &status] { status = runRepair(*directory); });
 }
 
 }  // namespace host

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 
@@ -18,18 +17,18 @@ reason is printed), 2 bad usage, 3 it is damaged beside its protection, and so i
 
 }  // namespace
 
-void addUnprotectCommand(CLI::App& app, ExitStatus& status) {
+void addUnprotectCommand(Command program, ExitStatus& status) {
   const auto options = std::make_shared<UnprotectOptions>();
-  CLI::App& command = *app.add_subcommand("unprotect", "Write the clear recording of a protected one");
-  command.add_option("DIR", options->directory, "Directory of the protected recording")->type_name("")->required();
-  command.add_option("--key", options->keyFile, "Private key of the license server, PEM or DER, without a password")
-      ->type_name("FILE")
-      ->required();
-  command.add_option("--out", options->output, "Directory of the clear recording; must not exist")
-      ->type_name("DIR2")
-      ->required();
+  Command command = program.subcommand("unprotect", "Write the clear recording of a protected one");
+  command.option("DIR", options->directory, "Directory of the protected recording").required();
+  command.option("--key", options->keyFile, "Private key of the license server, PEM or DER, without a password")
+      .typeName("FILE")
+      .required();
+  command.option("--out", options->output, "Directory of the clear recording; must not exist")
+      .typeName("DIR2")
+      .required();
   command.footer(kFooter);
-  command.callback([options, &status] {
+  command.action([options, &status] {
     Log log(stderr);
     status = unprotectRecording(*options, log);
   });

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "host/commands.h"
@@ -36,13 +35,13 @@ ExitStatus runVerify(const Options& options) {
 
 }  // namespace
 
-void addVerifyCommand(CLI::App& app, ExitStatus& status) {
+void addVerifyCommand(Command program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
-  CLI::App& command = *app.add_subcommand("verify", "Check whether a recording is whole");
-  command.add_option("DIR", options->directory, "Directory of the recording")->required();
-  command.add_flag("--json", options->json, "Print one JSON document instead of lines");
+  Command command = program.subcommand("verify", "Check whether a recording is whole");
+  command.option("DIR", options->directory, "Directory of the recording").required();
+  command.flag("--json", options->json, "Print one JSON document instead of lines");
   command.footer(kFooter);
-  command.callback([options, &status] { status = runVerify(*options); });
+  command.action([options, &status] { status = runVerify(*options); });
 }
 
 }  // namespace host

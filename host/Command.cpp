@@ -1,0 +1,109 @@
+#include "host/Command.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+
+#include "host/Log.h"
+#include "host/commands.h"
+
+namespace host {
+namespace {
+
+/// An argument's name says it all, without its type behind.
+CommandOption made(CLI::Option& option) {
+  if (option.get_positional()) option.type_name("");
+  return CommandOption(option);
+}
+
+}  // namespace
+
+CommandOption& CommandOption::required() {
+  option_->required();
+  return *this;
+}
+
+CommandOption& CommandOption::typeName(const std::string& name) {
+  option_->type_name(name);
+  return *this;
+}
+
+CommandOption& CommandOption::oneValueEach() {
+  option_->allow_extra_args(false);
+  return *this;
+}
+
+CommandOption& CommandOption::excludes(const CommandOption& other) {
+  option_->excludes(other.option_);
+  return *this;
+}
+
+CommandOption& CommandOption::oneOf(const std::vector<std::string>& values) {
+  option_->check(CLI::IsMember(values).description(""));
+  return *this;
+}
+
+CommandOption& CommandOption::notNegative() {
+  option_->check(CLI::NonNegativeNumber);
+  return *this;
+}
+
+Command Command::subcommand(const std::string& name, const std::string& description) {
+  return Command(*app_->add_subcommand(name, description));
+}
+
+void Command::needSubcommand() {
+  app_->require_subcommand(1);
+}
+
+CommandOption Command::option(const std::string& name, std::string& target, const std::string& description) {
+  return made(*app_->add_option(name, target, description));
+}
+
+CommandOption Command::option(const std::string& name, std::vector<std::string>& target,
+                              const std::string& description) {
+  return made(*app_->add_option(name, target, description));
+}
+
+CommandOption Command::option(const std::string& name, double& target, const std::string& description) {
+  return made(*app_->add_option(name, target, description));
+}
+
+CommandOption Command::flag(const std::string& name, bool& target, const std::string& description) {
+  return CommandOption(*app_->add_flag(name, target, description));
+}
+
+void Command::footer(const std::string& text) {
+  app_->footer(text);
+}
+
+void Command::action(const std::function<void()>& action) {
+  app_->callback(action);
+}
+
+ExitStatus runCommandLine(int argc, const char* const* argv) {
+  ExitStatus status = ExitStatus::kOk;
+  CLI::App app("Records media streams into fragmented segment files, and looks after such recordings.", "k2r");
+  app.set_version_flag("--version", K2R_VERSION, "Print the version and exit");
+  app.require_subcommand(0, 1);  // A misspelt command is then refused by its name.
+  app.footer("k2r COMMAND --help tells about one command.");
+  addCommands(Command(app), status);
+
+  Log log(stderr);
+  try {
+    app.parse(argc, argv);
+    if (app.get_subcommands().empty()) throw UsageError("a command is needed; k2r --help lists them");
+  } catch (const CLI::ParseError& stop) {
+    // A request for help ends here, too, with success.
+    return app.exit(stop) == 0 ? ExitStatus::kOk : ExitStatus::kBadUsage;
+  } catch (const UsageError& error) {
+    log.error(error.what());
+    return ExitStatus::kBadUsage;
+  } catch (const std::exception& error) {
+    log.error(error.what());
+    return ExitStatus::kFailed;
+  }
+  return status;
+}
+
+}  // namespace host
