@@ -44,7 +44,7 @@ CommandOption& CommandOption::oneOf(const std::vector<std::string>& values) {
 }
 
 CommandOption& CommandOption::notNegative() {
-  option_->check(CLI::NonNegativeNumber);
+  option_->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
   return *this;
 }
 

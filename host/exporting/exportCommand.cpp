@@ -117,7 +117,9 @@ void addExportCommand(Command program, ExitStatus& status) {
   command.option("DIR", options->directory, "Directory of the recording").required();
   command.option("--out", options->out, "File to make, .mtg or .mp4; - is standard output").typeName("FILE").required();
   command.option("--from", options->from, "Begin here, in seconds").typeName("SECONDS").notNegative();
-  command.option("--to", options->to, "End here, in seconds; the end of the recording by default").notNegative();
+  command.option("--to", options->to, "End here, in seconds; the end of the recording by default")
+      .typeName("SECONDS")
+      .notNegative();
   command.footer(kFooter);
   command.action([options, &status] { status = runExport(*options); });
 }

@@ -62,7 +62,8 @@ void addPlaylistCommand(Command program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
   Command command = program.subcommand("playlist", "Make an HLS playlist over the files of a recording");
   command.option("DIR", options->directory, "Directory of the recording").required();
-  command.option("--out", options->out, "File to write; standard output by default, with names relative to DIR");
+  command.option("--out", options->out, "File to write; standard output by default, with names relative to DIR")
+      .typeName("FILE");
   command.footer(kFooter);
   command.action([options, &status] { status = runPlaylist(*options); });
 }

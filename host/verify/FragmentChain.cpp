@@ -38,7 +38,7 @@ void FragmentChain::add(const FileFindings& segment, IndexFile& index, std::size
     checkTime(segment, index, entry, content);
   }
   const AfraEntry& known = index.entries()[entry];
-  checkTagTimes(segment, content, known.time);
+  checkTagTimes(segment, content, known);
   if (!content.bootstrap) {
     broken_ = true;
     return;
@@ -90,10 +90,14 @@ void FragmentChain::checkTime(const FileFindings& segment, IndexFile& index, std
 }
 
 void FragmentChain::checkTagTimes(const FileFindings& segment, const FragmentContent& content,
-                                  std::uint64_t start) const {
+                                  const AfraEntry& entry) const {
+  const std::uint64_t start = entry.time;
   const std::uint64_t position = content.boxes.position();
   const auto first = firstTime(content.tags);
-  if (first && *first < start) {
+  if (first && *first < start && *first >= earliestTag(entry)) {
+    segment.note(content.tags.front().place.offset,
+                 fmt::format("tag: of time {}, from a fragment before this one that could not be written", *first));
+  } else if (first && *first < start) {
     segment.damage(content.tags.front().place.offset,
                    fmt::format("tag: time: expected {}, where the fragment begins, or later, found {}", start, *first));
   }
@@ -109,6 +113,12 @@ void FragmentChain::checkTagTimes(const FileFindings& segment, const FragmentCon
                                          "found {}",
                                          *last_->lastTagTime, start));
   }
+}
+
+std::uint64_t FragmentChain::earliestTag(const AfraEntry& entry) const {
+  // What could not be written for a while is in the next fragment that could; the numbers between have none.
+  if (!last_) return entry.fragment > 1 ? 0 : entry.time;
+  return entry.fragment > last_->step.fragment + 1 ? last_->bootstrap.currentMediaTime : entry.time;
 }
 
 BootstrapInfo FragmentChain::checkBootstrap(const FileFindings& segment, const FragmentContent& content,

@@ -38,7 +38,10 @@ class FragmentChain {
   void checkNumber(IndexFile& index, std::size_t entry, const FragmentContent& content) const;
   void checkTime(const FileFindings& segment, IndexFile& index, std::size_t entry,
                  const FragmentContent& content) const;
-  void checkTagTimes(const FileFindings& segment, const FragmentContent& content, std::uint64_t start) const;
+  void checkTagTimes(const FileFindings& segment, const FragmentContent& content,
+                     const ruvo::k2r::AfraEntry& entry) const;
+  /// Before this time there can be no tag in the fragment.
+  std::uint64_t earliestTag(const ruvo::k2r::AfraEntry& entry) const;
   ruvo::k2r::BootstrapInfo checkBootstrap(const FileFindings& segment, const FragmentContent& content,
                                           const HistoryStep& step) const;
 
