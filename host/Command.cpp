@@ -44,7 +44,8 @@ CommandOption& CommandOption::oneOf(const std::vector<std::string>& values) {
 }
 
 CommandOption& CommandOption::notNegative() {
-  option_->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
+  option_->check(CLI::Validator(
+      [](std::string& text) { return text.starts_with('-') ? "has to be 0 or more" : std::string(); }, ""));
   return *this;
 }
 

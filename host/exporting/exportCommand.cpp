@@ -40,6 +40,9 @@ struct Options {
 
 TimeRange rangeOf(const Options& options) {
   constexpr double kMillisecondsASecond = 1000;
+  constexpr double kLongest = 1e9;
+  if (!(options.from <= kLongest && options.to <= kLongest))
+    throw UsageError("--from or --to is no time of a recording");
   TimeRange range;
   range.from = static_cast<std::uint64_t>(std::llround(options.from * kMillisecondsASecond));
   if (options.to >= 0) range.to = static_cast<std::uint64_t>(std::llround(options.to * kMillisecondsASecond));
