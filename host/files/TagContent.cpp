@@ -63,6 +63,10 @@ bool TagContent::isSequenceHeader() const {
 FourCC TagContent::formatCode() const {
   return tagCodec(place.rawType, firstByte).formatCode;
 }
+bool TagContent::hidesCodec() const {
+  constexpr std::uint8_t kFilterCount = 1;  // as a first byte of data it names no codec
+  return isProtected && (isVideo() || isAudio()) && firstByte == kFilterCount;
+}
 bool TagContent::isRecordable() const {
   if (formatCode() != 0) return true;
   return isAudio() && highNibble(firstByte) == kMp3At8kHzAudio;

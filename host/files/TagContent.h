@@ -33,6 +33,9 @@ struct TagContent {
   bool isSequenceHeader() const;
   /// Of the codec; 0 for one that is not known.
   qvs::util::FourCC formatCode() const;
+  /// A protected tag of video or audio whose data were too short for a codec header: all of them stand behind the
+  /// filter, with whose count the data begin. What sample it makes is then not to be told.
+  bool hidesCodec() const;
   /// Of a kind and codec that a recorder stores.
   bool isRecordable() const;
   std::uint64_t size() const { return place.end() - place.offset; }

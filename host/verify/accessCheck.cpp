@@ -24,7 +24,7 @@ bool isEntry(const TagContent& tag) {
 
 /// Without video a recorder notes some of the audio.
 bool mayBeEntry(const SegmentContext& segment, const TagContent& tag) {
-  if (isEntry(tag)) return true;
+  if (isEntry(tag) || (tag.isVideo() && tag.hidesCodec())) return true;
   return tag.isAudio() && !tag.isSequenceHeader() && findTrack(segment.movie, "vide"_4cc) == nullptr;
 }
 

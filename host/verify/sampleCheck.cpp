@@ -83,7 +83,15 @@ class TrackComparison {
   bool reported_[kFieldCount] = {};
 };
 
+/// Whether the tags tell all samples of the track.
+bool isTold(const Track& track, const std::vector<TagContent>& tags) {
+  return track.isHint() || std::none_of(tags.begin(), tags.end(), [&track](const TagContent& tag) {
+           return tag.hidesCodec() && tag.isVideo() == track.isVideo();
+         });
+}
+
 void checkTrack(SegmentContext& segment, const FragmentContent& content, const Track& track) {
+  if (!isTold(track, content.tags)) return;
   const FileFindings& out = segment.out;
   const std::vector<ExpectedSample> expected = expectSamples(track, content.tags);
   const auto own = std::find_if(content.tracks->begin(), content.tracks->end(),

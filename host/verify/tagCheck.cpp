@@ -129,6 +129,8 @@ void checkTag(const SegmentContext& segment, const TagContent& tag) {
     return;
   }
   out.expect(tag.place.offset + kTagStreamIdOffset, "tag: stream id", 0, tag.streamId);
+  if (tag.isProtected) checkTagFilter(segment, tag);
+  if (tag.hidesCodec()) return;
   const Track* const track = trackOf(segment, tag);
   if (tag.place.dataSize == 0 || !tag.isRecordable() || track == nullptr ||
       tagFormatCode(clearFormat(*track)) != tag.formatCode()) {
@@ -137,7 +139,6 @@ void checkTag(const SegmentContext& segment, const TagContent& tag) {
                            tag.place.rawType, tag.firstByte));
     return;
   }
-  if (tag.isProtected) checkTagFilter(segment, tag);
   // A tag too short for a packet type counts as one when it is written, and carries nothing.
   constexpr std::uint32_t kWithPacketType = 2;
   if (tag.isSequenceHeader() && tag.place.dataSize >= kWithPacketType) checkConfiguration(segment, tag);
