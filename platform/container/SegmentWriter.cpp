@@ -85,6 +85,17 @@ void SegmentWriter::addTag(OwnedData data, const Track& hintTrack, const Track* 
 void SegmentWriter::finish() {
   dropFragment();
   if (!state_.headerWritten) return;
+  try {
+    writeTable();
+  } catch (...) {
+    // A part of it must not stay behind the last fragment.
+    boxes_.clear();
+    coverLeftover();
+    throw;
+  }
+}
+
+void SegmentWriter::writeTable() {
   if (state_.randomAccess && !state_.randomAccess->entries().empty()) state_.randomAccess->write(boxes_, state_.movie);
   // Old bytes behind it would hide the `mfra` from readers, which look for it at the end of the file.
   const std::uint64_t leftover = std::max(stream_->size(), state_.end) - state_.end;

@@ -60,6 +60,7 @@ class SegmentWriter {
  private:
   void writeHeader();
   void writeFragment();
+  void writeTable();
   void dropFragment() noexcept;
   void coverLeftover();
 

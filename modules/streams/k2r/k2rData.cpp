@@ -49,11 +49,21 @@ bool K2RData::recordMessage(RefMessage& message, std::uint8_t type, std::uint32_
   lastTimes_ = times;
   message.setTimestamp(times.absolute);
   const auto sample = ruvo::k2r::SampleInfo::ofMessage(type, {message.data(), message.dataSize()}, times.absolute);
-  const Outcome outcome = act(fragmenter_.get()->addSample(sample));
+  const auto queue = [&] {
+    pendingMessages_.emplace_back(messageArena_, times.relative, type, times.absolute, message.data(),
+                                  message.dataSize());
+  };
+  Outcome outcome;
+  try {
+    outcome = act(fragmenter_.get()->addSample(sample));
+  } catch (...) {
+    // Without the key frame that it may be, no later fragment could be written.
+    queue();
+    throw;
+  }
   if (!outcome.queue) return true;
   // Only now: what a decision writes never holds the message that caused it.
-  pendingMessages_.emplace_back(messageArena_, times.relative, type, times.absolute, message.data(),
-                                message.dataSize());
+  queue();
   // And then only: a segment that cannot be begun must not cost the key frame with which it begins.
   if (outcome.writtenMs != 0) addDuration(outcome.writtenMs);
   return true;
@@ -101,7 +111,7 @@ RecordTimes K2RData::liftBackward(RecordTimes times) {
 void K2RData::writeControlFile(std::uint32_t baseTime) {
   util::ByteWriter image;
   image.u32(baseTime);
-  writeSmallFile(paths_.control, image.bytes());
+  controlBehind_ = !writeSmallFile(paths_.control, image.bytes());
 }
 
 std::uint32_t K2RData::getDuration() const {

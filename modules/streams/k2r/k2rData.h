@@ -77,6 +77,11 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
 
   /// What a check of a message comes to.
   enum class Check { kAccept, kSkip, kRefuse };
+  /// The bootstrap, and how many entries the index had, before a fragment was announced in them.
+  struct BeforeAnnounced {
+    ruvo::k2r::BootstrapBuilder bootstrap;
+    std::size_t entries = 0;
+  };
   /// What a decision has come to.
   struct Outcome {
     /// record() goes on to queue the message.
@@ -168,7 +173,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
 
   // The small files: k2rDataIndex.cpp
   void flushSmallFiles();
-  void writeSmallFile(const std::string& path, std::span<const std::byte> content);
+  /// False, with a line in the log, where it may be cut short or missing now.
+  bool writeSmallFile(const std::string& path, std::span<const std::byte> content);
   /// False where the old one stands.
   bool writeIndexFile();
   void writeBootstrapFile();
@@ -208,7 +214,9 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Null before the first fragment, and while a new segment could not be begun.
   std::unique_ptr<ruvo::k2rpkgutil::K2RMediaWriter> mediaWriter_;
   bool writerStarted_ = false;
-  /// The description is written when the first segment has been begun.
+  /// The base time could not be written: each fragment tries again.
+  bool controlBehind_ = false;
+  /// The description is written when the first segment has been begun, and tried again with each fragment.
   bool metaPending_ = false;
   /// The index file of this segment lacks entries.
   bool indexBehind_ = false;
@@ -228,8 +236,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   std::uint32_t swapRetries_ = 10;
   std::uint32_t swapDelayMs_ = 100;
   FragmentDecision heldDecision_;
-  /// The bootstrap without the fragment that is announced in it and not written yet; nothing where there is none.
-  std::optional<ruvo::k2r::BootstrapBuilder> beforeAnnounced_;
+  /// Nothing where no fragment is announced that is not written yet.
+  std::optional<BeforeAnnounced> beforeAnnounced_;
   RecordTimes lastTimes_;
 };
 

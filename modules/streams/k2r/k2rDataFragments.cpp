@@ -72,21 +72,17 @@ void K2RData::startRecording(const FragmentRange& range) {
 }
 
 void K2RData::announce(const FragmentRange& range) {
-  beforeAnnounced_ = *bootstrapBuilder_;
+  beforeAnnounced_.emplace(BeforeAnnounced{*bootstrapBuilder_, fragmentIndex_.globalEntries.size()});
   addToBootstrap(range);
 }
 
 void K2RData::takeBackAnnounced() {
   if (!beforeAnnounced_) return;
-  *bootstrapBuilder_ = *std::move(beforeAnnounced_);
-  beforeAnnounced_.reset();
-  // A held fragment has an entry, and so have the numbers skipped behind it.
+  *bootstrapBuilder_ = std::move(beforeAnnounced_->bootstrap);
+  // A held fragment has an entry, and so have the numbers skipped in front of it and behind.
   auto& entries = fragmentIndex_.globalEntries;
-  const auto held = std::find_if(entries.rbegin(), entries.rend(), [](const AfraEntry& entry) {
-    return entry.afraOffset != ruvo::k2r::kNoFragmentOffset;
-  });
-  if (held == entries.rend() || held->isWritten()) return;
-  entries.erase(held.base() - 1, entries.end());
+  entries.resize(std::min(entries.size(), beforeAnnounced_->entries));
+  beforeAnnounced_.reset();
 }
 
 void K2RData::addToBootstrap(const FragmentRange& range) {

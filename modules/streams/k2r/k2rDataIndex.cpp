@@ -25,6 +25,8 @@ class SmallFileFailure : public QVSException {
 }  // namespace
 
 void K2RData::flushSmallFiles() {
+  if (controlBehind_) writeControlFile(baseTime_);
+  if (metaPending_) writeMetaFile();
   try {
     // What the index does not name yet, the bootstrap must not announce.
     if (writeIndexFile()) writeBootstrapFile();
@@ -34,10 +36,10 @@ void K2RData::flushSmallFiles() {
   }
 }
 
-void K2RData::writeSmallFile(const std::string& path, std::span<const std::byte> content) {
-  if (!platform::os::writeFile(path, content) || !platform::os::syncFile(path)) {
-    logError(*streamContext_, "Failed to write file '" + path + "'");
-  }
+bool K2RData::writeSmallFile(const std::string& path, std::span<const std::byte> content) {
+  if (platform::os::writeFile(path, content) && platform::os::syncFile(path)) return true;
+  logError(*streamContext_, "Failed to write file '" + path + "'");
+  return false;
 }
 
 bool K2RData::writeIndexFile() {

@@ -33,12 +33,11 @@ void K2RData::openSegment() {
   if (!writerPolicy_) makeWriterPolicy();  // Else it was the file that could not be begun.
   mediaWriter_ = std::make_unique<ruvo::k2rpkgutil::K2RMediaWriter>(*writerPolicy_, mediaProperties_, *segmentStream_);
   if (metaPending_) writeMetaFile();
-  metaPending_ = false;
 }
 
 void K2RData::writeMetaFile() {
   const auto message = ruvo::k2rpkgutil::buildMetadataMessage(mediaProperties_, absoluteOffsetSet_, 0.0);
-  writeSmallFile(paths_.meta, message.bytes());
+  metaPending_ = !writeSmallFile(paths_.meta, message.bytes());
 }
 
 void K2RData::removeStaleIndex() {
