@@ -217,7 +217,7 @@ class SegmentRun {
       if (accessTableIsWhole_ && map.breaks.empty() && result_.unindexedFragments == 0)
         checkRandomAccess(segment, *mfra, accessTable_);
     } else if (role_.ended && map.breaks.empty() && !map.fragments.empty()) {
-      out_.add(role_.table, map.fileSize, "mfra expected, found the end of the file");
+      out_.add(role_.leftover, map.fileSize, "mfra expected, found the end of the file");
     }
   }
 

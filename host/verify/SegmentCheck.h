@@ -36,8 +36,6 @@ struct SegmentRole {
   bool unannounced = false;
   /// How bad it is that something stands behind the last fragment that the index names.
   Severity leftover = Severity::kDamage;
-  /// The same for a missing table of random access points, which nothing names.
-  Severity table = Severity::kNote;
 };
 
 struct SegmentResult {

@@ -95,8 +95,6 @@ class RecordingRun {
     role.ended = number < last || (number == last && result_.stopped);
     if (number == last) role.leftover = Severity::kRepairable;
     if (number > last) role.leftover = result_.stopped ? Severity::kNote : Severity::kRepairable;
-    // The table of an ended segment cannot be written again; of the last one, an append or a repair does it.
-    if (number >= last) role.table = role.leftover;
     SegmentResult found = checkSegment(recording_, number, role);
     if (role.known && content_.bootstrap && !recording_.directory.indexes.contains(number)) {
       recording_.in(recording_.directory.indexName(number)).damage("missing");
