@@ -1,0 +1,221 @@
+// The host's file services fail, and the system calls for the small files: at every call in turn, for a while.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+#include <optional>
+#include <regex>
+
+#include "host/verify/verifyReport.h"
+#include "tests/durability/FaultyFiles.h"
+#include "tests/durability/SystemCalls.h"
+#include "tests/module/loadModule.h"
+#include "tests/support/Recorder.h"
+
+namespace {
+
+using namespace test;
+
+constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
+/// How long a fault lasts, in calls.
+constexpr std::uint32_t kLengths[] = {1, 2, 7};
+
+StreamBuilder video() {
+  return stream().keyFramesEvery(1000).framesEvery(250).frameBytes(120).audio(500).audioBytes(50);
+}
+
+/// Key frames are rare in the middle, so that fragments are held there.
+std::vector<StreamMessage> everyKindOfFragment() {
+  auto messages = video().until(6000);
+  const auto rare = video().keyFramesEvery(2500).from(6000).withoutHeaders().until(16000);
+  const auto rest = video().from(16000).withoutHeaders().until(22001);
+  messages.insert(messages.end(), rare.begin(), rare.end());
+  messages.insert(messages.end(), rest.begin(), rest.end());
+  return messages;
+}
+
+void useShortGrid(Recorder& recorder) {
+  recorder.host.settings["Recording/FragmentDuration"] = "1000";
+  recorder.host.settings["Recording/SegmentDuration"] = "4000";
+}
+
+/// What may be said of a fault. Anything else is a fault of its own.
+void expectKnownLines(const Recorder& recorder) {
+  static const std::regex kKnown(
+      "error: (K2M error: \\d+|Failed to (write|swap in) file '.*'|Unable to write bootstrap.|"
+      "Tried to record fragment w/ no keyframe|Couldn't create directory for new record|"
+      "Unknown Error in initAppend\\(\\)|)|warning: Inserting safety gap before fragment \\d+ in stream .*");
+  for (const std::string& line : recorder.host.lines) EXPECT_TRUE(std::regex_match(line, kKnown)) << line;
+}
+
+host::Verification verified(const Recorder& recorder) {
+  return host::verifyRecording(recorder.directory().string());
+}
+
+/// Nothing is graver than `most`; but a table of random access points, behind all fragments of a segment, is written at
+/// its end only, and may then be the one that fails.
+void expectWhole(const Recorder& recorder, host::Severity most) {
+  const auto verification = verified(recorder);
+  for (const host::Finding& finding : verification.findings.kept()) {
+    const bool isTable = finding.text.find("mfra") != std::string::npos;
+    EXPECT_TRUE(isTable || finding.severity <= most) << textReport(verification) << recorder.log();
+  }
+}
+
+/// Whole, at once or after the next append, whatever the last calls of the stop have met. `overAt` is the time of the
+/// message with which the fault ended; nothing where it had not before the stop.
+void expectWhole(const Recorder& recorder, std::optional<std::uint32_t> overAt) {
+  expectWhole(recorder, overAt ? host::Severity::kNote : host::Severity::kRepairable);
+  if (!overAt || *overAt > 19000) return;
+  EXPECT_GE(verified(recorder).lastTime.value_or(0), 20750U) << "it goes on when the fault is over\n" << recorder.log();
+}
+
+void expectContinuable(Recorder& recorder) {
+  ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
+  EXPECT_EQ(recorder.record(video().from(40000).withoutHeaders().until(43001)), 0U) << recorder.log();
+  recorder.stop();
+  recorder.close();
+  expectWhole(recorder, host::Severity::kNote);
+}
+
+/// Runs `attempt` with a fault at its first call, its second and so on, until there is no such call any more.
+void atEveryCall(const std::function<bool(std::uint32_t first, std::uint32_t count)>& attempt) {
+  for (const std::uint32_t count : kLengths) {
+    std::uint32_t first = 0;
+    for (bool met = true; met && !testing::Test::HasFailure(); ++first) {
+      SCOPED_TRACE("call " + std::to_string(first) + ", " + std::to_string(count) + " in all");
+      met = attempt(first, count);
+    }
+    EXPECT_GT(first, 1U) << "a fault that never happens";
+  }
+}
+
+class FileServiceFaults : public testing::TestWithParam<Fault> {};
+
+TEST_P(FileServiceFaults, CostNoMoreThanTheirWhile) {
+  atEveryCall([](std::uint32_t first, std::uint32_t count) {
+    FaultyFiles files(GetParam(), first, count);
+    Recorder recorder(loadModule(), &files);
+    useShortGrid(recorder);
+    if (recorder.open()) {
+      std::optional<std::uint32_t> overAt;
+      for (const StreamMessage& message : everyKindOfFragment()) {
+        recorder.record(message);
+        if (files.passed() && !overAt) overAt = message.time;
+      }
+      recorder.stop();
+      recorder.close();
+      expectWhole(recorder, overAt);
+      if (files.passed()) expectContinuable(recorder);
+    }
+    expectKnownLines(recorder);
+    return files.happened();
+  });
+}
+
+TEST_P(FileServiceFaults, LeaveARecordingThatCannotBeContinuedAsItIs) {
+  atEveryCall([](std::uint32_t first, std::uint32_t count) {
+    Recorder made(loadModule());
+    useShortGrid(made);
+    EXPECT_TRUE(made.open());
+    made.record(everyKindOfFragment());
+    made.close();  // interrupted
+    FaultyFiles files(GetParam(), first, count);
+    Recorder recorder(loadModule(), &files);
+    useShortGrid(recorder);
+    std::filesystem::copy(made.directory(), recorder.directory());
+    if (recorder.open(kAppend)) {
+      recorder.record(video().from(30000).withoutHeaders().until(36001));
+      recorder.stop();
+    }
+    recorder.close();
+    expectKnownLines(recorder);
+    expectWhole(recorder, host::Severity::kRepairable);
+    EXPECT_GE(verified(recorder).fragments, verified(made).fragments);
+    if (files.passed()) expectContinuable(recorder);
+    return files.happened();
+  });
+}
+
+std::string nameOf(const testing::TestParamInfo<Fault>& fault) {
+  const char* const names[] = {"ShortWrite", "WriteError",  "NoSpace",         "OpenError",          "ReadError",
+                               "ShortRead",  "StatusError", "PathStatusError", "MakeDirectoryError", "RemoveError"};
+  return names[static_cast<std::size_t>(fault.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Writing, FileServiceFaults,
+                         testing::Values(Fault::kShortWrite, Fault::kWriteError, Fault::kNoSpace, Fault::kOpenError,
+                                         Fault::kStatusError),
+                         nameOf);
+
+class OpeningFaults : public testing::TestWithParam<Fault> {};
+
+TEST_P(OpeningFaults, RefuseAnAppendOrCostNothing) {
+  atEveryCall([](std::uint32_t first, std::uint32_t count) {
+    Recorder made(loadModule());
+    useShortGrid(made);
+    EXPECT_TRUE(made.open());
+    made.record(everyKindOfFragment());
+    made.close();
+    FaultyFiles files(GetParam(), first, count);
+    Recorder recorder(loadModule(), &files);
+    useShortGrid(recorder);
+    std::filesystem::copy(made.directory(), recorder.directory());
+    const std::string segment = recorder.content("Seg4.k2r");
+    const bool opened = recorder.open(kAppend);
+    recorder.close();
+    expectKnownLines(recorder);
+    EXPECT_TRUE(opened || !recorder.host.lines.empty());
+    EXPECT_EQ(recorder.content("Seg4.k2r"), segment);
+    EXPECT_EQ(verified(recorder).fragments, verified(made).fragments);
+    if (files.passed()) expectContinuable(recorder);
+    return files.happened();
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Reading, OpeningFaults, testing::Values(Fault::kReadError, Fault::kShortRead), nameOf);
+
+TEST(MakingFaults, AreTold) {
+  for (const Fault fault : {Fault::kMakeDirectoryError, Fault::kRemoveError}) {
+    FaultyFiles files(fault, 0, 100);
+    Recorder recorder(loadModule(), &files);
+    useShortGrid(recorder);
+    EXPECT_EQ(recorder.open(), fault == Fault::kRemoveError) << "a directory that stays may be empty";
+    expectKnownLines(recorder);
+  }
+}
+
+/// The module's own calls on the small files: open, write, flush, rename.
+TEST(SmallFileFaults, CostNoMoreThanTheirWhile) {
+  for (const int error : {ENOSPC, EACCES}) {
+    for (std::uint32_t first = 0, met = true; met && !testing::Test::HasFailure(); first += 5) {
+      for (const std::uint32_t count : {1U, 30U}) {
+        SCOPED_TRACE("call " + std::to_string(first) + ", " + std::to_string(count) + " in all, " +
+                     std::generic_category().message(error));
+        Recorder recorder(loadModule());
+        useShortGrid(recorder);
+        ASSERT_TRUE(recorder.open());
+        std::optional<std::uint32_t> overAt;
+        {
+          SystemCalls calls(recorder.directory());
+          calls.failFrom(first, count, error);
+          for (const StreamMessage& message : everyKindOfFragment()) {
+            recorder.record(message);
+            if (calls.calls() >= first + count && !overAt) overAt = message.time;
+          }
+          recorder.stop();
+          met = calls.calls() > first;
+          recorder.close();
+        }
+        expectKnownLines(recorder);
+        if (recorder.files().empty()) continue;  // Nothing could be written from the beginning to the end.
+        expectWhole(recorder, overAt);
+        if (recorder.has(".bootstrap")) expectContinuable(recorder);
+      }
+    }
+  }
+}
+
+}  // namespace
