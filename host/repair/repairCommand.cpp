@@ -2,6 +2,7 @@
 #include <memory>
 #include <string>
 
+#include "host/Settings.h"
 #include "host/commands.h"
 #include "host/output.h"
 #include "host/repair/repairRecording.h"
@@ -33,9 +34,16 @@ const char* wordsOf(Repair::Outcome outcome) {
   return "";
 }
 
-ExitStatus runRepair(const std::string& directory) {
+struct Options {
+  std::string directory;
+  std::string settingsFile;
+};
+
+ExitStatus runRepair(const Options& options) {
   Log log(stderr);
-  const Repair repair = repairRecording(directory, log);
+  Settings settings;
+  if (!options.settingsFile.empty()) settings.readFile(options.settingsFile);
+  const Repair repair = repairRecording(options.directory, settings, log);
   printText(textReport(repair.verification) + repair.verification.recording + ": " + wordsOf(repair.outcome) + "\n");
   return repair.verification.status();
 }
@@ -43,11 +51,16 @@ ExitStatus runRepair(const std::string& directory) {
 }  // namespace
 
 void addRepairCommand(Command program, ExitStatus& status) {
-  const auto directory = std::make_shared<std::string>();
+  const auto options = std::make_shared<Options>();
   Command command = program.subcommand("repair", "Finish a recording that was interrupted");
-  command.option("DIR", *directory, "Directory of the recording").required();
+  command.option("DIR", options->directory, "Directory of the recording").required();
+  command
+      .option("--config", options->settingsFile,
+              "File of the settings with which it was recorded; a protected recording\n"
+              "needs it")
+      .typeName("FILE");
   command.footer(kFooter);
-  command.action([directory, &status] { status = runRepair(*directory); });
+  command.action([options, &status] { status = runRepair(*options); });
 }
 
 }  // namespace host

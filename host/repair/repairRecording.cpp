@@ -16,8 +16,7 @@ namespace host {
 namespace {
 
 /// Lets the module take the recording up where it ends, and stop.
-void openAndStop(const OutputDirectory& place, Log& log) {
-  const Settings settings;
+void openAndStop(const OutputDirectory& place, const Settings& settings, Log& log) {
   FileContext files(Durability::kDevice, log);
   StreamContext context(settings, log, files);
   OpenContext openContext(settings);
@@ -35,7 +34,7 @@ void requireItsName(const OutputDirectory& place, const RecordingDirectory& dire
 
 }  // namespace
 
-Repair repairRecording(const std::string& path, Log& log) {
+Repair repairRecording(const std::string& path, const Settings& settings, Log& log) {
   const OutputDirectory place(path);
   Repair repair{.outcome = Repair::Outcome::kUntouched, .verification = verifyRecording(place.native())};
   const Verification& found = repair.verification;
@@ -51,7 +50,7 @@ Repair repairRecording(const std::string& path, Log& log) {
   } else {
     // The module begins anew where there is no bootstrap.
     if (!directory.hasBootstrap) restoreFirstBootstrap(directory);
-    openAndStop(place, log);
+    openAndStop(place, settings, log);
   }
   if (readRecordingDirectory(place.native()).empty()) {
     repair.verification = {};

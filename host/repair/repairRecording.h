@@ -3,6 +3,7 @@
 #include <string>
 
 #include "host/Log.h"
+#include "host/Settings.h"
 #include "host/errors.h"
 #include "host/verify/verifyRecording.h"
 
@@ -25,7 +26,7 @@ struct Repair {
 
 /// Does to an interrupted recording what an append and a stop do to it, without adding to it: afterwards it is finished
 /// and whole. Nobody else may be writing it. Throws CommandError where there is no recording, and where the module does
-/// not open it; the reason is in the log then.
-Repair repairRecording(const std::string& path, Log& log);
+/// not open it; the reason is in the log then. `settings` are those of the recording: a protected one needs them.
+Repair repairRecording(const std::string& path, const Settings& settings, Log& log);
 
 }  // namespace host

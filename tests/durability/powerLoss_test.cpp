@@ -113,7 +113,7 @@ void continueFrom(const Scenario& scenario, const Reference& reference, const Di
   EXPECT_NE(found.status(), host::ExitStatus::kDamaged) << textReport(found);
   if (repair) {
     host::Log log(stderr);
-    const auto result = host::repairRecording(directory, log);
+    const auto result = host::repairRecording(directory, {}, log);
     EXPECT_EQ(result.verification.status(), host::ExitStatus::kOk) << textReport(result.verification);
     EXPECT_EQ(result.verification.stopped, result.verification.fragments > 0);
     EXPECT_EQ(result.verification.fragments, found.fragments);

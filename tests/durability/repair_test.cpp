@@ -36,7 +36,7 @@ std::uint64_t endOfHeader(const MadeRecording& recording) {
 host::Repair repair(const MadeRecording& recording) {
   ::setenv("K2R_MODULE", K2R_MODULE_PATH, 1);
   host::Log log(stderr);
-  return host::repairRecording(recording.directory(), log);
+  return host::repairRecording(recording.directory(), {}, log);
 }
 
 TEST(Repair, FinishesWhatAnInterruptionLeft) {
@@ -112,8 +112,8 @@ TEST(Repair, SaysWhatIsInItsWay) {
   const std::string moved = recording.directory() + "-moved";
   std::filesystem::rename(recording.directory(), moved);
   host::Log log(stderr);
-  EXPECT_THROW(host::repairRecording(moved, log), host::CommandError);
-  EXPECT_THROW(host::repairRecording(recording.directory(), log), host::CommandError);
+  EXPECT_THROW(host::repairRecording(moved, {}, log), host::CommandError);
+  EXPECT_THROW(host::repairRecording(recording.directory(), {}, log), host::CommandError);
 }
 
 }  // namespace
