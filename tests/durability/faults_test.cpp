@@ -21,6 +21,12 @@ using namespace test;
 constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
 /// How long a fault lasts, in calls.
 constexpr std::uint32_t kLengths[] = {1, 2, 7};
+/// Of the small files' calls each of so many fails.
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::uint32_t kSmallFileStep = 13;
+#else
+constexpr std::uint32_t kSmallFileStep = 5;
+#endif
 
 StreamBuilder video() {
   return stream().keyFramesEvery(1000).framesEvery(250).frameBytes(120).audio(500).audioBytes(50);
@@ -190,7 +196,7 @@ TEST(MakingFaults, AreTold) {
 /// The module's own calls on the small files: open, write, flush, rename.
 TEST(SmallFileFaults, CostNoMoreThanTheirWhile) {
   for (const int error : {ENOSPC, EACCES}) {
-    for (std::uint32_t first = 0, met = true; met && !testing::Test::HasFailure(); first += 5) {
+    for (std::uint32_t first = 0, met = true; met && !testing::Test::HasFailure(); first += kSmallFileStep) {
       for (const std::uint32_t count : {1U, 30U}) {
         SCOPED_TRACE("call " + std::to_string(first) + ", " + std::to_string(count) + " in all, " +
                      std::generic_category().message(error));
