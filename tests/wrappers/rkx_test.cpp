@@ -105,6 +105,8 @@ TEST(RkxEncryptor, HandsOverWhatTheLibraryAsksFor) {
                           .password = "p",
                           .policies = {&policy, 1}});
   encryptor.querySample(fromHex("00 01 02"), kRKXVideo, 40, true);
+  // The first use in a process asks for the tables, too.
+  std::erase_if(library.calls, [](const auto& call) { return call.find("Table ") != std::string::npos; });
   EXPECT_EQ(library.calls, (Calls{"createEncryptor 'key' 'content' 1 0 1 2 0 1 0",
                                   "createMetadata 'url' 't' 'l' 'c' 'p' 'policy' 0", "querySample 3 1 40 0 0 1 4"}));
 }
