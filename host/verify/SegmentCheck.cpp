@@ -217,7 +217,9 @@ class SegmentRun {
       if (accessTableIsWhole_ && map.breaks.empty() && result_.unindexedFragments == 0)
         checkRandomAccess(segment, *mfra, accessTable_);
     } else if (role_.ended && map.breaks.empty() && !map.fragments.empty()) {
-      out_.add(role_.leftover, map.fileSize, "mfra expected, found the end of the file");
+      // A table that could not be written is left out, and nothing recorded is lost with it; a stop can try again.
+      out_.add(role_.leftover == Severity::kDamage ? Severity::kNote : role_.leftover, map.fileSize,
+               "mfra expected, found the end of the file");
     }
   }
 

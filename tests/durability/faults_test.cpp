@@ -60,13 +60,18 @@ host::Verification verified(const Recorder& recorder) {
   return host::verifyRecording(recorder.directory().string());
 }
 
-/// Nothing is graver than `most`; but a table of random access points, behind all fragments of a segment, is written at
-/// its end only, and may then be the one that fails.
+/// How grave a finding may be where nothing is graver than `most`. A table of random access points, behind all
+/// fragments of a segment, is written at its end only, and may be what fails: the next append writes it, where it is
+/// that of the last segment. Part of one stays where the disk has no room to cover it.
+host::Severity allowed(const host::Finding& finding, host::Severity most) {
+  if (finding.text.find("`mfra` of") != std::string::npos) return host::Severity::kDamage;
+  return finding.text.find("mfra expected") != std::string::npos ? host::Severity::kRepairable : most;
+}
+
 void expectWhole(const Recorder& recorder, host::Severity most) {
   const auto verification = verified(recorder);
   for (const host::Finding& finding : verification.findings.kept()) {
-    const bool isTable = finding.text.find("mfra") != std::string::npos;
-    EXPECT_TRUE(isTable || finding.severity <= most) << textReport(verification) << recorder.log();
+    EXPECT_LE(finding.severity, allowed(finding, most)) << textReport(verification) << recorder.log();
   }
 }
 
