@@ -1,11 +1,6 @@
 #include "host/Command.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <exception>
-
-#include "host/Log.h"
-#include "host/commands.h"
 
 namespace host {
 namespace {
@@ -82,29 +77,23 @@ void Command::action(const std::function<void()>& action) {
   app_->callback(action);
 }
 
-ExitStatus runCommandLine(int argc, const char* const* argv) {
-  ExitStatus status = ExitStatus::kOk;
-  CLI::App app("Records media streams into fragmented segment files, and looks after such recordings.", "k2r");
-  app.set_version_flag("--version", K2R_VERSION, "Print the version and exit");
-  app.require_subcommand(0, 1);  // A misspelt command is then refused by its name.
-  app.footer("k2r COMMAND --help tells about one command.");
-  addCommands(Command(app), status);
+Program::Program(const std::string& name, const std::string& version, const std::string& description,
+                 const std::string& footer)
+    : app_(std::make_unique<CLI::App>(description, name)) {
+  app_->set_version_flag("--version", version, "Print the version and exit");
+  app_->require_subcommand(0, 1);  // A misspelt command is then refused by its name.
+  app_->footer(footer);
+}
 
-  Log log(stderr);
-  try {
-    app.parse(argc, argv);
-    if (app.get_subcommands().empty()) throw UsageError("a command is needed; k2r --help lists them");
-  } catch (const CLI::ParseError& stop) {
-    // A request for help ends here, too, with success.
-    return app.exit(stop) == 0 ? ExitStatus::kOk : ExitStatus::kBadUsage;
-  } catch (const UsageError& error) {
-    log.error(error.what());
-    return ExitStatus::kBadUsage;
-  } catch (const std::exception& error) {
-    log.error(error.what());
-    return ExitStatus::kFailed;
-  }
-  return status;
+Program::~Program() = default;
+
+std::optional<ExitStatus> Program::run(int argc, const char* const* argv) try {
+  app_->parse(argc, argv);
+  if (app_->get_subcommands().empty()) throw UsageError("a command is needed; k2r --help lists them");
+  return std::nullopt;
+} catch (const CLI::ParseError& stop) {
+  // A request for help ends here, too, with success.
+  return app_->exit(stop) == 0 ? ExitStatus::kOk : ExitStatus::kBadUsage;
 }
 
 }  // namespace host

@@ -1,8 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "host/errors.h"
 
 namespace CLI {
 class App;
@@ -52,6 +56,25 @@ class Command {
 
  private:
   CLI::App* app_;
+};
+
+/// The program, with the commands that are added to its root.
+class Program {
+ public:
+  Program(const std::string& name, const std::string& version, const std::string& description,
+          const std::string& footer);
+  ~Program();
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  Command root() { return Command(*app_); }
+  /// Runs the action of the command that the arguments name. Nothing where one was run, else the answer to a request
+  /// for help, or to bad usage, once that is printed. Throws UsageError where there is no command, and what an action
+  /// throws.
+  std::optional<ExitStatus> run(int argc, const char* const* argv);
+
+ private:
+  std::unique_ptr<CLI::App> app_;
 };
 
 }  // namespace host

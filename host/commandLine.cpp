@@ -1,16 +1,32 @@
+#include <cstdio>
+#include <exception>
+
+#include "host/Log.h"
 #include "host/commands.h"
 
 namespace host {
 
-void addCommands(Command program, ExitStatus& status) {
-  addRecordCommand(program, status);
-  addInspectCommand(program, status);
-  addVerifyCommand(program, status);
-  addRepairCommand(program, status);
-  addExportCommand(program, status);
-  addPlaylistCommand(program, status);
-  addKeysCommand(program, status);
-  addUnprotectCommand(program, status);
+ExitStatus runCommandLine(int argc, const char* const* argv) {
+  ExitStatus status = ExitStatus::kOk;
+  Program program("k2r", K2R_VERSION,
+                  "Records media streams into fragmented segment files, and looks after such recordings.",
+                  "k2r COMMAND --help tells about one command.");
+  for (const auto add : {addRecordCommand, addInspectCommand, addVerifyCommand, addRepairCommand, addExportCommand,
+                         addPlaylistCommand, addKeysCommand, addUnprotectCommand}) {
+    add(program.root(), status);
+  }
+
+  Log log(stderr);
+  try {
+    const auto answer = program.run(argc, argv);
+    return answer ? *answer : status;
+  } catch (const UsageError& error) {
+    log.error(error.what());
+    return ExitStatus::kBadUsage;
+  } catch (const std::exception& error) {
+    log.error(error.what());
+    return ExitStatus::kFailed;
+  }
 }
 
 }  // namespace host

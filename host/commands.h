@@ -1,7 +1,6 @@
 #pragma once
 
 #include "host/Command.h"
-#include "host/errors.h"
 
 namespace host {
 
@@ -16,9 +15,6 @@ void addExportCommand(Command program, ExitStatus& status);
 void addPlaylistCommand(Command program, ExitStatus& status);
 void addKeysCommand(Command program, ExitStatus& status);
 void addUnprotectCommand(Command program, ExitStatus& status);
-
-/// All of them.
-void addCommands(Command program, ExitStatus& status);
 
 /// The whole program.
 ExitStatus runCommandLine(int argc, const char* const* argv);

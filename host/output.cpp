@@ -37,4 +37,10 @@ std::string timeText(std::uint64_t milliseconds) {
   return fmt::format("{}:{:02}:{:02}.{:03}", seconds / 3600, seconds / 60 % 60, seconds % 60, milliseconds % 1000);
 }
 
+std::string hexText(std::span<const std::byte> bytes) {
+  std::string text;
+  for (const std::byte byte : bytes) text += fmt::format("{:02x}", std::to_integer<unsigned>(byte));
+  return text;
+}
+
 }  // namespace host

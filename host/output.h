@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -16,5 +18,8 @@ void printText(std::string_view text);
 
 /// Milliseconds as `h:mm:ss.mmm`.
 std::string timeText(std::uint64_t milliseconds);
+
+/// Two lower-case digits a byte.
+std::string hexText(std::span<const std::byte> bytes);
 
 }  // namespace host

@@ -6,10 +6,9 @@
 #include <map>
 
 #include "host/errors.h"
-#include "host/files/Malformed.h"
+#include "host/files/inFile.h"
 #include "host/files/tracks.h"
 #include "packaging/tagCodec.h"
-#include "platform/container/SegmentError.h"
 
 namespace host {
 
@@ -121,17 +120,11 @@ class RecordedTags::Run {
   std::map<std::uint8_t, Bytes> configurations_;
 };
 
-RecordedTags::RecordedTags(const RecordingDirectory& directory) : directory_(directory) {
-  try {
-    segments_ = readRecordedContent(directory).segments;
-    if (segments_.empty()) throw CommandError(fmt::format("'{}' has no fragment yet", directory.path));
-    OpenSegment first(directory.pathOf(directory.segmentName(segments_.front().number)));
-    movie_ = first.reader().movie();
-  } catch (const Malformed& error) {
-    throw CommandError(error.what());
-  } catch (const SegmentError& error) {
-    throw CommandError(fmt::format("{}: {}", directory.segmentName(segments_.front().number), error.message()));
-  }
+RecordedTags::RecordedTags(const RecordingDirectory& directory)
+    : directory_(directory), segments_(readRecordedContent(directory).segments) {
+  if (segments_.empty()) throw CommandError(fmt::format("'{}' has no fragment yet", directory.path));
+  const std::string path = directory.pathOf(directory.segmentName(segments_.front().number));
+  movie_ = inFile(path, [&] { return OpenSegment(path).reader().movie(); });
   if (hasProtectedTrack(movie_))
     throw CommandError(fmt::format("'{}' is protected; k2r unprotect makes a clear recording", directory.path));
 }
@@ -140,17 +133,15 @@ void RecordedTags::forEach(const TimeRange& range, const std::function<void(cons
   Run run(movie_, range, take);
   const std::uint64_t start = segments_.front().fragments.front().time;
   for (auto segment = segments_.begin(); segment != segments_.end() && !run.isDone(); ++segment) {
-    const std::string name = directory_.segmentName(segment->number);
-    try {
-      OpenSegment open(directory_.pathOf(name));
+    const std::string path = directory_.pathOf(directory_.segmentName(segment->number));
+    inFile(path, [&] {
+      OpenSegment open(path);
       for (auto entry = segment->fragments.begin(); entry != segment->fragments.end() && !run.isDone(); ++entry) {
         const auto next = std::next(entry);
         const bool isBefore = next != segment->fragments.end() && next->time - start <= range.from && range.from != 0;
         run.addFragment(open, entry->afraOffset, isBefore);
       }
-    } catch (const SegmentError& error) {
-      throw CommandError(fmt::format("{}: {}", name, error.message()));
-    }
+    });
   }
 }
 

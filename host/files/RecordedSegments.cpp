@@ -7,7 +7,7 @@
 #include <iterator>
 
 #include "host/errors.h"
-#include "host/files/Malformed.h"
+#include "host/files/inFile.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
 
@@ -19,14 +19,11 @@ using ruvo::k2r::BootstrapInfo;
 
 namespace {
 
-/// Runs `read` on the content of a small file, and puts the file's name into what it finds malformed.
+/// Runs `read` on the content of a small file.
 template <typename Read>
 auto readNamed(const RecordingDirectory& directory, const std::string& name, const Read& read) {
-  try {
-    return read(readSmallFile(directory.pathOf(name)));
-  } catch (const Malformed& error) {
-    throw Malformed(error.offset(), fmt::format("{}: offset {}: {}", name, error.offset(), error.what()));
-  }
+  const std::string path = directory.pathOf(name);
+  return inFile(path, [&] { return read(readSmallFile(path)); });
 }
 
 BootstrapInfo readBootstrapFile(const RecordingDirectory& directory) {

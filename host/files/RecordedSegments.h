@@ -27,7 +27,7 @@ struct RecordedContent {
 
 /// What of a recording can be read, while it runs, too: what comes meanwhile is left out. The bootstrap is read first,
 /// then the indexes, as a recorder writes them the other way round. Throws CommandError where there is no recording,
-/// and Malformed, with the file in its text, for a small file that is not of its form.
+/// and for a small file that is not of its form.
 RecordedContent readRecordedContent(const RecordingDirectory& directory);
 
 /// A segment file opened for its fragments.

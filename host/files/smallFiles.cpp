@@ -39,6 +39,13 @@ std::vector<std::byte> readSmallFile(const std::string& path) {
   return *std::move(bytes);
 }
 
+void replaceSmallFile(const std::string& path, std::span<const std::byte> content) {
+  const std::string temporary = path + ".tmp";
+  if (platform::os::writeFile(temporary, content) && platform::os::replaceFile(temporary, path)) return;
+  platform::os::removeFile(temporary);
+  throw CommandError(fmt::format("'{}' cannot be written", path));
+}
+
 std::vector<std::byte> loadBox(krvo::container::Source& file, const krvo::container::BoxSpan& box) {
   if (box.size > kMaxSmallFile) {
     throw krvo::container::SegmentError(box.offset, fmt::format("{} bytes are too large a box", box.size));

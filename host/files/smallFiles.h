@@ -22,6 +22,10 @@ inline constexpr std::size_t kMaxSmallFile = std::size_t{256} << 20;
 /// A whole file. Throws CommandError where it cannot be read or is larger than that.
 std::vector<std::byte> readSmallFile(const std::string& path);
 
+/// Puts `content` in the place of what the file held; whoever opens it finds the whole old or the whole new one. Throws
+/// CommandError where it cannot be written.
+void replaceSmallFile(const std::string& path, std::span<const std::byte> content);
+
 /// A whole box of a segment, its header included. Throws SegmentError where it cannot be read or is larger than that.
 std::vector<std::byte> loadBox(krvo::container::Source& file, const krvo::container::BoxSpan& box);
 

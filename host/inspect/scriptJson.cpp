@@ -1,7 +1,5 @@
 #include "host/inspect/scriptJson.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
 #include <string>
@@ -24,12 +22,6 @@ Json numberJson(double number) {
   if (std::isinf(number)) return number > 0 ? "Infinity" : "-Infinity";
   if (std::trunc(number) == number && std::abs(number) <= kExactIntegers) return static_cast<std::int64_t>(number);
   return number;
-}
-
-std::string hexText(std::span<const std::byte> bytes) {
-  std::string text;
-  for (const std::byte byte : bytes) text += fmt::format("{:02x}", std::to_integer<unsigned>(byte));
-  return text;
 }
 
 class Converter {

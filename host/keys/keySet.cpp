@@ -5,6 +5,7 @@
 
 #include "host/Settings.h"
 #include "host/errors.h"
+#include "host/output.h"
 #include "platform/encryption/SampleCipher.h"
 #include "platform/encryption/StatusError.h"
 #include "platform/encryption/issuing.h"
@@ -30,10 +31,7 @@ Secret randomBytes(std::size_t size) {
 }
 
 std::string randomText(std::size_t bytes) {
-  const Secret random = randomBytes(bytes);
-  std::string text;
-  for (const std::byte byte : random.bytes()) text += fmt::format("{:02x}", std::to_integer<unsigned>(byte));
-  return text;
+  return hexText(randomBytes(bytes).bytes());
 }
 
 /// Writes `<name>.key` and `<name>.crt`.

@@ -7,10 +7,9 @@
 #include <optional>
 
 #include "host/errors.h"
-#include "host/files/Malformed.h"
 #include "host/files/RecordedSegments.h"
+#include "host/files/inFile.h"
 #include "host/files/tracks.h"
-#include "platform/container/SegmentError.h"
 
 namespace host {
 
@@ -35,18 +34,16 @@ class Collector {
 
  private:
   void addSegment(const RecordedSegment& segment) {
-    const std::string name = directory_.segmentName(segment.number);
-    try {
-      OpenSegment open(directory_.pathOf(name));
-      addFragments(segment, open.reader(), name);
-    } catch (const SegmentError& error) {
-      throw CommandError(fmt::format("{}: {}", name, error.message()));
-    }
+    const std::string path = directory_.pathOf(directory_.segmentName(segment.number));
+    inFile(path, [&] {
+      OpenSegment open(path);
+      addFragments(segment, open.reader(), path);
+    });
   }
 
-  void addFragments(const RecordedSegment& segment, SegmentReader& reader, const std::string& name) {
+  void addFragments(const RecordedSegment& segment, SegmentReader& reader, const std::string& path) {
     if (hasProtectedTrack(reader.movie()))
-      throw CommandError(fmt::format("{}: the samples are protected; k2r unprotect makes a clear recording", name));
+      throw CommandError(fmt::format("'{}' is protected; k2r unprotect makes a clear recording", path));
     const Track* const track = leadingTrack(reader.movie());
     playlist_.headerSizes.emplace_back(segment.number, reader.firstFragment());
     for (const auto& entry : segment.fragments) {
@@ -94,10 +91,8 @@ std::uint64_t targetDuration(const Playlist& playlist) {
 
 }  // namespace
 
-Playlist makePlaylist(const RecordingDirectory& directory) try {
+Playlist makePlaylist(const RecordingDirectory& directory) {
   return Collector(directory).collect();
-} catch (const Malformed& error) {
-  throw CommandError(error.what());
 }
 
 std::string encodedPath(const std::string& path) {

@@ -1,13 +1,10 @@
-#include <fmt/format.h>
-
 #include <filesystem>
 #include <memory>
 
 #include "host/commands.h"
-#include "host/errors.h"
+#include "host/files/smallFiles.h"
 #include "host/output.h"
 #include "host/playlist/playlist.h"
-#include "platform/os/durableFiles.h"
 #include "util/bytes.h"
 
 namespace host {
@@ -37,21 +34,14 @@ std::string prefixFrom(const std::string& playlist, const std::string& directory
   return relative.empty() || relative == "." ? "" : relative.string() + "/";
 }
 
-void writePlaylist(const std::string& path, const std::string& text) {
-  const std::string temporary = path + ".tmp";
-  if (!platform::os::writeFile(temporary, qvs::util::asBytes(text)) || !platform::os::replaceFile(temporary, path)) {
-    platform::os::removeFile(temporary);
-    throw CommandError(fmt::format("'{}' cannot be written", path));
-  }
-}
-
 ExitStatus runPlaylist(const Options& options) {
   const RecordingDirectory directory = readRecordingDirectory(options.directory);
   const Playlist playlist = makePlaylist(directory);
   if (options.out.empty()) {
     printText(playlistText(playlist, directory, ""));
   } else {
-    writePlaylist(options.out, playlistText(playlist, directory, prefixFrom(options.out, options.directory)));
+    const std::string text = playlistText(playlist, directory, prefixFrom(options.out, options.directory));
+    replaceSmallFile(options.out, qvs::util::asBytes(text));
   }
   return ExitStatus::kOk;
 }

@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "host/errors.h"
-#include "host/files/Malformed.h"
 #include "host/files/SegmentMap.h"
+#include "host/files/inFile.h"
 #include "host/files/protection.h"
 #include "host/files/tracks.h"
 #include "host/unprotect/SegmentFile.h"
@@ -159,13 +159,7 @@ class SegmentCopy {
 Bytes clearTag(FileView& file, const TagContent& tag, krvo::encryption::SampleDecipher& decipher,
                const std::string& name) {
   if (!tag.isProtected) return readBytes(file, tag.place.offset, static_cast<std::size_t>(tag.size()));
-  const TagFilter filter = [&] {
-    try {
-      return readTagFilter(file, tag);
-    } catch (const Malformed& error) {
-      throw CommandError(fmt::format("'{}': offset {}: {}", name, error.offset(), error.what()));
-    }
-  }();
+  const TagFilter filter = inFile(name, [&] { return readTagFilter(file, tag); });
   const std::uint64_t payloadOffset = tag.place.dataOffset() + filter.payloadOffset;
   Bytes payload = readBytes(file, payloadOffset, tag.place.dataSize - filter.payloadOffset);
   if (filter.encrypted) {
@@ -195,15 +189,13 @@ std::map<std::uint64_t, std::uint64_t> writeClearSegment(const std::string& from
                                                          krvo::encryption::SampleDecipher& decipher) {
   FileView file(from);
   SegmentFile target(to);
-  try {
-    return SegmentCopy(file, from, target, decipher).run(positions);
-  } catch (const SegmentError& error) {
-    throw CommandError(fmt::format("'{}': offset {}: {}", from, error.offset(), error.fault()));
-  } catch (const StatusError& error) {
-    throw CommandError(fmt::format("'{}' cannot be written: container status {}", to, error.status()));
-  } catch (const Malformed& error) {
-    throw CommandError(fmt::format("'{}': {}", from, error.what()));
-  }
+  return inFile(from, [&] {
+    try {
+      return SegmentCopy(file, from, target, decipher).run(positions);
+    } catch (const StatusError& error) {
+      throw CommandError(fmt::format("'{}' cannot be written: container status {}", to, error.status()));
+    }
+  });
 }
 
 }  // namespace host

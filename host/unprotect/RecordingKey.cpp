@@ -4,12 +4,10 @@
 
 #include <algorithm>
 
-#include "host/errors.h"
 #include "host/files/FileView.h"
-#include "host/files/Malformed.h"
+#include "host/files/inFile.h"
 #include "host/files/protection.h"
 #include "host/files/smallFiles.h"
-#include "platform/container/SegmentError.h"
 #include "platform/container/SegmentReader.h"
 
 namespace host {
@@ -18,20 +16,6 @@ namespace {
 using krvo::encryption::Secret;
 using krvo::encryption::SignedMetadata;
 using krvo::encryption::UnprotectError;
-
-/// Runs `read` and names the file in what it throws.
-template <typename Read>
-auto inFile(const std::string& name, const Read& read) {
-  try {
-    return read();
-  } catch (const Malformed& error) {
-    throw CommandError(fmt::format("'{}': {}", name, error.what()));
-  } catch (const krvo::container::SegmentError& error) {
-    throw CommandError(fmt::format("'{}': offset {}: {}", name, error.offset(), error.fault()));
-  } catch (const UnprotectError& error) {
-    throw CommandError(fmt::format("'{}': {}", name, error.what()));
-  }
-}
 
 /// The one metadata text of all tracks of a segment; empty where none is protected.
 std::string segmentMetadata(const std::string& path) {
@@ -51,9 +35,13 @@ std::string segmentMetadata(const std::string& path) {
 
 RecordingKey openText(const std::string& name, const std::string& text, EVP_PKEY& licenseServerKey) {
   return inFile(name, [&] {
-    auto metadata = krvo::encryption::verifyMetadataBlock(metadataBlock(text));
-    auto key = krvo::encryption::openContentKey(metadata, licenseServerKey);
-    return RecordingKey{std::move(key), std::move(metadata)};
+    try {
+      auto metadata = krvo::encryption::verifyMetadataBlock(metadataBlock(text));
+      auto key = krvo::encryption::openContentKey(metadata, licenseServerKey);
+      return RecordingKey{std::move(key), std::move(metadata)};
+    } catch (const UnprotectError& error) {
+      throw Malformed(0, error.what());
+    }
   });
 }
 
