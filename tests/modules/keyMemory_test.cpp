@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstring>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -14,14 +15,6 @@
 namespace {
 
 using namespace test;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kSanitized = false;
-#endif
 
 /// Every bit of a key turned, so that the test itself does not have the key in memory.
 using TurnedKey = std::array<unsigned char, 16>;
@@ -61,15 +54,24 @@ std::size_t countInMemory(const TurnedKey& turned) {
     char dash = 0;
     std::string access;
     fields >> std::hex >> start >> dash >> end >> access;
-    if (access.substr(0, 2) != "rw") continue;
+    // What is larger is no memory that anybody wrote to: a sanitizer keeps terabytes for notes on the rest.
+    constexpr std::uintptr_t kLargest = std::uintptr_t{1} << 32;
+    if (access.substr(0, 2) != "rw" || end - start > kLargest) continue;
     // Windows overlap by a key less a byte.
     for (std::uintptr_t at = start; at < end; at += window.size() - turned.size() + 1) {
       const auto wanted = std::min<std::uintptr_t>(window.size(), end - at);
       const auto got = ::pread(memory, window.data(), wanted, static_cast<off_t>(at));
       if (got < static_cast<ssize_t>(turned.size())) break;
-      for (std::size_t i = 0; i + turned.size() <= static_cast<std::size_t>(got); ++i) {
-        const bool ours = at + i + turned.size() > windowStart && at + i < windowStart + window.size();
-        if (!ours && isKey(&window[i], turned)) ++found;
+      const auto* const last = window.data() + got - turned.size();
+      const int first = static_cast<unsigned char>(~turned.front());
+      const auto next = [&](const unsigned char* from) -> const unsigned char* {
+        if (from > last) return nullptr;
+        return static_cast<const unsigned char*>(std::memchr(from, first, static_cast<std::size_t>(last - from) + 1));
+      };
+      for (const auto* place = next(window.data()); place != nullptr; place = next(place + 1)) {
+        const std::uintptr_t where = at + static_cast<std::uintptr_t>(place - window.data());
+        const bool ours = where + turned.size() > windowStart && where < windowStart + window.size();
+        if (!ours && isKey(place, turned)) ++found;
       }
     }
   }
@@ -79,7 +81,6 @@ std::size_t countInMemory(const TurnedKey& turned) {
 }
 
 TEST(KeyMemory, IsWipedWithTheRecording) {
-  if (kSanitized) GTEST_SKIP() << "the sanitizer's memory is too large to be searched";
   ProtectedRecorder recorder;
   const TurnedKey turned = makeKeyFile(recorder.setting("CommonKeyPath"));
   EXPECT_EQ(countInMemory(turned), 0U);
@@ -96,7 +97,6 @@ TEST(KeyMemory, IsWipedWithTheRecording) {
 }
 
 TEST(KeyMemory, IsWipedWhereTheSetUpFails) {
-  if (kSanitized) GTEST_SKIP() << "the sanitizer's memory is too large to be searched";
   ProtectedRecorder recorder;
   const TurnedKey turned = makeKeyFile(recorder.setting("CommonKeyPath"));
   recorder.setting("PackagerCredentialPwd") = "wrong";
