@@ -12,13 +12,6 @@
 
 namespace krvo::container {
 
-/// The `ftyp` box.
-struct FileType {
-  FourCC majorBrand = 0;
-  std::uint32_t minorVersion = 0;
-  std::vector<FourCC> compatibleBrands;
-};
-
 /// Reads a segment file: what it says of itself, the boxes at its top level, and each fragment with its samples and
 /// tags. Takes the small boxes into memory, one fragment at a time, and of an `mdat` no more than the tag headers.
 ///
@@ -31,12 +24,8 @@ class SegmentReader {
   /// Reads `ftyp` and `moov`, which come first.
   explicit SegmentReader(Source& source);
 
-  const FileType& fileType() const { return fileType_; }
   /// The file as a whole, its tracks and their sample descriptions.
   const Movie& movie() const { return movie_; }
-  /// The track with this id; null where there is none.
-  const Track* track(std::uint32_t id) const;
-  std::uint64_t fileSize() { return source_.size(); }
 
   /// Behind `moov`, where the first fragment begins.
   std::uint64_t firstFragment() const { return headerEnd_; }
@@ -52,7 +41,6 @@ class SegmentReader {
 
  private:
   Source& source_;
-  FileType fileType_;
   Movie movie_;
   std::uint64_t headerEnd_ = 0;
 };

@@ -3,20 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <limits>
-#include <optional>
 #include <string>
 
-#include "platform/container/SegmentReader.h"
-#include "platform/container/fragmentCheck.h"
-#include "tests/support/MemoryStream.h"
+#include "tests/platform/container_reading.h"
 #include "tests/support/SegmentMaker.h"
 
 namespace krvo::container {
 namespace {
 
 using test::MemoryStream;
+using test::ReadSegment;
 using test::SegmentMaker;
 using test::statusOf;
 
@@ -45,6 +42,8 @@ struct Recorded {
     bytes = stream.bytes;
   }
 
+  Bytes until(std::uint64_t end) const { return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(end)}; }
+
   Bytes bytes;
   /// Of the fragments, and the end of the last one.
   std::vector<std::uint64_t> positions;
@@ -55,62 +54,15 @@ const Recorded& recorded() {
   return instance;
 }
 
-/// What lies behind the header, to the end of the file: A for a whole fragment, F for `free`, R for `mfra`, ? for
-/// another box. Whatever is wrong in them is a failure of the test.
-std::string layoutOf(const Bytes& bytes) {
-  std::string layout;
-  MemorySource source(bytes);
-  SegmentReader reader(source);
-  std::optional<Fragment> before;
-  for (auto box = reader.boxAt(reader.firstFragment()); box;) {
-    if (box->type == "afra"_4cc) {
-      Fragment fragment = reader.readFragment(box->offset);
-      auto faults = checkFragment(fragment, reader.readTags(fragment), reader.movie());
-      if (before) {
-        for (auto& fault : checkSequence(*before, fragment, reader.movie())) faults.push_back(std::move(fault));
-      }
-      for (const auto& fault : faults) ADD_FAILURE() << fault.what();
-      box->size = fragment.boxes.size();
-      before = std::move(fragment);
-      layout += 'A';
-    } else {
-      layout += box->type == "free"_4cc ? 'F' : box->type == "mfra"_4cc ? 'R' : '?';
-    }
-    box = reader.boxAt(box->end());
+/// Each fragment can be entered in both tracks, and nothing else is named.
+void expectAccessToAll(const ReadSegment& segment, const std::string& what) {
+  std::vector<std::pair<std::uint64_t, std::uint32_t>> expected;
+  for (const auto& fragment : segment.fragments) {
+    for (const std::uint32_t id : {1U, 2U}) expected.emplace_back(fragment.boxes.moof.offset, id);
   }
-  return layout;
-}
-
-/// The `moof` of each entry of the `mfra` that ends the file.
-std::vector<std::uint64_t> accessPointsOf(const Bytes& bytes, std::uint32_t trackId) {
-  std::vector<std::uint64_t> moofs;
-  MemorySource source(bytes);
-  SegmentReader reader(source);
-  for (auto box = reader.boxAt(reader.firstFragment()); box; box = reader.boxAt(box->end())) {
-    if (box->type != "mfra"_4cc) continue;
-    EXPECT_EQ(box->end(), bytes.size()) << "readers find it at the end of the file only";
-    const RandomAccessTable table = reader.readRandomAccess(*box);
-    for (const auto& entry : table.entries()) {
-      if (entry.trackId == trackId) moofs.push_back(entry.moofOffset);
-    }
-  }
-  return moofs;
-}
-
-std::vector<std::uint64_t> moofsOf(const Bytes& bytes) {
-  std::vector<std::uint64_t> moofs;
-  MemorySource source(bytes);
-  SegmentReader reader(source);
-  for (auto box = reader.boxAt(reader.firstFragment()); box; box = reader.boxAt(box->end())) {
-    if (box->type == "moof"_4cc) moofs.push_back(box->offset);
-  }
-  return moofs;
-}
-
-Bytes withTail(const Bytes& bytes, std::uint64_t end, std::size_t count, std::byte value) {
-  Bytes result(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(end));
-  result.insert(result.end(), count, value);
-  return result;
+  std::vector<std::pair<std::uint64_t, std::uint32_t>> found;
+  for (const auto& entry : segment.accessPoints) found.emplace_back(entry.moofOffset, entry.trackId);
+  EXPECT_EQ(found, expected) << what;
 }
 
 /// Reopens behind the second fragment and goes on for a while.
@@ -118,33 +70,33 @@ void continueAndCheck(const Bytes& bytes, const std::string& what) {
   const auto& positions = recorded().positions;
   MemoryStream stream(bytes);
   SegmentMaker maker(stream, positions[1]);
-  const std::string leftover = stream.bytes.size() > positions[2] ? "F" : "";
-  EXPECT_EQ(layoutOf(stream.bytes), "AA" + leftover) << what;
+  EXPECT_EQ(ReadSegment(stream.bytes).layout, stream.bytes.size() > positions[2] ? "AAF" : "AA") << what;
   EXPECT_EQ(maker.start(), positions[2]) << what;
+  std::string fragments = "AA";
   for (std::uint32_t number = 0; number < 3; ++number) {
     addFragment(maker, 10 + number, 60 + 90 * number);
     const std::uint64_t end = maker.start();
-    EXPECT_EQ(layoutOf(stream.bytes).substr(0, 3 + number), std::string(3 + number, 'A')) << what;
-    EXPECT_EQ(layoutOf(stream.bytes).size(), 3 + number + (stream.bytes.size() > end ? 1U : 0U)) << what;
+    fragments += 'A';
+    EXPECT_EQ(ReadSegment(stream.bytes).layout, fragments + (stream.bytes.size() > end ? "F" : "")) << what;
   }
   maker.end();
-  const std::string layout = layoutOf(stream.bytes);
-  EXPECT_TRUE(layout == "AAAAAR" || layout == "AAAAAFR") << what << ": " << layout;
-  EXPECT_EQ(accessPointsOf(stream.bytes, 1), moofsOf(stream.bytes)) << what;
-  EXPECT_EQ(accessPointsOf(stream.bytes, 2), moofsOf(stream.bytes)) << what;
+  const ReadSegment whole(stream.bytes);
+  EXPECT_TRUE(whole.layout == "AAAAAR" || whole.layout == "AAAAAFR") << what << ": " << whole.layout;
+  expectAccessToAll(whole, what);
 }
 
 TEST(Append, GoesOnOverAnyTail) {
-  const auto& bytes = recorded().bytes;
-  const std::uint64_t end = recorded().positions[2];
+  const auto& [bytes, positions] = recorded();
   // The third fragment and the `mfra`, whole or cut anywhere.
-  for (std::size_t length = end; length <= bytes.size(); length += 3) {
-    continueAndCheck({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)},
-                     "cut at " + std::to_string(length));
+  for (std::size_t length = positions[2]; length <= bytes.size(); length += 3) {
+    continueAndCheck(recorded().until(length), "cut at " + std::to_string(length));
   }
-  for (const std::size_t count : {1U, 7U, 8U, 9U, 1000U, 5000U}) {
-    continueAndCheck(withTail(bytes, end, count, std::byte{0}), std::to_string(count) + " zeros");
-    continueAndCheck(withTail(bytes, end, count, std::byte{0xFF}), std::to_string(count) + " ones");
+  for (const std::byte value : {std::byte{0}, std::byte{0xFF}}) {
+    for (const std::size_t count : {1U, 7U, 8U, 9U, 1000U, 5000U}) {
+      Bytes tail = recorded().until(positions[2]);
+      tail.insert(tail.end(), count, value);
+      continueAndCheck(tail, std::to_string(count) + " times " + std::to_string(std::to_integer<int>(value)));
+    }
   }
 }
 
@@ -162,55 +114,45 @@ TEST(Append, ToAFileProperlyEndedKeepsItsAccessPoints) {
 TEST(Append, DoesNotTakeAnOldTableForTheLastOne) {
   const auto& whole = recorded();
   MemoryStream stream(whole.bytes);
-  Bytes crashed;
-  std::uint64_t position = 0;
-  {
-    // The large third fragment is not indexed; what replaces it is smaller, and the old `mfra` stays at the end.
-    SegmentMaker maker(stream, whole.positions[1]);
-    position = maker.start();
-    addFragment(maker, 2, 30);
-    maker.start();
-    crashed = stream.bytes;
-  }
-  ASSERT_EQ(crashed.size(), whole.bytes.size());
-  MemoryStream again(crashed);
+  // The large third fragment is not indexed; what replaces it is smaller, and the old `mfra` stays at the end.
+  SegmentMaker crashed(stream, whole.positions[1]);
+  const std::uint64_t position = crashed.start();
+  addFragment(crashed, 2, 30);
+  crashed.start();
+  MemoryStream again(stream.bytes);
+  ASSERT_EQ(again.bytes.size(), whole.bytes.size());
   SegmentMaker maker(again, position);
-  maker.start();
   maker.end();
-  EXPECT_EQ(layoutOf(again.bytes), "AAAFR");
-  EXPECT_EQ(accessPointsOf(again.bytes, 1), moofsOf(again.bytes));
+  const ReadSegment segment(again.bytes);
+  EXPECT_EQ(segment.layout, "AAAFR");
+  expectAccessToAll(segment, "the table");
 }
 
 TEST(Append, WithoutAPositionFindsTheLastWholeFragment) {
   const auto& whole = recorded();
   for (std::size_t length = whole.positions[0]; length <= whole.bytes.size(); ++length) {
-    const auto behind = std::upper_bound(whole.positions.begin(), whole.positions.end(), length);
+    const auto behind = std::ranges::upper_bound(whole.positions, length);
     for (const std::uint64_t position : {std::uint64_t{0}, kNoPosition}) {
-      MemoryStream stream({whole.bytes.data(), length});
-      SegmentMaker maker(stream, position);
-      EXPECT_EQ(maker.start(), *(behind - 1)) << "cut at " << length;
+      MemoryStream stream(whole.until(length));
+      EXPECT_EQ(SegmentMaker(stream, position).start(), *(behind - 1)) << "cut at " << length;
     }
   }
 }
 
-TEST(Append, RefusesAFileCutShortOfThePosition) {
-  const auto& whole = recorded();
-  for (std::size_t length = 0; length < whole.positions[2]; ++length) {
-    MemoryStream stream({whole.bytes.data(), length});
-    EXPECT_EQ(statusOf([&] { SegmentMaker(stream, whole.positions[1]); }), kKrvoMalformed) << length;
-    EXPECT_EQ(stream.bytes.size(), length) << "nothing is written";
-    EXPECT_EQ(stream.references, 0);
-  }
+void expectRefused(const Bytes& bytes, std::uint64_t position) {
+  MemoryStream stream(bytes);
+  EXPECT_EQ(statusOf([&] { SegmentMaker(stream, position); }), kKrvoMalformed) << bytes.size() << " at " << position;
+  EXPECT_TRUE(stream.bytes == bytes) << "nothing is written";
+  EXPECT_EQ(stream.references, 0);
 }
 
-TEST(Append, RefusesAPositionThatIsNoFragment) {
-  const auto& whole = recorded();
+TEST(Append, RefusesAPositionWithoutAWholeFragment) {
+  const auto& [bytes, positions] = recorded();
+  for (std::size_t length = 0; length < positions[2]; ++length) expectRefused(recorded().until(length), positions[1]);
   for (const std::uint64_t position :
-       {std::uint64_t{1}, whole.positions[0] - 1, whole.positions[1] + 1, std::uint64_t{whole.bytes.size()},
-        std::uint64_t{1} << 40, std::uint64_t{1} << 63, kNoPosition - 1}) {
-    MemoryStream stream(whole.bytes);
-    EXPECT_EQ(statusOf([&] { SegmentMaker(stream, position); }), kKrvoMalformed) << position;
-    EXPECT_TRUE(stream.bytes == whole.bytes);
+       {std::uint64_t{1}, positions[0] - 1, positions[1] + 1, std::uint64_t{bytes.size()}, std::uint64_t{1} << 40,
+        std::uint64_t{1} << 63, kNoPosition - 1}) {
+    expectRefused(bytes, position);
   }
 }
 
@@ -237,7 +179,7 @@ TEST(Append, SurvivesAnyDamagedByte) {
 
 TEST(Append, FailsWithTheStream) {
   const auto& whole = recorded();
-  MemoryStream stream({whole.bytes.data(), whole.positions[2] + 50});
+  MemoryStream stream(whole.until(whole.positions[2] + 50));
   stream.failingWrite = 0;
   EXPECT_EQ(statusOf([&] { SegmentMaker(stream, whole.positions[1]); }), kKrvoWriteFailed) << "the cover";
   EXPECT_EQ(stream.references, 0);
@@ -251,23 +193,18 @@ class Warnings final : public k2m::WarningHandler {
  public:
   std::uint32_t warning(std::uint32_t code) override {
     codes.push_back(code);
-    return answer;
+    return 0;
   }
   std::vector<std::uint32_t> codes;
-  std::uint32_t answer = 1;
 };
 
-TEST(Append, WarnsOfWhatACrashLeft) {
+TEST(Append, StopsWhereTheHostDoesNotWantWhatACrashLeft) {
   const auto& whole = recorded();
   const k2m::Allocator allocator;
   Warnings warnings;
-  {
-    MemoryStream stream(whole.bytes);
-    k2m::K2RWriter(stream, warnings, allocator, whole.positions[2]);
-    EXPECT_TRUE(warnings.codes.empty()) << "an `mfra` is no leftover";
-  }
   MemoryStream stream(whole.bytes);
-  warnings.answer = 0;
+  k2m::K2RWriter(stream, warnings, allocator, whole.positions[2]);
+  EXPECT_TRUE(warnings.codes.empty()) << "an `mfra` is no leftover";
   EXPECT_EQ(statusOf([&] { k2m::K2RWriter(stream, warnings, allocator, whole.positions[1]); }), kKrvoStopped);
   EXPECT_EQ(warnings.codes, std::vector<std::uint32_t>{kKrvoWarnLeftover});
   EXPECT_TRUE(stream.bytes == whole.bytes) << "it was asked before anything is overwritten";

@@ -14,13 +14,13 @@
 namespace krvo::container {
 namespace {
 
-using test::hex;
 using test::SegmentMaker;
 using test::statusOf;
 
-constexpr std::uint64_t kGiB = std::uint64_t{1} << 30;
+constexpr std::uint64_t kMiB = std::uint64_t{1} << 20;
+constexpr std::uint64_t kGiB = kMiB << 10;
 
-/// A file of any size, zero where nothing was written. Of a write above a megabyte it keeps the ends.
+/// A file of any size that keeps writes of up to a megabyte; all else is zero.
 class SparseStream final : public k2m::IOStream, public Source {
  public:
   void addReference() override {}
@@ -34,16 +34,10 @@ class SparseStream final : public k2m::IOStream, public Source {
   void flush() override {}
 
   std::uint64_t write(const void* buffer, std::uint64_t count) override {
-    constexpr std::uint64_t kKept = 64;
-    const std::span bytes(static_cast<const std::byte*>(buffer), count);
-    if (count <= kGiB / 1024) {
-      put(position_, bytes);
-    } else {
-      put(position_, bytes.first(kKept));
-      put(position_ + count - kKept, bytes.last(kKept));
-    }
-    largestWrite = std::max(largestWrite, count);
+    EXPECT_LE(count, kGiB);
+    put(position_, {static_cast<const std::byte*>(buffer), count <= kMiB ? count : 0});
     position_ += count;
+    size_ = std::max(size_, position_);
     return count;
   }
   std::uint64_t read(void* buffer, std::uint64_t count) override {
@@ -66,8 +60,11 @@ class SparseStream final : public k2m::IOStream, public Source {
     pieces_.emplace_back(offset, std::vector(bytes.begin(), bytes.end()));
     size_ = std::max(size_, offset + bytes.size());
   }
-
-  std::uint64_t largestWrite = 0;
+  std::string image(std::uint64_t offset, std::size_t count) {
+    std::vector<std::byte> bytes(count);
+    read(offset, bytes);
+    return test::hex(bytes);
+  }
 
  private:
   /// Later ones lie over earlier ones.
@@ -76,29 +73,34 @@ class SparseStream final : public k2m::IOStream, public Source {
   std::uint64_t size_ = 0;
 };
 
-std::string bytesAt(Source& source, std::uint64_t offset, std::size_t count) {
-  std::vector<std::byte> bytes(count);
-  source.read(offset, bytes);
-  return hex(bytes);
-}
-
 class Large : public testing::Test {
  protected:
   Large() : maker_(std::in_place, stream_) { maker_->addVideoTrack().addAudioTrack().addHintTrack(); }
 
-  /// Tags of 16 MiB that are no media samples, all of the same memory.
-  void addLargeTags(std::uint32_t count) {
+  /// Tags that are no media samples, all of the same memory.
+  void addLargeTags(std::uint32_t count, std::uint64_t size = 16 * kMiB) {
     auto info = k2m::makeRecord<K2MSampleInfo>();
-    info.length = static_cast<std::uint32_t>(largeTag_.size());
+    info.length = static_cast<std::uint32_t>(size);
     info.timescale = 1000;
     const auto buffer = k2m::makeDataBuffer(largeTag_.data());
     for (std::uint32_t i = 0; i < count; ++i)
       maker_->writer().addSampleWithAfra(maker_->hintTrack(), buffer, info, true);
   }
 
+  /// A fragment of one frame, which is then moved to `position`, for the file to be continued there.
+  std::uint64_t continueAt(std::uint64_t position) {
+    const std::uint64_t first = maker_->start();
+    maker_->begin().video(0, true, 50);
+    std::vector<std::byte> fragment(maker_->start() - first);
+    maker_->end();
+    stream_.read(first, fragment);
+    stream_.put(position, fragment);
+    return position + fragment.size();
+  }
+
   SparseStream stream_;
   std::optional<SegmentMaker> maker_;
-  std::vector<std::byte> largeTag_ = std::vector<std::byte>(std::size_t{16} << 20);
+  const std::vector<std::byte> largeTag_ = std::vector<std::byte>(16 * kMiB);
 };
 
 TEST_F(Large, MediaDataBeyond4GiBHaveA64BitSize) {
@@ -111,11 +113,9 @@ TEST_F(Large, MediaDataBeyond4GiBHaveA64BitSize) {
   SegmentReader reader(stream_);
   const Fragment fragment = reader.readFragment(position);
   const BoxSpan& mdat = fragment.boxes.mdat;
-  EXPECT_EQ(bytesAt(stream_, mdat.offset, 16), "00000001 6d646174 00000001 01000085");
-  EXPECT_EQ(mdat.headerSize, 16U);
+  EXPECT_EQ(stream_.image(mdat.offset, 16), "00000001 6d646174 00000001 01000085");
   EXPECT_EQ(mdat.end(), end);
-  EXPECT_EQ(fragment.accessPoints.back().offset, end - (std::uint64_t{16} << 20) - position);
-  EXPECT_LE(stream_.largestWrite, std::uint64_t{1} << 30);
+  EXPECT_EQ(fragment.accessPoints.back().offset, end - 16 * kMiB - position);
 
   maker_->begin().audio(23, 100);
   const std::uint64_t last = maker_->start();
@@ -136,12 +136,10 @@ TEST_F(Large, MediaDataOfJustUnder4GiBHaveA32BitSize) {
   for (const auto& row : rows) {
     maker_->begin();
     addLargeTags(255);
-    largeTag_.resize(row.tagBytes - 255 * largeTag_.size());
-    addLargeTags(1);
+    addLargeTags(1, row.tagBytes - 255 * 16 * kMiB);
     const std::uint64_t next = maker_->start();
-    EXPECT_EQ(bytesAt(stream_, locateFragment(stream_, position).mdat.offset, 8), row.header);
+    EXPECT_EQ(stream_.image(locateFragment(stream_, position).mdat.offset, 8), row.header);
     position = next;
-    largeTag_.resize(std::size_t{16} << 20);
   }
 }
 
@@ -170,41 +168,27 @@ TEST_F(Large, DistancesBeyond32BitsAreRefused) {
   EXPECT_EQ(SegmentReader(stream_).readFragment(position).tracks.at(0).decodeTime, 0x1FFFFFFFFU);
 }
 
-/// The last indexed fragment is moved far behind in the file, with a lot of old bytes behind it.
-TEST_F(Large, FilesAreContinuedAtAnyPosition) {
-  const std::uint64_t first = maker_->start();
-  maker_->begin().video(0, true, 50);
-  const std::uint64_t end = maker_->start();
-  maker_->end();
-  std::vector<std::byte> fragment(end - first);
-  stream_.read(first, fragment);
-  const std::uint64_t far = 6 * kGiB;
-  stream_.put(far, fragment);
-  stream_.put(far + 5 * kGiB - 1, std::vector(1, std::byte{0xAA}));
-
-  maker_.emplace(stream_, far);
-  const std::uint64_t behind = far + fragment.size();
+TEST_F(Large, FilesAreContinuedAtAnyPositionOverAnyLeftover) {
+  const std::uint64_t position = 6 * kGiB;
+  const std::uint64_t behind = continueAt(position);
+  stream_.put(position + 5 * kGiB - 1, std::vector(1, std::byte{0xAA}));
+  maker_.emplace(stream_, position);
   EXPECT_EQ(maker_->start(), behind);
   // 5 GiB less the fragment.
-  EXPECT_EQ(fragment.size(), 0x12CU);
-  EXPECT_EQ(bytesAt(stream_, behind, 16), "00000001 66726565 00000001 3ffffed4");
+  EXPECT_EQ(behind - position, 0x12CU);
+  EXPECT_EQ(stream_.image(behind, 16), "00000001 66726565 00000001 3ffffed4");
   maker_->begin().video(40, false, 50);
   const std::uint64_t next = maker_->start();
   EXPECT_EQ(readBoxAt(stream_, next).type, "free"_4cc);
-  EXPECT_EQ(readBoxAt(stream_, next).end(), far + 5 * kGiB);
+  EXPECT_EQ(readBoxAt(stream_, next).end(), position + 5 * kGiB);
   EXPECT_EQ(SegmentReader(stream_).readFragment(behind).sequenceNumber, 2U);
 }
 
 TEST_F(Large, NoPositionPassesWhatAStreamCanSeek) {
-  const std::uint64_t first = maker_->start();
-  maker_->begin().video(0, true, 50);
-  std::vector<std::byte> fragment(maker_->start() - first);
-  maker_->end();
-  stream_.read(first, fragment);
-  const std::uint64_t far = (std::uint64_t{1} << 63) - fragment.size() - 100;
-  stream_.put(far, fragment);
-  maker_.emplace(stream_, far);
-  const std::uint64_t end = maker_->start();
+  const std::uint64_t position = (std::uint64_t{1} << 63) - 400;
+  const std::uint64_t end = continueAt(position);
+  maker_.emplace(stream_, position);
+  maker_->start();
   maker_->begin().video(40, false, 50);
   EXPECT_EQ(statusOf([&] { maker_->start(); }), kKrvoTooLarge);
   EXPECT_EQ(maker_->start(), end);

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <stdexcept>
 
 #include "platform/container/StatusError.h"
 #include "platform/container/dates.h"
 #include "platform/container/numbers.h"
+#include "tests/support/hex.h"
 
 namespace krvo::container {
 namespace {
@@ -32,46 +34,38 @@ TEST(Rescale, KeepsTheSign) {
   EXPECT_THROW(rescale(std::numeric_limits<std::int32_t>::min(), 1, 2), std::out_of_range);
 }
 
-K2MDate date(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-  K2MDate date{};
-  date.size = 8;
-  date.year = static_cast<std::uint16_t>(year);
-  date.month = static_cast<std::uint8_t>(month);
-  date.day = static_cast<std::uint8_t>(day);
-  date.hour = static_cast<std::uint8_t>(hour);
-  date.minute = static_cast<std::uint8_t>(minute);
-  date.second = static_cast<std::uint8_t>(second);
-  return date;
+// Dates are their size 8, day, month, 0, year, hour, minute, second, 0.
+std::string image(const K2MDate& date) {
+  return test::hex(std::as_bytes(std::span(&date, 1)));
 }
 
 TEST(Dates, CountSecondsFrom1904) {
   const struct {
     K2MDate date;
     std::uint64_t seconds;
-  } rows[] = {{date(1904, 1, 1), 0},
-              {date(1904, 3, 1), 60 * 86400},  // a leap year
-              {date(1970, 1, 1), 2082844800},
-              {date(2024, 1, 1, 23, 59, 59), 0xE1B7B100 + 86399},
-              {date(2040, 2, 6, 6, 28, 16), 0x100000000}};
+  } rows[] = {{{8, 1, 1, 0, 1904, 0, 0, 0, 0}, 0},
+              {{8, 1, 3, 0, 1904, 0, 0, 0, 0}, 60 * 86400},  // a leap year
+              {{8, 1, 1, 0, 1970, 0, 0, 0, 0}, 2082844800},
+              {{8, 1, 1, 0, 2024, 23, 59, 59, 0}, 0xE1B7B100 + 86399},
+              {{8, 6, 2, 0, 2040, 6, 28, 16, 0}, 0x100000000}};
   for (const auto& row : rows) {
     EXPECT_EQ(toSeconds(row.date), row.seconds);
-    const K2MDate back = toDate(row.seconds);
-    EXPECT_EQ(std::tuple(back.year, back.month, back.day), std::tuple(row.date.year, row.date.month, row.date.day));
-    EXPECT_EQ(std::tuple(back.hour, back.minute, back.second),
-              std::tuple(row.date.hour, row.date.minute, row.date.second));
+    EXPECT_EQ(image(toDate(row.seconds)), image(row.date));
   }
   EXPECT_EQ(toDate(0xFFFFFFFFFFFFFFFF).year, 9999);
 }
 
 TEST(Dates, OutOfTheirRangesAreRefused) {
-  for (const K2MDate& wrong :
-       {date(1903, 12, 31), date(10000, 1, 1), date(2024, 0, 1), date(2024, 13, 1), date(2024, 1, 0), date(2024, 1, 32),
-        date(2024, 1, 1, 24), date(2024, 1, 1, 0, 60), date(2024, 1, 1, 0, 0, 60)}) {
+  const K2MDate rows[] = {
+      {8, 31, 12, 0, 1903, 0, 0, 0, 0}, {8, 1, 1, 0, 10000, 0, 0, 0, 0}, {8, 1, 0, 0, 2024, 0, 0, 0, 0},
+      {8, 1, 13, 0, 2024, 0, 0, 0, 0},  {8, 0, 1, 0, 2024, 0, 0, 0, 0},  {8, 32, 1, 0, 2024, 0, 0, 0, 0},
+      {8, 1, 1, 0, 2024, 24, 0, 0, 0},  {8, 1, 1, 0, 2024, 0, 60, 0, 0}, {8, 1, 1, 0, 2024, 0, 0, 60, 0}};
+  for (const K2MDate& wrong : rows) {
     try {
       toSeconds(wrong);
-      ADD_FAILURE();
+      ADD_FAILURE() << image(wrong);
     } catch (const StatusError& error) {
-      EXPECT_EQ(error.status(), kKrvoBadDate);
+      EXPECT_EQ(error.status(), kKrvoBadDate) << image(wrong);
     }
   }
 }

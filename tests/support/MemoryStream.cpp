@@ -27,6 +27,11 @@ std::uint64_t MemoryStream::read(void* buffer, std::uint64_t count) {
   return done;
 }
 
+void MemoryStream::read(std::uint64_t offset, std::span<std::byte> out) {
+  if (out.size() > bytes.size() || offset > bytes.size() - out.size()) throw std::out_of_range("behind the end");
+  std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(offset), out.size(), out.begin());
+}
+
 void MemoryStream::seek(std::int64_t offset, std::uint32_t mode) {
   const auto distance = static_cast<std::uint64_t>(offset);
   switch (mode) {

@@ -6,13 +6,14 @@
 #include <span>
 #include <vector>
 
+#include "platform/container/Source.h"
 #include "wrappers/k2m/IOStream.h"
 
 namespace test {
 
 /// A segment file in memory, for the container library to write and read. Counts what it is asked for, and fails where
 /// it is told to. Writing behind the end fills the gap with zeros.
-class MemoryStream final : public krvo::k2m::IOStream {
+class MemoryStream final : public krvo::k2m::IOStream, public krvo::container::Source {
  public:
   static constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 
@@ -28,6 +29,9 @@ class MemoryStream final : public krvo::k2m::IOStream {
   std::uint64_t tell() override { return position_; }
   std::uint64_t write(const void* buffer, std::uint64_t count) override;
   void flush() override { ++flushes; }
+  // As a source, which neither counts nor fails.
+  std::uint64_t size() override { return bytes.size(); }
+  void read(std::uint64_t offset, std::span<std::byte> out) override;
 
   std::vector<std::byte> bytes;
   bool isOpen = false;
