@@ -7,13 +7,12 @@
 namespace {
 
 using ruvo::k2rpkgutil::CBitstreamReader;
-using test::fromHex;
 
 class CBitstreamReaderTest : public testing::Test {
  protected:
   CBitstreamReaderTest() { bits.attach(bytes.data(), static_cast<std::int32_t>(bytes.size())); }
 
-  const std::vector<std::byte> bytes = fromHex("a5 0f 80 01 7e");
+  const std::vector<std::byte> bytes = test::fromHex("a5 0f 80 01 7e");
   CBitstreamReader bits;
 };
 
@@ -31,8 +30,6 @@ TEST_F(CBitstreamReaderTest, ReadsTheMostSignificantBitFirst) {
 
 TEST_F(CBitstreamReaderTest, GivesOnesBehindTheEndAndStaysInError) {
   bits.skipBits(36);
-  EXPECT_EQ(bits.peekBits(4), 0xEU);
-  EXPECT_FALSE(bits.error());
   EXPECT_EQ(bits.readBits(8), 0xEFU);
   EXPECT_TRUE(bits.error());
   EXPECT_EQ(bits.peekBit(), 1U);
@@ -45,16 +42,13 @@ TEST_F(CBitstreamReaderTest, GivesOnesBehindTheEndAndStaysInError) {
 }
 
 TEST_F(CBitstreamReaderTest, PeeksWithoutMoving) {
-  EXPECT_EQ(bits.peekBit(), 1U);
   EXPECT_EQ(bits.peekBits(12), 0xA50U);
-  EXPECT_EQ(bits.peek32(), 0xA50F8001U);
   EXPECT_EQ(bits.bitsRead(), 0);
   bits.skipBits(12);
   EXPECT_EQ(bits.peek32(), 0xF80017EFU) << "missing bits are ones";
   EXPECT_FALSE(bits.error()) << "and no error";
   bits.peekBits(32);
   EXPECT_TRUE(bits.error()) << "which a plain peek leaves";
-  EXPECT_EQ(bits.bitsRead(), 12);
   bits.skipBits(-12);
   EXPECT_EQ(bits.peek32(), 0xA50F8001U) << "whole bytes are seen in spite of an error";
 }
@@ -63,29 +57,20 @@ TEST_F(CBitstreamReaderTest, SkipsWithinItsBytes) {
   bits.readBits(3);
   bits.skipBytes(1);
   EXPECT_EQ(bits.bitsRead(), 8) << "the bits read are forgotten";
-  EXPECT_EQ(bits.skipBits(-20), -8);
-  EXPECT_FALSE(bits.error());
-  bits.skipBytes(5);
-  EXPECT_FALSE(bits.error()) << "the end itself is no error";
-  bits.skipBytes(-9);
-  EXPECT_EQ(bits.bitsRead(), 0);
-  EXPECT_EQ(bits.skipBits(41), 40);
-  EXPECT_TRUE(bits.error());
-  EXPECT_EQ(bits.bitsLeft(), 0);
-}
-
-TEST_F(CBitstreamReaderTest, AlignsAPartlyReadByteOnly) {
   bits.align();
-  EXPECT_EQ(bits.bitsRead(), 0);
+  EXPECT_EQ(bits.bitsRead(), 8) << "aligned already";
+  EXPECT_EQ(bits.skipBits(-20), -8);
   bits.readBit();
   bits.align();
   EXPECT_EQ(bits.bitsRead(), 8);
-}
-
-TEST_F(CBitstreamReaderTest, ComesBackToTheMarkWithoutItsError) {
+  bits.skipBytes(4);
+  EXPECT_FALSE(bits.error()) << "the end itself is no error";
+  bits.skipBytes(-9);
+  EXPECT_EQ(bits.bitsRead(), 0);
   bits.readBits(5);
   bits.mark();
-  bits.skipBytes(100);
+  EXPECT_EQ(bits.skipBits(41), 35);
+  EXPECT_TRUE(bits.error());
   bits.backToMark();
   EXPECT_EQ(bits.bitsRead(), 5);
   EXPECT_FALSE(bits.error());

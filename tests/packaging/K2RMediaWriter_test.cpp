@@ -1,5 +1,7 @@
 #include "packaging/K2RMediaWriter.h"
 
+#include <gmock/gmock.h>
+
 #include "tests/packaging/recordingFixture.h"
 #include "util/QVSException.h"
 
@@ -7,9 +9,9 @@ namespace {
 
 using namespace ruvo::k2rpkgutil;
 using namespace qvs::util;
-using testing::Test;
 
-constexpr char kHint[] = "rtmp 00010001 01f40000 0010616d 68700000 00000101 0004";
+constexpr char kHint[] =
+    "hint 'Korvo Systems Inc. Hint Handler' eng rtmp 1 1 500 00000010 616d6870 00000000 01010004 ->1 ->2";
 
 using K2RMediaWriterTest = test::RecordingFixture;
 
@@ -18,12 +20,9 @@ TEST_F(K2RMediaWriterTest, DeclaresTheTracksOfANewSegment) {
   addAacTrack();
   addDataTrack();
   newSegment();
-  const auto tracks = image().tracks;
-  ASSERT_EQ(tracks.size(), 4U);
-  EXPECT_EQ(tracks[0], std::string("vide 'MainConcept' eng avc1 ") + test::kAvcC);
-  EXPECT_EQ(tracks[1], std::string("soun 'MainConcept' eng mp4a ") + test::kEsds);
-  EXPECT_EQ(tracks[2], "meta 'MainConcept' eng amf0 ");
-  EXPECT_EQ(tracks[3], std::string("hint 'Korvo Systems Inc. Hint Handler' eng ") + kHint + " ->1 ->2 ->3");
+  EXPECT_EQ(image().tracks, (std::vector{std::string("vide 'MainConcept' eng avc1 ") + test::kAvcC,
+                                         std::string("soun 'MainConcept' eng mp4a ") + test::kEsds,
+                                         std::string("meta 'MainConcept' eng amf0 "), kHint + std::string(" ->3")}));
 }
 
 TEST_F(K2RMediaWriterTest, TakesTheFirstTrackOfEachKind) {
@@ -34,11 +33,8 @@ TEST_F(K2RMediaWriterTest, TakesTheFirstTrackOfEachKind) {
   addDataTrack();
   properties.tracks.back()->handlerType = "hint"_4cc;
   newSegment();
-  const auto tracks = image().tracks;
-  ASSERT_EQ(tracks.size(), 3U);
-  EXPECT_EQ(tracks[0], "vide 'MainConcept' eng VP6F ");
-  EXPECT_EQ(tracks[1], "soun 'MainConcept' eng .mp3 ");
-  EXPECT_EQ(tracks[2], std::string("hint 'Korvo Systems Inc. Hint Handler' eng ") + kHint + " ->1 ->2");
+  EXPECT_EQ(image().tracks,
+            (std::vector<std::string>{"vide 'MainConcept' eng VP6F ", "soun 'MainConcept' eng .mp3 ", kHint}));
 }
 
 TEST_F(K2RMediaWriterTest, GivesTheHintTrackTheLanguageOfTheVideoOrElseOfTheFirstTrack) {
@@ -52,12 +48,8 @@ TEST_F(K2RMediaWriterTest, GivesTheHintTrackTheLanguageOfTheVideoOrElseOfTheFirs
 }
 
 TEST_F(K2RMediaWriterTest, RefusesAnEmptyListOfTracks) {
-  try {
-    newSegment();
-    FAIL() << "made";
-  } catch (const qvs::QVSException& error) {
-    EXPECT_EQ(error.message(), "A segment needs at least one audio, video or data track.");
-  }
+  EXPECT_THAT([this] { newSegment(); },
+              testing::ThrowsMessage<qvs::QVSException>("A segment needs at least one audio, video or data track."));
 }
 
 TEST_F(K2RMediaWriterTest, StoresEachTagByItsCodec) {
@@ -74,25 +66,20 @@ TEST_F(K2RMediaWriterTest, StoresEachTagByItsCodec) {
               {"VP6 key frame", 9, "14 00 aabb", "9@0*[vide 13+2!]"},
               {"VP6 with alpha", 9, "35 00 aabb", "9@0[vide 13+2]"},
               {"AVC sequence header", 9, "17 00 000000 aa", "9@0*"},
-              {"the same on a frame that is no key frame", 9, "27 00 000000 aa", "9@0*"},
               {"AVC key frame", 9, "17 01 000000 aa", "9@0[vide 16+1!]"},
               {"AVC frame", 9, "27 01 000000 aa", "9@0[vide 16+1]"},
               {"AVC end of sequence", 9, "17 02 000000 aa", "9@0[vide 16+1!]"},
               {"AVC too short for its header", 9, "17 01 aa", "9@0[vide 11+3!]"},
               {"other video", 9, "13 aa", ""},
-              {"other video", 9, "18 aa", ""},
               {"video without a codec", 9, "10 aa", ""},
               {"MP3", 8, "2f aa", "8@0[soun 12+1]"},
               {"Nellymoser", 8, "4f aa", "8@0[soun 12+1]"},
-              {"Nellymoser", 8, "5f aa", "8@0[soun 12+1]"},
               {"Nellymoser", 8, "6f aa", "8@0[soun 12+1]"},
               {"Speex", 8, "bf aa", "8@0[soun 12+1]"},
               {"MP3 at 8 kHz", 8, "ef aa", "8@0[soun 11+2]"},
               {"AAC sequence header", 8, "af 00 1210", "8@0"},
               {"AAC frame", 8, "af 01 aa", "8@0[soun 13+1]"},
               {"other audio", 8, "0f aa", ""},
-              {"other audio", 8, "3f aa", ""},
-              {"other audio", 8, "9f aa", ""},
               {"other audio", 8, "ff aa", ""},
               {"AMF0 data", 18, "02 aa", "18@0[meta 11+2]"},
               {"AMF3 data", 15, "02 aa", "15@0[meta 11+2]"},
@@ -119,30 +106,6 @@ TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationsBeforeAKeyFrame) {
   EXPECT_EQ(writtenAlone(),
             "9@0/7000* 8@0/7000 9@0/7000[vide 16+1!] 8@20/7020[soun 13+1] 9@40/7040[vide 16+1] "
             "9@80/7080* 8@80/7080 9@80/7080[vide 16+1!]");
-}
-
-TEST_F(K2RMediaWriterTest, StoresTheConfigurationAsASequenceHeader) {
-  addAvcTrack();
-  add(9, 0, "17 01 000000 aa", 0x01020304);
-  writtenAlone();
-  const std::string bytes = test::hex(file.bytes);
-  std::string packed;
-  for (const char c : bytes) packed += c == ' ' ? "" : std::string(1, c);
-  EXPECT_NE(packed.find("0900000c02030401000000"
-                        "17000000000164001effe100"
-                        "00000017"
-                        "0900000602030401000000"
-                        "1701000000aa"
-                        "00000011"),
-            std::string::npos);
-}
-
-TEST_F(K2RMediaWriterTest, RepeatsNothingForCodecsWithoutAConfiguration) {
-  addVp6Track();
-  addMp3Track();
-  add(9, 0, "14 00 aa");
-  add(8, 5, "2f aa");
-  EXPECT_EQ(writtenAlone(), "9@0*[vide 13+1!] 8@5[soun 12+1]");
 }
 
 TEST_F(K2RMediaWriterTest, RepeatsTheFirstSegmentsConfigurationInTheSecond) {
@@ -183,28 +146,22 @@ TEST_F(K2RMediaWriterTest, StopsAtTheFirstTimestampAtTheLimit) {
   const struct {
     std::uint32_t limit;
     const char* stored;
-  } rows[] = {{0, ""},
-              {1000, ""},
-              {1001, "8@0/1000*[soun 12+1]"},
-              {3000, "8@0/1000*[soun 12+1]"},
-              {3001, "8@0/1000*[soun 12+1] 8@2000/3000*[soun 12+1] 8@2000/1500[soun 12+1]"}};
+  } rows[] = {
+      {0, ""},
+      {1000, ""},
+      {1001, "8@0/1000*[soun 12+1]"},
+      {3000, "8@0/1000*[soun 12+1]"},
+      {3001, "8@0/1000*[soun 12+1] 8@2000/3000*[soun 12+1] 8@2000/1500[soun 12+1]"},
+      {0x80000000, "8@0/1000*[soun 12+1] 8@2000/3000*[soun 12+1] 8@2000/1500[soun 12+1] 8@2001/3001[soun 12+1]"}};
   add(8, 0, "2f aa", 1000);
   add(8, 2000, "2f aa", 1000);
   add(8, 2000, "2f aa", 0U - 500);  // its turn comes behind one that is not written
   add(8, 2001, "2f aa", 1000);
+  add(8, 2002, "2f aa", 0x80000000 - 2002);
   for (const auto& row : rows) {
     write(*newSegment(), row.limit);
     EXPECT_EQ(image().fragments.at(0), row.stored) << row.limit;
-    EXPECT_EQ(queue.size(), 4U);
   }
-}
-
-TEST_F(K2RMediaWriterTest, ComparesTimestampsWithoutASign) {
-  addMp3Track();
-  add(8, 0, "2f aa", 0x7FFFFFFF);
-  add(8, 0, "2f aa", 0x80000000);
-  write(*newSegment(), 0x80000000);
-  EXPECT_EQ(image().fragments.at(0), "8@0/2147483647*[soun 12+1]");
 }
 
 TEST_F(K2RMediaWriterTest, TellsWhereEachFragmentBegins) {

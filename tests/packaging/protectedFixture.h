@@ -36,23 +36,19 @@ class ProtectedFixture : public RecordingFixture {
 };
 
 /// The protection box of the fixture's metadata text, for a format code in hex.
-inline std::string sinfImage(const std::string& format, const std::string& text = "51554a44") {
-  const auto size = [&](std::size_t rest) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    const std::size_t total = rest + text.size() / 2;
-    return std::string("000000") + kDigits[total >> 4 & 15] + kDigits[total & 15];
-  };
-  return hex(fromHex(size(0x8d) + "73696e66"                              // sinf
-                     + "0000000c 66726d61" + format                       // frma
-                     + "00000014 7363686d 01000000 61646b6d 00000001"     // schm
-                     + size(0x65) + "73636869"                            // schi
-                     + size(0x5d) + "61646b6d 01000000"                   // adkm
-                     + size(0x42) + "61686472 02000000"                   // ahdr
-                     + size(0x36) + "6170726d 01000000"                   // aprm
-                     + "00000015 61656962 01000000 4145532d 43424300 10"  // aeib
-                     + size(0x15) + "616b6579 01000000"                   // akey
-                     + size(0x09) + "666c7873" + text + "00"              // flxs
-                     + "0000000f 61646166 00000000 800010"));             // adaf
+inline std::string sinfImage(const std::string& format) {
+  return hex(
+      fromHex("00000091 73696e66"  // sinf
+              "0000000c 66726d61" +
+              format +                                                   // frma
+              "00000014 7363686d 01000000 61646b6d 00000001"             // schm
+              "00000069 73636869"                                        // schi
+              "00000061 61646b6d 01000000"                               // adkm
+              "00000046 61686472 02000000"                               // ahdr
+              "0000003a 6170726d 01000000"                               // aprm
+              "00000015 61656962 01000000 4145532d 43424300 10"          // aeib
+              "00000019 616b6579 01000000 0000000d 666c7873 51554a4400"  // akey, flxs
+              "0000000f 61646166 00000000 800010"));                     // adaf
 }
 
 }  // namespace test

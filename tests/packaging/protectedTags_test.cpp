@@ -18,44 +18,42 @@ std::string imageOf(const NQMessage& message) {
 }
 
 TEST_F(ProtectedTags, ReplaceTheSampleByParametersAndCipherText) {
-  constexpr char kVector[] = "01010101 01010101 01010101 01010101";
   const struct {
     const char* what;
     std::uint8_t type;
     const char* data;
-    // The tag: type, size, the bytes that stay clear, the cipher text and the back pointer.
+    // The tag: type and size, the bytes that stay clear, and the cipher text without its filling.
     const char* head;
     const char* clear;
     const char* cipher;
-    const char* backPointer;
-  } rows[] = {
-      {"AVC", 9, "17 01 0000c8 aabbcc", "29 00002c", "17 01 0000c8", "554433 0d0d0d0d0d0d0d0d0d0d0d0d0d", "00000037"},
-      {"VP6, one byte of its header goes into the sample", 9, "14 31 aabb", "29 000028", "14",
-       "ce5544 0d0d0d0d0d0d0d0d0d0d0d0d0d", "00000033"},
-      {"VP6 with alpha", 9, "25 31 aabb", "29 000028", "25", "ce5544 0d0d0d0d0d0d0d0d0d0d0d0d0d", "00000033"},
-      {"VP6 without a header", 9, "14", "29 000027", "", "eb 0f0f0f0f0f0f0f0f0f0f0f0f0f0f0f", "00000032"},
-      {"H.263", 9, "22 aa", "29 000028", "22", "55 0f0f0f0f0f0f0f0f0f0f0f0f0f0f0f", "00000033"},
-      {"AAC", 8, "af 01 aa", "28 000029", "af 01", "55 0f0f0f0f0f0f0f0f0f0f0f0f0f0f0f", "00000034"},
-      {"MP3", 8, "2f aa", "28 000028", "2f", "55 0f0f0f0f0f0f0f0f0f0f0f0f0f0f0f", "00000033"},
-      {"audio without codec header bytes", 8, "e0 aa", "28 000027", "", "1f55 0e0e0e0e0e0e0e0e0e0e0e0e0e0e",
-       "00000032"},
-      {"script data", 18, "02 aa", "32 000027", "", "fd55 0e0e0e0e0e0e0e0e0e0e0e0e0e0e", "00000032"},
-      {"script data of the other format", 15, "02 aa", "2f 000027", "", "fd55 0e0e0e0e0e0e0e0e0e0e0e0e0e0e",
-       "00000032"},
-      {"whole blocks get one more", 8, "2f 000102030405060708090a0b0c0d0e0f", "28 000038", "2f",
-       "fffefdfc fbfaf9f8 f7f6f5f4 f3f2f1f0 10101010 10101010 10101010 10101010", "00000043"},
-      {"the filter bit is set already", 0x28, "2f aa", "28 000028", "2f", "55 0f0f0f0f0f0f0f0f0f0f0f0f0f0f0f",
-       "00000033"},
-  };
+  } rows[] = {{"AVC", 9, "17 01 0000c8 aabbcc", "29 00002c", "17 01 0000c8", "554433"},
+              {"VP6, one byte of its header goes into the sample", 9, "14 31 aabb", "29 000028", "14", "ce5544"},
+              {"VP6 with alpha", 9, "25 31 aabb", "29 000028", "25", "ce5544"},
+              {"VP6 without a header", 9, "14", "29 000027", "", "eb"},
+              {"H.263", 9, "22 aa", "29 000028", "22", "55"},
+              {"AAC", 8, "af 01 aa", "28 000029", "af 01", "55"},
+              {"MP3", 8, "2f aa", "28 000028", "2f", "55"},
+              {"audio without codec header bytes", 8, "e0 aa", "28 000027", "", "1f55"},
+              {"script data", 18, "02 aa", "32 000027", "", "fd55"},
+              {"script data of the other format", 15, "02 aa", "2f 000027", "", "fd55"},
+              {"whole blocks get one more", 8, "2f 000102030405060708090a0b0c0d0e0f", "28 000038", "2f",
+               "fffefdfc fbfaf9f8 f7f6f5f4 f3f2f1f0"},
+              {"the filter bit is set already", 0x28, "2f aa", "28 000028", "2f", "55"}};
   for (const auto& row : rows) {
     library.samples = 0;
     const NQMessage result = protectedPolicy.encryptMessage(message(row.type, row.data));
+    const auto clear = fromHex(row.clear);
+    auto cipher = fromHex(row.cipher);
+    const std::size_t filling = 16 - cipher.size() % 16;
+    cipher.insert(cipher.end(), filling, static_cast<std::byte>(filling));
+    const auto backPointer = static_cast<std::byte>(11 + clear.size() + 6 + 17 + cipher.size());
     EXPECT_EQ(imageOf(result), hex(fromHex(std::string(row.head) + "020304 01 000000" + row.clear +
-                                           "01 4600 000011 80" + kVector + row.cipher + row.backPointer)))
+                                           "01 4600 000011 80 01010101 01010101 01010101 01010101" + hex(cipher) +
+                                           "000000" + hex({&backPointer, 1}))))
         << row.what;
     EXPECT_EQ(result.time(), 0x40U);
-    EXPECT_EQ(result.sampleOffset(), 11 + fromHex(row.clear).size() + 6) << row.what;
-    EXPECT_EQ(result.sampleSize(), 17 + fromHex(row.cipher).size()) << row.what;
+    EXPECT_EQ(result.sampleOffset(), 11 + clear.size() + 6) << row.what;
+    EXPECT_EQ(result.sampleSize(), 17 + cipher.size()) << row.what;
   }
 }
 

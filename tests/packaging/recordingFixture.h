@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,6 +26,28 @@ inline constexpr char kAvcC[] = "0000000f 61766343 0164001e ffe100";
 inline constexpr char kEsds[] =
     "00000033 65736473 00000000 03808080 22004010 04808080 14401500 06000000 00000000 00000580 80800212 10068080 "
     "800102";
+
+/// What a sample description says: format and handler code, picture or sound, the length of the codec header, and the
+/// header itself with the protection behind it.
+inline std::string describe(const ruvo::k2rpkgutil::K2RSampleDescriptor& descriptor) {
+  using namespace ruvo::k2rpkgutil;
+  const SampleDescInfo& info = *descriptor.info;
+  EXPECT_EQ(info.formatCode, descriptor.formatCode);
+  std::ostringstream text;
+  text << (info.formatCode == 0 ? "-" : qvs::util::toText(info.formatCode)) << " "
+       << qvs::util::toText(info.handlerCode);
+  if (const auto* video = dynamic_cast<const VideoSampleDescInfo*>(&info)) {
+    text << " " << video->width << "x" << video->height << " " << video->horizontalResolution << "x"
+         << video->verticalResolution << " " << video->frameCount << " " << video->depth;
+  } else if (const auto* audio = dynamic_cast<const AudioSampleDescInfo*>(&info)) {
+    text << " " << audio->sampleRate << "x" << audio->channels << "x" << audio->bytesPerSample;
+  }
+  text << " " << info.codecHeaderLength;
+  for (const auto& box : {descriptor.codecHeader, descriptor.protection}) {
+    if (!box.empty()) text << ": " << hex(box.bytes());
+  }
+  return text.str();
+}
 
 /// An arena that knows how many of its blocks are held.
 class WatchedArena final : public ruvo::k2rpkgutil::IMemoryArena {
@@ -53,11 +76,12 @@ class WatchedArena final : public ruvo::k2rpkgutil::IMemoryArena {
 /// A recording's table of tracks.
 class TrackTable final : public ruvo::k2rpkgutil::IMediaProperties {
  public:
-  ruvo::k2rpkgutil::DocumentProperties getDocumentProperties() override { return {}; }
+  ruvo::k2rpkgutil::DocumentProperties getDocumentProperties() override { return document; }
   ruvo::k2rpkgutil::ITrackIterator* getTracks() override {
     return std::make_unique<ruvo::k2rpkgutil::K2RTrackIterator>(tracks).release();
   }
 
+  ruvo::k2rpkgutil::DocumentProperties document;
   std::vector<std::shared_ptr<ruvo::k2rpkgutil::K2RTrack>> tracks;
 };
 
@@ -109,6 +133,19 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
     return image().fragments.at(0);
   }
   SegmentImage image() const { return SegmentImage(file.bytes); }
+  /// The tracks that a writer has read from its file, a line each: handler, language, timescale and flags, then the
+  /// descriptions.
+  static std::string readBack(K2RMediaWriter& writer) {
+    const std::unique_ptr<ruvo::k2rpkgutil::ITrackIterator> tracks(writer.getTracks());
+    std::string text;
+    for (std::shared_ptr<ruvo::k2rpkgutil::K2RTrack> track; tracks->hasNext(); text += "\n") {
+      tracks->next(track);
+      text += qvs::util::toText(track->handlerType) + " " + track->language + " " + std::to_string(track->timescale) +
+              " " + std::to_string(track->flags);
+      for (const auto& descriptor : track->sampleDescriptors) text += " " + describe(*descriptor);
+    }
+    return text;
+  }
 
   class Warnings final : public krvo::k2m::WarningHandler {
     std::uint32_t warning(std::uint32_t) override { return 1; }
