@@ -1,5 +1,6 @@
 #include "modules/streams/k2r/K2RIOStream.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -15,8 +16,8 @@ namespace {
 class CountingFiles : public test::DiskFileContext {
  public:
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override {
+    EXPECT_EQ(mode, 0x180U) << "the owner reads and writes";
     flagsSeen = flags;
-    modeSeen = mode;
     return DiskFileContext::open(path, flags, mode, share);
   }
   void close(std::int32_t handle, std::uint32_t reserved) override {
@@ -29,7 +30,6 @@ class CountingFiles : public test::DiskFileContext {
   }
 
   std::uint32_t flagsSeen = 0;
-  std::uint32_t modeSeen = 0;
   int closes = 0;
   int reads = 0;
 };
@@ -37,82 +37,64 @@ class CountingFiles : public test::DiskFileContext {
 class SegmentStream : public testing::Test {
  protected:
   SegmentStream() { test::writeWholeFile(path_, "0123456789"); }
-  K2RIOStream makeStream(bool append) { return {&files_, test::modulePath(path_), append}; }
-  std::string content() const { return test::readWholeFile(path_); }
+  static std::uint64_t sizeOf(K2RIOStream& stream) {
+    stream.seek(0, 2);
+    return stream.tell();
+  }
 
   test::TempDirectory directory_;
   std::string path_ = directory_.file("cam1Seg1.k2r");
   CountingFiles files_;
+  K2RIOStream stream_{&files_, test::modulePath(path_), true};
 };
 
 TEST_F(SegmentStream, CutsAStaleFileToZeroUnlessItAppends) {
-  {
-    K2RIOStream kept = makeStream(true);
-    kept.open();
-    EXPECT_EQ(files_.flagsSeen, 0x8102U);
-    EXPECT_EQ(files_.modeSeen, 0x180U);
-    kept.seek(0, 2);
-    EXPECT_EQ(kept.tell(), 10U);
-  }
-  EXPECT_EQ(content(), "0123456789");
-  K2RIOStream fresh = makeStream(false);
+  stream_.open();
+  EXPECT_EQ(files_.flagsSeen, 0x8102U);
+  EXPECT_EQ(sizeOf(stream_), 10U);
+  K2RIOStream fresh(&files_, test::modulePath(path_), false);
   fresh.open();
   EXPECT_EQ(files_.flagsSeen, 0x8302U);
-  fresh.seek(0, 2);
-  EXPECT_EQ(fresh.tell(), 0U);
+  EXPECT_EQ(sizeOf(fresh), 0U);
 }
 
 TEST_F(SegmentStream, ReadsAndWritesAtItsPosition) {
-  K2RIOStream stream = makeStream(true);
-  stream.open();
-  stream.seek(8, 0);
+  stream_.open();
+  stream_.seek(8, 0);
   char bytes[4] = {};
-  EXPECT_EQ(stream.read(bytes, 4), 2U);
+  EXPECT_EQ(stream_.read(bytes, 4), 2U);
   EXPECT_EQ(std::string(bytes), "89");
-  EXPECT_EQ(stream.tell(), 10U);
-  EXPECT_EQ(stream.read(bytes, 4), 0U) << "at the end";
-  stream.seek(-7, 1);
-  EXPECT_EQ(stream.write("abc", 3), 3U);
-  stream.seek(0, 2);
-  EXPECT_EQ(stream.tell(), 10U) << "a write inside the file keeps its size";
-  EXPECT_EQ(stream.write("xy", 2), 2U);
-  stream.seek(0, 2);
-  EXPECT_EQ(stream.tell(), 12U);
-  stream.close();
-  EXPECT_EQ(content(), "012abc6789xy");
-}
-
-TEST_F(SegmentStream, RefusesAnUnknownSeekMode) {
-  K2RIOStream stream = makeStream(true);
-  try {
-    stream.seek(0, 3);
-    FAIL() << "no exception";
-  } catch (const QVSException& failure) {
-    EXPECT_EQ(failure.message(), "Invalid Mode for krvo::k2m::IOStream::Seek()");
-  }
+  EXPECT_EQ(stream_.tell(), 10U);
+  EXPECT_EQ(stream_.read(bytes, 4), 0U) << "at the end";
+  stream_.seek(-7, 1);
+  EXPECT_EQ(stream_.write("abc", 3), 3U);
+  EXPECT_EQ(sizeOf(stream_), 10U) << "a write inside the file keeps its size";
+  EXPECT_EQ(stream_.write("xy", 2), 2U);
+  EXPECT_EQ(sizeOf(stream_), 12U);
+  EXPECT_THAT([this] { stream_.seek(0, 3); },
+              testing::ThrowsMessage<QVSException>("Invalid Mode for krvo::k2m::IOStream::Seek()"));
+  stream_.close();
+  EXPECT_EQ(test::readWholeFile(path_), "012abc6789xy");
 }
 
 TEST_F(SegmentStream, ClosesOnceWithItsLastReference) {
-  K2RIOStream stream = makeStream(true);
-  stream.addReference();
-  stream.addReference();
-  stream.open();
-  stream.release();
+  stream_.addReference();
+  stream_.addReference();
+  stream_.open();
+  stream_.release();
   EXPECT_EQ(files_.closes, 0);
-  stream.release();
-  EXPECT_EQ(files_.closes, 1);
-  stream.release();
+  stream_.release();
+  stream_.release();
   EXPECT_EQ(files_.closes, 1);
 }
 
 TEST_F(SegmentStream, AnswersNothingWhereThereIsNothing) {
-  K2RIOStream stream = makeStream(true);
   char byte = 0;
-  EXPECT_EQ(stream.read(&byte, 1), 0U) << "closed";
-  EXPECT_EQ(stream.write(&byte, 1), 0U) << "closed";
-  stream.open();
-  EXPECT_EQ(stream.read(&byte, 0), 0U);
-  EXPECT_EQ(stream.read(nullptr, 1), 0U);
+  EXPECT_EQ(stream_.read(&byte, 1), 0U) << "closed";
+  EXPECT_EQ(stream_.write(&byte, 1), 0U) << "closed";
+  stream_.open();
+  EXPECT_EQ(stream_.read(&byte, 0), 0U);
+  EXPECT_EQ(stream_.read(nullptr, 1), 0U);
   EXPECT_EQ(files_.reads, 0) << "none of these reaches the host";
 
   K2RIOStream missing(&files_, test::modulePath(directory_.path() / "no" / "such"), true);

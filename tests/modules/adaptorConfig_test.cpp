@@ -1,5 +1,8 @@
+// How the adaptor reads its own settings.
+
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "modules/streams/k2r/k2rAdaptor.h"
@@ -16,42 +19,36 @@ class AdaptorConfig : public testing::Test {
 };
 
 TEST_F(AdaptorConfig, ChangesABoolOnTheExactTextOnly) {
-  const struct {
-    const char* text;
-    bool before;
-    bool after;
-  } rows[] = {{"true", false, true},   {"false", true, false}, {"True", false, false}, {"TRUE", false, false},
-              {"0", true, true},       {"False", true, true},  {"true", true, true},   {"", true, true},
-              {"true ", false, false}, {"1", false, false}};
-  for (const auto& row : rows) {
-    host_.settings["key"] = row.text;
-    bool value = row.before;
-    EXPECT_TRUE(adaptor_.readConfigBool("key", value));
-    EXPECT_EQ(value, row.after) << row.text;
+  const auto read = [this](const char* text, bool value) {
+    host_.settings["key"] = text;
+    EXPECT_TRUE(adaptor_.readConfigBool("key", value)) << text;
+    return value;
+  };
+  EXPECT_TRUE(read("true", false));
+  EXPECT_FALSE(read("false", true));
+  for (const char* text : {"True", "true ", "1", "False", "0", ""}) {
+    EXPECT_TRUE(read(text, true)) << text;
+    EXPECT_FALSE(read(text, false)) << text;
   }
 }
 
 TEST_F(AdaptorConfig, HoldsNumbersWithinTheirBounds) {
-  const struct {
-    const char* text;
-    std::uint32_t minimum;
-    std::uint32_t maximum;
-    std::uint32_t after;
-  } rows[] = {{"7", 0, 10, 7},
-              {"-5", 0, 10, 0},
-              {"-5", 1, 10, 99},
-              {"11", 0, 10, 99},
-              {"12abc", 0, 20, 12},
-              {"abc", 0, 10, 0},
-              {"4294967295", 0, 0xFFFFFFFF, 0xFFFFFFFF},
-              {"4294967296", 0, 0xFFFFFFFF, 99},
-              {"99999999999999999999999", 0, 0xFFFFFFFF, 99}};
-  for (const auto& row : rows) {
-    host_.settings["key"] = row.text;
+  constexpr std::uint32_t kMost = 0xFFFFFFFF;
+  const auto read = [this](const char* text, std::uint32_t minimum, std::uint32_t maximum) {
+    host_.settings["key"] = text;
     std::uint32_t value = 99;
-    EXPECT_TRUE(adaptor_.readConfigUnsigned("key", value, row.minimum, row.maximum));
-    EXPECT_EQ(value, row.after) << row.text;
-  }
+    EXPECT_TRUE(adaptor_.readConfigUnsigned("key", value, minimum, maximum)) << text;
+    return value;
+  };
+  EXPECT_EQ(read("7", 0, 10), 7U);
+  EXPECT_EQ(read("-5", 0, 10), 0U);
+  EXPECT_EQ(read("-5", 1, 10), 99U);
+  EXPECT_EQ(read("11", 0, 10), 99U);
+  EXPECT_EQ(read("12abc", 0, 20), 12U);
+  EXPECT_EQ(read("abc", 0, 10), 0U);
+  EXPECT_EQ(read("4294967295", 0, kMost), kMost);
+  EXPECT_EQ(read("4294967296", 0, kMost), 99U);
+  EXPECT_EQ(read("99999999999999999999999", 0, kMost), 99U);
   std::int32_t number = 1;
   host_.settings["key"] = "-17";
   EXPECT_TRUE(adaptor_.readConfigInt("key", number));
@@ -87,6 +84,19 @@ TEST_F(AdaptorConfig, RefusesNullArguments) {
   EXPECT_FALSE(adaptor_.readConfig(nullptr, &none, length));
   EXPECT_FALSE(adaptor_.readConfig("key", nullptr, length));
   EXPECT_FALSE(adaptor_.readConfig("key", &none, length));
+}
+
+TEST_F(AdaptorConfig, IsReadByCopiesWhenTheFirstAdaptorIsGone) {
+  std::optional<k2rAdaptor> first(&host_);
+  k2rAdaptor copy(*first);
+  adaptor_ = *first;
+  first.reset();
+  host_.settings["key"] = "true";
+  for (auto* const adaptor : {&copy, &adaptor_}) {
+    bool value = false;
+    EXPECT_TRUE(adaptor->readConfigBool("key", value) && value);
+  }
+  EXPECT_TRUE(host_.lines.empty());
 }
 
 }  // namespace

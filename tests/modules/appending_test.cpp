@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/module/loadModule.h"
+#include "tests/modules/OpenRecorder.h"
 #include "tests/modules/decoded.h"
-#include "tests/support/Recorder.h"
 
 namespace {
 
@@ -20,9 +19,7 @@ std::vector<StreamMessage> laterPart(std::uint32_t from, std::uint32_t until) {
 TEST(Appending, GoesOnWhereTheIndexEnds) {
   for (const bool stopped : {true, false}) {
     SCOPED_TRACE(stopped ? "stopped" : "cut off");
-    Recorder recorder(loadModule());
-    ASSERT_TRUE(recorder.open());
-    recorder.record(stream().keyFramesEvery(2000).audio(23).until(8001));
+    OpenRecorder recorder(stream().keyFramesEvery(2000).audio(23).until(8001));
     if (stopped) recorder.stop();
     recorder.close();
     const std::string before = recorder.content("Seg1.k2r");
@@ -43,18 +40,14 @@ TEST(Appending, GoesOnWhereTheIndexEnds) {
 }
 
 TEST(Appending, BeginsAnewWithoutABootstrap) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  recorder.record(stream().keyFramesEvery(2000).until(3000));
+  OpenRecorder recorder(stream().keyFramesEvery(2000).until(3000));
   recorder.close();
   ASSERT_TRUE(recorder.open(kAppend));
   EXPECT_EQ(recorder.files(), "");
 }
 
 TEST(Appending, HoldsTheStreamToItsTracks) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  recorder.record(stream().keyFramesEvery(2000).until(4001));
+  OpenRecorder recorder(stream().keyFramesEvery(2000).until(4001));
   recorder.stop();
   recorder.close();
   ASSERT_TRUE(recorder.open(kAppend));
@@ -65,26 +58,19 @@ TEST(Appending, HoldsTheStreamToItsTracks) {
 }
 
 TEST(Appending, RefusesDamagedFiles) {
+  const std::string noBox("\0\0\0\x10xxxx\0\0\0\0\0\0\0\0", 16);
   const struct {
     const char* why;
     const char* file;
     std::string content;
     const char* log;
-  } rows[] = {{"no bootstrap box", ".bootstrap", std::string("\0\0\0\x10xxxx\0\0\0\0\0\0\0\0", 16),
-               "error: Could not parse bootstrap info\n"},
-              {"a short bootstrap", ".bootstrap",
-               std::string("\0\0\0\x10"
-                           "abst\0\0\0\0\0\0\0\0",
-                           16),
-               "error: Unknown Error in initAppend()\n"},
-              {"no index box", "Seg1.k2i", std::string("\0\0\0\x10xxxx\0\0\0\0\0\0\0\0", 16),
-               "error: Could not parse afra index\n"},
+  } rows[] = {{"no bootstrap box", ".bootstrap", noBox, "error: Could not parse bootstrap info\n"},
+              {"an empty bootstrap", ".bootstrap", "", "error: Unknown Error in initAppend()\n"},
+              {"no index box", "Seg1.k2i", noBox, "error: Could not parse afra index\n"},
               {"an empty index", "Seg1.k2i", "", "error: Unknown Error in initAppend()\n"},
               {"no segment", "Seg1.k2r", "", "error: \n"}};
   for (const auto& row : rows) {
-    Recorder recorder(loadModule());
-    ASSERT_TRUE(recorder.open());
-    recorder.record(stream().keyFramesEvery(2000).until(4001));
+    OpenRecorder recorder(stream().keyFramesEvery(2000).until(4001));
     recorder.stop();
     recorder.close();
     writeWholeFile(recorder.file(row.file), row.content);
@@ -95,9 +81,7 @@ TEST(Appending, RefusesDamagedFiles) {
 }
 
 TEST(Appending, RefusesAClockThatBeganAnew) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  recorder.record(stream().keyFramesEvery(2000).until(12001));
+  OpenRecorder recorder(stream().keyFramesEvery(2000).until(12001));
   recorder.stop();
   recorder.close();
   const std::string index = recorder.content("Seg1.k2i");

@@ -2,14 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/module/loadModule.h"
+#include "tests/modules/OpenRecorder.h"
 #include "tests/modules/decoded.h"
-#include "tests/support/Recorder.h"
-#include "tests/support/hex.h"
 
 namespace {
 
 using namespace test;
+
+StreamBuilder video() {
+  return stream().keyFramesEvery(2000);
+}
 
 /// Counts what the module asks, and can refuse it.
 class StubbornFiles : public DiskFileContext {
@@ -29,31 +31,24 @@ class StubbornFiles : public DiskFileContext {
   bool refuseDirectories = false;
 };
 
-TEST(Opening, NeedsTheRecordFlag) {
-  for (const std::uint32_t flags : {0U, 2U}) {
-    Recorder recorder(loadModule());
-    EXPECT_FALSE(recorder.open(flags));
-    EXPECT_EQ(recorder.handle(), nullptr);
-    EXPECT_EQ(recorder.log(), "");
-  }
-}
-
-TEST(Opening, RefusesBadSettings) {
+TEST(Opening, RefusesBadSettingsAndFlags) {
   const struct {
     const char* key;
     const char* value;
+    std::uint32_t flags;
     const char* log;
-  } rows[] = {{"Recording/FragmentDuration", "0", "error: invalid fragment duration specified\n"},
-              {"Recording/DurationPrecision", "0", "error: invalid duration precision specified\n"},
-              {"Recording/FrameRate", "25", "error: no value specified for frames-per-keyframe-interval\n"},
-              {"Recording/FragmentDuration", " 4000", "error: Unknown Error in init()\n"},
-              {"Recording/SegmentDuration", "soon", "error: Unknown Error in init()\n"}};
+  } rows[] = {{"", "", 0, ""},
+              {"", "", kOpenAppend, ""},
+              {"Recording/FragmentDuration", "0", kOpenRecord, "error: invalid fragment duration specified\n"},
+              {"Recording/FragmentDuration", " 4000", kOpenRecord, "error: Unknown Error in init()\n"},
+              {"Recording/SegmentDuration", "soon", kOpenRecord, "error: Unknown Error in init()\n"}};
   for (const auto& row : rows) {
     Recorder recorder(loadModule());
     std::filesystem::create_directories(recorder.directory());
     writeWholeFile(recorder.file(".bootstrap"), "old");
     recorder.host.settings[row.key] = row.value;
-    EXPECT_FALSE(recorder.open()) << row.key;
+    EXPECT_FALSE(recorder.open(row.flags)) << row.key;
+    EXPECT_EQ(recorder.handle(), nullptr);
     EXPECT_EQ(recorder.log(), row.log);
     EXPECT_EQ(recorder.files(), "cam1.bootstrap") << "what is there stays as it is";
   }
@@ -66,7 +61,7 @@ TEST(Opening, ErasesAnOldRecordingButReadsItsBaseFirst) {
   writeWholeFile(recorder.file("Seg1.k2r"), "old");
   ASSERT_TRUE(recorder.open());
   EXPECT_EQ(recorder.files(), "");
-  recorder.record(stream().keyFramesEvery(2000).from(12000).until(16001));
+  recorder.record(video().from(12000).until(16001));
   EXPECT_FALSE(recorder.has(".control"));
   EXPECT_EQ(recorder.adaptor().getDuration(recorder.handle()), 6000U) << "counted from the old base of 10000";
 }
@@ -80,10 +75,8 @@ TEST(Opening, TriesTheRemovalAgain) {
   for (const auto& row : rows) {
     StubbornFiles files;
     files.refuseRemovals = row.refused;
-    Recorder recorder(loadModule(), &files);
-    recorder.host.settings["k2r/MaxEraseRetries"] = row.retries;
-    EXPECT_TRUE(recorder.open()) << "the directory can be made all the same";
-    EXPECT_EQ(files.removals, row.removals);
+    const OpenRecorder recorder("k2r/MaxEraseRetries", row.retries, &files);
+    EXPECT_EQ(files.removals, row.removals) << "and the directory can be made all the same";
   }
 }
 
@@ -96,20 +89,15 @@ TEST(Opening, NeedsItsDirectory) {
 }
 
 TEST(Stopping, LeavesOnlyTheControlFileBeforeTheFirstFragment) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  recorder.record(stream().keyFramesEvery(2000).until(3900));
+  OpenRecorder recorder(video().until(3900));
   recorder.stop();
   recorder.close();
   EXPECT_EQ(recorder.files(), "cam1.control");
 }
 
 TEST(Stopping, IsWhatEndsASegment) {
-  std::string withStop;
   for (const bool stop : {true, false}) {
-    Recorder recorder(loadModule());
-    ASSERT_TRUE(recorder.open());
-    recorder.record(stream().keyFramesEvery(2000).audio(23).until(8001));
+    OpenRecorder recorder(video().audio(23).until(8001));
     const std::string running = recorder.content("Seg1.k2r");
     const std::string bootstrap = recorder.content(".bootstrap");
     if (stop) recorder.stop();
@@ -123,19 +111,16 @@ TEST(Stopping, IsWhatEndsASegment) {
 }
 
 TEST(Erasing, RemovesTheDirectory) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  recorder.record(stream().keyFramesEvery(2000).until(4001));
+  OpenRecorder recorder(video().until(4001));
   recorder.stop();
   EXPECT_TRUE(recorder.adaptor().erase(recorder.handle()));
   EXPECT_FALSE(std::filesystem::exists(recorder.directory()));
 }
 
 TEST(SwappingIn, GoesOnWithTheOldFileWhereItFails) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
+  OpenRecorder recorder;
   std::filesystem::create_directories(recorder.file(".bootstrap") / "in the way");
-  recorder.record(stream().keyFramesEvery(2000).until(4000));
+  recorder.record(video().until(4000));
   EXPECT_TRUE(recorder.record(avcFrame(4000, true, 100, 1))) << "the message is taken all the same";
   EXPECT_EQ(recorder.log(), "error: Failed to swap in file '" + modulePath(recorder.file(".bootstrap")) + "'\n");
   EXPECT_TRUE(recorder.has(".bootstrap.tmp"));
@@ -143,8 +128,7 @@ TEST(SwappingIn, GoesOnWithTheOldFileWhereItFails) {
 }
 
 TEST(Adaptor, AnswersThePlaybackSideWithFixedValues) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
+  OpenRecorder recorder;
   IMOStreamAdaptor& adaptor = recorder.adaptor();
   void* const handle = recorder.handle();
   EXPECT_EQ(adaptor.getVersion(), 256U);
@@ -161,9 +145,7 @@ TEST(Adaptor, AnswersThePlaybackSideWithFixedValues) {
 }
 
 TEST(Adaptor, TellsItsAttributes) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  recorder.record(stream().keyFramesEvery(2000).until(4001));
+  OpenRecorder recorder(video().until(4001));
   const struct {
     std::uint32_t type;
     std::uint32_t length;

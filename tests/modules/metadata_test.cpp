@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/module/loadModule.h"
+#include "tests/modules/OpenRecorder.h"
 #include "tests/modules/decoded.h"
-#include "tests/support/Recorder.h"
 #include "tests/support/hex.h"
 
 namespace {
@@ -12,7 +11,7 @@ namespace {
 using namespace test;
 
 /// Script data in AMF0 from hex, behind the string "onMetaData".
-StreamMessage metadataOf(const char* arguments) {
+StreamMessage metadataOf(const std::string& arguments) {
   StreamMessage message{18, 0, fromHex("02 000a 6f6e4d65746144617461")};
   for (const std::byte byte : fromHex(arguments)) message.data.push_back(byte);
   return message;
@@ -25,8 +24,7 @@ std::string pictureSize(const std::string& segment) {
 }
 
 TEST(Metadata, IsExpectedBeforeOtherMessages) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
+  OpenRecorder recorder;
   const std::string refused = "error: Metadata is expected before other messages.\n";
   EXPECT_FALSE(recorder.record(aacSequenceHeader(0)));
   EXPECT_FALSE(recorder.record(avcSequenceHeader(0)));
@@ -42,50 +40,33 @@ TEST(Metadata, IsExpectedBeforeOtherMessages) {
 }
 
 TEST(Metadata, GivesThePictureSize) {
-  const char* number320 = "00 4074000000000000";
+  const std::string number320 = "00 4074000000000000";
   const struct {
     const char* why;
-    std::string arguments;
+    StreamMessage message;
     const char* size;
   } rows[] = {
-      {"an array", std::string("08 00000002 0005 7769647468") + number320 + "0006 686569676874" + number320 + "000009",
+      {"names in any case", metadataOf("03 0005 5749445448" + number320 + "0006 486569676874" + number320 + "000009"),
        "01400140"},
-      {"an object, names in any case",
-       std::string("03 0005 5749445448") + number320 + "0006 486569676874" + number320 + "000009", "01400140"},
-      {"a fraction is cut", "03 0005 7769647468 00 40740ccccccccccd 000009", "01400000"},
-      {"a string is passed over", "03 0005 7769647468 02 0003 333230 000009", "00000000"},
-      {"a longer name is another one", std::string("03 0006 776964746873") + number320 + "000009", "00000000"},
-      {"a number", number320, "00000000"},
-      {"no argument", "", "00000000"}};
+      {"a fraction is cut", metadataOf("03 0005 7769647468 00 40740ccccccccccd 000009"), "01400000"},
+      {"a string is passed over", metadataOf("03 0005 7769647468 02 0003 333230 000009"), "00000000"},
+      {"a longer name is another one", metadataOf("03 0006 776964746873" + number320 + "000009"), "00000000"},
+      {"a number", metadataOf(number320), "00000000"},
+      {"no argument", metadataOf(""), "00000000"},
+      {"AMF3, an anonymous object with dynamic members",
+       {15, 0, fromHex("00 02 000a 6f6e4d65746144617461 11 0a 0b 01 0b 7769647468 04 8200 0d 686569676874 04 8134 01")},
+       "010000b4"}};
   for (const auto& row : rows) {
-    Recorder recorder(loadModule());
-    ASSERT_TRUE(recorder.open());
-    EXPECT_TRUE(recorder.record(metadataOf(row.arguments.c_str()))) << row.why;
-    EXPECT_TRUE(recorder.record(avcSequenceHeader(0)));
+    OpenRecorder recorder({row.message, avcSequenceHeader(0)});
     EXPECT_EQ(recorder.record(stream().keyFramesEvery(2000).withoutHeaders().until(4001)), 0U);
-    recorder.stop();
     EXPECT_EQ(pictureSize(recorder.content("Seg1.k2r")), row.size) << row.why;
     EXPECT_EQ(recorder.log(), "") << row.why;
   }
 }
 
-TEST(Metadata, IsTakenFromAmf3) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  // A zero byte, the name and an anonymous object with the dynamic members width and height, all behind marker 17.
-  EXPECT_TRUE(recorder.record({15, 0,
-                               fromHex("00 02 000a 6f6e4d65746144617461 11 0a 0b 01 0b 7769647468 04 8200"
-                                       "0d 686569676874 04 8134 01")}));
-  EXPECT_TRUE(recorder.record(avcSequenceHeader(0)));
-  recorder.record(stream().keyFramesEvery(2000).withoutHeaders().until(4001));
-  recorder.stop();
-  EXPECT_EQ(pictureSize(recorder.content("Seg1.k2r")), "010000b4");
-}
-
 TEST(Metadata, RefusesWhatIsMalformed) {
   for (const char* payload : {"02 00ff 6f6e", "03 0005 77", "ff", "11 0a"}) {
-    Recorder recorder(loadModule());
-    ASSERT_TRUE(recorder.open());
+    OpenRecorder recorder;
     EXPECT_FALSE(recorder.record({18, 0, fromHex(payload)})) << payload;
     EXPECT_EQ(recorder.host.lines.size(), 1U) << payload;
     EXPECT_EQ(recorder.record(stream().keyFramesEvery(2000).until(4001)), 0U) << "the stream goes on";
@@ -93,9 +74,7 @@ TEST(Metadata, RefusesWhatIsMalformed) {
 }
 
 TEST(Metadata, MakesADataTrackWhenItComesAgain) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  ASSERT_EQ(recorder.record(stream().keyFramesEvery(2000).until(1000)), 0U);
+  OpenRecorder recorder(stream().keyFramesEvery(2000).until(1000));
   EXPECT_TRUE(recorder.record(metadata(1000)));
   EXPECT_EQ(recorder.record(stream().keyFramesEvery(2000).withoutHeaders().from(2000).until(4001)), 0U);
   EXPECT_FALSE(recorder.record({15, 4001, fromHex("00 06 07 6f6e58")}));
@@ -117,8 +96,7 @@ constexpr const char* kTwelveAndAHalf = "000f 73747265616d2d6162736f6c757465 00 
 constexpr const char* kTwelve = "000f 73747265616d2d6162736f6c757465 00 4028000000000000";
 
 TEST(TimeOffset, MovesEveryTimeFromTheNextMessageOn) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
+  OpenRecorder recorder;
   sendTimeOffset(recorder, kTwelve);
   ASSERT_EQ(recorder.record(stream().keyFramesEvery(2000).until(4001)), 0U);
   EXPECT_EQ(hex(recorder.content(".control")), "00002ee0");
@@ -135,8 +113,7 @@ TEST(TimeOffset, MovesEveryTimeFromTheNextMessageOn) {
 }
 
 TEST(TimeOffset, IsNotSetByOtherCommands) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
+  OpenRecorder recorder;
   sendTimeOffset(recorder, "0005 6f74686572 00 4028000000000000");
   for (const char* payload : {"", "ff", "02 0003 6f6e58", "02 000f 6f6e54696d65436f6f7264496e666f"}) {
     const auto data = fromHex(payload);

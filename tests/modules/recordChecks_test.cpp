@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/module/loadModule.h"
+#include "tests/modules/OpenRecorder.h"
 #include "tests/modules/decoded.h"
-#include "tests/support/Recorder.h"
 #include "tests/support/hex.h"
 
 namespace {
@@ -16,6 +15,7 @@ StreamMessage message(std::uint8_t type, const char* data, std::uint32_t time = 
 }
 
 TEST(RecordChecks, AnswerEachMessageByItself) {
+  constexpr char kNoDescriptor[] = "error: Unable to create sample descriptor for message.\n";
   const struct {
     const char* why;
     StreamMessage given;
@@ -26,44 +26,28 @@ TEST(RecordChecks, AnswerEachMessageByItself) {
               {"empty audio", message(8, ""), true, ""},
               {"empty video", message(9, ""), false, "error: No message payload.\n"},
               {"empty data", message(18, ""), false, "error: No message payload.\n"},
-              {"AVC before its header", message(9, "1701000000 65"), false,
-               "error: Unable to create sample descriptor for message.\n"},
-              {"an AVC header too short", message(9, "17000000"), false,
-               "error: Unable to create sample descriptor for message.\n"},
-              {"AAC before its header", message(8, "af01 2110"), false,
-               "error: Unable to create sample descriptor for message.\n"},
+              {"AVC before its header", message(9, "1701000000 65"), false, kNoDescriptor},
+              {"an AVC header too short", message(9, "17000000"), false, kNoDescriptor},
+              {"AAC before its header", message(8, "af01 2110"), false, kNoDescriptor},
               {"AAC with the protection bit", message(0x28, "af001210"), true, ""},
               {"MP3", message(8, "2ffffb9064"), true, ""},
               {"VP6", message(9, "140001"), true, ""},
               {"AMF0 data", message(18, "0200036f6e58"), true, ""},
               {"AMF3 data", message(15, "0006076f6e58"), true, ""}};
   for (const auto& row : rows) {
-    Recorder recorder(loadModule());
-    ASSERT_TRUE(recorder.open());
-    ASSERT_TRUE(recorder.record(metadata(0)));
+    OpenRecorder recorder({metadata(0)});
     EXPECT_EQ(recorder.record(row.given), row.accepted) << row.why;
     EXPECT_EQ(recorder.log(), row.log) << row.why;
   }
 }
 
 TEST(RecordChecks, HoldMessagesAgainstTheTracks) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  ASSERT_EQ(recorder.record(stream().keyFramesEvery(2000).until(2000)), 0U);
-  const struct {
-    const char* why;
-    StreamMessage given;
-    bool accepted;
-    const char* log;
-  } rows[] = {{"another video codec", message(9, "140001", 2000), false, "error: Invalid codec.\n"},
-              {"a second header", avcSequenceHeader(2000), true, ""},
-              {"an end of sequence", message(9, "1702000000", 2000), true, ""},
-              {"a command frame", message(9, "5701000000", 2000), true, ""}};
-  for (const auto& row : rows) {
-    recorder.host.lines.clear();
-    EXPECT_EQ(recorder.record(row.given), row.accepted) << row.why;
-    EXPECT_EQ(recorder.log(), row.log) << row.why;
-  }
+  OpenRecorder recorder(stream().keyFramesEvery(2000).until(2000));
+  EXPECT_FALSE(recorder.record(message(9, "140001", 2000))) << "another video codec";
+  EXPECT_TRUE(recorder.record(avcSequenceHeader(2000))) << "a second header";
+  EXPECT_TRUE(recorder.record(message(9, "1702000000", 2000))) << "an end of sequence";
+  EXPECT_TRUE(recorder.record(message(9, "5701000000", 2000))) << "a command frame";
+  EXPECT_EQ(recorder.log(), "error: Invalid codec.\n");
   ASSERT_EQ(recorder.record(stream().keyFramesEvery(2000).withoutHeaders().from(2000).until(8001)), 0U);
   recorder.host.lines.clear();
   EXPECT_FALSE(recorder.record(aacSequenceHeader(8000)));
@@ -71,18 +55,14 @@ TEST(RecordChecks, HoldMessagesAgainstTheTracks) {
 }
 
 TEST(RecordChecks, DropsVideoFromAnAudioRecording) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  ASSERT_EQ(recorder.record({metadata(0), avcSequenceHeader(0)}), 0U);
+  OpenRecorder recorder({metadata(0), avcSequenceHeader(0)});
   ASSERT_EQ(recorder.record(stream().audio(20).until(4001)), 0U);
   EXPECT_TRUE(recorder.record(avcFrame(4100, true, 50, 1))) << "dropped without complaint";
   EXPECT_EQ(recorder.log(), "");
 }
 
 TEST(RecordChecks, TakesMessagesUpToTheSizeOfATag) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  ASSERT_EQ(recorder.record(stream().keyFramesEvery(1000).until(4000)), 0U);
+  OpenRecorder recorder(stream().keyFramesEvery(1000).until(4000));
   EXPECT_TRUE(recorder.record(avcFrame(4000, true, 0xFFFFFF, 1)));
   EXPECT_FALSE(recorder.record(avcFrame(4001, false, 0x1000000, 1)));
   EXPECT_EQ(recorder.log(), "error: Message of 16777216 bytes, at most 16777215 can be stored.\n");
@@ -92,9 +72,7 @@ TEST(RecordChecks, TakesMessagesUpToTheSizeOfATag) {
 }
 
 TEST(RecordChecks, RefusesWhatComesAfterTheStop) {
-  Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  ASSERT_EQ(recorder.record(stream().keyFramesEvery(2000).until(4001)), 0U);
+  OpenRecorder recorder(stream().keyFramesEvery(2000).until(4001));
   recorder.stop();
   const std::string bootstrap = recorder.content(".bootstrap");
   EXPECT_FALSE(recorder.record(avcFrame(8000, true, 100, 1)));
