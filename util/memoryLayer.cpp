@@ -72,7 +72,8 @@ void askForMemory() {
 template <typename Attempt>
 void* allocateFrom(MemPool* pool, const Attempt& attempt) {
   for (;;) {
-    MemPool* const from = pool != nullptr ? pool : defaultPool();
+    MemPool* const own = defaultPool();
+    MemPool* const from = pool != nullptr ? pool : own;
     void* const block = from != nullptr ? attempt(from) : nullptr;
     if (block != nullptr) return block;
     askForMemory();

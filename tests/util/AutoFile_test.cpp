@@ -2,39 +2,43 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
 #include "tests/support/hex.h"
+#include "tests/util/FakeHeap.h"
+#include "tests/util/failures.h"
 #include "util/AutoFile.h"
-#include "util/NQStrUtil.h"
 #include "util/bytes.h"
 
 namespace qvs::util {
 namespace {
 
-/// Real files; what was asked for is written down, and an answer may be given in the place of the real one.
+/// Real files, with a trace of what is asked for; an answer may stand in the place of the real one.
 class Files final : public test::DiskFileContext {
  public:
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override {
-    opened.push_back({flags, mode, share});
     const std::int32_t handle = DiskFileContext::open(path, flags, mode, share);
     if (handle != -1) ++openHandles;
+    trace << std::hex << "open(" << flags << ',' << mode << ',' << share << ") ";
     return handle;
   }
   void close(std::int32_t handle, std::uint32_t reserved) override {
     --openHandles;
+    trace << "close(" << reserved << ')';
     DiskFileContext::close(handle, reserved);
   }
   std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) override {
+    trace << "read(" << offset << ',' << length << ") ";
     return DiskFileContext::read(handle, offset, buffer, std::min(length, longestRead));
   }
   std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) override {
+    trace << "write(" << offset << ',' << length << ") ";
     return writeAnswer ? *writeAnswer : DiskFileContext::write(handle, offset, buffer, length);
   }
   std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override {
@@ -43,16 +47,12 @@ class Files final : public test::DiskFileContext {
     return statusAnswer;
   }
   std::int32_t createDirectory(const char* path) override {
-    made.emplace_back(path);
+    made += path;
     return DiskFileContext::createDirectory(path);
   }
 
-  struct Opened {
-    std::uint32_t flags, mode, share;
-    bool operator==(const Opened&) const = default;
-  };
-  std::vector<Opened> opened;
-  std::vector<std::string> made;
+  std::ostringstream trace;
+  std::string made;
   int openHandles = 0;
   std::uint32_t longestRead = UINT32_MAX;
   std::optional<std::int32_t> writeAnswer;
@@ -62,8 +62,6 @@ class Files final : public test::DiskFileContext {
 
 class AutoFile : public testing::Test {
  protected:
-  ~AutoFile() override { EXPECT_EQ(files_.openHandles, 0) << "every handle is closed"; }
-
   NQString path(std::string_view name = "file") {
     return NQString(std::string_view(test::modulePath(dir_.file(name))));
   }
@@ -71,20 +69,21 @@ class AutoFile : public testing::Test {
   std::string get(std::string_view name = "file") { return test::readWholeFile(dir_.file(name)); }
   AutoFileLoad load() { return {path(), &files_}; }
   AutoFileSave save(std::uint32_t initialSize) { return {path(), &files_, initialSize}; }
+  static void commit(AutoFileSave&& file, std::string_view content) {
+    file.write(content.data(), content.size());
+    file.commit();
+  }
+
+  template <typename Operation>
+  std::string failureOf(const Operation& operation) {
+    const std::string failure = test::failureOf<FileReadException>(operation);
+    EXPECT_EQ(files_.openHandles, 0) << failure;
+    return failure;
+  }
 
   Files files_;
   test::TempDirectory dir_;
 };
-
-/// What the operation throws; "(nothing)" where it does not.
-std::string errorOf(const std::function<void()>& operation) {
-  try {
-    operation();
-  } catch (const FileReadException& error) {
-    return std::string(toNarrow(error.text().view()).view());
-  }
-  return "(nothing)";
-}
 
 std::string readText(AutoFileLoad& load, std::size_t size) {
   std::string text(size, '-');
@@ -92,52 +91,62 @@ std::string readText(AutoFileLoad& load, std::size_t size) {
   return text;
 }
 
+TEST_F(AutoFile, SaysWhatFailed) {
+  const std::string cannotOpen = "Could not open file:" + test::modulePath(dir_.file("file"));
+  EXPECT_EQ(failureOf([&] { load(); }), cannotOpen);
+  put("0123");
+  const auto loadWhere = [&](std::int64_t size, std::int32_t statusAnswer) {
+    files_.size = size;
+    files_.statusAnswer = statusAnswer;
+    return failureOf([&] { load(); });
+  };
+  EXPECT_EQ(loadWhere(4, -1), cannotOpen);
+  EXPECT_EQ(loadWhere(4, 1), cannotOpen);
+  EXPECT_EQ(loadWhere(-1, 0), "Read buffer size too large to initialize, size = -1");
+  EXPECT_EQ(loadWhere(0x100000000, 0), "Read buffer size too large to initialize, size = 4294967296");
+  EXPECT_EQ(loadWhere(4, 0), "(nothing)");
+  char bytes[8];
+  EXPECT_EQ(failureOf([&] { load().read(bytes, 0x100000000); }), "Read from buffer size too large, size = 4294967296");
+  EXPECT_EQ(failureOf([&] { load().read(bytes, 0xFFFFFFFF); }), "Failed to read file buffer, bytesRead = 4");
+  EXPECT_EQ(failureOf([&] { save(1).write(bytes, 0x100000000); }), "Write buffer size too large, size = 4294967296");
+  const auto writeInto = [&](std::uint32_t initialSize, std::uint64_t size) {
+    return failureOf([&] { save(initialSize).write(bytes, size); });
+  };
+  EXPECT_EQ(writeInto(0, 0xFFFFFFFF), "Failed to grow write buffer from oldSize 0 to newSize 0");
+  EXPECT_EQ(writeInto(0x80000000, 0x80000001), "Failed to grow write buffer from oldSize 2147483648 to newSize 0");
+  test::fakeHeap.failingBuffers = 1;
+  EXPECT_EQ(writeInto(4, 5), "Failed to grow write buffer from oldSize 4 to newSize 8");
+  EXPECT_EQ(writeInto(0, 0), "(nothing)");
+  const auto commitWhere = [&](std::int32_t answer) {
+    files_.writeAnswer = answer;
+    return failureOf([&] { commit(save(4), "0123"); });
+  };
+  EXPECT_EQ(commitWhere(-28), "FileIO write failed, errorCode = -28");
+  EXPECT_EQ(commitWhere(INT32_MIN), "FileIO write failed, errorCode = -2147483648");
+  for (const int answer : {0, 3, 5}) {
+    EXPECT_EQ(commitWhere(answer), "FileIO write failed, bytesWritten = " + std::to_string(answer));
+  }
+  EXPECT_EQ(commitWhere(4), "(nothing)");
+}
+
 TEST_F(AutoFile, HandsOutTheFileFrontToBack) {
   put("0123456789");
   AutoFileLoad file = load();
-  EXPECT_EQ(files_.opened, (std::vector<Files::Opened>{{0x8000, 0x180, 0}}));
+  EXPECT_EQ(files_.trace.str(), "open(8000,180,0) read(0,a) close(0)");
   EXPECT_EQ(readText(file, 4), "0123");
   EXPECT_EQ(readText(file, 0), "");
-  EXPECT_EQ(readText(file, 6), "456789");
-  EXPECT_EQ(readText(file, 0), "");
-}
-
-TEST_F(AutoFile, AShortFileGivesWhatItHasAndSaysSo) {
-  put("0123");
-  AutoFileLoad file = load();
-  std::string text(6, '-');
-  EXPECT_EQ(errorOf([&] { file.read(text.data(), 6); }), "Failed to read file buffer, bytesRead = 4");
-  EXPECT_EQ(text, "0123--");
-  EXPECT_EQ(errorOf([&] { file.read(text.data(), 1); }), "Failed to read file buffer, bytesRead = 0");
+  std::string rest(8, '-');
+  EXPECT_THROW(file.read(rest.data(), 8), FileReadException);
+  EXPECT_EQ(rest, "456789--") << "what there was";
+  EXPECT_EQ(failureOf([&] { readText(file, 1); }), "Failed to read file buffer, bytesRead = 0");
 }
 
 TEST_F(AutoFile, AnEmptyFileIsValid) {
   put("");
   AutoFileLoad file = load();
-  char byte = 0;
-  file.read(&byte, 0);
-  EXPECT_EQ(errorOf([&] { file.read(&byte, 1); }), "Failed to read file buffer, bytesRead = 0");
-}
-
-TEST_F(AutoFile, RefusesWhatItCannotLoad) {
-  const std::string name = test::modulePath(dir_.file("file"));
-  EXPECT_EQ(errorOf([&] { load(); }), "Could not open file:" + name);
-  put("0123");
-  const struct {
-    std::int64_t size;
-    std::int32_t statusAnswer;
-    std::string error;
-  } rows[] = {{4, -1, "Could not open file:" + name},
-              {4, 1, "Could not open file:" + name},
-              {0x100000000, 0, "Read buffer size too large to initialize, size = 4294967296"},
-              {-1, 0, "Read buffer size too large to initialize, size = -1"},
-              {4, 0, "(nothing)"}};
-  for (const auto& row : rows) {
-    files_.size = row.size;
-    files_.statusAnswer = row.statusAnswer;
-    EXPECT_EQ(errorOf([&] { load(); }), row.error);
-    EXPECT_EQ(files_.openHandles, 0);
-  }
+  EXPECT_EQ(files_.trace.str(), "open(8000,180,0) close(0)");
+  EXPECT_EQ(readText(file, 0), "");
+  EXPECT_EQ(failureOf([&] { readText(file, 1); }), "Failed to read file buffer, bytesRead = 0");
 }
 
 TEST_F(AutoFile, WhatIsNotDeliveredReadsAsZeros) {
@@ -147,37 +156,13 @@ TEST_F(AutoFile, WhatIsNotDeliveredReadsAsZeros) {
   EXPECT_EQ(readText(file, 4), std::string("01\0\0", 4));
 }
 
-TEST_F(AutoFile, RefusesSizesBeyond32Bits) {
-  put("x");
-  char byte = 0;
-  EXPECT_EQ(errorOf([&] { load().read(&byte, 0x100000000); }), "Read from buffer size too large, size = 4294967296");
-  EXPECT_EQ(errorOf([&] { save(1).write(&byte, UINT64_MAX); }),
-            "Write buffer size too large, size = 18446744073709551615");
-}
-
-TEST_F(AutoFile, GrowsByDoublingAndKeepsWhatItHas) {
+TEST_F(AutoFile, GrowsAndKeepsWhatItHas) {
   AutoFileSave file = save(16);
   file.write("0123456789", 10);
-  file.write(std::string(100, 'x').data(), 100);
-  file.commit();
+  EXPECT_THROW(file.write(nullptr, 0x100000000), FileReadException);
+  commit(std::move(file), std::string(100, 'x'));
   EXPECT_EQ(get(), "0123456789" + std::string(100, 'x'));
-  EXPECT_EQ(files_.opened, (std::vector<Files::Opened>{{0x8301, 0x180, 0}}));
-}
-
-TEST_F(AutoFile, SaysThatItCannotGrow) {
-  const char byte = 0;
-  EXPECT_EQ(errorOf([&] { save(0).write(&byte, 1); }), "Failed to grow write buffer from oldSize 0 to newSize 0");
-  EXPECT_EQ(errorOf([&] { save(0x80000000).write(&byte, 0x80000001); }),
-            "Failed to grow write buffer from oldSize 2147483648 to newSize 0");
-  EXPECT_EQ(errorOf([&] { save(0).write(&byte, 0); }), "(nothing)");
-}
-
-TEST_F(AutoFile, AFailedWriteKeepsWhatWasWritten) {
-  AutoFileSave file = save(0x40);
-  file.write("0123", 4);
-  EXPECT_EQ(errorOf([&] { file.write(nullptr, 0x100000000); }).substr(0, 27), "Write buffer size too large");
-  file.commit();
-  EXPECT_EQ(get(), "0123");
+  EXPECT_EQ(files_.trace.str(), "open(8301,180,0) write(0,6e) close(0)");
 }
 
 TEST_F(AutoFile, GoesOnBehindABufferAndLeavesItAlone) {
@@ -185,55 +170,28 @@ TEST_F(AutoFile, GoesOnBehindABufferAndLeavesItAlone) {
   std::ranges::copy(asBytes("0123"), buffer.data());
   buffer.setEnd(3);
   buffer.setStart(1);
-  AutoFileSave file(path(), &files_, buffer);
-  file.write("abcdef", 6);
-  file.commit();
+  commit({path(), &files_, buffer}, "abcdef");
   EXPECT_EQ(get(), "012abcdef");
   EXPECT_EQ(test::hex(std::span(buffer.data(), buffer.capacity())), "30313233");
-  EXPECT_EQ(errorOf([&] { AutoFileSave(path(), &files_, NQBuffer()).write("x", 1); }),
-            "Failed to grow write buffer from oldSize 0 to newSize 0");
+  EXPECT_THROW(commit({path(), &files_, NQBuffer()}, "x"), FileReadException) << "without a block there is no growing";
 }
 
 TEST_F(AutoFile, CommitCutsAnExistingFile) {
   put("a long old content");
-  AutoFileSave file = save(4);
-  file.write("new", 3);
-  file.commit();
+  commit(save(4), "new");
   EXPECT_EQ(get(), "new");
-  save(4).commit();
+  commit(save(4), "");
   EXPECT_EQ(get(), "") << "nothing was written";
-  EXPECT_TRUE(files_.made.empty());
+  EXPECT_EQ(files_.made, "");
 }
 
-TEST_F(AutoFile, CommitMakesOneDirectory) {
-  AutoFileSave file(path("sub\\file"), &files_, 4);
-  file.write("x", 1);
-  file.commit();
+TEST_F(AutoFile, CommitMakesTheDirectoryInFrontOfTheLastBackslash) {
+  commit({path("sub\\file"), &files_, 4}, "x");
   EXPECT_EQ(get("sub/file"), "x");
-  EXPECT_EQ(files_.made, (std::vector<std::string>{test::modulePath(dir_.file("sub"))}));
-}
-
-TEST_F(AutoFile, APathWithoutBackslashesHasNoDirectory) {
-  const NQString native(std::string_view(dir_.file("sub/file")));
-  EXPECT_EQ(errorOf([&] { AutoFileSave(native, &files_, 4).commit(); }), "FileIO write failed, errorCode = -1");
-  EXPECT_TRUE(files_.made.empty());
-}
-
-TEST_F(AutoFile, CommitReportsWhatTheHostAnswers) {
-  AutoFileSave file = save(4);
-  file.write("0123", 4);
-  const struct {
-    std::int32_t answer;
-    const char* error;
-  } rows[] = {
-      {-28, "FileIO write failed, errorCode = -28"}, {INT32_MIN, "FileIO write failed, errorCode = -2147483648"},
-      {0, "FileIO write failed, bytesWritten = 0"},  {3, "FileIO write failed, bytesWritten = 3"},
-      {5, "FileIO write failed, bytesWritten = 5"},  {4, "(nothing)"}};
-  for (const auto& row : rows) {
-    files_.writeAnswer = row.answer;
-    EXPECT_EQ(errorOf([&] { file.commit(); }), row.error);
-    EXPECT_EQ(files_.openHandles, 0);
-  }
+  EXPECT_EQ(files_.made, test::modulePath(dir_.file("sub")));
+  const NQString slashes(std::string_view(dir_.file("other/file")));
+  EXPECT_EQ(failureOf([&] { commit({slashes, &files_, 4}, ""); }), "FileIO write failed, errorCode = -1");
+  EXPECT_EQ(files_.made, test::modulePath(dir_.file("sub"))) << "no other one";
 }
 
 TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
@@ -251,16 +209,10 @@ TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
     AutoFileSave out = save(16);
     writeNumber(out, row.byteCount, row.value);
     out.commit();
-    EXPECT_EQ(test::hex(asBytes(get())), row.image);
+    EXPECT_EQ(test::hex(get()), row.image);
     AutoFileLoad in = load();
     EXPECT_EQ(readNumber(in, row.byteCount), row.readBack);
   }
-}
-
-TEST_F(AutoFile, ANumberCutShortIsAFailure) {
-  put("ab");
-  AutoFileLoad file = load();
-  EXPECT_EQ(errorOf([&] { readNumber(file, 4); }), "Failed to read file buffer, bytesRead = 2");
 }
 
 }  // namespace

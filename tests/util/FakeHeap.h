@@ -13,6 +13,8 @@ struct FakeHeap {
   int failingAllocations = 0;
   int failingInits = 0;
   int failingLocks = 0;
+  /// The same for `new (std::nothrow) T[n]`, which does not go through the heap's entries here.
+  int failingBuffers = 0;
   /// Entered and not left.
   int locked = 0;
   /// The heap notes calls; off outside of the tests of the memory layer.

@@ -7,28 +7,21 @@
 #include <limits>
 #include <string>
 
-#include "util/NQStrUtil.h"
+#include "tests/util/failures.h"
 #include "util/NQTimeValue.h"
 
 namespace qvs::util {
 namespace {
 
+using test::narrow;
+
 constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+constexpr const char* kNothing = "(nothing)";
 
-std::string narrow(const NQString& text) {
-  return toNarrow(text.view()).c_str();
-}
-
-/// What the operation throws; "(nothing)" where it does not.
 template <typename Operation>
-std::string errorOf(const Operation& operation) {
-  try {
-    operation();
-  } catch (const NQTimeValueError& error) {
-    return narrow(error.text());
-  }
-  return "(nothing)";
+std::string failureOf(const Operation& operation) {
+  return test::failureOf<NQTimeValueError>(operation);
 }
 
 /// The process lives in a zone five and a half hours east of UTC, in the plain locale.
@@ -48,29 +41,37 @@ constexpr std::int64_t at(std::int64_t seconds) {
   return seconds * kTicksPerSecond;
 }
 
-TEST_F(NQTimeValueTest, HasATextForEachKindOfValue) {
+TEST_F(NQTimeValueTest, EachKindOfValueHasATextAndOnlyItsOwnNumbers) {
+  enum Kind { kTime, kUsers, kNeither };
   const struct {
     std::int64_t ticks;
+    Kind kind;
     const char* text;
-  } rows[] = {{kMin, "-infinity"},
-              {kMax, "+infinity"},
-              {kMin + 1, "notATime"},
-              {kMin + 2, "invalid"},
-              {-0x6000000000000001, "invalid"},
-              {-0x6000000000000000, "userSpecial(0)"},
-              {-0x6000000000000000 + 42, "userSpecial(42)"},
-              {-0x5000000000000001, "userSpecial(1152921504606846975)"},
-              {-0x5000000000000000, "userSpecial(-1152921504606846976)"},
-              {-0x4000000000000001, "userSpecial(-1)"},
-              {-0x4000000000000000, "<1970"},
-              {-1, "<1970"},
-              {0, "Thu Jan  1 00:00:00 1970"},
-              {at(951782399) + 9'999'999, "Mon Feb 28 23:59:59 2000"},
-              {0x98968000000000 - 1, "Sun Feb  7 06:28:15 2106"},
-              {0x98968000000000, ">2038"},
-              {kMax - 1, ">2038"}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(narrow(NQTimeValue(row.ticks).text(TimeZone::kUtc)), row.text) << std::hex << row.ticks;
+  } rows[] = {{kMin, kNeither, "-infinity"},
+              {kMax, kNeither, "+infinity"},
+              {kMin + 1, kNeither, "notATime"},
+              {kMin + 2, kNeither, "invalid"},
+              {-0x6000000000000001, kNeither, "invalid"},
+              {-0x6000000000000000, kUsers, "userSpecial(0)"},
+              {-0x6000000000000000 + 42, kUsers, "userSpecial(42)"},
+              {-0x5000000000000001, kUsers, "userSpecial(1152921504606846975)"},
+              {-0x5000000000000000, kUsers, "userSpecial(-1152921504606846976)"},
+              {-0x4000000000000001, kUsers, "userSpecial(-1)"},
+              {-0x4000000000000000, kNeither, "<1970"},
+              {-1, kNeither, "<1970"},
+              {0, kTime, "Thu Jan  1 00:00:00 1970"},
+              {at(951782399) + 9'999'999, kTime, "Mon Feb 28 23:59:59 2000"},
+              {0x98968000000000 - 1, kTime, "Sun Feb  7 06:28:15 2106"},
+              {0x98968000000000, kTime, ">2038"},
+              {kMax - 1, kTime, ">2038"}};
+  for (const auto& [ticks, kind, text] : rows) {
+    const NQTimeValue value(ticks);
+    EXPECT_EQ(narrow(value.text(TimeZone::kUtc)), text) << ticks;
+    EXPECT_EQ(failureOf([&] { value.userValue(); }), kind == kUsers ? kNothing : "not user value") << text;
+    EXPECT_EQ(failureOf([&] { value.brokenDown(TimeZone::kLocal); }),
+              kind == kTime ? kNothing : "failed to convert to localtime");
+    EXPECT_EQ(failureOf([&] { value.brokenDown(TimeZone::kUtc); }),
+              kind == kTime ? kNothing : "failed to convert to gmtime");
   }
 }
 
@@ -80,65 +81,32 @@ TEST_F(NQTimeValueTest, FormatsByPatternInEitherZone) {
   const NQString pattern(u"%Y-%m-%d %H:%M:%S \u20ac %%");
   EXPECT_EQ(narrow(time.text(pattern)), "2000-02-29 06:31:01 \xE2\x82\xAC %");
   EXPECT_EQ(narrow(time.text(pattern, TimeZone::kUtc)), "2000-02-29 01:01:01 \xE2\x82\xAC %");
+  const std::u16string tooLong(512, u'x');
+  EXPECT_EQ(time.text(NQString(tooLong.c_str(), 511)).length(), 511U);
+  EXPECT_EQ(narrow(time.text(NQString(tooLong.c_str()))), "");
 }
 
-TEST_F(NQTimeValueTest, ATextThatDoesNotFitIsEmpty) {
-  const NQTimeValue time(0);
-  EXPECT_EQ(time.text(NQString(std::u16string_view(std::u16string(511, u'x')))).length(), 511U);
-  EXPECT_EQ(narrow(time.text(NQString(std::u16string_view(std::u16string(512, u'x'))))), "");
-  EXPECT_EQ(narrow(time.text(NQString())), "");
-}
-
-TEST_F(NQTimeValueTest, OnlyTimesAreBrokenDown) {
+TEST_F(NQTimeValueTest, ComesFromLocalTime) {
+  constexpr const char* kFails = "failed to convert from localtime";
   const struct {
-    std::int64_t ticks;
-    const char* local;
-    const char* utc;
-  } rows[] = {{kMin, "failed to convert to localtime", "failed to convert to gmtime"},
-              {kMax, "failed to convert to localtime", "failed to convert to gmtime"},
-              {-1, "failed to convert to localtime", "failed to convert to gmtime"},
-              {0, "(nothing)", "(nothing)"},
-              {kMax - 1, "(nothing)", "(nothing)"}};
-  for (const auto& row : rows) {
-    const NQTimeValue time(row.ticks);
-    EXPECT_EQ(errorOf([&] { time.brokenDown(TimeZone::kLocal); }), row.local) << row.ticks;
-    EXPECT_EQ(errorOf([&] { time.brokenDown(TimeZone::kUtc); }), row.utc) << row.ticks;
-  }
-}
-
-TEST_F(NQTimeValueTest, ComesBackFromLocalTime) {
-  const NQTimeValue time(at(951782399));
-  const std::tm local = time.brokenDown(TimeZone::kLocal);
-  EXPECT_EQ(local.tm_hour, 5);
-  EXPECT_EQ(NQTimeValue::fromLocalTime(local), time);
-}
-
-TEST_F(NQTimeValueTest, RefusesLocalTimesThatItCannotHold) {
-  const struct {
-    int year, month, day, hour, minute;
-    const char* error;
-  } rows[] = {{70, 0, 1, 5, 30, "(nothing)"},
-              {70, 0, 1, 5, 29, "failed to convert from localtime"},
-              {0, 0, 1, 0, 0, "failed to convert from localtime"},
-              {29296, 11, 1, 0, 0, "(nothing)"},
-              {29298, 11, 1, 0, 0, "failed to convert from localtime"},
-              {std::numeric_limits<int>::max(), 11, 31, 0, 0, "failed to convert from localtime"}};
+    int year, month, hour, minute;
+    const char* failure;
+  } rows[] = {{70, 0, 5, 30, kNothing},  {70, 0, 5, 29, kFails},
+              {0, 0, 0, 0, kFails},      {29296, 11, 0, 0, kNothing},
+              {29298, 11, 0, 0, kFails}, {std::numeric_limits<int>::max(), 11, 0, 0, kFails}};
   for (const auto& row : rows) {
     std::tm local{};
     local.tm_year = row.year;
     local.tm_mon = row.month;
-    local.tm_mday = row.day;
+    local.tm_mday = 1;
     local.tm_hour = row.hour;
     local.tm_min = row.minute;
-    EXPECT_EQ(errorOf([&] { NQTimeValue::fromLocalTime(local); }), row.error) << row.year << ' ' << row.minute;
+    EXPECT_EQ(failureOf([&] { NQTimeValue::fromLocalTime(local); }), row.failure) << row.year << ' ' << row.minute;
   }
-}
-
-TEST_F(NQTimeValueTest, OnlyUserValuesHaveANumber) {
-  EXPECT_EQ(NQTimeValue(-0x6000000000000000 + 7).userValue(), 7);
-  for (const std::int64_t ticks : {std::int64_t{0}, kMin, -0x6000000000000001, -0x4000000000000000}) {
-    EXPECT_EQ(errorOf([&] { NQTimeValue(ticks).userValue(); }), "not user value") << std::hex << ticks;
-  }
+  const NQTimeValue time(at(951782399));
+  const std::tm local = time.brokenDown(TimeZone::kLocal);
+  EXPECT_EQ(local.tm_hour, 5);
+  EXPECT_EQ(NQTimeValue::fromLocalTime(local), time);
 }
 
 TEST(IntervalText, HasEachNumber) {
@@ -148,25 +116,15 @@ TEST(IntervalText, HasEachNumber) {
     std::int64_t ticks;
     const char16_t* pattern;
     const char* text;
-  } rows[] = {{kTicks, u"%%", "%"},
-              {kTicks, u"%D", "3"},
-              {kTicks, u"%H", "04"},
-              {kTicks, u"%M", "05"},
-              {kTicks, u"%S", "06"},
-              {kTicks, u"%m", "078"},
-              {kTicks, u"%u", "901"},
-              {kTicks, u"%U", "078901"},
-              {kTicks, u"%n", "200"},
-              {kTicks, u"%N", "078901200"},
-              {at(90061), u"%Dd:%Hh:%Mm:%Ss", "1d:01h:01m:01s"},
+  } rows[] = {{kTicks, u"%%|%D|%H|%M|%S", "%|3|04|05|06"},
+              {kTicks, u"%m|%u|%U|%n|%N", "078|901|078901|200|078901200"},
               {at(86399), u"%D %H %M %S", "0 23 59 59"},
               {at(86400), u"%D %H %M %S", "1 00 00 00"},
               {kTicks, u"a%xb%Qc%", "abc"},
               {kTicks, u"%%D\u20ac", "%D\xE2\x82\xAC"},
               {-at(61), u"%D %M %S", "0 -1 -1"},
               {kMax, u"%D", "10675199"},
-              {kMin, u"%D %N", "-10675199 -477580800"},
-              {0, u"", ""}};
+              {kMin, u"%D %N", "-10675199 -477580800"}};
   for (const auto& row : rows) EXPECT_EQ(narrow(intervalText(row.ticks, row.pattern)), row.text) << row.text;
   EXPECT_EQ(narrow(intervalText(at(90061))), "1d:01h:01m:01s");
 }
@@ -176,14 +134,13 @@ TEST(IntervalText, OfSecondsAsANumber) {
     double seconds;
     const char16_t* pattern;
     const char* text;
-  } rows[] = {{90061.999, u"%Dd:%Hh:%Mm:%Ss", "1d:01h:01m:01s"},
-              {86399, u"%% %D %H %M %S", "% 0 23 59 59"},
+  } rows[] = {{86399.9, u"%%|%D|%H|%M|%S", "%|0|23|59|59"},
               {1.5, u"<%m%u%U%n%N>", "<>"},
               {-59.5, u"%S", "-59"},
               {NAN, u"%D %S", "0 00"},
               {INFINITY, u"%D", "106751991167300"}};
   for (const auto& row : rows) EXPECT_EQ(narrow(intervalText(row.seconds, row.pattern)), row.text) << row.seconds;
-  EXPECT_EQ(narrow(intervalText(3600.0)), "0d:01h:00m:00s");
+  EXPECT_EQ(narrow(intervalText(90061.5)), "1d:01h:01m:01s");
 }
 
 }  // namespace

@@ -44,8 +44,14 @@ TEST_F(MemoryLayer, MakesThePoolWithTheFirstBlock) {
   freeDefaultPool();
   freeDefaultPool();
   EXPECT_EQ(calls(), "free()");
-  cAllocation.free(cAllocation.malloc(1));
-  EXPECT_EQ(calls(), "init(8000) alloc(4,0) freeBlock()");
+  release(allocateAligned(0, 64));
+  EXPECT_EQ(calls(), "init(8000) aligned(1,40,0) freeBlock()");
+  char other = 0;
+  release(allocate(3, 0, reinterpret_cast<MemPool*>(&other)));
+  EXPECT_EQ(calls(), "allocElsewhere(3,0) freeBlock()");
+  release(nullptr);
+  cAllocation.free(nullptr);
+  EXPECT_EQ(calls(), "");
 }
 
 TEST_F(MemoryLayer, ThePoolIsMadeAsTheSettingsSay) {
@@ -75,47 +81,25 @@ TEST_F(MemoryLayer, ZeroFillingReachesTheEntriesThatHaveIt) {
             "init(8008) alloc(4,1) freeBlock() alloc(4,1) freeBlock() alloc(8,1) freeBlock() alloc(5,0) freeBlock()");
 }
 
-TEST_F(MemoryLayer, TakesThePoolThatItIsGiven) {
-  char other = 0;
-  release(allocate(3, 0, reinterpret_cast<MemPool*>(&other)));
-  EXPECT_EQ(calls(), "allocElsewhere(3,0) freeBlock()");
-}
-
-TEST_F(MemoryLayer, ReleasesNothingForNull) {
-  release(nullptr);
-  cAllocation.free(nullptr);
-  EXPECT_EQ(calls(), "");
-}
-
-TEST_F(MemoryLayer, AlignedBlocksKeepTheirAlignment) {
-  release(allocateAligned(0, 64));
-  EXPECT_EQ(calls(), "init(8000) aligned(1,40,0) freeBlock()");
-}
-
-/// What an allocation throws; empty where it gives a block.
-std::string failureOf(void* (*allocation)()) {
-  try {
-    release(allocation());
-  } catch (const std::bad_alloc& failure) {
-    return failure.what();
-  }
-  return {};
-}
-
 TEST_F(MemoryLayer, FailsWithoutAnybodyToAsk) {
   const struct {
     const char* why;
-    void* (*allocation)();
     int test::FakeHeap::*failing;
-  } rows[] = {{"no block", [] { return allocate(8); }, &test::FakeHeap::failingAllocations},
-              {"no aligned block", [] { return allocateAligned(8, 8); }, &test::FakeHeap::failingAllocations},
-              {"no pool", [] { return allocate(8); }, &test::FakeHeap::failingInits},
-              {"no lock", [] { return allocate(8); }, &test::FakeHeap::failingLocks}};
+    void* (*allocation)();
+  } rows[] = {{"no block", &test::FakeHeap::failingAllocations, [] { return allocate(8); }},
+              {"no aligned block", &test::FakeHeap::failingAllocations, [] { return allocateAligned(8, 8); }},
+              {"no pool", &test::FakeHeap::failingInits, [] { return allocate(8); }},
+              {"no lock", &test::FakeHeap::failingLocks, [] { return allocate(8); }}};
   for (const auto& row : rows) {
     freeDefaultPool();
     fakeHeap.*row.failing = 1;
-    EXPECT_EQ(failureOf(row.allocation), "bad allocation") << row.why;
-    EXPECT_EQ(failureOf(row.allocation), "") << row.why << ": only once";
+    try {
+      row.allocation();
+      ADD_FAILURE() << row.why;
+    } catch (const std::bad_alloc& failure) {
+      EXPECT_STREQ(failure.what(), "bad allocation") << row.why;
+    }
+    release(row.allocation());
   }
 }
 
@@ -132,26 +116,20 @@ TEST_F(MemoryLayer, AsksTheNewHandlerThenTheHook) {
   allocateOnce(2);
   EXPECT_EQ(asked, "handler handler hook");
   EXPECT_EQ(calls(), "init(8000) alloc(2,0) alloc(2,0) alloc(2,0) alloc(2,0) freeBlock()");
-  EXPECT_NE(setOutOfMemoryHook(nullptr), nullptr);
-}
-
-TEST_F(MemoryLayer, AHookEndsTheWaitByAnException) {
+  EXPECT_NE(setOutOfMemoryHook([] { throw 7; }), nullptr);
   fakeHeap.failingAllocations = 2;
-  setOutOfMemoryHook([] { throw 7; });
-  EXPECT_THROW(allocate(2), int);
+  EXPECT_THROW(allocate(2), int) << "a hook ends the wait";
   EXPECT_EQ(cAllocation.malloc(2), nullptr) << "the C entries ask nobody";
-  allocateOnce(2);
 }
 
 TEST_F(MemoryLayer, CEntriesRoundUp) {
   const struct {
     std::size_t size;
     const char* call;
-  } rows[] = {{0, "alloc(4,0)"}, {1, "alloc(4,0)"}, {4, "alloc(4,0)"},
-              {5, "alloc(8,0)"}, {8, "alloc(8,0)"}, {1023, "alloc(400,0)"}};
+  } rows[] = {{0, "alloc(4,0)"}, {1, "alloc(4,0)"}, {4, "alloc(4,0)"}, {5, "alloc(8,0)"}, {1023, "alloc(400,0)"}};
   cAllocation.free(cAllocation.malloc(1));
+  EXPECT_EQ(calls(), "init(8000) alloc(4,0) freeBlock()");
   for (const auto& row : rows) {
-    calls();
     cAllocation.free(cAllocation.malloc(row.size));
     EXPECT_EQ(calls(), std::string(row.call) + " freeBlock()");
   }

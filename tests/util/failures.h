@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+#include "util/NQStrUtil.h"
+
+namespace test {
+
+/// A wide text, to compare and to print.
+inline std::string narrow(const NQString& text) {
+  return std::string(qvs::util::toNarrow(text.view()).view());
+}
+
+/// The text of the failure that an operation ends in; "(nothing)" where it does not.
+template <typename Failure, typename Operation>
+std::string failureOf(const Operation& operation) {
+  try {
+    operation();
+  } catch (const Failure& failure) {
+    return narrow(failure.text());
+  }
+  return "(nothing)";
+}
+
+}  // namespace test
