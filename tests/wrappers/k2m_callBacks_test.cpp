@@ -1,5 +1,6 @@
-// Streams, warnings and memory as the container library sees them.
+// Streams and warnings as the container library sees them.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <new>
@@ -49,22 +50,18 @@ TEST(StreamCallBacks, TurnExceptionsIntoStatuses) {
   std::byte bytes[1];
   for (const auto& row : rows) {
     stream.raise = row.raise;
-    EXPECT_EQ(table.addReference(table.context), row.status);
-    EXPECT_EQ(table.release(table.context), row.status);
-    EXPECT_EQ(table.open(table.context), row.status);
-    EXPECT_EQ(table.close(table.context), row.status);
-    EXPECT_EQ(table.read(table.context, bytes, 1, &done), row.status);
-    EXPECT_EQ(table.seek(table.context, 0, 0), row.status);
-    EXPECT_EQ(table.tell(table.context, &done), row.status);
-    EXPECT_EQ(table.write(table.context, bytes, 1, &done), row.status);
-    EXPECT_EQ(table.flush(table.context), row.status);
+    for (const KrvoStatus status :
+         {table.addReference(table.context), table.release(table.context), table.open(table.context),
+          table.close(table.context), table.read(table.context, bytes, 1, &done), table.seek(table.context, 0, 0),
+          table.tell(table.context, &done), table.write(table.context, bytes, 1, &done), table.flush(table.context)}) {
+      EXPECT_EQ(status, row.status);
+    }
   }
 }
 
 TEST(StreamCallBacks, ReachTheirOwnOperation) {
   test::MemoryStream stream;
   const auto table = makeCallBacks(stream);
-  EXPECT_EQ(table.size, sizeof(table));
   EXPECT_EQ(table.addReference(table.context), 0U);
   EXPECT_EQ(stream.references, 1);
   EXPECT_EQ(table.open(table.context), 0U);
@@ -87,16 +84,10 @@ TEST(StreamCallBacks, ReachTheirOwnOperation) {
   EXPECT_FALSE(stream.isOpen);
 }
 
-class Answering final : public WarningHandler {
- public:
-  std::uint32_t warning(std::uint32_t code) override {
-    if (code == 0) throw Exception(55);
-    return code % 2;
-  }
-};
-
 TEST(WarningCallBacks, PassTheAnswerOn) {
-  Answering handler;
+  struct : WarningHandler {
+    std::uint32_t warning(std::uint32_t code) override { return code == 0 ? throw Exception(55) : code % 2; }
+  } handler;
   const auto table = makeCallBacks(handler);
   std::uint32_t answer = 9;
   EXPECT_EQ(table.warning(table.context, 3, &answer), 0U);
@@ -106,26 +97,6 @@ TEST(WarningCallBacks, PassTheAnswerOn) {
   EXPECT_EQ(table.warning(table.context, 0, &answer), 55U);
 }
 
-TEST(Allocator, GivesAndTakesBlocks) {
-  const Allocator allocator;
-  const auto& table = allocator.callBacks();
-  void* const block = table.alloc(table.context, 100);
-  ASSERT_NE(block, nullptr);
-  table.free(table.context, block);
-  table.free(table.context, nullptr);
-}
-
-TEST(Records, HaveTheirSizes) {
-  EXPECT_EQ(makeRecord<K2MDocInfo>().size, 48U);
-  EXPECT_EQ(makeRecord<K2MTrackInfo>().size, 72U);
-  EXPECT_EQ(makeRecord<K2MEntriesInfo>().size, 16U);
-  EXPECT_EQ(makeRecord<K2MSampleInfo>().size, 32U);
-  EXPECT_EQ(makeRecord<K2MHintInfo>().sample.size, 32U);
-  EXPECT_EQ(makeRecord<K2MDescriptorInfo>().size, 16U);
-  EXPECT_EQ(makeRecord<K2MVideoDescriptorInfo>().base.size, sizeof(K2MVideoDescriptorInfo));
-  EXPECT_EQ(makeDataBuffer("x").size, 32U);
-}
-
 TEST(Dates, AreTakenFromUtc) {
   using namespace std::chrono;
   const K2MDate date = makeDate(sys_days(year(2024) / 2 / 29) + 23h + 58min + 7s);
@@ -133,12 +104,7 @@ TEST(Dates, AreTakenFromUtc) {
   EXPECT_EQ(makeDate(sys_days(year(1904) / 1 / 1)).year, 1904);
   for (const sys_seconds wrong :
        {sys_seconds(sys_days(year(1904) / 1 / 1)) - 1s, sys_seconds(sys_days(year(10000) / 1 / 1))}) {
-    try {
-      makeDate(wrong);
-      ADD_FAILURE();
-    } catch (const Exception& error) {
-      EXPECT_EQ(error.status(), 20U);
-    }
+    EXPECT_THAT([wrong] { makeDate(wrong); }, testing::Throws<Exception>(testing::Property(&Exception::status, 20U)));
   }
   EXPECT_GE(dateNow().year, 2024);
 }

@@ -4,6 +4,7 @@
 
 #include "tests/support/MemoryStream.h"
 #include "tests/support/SegmentMaker.h"
+#include "tests/support/hex.h"
 #include "util/fourcc.h"
 
 namespace krvo::k2m {
@@ -48,64 +49,62 @@ TEST(K2RWriter, PassesAFlushOn) {
   EXPECT_EQ(stream.flushes, 1);
 }
 
+/// A null pointer, or a zero; where an entry puts its answer, a place for that.
+template <typename Argument>
+Argument nothing() {
+  using Target = std::remove_pointer_t<Argument>;
+  constexpr bool kIsAnswer = std::is_pointer_v<Argument> && !std::is_const_v<Target> &&
+                             (std::is_pointer_v<Target> || std::is_integral_v<Target>);
+  if constexpr (kIsAnswer) {
+    static Target place{};
+    return &place;
+  } else {
+    return Argument{};
+  }
+}
+
+template <typename... Arguments>
+KrvoStatus givenNothing(KrvoStatus (*entry)(Arguments...)) {
+  return entry(nothing<Arguments>()...);
+}
+
+template <typename... Entries>
+void expectRefusals(Entries... entries) {
+  for (const KrvoStatus status : {givenNothing(entries)...}) EXPECT_EQ(status, kKrvoBadArgument);
+}
+
 TEST(Entries, RefuseNullPointers) {
-  KrvoK2RWriter* writer = nullptr;
-  KrvoK2MWriter* k2m = nullptr;
-  KrvoK2MTrack* track = nullptr;
-  KrvoK2MTrackIterator* tracks = nullptr;
-  KrvoK2MSampleDescriptor* descriptor = nullptr;
-  KrvoK2MSampleDescriptorIterator* descriptors = nullptr;
-  std::uint64_t position = 0;
-  std::uint32_t count = 0;
-  const KrvoStatus statuses[] = {
-      KrvoK2RDocCreateNew(nullptr, nullptr, nullptr, &writer),
-      KrvoK2RDocCreateNew(nullptr, nullptr, nullptr, nullptr),
-      KrvoK2RDocOpenForAppend(nullptr, nullptr, nullptr, 0, nullptr, &writer),
-      KrvoK2RDocOpenForAppend(nullptr, nullptr, nullptr, 0, nullptr, nullptr),
-      KrvoK2RWriterGetK2MWriterRef(nullptr, &k2m),
-      KrvoK2MWriterAddTrack(nullptr, nullptr, nullptr, 0, nullptr, &track),
-      KrvoK2MWriterAddVideoSampleDescriptor(nullptr, nullptr, nullptr, nullptr, &descriptor),
-      KrvoK2MWriterAddAudioSampleDescriptor(nullptr, nullptr, nullptr, nullptr, &descriptor),
-      KrvoK2MWriterAddRtmpSampleDescriptor(nullptr, nullptr, nullptr, nullptr, &descriptor),
-      KrvoK2MWriterAddSampleDescriptor(nullptr, nullptr, nullptr, nullptr, &descriptor),
-      KrvoK2RWriterAddHintTrack(nullptr, 2, nullptr, nullptr, 0, nullptr, nullptr, 0, &track),
-      KrvoK2MWriterSetSampleDescriptor(nullptr, nullptr, nullptr),
-      KrvoK2MWriterGetTracks(nullptr, &tracks),
-      KrvoK2MTrackIteratorGetNext(nullptr, &track),
-      KrvoK2MReleaseTrackIterator(nullptr),
-      KrvoK2MTrackGetInfo(nullptr, nullptr),
-      KrvoK2MTrackGetEntriesInfo(nullptr, nullptr),
-      KrvoK2MTrackGetSampleCount(nullptr, &count),
-      KrvoK2MTrackGetSampleDescriptors(nullptr, &descriptors),
-      KrvoK2MSampleDescriptorIteratorGetNext(nullptr, &descriptor),
-      KrvoK2MReleaseSampleDescriptorIterator(nullptr),
-      KrvoK2MSampleDescriptorGetInfo(nullptr, nullptr),
-      KrvoK2MSampleDescriptorGetVideoInfo(nullptr, nullptr),
-      KrvoK2MSampleDescriptorGetAudioInfo(nullptr, nullptr),
-      KrvoK2MSampleDescriptorGetRtmpInfo(nullptr, nullptr),
-      KrvoK2MSampleDescriptorCopyCodecHeaderData(nullptr, nullptr, 0),
-      KrvoK2MReleaseTrack(nullptr),
-      KrvoK2MReleaseSampleDescriptor(nullptr),
-      KrvoK2RWriterStartFragment(nullptr, &position),
-      KrvoK2RWriterAddABST(nullptr, nullptr, 0),
-      KrvoK2RWriterAddHintSample(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, 0),
-      KrvoK2RWriterAddSampleWithAfra(nullptr, nullptr, nullptr, nullptr, 0),
-      KrvoK2MWriterFlush(nullptr),
-      KrvoK2MDestroyWriter(nullptr)};
-  for (const KrvoStatus status : statuses) EXPECT_EQ(status, kKrvoBadArgument);
+  expectRefusals(KrvoK2RDocCreateNew, KrvoK2RDocOpenForAppend, KrvoK2RWriterGetK2MWriterRef, KrvoK2MWriterAddTrack,
+                 KrvoK2MWriterAddVideoSampleDescriptor, KrvoK2MWriterAddAudioSampleDescriptor,
+                 KrvoK2MWriterAddRtmpSampleDescriptor, KrvoK2MWriterAddSampleDescriptor,
+                 KrvoK2MWriterSetSampleDescriptor, KrvoK2MWriterGetTracks, KrvoK2MTrackIteratorGetNext,
+                 KrvoK2MReleaseTrackIterator, KrvoK2MTrackGetInfo, KrvoK2MTrackGetEntriesInfo,
+                 KrvoK2MTrackGetSampleCount, KrvoK2MTrackGetSampleDescriptors, KrvoK2MSampleDescriptorIteratorGetNext,
+                 KrvoK2MReleaseSampleDescriptorIterator, KrvoK2MSampleDescriptorGetInfo,
+                 KrvoK2MSampleDescriptorGetVideoInfo, KrvoK2MSampleDescriptorGetAudioInfo,
+                 KrvoK2MSampleDescriptorGetRtmpInfo, KrvoK2MSampleDescriptorCopyCodecHeaderData, KrvoK2MReleaseTrack,
+                 KrvoK2MReleaseSampleDescriptor, KrvoK2RWriterStartFragment, KrvoK2RWriterAddABST,
+                 KrvoK2RWriterAddHintSample, KrvoK2RWriterAddSampleWithAfra, KrvoK2MWriterFlush, KrvoK2MDestroyWriter);
+  EXPECT_EQ(KrvoK2RWriterAddHintTrack(nullptr, 2, nullptr, nullptr, 0, nullptr, nullptr, 0, nothing<KrvoK2MTrack**>()),
+            kKrvoBadArgument);
+  EXPECT_EQ(KrvoK2RDocCreateNew(nullptr, nullptr, nullptr, nullptr), kKrvoBadArgument);
+  EXPECT_EQ(KrvoK2RDocOpenForAppend(nullptr, nullptr, nullptr, 0, nullptr, nullptr), kKrvoBadArgument);
+}
+
+KrvoK2MDataBuffer countedBytes(int& released) {
+  return makeDataBuffer("bytes", &released, [](void* count) { ++*static_cast<int*>(count); });
 }
 
 TEST(Entries, GiveBackABufferWhateverElseIsWrong) {
   int released = 0;
-  auto buffer = makeDataBuffer("bytes", &released, [](void* count) { ++*static_cast<int*>(count); });
-  KrvoK2MSampleDescriptor* descriptor = nullptr;
+  auto buffer = countedBytes(released);
   KrvoK2RWriterAddABST(nullptr, &buffer, 5);
   EXPECT_EQ(released, 1);
   KrvoK2RWriterAddHintSample(nullptr, nullptr, nullptr, &buffer, nullptr, nullptr, 0);
   EXPECT_EQ(released, 2);
   KrvoK2RWriterAddSampleWithAfra(nullptr, nullptr, &buffer, nullptr, 0);
   EXPECT_EQ(released, 3);
-  KrvoK2MWriterAddVideoSampleDescriptor(nullptr, nullptr, nullptr, &buffer, &descriptor);
+  KrvoK2MWriterAddVideoSampleDescriptor(nullptr, nullptr, nullptr, &buffer, nothing<KrvoK2MSampleDescriptor**>());
   EXPECT_EQ(released, 4);
   buffer.size = 31;
   KrvoK2RWriterAddABST(nullptr, &buffer, 5);
@@ -114,7 +113,7 @@ TEST(Entries, GiveBackABufferWhateverElseIsWrong) {
 
 TEST(Entries, GiveBackTheCodecHeaderAndTheBootstrapOnce) {
   int released = 0;
-  const auto buffer = makeDataBuffer("bytes", &released, [](void* count) { ++*static_cast<int*>(count); });
+  const auto buffer = countedBytes(released);
   MemoryStream stream;
   const Allocator allocator;
   const auto streamTable = makeCallBacks(stream);
@@ -123,19 +122,16 @@ TEST(Entries, GiveBackTheCodecHeaderAndTheBootstrapOnce) {
   ASSERT_EQ(KrvoK2RDocCreateNew(&streamTable, &document, &allocator.callBacks(), &writer), kKrvoOk);
   KrvoK2MWriter* k2m = nullptr;
   ASSERT_EQ(KrvoK2RWriterGetK2MWriterRef(writer, &k2m), kKrvoOk);
-  const auto info = test::trackInfo("meta"_4cc);
-  const auto entries = makeRecord<K2MEntriesInfo>();
-  KrvoK2MTrack* track = nullptr;
-  ASSERT_EQ(KrvoK2MWriterAddTrack(k2m, &info, &entries, 5000, "name", &track), kKrvoOk);
+  const Track track = Writer(k2m).addTrack(test::trackInfo("meta"_4cc), makeRecord<K2MEntriesInfo>(), "name");
   auto record = makeRecord<K2MDescriptorInfo>();
   record.codecHeaderLength = 5;
-  KrvoK2MSampleDescriptor* descriptor = nullptr;
-  ASSERT_EQ(KrvoK2MWriterAddSampleDescriptor(k2m, track, &record, &buffer, &descriptor), kKrvoOk);
+  KrvoK2MSampleDescriptor* handle = nullptr;
+  ASSERT_EQ(KrvoK2MWriterAddSampleDescriptor(k2m, track.get(), &record, &buffer, &handle), kKrvoOk);
+  const SampleDescriptor descriptor(handle);
   EXPECT_EQ(released, 1);
-  char bytes[5];
-  EXPECT_EQ(KrvoK2MSampleDescriptorCopyCodecHeaderData(descriptor, bytes, 4), kKrvoBadArgument);
-  EXPECT_EQ(KrvoK2MSampleDescriptorCopyCodecHeaderData(descriptor, bytes, 5), kKrvoOk);
-  EXPECT_EQ(std::string(bytes, 5), "bytes");
+  EXPECT_EQ(test::hex(descriptor.codecHeader().bytes()), test::hex("bytes"));
+  char bytes[4];
+  EXPECT_EQ(KrvoK2MSampleDescriptorCopyCodecHeaderData(handle, bytes, 4), kKrvoBadArgument);
 
   std::uint64_t position = 0;
   ASSERT_EQ(KrvoK2RWriterStartFragment(writer, &position), kKrvoOk);
@@ -146,8 +142,6 @@ TEST(Entries, GiveBackTheCodecHeaderAndTheBootstrapOnce) {
   ASSERT_EQ(KrvoK2RWriterAddABST(writer, &buffer, 5), kKrvoOk);
   EXPECT_EQ(KrvoK2MDestroyWriter(writer), kKrvoOk);
   EXPECT_EQ(released, 3);
-  EXPECT_EQ(KrvoK2MReleaseSampleDescriptor(descriptor), kKrvoOk);
-  EXPECT_EQ(KrvoK2MReleaseTrack(track), kKrvoOk);
 }
 
 }  // namespace
