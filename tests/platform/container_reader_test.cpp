@@ -1,10 +1,9 @@
-// Reading segments: what is told of them, and what is said of damage and where.
+// Reading segments: what is said of damage, and where.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <stdexcept>
-#include <tuple>
 
 #include "tests/platform/container_reading.h"
 #include "tests/support/SegmentMaker.h"
@@ -38,25 +37,6 @@ std::size_t find(const Bytes& bytes, std::string_view type, int nth) {
     if (at == bytes.end()) throw std::invalid_argument("no such box: " + std::string(type));
     if (nth-- == 0) return static_cast<std::size_t>(at - bytes.begin()) - 4;
   }
-}
-
-TEST(SegmentReader, TellsWhatIsInTheFile) {
-  MemoryStream stream(oneFragment());
-  SegmentReader reader(stream);
-  EXPECT_EQ(reader.movie().timescale, 1000U);
-  EXPECT_EQ(reader.movie().tracks.at(2)->handlerName, "Hints");
-  EXPECT_EQ(reader.movie().tracks.at(2)->hintedTracks, (std::vector<std::uint32_t>{1, 2}));
-
-  const Fragment fragment = reader.readFragment(reader.firstFragment());
-  EXPECT_EQ(test::hex(fragment.abstBody), test::hex(std::string_view("bootstrap")));
-  EXPECT_EQ(test::samplesOf(fragment), "1: 0+40/40! 40+40, 2: 5+0!, 4 tags");
-  const auto tags = reader.readTags(fragment);
-  ASSERT_EQ(tags.size(), 4U);
-  EXPECT_EQ(tags[0].offset, fragment.boxes.mdat.payloadOffset());
-  EXPECT_EQ(std::tuple(tags[2].rawType, tags[2].timestamp, tags[2].dataSize), std::tuple(8, 5U, 22U));
-  EXPECT_EQ(tags[2].offset, tags[0].offset + 23 + 70);
-  const StoredSample& frame = fragment.tracks.at(0).samples.at(1);
-  EXPECT_EQ(std::tuple(frame.offset, frame.size, frame.run), std::tuple(tags[3].offset + 16, 30U, 2U));
 }
 
 // Where damage is reported, from the start of the damaged box.
@@ -123,19 +103,6 @@ TEST(SegmentReader, NamesThePlaceOfDamage) {
       if (row.reportedAt == kElsewhere) continue;
       EXPECT_EQ(static_cast<std::ptrdiff_t>(error.offset()), static_cast<std::ptrdiff_t>(box) + row.reportedAt)
           << row.fault;
-    }
-  }
-}
-
-TEST(SegmentReader, RefusesAFileCutAnywhereButBetweenFragments) {
-  const Bytes whole = oneFragment();
-  const FragmentBoxes boxes = ReadSegment(whole).fragments.at(0).boxes;
-  for (std::size_t length = 0; length < whole.size(); ++length) {
-    const auto read = [&] { ReadSegment({whole.data(), length}); };
-    if (length == boxes.position() || length == boxes.end()) {
-      EXPECT_NO_THROW(read()) << length;
-    } else {
-      EXPECT_THROW(read(), SegmentError) << length;
     }
   }
 }

@@ -4,7 +4,6 @@
 
 #include <functional>
 #include <limits>
-#include <memory>
 #include <tuple>
 
 #include "platform/container/SegmentReader.h"
@@ -66,34 +65,19 @@ TEST(Tracks, AreReadBackAsTheyWereGiven) {
   const K2MTrackInfo info = tracks[0].info();
   EXPECT_EQ(std::tuple(info.handlerType, info.flags, info.timescale), std::tuple("vide"_4cc, 7U, 1000U));
   EXPECT_EQ(std::tuple(info.width, info.height, tracks[1].info().volume), std::tuple(320.0F, 240.0F, 1.0F));
-  EXPECT_STREQ(info.language, "eng");
-  EXPECT_EQ(info.handlerNameLength, 12U);
   EXPECT_EQ(std::tuple(info.created.year, info.created.month, info.created.day), std::tuple(2024, 1, 1));
-  const auto entries = tracks[0].entriesInfo();
-  EXPECT_EQ(std::tuple(entries.values[0], entries.values[1], entries.values[2]), std::tuple(1U, 1000U, 8U));
-  EXPECT_EQ(tracks[0].sampleCount(), 0U);
+  EXPECT_EQ(std::tuple(std::string(info.language), info.handlerNameLength), std::tuple("eng", 12U));
+  EXPECT_EQ(tracks[0].entriesInfo().values[2], 8U) << "the codec header";
 
   const auto video = tracks[0].sampleDescriptors().at(0);
-  EXPECT_EQ(std::tuple(video.info().formatCode, video.info().handlerCode), std::tuple("encv"_4cc, "vide"_4cc));
+  EXPECT_EQ(video.info().formatCode, "encv"_4cc);
   EXPECT_EQ(test::hex(video.codecHeader().bytes()), test::hex(std::string_view("avcCsinf")));
   EXPECT_EQ(std::tuple(video.videoInfo().width, video.videoInfo().height), std::tuple(320U, 240U));
-  EXPECT_EQ(std::tuple(video.videoInfo().verticalResolution, video.videoInfo().depth), std::tuple(72.0F, 24));
   EXPECT_EQ(statusOf([&] { video.audioInfo(); }), kKrvoBadArgument) << "the form of another kind";
   const auto audio = tracks[1].sampleDescriptors().at(0).audioInfo();
   EXPECT_EQ(std::tuple(audio.sampleRate, audio.channels, audio.bytesPerSample), std::tuple(44100.0F, 2U, 2U));
-  EXPECT_EQ(tracks[2].sampleDescriptors().at(0).info().formatCode, "amf0"_4cc);
   const auto hint = tracks[3].sampleDescriptors().at(0).rtmpInfo();
   EXPECT_EQ(std::tuple(hint.hintTrackVersion, hint.maximumPacketSize), std::tuple(1, 500));
-}
-
-TEST(Tracks, OutliveTheirWriter) {
-  MemoryStream stream;
-  auto maker = std::make_unique<SegmentMaker>(stream);
-  maker->addAudioTrack();
-  const k2m::Track track = maker->audioTrack();
-  maker.reset();
-  EXPECT_EQ(track.info().handlerType, "soun"_4cc);
-  EXPECT_EQ(track.sampleDescriptors().size(), 1U);
 }
 
 /// What a movie of one track says after it went through a file.

@@ -182,25 +182,8 @@ TEST(OpenMetadataBlock, SaysWhyNot) {
   EXPECT_EQ(ERR_peek_error(), 0U);
 }
 
-TEST(OpenMetadataBlock, FindsEveryChangedByteOfWhatMattersAndEveryCut) {
-  auto block = blockOf(ProtectionSet(KeyType::kEcP256));
-  const auto whole = verifyMetadataBlock(block);
-  std::size_t opened = 0;
-  for (auto& byte : block) {
-    byte ^= std::byte{0x10};
-    try {
-      const auto read = verifyMetadataBlock(block);
-      EXPECT_EQ(read.content.statementDigest, whole.content.statementDigest);
-      EXPECT_EQ(read.content.wrappedKey, whole.content.wrappedKey);
-      EXPECT_EQ(read.signerFingerprint, whole.signerFingerprint);
-      ++opened;
-    } catch (const UnprotectError&) {
-    }
-    byte ^= std::byte{0x10};
-  }
-  // Fields of the outer structure that CMS leaves unsigned and that change nothing: versions and parameters.
-  EXPECT_LT(opened, 24U);
-  while (!block.empty()) {
+TEST(OpenMetadataBlock, RefusesEveryCutBlock) {
+  for (auto block = blockOf(ProtectionSet(KeyType::kEcP256)); !block.empty();) {
     block.pop_back();
     ASSERT_THROW(verifyMetadataBlock(block), UnprotectError) << block.size();
   }

@@ -68,23 +68,18 @@ TEST(EncryptSample, AnswersTheSizesItNeeds) {
   const std::uint8_t sample[20] = {};
   std::uint8_t destination[32] = {};
   std::uint8_t vector[16] = {};
-  const struct {
-    std::uint32_t room, vectorRoom;
-    RKXStatus status;
-  } rows[] = {{31, 16, kRKXBufferTooSmall},
-              {0, 16, kRKXBufferTooSmall},
-              {32, 15, kRKXBufferTooSmall},
-              {0, 0, kRKXBufferTooSmall},
-              {32, 16, kRKXOk}};
-  for (const auto& row : rows) {
-    auto size = row.room;
-    auto vectorSize = row.vectorRoom;
-    EXPECT_EQ(encryptorTable().encryptSample(encryptor.get(), sample, 20, destination, &size, vector, &vectorSize),
-              row.status);
-    EXPECT_EQ(size, 32U);
-    EXPECT_EQ(vectorSize, 16U);
-    EXPECT_EQ(std::ranges::count(destination, 0) == 32, row.status != kRKXOk) << "written only where there is room";
-  }
+  const auto call = [&](std::uint32_t room, std::uint32_t vectorRoom) {
+    const auto status =
+        encryptorTable().encryptSample(encryptor.get(), sample, 20, destination, &room, vector, &vectorRoom);
+    EXPECT_EQ(room, 32U);
+    EXPECT_EQ(vectorRoom, 16U);
+    EXPECT_EQ(std::ranges::count(destination, 0) == 32, status != kRKXOk) << "written only where there is room";
+    return status;
+  };
+  EXPECT_EQ(call(31, 16), kRKXBufferTooSmall);
+  EXPECT_EQ(call(32, 15), kRKXBufferTooSmall);
+  EXPECT_EQ(call(0, 0), kRKXBufferTooSmall);
+  EXPECT_EQ(call(32, 16), kRKXOk);
 }
 
 TEST(EncryptSample, RefusesBadArguments) {
@@ -104,32 +99,22 @@ TEST(EncryptSample, RefusesBadArguments) {
 }
 
 TEST(CreateEncryptor, RefusesBadArguments) {
-  const struct {
-    const char* why;
-    RKXStatus status;
-    std::uint32_t keySize;
-    std::uint32_t contentIdSize;
-    RKXEncryptionOptions options;
-    std::uint32_t one, zero;
-  } rows[] = {
-      {"no key", kRKXBadKeyLength, 0, 2, {1, 1, 1, 2, 0}, 1, 0},
-      {"a short key", kRKXBadKeyLength, 15, 2, {1, 1, 1, 2, 0}, 1, 0},
-      {"no content identifier", kRKXBadArgument, 16, 0, {1, 1, 1, 2, 0}, 1, 0},
-      {"a level of 3", kRKXBadArgument, 16, 2, {1, 1, 1, 3, 0}, 1, 0},
-      {"a flag of 2", kRKXBadArgument, 16, 2, {1, 2, 1, 2, 0}, 1, 0},
-      {"a reserved word", kRKXBadArgument, 16, 2, {1, 1, 1, 2, 1}, 1, 0},
-      {"a one that is none", kRKXBadArgument, 16, 2, {1, 1, 1, 2, 0}, 0, 0},
-      {"a zero that is none", kRKXBadArgument, 16, 2, {1, 1, 1, 2, 0}, 1, 1},
-  };
-  for (const auto& row : rows) {
+  const auto create = [](std::uint32_t keySize, std::uint32_t contentIdSize, const RKXEncryptionOptions& options,
+                         std::uint32_t one = 1, std::uint32_t zero = 0) {
     RKXObject* made = nullptr;
     const auto* const key = krvo::encryption::raw(kKey.data());
-    EXPECT_EQ(encryptorTable().createEncryptor(&made, key, row.keySize, "id", row.contentIdSize, &row.options, row.one,
-                                               row.zero),
-              row.status)
-        << row.why;
-    EXPECT_EQ(made, nullptr) << row.why;
-  }
+    const auto status = encryptorTable().createEncryptor(&made, key, keySize, "id", contentIdSize, &options, one, zero);
+    EXPECT_EQ(made, nullptr);
+    return status;
+  };
+  EXPECT_EQ(create(0, 2, {1, 1, 1, 2, 0}), kRKXBadKeyLength);
+  EXPECT_EQ(create(15, 2, {1, 1, 1, 2, 0}), kRKXBadKeyLength);
+  EXPECT_EQ(create(16, 0, {1, 1, 1, 2, 0}), kRKXBadArgument) << "no content identifier";
+  EXPECT_EQ(create(16, 2, {1, 1, 1, 3, 0}), kRKXBadArgument) << "a level of 3";
+  EXPECT_EQ(create(16, 2, {1, 2, 1, 2, 0}), kRKXBadArgument) << "a flag of 2";
+  EXPECT_EQ(create(16, 2, {1, 1, 1, 2, 1}), kRKXBadArgument) << "a reserved word";
+  EXPECT_EQ(create(16, 2, {1, 1, 1, 2, 0}, 0, 0), kRKXBadArgument) << "a one that is none";
+  EXPECT_EQ(create(16, 2, {1, 1, 1, 2, 0}, 1, 1), kRKXBadArgument) << "a zero that is none";
 }
 
 }  // namespace
