@@ -16,13 +16,10 @@ struct alignas(std::max_align_t) Header {
   std::uint64_t mark;
 };
 
-/// The tests run on one thread.
-bool isCounting = false;
-
 void* take(std::size_t size) {
   auto* const header = static_cast<Header*>(std::malloc(sizeof(Header) + size));
   if (header == nullptr) throw std::bad_alloc();
-  if (isCounting) ++operatorCount.allocations;
+  ++operatorCount.allocations;
   header->mark = kMark;
   return header + 1;
 }
@@ -30,7 +27,7 @@ void* take(std::size_t size) {
 void giveBack(void* block) noexcept {
   if (block == nullptr) return;
   Header* const header = static_cast<Header*>(block) - 1;
-  if (isCounting) ++operatorCount.releases;
+  ++operatorCount.releases;
   if (header->mark != kMark) {
     ++operatorCount.foreignReleases;  // Not ours to free.
     return;
@@ -41,34 +38,17 @@ void giveBack(void* block) noexcept {
 
 }  // namespace
 
-Counting::Counting(bool on) : before_(isCounting) {
-  isCounting = on;
-}
-
-Counting::~Counting() {
-  isCounting = before_;
-}
-
 }  // namespace test
 
-// Seen by every library of the process that asks the dynamic linker.
+// Seen by every library of the process that asks the dynamic linker. The forms for arrays come down to these.
 #define VISIBLE __attribute__((visibility("default")))
 
 VISIBLE void* operator new(std::size_t size) {
   return test::take(size);
 }
-VISIBLE void* operator new[](std::size_t size) {
-  return test::take(size);
-}
 VISIBLE void operator delete(void* block) noexcept {
   test::giveBack(block);
 }
-VISIBLE void operator delete[](void* block) noexcept {
-  test::giveBack(block);
-}
 VISIBLE void operator delete(void* block, std::size_t) noexcept {
-  test::giveBack(block);
-}
-VISIBLE void operator delete[](void* block, std::size_t) noexcept {
   test::giveBack(block);
 }

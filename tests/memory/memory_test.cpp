@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <optional>
 #include <regex>
 #include <stdexcept>
 #include <string>
@@ -19,83 +18,43 @@
 
 namespace {
 
-using test::Counting;
 using test::operatorCount;
-using test::OperatorCount;
 
-/// Files whose own allocations do not count: they are the host's, on its side of the call.
-class Files final : public test::DiskFileContext {
+/// A host that fails badly when it is asked for a property.
+class ThrowingHost final : public IMOStreamOpenContext {
  public:
-  std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override {
-    const Counting pause(false);
-    return DiskFileContext::open(path, flags, mode, share);
+  std::int32_t property(const char*, const char*, char*, std::uint32_t) override {
+    throw std::runtime_error(std::string(100, 'x'));
   }
-  std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override {
-    const Counting pause(false);
-    return DiskFileContext::pathStatus(path, status, reserved);
-  }
-  std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override {
-    const Counting pause(false);
-    return DiskFileContext::remove(path, kind, recursive);
-  }
-  std::int32_t createDirectory(const char* path) override {
-    const Counting pause(false);
-    return DiskFileContext::createDirectory(path);
-  }
-};
-
-/// A host of which the same holds.
-class Host final : public IMOStreamContext, public IMOStreamOpenContext {
- public:
-  Host() : host_(&files_) {}
-
-  void reserved() override {}
-  std::int32_t readConfiguration(const char* key, char** value, std::uint32_t length) override {
-    const Counting pause(false);
-    return host_.readConfiguration(key, value, length);
-  }
-  void log(const char* text, std::uint32_t level, bool flag) override {
-    const Counting pause(false);
-    host_.log(text, level, flag);
-  }
-  IMOFileContext* fileContext() override { return &files_; }
-  std::int32_t property(const char* section, const char* key, char* buffer, std::uint32_t size) override {
-    const Counting pause(false);
-    if (throws) throw std::runtime_error(std::string(100, 'x'));
-    return host_.property(section, key, buffer, size);
-  }
-
-  test::TestHost& told() { return host_; }
-
-  /// Whether asking for a property fails badly.
-  bool throws = false;
-
- private:
-  Files files_;
-  test::TestHost host_;
 };
 
 class OwnMemory : public testing::Test {
  protected:
-  OwnMemory() { operatorCount = {}; }
+  ~OwnMemory() override { EXPECT_EQ(operatorCount.foreignReleases, 0U) << "the host frees its own blocks alone"; }
 
-  std::string path() const { return test::modulePath(dir_.file("cam1")); }
+  static void* load(const char* path) {
+    void* const library = ::dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) throw std::runtime_error(::dlerror());
+    return library;
+  }
+  template <typename Function>
+  static Function* find(void* library, const char* name) {
+    return reinterpret_cast<Function*>(::dlsym(library, name));
+  }
 
-  /// Makes an adaptor, records the messages and deletes the adaptor, counting in all calls of the module. Answers how
-  /// many messages were refused; nothing where the stream did not open.
-  std::optional<int> recordAll(const std::vector<test::StreamMessage>& messages, std::uint32_t flags = kOpenRecord,
-                               IMOCreateAdaptorFunction create = test::loadModule()) {
-    const std::string where = path();
-    const Counting counting(true);
+  /// Makes an adaptor, records the messages and deletes the adaptor. Answers how many messages were refused; -1 where
+  /// the stream did not open.
+  int recordAll(IMOCreateAdaptorFunction create, const std::vector<test::StreamMessage>& messages, std::uint32_t flags,
+                IMOStreamOpenContext* context) {
     IMOStreamAdaptor* adaptor = nullptr;
-    if (!create(&host_, &adaptor)) return std::nullopt;
+    if (!create(&host_, &adaptor)) return -1;
     const std::unique_ptr<IMOStreamAdaptor> owner(adaptor);
     void* handle = nullptr;
-    if (adaptor->open(&host_, where.c_str(), flags, nullptr, handle) != kStreamOpened) return std::nullopt;
+    const std::string path = test::modulePath(dir_.file("cam1"));
+    if (adaptor->open(context, path.c_str(), flags, nullptr, handle) != kStreamOpened) return -1;
     int refused = 0;
     for (const auto& [type, time, data] : messages) {
-      const auto size = static_cast<std::uint32_t>(data.size());
-      if (!adaptor->record(handle, type, data.data(), size, time)) ++refused;
+      if (!adaptor->record(handle, type, data.data(), static_cast<std::uint32_t>(data.size()), time)) ++refused;
     }
     adaptor->stopRecord(handle);
     adaptor->close(handle);
@@ -103,73 +62,60 @@ class OwnMemory : public testing::Test {
   }
 
   test::TempDirectory dir_;
-  Host host_;
+  test::DiskFileContext files_;
+  test::TestHost host_{&files_};
 };
 
-TEST_F(OwnMemory, ARecordingTakesNothingOfItsHosts) {
-  host_.told().settings = {{"Recording/FragmentDuration", "1000"},
-                           {"k2r/MaxEraseRetries", std::string(200, ' ') + "2"}};
-  EXPECT_EQ(recordAll(test::stream().keyFramesEvery(1000).audio(23).until(10000)), 0);
-  EXPECT_EQ(
-      recordAll(test::stream().keyFramesEvery(1000).audio(23).from(10000).until(20000), kOpenRecord | kOpenAppend), 0);
-  EXPECT_EQ(operatorCount, OperatorCount{});
-  for (const auto& line : host_.told().lines) EXPECT_EQ(line.find("error"), std::string::npos) << line;
-}
-
-TEST_F(OwnMemory, NorDoesWhatFails) {
-  auto messages = test::stream().keyFramesEvery(1000).until(3000);
-  messages.push_back({77, 3000, std::vector<std::byte>(10)});
-  messages.push_back({18, 3000, std::vector<std::byte>(10, std::byte{0xFF})});
-  EXPECT_GE(recordAll(messages).value_or(0), 1);
-  host_.told().settings["Recording/FragmentDuration"] = "no number";
-  EXPECT_EQ(recordAll({}), std::nullopt);
-  EXPECT_GE(host_.told().lines.size(), 2U);
-  EXPECT_EQ(operatorCount, OperatorCount{});
-}
-
-TEST_F(OwnMemory, AnExceptionOfTheHostsIsFreedByTheHost) {
-  host_.throws = true;
-  EXPECT_EQ(recordAll({}), std::nullopt);
-  EXPECT_EQ(operatorCount, (OperatorCount{0, 1, 0})) << "the text of the exception";
-  EXPECT_EQ(host_.told().lines.size(), 1U);
-}
-
 TEST_F(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {
-  void* const module = ::dlopen(K2R_COUNTED_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(module, nullptr) << ::dlerror();
-  const auto create = reinterpret_cast<IMOCreateAdaptorFunction>(::dlsym(module, "IMOCreateAdaptor"));
-  const auto taken = reinterpret_cast<std::int64_t (*)()>(::dlsym(module, "countingHeapTaken"));
-  const auto live = reinterpret_cast<std::int64_t (*)()>(::dlsym(module, "countingHeapLive"));
-  const auto first = test::stream().keyFramesEvery(1000).audio(23).until(5000);
-  ASSERT_EQ(recordAll(first, kOpenRecord, create), 0);
-  // What stays belongs to the whole process.
-  const std::int64_t liveAfterTheFirst = live();
-  const std::int64_t takenByTheFirst = taken();
-  const auto second = test::stream().keyFramesEvery(1000).audio(23).from(5000).until(10000);
-  EXPECT_EQ(recordAll(second, kOpenRecord | kOpenAppend, create), 0);
-  EXPECT_GT(taken() - takenByTheFirst, static_cast<std::int64_t>(second.size()));
-  EXPECT_EQ(live(), liveAfterTheFirst);
-  EXPECT_EQ(operatorCount, OperatorCount{});
+  void* const module = load(K2R_COUNTED_MODULE_PATH);
+  const auto create = find<bool(IMOStreamContext*, IMOStreamAdaptor**)>(module, "IMOCreateAdaptor");
+  const auto taken = find<std::int64_t()>(module, "countingHeapTaken");
+  const auto live = find<std::int64_t()>(module, "countingHeapLive");
+  ThrowingHost throwing;
+  test::TestHost invalid(&files_);
+  invalid.settings = {{"Recording/FragmentDuration", "no number"}};
+  auto malformed = test::stream().keyFramesEvery(1000).until(3000);
+  malformed.push_back({77, 3000, std::vector<std::byte>(10)});
+  malformed.push_back({18, 3000, std::vector<std::byte>(10, std::byte{0xFF})});
+  host_.settings = {{"Recording/FragmentDuration", "1000"}, {"k2r/MaxEraseRetries", std::string(200, ' ') + "2"}};
+  const struct {
+    const char* what;
+    int refused;
+    std::vector<test::StreamMessage> messages;
+    std::uint32_t flags;
+    IMOStreamOpenContext* context;
+  } rows[] = {{"a recording", 0, test::stream().keyFramesEvery(1000).audio(23).until(5000), kOpenRecord, &host_},
+              {"an append", 0, test::stream().keyFramesEvery(1000).audio(23).from(5000).until(10000),
+               kOpenRecord | kOpenAppend, &host_},
+              {"malformed messages", 2, malformed, kOpenRecord, &host_},
+              {"an invalid setting", -1, {}, kOpenRecord, &invalid},
+              {"an exception of the host's", -1, {}, kOpenRecord, &throwing}};
+  std::int64_t ofTheProcess = 0;
+  for (const auto& row : rows) {
+    const std::int64_t before = taken();
+    EXPECT_EQ(recordAll(create, row.messages, row.flags, row.context), row.refused) << row.what;
+    EXPECT_GT(taken() - before, static_cast<std::int64_t>(row.messages.size())) << row.what;
+    // What the first one leaves belongs to the whole process.
+    if (ofTheProcess == 0) ofTheProcess = live();
+    EXPECT_EQ(live(), ofTheProcess) << row.what;
+  }
+  EXPECT_EQ(host_.lines.size(), 5U) << "the append's gap, and each refusal";
 }
 
 TEST_F(OwnMemory, OtherLibrariesKeepTheHostsOperators) {
   ASSERT_NE(test::loadModule(), nullptr);
   // Now the module comes before whatever is loaded later.
   ASSERT_NE(::dlopen(K2R_MODULE_PATH, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL), nullptr) << ::dlerror();
-  void* const neighbour = ::dlopen(K2R_NEIGHBOUR_PATH, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(neighbour, nullptr) << ::dlerror();
-  const auto take = reinterpret_cast<void* (*)(std::size_t)>(::dlsym(neighbour, "neighbourTakes"));
-  const auto giveBack = reinterpret_cast<void (*)(void*)>(::dlsym(neighbour, "neighbourGivesBack"));
-  const auto useTheLibrary = reinterpret_cast<std::size_t (*)()>(::dlsym(neighbour, "neighbourUsesTheLibrary"));
-  {
-    const Counting counting(true);
-    giveBack(take(10));
-    EXPECT_EQ(operatorCount, (OperatorCount{1, 1, 0}));
-    useTheLibrary();
-  }
+  void* const neighbour = load(K2R_NEIGHBOUR_PATH);
+  const auto take = find<void*(std::size_t)>(neighbour, "neighbourTakes");
+  const auto giveBack = find<void(void*)>(neighbour, "neighbourGivesBack");
+  const auto useTheLibrary = find<std::size_t()>(neighbour, "neighbourUsesTheLibrary");
+  operatorCount = {};
+  giveBack(take(10));
+  EXPECT_EQ(operatorCount.allocations, 1U);
+  useTheLibrary();
   EXPECT_GE(operatorCount.allocations, 2U);
   EXPECT_EQ(operatorCount.allocations, operatorCount.releases);
-  EXPECT_EQ(operatorCount.foreignReleases, 0U);
 }
 
 /// The module's names that the dynamic linker sees: those it takes from others, or those it gives.
