@@ -1,5 +1,6 @@
 #include "fragmentation/ProtectionMetadata.h"
 
+#include "fragmentation/K2RPkgUtilException.h"
 #include "util/narrow.h"
 
 namespace ruvo::k2r {

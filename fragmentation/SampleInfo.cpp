@@ -25,7 +25,7 @@ SampleKind kindOf(std::uint8_t type) {
 SampleInfo SampleInfo::ofMessage(std::uint8_t type, std::span<const std::byte> payload, std::uint64_t time) {
   const SampleKind kind = kindOf(type);
   const bool keyFrame = kind == SampleKind::Video && !payload.empty() && (payload.front() >> 4) == kKeyFrameType;
-  return {.kind = kind, .time = time, .keyFrame = keyFrame};
+  return {.kind = kind, .time = time, .keyFrame = keyFrame, .empty = payload.empty()};
 }
 
 }  // namespace ruvo::k2r

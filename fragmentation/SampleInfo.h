@@ -15,6 +15,8 @@ struct SampleInfo {
   std::uint64_t time = 0;
   /// Of a video sample only: decoding can begin here.
   bool keyFrame = false;
+  /// There are no data.
+  bool empty = false;
 
   /// Of a message with this type byte, protection bit or not, and this payload. A video payload that begins with the
   /// frame type 1 in its high four bits is a key frame.

@@ -1,4 +1,4 @@
-// Tag streams, read from a file in memory: what comes out are parts of the input, in order and within its size.
+// Tag streams: whichever way they are read, the tags are the same, and parts of the input, in order.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -7,38 +7,109 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "fuzz/fuzzing.h"
-#include "host/errors.h"
-#include "host/input/TagStream.h"
+#include "packaging/MTGMediaSource.h"
+#include "packaging/RefCountedMemoryArena.h"
+#include "tests/support/tagFile.h"
+#include "wrappers/mtg/Reader.h"
 
 namespace {
 
-/// Checks that each message stands in the input behind the one before it.
-void readAll(host::TagStream& stream, std::span<const std::byte> input) {
-  auto rest = input;
-  while (const auto message = stream.next()) {
-    const auto found = std::search(rest.begin(), rest.end(), message->data.begin(), message->data.end());
-    fuzz::require(found != rest.end() || message->data.empty(), "data are bytes of the input");
-    rest = rest.subspan(static_cast<std::size_t>(found - rest.begin()) + message->data.size());
+using namespace ruvo::k2rpkgutil;
+using Tags = std::vector<std::vector<std::byte>>;
+
+std::vector<std::byte> bytesOf(const mtg::Tag& tag) {
+  std::vector<std::byte> bytes(tag.length());
+  tag.copyHeaderAndData(bytes);
+  return bytes;
+}
+
+/// All tags, header and data each.
+Tags readAll(const std::vector<std::byte>& input, bool seeks) {
+  test::MemoryInput stream(input, seeks);
+  stream.bytesOfRead = 100;
+  const mtg::Allocator allocator;
+  const mtg::TagIterator tags = mtg::Reader(stream, allocator).tags();
+  Tags all;
+  while (const auto tag = tags.next()) all.push_back(bytesOf(*tag));
+  return all;
+}
+
+/// Bytes behind the last whole tag may look like another one from the end of the file, so the way back need not be the
+/// way there; but it ends, at a tag or at a back pointer that leads to none.
+void checkWayBack(const std::vector<std::byte>& input) {
+  test::MemoryInput stream(input);
+  const mtg::Allocator allocator;
+  const mtg::TagIterator tags = mtg::Reader(stream, allocator).tags(true);
+  std::size_t length = 0;
+  try {
+    while (const auto tag = tags.next()) length += bytesOf(*tag).size();
+  } catch (const mtg::Exception& error) {
+    fuzz::require(error.status() == kKrvoMTGNoWayBack, "nothing but a back pointer breaks the way back");
   }
+  fuzz::require(length <= input.size(), "the way back is no longer than the file");
+}
+
+void checkOrder(const std::vector<std::byte>& input, const Tags& all) {
+  auto rest = std::span(input);
+  for (const auto& tag : all) {
+    const auto found = std::search(rest.begin(), rest.end(), tag.begin(), tag.end());
+    fuzz::require(found != rest.end(), "tags are bytes of the input");
+    rest = rest.subspan(static_cast<std::size_t>(found - rest.begin()) + tag.size());
+  }
+}
+
+class Context final : public IPackagerContext {
+ public:
+  IMemoryArena& getArena() override { return arena_; }
+
+ private:
+  RefCountedMemoryArena arena_;
+};
+
+/// What the packager makes of the same file on the disk.
+void checkSource(const std::string& path, const Tags& all) {
+  Context context;
+  MTGMediaSource source(context, path, ruvo::k2r::openFlagsFor(false, true));
+  std::unique_ptr<ISampleIterator> samples;
+  source.getSamples(samples);
+  std::size_t count = 0;
+  while (samples->hasNext()) {
+    ruvo::k2r::SampleInfo info;
+    NQMessage message;
+    samples->nextInfo(info);
+    samples->currentMessage(message);
+    fuzz::require(message.sampleOffset() + message.sampleSize() + 4 == message.totalSize(),
+                  "samples end with the data");
+    ++count;
+  }
+  const auto isMedia = [](const auto& tag) { return (std::to_integer<int>(tag[0]) & 0x5E) == 8; };
+  fuzz::require(count == static_cast<std::size_t>(std::count_if(all.begin(), all.end(), isMedia)),
+                "each tag of audio or video is a sample");
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const host::StopSignal stop;
-  const int file = ::memfd_create("input", MFD_CLOEXEC);
-  fuzz::require(::write(file, data, size) == static_cast<ssize_t>(size), "a file in memory takes the input");
-  const std::string path = "/proc/self/fd/" + std::to_string(file);
+  const auto bytes = std::as_bytes(std::span(data, size));
+  const std::vector<std::byte> input(bytes.begin(), bytes.end());
   try {
-    host::TagStream stream(std::make_unique<host::FileReader>(path, stop));
-    fuzz::require(host::isTagStream(path), "what opens looks like a tag stream");
-    readAll(stream, std::as_bytes(std::span(data, size)));
-  } catch (const host::InputError&) {
+    const Tags all = readAll(input, true);
+    fuzz::require(readAll(input, false) == all, "a stream that cannot seek gives the same");
+    checkOrder(input, all);
+    checkWayBack(input);
+    const int file = ::memfd_create("input", MFD_CLOEXEC);
+    fuzz::require(::write(file, data, size) == static_cast<ssize_t>(size), "a file in memory takes the input");
+    checkSource("/proc/self/fd/" + std::to_string(file), all);
+    ::close(file);
+  } catch (const mtg::Exception& error) {
+    fuzz::require(error.status() == kKrvoMTGNoTagStream || error.status() == kKrvoMTGBadHeader,
+                  "nothing fails but the header");
   }
-  ::close(file);
   return 0;
 }

@@ -49,7 +49,7 @@ struct AudioSampleDescInfo : SampleDescInfo {
   /// Hertz.
   float sampleRate = 0;
   std::uint32_t channels = 0;
-  /// 0 where not known.
+  /// 0 where not known. A tag-stream source gives the bits of a sample.
   std::uint32_t bytesPerSample = 0;
 };
 

@@ -2,40 +2,39 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <array>
 #include <filesystem>
-#include <fstream>
+#include <span>
 #include <utility>
 
 #include "host/errors.h"
-#include "util/bytes.h"
 #include "util/tagHeader.h"
 
 namespace host {
 namespace {
 
-constexpr std::size_t kHeaderSize = 9;
-constexpr std::size_t kReadStep = std::size_t{64} << 10;
-
-bool isLetter(std::byte symbol) {
-  const auto lower = static_cast<char>(symbol | std::byte{0x20});
-  return lower >= 'a' && lower <= 'z';
-}
-
-bool hasSignature(std::span<const std::byte> start) {
-  return start.size() >= 4 && std::all_of(start.begin(), start.begin() + 3, isLetter) && start[3] == std::byte{1};
-}
-
-/// Reads `size` bytes into `data`, which grows as they come. False where the end comes first.
-bool readData(FileReader& reader, std::size_t size, std::vector<std::byte>& data) {
-  data.clear();
-  while (data.size() < size) {
-    const std::size_t step = std::min(kReadStep, size - data.size());
-    data.resize(data.size() + step);
-    if (reader.read(std::span(data).last(step)) < step) return false;
+/// What the user is told where the tag-stream library answers `status` for `file`.
+std::string describe(std::uint32_t status, const FileInput& file) {
+  switch (status) {
+    case kKrvoMTGNoTagStream:
+      return fmt::format("{} is not a tag stream: three letters and version 1 expected at its start", file.name());
+    case kKrvoMTGBadHeader:
+      return fmt::format("{} is not a tag stream: a header of at least 9 bytes expected", file.name());
+    case kKrvoMTGOutOfMemory:
+      return fmt::format("cannot read {}: no memory left", file.name());
+    default:
+      if (file.failure().empty()) return fmt::format("cannot read {}: tag-stream error {}", file.name(), status);
+      return fmt::format("cannot read {}: {}", file.name(), file.failure());
   }
-  return true;
+}
+
+/// Runs an operation of the reader of `file`; what it throws becomes an InputError.
+template <typename Operation>
+auto reading(const FileInput& file, const Operation& operation) {
+  try {
+    return operation();
+  } catch (const mtg::Exception& error) {
+    throw InputError(describe(error.status(), file));
+  }
 }
 
 }  // namespace
@@ -43,32 +42,36 @@ bool readData(FileReader& reader, std::size_t size, std::vector<std::byte>& data
 bool isTagStream(const std::string& path) {
   std::error_code ignored;
   if (!std::filesystem::is_regular_file(path, ignored)) return false;
-  std::array<char, 4> start = {};
-  std::ifstream file(path, std::ios::binary);
-  return file.read(start.data(), start.size()) && hasSignature(std::as_bytes(std::span(start)));
+  try {
+    const StopSignal noStop;
+    FileInput file(path, noStop);
+    const mtg::Allocator allocator;
+    mtg::Reader(file, allocator);
+    return true;
+  } catch (const InputError&) {
+    return false;
+  } catch (const mtg::Exception& error) {
+    return error.status() == kKrvoMTGBadHeader;
+  }
 }
 
-TagStream::TagStream(std::unique_ptr<FileReader> reader) : reader_(std::move(reader)) {
-  std::array<std::byte, kHeaderSize> header = {};
-  const std::size_t count = reader_->read(header);
-  if (count < kHeaderSize || !hasSignature(header)) {
-    throw InputError(fmt::format("{} is not a tag stream", reader_->name()));
-  }
-  const std::uint32_t headerSize = qvs::util::ByteReader(std::span(header).subspan(5)).u32();
-  if (headerSize < kHeaderSize) {
-    throw InputError(fmt::format("{} is not a tag stream: its header has {} bytes, at least {} are needed",
-                                 reader_->name(), headerSize, kHeaderSize));
-  }
-  reader_->skip(headerSize - kHeaderSize + qvs::util::kTagBackPointerSize);
+TagStream::TagStream(std::unique_ptr<FileInput> file) : file_(std::move(file)) {
+  reading(*file_, [this] {
+    reader_.emplace(*file_, allocator_);
+    tags_.emplace(reader_->tags());
+  });
 }
 
 std::optional<InputMessage> TagStream::next() {
-  std::array<std::byte, qvs::util::kTagHeaderSize> header = {};
-  if (reader_->read(header) < header.size()) return std::nullopt;
-  if (!readData(*reader_, qvs::util::tagDataSize(header.data()), data_)) return std::nullopt;
-  reader_->skip(qvs::util::kTagBackPointerSize);
-  return InputMessage{
-      .type = qvs::util::tagRawType(header.data()), .timeMs = qvs::util::tagTimestamp(header.data()), .data = data_};
+  return reading(*file_, [this]() -> std::optional<InputMessage> {
+    const auto tag = tags_->next();
+    if (!tag) return std::nullopt;
+    tag_.resize(tag->length());
+    tag->copyHeaderAndData(tag_);
+    return InputMessage{.type = qvs::util::tagRawType(tag_.data()),
+                        .timeMs = qvs::util::tagTimestamp(tag_.data()),
+                        .data = std::span(tag_).subspan(qvs::util::kTagHeaderSize)};
+  });
 }
 
 }  // namespace host

@@ -13,8 +13,8 @@ std::unique_ptr<Input> openInput(const std::string& name, const std::vector<std:
   const bool standardInput = name == "-";
   if (!standardInput && !isTagStream(name)) return std::make_unique<AvInput>(name, maps, log, stop);
   if (!maps.empty()) throw UsageError("--map chooses streams of a media file; of a tag stream every tag is recorded");
-  auto reader = standardInput ? std::make_unique<FileReader>(stop) : std::make_unique<FileReader>(name, stop);
-  return std::make_unique<TagStream>(std::move(reader));
+  auto file = standardInput ? std::make_unique<FileInput>(stop) : std::make_unique<FileInput>(name, stop);
+  return std::make_unique<TagStream>(std::move(file));
 }
 
 }  // namespace host

@@ -11,9 +11,11 @@
 #include "host/files/RecordingDirectory.h"
 #include "host/files/protection.h"
 #include "host/files/smallFiles.h"
+#include "host/input/TagStream.h"
 #include "host/inspect/describeProtection.h"
 #include "host/inspect/describeSegment.h"
 #include "host/inspect/describeSmallFiles.h"
+#include "host/inspect/describeTagStream.h"
 #include "host/inspect/scriptJson.h"
 #include "platform/container/SegmentError.h"
 
@@ -58,6 +60,9 @@ void describeContent(const std::string& path, Json& document) {
   } else if (type == "ftyp"_4cc) {
     document["kind"] = "segment";
     describeSegment(file, document);
+  } else if (isTagStream(path)) {
+    document["kind"] = "tagStream";
+    describeTagStream(path, document);
   } else if (path.ends_with(".control") || file.size() == kControlFileSize) {
     document["kind"] = "control";
     document["baseTime"] = parseControl(readSmallFile(path));
@@ -70,7 +75,8 @@ void describeContent(const std::string& path, Json& document) {
     document.update(describeScript(bytes));
     document["protection"] = describeMetadata(readDrmMeta(bytes));
   } else {
-    throw Malformed(0, "no file of a recording: abst, afra, ftyp, or four bytes of control file expected");
+    throw Malformed(0,
+                    "no file of a recording: abst, afra, ftyp, a tag stream, or four bytes of control file expected");
   }
 }
 

@@ -9,9 +9,9 @@ namespace host {
 namespace {
 
 constexpr const char* kFooter =
-    R"(A PATH is a .bootstrap, .k2i, .control, .meta, .drmmeta or .k2r file, told by its content, or the
-directory of a recording, which stands for all of them. All times are milliseconds, all offsets
-bytes from the start of the file.
+    R"(A PATH is a .bootstrap, .k2i, .control, .meta, .drmmeta or .k2r file, or a .mtg tag stream, told by
+its content, or the directory of a recording, which stands for all of its files. All times are
+milliseconds, all offsets bytes from the start of the file.
 
 Exit status: 0 all well, 1 something cannot be read (what could be is printed), 2 bad usage.)";
 
@@ -38,7 +38,7 @@ ExitStatus runInspect(const Options& options) {
 
 void addInspectCommand(Command program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
-  Command command = program.subcommand("inspect", "Print what is in the files of a recording");
+  Command command = program.subcommand("inspect", "Print what is in the files of a recording, or in a tag stream");
   command.option("PATH", options->paths, "Files, or directories of recordings").required();
   command.flag("--json", options->json, "Print one JSON document");
   command.footer(kFooter);

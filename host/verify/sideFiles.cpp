@@ -6,7 +6,7 @@
 
 #include "host/errors.h"
 #include "host/files/Malformed.h"
-#include "host/files/scriptData.h"
+#include "util/scriptValue.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
 #include "host/verify/protectionCheck.h"
@@ -29,7 +29,7 @@ void checkDescription(const std::vector<std::byte>& bytes, const FileFindings& o
   qvs::util::ByteReader in(bytes);
   in.skip(begin.size());
   try {
-    skipScriptValue(in);
+    qvs::util::skipScriptValue(in);
     if (in.remaining() != 0) out.damage(in.position(), "expected nothing behind the description");
   } catch (const qvs::util::MalformedInput& error) {
     out.damage(in.position(), "description: " + error.message());

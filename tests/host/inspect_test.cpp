@@ -6,7 +6,9 @@
 #include "host/inspect/describeFile.h"
 #include "host/inspect/textTree.h"
 #include "tests/host/RecordingMaker.h"
+#include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/tagFile.h"
 
 namespace {
 
@@ -98,6 +100,26 @@ const MadeRecording& described() {
     return RecordingPlan{.messages = std::move(messages)};
   }());
   return recording;
+}
+
+TEST(Inspect, TellsWhatThePackagerMakesOfATagStream) {
+  const TempDirectory directory;
+  const std::string path = directory.file("in.mtg");
+  const auto image = tagFile(stream().keyFramesEvery(2000).audio(500).until(4000));
+  writeWholeFile(path, {reinterpret_cast<const char*>(image.data()), image.size()});
+  const Json document = describe(path);
+  EXPECT_EQ(document["kind"], "tagStream");
+  EXPECT_EQ(document["size"], image.size());
+  EXPECT_EQ(document["duration"], 3960);
+  ASSERT_EQ(document["tracks"].size(), 2U);
+  EXPECT_EQ(document["tracks"][0].dump(),
+            R"({"handler":"vide","format":"avc1","duration":3960,"timescale":1000,"language":"eng","width":640,)"
+            R"("height":360,"sampleRate":null,"channels":null,"bitsPerSample":null,"samples":101,"keyFrames":3,)"
+            R"("emptySamples":0,"sampleBytes":29542,"firstTime":0,"lastTime":3960})");
+  EXPECT_EQ(document["tracks"][1].dump(),
+            R"({"handler":"soun","format":"mp4a","duration":3960,"timescale":1000,"language":"eng","width":null,)"
+            R"("height":null,"sampleRate":44000,"channels":2,"bitsPerSample":16,"samples":9,"emptySamples":0,)"
+            R"("sampleBytes":626,"firstTime":0,"lastTime":3500})");
 }
 
 TEST(Inspect, TellsTheDescriptionAsValues) {

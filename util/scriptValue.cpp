@@ -1,15 +1,13 @@
-#include "host/files/scriptData.h"
+#include "util/scriptValue.h"
 
-#include <cstdint>
-
-namespace host {
+namespace qvs::util {
 namespace {
 
-using qvs::util::ByteReader;
-using qvs::util::MalformedInput;
-
 constexpr int kMaxDepth = 16;
-constexpr std::uint8_t kObjectEnd = 9;
+
+ScriptMarker readMarker(ByteReader& in) {
+  return static_cast<ScriptMarker>(in.u8());
+}
 
 void skipValue(ByteReader& in, int depth);
 
@@ -20,7 +18,7 @@ void skipMembers(ByteReader& in, int depth) {
     in.skip(length);
     if (length != 0) {
       skipValue(in, depth + 1);
-    } else if (in.u8() == kObjectEnd) {
+    } else if (readMarker(in) == ScriptMarker::kObjectEnd) {
       return;
     } else {
       throw MalformedInput("a value without a name");
@@ -30,27 +28,27 @@ void skipMembers(ByteReader& in, int depth) {
 
 void skipValue(ByteReader& in, int depth) {
   if (depth > kMaxDepth) throw MalformedInput("values too deep in one another");
-  switch (in.u8()) {
-    case 0:  // number
-      return in.skip(8);
-    case 1:  // flag
+  switch (readMarker(in)) {
+    case ScriptMarker::kNumber:
+      return in.skip(sizeof(double));
+    case ScriptMarker::kFlag:
       return in.skip(1);
-    case 2:  // text
+    case ScriptMarker::kText:
       return in.skip(in.u16());
-    case 3:  // object
+    case ScriptMarker::kObject:
       return skipMembers(in, depth);
-    case 5:  // null
-    case 6:  // undefined
+    case ScriptMarker::kNull:
+    case ScriptMarker::kUndefined:
       return;
-    case 8:  // named array; the count is a hint
-      in.skip(4);
+    case ScriptMarker::kNamedArray:
+      in.skip(4);  // the count is a hint
       return skipMembers(in, depth);
-    case 10:  // strict array
+    case ScriptMarker::kStrictArray:
       for (std::uint32_t left = in.u32(); left > 0; --left) skipValue(in, depth + 1);
       return;
-    case 11:  // date
+    case ScriptMarker::kDate:
       return in.skip(8 + 2);
-    case 12:  // long text
+    case ScriptMarker::kLongText:
       return in.skip(in.u32());
     default:
       throw MalformedInput("a value of another kind");
@@ -63,4 +61,4 @@ void skipScriptValue(ByteReader& in) {
   skipValue(in, 0);
 }
 
-}  // namespace host
+}  // namespace qvs::util

@@ -1,0 +1,56 @@
+#include "host/input/FileInput.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "host/errors.h"
+#include "platform/tagstream/krvo_mtg.h"
+#include "wrappers/mtg/Exception.h"
+
+namespace host {
+
+FileInput::FileInput(const std::string& path, const StopSignal& stop)
+    : name_(path), stop_(stop), fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), standardInput_(false) {
+  if (fd_ == -1) throw InputError(fmt::format("cannot open '{}': {}", name_, std::strerror(errno)));
+}
+
+FileInput::FileInput(const StopSignal& stop)
+    : name_("standard input"), stop_(stop), fd_(STDIN_FILENO), standardInput_(true) {}
+
+std::uint32_t FileInput::read(void* buffer, std::uint32_t count) {
+  while (stop_.waitReadable(fd_)) {
+    const ssize_t done = ::read(fd_, buffer, count);
+    if (done >= 0) return static_cast<std::uint32_t>(done);
+    if (errno != EINTR && errno != EAGAIN) fail();
+  }
+  return 0;
+}
+
+void FileInput::seek(std::int64_t offset, std::uint32_t mode) {
+  constexpr int kModes[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+  if (standardInput_ || mode > 2) throw mtg::Exception(kKrvoMTGStreamFailed);
+  if (::lseek(fd_, offset, kModes[mode]) != -1) return;
+  // A pipe with a name: it is read front to back, like standard input.
+  if (errno == ESPIPE) throw mtg::Exception(kKrvoMTGStreamFailed);
+  fail();
+}
+
+std::int64_t FileInput::tell() {
+  return ::lseek(fd_, 0, SEEK_CUR);
+}
+
+void FileInput::close() {
+  if (fd_ != -1 && !standardInput_) ::close(fd_);
+  fd_ = -1;
+}
+
+void FileInput::fail() {
+  failure_ = std::strerror(errno);
+  throw mtg::Exception(kKrvoMTGStreamFailed);
+}
+
+}  // namespace host

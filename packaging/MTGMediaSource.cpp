@@ -1,0 +1,137 @@
+#include "packaging/MTGMediaSource.h"
+
+#include <optional>
+#include <utility>
+
+#include "fragmentation/truncation.h"
+#include "packaging/K2RTrackIterator.h"
+#include "packaging/MTGSampleIterator.h"
+#include "packaging/mtgCodec.h"
+
+namespace ruvo::k2rpkgutil {
+
+using namespace qvs::util;
+
+namespace {
+
+/// The first tag of that type with any data, further on in `tags`.
+std::optional<mtg::Tag> firstWithData(const mtg::TagIterator& tags, std::uint32_t type) {
+  while (auto tag = tags.next()) {
+    const MTGTagInfo info = tag->info();
+    if (info.type == type && info.dataSize > 0) return tag;
+  }
+  return std::nullopt;
+}
+
+std::shared_ptr<K2RSampleDescriptor> makeDescriptor(std::shared_ptr<SampleDescInfo> info) {
+  auto descriptor = std::make_shared<K2RSampleDescriptor>();
+  descriptor->formatCode = info->formatCode;
+  descriptor->info = std::move(info);
+  return descriptor;
+}
+
+std::shared_ptr<K2RTrack> makeTrack(FourCC handler, std::uint64_t duration) {
+  auto track = std::make_shared<K2RTrack>();
+  track->handlerType = handler;
+  track->duration = static_cast<std::uint32_t>(duration);
+  track->flags = 1;
+  track->entries = {1, 0, 0};
+  return track;
+}
+
+/// Takes the number of an entry; a value that is none leaves `out` as it is.
+void takeNumber(const mtg::ScriptData& entry, double& out) {
+  try {
+    out = entry.number();
+  } catch (const mtg::Exception& error) {
+    if (error.status() != kKrvoMTGOtherKind) throw;
+  }
+}
+
+}  // namespace
+
+MTGMediaSource::MTGMediaSource(IPackagerContext& context, const std::string& path, std::uint32_t openFlags)
+    : context_(context), stream_(path, openFlags), reader_(stream_, allocator_) {
+  const PictureSize picture = findPictureSize();
+  document_.duration = findDuration();
+  const MTGDocInfo content = reader_.docInfo();
+  const mtg::TagIterator tags = reader_.tags();
+  if (content.hasVideo != 0) addVideo(tags, picture);
+  if (content.hasAudio != 0) addAudio(tags);
+}
+
+ITrackIterator* MTGMediaSource::getTracks() {
+  return std::make_unique<K2RTrackIterator>(tracks_).release();
+}
+
+void MTGMediaSource::getSamples(std::unique_ptr<ISampleIterator>& out) {
+  out = std::make_unique<MTGSampleIterator>(context_, reader_.tagsByTypes(filter_));
+}
+
+MTGMediaSource::PictureSize MTGMediaSource::findPictureSize() const {
+  // A description stands at the start of a stream; one that comes late is of another part of it.
+  constexpr int kTagsLookedAt = 10;
+  PictureSize picture;
+  const mtg::TagIterator tags = reader_.tags();
+  for (int count = 0; count < kTagsLookedAt; ++count) {
+    const auto tag = tags.next();
+    if (!tag || tag->info().timestamp > 0) break;
+    if (tag->info().type != kAmf0DataTag) continue;
+    const mtg::ScriptData description = tag->scriptData();
+    if (description.name() != "onMetaData") continue;
+    const mtg::ScriptDataIterator members = description.members();
+    while (const auto member = members.next()) {
+      if (member->name() == "width") takeNumber(*member, picture.width);
+      if (member->name() == "height") takeNumber(*member, picture.height);
+    }
+    break;
+  }
+  return picture;
+}
+
+std::uint32_t MTGMediaSource::findDuration() const {
+  std::optional<mtg::Tag> last;
+  try {
+    last = reader_.tags(true).next();
+  } catch (const mtg::Exception& error) {
+    if (error.status() != kKrvoMTGNoWayBack) throw;
+    const mtg::TagIterator tags = reader_.tags();
+    while (auto tag = tags.next()) last = std::move(tag);
+  }
+  return last ? last->info().timestamp : 0;
+}
+
+void MTGMediaSource::addVideo(const mtg::TagIterator& tags, const PictureSize& picture) {
+  auto track = makeTrack("vide"_4cc, document_.duration);
+  track->width = static_cast<float>(picture.width);
+  track->height = static_cast<float>(picture.height);
+  if (const auto tag = firstWithData(tags, kVideoTag)) {
+    auto info = std::make_shared<VideoSampleDescInfo>();
+    info->formatCode = mtgVideoFormat(tag->videoInfo().codecId);
+    info->handlerCode = "vide"_4cc;
+    info->width = ruvo::k2r::truncateTo32Bits(picture.width);
+    info->height = ruvo::k2r::truncateTo32Bits(picture.height);
+    track->sampleDescriptors.push_back(makeDescriptor(std::move(info)));
+  }
+  filter_.push_back(kVideoTag);
+  tracks_.push_back(std::move(track));
+}
+
+void MTGMediaSource::addAudio(const mtg::TagIterator& tags) {
+  auto track = makeTrack("soun"_4cc, document_.duration);
+  track->volume = 1.0F;
+  if (const auto tag = firstWithData(tags, kAudioTag)) {
+    const MTGAudioInfo audio = tag->audioInfo();
+    auto info = std::make_shared<AudioSampleDescInfo>();
+    info->formatCode = mtgAudioFormat(audio.soundFormat);
+    info->handlerCode = "soun"_4cc;
+    info->sampleRate = mtgSampleRate(audio.rateIndex);
+    info->channels = audio.channelBit != 0 ? 2 : 1;
+    info->bytesPerSample = audio.sizeBit != 0 ? 16 : 8;
+    track->sampleDescriptors.push_back(makeDescriptor(std::move(info)));
+  }
+  filter_.push_back(kAudioTag);
+  tracks_.push_back(std::move(track));
+}
+
+}  // namespace ruvo::k2rpkgutil

@@ -1,0 +1,256 @@
+// The entries of the library.
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/tagstream/ScriptEntry.h"
+#include "platform/tagstream/StatusError.h"
+#include "platform/tagstream/TagFile.h"
+#include "platform/tagstream/TagWalk.h"
+#include "platform/tagstream/guard.h"
+#include "platform/tagstream/krvo_mtg.h"
+
+using namespace krvo::tagstream;
+
+struct KrvoMTGReader {
+  std::shared_ptr<TagFile> file;
+};
+
+struct KrvoMTGTagIterator {
+  TagWalk walk;
+};
+
+struct KrvoMTGTag {
+  std::shared_ptr<TagFile> file;
+  StoredTag tag;
+};
+
+struct KrvoMTGScriptData {
+  ScriptEntry entry;
+};
+
+struct KrvoMTGScriptDataIterator {
+  ScriptMembers members;
+};
+
+namespace {
+
+constexpr std::uint8_t kAudioTag = 8;
+constexpr std::uint8_t kVideoTag = 9;
+constexpr std::uint8_t kScriptTag = 18;
+
+/// Gives a handle to the caller, who owns it from here on.
+template <typename Handle, typename... Parts>
+Handle* giveHandle(Parts&&... parts) {
+  return std::make_unique<Handle>(Handle{std::forward<Parts>(parts)...}).release();
+}
+
+/// Takes back what giveHandle() gave.
+template <typename Handle>
+KrvoMTGStatus takeHandle(Handle* handle) noexcept {
+  if (handle == nullptr) return kKrvoMTGBadArgument;
+  const std::unique_ptr<Handle> ended(handle);
+  return kKrvoMTGOk;
+}
+
+/// The answer to a query about a thing of the caller's; both are looked at before anything is done.
+template <typename Record>
+void answer(Record* out, Record values) {
+  require(out != nullptr && out->size == sizeof(Record));
+  values.size = sizeof(Record);
+  *out = values;
+}
+
+TagChoice everything() {
+  using Limits = std::numeric_limits<std::int32_t>;
+  return {.from = Limits::min(), .to = Limits::max(), .types = {}};
+}
+
+void giveWalk(KrvoMTGReader* reader, TagChoice choice, std::uint32_t reversed, KrvoMTGTagIterator** iterator) {
+  require(reader != nullptr && iterator != nullptr);
+  *iterator = giveHandle<KrvoMTGTagIterator>(TagWalk(reader->file, std::move(choice), reversed != 0));
+}
+
+/// The first byte of the data of a tag of that type.
+std::uint8_t firstByte(const KrvoMTGTag* tag, std::uint8_t type) {
+  require(tag != nullptr);
+  require(tag->tag.type() == type && tag->tag.dataSize() != 0, kKrvoMTGOtherKind);
+  const auto byte = tag->file->bytes().view(tag->tag.offset + tag->tag.header.size(), 1);
+  require(!byte.empty(), kKrvoMTGStreamFailed);
+  return std::to_integer<std::uint8_t>(byte.front());
+}
+
+/// Header and data. A file that has become shorter since the tag was found is a stream that fails.
+std::span<const std::byte> headerAndData(const KrvoMTGTag& tag) {
+  const auto bytes = tag.file->bytes().view(tag.tag.offset, tag.tag.length());
+  require(bytes.size() == tag.tag.length(), kKrvoMTGStreamFailed);
+  return bytes;
+}
+
+}  // namespace
+
+KrvoMTGStatus KrvoMTGDocOpenForRead(const KrvoMTGInputStreamCallBacks* stream,
+                                    const KrvoMTGAllocatorCallBacks* allocator, KrvoMTGReader** reader) {
+  return guarded([=] {
+    require(stream != nullptr && allocator != nullptr && reader != nullptr);
+    *reader = giveHandle<KrvoMTGReader>(std::make_shared<TagFile>(*stream, *allocator));
+  });
+}
+
+KrvoMTGStatus KrvoMTGReleaseReader(KrvoMTGReader* reader) {
+  return takeHandle(reader);
+}
+
+KrvoMTGStatus KrvoMTGReaderGetDocInfo(KrvoMTGReader* reader, MTGDocInfo* info) {
+  return guarded([=] {
+    require(reader != nullptr);
+    MTGDocInfo found = {};
+    TagWalk walk(reader->file, everything(), false);
+    while (found.hasAudio == 0 || found.hasVideo == 0) {
+      const auto tag = walk.next();
+      if (!tag) break;
+      if (tag->type() == kAudioTag) found.hasAudio = 1;
+      if (tag->type() == kVideoTag) found.hasVideo = 1;
+    }
+    answer(info, found);
+  });
+}
+
+KrvoMTGStatus KrvoMTGReaderGetTags(KrvoMTGReader* reader, std::int32_t from, std::int32_t to, std::uint32_t reversed,
+                                   KrvoMTGTagIterator** iterator) {
+  return guarded([=] { giveWalk(reader, {.from = from, .to = to, .types = {}}, reversed, iterator); });
+}
+
+KrvoMTGStatus KrvoMTGReaderGetTagsByTagTypes(KrvoMTGReader* reader, const std::uint8_t* types, std::uint32_t typeCount,
+                                             std::int32_t from, std::int32_t to, std::uint32_t reversed,
+                                             KrvoMTGTagIterator** iterator) {
+  return guarded([=] {
+    require(types != nullptr || typeCount == 0);
+    TagChoice choice{.from = from, .to = to, .types = {types, types + typeCount}};
+    // No type at all is no tag, where an empty choice would be all.
+    if (typeCount == 0) choice = {.from = 1, .to = 0, .types = {}};
+    giveWalk(reader, std::move(choice), reversed, iterator);
+  });
+}
+
+KrvoMTGStatus KrvoMTGReleaseTagIterator(KrvoMTGTagIterator* iterator) {
+  return takeHandle(iterator);
+}
+
+KrvoMTGStatus KrvoMTGTagIteratorHasMoreEntries(KrvoMTGTagIterator* iterator, std::uint32_t* answer) {
+  return guarded([=] {
+    require(iterator != nullptr && answer != nullptr);
+    *answer = iterator->walk.peek() ? 1 : 0;
+  });
+}
+
+KrvoMTGStatus KrvoMTGTagIteratorGetNextEntry(KrvoMTGTagIterator* iterator, KrvoMTGTag** tag) {
+  return guarded([=] {
+    require(iterator != nullptr && tag != nullptr);
+    const auto next = iterator->walk.next();
+    require(next.has_value(), kKrvoMTGNoMoreEntries);
+    *tag = giveHandle<KrvoMTGTag>(iterator->walk.file(), *next);
+  });
+}
+
+KrvoMTGStatus KrvoMTGReleaseTag(KrvoMTGTag* tag) {
+  return takeHandle(tag);
+}
+
+KrvoMTGStatus KrvoMTGTagGetInfo(KrvoMTGTag* tag, MTGTagInfo* info) {
+  return guarded([=] {
+    require(tag != nullptr);
+    const StoredTag& stored = tag->tag;
+    answer(info, {.size = 0,
+                  .type = stored.type(),
+                  .dataSize = stored.dataSize(),
+                  .timestamp = stored.timestamp(),
+                  .streamId = qvs::util::tagStreamId(stored.header.data())});
+  });
+}
+
+KrvoMTGStatus KrvoMTGTagGetVideoInfo(KrvoMTGTag* tag, MTGVideoInfo* info) {
+  return guarded([=] {
+    const unsigned byte = firstByte(tag, kVideoTag);
+    answer(info, {.size = 0, .frameType = byte >> 4, .codecId = byte & 0x0F});
+  });
+}
+
+KrvoMTGStatus KrvoMTGTagGetAudioInfo(KrvoMTGTag* tag, MTGAudioInfo* info) {
+  return guarded([=] {
+    const unsigned byte = firstByte(tag, kAudioTag);
+    answer(info, {.size = 0,
+                  .soundFormat = byte >> 4,
+                  .rateIndex = byte >> 2 & 3,
+                  .sizeBit = byte >> 1 & 1,
+                  .channelBit = byte & 1});
+  });
+}
+
+KrvoMTGStatus KrvoMTGTagGetLength(KrvoMTGTag* tag, std::uint32_t* length) {
+  return guarded([=] {
+    require(tag != nullptr && length != nullptr);
+    *length = tag->tag.length();
+  });
+}
+
+KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::uint32_t length) {
+  return guarded([=] {
+    require(tag != nullptr && buffer != nullptr && length == tag->tag.length());
+    std::memcpy(buffer, headerAndData(*tag).data(), length);
+  });
+}
+
+KrvoMTGStatus KrvoMTGTagGetScriptData(KrvoMTGTag* tag, KrvoMTGScriptData** data) {
+  return guarded([=] {
+    require(tag != nullptr && data != nullptr);
+    require(tag->tag.type() == kScriptTag, kKrvoMTGOtherKind);
+    const auto payload = headerAndData(*tag).subspan(tag->tag.header.size());
+    *data = giveHandle<KrvoMTGScriptData>(ScriptEntry({payload.begin(), payload.end()}));
+  });
+}
+
+KrvoMTGStatus KrvoMTGReleaseScriptData(KrvoMTGScriptData* data) {
+  return takeHandle(data);
+}
+
+KrvoMTGStatus KrvoMTGScriptDataGetName(KrvoMTGScriptData* data, const char** name, std::uint32_t* length) {
+  return guarded([=] {
+    require(data != nullptr && name != nullptr && length != nullptr);
+    *name = data->entry.name().data();
+    *length = static_cast<std::uint32_t>(data->entry.name().size());
+  });
+}
+
+KrvoMTGStatus KrvoMTGScriptDataGetNumber(KrvoMTGScriptData* data, double* number) {
+  return guarded([=] {
+    require(data != nullptr && number != nullptr);
+    const auto value = data->entry.number();
+    require(value.has_value(), kKrvoMTGOtherKind);
+    *number = *value;
+  });
+}
+
+KrvoMTGStatus KrvoMTGScriptDataGetIterator(KrvoMTGScriptData* data, KrvoMTGScriptDataIterator** iterator) {
+  return guarded([=] {
+    require(data != nullptr && iterator != nullptr);
+    *iterator = giveHandle<KrvoMTGScriptDataIterator>(ScriptMembers(data->entry));
+  });
+}
+
+KrvoMTGStatus KrvoMTGReleaseScriptDataIterator(KrvoMTGScriptDataIterator* iterator) {
+  return takeHandle(iterator);
+}
+
+KrvoMTGStatus KrvoMTGScriptDataIteratorGetNext(KrvoMTGScriptDataIterator* iterator, KrvoMTGScriptData** entry) {
+  return guarded([=] {
+    require(iterator != nullptr && entry != nullptr);
+    auto member = iterator->members.next();
+    *entry = member ? giveHandle<KrvoMTGScriptData>(std::move(*member)) : nullptr;
+  });
+}

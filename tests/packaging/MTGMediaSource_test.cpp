@@ -1,0 +1,289 @@
+#include "packaging/MTGMediaSource.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+
+#include "fragmentation/K2RPkgUtilException.h"
+#include "packaging/RefCountedMemoryArena.h"
+#include "tests/support/TempDirectory.h"
+#include "tests/support/hex.h"
+#include "tests/support/tagFile.h"
+
+namespace ruvo::k2rpkgutil {
+namespace {
+
+using qvs::util::operator""_4cc;
+using test::StreamMessage;
+
+class MTGMediaSourceTest : public testing::Test, public IPackagerContext {
+ protected:
+  IMemoryArena& getArena() override { return arena_; }
+
+  MTGMediaSource& open(std::span<const std::byte> image) {
+    std::ofstream(path_, std::ios::binary)
+        .write(reinterpret_cast<const char*>(image.data()), static_cast<std::streamsize>(image.size()));
+    return source_.emplace(*this, path_, ruvo::k2r::openFlagsFor(false, true));
+  }
+  MTGMediaSource& open(const std::vector<StreamMessage>& messages) { return open(test::tagFile(messages)); }
+
+  std::vector<std::shared_ptr<K2RTrack>> tracks() {
+    const std::unique_ptr<ITrackIterator> iterator(source_->getTracks());
+    std::vector<std::shared_ptr<K2RTrack>> tracks;
+    while (iterator->hasNext()) iterator->next(tracks.emplace_back());
+    return tracks;
+  }
+  template <typename Info>
+  const Info& onlyDescription() {
+    return dynamic_cast<const Info&>(*tracks().at(0)->sampleDescriptors.at(0)->info);
+  }
+
+  test::TempDirectory directory_;
+  std::string path_ = directory_.file("in.mtg");
+  RefCountedMemoryArena arena_;
+  std::optional<MTGMediaSource> source_;
+};
+
+StreamMessage message(std::uint8_t type, std::uint32_t time, const char* data) {
+  return {type, time, test::fromHex(data)};
+}
+
+TEST_F(MTGMediaSourceTest, TellsOfTheWholeStream) {
+  const auto document = open(test::stream().keyFramesEvery(2000).audio(23).until(4000)).getDocumentProperties();
+  EXPECT_EQ(document.version, 1U);
+  EXPECT_EQ(document.duration, 3979U);
+  EXPECT_EQ(document.timescale, 1000U);
+  ASSERT_EQ(tracks().size(), 2U);
+  const K2RTrack video = *tracks()[0], audio = *tracks()[1];
+  EXPECT_EQ(video.handlerType, "vide"_4cc);
+  EXPECT_EQ(audio.handlerType, "soun"_4cc);
+  EXPECT_EQ(video.width, 640.0F);
+  EXPECT_EQ(video.height, 360.0F);
+  EXPECT_EQ(audio.width, 0.0F);
+  EXPECT_EQ(video.volume, 0.0F);
+  EXPECT_EQ(audio.volume, 1.0F);
+  for (const K2RTrack& track : {video, audio}) {
+    EXPECT_EQ(track.duration, 3979U);
+    EXPECT_EQ(track.language, "eng");
+    EXPECT_EQ(track.flags, 1U);
+    EXPECT_EQ(track.entries, (std::array<std::uint32_t, 3>{1, 0, 0}));
+    ASSERT_EQ(track.sampleDescriptors.size(), 1U);
+    EXPECT_TRUE(track.sampleDescriptors[0]->codecHeader.empty());
+    EXPECT_TRUE(track.sampleDescriptors[0]->protection.empty());
+    EXPECT_EQ(track.sampleDescriptors[0]->info->handlerCode, track.handlerType);
+  }
+  const auto& picture = onlyDescription<VideoSampleDescInfo>();
+  EXPECT_EQ(picture.formatCode, "avc1"_4cc);
+  EXPECT_EQ(picture.width, 640U);
+  EXPECT_EQ(picture.height, 360U);
+}
+
+TEST_F(MTGMediaSourceTest, NamesTheCodecOfTheFirstTagWithData) {
+  const struct {
+    std::uint8_t type;
+    const char* data;
+    qvs::util::FourCC format;
+  } rows[] = {{9, "11", "jpeg"_4cc}, {9, "12", "H263"_4cc}, {9, "14", "VP6F"_4cc}, {9, "25", "VP6A"_4cc},
+              {9, "17", "avc1"_4cc}, {9, "13", 0},          {8, "00", ".mp3"_4cc}, {8, "10", ".mp3"_4cc},
+              {8, "2f", ".mp3"_4cc}, {8, "30", ".mp3"_4cc}, {8, "ef", ".mp3"_4cc}, {8, "4f", "nmos"_4cc},
+              {8, "5f", "nmos"_4cc}, {8, "6f", "nmos"_4cc}, {8, "af", "mp4a"_4cc}, {8, "bf", "spex"_4cc},
+              {8, "7f", 0}};
+  for (const auto& row : rows) {
+    open({message(row.type, 0, ""), message(row.type, 1, row.data)});
+    EXPECT_EQ(onlyDescription<SampleDescInfo>().formatCode, row.format) << row.data;
+  }
+}
+
+TEST_F(MTGMediaSourceTest, ReadsRateChannelsAndSizeOffTheFirstByte) {
+  const struct {
+    const char* data;
+    float rate;
+    std::uint32_t channels, bits;
+  } rows[] = {{"20", 5500, 1, 8}, {"25", 11000, 2, 8}, {"2a", 22000, 1, 16}, {"af", 44000, 2, 16}};
+  for (const auto& row : rows) {
+    open({message(8, 0, row.data)});
+    const auto& audio = onlyDescription<AudioSampleDescInfo>();
+    EXPECT_EQ(audio.sampleRate, row.rate) << row.data;
+    EXPECT_EQ(audio.channels, row.channels) << row.data;
+    EXPECT_EQ(audio.bytesPerSample, row.bits) << row.data;
+  }
+}
+
+TEST_F(MTGMediaSourceTest, TakesThePictureSizeFromADescriptionAtTheStart) {
+  const StreamMessage description = test::metadata(0), other = message(18, 0, "02 0002 6f6e"),
+                      video = message(9, 0, "17010000");
+  const auto behind = [&](std::size_t count, const StreamMessage& last) {
+    std::vector<StreamMessage> messages(count, video);
+    messages.push_back(last);
+    return messages;
+  };
+  const auto members = [&](const char* hex) {
+    return std::vector{message(18, 0, (std::string("02 000a 6f6e4d65746144617461 03") + hex + "000009").c_str()),
+                       video};
+  };
+  const char* const kHeight = "0006 686569676874 00 4076800000000000";
+  const struct {
+    const char* why;
+    std::vector<StreamMessage> messages;
+    std::uint32_t width, height;
+  } rows[] = {
+      {"behind another script tag", {other, description, video}, 640, 360},
+      {"the tenth tag", behind(9, description), 640, 360},
+      {"the eleventh tag", behind(10, description), 0, 0},
+      {"a first tag with a time", {message(9, 1, "17010000"), description}, 0, 0},
+      {"a description with a time", {test::metadata(1), video}, 0, 0},
+      {"only the first description counts", {members(kHeight)[0], description, video}, 0, 360},
+      {"a longer name", members("0006 776964746873 00 4084000000000000"), 0, 0},
+      {"a width that is no number", members((std::string("0005 7769647468 02 0000") + kHeight).c_str()), 0, 360},
+      {"a width that no picture has", members("0005 7769647468 00 fff0000000000000"), 0, 0}};
+  for (const auto& row : rows) {
+    open(row.messages);
+    const auto& picture = onlyDescription<VideoSampleDescInfo>();
+    EXPECT_EQ(picture.width, row.width) << row.why;
+    EXPECT_EQ(picture.height, row.height) << row.why;
+  }
+}
+
+TEST_F(MTGMediaSourceTest, FindsTheEndOfAFileThatIsCutOff) {
+  const std::vector<StreamMessage> messages = {message(9, 0, "17"), message(9, 4000000000U, "27"),
+                                               message(9, 70, "27")};
+  auto image = test::tagFile(messages);
+  EXPECT_EQ(open(image).getDocumentProperties().duration, 70U) << "the last tag's time, the greatest or not";
+  image.resize(image.size() - 8);
+  EXPECT_EQ(open(image).getDocumentProperties().duration, 4000000000U);
+  EXPECT_EQ(open(std::vector<StreamMessage>{}).getDocumentProperties().duration, 0U);
+}
+
+TEST_F(MTGMediaSourceTest, HasATrackForEachKindOfMediaTags) {
+  open({test::metadata(0), message(18, 40, "05")});
+  EXPECT_TRUE(tracks().empty());
+  std::unique_ptr<ISampleIterator> samples;
+  source_->getSamples(samples);
+  EXPECT_FALSE(samples->hasNext());
+  open({message(8, 0, "af01"), message(9, 10, "17")});
+  ASSERT_EQ(tracks().size(), 2U);
+  EXPECT_TRUE(tracks()[1]->sampleDescriptors.empty()) << "audio in front of the video is not seen";
+  open({message(9, 0, "")});
+  ASSERT_EQ(tracks().size(), 1U);
+  EXPECT_TRUE(tracks()[0]->sampleDescriptors.empty());
+}
+
+TEST_F(MTGMediaSourceTest, MakesAMessageOfEachTag) {
+  const struct {
+    std::uint8_t type;
+    const char* data;
+    std::uint32_t sampleOffset;
+    bool keyFrame;
+  } rows[] = {{9, "1701000000aabb", 16, true},
+              {9, "2701000000aa", 16, false},
+              {9, "1700", 11, true},
+              {9, "11aabb", 11, true},
+              {9, "22aabb", 12, false},
+              {9, "24aabb", 13, false},
+              {9, "25aabb", 13, false},
+              {8, "af01aabb", 13, false},
+              {8, "2faabb", 12, false},
+              {8, "6faa", 12, false},
+              {8, "bfaa", 12, false},
+              {8, "7faa", 11, false},
+              {8, "af", 11, false},
+              {9, "", 11, false}};
+  std::vector<StreamMessage> messages = {test::metadata(0)};
+  for (const auto& row : rows)
+    messages.push_back(message(row.type, static_cast<std::uint32_t>(messages.size()), row.data));
+  open(messages);
+  std::unique_ptr<ISampleIterator> samples;
+  source_->getSamples(samples);
+  std::uint32_t time = 0;
+  for (const auto& row : rows) {
+    ASSERT_TRUE(samples->hasNext());
+    ruvo::k2r::SampleInfo info;
+    samples->nextInfo(info);
+    const auto data = test::fromHex(row.data);
+    EXPECT_EQ(info, (ruvo::k2r::SampleInfo{.kind = row.type == 8 ? k2r::SampleKind::Audio : k2r::SampleKind::Video,
+                                           .time = ++time,
+                                           .keyFrame = row.keyFrame,
+                                           .empty = data.empty()}))
+        << row.data;
+    NQMessage tag;
+    samples->currentMessage(tag);
+    samples->currentMessage(tag);  // does not move on
+    const StreamMessage stored = message(row.type, time, row.data);
+    const auto image = test::tagFile({&stored, 1});
+    EXPECT_EQ(tag.time(), time);
+    EXPECT_EQ(test::hex({tag.header(), tag.totalSize()}), test::hex(std::span(image).subspan(13))) << row.data;
+    EXPECT_EQ(tag.sampleOffset(), row.sampleOffset) << row.data;
+    EXPECT_EQ(tag.sampleSize(), data.size() + 11 - row.sampleOffset) << row.data;
+  }
+  EXPECT_FALSE(samples->hasNext());
+}
+
+TEST_F(MTGMediaSourceTest, ReadsFilesBeyond4GiB) {
+  // Holes make up the data.
+  constexpr std::uint32_t kDataSize = 0xFFFFFF;
+  constexpr std::uint32_t kTags = 260;
+  std::ofstream file(path_, std::ios::binary);
+  const auto write = [&file](std::span<const std::byte> bytes) {
+    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  };
+  write(test::tagFile({}));
+  for (std::uint32_t i = 0; i < kTags; ++i) {
+    std::array<std::byte, 11> header;
+    std::array<std::byte, 4> pointer;
+    qvs::util::writeTagHeader(header.data(), 9, kDataSize, i * 1000);
+    qvs::util::writeTagBackPointer(pointer.data(), kDataSize);
+    write(header);
+    file.seekp(kDataSize, std::ios::cur);
+    write(pointer);
+  }
+  file.close();
+  MTGMediaSource source(*this, path_, ruvo::k2r::openFlagsFor(false, true));
+  EXPECT_EQ(source.getDocumentProperties().duration, (kTags - 1) * 1000U);
+  std::unique_ptr<ISampleIterator> samples;
+  source.getSamples(samples);
+  std::uint32_t count = 0;
+  for (ruvo::k2r::SampleInfo info; samples->hasNext(); ++count) samples->nextInfo(info);
+  EXPECT_EQ(count, kTags);
+}
+
+TEST_F(MTGMediaSourceTest, FailsWithTheStatusOfTheLibrary) {
+  const auto statusOf = [this](const std::string& path) {
+    try {
+      MTGMediaSource(*this, path, ruvo::k2r::openFlagsFor(false, true));
+      return 0U;
+    } catch (const mtg::Exception& error) {
+      return error.status();
+    }
+  };
+  std::ofstream(path_) << "MTG2";
+  EXPECT_EQ(statusOf(path_), 3U);
+  EXPECT_EQ(statusOf(directory_.file("missing")), 5U);
+  EXPECT_EQ(statusOf(directory_.path().string()), 5U) << "a directory opens and cannot be read";
+}
+
+TEST_F(MTGMediaSourceTest, ItsStreamClosesWithTheLastReference) {
+  std::ofstream(path_) << "0123456789";
+  MTGStream stream(path_, ruvo::k2r::openFlagsFor(false, true));
+  char bytes[4];
+  stream.addReference();
+  stream.addReference();
+  stream.seek(2, 0);
+  stream.seek(3, 7);
+  EXPECT_EQ(stream.tell(), 5);
+  stream.release();
+  EXPECT_EQ(stream.read(bytes, 4), 4U);
+  stream.release();
+  EXPECT_THROW(stream.read(bytes, 4), mtg::Exception);
+}
+
+TEST(PackagerExceptions, SayNumberTextAndPath) {
+  EXPECT_EQ(K2RPkgUtilException(K2RPkgUtilError::kFileNotFound).message(), "Error (1)");
+  EXPECT_EQ(FileNotFoundException("/a").message(), "Error (1) - Cannot find file '/a'");
+  EXPECT_EQ(CantOpenFileException("/a").message(), "Error (2) - Cannot open file '/a'");
+  EXPECT_EQ(NoSupportedTracksException("/a").message(), "Error (3) - No supported tracks in file '/a'");
+  EXPECT_EQ(DRMMetadataGenerationFailed().message(), "Error (4) - DRM metadata generation failed");
+}
+
+}  // namespace
+}  // namespace ruvo::k2rpkgutil

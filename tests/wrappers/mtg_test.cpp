@@ -1,0 +1,384 @@
+// Tag streams as the tag-stream library reads them, through the handles on it.
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "tests/support/hex.h"
+#include "tests/support/tagFile.h"
+#include "wrappers/mtg/Reader.h"
+
+namespace mtg {
+namespace {
+
+using test::fromHex;
+using test::MemoryInput;
+
+constexpr const char* kHeader = "4d5447 01 05 00000009 00000000 ";
+constexpr const char* kThreeTags =
+    "12 000002 000000 00 000000 0305   0000000d"
+    "29 000003 030405 82 000007 170100 0000000e"  // protected, a time beyond 31 bits, a stream id
+    "08 000001 000005 00 000000 af     0000000c";
+
+/// Adds each tag as "<type> <time>;".
+void appendTimes(const TagIterator& tags, std::string& text) {
+  while (const auto tag = tags.next()) {
+    const MTGTagInfo info = tag->info();
+    text += std::to_string(info.type) + ' ' + std::to_string(info.timestamp) + ';';
+  }
+}
+
+std::string timesOf(const TagIterator& tags) {
+  std::string text;
+  appendTimes(tags, text);
+  return text;
+}
+
+/// The status that an operation fails with; 0 where it does not.
+template <typename Operation>
+std::uint32_t statusOf(const Operation& operation) {
+  try {
+    operation();
+    return 0;
+  } catch (const Exception& error) {
+    return error.status();
+  }
+}
+
+/// A reader and what it needs.
+struct File {
+  explicit File(const std::string& image, bool seeks = true) : File(fromHex(image), seeks) {}
+  explicit File(std::vector<std::byte> bytes, bool seeks = true)
+      : input(std::move(bytes), seeks), reader(input, allocator) {}
+
+  MemoryInput input;
+  Allocator allocator;
+  Reader reader;
+};
+
+TEST(TagStreamLibrary, GivesEachTagAsItIsStored) {
+  const File file(std::string(kHeader) + kThreeTags);
+  const TagIterator tags = file.reader.tags();
+  EXPECT_EQ(tags.nextEntry().info().dataSize, 2U);
+  const Tag tag = tags.nextEntry();
+  const MTGTagInfo info = tag.info();
+  EXPECT_EQ(info.type, 9U);
+  EXPECT_EQ(info.dataSize, 3U);
+  EXPECT_EQ(info.timestamp, 0x82030405U);
+  EXPECT_EQ(info.streamId, 7U);
+  std::vector<std::byte> bytes(tag.length());
+  tag.copyHeaderAndData(bytes);
+  EXPECT_EQ(test::hex(bytes), "29000003 03040582 00000717 0100");
+  EXPECT_EQ(statusOf([&] { tag.copyHeaderAndData(std::span(bytes).first(5)); }), kKrvoMTGBadArgument);
+}
+
+TEST(TagStreamLibrary, WalksBothWaysAndByType) {
+  const File file(std::string(kHeader) + kThreeTags);
+  EXPECT_EQ(timesOf(file.reader.tags()), "18 0;9 2181235717;8 5;");
+  EXPECT_EQ(timesOf(file.reader.tags(true)), "8 5;9 2181235717;18 0;");
+  EXPECT_EQ(timesOf(file.reader.tagsByTypes({9, 8})), "9 2181235717;8 5;");
+  EXPECT_EQ(timesOf(file.reader.tagsByTypes({})), "");
+  EXPECT_EQ(statusOf([&] { file.reader.tagsByTypes({15}).nextEntry(); }), kKrvoMTGNoMoreEntries);
+}
+
+TEST(TagStreamLibrary, TakesTimesForSignedNumbers) {
+  MemoryInput input(fromHex(std::string(kHeader) + kThreeTags));
+  const Allocator allocator;
+  KrvoMTGInputStreamCallBacks stream{};
+  input.fill(stream);
+  KrvoMTGReader* reader = nullptr;
+  ASSERT_EQ(KrvoMTGDocOpenForRead(&stream, &allocator.callBacks(), &reader), kKrvoMTGOk);
+  const struct {
+    std::int32_t from, to;
+    const char* tags;
+  } rows[] = {{0, 5, "18 0;8 5;"}, {0, 4, "18 0;"}, {1, 5, "8 5;"}, {INT32_MIN, -1, "9 2181235717;"}, {6, 4, ""}};
+  for (const auto& row : rows) {
+    KrvoMTGTagIterator* tags = nullptr;
+    ASSERT_EQ(KrvoMTGReaderGetTags(reader, row.from, row.to, 0, &tags), kKrvoMTGOk);
+    EXPECT_EQ(timesOf(TagIterator(tags)), row.tags) << row.from << " to " << row.to;
+  }
+  EXPECT_EQ(KrvoMTGReleaseReader(reader), kKrvoMTGOk);
+  EXPECT_EQ(input.references, 0);
+}
+
+TEST(TagStreamLibrary, EndsWhereATagIsCutShort) {
+  const std::string whole = "08 000001 000005 00 000000 af 0000000c";
+  const struct {
+    const char *why, *tail, *more;
+    bool hasWayBack;
+  } rows[] = {{"nothing behind", "", "", true},
+              {"no back pointer", "09 000001 000006 00 000000 17", "9 6;", false},
+              {"a back pointer that is wrong", "09 000001 000006 00 000000 17 0000000b", "9 6;", false},
+              {"a back pointer beyond the first tag", "09 000001 000006 00 000000 17 0000001d", "9 6;", false},
+              {"half a header", "09 000001 0000", "", false},
+              {"no data", "09 000001 000006 00 000000", "", false},
+              {"half the data", "09 000002 000006 00 000000 17", "", false},
+              {"more data than the file has", "09 ffffff 000006 00 000000 1700", "", false}};
+  for (const auto& row : rows) {
+    for (const bool seeks : {true, false}) {
+      const File file(kHeader + whole + row.tail, seeks);
+      EXPECT_EQ(timesOf(file.reader.tags()), std::string("8 5;") + row.more) << row.why << ", seeks " << seeks;
+    }
+    const File file(kHeader + whole + row.tail);
+    EXPECT_EQ(statusOf([&] { file.reader.tags(true).next(); }), row.hasWayBack ? kKrvoMTGOk : kKrvoMTGNoWayBack)
+        << row.why;
+  }
+}
+
+TEST(TagStreamLibrary, GoesByTheHeaderSize) {
+  const std::string tag = "08 000001 000005 00 000000 af 0000000c";
+  const struct {
+    std::string image;
+    const char* tags;
+  } rows[] = {{"4d5447 01 05 0000000c aabbcc 00000000" + tag, "8 5;"},
+              {"61625a 01 00 00000009 00000000" + tag, "8 5;"},  // any letters, no flags
+              {"4d5447 01 05 ffffffff 00000000" + tag, ""},      // a header larger than the file
+              {"4d5447 01 05 00000009", ""}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(timesOf(File(row.image).reader.tags()), row.tags) << row.image;
+    EXPECT_EQ(timesOf(File(row.image).reader.tags(true)), row.tags) << row.image;
+    EXPECT_EQ(timesOf(File(row.image, false).reader.tags()), row.tags) << row.image;
+  }
+}
+
+TEST(TagStreamLibrary, RefusesWhatIsNoTagStream) {
+  const struct {
+    const char* image;
+    std::uint32_t status;
+  } rows[] = {{"", kKrvoMTGNoTagStream},
+              {"4d5447", kKrvoMTGNoTagStream},
+              {"4d5447 02 05 00000009 00000000", kKrvoMTGNoTagStream},
+              {"4d5431 01 05 00000009 00000000", kKrvoMTGNoTagStream},
+              {"4d547b 01 05 00000009 00000000", kKrvoMTGNoTagStream},
+              {"000000 01 05 00000009 00000000", kKrvoMTGNoTagStream},
+              {"4d5447 01 05 000000", kKrvoMTGBadHeader},
+              {"4d5447 01 05 00000008 00000000", kKrvoMTGBadHeader}};
+  const Allocator allocator;
+  for (const auto& row : rows) {
+    MemoryInput input(fromHex(row.image));
+    EXPECT_EQ(statusOf([&] { Reader(input, allocator); }), row.status) << row.image;
+    EXPECT_EQ(input.references, 0) << row.image;
+  }
+}
+
+TEST(TagStreamLibrary, TellsWhatTheFirstDataByteSays) {
+  const File file(std::string(kHeader) +
+                  "09 000001 000000 00 000000 27 0000000c"
+                  "08 000001 000000 00 000000 a9 0000000c"
+                  "08 000001 000000 00 000000 26 0000000c"
+                  "09 000000 000000 00 000000    0000000b");
+  const TagIterator tags = file.reader.tags();
+  const Tag video = tags.nextEntry(), stereo = tags.nextEntry(), wide = tags.nextEntry(), empty = tags.nextEntry();
+  EXPECT_EQ(video.videoInfo().frameType, 2U);
+  EXPECT_EQ(video.videoInfo().codecId, 7U);
+  const MTGAudioInfo aac = stereo.audioInfo(), mp3 = wide.audioInfo();
+  EXPECT_EQ(std::vector({aac.soundFormat, aac.rateIndex, aac.sizeBit, aac.channelBit}), std::vector({10U, 2U, 0U, 1U}));
+  EXPECT_EQ(std::vector({mp3.soundFormat, mp3.rateIndex, mp3.sizeBit, mp3.channelBit}), std::vector({2U, 1U, 1U, 0U}));
+  EXPECT_EQ(statusOf([&] { video.audioInfo(); }), kKrvoMTGOtherKind);
+  EXPECT_EQ(statusOf([&] { empty.videoInfo(); }), kKrvoMTGOtherKind);
+  EXPECT_EQ(statusOf([&] { video.scriptData(); }), kKrvoMTGOtherKind);
+}
+
+TEST(TagStreamLibrary, LooksAtTheTagsForWhatThereIs) {
+  const std::string audio = "08 000001 000000 00 000000 af 0000000c", video = "09 000000 000000 00 000000 0000000b",
+                    script = "12 000001 000000 00 000000 05 0000000c";
+  const struct {
+    std::string tags;
+    std::uint32_t hasAudio, hasVideo;
+  } rows[] = {{"", 0, 0}, {script + audio, 1, 0}, {video + script, 0, 1}, {audio + video, 1, 1}};
+  for (const char* header : {kHeader, "4d5447 01 00 00000009 00000000"}) {
+    for (const auto& row : rows) {
+      const MTGDocInfo info = File(header + row.tags).reader.docInfo();
+      EXPECT_EQ(info.hasAudio, row.hasAudio) << header << row.tags;
+      EXPECT_EQ(info.hasVideo, row.hasVideo) << header << row.tags;
+    }
+  }
+}
+
+/// The members of the value, "<name>" or "<name>=<number>" each, behind the name of the data.
+std::string scriptOf(const std::string& data) {
+  const test::StreamMessage message{18, 0, fromHex(data)};
+  const File file(test::tagFile({&message, 1}));
+  const ScriptData script = file.reader.tags().nextEntry().scriptData();
+  std::string text(script.name());
+  const ScriptDataIterator members = script.members();
+  while (const auto member = members.next()) {
+    text += ' ' + std::string(member->name());
+    if (statusOf([&] { member->number(); }) == 0) text += '=' + std::to_string(static_cast<int>(member->number()));
+  }
+  return text;
+}
+
+TEST(TagStreamLibrary, ReadsScriptDataAsFarAsTheyAreWellFormed) {
+  const std::string number = "0001 61 00 4024000000000000", text = "0001 62 02 0002 6869",
+                    nested = "0001 63 03 0001 64 00 4024000000000000 000009", end = "000009";
+  const struct {
+    const char* why;
+    std::string data, script;
+  } rows[] = {{"a named array", "02 0001 6e 08 00000002" + number + text + end, "n a=10 b"},
+              {"an object", "02 0001 6e 03" + nested + number + end, "n c a=10"},
+              {"another value", "02 0001 6e 00 4024000000000000", "n"},
+              {"no value", "02 0001 6e", "n"},
+              {"no end", "02 0001 6e 03" + number, "n a=10"},
+              {"a member cut short", "02 0001 6e 03" + number + "0001 62 02 0009 68", "n a=10"},
+              {"a member of an unknown kind", "02 0001 6e 03" + number + "0001 62 40" + number, "n a=10"},
+              {"a name beyond the data", "02 0009 6e", ""},
+              {"a number for a name", "00 4024000000000000", ""},
+              {"no data", "", ""},
+              {"a count cut short", "02 0001 6e 08 0000", "n"}};
+  for (const auto& row : rows) EXPECT_EQ(scriptOf(row.data), row.script) << row.why;
+}
+
+/// Frames of 100 bytes to 200 kB, so that some are larger than what is read ahead.
+std::vector<test::StreamMessage> manySizes() {
+  std::vector<test::StreamMessage> messages;
+  for (std::uint32_t i = 0; i < 40; ++i) messages.push_back(test::avcFrame(i * 40, i == 0, 100 + i * i * 125, i));
+  return messages;
+}
+
+TEST(TagStreamLibrary, ReadsTheSameFromAnyStream) {
+  const auto messages = manySizes();
+  for (const bool seeks : {true, false}) {
+    for (const std::size_t bytesOfRead : {std::size_t{SIZE_MAX}, std::size_t{1000}, std::size_t{7}}) {
+      File file(test::tagFile(messages), seeks);
+      file.input.bytesOfRead = bytesOfRead;
+      const TagIterator tags = file.reader.tags();
+      for (const auto& message : messages) {
+        const Tag tag = tags.nextEntry();
+        std::vector<std::byte> bytes(tag.length());
+        tag.copyHeaderAndData(bytes);
+        EXPECT_TRUE(std::ranges::equal(std::span(bytes).subspan(11), message.data)) << message.time << ' ' << seeks;
+      }
+      EXPECT_FALSE(tags.hasMoreEntries());
+      EXPECT_EQ(file.input.seeks, seeks ? file.input.seeks : 1) << "a stream that cannot seek is asked once";
+    }
+  }
+}
+
+TEST(TagStreamLibrary, ReadsOnlyWhatItIsAskedFor) {
+  const auto messages = manySizes();
+  File file(test::tagFile(messages));
+  const std::string times = timesOf(file.reader.tags());
+  EXPECT_LT(file.input.reads, 45) << "one who looks at no data reads a little of each tag";
+  file.input.reads = 0;
+  EXPECT_EQ(timesOf(file.reader.tags(true)).size(), times.size());
+  EXPECT_LT(file.input.reads, 85);
+}
+
+TEST(TagStreamLibrary, WhatAStreamHasPassedIsGone) {
+  const auto messages = manySizes();
+  File file(test::tagFile(messages), false);
+  const TagIterator tags = file.reader.tags();
+  const Tag first = tags.nextEntry();
+  std::vector<std::byte> bytes(first.length());
+  first.copyHeaderAndData(bytes);
+  first.copyHeaderAndData(bytes);  // as long as nobody goes on
+  while (tags.next()) {
+  }
+  EXPECT_EQ(statusOf([&] { first.copyHeaderAndData(bytes); }), kKrvoMTGPassed);
+  EXPECT_EQ(statusOf([&] { file.reader.tags(true).next(); }), kKrvoMTGPassed);
+}
+
+TEST(TagStreamLibrary, SeesWhatIsWrittenMeanwhile) {
+  auto messages = manySizes();
+  const auto longer = test::tagFile(messages);
+  messages.pop_back();
+  File file(test::tagFile(messages));
+  const TagIterator tags = file.reader.tags();
+  while (tags.next()) {
+  }
+  file.input.bytes = longer;
+  ASSERT_TRUE(tags.hasMoreEntries());
+  EXPECT_EQ(tags.nextEntry().info().timestamp, 39U * 40);
+}
+
+TEST(TagStreamLibrary, PassesOnWhatTheStreamAnswers) {
+  const auto bytes = test::tagFile(manySizes());
+  const Allocator allocator;
+  for (int failing = 0; failing < 4; ++failing) {
+    MemoryInput input(bytes);
+    input.failingRead = failing;
+    EXPECT_EQ(statusOf([&] { timesOf(Reader(input, allocator).tags()); }), MemoryInput::kFailure) << failing;
+    EXPECT_EQ(input.references, 0) << failing;
+  }
+}
+
+TEST(TagStreamLibrary, GoesOnBehindAReadThatFailed) {
+  File file(test::tagFile(manySizes()));
+  const std::string all = timesOf(file.reader.tags());
+  const TagIterator tags = file.reader.tags();
+  std::string seen;
+  file.input.failingRead = file.input.reads + 5;
+  EXPECT_EQ(statusOf([&] { appendTimes(tags, seen); }), MemoryInput::kFailure);
+  appendTimes(tags, seen);
+  EXPECT_EQ(seen, all);
+}
+
+TEST(TagStreamLibrary, FailsWithoutMemory) {
+  auto callBacks = Allocator().callBacks();
+  callBacks.alloc = [](void*, std::uint64_t) -> void* { return nullptr; };
+  MemoryInput input(fromHex(kHeader));
+  KrvoMTGInputStreamCallBacks stream{};
+  input.fill(stream);
+  KrvoMTGReader* reader = nullptr;
+  EXPECT_EQ(KrvoMTGDocOpenForRead(&stream, &callBacks, &reader), kKrvoMTGOutOfMemory);
+  EXPECT_EQ(input.references, 0);
+}
+
+TEST(TagStreamLibrary, RefusesWhatIsNoHandleOrRecord) {
+  File file(std::string(kHeader) + kThreeTags);
+  KrvoMTGInputStreamCallBacks stream{};
+  KrvoMTGReader* reader = nullptr;
+  std::uint32_t number = 0;
+  EXPECT_EQ(KrvoMTGDocOpenForRead(&stream, &file.allocator.callBacks(), &reader), kKrvoMTGBadArgument) << "no size";
+  file.input.fill(stream);
+  stream.read = nullptr;
+  EXPECT_EQ(KrvoMTGDocOpenForRead(&stream, &file.allocator.callBacks(), &reader), kKrvoMTGBadArgument) << "no read";
+  EXPECT_EQ(KrvoMTGReaderGetDocInfo(nullptr, nullptr), kKrvoMTGBadArgument);
+  EXPECT_EQ(KrvoMTGReaderGetTagsByTagTypes(nullptr, nullptr, 1, 0, 0, 0, nullptr), kKrvoMTGBadArgument);
+  EXPECT_EQ(KrvoMTGTagIteratorHasMoreEntries(nullptr, &number), kKrvoMTGBadArgument);
+  EXPECT_EQ(KrvoMTGTagGetLength(nullptr, &number), kKrvoMTGBadArgument);
+  EXPECT_EQ(KrvoMTGReleaseTag(nullptr), kKrvoMTGBadArgument);
+  EXPECT_EQ(KrvoMTGScriptDataGetNumber(nullptr, nullptr), kKrvoMTGBadArgument);
+}
+
+TEST(TagStreamCallBacks, TurnExceptionsIntoStatuses) {
+  struct Throwing final : InputStream {
+    void addReference() override { raise(); }
+    void release() override { raise(); }
+    std::uint32_t read(void*, std::uint32_t) override { return raise(), 0; }
+    void seek(std::int64_t, std::uint32_t) override { raise(); }
+    std::int64_t tell() override { return raise(), 0; }
+    void open() override { raise(); }
+    void close() override { raise(); }
+    void (*raise)() = nullptr;
+  };
+  const struct {
+    void (*raise)();
+    std::uint32_t status;
+  } rows[] = {{[] {}, 0},
+              {[] { throw Exception(5); }, 5},
+              {[] { throw std::bad_alloc(); }, 18},
+              {[] { throw std::runtime_error(""); }, 19},
+              {[] { throw 1; }, 1}};
+  Throwing stream;
+  KrvoMTGInputStreamCallBacks table{};
+  stream.fill(table);
+  std::uint32_t done = 0;
+  std::int64_t position = 0;
+  for (const auto& row : rows) {
+    stream.raise = row.raise;
+    EXPECT_EQ(table.addReference(table.context), row.status);
+    EXPECT_EQ(table.release(table.context), row.status);
+    EXPECT_EQ(table.read(table.context, nullptr, 0, &done), row.status);
+    EXPECT_EQ(table.seek(table.context, 0, 0), row.status);
+    EXPECT_EQ(table.tell(table.context, &position), row.status);
+    EXPECT_EQ(table.open(table.context), row.status);
+    EXPECT_EQ(table.close(table.context), row.status);
+  }
+}
+
+}  // namespace
+}  // namespace mtg
