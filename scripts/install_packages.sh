@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what building, testing and proving need, on Debian 12, as root or with sudo. Does nothing where all is there.
+# Installs what building and proving need, on Debian 12, as root or with sudo; with --browser also what the test of
+# playback needs. Does nothing where all is there.
 set -euo pipefail
 
 packages=(
@@ -9,6 +10,12 @@ packages=(
   libssl-dev libmimalloc-dev libgtest-dev libgmock-dev libbenchmark-dev
   clang-14 libclang-rt-14-dev clang-format clang-tidy
 )
+if [ "${1:-}" = --browser ]; then
+  packages+=(chromium)
+  # Another node than Debian's does as well.
+  command -v node >/dev/null || packages+=(nodejs)
+  command -v npm >/dev/null || packages+=(npm)
+fi
 
 missing=()
 for package in "${packages[@]}"; do

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install_packages.sh
+scripts/install_packages.sh --browser
 scripts/lint.sh --quick
 for preset in release asan; do
   cmake --preset "$preset" >/dev/null
