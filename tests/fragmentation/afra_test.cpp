@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
 #include <sstream>
 #include <string>
 
@@ -21,11 +20,15 @@ std::string written(const AfraIndex& index) {
   return out.str();
 }
 
-AfraIndex read(std::string_view hexImage) {
-  std::istringstream in = streamOf(fromHex(hexImage));
+AfraIndex read(std::istream& in) {
   AfraIndex index;
   readAfra(in, index);
   return index;
+}
+
+AfraIndex read(std::string_view hexImage) {
+  auto in = streamOf(fromHex(hexImage));
+  return read(in);
 }
 
 AfraIndex indexOf(bool longIds, bool longOffsets, std::vector<AfraEntry> local, std::vector<AfraEntry> global) {
@@ -39,48 +42,37 @@ AfraIndex indexOf(bool longIds, bool longOffsets, std::vector<AfraEntry> local, 
 
 const struct Sample {
   const char* what;
-  std::size_t size;
   AfraIndex index;
   const char* image;
 } kSamples[] = {
-    {"empty", 21, {}, "00000015 61667261 00000000 c0 000003e8 00000000"},
-    {"one fragment", 57, indexOf(true, true, {}, {{4000, 3, 2, 0x1122334455667788, 0}}),
+    {"empty", {}, "00000015 61667261 00000000 c0 000003e8 00000000"},
+    {"one fragment", indexOf(true, true, {}, {{4000, 3, 2, 0x1122334455667788, 0}}),
      "00000039 61667261 00000000 e0 000003e8 00000000 00000001"
      "0000000000000fa0 00000003 00000002 1122334455667788 0000000000000000"},
-    {"narrow", 57, indexOf(false, false, {{1, 0x0A0B0C0D}}, {{0x100000002, 0x0304, 0x0506, 0x0708090A, 11}}),
+    {"narrow", indexOf(false, false, {{1, 0x0A0B0C0D}}, {{0x100000002, 0x0304, 0x0506, 0x0708090A, 11}}),
      "00000039 61667261 00000000 20 000003e8 00000001 0000000000000001 0a0b0c0d 00000001"
      "0000000100000002 0304 0506 0708090a 0000000b"},
-    {"long ids only", 49, indexOf(true, false, {}, {{9, 1, 2, kHeldFragmentOffset, 0}}),
+    {"long ids only", indexOf(true, false, {}, {{9, 1, 2, kHeldFragmentOffset, 0}}),
      "00000031 61667261 00000000 a0 000003e8 00000000 00000001 0000000000000009 00000001 00000002 00000000 00000000"},
-    {"long offsets, local only", 37, indexOf(false, true, {{5, 6}}, {}),
+    {"long offsets, local only", indexOf(false, true, {{5, 6}}, {}),
      "00000025 61667261 00000000 40 000003e8 00000001 0000000000000005 0000000000000006"},
 };
 
-TEST(Afra, IsWrittenByteForByte) {
+TEST(Afra, IsWrittenAndReadByteForByte) {
   for (const auto& sample : kSamples) {
     EXPECT_EQ(hex(written(sample.index)), hex(fromHex(sample.image))) << sample.what;
-    EXPECT_EQ(fromHex(sample.image).size(), sample.size) << sample.what;
+    EXPECT_EQ(read(sample.image), sample.index) << sample.what;
   }
-}
-
-TEST(Afra, IsReadFromItsImage) {
-  for (const auto& sample : kSamples) EXPECT_EQ(read(sample.image), sample.index) << sample.what;
 }
 
 TEST(Afra, CutsNumbersThatNarrowFieldsCannotHold) {
   const AfraIndex wide = indexOf(false, false, {{1, 0x100000002}}, {{1, 0x10003, 0x10004, 0x100000005, 0x100000006}});
-  std::istringstream in(written(wide));
-  AfraIndex back;
-  readAfra(in, back);
-  EXPECT_EQ(back, indexOf(false, false, {{1, 2}}, {{1, 3, 4, 5, 6}}));
+  EXPECT_EQ(read(hex(written(wide))), indexOf(false, false, {{1, 2}}, {{1, 3, 4, 5, 6}}));
 }
 
 TEST(Afra, IgnoresFlagsReservedBitsSizeAndBytesBehind) {
-  std::istringstream in =
-      streamOf(fromHex("00000001 61667261 0000000000000003 00ffffff df 000003e8 00000000 ffffffff"));
-  AfraIndex index;
-  readAfra(in, index);
-  EXPECT_EQ(index, AfraIndex{});
+  auto in = streamOf(fromHex("00000001 61667261 0000000000000003 00ffffff df 000003e8 00000000 ffffffff"));
+  EXPECT_EQ(read(in), AfraIndex{});
   EXPECT_EQ(in.tellg(), 29);
 }
 
@@ -101,45 +93,24 @@ TEST(Afra, CutShortAnywhereIsAStreamFailure) {
     const std::string whole = written(sample.index);
     for (std::size_t size = 0; size < whole.size(); ++size) {
       std::istringstream in(whole.substr(0, size));
-      AfraIndex index;
-      EXPECT_THROW(readAfra(in, index), std::ios_base::failure) << sample.what << ", " << size;
+      EXPECT_THROW(read(in), std::ios_base::failure) << sample.what << ", " << size;
       EXPECT_EQ(in.exceptions(), std::ios_base::goodbit);
     }
   }
 }
 
 TEST(Afra, TakesNoMemoryOnTheWordOfACount) {
-  std::istringstream in = streamOf(fromHex("00000015 61667261 00000000 e0 000003e8 ffffffff 00000000"));
+  auto in = streamOf(fromHex("00000015 61667261 00000000 e0 000003e8 ffffffff 00000000"));
   AfraIndex index;
   EXPECT_THROW(readAfra(in, index), std::ios_base::failure);
   EXPECT_LT(index.localEntries.capacity(), 64U);
 }
 
 TEST(Afra, WritersTellAFullDisk) {
-  test::FullDisk disk(20);
+  test::FullDisk disk;
   std::ostream out(&disk);
   EXPECT_THROW(writeAfra(out, {}), std::ios_base::failure);
   EXPECT_EQ(out.exceptions(), std::ios_base::goodbit);
-}
-
-TEST(Afra, ComesBackAsItWasWritten) {
-  for (unsigned seed = 0; seed < 200; ++seed) {
-    std::mt19937_64 random(seed);
-    const bool longIds = random() % 2 == 0;
-    const bool longOffsets = random() % 2 == 0;
-    const auto id = [&] { return static_cast<std::uint32_t>(random() >> (longIds ? 32 : 48)); };
-    const auto offset = [&] { return random() >> (longOffsets ? 0 : 32); };
-    AfraIndex index = indexOf(longIds, longOffsets, {}, {});
-    index.timescale = static_cast<std::uint32_t>(random());
-    for (auto left = random() % 4; left > 0; --left) index.localEntries.emplace_back(random(), offset());
-    for (auto left = random() % 4; left > 0; --left) {
-      index.globalEntries.emplace_back(random(), id(), id(), offset(), offset());
-    }
-    std::istringstream in(written(index));
-    AfraIndex back;
-    readAfra(in, back);
-    EXPECT_EQ(back, index) << seed;
-  }
 }
 
 TEST(AfraIndex, KnowsWhetherItsNumbersRiseByOne) {

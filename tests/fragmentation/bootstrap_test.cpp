@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -25,11 +24,15 @@ std::string written(const BootstrapInfo& info, bool bodyOnly = false) {
   return out.str();
 }
 
-BootstrapInfo read(std::string_view hexImage) {
-  std::istringstream in = streamOf(fromHex(hexImage));
+BootstrapInfo read(std::istream& in) {
   BootstrapInfo info;
   readBootstrap(in, info);
   return info;
+}
+
+BootstrapInfo read(std::span<const std::byte> image) {
+  auto in = streamOf(image);
+  return read(in);
 }
 
 /// After the first fragment of a recording.
@@ -84,41 +87,16 @@ BootstrapInfo everyField() {
   return info;
 }
 
-TEST(Bootstrap, IsWrittenByteForByte) {
-  EXPECT_EQ(fromHex(kFirstFragmentImage).size(), 106U);
-  EXPECT_EQ(hex(written(firstFragment())), hex(fromHex(kFirstFragmentImage)));
-  EXPECT_EQ(hex(written(everyField())), hex(fromHex(kFullImage)));
-}
-
-TEST(Bootstrap, IsReadFromItsImage) {
-  EXPECT_EQ(read(kFirstFragmentImage), firstFragment());
-  EXPECT_EQ(read(kFullImage), everyField());
-}
-
-TEST(Bootstrap, BodyLacksTheFirstTwelveBytes) {
-  EXPECT_EQ(written(everyField(), true), written(everyField()).substr(12));
-  qvs::util::ByteWriter out;
-  out.u8(0xFF);
-  appendBootstrap(out, firstFragment(), false);
-  EXPECT_EQ(hex(out.bytes().subspan(1)), hex(written(firstFragment())));
-}
-
-TEST(Bootstrap, TellsMarkersFromRuns) {
+TEST(Bootstrap, IsWrittenAndReadByteForByte) {
   const struct {
-    FragmentRunEntry entry;
-    bool discontinuity, fragmentGap, timestampGap, end;
-  } rows[] = {
-      {{1, 0, 4000U}, false, false, false, false},
-      {{}, true, false, false, true},
-      {{1, 0, Discontinuity::kFragmentGap}, true, true, false, false},
-      {{1, 0, Discontinuity::kTimestampGap}, true, false, true, false},
-      {{1, 0, Discontinuity::kBothGaps}, true, true, true, false},
-  };
+    const char* image;
+    BootstrapInfo info;
+  } rows[] = {{kFirstFragmentImage, firstFragment()}, {kFullImage, everyField()}};
   for (const auto& row : rows) {
-    EXPECT_EQ(row.entry.isDiscontinuity(), row.discontinuity) << row.entry.discontinuity;
-    EXPECT_EQ(row.entry.isFragmentGap(), row.fragmentGap) << row.entry.discontinuity;
-    EXPECT_EQ(row.entry.isTimestampGap(), row.timestampGap) << row.entry.discontinuity;
-    EXPECT_EQ(row.entry.isEndOfPresentation(), row.end) << row.entry.discontinuity;
+    const std::string image = hex(fromHex(row.image));
+    EXPECT_EQ(hex(written(row.info)), image);
+    EXPECT_EQ(hex(written(row.info, true)), image.substr(27)) << "without the first twelve bytes";
+    EXPECT_EQ(read(fromHex(row.image)), row.info) << row.image;
   }
 }
 
@@ -141,15 +119,12 @@ TEST(Bootstrap, RefusesOtherBoxesAndVersions) {
               {"a table that is no asrt", 47, "61667274"},
               {"a table that is no afrt", 73, "61737274"}};
   for (const auto& row : rows) {
-    std::istringstream in = streamOf(patched(row.offset, row.bytes));
-    BootstrapInfo info;
     try {
-      readBootstrap(in, info);
+      read(patched(row.offset, row.bytes));
       ADD_FAILURE() << row.what;
     } catch (const InvalidBootstrapFormat& failure) {
       EXPECT_EQ(failure.message(), "Could not parse bootstrap info") << row.what;
     }
-    EXPECT_EQ(in.exceptions(), std::ios_base::goodbit) << row.what;
   }
 }
 
@@ -161,20 +136,13 @@ TEST(Bootstrap, IgnoresWhatIsNotForReaders) {
   } rows[] = {{"flags", 9, "ffffff"},         {"reserved bits", 16, "2f"},  {"too small a size", 0, "00000002"},
               {"a size of 0", 0, "00000000"}, {"asrt version", 51, "01"},   {"other asrt flags", 52, "fffffe"},
               {"afrt version", 77, "02"},     {"asrt size", 43, "7fffffff"}};
-  for (const auto& row : rows) {
-    std::istringstream in = streamOf(patched(row.offset, row.bytes));
-    BootstrapInfo info;
-    readBootstrap(in, info);
-    EXPECT_EQ(info, firstFragment()) << row.what;
-  }
+  for (const auto& row : rows) EXPECT_EQ(read(patched(row.offset, row.bytes)), firstFragment()) << row.what;
 }
 
 TEST(Bootstrap, MayHaveALongSizeAndBytesBehindIt) {
   std::istringstream in = streamOf(fromHex("00000001 61627374 0000000000000072"));
   in.str(in.str() + written(firstFragment()).substr(8) + "rest");
-  BootstrapInfo info;
-  readBootstrap(in, info);
-  EXPECT_EQ(info, firstFragment());
+  EXPECT_EQ(read(in), firstFragment());
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "rest");
 }
 
@@ -182,8 +150,7 @@ TEST(Bootstrap, CutShortAnywhereIsAStreamFailure) {
   const std::string whole = written(everyField());
   for (std::size_t size = 0; size < whole.size(); ++size) {
     std::istringstream in(whole.substr(0, size));
-    BootstrapInfo info;
-    EXPECT_THROW(readBootstrap(in, info), std::ios_base::failure) << size;
+    EXPECT_THROW(read(in), std::ios_base::failure) << size;
     EXPECT_EQ(in.exceptions(), std::ios_base::goodbit) << size;
   }
 }
@@ -199,7 +166,7 @@ TEST(Bootstrap, TakesNoMemoryOnTheWordOfACount) {
 }
 
 TEST(Bootstrap, WritersTellAFullDisk) {
-  test::FullDisk disk(100);
+  test::FullDisk disk;
   std::ostream out(&disk);
   EXPECT_THROW(writeBootstrap(out, firstFragment(), false), std::ios_base::failure);
   EXPECT_EQ(out.exceptions(), std::ios_base::goodbit);
@@ -213,73 +180,6 @@ TEST(Bootstrap, WritersRefuseAListThatACountCannotTell) {
   std::ostringstream out;
   EXPECT_THROW(writeBootstrap(out, info, false), std::out_of_range);
   EXPECT_EQ(out.str(), "");
-}
-
-class RandomBootstrap {
- public:
-  explicit RandomBootstrap(unsigned seed) : random_(seed) {}
-
-  BootstrapInfo info() {
-    BootstrapInfo info;
-    info.bootstrapVersion = u32();
-    info.profile = below(4);
-    info.live = below(2) == 1;
-    info.update = below(2) == 1;
-    info.timescale = u32();
-    info.currentMediaTime = u64();
-    info.smpteOffset = u64();
-    info.movieIdentifier = text();
-    info.serverEntries = texts();
-    info.qualityEntries = texts();
-    info.drmData = text();
-    info.metadata = text();
-    for (unsigned left = below(4); left > 0; --left) info.segmentRunTables.push_back(segmentRuns());
-    for (unsigned left = below(4); left > 0; --left) info.fragmentRunTables.push_back(fragmentRuns());
-    return info;
-  }
-
- private:
-  std::uint32_t u32() { return static_cast<std::uint32_t>(random_()); }
-  std::uint64_t u64() { return std::uint64_t{u32()} * u32(); }
-  unsigned below(unsigned bound) { return u32() % bound; }
-
-  std::string text() {
-    std::string text(below(20), ' ');
-    for (char& c : text) c = static_cast<char>(1 + below(255));
-    return text;
-  }
-  std::vector<std::string> texts() {
-    std::vector<std::string> texts(below(3));
-    for (std::string& entry : texts) entry = text();
-    return texts;
-  }
-  SegmentRunTable segmentRuns() {
-    SegmentRunTable table{.update = below(2) == 1, .qualityEntries = texts(), .segmentRuns = {}};
-    for (unsigned left = below(5); left > 0; --left) table.segmentRuns.push_back({u32(), u32()});
-    return table;
-  }
-  FragmentRunTable fragmentRuns() {
-    FragmentRunTable table{.update = below(2) == 1, .timescale = u32(), .qualityEntries = texts(), .fragmentRuns = {}};
-    for (unsigned left = below(9); left > 0; --left) {
-      FragmentRunEntry entry(u32(), u64(), below(2) == 0 ? 0 : u32());
-      if (entry.isDiscontinuity()) entry.discontinuity = below(256);
-      table.fragmentRuns.push_back(entry);
-    }
-    return table;
-  }
-
-  std::mt19937 random_;
-};
-
-TEST(Bootstrap, ComesBackAsItWasWritten) {
-  for (unsigned seed = 0; seed < 500; ++seed) {
-    const BootstrapInfo info = RandomBootstrap(seed).info();
-    std::istringstream in(written(info));
-    BootstrapInfo back;
-    readBootstrap(in, back);
-    EXPECT_EQ(back, info) << seed;
-    EXPECT_EQ(in.peek(), std::char_traits<char>::eof()) << seed;
-  }
 }
 
 }  // namespace

@@ -3,8 +3,9 @@
 #include <boost/lexical_cast.hpp>
 #include <cstring>
 #include <functional>
-#include <map>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fragmentation/FragmentationConfig.h"
@@ -17,8 +18,6 @@ namespace {
 using ruvo::k2r::FragmentationConfig;
 using ruvo::k2r::readFragmentationConfig;
 using ruvo::k2r::RecordingSettings;
-
-using Settings = std::map<std::string, std::string>;
 
 /// Answers by a rule of the test and notes the sizes of the buffers that it was given.
 class RuledContext final : public IMOStreamOpenContext {
@@ -41,14 +40,6 @@ class RuledContext final : public IMOStreamOpenContext {
 
 std::string read(RuledContext& context) {
   return RecordingSettings(context).readString("Recording/Key", "absent");
-}
-
-TEST(RecordingSettings, TakeAValueOfAnyLength) {
-  for (const std::size_t length : {0U, 1U, 1023U, 1024U, 5000U, 1024U * 1024U}) {
-    test::TestHost host(nullptr);
-    host.settings["Recording/Key"] = std::string(length, 'x');
-    EXPECT_EQ(RecordingSettings(host).readString("Recording/Key", "absent"), std::string(length, 'x')) << length;
-  }
 }
 
 TEST(RecordingSettings, AskAgainWithOneMoreThanIsNeeded) {
@@ -91,134 +82,127 @@ TEST(RecordingSettings, EndAValueThatTheHostDoesNotEnd) {
   EXPECT_EQ(read(context), std::string(1024, 'x'));
 }
 
-TEST(RecordingSettings, ReadUnsignedNumbers) {
-  const struct {
-    const char* text;
-    std::uint32_t number;
-  } rows[] = {{"0", 0}, {"4000", 4000}, {"+7", 7}, {"007", 7}, {"4294967295", 0xFFFFFFFF}, {"-1", 0xFFFFFFFF}};
+/// A host with this value of the key, and none of any other.
+test::TestHost hostWith(const std::string& value) {
   test::TestHost host(nullptr);
-  for (const auto& row : rows) {
-    host.settings["Recording/Key"] = row.text;
-    EXPECT_EQ(RecordingSettings(host).readUnsigned("Recording/Key", 5), row.number) << row.text;
+  host.settings["Recording/Key"] = value;
+  return host;
+}
+
+TEST(RecordingSettings, TakeAValueOfAnyLength) {
+  for (const std::size_t length : {0U, 1U, 1023U, 1024U, 5000U, 1024U * 1024U}) {
+    auto host = hostWith(std::string(length, 'x'));
+    EXPECT_EQ(RecordingSettings(host).readString("Recording/Key", "absent"), std::string(length, 'x')) << length;
   }
-  EXPECT_EQ(RecordingSettings(host).readUnsigned("Recording/Other", 5), 5U);
+}
+
+TEST(RecordingSettings, ReadUnsignedNumbers) {
+  const std::pair<const char*, std::uint32_t> rows[] = {
+      {"0", 0}, {"4000", 4000}, {"+7", 7}, {"007", 7}, {"4294967295", 0xFFFFFFFF}, {"-1", 0xFFFFFFFF}};
+  for (const auto& [text, number] : rows) {
+    auto host = hostWith(text);
+    EXPECT_EQ(RecordingSettings(host).readUnsigned("Recording/Key", 5), number) << text;
+    EXPECT_EQ(RecordingSettings(host).readUnsigned("Recording/Other", 5), 5U);
+  }
 }
 
 TEST(RecordingSettings, RefuseWhatIsNoNumber) {
-  test::TestHost host(nullptr);
   for (const char* text : {"", " 4000", "4000 ", "4000ms", "4e3", "0x10", "4294967296", "4000.0"}) {
-    host.settings["Recording/Key"] = text;
+    auto host = hostWith(text);
     EXPECT_THROW(RecordingSettings(host).readUnsigned("Recording/Key", 5), boost::bad_lexical_cast) << text;
   }
   for (const char* text : {"", " 1.5", "1.5 ", "1,5", "fast"}) {
-    host.settings["Recording/Key"] = text;
+    auto host = hostWith(text);
     EXPECT_THROW(RecordingSettings(host).readDouble("Recording/Key", 5), boost::bad_lexical_cast) << text;
   }
 }
 
 TEST(RecordingSettings, ReadTruthInAnyCase) {
-  const struct {
-    const char* text;
-    bool truth;
-  } rows[] = {{"true", true}, {"TRUE", true}, {"tRuE", true},   {"1", false},
-              {"", false},    {"yes", false}, {"true ", false}, {"false", false}};
-  test::TestHost host(nullptr);
-  for (const auto& row : rows) {
-    host.settings["Recording/Key"] = row.text;
-    EXPECT_EQ(RecordingSettings(host).readBool("Recording/Key", true), row.truth) << row.text;
+  const std::pair<const char*, bool> rows[] = {{"true", true}, {"TRUE", true}, {"tRuE", true},   {"1", false},
+                                               {"", false},    {"yes", false}, {"true ", false}, {"false", false}};
+  for (const auto& [text, truth] : rows) {
+    auto host = hostWith(text);
+    EXPECT_EQ(RecordingSettings(host).readBool("Recording/Key", true), truth) << text;
+    EXPECT_EQ(RecordingSettings(host).readBool("Recording/Other", truth), truth);
   }
-  EXPECT_TRUE(RecordingSettings(host).readBool("Recording/Other", true));
-  EXPECT_FALSE(RecordingSettings(host).readBool("Recording/Other", false));
 }
 
-FragmentationConfig configOf(const Settings& settings) {
+/// From settings in a line: "FrameRate=25 FramePrecision=2".
+FragmentationConfig configOf(const std::string& settings) {
   test::TestHost host(nullptr);
-  for (const auto& [key, value] : settings) host.settings["Recording/" + key] = value;
+  std::istringstream in(settings);
+  for (std::string setting; in >> setting;) {
+    const auto equals = setting.find('=');
+    host.settings["Recording/" + setting.substr(0, equals)] = setting.substr(equals + 1);
+  }
   return readFragmentationConfig(host);
 }
 
 TEST(FragmentationConfig, IsReadFromTheSettings) {
   const struct {
     const char* what;
-    Settings settings;
+    const char* settings;
     FragmentationConfig config;
   } rows[] = {
-      {"no key", {}, {4000, 100.0, 1000}},
-      {"durations",
-       {{"FragmentDuration", "2000"}, {"DurationPrecision", "40"}, {"AllowedDrift", "0"}},
-       {2000, 40.0, 0}},
+      {"no key", "", {4000, 100.0, 1000}},
+      {"durations", "FragmentDuration=2000 DurationPrecision=40 AllowedDrift=0", {2000, 40.0, 0}},
       {"no frame rate: the frames are not judged",
-       {{"FrameRate", "0"}, {"FramesPerKeyframeInterval", "0"}, {"FramePrecision", "-1"}},
+       "FrameRate=0 FramesPerKeyframeInterval=0 FramePrecision=-1",
        {4000, 100.0, 1000}},
-      {"a negative frame rate", {{"FrameRate", "-25"}}, {4000, 100.0, 1000}},
-      {"no number for a frame rate", {{"FrameRate", "nan"}}, {4000, 100.0, 1000}},
-      {"frames override",
-       {{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "50"}, {"FragmentDuration", "7000"}},
-       {2000, 40.0, 1000}},
+      {"a negative frame rate", "FrameRate=-25", {4000, 100.0, 1000}},
+      {"no number for a frame rate", "FrameRate=nan", {4000, 100.0, 1000}},
+      {"frames override", "FrameRate=25 FramesPerKeyframeInterval=50 FragmentDuration=7000", {2000, 40.0, 1000}},
       {"frames are cut to whole numbers",
-       {{"FrameRate", "10"},
-        {"FramesPerKeyframeInterval", "10.9"},
-        {"KeyframeIntervalsPerFragment", "3.9"},
-        {"FramePrecision", "2.9"}},
+       "FrameRate=10 FramesPerKeyframeInterval=10.9 KeyframeIntervalsPerFragment=3.9 FramePrecision=2.9",
        {3000, 200.0, 1000}},
       {"infinite counts are as large as can be",
-       {{"FrameRate", "1000"}, {"FramesPerKeyframeInterval", "inf"}, {"FramePrecision", "1e300"}},
+       "FrameRate=1000 FramesPerKeyframeInterval=inf FramePrecision=1e300",
        {0xFFFFFFFF, 4294967295.0, 1000}},
-      {"low bits of a large count",
-       {{"FrameRate", "1000"}, {"FramesPerKeyframeInterval", "4294968296"}},
-       {1000, 1.0, 1000}},
+      {"low bits of a large count", "FrameRate=1000 FramesPerKeyframeInterval=4294968296", {1000, 1.0, 1000}},
       {"the product keeps 32 bits",
-       {{"FrameRate", "2000"}, {"FramesPerKeyframeInterval", "65537"}, {"KeyframeIntervalsPerFragment", "65536"}},
+       "FrameRate=2000 FramesPerKeyframeInterval=65537 KeyframeIntervalsPerFragment=65536",
        {32768, 0.5, 1000}},
+      {"broadcast rates are computed in double precision",
+       "FrameRate=29.97 FramesPerKeyframeInterval=60 KeyframeIntervalsPerFragment=2",
+       {4004, 1.0 * (1.0 / 29.97) * 1000.0, 1000}},
   };
   for (const auto& row : rows) EXPECT_EQ(configOf(row.settings), row.config) << row.what;
 }
 
-TEST(FragmentationConfig, ComputesBroadcastRatesInDoublePrecision) {
-  const FragmentationConfig config =
-      configOf({{"FrameRate", "29.97"}, {"FramesPerKeyframeInterval", "60"}, {"KeyframeIntervalsPerFragment", "2"}});
-  EXPECT_EQ(config.fragmentDuration, 4004U);
-  EXPECT_EQ(config.durationPrecision, 1.0 * (1.0 / 29.97) * 1000.0);
-}
-
 TEST(FragmentationConfig, RefusesSettingsThatGiveNoDuration) {
+  constexpr char kNoDuration[] = "invalid fragment duration specified";
+  constexpr char kNoInterval[] = "no value specified for frames-per-keyframe-interval";
   const struct {
-    Settings settings;
+    const char* settings;
     const char* message;
   } rows[] = {
-      {{{"FragmentDuration", "0"}}, "invalid fragment duration specified"},
-      {{{"FragmentDuration", "0"}, {"FrameRate", "25"}, {"FramesPerKeyframeInterval", "50"}},
-       "invalid fragment duration specified"},
-      {{{"DurationPrecision", "0"}}, "invalid duration precision specified"},
-      {{{"FrameRate", "inf"}}, "invalid frame rate specified"},
-      {{{"FrameRate", "25"}}, "no value specified for frames-per-keyframe-interval"},
-      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "0.5"}},
-       "no value specified for frames-per-keyframe-interval"},
-      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "nan"}},
-       "no value specified for frames-per-keyframe-interval"},
-      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "-1e300"}},
-       "no value specified for frames-per-keyframe-interval"},
-      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "50"}, {"KeyframeIntervalsPerFragment", "0.9"}},
+      {"FragmentDuration=0", kNoDuration},
+      {"FragmentDuration=0 FrameRate=25 FramesPerKeyframeInterval=50", kNoDuration},
+      {"DurationPrecision=0", "invalid duration precision specified"},
+      {"FrameRate=inf", "invalid frame rate specified"},
+      {"FrameRate=25", kNoInterval},
+      {"FrameRate=25 FramesPerKeyframeInterval=0.5", kNoInterval},
+      {"FrameRate=25 FramesPerKeyframeInterval=nan", kNoInterval},
+      {"FrameRate=25 FramesPerKeyframeInterval=-1e300", kNoInterval},
+      {"FrameRate=25 FramesPerKeyframeInterval=50 KeyframeIntervalsPerFragment=0.9",
        "no value specified for keyframe-intervals-per-fragment"},
-      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "50"}, {"FramePrecision", "0"}},
-       "no value specified for frame precision"},
-      {{{"FrameRate", "1e9"}, {"FramesPerKeyframeInterval", "50"}}, "invalid fragment duration specified"},
-      {{{"FrameRate", "25"}, {"FramesPerKeyframeInterval", "65536"}, {"KeyframeIntervalsPerFragment", "65536"}},
-       "invalid fragment duration specified"},
+      {"FrameRate=25 FramesPerKeyframeInterval=50 FramePrecision=0", "no value specified for frame precision"},
+      {"FrameRate=1e9 FramesPerKeyframeInterval=50", kNoDuration},
+      {"FrameRate=25 FramesPerKeyframeInterval=65536 KeyframeIntervalsPerFragment=65536", kNoDuration},
   };
   for (const auto& row : rows) {
     try {
       configOf(row.settings);
-      ADD_FAILURE() << row.message;
+      ADD_FAILURE() << row.settings;
     } catch (const qvs::QVSException& failure) {
-      EXPECT_EQ(failure.message(), row.message);
+      EXPECT_EQ(failure.message(), row.message) << row.settings;
     }
   }
 }
 
 TEST(FragmentationConfig, PassesOnWhatIsNoNumber) {
-  EXPECT_THROW(configOf({{"FragmentDuration", " 4000"}}), boost::bad_lexical_cast);
-  EXPECT_THROW(configOf({{"FramePrecision", "one"}}), boost::bad_lexical_cast);
+  EXPECT_THROW(configOf("FragmentDuration=4000ms"), boost::bad_lexical_cast);
+  EXPECT_THROW(configOf("FramePrecision=one"), boost::bad_lexical_cast);
 }
 
 }  // namespace

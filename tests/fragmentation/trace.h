@@ -29,16 +29,6 @@ inline std::vector<ruvo::k2r::SampleInfo> samples(const std::string& text) {
   return result;
 }
 
-/// Video samples `step` apart in [from, until), those at multiples of `keyEvery` being key frames.
-inline std::vector<ruvo::k2r::SampleInfo> video(std::uint64_t from, std::uint64_t until, std::uint64_t step,
-                                                std::uint64_t keyEvery) {
-  std::vector<ruvo::k2r::SampleInfo> result;
-  for (std::uint64_t time = from; time < until; time += step) {
-    result.push_back({.kind = ruvo::k2r::SampleKind::Video, .time = time, .keyFrame = time % keyEvery == 0});
-  }
-  return result;
-}
-
 /// "write 3 [8000,12000) ->4": action, fragment, range, next state.
 inline std::string describe(const ruvo::k2r::FragmentDecision& decision) {
   constexpr const char* kActions[] = {"none", "write", "hold", "skip", "flush", "start", "drop"};
