@@ -11,42 +11,54 @@
 
 namespace {
 
-/// What the reader (see commandReader.cpp), in a folder of its own with `logs` in it, leaves there.
-std::string logAfter(int kind, const std::string& payload) {
-  const test::TempDirectory folder;
-  std::filesystem::create_directory(folder.path() / "logs");
-  std::filesystem::copy_file(K2R_COMMAND_READER, folder.path() / "reader");
-  const std::string command = folder.file("reader") + " " + std::to_string(kind) + " '" + payload + "'";
-  EXPECT_EQ(std::system(command.c_str()), 0) << command;
-  std::ifstream log(folder.path() / "logs" / "cmdParsingLog.log");
-  return {std::istreambuf_iterator<char>(log), {}};
+/// A folder with the reader in it (see commandReader.cpp), whose log goes into `logs` beside it.
+class Reader {
+ public:
+  Reader() { std::filesystem::copy_file(K2R_COMMAND_READER, folder_.path() / "reader"); }
+
+  void read(int kind, const std::string& payload) const {
+    const std::string command = folder_.file("reader") + " " + std::to_string(kind) + " '" + payload + "'";
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+  }
+  std::filesystem::path logs() const { return folder_.path() / "logs"; }
+  std::string log() const {
+    std::ifstream log(logs() / "cmdParsingLog.log");
+    return {std::istreambuf_iterator<char>(log), {}};
+  }
+
+ private:
+  test::TempDirectory folder_;
+};
+
+TEST(NQCommandLog, NeedsItsFolder) {
+  const Reader reader;
+  reader.read(20, "02");
+  EXPECT_FALSE(std::filesystem::exists(reader.logs()));
 }
 
-TEST(NQCommandLog, TellsHowFarThePayloadWasRead) {
+TEST(NQCommandLog, TellsHowFarTheLastPayloadWasRead) {
   const struct {
     int kind;
     const char* payload;
-    const char* lines;
+    const char* unread;
+    const char* command;
   } rows[] = {
-      {20, "02 0005 61",
-       "while parsing buffer with message id 20, failed to read the command type (first arg)\n"
-       "Command parsed as \n0: [0](Command data kUndefinedType)( Command args)\n"},
-      {20, "02 0004 73656564 00 01",
-       "while parsing buffer with message id 20, failed to read the transaction id\n"
-       "Command parsed as \n0: seed[0](Command data kUndefinedType)( Command args)\n"},
-      {20, "02 0004 7365656b 00 4000000000000000 0e",
-       "while parsing buffer with message id 20, failed to read the command data\n"
-       "Command parsed as \n2: seek[17](Command data kUndefinedType)( Command args)\n"},
-      {18, "02 0001 61 05 0101 02 0009",
-       "while parsing buffer with message id 18, failed to read the argument number2\n"
-       "Command parsed as \n0: a[0](Command data kUndefinedType)( Command args kNullType,  kboolType true)\n"},
-      {15, "",
-       "while parsing buffer with message id 15, failed to read the command type (first arg)\n"
-       "Command parsed as \n0: [0](Command data kUndefinedType)( Command args)\n"},
+      {20, "02 0005 61", "command type (first arg)", "0: [0](Command data kUndefinedType)( Command args)"},
+      {20, "02 0004 73656564 00 01", "transaction id", "0: seed[0](Command data kUndefinedType)( Command args)"},
+      {20, "02 0004 7365656b 00 4000000000000000 0e", "command data",
+       "2: seek[17](Command data kUndefinedType)( Command args)"},
+      {18, "02 0001 61 05 0101 02 0009", "argument number2",
+       "0: a[0](Command data kUndefinedType)( Command args kNullType,  kboolType true)"},
+      {15, "", "command type (first arg)", "0: [0](Command data kUndefinedType)( Command args)"},
   };
+  const Reader reader;
+  std::filesystem::create_directory(reader.logs());
   for (const auto& row : rows) {
-    const std::string log = logAfter(row.kind, row.payload);
-    EXPECT_EQ(log.substr(std::min(log.find("while parsing buffer"), log.size())), row.lines) << log;
+    reader.read(row.kind, row.payload);
+    const std::string log = reader.log();
+    EXPECT_EQ(log.substr(std::min(log.find("while parsing"), log.size())),
+              "while parsing buffer with message id " + std::to_string(row.kind) + ", failed to read the " +
+                  row.unread + "\nCommand parsed as \n" + row.command + "\n");
   }
 }
 

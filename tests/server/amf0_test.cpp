@@ -75,12 +75,4 @@ TEST(AMF0, StringsTakeTheLongFormFrom65536BytesOn) {
   EXPECT_EQ(writtenHex(NQDataValue::string(std::string(65536, 'x'))).substr(0, 17), "0c000100 00787878");
 }
 
-TEST(AMF0, TellsDatesAndBlobs) {
-  const auto date = test::readScript(fromHex("0b 4276f68212400000 ffc4"))[0];
-  EXPECT_EQ(date.milliseconds(), 1578000000000.0);
-  EXPECT_EQ(date.zone(), -60);
-  EXPECT_EQ(date.toDouble(), 1578000000.0);
-  EXPECT_EQ(hex(test::readScript(fromHex("20 00000003 010203"))[0].blob()), "010203");
-}
-
 }  // namespace

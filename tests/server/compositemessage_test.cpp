@@ -5,9 +5,11 @@
 #include <iterator>
 #include <string>
 #include <utility>
+#include <vector>
 
-#include "tests/server/aggregates.h"
+#include "tests/server/messages.h"
 #include "util/NQThrowable.h"
+#include "util/messagebuffer.h"
 
 namespace qvs {
 namespace {
@@ -20,9 +22,11 @@ const char* const kBody =
     "29000001 00000900 000000 17 ffffffff"
     "12000000 00000700 0000c8 0000000b";
 
-std::string membersOf(const CompositeMessage& composite) {
+/// Which members are in: "12", or "-" without a composite.
+std::string membersOf(const CompositeMessagePtr& composite) {
+  if (!composite) return "-";
   std::string indexes;
-  for (const auto& member : composite) indexes += std::to_string(member->index());
+  for (const auto& member : *composite) indexes += std::to_string(member->index());
   return indexes;
 }
 
@@ -47,7 +51,7 @@ TEST(CompositeMessage, ReadsMembersByteForByte) {
     EXPECT_EQ(&(*member)->owner(), composite.get());
     ++member;
   }
-  EXPECT_EQ(membersOf(*composite), "012");
+  EXPECT_EQ(membersOf(composite), "012");
 }
 
 TEST(CompositeMessage, HeaderHasTheFirstTimeAndTimestampTheLast) {
@@ -120,26 +124,18 @@ TEST(CompositeMessage, IsReadFromTheUsedPartOfAMessage) {
   message->append(test::fromHex(kBody));
   const auto composite = CompositeMessage::create(message);
   EXPECT_EQ(composite->data(), message->data());
-  EXPECT_EQ(membersOf(*composite), "012");
+  EXPECT_EQ(membersOf(composite), "012");
 }
 
 TEST(CompositeMessage, MemberKeepsTheBodyAlive) {
   SingleMessagePtr member;
   {
-    const auto root = compositeOf(kBody);
     CompositeMessagePtr first;
     CompositeMessagePtr second;
-    root->splitByCount(1, first, second);
+    compositeOf(kBody)->splitByCount(1, first, second);
     member = second->begin()->get();
   }
   EXPECT_EQ(test::hex(member->payload()), "17");
-}
-
-TEST(CompositeMessage, AggregateInAnAggregateIsReadFromItsMember) {
-  const auto outer = compositeOf("16000010 00000500 000000 09000001 00000900 000000 17 0000000c 0000001b");
-  const auto inner = CompositeMessage::create(SingleMessagePtr(outer->begin()->get()));
-  EXPECT_EQ(test::hex((*inner->begin())->payload()), "17");
-  EXPECT_EQ(inner->data()->data(), outer->data()->data() + 11);
 }
 
 TEST(CompositeMessage, ManyPartsInOneAnotherEnd) {
@@ -159,6 +155,94 @@ TEST(CompositeMessage, ViewOfAViewHoldsTheBlockItself) {
   EXPECT_EQ(view->usedLength(), 3U);
   EXPECT_THROW(NQPtr<CompositeMessage::PartialMemory>::make(view, 2U, 2U), NQException);
   EXPECT_THROW(NQPtr<CompositeMessage::PartialMemory>::make(view, 2U, 0xFFFFFFFFU), NQException);
+}
+
+/// A root of messages at these times, of as many bytes as their number.
+CompositeMessagePtr compositeAt(std::initializer_list<std::uint32_t> times) {
+  util::MessageBuffer body;
+  body.allocate();
+  for (const auto time : times) body.append(9, std::vector<std::byte>(body.appended()), time);
+  return CompositeMessagePtr::make(body.buffer().memory(), body.buffer().end());
+}
+
+struct Parts {
+  CompositeMessagePtr first;
+  CompositeMessagePtr second;
+};
+
+Parts splitByCount(const CompositeMessagePtr& composite, std::uint32_t count) {
+  Parts parts;
+  composite->splitByCount(count, parts.first, parts.second);
+  return parts;
+}
+
+TEST(CompositeSplit, GoesByCountOrByTheFirstMemberAtOrAboveATime) {
+  const auto root = compositeAt({10, 0xFFFFFFF0, 5, 20});
+  const struct {
+    void (CompositeMessage::*split)(std::uint32_t, CompositeMessagePtr&, CompositeMessagePtr&);
+    std::uint32_t at;
+    const char *first, *second;
+  } rows[] = {{&CompositeMessage::splitByCount, 0, "-", "0123"},
+              {&CompositeMessage::splitByCount, 1, "0", "123"},
+              {&CompositeMessage::splitByCount, 3, "012", "3"},
+              {&CompositeMessage::splitByCount, 4, "0123", "-"},
+              {&CompositeMessage::splitByCount, 0xFFFFFFFF, "0123", "-"},
+              {&CompositeMessage::splitByTime, 10, "-", "0123"},
+              {&CompositeMessage::splitByTime, 11, "0", "123"},
+              {&CompositeMessage::splitByTime, 0xFFFFFFF0, "0", "123"},
+              {&CompositeMessage::splitByTime, 0xFFFFFFFF, "0123", "-"}};
+  for (const auto& row : rows) {
+    Parts parts;
+    (root.get()->*row.split)(row.at, parts.first, parts.second);
+    EXPECT_EQ(membersOf(parts.first), row.first) << row.at;
+    EXPECT_EQ(membersOf(parts.second), row.second) << row.at;
+  }
+  EXPECT_EQ(splitByCount(root, 0).second, root) << "no part of its own";
+  EXPECT_EQ(splitByCount(root, 4).first, root);
+}
+
+TEST(CompositeSplit, PartsDescribeTheirOwnMembers) {
+  const auto root = test::compositeOf(
+      "08000001 00000500 000000 af 0000000c"
+      "09000001 00000900 000000 17 0000000c");
+  const auto parts = splitByCount(root, 1);
+  EXPECT_EQ(test::hex(parts.second->header()), "16000010 00000900 000000");
+  EXPECT_EQ(test::hex(parts.second->payload()), "09000001 00000900 00000017 0000000c");
+  EXPECT_EQ(parts.first->timestamp(), 5U);
+  EXPECT_TRUE(parts.first->isNonVideoOrInfoFrame());
+  EXPECT_EQ(parts.second->audioCodecs(), 0);
+  EXPECT_EQ(parts.second->kindCount(9), 1U);
+  EXPECT_EQ(parts.second->memberCount(), 1U);
+  EXPECT_EQ(parts.second->parent(), root);
+}
+
+TEST(CompositeSplit, MayReplaceTheOnlyHolder) {
+  auto composite = compositeAt({1, 2, 3});
+  CompositeMessagePtr rest;
+  composite->splitByCount(1, composite, rest);
+  EXPECT_EQ(membersOf(composite) + " " + membersOf(rest), "0 12");
+  rest->splitByCount(1, composite, rest);
+  EXPECT_EQ(membersOf(composite) + " " + membersOf(rest), "1 2");
+  rest->splitByCount(0, rest, rest);
+  EXPECT_EQ(membersOf(rest), "2");
+}
+
+TEST(CompositeSplit, RemaindersAreWhatTheNextOneAboveHasBeside) {
+  const auto root = compositeAt({1, 2, 3, 4, 5});
+  const auto outer = splitByCount(splitByCount(root, 4).first, 1).second;
+  const auto inner = splitByCount(splitByCount(outer, 1).second, 1);
+  EXPECT_EQ(membersOf(outer) + " " + membersOf(inner.first) + " " + membersOf(inner.second), "123 2 3");
+
+  EXPECT_EQ(membersOf(inner.first->trailingRemainder()), "3");
+  EXPECT_EQ(membersOf(inner.second->trailingRemainder()), "4");
+  EXPECT_EQ(membersOf(inner.first->leadingRemainder()), "1");
+  EXPECT_EQ(membersOf(outer->leadingRemainder()), "0");
+  EXPECT_EQ(membersOf(root->trailingRemainder()) + membersOf(root->leadingRemainder()), "--");
+
+  // Its bytes are those of its members, though the composite above does not start where the root does.
+  const auto remainder = inner.first->leadingRemainder();
+  EXPECT_EQ(remainder->data()->data() + 11, (*remainder->begin())->data()->data());
+  EXPECT_EQ(remainder->length(), 16U);
 }
 
 }  // namespace

@@ -19,8 +19,13 @@ TEST(MessageDump, TellsKindAndContent) {
       {4, "0003 00001388", " kMsgUserCtrl idByte=4 streamId=0 time=0 kMsgSetBufferLen 000300001388"},
       {7, "00ff", " kMsgVirtualUserControl idByte=7 streamId=0 time=0 ctrlMsgType=255 00FF"},
       {4, "05", " kMsgUserCtrl idByte=4 streamId=0 time=0 kMsgStreamBegin 05"},
+      {4, "0017", " kMsgUserCtrl idByte=4 streamId=0 time=0 kMsgDisconnect 0017"},
+      {4, "0021", " kMsgUserCtrl idByte=4 streamId=0 time=0 kMsgDRMNotify 0021"},
+      {4, "0029", " kMsgUserCtrl idByte=4 streamId=0 time=0 kMsgRtmfpSetKeepalives 0029"},
+      {4, "002a", " kMsgUserCtrl idByte=4 streamId=0 time=0 ctrlMsgType=42 002A"},
       {5, "01", " id=5 idByte=5 streamId=0 time=0"},
       {8, "af01", " kMsgAudio idByte=8 streamId=0 time=0 kSndCompressAAC kSnd44K16Stereo"},
+      {8, "b1", " kMsgAudio idByte=8 streamId=0 time=0 kSndCompressSpeex kSnd5K8Stereo"},
       {8, "c0", " kMsgAudio idByte=8 streamId=0 time=0 codec=192 kSnd5K8Mono"},
       {8, "", " kMsgAudio idByte=8 streamId=0 time=0 kSndCompressNone kSnd5K8Mono"},
       {0xA8, "26", " kMsgAudio idByte=-88 streamId=0 time=0 kSndCompressMP3 kSnd11K16Mono"},
@@ -29,6 +34,8 @@ TEST(MessageDump, TellsKindAndContent) {
       {15, "00", " kMsgDataEx  idByte=15 streamId=0 time=0"},
       {19, "00", " kMsgContainer  idByte=19 streamId=0 time=0"},
       {22, "00", " kMsgAggregate idByte=22 streamId=0 time=0"},
+      {23, "00", " kMsgPresent idByte=23 streamId=0 time=0"},
+      {24, "00", " id=24 idByte=24 streamId=0 time=0"},
       {72, "af", " id=72 idByte=72 streamId=0 time=0"},
   };
   for (const auto& row : rows)

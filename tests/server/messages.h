@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
-#include "shared_nqserver/nqmessage.h"
+#include "server/compositemessage.h"
 #include "tests/support/hex.h"
 
 namespace test {
@@ -16,6 +18,19 @@ inline qvs::SingleMessagePtr messageOf(std::uint8_t type, std::string_view paylo
   message->setHeader(qvs::Message::Header(header));
   message->append(fromHex(payloadImage));
   return message;
+}
+
+/// A block that holds just these bytes.
+inline NQMemoryPtr blockOf(std::span<const std::byte> bytes) {
+  auto block = NQMemoryPtr::make(static_cast<std::uint32_t>(bytes.size()));
+  std::ranges::copy(bytes, block->data());
+  return block;
+}
+
+/// The aggregate over a body.
+inline qvs::CompositeMessagePtr compositeOf(std::string_view bodyImage) {
+  const auto body = fromHex(bodyImage);
+  return qvs::CompositeMessagePtr::make(blockOf(body), static_cast<std::uint32_t>(body.size()));
 }
 
 }  // namespace test
