@@ -6,15 +6,11 @@
 #include <string>
 
 #include "shared_nqserver/NQDataArray.h"
-#include "shared_nqserver/NQDataDump.h"
+#include "tests/support/ScriptCodec.h"
 
 namespace {
 
-std::string dumpOf(const NQDataValue& value) {
-  std::string text;
-  dumpValue(text, value);
-  return text;
-}
+using test::dumpOf;
 
 TEST(NQDataValue, ConversionsAnswerForAnyKind) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -65,35 +61,22 @@ TEST(NQDataValue, AnswersNothingOfAnotherKind) {
   const NQDataValue number = NQDataValue::number(1);
   EXPECT_EQ(number.array(), nullptr);
   EXPECT_FALSE(number.text());
-  EXPECT_TRUE(number.blob().empty());
   EXPECT_FALSE(number.isTrue());
   EXPECT_EQ(number.milliseconds(), 0);
   EXPECT_EQ(number.zone(), 0);
-  EXPECT_TRUE(NQDataValue::blob(NQMemoryPtr::make(2U), 1, 3).blob().empty());
+  EXPECT_TRUE(number.blob().empty());
+  EXPECT_TRUE(NQDataValue::blob(NQMemoryPtr::make(2U), 1, 3).blob().empty()) << "beyond the block";
 }
 
-TEST(NQDataDump, TellsEachKind) {
+TEST(NQDataDump, TellsWhatIsNeverRead) {
   const auto array = NQDataArrayPtr::make();
-  array->append(makeText("a"), NQDataValue::number(1.9));
+  array->append(makeText("a"), NQDataValue::number(-1.9));
   array->append({}, NQDataValue::string("t\"x"));
-  const struct {
-    NQDataValue value;
-    const char* dump;
-  } rows[] = {
-      {NQDataValue(), " kUndefinedType"},
-      {NQDataValue::null(), " kNullType"},
-      {NQDataValue::number(-2.5), " kNumberType -2"},
-      {NQDataValue::boolean(false), " kboolType false"},
-      {NQDataValue::int64(-9007199254740993), " kInt64Type -9007199254740993"},
-      {NQDataValue::xml(makeText("<a/>")), " kXMLType"},
-      {NQDataValue::date(1), " kDateType"},
-      {NQDataValue::container(NQDataKind::kStrictArrayType, array),
-       " kStrictArrayTyp ( a= kNumberType 1, = kStringType \"t\"x\" )"},
-      {NQDataValue::container(NQDataKind::kTypedObjectType, NQDataArrayPtr::make()), " kTypedObjectTyp ( )"},
-      {NQDataValue::bare(NQDataKind{14}), " dataType=14"},
-      {NQDataValue::bare(NQDataKind::kUnsupportedType), " kUnsupportedTyp"},
-  };
-  for (const auto& row : rows) EXPECT_EQ(dumpOf(row.value), row.dump);
+  EXPECT_EQ(dumpOf(NQDataValue::container(NQDataKind::kStrictArrayType, array)),
+            " kStrictArrayTyp ( a= kNumberType -1, = kStringType \"t\"x\" )");
+  EXPECT_EQ(dumpOf(NQDataValue::int64(-9007199254740993)), " kInt64Type -9007199254740993");
+  EXPECT_EQ(dumpOf(NQDataValue::bare(NQDataKind{14})), " dataType=14");
+  EXPECT_EQ(dumpOf(NQDataValue::bare(NQDataKind::kUnsupportedType)), " kUnsupportedTyp");
 }
 
 // Each array holds the next one twice, so that the text doubles with each.

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <string_view>
 #include <vector>
 
 #include "tests/support/hex.h"
@@ -78,27 +76,6 @@ TEST(SingleMessage, BytesBeyondTheLengthAreNoPayload) {
   EXPECT_EQ(audio->codec(), 0);
   audio->setLength(0xFFFFFF, true);
   EXPECT_EQ(audio->payload().size(), audio->data()->capacity());
-}
-
-TEST(SingleMessage, CountsByKindWithoutBit6) {
-  KindCounts counts = {};
-  for (const int kind : {8, 72, 23, 24, 31, 95})
-    messageOf(MessageKind{static_cast<std::uint8_t>(kind)}, "")->countKinds(counts);
-  KindCounts expected = {};
-  expected[8] = 2;
-  expected[23] = 1;
-  EXPECT_EQ(counts, expected);
-}
-
-TEST(SingleMessage, ControlSubtypeNeedsTwoBytes) {
-  EXPECT_EQ(messageOf(MessageKind::kUserControl, "0102 03")->controlSubtype(), 0x0102);
-  EXPECT_EQ(messageOf(MessageKind::kUserControl, "01")->controlSubtype(), 0);
-  const auto cut = messageOf(MessageKind::kUserControl, "0102");
-  cut->setLength(1, false);
-  EXPECT_EQ(cut->controlSubtype(), 0);
-  cut->setLength(2, false);
-  cut->data()->setUsedLength(1);
-  EXPECT_EQ(cut->controlSubtype(), 0);
 }
 
 TEST(SingleMessage, StripeMutexesGoRound) {
