@@ -2,9 +2,6 @@
 // configuration, then as the codec header of a track.
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <span>
 
 #include "fuzz/fuzzing.h"
 #include "packaging/CodecBoxes.h"

@@ -1,8 +1,5 @@
 // Script data of AMF0, and of AMF3 behind its marker: what can be read is dumped, written and read again as the same.
 
-#include <cstddef>
-#include <cstdint>
-
 #include "fuzz/scriptTrip.h"
 
 namespace {

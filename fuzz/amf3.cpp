@@ -1,9 +1,6 @@
 // AMF3 values one behind another: what can be read is dumped, written and read again as the same, to the byte from the
 // second writing on.
 
-#include <cstddef>
-#include <cstdint>
-
 #include "fuzz/scriptTrip.h"
 
 namespace {

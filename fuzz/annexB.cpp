@@ -2,9 +2,6 @@
 // parameter sets make a configuration record.
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <span>
 
 #include "fuzz/fuzzing.h"
 #include "host/input/annexB.h"

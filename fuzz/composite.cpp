@@ -2,9 +2,6 @@
 // from a body that is written of it. Aggregates within are read in turn.
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <span>
 
 #include "fuzz/fuzzing.h"
 #include "server/compositemessage.h"
@@ -70,7 +67,7 @@ CompositeMessagePtr aggregateIn(const CompositeMessage& composite) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  try {
+  fuzz::takes<NQException>([&] {
     const auto block = NQMemoryPtr::make(static_cast<std::uint32_t>(size));
     std::ranges::copy(std::as_bytes(std::span(data, size)), block->data());
     auto composite = CompositeMessagePtr::make(block, static_cast<std::uint32_t>(size));
@@ -80,7 +77,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       splitByTimes(composite);
       writeAndReadBack(*composite);
     }
-  } catch (const NQException&) {
-  }
+  });
   return 0;
 }

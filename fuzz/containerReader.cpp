@@ -5,10 +5,6 @@
 //     8       the file
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <span>
 #include <vector>
 
 #include "fuzz/fuzzing.h"

@@ -2,9 +2,6 @@
 // sample.
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <span>
 #include <vector>
 
 #include "fuzz/fuzzing.h"

@@ -3,17 +3,11 @@
 #include "fragmentation/AfraBox.h"
 #include "fuzz/fuzzing.h"
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace ruvo::k2r;
   AfraIndex index;
-  try {
-    auto in = fuzz::streamOf(data, size);
-    readAfra(in, index);
-  } catch (const InvalidAfraFormat&) {
-    return 0;
-  } catch (const std::ios_base::failure&) {
-    return 0;
-  }
+  auto in = fuzz::streamOf(data, size);
+  if (!fuzz::takes<InvalidAfraFormat, std::ios_base::failure>([&] { readAfra(in, index); })) return 0;
   std::stringstream image;
   writeAfra(image, index);
   AfraIndex back;

@@ -37,16 +37,10 @@ void continueFrom(const BootstrapInfo& info, std::uint32_t lastFragment) {
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   BootstrapInfo info;
-  try {
-    auto in = fuzz::streamOf(data, size);
-    readBootstrap(in, info);
-  } catch (const InvalidBootstrapFormat&) {
-    return 0;
-  } catch (const std::ios_base::failure&) {
-    return 0;
-  }
+  auto in = fuzz::streamOf(data, size);
+  if (!fuzz::takes<InvalidBootstrapFormat, std::ios_base::failure>([&] { readBootstrap(in, info); })) return 0;
   const std::string image = written(info, false);
   fuzz::require(readBack(image) == info, "a bootstrap that was read comes back from what was written of it");
   fuzz::require(written(info, true) == image.substr(12), "a body is the box without its first 12 bytes");

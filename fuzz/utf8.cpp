@@ -1,7 +1,5 @@
 // Any bytes as UTF-8: a text that is taken comes back as it was, and the lenient reading of any text loses no byte.
 
-#include <cstddef>
-#include <cstdint>
 #include <string_view>
 
 #include "fuzz/fuzzing.h"
