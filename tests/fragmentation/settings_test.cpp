@@ -139,32 +139,32 @@ FragmentationConfig configOf(const std::string& settings) {
 }
 
 TEST(FragmentationConfig, IsReadFromTheSettings) {
+  const FragmentationConfig byDefault = {4000, 100.0, 1000};
   const struct {
     const char* what;
-    const char* settings;
     FragmentationConfig config;
+    const char* settings;
   } rows[] = {
-      {"no key", "", {4000, 100.0, 1000}},
-      {"durations", "FragmentDuration=2000 DurationPrecision=40 AllowedDrift=0", {2000, 40.0, 0}},
-      {"no frame rate: the frames are not judged",
-       "FrameRate=0 FramesPerKeyframeInterval=0 FramePrecision=-1",
-       {4000, 100.0, 1000}},
-      {"a negative frame rate", "FrameRate=-25", {4000, 100.0, 1000}},
-      {"no number for a frame rate", "FrameRate=nan", {4000, 100.0, 1000}},
-      {"frames override", "FrameRate=25 FramesPerKeyframeInterval=50 FragmentDuration=7000", {2000, 40.0, 1000}},
+      {"no key", byDefault, ""},
+      {"durations", {2000, 40.0, 0}, "FragmentDuration=2000 DurationPrecision=40 AllowedDrift=0"},
+      {"no frame rate: the frames are not judged", byDefault,
+       "FrameRate=0 FramesPerKeyframeInterval=0 FramePrecision=-1"},
+      {"a negative frame rate", byDefault, "FrameRate=-25"},
+      {"no number for a frame rate", byDefault, "FrameRate=nan"},
+      {"frames override", {2000, 40.0, 1000}, "FrameRate=25 FramesPerKeyframeInterval=50 FragmentDuration=7000"},
       {"frames are cut to whole numbers",
-       "FrameRate=10 FramesPerKeyframeInterval=10.9 KeyframeIntervalsPerFragment=3.9 FramePrecision=2.9",
-       {3000, 200.0, 1000}},
+       {3000, 200.0, 1000},
+       "FrameRate=10 FramesPerKeyframeInterval=10.9 KeyframeIntervalsPerFragment=3.9 FramePrecision=2.9"},
       {"infinite counts are as large as can be",
-       "FrameRate=1000 FramesPerKeyframeInterval=inf FramePrecision=1e300",
-       {0xFFFFFFFF, 4294967295.0, 1000}},
-      {"low bits of a large count", "FrameRate=1000 FramesPerKeyframeInterval=4294968296", {1000, 1.0, 1000}},
+       {0xFFFFFFFF, 4294967295.0, 1000},
+       "FrameRate=1000 FramesPerKeyframeInterval=inf FramePrecision=1e300"},
+      {"low bits of a large count", {1000, 1.0, 1000}, "FrameRate=1000 FramesPerKeyframeInterval=4294968296"},
       {"the product keeps 32 bits",
-       "FrameRate=2000 FramesPerKeyframeInterval=65537 KeyframeIntervalsPerFragment=65536",
-       {32768, 0.5, 1000}},
-      {"broadcast rates are computed in double precision",
-       "FrameRate=29.97 FramesPerKeyframeInterval=60 KeyframeIntervalsPerFragment=2",
-       {4004, 1.0 * (1.0 / 29.97) * 1000.0, 1000}},
+       {32768, 0.5, 1000},
+       "FrameRate=2000 FramesPerKeyframeInterval=65537 KeyframeIntervalsPerFragment=65536"},
+      {"broadcast rates in double precision",
+       {4004, 1.0 * (1.0 / 29.97) * 1000.0, 1000},
+       "FrameRate=29.97 FramesPerKeyframeInterval=60 KeyframeIntervalsPerFragment=2"},
   };
   for (const auto& row : rows) EXPECT_EQ(configOf(row.settings), row.config) << row.what;
 }
