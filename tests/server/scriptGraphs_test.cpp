@@ -108,19 +108,6 @@ TEST(ScriptGraphs, NestingIsTakenUpTo256Levels) {
   }
 }
 
-TEST(ScriptGraphs, AWriterRefusesDeeperNesting) {
-  for (const NQDataKind kind : {NQDataKind::kObjectType, NQDataKind::kAvmPlusObjectType}) {
-    NQDataValue value;
-    for (int i = 0; i < 257; ++i) {
-      const auto array = NQDataArrayPtr::make(1U);
-      array->append(makeText("a"), value);
-      value = NQDataValue::container(kind, array);
-    }
-    EXPECT_THROW(test::writeScript(std::span(&value, 1)), NQBreakConnection);
-    EXPECT_NO_THROW(test::writeScript(std::span(&value.array()->value(0), 1)));
-  }
-}
-
 TEST(ScriptGraphs, AnAMF3ArrayNeedsNames) {
   const auto array = NQDataArrayPtr::make();
   array->append({}, NQDataValue());
