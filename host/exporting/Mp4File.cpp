@@ -10,6 +10,7 @@ extern "C" {
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "host/errors.h"
 #include "host/files/tracks.h"
@@ -96,7 +97,7 @@ void Mp4File::CloseOutput::operator()(AVFormatContext* context) const {
   avformat_free_context(context);
 }
 
-Mp4File::Mp4File(const std::string& path, const Movie& movie) : path_(path), packet_(makePacket()) {
+Mp4File::Mp4File(const std::string& path, const Movie& movie) : path_(path) {
   AVFormatContext* made = nullptr;
   check(avformat_alloc_output_context2(&made, nullptr, "mp4", path.c_str()), path);
   context_.reset(made);
@@ -209,29 +210,40 @@ void Mp4File::write(Output& output, const RecordedTag& tag) {
   if (!firstTime_) firstTime_ = tag.timestamp();
   const std::int64_t time = decodeTime(output, tag.timestamp() - *firstTime_);
   const auto sample = sampleOf(tag);
-  check(av_new_packet(packet_.get(), static_cast<int>(sample.size())), path_);
-  std::memcpy(packet_->data, sample.data(), sample.size());
-  packet_->stream_index = output.stream->index;
-  packet_->dts = time;
-  packet_->pts = time;
+  // How long a picture stands, the next one tells.
+  if (output.held) send(output, time - output.held->dts);
+  output.held = makePacket();
+  AVPacket& packet = *output.held;
+  check(av_new_packet(&packet, static_cast<int>(sample.size())), path_);
+  std::memcpy(packet.data, sample.data(), sample.size());
+  packet.stream_index = output.stream->index;
+  packet.dts = time;
+  packet.pts = time;
+  if (!output.isVideo || tag.content.isKeyFrame()) packet.flags |= AV_PKT_FLAG_KEY;
   if (output.isVideo) {
-    packet_->pts += std::int64_t{tag.content.compositionTime} * kTicksAMillisecond;
-    if (tag.content.isKeyFrame()) packet_->flags |= AV_PKT_FLAG_KEY;
+    packet.pts += std::int64_t{tag.content.compositionTime} * kTicksAMillisecond;
+    output.nextTime = time + std::max<std::int64_t>(time - output.lastTime.value_or(time), kTicksAMillisecond);
   } else {
-    packet_->flags |= AV_PKT_FLAG_KEY;
-    packet_->duration = output.samplesAFrame;
+    output.nextTime = time + output.samplesAFrame;
+    send(output, output.samplesAFrame);
   }
   output.lastTime = time;
-  output.nextTime = time + output.samplesAFrame;
+}
+
+void Mp4File::send(Output& output, std::int64_t duration) {
+  const Packet packet = std::move(output.held);
+  packet->duration = duration;
   // The muxer may have given the streams time bases of its own.
   const AVRational own =
       output.isVideo ? AVRational{1, kVideoTimescale} : AVRational{1, output.stream->codecpar->sample_rate};
-  av_packet_rescale_ts(packet_.get(), own, output.stream->time_base);
-  check(av_interleaved_write_frame(context_.get(), packet_.get()), path_);
+  av_packet_rescale_ts(packet.get(), own, output.stream->time_base);
+  check(av_interleaved_write_frame(context_.get(), packet.get()), path_);
 }
 
 void Mp4File::finish() {
   start();
+  // Of no length, the last pictures would be cut off. They stand as long as the one before.
+  if (video_.held) send(video_, video_.nextTime - *video_.lastTime);
   check(av_write_trailer(context_.get()), path_);
   check(avio_closep(&context_->pb), path_);
 }

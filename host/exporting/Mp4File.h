@@ -34,6 +34,8 @@ class Mp4File final : public TagSink {
     std::optional<std::int64_t> lastTime;
     std::int64_t nextTime = 0;
     std::int64_t samplesAFrame = 0;
+    /// The last picture, whose duration is not known yet.
+    Packet held;
   };
 
   /// A tag that waits until the rate of the audio is known.
@@ -50,11 +52,12 @@ class Mp4File final : public TagSink {
   void setAudioRate(int sampleRate);
   void start();
   void write(Output& output, const RecordedTag& tag);
+  /// Gives the held packet to the muxer.
+  void send(Output& output, std::int64_t duration);
   std::int64_t decodeTime(Output& output, std::uint64_t timeMs) const;
 
   std::string path_;
   std::unique_ptr<AVFormatContext, CloseOutput> context_;
-  Packet packet_;
   Output video_;
   Output audio_;
   std::vector<Waiting> waiting_;

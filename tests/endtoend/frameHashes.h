@@ -13,9 +13,12 @@ struct FrameHash {
   std::string hash;
 };
 
-/// The hashes of one stream of a file. `inputOptions` stand before the file, `stream` is "v" or "a", `codec` "" to
-/// decode or "copy" to take the packets as they are. Throws std::runtime_error with ffmpeg's words where it complains.
-std::vector<FrameHash> frameHashes(const std::string& file, const std::string& stream, const std::string& codec,
-                                   const std::string& inputOptions = "");
+/// The hashes of one stream of a file: "v" or "a", decoded, in the order of presentation, or with `codec` "copy" the
+/// packets as they are. Throws std::runtime_error with ffmpeg's words where it complains.
+std::vector<FrameHash> frameHashes(const std::string& file, const std::string& stream, const std::string& codec = "");
+
+/// Expects the first frames of the source, each later by the same time, which it answers. Times may differ by so much.
+std::int64_t expectPrefix(const std::vector<FrameHash>& found, const std::vector<FrameHash>& source,
+                          std::size_t atLeast, std::int64_t toleranceMs = 0);
 
 }  // namespace test

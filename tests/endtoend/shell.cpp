@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdio>
 #include <stdexcept>
+#include <utility>
 
 namespace test {
 
@@ -19,6 +20,16 @@ CommandResult run(const std::string& line) {
   const int status = ::pclose(pipe);
   if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
   return result;
+}
+
+std::string mustRun(const std::string& line) {
+  CommandResult result = run(line);
+  if (result.status != 0) throw std::runtime_error("failed: " + line + "\n" + result.output);
+  return std::move(result.output);
+}
+
+void makeClip(const std::string& arguments, const std::string& file) {
+  mustRun("ffmpeg -v error -y " + arguments + " 'file:" + file + "'");
 }
 
 }  // namespace test

@@ -14,5 +14,10 @@ struct CommandResult {
 
 /// Runs a line in the shell.
 CommandResult run(const std::string& line);
+/// What it prints. Throws std::runtime_error where it fails.
+std::string mustRun(const std::string& line);
+
+/// Makes a media file with the ffmpeg tool: `arguments` go between the quiet options and the name. Throws as mustRun().
+void makeClip(const std::string& arguments, const std::string& file);
 
 }  // namespace test
