@@ -32,17 +32,39 @@ class FaultyFiles final : public DiskFileContext {
   bool passed() const { return calls_ >= first_ + count_; }
   bool happened() const { return calls_ > first_; }
 
-  std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override;
-  std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) override;
-  std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) override;
-  std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override;
-  std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override;
-  std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override;
-  std::int32_t createDirectory(const char* path) override;
+  std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override {
+    return fails(Fault::kOpenError) ? -1 : DiskFileContext::open(path, flags, mode, share);
+  }
+  std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) override {
+    if (fails(Fault::kReadError)) return -1;
+    return DiskFileContext::read(handle, offset, buffer, fails(Fault::kShortRead) ? (length + 1) / 2 : length);
+  }
+  std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) override {
+    const bool isFull = fails(Fault::kNoSpace);
+    if (fails(Fault::kWriteError) || (isFull && calls_ != first_ + 1)) return -1;
+    const std::uint32_t part = fails(Fault::kShortWrite) ? (length + 1) / 2 : isFull ? (length + 3) / 4 : length;
+    return DiskFileContext::write(handle, offset, buffer, part);
+  }
+  std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override {
+    return fails(Fault::kStatusError) ? -1 : DiskFileContext::fileStatus(handle, status, reserved);
+  }
+  std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override {
+    return fails(Fault::kPathStatusError) ? -1 : DiskFileContext::pathStatus(path, status, reserved);
+  }
+  std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override {
+    return fails(Fault::kRemoveError) ? -1 : DiskFileContext::remove(path, kind, recursive);
+  }
+  std::int32_t createDirectory(const char* path) override {
+    return fails(Fault::kMakeDirectoryError) ? -1 : DiskFileContext::createDirectory(path);
+  }
 
  private:
   /// Whether this call, which a fault of that kind concerns, is one to fail.
-  bool fails(Fault kind);
+  bool fails(Fault kind) {
+    if (kind != fault_) return false;
+    const std::uint32_t call = calls_++;
+    return call >= first_ && call - first_ < count_;
+  }
 
   Fault fault_;
   std::uint32_t first_;

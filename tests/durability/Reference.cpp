@@ -1,11 +1,10 @@
 #include "tests/durability/Reference.h"
 
-#include <sstream>
-
-#include "fragmentation/AfraBox.h"
 #include "host/files/FileView.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/files/SegmentMap.h"
+#include "host/files/smallFiles.h"
+#include "util/bytes.h"
 
 namespace test {
 namespace {
@@ -17,11 +16,9 @@ bool isIndex(const std::string& name) {
 }
 
 std::vector<ruvo::k2r::AfraEntry> writtenEntries(const std::string& image) {
-  std::istringstream in(image);
-  ruvo::k2r::AfraIndex index;
-  ruvo::k2r::readAfra(in, index);
-  std::erase_if(index.globalEntries, [](const auto& entry) { return !entry.isWritten(); });
-  return index.globalEntries;
+  auto entries = host::parseAfra(qvs::util::asBytes(image)).globalEntries;
+  std::erase_if(entries, [](const auto& entry) { return !entry.isWritten(); });
+  return entries;
 }
 
 std::string describe(const FragmentName& fragment) {

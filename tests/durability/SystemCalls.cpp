@@ -64,15 +64,10 @@ struct Watch {
       open[fd] = {};
       return;
     }
-    const auto known = names.find(name);
-    if (known == names.end()) {
-      names[name] = nextFile;
-      operations.push_back({.kind = Kind::kCreate, .file = nextFile, .name = name});
-      open[fd] = {.file = nextFile++, .durable = (flags & O_DSYNC) != 0};
-      return;
-    }
+    const auto [known, isNew] = names.try_emplace(name, nextFile);
+    if (isNew) operations.push_back({.kind = Kind::kCreate, .file = nextFile++, .name = name});
+    if (!isNew && (flags & O_TRUNC) != 0) operations.push_back({.kind = Kind::kTruncate, .file = known->second});
     open[fd] = {.file = known->second, .durable = (flags & O_DSYNC) != 0};
-    if ((flags & O_TRUNC) != 0) operations.push_back({.kind = Kind::kTruncate, .file = known->second});
   }
 
   void written(const OpenFile& file, std::uint64_t offset, const void* data, std::size_t count) {
@@ -97,10 +92,21 @@ struct Watch {
 
 thread_local std::optional<Watch> watch;
 
-/// Bytes that a write takes before it fails; nothing where it does not fail.
-std::optional<std::size_t> failingWrite(std::size_t count) {
-  if (!watch->fails()) return std::nullopt;
-  return watch->failError == ENOSPC ? count / 2 : 0;
+/// A write of `count` bytes by `perform`; at the file's own position where it has no offset.
+template <typename Perform>
+ssize_t watchedWrite(int fd, const void* data, std::size_t count, std::optional<off_t> offset, const Perform& perform) {
+  OpenFile* const file = watch ? watch->find(fd) : nullptr;
+  if (file == nullptr || !file->file) return perform(count);
+  if (watch->fails()) {
+    count = watch->failError == ENOSPC ? count / 2 : 0;
+    if (count == 0) return -1;
+  }
+  const ssize_t done = perform(count);
+  if (done <= 0) return done;
+  const auto bytes = static_cast<std::size_t>(done);
+  watch->written(*file, offset ? static_cast<std::uint64_t>(*offset) : file->position, data, bytes);
+  if (!offset) file->position += bytes;
+  return done;
 }
 
 }  // namespace
@@ -155,29 +161,12 @@ int close(int fd) {
 }
 
 ssize_t write(int fd, const void* data, size_t count) {
-  test::OpenFile* const file = test::watch ? test::watch->find(fd) : nullptr;
-  if (file == nullptr || !file->file) return ::syscall(SYS_write, fd, data, count);
-  if (const auto taken = test::failingWrite(count)) {
-    if (*taken == 0) return -1;
-    count = *taken;
-  }
-  const ssize_t done = ::syscall(SYS_write, fd, data, count);
-  if (done <= 0) return done;
-  test::watch->written(*file, file->position, data, static_cast<std::size_t>(done));
-  file->position += static_cast<std::uint64_t>(done);
-  return done;
+  return test::watchedWrite(fd, data, count, {}, [&](size_t part) { return ::syscall(SYS_write, fd, data, part); });
 }
 
 ssize_t pwrite(int fd, const void* data, size_t count, off_t offset) {
-  test::OpenFile* const file = test::watch ? test::watch->find(fd) : nullptr;
-  if (file == nullptr || !file->file) return ::syscall(SYS_pwrite64, fd, data, count, offset);
-  if (const auto taken = test::failingWrite(count)) {
-    if (*taken == 0) return -1;
-    count = *taken;
-  }
-  const ssize_t done = ::syscall(SYS_pwrite64, fd, data, count, offset);
-  if (done > 0) test::watch->written(*file, static_cast<std::uint64_t>(offset), data, static_cast<std::size_t>(done));
-  return done;
+  return test::watchedWrite(fd, data, count, offset,
+                            [&](size_t part) { return ::syscall(SYS_pwrite64, fd, data, part, offset); });
 }
 
 int fsync(int fd) {

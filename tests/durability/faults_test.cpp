@@ -8,17 +8,15 @@
 #include <optional>
 #include <regex>
 
-#include "host/verify/verifyReport.h"
 #include "tests/durability/FaultyFiles.h"
 #include "tests/durability/SystemCalls.h"
+#include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
-#include "tests/support/Recorder.h"
 
 namespace {
 
 using namespace test;
 
-constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
 /// How long a fault lasts, in calls.
 constexpr std::uint32_t kLengths[] = {1, 2, 7};
 /// Of the small files' calls each of so many fails.
@@ -34,18 +32,29 @@ StreamBuilder video() {
 
 /// Key frames are rare in the middle, so that fragments are held there.
 std::vector<StreamMessage> everyKindOfFragment() {
-  auto messages = video().until(6000);
-  const auto rare = video().keyFramesEvery(2500).from(6000).withoutHeaders().until(16000);
-  const auto rest = video().from(16000).withoutHeaders().until(22001);
-  messages.insert(messages.end(), rare.begin(), rare.end());
-  messages.insert(messages.end(), rest.begin(), rest.end());
-  return messages;
+  return video().until(6000) + video().keyFramesEvery(2500).from(6000).withoutHeaders().until(16000) +
+         video().from(16000).withoutHeaders().until(22001);
 }
 
-void useShortGrid(Recorder& recorder) {
-  recorder.host.settings["Recording/FragmentDuration"] = "1000";
-  recorder.host.settings["Recording/SegmentDuration"] = "4000";
-}
+/// One that rolls over, in directories and files that `files` makes.
+class FaultRecorder : public Recorder {
+ public:
+  explicit FaultRecorder(IMOFileContext* files = nullptr) : Recorder(loadModule(), files) {
+    useShortGrid(*this, "4000");
+  }
+
+  /// Records all. Answers the time of the message with which the fault was over, as `passed` tells; nothing where it
+  /// was not.
+  std::optional<std::uint32_t> recordUntilOver(const std::function<bool()>& passed) {
+    std::optional<std::uint32_t> overAt;
+    for (const StreamMessage& message : everyKindOfFragment()) {
+      record(message);
+      if (passed() && !overAt) overAt = message.time;
+    }
+    stop();
+    return overAt;
+  }
+};
 
 /// What may be said of a fault. Anything else is a fault of its own.
 void expectKnownLines(const Recorder& recorder) {
@@ -54,10 +63,6 @@ void expectKnownLines(const Recorder& recorder) {
       "Tried to record fragment w/ no keyframe|Couldn't create directory for new record|"
       "Unknown Error in initAppend\\(\\)|)|warning: Inserting safety gap before fragment \\d+ in stream .*");
   for (const std::string& line : recorder.host.lines) EXPECT_TRUE(std::regex_match(line, kKnown)) << line;
-}
-
-host::Verification verified(const Recorder& recorder) {
-  return host::verifyRecording(recorder.directory().string());
 }
 
 /// How grave a finding may be where nothing is graver than `most`. A table of random access points, behind all
@@ -84,10 +89,7 @@ void expectWhole(const Recorder& recorder, std::optional<std::uint32_t> overAt) 
 }
 
 void expectContinuable(Recorder& recorder) {
-  ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
-  EXPECT_EQ(recorder.record(video().from(40000).withoutHeaders().until(43001)), 0U) << recorder.log();
-  recorder.stop();
-  recorder.close();
+  appendAndStop(recorder, video().from(40000).withoutHeaders().until(43001));
   expectWhole(recorder, host::Severity::kNote);
 }
 
@@ -108,44 +110,14 @@ class FileServiceFaults : public testing::TestWithParam<Fault> {};
 TEST_P(FileServiceFaults, CostNoMoreThanTheirWhile) {
   atEveryCall([](std::uint32_t first, std::uint32_t count) {
     FaultyFiles files(GetParam(), first, count);
-    Recorder recorder(loadModule(), &files);
-    useShortGrid(recorder);
+    FaultRecorder recorder(&files);
     if (recorder.open()) {
-      std::optional<std::uint32_t> overAt;
-      for (const StreamMessage& message : everyKindOfFragment()) {
-        recorder.record(message);
-        if (files.passed() && !overAt) overAt = message.time;
-      }
-      recorder.stop();
+      const auto overAt = recorder.recordUntilOver([&] { return files.passed(); });
       recorder.close();
       expectWhole(recorder, overAt);
       if (files.passed()) expectContinuable(recorder);
     }
     expectKnownLines(recorder);
-    return files.happened();
-  });
-}
-
-TEST_P(FileServiceFaults, LeaveARecordingThatCannotBeContinuedAsItIs) {
-  atEveryCall([](std::uint32_t first, std::uint32_t count) {
-    Recorder made(loadModule());
-    useShortGrid(made);
-    EXPECT_TRUE(made.open());
-    made.record(everyKindOfFragment());
-    made.close();  // interrupted
-    FaultyFiles files(GetParam(), first, count);
-    Recorder recorder(loadModule(), &files);
-    useShortGrid(recorder);
-    std::filesystem::copy(made.directory(), recorder.directory());
-    if (recorder.open(kAppend)) {
-      recorder.record(video().from(30000).withoutHeaders().until(36001));
-      recorder.stop();
-    }
-    recorder.close();
-    expectKnownLines(recorder);
-    expectWhole(recorder, host::Severity::kRepairable);
-    EXPECT_GE(verified(recorder).fragments, verified(made).fragments);
-    if (files.passed()) expectContinuable(recorder);
     return files.happened();
   });
 }
@@ -161,38 +133,42 @@ INSTANTIATE_TEST_SUITE_P(Writing, FileServiceFaults,
                                          Fault::kStatusError),
                          nameOf);
 
-class OpeningFaults : public testing::TestWithParam<Fault> {};
+class AppendFaults : public testing::TestWithParam<Fault> {};
 
-TEST_P(OpeningFaults, RefuseAnAppendOrCostNothing) {
-  atEveryCall([](std::uint32_t first, std::uint32_t count) {
-    Recorder made(loadModule());
-    useShortGrid(made);
-    EXPECT_TRUE(made.open());
-    made.record(everyKindOfFragment());
-    made.close();
+TEST_P(AppendFaults, RefuseItOrCostNoMoreThanTheirWhile) {
+  FaultRecorder made;
+  recordAndCrash(made, everyKindOfFragment());
+  const std::uint64_t fragments = verified(made).fragments;
+  atEveryCall([&](std::uint32_t first, std::uint32_t count) {
     FaultyFiles files(GetParam(), first, count);
-    Recorder recorder(loadModule(), &files);
-    useShortGrid(recorder);
+    FaultRecorder recorder(&files);
     std::filesystem::copy(made.directory(), recorder.directory());
-    const std::string segment = recorder.content("Seg4.k2r");
-    const bool opened = recorder.open(kAppend);
+    if (recorder.open(kAppend)) {
+      recorder.record(video().from(30000).withoutHeaders().until(36001));
+      recorder.stop();
+    } else {
+      EXPECT_FALSE(recorder.host.lines.empty());
+      EXPECT_EQ(recorder.content("Seg4.k2r"), made.content("Seg4.k2r"));
+      EXPECT_EQ(verified(recorder).fragments, fragments);
+    }
     recorder.close();
     expectKnownLines(recorder);
-    EXPECT_TRUE(opened || !recorder.host.lines.empty());
-    EXPECT_EQ(recorder.content("Seg4.k2r"), segment);
-    EXPECT_EQ(verified(recorder).fragments, verified(made).fragments);
+    expectWhole(recorder, host::Severity::kRepairable);
+    EXPECT_GE(verified(recorder).fragments, fragments);
     if (files.passed()) expectContinuable(recorder);
     return files.happened();
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Reading, OpeningFaults, testing::Values(Fault::kReadError, Fault::kShortRead), nameOf);
+INSTANTIATE_TEST_SUITE_P(Appending, AppendFaults,
+                         testing::Values(Fault::kShortWrite, Fault::kWriteError, Fault::kNoSpace, Fault::kOpenError,
+                                         Fault::kStatusError, Fault::kReadError, Fault::kShortRead),
+                         nameOf);
 
 TEST(MakingFaults, AreTold) {
   for (const Fault fault : {Fault::kMakeDirectoryError, Fault::kRemoveError}) {
     FaultyFiles files(fault, 0, 100);
-    Recorder recorder(loadModule(), &files);
-    useShortGrid(recorder);
+    FaultRecorder recorder(&files);
     EXPECT_EQ(recorder.open(), fault == Fault::kRemoveError) << "a directory that stays may be empty";
     expectKnownLines(recorder);
   }
@@ -205,18 +181,13 @@ TEST(SmallFileFaults, CostNoMoreThanTheirWhile) {
       for (const std::uint32_t count : {1U, 30U}) {
         SCOPED_TRACE("call " + std::to_string(first) + ", " + std::to_string(count) + " in all, " +
                      std::generic_category().message(error));
-        Recorder recorder(loadModule());
-        useShortGrid(recorder);
+        FaultRecorder recorder;
         ASSERT_TRUE(recorder.open());
         std::optional<std::uint32_t> overAt;
         {
           SystemCalls calls(recorder.directory());
           calls.failFrom(first, count, error);
-          for (const StreamMessage& message : everyKindOfFragment()) {
-            recorder.record(message);
-            if (calls.calls() >= first + count && !overAt) overAt = message.time;
-          }
-          recorder.stop();
+          overAt = recorder.recordUntilOver([&] { return calls.calls() >= first + count; });
           met = calls.calls() > first;
           recorder.close();
         }

@@ -46,26 +46,26 @@ class Follower {
     const std::string image = recorder_.content(".bootstrap");
     const auto info = host::parseBootstrap(qvs::util::asBytes(image));
     ASSERT_EQ(host::imageOf(info).size(), image.size()) << "a torn bootstrap";
+    std::uint32_t next = 1;
     for (const auto& run : info.segmentRunTables.at(0).segmentRuns) {
-      if (run.firstSegment >= segment_) readSegment(run.firstSegment, next_, run.fragmentsPerSegment);
+      const std::uint32_t end = next + run.fragmentsPerSegment;
+      if (!fragments_.contains({run.firstSegment, end - 1})) readSegment(run.firstSegment, next, end);
+      next = end;
     }
   }
 
  private:
-  void readSegment(std::uint32_t segment, std::uint32_t first, std::uint32_t count) {
-    if (segment > segment_) before_ = next_ - 1;
-    segment_ = segment;
+  void readSegment(std::uint32_t segment, std::uint32_t first, std::uint32_t end) {
     const std::string image = recorder_.content("Seg" + std::to_string(segment) + ".k2i");
     const auto index = host::parseAfra(qvs::util::asBytes(image));
     ASSERT_EQ(host::imageOf(index).size(), image.size()) << "a torn index";
-    ASSERT_GE(index.globalEntries.size(), count) << "the bootstrap names what the index does not";
+    ASSERT_GE(index.globalEntries.size(), end - first) << "the bootstrap names what the index does not";
     host::FileView file(recorder_.file("Seg" + std::to_string(segment) + ".k2r").string());
-    for (std::uint32_t number = first; number <= before_ + count; ++number) {
-      const auto& entry = index.globalEntries.at(number - before_ - 1);
+    for (std::uint32_t number = first; number < end; ++number) {
+      const auto& entry = index.globalEntries.at(number - first);
       ASSERT_EQ(entry.fragment, number);
-      read(file, entry);
+      if (!fragments_.contains({segment, number})) read(file, entry);
     }
-    next_ = before_ + count + 1;
   }
 
   void read(host::FileView& file, const ruvo::k2r::AfraEntry& entry) {
@@ -81,10 +81,7 @@ class Follower {
   }
 
   const Recorder& recorder_;
-  std::uint32_t segment_ = 1;
-  /// Fragments in the segments before.
-  std::uint32_t before_ = 0;
-  std::uint32_t next_ = 1;
+  /// Position and bytes.
   std::map<FragmentName, std::pair<std::uint64_t, std::string>> fragments_;
 };
 

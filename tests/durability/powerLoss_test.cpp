@@ -11,19 +11,16 @@
 #include "host/FileContext.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/repair/repairRecording.h"
-#include "host/verify/verifyReport.h"
 #include "tests/durability/Disk.h"
 #include "tests/durability/Reference.h"
-#include "tests/durability/Scenario.h"
 #include "tests/durability/SystemCalls.h"
+#include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
-#include "tests/support/Recorder.h"
 
 namespace {
 
 using namespace test;
 
-constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
 #ifdef __SANITIZE_ADDRESS__
 constexpr std::uint32_t kStatesEach = 1;
 constexpr std::uint32_t kContinueOneIn = 40;
@@ -37,13 +34,53 @@ std::uint32_t environmentNumber(const char* name, std::uint32_t otherwise) {
   return text == nullptr ? otherwise : static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10));
 }
 
+/// A stretch of recording: from an opening to a stop, or to the end of the process.
+struct Session {
+  std::vector<StreamMessage> messages;
+  bool stop = true;
+};
+
+/// How a recording comes about.
+struct Scenario {
+  const char* name;
+  const char* segmentDuration;
+  /// The second and the later ones are appends.
+  std::vector<Session> sessions;
+  /// What an append to any state of it may go on with.
+  StreamBuilder continuation;
+};
+
+void PrintTo(const Scenario& scenario, std::ostream* out) {
+  *out << scenario.name;
+}
+
+/// Streams that bring about every kind of change to the files: roll-over, appends to stopped and to interrupted
+/// recordings, audio alone, gaps in time, fragments that are held since key frames are rare.
+std::vector<Scenario> scenarios() {
+  const auto video = [](std::uint32_t keyFrames) {
+    return stream().keyFramesEvery(keyFrames).framesEvery(200).frameBytes(150).audio(300).audioBytes(60);
+  };
+  const auto later = [&](std::uint32_t from, std::uint32_t until) {
+    return video(1000).from(from).withoutHeaders().until(until);
+  };
+  const auto audio = [] { return stream().audio(100).audioBytes(80); };
+  return {{"OneSegment", "0", {{video(1000).until(40001)}}, video(1000)},
+          {"RollOver", "2500", {{video(1000).until(40001)}}, video(1000)},
+          {"Appended",
+           "6000",
+           {{video(1000).until(14001)}, {later(20000, 31001), false}, {later(40000, 52001)}},
+           video(1000)},
+          {"GapsAndHeldFragments", "9000", {{video(2500).until(25000) + later(33000, 48001)}}, video(1000)},
+          {"AudioOnly", "9000", {{audio().from(5000).until(45001), false}}, audio()}};
+}
+
 /// Records a scenario with the services of the real host, and keeps what was done.
 struct Recorded {
   explicit Recorded(const Scenario& scenario) {
     host::Log log(stderr);
     host::FileContext files(host::Durability::kDevice, log);
     Recorder recorder(loadModule(), &files);
-    recorder.host.settings = scenario.settings;
+    useShortGrid(recorder, scenario.segmentDuration);
     const SystemCalls calls(recorder.directory());
     std::uint32_t flags = kOpenRecord;
     for (const Session& session : scenario.sessions) {
@@ -53,9 +90,8 @@ struct Recorded {
       recorder.close();
       flags = kAppend;
     }
-    const auto verification = host::verifyRecording(recorder.directory().string());
-    EXPECT_EQ(verification.status(), host::ExitStatus::kOk) << textReport(verification);
-    EXPECT_GT(verification.fragments, 15U);
+    expectWhole(recorder);
+    EXPECT_GT(verified(recorder).fragments, 15U);
     operations = calls.operations();
     reference.emplace(operations, recorder.directory());
   }
@@ -89,27 +125,15 @@ void expectKept(const Reference& reference, const DiskState& before, const DiskS
   }
 }
 
-void appendTo(const Scenario& scenario, const Recorder& placed, Recorder& recorder) {
-  recorder.host.settings = scenario.settings;
-  ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
-  // Where nothing was recorded yet, the continuation has no headers, and nothing of it is taken.
-  const bool begun = placed.has(".bootstrap");
-  const std::size_t refused = recorder.record(scenario.continuation);
-  if (begun) {
-    EXPECT_EQ(refused, 0U) << recorder.log();
-  }
-  recorder.stop();
-  recorder.close();
-}
-
 /// Goes on from a state, by an append or by a repair.
 void continueFrom(const Scenario& scenario, const Reference& reference, const DiskState& state, bool repair) {
   Recorder recorder(loadModule());
+  useShortGrid(recorder, scenario.segmentDuration);
   place(state, recorder);
   const bool begun = recorder.has(".bootstrap");
   const std::string directory = recorder.directory().string();
   if (host::readRecordingDirectory(directory).empty()) return;
-  const auto found = host::verifyRecording(directory);
+  const auto found = verified(recorder);
   EXPECT_NE(found.status(), host::ExitStatus::kDamaged) << textReport(found);
   if (repair) {
     host::Log log(stderr);
@@ -118,19 +142,20 @@ void continueFrom(const Scenario& scenario, const Reference& reference, const Di
     EXPECT_EQ(result.verification.stopped, result.verification.fragments > 0);
     EXPECT_EQ(result.verification.fragments, found.fragments);
   } else {
-    appendTo(scenario, recorder, recorder);
-    if (!begun) return;
-    const auto after = host::verifyRecording(directory);
-    EXPECT_EQ(after.status(), host::ExitStatus::kOk) << textReport(after);
-    EXPECT_GE(after.fragments, found.fragments + 2);
+    ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
+    const auto later = StreamBuilder(scenario.continuation).from(80000).withoutHeaders().until(83001);
+    const std::size_t refused = recorder.record(later);
+    recorder.stop();
+    recorder.close();
+    if (!begun) return;  // The continuation has no headers, and nothing of it is taken.
+    EXPECT_EQ(refused, 0U) << recorder.log();
+    expectWhole(recorder);
+    EXPECT_GE(verified(recorder).fragments, found.fragments + 2);
   }
-  if (begun || repair) expectKept(reference, state, filesOf(recorder));
+  expectKept(reference, state, filesOf(recorder));
 }
 
-class PowerLoss : public testing::TestWithParam<Scenario> {
- protected:
-  void SetUp() override { ::setenv("K2R_MODULE", K2R_MODULE_PATH, 1); }
-};
+class PowerLoss : public testing::TestWithParam<Scenario> {};
 
 TEST_P(PowerLoss, LeavesAWholeRecordingInEveryState) {
   const Scenario& scenario = GetParam();
@@ -159,10 +184,7 @@ TEST_P(PowerLoss, LeavesAWholeRecordingInEveryState) {
   EXPECT_GE(states, 250 * statesEach);
 }
 
-std::string nameOf(const testing::TestParamInfo<Scenario>& scenario) {
-  return scenario.param.name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Streams, PowerLoss, testing::ValuesIn(scenarios()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Streams, PowerLoss, testing::ValuesIn(scenarios()),
+                         [](const auto& scenario) { return std::string(scenario.param.name); });
 
 }  // namespace

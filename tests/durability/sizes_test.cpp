@@ -6,16 +6,14 @@
 #include <fstream>
 
 #include "host/files/smallFiles.h"
-#include "host/verify/verifyReport.h"
+#include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
-#include "tests/support/Recorder.h"
 #include "util/bytes.h"
 
 namespace {
 
 using namespace test;
 
-constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
 constexpr std::uint32_t kGridMs = 4000;
 /// The last grid line below 2^32 milliseconds.
 constexpr std::uint32_t kLastLine = 4294964000U;
@@ -24,25 +22,15 @@ StreamBuilder video() {
   return stream().keyFramesEvery(kGridMs).framesEvery(1000);
 }
 
-void expectWhole(const Recorder& recorder) {
-  const auto verification = host::verifyRecording(recorder.directory().string());
-  EXPECT_EQ(verification.status(), host::ExitStatus::kOk) << textReport(verification) << recorder.log();
-}
-
 TEST(Sizes, ADayOfNumbersUpToTheEndOfTimeIsContinued) {
   constexpr std::uint32_t kNumbers = 21600;
   constexpr std::uint32_t kStart = kLastLine - kNumbers * kGridMs;
   Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  recorder.record(video().from(kStart).until(kStart + 4 * kGridMs + 1));
-  recorder.close();
+  recordAndCrash(recorder, video().from(kStart).until(kStart + 4 * kGridMs + 1));
   // Most of the day is passed over, so that each number has its entry.
   for (const std::uint32_t from : {kLastLine - 8 * kGridMs, kLastLine - 3 * kGridMs}) {
-    ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
-    EXPECT_EQ(recorder.record(video().from(from).withoutHeaders().until(from + 3 * kGridMs)), 0U) << recorder.log();
-    EXPECT_TRUE(recorder.record(avcFrame(from + 3 * kGridMs, true, 50, 1)));
-    recorder.stop();
-    recorder.close();
+    const std::uint32_t end = from + 3 * kGridMs;
+    appendAndStop(recorder, video().from(from).withoutHeaders().until(end) + std::vector{avcFrame(end, true, 50, 1)});
   }
   expectWhole(recorder);
   const auto index = host::parseAfra(qvs::util::asBytes(recorder.content("Seg1.k2i")));
@@ -53,9 +41,7 @@ TEST(Sizes, ADayOfNumbersUpToTheEndOfTimeIsContinued) {
 
 TEST(Sizes, ASegmentThatEndsBeyond4GiBIsContinued) {
   Recorder recorder(loadModule());
-  ASSERT_TRUE(recorder.open());
-  recorder.record(video().until(2 * kGridMs + 1));
-  recorder.close();
+  recordAndCrash(recorder, video().until(2 * kGridMs + 1));
   // The last fragment moves behind a hole of 5 GiB, which a `free` box covers.
   constexpr std::uint64_t kHole = std::uint64_t{5} << 30;
   auto index = host::parseAfra(qvs::util::asBytes(recorder.content("Seg1.k2i")));
@@ -70,20 +56,16 @@ TEST(Sizes, ASegmentThatEndsBeyond4GiBIsContinued) {
   {
     std::fstream file(recorder.file("Seg1.k2r"), std::ios::binary | std::ios::in | std::ios::out);
     file.seekp(static_cast<std::streamoff>(last.afraOffset));
-    file.write(reinterpret_cast<const char*>(cover.bytes().data()), static_cast<std::streamsize>(cover.size()));
+    file << textOf(cover.take());
     last.afraOffset += kHole;
     file.seekp(static_cast<std::streamoff>(last.afraOffset));
-    file.write(fragment.data(), static_cast<std::streamsize>(fragment.size()));
+    file << fragment;
     ASSERT_TRUE(file.flush());
   }
-  const auto image = host::imageOf(index);
-  writeWholeFile(recorder.file("Seg1.k2i"), {reinterpret_cast<const char*>(image.data()), image.size()});
+  writeWholeFile(recorder.file("Seg1.k2i"), textOf(host::imageOf(index)));
   const std::uint64_t end = std::filesystem::file_size(recorder.file("Seg1.k2r"));
 
-  ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
-  EXPECT_EQ(recorder.record(video().from(5 * kGridMs).withoutHeaders().until(7 * kGridMs + 1)), 0U);
-  recorder.stop();
-  recorder.close();
+  appendAndStop(recorder, video().from(5 * kGridMs).withoutHeaders().until(7 * kGridMs + 1));
   const auto after = host::parseAfra(qvs::util::asBytes(recorder.content("Seg1.k2i")));
   EXPECT_EQ(after.globalEntries.back().fragment, 7U);
   EXPECT_EQ(after.globalEntries.at(1).afraOffset, last.afraOffset);

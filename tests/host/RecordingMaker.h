@@ -2,10 +2,15 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "fragmentation/AfraIndex.h"
+#include "fragmentation/BootstrapInfo.h"
+#include "host/files/SegmentMap.h"
+#include "host/verify/verifyReport.h"
 #include "tests/support/StreamBuilder.h"
 #include "tests/support/TempDirectory.h"
 
@@ -35,12 +40,29 @@ class MadeRecording {
   void append(const std::vector<StreamMessage>& messages) const;
   void remove(const std::string& suffix) const { std::filesystem::remove(path(suffix)); }
 
+  host::SegmentMap boxesOf(const std::string& suffix) const;
+  std::vector<ruvo::k2r::AfraEntry> indexOf(const std::string& suffix) const;
+  void changeIndex(const std::string& suffix,
+                   const std::function<void(std::vector<ruvo::k2r::AfraEntry>&)>& change) const;
+  void changeBootstrap(const std::function<void(ruvo::k2r::BootstrapInfo&)>& change) const;
+  host::Verification verify() const { return host::verifyRecording(directory()); }
+
  private:
   TempDirectory root_;
   std::map<std::string, std::string> files_;
 };
 
+/// Fails where the recording in a directory is another one: a file more, less, or with other bytes. Segments may
+/// differ in what their `moov` says, which has the time of day.
+void expectSameFiles(const MadeRecording& expected, const std::filesystem::path& directory);
+
+/// Whether a finding that is more than a note names the file, at an offset from `first` to `last` if these are given.
+bool names(const host::Verification& verification, const std::string& file);
+bool names(const host::Verification& verification, const std::string& file, std::uint64_t first, std::uint64_t last);
+
 /// Messages of a stream one behind another.
 std::vector<StreamMessage> operator+(std::vector<StreamMessage> first, const std::vector<StreamMessage>& second);
+/// VP6, MP3, script data of both kinds, and now and then a picture of no bytes.
+std::vector<StreamMessage> otherCodecs(std::uint32_t until);
 
 }  // namespace test

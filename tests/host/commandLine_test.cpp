@@ -10,102 +10,90 @@
 #include <thread>
 #include <vector>
 
-#include "fragmentation/BootstrapInfo.h"
-#include "host/commands.h"
-#include "host/files/smallFiles.h"
+#include "tests/host/RecordingMaker.h"
+#include "tests/host/commandRun.h"
+#include "tests/host/tagStreams.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
-#include "tests/support/hex.h"
 
-namespace host {
 namespace {
 
+namespace fs = std::filesystem;
+using namespace test;
 using testing::HasSubstr;
 
-constexpr const char* kHeader = "4d5447 01 05 00000009 00000000";
-constexpr const char* kAudio = "08 000001 000005 00 000000 af 0000000c";
-constexpr const char* kAggregate = "16 000001 000006 00 000000 00 0000000c";
+std::vector<StreamMessage> twoFragments() {
+  return stream().keyFramesEvery(2000).framesEvery(500).audio(700).until(8001);
+}
 
-/// Runs `k2r record` in this process, on a module that reports what it is told.
+/// Runs `k2r record` in a directory of its own, in which `in.mtg` is a stream of two fragments.
 class RecordCommandTest : public testing::Test {
  protected:
   RecordCommandTest() {
-    ::setenv("K2R_MODULE", K2R_FAKE_MODULE, 1);
-    ::setenv("K2R_FAKE_REPORT", directory_.file("report").c_str(), 1);
-    put("in.mtg", std::string(kHeader) + kAudio);
+    writeTagStream(twoFragments(), directory_.file("in.mtg"));
+    fs::current_path(directory_.path());
   }
-  ~RecordCommandTest() override { ::unsetenv("K2R_MODULE"); }
+  ~RecordCommandTest() override { fs::current_path(old_); }
 
-  void put(const std::string& name, const std::string& image) {
-    const auto bytes = test::fromHex(image);
-    test::writeWholeFile(directory_.file(name), {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  /// `errors_` and `output_` then have what was printed.
+  int record(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "record");
+    const CommandAnswer answer = k2r(arguments);
+    errors_ = answer.errors;
+    output_ = answer.output;
+    return answer.status;
   }
-  void putRecording(const std::string& name) {
-    std::filesystem::create_directories(directory_.path() / name);
-    const auto image = imageOf(ruvo::k2r::BootstrapInfo());
-    test::writeWholeFile(directory_.path() / name / (name + ".bootstrap"),
-                         {reinterpret_cast<const char*>(image.data()), image.size()});
+  /// The same with a file as standard input.
+  int recordFrom(int file, std::vector<std::string> arguments) {
+    const int saved = ::dup(STDIN_FILENO);
+    ::dup2(file, STDIN_FILENO);
+    const int status = record(std::move(arguments));
+    ::dup2(saved, STDIN_FILENO);
+    ::close(saved);
+    return status;
   }
-  bool holdsRecording(const std::string& name) const {
-    return std::filesystem::exists(directory_.path() / name / (name + ".bootstrap"));
-  }
-  /// Runs in the test's directory. `errors_` then has what went to standard error.
-  int record(std::vector<const char*> arguments) {
-    arguments.insert(arguments.begin(), {"k2r", "record"});
-    const auto old = std::filesystem::current_path();
-    std::filesystem::current_path(directory_.path());
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const ExitStatus status = runCommandLine(static_cast<int>(arguments.size()), arguments.data());
-    errors_ = testing::internal::GetCapturedStderr();
-    output_ = testing::internal::GetCapturedStdout();
-    std::filesystem::current_path(old);
-    return static_cast<int>(status);
-  }
-  std::string report() const { return test::readWholeFile(directory_.file("report")); }
-  std::string opened(const std::string& name, int flags) const {
-    const auto root = std::filesystem::canonical(directory_.path());
-    return "open " + test::modulePath(root / name) + " " + std::to_string(flags) + "\n";
+  std::uint64_t fragmentsIn(const std::string& name) const {
+    return host::verifyRecording(directory_.file(name)).fragments;
   }
 
-  test::TempDirectory directory_;
+  const fs::path old_ = fs::current_path();
+  TempDirectory directory_;
   std::string errors_;
   std::string output_;
 };
 
-TEST_F(RecordCommandTest, RecordsATagStream) {
+TEST_F(RecordCommandTest, HandsTheModuleEachTagOfAStream) {
   EXPECT_EQ(record({"in.mtg", "--out", "rec/cam1/"}), 0);
-  EXPECT_EQ(report(), opened("rec/cam1", 1) + "record 8 5 1\nstop\nclose\n");
   EXPECT_EQ(errors_, "");
+  expectSameFiles(MadeRecording({.messages = twoFragments()}), directory_.file("rec/cam1"));
 }
 
-TEST_F(RecordCommandTest, ReadsStandardInput) {
-  const int saved = ::dup(STDIN_FILENO);
-  const int file = ::open(directory_.file("in.mtg").c_str(), O_RDONLY);
-  ::dup2(file, STDIN_FILENO);
-  EXPECT_EQ(record({"-", "--out", "cam1", "--no-stop"}), 0);
-  ::dup2(saved, STDIN_FILENO);
-  ::close(saved);
+TEST_F(RecordCommandTest, ReadsStandardInputAndMayLeaveOutTheStop) {
+  const int file = ::open("in.mtg", O_RDONLY);
+  EXPECT_EQ(recordFrom(file, {"-", "--out", "cam1", "--no-stop"}), 0);
   ::close(file);
-  EXPECT_EQ(report(), opened("cam1", 1) + "record 8 5 1\nclose\n");
+  expectSameFiles(MadeRecording({.messages = twoFragments(), .stop = false}), directory_.file("cam1"));
 }
 
 TEST_F(RecordCommandTest, TellsOfRefusedMessages) {
-  put("in.mtg", std::string(kHeader) + kAggregate + kAudio + kAggregate);
+  const std::vector<StreamMessage> aggregate{{22, 0, std::vector<std::byte>(1)}};
+  writeTagStream(aggregate + twoFragments() + aggregate, directory_.file("in.mtg"));
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 3);
   EXPECT_EQ(errors_,
             "error: Invalid message type.\nerror: Invalid message type.\n"
-            "error: 2 of 3 messages were refused; the first reason: Invalid message type.\n");
-  EXPECT_THAT(report(), HasSubstr("stop\nclose\n")) << "finished all the same";
+            "error: 2 of " +
+                std::to_string(twoFragments().size() + 2) +
+                " messages were refused; the first reason: Invalid message type.\n");
+  expectSameFiles(MadeRecording({.messages = twoFragments()}), directory_.file("cam1"));
 }
 
 TEST_F(RecordCommandTest, AnswersByStatus) {
-  std::filesystem::create_directory(directory_.path() / "full");
-  test::writeWholeFile(directory_.path() / "full" / "notes.txt", "x");
-  test::writeWholeFile(directory_.path() / "noise", std::string(5000, 'x'));
-  test::writeWholeFile(directory_.path() / "bad.conf", "Recording/Nonsense = 1\n");
+  fs::create_directory("full");
+  writeWholeFile("full/notes.txt", "x");
+  writeWholeFile("noise", std::string(5000, 'x'));
+  writeWholeFile("bad.conf", "Recording/Nonsense = 1\n");
   const struct {
-    std::vector<const char*> arguments;
+    std::vector<std::string> arguments;
     int status;
     const char* error;
   } rows[] = {
@@ -132,71 +120,70 @@ TEST_F(RecordCommandTest, AnswersByStatus) {
     EXPECT_EQ(record(row.arguments), row.status) << row.error;
     EXPECT_THAT(errors_, HasSubstr(row.error));
   }
-  EXPECT_FALSE(std::filesystem::exists(directory_.path() / "b"));
-  EXPECT_EQ(test::readWholeFile(directory_.path() / "full" / "notes.txt"), "x");
+  EXPECT_FALSE(fs::exists("b"));
+  EXPECT_EQ(readWholeFile("full/notes.txt"), "x");
 }
 
 TEST_F(RecordCommandTest, SettingsOfTheCommandLineAreStronger) {
-  test::writeWholeFile(directory_.path() / "a.conf", "Recording/FragmentDuration = 0\n");
+  writeWholeFile("a.conf", "Recording/FragmentDuration = 0\n");
   EXPECT_EQ(record({"in.mtg", "--out", "a", "--config", "a.conf"}), 1);
-  EXPECT_EQ(record({"--set", "Recording/FragmentDuration=0", "--set", "Recording/FragmentDuration=2", "in.mtg", "--out",
-                    "a", "--config", "a.conf"}),
+  EXPECT_EQ(record({"--set", "Recording/FragmentDuration=0", "--set", "Recording/FragmentDuration=2000", "in.mtg",
+                    "--out", "a", "--config", "a.conf"}),
             0);
+  EXPECT_EQ(fragmentsIn("a"), 4U);
 }
 
-TEST_F(RecordCommandTest, AppendAndOverwrite) {
-  putRecording("cam1");
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 1);
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 0);
-  EXPECT_THAT(report(), HasSubstr(opened("cam1", 3)));
-  EXPECT_TRUE(holdsRecording("cam1"));
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--overwrite"}), 0);
-  EXPECT_THAT(report(), HasSubstr(opened("cam1", 1)));
-  EXPECT_FALSE(holdsRecording("cam1"));
-  EXPECT_FALSE(std::filesystem::exists(directory_.path() / "cam1.replaced"));
+TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
+  writeTagStream(stream().keyFramesEvery(2000).from(12000).withoutHeaders().until(16001), "later.mtg");
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 0);
+  EXPECT_EQ(record({"later.mtg", "--out", "cam1"}), 1) << "neither appended nor overwritten";
+  EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append"}), 0);
+  EXPECT_EQ(fragmentsIn("cam1"), 3U);
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 3);
+  EXPECT_THAT(errors_, HasSubstr("lies ahead of the recording's end; what is appended has to go on from 16000 ms\n"));
+  EXPECT_EQ(fragmentsIn("cam1"), 3U);
 }
 
-TEST_F(RecordCommandTest, OverwriteThatFailsKeepsTheOldRecording) {
-  putRecording("cam1");
+TEST_F(RecordCommandTest, OverwritesOnceTheNewRecordingIsOpen) {
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--set", "Recording/FragmentDuration=2000"}), 0);
   EXPECT_EQ(record({"missing.mtg", "--out", "cam1", "--overwrite"}), 1);
-  EXPECT_TRUE(holdsRecording("cam1"));
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--overwrite", "--set", "Recording/FragmentDuration=0"}), 1);
-  EXPECT_TRUE(holdsRecording("cam1"));
+  fs::create_directory("cam1.replaced");
+  writeWholeFile("cam1.replaced/notes.txt", "mine");
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--overwrite"}), 1) << "the old one's place is taken";
+  EXPECT_EQ(readWholeFile("cam1.replaced/notes.txt"), "mine");
+  EXPECT_EQ(fragmentsIn("cam1"), 4U) << "the old one";
+  fs::remove_all("cam1.replaced");
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--overwrite"}), 0);
+  EXPECT_EQ(fragmentsIn("cam1"), 2U);
+  EXPECT_FALSE(fs::exists("cam1.replaced"));
 }
 
 TEST_F(RecordCommandTest, SignalsFinishTheRecording) {
-  int ends[2];
-  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
   for (const int signal : {SIGINT, SIGTERM}) {
-    const auto image = test::fromHex(std::string(kHeader) + kAudio);
-    ASSERT_EQ(::write(ends[1], image.data(), image.size()), static_cast<ssize_t>(image.size()));
-    const int saved = ::dup(STDIN_FILENO);
-    ::dup2(ends[0], STDIN_FILENO);
-    std::filesystem::remove_all(directory_.path() / "cam1");
-    std::filesystem::remove(directory_.file("report"));
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+    const std::string content = readWholeFile("in.mtg");
+    ASSERT_EQ(::write(ends[1], content.data(), content.size()), static_cast<ssize_t>(content.size()));
+    fs::remove_all("cam1");
     std::thread user([&] {
-      // Once the first message is in, the next read waits, or is about to.
-      while (!std::filesystem::exists(directory_.file("report")) || report().find("record") == std::string::npos) {
-        std::this_thread::yield();
-      }
+      // Once a fragment is complete the input has little more, and waits, or is about to.
+      while (!fs::exists("cam1/cam1.bootstrap")) std::this_thread::yield();
       ::kill(::getpid(), signal);
     });
-    EXPECT_EQ(record({"-", "--out", "cam1"}), 0);
+    EXPECT_EQ(recordFrom(ends[0], {"-", "--out", "cam1"}), 0);
     user.join();
-    ::dup2(saved, STDIN_FILENO);
-    ::close(saved);
-    EXPECT_EQ(report(), opened("cam1", 1) + "record 8 5 1\nstop\nclose\n");
+    const auto verification = host::verifyRecording("cam1");
+    EXPECT_TRUE(verification.stopped) << textReport(verification);
+    EXPECT_GE(verification.fragments, 1U);
+    ::close(ends[0]);
+    ::close(ends[1]);
   }
-  ::close(ends[0]);
-  ::close(ends[1]);
 }
 
-TEST_F(RecordCommandTest, ShowsProgressWhereAsked) {
+TEST_F(RecordCommandTest, ShowsProgressAndHelpWhereAsked) {
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--progress"}), 0);
-  EXPECT_THAT(errors_, HasSubstr("recorded 00:00:00.000"));
-}
-
-TEST_F(RecordCommandTest, HelpIsNoFailure) {
+  EXPECT_THAT(errors_, HasSubstr("recorded 00:00:08.000"));
   EXPECT_EQ(record({"--help"}), 0);
   for (const char* const option : {"--out", "--append", "--overwrite", "--set", "--config", "--map", "--realtime",
                                    "--no-stop", "--durability", "--progress", "--quiet"}) {
@@ -205,13 +192,14 @@ TEST_F(RecordCommandTest, HelpIsNoFailure) {
 }
 
 TEST_F(RecordCommandTest, SaysWhyAModuleDoesNotLoad) {
-  ::setenv("K2R_MODULE", directory_.file("none.so").c_str(), 1);
+  const std::string module = directory_.file("none.so");
+  ::setenv("K2R_MODULE", module.c_str(), 1);
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 1);
-  EXPECT_THAT(errors_, HasSubstr("error: cannot load the module: " + directory_.file("none.so")));
-  test::writeWholeFile(directory_.file("none.so"), "no library");
+  EXPECT_THAT(errors_, HasSubstr("error: cannot load the module: " + module));
+  writeWholeFile(module, "no library");
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 1);
-  EXPECT_FALSE(std::filesystem::exists(directory_.path() / "cam1"));
+  ::unsetenv("K2R_MODULE");
+  EXPECT_FALSE(fs::exists("cam1"));
 }
 
 }  // namespace
-}  // namespace host

@@ -11,17 +11,16 @@
 #include "host/OpenContext.h"
 #include "host/files/smallFiles.h"
 #include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
 
 namespace host {
 namespace {
 
 class ContinuationTest : public testing::Test {
  protected:
+  ContinuationTest() { std::filesystem::create_directory(directory_.path() / "cam1"); }
+
   void put(const std::string& suffix, std::span<const std::byte> bytes) {
-    std::filesystem::create_directories(directory_.path() / "cam1");
-    test::writeWholeFile(directory_.path() / "cam1" / ("cam1" + suffix),
-                         {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    replaceSmallFile(directory_.file("cam1/cam1" + suffix), bytes);
   }
   void putBootstrap(std::uint64_t endMs) {
     ruvo::k2r::BootstrapInfo info;
@@ -35,17 +34,18 @@ class ContinuationTest : public testing::Test {
     }
     put("Seg" + std::to_string(segment) + ".k2i", imageOf(index));
   }
-  std::optional<std::uint32_t> time() {
-    return continuationTime(OutputDirectory(directory_.file("cam1")), openContext_);
+  /// What the settings, a line each, make of what is there.
+  std::optional<std::uint32_t> timeWith(const char* lines) {
+    Settings settings;
+    settings.readText(lines, "settings");
+    OpenContext openContext(settings);
+    return continuationTime(OutputDirectory(directory_.file("cam1")), openContext);
   }
 
   test::TempDirectory directory_;
-  Settings settings_;
-  OpenContext openContext_{settings_};
 };
 
 TEST_F(ContinuationTest, IsTheGridLineBehindTheEnd) {
-  settings_.assign("Recording/FragmentDuration=2000");
   const struct {
     std::uint64_t endMs;
     std::uint32_t lastFragment, timeMs;
@@ -55,24 +55,22 @@ TEST_F(ContinuationTest, IsTheGridLineBehindTheEnd) {
   for (const auto& row : rows) {
     putBootstrap(row.endMs);
     putIndex(1, row.lastFragment);
-    EXPECT_EQ(time(), row.timeMs) << row.endMs;
+    EXPECT_EQ(timeWith("Recording/FragmentDuration = 2000"), row.timeMs) << row.endMs;
   }
 }
 
 TEST_F(ContinuationTest, GoesByTheLastIndexAndTheSettings) {
-  settings_.assign("Recording/FrameRate=25");
-  settings_.assign("Recording/FramesPerKeyframeInterval=75");
   putBootstrap(5000);
   putIndex(2, 9);
   putIndex(10, 3);
-  EXPECT_EQ(time(), 9000u) << "three fragments of 3 s in the tenth segment";
+  EXPECT_EQ(timeWith("Recording/FrameRate = 25\nRecording/FramesPerKeyframeInterval = 75"), 9000u)
+      << "three fragments of 3 s in the tenth segment";
 }
 
 TEST_F(ContinuationTest, NeedsABootstrap) {
-  std::filesystem::create_directories(directory_.path() / "cam1");
-  EXPECT_EQ(time(), std::nullopt);
+  EXPECT_EQ(timeWith(""), std::nullopt);
   putIndex(1, 5);
-  EXPECT_EQ(time(), std::nullopt);
+  EXPECT_EQ(timeWith(""), std::nullopt);
 }
 
 }  // namespace

@@ -29,13 +29,14 @@ class FileContextTest : public testing::Test {
   std::int32_t open(std::string_view name, std::uint32_t flags) {
     return files_.open(modulePath(name).c_str(), flags, 0x180, 0);
   }
+  bool removes(std::string_view name) { return files_.remove(modulePath(name).c_str(), 3, 1) == 0; }
 
   test::TempDirectory directory_;
   test::LogCapture capture_;
   FileContext files_{Durability::kDevice, capture_.log()};
 };
 
-TEST_F(FileContextTest, WritesAndReadsAtPositions) {
+TEST_F(FileContextTest, WritesAndReadsAtPositionsOfOldAndNewFiles) {
   const std::int32_t handle = open("a", kNewSegment);
   ASSERT_GE(handle, 0);
   EXPECT_EQ(files_.write(handle, 3, "defg", 4), 4);
@@ -47,14 +48,12 @@ TEST_F(FileContextTest, WritesAndReadsAtPositions) {
   IMOFileStatus status;
   EXPECT_EQ(files_.fileStatus(handle, &status, 0), 0);
   EXPECT_EQ(status.size, 7);
+  EXPECT_EQ(files_.pathStatus(modulePath("a").c_str(), &status, 0), 0);
+  EXPECT_EQ(status.size, 7);
+  EXPECT_EQ(files_.pathStatus(modulePath("b").c_str(), &status, 0), -1);
   files_.close(handle, 0);
-  EXPECT_EQ(content("a"), "abcdefg");
-}
-
-TEST_F(FileContextTest, KeepsOrCutsAnOldFile) {
-  test::writeWholeFile(directory_.path() / "a", "old");
   files_.close(open("a", kOldSegment), 0);
-  EXPECT_EQ(content("a"), "old");
+  EXPECT_EQ(content("a"), "abcdefg");
   files_.close(open("a", kNewSegment), 0);
   EXPECT_EQ(content("a"), "");
 }
@@ -85,15 +84,6 @@ TEST_F(FileContextTest, SaysWhyAFileFailed) {
                                  std::to_string(full) + "': Bad file descriptor\n");
 }
 
-TEST_F(FileContextTest, TellsWhetherAPathExists) {
-  test::writeWholeFile(directory_.path() / "a", "abc");
-  IMOFileStatus status;
-  EXPECT_EQ(files_.pathStatus(modulePath("a").c_str(), &status, 0), 0);
-  EXPECT_EQ(status.size, 3);
-  EXPECT_EQ(files_.pathStatus(modulePath("").c_str(), &status, 0), 0);
-  EXPECT_EQ(files_.pathStatus(modulePath("b").c_str(), &status, 0), -1);
-}
-
 TEST_F(FileContextTest, MakesADirectoryAndThoseAboveItOnce) {
   EXPECT_EQ(files_.createDirectory(modulePath("rec/2024/cam1").c_str()), 0);
   EXPECT_TRUE(exists("rec/2024/cam1"));
@@ -110,49 +100,42 @@ TEST_F(FileContextTest, RemovesAWholeRecording) {
                                    ".meta", ".drmmeta", ".k2i.tmp", ".bootstrap.tmp"}) {
     test::writeWholeFile(recording / (std::string("cam1") + suffix), "x");
   }
-  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), 0);
+  EXPECT_TRUE(removes("cam1"));
   EXPECT_FALSE(exists("cam1"));
-  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), 0) << "gone is gone";
+  EXPECT_TRUE(removes("cam1")) << "gone is gone";
 }
 
 TEST_F(FileContextTest, RemovesNothingBesideForeignEntries) {
+  namespace fs = std::filesystem;
   const auto recording = directory_.path() / "cam1";
-  const char* const names[] = {
-      "notes.txt",        "cam1",         "cam1.mp4",         "cam1.bootstrap.bak",    "cam1Seg0.k2r",
-      "cam1Seg01.k2r",    "cam1Seg.k2r",  "cam1Seg1.k2i.tmp", "cam1Seg4294967296.k2r", "cam1Seg-1.k2r",
-      "cam2.bootstrap",   "cam1seg1.k2r", "cam1Seg1 .k2r",    "CAM1.bootstrap",        ".bootstrap",
-      "cam11Seg1.k2r.tmp"};
-  for (const char* const name : names) {
-    std::filesystem::create_directory(recording);
+  const auto expectKept = [&](const char* name) {
     test::writeWholeFile(recording / "cam1.bootstrap", "x");
-    test::writeWholeFile(recording / name, "x");
-    EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), -1) << name;
+    EXPECT_FALSE(removes("cam1")) << name;
     EXPECT_TRUE(exists("cam1/cam1.bootstrap")) << name;
-    std::filesystem::remove_all(recording);
+    fs::remove(recording / name);
+  };
+  fs::create_directory(recording);
+  for (const char* const name :
+       {"notes.txt", "cam1", "cam1.mp4", "cam1.bootstrap.bak", "cam1Seg0.k2r", "cam1Seg01.k2r", "cam1Seg.k2r",
+        "cam1Seg1.k2i.tmp", "cam1Seg4294967296.k2r", "cam1Seg-1.k2r", "cam2.bootstrap", "cam1seg1.k2r", "cam1Seg1 .k2r",
+        "CAM1.bootstrap", ".bootstrap", "cam11Seg1.k2r.tmp"}) {
+    test::writeWholeFile(recording / name, "x");
+    expectKept(name);
   }
-}
-
-TEST_F(FileContextTest, RemovesNothingThroughLinksAndNoDirectories) {
-  const auto recording = directory_.path() / "cam1";
-  const auto outside = directory_.path() / "outside";
-  test::writeWholeFile(outside, "x");
-
-  std::filesystem::create_directory(recording);
-  std::filesystem::create_symlink(outside, recording / "cam1.meta");
-  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), -1) << "a link with the name of a file";
-  std::filesystem::remove(recording / "cam1.meta");
-  std::filesystem::create_directory(recording / "cam1.meta");
-  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), -1) << "a directory with the name of a file";
-  std::filesystem::remove(recording / "cam1.meta");
+  // What has the name of a file, and is none.
+  test::writeWholeFile(directory_.path() / "outside", "x");
+  fs::create_symlink(directory_.path() / "outside", recording / "cam1.meta");
+  expectKept("cam1.meta");
+  fs::create_directory(recording / "cam1.meta");
+  expectKept("cam1.meta");
   ASSERT_EQ(::mkfifo((recording / "cam1.control").c_str(), 0600), 0);
-  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), -1) << "a pipe with the name of a file";
-  std::filesystem::remove(recording / "cam1.control");
+  expectKept("cam1.control");
 
-  std::filesystem::create_directory_symlink(recording, directory_.path() / "link");
-  EXPECT_EQ(files_.remove(modulePath("link").c_str(), 3, 1), -1) << "a link in the directory's place";
-  EXPECT_EQ(files_.remove(modulePath("outside").c_str(), 3, 1), -1) << "a file in the directory's place";
+  fs::create_directory_symlink(recording, directory_.path() / "link");
+  EXPECT_FALSE(removes("link")) << "a link in the directory's place";
+  EXPECT_FALSE(removes("outside")) << "a file in the directory's place";
   EXPECT_EQ(content("outside"), "x");
-  EXPECT_EQ(files_.remove(modulePath("cam1").c_str(), 3, 1), 0) << "empty";
+  EXPECT_TRUE(removes("cam1"));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "host/errors.h"
-#include "host/inspect/describeFile.h"
 #include "tests/host/RecordingMaker.h"
 
 namespace {
@@ -71,23 +70,22 @@ TEST(Playlist, HasAnEntryForEachFragment) {
 
 TEST(Playlist, IsWrittenAsThePlayersReadIt) {
   const MadeRecording recording({.messages = stream().keyFramesEvery(2000).framesEvery(1000).until(8001)});
-  host::InspectErrors errors;
-  const auto fragments = host::describePath(recording.path("Seg1.k2r").string(), errors)["fragments"];
-  const auto end = [&](std::size_t i) { return fragments[i]["position"].get<int>() + fragments[i]["size"].get<int>(); };
+  const auto fragments = recording.boxesOf("Seg1.k2r").fragments;
   const auto directory = host::readRecordingDirectory(recording.directory());
   const host::Playlist playlist = playlistOf(recording);
   const auto& entries = playlist.entries;
   ASSERT_EQ(entries.size(), 2U);
-  EXPECT_EQ(entries[0].offset + entries[0].size, static_cast<std::uint64_t>(end(0)));
-  EXPECT_EQ(entries[1].offset + entries[1].size, static_cast<std::uint64_t>(end(1)));
-  EXPECT_EQ(recording.read("Seg1.k2r").substr(entries[1].offset + 4, 4), "moof");
+  for (std::size_t i = 0; i < 2; ++i) {
+    EXPECT_EQ(entries[i].offset, fragments[i].moof.offset);
+    EXPECT_EQ(entries[i].offset + entries[i].size, fragments[i].end());
+  }
   const auto range = [](const host::PlaylistEntry& entry) {
     return std::to_string(entry.size) + "@" + std::to_string(entry.offset);
   };
   EXPECT_EQ(host::playlistText(playlist, directory, "a b/"),
             "#EXTM3U\n#EXT-X-VERSION:7\n#EXT-X-TARGETDURATION:4\n#EXT-X-MEDIA-SEQUENCE:0\n#EXT-X-PLAYLIST-TYPE:VOD\n"
             "#EXT-X-INDEPENDENT-SEGMENTS\n#EXT-X-MAP:URI=\"a%20b/cam1Seg1.k2r\",BYTERANGE=\"" +
-                fragments[0]["position"].dump() +
+                std::to_string(fragments[0].position()) +
                 "@0\"\n"
                 "#EXTINF:4.000,\n#EXT-X-BYTERANGE:" +
                 range(entries[0]) + "\na%20b/cam1Seg1.k2r\n#EXTINF:4.000,\n#EXT-X-BYTERANGE:" + range(entries[1]) +

@@ -9,9 +9,10 @@
 #include <vector>
 
 #include "host/FileContext.h"
+#include "host/Module.h"
 #include "host/OpenContext.h"
-#include "tests/host/FakeAdaptor.h"
 #include "tests/host/LogCapture.h"
+#include "tests/support/StreamBuilder.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
 
@@ -32,61 +33,31 @@ class ListInput : public Input {
   std::size_t next_ = 0;
 };
 
-class RecordSessionTest : public testing::Test {
- protected:
-  std::string path() const { return test::modulePath(directory_.path() / "cam1"); }
-
-  test::TempDirectory directory_;
-  test::LogCapture capture_;
-  Settings settings_;
-  FileContext files_{Durability::kProcess, capture_.log()};
-  StreamContext context_{settings_, capture_.log(), files_};
-  OpenContext openContext_{settings_};
-  test::FakeAdaptor adaptor_{&context_};
-  Progress progress_{ProgressStyle::kNone, capture_.log()};
-  std::vector<std::byte> large_ = std::vector<std::byte>(0x1000001);
-};
-
-TEST_F(RecordSessionTest, CountsWhatIsRefused) {
-  Recording recording(adaptor_, openContext_, path(), false);
-  RecordSession session(recording, context_, capture_.log(), progress_, nullptr);
-  const auto bytes = [&](std::size_t count) { return std::span<const std::byte>(large_).first(count); };
-  ListInput input(
-      {{8, 0, bytes(3)}, {9, 5, bytes(0x1000000)}, {22, 7, bytes(1)}, {9, 9, bytes(0xFFFFFF)}, {1, 9, bytes(0)}});
+TEST(RecordSession, CountsWhatIsRefused) {
+  const test::TempDirectory directory;
+  test::LogCapture capture;
+  const Settings settings;
+  FileContext files(Durability::kProcess, capture.log());
+  StreamContext context(settings, capture.log(), files);
+  OpenContext openContext(settings);
+  const Module module(findModule());
+  const auto adaptor = module.createAdaptor(context);
+  Recording recording(*adaptor, openContext, test::modulePath(directory.path() / "cam1"), false);
+  Progress progress(ProgressStyle::kNone, capture.log());
+  RecordSession session(recording, context, capture.log(), progress, nullptr);
+  const std::vector<std::byte> mp3(0x1000000, std::byte{0x2F});
+  const auto bytes = [&](std::size_t count) { return std::span(mp3).first(count); };
+  const auto metadata = test::metadata(0).data;
+  ListInput input({{18, 0, metadata}, {8, 5, bytes(0x1000000)}, {22, 7, bytes(1)}, {8, 9, bytes(0xFFFFFF)}});
   session.run(input);
-  EXPECT_EQ(session.messages(), 5u);
-  EXPECT_EQ(session.refused(), 3u);
+  EXPECT_EQ(session.messages(), 4u);
+  EXPECT_EQ(session.refused(), 2u);
   EXPECT_EQ(session.firstReason(),
             "a message of 16777216 bytes at 5 ms is too large; at most 16777215 bytes can be stored");
-  ASSERT_EQ(adaptor_.messages.size(), 4u);
-  EXPECT_EQ(adaptor_.messages[2].data.size(), 0xFFFFFFu);
-  EXPECT_EQ(adaptor_.messages[2].timeMs, 9u);
+  EXPECT_EQ(capture.text(), "error: " + session.firstReason() + "\nerror: Invalid message type.\n");
 }
 
-TEST_F(RecordSessionTest, SaysWhereAnAppendHasToBegin) {
-  Recording recording(adaptor_, openContext_, path(), true);
-  RecordSession session(recording, context_, capture_.log(), progress_, nullptr);
-  session.expectFrom(28000);
-  ListInput input({{8, 0, {}}, {22, 20, {}}, {22, 40, {}}});
-  session.run(input);
-  EXPECT_EQ(capture_.text(),
-            "error: Invalid message type.\n"
-            "warning: the refused message at 20 ms lies ahead of the recording's end; what is appended has to go on "
-            "from 28000 ms\n"
-            "error: Invalid message type.\n");
-}
-
-TEST_F(RecordSessionTest, OpensStopsAndClosesOnce) {
-  {
-    Recording recording(adaptor_, openContext_, path(), true);
-    recording.stop();
-  }
-  { Recording recording(adaptor_, openContext_, path(), false); }
-  EXPECT_EQ(adaptor_.calls,
-            (std::vector<std::string>{"open " + path() + " 3", "stop", "close", "open " + path() + " 1", "close"}));
-}
-
-TEST_F(RecordSessionTest, PacerGoesByTheTimestamps) {
+TEST(RealTimePacer, GoesByTheTimestamps) {
   StopSignal stop;
   RealTimePacer pacer(stop);
   const auto start = std::chrono::steady_clock::now();

@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "host/OpenContext.h"
 #include "host/errors.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
@@ -21,7 +20,7 @@ TEST(Settings, ReadsTheLinesOfAFile) {
   const struct {
     const char *why, *text, *value;
   } rows[] = {{"white space around", "  Recording/FrameRate \t=  25  \n", "25"},
-              {"no white space, no last line end", "Recording/FrameRate=25", "25"},
+              {"nothing but the setting", "Recording/FrameRate=25", "25"},
               {"line ends of two characters", "Recording/FrameRate = 25\r\n\r\n", "25"},
               {"empty lines and comments", "\n# Recording/FrameRate = 1\n  # x\nRecording/FrameRate = 25\n", "25"},
               {"comment behind a value", "Recording/FrameRate = 25  # per second = fps\n", "25"},
@@ -72,20 +71,6 @@ TEST(Settings, RefuseFilesThatAreNone) {
        {directory.file("missing"), directory.path().string(), std::string("/dev/zero"), directory.file("zero.conf")}) {
     EXPECT_THROW(settings.readFile(path), UsageError) << path;
   }
-}
-
-TEST(OpenContext, AnswersByTheContract) {
-  Settings settings;
-  settings.assign("Recording/VantryV2/ContentID=12345");
-  OpenContext context(settings);
-  constexpr const char* kKey = "Recording/VantryV2/ContentID";
-  char buffer[8] = "???????";
-  EXPECT_EQ(context.property("recording", kKey, buffer, 5), 5) << "no room for the terminator";
-  EXPECT_STREQ(buffer, "???????");
-  EXPECT_EQ(context.property("recording", kKey, buffer, 6), 0);
-  EXPECT_STREQ(buffer, "12345");
-  EXPECT_EQ(context.property("recording", "Recording/FrameRate", buffer, 8), -1);
-  EXPECT_EQ(context.property("other", kKey, buffer, 8), -1);
 }
 
 }  // namespace

@@ -6,52 +6,56 @@
 #include <string>
 
 #include "host/FileContext.h"
+#include "host/OpenContext.h"
 #include "tests/host/LogCapture.h"
 
 namespace host {
 namespace {
 
-class StreamContextTest : public testing::Test {
- protected:
-  Settings settings_;
-  test::LogCapture capture_;
-  FileContext files_{Durability::kProcess, capture_.log()};
-  StreamContext context_{settings_, capture_.log(), files_};
-};
-
-TEST_F(StreamContextTest, AsksForTheSizeWithTheTerminator) {
-  settings_.assign("k2r/MaxEraseRetries=12345");
+TEST(StreamContext, AnswersByTheContract) {
+  Settings settings;
+  settings.assign("k2r/MaxEraseRetries=12345");
+  test::LogCapture capture;
+  FileContext files(Durability::kProcess, capture.log());
+  StreamContext context(settings, capture.log(), files);
   char buffer[8] = "???????";
   char* value = buffer;
-  EXPECT_EQ(context_.readConfiguration("k2r/MaxEraseRetries", &value, 5), 6);
+  EXPECT_EQ(context.readConfiguration("k2r/MaxEraseRetries", &value, 5), 6) << "with the terminator";
   EXPECT_STREQ(buffer, "???????");
-  EXPECT_EQ(context_.readConfiguration("k2r/MaxEraseRetries", &value, 6), 0);
+  EXPECT_EQ(context.readConfiguration("k2r/MaxEraseRetries", &value, 6), 0);
   EXPECT_STREQ(buffer, "12345");
-  EXPECT_LT(context_.readConfiguration("k2r/EnableAggMsgs", &value, 8), 0);
+  EXPECT_LT(context.readConfiguration("k2r/EnableAggMsgs", &value, 8), 0);
+
+  context.log("one", kIMOLogError, true);
+  context.log("careful", kIMOLogWarning, false);
+  context.log("two", kIMOLogError, true);
+  EXPECT_EQ(capture.text(), "error: one\nwarning: careful\nerror: two\n");
+  EXPECT_EQ(context.errorCount(), 2u);
+  EXPECT_EQ(context.firstError(), "one");
+  EXPECT_EQ(context.lastError(), "two");
 }
 
-TEST_F(StreamContextTest, CountsErrorsAndPassesAllOn) {
-  context_.log("one", kIMOLogError, true);
-  context_.log("careful", kIMOLogWarning, false);
-  context_.log("two", kIMOLogError, true);
-  EXPECT_EQ(capture_.text(), "error: one\nwarning: careful\nerror: two\n");
-  EXPECT_EQ(context_.errorCount(), 2u);
-  EXPECT_EQ(context_.firstError(), "one");
-  EXPECT_EQ(context_.lastError(), "two");
+TEST(OpenContext, AnswersByTheContract) {
+  Settings settings;
+  settings.assign("Recording/VantryV2/ContentID=12345");
+  OpenContext context(settings);
+  constexpr const char* kKey = "Recording/VantryV2/ContentID";
+  char buffer[8] = "???????";
+  EXPECT_EQ(context.property("recording", kKey, buffer, 5), 5) << "no room for the terminator";
+  EXPECT_STREQ(buffer, "???????");
+  EXPECT_EQ(context.property("recording", kKey, buffer, 6), 0);
+  EXPECT_STREQ(buffer, "12345");
+  EXPECT_EQ(context.property("recording", "Recording/FrameRate", buffer, 8), -1);
+  EXPECT_EQ(context.property("other", kKey, buffer, 8), -1);
 }
 
-TEST(Log, WritesALineAnEntryWhateverIsInIt) {
+TEST(Log, WritesALineAnEntryAndKeepsTheStatusLineBelow) {
   test::LogCapture capture;
   capture.log().warning("a\nb\x1b[2J\r\n");
-  EXPECT_EQ(capture.text(), "warning: a b [2J \n");
-}
-
-TEST(Log, KeepsTheStatusLineBelowTheOthers) {
-  test::LogCapture capture;
   capture.log().setStatusLine("10 s");
   capture.log().error("x");
   capture.log().setStatusLine("11 s");
-  EXPECT_EQ(capture.text(), "\r\x1b[K10 s\r\x1b[Kerror: x\n10 s\r\x1b[K11 s");
+  EXPECT_EQ(capture.text(), "warning: a b [2J \n\r\x1b[K10 s\r\x1b[Kerror: x\n10 s\r\x1b[K11 s");
 }
 
 }  // namespace

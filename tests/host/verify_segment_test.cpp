@@ -3,13 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <set>
 
-#include "host/files/SegmentMap.h"
 #include "host/files/TagContent.h"
-#include "host/verify/verifyRecording.h"
-#include "host/verify/verifyReport.h"
 #include "platform/container/SegmentReader.h"
 #include "tests/host/RecordingMaker.h"
 
@@ -17,27 +13,15 @@ namespace {
 
 using namespace test;
 using host::ExitStatus;
-using host::Finding;
 using host::Severity;
 using host::Verification;
-using host::verifyRecording;
 using krvo::container::BoxSpan;
 
 /// Two segments of fragments with few samples.
-const RecordingPlan& smallPlan() {
-  static const RecordingPlan plan{
-      .messages =
-          stream().keyFramesEvery(2000).framesEvery(1000).audio(1100).frameBytes(40).audioBytes(20).until(12001),
-      .settings = {{"Recording/SegmentDuration", "4000"}}};
-  return plan;
-}
-
-bool names(const Verification& verification, const std::string& file, std::uint64_t from, std::uint64_t to) {
-  const auto& kept = verification.findings.kept();
-  return std::any_of(kept.begin(), kept.end(), [&](const Finding& finding) {
-    return finding.severity != Severity::kNote && finding.file == file && finding.offset && *finding.offset >= from &&
-           *finding.offset <= to;
-  });
+RecordingPlan smallPlan() {
+  return {.messages =
+              stream().keyFramesEvery(2000).framesEvery(1000).audio(1100).frameBytes(40).audioBytes(20).until(12001),
+          .settings = {{"Recording/SegmentDuration", "4000"}}};
 }
 
 /// Where the bytes are that only a decoder can judge: the payload of samples, and what a codec says of itself in the
@@ -63,11 +47,10 @@ std::vector<bool> decoderBytes(const MadeRecording& recording, const std::string
 
 TEST(VerifySegment, FindsEveryByteOfAFragmentThatChanges) {
   const MadeRecording recording(smallPlan());
-  ASSERT_EQ(verifyRecording(recording.directory()).status(), ExitStatus::kOk);
+  ASSERT_EQ(recording.verify().status(), ExitStatus::kOk);
   const std::string good = recording.read("Seg1.k2r");
   const std::vector<bool> payload = decoderBytes(recording, "Seg1.k2r");
-  host::FileView file(recording.path("Seg1.k2r").string());
-  const std::size_t begin = static_cast<std::size_t>(mapSegment(file).moov->end());
+  const auto begin = static_cast<std::size_t>(recording.boxesOf("Seg1.k2r").moov->end());
   std::set<std::size_t> missed;
   for (std::size_t i = begin; i < good.size(); ++i) {
     if (payload[i]) continue;
@@ -76,7 +59,7 @@ TEST(VerifySegment, FindsEveryByteOfAFragmentThatChanges) {
     const int change = i % 8 == 5 ? 0x21 : 1 << i % 8;
     bad[i] = static_cast<char>(bad[i] ^ change);
     recording.write("Seg1.k2r", bad);
-    if (!names(verifyRecording(recording.directory()), "cam1Seg1.k2r", 0, good.size())) missed.insert(i);
+    if (!names(recording.verify(), "cam1Seg1.k2r", 0, good.size())) missed.insert(i);
   }
   EXPECT_EQ(missed, std::set<std::size_t>());
 }
@@ -123,7 +106,7 @@ TEST(VerifySegment, NamesTheFieldThatChanges) {
     std::string bad = good;
     bad[row.changed] = static_cast<char>(bad[row.changed] ^ 1);
     recording.write("Seg2.k2r", bad);
-    const Verification verification = verifyRecording(recording.directory());
+    const Verification verification = recording.verify();
     EXPECT_TRUE(names(verification, "cam1Seg2.k2r", row.named, row.named)) << row.what << "\n"
                                                                            << textReport(verification);
     EXPECT_EQ(verification.status(), ExitStatus::kDamaged) << row.what;
@@ -132,14 +115,10 @@ TEST(VerifySegment, NamesTheFieldThatChanges) {
 
 /// All places where a box ends, and some between.
 std::set<std::uint64_t> placesToCut(const MadeRecording& recording, const std::string& suffix) {
-  host::FileView file(recording.path(suffix).string());
-  const auto map = mapSegment(file);
+  const auto map = recording.boxesOf(suffix);
   std::set<std::uint64_t> places = {0, 1, 7, 8, 20};
   const auto add = [&places](const BoxSpan& box) {
-    for (const std::uint64_t place :
-         {box.offset, box.offset + 4, box.offset + 8, box.offset + box.size / 2, box.end() - 1}) {
-      places.insert(place);
-    }
+    places.insert({box.offset, box.offset + 4, box.offset + 8, box.offset + box.size / 2, box.end() - 1});
   };
   add(*map.ftyp);
   add(*map.moov);
@@ -154,23 +133,19 @@ TEST(VerifySegment, FindsOneThatIsCutShort) {
   const MadeRecording recording(smallPlan());
   for (const char* const suffix : {"Seg1.k2r", "Seg2.k2r"}) {
     const std::string good = recording.read(suffix);
-    host::FileView file(recording.path(suffix).string());
-    const std::uint64_t fragmentsEnd = mapSegment(file).fragmentsEnd();
+    const std::uint64_t fragmentsEnd = recording.boxesOf(suffix).fragmentsEnd();
     for (const std::uint64_t place : placesToCut(recording, suffix)) {
       recording.write(suffix, good.substr(0, place));
-      const Verification verification = verifyRecording(recording.directory());
+      const Verification verification = recording.verify();
+      SCOPED_TRACE(suffix + std::string(" cut at ") + std::to_string(place) + "\n" + textReport(verification));
       // Without the table at its end the last segment is what an interrupted stop leaves; an earlier one, what a disk
       // does that was full just then.
       const bool isLast = std::string(suffix) == "Seg2.k2r";
       const bool isWithoutTable = place == fragmentsEnd && !isLast;
-      EXPECT_TRUE(isWithoutTable || names(verification, std::string("cam1") + suffix, 0, place))
-          << suffix << " cut at " << place << "\n"
-          << textReport(verification);
+      EXPECT_TRUE(isWithoutTable || names(verification, std::string("cam1") + suffix, 0, place));
       EXPECT_EQ(verification.status(), isLast && place >= fragmentsEnd ? ExitStatus::kRepairable
                                        : isWithoutTable                ? ExitStatus::kOk
-                                                                       : ExitStatus::kDamaged)
-          << suffix << " cut at " << place << "\n"
-          << textReport(verification);
+                                                                       : ExitStatus::kDamaged);
     }
     recording.write(suffix, good);
   }
@@ -178,17 +153,17 @@ TEST(VerifySegment, FindsOneThatIsCutShort) {
 
 TEST(VerifySegment, GoesOnBehindAFragmentThatCannotBeRead) {
   const MadeRecording recording({.messages = stream().keyFramesEvery(2000).until(20001)});
-  host::FileView file(recording.path("Seg1.k2r").string());
-  const auto map = mapSegment(file);
+  const auto fragments = recording.boxesOf("Seg1.k2r").fragments;
   std::string bad = recording.read("Seg1.k2r");
-  bad[map.fragments[1].abst.offset + 4] ^= 1;
-  bad[map.fragments[3].mdat.payloadOffset()] ^= 1;
+  const std::uint64_t abst = fragments[1].abst.offset;
+  const std::uint64_t tag = fragments[3].mdat.payloadOffset();
+  bad[abst + 4] ^= 1;
+  bad[tag] ^= 1;
   recording.write("Seg1.k2r", bad);
-  const Verification verification = verifyRecording(recording.directory());
+  const Verification verification = recording.verify();
   EXPECT_EQ(verification.fragments, 4U);
-  EXPECT_TRUE(names(verification, "cam1Seg1.k2r", map.fragments[1].abst.offset, map.fragments[1].abst.offset));
-  EXPECT_TRUE(names(verification, "cam1Seg1.k2r", map.fragments[3].mdat.payloadOffset(),
-                    map.fragments[3].mdat.payloadOffset()));
+  EXPECT_TRUE(names(verification, "cam1Seg1.k2r", abst, abst));
+  EXPECT_TRUE(names(verification, "cam1Seg1.k2r", tag, tag));
   EXPECT_LE(verification.findings.count(Severity::kDamage), 5U) << textReport(verification);
 }
 

@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 #include <set>
 
 #include "host/files/imageFields.h"
 #include "host/files/smallFiles.h"
-#include "host/verify/verifyRecording.h"
-#include "host/verify/verifyReport.h"
 #include "tests/host/RecordingMaker.h"
 #include "util/bytes.h"
 
@@ -16,33 +16,16 @@ namespace {
 
 using namespace test;
 using host::ExitStatus;
-using host::Finding;
-using host::Severity;
 using host::Verification;
-using host::verifyRecording;
 
 StreamBuilder av(std::uint32_t keyFrames) {
   return stream().keyFramesEvery(keyFrames).framesEvery(500).audio(700);
 }
 
-bool names(const Verification& verification, const std::string& file, std::uint64_t offset) {
-  const auto& kept = verification.findings.kept();
-  return std::any_of(kept.begin(), kept.end(), [&](const Finding& finding) {
-    return finding.severity != Severity::kNote && finding.file == file && finding.offset == offset;
-  });
-}
-
-bool names(const Verification& verification, const std::string& file) {
-  const auto& kept = verification.findings.kept();
-  return std::any_of(kept.begin(), kept.end(), [&](const Finding& finding) {
-    return finding.severity != Severity::kNote && finding.file == file;
-  });
-}
-
 /// Changes each byte of a file in turn and answers the offsets of those whose change is not found. `placeOf` tells
 /// which offset has to be named for a byte; nothing where the file as such will do.
-template <typename PlaceOf>
-std::set<std::size_t> bytesThatMayChange(const MadeRecording& recording, const std::string& suffix, PlaceOf placeOf) {
+std::set<std::size_t> bytesThatMayChange(const MadeRecording& recording, const std::string& suffix,
+                                         const std::function<std::optional<std::uint64_t>(std::size_t)>& placeOf) {
   std::set<std::size_t> missed;
   const std::string good = recording.read(suffix);
   for (std::size_t i = 0; i < good.size(); ++i) {
@@ -50,13 +33,13 @@ std::set<std::size_t> bytesThatMayChange(const MadeRecording& recording, const s
       std::string bad = good;
       bad[i] = static_cast<char>(bad[i] ^ change);
       recording.write(suffix, bad);
-      const Verification verification = verifyRecording(recording.directory());
+      const Verification verification = recording.verify();
       if (!names(verification, "cam1" + suffix)) {
         missed.insert(i);
         continue;
       }
       const std::optional<std::uint64_t> place = placeOf(i);
-      EXPECT_TRUE(!place || names(verification, "cam1" + suffix, *place))
+      EXPECT_TRUE(!place || names(verification, "cam1" + suffix, *place, *place))
           << suffix << " byte " << i << " ^ " << change << ", expected at " << place.value_or(0) << "\n"
           << textReport(verification);
     }
@@ -105,7 +88,7 @@ class PlaceInBootstrap {
 TEST(VerifySmallFiles, FindsEveryByteThatChanges) {
   const MadeRecording recording(
       {.messages = av(2000).until(20001), .settings = {{"Recording/SegmentDuration", "8000"}}});
-  ASSERT_EQ(verifyRecording(recording.directory()).status(), ExitStatus::kOk);
+  ASSERT_EQ(recording.verify().status(), ExitStatus::kOk);
   const std::set<std::size_t> none;
   EXPECT_EQ(bytesThatMayChange(recording, ".control", [](std::size_t) { return 0; }), none);
   EXPECT_EQ(bytesThatMayChange(recording, ".bootstrap", PlaceInBootstrap(recording.read(".bootstrap"))), none);
@@ -122,7 +105,7 @@ TEST(VerifySmallFiles, FindsEveryByteThatChangesBesideSkippedNumbers) {
       {.messages = av(2000).until(9000), .appended = av(2000).from(31000).until(44001)}};
   for (const RecordingPlan& plan : plans) {
     const MadeRecording recording(plan);
-    ASSERT_EQ(verifyRecording(recording.directory()).status(), ExitStatus::kOk);
+    ASSERT_EQ(recording.verify().status(), ExitStatus::kOk);
     // A recorder that takes back a held fragment leaves the change of the table and the count of numbers that it had
     // announced, and nothing else tells how many these were: the low bytes of the bootstrap version and of the
     // fragments in the last segment.
@@ -144,19 +127,18 @@ TEST(VerifySmallFiles, FindsEveryByteThatChangesBesideSkippedNumbers) {
 
 TEST(VerifySmallFiles, FindsFilesThatEndEarlyOrLate) {
   const MadeRecording recording({.messages = av(2000).until(12001)});
-  for (const char* const suffix : {".control", ".bootstrap", ".meta", "Seg1.k2i"}) {
+  for (const std::string suffix : {".control", ".bootstrap", ".meta", "Seg1.k2i"}) {
     const std::string good = recording.read(suffix);
     for (std::size_t size = 0; size < good.size(); ++size) {
+      SCOPED_TRACE(suffix + " of " + std::to_string(size) + " bytes");
       recording.write(suffix, good.substr(0, size));
-      const Verification verification = verifyRecording(recording.directory());
-      EXPECT_TRUE(names(verification, std::string("cam1") + suffix)) << suffix << " of " << size << " bytes";
+      const Verification verification = recording.verify();
+      EXPECT_TRUE(names(verification, "cam1" + suffix));
       // The base time can be had from the fragments; an append does that.
-      const bool restorable = std::string(suffix) == ".control";
-      EXPECT_EQ(verification.status(), restorable ? ExitStatus::kRepairable : ExitStatus::kDamaged)
-          << suffix << " of " << size << " bytes";
+      EXPECT_EQ(verification.status(), suffix == ".control" ? ExitStatus::kRepairable : ExitStatus::kDamaged);
     }
     recording.write(suffix, good + '\0');
-    EXPECT_TRUE(names(verifyRecording(recording.directory()), std::string("cam1") + suffix)) << suffix;
+    EXPECT_TRUE(names(recording.verify(), "cam1" + suffix)) << suffix;
     recording.write(suffix, good);
   }
 }

@@ -1,267 +1,249 @@
-// What stands in the directory as a whole: interruptions, missing files, files of different ages.
+// What stands in the directory as a whole: interruptions, missing files, files of different ages; what a check says of
+// it, and what a repair and an append make of it.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
 
-#include "fragmentation/AfraBox.h"
-#include "host/files/SegmentMap.h"
 #include "host/files/smallFiles.h"
-#include "host/verify/verifyRecording.h"
-#include "host/verify/verifyReport.h"
+#include "host/repair/repairRecording.h"
 #include "tests/host/RecordingMaker.h"
-#include "util/bytes.h"
+#include "tests/support/TestHost.h"
 
 namespace {
 
 using namespace test;
-using host::ExitStatus;
+using enum host::ExitStatus;
 using host::Verification;
 using host::verifyRecording;
+using Outcome = host::Repair::Outcome;
+using enum host::Repair::Outcome;
+using Change = std::function<void(const MadeRecording&)>;
+using Entries = std::vector<ruvo::k2r::AfraEntry>;
 
-StreamBuilder av(std::uint32_t keyFrames) {
-  return stream().keyFramesEvery(keyFrames).framesEvery(500).audio(700);
+StreamBuilder av() {
+  return stream().keyFramesEvery(2000).framesEvery(500).audio(700);
 }
 
-std::string text(const std::vector<std::byte>& bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+RecordingPlan threeFragments(bool stop) {
+  return {.messages = av().until(12001), .stop = stop};
 }
 
-void changeIndex(const MadeRecording& recording, const std::string& suffix,
-                 const std::function<void(std::vector<ruvo::k2r::AfraEntry>&)>& change) {
-  auto index = host::parseAfra(qvs::util::asBytes(recording.read(suffix)));
-  change(index.globalEntries);
-  recording.write(suffix, text(host::imageOf(index)));
+// Changes to such a recording.
+
+void nothing(const MadeRecording&) {}
+
+Change removed(const std::vector<const char*>& suffixes) {
+  return [=](const MadeRecording& made) {
+    for (const char* suffix : suffixes) made.remove(suffix);
+  };
 }
 
-void changeBootstrap(const MadeRecording& recording, const std::function<void(ruvo::k2r::BootstrapInfo&)>& change) {
-  auto info = host::parseBootstrap(qvs::util::asBytes(recording.read(".bootstrap")));
-  change(info);
-  recording.write(".bootstrap", text(host::imageOf(info)));
+Change written(const char* suffix, const std::string& content) {
+  return [=](const MadeRecording& made) { made.write(suffix, content); };
 }
 
-/// Takes the last entry of the index away, as if its file had not been replaced any more.
-void forgetLastFragment(const MadeRecording& recording) {
-  changeIndex(recording, "Seg1.k2i", [](auto& entries) { entries.pop_back(); });
+/// Behind the end of the segment.
+Change added(const std::string& bytes) {
+  return [=](const MadeRecording& made) { made.write("Seg1.k2r", made.read("Seg1.k2r") + bytes); };
 }
 
-void unstop(ruvo::k2r::BootstrapInfo& info) {
-  info.fragmentRunTables[0].fragmentRuns.pop_back();
+Change entries(const std::function<void(Entries&)>& change) {
+  return [=](const MadeRecording& made) { made.changeIndex("Seg1.k2i", change); };
 }
 
-/// Puts the bootstrap back to what the fragment before the last one carries.
-void forgetLastBootstrap(ruvo::k2r::BootstrapInfo& info) {
-  info.segmentRunTables[0].segmentRuns[0].fragmentsPerSegment -= 1;
-  info.currentMediaTime -= 4000;
+Change both(const Change& one, const Change& other) {
+  return [=](const MadeRecording& made) {
+    one(made);
+    other(made);
+  };
 }
 
-std::size_t endOfFirstFragment(const MadeRecording& recording) {
-  host::FileView file(recording.path("Seg1.k2r").string());
-  return static_cast<std::size_t>(mapSegment(file).fragments.front().end());
+/// Cuts the segment behind its `moov`, or behind its first fragment.
+Change cutBehind(bool fragment, std::uint64_t more = 0) {
+  return [=](const MadeRecording& made) {
+    const auto boxes = made.boxesOf("Seg1.k2r");
+    const std::uint64_t end = fragment ? boxes.fragments.front().end() : boxes.moov->end();
+    std::filesystem::resize_file(made.path("Seg1.k2r"), end + more);
+  };
 }
 
-std::size_t endOfHeader(const MadeRecording& recording) {
-  host::FileView file(recording.path("Seg1.k2r").string());
-  return static_cast<std::size_t>(mapSegment(file).moov->end());
-}
+/// The index as it was before the last fragment, as if its file had not been replaced any more.
+const Change oldIndex = entries([](Entries& entries) { entries.pop_back(); });
+/// The bootstrap as the fragment before the last one carries it.
+const Change oldBootstrap = [](const MadeRecording& made) {
+  made.changeBootstrap([](ruvo::k2r::BootstrapInfo& info) {
+    info.segmentRunTables[0].segmentRuns[0].fragmentsPerSegment -= 1;
+    info.currentMediaTime -= 4000;
+  });
+};
+const Change withoutEndMark = [](const MadeRecording& made) {
+  made.changeBootstrap([](auto& info) { info.fragmentRunTables[0].fragmentRuns.pop_back(); });
+};
 
 struct State {
   const char* what;
-  std::function<void(const MadeRecording&)> change;
-  ExitStatus status;
+  Change change;
+  host::ExitStatus status;
   /// What one line of the report says.
   std::string line;
+  /// What a repair makes of it.
+  Outcome outcome;
 };
 
+std::map<std::string, std::string> filesIn(const MadeRecording& recording) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(recording.directory()))
+    files[entry.path().filename().string()] = readWholeFile(entry.path());
+  return files;
+}
+
+host::Repair repair(const std::string& directory) {
+  host::Log log(stderr);
+  return host::repairRecording(directory, {}, log);
+}
+
+/// `control` is what the file of the base time was.
+void expectRepair(const MadeRecording& made, const Verification& found, Outcome outcome, const std::string& control) {
+  const auto before = filesIn(made);
+  const auto boxes = outcome == kFinished ? made.boxesOf("Seg1.k2r") : host::SegmentMap();
+  const auto repaired = repair(made.directory());
+  EXPECT_EQ(repaired.outcome, outcome);
+  if (outcome == kUntouched || outcome == kRefused) {
+    EXPECT_TRUE(filesIn(made) == before);
+    return;
+  }
+  EXPECT_EQ(repaired.verification.status(), kOk) << textReport(repaired.verification);
+  EXPECT_EQ(repaired.verification.fragments, found.fragments);
+  EXPECT_EQ(repaired.verification.stopped, outcome == kFinished);
+  EXPECT_EQ(made.read(".control"), control);
+  EXPECT_EQ(repair(made.directory()).outcome, kUntouched);
+  if (outcome == kEmptied) return;
+  const auto kept = before.at("cam1Seg1.k2r").substr(0, boxes.fragments.at(found.fragments - 1).end());
+  EXPECT_TRUE(made.read("Seg1.k2r").starts_with(kept));
+}
+
 void expectStates(const MadeRecording& recording, const std::vector<State>& states) {
+  const std::string control = recording.read(".control");
   for (const State& state : states) {
-    recording.restore();
-    state.change(recording);
-    const Verification verification = verifyRecording(recording.directory());
+    SCOPED_TRACE(state.what);
+    const auto make = [&] {
+      recording.restore();
+      state.change(recording);
+    };
+    make();
+    const Verification verification = recording.verify();
     const std::string report = textReport(verification);
-    EXPECT_EQ(verification.status(), state.status) << state.what << "\n" << report;
-    EXPECT_NE(report.find(state.line), std::string::npos) << state.what << ": " << state.line << "\n" << report;
+    EXPECT_EQ(verification.status(), state.status) << report;
+    EXPECT_NE(report.find(state.line), std::string::npos) << state.line << "\n" << report;
+    make();
+    expectRepair(recording, verification, state.outcome, control);
+    make();
+    if (state.status != kRepairable || !std::filesystem::exists(recording.path(".bootstrap"))) continue;
+    recording.append(av().from(24000).until(40001));
+    const Verification appended = recording.verify();
+    EXPECT_EQ(appended.status(), kOk) << textReport(appended);
+    EXPECT_GE(appended.fragments, 6U);
   }
 }
 
-const RecordingPlan& threeFragments() {
-  static const RecordingPlan plan{.messages = av(2000).until(12001)};
-  return plan;
-}
-
-TEST(VerifyState, TellsWhatAnInterruptionLeaves) {
-  RecordingPlan plan = threeFragments();
-  plan.stop = false;
-  const MadeRecording recording(plan);
-  const std::string end = std::to_string(recording.read("Seg1.k2r").size());
+TEST(RecordingState, OfAnInterruptionIsMadeWhole) {
+  const MadeRecording recording(threeFragments(false));
+  const std::string atEnd = "cam1Seg1.k2r: offset " + std::to_string(recording.read("Seg1.k2r").size());
+  const std::string part = recording.read("Seg1.k2r").substr(recording.boxesOf("Seg1.k2r").moov->end(), 700);
   expectStates(
       recording,
-      {{"nothing behind the last fragment", [](const auto&) {}, ExitStatus::kOk, "cam1.bootstrap: note: not stopped"},
-       {"part of a fragment",
-        [](const auto& made) {
-          made.write("Seg1.k2r", made.read("Seg1.k2r") + std::string("\0\0\0\x15"
-                                                                     "afra",
-                                                                     8));
-        },
-        ExitStatus::kRepairable, "cam1Seg1.k2r: offset " + end + ": repairable"},
-       {"zeros, as of a file that had grown",
-        [](const auto& made) { made.write("Seg1.k2r", made.read("Seg1.k2r") + std::string(100, '\0')); },
-        ExitStatus::kRepairable, "cam1Seg1.k2r: offset " + end + ": repairable"},
-       {"a free box",
-        [](const auto& made) {
-          made.write("Seg1.k2r", made.read("Seg1.k2r") + std::string("\0\0\0\x0A"
-                                                                     "freexx",
-                                                                     10));
-        },
-        ExitStatus::kOk, "whole"},
-       {"a fragment that the index does not name yet",
-        [](const auto& made) {
-          forgetLastFragment(made);
-          changeBootstrap(made, forgetLastBootstrap);
-        },
-        ExitStatus::kRepairable, "repairable: a whole fragment that the index does not name"},
-       {"an index that could not be replaced", forgetLastFragment, ExitStatus::kRepairable,
-        "cam1.bootstrap: repairable: goes on behind fragment 2"},
-       {"a bootstrap that was not replaced any more",
-        [](const auto& made) { changeBootstrap(made, forgetLastBootstrap); }, ExitStatus::kRepairable,
-        "cam1.bootstrap: repairable: ends in front of fragment 3"},
-       {"temporary files", [](const auto& made) { made.write(".k2i.tmp", "x"); }, ExitStatus::kOk,
-        "cam1.k2i.tmp: note"},
+      {{"nothing behind the last fragment", nothing, kOk, "cam1.bootstrap: note: not stopped", kFinished},
+       {"part of a fragment", added(part), kRepairable, "repairable: `moof` of", kFinished},
+       {"part of a box", added(part.substr(0, 8)), kRepairable, atEnd + ": repairable", kFinished},
+       {"zeros, as of a file that had grown", added(std::string(100, '\0')), kRepairable, atEnd + ": repairable",
+        kFinished},
+       {"more than an append writes", added(std::string(99999, 'x')), kRepairable, atEnd + ": repairable", kFinished},
+       {"a free box", added(std::string("\0\0\0\x0A", 4) + "freexx"), kOk, "whole", kFinished},
+       {"a fragment that the index does not name yet", both(oldIndex, oldBootstrap), kRepairable,
+        "repairable: a whole fragment that the index does not name", kFinished},
+       {"an index that could not be replaced", oldIndex, kRepairable,
+        "cam1.bootstrap: repairable: goes on behind fragment 2", kFinished},
+       {"a bootstrap that was not replaced any more", oldBootstrap, kRepairable,
+        "cam1.bootstrap: repairable: ends in front of fragment 3", kFinished},
+       {"temporary files", written(".k2i.tmp", "x"), kOk, "cam1.k2i.tmp: note", kFinished},
+       {"no base time", removed({".control"}), kRepairable, "cam1.control: repairable: missing", kFinished},
+       {"a base time cut short", written(".control", "x"), kRepairable, "cam1.control: ", kFinished},
        {"no bootstrap yet",
-        [](const auto& made) {
-          made.remove(".bootstrap");
-          changeIndex(made, "Seg1.k2i", [](auto& entries) { entries.resize(1); });
-          made.write("Seg1.k2r", made.read("Seg1.k2r").substr(0, endOfFirstFragment(made)));
-        },
-        ExitStatus::kRepairable, "cam1.bootstrap: repairable: missing"},
-       {"neither index nor bootstrap any more",
-        [](const auto& made) {
-          made.remove(".bootstrap");
-          made.remove("Seg1.k2i");
-        },
-        ExitStatus::kDamaged, "cam1.bootstrap: damage: missing"},
-       {"a segment in which nothing has been written yet",
-        [](const auto& made) {
-          made.remove(".bootstrap");
-          made.remove("Seg1.k2i");
-          made.write("Seg1.k2r", made.read("Seg1.k2r").substr(0, endOfHeader(made)));
-        },
-        ExitStatus::kOk, "nothing has been recorded yet"},
-       {"no bootstrap any more", [](const auto& made) { made.remove(".bootstrap"); }, ExitStatus::kDamaged,
-        "cam1.bootstrap: damage: missing"},
-       {"nothing but the base time",
-        [](const auto& made) {
-          for (const char* suffix : {".bootstrap", "Seg1.k2i", "Seg1.k2r", ".meta"}) made.remove(suffix);
-        },
-        ExitStatus::kOk, "nothing has been recorded yet"}});
+        both(both(removed({".bootstrap"}), entries([](Entries& entries) { entries.resize(1); })), cutBehind(true)),
+        kRepairable, "cam1.bootstrap: repairable: missing", kFinished},
+       {"part of the first fragment", both(removed({".bootstrap", "Seg1.k2i"}), cutBehind(false, 50)), kRepairable,
+        "nothing has been recorded yet", kEmptied},
+       {"a segment in which nothing has been written yet", both(removed({".bootstrap", "Seg1.k2i"}), cutBehind(false)),
+        kOk, "nothing has been recorded yet", kUntouched},
+       {"nothing but the base time", removed({".bootstrap", "Seg1.k2i", "Seg1.k2r", ".meta"}), kOk,
+        "nothing has been recorded yet", kUntouched},
+       {"neither index nor bootstrap any more", removed({".bootstrap", "Seg1.k2i"}), kDamaged,
+        "cam1.bootstrap: damage: missing", kRefused},
+       {"no bootstrap any more", removed({".bootstrap"}), kDamaged, "cam1.bootstrap: damage: missing", kRefused}});
 }
 
-TEST(VerifyState, IsWholeAgainAfterAnAppend) {
-  RecordingPlan plan = threeFragments();
-  plan.stop = false;
-  const MadeRecording recording(plan);
-  const struct {
-    const char* what;
-    std::function<void(const MadeRecording&)> change;
-  } rows[] = {{"part of a fragment",
-               [](const auto& made) {
-                 made.write("Seg1.k2r", made.read("Seg1.k2r") + made.read("Seg1.k2r").substr(endOfHeader(made), 700));
-               }},
-              {"more than the append writes",
-               [](const auto& made) { made.write("Seg1.k2r", made.read("Seg1.k2r") + std::string(99999, 'x')); }},
-              {"a fragment that the index does not name yet",
-               [](const auto& made) {
-                 forgetLastFragment(made);
-                 changeBootstrap(made, forgetLastBootstrap);
-               }},
-              {"an index that could not be replaced", forgetLastFragment},
-              {"a bootstrap that was not replaced any more",
-               [](const auto& made) { changeBootstrap(made, forgetLastBootstrap); }}};
-  for (const auto& row : rows) {
-    recording.restore();
-    row.change(recording);
-    EXPECT_EQ(verifyRecording(recording.directory()).status(), ExitStatus::kRepairable) << row.what;
-    recording.append(av(2000).from(24000).until(40001));
-    const Verification verification = verifyRecording(recording.directory());
-    EXPECT_EQ(verification.status(), ExitStatus::kOk) << row.what << "\n" << textReport(verification);
-    EXPECT_GE(verification.fragments, 6U) << row.what;
-  }
-}
-
-TEST(VerifyState, TellsFilesOfOtherAgesAndMissingOnes) {
-  const MadeRecording recording(threeFragments());
-  const auto missing = [](const char* suffix) { return [suffix](const MadeRecording& made) { made.remove(suffix); }; };
+TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
+  using ruvo::k2r::kHeldFragmentOffset;
+  using ruvo::k2r::kNoFragmentOffset;
+  const MadeRecording recording(threeFragments(true));
   expectStates(
       recording,
-      {{"as it was made", [](const auto&) {}, ExitStatus::kOk, "whole; 1 segment, 3 fragments"},
-       {"no index", missing("Seg1.k2i"), ExitStatus::kDamaged, "cam1Seg1.k2i: damage: missing"},
-       {"no segment", missing("Seg1.k2r"), ExitStatus::kDamaged, "cam1Seg1.k2r: damage: missing"},
-       {"no description", missing(".meta"), ExitStatus::kDamaged, "cam1.meta: damage: missing"},
-       {"no base time", missing(".control"), ExitStatus::kRepairable,
-        "cam1.control: repairable: missing: the base time is 0"},
-       {"a foreign file", [](const auto& made) { made.write(".txt", "x"); }, ExitStatus::kOk,
-        "cam1.txt: note: no file"},
-       {"an old index", forgetLastFragment, ExitStatus::kDamaged, "cam1.bootstrap: damage: goes on behind fragment 2"},
-       {"an old bootstrap", [](const auto& made) { changeBootstrap(made, forgetLastBootstrap); }, ExitStatus::kDamaged,
-        "cam1.bootstrap: damage: ends in front of fragment 3"},
-       {"a bootstrap without its end mark", [](const auto& made) { changeBootstrap(made, unstop); }, ExitStatus::kOk,
-        "not stopped"},
+      {{"as it was made", nothing, kOk, "whole; 1 segment, 3 fragments", kUntouched},
+       {"no index", removed({"Seg1.k2i"}), kDamaged, "cam1Seg1.k2i: damage: missing", kRefused},
+       {"no segment", removed({"Seg1.k2r"}), kDamaged, "cam1Seg1.k2r: damage: missing", kRefused},
+       {"no description", removed({".meta"}), kDamaged, "cam1.meta: damage: missing", kRefused},
+       {"no base time", removed({".control"}), kRepairable, "cam1.control: repairable: missing: the base time is 0",
+        kFinished},
+       {"a foreign file", written(".txt", "x"), kOk, "cam1.txt: note: no file", kUntouched},
+       {"an old index", oldIndex, kDamaged, "cam1.bootstrap: damage: goes on behind fragment 2", kRefused},
+       {"an old bootstrap", oldBootstrap, kDamaged, "cam1.bootstrap: damage: ends in front of fragment 3", kRefused},
+       {"a bootstrap without its end mark", withoutEndMark, kOk, "not stopped", kFinished},
        {"a fragment that the index has no position of",
-        [](const auto& made) {
-          changeIndex(made, "Seg1.k2i", [](auto& entries) { entries[1].afraOffset = ruvo::k2r::kNoFragmentOffset; });
-        },
-        ExitStatus::kDamaged, "cam1Seg1.k2i: offset 73: damage: entry 2: position"},
+        entries([](Entries& entries) { entries[1].afraOffset = kNoFragmentOffset; }), kDamaged,
+        "cam1Seg1.k2i: offset 73: damage: entry 2: position", kRefused},
        {"a fragment that was never written",
-        [](const auto& made) {
-          changeIndex(made, "Seg1.k2i", [](auto& entries) { entries[2].afraOffset = ruvo::k2r::kHeldFragmentOffset; });
-        },
-        ExitStatus::kDamaged, "cam1Seg1.k2i: offset 105: repairable: entry 3: position: fragment 3 was announced"},
-       {"a position one byte off",
-        [](const auto& made) { changeIndex(made, "Seg1.k2i", [](auto& entries) { ++entries[1].afraOffset; }); },
-        ExitStatus::kDamaged, "cam1Seg1.k2i: offset 73: damage: entry 2: position"},
+        entries([](Entries& entries) { entries[2].afraOffset = kHeldFragmentOffset; }), kDamaged,
+        "cam1Seg1.k2i: offset 105: repairable: entry 3: position: fragment 3 was announced", kRefused},
+       {"a position one byte off", entries([](Entries& entries) { ++entries[1].afraOffset; }), kDamaged,
+        "cam1Seg1.k2i: offset 73: damage: entry 2: position", kRefused},
        {"two positions exchanged",
-        [](const auto& made) {
-          changeIndex(made, "Seg1.k2i", [](auto& entries) { std::swap(entries[0].afraOffset, entries[1].afraOffset); });
-        },
-        ExitStatus::kDamaged, "cam1Seg1.k2i: offset 73: damage: entry 2: position: expected one behind"},
-       {"a number that is left out",
-        [](const auto& made) {
-          changeIndex(made, "Seg1.k2i", [](auto& entries) { entries.erase(entries.begin() + 1); });
-        },
-        ExitStatus::kDamaged, "cam1Seg1.k2i: offset"},
+        entries([](Entries& entries) { std::swap(entries[0].afraOffset, entries[1].afraOffset); }), kDamaged,
+        "cam1Seg1.k2i: offset 73: damage: entry 2: position: expected one behind", kRefused},
+       {"a number that is left out", entries([](Entries& entries) { entries.erase(entries.begin() + 1); }), kDamaged,
+        "cam1Seg1.k2i: offset", kRefused},
        {"a segment that the bootstrap does not know",
-        [](const auto& made) {
-          made.write("Seg2.k2r", made.read("Seg1.k2r"));
-          made.write("Seg2.k2i", made.read("Seg1.k2i"));
-        },
-        ExitStatus::kDamaged, "cam1Seg2.k2r: damage: expected none behind segment 1"}});
+        both(written("Seg2.k2r", recording.read("Seg1.k2r")), written("Seg2.k2i", recording.read("Seg1.k2i"))),
+        kDamaged, "cam1Seg2.k2r: damage: expected none behind segment 1", kRefused}});
 }
 
-TEST(VerifyState, KeepsToTheNameOfTheFiles) {
-  const MadeRecording recording(threeFragments());
+TEST(RecordingState, GoesByTheNameOfTheFiles) {
+  const MadeRecording recording(threeFragments(false));
   const std::string moved = recording.directory() + "-moved";
   std::filesystem::rename(recording.directory(), moved);
   const Verification verification = verifyRecording(moved);
-  EXPECT_EQ(verification.status(), ExitStatus::kOk) << textReport(verification);
+  EXPECT_EQ(verification.status(), kOk) << textReport(verification);
   EXPECT_NE(textReport(verification).find("the directory has another name"), std::string::npos);
+  EXPECT_THROW(repair(moved), host::CommandError);
 }
 
-TEST(VerifyState, RefusesWhatIsNoRecording) {
-  TempDirectory directory;
-  EXPECT_THROW(verifyRecording(directory.path().string()), host::CommandError);
-  EXPECT_THROW(verifyRecording(directory.file("missing")), host::CommandError);
+TEST(RecordingState, IsNoneWhereThereIsNoRecording) {
+  const TempDirectory directory;
+  for (const std::string& path : {directory.path().string(), directory.file("missing")}) {
+    EXPECT_THROW(verifyRecording(path), host::CommandError);
+    EXPECT_THROW(repair(path), host::CommandError);
+  }
 }
 
-TEST(VerifyState, IsOneDocumentOnRequest) {
-  const MadeRecording recording(threeFragments());
-  changeIndex(recording, "Seg1.k2i", [](auto& entries) { ++entries[1].afraOffset; });
-  const auto document = jsonReport(verifyRecording(recording.directory()));
+TEST(RecordingState, IsOneDocumentOnRequest) {
+  const MadeRecording recording(threeFragments(true));
+  recording.changeIndex("Seg1.k2i", [](Entries& entries) { ++entries[1].afraOffset; });
+  const auto document = jsonReport(recording.verify());
   EXPECT_EQ(document["status"], "damaged");
   EXPECT_EQ(document["exitStatus"], 4);
   EXPECT_EQ(document["summary"]["fragments"], 2);
-  const auto& faults = document["faults"];
-  EXPECT_TRUE(std::any_of(faults.begin(), faults.end(), [](const auto& fault) {
+  EXPECT_TRUE(std::ranges::any_of(document["faults"], [](const auto& fault) {
     return fault["file"] == "cam1Seg1.k2i" && fault["offset"] == 73 && fault["severity"] == "damage";
   })) << document.dump(1);
 }

@@ -4,18 +4,11 @@
 
 #include <algorithm>
 
-#include "host/verify/verifyRecording.h"
-#include "host/verify/verifyReport.h"
 #include "tests/host/RecordingMaker.h"
-#include "tests/support/hex.h"
 
 namespace {
 
 using namespace test;
-using host::ExitStatus;
-using host::textReport;
-using host::Verification;
-using host::verifyRecording;
 
 StreamBuilder av(std::uint32_t keyFrames) {
   return stream().keyFramesEvery(keyFrames).framesEvery(200).audio(230);
@@ -39,20 +32,6 @@ std::vector<StreamMessage> withCompositionTimes(std::vector<StreamMessage> messa
     const bool negative = next % 5 == 4;
     message.data[2] = message.data[3] = std::byte{negative ? std::uint8_t{0xFF} : std::uint8_t{0}};
     message.data[4] = std::byte{next++};
-  }
-  return messages;
-}
-
-/// VP6, MP3 and script data, and now and then a picture of no bytes.
-std::vector<StreamMessage> otherCodecs(std::uint32_t until) {
-  std::vector<StreamMessage> messages{metadata(0)};
-  for (std::uint32_t time = 0; time < until; time += 200) {
-    const bool key = time % 2000 == 0;
-    std::vector<std::byte> picture = fromHex(key ? "14 00 0102030405" : "24 00 0607");
-    if (time % 1400 == 200) picture.resize(2);
-    messages.push_back({9, time, picture});
-    messages.push_back({8, time + 50, fromHex("2f fffb9000")});
-    if (time % 1000 == 0) messages.push_back({18, time + 60, fromHex("02 0002 6869 05")});
   }
   return messages;
 }
@@ -129,21 +108,18 @@ std::vector<LegalRecording> legalRecordings() {
   };
 }
 
-class LegalRecordings : public ::testing::TestWithParam<bool> {};
-
-TEST_P(LegalRecordings, AreWhole) {
-  auto rows = legalRecordings();
-  for (LegalRecording& row : rows) {
-    row.plan.stop = GetParam();
-    const MadeRecording recording(row.plan);
-    const Verification verification = verifyRecording(recording.directory());
-    EXPECT_EQ(verification.status(), ExitStatus::kOk) << row.what << "\n" << textReport(verification);
-    EXPECT_EQ(verification.fragments, row.fragments) << row.what << "\n" << textReport(verification);
-    EXPECT_EQ(verification.stopped, GetParam()) << row.what;
+TEST(LegalRecordings, AreWholeStoppedOrInterrupted) {
+  for (LegalRecording& row : legalRecordings()) {
+    for (const bool stop : {true, false}) {
+      SCOPED_TRACE(row.what);
+      row.plan.stop = stop;
+      const MadeRecording recording(row.plan);
+      const host::Verification verification = recording.verify();
+      EXPECT_EQ(verification.status(), host::ExitStatus::kOk) << textReport(verification);
+      EXPECT_EQ(verification.fragments, row.fragments) << textReport(verification);
+      EXPECT_EQ(verification.stopped, stop);
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Verify, LegalRecordings, ::testing::Values(true, false),
-                         [](const auto& stopped) { return stopped.param ? "Stopped" : "Interrupted"; });
 
 }  // namespace
