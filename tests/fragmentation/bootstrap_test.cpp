@@ -172,6 +172,12 @@ TEST(Bootstrap, WritersTellAFullDisk) {
   EXPECT_EQ(out.exceptions(), std::ios_base::goodbit);
 }
 
+TEST(Bootstrap, TextsEndAtTheirFirstZeroByte) {
+  BootstrapInfo info = everyField();
+  info.drmData += std::string("\0more", 5);
+  EXPECT_EQ(written(info), written(everyField()));
+}
+
 TEST(Bootstrap, WritersRefuseAListThatACountCannotTell) {
   BootstrapInfo info;
   info.serverEntries.resize(255);

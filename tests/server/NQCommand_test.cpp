@@ -6,6 +6,7 @@
 #include <string>
 
 #include "server/NQCommandTable.h"
+#include "server/messagedump.h"
 #include "tests/server/messages.h"
 #include "tests/support/hex.h"
 
@@ -85,6 +86,7 @@ TEST(NQCommand, FaultsThrowOnlyWhereAsked) {
     EXPECT_EQ(command.nameText(), "onMetaData") << fault;
     EXPECT_EQ(command.argumentCount(), 1U) << fault;
     EXPECT_EQ(command.argument(1).kind(), NQDataKind::kUndefinedType) << "past the end";
+    EXPECT_NE(command.errorLog().empty(), command.errorFlag()) << "cleared once logged, " << fault;
     EXPECT_THROW(NQCommand(MessageKind::kData, payload, true), NQBreakConnection) << fault;
   }
   EXPECT_THROW(NQCommand(MessageKind::kDataEx, {}, true), NQBreakConnection);
@@ -174,11 +176,12 @@ TEST(NQCommandWriting, RefusesMoreThanAMessageHolds) {
 
 TEST(NQCommandWriting, TextOfLongArgumentsIsCut) {
   NQCommand command;
-  for (int i = 0; i < 100; ++i) command.addArgument(NQDataValue::string(std::string(600000, 'x')));
-  const std::string text = command.toText();
-  EXPECT_GT(text.size(), NQCommand::kMaxText);
-  EXPECT_LT(text.size(), 2 * NQCommand::kMaxText);
-  EXPECT_EQ(text.substr(text.size() - 6), ", ...)");
+  for (int i = 0; i < 20; ++i) command.addArgument(NQDataValue::string(std::string(600000, 'x')));
+  for (const std::string& text : {command.toText(), dumpMessage(command.toDataMessage()) + ")"}) {
+    EXPECT_GT(text.size(), NQCommand::kMaxText);
+    EXPECT_LT(text.size(), 2 * NQCommand::kMaxText);
+    EXPECT_EQ(text.substr(text.size() - 5), " ...)");
+  }
 }
 
 }  // namespace

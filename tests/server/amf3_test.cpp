@@ -164,12 +164,14 @@ TEST(AMF3, ReferencesSpanTheValuesOfAPayload) {
 }
 
 TEST(AMF3, ClearedTablesAreReferredToNoMore) {
-  const auto image = fromHex("11 09 01 03 61 01 01 11 06 00");
-  test::ScriptCodec codec(image);
-  NQDataValue value;
-  codec.readValue(value);
-  codec.clearTables();
-  EXPECT_THROW(codec.readValue(value), NQBreakConnection);
+  for (const char* reference : {"06 00", "0a 00", "0a 01"}) {
+    const auto image = fromHex(std::string("11 0a 0b 03 61 01 11") + reference);
+    test::ScriptCodec codec(image);
+    NQDataValue value;
+    codec.readValue(value);
+    codec.clearTables();
+    EXPECT_THROW(codec.readValue(value), NQBreakConnection) << reference;
+  }
 }
 
 TEST(AMF3, AnArrayWrittenInBothFormatsIsNotMistakenForTheOther) {

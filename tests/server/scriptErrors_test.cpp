@@ -42,6 +42,7 @@ TEST(ScriptErrors, LogTellsWhereWhatAndTheWayOut) {
 TEST(ScriptErrors, EachHasItsText) {
   const std::string incomplete = "Message data is not complete";
   const std::string beyondRest = " is found greater than remaining bytes";
+  const std::string tooLong = beyondRest + ". " + incomplete;
   const std::string noObject = ", the object index 1 is found greater than refTable size 0";
   const std::string noReference = "While reading the object from reference table" + noObject;
   const std::string noString =
@@ -52,54 +53,51 @@ TEST(ScriptErrors, EachHasItsText) {
     std::string text;
     const char* context;
   } rows[] = {
-      {"", incomplete, "while processing script variable"},
-      {"01", incomplete, "while reading boolean type"},
-      {"22 00", incomplete, "while reading 64 bit integer type"},
-      {"07 00", incomplete, "while processing reference type"},
-      {"0b 0000000000000000 00", incomplete, "while processing date type"},
-      {"08 0000", incomplete, "while processing array type"},
-      {"02 0004 616263", "Length of string 4" + beyondRest + ". " + incomplete, "while processing string type"},
-      {"0f ffffffff 61", "Length of string 4294967295" + beyondRest + ". " + incomplete, "while processing xml type"},
-      {"20 00000002 61", "Length of data 2" + beyondRest + ". " + incomplete, "while processing blob data type"},
+      {"", incomplete, "processing script variable"},
+      {"01", incomplete, "reading boolean type"},
+      {"22 00", incomplete, "reading 64 bit integer type"},
+      {"07 00", incomplete, "processing reference type"},
+      {"0b 0000000000000000 00", incomplete, "processing date type"},
+      {"08 0000", incomplete, "processing array type"},
+      {"02 0004 616263", "Length of string 4" + tooLong, "processing string type"},
+      {"0f ffffffff 61", "Length of string 4294967295" + tooLong, "processing xml type"},
+      {"20 00000002 61", "Length of data 2" + tooLong, "processing blob data type"},
       {"0a 00000003 0505", "while serializing the array length,length of array is found longer than remaining bytes",
-       "while processing strict array type"},
-      {"11", incomplete, "while processing AMF3 object data type"},
-      {"11 04 ff", incomplete, "while processing integer data atom"},
-      {"11 05 ff", incomplete, "while processing double data atom"},
-      {"11 06 04", noString, "while processing string data atom"},
-      {"11 06 07 61", "Length of string 3" + beyondRest + ". " + incomplete, "while processing string data atom"},
-      {"11 07 07 61", "While reading the XML string, length 3 of string" + beyondRest,
-       "while processing XML data atom"},
-      {"11 0b 02", "While serializing the XML atom" + noObject, "while processing XML data atom"},
-      {"11 08 02", "While serializing the date atom" + noObject, "while processing date atom"},
-      {"11 09 02", "While serializing the array atom" + noObject, "while processing array atom"},
-      {"11 09 07 0101", "while serializing the array atom" + longArray, "while processing array atom"},
-      {"11 0c 02", "While serializing the byte array atom" + noObject, "while processing byte array"},
+       "processing strict array type"},
+      {"11", incomplete, "processing AMF3 object data type"},
+      {"11 04 ff", incomplete, "processing integer data atom"},
+      {"11 05 ff", incomplete, "processing double data atom"},
+      {"11 06 04", noString, "processing string data atom"},
+      {"11 06 07 61", "Length of string 3" + tooLong, "processing string data atom"},
+      {"11 07 07 61", "While reading the XML string, length 3 of string" + beyondRest, "processing XML data atom"},
+      {"11 0b 02", "While serializing the XML atom" + noObject, "processing XML data atom"},
+      {"11 08 02", "While serializing the date atom" + noObject, "processing date atom"},
+      {"11 09 02", "While serializing the array atom" + noObject, "processing array atom"},
+      {"11 09 07 0101", "while serializing the array atom" + longArray, "processing array atom"},
+      {"11 0c 02", "While serializing the byte array atom" + noObject, "processing byte array"},
       {"11 0c 05 01", "while serializing the byte array atom,length of data" + beyondRest + "\n",
-       "while processing byte array"},
-      {"11 0a 02", noReference, "while processing object atom"},
+       "processing byte array"},
+      {"11 0a 02", noReference, "processing object atom"},
       {"11 0a 33 01", "While serializing the object atom, the property index count 3" + beyondRest + " 1",
-       "while processing object atom"},
+       "processing object atom"},
       {"11 0a 07 01",
        "While serializing the object atom, the property index count  externalizable flag is found on ( last 3 bits of "
        "value 7). Server doesn't has support for IExternalizable yet.",
-       "while processing object atom"},
+       "processing object atom"},
       {"11 0a 05 01",
        "While serializing the object atom, class info index 1 is found greater than class reference table size 0",
-       "while processing object atom"},
-      {"11 0a 0b 04", noString, "while processing name"},
-      {"11 0d 05 00 00000000", "while serializing the vector object atom" + longArray,
-       "while processing vector object atom"},
-      {"11 10 83ffffff 00 01", "while serializing the vector object atom" + longArray,
-       "while processing vector object atom"},
-      {"11 11 05 00 000000", "while serializing the dictionary atom" + longArray, "while processing dictionary atom"},
-      {"11 11 02", noReference, "while processing dictionary atom"},
+       "processing object atom"},
+      {"11 0a 0b 04", noString, "processing name"},
+      {"11 0d 05 00 00000000", "while serializing the vector object atom" + longArray, "processing vector object atom"},
+      {"11 10 83ffffff 00 01", "while serializing the vector object atom" + longArray, "processing vector object atom"},
+      {"11 11 05 00 000000", "while serializing the dictionary atom" + longArray, "processing dictionary atom"},
+      {"11 11 02", noReference, "processing dictionary atom"},
   };
   for (const auto& row : rows) {
     const Lines log = logOf(row.image);
     ASSERT_GE(log.size(), 3U) << row.image;
     EXPECT_EQ(log[1], row.text) << row.image;
-    EXPECT_EQ(log[2], row.context) << row.image;
+    EXPECT_EQ(log[2], std::string("while ") + row.context) << row.image;
   }
 }
 
