@@ -205,8 +205,12 @@ TEST(Append, StopsWhereTheHostDoesNotWantWhatACrashLeft) {
   MemoryStream stream(whole.bytes);
   k2m::K2RWriter(stream, warnings, allocator, whole.positions[2]);
   EXPECT_TRUE(warnings.codes.empty()) << "an `mfra` is no leftover";
+  MemoryStream longer(whole.bytes);
+  longer.bytes.push_back(std::byte{0});
+  EXPECT_EQ(statusOf([&] { k2m::K2RWriter(longer, warnings, allocator, whole.positions[2]); }), kKrvoStopped)
+      << "with something behind it, it may be";
   EXPECT_EQ(statusOf([&] { k2m::K2RWriter(stream, warnings, allocator, whole.positions[1]); }), kKrvoStopped);
-  EXPECT_EQ(warnings.codes, std::vector<std::uint32_t>{kKrvoWarnLeftover});
+  EXPECT_EQ(warnings.codes, (std::vector<std::uint32_t>{kKrvoWarnLeftover, kKrvoWarnLeftover}));
   EXPECT_TRUE(stream.bytes == whole.bytes) << "it was asked before anything is overwritten";
 }
 

@@ -165,6 +165,21 @@ TEST(CompositionOffsets, AreReadFromAvcTagsAlone) {
   }
 }
 
+TEST(RandomAccess, HasTheFirstSyncSampleOfEachFragmentAndTrack) {
+  MemoryStream stream;
+  SegmentMaker maker(stream);
+  maker.addVideoTrack().addAudioTrack().addHintTrack().start();
+  maker.begin().video(0, false, 5).video(40, true, 5, 80).audio(11, 5).audio(34, 5);
+  maker.start();
+  maker.begin().video(80, false, 5);
+  maker.start();
+  maker.end();
+  const ReadSegment segment(stream.bytes);
+  const std::uint64_t moof = segment.fragments.at(0).boxes.moof.offset;
+  EXPECT_EQ(segment.accessPoints,
+            (std::vector<RandomAccessTable::Entry>{{1, 120, moof, 1, 2, 1}, {2, 11, moof, 2, 1, 1}}));
+}
+
 TEST(OpenFragment, RefusesCallsOutOfOrder) {
   MemoryStream stream;
   SegmentMaker maker(stream);

@@ -89,6 +89,7 @@ TEST(SegmentReader, NamesThePlaceOfDamage) {
                          {"mdat", 0, 8 + 19, "01", 8 + 19, "back pointer 19 expected, 16777235 found"},
                          {"tfra", 0, 8, "00", 0, "`tfra`: version 1 expected"},
                          {"tfra", 0, 19, "00", 0, "`tfra`: numbers of four bytes expected"},
+                         {"mfro", 0, 4, "66726565", kElsewhere, "`mfra` without `mfro` at its end"},
                          {"mfro", 0, 15, "00", 0, "`mfro`: the size of the `mfra` expected"}};
   const Bytes whole = oneFragment();
   for (const auto& row : rows) {

@@ -163,6 +163,26 @@ TEST(FailedWrite, IsCoveredWhereLessFollows) {
   EXPECT_EQ(segment.accessPoints.size(), 2U) << "none for the fragment that failed";
 }
 
+TEST(FailedWrite, OfTheTableIsCovered) {
+  MemoryStream stream;
+  SegmentMaker maker(stream);
+  maker.addAudioTrack().addHintTrack().start();
+  maker.begin().audio(0, 100);
+  maker.start();
+  stream.failingWrite = stream.writes.size();
+  stream.failingWrites = 2;
+  stream.bytesOfFailingWrite = 20;
+  maker.end();
+  EXPECT_EQ(ReadSegment(stream.bytes).layout, "AF");
+}
+
+TEST(NewSegment, CoversWhatTheFileHeld) {
+  MemoryStream stream(std::vector(5000, std::byte{0xFF}));
+  SegmentMaker maker(stream);
+  maker.addAudioTrack().addHintTrack().start();
+  EXPECT_EQ(ReadSegment(stream.bytes).layout, "F");
+}
+
 /// A stream that takes any count in small steps is slow, not broken.
 TEST(Stream, MovesAllBytesInAsManyCallsAsItTakes) {
   MemoryStream memory;
