@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <memory>
+#include <span>
+#include <sstream>
 #include <stdexcept>
-#include <string_view>
+#include <utility>
 
 namespace test {
 namespace {
@@ -31,8 +33,13 @@ std::string text(const void* bytes, std::uint32_t size) {
 }
 
 /// Notes the call and answers its status.
-RKXStatus called(const std::string& name, const std::string& arguments) {
-  library().calls.push_back(name + " " + arguments);
+template <typename... Arguments>
+RKXStatus called(const std::string& name, const Arguments&... arguments) {
+  std::ostringstream call;
+  call << name << ' ';
+  [[maybe_unused]] const char* separator = "";
+  ((call << std::exchange(separator, " ") << arguments), ...);
+  library().calls.push_back(call.str());
   const auto found = library().statuses.find(name);
   return found == library().statuses.end() ? kRKXOk : found->second;
 }
@@ -44,12 +51,9 @@ std::uint32_t encryptedSize(std::uint32_t size) {
 RKXStatus createEncryptor(RKXObject** encryptor, const std::uint8_t* key, std::uint32_t keySize, const char* contentId,
                           std::uint32_t contentIdSize, const RKXEncryptionOptions* options, std::uint32_t one,
                           std::uint32_t zero) {
-  std::string words;
-  for (const std::uint32_t word : {options->encryptVideo, options->encryptAudio, options->encryptData,
-                                   options->videoEncryptLevel, options->reserved, one, zero}) {
-    words += " " + std::to_string(word);
-  }
-  const RKXStatus status = called("createEncryptor", text(key, keySize) + " " + text(contentId, contentIdSize) + words);
+  const RKXStatus status =
+      called("createEncryptor", text(key, keySize), text(contentId, contentIdSize), options->encryptVideo,
+             options->encryptAudio, options->encryptData, options->videoEncryptLevel, options->reserved, one, zero);
   if (status == kRKXOk) *encryptor = std::make_unique<Object>().release();
   return status;
 }
@@ -59,13 +63,12 @@ RKXStatus createMetadata(RKXObject*, const char* url, std::uint32_t urlSize, con
                          std::uint32_t licenseServerCertSize, const std::uint8_t* credential,
                          std::uint32_t credentialSize, const char* password, std::uint32_t passwordSize,
                          const RKXPolicyList* policies, std::uint32_t zero, RKXObject** metadata) {
-  std::string arguments = text(url, urlSize) + " " + text(transportCert, transportCertSize) + " " +
-                          text(licenseServerCert, licenseServerCertSize) + " " + text(credential, credentialSize) +
-                          " " + text(password, passwordSize);
-  for (std::uint32_t i = 0; i < policies->count; ++i) {
-    arguments += " " + text(policies->policies[i].data, policies->policies[i].size);
-  }
-  const RKXStatus status = called("createMetadata", arguments + " " + std::to_string(zero));
+  std::string all;
+  for (const RKXPolicy& policy : std::span(policies->policies, policies->count))
+    all += text(policy.data, policy.size) + " ";
+  const RKXStatus status = called("createMetadata", text(url, urlSize), text(transportCert, transportCertSize),
+                                  text(licenseServerCert, licenseServerCertSize), text(credential, credentialSize),
+                                  text(password, passwordSize), all + std::to_string(zero));
   if (status == kRKXOk && !library().makesNoMetadata) *metadata = std::make_unique<Object>().release();
   return status;
 }
@@ -73,7 +76,7 @@ RKXStatus createMetadata(RKXObject*, const char* url, std::uint32_t urlSize, con
 RKXStatus encryptSample(RKXObject*, const std::uint8_t* sample, std::uint32_t sampleSize, std::uint8_t* destination,
                         std::uint32_t* room, std::uint8_t* vector, std::uint32_t* vectorSize) {
   const std::uint32_t size = encryptedSize(sampleSize);
-  const RKXStatus status = called("encryptSample", std::to_string(sampleSize));
+  const RKXStatus status = called("encryptSample", sampleSize);
   if (status != kRKXOk) return status;
   if (*room < size || *vectorSize < kVectorSize) return kRKXBufferTooSmall;
   std::transform(sample, sample + sampleSize, destination,
@@ -88,27 +91,23 @@ RKXStatus encryptSample(RKXObject*, const std::uint8_t* sample, std::uint32_t sa
 RKXStatus querySample(RKXObject*, const std::uint8_t*, std::uint32_t sampleSize, std::uint32_t kind, std::uint32_t time,
                       std::uint32_t zero1, std::uint32_t zero2, RKXSampleInfo* info, std::uint32_t avc,
                       std::uint32_t lengthSize) {
-  std::string arguments;
-  for (const std::uint32_t number : {sampleSize, kind, time, zero1, zero2, avc, lengthSize}) {
-    arguments += (arguments.empty() ? "" : " ") + std::to_string(number);
-  }
   const bool encrypted = (kind & library().encryptedKinds) != 0;
   *info = {.filterName = library().filterName.c_str(),
            .filterCount = 1,
            .encrypted = encrypted ? 1U : 0U,
            .encryptedSize = encrypted ? encryptedSize(sampleSize) : sampleSize,
            .vectorSize = encrypted ? kVectorSize : 0};
-  return called("querySample", arguments);
+  return called("querySample", sampleSize, kind, time, zero1, zero2, avc, lengthSize);
 }
 
 RKXStatus metadataSize(RKXObject*, std::uint32_t* size) {
   *size = static_cast<std::uint32_t>(library().metadata.size());
-  return called("metadataSize", "");
+  return called("metadataSize");
 }
 
 RKXStatus copyMetadata(RKXObject*, std::uint8_t* buffer, std::uint32_t* size) {
   std::copy(library().metadata.begin(), library().metadata.end(), buffer);
-  return called("copyMetadata", std::to_string(*size));
+  return called("copyMetadata", *size);
 }
 
 RKXEncryptorInterface encryptors{5, &createEncryptor, &createMetadata, &encryptSample, &querySample};
@@ -129,21 +128,21 @@ FakeLibrary::~FakeLibrary() {
 using namespace test;
 
 RKXStatus RKXInitialize(std::uint64_t* block) {
-  return called("initialize", std::to_string(*block));
+  return called("initialize", *block);
 }
 
 void RKXTerminate(std::uint64_t*) {
-  called("terminate", "");
+  called("terminate");
 }
 
 RKXStatus RKX_GetEncryptorInterface(const RKXEncryptorInterface** table) {
   encryptors.words = library().encryptorWords;
   *table = library().noTable ? nullptr : &encryptors;
-  return called("encryptorTable", "");
+  return called("encryptorTable");
 }
 
 RKXStatus RKX_GetMetadataInterface(const RKXMetadataInterface** table) {
   metadatas.words = library().metadataWords;
   *table = library().noTable ? nullptr : &metadatas;
-  return called("metadataTable", "");
+  return called("metadataTable");
 }
