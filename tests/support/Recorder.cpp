@@ -1,6 +1,7 @@
 #include "tests/support/Recorder.h"
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
 
 namespace test {
@@ -38,11 +39,10 @@ void Recorder::close() {
 }
 
 std::string Recorder::files() const {
-  std::vector<std::string> names;
+  std::set<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(directory())) {
-    names.push_back(entry.path().filename().string());
+    names.insert(entry.path().filename().string());
   }
-  std::sort(names.begin(), names.end());
   std::string text;
   for (const std::string& name : names) text += (text.empty() ? "" : " ") + name;
   return text;

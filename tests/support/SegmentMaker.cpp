@@ -21,10 +21,6 @@ std::byte pattern(std::uint8_t type, std::uint64_t time, std::size_t place) {
   return static_cast<std::byte>(time * 31 + type + place);
 }
 
-K2MEntriesInfo entries() {
-  return makeRecord<K2MEntriesInfo>();
-}
-
 class CarryOn final : public WarningHandler {
  public:
   std::uint32_t warning(std::uint32_t) override { return 1; }
@@ -72,19 +68,8 @@ SegmentMaker::SegmentMaker(IOStream& stream, std::uint64_t position) {
   CarryOn warnings;
   writer_.emplace(stream, warnings, allocator_, position);
   for (const Track& track : writer().k2mWriter().tracks()) {
-    switch (track.info().handlerType) {
-      case "vide"_4cc:
-        video_ = track;
-        break;
-      case "soun"_4cc:
-        audio_ = track;
-        break;
-      case "meta"_4cc:
-        data_ = track;
-        break;
-      default:
-        hint_ = track;
-    }
+    const auto type = track.info().handlerType;
+    (type == "vide"_4cc ? video_ : type == "soun"_4cc ? audio_ : type == "meta"_4cc ? data_ : hint_) = track;
   }
 }
 
@@ -92,7 +77,7 @@ SegmentMaker& SegmentMaker::addVideoTrack(std::string_view formatCode, std::stri
   auto info = trackInfo("vide"_4cc);
   info.width = 320;
   info.height = 240;
-  video_ = writer().k2mWriter().addTrack(info, entries(), "MainConcept");
+  video_ = writer().k2mWriter().addTrack(info, makeRecord<K2MEntriesInfo>(), "MainConcept");
   auto record = makeRecord<K2MVideoDescriptorInfo>();
   record.base.formatCode = qvs::util::ByteReader(asBytes(formatCode)).u32();
   record.width = 320;
@@ -106,7 +91,7 @@ SegmentMaker& SegmentMaker::addVideoTrack(std::string_view formatCode, std::stri
 }
 
 SegmentMaker& SegmentMaker::addAudioTrack() {
-  audio_ = writer().k2mWriter().addTrack(trackInfo("soun"_4cc), entries(), "MainConcept");
+  audio_ = writer().k2mWriter().addTrack(trackInfo("soun"_4cc), makeRecord<K2MEntriesInfo>(), "MainConcept");
   auto record = makeRecord<K2MAudioDescriptorInfo>();
   record.base.formatCode = "mp4a"_4cc;
   record.sampleRate = 44100;
@@ -116,7 +101,7 @@ SegmentMaker& SegmentMaker::addAudioTrack() {
 }
 
 SegmentMaker& SegmentMaker::addDataTrack() {
-  data_ = writer().k2mWriter().addTrack(trackInfo("meta"_4cc), entries(), "MainConcept");
+  data_ = writer().k2mWriter().addTrack(trackInfo("meta"_4cc), makeRecord<K2MEntriesInfo>(), "MainConcept");
   auto record = makeRecord<K2MDescriptorInfo>();
   record.formatCode = "amf0"_4cc;
   writer().k2mWriter().addSampleDescriptor(data_, record, {});
@@ -131,7 +116,7 @@ SegmentMaker& SegmentMaker::addHintTrack() {
   auto info = trackInfo("hint"_4cc);
   info.flags = 0;
   info.volume = 0;
-  hint_ = writer().addHintTrack(info, entries(), "Hints", media);
+  hint_ = writer().addHintTrack(info, makeRecord<K2MEntriesInfo>(), "Hints", media);
   auto record = makeRecord<K2MRtmpDescriptorInfo>();
   record.base.formatCode = "rtmp"_4cc;
   record.hintTrackVersion = 1;
@@ -149,7 +134,7 @@ SegmentMaker& SegmentMaker::begin(std::string_view abst) {
 
 SegmentMaker& SegmentMaker::video(std::uint64_t time, bool keyFrame, std::uint32_t size, std::int32_t compositionTime) {
   std::string fields{keyFrame ? '\x17' : '\x27', '\x01'};
-  for (const int shift : {16, 8, 0}) fields.push_back(static_cast<char>(compositionTime >> shift));
+  for (const int shift : {16, 8, 0}) fields += static_cast<char>(compositionTime >> shift);
   add(video_, makeTag(9, time, fields, size), time, keyFrame, false);
   return *this;
 }

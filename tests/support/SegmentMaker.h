@@ -54,9 +54,7 @@ class SegmentMaker {
   const krvo::k2m::Track& audioTrack() const { return audio_; }
   const krvo::k2m::Track& hintTrack() const { return hint_; }
 
-  /// All tags that were handed over, in order, those of failed calls too.
-  std::size_t tagCount() const { return blocks_.size(); }
-  /// Tags that the library has not given back.
+  /// Tags that were handed over, by failed calls too, and that the library has not given back.
   std::size_t heldTags() const;
   /// Whether any was given back twice.
   bool gaveBackTwice() const;

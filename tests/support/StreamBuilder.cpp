@@ -50,35 +50,6 @@ StreamMessage aacFrame(std::uint32_t timeMs, std::uint32_t size, std::uint32_t s
   return {kAudio, timeMs, fill(fromHex("af 01"), size, seed)};
 }
 
-StreamBuilder& StreamBuilder::keyFramesEvery(std::uint32_t intervalMs) {
-  keyFrameInterval_ = intervalMs;
-  return *this;
-}
-StreamBuilder& StreamBuilder::framesEvery(std::uint32_t periodMs) {
-  framePeriod_ = periodMs;
-  return *this;
-}
-StreamBuilder& StreamBuilder::frameBytes(std::uint32_t size) {
-  frameBytes_ = size;
-  return *this;
-}
-StreamBuilder& StreamBuilder::audio(std::uint32_t periodMs) {
-  audioPeriod_ = periodMs;
-  return *this;
-}
-StreamBuilder& StreamBuilder::audioBytes(std::uint32_t size) {
-  audioBytes_ = size;
-  return *this;
-}
-StreamBuilder& StreamBuilder::from(std::uint32_t timeMs) {
-  start_ = timeMs;
-  return *this;
-}
-StreamBuilder& StreamBuilder::withoutHeaders() {
-  headers_ = false;
-  return *this;
-}
-
 std::vector<StreamMessage> StreamBuilder::until(std::uint32_t timeMs) const {
   std::vector<StreamMessage> messages;
   if (headers_) messages.push_back(metadata(start_));

@@ -20,20 +20,26 @@ struct StreamMessage {
 class StreamBuilder {
  public:
   /// Video frames every `periodMs`, 40 by default, once keyFramesEvery() is given.
-  StreamBuilder& keyFramesEvery(std::uint32_t intervalMs);
-  StreamBuilder& framesEvery(std::uint32_t periodMs);
-  StreamBuilder& frameBytes(std::uint32_t size);
+  StreamBuilder& keyFramesEvery(std::uint32_t intervalMs) { return set(keyFrameInterval_, intervalMs); }
+  StreamBuilder& framesEvery(std::uint32_t periodMs) { return set(framePeriod_, periodMs); }
+  StreamBuilder& frameBytes(std::uint32_t size) { return set(frameBytes_, size); }
   /// Audio messages every `periodMs`.
-  StreamBuilder& audio(std::uint32_t periodMs);
-  StreamBuilder& audioBytes(std::uint32_t size);
+  StreamBuilder& audio(std::uint32_t periodMs) { return set(audioPeriod_, periodMs); }
+  StreamBuilder& audioBytes(std::uint32_t size) { return set(audioBytes_, size); }
   /// Time of the first message.
-  StreamBuilder& from(std::uint32_t timeMs);
+  StreamBuilder& from(std::uint32_t timeMs) { return set(start_, timeMs); }
   /// Leaves metadata and sequence headers out, as for the second half of a stream.
-  StreamBuilder& withoutHeaders();
+  StreamBuilder& withoutHeaders() { return set(headers_, false); }
   /// The messages with times below `timeMs`.
   std::vector<StreamMessage> until(std::uint32_t timeMs) const;
 
  private:
+  template <typename Value>
+  StreamBuilder& set(Value& field, Value value) {
+    field = value;
+    return *this;
+  }
+
   std::uint32_t keyFrameInterval_ = 0;
   std::uint32_t framePeriod_ = 40;
   std::uint32_t frameBytes_ = 300;

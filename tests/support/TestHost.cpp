@@ -54,22 +54,21 @@ std::int32_t DiskFileContext::read(std::int32_t handle, std::uint64_t offset, vo
 
 std::int32_t DiskFileContext::write(std::int32_t handle, std::uint64_t offset, const void* buffer,
                                     std::uint32_t length) {
-  ++writeCount;
   return static_cast<std::int32_t>(::pwrite(handle, buffer, length, static_cast<off_t>(offset)));
 }
 
 std::int32_t DiskFileContext::fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t) {
   struct stat found {};
-  if (::fstat(handle, &found) != 0) return -1;
-  status->size = found.st_size;
-  return 0;
+  const std::int32_t answer = ::fstat(handle, &found);
+  if (answer == 0) status->size = found.st_size;
+  return answer;
 }
 
 std::int32_t DiskFileContext::pathStatus(const char* path, IMOFileStatus* status, std::uint32_t) {
   struct stat found {};
-  if (::stat(platform::os::toNative(path).c_str(), &found) != 0) return -1;
-  status->size = found.st_size;
-  return 0;
+  const std::int32_t answer = ::stat(platform::os::toNative(path).c_str(), &found);
+  if (answer == 0) status->size = found.st_size;
+  return answer;
 }
 
 std::int32_t DiskFileContext::remove(const char* path, std::uint32_t, std::uint32_t) {

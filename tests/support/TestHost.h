@@ -44,9 +44,6 @@ class DiskFileContext : public IMOFileContext {
   std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override;
   std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override;
   std::int32_t createDirectory(const char* path) override;
-
-  /// Writes that reached a file since the context was made, of whatever size.
-  std::uint64_t writeCount = 0;
 };
 
 /// A native path in the form that the module takes: every slash a backslash.
