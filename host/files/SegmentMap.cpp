@@ -96,11 +96,6 @@ bool hasFragment(FileView& file, std::uint64_t position) {
 
 }  // namespace
 
-std::uint64_t SegmentMap::fragmentsEnd() const {
-  if (!fragments.empty()) return fragments.back().end();
-  return moov ? moov->end() : 0;
-}
-
 const FragmentBoxes* SegmentMap::fragmentAt(std::uint64_t position) const {
   const auto found =
       std::lower_bound(fragments.begin(), fragments.end(), position,

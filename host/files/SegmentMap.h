@@ -30,8 +30,6 @@ struct SegmentMap {
   /// One for each place where the list does not go on as it should; the map goes on at the next known fragment.
   std::vector<SegmentBreak> breaks;
 
-  /// Of the last whole box of a fragment, or of `moov`.
-  std::uint64_t fragmentsEnd() const;
   const krvo::container::FragmentBoxes* fragmentAt(std::uint64_t position) const;
   const krvo::container::BoxSpan* randomAccess() const;
 };

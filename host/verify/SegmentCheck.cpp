@@ -215,7 +215,7 @@ class SegmentRun {
   void checkTail(const SegmentContext& segment, const SegmentMap& map) const {
     if (const auto* const mfra = map.randomAccess()) {
       if (accessTableIsWhole_ && map.breaks.empty() && result_.unindexedFragments == 0)
-        checkRandomAccess(segment, *mfra, accessTable_);
+        checkRandomAccess(segment, *mfra, accessTable_, role_.leftover);
     } else if (role_.ended && map.breaks.empty() && !map.fragments.empty()) {
       // A table that could not be written is left out, and nothing recorded is lost with it; a stop can try again.
       out_.add(role_.leftover == Severity::kDamage ? Severity::kNote : role_.leftover, map.fileSize,

@@ -7,6 +7,7 @@
 #include "host/files/tracks.h"
 #include "host/verify/tagCheck.h"
 #include "platform/container/SegmentError.h"
+#include "platform/container/mfraReader.h"
 #include "util/bytes.h"
 
 namespace host {
@@ -88,6 +89,16 @@ class EntryWalk {
   std::size_t next_ = 0;
 };
 
+/// Whether an append takes the box for a table. One that it does not, it makes anew from the fragments.
+bool isTable(FileView& file, const krvo::container::BoxSpan& mfra) {
+  try {
+    krvo::container::readMfra(file, mfra);
+    return true;
+  } catch (const krvo::container::SegmentError&) {
+    return false;
+  }
+}
+
 }  // namespace
 
 void checkAccessEntries(const SegmentContext& segment, const FragmentContent& content,
@@ -96,12 +107,14 @@ void checkAccessEntries(const SegmentContext& segment, const FragmentContent& co
 }
 
 void checkRandomAccess(const SegmentContext& segment, const krvo::container::BoxSpan& mfra,
-                       const krvo::container::RandomAccessTable& expected) {
+                       const krvo::container::RandomAccessTable& expected, Severity torn) {
   qvs::util::ByteWriter image;
   expected.write(image, segment.movie);
   try {
     const auto place = firstDifference(image.bytes(), loadBox(segment.file, mfra));
-    if (place) segment.out.damage(mfra.offset + *place, "mfra: another table than that of the fragments");
+    if (!place) return;
+    segment.out.add(isTable(segment.file, mfra) ? Severity::kDamage : torn, mfra.offset + *place,
+                    "mfra: another table than that of the fragments");
   } catch (const krvo::container::SegmentError& error) {
     segment.out.damage(error.offset(), error.fault());
   }

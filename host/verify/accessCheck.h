@@ -11,8 +11,9 @@ namespace host {
 void checkAccessEntries(const SegmentContext& segment, const FragmentContent& content,
                         const ruvo::k2r::AfraIndex& afra);
 
-/// Holds the `mfra` of a segment against the table that its fragments make.
+/// Holds the `mfra` of a segment against the table that its fragments make. `torn` is how bad one is that cannot be
+/// read.
 void checkRandomAccess(const SegmentContext& segment, const krvo::container::BoxSpan& mfra,
-                       const krvo::container::RandomAccessTable& expected);
+                       const krvo::container::RandomAccessTable& expected, Severity torn);
 
 }  // namespace host

@@ -6,11 +6,11 @@
 
 #include "host/errors.h"
 #include "host/files/Malformed.h"
-#include "util/scriptValue.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
 #include "host/verify/protectionCheck.h"
 #include "util/bytes.h"
+#include "util/scriptValue.h"
 
 namespace host {
 namespace {

@@ -25,6 +25,7 @@ void readTfra(ByteReader& in, std::vector<RandomAccessTable::Entry>& entries) {
     entry.trafNumber = in.u32();
     entry.trunNumber = in.u32();
     entry.sampleNumber = in.u32();
+    if (entry.moofOffset == 0) throw MalformedInput("the offset of a `moof` expected");
     entries.push_back(entry);
   }
 }

@@ -100,7 +100,9 @@ ReopenedSegment reopenSegment(Source& source, std::uint64_t position) {
   }
   const auto mfra = findRandomAccess(source, state.end);
   reopened.leftover = !mfra && source.size() > state.end;
-  state.randomAccess = mfra ? readTable(source, *mfra) : rebuildTable(source, begin, state.end, state.movie);
+  state.randomAccess = mfra ? readTable(source, *mfra) : std::nullopt;
+  // What a loss of power has torn says nothing; the fragments do.
+  if (!state.randomAccess) state.randomAccess = rebuildTable(source, begin, state.end, state.movie);
   return reopened;
 }
 

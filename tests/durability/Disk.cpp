@@ -9,24 +9,22 @@ std::uint32_t below(std::mt19937& random, std::uint32_t end) {
   return static_cast<std::uint32_t>(random() % end);
 }
 
-/// How much of what was not flushed is there.
-enum class Survival { kNothing, kAll, kFront, kAnything };
-
-Survival anySurvival(std::mt19937& random) {
-  return static_cast<Survival>(below(random, 4));
-}
-
-/// Those that survive, in their order.
-std::vector<FileOperation> survivors(const std::vector<FileOperation>& pending, std::mt19937& random) {
-  const Survival survival = anySurvival(random);
-  std::vector<FileOperation> kept;
-  if (pending.empty() || survival == Survival::kNothing) return kept;
-  const std::size_t front =
-      survival == Survival::kFront ? below(random, static_cast<std::uint32_t>(pending.size())) : pending.size();
-  for (std::size_t i = 0; i < front; ++i) {
-    if (survival != Survival::kAnything || below(random, 2) == 0) kept.push_back(pending[i]);
+/// Those that survive, in their order: none, all, the first ones, or any.
+std::vector<FileOperation> survivors(std::vector<FileOperation> pending, std::mt19937& random) {
+  switch (below(random, 4)) {
+    case 0:
+      pending.clear();
+      break;
+    case 1:
+      pending.resize(below(random, static_cast<std::uint32_t>(pending.size() + 1)));
+      break;
+    case 2:
+      std::erase_if(pending, [&random](const FileOperation&) { return below(random, 2) == 0; });
+      break;
+    default:
+      break;
   }
-  return kept;
+  return pending;
 }
 
 }  // namespace

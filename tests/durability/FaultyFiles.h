@@ -18,7 +18,6 @@ enum class Fault {
   /// Half of the bytes are read.
   kShortRead,
   kStatusError,
-  kPathStatusError,
   kMakeDirectoryError,
   kRemoveError,
 };
@@ -47,9 +46,6 @@ class FaultyFiles final : public DiskFileContext {
   }
   std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override {
     return fails(Fault::kStatusError) ? -1 : DiskFileContext::fileStatus(handle, status, reserved);
-  }
-  std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override {
-    return fails(Fault::kPathStatusError) ? -1 : DiskFileContext::pathStatus(path, status, reserved);
   }
   std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override {
     return fails(Fault::kRemoveError) ? -1 : DiskFileContext::remove(path, kind, recursive);

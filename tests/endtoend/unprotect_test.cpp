@@ -24,10 +24,6 @@ struct ClearTag {
   host::TagContent content;
   std::string data;
 
-  bool operator==(const ClearTag& other) const {
-    return content.place.rawType == other.content.place.rawType &&
-           content.place.timestamp == other.content.place.timestamp && data == other.data;
-  }
   /// Whether a NAL unit of the frame has a nal_ref_idc that is not 0.
   bool isReference() const {
     qvs::util::ByteReader in(qvs::util::asBytes(data).subspan(5));
@@ -97,10 +93,9 @@ class Unprotecting : public testing::Test {
     must(unprotecting("secret"));
     must(k2r("verify '" + path("secret") + "'"));
     must(k2r("verify '" + path("opened") + "'"));
-    const auto tags = tagsOf(path("plain"));
-    EXPECT_GT(tags.size(), 200U);
-    EXPECT_TRUE(tagsOf(path("opened")) == tags);
-    fs::remove_all(path("opened"));
+    for (const char* name : {"plain", "opened"})
+      must(k2r("export '" + path(name) + "' --out '" + path(name) + ".mtg'"));
+    must("cd '" + directory_.path().string() + "' && cmp plain.mtg opened.mtg && rm -r opened *.mtg");
   }
 
   /// Nothing that the choice covers stands in any file; what it does not cover stays readable.
@@ -173,7 +168,7 @@ TEST_F(Unprotecting, SaysWhyNotAndLeavesNothing) {
   const std::string segment = path("changed") + "/changedSeg1.k2r";
   host::FileView file(segment);
   std::string bytes = readWholeFile(segment);
-  bytes[host::mapSegment(file).fragmentsEnd() - qvs::util::kTagBackPointerSize - 17] ^= '\x7F';
+  bytes[host::mapSegment(file).fragments.back().end() - qvs::util::kTagBackPointerSize - 17] ^= '\x7F';
   writeWholeFile(segment, bytes);
 
   const struct {

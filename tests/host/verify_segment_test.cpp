@@ -133,7 +133,7 @@ TEST(VerifySegment, FindsOneThatIsCutShort) {
   const MadeRecording recording(smallPlan());
   for (const char* const suffix : {"Seg1.k2r", "Seg2.k2r"}) {
     const std::string good = recording.read(suffix);
-    const std::uint64_t fragmentsEnd = recording.boxesOf(suffix).fragmentsEnd();
+    const std::uint64_t fragmentsEnd = recording.boxesOf(suffix).fragments.back().end();
     for (const std::uint64_t place : placesToCut(recording, suffix)) {
       recording.write(suffix, good.substr(0, place));
       const Verification verification = recording.verify();

@@ -69,6 +69,14 @@ Change cutBehind(bool fragment, std::uint64_t more = 0) {
   };
 }
 
+/// Zeros in the table at the end of the segment, where a loss of power has lost a part of it.
+Change tornTable(std::size_t from, std::size_t count) {
+  return [=](const MadeRecording& made) {
+    const std::size_t table = made.boxesOf("Seg1.k2r").randomAccess()->offset;
+    made.write("Seg1.k2r", made.read("Seg1.k2r").replace(table + from, count, count, '\0'));
+  };
+}
+
 /// The index as it was before the last fragment, as if its file had not been replaced any more.
 const Change oldIndex = entries([](Entries& entries) { entries.pop_back(); });
 /// The bootstrap as the fragment before the last one carries it.
@@ -196,6 +204,8 @@ TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
        {"no description", removed({".meta"}), kDamaged, "cam1.meta: damage: missing", kRefused},
        {"no base time", removed({".control"}), kRepairable, "cam1.control: repairable: missing: the base time is 0",
         kFinished},
+       {"a table that begins, and no more", tornTable(20, 220), kRepairable, "mfra: another table", kFinished},
+       {"a table without some entries", tornTable(40, 60), kRepairable, "mfra: another table", kFinished},
        {"a foreign file", written(".txt", "x"), kOk, "cam1.txt: note: no file", kUntouched},
        {"an old index", oldIndex, kDamaged, "cam1.bootstrap: damage: goes on behind fragment 2", kRefused},
        {"an old bootstrap", oldBootstrap, kDamaged, "cam1.bootstrap: damage: ends in front of fragment 3", kRefused},
