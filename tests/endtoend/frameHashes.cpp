@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "tests/endtoend/shell.h"
 
@@ -13,23 +14,18 @@ namespace test {
 namespace {
 
 /// "#tb 0: 1/12800": a time unit, as a fraction of a second.
-struct TimeUnit {
-  double over = 0;
-  double under = 1;
-};
-
-TimeUnit parseUnit(const std::string& line) {
+std::pair<double, double> parseUnit(const std::string& line) {
   return {std::stod(line.substr(line.find(": ") + 2)), std::stod(line.substr(line.find('/') + 1))};
 }
 
 /// "0, dts, pts, duration, size, hash", and perhaps side data.
-FrameHash parseFrame(const std::string& line, TimeUnit unit) {
+FrameHash parseFrame(const std::string& line, std::pair<double, double> unit) {
   std::vector<std::string> fields;
   std::istringstream in(line);
   for (std::string field; std::getline(in, field, ',');) fields.push_back(field);
   if (fields.size() < 6) throw std::runtime_error("framemd5 says: " + line);
   // Multiplied first, so that halves are exact.
-  return {std::llround(std::stod(fields[2]) * 1000 * unit.over / unit.under), fields[5]};
+  return {std::llround(std::stod(fields[2]) * 1000 * unit.first / unit.second), fields[5]};
 }
 
 }  // namespace
@@ -39,7 +35,7 @@ std::vector<FrameHash> frameHashes(const std::string& file, const std::string& s
   std::istringstream in(
       mustRun("ffmpeg -v error -copyts -i 'file:" + file + "' -map 0:" + stream + ":0 " + how + " -f framemd5 -"));
   std::vector<FrameHash> frames;
-  TimeUnit unit;
+  std::pair<double, double> unit;
   for (std::string line; std::getline(in, line);) {
     if (line.starts_with("#tb")) unit = parseUnit(line);
     if (!line.empty() && line[0] != '#') frames.push_back(parseFrame(line, unit));

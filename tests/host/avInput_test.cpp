@@ -60,13 +60,8 @@ class AvInputTest : public testing::Test {
     messages.erase(messages.begin());
     return messages;
   }
-  std::string failure(const std::string& file) {
-    try {
-      record(file);
-      return "(none)";
-    } catch (const CommandError& error) {
-      return error.what();
-    }
+  void expectFailure(const std::string& file, const testing::Matcher<std::string>& message) {
+    EXPECT_THAT([&] { record(file); }, testing::ThrowsMessage<CommandError>(message)) << file;
   }
   /// A tag stream of the messages, for other tools to look at.
   std::string streamOf(const std::vector<StreamMessage>& messages) {
@@ -180,9 +175,9 @@ TEST_F(AvInputTest, RefusesCodecsByName) {
   EXPECT_EQ(record(mpeg4, {"a"}).front().type, 8) << "another stream may do";
   const auto pcm = clip(kSound, "a.wav");
   const auto speex = clip(std::string(kSound) + "-c:a libspeex -ar 32000", "a.ogg");
-  EXPECT_THAT(failure(mpeg4), testing::StartsWith("cannot record codec 'mpeg4' (stream 0, video)"));
-  EXPECT_THAT(failure(pcm), testing::StartsWith("cannot record codec 'pcm_s16le' (stream 0, audio)"));
-  EXPECT_THAT(failure(speex), testing::StartsWith("cannot record codec 'speex'"));
+  expectFailure(mpeg4, testing::StartsWith("cannot record codec 'mpeg4' (stream 0, video)"));
+  expectFailure(pcm, testing::StartsWith("cannot record codec 'pcm_s16le' (stream 0, audio)"));
+  expectFailure(speex, testing::StartsWith("cannot record codec 'speex'"));
 }
 
 TEST_F(AvInputTest, MapsChooseStreams) {
@@ -239,9 +234,9 @@ TEST_F(AvInputTest, FailsOnWhatIsNoMedia) {
   test::writeWholeFile(directory_.file("empty.mp4"), "");
   for (const char* const name : {"noise.bin", "empty.mp4", "missing.mp4", "."}) {
     const std::string path = directory_.file(name);
-    EXPECT_THAT(failure(path), testing::StartsWith("cannot open '" + path + "': ")) << name;
+    expectFailure(path, testing::StartsWith("cannot open '" + path + "': "));
   }
-  EXPECT_THAT(failure("nonsense://host/x"), testing::HasSubstr("Protocol not found"));
+  expectFailure("nonsense://host/x", testing::HasSubstr("Protocol not found"));
 }
 
 TEST_F(AvInputTest, RecordsWhatIsThereOfACutFile) {

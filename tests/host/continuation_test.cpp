@@ -59,18 +59,13 @@ TEST_F(ContinuationTest, IsTheGridLineBehindTheEnd) {
   }
 }
 
-TEST_F(ContinuationTest, GoesByTheLastIndexAndTheSettings) {
-  putBootstrap(5000);
+TEST_F(ContinuationTest, GoesByBootstrapLastIndexAndSettings) {
   putIndex(2, 9);
+  EXPECT_EQ(timeWith(""), std::nullopt) << "no bootstrap";
+  putBootstrap(5000);
   putIndex(10, 3);
   EXPECT_EQ(timeWith("Recording/FrameRate = 25\nRecording/FramesPerKeyframeInterval = 75"), 9000u)
       << "three fragments of 3 s in the tenth segment";
-}
-
-TEST_F(ContinuationTest, NeedsABootstrap) {
-  EXPECT_EQ(timeWith(""), std::nullopt);
-  putIndex(1, 5);
-  EXPECT_EQ(timeWith(""), std::nullopt);
 }
 
 }  // namespace

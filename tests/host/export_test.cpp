@@ -109,10 +109,8 @@ TEST(Export, HasEachConfigurationOnceAndInFront) {
 
 TEST(Export, TakesAPartFromAKeyFrameOn) {
   const struct {
-    const char* from;
-    const char* to;
-    std::uint32_t firstVideo;
-    std::uint32_t last;
+    const char *from, *to;
+    std::uint32_t firstVideo, last;
   } rows[] = {{"0", "3", 0, 2990},
               {"5", "9", 4000, 8990},
               {"6.5", "7", 6000, 6990},
@@ -120,14 +118,15 @@ TEST(Export, TakesAPartFromAKeyFrameOn) {
               {"7.9", "30", 6000, 11999}};
   const MadeRecording recording({.messages = stream().keyFramesEvery(2000).audio(10).until(12001)});
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.from);
     const Messages messages = exported(recording, {"--from", row.from, "--to", row.to});
     const auto video = std::ranges::find_if(
         messages, [](const auto& message) { return message.type == 9 && !isSequenceHeader(message); });
-    ASSERT_NE(video, messages.end()) << row.from;
-    EXPECT_EQ(video->time, row.firstVideo) << row.from;
-    EXPECT_EQ(messages[1].time, row.firstVideo) << row.from;
-    EXPECT_GT(messages.back().time + 10, row.last) << row.from;
-    EXPECT_LE(messages.back().time, row.last + 10) << row.from;
+    ASSERT_NE(video, messages.end());
+    EXPECT_EQ(video->time, row.firstVideo);
+    EXPECT_EQ(messages[1].time, row.firstVideo);
+    EXPECT_GT(messages.back().time + 10, row.last);
+    EXPECT_LE(messages.back().time, row.last + 10);
   }
 }
 

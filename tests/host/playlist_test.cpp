@@ -2,6 +2,7 @@
 
 #include "host/playlist/playlist.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "host/errors.h"
@@ -15,61 +16,45 @@ host::Playlist playlistOf(const MadeRecording& recording) {
   return host::makePlaylist(host::readRecordingDirectory(recording.directory()));
 }
 
-/// "segment:start+duration" of each entry, "!" in front of a discontinuity.
+/// "segment:start+duration" of each entry, "!" in front of a discontinuity, and "end" where nothing will follow.
 std::string entriesOf(const host::Playlist& playlist) {
   std::string text;
   for (const auto& entry : playlist.entries) {
-    text += (text.empty() ? "" : " ") + std::string(entry.isDiscontinuity ? "!" : "") + std::to_string(entry.segment) +
-            ":" + std::to_string(entry.startMs) + "+" + std::to_string(entry.durationMs);
+    text +=
+        fmt::format("{}{}:{}+{} ", entry.isDiscontinuity ? "!" : "", entry.segment, entry.startMs, entry.durationMs);
   }
-  return text;
+  return text + (playlist.ended ? "end" : "...");
+}
+
+StreamBuilder video(std::uint32_t keyFrames = 2000) {
+  return stream().keyFramesEvery(keyFrames);
 }
 
 TEST(Playlist, HasAnEntryForEachFragment) {
+  const std::map<std::string, std::string> rolling{{"Recording/SegmentDuration", "7000"}};
   const struct {
     const char* why;
     RecordingPlan plan;
     const char* entries;
-    bool ended;
-  } rows[] = {{"key frames on the grid",
-               {.messages = stream().keyFramesEvery(2000).until(12001)},
-               "1:0+4000 1:4000+4000 1:8000+4000",
-               true},
-              {"still running",
-               {.messages = stream().keyFramesEvery(2000).until(8001), .stop = false},
-               "1:0+4000 1:4000+4000",
-               false},
-              {"over a roll-over",
-               {.messages = stream().keyFramesEvery(2000).audio(23).until(16001),
-                .settings = {{"Recording/SegmentDuration", "7000"}}},
-               "1:0+4000 1:4000+4000 2:8000+4000 2:12000+4000",
-               true},
-              {"running, right behind a roll-over",
-               {.messages = stream().keyFramesEvery(2000).until(8001),
-                .settings = {{"Recording/SegmentDuration", "7000"}},
-                .stop = false},
-               "1:0+4000 1:4000+4000",
-               false},
-              {"audio alone", {.messages = stream().audio(20).until(8001)}, "1:0+4000 1:4000+4000", true},
-              {"key frames rarer than the grid",
-               {.messages = stream().keyFramesEvery(10000).until(24001)},
-               "1:0+10000 1:10000+10000",
-               true},
-              {"a gap in time",
-               {.messages = stream().keyFramesEvery(2000).until(4041) +
-                            stream().keyFramesEvery(2000).withoutHeaders().from(24000).until(32001)},
-               "1:0+4000 1:4000+80 !1:24000+4000 1:28000+4000",
-               true}};
-  for (const auto& row : rows) {
-    const MadeRecording recording(row.plan);
-    const host::Playlist playlist = playlistOf(recording);
-    EXPECT_EQ(entriesOf(playlist), row.entries) << row.why;
-    EXPECT_EQ(playlist.ended, row.ended) << row.why;
-  }
+  } rows[] = {
+      {"key frames on the grid", {.messages = video().until(12001)}, "1:0+4000 1:4000+4000 1:8000+4000 end"},
+      {"still running", {.messages = video().until(8001), .stop = false}, "1:0+4000 1:4000+4000 ..."},
+      {"over a roll-over",
+       {.messages = video().audio(23).until(16001), .settings = rolling},
+       "1:0+4000 1:4000+4000 2:8000+4000 2:12000+4000 end"},
+      {"running, right behind a roll-over",
+       {.messages = video().until(8001), .settings = rolling, .stop = false},
+       "1:0+4000 1:4000+4000 ..."},
+      {"audio alone", {.messages = stream().audio(20).until(8001)}, "1:0+4000 1:4000+4000 end"},
+      {"key frames rarer than the grid", {.messages = video(10000).until(24001)}, "1:0+10000 1:10000+10000 end"},
+      {"a gap in time",
+       {.messages = video().until(4041) + video().withoutHeaders().from(24000).until(32001)},
+       "1:0+4000 1:4000+80 !1:24000+4000 1:28000+4000 end"}};
+  for (const auto& row : rows) EXPECT_EQ(entriesOf(playlistOf(MadeRecording(row.plan))), row.entries) << row.why;
 }
 
 TEST(Playlist, IsWrittenAsThePlayersReadIt) {
-  const MadeRecording recording({.messages = stream().keyFramesEvery(2000).framesEvery(1000).until(8001)});
+  const MadeRecording recording({.messages = video().framesEvery(1000).until(8001)});
   const auto fragments = recording.boxesOf("Seg1.k2r").fragments;
   const auto directory = host::readRecordingDirectory(recording.directory());
   const host::Playlist playlist = playlistOf(recording);
@@ -79,28 +64,25 @@ TEST(Playlist, IsWrittenAsThePlayersReadIt) {
     EXPECT_EQ(entries[i].offset, fragments[i].moof.offset);
     EXPECT_EQ(entries[i].offset + entries[i].size, fragments[i].end());
   }
-  const auto range = [](const host::PlaylistEntry& entry) {
-    return std::to_string(entry.size) + "@" + std::to_string(entry.offset);
-  };
-  EXPECT_EQ(host::playlistText(playlist, directory, "a b/"),
-            "#EXTM3U\n#EXT-X-VERSION:7\n#EXT-X-TARGETDURATION:4\n#EXT-X-MEDIA-SEQUENCE:0\n#EXT-X-PLAYLIST-TYPE:VOD\n"
-            "#EXT-X-INDEPENDENT-SEGMENTS\n#EXT-X-MAP:URI=\"a%20b/cam1Seg1.k2r\",BYTERANGE=\"" +
-                std::to_string(fragments[0].position()) +
-                "@0\"\n"
-                "#EXTINF:4.000,\n#EXT-X-BYTERANGE:" +
-                range(entries[0]) + "\na%20b/cam1Seg1.k2r\n#EXTINF:4.000,\n#EXT-X-BYTERANGE:" + range(entries[1]) +
-                "\na%20b/cam1Seg1.k2r\n#EXT-X-ENDLIST\n");
+  EXPECT_EQ(
+      host::playlistText(playlist, directory, "a b/"),
+      fmt::format("#EXTM3U\n#EXT-X-VERSION:7\n#EXT-X-TARGETDURATION:4\n#EXT-X-MEDIA-SEQUENCE:0\n"
+                  "#EXT-X-PLAYLIST-TYPE:VOD\n#EXT-X-INDEPENDENT-SEGMENTS\n"
+                  "#EXT-X-MAP:URI=\"a%20b/cam1Seg1.k2r\",BYTERANGE=\"{}@0\"\n"
+                  "#EXTINF:4.000,\n#EXT-X-BYTERANGE:{}@{}\na%20b/cam1Seg1.k2r\n"
+                  "#EXTINF:4.000,\n#EXT-X-BYTERANGE:{}@{}\na%20b/cam1Seg1.k2r\n#EXT-X-ENDLIST\n",
+                  fragments[0].position(), entries[0].size, entries[0].offset, entries[1].size, entries[1].offset));
 }
 
 TEST(Playlist, LeavesOutWhatTheBootstrapDoesNotNameYet) {
-  const MadeRecording recording({.messages = stream().keyFramesEvery(2000).until(8001), .stop = false});
-  const MadeRecording earlier({.messages = stream().keyFramesEvery(2000).until(4001), .stop = false});
+  const MadeRecording recording({.messages = video().until(8001), .stop = false});
+  const MadeRecording earlier({.messages = video().until(4001), .stop = false});
   recording.write(".bootstrap", earlier.read(".bootstrap"));
-  EXPECT_EQ(entriesOf(playlistOf(recording)), "1:0+4000");
+  EXPECT_EQ(entriesOf(playlistOf(recording)), "1:0+4000 ...");
 }
 
 TEST(Playlist, IsRefusedWhereFilesAreNotOfTheirForm) {
-  const MadeRecording recording({.messages = stream().keyFramesEvery(2000).until(8001)});
+  const MadeRecording recording({.messages = video().until(8001)});
   for (const char* file : {".bootstrap", "Seg1.k2i", "Seg1.k2r"}) {
     recording.restore();
     recording.write(file, recording.read(file).substr(0, 50));

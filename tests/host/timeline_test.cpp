@@ -87,9 +87,7 @@ std::vector<std::int64_t> decodeTimes(const std::vector<std::int64_t>& dts, std:
   const auto take = [&out](const std::vector<RawFrame>& frames) {
     for (const RawFrame& frame : frames) out.push_back(frame.times.dts);
   };
-  for (const std::int64_t time : dts) {
-    take(leading.push({.times = {.dts = time, .pts = 0, .duration = duration}, .packet = nullptr}));
-  }
+  for (const std::int64_t time : dts) take(leading.push({{time, 0, duration}, nullptr}));
   take(leading.flush());
   return out;
 }

@@ -45,13 +45,14 @@ TEST(RecordChecks, HoldMessagesAgainstTheTracks) {
   OpenRecorder recorder(stream().keyFramesEvery(2000).until(2000));
   EXPECT_FALSE(recorder.record(message(9, "140001", 2000))) << "another video codec";
   EXPECT_TRUE(recorder.record(avcSequenceHeader(2000))) << "a second header";
-  EXPECT_TRUE(recorder.record(message(9, "1702000000", 2000))) << "an end of sequence";
-  EXPECT_TRUE(recorder.record(message(9, "5701000000", 2000))) << "a command frame";
+  EXPECT_TRUE(recorder.record(message(9, "1702000000 656e64206f662069", 2000))) << "an end of sequence";
+  EXPECT_TRUE(recorder.record(message(9, "5701000000 656e64206f662069", 2000))) << "a command frame";
   EXPECT_EQ(recorder.log(), "error: Invalid codec.\n");
   ASSERT_EQ(recorder.record(stream().keyFramesEvery(2000).withoutHeaders().from(2000).until(8001)), 0U);
   recorder.host.lines.clear();
   EXPECT_FALSE(recorder.record(aacSequenceHeader(8000)));
   EXPECT_EQ(recorder.log(), "error: Track not found.\n") << "the tracks are fixed once the writer has started";
+  EXPECT_EQ(recorder.content("Seg1.k2r").find("end of i"), std::string::npos) << "what steers a decoder is not stored";
 }
 
 TEST(RecordChecks, DropsVideoFromAnAudioRecording) {

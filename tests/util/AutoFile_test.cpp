@@ -2,16 +2,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <optional>
+#include <span>
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <utility>
 
-#include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
+#include "imo/IMOFileContext.h"
 #include "tests/support/hex.h"
-#include "tests/util/FakeHeap.h"
 #include "tests/util/failures.h"
 #include "util/AutoFile.h"
 #include "util/bytes.h"
@@ -19,71 +16,66 @@
 namespace qvs::util {
 namespace {
 
-/// Real files, with a trace of what is asked for; an answer may stand in the place of the real one.
-class Files final : public test::DiskFileContext {
+constexpr std::int32_t kHandle = 7;
+
+/// A host with one file in memory, which traces what it is asked for and answers what it is told to.
+class OneFile final : public IMOFileContext {
  public:
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override {
-    const std::int32_t handle = DiskFileContext::open(path, flags, mode, share);
-    if (handle != -1) ++openHandles;
-    trace << std::hex << "open(" << flags << ',' << mode << ',' << share << ") ";
+    calls << "open(" << path << ',' << std::hex << flags << ',' << mode << ',' << share << std::dec << ") ";
     return handle;
   }
-  void close(std::int32_t handle, std::uint32_t reserved) override {
-    --openHandles;
-    trace << "close(" << reserved << ')';
-    DiskFileContext::close(handle, reserved);
+  void close(std::int32_t of, std::uint32_t) override { calls << "close(" << of << ") "; }
+  std::int32_t read(std::int32_t of, std::uint64_t offset, void* buffer, std::uint32_t length) override {
+    calls << "read(" << of << ',' << offset << ',' << length << ") ";
+    std::ranges::copy(content, static_cast<char*>(buffer));
+    return static_cast<std::int32_t>(content.size());
   }
-  std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) override {
-    trace << "read(" << offset << ',' << length << ") ";
-    return DiskFileContext::read(handle, offset, buffer, std::min(length, longestRead));
+  std::int32_t write(std::int32_t of, std::uint64_t offset, const void* buffer, std::uint32_t length) override {
+    calls << "write(" << of << ',' << offset << ',' << length << ") ";
+    content.assign(static_cast<const char*>(buffer), length);
+    return of == -1 ? -1 : static_cast<std::int32_t>(length) + tooMany;
   }
-  std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) override {
-    trace << "write(" << offset << ',' << length << ") ";
-    return writeAnswer ? *writeAnswer : DiskFileContext::write(handle, offset, buffer, length);
-  }
-  std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override {
-    if (!size) return DiskFileContext::fileStatus(handle, status, reserved);
-    status->size = *size;
+  std::int32_t fileStatus(std::int32_t, IMOFileStatus* status, std::uint32_t) override {
+    status->size = size;
     return statusAnswer;
   }
+  std::int32_t pathStatus(const char*, IMOFileStatus*, std::uint32_t) override { return exists ? 0 : -1; }
+  std::int32_t remove(const char*, std::uint32_t, std::uint32_t) override { return -1; }
   std::int32_t createDirectory(const char* path) override {
-    made += path;
-    return DiskFileContext::createDirectory(path);
+    calls << "createDirectory(" << path << ") ";
+    return -1;
   }
 
-  std::ostringstream trace;
-  std::string made;
-  int openHandles = 0;
-  std::uint32_t longestRead = UINT32_MAX;
-  std::optional<std::int32_t> writeAnswer;
-  std::optional<std::int64_t> size;
+  std::string content;
+  std::int32_t handle = kHandle;
+  std::int64_t size = 0;
   std::int32_t statusAnswer = 0;
+  /// What the answer of a write has above its length.
+  std::int32_t tooMany = 0;
+  bool exists = true;
+  std::ostringstream calls;
 };
 
 class AutoFile : public testing::Test {
  protected:
-  NQString path(std::string_view name = "file") {
-    return NQString(std::string_view(test::modulePath(dir_.file(name))));
+  AutoFileLoad load(std::string_view content) {
+    files_.content = content;
+    files_.size = static_cast<std::int64_t>(content.size());
+    return {NQString(u"file"), &files_};
   }
-  void put(std::string_view content) { test::writeWholeFile(dir_.file("file"), std::string(content)); }
-  std::string get(std::string_view name = "file") { return test::readWholeFile(dir_.file(name)); }
-  AutoFileLoad load() { return {path(), &files_}; }
-  AutoFileSave save(std::uint32_t initialSize) { return {path(), &files_, initialSize}; }
-  static void commit(AutoFileSave&& file, std::string_view content) {
-    file.write(content.data(), content.size());
-    file.commit();
+  AutoFileSave save(std::uint32_t initialSize, const char16_t* path = u"file") {
+    return {NQString(path), &files_, initialSize};
   }
+  std::string calls() { return std::exchange(files_.calls, {}).str(); }
 
-  template <typename Operation>
-  std::string failureOf(const Operation& operation) {
-    const std::string failure = test::failureOf<FileReadException>(operation);
-    EXPECT_EQ(files_.openHandles, 0) << failure;
-    return failure;
-  }
-
-  Files files_;
-  test::TempDirectory dir_;
+  OneFile files_;
 };
+
+template <typename Operation>
+std::string failureOf(const Operation& operation) {
+  return test::failureOf<FileReadException>(operation);
+}
 
 std::string readText(AutoFileLoad& load, std::size_t size) {
   std::string text(size, '-');
@@ -91,78 +83,64 @@ std::string readText(AutoFileLoad& load, std::size_t size) {
   return text;
 }
 
-TEST_F(AutoFile, SaysWhatFailed) {
-  const std::string cannotOpen = "Could not open file:" + test::modulePath(dir_.file("file"));
-  EXPECT_EQ(failureOf([&] { load(); }), cannotOpen);
-  put("0123");
-  const auto loadWhere = [&](std::int64_t size, std::int32_t statusAnswer) {
-    files_.size = size;
-    files_.statusAnswer = statusAnswer;
-    return failureOf([&] { load(); });
-  };
-  EXPECT_EQ(loadWhere(4, -1), cannotOpen);
-  EXPECT_EQ(loadWhere(4, 1), cannotOpen);
-  EXPECT_EQ(loadWhere(-1, 0), "Read buffer size too large to initialize, size = -1");
-  EXPECT_EQ(loadWhere(0x100000000, 0), "Read buffer size too large to initialize, size = 4294967296");
-  EXPECT_EQ(loadWhere(4, 0), "(nothing)");
-  char bytes[8];
-  EXPECT_EQ(failureOf([&] { load().read(bytes, 0x100000000); }), "Read from buffer size too large, size = 4294967296");
-  EXPECT_EQ(failureOf([&] { load().read(bytes, 0xFFFFFFFF); }), "Failed to read file buffer, bytesRead = 4");
-  EXPECT_EQ(failureOf([&] { save(1).write(bytes, 0x100000000); }), "Write buffer size too large, size = 4294967296");
-  const auto writeInto = [&](std::uint32_t initialSize, std::uint64_t size) {
-    return failureOf([&] { save(initialSize).write(bytes, size); });
-  };
-  EXPECT_EQ(writeInto(0, 0xFFFFFFFF), "Failed to grow write buffer from oldSize 0 to newSize 0");
-  EXPECT_EQ(writeInto(0x80000000, 0x80000001), "Failed to grow write buffer from oldSize 2147483648 to newSize 0");
-  test::fakeHeap.failingBuffers = 1;
-  EXPECT_EQ(writeInto(4, 5), "Failed to grow write buffer from oldSize 4 to newSize 8");
-  EXPECT_EQ(writeInto(0, 0), "(nothing)");
-  const auto commitWhere = [&](std::int32_t answer) {
-    files_.writeAnswer = answer;
-    return failureOf([&] { commit(save(4), "0123"); });
-  };
-  EXPECT_EQ(commitWhere(-28), "FileIO write failed, errorCode = -28");
-  EXPECT_EQ(commitWhere(INT32_MIN), "FileIO write failed, errorCode = -2147483648");
-  for (const int answer : {0, 3, 5}) {
-    EXPECT_EQ(commitWhere(answer), "FileIO write failed, bytesWritten = " + std::to_string(answer));
+TEST_F(AutoFile, SaysWhyAFileIsNotLoaded) {
+  const struct {
+    std::int32_t handle, statusAnswer;
+    std::int64_t size;
+    const char* failure;
+    const char* callsBehindOpen;
+  } rows[] = {{-1, 0, 4, "Could not open file:dir\\file", ""},
+              {0, -1, 4, "Could not open file:dir\\file", "close(0) "},
+              {0, 1, 4, "Could not open file:dir\\file", "close(0) "},
+              {0, 0, -1, "Read buffer size too large to initialize, size = -1", "close(0) "},
+              {0, 0, 1LL << 32, "Read buffer size too large to initialize, size = 4294967296", "close(0) "},
+              {0, 0, 0, "(nothing)", "close(0) "},
+              {0, 0, 4, "(nothing)", "read(0,0,4) close(0) "}};
+  for (const auto& row : rows) {
+    files_.handle = row.handle;
+    files_.statusAnswer = row.statusAnswer;
+    files_.size = row.size;
+    EXPECT_EQ(failureOf([&] { AutoFileLoad(NQString(u"dir\\file"), &files_); }), row.failure);
+    EXPECT_EQ(calls(), std::string("open(dir\\file,8000,180,0) ") + row.callsBehindOpen);
   }
-  EXPECT_EQ(commitWhere(4), "(nothing)");
 }
 
 TEST_F(AutoFile, HandsOutTheFileFrontToBack) {
-  put("0123456789");
-  AutoFileLoad file = load();
-  EXPECT_EQ(files_.trace.str(), "open(8000,180,0) read(0,a) close(0)");
+  AutoFileLoad file = load("0123456789");
   EXPECT_EQ(readText(file, 4), "0123");
   EXPECT_EQ(readText(file, 0), "");
-  std::string rest(8, '-');
-  EXPECT_THROW(file.read(rest.data(), 8), FileReadException);
-  EXPECT_EQ(rest, "456789--") << "what there was";
+  char rest[8] = "-------";
+  EXPECT_EQ(failureOf([&] { file.read(rest, 0x100000000); }), "Read from buffer size too large, size = 4294967296");
+  EXPECT_EQ(failureOf([&] { file.read(rest, 0xFFFFFFFF); }), "Failed to read file buffer, bytesRead = 6");
+  EXPECT_STREQ(rest, "456789-") << "what there was";
   EXPECT_EQ(failureOf([&] { readText(file, 1); }), "Failed to read file buffer, bytesRead = 0");
-}
-
-TEST_F(AutoFile, AnEmptyFileIsValid) {
-  put("");
-  AutoFileLoad file = load();
-  EXPECT_EQ(files_.trace.str(), "open(8000,180,0) close(0)");
   EXPECT_EQ(readText(file, 0), "");
-  EXPECT_EQ(failureOf([&] { readText(file, 1); }), "Failed to read file buffer, bytesRead = 0");
 }
 
 TEST_F(AutoFile, WhatIsNotDeliveredReadsAsZeros) {
-  put("0123");
-  files_.longestRead = 2;
-  AutoFileLoad file = load();
+  files_.content = "01";
+  files_.size = 4;
+  AutoFileLoad file(NQString(u"file"), &files_);
   EXPECT_EQ(readText(file, 4), std::string("01\0\0", 4));
 }
 
-TEST_F(AutoFile, GrowsAndKeepsWhatItHas) {
+TEST_F(AutoFile, GrowsByDoublingAndKeepsWhatItHas) {
   AutoFileSave file = save(16);
   file.write("0123456789", 10);
-  EXPECT_THROW(file.write(nullptr, 0x100000000), FileReadException);
-  commit(std::move(file), std::string(100, 'x'));
-  EXPECT_EQ(get(), "0123456789" + std::string(100, 'x'));
-  EXPECT_EQ(files_.trace.str(), "open(8301,180,0) write(0,6e) close(0)");
+  EXPECT_EQ(failureOf([&] { file.write("", 0x100000000); }), "Write buffer size too large, size = 4294967296");
+  test::failingBuffers = 1;
+  const std::string more(100, 'x');
+  EXPECT_EQ(failureOf([&] { file.write(more.data(), 100); }),
+            "Failed to grow write buffer from oldSize 16 to newSize 32");
+  file.write(more.data(), 100);
+  file.commit();
+  EXPECT_EQ(files_.content, "0123456789" + more);
+  EXPECT_EQ(calls(), "open(file,8301,180,0) write(7,0,110) close(7) ");
+  EXPECT_EQ(failureOf([&] { save(0).write("", 0); }), "(nothing)");
+  EXPECT_EQ(failureOf([&] { save(0).write("", 0xFFFFFFFF); }),
+            "Failed to grow write buffer from oldSize 0 to newSize 0");
+  EXPECT_EQ(failureOf([&] { save(0x80000000).write("", 0x80000001); }),
+            "Failed to grow write buffer from oldSize 2147483648 to newSize 0");
 }
 
 TEST_F(AutoFile, GoesOnBehindABufferAndLeavesItAlone) {
@@ -170,28 +148,42 @@ TEST_F(AutoFile, GoesOnBehindABufferAndLeavesItAlone) {
   std::ranges::copy(asBytes("0123"), buffer.data());
   buffer.setEnd(3);
   buffer.setStart(1);
-  commit({path(), &files_, buffer}, "abcdef");
-  EXPECT_EQ(get(), "012abcdef");
+  AutoFileSave file(NQString(u"file"), &files_, buffer);
+  file.write("abcdef", 6);
+  file.commit();
+  EXPECT_EQ(files_.content, "012abcdef");
   EXPECT_EQ(test::hex(std::span(buffer.data(), buffer.capacity())), "30313233");
-  EXPECT_THROW(commit({path(), &files_, NQBuffer()}, "x"), FileReadException) << "without a block there is no growing";
-}
-
-TEST_F(AutoFile, CommitCutsAnExistingFile) {
-  put("a long old content");
-  commit(save(4), "new");
-  EXPECT_EQ(get(), "new");
-  commit(save(4), "");
-  EXPECT_EQ(get(), "") << "nothing was written";
-  EXPECT_EQ(files_.made, "");
+  EXPECT_THROW(AutoFileSave(NQString(), &files_, NQBuffer()).write("x", 1), FileReadException) << "nothing to grow";
 }
 
 TEST_F(AutoFile, CommitMakesTheDirectoryInFrontOfTheLastBackslash) {
-  commit({path("sub\\file"), &files_, 4}, "x");
-  EXPECT_EQ(get("sub/file"), "x");
-  EXPECT_EQ(files_.made, test::modulePath(dir_.file("sub")));
-  const NQString slashes(std::string_view(dir_.file("other/file")));
-  EXPECT_EQ(failureOf([&] { commit({slashes, &files_, 4}, ""); }), "FileIO write failed, errorCode = -1");
-  EXPECT_EQ(files_.made, test::modulePath(dir_.file("sub"))) << "no other one";
+  files_.exists = false;
+  save(4, u"\\a\\b\\file").commit();
+  EXPECT_EQ(calls(), "createDirectory(\\a\\b) open(\\a\\b\\file,8301,180,0) write(7,0,0) close(7) ");
+  save(4, u"a/file").commit();
+  EXPECT_EQ(calls(), "open(a/file,8301,180,0) write(7,0,0) close(7) ");
+  files_.handle = -1;
+  EXPECT_EQ(failureOf([&] { save(4).commit(); }), "FileIO write failed, errorCode = -1");
+  EXPECT_EQ(calls(), "open(file,8301,180,0) write(-1,0,0) ");
+}
+
+TEST_F(AutoFile, CommitReportsAnyOtherAnswerThanTheLength) {
+  const struct {
+    std::int32_t answer;
+    const char* failure;
+  } rows[] = {{-28, "FileIO write failed, errorCode = -28"},
+              {-1, "FileIO write failed, errorCode = -1"},
+              {0, "FileIO write failed, bytesWritten = 0"},
+              {3, "FileIO write failed, bytesWritten = 3"},
+              {4, "(nothing)"},
+              {5, "FileIO write failed, bytesWritten = 5"}};
+  AutoFileSave file = save(4);
+  file.write("0123", 4);
+  for (const auto& row : rows) {
+    files_.tooMany = row.answer - 4;
+    EXPECT_EQ(failureOf([&] { file.commit(); }), row.failure);
+    EXPECT_EQ(calls(), "open(file,8301,180,0) write(7,0,4) close(7) ");
+  }
 }
 
 TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
@@ -201,7 +193,6 @@ TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
     const char* image;
     std::uint64_t readBack;
   } rows[] = {{3, 0x0102030405, "030405", 0x030405},
-              {1, 0x1FF, "ff", 0xFF},
               {8, 0xF102030405060708, "f1020304 05060708", 0xF102030405060708},
               {9, 0xF102030405060708, "f1020304 05060708", 0xF102030405060708},
               {0, 7, "", 0}};
@@ -209,8 +200,8 @@ TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
     AutoFileSave out = save(16);
     writeNumber(out, row.byteCount, row.value);
     out.commit();
-    EXPECT_EQ(test::hex(get()), row.image);
-    AutoFileLoad in = load();
+    EXPECT_EQ(test::hex(files_.content), row.image);
+    AutoFileLoad in = load(files_.content);
     EXPECT_EQ(readNumber(in, row.byteCount), row.readBack);
   }
 }

@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstdlib>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "tests/support/hex.h"
 #include "util/NQString.h"
 
+namespace qvs::util {
 namespace {
 
 std::string blockImage(const void* text, std::size_t size) {
@@ -21,13 +26,9 @@ TEST(NQString, BlockHasLengthAndKindInFrontOfTheText) {
   EXPECT_EQ(blockImage(wide.c_str(), 0), "00000201");
   const NQNarrowString longer(std::string(0x012345, 'x'));
   EXPECT_EQ(blockImage(longer.c_str(), 0), "01234501");
-}
-
-TEST(NQString, EmptyStringsOfBothWidthsShareABlock) {
-  const NQString wide;
-  const NQNarrowString narrow("");
-  EXPECT_EQ(static_cast<const void*>(wide.c_str()), static_cast<const void*>(narrow.c_str()));
-  EXPECT_EQ(blockImage(wide.c_str(), 2), "00000000 0000");
+  const NQString empty;
+  EXPECT_EQ(blockImage(empty.c_str(), 2), "00000000 0000");
+  EXPECT_EQ(static_cast<const void*>(NQNarrowString("").c_str()), static_cast<const void*>(empty.c_str()));
 }
 
 template <typename Char>
@@ -60,9 +61,8 @@ TYPED_TEST(NQStringTest, CopiesOwnTheirCharacters) {
   b.makePrivate()[0] = 'X';
   EXPECT_EQ(a, this->string("abc"));
   const auto c = std::move(b);
-  EXPECT_EQ(c, this->string("Xbc"));
   a = c;
-  EXPECT_EQ(a, c);
+  EXPECT_EQ(a, this->string("Xbc"));
 }
 
 TYPED_TEST(NQStringTest, AssignsInPlaceWhileThereIsRoom) {
@@ -102,4 +102,114 @@ TYPED_TEST(NQStringTest, ATextBeyondTheLengthFieldStaysWithinItsBlock) {
   EXPECT_EQ(string, this->string(std::string(42, 'x')));
 }
 
+using namespace std::string_view_literals;
+
+TEST(StringPool, SharesTextsUpToItsLength) {
+  StringPool pool(8);
+  const auto a = pool.intern("12345678"sv);
+  const auto b = pool.intern(std::string_view(std::string("12345678")));
+  const auto longer = pool.intern("123456789"sv);
+  EXPECT_EQ(a, b);
+  EXPECT_FALSE(a.isPrivate());
+  EXPECT_EQ(a.view(), "12345678");
+  EXPECT_TRUE(longer.isPrivate());
+  pool.release(longer);
+  EXPECT_TRUE(pool.intern(""sv).isEmptyString());
+  EXPECT_NE(pool.intern(u"a\u0162"sv), pool.intern(u"ab"sv)) << "all bytes of a unit count";
+  EXPECT_NE(pool.intern("a\0"sv), pool.intern("a\1"sv)) << "nor does a zero end the text";
+}
+
+TEST(StringPool, KeepsAnUnusedTextUntilTheSweep) {
+  StringPool pool(8);
+  const auto first = pool.intern("abc"sv);
+  pool.release(first);
+  EXPECT_EQ(pool.intern("abc"sv), first);
+  EXPECT_EQ(pool.sweep(), 0U) << "in use again";
+  const auto wide = pool.intern(u"12345"sv);
+  pool.release(first);
+  EXPECT_EQ(pool.sweep(), 3U);
+  pool.release(wide);
+  EXPECT_EQ(pool.sweep(), 5U);
+  EXPECT_NE(pool.intern("abd"sv), pool.intern("abe"sv));
+  const auto statistics = pool.statistics<char>(3);
+  EXPECT_EQ(statistics.hits, 1U);
+  EXPECT_EQ(statistics.misses, 3U);
+  EXPECT_EQ(statistics.internedChars, 9U);
+}
+
+TEST(StringPool, NeverWritesASharedBlock) {
+  StringPool pool(64);
+  const auto shared = pool.intern("abc"sv);
+  auto assigned = pool.intern("abc"sv);
+  auto appended = pool.intern("abc"sv);
+  auto written = pool.intern("abc"sv);
+  pool.assign(assigned, "xy"sv);
+  pool.append(appended, "d"sv);
+  pool.makePrivate(written);
+  written.text()[0] = 'X';
+  EXPECT_EQ(shared.view(), "abc");
+  EXPECT_EQ(assigned, pool.intern("xy"sv));
+  EXPECT_EQ(appended.view(), "abcd");
+  EXPECT_TRUE(appended.isPrivate());
+  EXPECT_EQ(written.view(), "Xbc");
+  for (const auto block : {appended, written, shared}) pool.release(block);
+  EXPECT_EQ(pool.sweep(), 3U) << "the other three gave their use back";
+}
+
+TEST(StringPool, ReadsItsLengthFromASetting) {
+  const struct {
+    const char* setting;
+    std::int32_t length;
+  } rows[] = {{nullptr, 0}, {"", 0}, {"8", 8}, {" 12x", 12}, {"-1", 0}, {"99999999999999999999", 0xFFFFFF}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(StringPool::maxPooledLengthFrom(row.setting), row.length) << (row.setting ? row.setting : "(null)");
+  }
+}
+
+/// Runs in a process of its own, since the pool of a process is made once.
+void useStringsWithSetting() {
+  setenv("QVS_STRING_POOL", "8", 1);
+  const NQNarrowString a("12345678");
+  const NQNarrowString b("12345678");
+  const NQNarrowString c("123456789");
+  const NQString d(u"12345678");
+  const NQString e(d);
+  std::exit(a.c_str() == b.c_str() && d.c_str() == e.c_str() && c.isPrivate() ? 8 : 0);
+}
+
+TEST(StringPoolDeathTest, TakesTheSettingOfTheEnvironment) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(useStringsWithSetting(), testing::ExitedWithCode(8), "");
+}
+
+TEST(StringPool, ServesManyThreadsAtOnce) {
+  constexpr int kRounds = 3000;
+  StringPool pool(4);
+  std::atomic<int> wrong = 0;
+  std::atomic<int> working = 3;
+  const auto work = [&] {
+    for (int round = 0; round < kRounds; ++round) {
+      const std::string text = std::to_string(round % 300);
+      const auto shared = pool.intern(std::string_view(text));
+      auto copy = pool.intern(shared.view());
+      if (copy != shared || copy.view() != text) ++wrong;
+      pool.append(copy, "!"sv);
+      if (copy.view() != text + "!") ++wrong;
+      pool.release(copy);
+      pool.release(shared);
+    }
+    --working;
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) threads.emplace_back(work);
+  while (working > 0) pool.sweep();
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+  pool.sweep();
+  const auto statistics = pool.statistics<char>(3);
+  EXPECT_EQ(statistics.hits + statistics.misses, 3U * kRounds * 2 * 200 / 300);
+  EXPECT_EQ(pool.sweep(), 0U) << "no use was lost";
+}
+
 }  // namespace
+}  // namespace qvs::util

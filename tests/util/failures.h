@@ -6,6 +6,9 @@
 
 namespace test {
 
+/// How many of the next `new (std::nothrow) T[n]` find no memory.
+inline int failingBuffers = 0;
+
 /// A wide text, to compare and to print.
 inline std::string narrow(const NQString& text) {
   return std::string(qvs::util::toNarrow(text.view()).view());

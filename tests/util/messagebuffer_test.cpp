@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "tests/support/hex.h"
-#include "tests/util/FakeHeap.h"
+#include "tests/util/failures.h"
 #include "util/bytes.h"
 #include "util/tagHeader.h"
 
@@ -47,7 +47,7 @@ TEST_F(MessageBufferTest, DoublesUntilAMessageFits) {
   buffer.append(9, asBytes("first"), 1);
   buffer.append(9, std::vector<std::byte>(32768 - 20 - 15), 2);
   EXPECT_EQ(buffer.buffer().capacity(), 32768U);
-  test::fakeHeap.failingBuffers = 1;
+  test::failingBuffers = 1;
   EXPECT_FALSE(buffer.append(9, std::vector<std::byte>(100000), 3));
   EXPECT_EQ(buffer.appended(), 2U);
   EXPECT_TRUE(buffer.append(9, std::vector<std::byte>(100000), 3));
