@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "packaging/IPackagerContext.h"
@@ -15,7 +17,7 @@
 #include "packaging/RefCountedObject.h"
 #include "packaging/RefMessage.h"
 #include "packaging/SampleDescriptors.h"
-#include "tests/packaging/segmentImage.h"
+#include "platform/container/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
 #include "tests/support/hex.h"
 
@@ -48,6 +50,81 @@ inline std::string describe(const ruvo::k2rpkgutil::K2RSampleDescriptor& descrip
   }
   return text.str();
 }
+
+/// A segment file as lines of text.
+class SegmentImage {
+ public:
+  explicit SegmentImage(std::span<const std::byte> file) {
+    using namespace krvo::container;
+    MemoryStream source(file);
+    SegmentReader reader(source);
+    for (const auto& track : reader.movie().tracks) tracks.push_back(describe(*track));
+    for (auto box = reader.boxAt(reader.firstFragment()); box; box = reader.boxAt(box->end())) {
+      if (box->type != "afra"_4cc) continue;
+      const Fragment fragment = reader.readFragment(box->offset);
+      positions.push_back(fragment.boxes.position());
+      bootstraps.push_back(hex(fragment.abstBody));
+      std::string line;
+      for (const StoredTag& tag : reader.readTags(fragment)) {
+        line += (line.empty() ? "" : " ") + describe(tag, fragment, reader.movie());
+      }
+      fragments.push_back(line);
+    }
+  }
+
+  /// "handler name language entry-code codec-header", in file order. A hint track has its versions and packet size in
+  /// front of the codec header, and ends in the ids that it refers to.
+  std::vector<std::string> tracks;
+  /// Where the fragments begin.
+  std::vector<std::uint64_t> positions;
+  /// The body of each `abst` box.
+  std::vector<std::string> bootstraps;
+  /// A fragment each: its tags, separated by blanks. "type@time", "/timestamp" where that differs, a star where the
+  /// index leads to it, and in brackets the media sample in it: handler, offset and size, with "!" for a sync sample of
+  /// video and the composition time in milliseconds where it is not 0.
+  std::vector<std::string> fragments;
+
+ private:
+  static std::string describe(const krvo::container::Track& track) {
+    std::string text = qvs::util::toText(track.handler) + " '" + track.handlerName + "' " +
+                       std::string(track.language.begin(), track.language.end());
+    for (const auto& entry : track.descriptions) {
+      text += " " + qvs::util::toText(entry->formatCode);
+      if (const auto* hints = std::get_if<krvo::container::HintFormat>(&entry->format)) {
+        for (const int number : {hints->hintTrackVersion, hints->highestCompatibleVersion, hints->maximumPacketSize}) {
+          text += " " + std::to_string(number);
+        }
+      }
+      text += " " + hex(entry->codecHeader);
+    }
+    for (const std::uint32_t id : track.hintedTracks) text += " ->" + std::to_string(id);
+    return text;
+  }
+
+  static std::string describe(const krvo::container::StoredTag& tag, const krvo::container::Fragment& fragment,
+                              const krvo::container::Movie& movie) {
+    std::string head;
+    std::string media;
+    for (const auto& part : fragment.tracks) {
+      const auto& track = *movie.tracks.at(part.trackId - 1);
+      for (const auto& sample : part.samples) {
+        if (sample.offset < tag.offset || sample.offset >= tag.end()) continue;
+        if (track.isHint()) {
+          head += std::to_string(tag.rawType) + "@" + std::to_string(sample.decodeTime) +
+                  (tag.timestamp == sample.decodeTime ? "" : "/" + std::to_string(tag.timestamp));
+          continue;
+        }
+        media += "[" + qvs::util::toText(track.handler) + " " + std::to_string(sample.offset - tag.offset) + "+" +
+                 std::to_string(sample.size) + (sample.sync && track.isVideo() ? "!" : "") +
+                 (sample.compositionOffset == 0 ? "" : " " + std::to_string(sample.compositionOffset) + "ms") + "]";
+      }
+    }
+    const bool indexed = std::ranges::any_of(fragment.accessPoints, [&](const auto& point) {
+      return fragment.boxes.position() + point.offset == tag.offset;
+    });
+    return head + (indexed ? "*" : "") + media;
+  }
+};
 
 /// An arena that knows how many of its blocks are held.
 class WatchedArena final : public ruvo::k2rpkgutil::IMemoryArena {
@@ -89,6 +166,7 @@ class TrackTable final : public ruvo::k2rpkgutil::IMediaProperties {
 class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackagerContext {
  protected:
   using K2RMediaWriter = ruvo::k2rpkgutil::K2RMediaWriter;
+  using Policy = ruvo::k2rpkgutil::IK2RMediaWriterPolicy;
 
   ruvo::k2rpkgutil::IMemoryArena& getArena() override { return arena; }
 
@@ -111,17 +189,23 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
   void addMp3Track() { addTrack(8, "2f"); }
   void addDataTrack() { addTrack(18, "02"); }
 
-  void add(std::uint8_t type, std::uint32_t time, const char* data, std::uint32_t offset = 0) {
+  ruvo::k2rpkgutil::NQMessage message(std::uint8_t type, const char* data, std::uint32_t time,
+                                      std::uint32_t timestamp) {
     const auto bytes = fromHex(data);
-    queue.emplace_back(arena, time, type, time + offset, bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    return {arena, time, type, timestamp, bytes.data(), static_cast<std::uint32_t>(bytes.size())};
+  }
+  void add(std::uint8_t type, std::uint32_t time, const char* data, std::uint32_t offset = 0) {
+    queue.push_back(message(type, data, time, time + offset));
   }
 
-  std::unique_ptr<K2RMediaWriter> newSegment() {
+  std::unique_ptr<K2RMediaWriter> newSegment() { return newSegment(policy); }
+  std::unique_ptr<K2RMediaWriter> newSegment(Policy& policyOfSegment) {
     file = MemoryStream();
-    return std::make_unique<K2RMediaWriter>(policy, properties, file);
+    return std::make_unique<K2RMediaWriter>(policyOfSegment, properties, file);
   }
-  std::unique_ptr<K2RMediaWriter> continueSegment(std::uint64_t position) {
-    return std::make_unique<K2RMediaWriter>(policy, file, position, warnings);
+  std::unique_ptr<K2RMediaWriter> continueSegment(std::uint64_t position) { return continueSegment(policy, position); }
+  std::unique_ptr<K2RMediaWriter> continueSegment(Policy& policyOfAppend, std::uint64_t position) {
+    return std::make_unique<K2RMediaWriter>(policyOfAppend, file, position, warnings);
   }
   std::uint64_t write(K2RMediaWriter& writer, std::uint32_t limit = 0xFFFFFFFF) {
     const auto bootstrap = fromHex("0a0b0c0d0e");

@@ -1,0 +1,279 @@
+// Protected recordings on a fake library: their tags byte for byte, and segments with their descriptions, samples,
+// roll-over and append.
+
+#include <gtest/gtest.h>
+
+#include "fragmentation/IEncryptorContext.h"
+#include "packaging/EncryptedK2RMediaWriterPolicy.h"
+#include "packaging/ProtectionBox.h"
+#include "tests/encryption/FakeLibrary.h"
+#include "tests/packaging/recordingFixture.h"
+#include "util/QVSException.h"
+#include "wrappers/rkx/RKXException.h"
+
+namespace {
+
+using namespace test;
+using namespace ruvo::k2rpkgutil;
+using namespace qvs::util;
+
+/// A protected recording on a fake library. The metadata text is "QUJD".
+class ProtectedFixture : public RecordingFixture {
+ protected:
+  using EncryptedPolicy = EncryptedK2RMediaWriterPolicy;
+
+  std::unique_ptr<K2RMediaWriter> newProtectedSegment() { return newSegment(protectedPolicy); }
+  /// A policy as the set-up of another writer side makes it.
+  EncryptedPolicy makePolicy(const std::string& metadataText) {
+    return {rkx::RKXEncryptor(std::as_bytes(std::span("key", 3)), "id", {1, 1, 1, 2, 0}), *this, metadataText};
+  }
+  NQMessage message(std::uint8_t type, const char* data) {
+    return RecordingFixture::message(type, data, 0x40, 0x01020304);
+  }
+
+  FakeLibrary library;
+  EncryptedPolicy protectedPolicy = makePolicy("QUJD");
+};
+
+/// The protection box of the fixture's metadata text, for a format code in hex.
+std::string sinfImage(const std::string& format) {
+  return hex(
+      fromHex("00000091 73696e66"  // sinf
+              "0000000c 66726d61" +
+              format +                                                   // frma
+              "00000014 7363686d 01000000 61646b6d 00000001"             // schm
+              "00000069 73636869"                                        // schi
+              "00000061 61646b6d 01000000"                               // adkm
+              "00000046 61686472 02000000"                               // ahdr
+              "0000003a 6170726d 01000000"                               // aprm
+              "00000015 61656962 01000000 4145532d 43424300 10"          // aeib
+              "00000019 616b6579 01000000 0000000d 666c7873 51554a4400"  // akey, flxs
+              "0000000f 61646166 00000000 800010"));                     // adaf
+}
+
+constexpr char kH264[] = "48323634";
+
+std::string flat(const std::string& image) {
+  return hex(fromHex(image));
+}
+
+std::string imageOf(const NQMessage& message) {
+  return hex(std::span(message.header(), message.totalSize()));
+}
+
+using ProtectedTags = ProtectedFixture;
+
+TEST_F(ProtectedTags, ReplaceTheSampleByParametersAndCipherText) {
+  const struct {
+    const char* what;
+    std::uint8_t type;
+    const char* data;
+    // The tag: type and size, the bytes that stay clear, and the cipher text without its filling.
+    const char* head;
+    const char* clear;
+    const char* cipher;
+  } rows[] = {{"AVC", 9, "17 01 0000c8 aabbcc", "29 00002c", "17 01 0000c8", "554433"},
+              {"VP6, one byte of its header goes into the sample", 9, "14 31 aabb", "29 000028", "14", "ce5544"},
+              {"VP6 with alpha", 9, "25 31 aabb", "29 000028", "25", "ce5544"},
+              {"VP6 without a header", 9, "14", "29 000027", "", "eb"},
+              {"H.263", 9, "22 aa", "29 000028", "22", "55"},
+              {"AAC", 8, "af 01 aa", "28 000029", "af 01", "55"},
+              {"MP3", 8, "2f aa", "28 000028", "2f", "55"},
+              {"audio without codec header bytes", 8, "e0 aa", "28 000027", "", "1f55"},
+              {"script data", 18, "02 aa", "32 000027", "", "fd55"},
+              {"script data of the other format", 15, "02 aa", "2f 000027", "", "fd55"},
+              {"whole blocks get one more", 8, "2f 000102030405060708090a0b0c0d0e0f", "28 000038", "2f",
+               "fffefdfc fbfaf9f8 f7f6f5f4 f3f2f1f0"},
+              {"the filter bit is set already", 0x28, "2f aa", "28 000028", "2f", "55"}};
+  for (const auto& row : rows) {
+    library.samples = 0;
+    const NQMessage result = protectedPolicy.encryptMessage(message(row.type, row.data));
+    const auto clear = fromHex(row.clear);
+    auto cipher = fromHex(row.cipher);
+    const std::size_t filling = 16 - cipher.size() % 16;
+    cipher.insert(cipher.end(), filling, static_cast<std::byte>(filling));
+    const auto backPointer = static_cast<std::byte>(11 + clear.size() + 6 + 17 + cipher.size());
+    EXPECT_EQ(imageOf(result), hex(fromHex(std::string(row.head) + "020304 01 000000" + row.clear +
+                                           "01 4600 000011 80 01010101 01010101 01010101 01010101" + hex(cipher) +
+                                           "000000" + hex({&backPointer, 1}))))
+        << row.what;
+    EXPECT_EQ(result.time(), 0x40U);
+    EXPECT_EQ(result.sampleOffset(), 11 + clear.size() + 6) << row.what;
+    EXPECT_EQ(result.sampleSize(), 17 + cipher.size()) << row.what;
+  }
+}
+
+TEST_F(ProtectedTags, CarryAClearSampleInTheSameForm) {
+  library.encryptedKinds = 0;
+  library.filterName = "Name";
+  EXPECT_EQ(imageOf(protectedPolicy.encryptMessage(message(9, "17 01 000000 aabb"))),
+            hex(fromHex("29 000011 020304 01 000000 17 01 000000 01 4e616d6500 000001 00 aabb 0000001c")));
+  EXPECT_EQ(imageOf(protectedPolicy.encryptMessage(message(18, "02"))),
+            hex(fromHex("32 00000b 020304 01 000000 01 4e616d6500 000001 00 02 00000016")));
+}
+
+TEST_F(ProtectedTags, AskTheLibraryAboutEachSample) {
+  const auto asked = [this](std::uint8_t type, const char* data) {
+    library.calls.clear();
+    protectedPolicy.encryptMessage(message(type, data));
+    return library.calls.front();
+  };
+  EXPECT_EQ(asked(9, "17 01 000000 aabb"), "querySample 2 1 64 0 0 0 4") << "no video track yet";
+  addAvcTrack();
+  addAacTrack();
+  newProtectedSegment();
+  EXPECT_EQ(asked(9, "17 01 000000 aabb"), "querySample 2 1 64 0 0 1 4");
+  EXPECT_EQ(asked(8, "af 01 aa"), "querySample 1 2 64 0 0 0 4");
+  EXPECT_EQ(asked(18, "02"), "querySample 1 4 64 0 0 0 4");
+  EXPECT_EQ(asked(15, "02"), "querySample 1 4 64 0 0 0 4");
+  EXPECT_EQ(asked(9, "14 31 aabb"), "querySample 3 1 64 0 0 1 4") << "the track says what it is";
+}
+
+TEST_F(ProtectedTags, TakeOneBlockEach) {
+  {
+    const NQMessage clear = message(9, "17 01 000000 aabb");
+    const NQMessage result = protectedPolicy.encryptMessage(clear);
+    EXPECT_EQ(arena.held, 2);
+    EXPECT_EQ(result.memory()->getSize(), result.totalSize());
+    EXPECT_EQ(imageOf(clear).substr(0, 8), "09000007") << "as it was";
+  }
+  EXPECT_EQ(arena.held, 0);
+}
+
+TEST_F(ProtectedTags, RefuseWhatATagCannotHold) {
+  library.encryptedKinds = 0;
+  const std::vector<std::byte> data(0xFFFFFF - 7, std::byte{0x2F});
+  const NQMessage fits(arena, 0, 8, 0, data.data(), 0xFFFFFF - 7);
+  EXPECT_EQ(protectedPolicy.encryptMessage(fits).dataSize(), 0xFFFFFFU);
+  library.filterName = "FF";
+  EXPECT_THROW(protectedPolicy.encryptMessage(fits), qvs::QVSException);
+  EXPECT_EQ(arena.held, 1);
+}
+
+TEST_F(ProtectedTags, PassOnTheLibrarysStatus) {
+  const NQMessage clear = message(9, "17 01 000000 aabb");
+  for (const char* call : {"querySample", "encryptSample"}) {
+    library.statuses = {{call, 14}};
+    EXPECT_THROW(protectedPolicy.encryptMessage(clear), rkx::RKXException) << call;
+    EXPECT_EQ(arena.held, 1) << call;
+  }
+}
+
+using ProtectedSegment = ProtectedFixture;
+
+TEST_F(ProtectedSegment, DescribesEachTrackUnderAProtectedCode) {
+  addAvcTrack();
+  addAacTrack();
+  addDataTrack();
+  for (int segment = 0; segment < 2; ++segment) {
+    newProtectedSegment();
+    EXPECT_EQ(image().tracks.at(0), "vide 'MainConcept' eng encv " + flat(kAvcC + sinfImage(kH264)));
+    EXPECT_EQ(image().tracks.at(1), "soun 'MainConcept' eng enca " + flat(kEsds + sinfImage("6d703461")));
+    EXPECT_EQ(image().tracks.at(2), "meta 'MainConcept' eng encr " + sinfImage("616d6630"));
+  }
+}
+
+TEST_F(ProtectedSegment, DescribesCodecsWithoutAConfiguration) {
+  addVp6Track();
+  addMp3Track();
+  newProtectedSegment();
+  EXPECT_EQ(image().tracks.at(0), "vide 'MainConcept' eng encv " + sinfImage("56503646"));
+  EXPECT_EQ(image().tracks.at(1), "soun 'MainConcept' eng enca " + sinfImage("2e6d7033"));
+}
+
+TEST_F(ProtectedSegment, RepeatsConfigurationsInTheClear) {
+  addAvcTrack();
+  addAacTrack();
+  addDataTrack();
+  add(9, 0, "17 01 000050 aa");
+  add(8, 0, "af 01 bb");
+  add(9, 40, "27 01 000000 cc");
+  add(18, 50, "02");
+  const auto writer = newProtectedSegment();
+  write(*writer);
+  // A media sample is parameters and cipher text, 17 + 16 bytes, behind the header bytes and six of the filter's.
+  EXPECT_EQ(image().fragments.at(0),
+            "9@0* 8@0 41@0[vide 22+33! 80ms] 40@0[soun 19+33] 41@40[vide 22+33] 50@50[meta 17+33]");
+  EXPECT_EQ(arena.held, 4) << "the queue";
+}
+
+TEST_F(ProtectedSegment, MarksAccessPointsOfAudioAlone) {
+  addMp3Track();
+  add(8, 0, "2f bb");
+  add(8, 0, "e0 bb");
+  write(*newProtectedSegment());
+  EXPECT_EQ(image().fragments.at(0), "40@0*[soun 18+33] 40@0[soun 17+33]") << "a format without header bytes as well";
+}
+
+TEST_F(ProtectedSegment, IsLikeTheClearOneWhereCodecsAreUnknown) {
+  addVp6Track();
+  add(9, 0, "14 00 aa");
+  add(9, 40, "13 00 aa");
+  add(9, 80, "24");
+  write(*newProtectedSegment());
+  EXPECT_EQ(image().fragments.at(0), "41@0*[vide 18+33!] 41@80[vide 17+33]");
+}
+
+TEST_F(ProtectedSegment, IsReadBackAndContinued) {
+  addAvcTrack();
+  addAacTrack();
+  addDataTrack();
+  add(9, 0, "17 01 000000 aa");
+  const std::uint64_t position = write(*newProtectedSegment());
+  const auto tracksBefore = image().tracks;
+
+  EncryptedPolicy later = makePolicy("WFla");
+  const auto writer = continueSegment(later, position);
+  EXPECT_EQ(readBack(*writer), "vide eng 1000 7 H264 vide 640x360 72x72 1 24 160: " + flat(kAvcC) + ": " +
+                                   sinfImage(kH264) + "\nsoun eng 1000 7 mp4a soun 44100x2x2 196: " + flat(kEsds) +
+                                   ": " + sinfImage("6d703461") +
+                                   "\nmeta eng 1000 7 amf0 meta 145: " + sinfImage("616d6630") + "\nhint eng 1000 0\n");
+  queue.clear();
+  add(9, 4000, "17 01 000000 aa");
+  write(*writer);
+  EXPECT_EQ(image().fragments.at(1), "9@4000* 8@4000 41@4000[vide 22+33!]");
+  EXPECT_EQ(library.calls.at(library.calls.size() - 2), "querySample 1 1 4000 0 0 1 4");
+  file = MemoryStream();
+  K2RMediaWriter(later, properties, file);
+  EXPECT_EQ(image().tracks.at(0), tracksBefore.at(0)) << "a new segment has the text of the first";
+}
+
+TEST_F(ProtectedSegment, IsRefusedWhereTheKindOfRecordingDiffers) {
+  addDataTrack();
+  const std::uint64_t inProtected = write(*newProtectedSegment());
+  EXPECT_THROW(continueSegment(inProtected), qvs::QVSException);
+  const std::uint64_t inClear = write(*newSegment());
+  EXPECT_THROW(continueSegment(protectedPolicy, inClear), qvs::QVSException);
+}
+
+TEST(ProtectionBox, IsReadBack) {
+  for (const std::string text : {"", "QUJD", "QUJDRA=="}) {
+    ByteBuffer header(fromHex(kAvcC));
+    const ByteBuffer sinf = makeSinfBox("H264"_4cc, text);
+    header.append(sinf.bytes());
+    const ProtectedCodecHeader split = splitCodecHeader(header);
+    EXPECT_EQ(toText(split.clearFormat), "H264");
+    EXPECT_EQ(hex(split.codec.bytes()), flat(kAvcC));
+    EXPECT_EQ(split.sinf, sinf);
+  }
+}
+
+TEST(ProtectionBox, IsRefusedAfterAnyChangeButOfItsText) {
+  const ByteBuffer good = makeSinfBox("H264"_4cc, "QUJD");
+  for (std::uint64_t i = 0; i < good.size(); ++i) {
+    const bool format = i >= 16 && i < 20;
+    const bool text = i >= 125 && i < 129;
+    if (format || text) continue;
+    ByteBuffer bad = good;
+    bad.data()[i] ^= std::byte{0x10};
+    EXPECT_THROW(splitCodecHeader(bad), MalformedProtection) << i;
+  }
+  for (std::uint64_t size = 0; size < good.size(); ++size) {
+    EXPECT_THROW(splitCodecHeader(good.split(size).first), MalformedProtection) << size;
+  }
+  ByteBuffer longer = good;
+  longer.append(fromHex("00"));
+  EXPECT_THROW(splitCodecHeader(longer), MalformedProtection);
+}
+
+}  // namespace
