@@ -1,10 +1,10 @@
-#include "modules/streams/k2r/K2RIOStream.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "modules/streams/k2r/K2RIOStream.h"
+#include "modules/streams/k2r/fileNames.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
 #include "util/QVSException.h"
@@ -100,6 +100,17 @@ TEST_F(SegmentStream, AnswersNothingWhereThereIsNothing) {
   K2RIOStream missing(&files_, test::modulePath(directory_.path() / "no" / "such"), true);
   missing.open();
   EXPECT_EQ(missing.write("x", 1), 0U);
+}
+
+TEST(FileNames, FollowTheLastNameOfTheStreamPath) {
+  const std::pair<const char*, const char*> pathsAndStems[] = {
+      {"\\var\\rec\\live\\cam1", "\\var\\rec\\live\\cam1\\cam1"},
+      {"cam1", "cam1\\"},
+      {"/var/rec/cam1", "/var/rec/cam1\\"},
+      {"\\rec\\cam1\\", "\\rec\\cam1\\\\"},
+      {"", "\\"}};
+  for (const auto& [path, stem] : pathsAndStems) EXPECT_EQ(makeBasePath(path), stem) << path;
+  EXPECT_EQ(formatSegmentName("b", 4294967295U, ".k2i"), "bSeg4294967295.k2i");
 }
 
 }  // namespace
