@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <new>
-#include <stdexcept>
 #include <string>
 
 #include "tests/support/hex.h"
@@ -342,42 +340,6 @@ TEST(TagStreamLibrary, RefusesWhatIsNoHandleOrRecord) {
   EXPECT_EQ(KrvoMTGTagGetLength(nullptr, &number), kKrvoMTGBadArgument);
   EXPECT_EQ(KrvoMTGReleaseTag(nullptr), kKrvoMTGBadArgument);
   EXPECT_EQ(KrvoMTGScriptDataGetNumber(nullptr, nullptr), kKrvoMTGBadArgument);
-}
-
-TEST(TagStreamCallBacks, TurnExceptionsIntoStatuses) {
-  struct Throwing final : InputStream {
-    void addReference() override { raise(); }
-    void release() override { raise(); }
-    std::uint32_t read(void*, std::uint32_t) override { return raise(), 0; }
-    void seek(std::int64_t, std::uint32_t) override { raise(); }
-    std::int64_t tell() override { return raise(), 0; }
-    void open() override { raise(); }
-    void close() override { raise(); }
-    void (*raise)() = nullptr;
-  };
-  const struct {
-    void (*raise)();
-    std::uint32_t status;
-  } rows[] = {{[] {}, 0},
-              {[] { throw Exception(5); }, 5},
-              {[] { throw std::bad_alloc(); }, 18},
-              {[] { throw std::runtime_error(""); }, 19},
-              {[] { throw 1; }, 1}};
-  Throwing stream;
-  KrvoMTGInputStreamCallBacks table{};
-  stream.fill(table);
-  std::uint32_t done = 0;
-  std::int64_t position = 0;
-  for (const auto& row : rows) {
-    stream.raise = row.raise;
-    EXPECT_EQ(table.addReference(table.context), row.status);
-    EXPECT_EQ(table.release(table.context), row.status);
-    EXPECT_EQ(table.read(table.context, nullptr, 0, &done), row.status);
-    EXPECT_EQ(table.seek(table.context, 0, 0), row.status);
-    EXPECT_EQ(table.tell(table.context, &position), row.status);
-    EXPECT_EQ(table.open(table.context), row.status);
-    EXPECT_EQ(table.close(table.context), row.status);
-  }
 }
 
 }  // namespace
