@@ -38,8 +38,6 @@ class AVFragmenter final : public Fragmenter {
   FragmentDecision addSample(const SampleInfo& sample) override;
   FragmentDecision endOfStream(const SampleInfo& sample) override;
 
-  State state() const { return state_; }
-
  private:
   void begin(std::uint64_t time);
   FragmentDecision startAtKey(std::uint64_t time, std::uint64_t number);

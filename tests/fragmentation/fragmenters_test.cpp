@@ -1,0 +1,271 @@
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <initializer_list>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "fragmentation/FragmenterChoice.h"
+
+namespace {
+
+using namespace ruvo::k2r;
+
+constexpr std::uint32_t kDuration = 4000;
+
+/// Samples in a line, "0k 1000 2000v 2500d": times with k for a key frame, v for another video sample, d for data and
+/// nothing for audio.
+std::vector<SampleInfo> samples(const std::string& text) {
+  std::vector<SampleInfo> result;
+  std::istringstream in(text);
+  for (std::uint64_t time = 0; in >> time;) {
+    SampleInfo sample{.kind = SampleKind::Audio, .time = time, .keyFrame = false};
+    if (std::isalpha(in.peek()) != 0) {
+      const int suffix = in.get();
+      sample.kind = suffix == 'd' ? SampleKind::Data : SampleKind::Video;
+      sample.keyFrame = suffix == 'k';
+    }
+    result.push_back(sample);
+  }
+  if (!in.eof()) throw std::invalid_argument("no samples: " + text);
+  return result;
+}
+
+/// "write 3 [8000,12000) ->4": action, fragment, range, next state.
+std::string describe(const FragmentDecision& decision) {
+  constexpr const char* kActions[] = {"none", "write", "hold", "skip", "flush", "start", "drop"};
+  const auto& range = decision.range;
+  std::ostringstream out;
+  out << kActions[static_cast<std::uint32_t>(decision.action)] << ' ' << range.fragmentNumber << " [" << range.startTime
+      << ',' << range.endTime << ") ->" << range.nextState;
+  return out.str();
+}
+
+/// Every decision that is not None, a line each, behind the time of its sample.
+std::string trace(Fragmenter& fragmenter, const std::vector<SampleInfo>& stream) {
+  std::ostringstream out;
+  for (const auto& sample : stream) {
+    const auto decision = fragmenter.addSample(sample);
+    if (decision.action == FragmentAction::None) continue;
+    out << sample.time << ' ' << describe(decision) << '\n';
+  }
+  return out.str();
+}
+
+/// The same of a new fragmenter.
+template <typename Kind>
+std::string traceOf(const char* stream, std::uint32_t duration = kDuration, bool dropsLeadIn = true) {
+  Kind fragmenter(duration, dropsLeadIn);
+  return trace(fragmenter, samples(stream));
+}
+
+/// What closes the open fragment behind such a stream, with this last sample. To ask changes nothing.
+template <typename Kind>
+std::string endOf(const char* stream, const char* last) {
+  Kind fragmenter(kDuration, true);
+  trace(fragmenter, samples(stream));
+  const SampleInfo sample = samples(last).front();
+  const std::string decision = describe(fragmenter.endOfStream(sample));
+  EXPECT_EQ(describe(fragmenter.endOfStream(sample)), decision) << stream << ", asked again";
+  return decision;
+}
+
+struct Course {
+  const char* what;
+  std::string found, expected;
+};
+
+void expectCourses(std::initializer_list<Course> rows) {
+  for (const Course& row : rows) EXPECT_EQ(row.found, row.expected) << row.what;
+}
+
+// Each row leads into a state and then leaves it by one of its transitions.
+TEST(AVFragmenter, FollowsEveryTransition) {
+  const struct {
+    const char* what;
+    const char* stream;
+    const char* lastDecision;
+  } rows[] = {
+      {"lead-in goes on", "1500 2000k 3999v", "none 0 [0,0) ->1"},
+      {"lead-in, crossing key", "1500 5000k", "start 2 [5000,5000) ->4"},
+      {"lead-in, crossing", "1500 4100", "none 0 [0,0) ->2"},
+      {"awaiting, crossing", "1500 4100 8200 12300", "none 0 [0,0) ->2"},
+      {"awaiting, key in the slot", "1500 4100 5000k", "start 2 [5000,5000) ->4"},
+      {"awaiting, key slots later", "1500 4100 13000k", "start 4 [13000,13000) ->4"},
+      {"open, key in the slot", "0k 1000k", "none 0 [0,0) ->4"},
+      {"open, crossing", "0k 4500v", "none 0 [0,0) ->3"},
+      {"open, crossing by slots", "0k 9000k", "write 1 [0,9000) ->4"},
+      {"slot over, same slot", "0k 4500v 5000v", "none 0 [0,0) ->3"},
+      {"slot over, key", "0k 4500v 5000v 5500k", "write 1 [0,5500) ->4"},
+      {"slot over, crossing", "0k 4500v 8500v", "hold 1 [0,4000) ->6"},
+      {"slot over, crossing key", "0k 4500v 8500k", "hold 1 [0,4000) ->7"},
+      {"held, key", "0k 4500v 8500v 9000k", "flush 2 [4000,9000) ->4"},
+      {"held, crossing", "0k 4500v 8500v 12500v", "skip 2 [4000,8000) ->6"},
+      {"held, crossing by slots", "0k 4500v 20500v 24500v 32500v", "skip 3 [8000,24000) ->6"},
+      {"held, crossing key", "0k 4500v 8500v 12500k", "skip 2 [4000,8000) ->7"},
+      {"held then key, another key", "0k 4500v 8500k 9000k", "none 0 [0,0) ->7"},
+      {"held then key, crossing", "0k 4500v 8500k 12500v", "flush 2 [4000,8000) ->8"},
+      {"held then key, crossing key", "0k 4500v 8500k 12500k", "flush 2 [4000,8000) ->5"},
+      {"open behind, key in the slot", "0k 4500v 8500k 12500k 13000k", "none 0 [0,0) ->5"},
+      {"open behind, crossing key", "0k 4500v 8500k 12500k 16500k", "write 3 [8000,12000) ->5"},
+      {"open behind, crossing", "0k 4500v 8500k 12500k 16500v", "none 0 [0,0) ->3"},
+      {"flushed, key", "0k 4500v 8500k 12500v 13000k", "write 3 [8000,13000) ->4"},
+      {"flushed, crossing", "0k 4500v 8500k 12500v 16500v", "hold 3 [8000,12000) ->6"},
+      {"flushed, crossing key", "0k 4500v 8500k 12500v 16500k", "hold 3 [8000,12000) ->7"},
+  };
+  for (const auto& row : rows) {
+    AVFragmenter fragmenter(kDuration, true);
+    FragmentDecision last;
+    for (const SampleInfo& sample : samples(row.stream)) last = fragmenter.addSample(sample);
+    EXPECT_EQ(describe(last), row.lastDecision) << row.what;
+  }
+}
+
+TEST(AVFragmenter, CutsStreamsOnTheGrid) {
+  expectCourses(
+      {{"key frames every one and a half slots", traceOf<AVFragmenter>("0k 4000v 6000k 8000v 12000k 16000v 18000k"),
+        "6000 write 1 [0,6000) ->4\n12000 hold 2 [6000,8000) ->7\n16000 flush 3 [8000,12000) ->8\n"
+        "18000 write 4 [12000,18000) ->4\n"},
+       {"key frames every two and a half slots", traceOf<AVFragmenter>("0k 4000v 8000v 10000k 12000v 16000v 20000k"),
+        "8000 hold 1 [0,4000) ->6\n10000 flush 2 [4000,10000) ->4\n16000 hold 3 [10000,12000) ->6\n"
+        "20000 skip 4 [12000,16000) ->7\n"},
+       {"key frames every two slots settle into a cycle",
+        traceOf<AVFragmenter>("0k 4000v 8000k 12000v 16000k 20000v 24000k"),
+        "8000 hold 1 [0,4000) ->7\n12000 flush 2 [4000,8000) ->8\n16000 hold 3 [8000,12000) ->7\n"
+        "20000 flush 4 [12000,16000) ->8\n24000 hold 5 [16000,20000) ->7\n"},
+       {"samples at the start of a fragment close nothing", traceOf<AVFragmenter>("0k 4000k 4000v 4000k 8000k"),
+        "4000 write 1 [0,4000) ->4\n8000 write 2 [4000,8000) ->4\n"},
+       {"a key frame follows its grid line at the same time", traceOf<AVFragmenter>("0k 4000 4000k"),
+        "4000 write 1 [0,4000) ->4\n"},
+       {"nothing is dropped before a key frame at the first time", traceOf<AVFragmenter>("0 0k 4000k"),
+        "4000 write 1 [0,4000) ->4\n"},
+       {"the lead-in is kept on request", traceOf<AVFragmenter>("1500 4500k 8000k", kDuration, false),
+        "8000 write 2 [4500,8000) ->4\n"},
+       {"it is kept from the grid line on", traceOf<AVFragmenter>("1500 4500 5000k 8000k", kDuration, false),
+        "8000 write 2 [4000,8000) ->4\n"},
+       {"the end of the clock", traceOf<AVFragmenter>("0k 4294967295k", 0xF0000000, true), "4294967295 write 1 [0,4294967295) ->4\n"},
+       {"as many fragments as there are", traceOf<AVFragmenter>("4294967294k 4294967295k", 1, true),
+        "4294967295 write 4294967295 [4294967294,4294967295) ->4\n"}});
+}
+
+TEST(AVFragmenter, TellsItsCourseInEveryDecision) {
+  AVFragmenter fragmenter(kDuration, true);
+  const struct {
+    const char* sample;
+    FragmentDecision expected;
+  } rows[] = {
+      {"0k", {FragmentAction::None, {0, 0, 0, 1, 0, 4}}},
+      {"1000v", {FragmentAction::None, {0, 0, 0, 1, 1, 4}}},
+      {"9000v", {FragmentAction::None, {0, 0, 0, 3, 1, 3}}},
+      {"10000k", {FragmentAction::WriteFragment, {1, 0, 10000, 3, 3, 4}}},
+      {"21000k", {FragmentAction::WriteFragment, {3, 10000, 21000, 6, 3, 4}}},
+  };
+  for (const auto& row : rows) EXPECT_EQ(fragmenter.addSample(samples(row.sample).front()), row.expected) << row.sample;
+}
+
+TEST(AVFragmenter, EndOfStreamClosesWhatIsOpen) {
+  const struct {
+    const char* stream;
+    const char* decision;
+  } rows[] = {
+      {"", "none 0 [0,0) ->0"},
+      {"1500", "skip 1 [0,20001) ->4294967295"},
+      {"1500 4500", "skip 2 [4000,20001) ->4294967295"},
+      {"0k 4500v", "write 1 [0,20001) ->4294967295"},
+      {"0k", "write 1 [0,20001) ->4294967295"},
+      {"0k 4500v 8500k 12500k", "none 0 [0,0) ->0"},
+      {"0k 4500v 8500v", "flush 2 [4000,20001) ->4294967295"},
+      {"0k 4500v 8500k", "flush 2 [4000,20001) ->4294967295"},
+      {"0k 4500v 8500k 12500v", "write 3 [8000,20001) ->4294967295"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(endOf<AVFragmenter>(row.stream, "20000v"), row.decision) << row.stream;
+}
+
+TEST(SampleInfo, IsReadFromAMessage) {
+  const struct {
+    std::uint8_t type;
+    int firstByte;
+    SampleKind kind;
+    bool keyFrame;
+  } rows[] = {{8, 0x17, SampleKind::Audio, false}, {0x28, 0xAF, SampleKind::Audio, false},
+              {9, 0x17, SampleKind::Video, true},  {0x29, 0x12, SampleKind::Video, true},
+              {9, 0x27, SampleKind::Video, false}, {9, 0x97, SampleKind::Video, false},
+              {9, -1, SampleKind::Video, false},   {18, 0x17, SampleKind::Data, false},
+              {15, 0x17, SampleKind::Data, false}, {0xA9, 0x10, SampleKind::Video, true}};
+  for (const auto& row : rows) {
+    const std::byte payload[] = {static_cast<std::byte>(row.firstByte)};
+    const auto size = row.firstByte < 0 ? 0U : 1U;
+    const auto sample = SampleInfo::ofMessage(row.type, std::span(payload, size), 77);
+    EXPECT_EQ(sample.kind, row.kind) << int{row.type};
+    EXPECT_EQ(sample.keyFrame, row.keyFrame) << int{row.type};
+    EXPECT_EQ(sample.time, 77U);
+  }
+}
+
+TEST(AudioFragmenter, CutsAtTheFirstSampleOfALaterSlot) {
+  expectCourses(
+      {{"from a grid line", traceOf<AudioFragmenter>("0 2000 4010 7999d 8000"),
+        "4010 write 1 [0,4010) ->0\n8000 write 2 [4010,8000) ->0\n"},
+       {"a lead-in is dropped", traceOf<AudioFragmenter>("1500 3000 4000 6000 8000"),
+        "4000 start 1 [1500,4000) ->0\n8000 write 2 [4000,8000) ->0\n"},
+       {"a lead-in is kept on request", traceOf<AudioFragmenter>("1500 4000 8000", kDuration, false),
+        "8000 write 2 [4000,8000) ->0\n"},
+       {"a gap has no decisions of its own", traceOf<AudioFragmenter>("0 4000 24000 24500 28000"),
+        "4000 write 1 [0,4000) ->0\n24000 write 2 [4000,24000) ->0\n28000 write 7 [24000,28000) ->0\n"},
+       {"video is turned away", traceOf<AudioFragmenter>("0 1000k 4000v 4000"),
+        "1000 drop 0 [0,0) ->0\n4000 drop 0 [0,0) ->0\n4000 write 1 [0,4000) ->0\n"}});
+}
+
+TEST(AudioFragmenter, TellsTheNumbersOnBothSidesOfAGap) {
+  AudioFragmenter fragmenter(kDuration, true);
+  EXPECT_EQ(fragmenter.addSample(samples("0").front()), FragmentDecision{});
+  const auto range = fragmenter.addSample(samples("20000").front()).range;
+  EXPECT_EQ(range.previousNumber, 1U);
+  EXPECT_EQ(range.nextNumber, 6U);
+}
+
+TEST(AudioFragmenter, EndOfStreamEndsAtTheLastSample) {
+  EXPECT_EQ(endOf<AudioFragmenter>("", "900"), "write 1 [0,900) ->0");
+  EXPECT_EQ(endOf<AudioFragmenter>("0 4100", "5000"), "write 2 [4100,5000) ->0");
+}
+
+TEST(DualFragmenter, BecomesWhatTheStreamShows) {
+  expectCourses({{"audio until a fragment is complete", traceOf<DualFragmenter>("0 2000 4000 5000k 8000"),
+                  "4000 write 1 [0,4000) ->0\n5000 drop 0 [0,0) ->0\n8000 write 2 [4000,8000) ->0\n"},
+                 {"video after audio drops the lead-in", traceOf<DualFragmenter>("0 1000 3000k 4000k"),
+                  "3000 start 1 [3000,3000) ->4\n4000 write 1 [3000,4000) ->4\n"},
+                 {"video from the start", traceOf<DualFragmenter>("0 0k 2000 4000k"), "4000 write 1 [0,4000) ->4\n"},
+                 {"an audio lead-in binds nothing", traceOf<DualFragmenter>("1500 4000 5000k 8000k"),
+                  "4000 start 1 [1500,4000) ->0\n5000 start 2 [5000,5000) ->4\n8000 write 2 [5000,8000) ->4\n"},
+                 {"audio goes to the video machine", traceOf<DualFragmenter>("0k 4000 6000k"),
+                  "6000 write 1 [0,6000) ->4\n"}});
+}
+
+TEST(DualFragmenter, EndOfStreamDecidesForGood) {
+  DualFragmenter asVideo(kDuration, true);
+  trace(asVideo, samples("0 1000"));
+  EXPECT_EQ(describe(asVideo.endOfStream(samples("2000v").front())), "skip 1 [0,2001) ->4294967295");
+  EXPECT_EQ(trace(asVideo, samples("4000")), "");
+
+  DualFragmenter asAudio(kDuration, true);
+  trace(asAudio, samples("0 1000"));
+  EXPECT_EQ(describe(asAudio.endOfStream(samples("2000").front())), "write 1 [0,2000) ->0");
+  EXPECT_EQ(trace(asAudio, samples("3000k")), "3000 drop 0 [0,0) ->0\n");
+}
+
+TEST(FragmenterChoice, GivesEachRecordingItsClass) {
+  FragmenterChoice choice;
+  EXPECT_EQ(choice.get(), nullptr);
+  choice.makeForNew(kDuration);
+  EXPECT_NE(dynamic_cast<DualFragmenter*>(choice.get()), nullptr);
+  choice.makeForAppend(kDuration, true);
+  EXPECT_EQ(trace(*choice.get(), samples("1500 4000k 8000k")),
+            "4000 start 2 [4000,4000) ->4\n8000 write 2 [4000,8000) ->4\n");
+  choice.makeForAppend(kDuration, false);
+  EXPECT_EQ(trace(*choice.get(), samples("1500k 1500 4000")),
+            "1500 drop 0 [0,0) ->0\n4000 start 1 [1500,4000) ->0\n");
+}
+
+}  // namespace
