@@ -145,7 +145,8 @@ TEST(AVFragmenter, CutsStreamsOnTheGrid) {
         "8000 write 2 [4500,8000) ->4\n"},
        {"it is kept from the grid line on", traceOf<AVFragmenter>("1500 4500 5000k 8000k", kDuration, false),
         "8000 write 2 [4000,8000) ->4\n"},
-       {"the end of the clock", traceOf<AVFragmenter>("0k 4294967295k", 0xF0000000, true), "4294967295 write 1 [0,4294967295) ->4\n"},
+       {"the end of the clock", traceOf<AVFragmenter>("0k 4294967295k", 0xF0000000, true),
+        "4294967295 write 1 [0,4294967295) ->4\n"},
        {"as many fragments as there are", traceOf<AVFragmenter>("4294967294k 4294967295k", 1, true),
         "4294967295 write 4294967295 [4294967294,4294967295) ->4\n"}});
 }
@@ -205,17 +206,16 @@ TEST(SampleInfo, IsReadFromAMessage) {
 }
 
 TEST(AudioFragmenter, CutsAtTheFirstSampleOfALaterSlot) {
-  expectCourses(
-      {{"from a grid line", traceOf<AudioFragmenter>("0 2000 4010 7999d 8000"),
-        "4010 write 1 [0,4010) ->0\n8000 write 2 [4010,8000) ->0\n"},
-       {"a lead-in is dropped", traceOf<AudioFragmenter>("1500 3000 4000 6000 8000"),
-        "4000 start 1 [1500,4000) ->0\n8000 write 2 [4000,8000) ->0\n"},
-       {"a lead-in is kept on request", traceOf<AudioFragmenter>("1500 4000 8000", kDuration, false),
-        "8000 write 2 [4000,8000) ->0\n"},
-       {"a gap has no decisions of its own", traceOf<AudioFragmenter>("0 4000 24000 24500 28000"),
-        "4000 write 1 [0,4000) ->0\n24000 write 2 [4000,24000) ->0\n28000 write 7 [24000,28000) ->0\n"},
-       {"video is turned away", traceOf<AudioFragmenter>("0 1000k 4000v 4000"),
-        "1000 drop 0 [0,0) ->0\n4000 drop 0 [0,0) ->0\n4000 write 1 [0,4000) ->0\n"}});
+  expectCourses({{"from a grid line", traceOf<AudioFragmenter>("0 2000 4010 7999d 8000"),
+                  "4010 write 1 [0,4010) ->0\n8000 write 2 [4010,8000) ->0\n"},
+                 {"a lead-in is dropped", traceOf<AudioFragmenter>("1500 3000 4000 6000 8000"),
+                  "4000 start 1 [1500,4000) ->0\n8000 write 2 [4000,8000) ->0\n"},
+                 {"a lead-in is kept on request", traceOf<AudioFragmenter>("1500 4000 8000", kDuration, false),
+                  "8000 write 2 [4000,8000) ->0\n"},
+                 {"a gap has no decisions of its own", traceOf<AudioFragmenter>("0 4000 24000 24500 28000"),
+                  "4000 write 1 [0,4000) ->0\n24000 write 2 [4000,24000) ->0\n28000 write 7 [24000,28000) ->0\n"},
+                 {"video is turned away", traceOf<AudioFragmenter>("0 1000k 4000v 4000"),
+                  "1000 drop 0 [0,0) ->0\n4000 drop 0 [0,0) ->0\n4000 write 1 [0,4000) ->0\n"}});
 }
 
 TEST(AudioFragmenter, TellsTheNumbersOnBothSidesOfAGap) {
@@ -232,15 +232,15 @@ TEST(AudioFragmenter, EndOfStreamEndsAtTheLastSample) {
 }
 
 TEST(DualFragmenter, BecomesWhatTheStreamShows) {
-  expectCourses({{"audio until a fragment is complete", traceOf<DualFragmenter>("0 2000 4000 5000k 8000"),
-                  "4000 write 1 [0,4000) ->0\n5000 drop 0 [0,0) ->0\n8000 write 2 [4000,8000) ->0\n"},
-                 {"video after audio drops the lead-in", traceOf<DualFragmenter>("0 1000 3000k 4000k"),
-                  "3000 start 1 [3000,3000) ->4\n4000 write 1 [3000,4000) ->4\n"},
-                 {"video from the start", traceOf<DualFragmenter>("0 0k 2000 4000k"), "4000 write 1 [0,4000) ->4\n"},
-                 {"an audio lead-in binds nothing", traceOf<DualFragmenter>("1500 4000 5000k 8000k"),
-                  "4000 start 1 [1500,4000) ->0\n5000 start 2 [5000,5000) ->4\n8000 write 2 [5000,8000) ->4\n"},
-                 {"audio goes to the video machine", traceOf<DualFragmenter>("0k 4000 6000k"),
-                  "6000 write 1 [0,6000) ->4\n"}});
+  expectCourses(
+      {{"audio until a fragment is complete", traceOf<DualFragmenter>("0 2000 4000 5000k 8000"),
+        "4000 write 1 [0,4000) ->0\n5000 drop 0 [0,0) ->0\n8000 write 2 [4000,8000) ->0\n"},
+       {"video after audio drops the lead-in", traceOf<DualFragmenter>("0 1000 3000k 4000k"),
+        "3000 start 1 [3000,3000) ->4\n4000 write 1 [3000,4000) ->4\n"},
+       {"video from the start", traceOf<DualFragmenter>("0 0k 2000 4000k"), "4000 write 1 [0,4000) ->4\n"},
+       {"an audio lead-in binds nothing", traceOf<DualFragmenter>("1500 4000 5000k 8000k"),
+        "4000 start 1 [1500,4000) ->0\n5000 start 2 [5000,5000) ->4\n8000 write 2 [5000,8000) ->4\n"},
+       {"audio goes to the video machine", traceOf<DualFragmenter>("0k 4000 6000k"), "6000 write 1 [0,6000) ->4\n"}});
 }
 
 TEST(DualFragmenter, EndOfStreamDecidesForGood) {
@@ -264,8 +264,7 @@ TEST(FragmenterChoice, GivesEachRecordingItsClass) {
   EXPECT_EQ(trace(*choice.get(), samples("1500 4000k 8000k")),
             "4000 start 2 [4000,4000) ->4\n8000 write 2 [4000,8000) ->4\n");
   choice.makeForAppend(kDuration, false);
-  EXPECT_EQ(trace(*choice.get(), samples("1500k 1500 4000")),
-            "1500 drop 0 [0,0) ->0\n4000 start 1 [1500,4000) ->0\n");
+  EXPECT_EQ(trace(*choice.get(), samples("1500k 1500 4000")), "1500 drop 0 [0,0) ->0\n4000 start 1 [1500,4000) ->0\n");
 }
 
 }  // namespace

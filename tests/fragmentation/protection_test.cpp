@@ -14,7 +14,6 @@
 #include "fragmentation/base64.h"
 #include "fragmentation/loadFile.h"
 #include "tests/encryption/FakeLibrary.h"
-#include "tests/fragmentation/streams.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
 #include "tests/support/hex.h"
@@ -134,12 +133,8 @@ TEST(ProtectionMetadata, FailWithALibraryThatMakesNone) {
   Protected recording;
   FakeLibrary library;
   library.makesNoMetadata = true;
-  try {
-    generateProtectionMetadata(recording.read());
-    FAIL();
-  } catch (const qvs::QVSException& failure) {
-    EXPECT_EQ(failure.message(), "Error (4) - DRM metadata generation failed");
-  }
+  EXPECT_THAT([&] { generateProtectionMetadata(recording.read()); },
+              testing::ThrowsMessage<qvs::QVSException>("Error (4) - DRM metadata generation failed"));
   library.statuses["createMetadata"] = 10;
   EXPECT_THROW(generateProtectionMetadata(recording.read()), rkx::RKXException);
   EXPECT_EQ(library.objects, 0);
@@ -190,13 +185,6 @@ TEST(AdditionalHeader, IsWrittenByteForByte) {
     writeAdditionalHeader(out, header);
     EXPECT_EQ(hex(out.str()), hex(fromHex(std::string(kHead) + row.lengthImage + hex(row.metadata) + kTail)));
   }
-}
-
-TEST(AdditionalHeader, TellsAFullDisk) {
-  FullDisk disk;
-  std::ostream out(&disk);
-  EXPECT_THROW(writeAdditionalHeader(out, {}), std::ios_base::failure);
-  EXPECT_EQ(out.exceptions(), std::ios::goodbit);
 }
 
 }  // namespace

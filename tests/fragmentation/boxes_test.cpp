@@ -1,13 +1,18 @@
+// The boxes of the small files, byte for byte, and what is refused of them.
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "fragmentation/AdditionalHeader.h"
+#include "fragmentation/AfraBox.h"
 #include "fragmentation/BootstrapReader.h"
 #include "fragmentation/BootstrapWriter.h"
-#include "tests/fragmentation/streams.h"
 #include "tests/support/hex.h"
 
 namespace {
@@ -15,13 +20,34 @@ namespace {
 using namespace ruvo::k2r;
 using test::fromHex;
 using test::hex;
-using test::streamOf;
+
+/// A stream of these bytes.
+std::istringstream streamOf(std::span<const std::byte> bytes) {
+  return std::istringstream(std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+}
+
+std::string written(const AfraIndex& index) {
+  std::ostringstream out;
+  writeAfra(out, index);
+  return out.str();
+}
 
 std::string written(const BootstrapInfo& info, bool bodyOnly = false) {
   std::ostringstream out;
   const std::uint64_t count = writeBootstrap(out, info, bodyOnly);
   EXPECT_EQ(count, out.str().size());
   return out.str();
+}
+
+AfraIndex readIndex(std::istream& in) {
+  AfraIndex index;
+  readAfra(in, index);
+  return index;
+}
+
+AfraIndex readIndex(std::string_view hexImage) {
+  auto in = streamOf(fromHex(hexImage));
+  return readIndex(in);
 }
 
 BootstrapInfo read(std::istream& in) {
@@ -33,6 +59,84 @@ BootstrapInfo read(std::istream& in) {
 BootstrapInfo read(std::span<const std::byte> image) {
   auto in = streamOf(image);
   return read(in);
+}
+
+AfraIndex indexOf(bool longIds, bool longOffsets, std::vector<AfraEntry> local, std::vector<AfraEntry> global) {
+  AfraIndex index;
+  index.longIds = longIds;
+  index.longOffsets = longOffsets;
+  index.localEntries = std::move(local);
+  index.globalEntries = std::move(global);
+  return index;
+}
+
+const struct Sample {
+  const char* what;
+  AfraIndex index;
+  const char* image;
+} kSamples[] = {
+    {"empty", {}, "00000015 61667261 00000000 c0 000003e8 00000000"},
+    {"one fragment", indexOf(true, true, {}, {{4000, 3, 2, 0x1122334455667788, 0}}),
+     "00000039 61667261 00000000 e0 000003e8 00000000 00000001"
+     "0000000000000fa0 00000003 00000002 1122334455667788 0000000000000000"},
+    {"narrow", indexOf(false, false, {{1, 0x0A0B0C0D}}, {{0x100000002, 0x0304, 0x0506, 0x0708090A, 11}}),
+     "00000039 61667261 00000000 20 000003e8 00000001 0000000000000001 0a0b0c0d 00000001"
+     "0000000100000002 0304 0506 0708090a 0000000b"},
+    {"long ids only", indexOf(true, false, {}, {{9, 1, 2, kHeldFragmentOffset, 0}}),
+     "00000031 61667261 00000000 a0 000003e8 00000000 00000001 0000000000000009 00000001 00000002 00000000 00000000"},
+    {"long offsets, local only", indexOf(false, true, {{5, 6}}, {}),
+     "00000025 61667261 00000000 40 000003e8 00000001 0000000000000005 0000000000000006"},
+};
+
+TEST(Afra, IsWrittenAndReadByteForByte) {
+  for (const auto& sample : kSamples) {
+    EXPECT_EQ(hex(written(sample.index)), hex(fromHex(sample.image))) << sample.what;
+    EXPECT_EQ(readIndex(sample.image), sample.index) << sample.what;
+  }
+}
+
+TEST(Afra, CutsNumbersThatNarrowFieldsCannotHold) {
+  const AfraIndex wide = indexOf(false, false, {{1, 0x100000002}}, {{1, 0x10003, 0x10004, 0x100000005, 0x100000006}});
+  EXPECT_EQ(readIndex(hex(written(wide))), indexOf(false, false, {{1, 2}}, {{1, 3, 4, 5, 6}}));
+}
+
+TEST(Afra, IgnoresFlagsReservedBitsSizeAndBytesBehind) {
+  auto in = streamOf(fromHex("00000001 61667261 0000000000000003 00ffffff df 000003e8 00000000 ffffffff"));
+  EXPECT_EQ(readIndex(in), AfraIndex{});
+  EXPECT_EQ(in.tellg(), 29);
+}
+
+TEST(Afra, RefusesOtherBoxesAndVersions) {
+  for (const char* image :
+       {"00000015 61667262 00000000 c0 000003e8 00000000", "00000015 61667261 01000000 c0 000003e8 00000000"})
+    EXPECT_THAT([&] { readIndex(image); }, testing::ThrowsMessage<InvalidAfraFormat>("Could not parse afra index"))
+        << image;
+}
+
+TEST(Afra, TakesNoMemoryOnTheWordOfACount) {
+  auto in = streamOf(fromHex("00000015 61667261 00000000 e0 000003e8 ffffffff 00000000"));
+  AfraIndex index;
+  EXPECT_THROW(readAfra(in, index), std::ios_base::failure);
+  EXPECT_LT(index.localEntries.capacity(), 64U);
+}
+
+TEST(AfraIndex, KnowsWhetherItsNumbersRiseByOne) {
+  const struct {
+    std::vector<std::uint32_t> fragments;
+    bool consecutive;
+  } rows[] = {{{}, true},         {{7}, true},     {{7, 8, 9}, true},    {{7, 9}, false},
+              {{7, 8, 8}, false}, {{8, 7}, false}, {{1, 2, 3, 5}, false}};
+  for (const auto& row : rows) {
+    AfraIndex index;
+    for (const auto fragment : row.fragments) index.globalEntries.emplace_back(0U, 1U, fragment, 99U, 0U);
+    EXPECT_EQ(hasConsecutiveFragments(index), row.consecutive) << row.fragments.size();
+  }
+}
+
+TEST(AfraIndex, HeldAndEmptyFragmentsAreNotWritten) {
+  EXPECT_FALSE(AfraEntry(0, 1, 1, kHeldFragmentOffset, 0).isWritten());
+  EXPECT_FALSE(AfraEntry(0, 1, 1, kNoFragmentOffset, 0).isWritten());
+  EXPECT_TRUE(AfraEntry(0, 1, 1, 0xFFFFFFFF, 0).isWritten());
 }
 
 /// After the first fragment of a recording.
@@ -118,14 +222,10 @@ TEST(Bootstrap, RefusesOtherBoxesAndVersions) {
               {"version 1", 8, "01"},
               {"a table that is no asrt", 47, "61667274"},
               {"a table that is no afrt", 73, "61737274"}};
-  for (const auto& row : rows) {
-    try {
-      read(patched(row.offset, row.bytes));
-      ADD_FAILURE() << row.what;
-    } catch (const InvalidBootstrapFormat& failure) {
-      EXPECT_EQ(failure.message(), "Could not parse bootstrap info") << row.what;
-    }
-  }
+  for (const auto& row : rows)
+    EXPECT_THAT([&] { read(patched(row.offset, row.bytes)); },
+                testing::ThrowsMessage<InvalidBootstrapFormat>("Could not parse bootstrap info"))
+        << row.what;
 }
 
 TEST(Bootstrap, IgnoresWhatIsNotForReaders) {
@@ -146,15 +246,6 @@ TEST(Bootstrap, MayHaveALongSizeAndBytesBehindIt) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "rest");
 }
 
-TEST(Bootstrap, CutShortAnywhereIsAStreamFailure) {
-  const std::string whole = written(everyField());
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    std::istringstream in(whole.substr(0, size));
-    EXPECT_THROW(read(in), std::ios_base::failure) << size;
-    EXPECT_EQ(in.exceptions(), std::ios_base::goodbit) << size;
-  }
-}
-
 TEST(Bootstrap, TakesNoMemoryOnTheWordOfACount) {
   for (const std::size_t countOffset : {56U, 86U}) {
     std::istringstream in = streamOf(patched(countOffset, "ffffffff"));
@@ -163,13 +254,6 @@ TEST(Bootstrap, TakesNoMemoryOnTheWordOfACount) {
     for (const auto& table : info.segmentRunTables) EXPECT_LT(table.segmentRuns.capacity(), 64U);
     for (const auto& table : info.fragmentRunTables) EXPECT_LT(table.fragmentRuns.capacity(), 64U);
   }
-}
-
-TEST(Bootstrap, WritersTellAFullDisk) {
-  test::FullDisk disk;
-  std::ostream out(&disk);
-  EXPECT_THROW(writeBootstrap(out, firstFragment(), false), std::ios_base::failure);
-  EXPECT_EQ(out.exceptions(), std::ios_base::goodbit);
 }
 
 TEST(Bootstrap, TextsEndAtTheirFirstZeroByte) {
@@ -186,6 +270,34 @@ TEST(Bootstrap, WritersRefuseAListThatACountCannotTell) {
   std::ostringstream out;
   EXPECT_THROW(writeBootstrap(out, info, false), std::out_of_range);
   EXPECT_EQ(out.str(), "");
+}
+
+/// Reads every shorter beginning of an image, which is no whole one.
+template <typename Read>
+void expectNeedsAll(const std::string& whole, const Read& read) {
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    std::istringstream in(whole.substr(0, size));
+    EXPECT_THROW(read(in), std::ios_base::failure) << size << " of " << hex(whole);
+    EXPECT_EQ(in.exceptions(), std::ios_base::goodbit);
+  }
+}
+
+TEST(Boxes, CutShortAnywhereAreAStreamFailure) {
+  for (const auto& sample : kSamples) expectNeedsAll(written(sample.index), [](auto& in) { readIndex(in); });
+  expectNeedsAll(written(everyField()), [](auto& in) { read(in); });
+}
+
+TEST(Boxes, TellAFullDiskWhenWritten) {
+  struct FullDisk : std::streambuf {};  // takes no byte
+  const std::function<void(std::ostream&)> writers[] = {[](auto& out) { writeAfra(out, {}); },
+                                                        [](auto& out) { writeBootstrap(out, firstFragment(), false); },
+                                                        [](auto& out) { writeAdditionalHeader(out, {}); }};
+  for (const auto& write : writers) {
+    FullDisk disk;
+    std::ostream out(&disk);
+    EXPECT_THROW(write(out), std::ios_base::failure);
+    EXPECT_EQ(out.exceptions(), std::ios_base::goodbit);
+  }
 }
 
 }  // namespace
