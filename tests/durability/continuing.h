@@ -42,15 +42,4 @@ inline void expectWhole(const Recorder& recorder) {
   EXPECT_EQ(verification.status(), host::ExitStatus::kOk) << textReport(verification) << recorder.log();
 }
 
-inline std::string textOf(const std::vector<std::byte>& bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-/// Messages of a stream one behind another.
-inline std::vector<StreamMessage> operator+(std::vector<StreamMessage> first,
-                                            const std::vector<StreamMessage>& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
 }  // namespace test

@@ -76,8 +76,7 @@ class Follower {
     ASSERT_EQ(counted, entry.fragment) << "another fragment";
     std::vector<std::byte> bytes(static_cast<std::size_t>(boxes.end() - entry.afraOffset));
     file.read(entry.afraOffset, bytes);
-    fragments_[{entry.segment, entry.fragment}] = {
-        entry.afraOffset, std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size())};
+    fragments_[{entry.segment, entry.fragment}] = {entry.afraOffset, textOf(bytes)};
   }
 
   const Recorder& recorder_;

@@ -25,10 +25,6 @@ void run(Recorder& recorder, std::uint32_t flags, const std::vector<StreamMessag
   recorder.close();
 }
 
-std::string textOf(const std::vector<std::byte>& bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 std::string withoutMoov(const std::string& segment) {
   const auto fragments = segment.find("afra");
   return fragments == std::string::npos ? "" : segment.substr(fragments);
@@ -116,11 +112,6 @@ bool names(const host::Verification& verification, const std::string& file, std:
     return finding.severity != host::Severity::kNote && finding.file == file && finding.offset &&
            *finding.offset >= first && *finding.offset <= last;
   });
-}
-
-std::vector<StreamMessage> operator+(std::vector<StreamMessage> first, const std::vector<StreamMessage>& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
 }
 
 std::vector<StreamMessage> otherCodecs(std::uint32_t until) {

@@ -60,8 +60,6 @@ void expectSameFiles(const MadeRecording& expected, const std::filesystem::path&
 bool names(const host::Verification& verification, const std::string& file);
 bool names(const host::Verification& verification, const std::string& file, std::uint64_t first, std::uint64_t last);
 
-/// Messages of a stream one behind another.
-std::vector<StreamMessage> operator+(std::vector<StreamMessage> first, const std::vector<StreamMessage>& second);
 /// VP6, MP3, script data of both kinds, and now and then a picture of no bytes.
 std::vector<StreamMessage> otherCodecs(std::uint32_t until);
 

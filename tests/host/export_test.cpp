@@ -4,9 +4,6 @@
 
 #include <algorithm>
 
-#include "host/StopSignal.h"
-#include "host/input/openInput.h"
-#include "tests/host/LogCapture.h"
 #include "tests/host/RecordingMaker.h"
 #include "tests/host/commandRun.h"
 #include "tests/host/tagStreams.h"
@@ -16,12 +13,6 @@ namespace {
 
 using namespace test;
 using Messages = std::vector<StreamMessage>;
-
-Messages messagesOf(const std::string& path) {
-  const host::StopSignal stop;
-  LogCapture capture;
-  return readAll(*host::openInput(path, {}, capture.log(), stop));
-}
 
 /// Exports and gives back the tags of the file.
 Messages exported(const MadeRecording& recording, const std::vector<std::string>& options = {}) {

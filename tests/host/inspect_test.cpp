@@ -106,7 +106,7 @@ TEST(Inspect, TellsWhatThePackagerMakesOfATagStream) {
   const TempDirectory directory;
   const std::string path = directory.file("in.mtg");
   const auto image = tagFile(stream().keyFramesEvery(2000).audio(500).until(4000));
-  writeWholeFile(path, {reinterpret_cast<const char*>(image.data()), image.size()});
+  writeWholeFile(path, textOf(image));
   const Json document = describe(path);
   EXPECT_EQ(document["kind"], "tagStream");
   EXPECT_EQ(document["size"], image.size());

@@ -20,8 +20,7 @@ class TagStreamTest : public testing::Test {
  protected:
   /// Puts the bytes of a hex text into a file.
   std::string file(const std::string& image) {
-    const auto bytes = test::fromHex(image);
-    test::writeWholeFile(directory_.file("in.mtg"), {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    test::writeWholeFile(directory_.file("in.mtg"), test::textOf(test::fromHex(image)));
     return directory_.file("in.mtg");
   }
   TagStream open(const std::string& path) { return TagStream(std::make_unique<FileInput>(path, stop_)); }

@@ -1,11 +1,13 @@
 #include "tests/host/tagStreams.h"
 
-#include <array>
+#include <algorithm>
 
+#include "host/StopSignal.h"
+#include "host/input/openInput.h"
+#include "tests/host/LogCapture.h"
 #include "tests/support/TestHost.h"
 #include "tests/support/hex.h"
-#include "util/bytes.h"
-#include "util/tagHeader.h"
+#include "tests/support/tagFile.h"
 
 namespace test {
 
@@ -17,23 +19,21 @@ std::vector<StreamMessage> readAll(host::Input& input) {
   return messages;
 }
 
+std::vector<StreamMessage> messagesOf(const std::string& path) {
+  const host::StopSignal stop;
+  LogCapture capture;
+  return readAll(*host::openInput(path, {}, capture.log(), stop));
+}
+
 bool isSequenceHeader(const StreamMessage& message) {
   const bool hasOne = message.type == 9 || (message.type == 8 && message.data.at(0) == std::byte{0xAF});
   return hasOne && message.data.at(1) == std::byte{0};
 }
 
 void writeTagStream(const std::vector<StreamMessage>& messages, const std::filesystem::path& file) {
-  qvs::util::ByteWriter out;
-  out.bytes(fromHex("464c56 01 05 00000009 00000000"));
-  for (const StreamMessage& message : messages) {
-    const auto size = static_cast<std::uint32_t>(message.data.size());
-    std::array<std::byte, qvs::util::kTagHeaderSize> header = {};
-    qvs::util::writeTagHeader(header.data(), message.type, size, message.time);
-    out.bytes(header);
-    out.bytes(message.data);
-    out.u32(size + 11);
-  }
-  writeWholeFile(file, {reinterpret_cast<const char*>(out.bytes().data()), out.size()});
+  auto image = tagFile(messages);
+  std::ranges::copy(fromHex("464c56"), image.begin());
+  writeWholeFile(file, textOf(image));
 }
 
 }  // namespace test

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <vector>
 
 #include "host/input/Input.h"
@@ -10,6 +11,8 @@ namespace test {
 
 /// All messages of an input.
 std::vector<StreamMessage> readAll(host::Input& input);
+/// What `k2r record` takes from a file.
+std::vector<StreamMessage> messagesOf(const std::string& path);
 /// Of AVC or AAC.
 bool isSequenceHeader(const StreamMessage& message);
 /// Writes messages into a tag stream that the ffmpeg tool reads, too.

@@ -70,4 +70,9 @@ std::vector<StreamMessage> StreamBuilder::until(std::uint32_t timeMs) const {
   return messages;
 }
 
+std::vector<StreamMessage> operator+(std::vector<StreamMessage> first, const std::vector<StreamMessage>& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
 }  // namespace test

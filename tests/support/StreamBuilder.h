@@ -61,4 +61,7 @@ StreamMessage aacSequenceHeader(std::uint32_t timeMs);
 StreamMessage avcFrame(std::uint32_t timeMs, bool keyFrame, std::uint32_t size, std::uint32_t seed);
 StreamMessage aacFrame(std::uint32_t timeMs, std::uint32_t size, std::uint32_t seed);
 
+/// Messages of a stream one behind another.
+std::vector<StreamMessage> operator+(std::vector<StreamMessage> first, const std::vector<StreamMessage>& second);
+
 }  // namespace test

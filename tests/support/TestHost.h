@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <map>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -48,6 +49,8 @@ class DiskFileContext : public IMOFileContext {
 
 /// A native path in the form that the module takes: every slash a backslash.
 std::string modulePath(const std::filesystem::path& native);
+/// The same bytes.
+std::string textOf(std::span<const std::byte> bytes);
 std::string readWholeFile(const std::filesystem::path& path);
 void writeWholeFile(const std::filesystem::path& path, const std::string& content);
 
