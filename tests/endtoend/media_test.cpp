@@ -6,8 +6,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "tests/endtoend/frameHashes.h"
-#include "tests/endtoend/shell.h"
+#include "tests/endtoend/mediaTools.h"
 #include "tests/support/TempDirectory.h"
 
 namespace {
@@ -18,7 +17,7 @@ constexpr const char* kVideoSource = "-f lavfi -i testsrc2=size=320x180:rate=25:
 constexpr const char* kAudioSource = "-f lavfi -i sine=frequency=440:sample_rate=44100:duration=15 ";
 constexpr const char* kVideoCoding = "-c:v libx264 -preset ultrafast -bf 2 -b_strategy 0 -g 50 -pix_fmt yuv420p ";
 
-std::string both(const std::string& coding = std::string(kVideoCoding) + "-c:a aac") {
+std::string both(const std::string& coding = std::string(kVideoCoding) + "-c:a aac ") {
   return std::string(kVideoSource) + kAudioSource + coding;
 }
 
@@ -105,10 +104,15 @@ TEST_F(Media, KeepsEveryAudioPacket) {
 }
 
 TEST_F(Media, KeepsSoundAndPictureTogether) {
-  for (const char* const options : {"", "--set Recording/FragmentDuration=2000 --set Recording/SegmentDuration=3000"}) {
-    SCOPED_TRACE(options);
-    recordClip("clip.mp4", both(), options);
-    EXPECT_EQ(std::filesystem::exists(segment(4)), *options != '\0') << "over roll-overs";
+  constexpr const char* kRolling = "--set Recording/FragmentDuration=2000 --set Recording/SegmentDuration=3000";
+  const struct {
+    const char *name, *coding, *options;
+  } rows[] = {{"clip.mp4", "", ""}, {"clip.mp4", "", kRolling}, {"clip.flv", "", ""},
+              {"clip.mov", "-movflags frag_keyframe", ""}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.name) + row.options);
+    recordClip(row.name, both() + row.coding, row.options);
+    EXPECT_EQ(std::filesystem::exists(segment(4)), row.options == kRolling) << "over roll-overs";
     EXPECT_LE(std::abs(expectFrames("v", "", 300) - expectFrames("a", "copy", 500)), 1);
   }
 }

@@ -12,7 +12,7 @@
 #include "host/exporting/RecordedTags.h"
 #include "host/keys/keySet.h"
 #include "host/unprotect/unprotectRecording.h"
-#include "tests/endtoend/shell.h"
+#include "tests/endtoend/mediaTools.h"
 #include "tests/host/LogCapture.h"
 #include "tests/host/RecordingMaker.h"
 #include "tests/host/commandRun.h"

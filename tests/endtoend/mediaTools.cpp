@@ -1,14 +1,15 @@
-#include "tests/endtoend/frameHashes.h"
+#include "tests/endtoend/mediaTools.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
-
-#include "tests/endtoend/shell.h"
 
 namespace test {
 namespace {
@@ -29,6 +30,29 @@ FrameHash parseFrame(const std::string& line, std::pair<double, double> unit) {
 }
 
 }  // namespace
+
+CommandResult run(const std::string& line) {
+  FILE* const pipe = ::popen(("( " + line + " ) 2>&1 </dev/null").c_str(), "r");
+  if (pipe == nullptr) throw std::runtime_error("cannot run: " + line);
+  CommandResult result;
+  std::array<char, 4096> buffer{};
+  while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
+    result.output.append(buffer.data(), count);
+  }
+  const int status = ::pclose(pipe);
+  if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+  return result;
+}
+
+std::string mustRun(const std::string& line) {
+  CommandResult result = run(line);
+  if (result.status != 0) throw std::runtime_error("failed: " + line + "\n" + result.output);
+  return std::move(result.output);
+}
+
+void makeClip(const std::string& arguments, const std::string& file) {
+  mustRun("ffmpeg -v error -y " + arguments + " 'file:" + file + "'");
+}
 
 std::vector<FrameHash> frameHashes(const std::string& file, const std::string& stream, const std::string& codec) {
   const std::string how = codec.empty() ? "-fps_mode passthrough -enc_time_base -1" : "-c " + codec;
