@@ -1,13 +1,18 @@
-// A wrong byte in a segment is found, and named by file and place; and so is a segment that is cut short.
+// A wrong byte is found in any file, and named by file and place; and so is a file that ends early or late.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 #include <set>
 
 #include "host/files/TagContent.h"
+#include "host/files/imageFields.h"
+#include "host/files/smallFiles.h"
 #include "platform/container/SegmentReader.h"
 #include "tests/host/RecordingMaker.h"
+#include "util/bytes.h"
 
 namespace {
 
@@ -16,6 +21,136 @@ using host::ExitStatus;
 using host::Severity;
 using host::Verification;
 using krvo::container::BoxSpan;
+
+StreamBuilder av(std::uint32_t keyFrames) {
+  return stream().keyFramesEvery(keyFrames).framesEvery(500).audio(700);
+}
+
+/// Changes each byte of a file in turn, as `changesOf` says for its place, and answers the places of those that a check
+/// does not find: `isFound` judges what it says.
+std::set<std::size_t> missedChanges(const MadeRecording& recording, const std::string& suffix,
+                                    const std::function<std::vector<int>(std::size_t)>& changesOf,
+                                    const std::function<bool(const Verification&, std::size_t)>& isFound) {
+  std::set<std::size_t> missed;
+  const std::string good = recording.read(suffix);
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    for (const int change : changesOf(i)) {
+      std::string bad = good;
+      bad[i] = static_cast<char>(bad[i] ^ change);
+      recording.write(suffix, bad);
+      if (!isFound(recording.verify(), i)) missed.insert(i);
+    }
+  }
+  recording.write(suffix, good);
+  return missed;
+}
+
+/// Tells which offset has to be named for a byte; nothing where the file as such will do.
+using PlaceOf = std::function<std::optional<std::uint64_t>(std::size_t)>;
+
+/// The places of a small file's bytes whose change is not found. What is found has to be named by its place.
+std::set<std::size_t> bytesThatMayChange(const MadeRecording& recording, const std::string& suffix,
+                                         const PlaceOf& placeOf) {
+  const auto isFound = [&](const Verification& verification, std::size_t i) {
+    if (!names(verification, "cam1" + suffix)) return false;
+    const std::optional<std::uint64_t> place = placeOf(i);
+    EXPECT_TRUE(!place || names(verification, "cam1" + suffix, *place, *place))
+        << suffix << " byte " << i << ", expected at " << place.value_or(0) << "\n"
+        << textReport(verification);
+    return true;
+  };
+  return missedChanges(
+      recording, suffix,
+      [](std::size_t) {
+        return std::vector{0x01, 0x80};
+      },
+      isFound);
+}
+
+/// The field that a byte of an index belongs to.
+std::optional<std::uint64_t> placeInIndex(std::size_t i) {
+  constexpr std::size_t kFirstEntry = 25;
+  constexpr std::size_t kEntrySize = 32;
+  if (i < kFirstEntry) return std::nullopt;
+  const std::size_t entry = i - (i - kFirstEntry) % kEntrySize;
+  std::size_t field = 0;
+  for (const std::size_t start :
+       {host::kEntrySegment, host::kEntryFragment, host::kEntryPosition, host::kEntryOffsetInside}) {
+    if (i >= entry + start) field = start;
+  }
+  return entry + field;
+}
+
+/// The field that a byte of the bootstrap belongs to; nothing for the fields that others are counted, measured or told
+/// apart by.
+PlaceOf placeInBootstrap(const MadeRecording& recording) {
+  const auto fields = host::listFields(host::parseBootstrap(qvs::util::asBytes(recording.read(".bootstrap"))));
+  return [fields](std::size_t i) -> std::optional<std::uint64_t> {
+    const auto field = std::ranges::find_if(fields, [i](const auto& known) { return i < known.end(); });
+    for (const char* const part : {"count", "box size", " type", " version", "flags", "entry", "identifier", "data"}) {
+      if (field->name.find(part) != std::string::npos && field->name != "bootstrap version") return std::nullopt;
+    }
+    // A marker is told by its duration of 0, and has a field more.
+    const auto isMarker = [](const auto& known) { return known.name.ends_with("discontinuity"); };
+    if (isMarker(*field) || (field + 1 != fields.end() && isMarker(*(field + 1)))) return std::nullopt;
+    return field->offset;
+  };
+}
+
+TEST(VerifySmallFiles, FindsEveryByteThatChanges) {
+  const struct {
+    const char* what;
+    RecordingPlan plan;
+    std::set<std::size_t> freeInBootstrap, freeInIndex;
+  } rows[] = {
+      {"two segments",
+       {.messages = av(2000).until(20001), .settings = {{"Recording/SegmentDuration", "8000"}}},
+       {},
+       {}},
+      // A recorder that takes back a held fragment at the stop leaves the change of the table and the count of numbers
+      // that it had announced, and nothing else tells how many these were: the low bytes of the bootstrap version and
+      // of the fragments in the last segment.
+      {"a held fragment", {.messages = av(10000).until(38001)}, {15, 65, 66, 67}, {}},
+      {"a lead-in", {.messages = stream().audio(500).from(1500).until(16001)}, {}, {}},
+      {"a gap", {.messages = av(2000).until(9000) + av(2000).withoutHeaders().from(30000).until(40001)}, {}, {}},
+      // The first of several numbers that a reopened recorder passes over has a time that no other file tells, between
+      // those around it.
+      {"an append over a gap",
+       {.messages = av(2000).until(9000), .appended = av(2000).from(31000).until(44001)},
+       {},
+       {95, 96}}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    const MadeRecording recording(row.plan);
+    ASSERT_EQ(recording.verify().status(), ExitStatus::kOk);
+    const auto expectFound = [&](const char* suffix, const PlaceOf& placeOf, const std::set<std::size_t>& free) {
+      const auto missed = bytesThatMayChange(recording, suffix, placeOf);
+      EXPECT_TRUE(std::ranges::includes(free, missed)) << suffix << ' ' << testing::PrintToString(missed);
+    };
+    expectFound(".control", [](std::size_t) { return 0; }, {});
+    expectFound(".bootstrap", placeInBootstrap(recording), row.freeInBootstrap);
+    expectFound("Seg1.k2i", placeInIndex, row.freeInIndex);
+    if (std::filesystem::exists(recording.path("Seg2.k2i"))) expectFound("Seg2.k2i", placeInIndex, {});
+  }
+}
+
+TEST(VerifySmallFiles, FindsFilesThatEndEarlyOrLate) {
+  const MadeRecording recording({.messages = av(2000).until(12001)});
+  for (const std::string suffix : {".control", ".bootstrap", ".meta", "Seg1.k2i"}) {
+    const std::string good = recording.read(suffix);
+    for (std::size_t size = 0; size < good.size(); ++size) {
+      SCOPED_TRACE(suffix + " of " + std::to_string(size) + " bytes");
+      recording.write(suffix, good.substr(0, size));
+      const Verification verification = recording.verify();
+      EXPECT_TRUE(names(verification, "cam1" + suffix));
+      // The base time can be had from the fragments; an append does that.
+      EXPECT_EQ(verification.status(), suffix == ".control" ? ExitStatus::kRepairable : ExitStatus::kDamaged);
+    }
+    recording.write(suffix, good + '\0');
+    EXPECT_TRUE(names(recording.verify(), "cam1" + suffix)) << suffix;
+    recording.write(suffix, good);
+  }
+}
 
 /// Two segments of fragments with few samples.
 RecordingPlan smallPlan() {
@@ -48,20 +183,17 @@ std::vector<bool> decoderBytes(const MadeRecording& recording, const std::string
 TEST(VerifySegment, FindsEveryByteOfAFragmentThatChanges) {
   const MadeRecording recording(smallPlan());
   ASSERT_EQ(recording.verify().status(), ExitStatus::kOk);
-  const std::string good = recording.read("Seg1.k2r");
   const std::vector<bool> payload = decoderBytes(recording, "Seg1.k2r");
-  const auto begin = static_cast<std::size_t>(recording.boxesOf("Seg1.k2r").moov->end());
-  std::set<std::size_t> missed;
-  for (std::size_t i = begin; i < good.size(); ++i) {
-    if (payload[i]) continue;
-    std::string bad = good;
+  const auto begin = recording.boxesOf("Seg1.k2r").moov->end();
+  const auto changesOf = [&](std::size_t i) -> std::vector<int> {
+    if (i < begin || payload[i]) return {};
     // Bit 5 of a tag's type means nothing in a recording that is not protected: the host's byte is stored as it came.
-    const int change = i % 8 == 5 ? 0x21 : 1 << i % 8;
-    bad[i] = static_cast<char>(bad[i] ^ change);
-    recording.write("Seg1.k2r", bad);
-    if (!names(recording.verify(), "cam1Seg1.k2r", 0, good.size())) missed.insert(i);
-  }
-  EXPECT_EQ(missed, std::set<std::size_t>());
+    return {i % 8 == 5 ? 0x21 : 1 << i % 8};
+  };
+  const auto isFound = [&](const Verification& verification, std::size_t) {
+    return names(verification, "cam1Seg1.k2r", 0, payload.size());
+  };
+  EXPECT_EQ(missedChanges(recording, "Seg1.k2r", changesOf, isFound), std::set<std::size_t>());
 }
 
 TEST(VerifySegment, NamesTheFieldThatChanges) {
