@@ -25,22 +25,30 @@ class OneFile final : public IMOFileContext {
     calls << "open(" << path << ',' << std::hex << flags << ',' << mode << ',' << share << std::dec << ") ";
     return handle;
   }
-  void close(std::int32_t of, std::uint32_t) override { calls << "close(" << of << ") "; }
+  void close(std::int32_t of, std::uint32_t flags) override {
+    EXPECT_EQ(flags, 0U);
+    calls << "close(" << of << ") ";
+  }
   std::int32_t read(std::int32_t of, std::uint64_t offset, void* buffer, std::uint32_t length) override {
     calls << "read(" << of << ',' << offset << ',' << length << ") ";
     std::ranges::copy(content, static_cast<char*>(buffer));
-    return static_cast<std::int32_t>(content.size());
+    return content.empty() ? -1 : static_cast<std::int32_t>(content.size());
   }
   std::int32_t write(std::int32_t of, std::uint64_t offset, const void* buffer, std::uint32_t length) override {
     calls << "write(" << of << ',' << offset << ',' << length << ") ";
     content.assign(static_cast<const char*>(buffer), length);
     return of == -1 ? -1 : static_cast<std::int32_t>(length) + tooMany;
   }
-  std::int32_t fileStatus(std::int32_t, IMOFileStatus* status, std::uint32_t) override {
+  std::int32_t fileStatus(std::int32_t of, IMOFileStatus* status, std::uint32_t flags) override {
+    EXPECT_EQ(of, handle);
+    EXPECT_EQ(flags, 0U);
     status->size = size;
     return statusAnswer;
   }
-  std::int32_t pathStatus(const char*, IMOFileStatus*, std::uint32_t) override { return exists ? 0 : -1; }
+  std::int32_t pathStatus(const char* path, IMOFileStatus*, std::uint32_t flags) override {
+    EXPECT_EQ(flags, 0U);
+    return path == present ? 0 : absentAnswer;
+  }
   std::int32_t remove(const char*, std::uint32_t, std::uint32_t) override { return -1; }
   std::int32_t createDirectory(const char* path) override {
     calls << "createDirectory(" << path << ") ";
@@ -53,7 +61,9 @@ class OneFile final : public IMOFileContext {
   std::int32_t statusAnswer = 0;
   /// What the answer of a write has above its length.
   std::int32_t tooMany = 0;
-  bool exists = true;
+  /// The one path that exists, and what is answered for any other.
+  std::string present = "file";
+  std::int32_t absentAnswer = -1;
   std::ostringstream calls;
 };
 
@@ -95,7 +105,8 @@ TEST_F(AutoFile, SaysWhyAFileIsNotLoaded) {
               {0, 0, -1, "Read buffer size too large to initialize, size = -1", "close(0) "},
               {0, 0, 1LL << 32, "Read buffer size too large to initialize, size = 4294967296", "close(0) "},
               {0, 0, 0, "(nothing)", "close(0) "},
-              {0, 0, 4, "(nothing)", "read(0,0,4) close(0) "}};
+              {0, 0, 4, "(nothing)", "read(0,0,4) close(0) "},
+              {-2, 0, 4, "(nothing)", "read(-2,0,4) close(-2) "}};
   for (const auto& row : rows) {
     files_.handle = row.handle;
     files_.statusAnswer = row.statusAnswer;
@@ -118,10 +129,12 @@ TEST_F(AutoFile, HandsOutTheFileFrontToBack) {
 }
 
 TEST_F(AutoFile, WhatIsNotDeliveredReadsAsZeros) {
-  files_.content = "01";
   files_.size = 4;
-  AutoFileLoad file(NQString(u"file"), &files_);
-  EXPECT_EQ(readText(file, 4), std::string("01\0\0", 4));
+  for (const std::string& delivered : {std::string("01"), std::string()}) {
+    files_.content = delivered;
+    AutoFileLoad file(NQString(u"file"), &files_);
+    EXPECT_EQ(readText(file, 4), delivered + std::string(4 - delivered.size(), '\0'));
+  }
 }
 
 TEST_F(AutoFile, GrowsByDoublingAndKeepsWhatItHas) {
@@ -157,9 +170,18 @@ TEST_F(AutoFile, GoesOnBehindABufferAndLeavesItAlone) {
 }
 
 TEST_F(AutoFile, CommitMakesTheDirectoryInFrontOfTheLastBackslash) {
-  files_.exists = false;
-  save(4, u"\\a\\b\\file").commit();
-  EXPECT_EQ(calls(), "createDirectory(\\a\\b) open(\\a\\b\\file,8301,180,0) write(7,0,0) close(7) ");
+  const std::string create = "createDirectory(\\a\\b) ", write = "open(\\a\\b\\file,8301,180,0) write(7,0,0) close(7) ";
+  const struct {
+    const char* present;
+    std::int32_t absentAnswer;
+    std::string calls;
+  } rows[] = {{"\\a\\b", -1, create + write}, {"", 1, create + write}, {"\\a\\b\\file", -1, write}};
+  for (const auto& row : rows) {
+    files_.present = row.present;
+    files_.absentAnswer = row.absentAnswer;
+    save(4, u"\\a\\b\\file").commit();
+    EXPECT_EQ(calls(), row.calls) << row.present;
+  }
   save(4, u"a/file").commit();
   EXPECT_EQ(calls(), "open(a/file,8301,180,0) write(7,0,0) close(7) ");
   files_.handle = -1;
@@ -186,6 +208,15 @@ TEST_F(AutoFile, CommitReportsAnyOtherAnswerThanTheLength) {
   }
 }
 
+struct CountedWrites final : ISerialize {
+  void write(const void* bytes, std::uint64_t size) override {
+    content.append(static_cast<const char*>(bytes), size);
+    ++count;
+  }
+  std::string content;
+  int count = 0;
+};
+
 TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
   const struct {
     std::size_t byteCount;
@@ -197,11 +228,11 @@ TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
               {9, 0xF102030405060708, "f1020304 05060708", 0xF102030405060708},
               {0, 7, "", 0}};
   for (const auto& row : rows) {
-    AutoFileSave out = save(16);
+    CountedWrites out;
     writeNumber(out, row.byteCount, row.value);
-    out.commit();
-    EXPECT_EQ(test::hex(files_.content), row.image);
-    AutoFileLoad in = load(files_.content);
+    EXPECT_EQ(test::hex(out.content), row.image);
+    EXPECT_EQ(out.count, 1);
+    AutoFileLoad in = load(out.content);
     EXPECT_EQ(readNumber(in, row.byteCount), row.readBack);
   }
 }

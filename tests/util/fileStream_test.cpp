@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/os/paths.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
 #include "util/FileStream.h"
@@ -30,7 +32,7 @@ std::int64_t codeOf(const Operation& operation) {
     operation();
   } catch (const IOStreamException& failure) {
     EXPECT_EQ(failure.message(), "");
-    EXPECT_TRUE(failure.path().ends_with("file")) << failure.path();
+    EXPECT_TRUE(platform::os::toNative(failure.path()).ends_with("/file")) << failure.path();
     return failure.code();
   }
   return -1;
@@ -100,8 +102,9 @@ TEST_F(FileStreamTest, ANewFileIsItsOwnersAlone) {
 }
 
 TEST_F(FileStreamTest, IsReadFromWhereItStands) {
-  put("0123456789");
   FileReadStream stream(test::modulePath(path()));
+  EXPECT_EQ(codeOf([&] { stream.open(); }), 6) << "reading makes no file";
+  put("0123456789");
   EXPECT_EQ(stream.open(), 0U);
   const struct {
     std::int64_t offset;
@@ -135,6 +138,37 @@ TEST_F(FileStreamTest, AClosedStreamFailsWhereThereIsSomethingToDo) {
   EXPECT_EQ(stream.tell(), -1);
   EXPECT_EQ(stream.open(), 0U) << "may be opened again";
   stream.close();
+}
+
+TEST_F(FileStreamTest, ClosesItsDescriptorOnceAndOnlyWhenTold) {
+  const int next = ::dup(0);
+  ::close(next);
+  {
+    FileStream stream(path(), openFlagsFor(true, true));
+    stream.open();
+    stream.close();
+    EXPECT_EQ(::dup(0), next) << "free again";
+    stream.close();
+    EXPECT_EQ(::close(next), 0) << "somebody else's";
+    stream.open();
+  }
+  EXPECT_EQ(::close(next), 0) << "left open";
+}
+
+TEST_F(FileStreamTest, KeepsTheOpenFileWhereItCannotBeOpenedAgain) {
+  put("0123");
+  FileStream stream(path(), 0x8000);
+  stream.open();
+  std::filesystem::remove(path());
+  EXPECT_EQ(codeOf([&] { stream.open(); }), 6);
+  EXPECT_EQ(readUpTo(stream, 4), "0123");
+  stream.close();
+}
+
+TEST(FileReadStream, OpensWhatMayOnlyBeRead) {
+  FileReadStream program("/proc/self/exe");
+  EXPECT_EQ(program.open(), 0U) << "nobody may write a program that runs";
+  program.close();
 }
 
 TEST_F(FileStreamTest, TruncatesBothWays) {
