@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,7 @@ namespace qvs::util {
 namespace {
 
 constexpr std::int32_t kHandle = 7;
+constexpr std::uint32_t kMostRead = 1U << 20;
 
 /// A host with one file in memory, which traces what it is asked for and answers what it is told to.
 class OneFile final : public IMOFileContext {
@@ -31,6 +33,7 @@ class OneFile final : public IMOFileContext {
   }
   std::int32_t read(std::int32_t of, std::uint64_t offset, void* buffer, std::uint32_t length) override {
     calls << "read(" << of << ',' << offset << ',' << length << ") ";
+    if (length > kMostRead) throw std::length_error("too long to hold");
     std::ranges::copy(content, static_cast<char*>(buffer));
     return content.empty() ? -1 : static_cast<std::int32_t>(content.size());
   }
@@ -114,6 +117,12 @@ TEST_F(AutoFile, SaysWhyAFileIsNotLoaded) {
     EXPECT_EQ(failureOf([&] { AutoFileLoad(NQString(u"dir\\file"), &files_); }), row.failure);
     EXPECT_EQ(calls(), std::string("open(dir\\file,8000,180,0) ") + row.callsBehindOpen);
   }
+}
+
+TEST_F(AutoFile, AsksForAsMuchAsABufferHoldsAndClosesWhateverTheHostThrows) {
+  files_.size = 0xFFFFFFFF;
+  EXPECT_THROW(AutoFileLoad(NQString(u"file"), &files_), std::length_error);
+  EXPECT_EQ(calls(), "open(file,8000,180,0) read(7,0,4294967295) close(7) ");
 }
 
 TEST_F(AutoFile, HandsOutTheFileFrontToBack) {

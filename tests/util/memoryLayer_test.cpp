@@ -23,6 +23,8 @@ struct FakeHeap {
   int failingLocks = 0;
   /// Entered and not left.
   int locked = 0;
+  /// Called when the lock is next entered, just before it is.
+  void (*beforeLock)() = nullptr;
 };
 FakeHeap fakeHeap;
 
@@ -90,6 +92,7 @@ void MemFreePtr(void* block) {
 
 std::int32_t _shi_enterCriticalSection() {
   if (fails(fakeHeap.failingLocks)) return 0;
+  if (const auto other = std::exchange(fakeHeap.beforeLock, nullptr); other != nullptr) other();
   ++fakeHeap.locked;
   return 1;
 }
@@ -142,6 +145,12 @@ TEST_F(MemoryLayer, MakesThePoolWithTheFirstBlock) {
   release(nullptr);
   cAllocation.free(nullptr);
   EXPECT_EQ(calls(), "");
+}
+
+TEST_F(MemoryLayer, TakesThePoolThatAnotherThreadMakesFirst) {
+  fakeHeap.beforeLock = [] { allocateOnce(1); };
+  allocateOnce(2);
+  EXPECT_EQ(calls(), "init(8000) alloc(1,0) freeBlock() alloc(2,0) freeBlock()");
 }
 
 TEST_F(MemoryLayer, ThePoolIsMadeAsTheSettingsSay) {
