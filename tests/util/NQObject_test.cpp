@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <span>
 #include <thread>
 #include <utility>
@@ -89,11 +90,15 @@ NQMemoryPtr blockOf(const char* image) {
 }
 
 TEST(NQMemory, GrowsOnlyWhereThereIsNoRoom) {
-  auto memory = NQMemoryPtr::make(4U);
-  const std::byte* const data = memory->data();
+  struct View : NQMemory {
+    explicit View(std::span<std::byte> bytes) : NQMemory(bytes.data(), static_cast<std::uint32_t>(bytes.size())) {}
+  };
+  std::byte bytes[4];
+  const auto memory = NQPtr<View>::make(std::span(bytes));
   memory->grow(4);
-  EXPECT_EQ(memory->data(), data);
+  EXPECT_EQ(memory->data(), bytes);
   memory->grow(5);
+  EXPECT_NE(memory->data(), bytes) << "now its own";
   EXPECT_EQ(memory->capacity(), 5U);
 }
 
@@ -119,6 +124,9 @@ TEST(NQBuffer, WindowStaysWithinItsBlock) {
   buffer.setStart(4);
   EXPECT_EQ(test::hex(buffer.window()), "0203");
   EXPECT_EQ(buffer.room(), 1U);
+  buffer.setEnd(1);
+  EXPECT_TRUE(buffer.window().empty());
+  buffer.setEnd(3);
   EXPECT_TRUE(buffer.resize(2));
   EXPECT_EQ(test::hex(buffer.window()), "02") << "cut to the block";
   buffer.attach(nullptr);

@@ -31,14 +31,14 @@ TEST(Utf8, IsTakenInFormsUpToThreeBytesAndGivenBack) {
 }
 
 TEST(Utf8, AnythingInvalidMakesTheWholeStringEmpty) {
-  for (const std::string row :
-       {"a\x80", "a\xBF", "\xC0\x80", "\xC1\xBF", "\xC3",
-        "\xC3"
-        "A",
-        "\xE0\x80\x80", "\xE0\x9F\xBF", "\xE1", "\xE1\x80",
-        "\xE1\x80"
-        "A",
-        "\xE1\xC0\x80", "\xF0\x90\x80\x80", "\xF8\x80\x80\x80\x80", "\xFF", "\xE2\x80\xAC\xF0"}) {
+  for (const std::string row : {"a\x80", "a\xBF", "\xC0\x80", "\xC1\xBF", "\xC3",
+                                "\xC3"
+                                "A",
+                                "\xE0\x80\x80", "\xE0\x9F\xBF", "\xE1", "\xE1\x80",
+                                "\xE1\x80"
+                                "A",
+                                "\xE1\xC0\x80", "\xF0\x90\x80", "\xF0\x90\x80\x80", "\xF8\x80\x80\x80\x80", "\xFF",
+                                "\xFF\x80\x80", "\xE2\x80\xAC\xF0"}) {
     EXPECT_TRUE(NQString(std::string_view(row)).empty()) << row;
     EXPECT_TRUE(NQString(std::string_view("good " + row + " good")).empty()) << row;
   }

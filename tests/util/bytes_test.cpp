@@ -7,6 +7,7 @@
 #include <limits>
 #include <sstream>
 #include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -232,6 +233,15 @@ TEST(FindBox, AnswersFalseAtTheEndWhateverTheMask) {
   }
   std::istringstream zeros(std::string(3, '\0'));
   EXPECT_FALSE(findBox(zeros, 0)) << "three zeros are no type of zeros";
+}
+
+TEST(FindBox, RaisesWhatBreaksTheStream) {
+  struct Broken : std::streambuf {
+    int_type underflow() override { throw std::logic_error("broken"); }
+  } buffer;
+  std::istream in(&buffer);
+  EXPECT_THROW(findBox(in, "avcC"_4cc), std::logic_error);
+  EXPECT_EQ(in.exceptions(), std::ios_base::goodbit);
 }
 
 }  // namespace
