@@ -54,6 +54,8 @@ TEST_F(MTGMediaSourceTest, TellsOfTheWholeStream) {
   EXPECT_EQ(document.version, 1U);
   EXPECT_EQ(document.duration, 3979U);
   EXPECT_EQ(document.timescale, 1000U);
+  EXPECT_EQ(document.rate, 1.0F);
+  EXPECT_EQ(document.volume, 1.0F);
   ASSERT_EQ(tracks().size(), 2U);
   const K2RTrack video = *tracks()[0], audio = *tracks()[1];
   EXPECT_EQ(video.handlerType, "vide"_4cc);
@@ -66,12 +68,14 @@ TEST_F(MTGMediaSourceTest, TellsOfTheWholeStream) {
   for (const K2RTrack& track : {video, audio}) {
     EXPECT_EQ(track.duration, 3979U);
     EXPECT_EQ(track.language, "eng");
+    EXPECT_EQ(track.handlerNameLength, 0U);
     EXPECT_EQ(track.flags, 1U);
     EXPECT_EQ(track.entries, (std::array<std::uint32_t, 3>{1, 0, 0}));
     ASSERT_EQ(track.sampleDescriptors.size(), 1U);
     EXPECT_TRUE(track.sampleDescriptors[0]->codecHeader.empty());
     EXPECT_TRUE(track.sampleDescriptors[0]->protection.empty());
     EXPECT_EQ(track.sampleDescriptors[0]->info->handlerCode, track.handlerType);
+    EXPECT_EQ(track.sampleDescriptors[0]->info->codecHeaderLength, 0U);
   }
   const auto& picture = onlyDescription<VideoSampleDescInfo>();
   EXPECT_EQ(picture.formatCode, "avc1"_4cc);
@@ -134,7 +138,12 @@ TEST_F(MTGMediaSourceTest, TakesThePictureSizeFromADescriptionAtTheStart) {
       {"a first tag with a time", {message(9, 1, "17010000"), description}, 0, 0},
       {"a description with a time", {test::metadata(1), video}, 0, 0},
       {"only the first description counts", {members(kHeight)[0], description, video}, 0, 360},
-      {"a longer name", members("0006 776964746873 00 4084000000000000"), 0, 0},
+      {"another name of the same beginning",
+       {message(18, 0, "02 000b 6f6e4d6574614461746173 03 0005 7769647468 00 4084000000000000 000009"), video},
+       0,
+       0},
+      {"longer names", members("0006 776964746873 00 4084000000000000 0007 68656967687473 00 4084000000000000"), 0, 0},
+      {"a part of a pixel", members("0005 7769647468 00 4084073333333333"), 640, 0},
       {"a width that is no number", members((std::string("0005 7769647468 02 0000") + kHeight).c_str()), 0, 360},
       {"a width that no picture has", members("0005 7769647468 00 fff0000000000000"), 0, 0}};
   for (const auto& row : rows) {
@@ -175,20 +184,11 @@ TEST_F(MTGMediaSourceTest, MakesAMessageOfEachTag) {
     const char* data;
     std::uint32_t sampleOffset;
     bool keyFrame;
-  } rows[] = {{9, "1701000000aabb", 16, true},
-              {9, "2701000000aa", 16, false},
-              {9, "1700", 11, true},
-              {9, "11aabb", 11, true},
-              {9, "22aabb", 12, false},
-              {9, "24aabb", 13, false},
-              {9, "25aabb", 13, false},
-              {8, "af01aabb", 13, false},
-              {8, "2faabb", 12, false},
-              {8, "6faa", 12, false},
-              {8, "bfaa", 12, false},
-              {8, "7faa", 11, false},
-              {8, "af", 11, false},
-              {9, "", 11, false}};
+  } rows[] = {{9, "1701000000aabb", 16, true}, {9, "2701000000aa", 16, false}, {9, "1700", 11, true},
+              {9, "1702000000", 16, true},     {9, "11aabb", 11, true},        {9, "22aabb", 12, false},
+              {9, "24aabb", 13, false},        {9, "25aabb", 13, false},       {8, "af01aabb", 13, false},
+              {8, "2faabb", 12, false},        {8, "6faa", 12, false},         {8, "bfaa", 12, false},
+              {8, "7faa", 11, false},          {8, "af", 11, false},           {9, "", 11, false}};
   std::vector<StreamMessage> messages = {test::metadata(0)};
   for (const auto& row : rows)
     messages.push_back(message(row.type, static_cast<std::uint32_t>(messages.size()), row.data));
