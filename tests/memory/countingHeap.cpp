@@ -1,8 +1,12 @@
-// A heap for a module of the tests, linked in the place of the others: it counts its blocks and knows them again.
+// A heap for a module of the tests, linked in the place of the others: it counts its blocks and knows them again, and
+// can be short of memory.
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <new>
 
 #include "platform/heap/shsmp.h"
 
@@ -16,6 +20,7 @@ constexpr std::size_t kHeaderSize = 64;
 MemPool thePool;
 std::atomic<std::int64_t> taken = 0;
 std::atomic<std::int64_t> givenBack = 0;
+bool isShort = false;
 
 /// The mark and the size of a block lie right in front of it.
 struct Header {
@@ -37,6 +42,17 @@ extern "C" __attribute__((visibility("default"))) std::int64_t countingHeapLive(
   return taken - givenBack;
 }
 
+/// How many of the module's four operators that do not throw answer null where there is no memory.
+extern "C" __attribute__((visibility("default"))) int countingHeapNullsWhileShort() {
+  constexpr std::align_val_t kAlignment{32};
+  isShort = true;
+  const void* const answers[] = {::operator new(8, std::nothrow), ::operator new[](8, std::nothrow),
+                                 ::operator new(8, kAlignment, std::nothrow),
+                                 ::operator new[](8, kAlignment, std::nothrow)};
+  isShort = false;
+  return static_cast<int>(std::count(std::begin(answers), std::end(answers), nullptr));
+}
+
 MemPool* MemPoolInit(std::uint32_t) {
   return &thePool;
 }
@@ -54,6 +70,7 @@ std::uint16_t MemPoolSetBlockSizeFS(MemPool*, std::uint16_t) {
 }
 
 void* MemAllocPtr(MemPool*, std::size_t size, std::uint32_t) {
+  if (isShort) return nullptr;
   auto* const start = static_cast<char*>(std::aligned_alloc(kHeaderSize, kHeaderSize + (size + 63) / 64 * 64));
   if (start == nullptr) return nullptr;
   std::memset(start, 0, kHeaderSize + size);

@@ -102,6 +102,11 @@ TEST_F(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {
   EXPECT_EQ(host_.lines.size(), 5U) << "the append's gap, and each refusal";
 }
 
+TEST_F(OwnMemory, OperatorsThatDoNotThrowAnswerNull) {
+  const auto nullsWhileShort = find<int()>(load(K2R_COUNTED_MODULE_PATH), "countingHeapNullsWhileShort");
+  EXPECT_EQ(nullsWhileShort(), 4);
+}
+
 TEST_F(OwnMemory, OtherLibrariesKeepTheHostsOperators) {
   ASSERT_NE(test::loadModule(), nullptr);
   // Now the module comes before whatever is loaded later.
