@@ -18,8 +18,6 @@ enum class Fault {
   /// Half of the bytes are read.
   kShortRead,
   kStatusError,
-  kMakeDirectoryError,
-  kRemoveError,
 };
 
 /// A disk on which a call fails, the `first`th that the fault concerns, counted from 0, and `count` calls in all.
@@ -46,12 +44,6 @@ class FaultyFiles final : public DiskFileContext {
   }
   std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override {
     return fails(Fault::kStatusError) ? -1 : DiskFileContext::fileStatus(handle, status, reserved);
-  }
-  std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override {
-    return fails(Fault::kRemoveError) ? -1 : DiskFileContext::remove(path, kind, recursive);
-  }
-  std::int32_t createDirectory(const char* path) override {
-    return fails(Fault::kMakeDirectoryError) ? -1 : DiskFileContext::createDirectory(path);
   }
 
  private:

@@ -31,10 +31,6 @@ std::string segmentName(std::uint32_t number) {
   return "cam1Seg" + std::to_string(number) + ".k2r";
 }
 
-std::string indexName(std::uint32_t number) {
-  return "cam1Seg" + std::to_string(number) + ".k2i";
-}
-
 Reference::Reference(const std::vector<FileOperation>& operations, const std::filesystem::path& directory) {
   Disk disk;
   for (const FileOperation& operation : operations) {

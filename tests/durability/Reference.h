@@ -46,6 +46,5 @@ class Reference {
 };
 
 std::string segmentName(std::uint32_t number);
-std::string indexName(std::uint32_t number);
 
 }  // namespace test

@@ -114,6 +114,10 @@ bool names(const host::Verification& verification, const std::string& file, std:
   });
 }
 
+StreamBuilder av(std::uint32_t keyFrames) {
+  return stream().keyFramesEvery(keyFrames).framesEvery(500).audio(700);
+}
+
 std::vector<StreamMessage> otherCodecs(std::uint32_t until) {
   std::vector<StreamMessage> messages{metadata(0)};
   for (std::uint32_t time = 0; time < until; time += 200) {

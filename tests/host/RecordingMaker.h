@@ -60,6 +60,8 @@ void expectSameFiles(const MadeRecording& expected, const std::filesystem::path&
 bool names(const host::Verification& verification, const std::string& file);
 bool names(const host::Verification& verification, const std::string& file, std::uint64_t first, std::uint64_t last);
 
+/// Video and audio of few frames, so that files are small.
+StreamBuilder av(std::uint32_t keyFrames = 2000);
 /// VP6, MP3, script data of both kinds, and now and then a picture of no bytes.
 std::vector<StreamMessage> otherCodecs(std::uint32_t until);
 

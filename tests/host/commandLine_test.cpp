@@ -23,7 +23,7 @@ using namespace test;
 using testing::HasSubstr;
 
 std::vector<StreamMessage> twoFragments() {
-  return stream().keyFramesEvery(2000).framesEvery(500).audio(700).until(8001);
+  return av().until(8001);
 }
 
 /// Runs `k2r record` in a directory of its own, in which `in.mtg` is a stream of two fragments.

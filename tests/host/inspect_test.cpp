@@ -26,8 +26,7 @@ Json describe(const std::string& path) {
 }
 
 const MadeRecording& sparse() {
-  static const MadeRecording recording(
-      {.messages = stream().keyFramesEvery(10000).framesEvery(500).audio(700).until(30001)});
+  static const MadeRecording recording({.messages = av(10000).until(30001)});
   return recording;
 }
 

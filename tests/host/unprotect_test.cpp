@@ -66,10 +66,6 @@ void expectTheSame(const RecordingPlan& plan, const Settings& changes = {}) {
   expectTheSame(MadeRecording(plan), MadeRecording(protectedPlan(plan, changes)));
 }
 
-StreamBuilder av(std::uint32_t keyFrames) {
-  return stream().keyFramesEvery(keyFrames).framesEvery(200).audio(230);
-}
-
 /// With tags that have less in them than their codec asks for.
 std::vector<StreamMessage> withStubs(const std::vector<StreamMessage>& messages) {
   const StreamMessage stubs[] = {

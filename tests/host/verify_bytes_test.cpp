@@ -22,10 +22,6 @@ using host::Severity;
 using host::Verification;
 using krvo::container::BoxSpan;
 
-StreamBuilder av(std::uint32_t keyFrames) {
-  return stream().keyFramesEvery(keyFrames).framesEvery(500).audio(700);
-}
-
 /// Changes each byte of a file in turn, as `changesOf` says for its place, and answers the places of those that a check
 /// does not find: `isFound` judges what it says.
 std::set<std::size_t> missedChanges(const MadeRecording& recording, const std::string& suffix,

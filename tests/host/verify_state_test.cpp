@@ -22,10 +22,6 @@ using enum host::Repair::Outcome;
 using Change = std::function<void(const MadeRecording&)>;
 using Entries = std::vector<ruvo::k2r::AfraEntry>;
 
-StreamBuilder av() {
-  return stream().keyFramesEvery(2000).framesEvery(500).audio(700);
-}
-
 RecordingPlan threeFragments(bool stop) {
   return {.messages = av().until(12001), .stop = stop};
 }

@@ -2,15 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <new>
 #include <regex>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "tests/memory/countedOperators.h"
 #include "tests/module/loadModule.h"
 #include "tests/support/StreamBuilder.h"
 #include "tests/support/TempDirectory.h"
@@ -18,7 +20,56 @@
 
 namespace {
 
-using test::operatorCount;
+/// What reached this program's `operator new` and `operator delete`. They mark their blocks, so that a block of anybody
+/// else is told, and one of theirs that anybody else frees ends the program.
+struct OperatorCount {
+  std::uint64_t allocations = 0;
+  std::uint64_t releases = 0;
+  std::uint64_t foreignReleases = 0;
+} operatorCount;
+
+constexpr std::uint64_t kMark = 0x6B32722D686F7374;
+/// In front of a block; keeps the alignment.
+struct alignas(std::max_align_t) Header {
+  std::uint64_t mark;
+};
+
+void* take(std::size_t size) {
+  auto* const header = static_cast<Header*>(std::malloc(sizeof(Header) + size));
+  if (header == nullptr) throw std::bad_alloc();
+  ++operatorCount.allocations;
+  header->mark = kMark;
+  return header + 1;
+}
+
+void giveBack(void* block) noexcept {
+  if (block == nullptr) return;
+  Header* const header = static_cast<Header*>(block) - 1;
+  ++operatorCount.releases;
+  if (header->mark != kMark) {
+    ++operatorCount.foreignReleases;  // Not ours to free.
+    return;
+  }
+  header->mark = 0;
+  std::free(header);
+}
+
+}  // namespace
+
+// Seen by every library of the process that asks the dynamic linker. The forms for arrays come down to these.
+#define VISIBLE __attribute__((visibility("default")))
+
+VISIBLE void* operator new(std::size_t size) {
+  return take(size);
+}
+VISIBLE void operator delete(void* block) noexcept {
+  giveBack(block);
+}
+VISIBLE void operator delete(void* block, std::size_t) noexcept {
+  giveBack(block);
+}
+
+namespace {
 
 /// A host that fails badly when it is asked for a property.
 class ThrowingHost final : public IMOStreamOpenContext {

@@ -60,7 +60,7 @@ TEST_F(SegmentStream, CutsAStaleFileToZeroUnlessItAppends) {
 
 TEST_F(SegmentStream, ReadsAndWritesAtItsPosition) {
   stream_.open();
-  stream_.seek(8, 0);
+  stream_.seek(-2, 2);
   char bytes[4] = {};
   EXPECT_EQ(stream_.read(bytes, 4), 2U);
   EXPECT_EQ(std::string(bytes), "89");
@@ -84,7 +84,7 @@ TEST_F(SegmentStream, ClosesOnceWithItsLastReference) {
   stream_.release();
   EXPECT_EQ(files_.closes, 0);
   stream_.release();
-  stream_.release();
+  stream_.close();
   EXPECT_EQ(files_.closes, 1);
 }
 

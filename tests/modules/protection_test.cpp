@@ -1,10 +1,22 @@
-// Protected recordings, with the real encryption library.
+// Protected recordings, with the real encryption library, and what is left of a content key in the memory of the
+// process.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+#include <span>
+#include <sstream>
 
-#include "tests/modules/ProtectedRecorder.h"
+#include "tests/module/loadModule.h"
+#include "tests/support/ProtectionSet.h"
+#include "tests/support/Recorder.h"
 #include "tests/support/hex.h"
 
 namespace {
@@ -12,6 +24,39 @@ namespace {
 using namespace test;
 
 constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
+
+/// A recorder with the settings of a protected recording and, in a directory of its own, the files that they name. Keys
+/// and certificates are the same for the whole program: they take a while to make.
+struct ProtectedRecorder : Recorder {
+  ProtectedRecorder() : Recorder(loadModule()) {
+    static const ProtectionSet set(krvo::encryption::KeyType::kEcP256);
+    host.settings["Recording/IsProtected"] = "true";
+    setting("ContentID") = set.contentId;
+    setting("LicenseServerURL") = set.url;
+    setting("PackagerCredentialPwd") = set.password;
+    addFile("CommonKeyPath", set.key);
+    addFile("TransportCertPath", set.transportCertificate);
+    addFile("LicenseServerCertPath", set.licenseServerCertificate);
+    addFile("PackagerCredentialPath", set.credential);
+    addFile("PolicyPath", set.policy);
+  }
+
+  std::string& setting(const std::string& key) { return host.settings["Recording/VantryV2/" + key]; }
+  void addFile(const std::string& key, std::span<const std::byte> content) {
+    writeWholeFile(keys.path() / key, std::string(reinterpret_cast<const char*>(content.data()), content.size()));
+    setting(key) = keys.file(key);
+  }
+  /// Content of every file of the recording.
+  std::map<std::string, std::string> snapshot() const {
+    std::map<std::string, std::string> all;
+    for (const auto& entry : std::filesystem::directory_iterator(directory())) {
+      all[entry.path().filename().string()] = readWholeFile(entry.path());
+    }
+    return all;
+  }
+
+  TempDirectory keys;
+};
 
 StreamBuilder av() {
   return stream().keyFramesEvery(2000).audio(23);
@@ -143,6 +188,87 @@ TEST(Protection, LeavesRoomInTheLargestMessage) {
   EXPECT_TRUE(recorder.record({8, 0, std::vector<std::byte>(0xFFFBFF, std::byte{0x2F})}));
   EXPECT_TRUE(recorder.record({8, 4000, std::vector<std::byte>(10, std::byte{0x2F})})) << recorder.log();
   EXPECT_GT(recorder.content("Seg1.k2r").size(), 0xFFFBFFU);
+}
+
+/// Every bit of a key turned, so that the test itself does not have the key in memory.
+using TurnedKey = std::array<unsigned char, 16>;
+
+/// Makes the file of a key, byte by byte.
+TurnedKey makeKeyFile(const std::string& path) {
+  TurnedKey turned;
+  std::random_device random;
+  const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  for (auto& byte : turned) {
+    byte = static_cast<unsigned char>(random());
+    const auto stored = static_cast<unsigned char>(~byte);
+    EXPECT_EQ(::write(file, &stored, 1), 1);
+  }
+  ::close(file);
+  return turned;
+}
+
+/// How often the key stands in the writable memory of this process.
+std::size_t countInMemory(const TurnedKey& turned) {
+  static std::array<unsigned char, 1 << 20> window;
+  const auto windowStart = reinterpret_cast<std::uintptr_t>(window.data());
+  std::size_t found = 0;
+  const int memory = ::open("/proc/self/mem", O_RDONLY);
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    std::istringstream fields(line);
+    std::uintptr_t start = 0;
+    std::uintptr_t end = 0;
+    char dash = 0;
+    std::string access;
+    fields >> std::hex >> start >> dash >> end >> access;
+    // What is larger is no memory that anybody wrote to: a sanitizer keeps terabytes for notes on the rest.
+    constexpr std::uintptr_t kLargest = std::uintptr_t{1} << 32;
+    if (access.substr(0, 2) != "rw" || end - start > kLargest) continue;
+    // Windows overlap by a key less a byte.
+    for (std::uintptr_t at = start; at < end; at += window.size() - turned.size() + 1) {
+      const auto wanted = std::min<std::uintptr_t>(window.size(), end - at);
+      const auto got = ::pread(memory, window.data(), wanted, static_cast<off_t>(at));
+      if (got < static_cast<ssize_t>(turned.size())) break;
+      const std::span content(window.data(), static_cast<std::size_t>(got));
+      for (auto& byte : content) byte = static_cast<unsigned char>(~byte);
+      for (auto rest = content; !rest.empty();) {
+        const auto place = std::ranges::search(rest, turned);
+        if (place.empty()) break;
+        const std::uintptr_t where = at + static_cast<std::uintptr_t>(place.data() - window.data());
+        const bool ours = where + turned.size() > windowStart && where < windowStart + window.size();
+        if (!ours) ++found;
+        rest = std::span(place.begin() + 1, rest.end());
+      }
+    }
+  }
+  ::close(memory);
+  window.fill(0);
+  return found;
+}
+
+TEST(KeyMemory, IsWipedWithTheRecording) {
+  ProtectedRecorder recorder;
+  const TurnedKey turned = makeKeyFile(recorder.setting("CommonKeyPath"));
+  EXPECT_EQ(countInMemory(turned), 0U);
+  ASSERT_TRUE(recorder.open());
+  EXPECT_EQ(recorder.record(stream().keyFramesEvery(2000).audio(23).until(8001)), 0U);
+  EXPECT_GT(countInMemory(turned), 0U) << "in use";
+  recorder.stop();
+  EXPECT_EQ(countInMemory(turned), 0U);
+  recorder.close();
+  ASSERT_TRUE(recorder.open(kAppend));
+  EXPECT_GT(countInMemory(turned), 0U);
+  recorder.close();
+  EXPECT_EQ(countInMemory(turned), 0U) << "also without a stop";
+}
+
+TEST(KeyMemory, IsWipedWhereTheSetUpFails) {
+  ProtectedRecorder recorder;
+  const TurnedKey turned = makeKeyFile(recorder.setting("CommonKeyPath"));
+  recorder.setting("PackagerCredentialPwd") = "wrong";
+  ASSERT_TRUE(recorder.open());
+  EXPECT_EQ(recorder.record(stream().keyFramesEvery(2000).until(4001)), 1U);
+  EXPECT_EQ(countInMemory(turned), 0U);
 }
 
 }  // namespace

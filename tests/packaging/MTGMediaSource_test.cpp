@@ -7,15 +7,18 @@
 
 #include "fragmentation/K2RPkgUtilException.h"
 #include "packaging/RefCountedMemoryArena.h"
+#include "tests/packaging/recordingFixture.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/hex.h"
 #include "tests/support/tagFile.h"
+#include "tests/wrappers/statusOf.h"
 
 namespace ruvo::k2rpkgutil {
 namespace {
 
 using qvs::util::operator""_4cc;
 using test::StreamMessage;
+using test::tracksOf;
 
 class MTGMediaSourceTest : public testing::Test, public IPackagerContext {
  protected:
@@ -34,10 +37,6 @@ class MTGMediaSourceTest : public testing::Test, public IPackagerContext {
     while (iterator->hasNext()) iterator->next(tracks.emplace_back());
     return tracks;
   }
-  template <typename Info>
-  const Info& onlyDescription() {
-    return dynamic_cast<const Info&>(*tracks().at(0)->sampleDescriptors.at(0)->info);
-  }
 
   test::TempDirectory directory_;
   std::string path_ = directory_.file("in.mtg");
@@ -51,36 +50,20 @@ StreamMessage message(std::uint8_t type, std::uint32_t time, const char* data) {
 
 TEST_F(MTGMediaSourceTest, TellsOfTheWholeStream) {
   const auto document = open(test::stream().keyFramesEvery(2000).audio(23).until(4000)).getDocumentProperties();
-  EXPECT_EQ(document.version, 1U);
-  EXPECT_EQ(document.duration, 3979U);
-  EXPECT_EQ(document.timescale, 1000U);
-  EXPECT_EQ(document.rate, 1.0F);
-  EXPECT_EQ(document.volume, 1.0F);
-  ASSERT_EQ(tracks().size(), 2U);
+  EXPECT_EQ(std::tuple(document.version, document.duration, document.timescale), std::tuple(1U, 3979U, 1000U));
+  EXPECT_EQ(std::tuple(document.rate, document.volume), std::tuple(1.0F, 1.0F));
+  EXPECT_EQ(tracksOf(*source_),
+            "vide eng 1000 1 avc1 vide 640x360 72x72 1 24 0\nsoun eng 1000 1 mp4a soun 44000x2x16 0\n");
   const K2RTrack video = *tracks()[0], audio = *tracks()[1];
-  EXPECT_EQ(video.handlerType, "vide"_4cc);
-  EXPECT_EQ(audio.handlerType, "soun"_4cc);
-  EXPECT_EQ(video.width, 640.0F);
-  EXPECT_EQ(video.height, 360.0F);
-  EXPECT_EQ(audio.width, 0.0F);
-  EXPECT_EQ(video.volume, 0.0F);
-  EXPECT_EQ(audio.volume, 1.0F);
+  EXPECT_EQ(std::tuple(video.width, video.height, video.volume), std::tuple(640.0F, 360.0F, 0.0F));
+  EXPECT_EQ(std::tuple(audio.width, audio.volume), std::tuple(0.0F, 1.0F));
   for (const K2RTrack& track : {video, audio}) {
     EXPECT_EQ(track.duration, 3979U);
-    EXPECT_EQ(track.language, "eng");
     EXPECT_EQ(track.handlerNameLength, 0U);
-    EXPECT_EQ(track.flags, 1U);
     EXPECT_EQ(track.entries, (std::array<std::uint32_t, 3>{1, 0, 0}));
-    ASSERT_EQ(track.sampleDescriptors.size(), 1U);
-    EXPECT_TRUE(track.sampleDescriptors[0]->codecHeader.empty());
+    EXPECT_TRUE(track.sampleDescriptors.at(0)->codecHeader.empty());
     EXPECT_TRUE(track.sampleDescriptors[0]->protection.empty());
-    EXPECT_EQ(track.sampleDescriptors[0]->info->handlerCode, track.handlerType);
-    EXPECT_EQ(track.sampleDescriptors[0]->info->codecHeaderLength, 0U);
   }
-  const auto& picture = onlyDescription<VideoSampleDescInfo>();
-  EXPECT_EQ(picture.formatCode, "avc1"_4cc);
-  EXPECT_EQ(picture.width, 640U);
-  EXPECT_EQ(picture.height, 360U);
 }
 
 TEST_F(MTGMediaSourceTest, NamesTheCodecOfTheFirstTagWithData) {
@@ -95,22 +78,18 @@ TEST_F(MTGMediaSourceTest, NamesTheCodecOfTheFirstTagWithData) {
               {8, "7f", 0}};
   for (const auto& row : rows) {
     open({message(row.type, 0, ""), message(row.type, 1, row.data)});
-    EXPECT_EQ(onlyDescription<SampleDescInfo>().formatCode, row.format) << row.data;
+    EXPECT_EQ(tracks().at(0)->sampleDescriptors.at(0)->info->formatCode, row.format) << row.data;
   }
 }
 
 TEST_F(MTGMediaSourceTest, ReadsRateChannelsAndSizeOffTheFirstByte) {
-  const struct {
-    const char* data;
-    float rate;
-    std::uint32_t channels, bits;
-  } rows[] = {{"20", 5500, 1, 8}, {"25", 11000, 2, 8}, {"2a", 22000, 1, 16}, {"af", 44000, 2, 16}};
-  for (const auto& row : rows) {
-    open({message(8, 0, row.data)});
-    const auto& audio = onlyDescription<AudioSampleDescInfo>();
-    EXPECT_EQ(audio.sampleRate, row.rate) << row.data;
-    EXPECT_EQ(audio.channels, row.channels) << row.data;
-    EXPECT_EQ(audio.bytesPerSample, row.bits) << row.data;
+  const std::pair<const char*, std::string> bytesAndSounds[] = {{"20", ".mp3 soun 5500x1x8"},
+                                                                {"25", ".mp3 soun 11000x2x8"},
+                                                                {"2a", ".mp3 soun 22000x1x16"},
+                                                                {"af", "mp4a soun 44000x2x16"}};
+  for (const auto& [byte, sound] : bytesAndSounds) {
+    open({message(8, 0, byte)});
+    EXPECT_EQ(tracksOf(*source_), "soun eng 1000 1 " + sound + " 0\n") << byte;
   }
 }
 
@@ -130,27 +109,24 @@ TEST_F(MTGMediaSourceTest, TakesThePictureSizeFromADescriptionAtTheStart) {
   const struct {
     const char* why;
     std::vector<StreamMessage> messages;
-    std::uint32_t width, height;
+    std::string size;
   } rows[] = {
-      {"behind another script tag", {other, description, video}, 640, 360},
-      {"the tenth tag", behind(9, description), 640, 360},
-      {"the eleventh tag", behind(10, description), 0, 0},
-      {"a first tag with a time", {message(9, 1, "17010000"), description}, 0, 0},
-      {"a description with a time", {test::metadata(1), video}, 0, 0},
-      {"only the first description counts", {members(kHeight)[0], description, video}, 0, 360},
+      {"behind another script tag", {other, description, video}, "640x360"},
+      {"the tenth tag", behind(9, description), "640x360"},
+      {"the eleventh tag", behind(10, description), "0x0"},
+      {"a first tag with a time", {message(9, 1, "17010000"), description}, "0x0"},
+      {"a description with a time", {test::metadata(1), video}, "0x0"},
+      {"only the first description counts", {members(kHeight)[0], description, video}, "0x360"},
       {"another name of the same beginning",
        {message(18, 0, "02 000b 6f6e4d6574614461746173 03 0005 7769647468 00 4084000000000000 000009"), video},
-       0,
-       0},
-      {"longer names", members("0006 776964746873 00 4084000000000000 0007 68656967687473 00 4084000000000000"), 0, 0},
-      {"a part of a pixel", members("0005 7769647468 00 4084073333333333"), 640, 0},
-      {"a width that is no number", members((std::string("0005 7769647468 02 0000") + kHeight).c_str()), 0, 360},
-      {"a width that no picture has", members("0005 7769647468 00 fff0000000000000"), 0, 0}};
+       "0x0"},
+      {"longer names", members("0006 776964746873 00 4084000000000000 0007 68656967687473 00 4084000000000000"), "0x0"},
+      {"a part of a pixel", members("0005 7769647468 00 4084073333333333"), "640x0"},
+      {"a width that is no number", members((std::string("0005 7769647468 02 0000") + kHeight).c_str()), "0x360"},
+      {"a width that no picture has", members("0005 7769647468 00 fff0000000000000"), "0x0"}};
   for (const auto& row : rows) {
     open(row.messages);
-    const auto& picture = onlyDescription<VideoSampleDescInfo>();
-    EXPECT_EQ(picture.width, row.width) << row.why;
-    EXPECT_EQ(picture.height, row.height) << row.why;
+    EXPECT_EQ(tracksOf(*source_), "vide eng 1000 1 avc1 vide " + row.size + " 72x72 1 24 0\n") << row.why;
   }
 }
 
@@ -249,12 +225,7 @@ TEST_F(MTGMediaSourceTest, ReadsFilesBeyond4GiB) {
 
 TEST_F(MTGMediaSourceTest, FailsWithTheStatusOfTheLibrary) {
   const auto statusOf = [this](const std::string& path) {
-    try {
-      MTGMediaSource(*this, path, ruvo::k2r::openFlagsFor(false, true));
-      return 0U;
-    } catch (const mtg::Exception& error) {
-      return error.status();
-    }
+    return test::statusOf<mtg::Exception>([&] { MTGMediaSource(*this, path, ruvo::k2r::openFlagsFor(false, true)); });
   };
   std::ofstream(path_) << "MTG2";
   EXPECT_EQ(statusOf(path_), 3U);

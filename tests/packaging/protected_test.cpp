@@ -224,7 +224,7 @@ TEST_F(ProtectedSegment, IsReadBackAndContinued) {
 
   EncryptedPolicy later = makePolicy("WFla");
   const auto writer = continueSegment(later, position);
-  EXPECT_EQ(readBack(*writer), "vide eng 1000 7 H264 vide 640x360 72x72 1 24 160: " + flat(kAvcC) + ": " +
+  EXPECT_EQ(tracksOf(*writer), "vide eng 1000 7 H264 vide 640x360 72x72 1 24 160: " + flat(kAvcC) + ": " +
                                    sinfImage(kH264) + "\nsoun eng 1000 7 mp4a soun 44100x2x2 196: " + flat(kEsds) +
                                    ": " + sinfImage("6d703461") +
                                    "\nmeta eng 1000 7 amf0 meta 145: " + sinfImage("616d6630") + "\nhint eng 1000 0\n");

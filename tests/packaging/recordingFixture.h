@@ -51,6 +51,20 @@ inline std::string describe(const ruvo::k2rpkgutil::K2RSampleDescriptor& descrip
   return text.str();
 }
 
+/// The tracks of a writer or of a source, a line each: handler, language, timescale and flags, then the descriptions.
+template <typename Source>
+std::string tracksOf(Source& source) {
+  const std::unique_ptr<ruvo::k2rpkgutil::ITrackIterator> tracks(source.getTracks());
+  std::string text;
+  for (std::shared_ptr<ruvo::k2rpkgutil::K2RTrack> track; tracks->hasNext(); text += "\n") {
+    tracks->next(track);
+    text += qvs::util::toText(track->handlerType) + " " + track->language + " " + std::to_string(track->timescale) +
+            " " + std::to_string(track->flags);
+    for (const auto& descriptor : track->sampleDescriptors) text += " " + describe(*descriptor);
+  }
+  return text;
+}
+
 /// A segment file as lines of text.
 class SegmentImage {
  public:
@@ -217,19 +231,6 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
     return image().fragments.at(0);
   }
   SegmentImage image() const { return SegmentImage(file.bytes); }
-  /// The tracks that a writer has read from its file, a line each: handler, language, timescale and flags, then the
-  /// descriptions.
-  static std::string readBack(K2RMediaWriter& writer) {
-    const std::unique_ptr<ruvo::k2rpkgutil::ITrackIterator> tracks(writer.getTracks());
-    std::string text;
-    for (std::shared_ptr<ruvo::k2rpkgutil::K2RTrack> track; tracks->hasNext(); text += "\n") {
-      tracks->next(track);
-      text += qvs::util::toText(track->handlerType) + " " + track->language + " " + std::to_string(track->timescale) +
-              " " + std::to_string(track->flags);
-      for (const auto& descriptor : track->sampleDescriptors) text += " " + describe(*descriptor);
-    }
-    return text;
-  }
 
   class Warnings final : public krvo::k2m::WarningHandler {
     std::uint32_t warning(std::uint32_t) override { return 1; }

@@ -15,6 +15,7 @@
 #include "tests/support/MemoryStream.h"
 #include "tests/support/SegmentMaker.h"
 #include "tests/support/hex.h"
+#include "tests/wrappers/statusOf.h"
 
 namespace krvo::container {
 namespace {
@@ -71,12 +72,7 @@ TEST(Dates, OutOfTheirRangesAreRefused) {
       {8, 1, 13, 0, 2024, 0, 0, 0, 0},  {8, 0, 1, 0, 2024, 0, 0, 0, 0},  {8, 32, 1, 0, 2024, 0, 0, 0, 0},
       {8, 1, 1, 0, 2024, 24, 0, 0, 0},  {8, 1, 1, 0, 2024, 0, 60, 0, 0}, {8, 1, 1, 0, 2024, 0, 0, 60, 0}};
   for (const K2MDate& wrong : rows) {
-    try {
-      toSeconds(wrong);
-      ADD_FAILURE() << image(wrong);
-    } catch (const StatusError& error) {
-      EXPECT_EQ(error.status(), kKrvoBadDate) << image(wrong);
-    }
+    EXPECT_EQ(test::statusOf<StatusError>([&] { toSeconds(wrong); }), kKrvoBadDate) << image(wrong);
   }
 }
 

@@ -10,6 +10,7 @@
 #include "platform/container/retention.h"
 #include "tests/platform/container_reading.h"
 #include "tests/support/SegmentMaker.h"
+#include "tests/wrappers/statusOf.h"
 
 namespace krvo::container {
 namespace {
@@ -193,27 +194,18 @@ TEST(Stream, MovesAllBytesInAsManyCallsAsItTakes) {
   EXPECT_EQ(memory.writes, Sizes({10, 7, 4, 1}));
 }
 
-KrvoStatus statusOfStream(const std::function<void()>& call) {
-  try {
-    call();
-    return kKrvoOk;
-  } catch (const StatusError& error) {
-    return error.status();
-  }
-}
-
 TEST(Stream, AnswersWhatItIsToldAndIsReleased) {
   MemoryStream memory;
   memory.failingWrite = 0;
   memory.failureStatus = 77;
   auto table = k2m::makeCallBacks(memory);
   const std::byte bytes[4]{};
-  EXPECT_EQ(statusOfStream([&] { Stream(table).write(0, bytes); }), 77U);
+  EXPECT_EQ(test::statusOf<StatusError>([&] { Stream(table).write(0, bytes); }), 77U);
   EXPECT_EQ(memory.opens, 1);
   table.open = [](void*) -> KrvoStatus { return 5; };
-  EXPECT_EQ(statusOfStream([&] { Stream{table}; }), 5U);
+  EXPECT_EQ(test::statusOf<StatusError>([&] { Stream{table}; }), 5U);
   table.open = nullptr;
-  EXPECT_EQ(statusOfStream([&] { Stream{table}; }), kKrvoBadArgument);
+  EXPECT_EQ(test::statusOf<StatusError>([&] { Stream{table}; }), kKrvoBadArgument);
   EXPECT_EQ(memory.references, 0);
 }
 

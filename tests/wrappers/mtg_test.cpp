@@ -6,6 +6,7 @@
 
 #include "tests/support/hex.h"
 #include "tests/support/tagFile.h"
+#include "tests/wrappers/statusOf.h"
 #include "wrappers/mtg/Reader.h"
 
 namespace mtg {
@@ -34,16 +35,7 @@ std::string timesOf(const TagIterator& tags) {
   return text;
 }
 
-/// The status that an operation fails with; 0 where it does not.
-template <typename Operation>
-std::uint32_t statusOf(const Operation& operation) {
-  try {
-    operation();
-    return 0;
-  } catch (const Exception& error) {
-    return error.status();
-  }
-}
+constexpr auto statusOf = [](const auto& call) { return test::statusOf<Exception>(call); };
 
 /// A reader and what it needs.
 struct File {

@@ -5,6 +5,7 @@
 
 #include "tests/encryption/FakeLibrary.h"
 #include "tests/support/hex.h"
+#include "tests/wrappers/statusOf.h"
 #include "util/QVSException.h"
 #include "wrappers/rkx/RKXEncryptor.h"
 #include "wrappers/rkx/RKXException.h"
@@ -18,14 +19,7 @@ using Calls = std::vector<std::string>;
 
 constexpr RKXEncryptionOptions kOptions{1, 0, 1, 2, 0};
 
-std::uint32_t statusOf(const std::function<void()>& call) {
-  try {
-    call();
-    return 0;
-  } catch (const rkx::RKXException& failure) {
-    return failure.status();
-  }
-}
+constexpr auto statusOf = [](const auto& call) { return test::statusOf<rkx::RKXException>(call); };
 
 RKXEncryptor makeEncryptor() {
   return {std::as_bytes(std::span("key", 3)), "content", kOptions};

@@ -5,17 +5,21 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "platform/os/RecursiveMutex.h"
 #include "platform/os/durableFiles.h"
 #include "platform/os/openFlags.h"
 #include "platform/os/paths.h"
+#include "platform/os/sleep.h"
 #include "tests/support/TempDirectory.h"
 
 namespace {
@@ -171,6 +175,61 @@ TEST_F(OsFiles, SwapReportsADirectoryThatDidNotReachTheDevice) {
     kernel_.fsyncErrors[1] = error;
     EXPECT_EQ(replaceFile(dir_.file("from"), dir_.file("to")), swapped) << error;
   }
+}
+
+/// What another thread is answered.
+template <typename Operation>
+bool elsewhere(Operation operation) {
+  bool answer = false;
+  std::thread([&] { answer = operation(); }).join();
+  return answer;
+}
+
+TEST(RecursiveMutex, IsFreeAfterAsManyUnlocksAsLocks) {
+  RecursiveMutex mutex;
+  mutex.lock();
+  mutex.lock();
+  EXPECT_TRUE(mutex.unlock());
+  EXPECT_FALSE(elsewhere([&] { return mutex.tryLock(); }));
+  EXPECT_TRUE(mutex.unlock());
+  EXPECT_FALSE(mutex.isHeldByCaller());
+  EXPECT_TRUE(elsewhere([&] { return mutex.tryLock() && mutex.unlock(); }));
+}
+
+TEST(RecursiveMutex, OnlyTheHolderUnlocks) {
+  RecursiveMutex mutex;
+  mutex.lock();
+  EXPECT_FALSE(elsewhere([&] { return mutex.isHeldByCaller() || mutex.unlock(); }));
+  EXPECT_TRUE(mutex.isHeldByCaller());
+  EXPECT_TRUE(mutex.unlock());
+  EXPECT_FALSE(mutex.unlock());
+}
+
+TEST(RecursiveMutex, KeepsThreadsApartWithAndWithoutSpinning) {
+  for (const std::uint32_t spinCount : {0U, 1000U}) {
+    RecursiveMutex mutex(spinCount);
+    int guarded = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([&] {
+        for (int round = 0; round < 5000; ++round) {
+          mutex.lock();
+          mutex.lock();
+          ++guarded;
+          mutex.unlock();
+          mutex.unlock();
+        }
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(guarded, 20000);
+  }
+}
+
+TEST(Sleep, LastsAtLeastAsLongAsAsked) {
+  const auto start = std::chrono::steady_clock::now();
+  sleepMs(3);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3));
 }
 
 }  // namespace
