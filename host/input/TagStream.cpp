@@ -46,7 +46,7 @@ bool isTagStream(const std::string& path) {
     const StopSignal noStop;
     FileInput file(path, noStop);
     const mtg::Allocator allocator;
-    mtg::Reader(file, allocator);
+    const mtg::Reader reader(file, allocator);
     return true;
   } catch (const InputError&) {
     return false;
