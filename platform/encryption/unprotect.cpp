@@ -147,7 +147,7 @@ std::optional<std::vector<std::byte>> SampleDecipher::decrypt(std::span<const st
                                    qvs::util::narrow<int>(cipherText.size())) == 1);
   int last = 0;
   if (EVP_DecryptFinal_ex(context_.get(), raw(sample.data()) + written, &last) != 1) return std::nullopt;
-  sample.resize(static_cast<std::size_t>(written + last));
+  sample.resize(static_cast<std::size_t>(written) + static_cast<std::size_t>(last));
   return sample;
 }
 
