@@ -55,9 +55,7 @@ std::string runs(BootstrapBuilder& builder) {
 
 TEST(BootstrapBuilder, ExtendsRunsByItsRules) {
   const struct {
-    const char* what;
-    const char* calls;
-    const char* runs;
+    const char *what, *calls, *runs;
   } rows[] = {
       {"fragments of one rounded duration are joined", "f1/1@0+4000 f1/2@4000+4033 f1/3@8033+3967 f1/4@12000+4010",
        "1@0+4000 | 1x4"},
@@ -162,8 +160,7 @@ TEST(BootstrapBuilder, ResumesWhereTheIndexEnds) {
     const char* what;
     BootstrapInfo info;
     std::uint32_t lastFragment;
-    const char* calls;
-    const char* runs;
+    const char *calls, *runs;
   } rows[] = {
       {"all of it", stopped(), 3, "", "1@0+4000 2@4000+6000 3@10000+4000 | 1x2 2x1"},
       {"without a segment", stopped(), 2, "", "1@0+4000 2@4000+6000 | 1x2"},

@@ -61,30 +61,25 @@ BootstrapInfo read(std::span<const std::byte> image) {
   return read(in);
 }
 
-AfraIndex indexOf(bool longIds, bool longOffsets, std::vector<AfraEntry> local, std::vector<AfraEntry> global) {
-  AfraIndex index;
-  index.longIds = longIds;
-  index.longOffsets = longOffsets;
-  index.localEntries = std::move(local);
-  index.globalEntries = std::move(global);
-  return index;
-}
-
 const struct Sample {
   const char* what;
   AfraIndex index;
   const char* image;
 } kSamples[] = {
     {"empty", {}, "00000015 61667261 00000000 c0 000003e8 00000000"},
-    {"one fragment", indexOf(true, true, {}, {{4000, 3, 2, 0x1122334455667788, 0}}),
+    {"one fragment",
+     {true, true, 1000, {}, {{4000, 3, 2, 0x1122334455667788, 0}}},
      "00000039 61667261 00000000 e0 000003e8 00000000 00000001"
      "0000000000000fa0 00000003 00000002 1122334455667788 0000000000000000"},
-    {"narrow", indexOf(false, false, {{1, 0x0A0B0C0D}}, {{0x100000002, 0x0304, 0x0506, 0x0708090A, 11}}),
+    {"narrow",
+     {false, false, 1000, {{1, 0x0A0B0C0D}}, {{0x100000002, 0x0304, 0x0506, 0x0708090A, 11}}},
      "00000039 61667261 00000000 20 000003e8 00000001 0000000000000001 0a0b0c0d 00000001"
      "0000000100000002 0304 0506 0708090a 0000000b"},
-    {"long ids only", indexOf(true, false, {}, {{9, 1, 2, kHeldFragmentOffset, 0}}),
+    {"long ids only",
+     {true, false, 1000, {}, {{9, 1, 2, kHeldFragmentOffset, 0}}},
      "00000031 61667261 00000000 a0 000003e8 00000000 00000001 0000000000000009 00000001 00000002 00000000 00000000"},
-    {"long offsets, local only", indexOf(false, true, {{5, 6}}, {}),
+    {"long offsets, local only",
+     {false, true, 1000, {{5, 6}}, {}},
      "00000025 61667261 00000000 40 000003e8 00000001 0000000000000005 0000000000000006"},
 };
 
@@ -96,8 +91,8 @@ TEST(Afra, IsWrittenAndReadByteForByte) {
 }
 
 TEST(Afra, CutsNumbersThatNarrowFieldsCannotHold) {
-  const AfraIndex wide = indexOf(false, false, {{1, 0x100000002}}, {{1, 0x10003, 0x10004, 0x100000005, 0x100000006}});
-  EXPECT_EQ(readIndex(hex(written(wide))), indexOf(false, false, {{1, 2}}, {{1, 3, 4, 5, 6}}));
+  const AfraIndex wide{false, false, 1000, {{1, 0x100000002}}, {{1, 0x10003, 0x10004, 0x100000005, 0x100000006}}};
+  EXPECT_EQ(readIndex(hex(written(wide))), (AfraIndex{false, false, 1000, {{1, 2}}, {{1, 3, 4, 5, 6}}}));
 }
 
 TEST(Afra, IgnoresFlagsReservedBitsSizeAndBytesBehind) {
@@ -121,15 +116,13 @@ TEST(Afra, TakesNoMemoryOnTheWordOfACount) {
 }
 
 TEST(AfraIndex, KnowsWhetherItsNumbersRiseByOne) {
-  const struct {
-    std::vector<std::uint32_t> fragments;
-    bool consecutive;
-  } rows[] = {{{}, true},         {{7}, true},     {{7, 8, 9}, true},    {{7, 9}, false},
-              {{7, 8, 8}, false}, {{8, 7}, false}, {{1, 2, 3, 5}, false}};
-  for (const auto& row : rows) {
+  const std::pair<std::vector<std::uint32_t>, bool> rows[] = {
+      {{}, true},         {{7}, true},     {{7, 8, 9}, true},    {{7, 9}, false},
+      {{7, 8, 8}, false}, {{8, 7}, false}, {{1, 2, 3, 5}, false}};
+  for (const auto& [fragments, consecutive] : rows) {
     AfraIndex index;
-    for (const auto fragment : row.fragments) index.globalEntries.emplace_back(0U, 1U, fragment, 99U, 0U);
-    EXPECT_EQ(hasConsecutiveFragments(index), row.consecutive) << row.fragments.size();
+    for (const auto fragment : fragments) index.globalEntries.emplace_back(0U, 1U, fragment, 99U, 0U);
+    EXPECT_EQ(hasConsecutiveFragments(index), consecutive) << fragments.size();
   }
 }
 
@@ -169,38 +162,22 @@ constexpr char kFullImage[] =
     "   00000000 0000000000000000 00000000 00";
 
 BootstrapInfo everyField() {
-  BootstrapInfo info;
-  info.bootstrapVersion = 0x01020304;
-  info.profile = 2;
-  info.update = true;
-  info.timescale = 90000;
-  info.currentMediaTime = 0x100000002;
-  info.smpteOffset = 0x300000004;
-  info.movieIdentifier = "movi";
-  info.serverEntries = {"s1", "s2"};
-  info.qualityEntries = {"q1"};
-  info.drmData = "drm";
-  info.metadata = "meta";
-  info.segmentRunTables = {{.update = true, .qualityEntries = {"a", "bc"}, .segmentRuns = {{1, 10}, {2, 11}}}, {}};
-  info.fragmentRunTables = {{.update = true,
-                             .timescale = 48000,
-                             .qualityEntries = {"x"},
-                             .fragmentRuns = {{5, 0x500000006, 0x1000U},
-                                              {7, 0x700000008, Discontinuity::kBothGaps},
-                                              {0, 0, Discontinuity::kEndOfPresentation}}}};
-  return info;
+  const std::vector<SegmentRunTable> segments = {{true, {"a", "bc"}, {{1, 10}, {2, 11}}}, {}};
+  const std::vector<FragmentRunEntry> runs = {
+      {5, 0x500000006, 0x1000U}, {7, 0x700000008, Discontinuity::kBothGaps}, {0, 0, Discontinuity::kEndOfPresentation}};
+  const std::vector<FragmentRunTable> fragments = {{true, 48000, {"x"}, runs}};
+  return {0x01020304,   2,      false, true,   90000,    0x100000002, 0x300000004, "movi",
+          {"s1", "s2"}, {"q1"}, "drm", "meta", segments, fragments};
 }
 
 TEST(Bootstrap, IsWrittenAndReadByteForByte) {
-  const struct {
-    const char* image;
-    BootstrapInfo info;
-  } rows[] = {{kFirstFragmentImage, firstFragment()}, {kFullImage, everyField()}};
-  for (const auto& row : rows) {
-    const std::string image = hex(fromHex(row.image));
-    EXPECT_EQ(hex(written(row.info)), image);
-    EXPECT_EQ(hex(written(row.info, true)), image.substr(27)) << "without the first twelve bytes";
-    EXPECT_EQ(read(fromHex(row.image)), row.info) << row.image;
+  const std::pair<const char*, BootstrapInfo> rows[] = {{kFirstFragmentImage, firstFragment()},
+                                                        {kFullImage, everyField()}};
+  for (const auto& [image, info] : rows) {
+    const std::string whole = hex(fromHex(image));
+    EXPECT_EQ(hex(written(info)), whole);
+    EXPECT_EQ(hex(written(info, true)), whole.substr(27)) << "without the first twelve bytes";
+    EXPECT_EQ(read(fromHex(image)), info) << image;
   }
 }
 
@@ -213,30 +190,24 @@ std::vector<std::byte> patched(std::size_t offset, std::string_view bytes) {
 }
 
 TEST(Bootstrap, RefusesOtherBoxesAndVersions) {
-  const struct {
-    const char* what;
-    std::size_t offset;
-    const char* bytes;
-  } rows[] = {{"another type", 4, "61627375"},
-              {"a uuid box", 4, "75756964"},
-              {"version 1", 8, "01"},
-              {"a table that is no asrt", 47, "61667274"},
-              {"a table that is no afrt", 73, "61737274"}};
-  for (const auto& row : rows)
-    EXPECT_THAT([&] { read(patched(row.offset, row.bytes)); },
-                testing::ThrowsMessage<InvalidBootstrapFormat>("Could not parse bootstrap info"))
-        << row.what;
+  const std::tuple<const char*, std::size_t, const char*> rows[] = {{"another type", 4, "61627375"},
+                                                                    {"a uuid box", 4, "75756964"},
+                                                                    {"version 1", 8, "01"},
+                                                                    {"a table that is no asrt", 47, "61667274"},
+                                                                    {"a table that is no afrt", 73, "61737274"}};
+  for (const auto& [what, offset, bytes] : rows) {
+    const auto image = patched(offset, bytes);
+    EXPECT_THAT([&] { read(image); }, testing::ThrowsMessage<InvalidBootstrapFormat>("Could not parse bootstrap info"))
+        << what;
+  }
 }
 
 TEST(Bootstrap, IgnoresWhatIsNotForReaders) {
-  const struct {
-    const char* what;
-    std::size_t offset;
-    const char* bytes;
-  } rows[] = {{"flags", 9, "ffffff"},         {"reserved bits", 16, "2f"},  {"too small a size", 0, "00000002"},
-              {"a size of 0", 0, "00000000"}, {"asrt version", 51, "01"},   {"other asrt flags", 52, "fffffe"},
-              {"afrt version", 77, "02"},     {"asrt size", 43, "7fffffff"}};
-  for (const auto& row : rows) EXPECT_EQ(read(patched(row.offset, row.bytes)), firstFragment()) << row.what;
+  const std::tuple<const char*, std::size_t, const char*> rows[] = {
+      {"flags", 9, "ffffff"},         {"reserved bits", 16, "2f"},  {"too small a size", 0, "00000002"},
+      {"a size of 0", 0, "00000000"}, {"asrt version", 51, "01"},   {"other asrt flags", 52, "fffffe"},
+      {"afrt version", 77, "02"},     {"asrt size", 43, "7fffffff"}};
+  for (const auto& [what, offset, bytes] : rows) EXPECT_EQ(read(patched(offset, bytes)), firstFragment()) << what;
 }
 
 TEST(Bootstrap, MayHaveALongSizeAndBytesBehindIt) {

@@ -51,26 +51,20 @@ struct Protected {
 };
 
 TEST(EncryptorContext, HasTheOptionsInTheLibrarysOrder) {
-  const struct {
-    const char* key;
-    const char* value;
-    std::array<std::uint32_t, 5> words;
-  } rows[] = {{"EncryptVideo", "false", {0, 1, 1, 2, 0}},  {"EncryptAudio", "no", {1, 0, 1, 2, 0}},
-              {"EncryptData", "", {1, 1, 0, 2, 0}},        {"EncryptAudio", "TRUE", {1, 1, 1, 2, 0}},
-              {"VideoEncryptLevel", "1", {1, 1, 1, 1, 0}}, {"VideoEncryptLevel", "0", {1, 1, 1, 0, 0}}};
-  for (const auto& row : rows) {
+  const std::tuple<const char*, const char*, std::array<std::uint32_t, 5>> rows[] = {
+      {"EncryptVideo", "false", {0, 1, 1, 2, 0}},  {"EncryptAudio", "no", {1, 0, 1, 2, 0}},
+      {"EncryptData", "", {1, 1, 0, 2, 0}},        {"EncryptAudio", "TRUE", {1, 1, 1, 2, 0}},
+      {"VideoEncryptLevel", "1", {1, 1, 1, 1, 0}}, {"VideoEncryptLevel", "0", {1, 1, 1, 0, 0}}};
+  for (const auto& [key, value, words] : rows) {
     Protected recording;
-    recording.set(row.key, row.value);
-    EXPECT_EQ(std::bit_cast<decltype(row.words)>(recording.read().encryptionOptions()), row.words) << row.key;
+    recording.set(key, value);
+    EXPECT_EQ(std::bit_cast<decltype(words)>(recording.read().encryptionOptions()), words) << key;
   }
 }
 
 TEST(EncryptorContext, FailsAtTheFirstThatIsMissing) {
   // The last that is read comes first, so that each row finds what those above it left missing.
-  const struct {
-    const char* key;
-    const char* message;
-  } rows[] = {
+  const std::pair<const char*, const char*> rows[] = {
       {"PolicyPath", "no policy specified"},
       {"PackagerCredentialPwd", "no packager credential password specified"},
       {"PackagerCredentialPath", "no packager credential specified"},
@@ -83,15 +77,15 @@ TEST(EncryptorContext, FailsAtTheFirstThatIsMissing) {
   Protected recording;
   recording.set("VideoEncryptLevel", "3");
   EXPECT_EQ(recording.failure(), "invalid video encryption level; must 0, 1 or 2");
-  for (const auto& row : rows) {
-    const std::string path = recording.files.file(row.key);
+  for (const auto& [key, message] : rows) {
+    const std::string path = recording.files.file(key);
     if (std::filesystem::remove(path)) {
       EXPECT_EQ(recording.failure(), "Error (2) - Cannot open file '" + path + "'");
-      EXPECT_THROW(recording.read(), CantOpenFileException) << row.key;
+      EXPECT_THROW(recording.read(), CantOpenFileException) << key;
     }
-    recording.set(row.key, "");
-    EXPECT_EQ(recording.failure(), row.message);
-    EXPECT_THROW(recording.read(), qvs::k2r::EncryptorContextException) << row.key;
+    recording.set(key, "");
+    EXPECT_EQ(recording.failure(), message);
+    EXPECT_THROW(recording.read(), qvs::k2r::EncryptorContextException) << key;
   }
 }
 
@@ -141,16 +135,13 @@ TEST(ProtectionMetadata, FailWithALibraryThatMakesNone) {
 }
 
 TEST(Base64, IsPaddedAndInOneLine) {
-  const struct {
-    std::string data;
-    std::string text;
-  } rows[] = {{"", ""},
-              {"f", "Zg=="},
-              {"fo", "Zm8="},
-              {"foobar", "Zm9vYmFy"},
-              {"\xfb\xef\xbe\xff\xff\xff", "++++////"},
-              {std::string(3000, '\0'), std::string(4000, 'A')}};
-  for (const auto& row : rows) EXPECT_EQ(base64Encode(qvs::util::asBytes(row.data)), row.text);
+  const std::pair<std::string, std::string> rows[] = {{"", ""},
+                                                      {"f", "Zg=="},
+                                                      {"fo", "Zm8="},
+                                                      {"foobar", "Zm9vYmFy"},
+                                                      {"\xfb\xef\xbe\xff\xff\xff", "++++////"},
+                                                      {std::string(3000, '\0'), std::string(4000, 'A')}};
+  for (const auto& [data, text] : rows) EXPECT_EQ(base64Encode(qvs::util::asBytes(data)), text);
 }
 
 constexpr char kHead[] =
@@ -174,16 +165,14 @@ constexpr char kHead[] =
 constexpr char kTail[] = "000009 000009 000009 000009 000009";
 
 TEST(AdditionalHeader, IsWrittenByteForByte) {
-  const struct {
-    const char* lengthImage;
-    std::string metadata;
-  } rows[] = {{"02 0004", "QUJD"}, {"02 ffff", std::string(65535, 'A')}, {"0c 00010000", std::string(65536, 'A')}};
-  for (const auto& row : rows) {
+  const std::pair<const char*, std::string> rows[] = {
+      {"02 0004", "QUJD"}, {"02 ffff", std::string(65535, 'A')}, {"0c 00010000", std::string(65536, 'A')}};
+  for (const auto& [lengthImage, metadata] : rows) {
     std::ostringstream out;
     AdditionalHeader header;
-    header.metadata = row.metadata;
+    header.metadata = metadata;
     writeAdditionalHeader(out, header);
-    EXPECT_EQ(hex(out.str()), hex(fromHex(std::string(kHead) + row.lengthImage + hex(row.metadata) + kTail)));
+    EXPECT_EQ(hex(out.str()), hex(fromHex(std::string(kHead) + lengthImage + hex(metadata) + kTail)));
   }
 }
 

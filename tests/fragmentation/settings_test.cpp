@@ -55,11 +55,7 @@ TEST(RecordingSettings, AskAgainWithOneMoreThanIsNeeded) {
 }
 
 TEST(RecordingSettings, CountAKeyAsAbsentThatTheHostNeverHandsOver) {
-  const struct {
-    const char* what;
-    RuledContext::Rule rule;
-    std::size_t mostCalls;
-  } rows[] = {
+  const std::tuple<const char*, RuledContext::Rule, std::size_t> rows[] = {
       {"no such key", [](char*, std::uint32_t) { return -1; }, 1},
       {"gone when asked again", [](char*, std::uint32_t size) { return size == 1024 ? 2000 : -1; }, 2},
       {"failing when asked again", [](char*, std::uint32_t size) { return size == 1024 ? 2000 : -2; }, 2},
@@ -68,10 +64,10 @@ TEST(RecordingSettings, CountAKeyAsAbsentThatTheHostNeverHandsOver) {
       {"absurdly long", [](char*, std::uint32_t) { return 0x7FFFFFFF; }, 1},
       {"a little too long", [](char*, std::uint32_t) { return 1024 * 1024 + 1; }, 1},
   };
-  for (const auto& row : rows) {
-    RuledContext context(row.rule);
-    EXPECT_EQ(read(context), "absent") << row.what;
-    EXPECT_LE(context.sizes.size(), row.mostCalls) << row.what;
+  for (const auto& [what, rule, mostCalls] : rows) {
+    RuledContext context(rule);
+    EXPECT_EQ(read(context), "absent") << what;
+    EXPECT_LE(context.sizes.size(), mostCalls) << what;
   }
 }
 
@@ -174,8 +170,7 @@ TEST(FragmentationConfig, RefusesSettingsThatGiveNoDuration) {
   constexpr char kNoDuration[] = "invalid fragment duration specified";
   constexpr char kNoInterval[] = "no value specified for frames-per-keyframe-interval";
   const struct {
-    const char* settings;
-    const char* message;
+    const char *settings, *message;
   } rows[] = {
       {"FragmentDuration=0", kNoDuration},
       {"FragmentDuration=0 FrameRate=25 FramesPerKeyframeInterval=50", kNoDuration},

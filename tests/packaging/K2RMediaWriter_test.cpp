@@ -61,8 +61,7 @@ TEST_F(K2RMediaWriterTest, StoresEachTagByItsCodec) {
   const struct {
     const char* why;
     std::uint8_t type;
-    const char* data;
-    const char* stored;
+    const char *data, *stored;
   } rows[] = {{"H.263 key frame", 9, "12 aa", "9@0*[vide 12+1!]"},
               {"H.263 frame", 9, "22 aa", "9@0[vide 12+1]"},
               {"VP6 key frame", 9, "14 00 aabb", "9@0*[vide 13+2!]"},
@@ -145,10 +144,7 @@ TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationUntilItHasCaughtUpWithALateSta
 
 TEST_F(K2RMediaWriterTest, StopsAtTheFirstTimestampAtTheLimit) {
   addMp3Track();
-  const struct {
-    std::uint32_t limit;
-    const char* stored;
-  } rows[] = {
+  const std::pair<std::uint32_t, const char*> rows[] = {
       {0, ""},
       {1000, ""},
       {1001, "8@0/1000*[soun 12+1]"},
@@ -160,24 +156,10 @@ TEST_F(K2RMediaWriterTest, StopsAtTheFirstTimestampAtTheLimit) {
   add(8, 2000, "2f aa", 0U - 500);  // its turn comes behind one that is not written
   add(8, 2001, "2f aa", 1000);
   add(8, 2002, "2f aa", 0x80000000 - 2002);
-  for (const auto& row : rows) {
-    write(*newSegment(), row.limit);
-    EXPECT_EQ(image().fragments.at(0), row.stored) << row.limit;
+  for (const auto& [limit, stored] : rows) {
+    write(*newSegment(), limit);
+    EXPECT_EQ(image().fragments.at(0), stored) << limit;
   }
-}
-
-TEST_F(K2RMediaWriterTest, TellsWhereEachFragmentBegins) {
-  addMp3Track();
-  const auto writer = newSegment();
-  add(8, 0, "2f aa");
-  const std::uint64_t first = write(*writer);
-  queue.clear();
-  const std::uint64_t empty = write(*writer);
-  add(8, 40, "2f bb");
-  const std::uint64_t third = write(*writer);
-  EXPECT_EQ(image().positions, (std::vector{first, empty, third}));
-  EXPECT_EQ(image().bootstraps, (std::vector<std::string>(3, "0a0b0c0d 0e")));
-  EXPECT_EQ(image().fragments, (std::vector<std::string>{"8@0*[soun 12+1]", "", "8@40[soun 12+1]"}));
 }
 
 TEST_F(K2RMediaWriterTest, HoldsEachMessageUntilItsFragmentIsWritten) {
@@ -240,25 +222,6 @@ TEST_F(K2RMediaWriterAppend, ReadsTheTracksOfAnExistingSegment) {
                 "\nmeta eng 1000 7 amf0 meta 0\nhint eng 1000 0\n");
 }
 
-TEST_F(K2RMediaWriterAppend, ContinuesAnExistingSegmentWithItsOwnConfigurations) {
-  addAvcTrack();
-  addAacTrack();
-  add(9, 0, "17 01 000000 aa");
-  const std::uint64_t first = write(*newSegment());
-  queue.clear();
-  add(9, 4000, "17 01 000000 bb");
-  K2RMediaWriterPolicy fresh(*this);
-  std::uint64_t second = 0;
-  {
-    K2RMediaWriter writer(fresh, file, first, warnings);
-    second = write(writer);
-  }
-  const auto seen = image();
-  EXPECT_EQ(seen.positions, (std::vector{first, second}));
-  EXPECT_EQ(seen.fragments,
-            (std::vector<std::string>{"9@0* 8@0 9@0[vide 16+1!]", "9@4000* 8@4000 9@4000[vide 16+1!]"}));
-}
-
 TEST_F(K2RMediaWriterAppend, RefusesASegmentWithoutAHintTrack) {
   EXPECT_THROW(continueSegment(0), krvo::k2m::Exception) << "an empty file";
   addMp3Track();
@@ -272,22 +235,6 @@ TEST_F(K2RMediaWriterAppend, RefusesASegmentWithoutAHintTrack) {
   EXPECT_THAT([&] { continueSegment(position); },
               testing::ThrowsMessage<qvs::QVSException>("The segment to be continued has no hint track."));
   EXPECT_EQ(file.references, 0);
-}
-
-TEST(K2RTrackIterator, WalksASnapshotToItsEnd) {
-  std::vector source{std::make_shared<K2RTrack>(), std::make_shared<K2RTrack>()};
-  const auto tracksThen = source;
-  K2RTrackIterator tracks(source);
-  source.clear();
-  std::shared_ptr<K2RTrack> track;
-  for (const auto& expected : tracksThen) {
-    ASSERT_TRUE(tracks.hasNext());
-    tracks.next(track);
-    EXPECT_EQ(track, expected);
-  }
-  EXPECT_FALSE(tracks.hasNext());
-  tracks.next(track);
-  EXPECT_EQ(track, nullptr);
 }
 
 }  // namespace

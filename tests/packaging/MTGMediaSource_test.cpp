@@ -67,18 +67,14 @@ TEST_F(MTGMediaSourceTest, TellsOfTheWholeStream) {
 }
 
 TEST_F(MTGMediaSourceTest, NamesTheCodecOfTheFirstTagWithData) {
-  const struct {
-    std::uint8_t type;
-    const char* data;
-    qvs::util::FourCC format;
-  } rows[] = {{9, "11", "jpeg"_4cc}, {9, "12", "H263"_4cc}, {9, "14", "VP6F"_4cc}, {9, "25", "VP6A"_4cc},
-              {9, "17", "avc1"_4cc}, {9, "13", 0},          {8, "00", ".mp3"_4cc}, {8, "10", ".mp3"_4cc},
-              {8, "2f", ".mp3"_4cc}, {8, "30", ".mp3"_4cc}, {8, "ef", ".mp3"_4cc}, {8, "4f", "nmos"_4cc},
-              {8, "5f", "nmos"_4cc}, {8, "6f", "nmos"_4cc}, {8, "af", "mp4a"_4cc}, {8, "bf", "spex"_4cc},
-              {8, "7f", 0}};
-  for (const auto& row : rows) {
-    open({message(row.type, 0, ""), message(row.type, 1, row.data)});
-    EXPECT_EQ(tracks().at(0)->sampleDescriptors.at(0)->info->formatCode, row.format) << row.data;
+  const std::tuple<std::uint8_t, const char*, qvs::util::FourCC> rows[] = {
+      {9, "11", "jpeg"_4cc}, {9, "12", "H263"_4cc}, {9, "14", "VP6F"_4cc}, {9, "25", "VP6A"_4cc}, {9, "17", "avc1"_4cc},
+      {9, "13", 0},          {8, "00", ".mp3"_4cc}, {8, "10", ".mp3"_4cc}, {8, "2f", ".mp3"_4cc}, {8, "30", ".mp3"_4cc},
+      {8, "ef", ".mp3"_4cc}, {8, "4f", "nmos"_4cc}, {8, "5f", "nmos"_4cc}, {8, "6f", "nmos"_4cc}, {8, "af", "mp4a"_4cc},
+      {8, "bf", "spex"_4cc}, {8, "7f", 0}};
+  for (const auto& [type, data, format] : rows) {
+    open({message(type, 0, ""), message(type, 1, data)});
+    EXPECT_EQ(tracks().at(0)->sampleDescriptors.at(0)->info->formatCode, format) << data;
   }
 }
 

@@ -122,9 +122,8 @@ std::string read(const std::vector<std::byte>& bytes) {
                      : verdict == AacVerdict::kUnsupported ? "unsupported"
                      : verdict == AacVerdict::kTruncated   ? "truncated"
                                                            : "no data";
-  for (const std::int32_t field : {config.objectType, config.sampleRate, config.channelConfig}) {
+  for (const std::int32_t field : {config.objectType, config.sampleRate, config.channelConfig})
     text += " " + std::to_string(field);
-  }
   if (config.sbrPresent != -1 || config.extensionObjectType != 0 || config.extensionSampleRate != config.sampleRate) {
     text += " " + std::to_string(config.sbrPresent) + "/" + std::to_string(config.extensionObjectType) + " " +
             std::to_string(config.extensionSampleRate);
@@ -134,9 +133,7 @@ std::string read(const std::vector<std::byte>& bytes) {
 
 TEST(AacConfig, IsReadAsFarAsItIsKnown) {
   const struct {
-    const char* why;
-    const char* bits;
-    const char* result;
+    const char *why, *bits, *result;
   } rows[] = {
       {"LC", "00010 0100 0010 000", "read 2 44100 2"},
       {"explicit rate", "00010 1111 000000001011101110000001 0001 000", "read 2 48001 1"},

@@ -1,17 +1,22 @@
-// What a track says of its codec: the description made of its first message, the boxes in that, and the messages that
-// repeat the configuration.
+// What a track says of its codec: the description made of its first message, the boxes in that, the messages that
+// repeat the configuration, and the message that describes a recording.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 
 #include "packaging/CodecBoxes.h"
-#include "packaging/HintDescription.h"
 #include "packaging/K2RSampleWriter.h"
 #include "packaging/MediaTime.h"
+#include "packaging/MetadataMessage.h"
 #include "packaging/RefMessage.h"
 #include "packaging/SampleDescriptors.h"
 #include "tests/packaging/recordingFixture.h"
+#include "tests/support/ScriptCodec.h"
+#include "util/fourcc.h"
+#include "wrappers/k2m/Exception.h"
 
 namespace {
 
@@ -30,42 +35,35 @@ std::string describe(std::uint8_t type, const char* firstData) {
 
 TEST(SampleDescriptors, AreMadeOfTheFirstMessageOfATrack) {
   const std::string picture = "640x360 72x72 1 24 ";
-  const struct {
-    std::uint8_t type;
-    const char* data;
-    std::string descriptor;
-  } rows[] = {{9, "17 00 000000 0164001e 5a5a", "H264 vide " + picture + "14: 0000000e 61766343 0164001e 5a5a"},
-              {9, "17 00 000000", "H264 vide " + picture + "8: 00000008 61766343"},
-              {9, "14 00", "VP6F vide " + picture + "0"},
-              {9, "12", "H263 vide " + picture + "0"},
-              {9, "10", "- vide " + picture + "0"},
-              {8, "af 00 1210", std::string("mp4a soun 44100x2x0 51: ") + test::kEsds},
-              {8, "2f 00", ".mp3 soun 44000x2x2 0"},
-              {18, "02", "amf0 meta 0"},
-              {15, "02", "amf3 meta 0"},
-              // AVC and AAC: of their sequence headers only.
-              {9, "17 01 000000 aa", "none"},
-              {9, "17 02 000000", "none"},
-              {9, "17 00 0000", "none"},
-              {9, "17", "none"},
-              {8, "af 01 1210", "none"},
-              {8, "af", "none"}};
-  for (const auto& row : rows) EXPECT_EQ(describe(row.type, row.data), row.descriptor) << row.data;
+  const std::tuple<std::uint8_t, const char*, std::string> rows[] = {
+      {9, "17 00 000000 0164001e 5a5a", "H264 vide " + picture + "14: 0000000e 61766343 0164001e 5a5a"},
+      {9, "17 00 000000", "H264 vide " + picture + "8: 00000008 61766343"},
+      {9, "14 00", "VP6F vide " + picture + "0"},
+      {9, "12", "H263 vide " + picture + "0"},
+      {9, "10", "- vide " + picture + "0"},
+      {8, "af 00 1210", std::string("mp4a soun 44100x2x0 51: ") + test::kEsds},
+      {8, "2f 00", ".mp3 soun 44000x2x2 0"},
+      {18, "02", "amf0 meta 0"},
+      {15, "02", "amf3 meta 0"},
+      // AVC and AAC: of their sequence headers only.
+      {9, "17 01 000000 aa", "none"},
+      {9, "17 02 000000", "none"},
+      {9, "17 00 0000", "none"},
+      {9, "17", "none"},
+      {8, "af 01 1210", "none"},
+      {8, "af", "none"}};
+  for (const auto& [type, data, descriptor] : rows) EXPECT_EQ(describe(type, data), descriptor) << data;
 }
 
 TEST(SampleDescriptors, OfAacTakeTheRateOfAnExtension) {
-  const struct {
-    const char* why;
-    const char* data;
-    std::string_view descriptor;
-  } rows[] = {{"explicit, over 22050", "af 00 2b920800", "mp4a soun 44100x2x0 53: "},
-              {"compatible, over 22050", "af 00 1390 56e5a0", "mp4a soun 44100x2x0 54: "},
-              {"the same with the extension absent", "af 00 1390 56e500", "mp4a soun 22050x2x0 54: "},
-              {"no configuration", "af 00", "mp4a soun 0x0x0 49: "},
-              {"half of one", "af 00 12", "mp4a soun 0x0x0 50: "}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(describe(8, row.data).substr(0, row.descriptor.size()), row.descriptor) << row.why;
-  }
+  const std::tuple<const char*, const char*, std::string_view> rows[] = {
+      {"explicit, over 22050", "af 00 2b920800", "mp4a soun 44100x2x0 53: "},
+      {"compatible, over 22050", "af 00 1390 56e5a0", "mp4a soun 44100x2x0 54: "},
+      {"the same with the extension absent", "af 00 1390 56e500", "mp4a soun 22050x2x0 54: "},
+      {"no configuration", "af 00", "mp4a soun 0x0x0 49: "},
+      {"half of one", "af 00 12", "mp4a soun 0x0x0 50: "}};
+  for (const auto& [why, data, descriptor] : rows)
+    EXPECT_EQ(describe(8, data).substr(0, descriptor.size()), descriptor) << why;
 }
 
 TEST(CodecBoxes, WriteLongDescriptorLengthsInSevenBitGroups) {
@@ -106,9 +104,7 @@ TEST(CodecBoxes, FindTheConfigurationBetweenOtherBytes) {
 
 TEST(CodecBoxes, FindAnAvcBoxThatLiesInTheBytes) {
   const struct {
-    const char* why;
-    const char* header;
-    const char* box;
+    const char *why, *header, *box;
   } rows[] = {{"alone", "0000000a 61766343 0164", "0000000a 61766343 0164"},
               {"between others", "00000008 70617370 0000000a 61766343 0164 00000008", "0000000a 61766343 0164"},
               {"at an odd place", "aa 00000009 61766343 01", "00000009 61766343 01"},
@@ -128,7 +124,7 @@ using ConfigMessages = test::RecordingFixture;
 
 TEST_F(ConfigMessages, AreSequenceHeadersByteForByte) {
   const K2RSampleWriter writer(*this);
-  const auto expect = [](const NQMessage& message, const char* tag, std::uint32_t sampleOffset) {
+  const auto expect = [](const ruvo::k2rpkgutil::NQMessage& message, const char* tag, std::uint32_t sampleOffset) {
     EXPECT_EQ(hex({message.header(), message.totalSize()}), tag);
     EXPECT_EQ(message.time(), 4000U);
     EXPECT_EQ(message.sampleOffset(), sampleOffset);
@@ -154,24 +150,120 @@ TEST_F(ConfigMessages, AreEmptyWhereThereIsNothingToRepeat) {
   EXPECT_TRUE(writer.buildAudioConfig("mp4a"_4cc, 0, 0, makeEsdsBox({})).empty());
 }
 
-TEST(HintDescription, IsWrittenByteForByte) {
-  ByteWriter out;
-  const HintDescriptionEntry entries[] = {{.first = 2, .flags = {1, 0, 9, 0, 255}, .last = 3}, {}};
-  writeHintDescription(out, entries);
-  EXPECT_EQ(hex(out.bytes()), "00000013 616d6870 00000000 0202a803 000000");
+TEST(MediaTime, RoundsIntoAnotherTimescale) {
+  const std::tuple<std::uint64_t, std::uint32_t, std::uint32_t, std::uint64_t> rows[] = {
+      {4000, 1000, 1000, 4000}, {1, 1000, 90000, 90}, {1, 3, 1000, 333}, {2, 3, 1000, 667},
+      {5, 0, 1000, 5000},       {0, 1000, 0, 0},      {3, 2, 1, 2},      {~0ULL, 1, 1000, ~0ULL}};
+  for (const auto& [value, from, to, result] : rows) {
+    EXPECT_EQ((MediaTime{value, from}.in(to)), result) << value << " " << from;
+  }
 }
 
-TEST(MediaTime, RoundsIntoAnotherTimescale) {
-  const struct {
-    std::uint64_t value;
-    std::uint32_t from;
-    std::uint32_t to;
-    std::uint64_t result;
-  } rows[] = {{4000, 1000, 1000, 4000}, {1, 1000, 90000, 90}, {1, 3, 1000, 333}, {2, 3, 1000, 667},
-              {5, 0, 1000, 5000},       {0, 1000, 0, 0},      {3, 2, 1, 2},      {~0ULL, 1, 1000, ~0ULL}};
-  for (const auto& row : rows) {
-    EXPECT_EQ((MediaTime{row.value, row.from}.in(row.to)), row.result) << row.value << " " << row.from;
+class MetadataMessage : public test::RecordingFixture {
+ protected:
+  ByteBuffer message(bool hasSmpte = false) { return buildMetadataMessage(properties, hasSmpte, 0.0); }
+  /// What the message says: "name=value" for each member, those of an array in parentheses.
+  std::string members(bool hasSmpte = false) {
+    return describe(test::readScript(message(hasSmpte).bytes()).at(1).array());
   }
+  static std::string describe(const NQDataArray* array) {
+    std::ostringstream text;
+    for (std::size_t i = 0; i < array->size(); ++i) {
+      const NQDataValue& value = array->value(i);
+      text << (i == 0 ? "" : " ") << array->name(i).view() << "=";
+      if (value.array() != nullptr) {
+        text << "(" << describe(value.array()) << ")";
+      } else if (value.kind() == NQDataKind::kStringType) {
+        text << value.toString().view();
+      } else {
+        text << value.toDouble();
+      }
+    }
+    return text.str();
+  }
+};
+
+TEST_F(MetadataMessage, IsWrittenByteForByte) {
+  addAvcTrack();
+  addAacTrack();
+  EXPECT_EQ(hex(message().bytes()), hex(fromHex("02 000a 6f6e4d65746144617461 08 00000000"
+                                                "0008 6475726174696f6e 00 0000000000000000"
+                                                "0005 7769647468 00 4084000000000000"
+                                                "0006 686569676874 00 4076800000000000"
+                                                "000c 766964656f636f6465636964 02 0004 48323634"
+                                                "000c 617564696f636f6465636964 02 0004 6d703461"
+                                                "000a 61766370726f66696c65 00 4059000000000000"
+                                                "0008 6176636c6576656c 00 403e000000000000"
+                                                "0006 616163616f74 00 0000000000000000"
+                                                "000e 766964656f6672616d6572617465 00 fff8000000000000"
+                                                "000f 617564696f73616d706c6572617465 00 40e5888000000000"
+                                                "000d 617564696f6368616e6e656c73 00 4000000000000000"
+                                                "0009 747261636b696e666f 0a 00000002"
+                                                "03 0006 6c656e677468 00 0000000000000000"
+                                                "0009 74696d657363616c65 00 408f400000000000"
+                                                "0008 6c616e6775616765 02 0003 656e67 000009"
+                                                "03 0006 6c656e677468 00 0000000000000000"
+                                                "0009 74696d657363616c65 00 408f400000000000"
+                                                "0008 6c616e6775616765 02 0003 656e67 000009"
+                                                "0007 63757374646566 0a 00000000"
+                                                "000009")));
+}
+
+TEST_F(MetadataMessage, SaysWhatTheTracksAre) {
+  const std::string track = " trackinfo=(0=(length=0 timescale=1000 language=eng)) custdef=()";
+  const struct {
+    std::uint8_t type;
+    const char* firstData;
+    std::string members;
+  } rows[] = {{8, "2f", "duration=0 audiocodecid=.mp3 audiosamplerate=44000 audiochannels=2" + track},
+              {9, "14 00", "duration=0 width=640 height=360 videocodecid=VP6F videoframerate=-nan" + track},
+              {18, "02", "duration=0" + track}};
+  for (const auto& row : rows) {
+    properties.tracks.clear();
+    addTrack(row.type, row.firstData);
+    EXPECT_EQ(members(), row.members);
+  }
+  properties.tracks.back()->handlerType = "hint"_4cc;
+  EXPECT_EQ(members(), "duration=0 trackinfo=() custdef=()");
+}
+
+TEST_F(MetadataMessage, HasTheTimeCodeWhereItIsKnown) {
+  properties.document.duration = 2500;
+  EXPECT_EQ(members(true), "duration=2.5 trackinfo=() smpteTimeInfo=(smpteOffset=0) custdef=()");
+}
+
+TEST_F(MetadataMessage, WritesCustomDefinitionsAndEmptyLanguages) {
+  MetadataSummary summary;
+  summary.tracks.push_back(std::make_shared<ruvo::k2r::MetaDataTrackInfo>("amf0"_4cc, 0, 1000, ""));
+  summary.customDefinitions = {{"site", "north"}};
+  std::ostringstream out;
+  writeMetadataMessage(out, summary);
+  EXPECT_EQ(out.str().find("language"), std::string::npos);
+  EXPECT_NE(out.str().find(std::string("custdef\x0a\0\0\0\x01\0\x04site\x02\0\x05north\0\0\x09", 29)),
+            std::string::npos);
+  EXPECT_EQ(out.exceptions(), std::ios_base::goodbit) << "the mask is the caller's again";
+}
+
+TEST_F(MetadataMessage, ReadsTheProfileFromWholeBoxesOnly) {
+  const std::tuple<const char*, FourCC, const char*, const char*> rows[] = {
+      {"behind another box", "avc1"_4cc, "00000008 66726565 0000000f 61766343 01 4d 00 1f ff e0 00",
+       "avcprofile=77 avclevel=31 "},
+      {"the type at the end", "avc1"_4cc, "0000000c 61766343", "avcprofile=0 avclevel=0 "},
+      {"no size in front", "avc1"_4cc, "61766343 01 64 00 1e", "avcprofile=0 avclevel=0 "},
+      {"a record cut short", "avc1"_4cc, "0000000a 61766343 01 64", "avcprofile=0 avclevel=0 "},
+      {"no box", "avc1"_4cc, "01 64 00 1e ff", "avcprofile=0 avclevel=0 "},
+      {"another codec of that kind", "mp4v"_4cc, "", "avcprofile=0 avclevel=0 "}};
+  addAvcTrack();
+  K2RSampleDescriptor& descriptor = *properties.tracks.back()->sampleDescriptors.front();
+  for (const auto& [why, format, codecHeader, profile] : rows) {
+    descriptor.info->formatCode = format;
+    descriptor.codecHeader = ByteBuffer(fromHex(codecHeader));
+    EXPECT_NE(members().find(profile), std::string::npos) << why;
+  }
+  descriptor.codecHeader = ByteBuffer(fromHex("00000010 61766343 01 64 00 1e ff e0 00"));
+  EXPECT_THAT([this] { message(); },
+              testing::Throws<krvo::k2m::Exception>(testing::Property(&krvo::k2m::Exception::status, 42U)))
+      << "a box beyond its bytes";
 }
 
 }  // namespace

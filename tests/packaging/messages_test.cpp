@@ -36,20 +36,16 @@ NQMessage store(std::uint8_t type, const std::vector<std::byte>& data, std::uint
 }
 
 TEST(NQMessage, IsATagByteForByte) {
-  const struct {
-    std::uint8_t type;
-    std::uint32_t timestamp;
-    const char* data;
-    const char* tag;
-  } rows[] = {{9, 0x01020304, "17 01 00002a aabb", "09000007 02030401 00000017 0100002a aabb0000 0012"},
-              {0x28, 0xFF000000, "af 01 cc", "28000003 000000ff 000000af 01cc0000 000e"},
-              {18, 5, "02", "12000001 00000500 00000002 0000000c"},
-              {15, 0x00FFFFFF, "", "0f000000 ffffff00 00000000 00000b"}};
-  for (const auto& row : rows) {
-    const NQMessage message = store(row.type, fromHex(row.data), 77, row.timestamp);
-    EXPECT_EQ(hex({message.header(), message.totalSize()}), row.tag);
+  const std::tuple<std::uint8_t, std::uint32_t, const char*, const char*> rows[] = {
+      {9, 0x01020304, "17 01 00002a aabb", "09000007 02030401 00000017 0100002a aabb0000 0012"},
+      {0x28, 0xFF000000, "af 01 cc", "28000003 000000ff 000000af 01cc0000 000e"},
+      {18, 5, "02", "12000001 00000500 00000002 0000000c"},
+      {15, 0x00FFFFFF, "", "0f000000 ffffff00 00000000 00000b"}};
+  for (const auto& [type, timestamp, data, tag] : rows) {
+    const NQMessage message = store(type, fromHex(data), 77, timestamp);
+    EXPECT_EQ(hex({message.header(), message.totalSize()}), tag);
     EXPECT_EQ(message.time(), 77U);
-    EXPECT_EQ(message.timestamp(), row.timestamp);
+    EXPECT_EQ(message.timestamp(), timestamp);
     EXPECT_EQ(message.totalSize(), message.dataSize() + 15);
   }
 }
@@ -104,24 +100,21 @@ TEST(Messages, KnowTheirCodecsByANibble) {
 }
 
 TEST(Messages, TellWhatTheyCarry) {
-  const struct {
-    std::uint8_t type;
-    const char* data;
-    const char* says;
-  } rows[] = {{9, "14 0100000000", "video key VP6F+2"},
-              {9, "57 0200000000", "video command H264+5 packet2"},
-              {41, "17 0100000000", "video key H264+5 packet1"},
-              {0x89, "17 0100000000", "video key H264+5 packet1"},
-              {18, "17 00", "data amf0"},
-              {15, "af 00", "data amf3"},
-              {22, "17 00", "other"},
-              {18, "", "data amf0"},
-              {9, "", "video"},
-              {9, "170100", "video key H264 packet1"},  // too short for the codec header, as are the next three
-              {9, "17", "video key H264"},
-              {9, "24", "video VP6F"},
-              {8, "af", "audio mp4a"}};
-  for (const auto& row : rows) expectSays(row.type, fromHex(row.data), row.says);
+  const std::tuple<std::uint8_t, const char*, const char*> rows[] = {
+      {9, "14 0100000000", "video key VP6F+2"},
+      {9, "57 0200000000", "video command H264+5 packet2"},
+      {41, "17 0100000000", "video key H264+5 packet1"},
+      {0x89, "17 0100000000", "video key H264+5 packet1"},
+      {18, "17 00", "data amf0"},
+      {15, "af 00", "data amf3"},
+      {22, "17 00", "other"},
+      {18, "", "data amf0"},
+      {9, "", "video"},
+      {9, "170100", "video key H264 packet1"},  // too short for the codec header, as are the next three
+      {9, "17", "video key H264"},
+      {9, "24", "video VP6F"},
+      {8, "af", "audio mp4a"}};
+  for (const auto& [type, data, says] : rows) expectSays(type, fromHex(data), says);
 }
 
 TEST(Messages, GiveTheFragmenterTheirKindAndTime) {
@@ -140,38 +133,28 @@ TEST(NQMessage, RefusesWhatTheSizeFieldCannotHold) {
       testing::ThrowsMessage<qvs::QVSException>("A message of 16777216 bytes exceeds the 24-bit size of a tag."));
 }
 
-/// Arena memory on the stack that tells how many references are on it.
-class CountedBytes final : public IMemoryArenaAlloc {
- public:
-  std::uint32_t addRef() override { return ++references; }
-  std::uint32_t release() override { return --references; }
-  std::byte* getData() override { return bytes; }
-  std::uint64_t getSize() const override { return sizeof(bytes); }
-
-  std::uint32_t references = 0;
-  std::byte bytes[32] = {};
-};
-
 TEST(NQMessage, HoldsOneReferenceForEachCopyAndNoneForAMove) {
-  CountedBytes memory;
+  RefCountedMemoryArena arena;
+  MemoryHolder memory;
+  arena.allocate(memory, 32);
+  const auto references = [&memory] { return memory->addRef(), memory->release() - 1; };
   {
-    NQMessage first(1, 20, MemoryHolder(&memory), memory.bytes + 12, 4);
-    EXPECT_EQ(memory.references, 1U);
+    NQMessage first(1, 20, memory, memory->getData() + 12, 4);
+    EXPECT_EQ(references(), 1U);
     NQMessage copy(first);
-    EXPECT_EQ(memory.references, 2U);
+    EXPECT_EQ(references(), 2U);
     NQMessage moved(std::move(first));
-    EXPECT_EQ(memory.references, 2U);
+    EXPECT_EQ(references(), 2U);
     EXPECT_TRUE(first.empty());  // NOLINT(bugprone-use-after-move): what a move leaves is told
     copy = moved;
-    EXPECT_EQ(memory.references, 2U);
+    EXPECT_EQ(references(), 2U);
     copy = NQMessage();
-    EXPECT_EQ(memory.references, 1U);
-    EXPECT_EQ(moved.sampleOffset(), 12U);
-    EXPECT_EQ(moved.dataSize(), 5U);
+    EXPECT_EQ(references(), 1U);
+    EXPECT_EQ(std::pair(moved.sampleOffset(), moved.dataSize()), std::pair(12U, 5U));
     const std::vector<NQMessage> queue(20, moved);
-    EXPECT_EQ(memory.references, 21U);
+    EXPECT_EQ(references(), 21U);
   }
-  EXPECT_EQ(memory.references, 0U);
+  EXPECT_EQ(references(), 0U);
 }
 
 TEST(NQMessage, TakesNoMoreIntoTheSampleThanItHasInFront) {
@@ -186,19 +169,14 @@ TEST(NQMessage, TakesNoMoreIntoTheSampleThanItHasInFront) {
 }
 
 TEST(TagCodec, ReadsTheAudioByte) {
-  const struct {
-    FourCC code;
-    std::uint8_t byte;
-    float rate;
-    std::uint32_t bytesPerSample;
-    std::uint32_t channels;
-  } rows[] = {{".mp3"_4cc, 0x20, 5000, 1, 1},  {".mp3"_4cc, 0x25, 11000, 1, 2}, {".mp3"_4cc, 0x2A, 22000, 2, 1},
-              {".mp3"_4cc, 0x2F, 44000, 2, 2}, {"nmos"_4cc, 0x60, 5000, 1, 1},  {"nmos"_4cc, 0x6E, 44000, 2, 1},
-              {"spex"_4cc, 0xB0, 16000, 1, 1}, {"spex"_4cc, 0xBE, 16000, 2, 1}, {"mp4a"_4cc, 0xAF, 0, 0, 2}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(audioSampleRate(row.code, row.byte), row.rate) << toText(row.code) << " " << int{row.byte};
-    EXPECT_EQ(audioBytesPerSample(row.code, row.byte), row.bytesPerSample) << toText(row.code) << " " << int{row.byte};
-    EXPECT_EQ(audioChannels(row.byte), row.channels) << int{row.byte};
+  const std::tuple<FourCC, std::uint8_t, float, std::uint32_t, std::uint32_t> rows[] = {
+      {".mp3"_4cc, 0x20, 5000, 1, 1},  {".mp3"_4cc, 0x25, 11000, 1, 2}, {".mp3"_4cc, 0x2A, 22000, 2, 1},
+      {".mp3"_4cc, 0x2F, 44000, 2, 2}, {"nmos"_4cc, 0x60, 5000, 1, 1},  {"nmos"_4cc, 0x6E, 44000, 2, 1},
+      {"spex"_4cc, 0xB0, 16000, 1, 1}, {"spex"_4cc, 0xBE, 16000, 2, 1}, {"mp4a"_4cc, 0xAF, 0, 0, 2}};
+  for (const auto& [code, byte, rate, bytesPerSample, channels] : rows) {
+    EXPECT_EQ(audioSampleRate(code, byte), rate) << toText(code) << " " << int{byte};
+    EXPECT_EQ(audioBytesPerSample(code, byte), bytesPerSample) << toText(code) << " " << int{byte};
+    EXPECT_EQ(audioChannels(byte), channels) << int{byte};
   }
 }
 

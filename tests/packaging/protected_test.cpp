@@ -1,11 +1,8 @@
-// Protected recordings on a fake library: their tags byte for byte, and segments with their descriptions, samples,
-// roll-over and append.
+// Protected recordings on a fake library: their tags and the descriptions of their tracks, byte for byte.
 
 #include <gtest/gtest.h>
 
-#include "fragmentation/IEncryptorContext.h"
 #include "packaging/EncryptedK2RMediaWriterPolicy.h"
-#include "packaging/ProtectionBox.h"
 #include "tests/encryption/FakeLibrary.h"
 #include "tests/packaging/recordingFixture.h"
 #include "util/QVSException.h"
@@ -17,25 +14,21 @@ using namespace test;
 using namespace ruvo::k2rpkgutil;
 using namespace qvs::util;
 
-/// A protected recording on a fake library. The metadata text is "QUJD".
-class ProtectedFixture : public RecordingFixture {
+/// A protected recording on a fake library.
+class ProtectedTags : public RecordingFixture {
  protected:
-  using EncryptedPolicy = EncryptedK2RMediaWriterPolicy;
-
-  std::unique_ptr<K2RMediaWriter> newProtectedSegment() { return newSegment(protectedPolicy); }
-  /// A policy as the set-up of another writer side makes it.
-  EncryptedPolicy makePolicy(const std::string& metadataText) {
-    return {rkx::RKXEncryptor(std::as_bytes(std::span("key", 3)), "id", {1, 1, 1, 2, 0}), *this, metadataText};
-  }
   NQMessage message(std::uint8_t type, const char* data) {
     return RecordingFixture::message(type, data, 0x40, 0x01020304);
   }
 
   FakeLibrary library;
-  EncryptedPolicy protectedPolicy = makePolicy("QUJD");
+  EncryptedK2RMediaWriterPolicy protectedPolicy{
+      rkx::RKXEncryptor(std::as_bytes(std::span("key", 3)), "id", {1, 1, 1, 2, 0}), *this, "QUJD"};
 };
 
-/// The protection box of the fixture's metadata text, for a format code in hex.
+using ProtectedTracks = ProtectedTags;
+
+/// The protection box of the metadata text "QUJD", for a format code in hex.
 std::string sinfImage(const std::string& format) {
   return hex(
       fromHex("00000091 73696e66"  // sinf
@@ -51,8 +44,6 @@ std::string sinfImage(const std::string& format) {
               "0000000f 61646166 00000000 800010"));                     // adaf
 }
 
-constexpr char kH264[] = "48323634";
-
 std::string flat(const std::string& image) {
   return hex(fromHex(image));
 }
@@ -61,17 +52,12 @@ std::string imageOf(const NQMessage& message) {
   return hex(std::span(message.header(), message.totalSize()));
 }
 
-using ProtectedTags = ProtectedFixture;
-
 TEST_F(ProtectedTags, ReplaceTheSampleByParametersAndCipherText) {
   const struct {
     const char* what;
     std::uint8_t type;
-    const char* data;
-    // The tag: type and size, the bytes that stay clear, and the cipher text without its filling.
-    const char* head;
-    const char* clear;
-    const char* cipher;
+    // Of the tag: type and size, the bytes that stay clear, and the cipher text without its filling.
+    const char *data, *head, *clear, *cipher;
   } rows[] = {{"AVC", 9, "17 01 0000c8 aabbcc", "29 00002c", "17 01 0000c8", "554433"},
               {"VP6, one byte of its header goes into the sample", 9, "14 31 aabb", "29 000028", "14", "ce5544"},
               {"VP6 with alpha", 9, "25 31 aabb", "29 000028", "25", "ce5544"},
@@ -112,23 +98,6 @@ TEST_F(ProtectedTags, CarryAClearSampleInTheSameForm) {
             hex(fromHex("32 00000b 020304 01 000000 01 4e616d6500 000001 00 02 00000016")));
 }
 
-TEST_F(ProtectedTags, AskTheLibraryAboutEachSample) {
-  const auto asked = [this](std::uint8_t type, const char* data) {
-    library.calls.clear();
-    protectedPolicy.encryptMessage(message(type, data));
-    return library.calls.front();
-  };
-  EXPECT_EQ(asked(9, "17 01 000000 aabb"), "querySample 2 1 64 0 0 0 4") << "no video track yet";
-  addAvcTrack();
-  addAacTrack();
-  newProtectedSegment();
-  EXPECT_EQ(asked(9, "17 01 000000 aabb"), "querySample 2 1 64 0 0 1 4");
-  EXPECT_EQ(asked(8, "af 01 aa"), "querySample 1 2 64 0 0 0 4");
-  EXPECT_EQ(asked(18, "02"), "querySample 1 4 64 0 0 0 4");
-  EXPECT_EQ(asked(15, "02"), "querySample 1 4 64 0 0 0 4");
-  EXPECT_EQ(asked(9, "14 31 aabb"), "querySample 3 1 64 0 0 1 4") << "the track says what it is";
-}
-
 TEST_F(ProtectedTags, TakeOneBlockEach) {
   {
     const NQMessage clear = message(9, "17 01 000000 aabb");
@@ -159,121 +128,27 @@ TEST_F(ProtectedTags, PassOnTheLibrarysStatus) {
   }
 }
 
-using ProtectedSegment = ProtectedFixture;
-
-TEST_F(ProtectedSegment, DescribesEachTrackUnderAProtectedCode) {
+TEST_F(ProtectedTracks, AreDescribedUnderAProtectedCode) {
   addAvcTrack();
   addAacTrack();
   addDataTrack();
   for (int segment = 0; segment < 2; ++segment) {
-    newProtectedSegment();
-    EXPECT_EQ(image().tracks.at(0), "vide 'MainConcept' eng encv " + flat(kAvcC + sinfImage(kH264)));
+    newSegment(protectedPolicy);
+    EXPECT_EQ(image().tracks.at(0), "vide 'MainConcept' eng encv " + flat(kAvcC + sinfImage("48323634")));
     EXPECT_EQ(image().tracks.at(1), "soun 'MainConcept' eng enca " + flat(kEsds + sinfImage("6d703461")));
     EXPECT_EQ(image().tracks.at(2), "meta 'MainConcept' eng encr " + sinfImage("616d6630"));
   }
 }
 
-TEST_F(ProtectedSegment, DescribesCodecsWithoutAConfiguration) {
-  addVp6Track();
-  addMp3Track();
-  newProtectedSegment();
-  EXPECT_EQ(image().tracks.at(0), "vide 'MainConcept' eng encv " + sinfImage("56503646"));
-  EXPECT_EQ(image().tracks.at(1), "soun 'MainConcept' eng enca " + sinfImage("2e6d7033"));
-}
-
-TEST_F(ProtectedSegment, RepeatsConfigurationsInTheClear) {
+TEST_F(ProtectedTracks, AreReadBack) {
   addAvcTrack();
-  addAacTrack();
-  addDataTrack();
-  add(9, 0, "17 01 000050 aa");
-  add(8, 0, "af 01 bb");
-  add(9, 40, "27 01 000000 cc");
-  add(18, 50, "02");
-  const auto writer = newProtectedSegment();
-  write(*writer);
-  // A media sample is parameters and cipher text, 17 + 16 bytes, behind the header bytes and six of the filter's.
-  EXPECT_EQ(image().fragments.at(0),
-            "9@0* 8@0 41@0[vide 22+33! 80ms] 40@0[soun 19+33] 41@40[vide 22+33] 50@50[meta 17+33]");
-  EXPECT_EQ(arena.held, 4) << "the queue";
-}
-
-TEST_F(ProtectedSegment, MarksAccessPointsOfAudioAlone) {
-  addMp3Track();
-  add(8, 0, "2f bb");
-  add(8, 0, "e0 bb");
-  write(*newProtectedSegment());
-  EXPECT_EQ(image().fragments.at(0), "40@0*[soun 18+33] 40@0[soun 17+33]") << "a format without header bytes as well";
-}
-
-TEST_F(ProtectedSegment, IsLikeTheClearOneWhereCodecsAreUnknown) {
-  addVp6Track();
-  add(9, 0, "14 00 aa");
-  add(9, 40, "13 00 aa");
-  add(9, 80, "24");
-  write(*newProtectedSegment());
-  EXPECT_EQ(image().fragments.at(0), "41@0*[vide 18+33!] 41@80[vide 17+33]");
-}
-
-TEST_F(ProtectedSegment, IsReadBackAndContinued) {
-  addAvcTrack();
-  addAacTrack();
   addDataTrack();
   add(9, 0, "17 01 000000 aa");
-  const std::uint64_t position = write(*newProtectedSegment());
-  const auto tracksBefore = image().tracks;
-
-  EncryptedPolicy later = makePolicy("WFla");
-  const auto writer = continueSegment(later, position);
-  EXPECT_EQ(tracksOf(*writer), "vide eng 1000 7 H264 vide 640x360 72x72 1 24 160: " + flat(kAvcC) + ": " +
-                                   sinfImage(kH264) + "\nsoun eng 1000 7 mp4a soun 44100x2x2 196: " + flat(kEsds) +
-                                   ": " + sinfImage("6d703461") +
-                                   "\nmeta eng 1000 7 amf0 meta 145: " + sinfImage("616d6630") + "\nhint eng 1000 0\n");
-  queue.clear();
-  add(9, 4000, "17 01 000000 aa");
-  write(*writer);
-  EXPECT_EQ(image().fragments.at(1), "9@4000* 8@4000 41@4000[vide 22+33!]");
-  EXPECT_EQ(library.calls.at(library.calls.size() - 2), "querySample 1 1 4000 0 0 1 4");
-  file = MemoryStream();
-  K2RMediaWriter(later, properties, file);
-  EXPECT_EQ(image().tracks.at(0), tracksBefore.at(0)) << "a new segment has the text of the first";
-}
-
-TEST_F(ProtectedSegment, IsRefusedWhereTheKindOfRecordingDiffers) {
-  addDataTrack();
-  const std::uint64_t inProtected = write(*newProtectedSegment());
-  EXPECT_THROW(continueSegment(inProtected), qvs::QVSException);
-  const std::uint64_t inClear = write(*newSegment());
-  EXPECT_THROW(continueSegment(protectedPolicy, inClear), qvs::QVSException);
-}
-
-TEST(ProtectionBox, IsReadBack) {
-  for (const std::string text : {"", "QUJD", "QUJDRA=="}) {
-    ByteBuffer header(fromHex(kAvcC));
-    const ByteBuffer sinf = makeSinfBox("H264"_4cc, text);
-    header.append(sinf.bytes());
-    const ProtectedCodecHeader split = splitCodecHeader(header);
-    EXPECT_EQ(toText(split.clearFormat), "H264");
-    EXPECT_EQ(hex(split.codec.bytes()), flat(kAvcC));
-    EXPECT_EQ(split.sinf, sinf);
-  }
-}
-
-TEST(ProtectionBox, IsRefusedAfterAnyChangeButOfItsText) {
-  const ByteBuffer good = makeSinfBox("H264"_4cc, "QUJD");
-  for (std::uint64_t i = 0; i < good.size(); ++i) {
-    const bool format = i >= 16 && i < 20;
-    const bool text = i >= 125 && i < 129;
-    if (format || text) continue;
-    ByteBuffer bad = good;
-    bad.data()[i] ^= std::byte{0x10};
-    EXPECT_THROW(splitCodecHeader(bad), MalformedProtection) << i;
-  }
-  for (std::uint64_t size = 0; size < good.size(); ++size) {
-    EXPECT_THROW(splitCodecHeader(good.split(size).first), MalformedProtection) << size;
-  }
-  ByteBuffer longer = good;
-  longer.append(fromHex("00"));
-  EXPECT_THROW(splitCodecHeader(longer), MalformedProtection);
+  const std::uint64_t position = write(*newSegment(protectedPolicy));
+  K2RMediaWriter writer(protectedPolicy, file, position, warnings);
+  EXPECT_EQ(tracksOf(writer), "vide eng 1000 7 H264 vide 640x360 72x72 1 24 160: " + flat(kAvcC) + ": " +
+                                  sinfImage("48323634") + "\nmeta eng 1000 7 amf0 meta 145: " + sinfImage("616d6630") +
+                                  "\nhint eng 1000 0\n");
 }
 
 }  // namespace

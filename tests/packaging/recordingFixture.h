@@ -45,9 +45,8 @@ inline std::string describe(const ruvo::k2rpkgutil::K2RSampleDescriptor& descrip
     text << " " << audio->sampleRate << "x" << audio->channels << "x" << audio->bytesPerSample;
   }
   text << " " << info.codecHeaderLength;
-  for (const auto& box : {descriptor.codecHeader, descriptor.protection}) {
+  for (const auto& box : {descriptor.codecHeader, descriptor.protection})
     if (!box.empty()) text << ": " << hex(box.bytes());
-  }
   return text.str();
 }
 
@@ -56,12 +55,15 @@ template <typename Source>
 std::string tracksOf(Source& source) {
   const std::unique_ptr<ruvo::k2rpkgutil::ITrackIterator> tracks(source.getTracks());
   std::string text;
-  for (std::shared_ptr<ruvo::k2rpkgutil::K2RTrack> track; tracks->hasNext(); text += "\n") {
+  std::shared_ptr<ruvo::k2rpkgutil::K2RTrack> track;
+  for (; tracks->hasNext(); text += "\n") {
     tracks->next(track);
     text += qvs::util::toText(track->handlerType) + " " + track->language + " " + std::to_string(track->timescale) +
             " " + std::to_string(track->flags);
     for (const auto& descriptor : track->sampleDescriptors) text += " " + describe(*descriptor);
   }
+  tracks->next(track);
+  EXPECT_EQ(track, nullptr) << "behind the last one";
   return text;
 }
 
@@ -79,9 +81,8 @@ class SegmentImage {
       positions.push_back(fragment.boxes.position());
       bootstraps.push_back(hex(fragment.abstBody));
       std::string line;
-      for (const StoredTag& tag : reader.readTags(fragment)) {
+      for (const StoredTag& tag : reader.readTags(fragment))
         line += (line.empty() ? "" : " ") + describe(tag, fragment, reader.movie());
-      }
       fragments.push_back(line);
     }
   }
@@ -105,9 +106,8 @@ class SegmentImage {
     for (const auto& entry : track.descriptions) {
       text += " " + qvs::util::toText(entry->formatCode);
       if (const auto* hints = std::get_if<krvo::container::HintFormat>(&entry->format)) {
-        for (const int number : {hints->hintTrackVersion, hints->highestCompatibleVersion, hints->maximumPacketSize}) {
+        for (const int number : {hints->hintTrackVersion, hints->highestCompatibleVersion, hints->maximumPacketSize})
           text += " " + std::to_string(number);
-        }
       }
       text += " " + hex(entry->codecHeader);
     }
@@ -217,9 +217,8 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
     file = MemoryStream();
     return std::make_unique<K2RMediaWriter>(policyOfSegment, properties, file);
   }
-  std::unique_ptr<K2RMediaWriter> continueSegment(std::uint64_t position) { return continueSegment(policy, position); }
-  std::unique_ptr<K2RMediaWriter> continueSegment(Policy& policyOfAppend, std::uint64_t position) {
-    return std::make_unique<K2RMediaWriter>(policyOfAppend, file, position, warnings);
+  std::unique_ptr<K2RMediaWriter> continueSegment(std::uint64_t position) {
+    return std::make_unique<K2RMediaWriter>(policy, file, position, warnings);
   }
   std::uint64_t write(K2RMediaWriter& writer, std::uint32_t limit = 0xFFFFFFFF) {
     const auto bootstrap = fromHex("0a0b0c0d0e");

@@ -88,9 +88,8 @@ void continueAndCheck(const Bytes& bytes, const std::string& what) {
 TEST(Append, GoesOnOverAnyTail) {
   const auto& [bytes, positions] = recorded();
   // The third fragment and the `mfra`, whole or cut anywhere.
-  for (std::size_t length = positions[2]; length <= bytes.size(); length += 3) {
+  for (std::size_t length = positions[2]; length <= bytes.size(); length += 3)
     continueAndCheck(recorded().until(length), "cut at " + std::to_string(length));
-  }
   for (const std::byte value : {std::byte{0}, std::byte{0xFF}}) {
     for (const std::size_t count : {1U, 7U, 8U, 9U, 1000U, 5000U}) {
       Bytes tail = recorded().until(positions[2]);

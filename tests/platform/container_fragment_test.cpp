@@ -1,9 +1,14 @@
-// How samples are laid out in a fragment's boxes.
+// What is written of a fragment: a whole small segment, field by field of ISO/IEC 14496-12, how samples are laid out in
+// the boxes, and numbers at the edges of their fields.
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
+#include <stdexcept>
 
+#include "platform/container/FragmentPlan.h"
+#include "platform/container/fragmentBoxes.h"
 #include "tests/platform/container_reading.h"
 #include "tests/support/SegmentMaker.h"
 
@@ -11,12 +16,122 @@ namespace krvo::container {
 namespace {
 
 using k2m::makeRecord;
+using test::fromHex;
 using test::hex;
 using test::MemoryStream;
 using test::ReadSegment;
 using test::samplesOf;
 using test::SegmentMaker;
 using test::statusOf;
+
+constexpr const char* kHeader =
+    // ftyp: iso6, minor version 1, compatible with iso6, isom, mp41
+    "0000001c 66747970 69736f36 00000001 69736f36 69736f6d 6d703431"
+    "000003b0 6d6f6f76"
+    // mvhd: created and modified, timescale, duration, rate 1.0, volume 1.0, matrix, next track 3
+    "0000006c 6d766864 00000000 e1b7b100 e1b7b100 000003e8 00000000 00010000 0100 0000 00000000 00000000"
+    "00010000 00000000 00000000 00000000 00010000 00000000 00000000 00000000 40000000"
+    "00000000 00000000 00000000 00000000 00000000 00000000 00000003"
+    "00000174 7472616b"
+    // tkhd: flags 7, created and modified, id 1, duration, layer and group, volume 1.0, matrix, width, height
+    "0000005c 746b6864 00000007 e1b7b100 e1b7b100 00000001 00000000 00000000 00000000 00000000 0000 0000 0100 0000"
+    "00010000 00000000 00000000 00000000 00010000 00000000 00000000 00000000 40000000 00000000 00000000"
+    "00000110 6d646961"
+    // mdhd: created and modified, timescale, duration, language "eng"
+    "00000020 6d646864 00000000 e1b7b100 e1b7b100 000003e8 00000000 15c7 0000"
+    // hdlr: soun, "MainConcept"
+    "0000002c 68646c72 00000000 00000000 736f756e 00000000 00000000 00000000 4d61696e 436f6e63 65707400"
+    "000000bc 6d696e66"
+    "00000010 736d6864 00000000 0000 0000"
+    "00000024 64696e66 0000001c 64726566 00000000 00000001 0000000c 75726c20 00000001"
+    "00000080 7374626c"
+    // stsd, mp4a: data reference 1, two channels of 16 bits, 44100.0 Hz
+    "00000034 73747364 00000000 00000001"
+    "00000024 6d703461 000000000000 0001 00000000 00000000 0002 0010 0000 0000 ac440000"
+    "00000010 73747473 00000000 00000000"
+    "00000010 73747363 00000000 00000000"
+    "00000014 7374737a 00000000 00000000 00000000"
+    "00000010 7374636f 00000000 00000000"
+    "00000180 7472616b"
+    "0000005c 746b6864 00000000 e1b7b100 e1b7b100 00000002 00000000 00000000 00000000 00000000 0000 0000 0000 0000"
+    "00010000 00000000 00000000 00000000 00010000 00000000 00000000 00000000 40000000 00000000 00000000"
+    // tref: hints track 1
+    "00000014 74726566 0000000c 68696e74 00000001"
+    "00000108 6d646961"
+    "00000020 6d646864 00000000 e1b7b100 e1b7b100 000003e8 00000000 15c7 0000"
+    "00000026 68646c72 00000000 00000000 68696e74 00000000 00000000 00000000 48696e74 7300"
+    "000000ba 6d696e66"
+    "0000001c 686d6864 00000000 0000 0000 00000000 00000000 00000000"
+    "00000024 64696e66 0000001c 64726566 00000000 00000001 0000000c 75726c20 00000001"
+    "00000072 7374626c"
+    // stsd, rtmp: versions 1 and 1, packets of 500
+    "00000026 73747364 00000000 00000001 00000016 72746d70 000000000000 0001 0001 0001 01f4"
+    "00000010 73747473 00000000 00000000"
+    "00000010 73747363 00000000 00000000"
+    "00000014 7374737a 00000000 00000000 00000000"
+    "00000010 7374636f 00000000 00000000"
+    // mvex: defaults of tracks 1 and 2
+    "00000048 6d766578"
+    "00000020 74726578 00000000 00000001 00000001 00000000 00000000 00000000"
+    "00000020 74726578 00000000 00000002 00000001 00000000 00000000 00000000";
+
+constexpr const char* kFragment =
+    // afra: long ids and offsets, timescale 1000, the tag at 264 is an access point at 1000
+    "00000025 61667261 00000000 c0 000003e8 00000001 00000000000003e8 0000000000000108"
+    "0000000f 61627374 00000000 616263"
+    "000000cc 6d6f6f66 00000010 6d666864 00000000 00000001"
+    // traf of track 1: 23 ms, 4 bytes, all sync; from 1000; a run at 225 and one of 5 bytes at 246
+    "00000064 74726166"
+    "0000001c 74666864 00020038 00000001 00000017 00000004 02000000"
+    "00000014 74666474 01000000 00000000000003e8"
+    "00000014 7472756e 00000001 00000001 000000e1"
+    "00000018 7472756e 00000201 00000001 000000f6 00000005"
+    // traf of track 2, the hints: 23 ms, all sync; from 1000; two tags from 212 on
+    "00000050 74726166"
+    "00000018 74666864 00020028 00000002 00000017 02000000"
+    "00000014 74666474 01000000 00000000000003e8"
+    "0000001c 7472756e 00000201 00000002 000000d4 00000015 00000016"
+    "00000033 6d646174"
+    "08 000006 0003e8 00 000000 af01 2d2e2f30 00000011"
+    "08 000007 0003ff 00 000000 af01 f6f7f8f9fa 00000012";
+
+constexpr const char* kRandomAccess =
+    // tfra of track 1: numbers of four bytes, one entry: time 1000, moof at 1024, traf 1, trun 1, sample 1
+    "0000004c 6d667261"
+    "00000034 74667261 01000000 00000001 0000003f 00000001"
+    "00000000000003e8 0000000000000400 00000001 00000001 00000001"
+    "00000010 6d66726f 00000000 0000004c";
+
+std::string canonical(const std::string& image) {
+  return hex(fromHex(image));
+}
+
+std::string content(const MemoryStream& stream) {
+  return hex(stream.bytes);
+}
+
+TEST(SegmentImage, OfAnAudioTrackAndItsHints) {
+  MemoryStream stream;
+  SegmentMaker maker(stream);
+  maker.addAudioTrack().addHintTrack();
+  EXPECT_EQ(content(stream), "") << "nothing is written before the first fragment is started";
+
+  EXPECT_EQ(maker.start(), 972U);
+  EXPECT_EQ(content(stream), canonical(kHeader));
+
+  maker.begin("abc").audio(1000, 4, true).audio(1023, 5);
+  EXPECT_EQ(content(stream), canonical(kHeader)) << "an open fragment has no byte in the file";
+
+  EXPECT_EQ(maker.start(), 972U + 307U);
+  EXPECT_EQ(content(stream), canonical(std::string(kHeader) + kFragment));
+
+  maker.begin().audio(1046, 6);
+  maker.end();
+  EXPECT_EQ(content(stream), canonical(std::string(kHeader) + kFragment + kRandomAccess))
+      << "a fragment still open at the end is dropped";
+  EXPECT_EQ(maker.heldTags(), 0U);
+  EXPECT_FALSE(stream.isOpen);
+}
 
 /// Video, audio, data and hint tracks (1 to 4), and one fragment that `fill` has filled.
 std::vector<std::byte> segmentOf(const std::function<void(SegmentMaker&)>& fill) {
@@ -57,19 +172,8 @@ TEST(FragmentBoxes, OfVideoWithReorderedFramesByteForByte) {
             "00000000 00000017 00000028 00000078 00000028 00000032 00000028 00000028 00000028 00000028");
 }
 
-TEST(FragmentBoxes, OfNoSamplesAreAWholeGroup) {
-  const ReadSegment segment(segmentOf([](SegmentMaker&) {}));
-  const auto& boxes = segment.fragments.at(0).boxes;
-  EXPECT_EQ(segment.image(boxes.moof.offset), "00000018 6d6f6f66 00000010 6d666864 00000000 00000001");
-  EXPECT_EQ(boxes.mdat.size, 8U);
-}
-
 TEST(FragmentBoxes, TellTheSamplesOfEachTrack) {
-  const struct {
-    const char* what;
-    std::function<void(SegmentMaker&)> fill;
-    const char* samples;
-  } rows[] = {
+  const std::tuple<const char*, std::function<void(SegmentMaker&)>, const char*> rows[] = {
       {"the last one takes the duration before, a lone one none",
        [](auto& maker) { maker.audio(10, 5).audio(33, 5).audio(57, 5).video(40, true, 5); },
        "1: 40+0!, 2: 10+23! 33+24! 57+24!, 4 tags"},
@@ -83,9 +187,9 @@ TEST(FragmentBoxes, TellTheSamplesOfEachTrack) {
        "2: 23+0!, 3 tags"},
       {"tracks come in their order, those without samples not at all",
        [](auto& maker) { maker.data(5, 7).video(5, true, 9).data(6, 8); }, "1: 5+0!, 3: 5+1! 6+1!, 3 tags"}};
-  for (const auto& row : rows) {
-    const ReadSegment segment(segmentOf(row.fill));
-    EXPECT_EQ(samplesOf(segment.fragments.at(0)), row.samples) << row.what;
+  for (const auto& [what, fill, samples] : rows) {
+    const ReadSegment segment(segmentOf(fill));
+    EXPECT_EQ(samplesOf(segment.fragments.at(0)), samples) << what;
   }
 }
 
@@ -143,25 +247,21 @@ TEST(FragmentSamples, OfAnotherDescriptionSaySo) {
 
 TEST(CompositionOffsets, AreReadFromAvcTagsAlone) {
   constexpr std::string_view kAvcC = SegmentMaker::kAvcC;
-  const struct {
-    const char* format;
-    std::string_view codecHeader;
-    std::int32_t given;
-    const char* stored;
-  } rows[] = {{"H264", kAvcC, 8388607, "1: 0+0/8388607!, 1 tags"},
-              {"h264", "", 1, "1: 0+0/1!, 1 tags"},
-              {"avc1", "", -8388608, "1: 0+0/-8388608!, 1 tags"},
-              {"encv", kAvcC, 80, "1: 0+0/80!, 1 tags"},
-              {"encv", "avcC", 80, "1: 0+0!, 1 tags"},
-              {"encv", {"\0\0\0\x08sinf", 8}, 80, "1: 0+0!, 1 tags"},
-              {"VP6F", kAvcC, 80, "1: 0+0!, 1 tags"}};
-  for (const auto& row : rows) {
+  const std::tuple<const char*, std::string_view, std::int32_t, const char*> rows[] = {
+      {"H264", kAvcC, 8388607, "1: 0+0/8388607!, 1 tags"},
+      {"h264", "", 1, "1: 0+0/1!, 1 tags"},
+      {"avc1", "", -8388608, "1: 0+0/-8388608!, 1 tags"},
+      {"encv", kAvcC, 80, "1: 0+0/80!, 1 tags"},
+      {"encv", "avcC", 80, "1: 0+0!, 1 tags"},
+      {"encv", {"\0\0\0\x08sinf", 8}, 80, "1: 0+0!, 1 tags"},
+      {"VP6F", kAvcC, 80, "1: 0+0!, 1 tags"}};
+  for (const auto& [format, codecHeader, given, stored] : rows) {
     MemoryStream stream;
     SegmentMaker maker(stream);
-    maker.addVideoTrack(row.format, row.codecHeader).addHintTrack().start();
-    maker.begin().video(0, true, 5, row.given);
+    maker.addVideoTrack(format, codecHeader).addHintTrack().start();
+    maker.begin().video(0, true, 5, given);
     maker.start();
-    EXPECT_EQ(samplesOf(ReadSegment(stream.bytes).fragments.at(0)), row.stored) << row.format;
+    EXPECT_EQ(samplesOf(ReadSegment(stream.bytes).fragments.at(0)), stored) << format;
   }
 }
 
@@ -242,6 +342,52 @@ TEST(OpenFragment, RefusesSamplesThatContradictThemselves) {
   EXPECT_EQ(add([&] { info.sample.time = ~0ULL, info.sample.timescale = 1; }), kKrvoTooLarge);
   EXPECT_EQ(add([] {}), kKrvoOk);
   EXPECT_NO_THROW(maker.start()) << "the fragment is as it was";
+}
+
+/// The boxes of a fragment with a tag of that many bytes and, where wanted, a sample of audio in another one behind it.
+std::vector<std::byte> boxesAround(std::uint32_t tagBytes, bool hasAudio) {
+  Movie movie;
+  for (const FourCC handler : {"soun"_4cc, "hint"_4cc}) {
+    movie.tracks.push_back(std::make_shared<Track>());
+    movie.tracks.back()->handler = handler;
+  }
+  OpenFragment fragment;
+  fragment.add({OwnedData(), tagBytes}, {.hint = {1, {.size = tagBytes}}, .media = {}, .accessPoint = {}});
+  const OpenFragment::TrackSample audio{0, {.offset = 13, .size = 5}};
+  if (hasAudio) fragment.add({OwnedData(), 22}, {.hint = {1, {.size = 22}}, .media = audio, .accessPoint = {}});
+  FragmentPlan plan;
+  plan.make(fragment, movie);
+  qvs::util::ByteWriter out;
+  writeFragmentBoxes(out, plan, fragment, 1);
+  return out.take();
+}
+
+TEST(LargeFragment, HasA64BitSizeWhereItIsNeeded) {
+  const std::pair<std::uint32_t, const char*> rows[] = {{0xFFFFFFF7, "ffffffff 6d646174"},
+                                                        {0xFFFFFFF8, "00000001 6d646174 00000001 00000008"}};
+  for (const auto& [tagBytes, mdat] : rows) {
+    const auto boxes = boxesAround(tagBytes, false);
+    EXPECT_EQ(hex(std::span(boxes).last(fromHex(mdat).size())), mdat);
+  }
+}
+
+TEST(LargeFragment, ReachesNoFurtherThanARunCanTell) {
+  EXPECT_THROW(boxesAround(0x7FFFFFFF, true), std::out_of_range);
+  EXPECT_NO_THROW(boxesAround(0x7FFFFF00, true));
+  EXPECT_NO_THROW(boxesAround(0x7FFFFFFF, false)) << "hints lie one behind another";
+}
+
+TEST(LargeFragment, IsRefusedWhereADistanceTakesMoreThan32Bits) {
+  MemoryStream stream;
+  SegmentMaker maker(stream);
+  maker.addAudioTrack().addHintTrack();
+  const std::uint64_t position = maker.start();
+  maker.begin().audio(0, 10).audio(0xFFFFFFFF, 10).audio(0x1FFFFFFFF, 10);
+  EXPECT_EQ(statusOf([&] { maker.start(); }), kKrvoTooLarge);
+  EXPECT_EQ(stream.size(), position) << "nothing was written";
+  EXPECT_EQ(maker.heldTags(), 0U);
+  maker.begin().audio(0x1FFFFFFFF, 10);
+  EXPECT_GT(maker.start(), position);
 }
 
 }  // namespace

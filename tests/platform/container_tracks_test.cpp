@@ -1,39 +1,94 @@
-// Tracks and sample descriptions: what is stored of them, read back, and refused.
+// Tracks, sample descriptions, times and dates: what is stored of them, read back, and refused; and what a reader says
+// of damage, and where.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
+#include <stdexcept>
 #include <tuple>
 
-#include "platform/container/SegmentReader.h"
+#include "platform/container/StatusError.h"
+#include "platform/container/boxes.h"
+#include "platform/container/dates.h"
+#include "platform/container/numbers.h"
 #include "platform/container/sampleEntryWriter.h"
-#include "tests/support/MemoryStream.h"
+#include "tests/platform/container_reading.h"
 #include "tests/support/SegmentMaker.h"
-#include "tests/support/hex.h"
+#include "tests/wrappers/statusOf.h"
 
 namespace krvo::container {
 namespace {
 
 using k2m::makeRecord;
 using test::documentInfo;
+using test::fromHex;
+using test::hex;
 using test::MemoryStream;
+using test::ReadSegment;
 using test::SegmentMaker;
 using test::statusOf;
 using test::trackInfo;
 
+using Bytes = std::vector<std::byte>;
+
+TEST(Rescale, IsExactInWholeNumbers) {
+  const std::tuple<std::uint64_t, std::uint32_t, std::uint32_t, std::uint64_t> rows[] = {
+      {123, 1000, 1000, 123},
+      {1, 1000, 90000, 90},
+      {90045, 90000, 1000, 1001},  // half rounds up
+      {90044, 90000, 1000, 1000},
+      {0xFFFFFFFFFFFFFFFF, 4294967295, 1, 4294967297},
+      {0xFFFFFFFFFFFFFFFF, 1000, 1000, 0xFFFFFFFFFFFFFFFF},
+      {4294967294, 4294967295, 4294967294, 4294967293}};
+  for (const auto& [value, from, to, result] : rows) EXPECT_EQ(rescale(value, from, to), result) << value;
+  EXPECT_THROW(rescale(std::uint64_t{1} << 60, 1, 90000), std::out_of_range);
+}
+
+TEST(Rescale, KeepsTheSign) {
+  EXPECT_EQ(rescale(std::int32_t{-40}, 1000, 90000), -3600);
+  EXPECT_EQ(rescale(std::numeric_limits<std::int32_t>::min(), 1, 1), std::numeric_limits<std::int32_t>::min());
+  EXPECT_THROW(rescale(std::numeric_limits<std::int32_t>::min(), 1, 2), std::out_of_range);
+}
+
+// Dates are their size 8, day, month, 0, year, hour, minute, second, 0.
+std::string image(const K2MDate& date) {
+  return hex(std::as_bytes(std::span(&date, 1)));
+}
+
+TEST(Dates, CountSecondsFrom1904) {
+  const std::pair<K2MDate, std::uint64_t> rows[] = {{{8, 1, 1, 0, 1904, 0, 0, 0, 0}, 0},
+                                                    {{8, 1, 3, 0, 1904, 0, 0, 0, 0}, 60 * 86400},  // a leap year
+                                                    {{8, 1, 1, 0, 1970, 0, 0, 0, 0}, 2082844800},
+                                                    {{8, 1, 1, 0, 2024, 23, 59, 59, 0}, 0xE1B7B100 + 86399},
+                                                    {{8, 6, 2, 0, 2040, 6, 28, 16, 0}, 0x100000000}};
+  for (const auto& [date, seconds] : rows) {
+    EXPECT_EQ(toSeconds(date), seconds);
+    EXPECT_EQ(image(toDate(seconds)), image(date));
+  }
+  EXPECT_EQ(toDate(0xFFFFFFFFFFFFFFFF).year, 9999);
+}
+
+TEST(Dates, OutOfTheirRangesAreRefused) {
+  const K2MDate rows[] = {
+      {8, 31, 12, 0, 1903, 0, 0, 0, 0}, {8, 1, 1, 0, 10000, 0, 0, 0, 0}, {8, 1, 0, 0, 2024, 0, 0, 0, 0},
+      {8, 1, 13, 0, 2024, 0, 0, 0, 0},  {8, 0, 1, 0, 2024, 0, 0, 0, 0},  {8, 32, 1, 0, 2024, 0, 0, 0, 0},
+      {8, 1, 1, 0, 2024, 24, 0, 0, 0},  {8, 1, 1, 0, 2024, 0, 60, 0, 0}, {8, 1, 1, 0, 2024, 0, 0, 60, 0}};
+  for (const K2MDate& wrong : rows) {
+    EXPECT_EQ(test::statusOf<StatusError>([&] { toSeconds(wrong); }), kKrvoBadDate) << image(wrong);
+  }
+}
+
 TEST(SampleEntry, IsWrittenByteForByte) {
-  const auto codecHeader = test::fromHex("63666721");
+  const auto codecHeader = fromHex("63666721");
   const VideoFormat video{.width = 640,
                           .height = 360,
                           .horizontalResolution = 72,
                           .verticalResolution = 72.5F,
                           .frameCount = 1,
                           .depth = 24};
-  const struct {
-    SampleDescription description;
-    const char* image;
-  } rows[] = {
+  const std::pair<SampleDescription, const char*> rows[] = {
       {{"avc1"_4cc, video, codecHeader},
        "0000005a 61766331 00000000 00000001 00000000 00000000 00000000 00000000 02800168 00480000 00488000 00000000 "
        "00010000 00000000 00000000 00000000 00000000 00000000 00000000 00000000 00000018 ffff6366 6721"},
@@ -45,10 +100,10 @@ TEST(SampleEntry, IsWrittenByteForByte) {
         codecHeader},
        "0000001a 72746d70 00000000 00000001 00010002 01f46366 6721"},
       {{"encr"_4cc, {}, codecHeader}, "00000014 656e6372 00000000 00000001 63666721"}};
-  for (const auto& row : rows) {
+  for (const auto& [description, image] : rows) {
     qvs::util::ByteWriter out;
-    writeSampleEntry(out, row.description);
-    EXPECT_EQ(test::hex(out.bytes()), row.image);
+    writeSampleEntry(out, description);
+    EXPECT_EQ(hex(out.bytes()), image);
   }
 }
 
@@ -71,7 +126,7 @@ TEST(Tracks, AreReadBackAsTheyWereGiven) {
 
   const auto video = tracks[0].sampleDescriptors().at(0);
   EXPECT_EQ(video.info().formatCode, "encv"_4cc);
-  EXPECT_EQ(test::hex(video.codecHeader().bytes()), test::hex(std::string_view("avcCsinf")));
+  EXPECT_EQ(hex(video.codecHeader().bytes()), hex(std::string_view("avcCsinf")));
   EXPECT_EQ(std::tuple(video.videoInfo().width, video.videoInfo().height), std::tuple(320U, 240U));
   EXPECT_EQ(statusOf([&] { video.audioInfo(); }), kKrvoBadArgument) << "the form of another kind";
   const auto audio = tracks[1].sampleDescriptors().at(0).audioInfo();
@@ -106,16 +161,14 @@ TEST(MovieHeader, WidensWhereATimeNeedsIt) {
 }
 
 TEST(MovieHeader, BoundsWhatOnlyDescribesTheDisplay) {
-  const struct {
-    float given;
-    float stored;
-  } rows[] = {{0.5F, 0.5F}, {-1, 0}, {std::numeric_limits<float>::quiet_NaN(), 0}, {1e9F, 65536}};
-  for (const auto& row : rows) {
+  const std::pair<float, float> rows[] = {
+      {0.5F, 0.5F}, {-1, 0}, {std::numeric_limits<float>::quiet_NaN(), 0}, {1e9F, 65536}};
+  for (const auto& [given, stored] : rows) {
     auto track = trackInfo("vide"_4cc);
-    track.width = row.given;
+    track.width = given;
     track.language[0] = 0;
     const Movie movie = written(documentInfo(), track);
-    EXPECT_EQ(movie.tracks[0]->width, row.stored) << row.given;
+    EXPECT_EQ(movie.tracks[0]->width, stored) << given;
     EXPECT_EQ(movie.tracks[0]->language, (std::array{'u', 'n', 'd'})) << "a language that is not known";
   }
 }
@@ -181,6 +234,123 @@ TEST(Tracks, AreThereBeforeTheFirstFragment) {
   maker.start();
   EXPECT_EQ(statusOf([&] { maker.addAudioTrack(); }), kKrvoBadArgument);
   EXPECT_EQ(statusOf(describe), kKrvoBadArgument);
+}
+
+/// Video, audio and hints (1 to 3); one fragment of a sequence header, two frames and an audio message.
+Bytes oneFragment() {
+  MemoryStream stream;
+  SegmentMaker maker(stream);
+  maker.addVideoTrack().addAudioTrack().addHintTrack().start();
+  maker.begin().sequenceHeader(0).video(0, true, 50, 40).audio(5, 20).video(40, false, 30);
+  maker.start();
+  maker.end();
+  return stream.bytes;
+}
+
+/// The offset of the box with this type, the nth one from 0.
+std::size_t find(const Bytes& bytes, std::string_view type, int nth) {
+  const auto wanted = qvs::util::asBytes(type);
+  auto at = bytes.begin();
+  for (;; ++at) {
+    at = std::search(at, bytes.end(), wanted.begin(), wanted.end());
+    if (at == bytes.end()) throw std::invalid_argument("no such box: " + std::string(type));
+    if (nth-- == 0) return static_cast<std::size_t>(at - bytes.begin()) - 4;
+  }
+}
+
+// Where damage is reported, from the start of the damaged box.
+constexpr std::ptrdiff_t kParent = -8;
+constexpr std::ptrdiff_t kElsewhere = 1 << 20;
+
+/// Bytes of the nth box with a type replaced, and what is said of it.
+struct Damage {
+  const char* type;
+  int nth;
+  std::size_t offset;
+  const char* image;
+  std::ptrdiff_t reportedAt;
+  std::string_view fault;
+};
+
+TEST(SegmentReader, NamesThePlaceOfDamage) {
+  const Damage rows[] = {{"ftyp", 0, 4, "66726565", 0, "`ftyp` expected, `free` found"},
+                         {"moov", 0, 4, "66726565", 0, "`moov` expected, `free` found"},
+                         {"mvhd", 0, 4, "66726565", kParent, "`moov`: no `mvhd`"},
+                         {"mvhd", 0, 20, "00000000", 0, "`mvhd`: a timescale of 0"},
+                         {"mvhd", 0, 8, "02", 0, "`mvhd`: unknown version"},
+                         {"trak", 1, 0, "00000007", kElsewhere, "`moov`: trak: box size 7 with"},
+                         {"tkhd", 1, 20, "00000001", kElsewhere, "`moov`: a track id given twice"},
+                         {"tkhd", 1, 20, "00000000", 0, "`tkhd`: a track id of 0"},
+                         {"mdhd", 0, 20, "00000000", 0, "`mdhd`: a timescale of 0"},
+                         {"hdlr", 0, 4, "66726565", kElsewhere, "`mdia`: no `hdlr`"},
+                         {"stsd", 0, 12, "00000002", 0, "`stsd`: another number of entries than told"},
+                         {"mp4a", 0, 16, "0002", 0, "`mp4a`: unknown version of an audio entry"},
+                         {"trex", 0, 20, "00000001", 0, "`trex`: defaults other than 1, 0, 0, 0"},
+                         {"afra", 0, 8, "01", 0, "`afra`: version 0 expected"},
+                         {"afra", 0, 12, "e0", 0, "`afra`: long ids and offsets, and no more, expected"},
+                         {"afra", 0, 17, "00000002", 0, "`afra`: input ends early: 32 bytes wanted"},
+                         {"abst", 0, 4, "66726565", 0, "`abst` expected, `free` found"},
+                         {"abst", 0, 8, "01", 0, "`abst`: version 0 expected"},
+                         {"mfhd", 0, 4, "66726565", kParent, "`moof`: mfhd expected, free found"},
+                         {"tfhd", 0, 9, "000038", 0, "`tfhd`: no other base than the `moof` expected"},
+                         {"tfhd", 0, 12, "00000009", 0, "`tfhd`: a track that `moov` does not have"},
+                         {"tfhd", 1, 12, "00000001", 0, "`tfhd`: a track that comes twice"},
+                         {"tfdt", 0, 8, "02", 0, "`tfdt`: unknown version"},
+                         {"trun", 0, 8, "02", 0, "`trun`: unknown version"},
+                         {"trun", 0, 12, "ffffffff", 0, "`trun`: input ends early: 17179869180 bytes wanted"},
+                         {"trun", 2, 8, "00000001 ffffffff", 0, "`trun`: more samples than there are tags"},
+                         {"trun", 0, 16, "00000000", 0, "`trun`: a sample outside the `mdat`"},
+                         {"trun", 0, 16, "7fffffff", 0, "`trun`: a sample outside the `mdat`"},
+                         {"trun", 0, 16, "80000000", 0, "`trun`: a sample outside the `mdat`"},
+                         {"mdat", 0, 0, "00001000", 0, "`mdat` of 4096 bytes, with"},
+                         {"mdat", 0, 9, "ffffff", 8, "a tag of 16777215 bytes of data, with"},
+                         {"mdat", 0, 9, "000009", 8 + 9 + 11, "back pointer 20 expected, "},
+                         {"mdat", 0, 8 + 19, "01", 8 + 19, "back pointer 19 expected, 16777235 found"},
+                         {"tfra", 0, 8, "00", 0, "`tfra`: version 1 expected"},
+                         {"tfra", 0, 19, "00", 0, "`tfra`: numbers of four bytes expected"},
+                         {"mfro", 0, 4, "66726565", kElsewhere, "`mfra` without `mfro` at its end"},
+                         {"mfro", 0, 15, "00", 0, "`mfro`: the size of the `mfra` expected"}};
+  const Bytes whole = oneFragment();
+  for (const auto& row : rows) {
+    Bytes bytes = whole;
+    const std::size_t box = find(bytes, row.type, row.nth);
+    std::ranges::copy(fromHex(row.image), bytes.begin() + static_cast<std::ptrdiff_t>(box + row.offset));
+    try {
+      ReadSegment{bytes};
+      ADD_FAILURE() << row.fault << ": not found";
+    } catch (const SegmentError& error) {
+      EXPECT_EQ(error.fault().substr(0, row.fault.size()), row.fault);
+      if (row.reportedAt == kElsewhere) continue;
+      EXPECT_EQ(static_cast<std::ptrdiff_t>(error.offset()), static_cast<std::ptrdiff_t>(box) + row.reportedAt)
+          << row.fault;
+    }
+  }
+}
+
+TEST(BoxHeaders, AreHeldAgainstTheFile) {
+  const struct {
+    const char *what, *file;
+    std::uint64_t size;
+    std::uint32_t headerSize;
+  } rows[] = {{"32 bits", "0000000c 66726565 00000000 ffff", 12, 8},
+              {"64 bits", "00000001 66726565 00000000 00000014 00000000 ffff", 20, 16},
+              {"to the end", "00000000 66726565 00000000 ffff", 14, 8},
+              {"beyond the end", "0000000d 66726565 00000000", 0, 0},
+              {"far beyond", "00000001 66726565 ffffffff ffffffff 00000000", 0, 0},
+              {"64 bits, less than the header", "00000001 66726565 00000000 0000000f 00000000", 0, 0},
+              {"64 bits, cut", "00000001 66726565 00000000", 0, 0},
+              {"less than the header", "00000007 66726565 00000000", 0, 0},
+              {"no header", "00000000 667265", 0, 0}};
+  for (const auto& row : rows) {
+    MemoryStream file(fromHex(row.file));
+    if (row.size == 0) {
+      EXPECT_THROW(readBoxAt(file, 0), SegmentError) << row.what;
+    } else {
+      const BoxSpan box = readBoxAt(file, 0);
+      EXPECT_EQ(box.size, row.size) << row.what;
+      EXPECT_EQ(box.headerSize, row.headerSize) << row.what;
+    }
+  }
 }
 
 }  // namespace

@@ -80,19 +80,16 @@ class Gather : public testing::Test {
 TEST_F(Gather, WritesTheLargestRunsFromWhereTheyAre) {
   const std::uint64_t small = 60 * kKiB;
   const std::uint64_t chunk = StagingBuffer::kCapacity;
-  const struct {
-    const char* what;
-    Sizes pieces;
-    Sizes writes;
-  } rows[] = {{"small ones, of which a copy is cheaper", {small, small, small}, {3 * small}},
-              {"one large", {small, 100 * kKiB, small}, {small, 100 * kKiB, small}},
-              {"two large", {10, 100 * kKiB, 10, 90 * kKiB}, {10, 100 * kKiB, 10, 90 * kKiB}},
-              {"a second that would make five", {10, 100 * kKiB, 10, 90 * kKiB, 10}, {10, 100 * kKiB, 20 + 90 * kKiB}},
-              {"three in a row", {10, 80 * kKiB, 90 * kKiB, 90 * kKiB}, {10, 80 * kKiB, 90 * kKiB, 90 * kKiB}},
-              {"more than a chunk", Sizes(100, 30'000), {chunk, 3'000'000 - chunk}},
-              {"one of many chunks", {10, 5 * chunk, 10}, {10, 5 * chunk, 10}},
-              {"nothing", {}, {}}};
-  for (const auto& row : rows) EXPECT_EQ(write(row.pieces), row.writes) << row.what;
+  const std::tuple<const char*, Sizes, Sizes> rows[] = {
+      {"small ones, of which a copy is cheaper", {small, small, small}, {3 * small}},
+      {"one large", {small, 100 * kKiB, small}, {small, 100 * kKiB, small}},
+      {"two large", {10, 100 * kKiB, 10, 90 * kKiB}, {10, 100 * kKiB, 10, 90 * kKiB}},
+      {"a second that would make five", {10, 100 * kKiB, 10, 90 * kKiB, 10}, {10, 100 * kKiB, 20 + 90 * kKiB}},
+      {"three in a row", {10, 80 * kKiB, 90 * kKiB, 90 * kKiB}, {10, 80 * kKiB, 90 * kKiB, 90 * kKiB}},
+      {"more than a chunk", Sizes(100, 30'000), {chunk, 3'000'000 - chunk}},
+      {"one of many chunks", {10, 5 * chunk, 10}, {10, 5 * chunk, 10}},
+      {"nothing", {}, {}}};
+  for (const auto& [what, pieces, writes] : rows) EXPECT_EQ(write(pieces), writes) << what;
   EXPECT_EQ(write(Sizes(400, 30'000)).size(), 6U) << "more than the budget for what needs it";
 }
 
@@ -130,9 +127,8 @@ TEST(FragmentWrites, AreFewWhateverTheNumberOfTags) {
   for (int round = 0; round < 3; ++round) {
     // 270 blocks from 200 bytes to 40 KB with three of 100 KB among them, 3 MB together.
     maker.begin();
-    for (std::uint32_t i = 0; i < 135; ++i) {
+    for (std::uint32_t i = 0; i < 135; ++i)
       maker.video(i * 40, i % 60 == 0, i % 60 == 0 ? 100'000 : 200 + i * 295 + i % 7).audio(i * 40, 370 + i % 5);
-    }
     stream.writes.clear();
     maker.start();
     EXPECT_LE(stream.writes.size(), GatherWriter::kWriteBudget) << "round " << round;

@@ -31,23 +31,6 @@ TEST_F(Heap, HasAPoolThatMayBeTunedAndFreed) {
   MemFreePtr(block);
 }
 
-TEST_F(Heap, BlocksAreDistinctAndAligned) {
-  std::vector<void*> blocks;
-  for (std::size_t size = 0; size < 300; ++size) {
-    blocks.push_back(MemAllocPtr(pool_, size, 0));
-    ASSERT_NE(blocks.back(), nullptr);
-    EXPECT_EQ(size < alignof(std::max_align_t)
-                  ? 0
-                  : reinterpret_cast<std::uintptr_t>(blocks.back()) % alignof(std::max_align_t),
-              0U);
-    std::memset(blocks.back(), 0xFF, size);
-  }
-  auto sorted = blocks;
-  std::sort(sorted.begin(), sorted.end());
-  EXPECT_EQ(std::unique(sorted.begin(), sorted.end()), sorted.end());
-  for (void* const block : blocks) MemFreePtr(block);
-}
-
 TEST_F(Heap, FillsWithZerosOnRequest) {
   for (int round = 0; round < 8; ++round) {
     auto* const block = static_cast<unsigned char*>(MemAllocPtr(pool_, 1000, kMemZeroFill));
@@ -87,18 +70,6 @@ TEST_F(Heap, AnswersNullWhereThereIsNoMemory) {
   MemFreePtr(block);
 }
 #endif
-
-TEST_F(Heap, ABlockMayGoBackOnAnotherThread) {
-  std::vector<void*> blocks;
-  std::thread([&] {
-    for (std::size_t i = 0; i < 2000; ++i) blocks.push_back(MemAllocPtr(pool_, i % 500, 0));
-  }).join();
-  std::thread other([&] {
-    for (std::size_t i = 0; i < blocks.size(); i += 2) MemFreePtr(blocks[i]);
-  });
-  for (std::size_t i = 1; i < blocks.size(); i += 2) MemFreePtr(blocks[i]);
-  other.join();
-}
 
 TEST_F(Heap, TheLockKeepsThreadsApart) {
   int count = 0;

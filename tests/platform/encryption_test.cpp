@@ -1,18 +1,28 @@
+// The encryption of samples, and the metadata that open it again.
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <set>
 #include <string>
 
+#include "platform/encryption/MetadataContent.h"
 #include "platform/encryption/unprotect.h"
 #include "tests/support/ProtectionSet.h"
 #include "tests/support/hex.h"
 
 namespace {
 
+using namespace krvo::encryption;
+using test::bytesOf;
 using test::encryptorTable;
 using test::fromHex;
 using test::hex;
+using test::makeEncryptor;
+using test::makeMetadata;
+using test::metadataTable;
+using test::ProtectionSet;
 
 const std::vector<std::byte> kKey = fromHex("06a9214036b8a15b512e03d534120006");
 
@@ -23,7 +33,6 @@ struct Encrypted {
 };
 
 Encrypted encrypt(RKXObject* encryptor, const std::vector<std::byte>& sample) {
-  using krvo::encryption::raw;
   Encrypted result{0, std::vector<std::byte>(sample.size() + 16), std::vector<std::byte>(16)};
   auto size = static_cast<std::uint32_t>(result.cipher.size());
   std::uint32_t vectorSize = 16;
@@ -36,13 +45,13 @@ Encrypted encrypt(RKXObject* encryptor, const std::vector<std::byte>& sample) {
 
 // The way back is held against RFC 3602, 4, case 1, and the block of padding that belongs behind it.
 TEST(EncryptSample, IsCipherBlockChainingWithPadding) {
-  krvo::encryption::SampleDecipher decipher(kKey);
+  SampleDecipher decipher(kKey);
   const auto known = decipher.decrypt(fromHex("e353779c1079aeb82708942dbe77181a b97c825e1c785146542d396941bce55d"),
                                       fromHex("3dafba429d9eb430b422da802c9fac41"));
   ASSERT_TRUE(known);
   ASSERT_EQ(hex(*known), hex(std::string_view("Single block msg")));
 
-  const auto encryptor = test::makeEncryptor(kKey);
+  const auto encryptor = makeEncryptor(kKey);
   for (const std::size_t size : {1U, 15U, 16U, 17U, 32U, 100U}) {
     std::vector<std::byte> sample(size);
     for (std::size_t i = 0; i < size; ++i) sample[i] = static_cast<std::byte>(i * 7);
@@ -54,8 +63,8 @@ TEST(EncryptSample, IsCipherBlockChainingWithPadding) {
 }
 
 TEST(EncryptSample, DrawsAVectorOfItsOwnForEachSample) {
-  const auto first = test::makeEncryptor(kKey);
-  const auto second = test::makeEncryptor(kKey);
+  const auto first = makeEncryptor(kKey);
+  const auto second = makeEncryptor(kKey);
   std::set<std::vector<std::byte>> vectors;
   for (int i = 0; i < 50000; ++i) {
     for (auto* encryptor : {first.get(), second.get()}) vectors.insert(encrypt(encryptor, fromHex("00")).vector);
@@ -64,7 +73,7 @@ TEST(EncryptSample, DrawsAVectorOfItsOwnForEachSample) {
 }
 
 TEST(EncryptSample, AnswersTheSizesItNeeds) {
-  const auto encryptor = test::makeEncryptor(kKey);
+  const auto encryptor = makeEncryptor(kKey);
   const std::uint8_t sample[20] = {};
   std::uint8_t destination[32] = {};
   std::uint8_t vector[16] = {};
@@ -83,7 +92,7 @@ TEST(EncryptSample, AnswersTheSizesItNeeds) {
 }
 
 TEST(EncryptSample, RefusesBadArguments) {
-  const auto encryptor = test::makeEncryptor(kKey);
+  const auto encryptor = makeEncryptor(kKey);
   std::uint8_t bytes[64] = {};
   std::uint32_t size = 64;
   std::uint32_t vectorSize = 16;
@@ -95,14 +104,14 @@ TEST(EncryptSample, RefusesBadArguments) {
   EXPECT_EQ(call(encryptor.get(), bytes, 1, bytes, &size, nullptr, &vectorSize), kRKXBadArgument);
   EXPECT_EQ(call(encryptor.get(), bytes, 1, bytes, &size, bytes, nullptr), kRKXBadArgument);
   EXPECT_EQ(call(encryptor.get(), bytes, 0xFFFFFF, bytes, &size, bytes, &vectorSize), kRKXSampleTooLarge);
-  EXPECT_EQ(test::metadataTable().metadataSize(encryptor.get(), &size), kRKXBadArgument) << "an object of another kind";
+  EXPECT_EQ(metadataTable().metadataSize(encryptor.get(), &size), kRKXBadArgument) << "an object of another kind";
 }
 
 TEST(CreateEncryptor, RefusesBadArguments) {
   const auto create = [](std::uint32_t keySize, std::uint32_t contentIdSize, const RKXEncryptionOptions& options,
                          std::uint32_t one = 1, std::uint32_t zero = 0) {
     RKXObject* made = nullptr;
-    const auto* const key = krvo::encryption::raw(kKey.data());
+    const auto* const key = raw(kKey.data());
     const auto status = encryptorTable().createEncryptor(&made, key, keySize, "id", contentIdSize, &options, one, zero);
     EXPECT_EQ(made, nullptr);
     return status;
@@ -124,7 +133,7 @@ struct Query {
 
 Query query(const RKXEncryptionOptions& options, const std::vector<std::byte>& sample, std::uint32_t kind,
             std::uint32_t avc) {
-  const auto encryptor = test::makeEncryptor(kKey, options);
+  const auto encryptor = makeEncryptor(kKey, options);
   Query answer{};
   answer.status =
       encryptorTable().querySample(encryptor.get(), reinterpret_cast<const std::uint8_t*>(sample.data()),
@@ -157,8 +166,7 @@ TEST(QuerySample, AnswersNameAndSizes) {
 TEST(QuerySample, EncryptsAvcByLevelAndAlwaysWhatItCannotJudge) {
   // Slices begin with first_mb_in_slice 0 ("1"), then slice_type: 5 is P ("00110"), 7 is I ("0001000").
   const struct {
-    const char* what;
-    const char* sample;
+    const char *what, *sample;
     std::uint32_t lowestLevel;
   } rows[] = {
       {"an IDR picture", "00000003 658880", 0},
@@ -199,12 +207,7 @@ TEST(QuerySample, EncryptsAvcByLevelAndAlwaysWhatItCannotJudge) {
 
 TEST(QuerySample, LeavesConfigurationsInTheClear) {
   const RKXEncryptionOptions all{1, 1, 1, 2, 0};
-  const struct {
-    const char* what;
-    const char* sample;
-    std::uint32_t kind, avc;
-    bool encrypted;
-  } rows[] = {
+  const std::tuple<const char*, const char*, std::uint32_t, std::uint32_t, bool> rows[] = {
       {"an AVC record", "01 42001e ff e1 0004 67420102 01 0003 68ce38", kRKXVideo, 1, false},
       {"one of a high profile", "01 64001e ff e1 0004 67640102 01 0003 68ce38 fd f8 f8 00", kRKXVideo, 1, false},
       {"one with something behind it", "01 42001e ff e1 0004 67420102 01 0003 68ce38 00", kRKXVideo, 1, true},
@@ -221,11 +224,12 @@ TEST(QuerySample, LeavesConfigurationsInTheClear) {
       {"an empty sample", "", kRKXAudio, 0, false},
       {"empty data", "", kRKXScriptData, 0, false},
   };
-  for (const auto& row : rows) EXPECT_EQ(encrypts(all, row.sample, row.kind, row.avc), row.encrypted) << row.what;
+  for (const auto& [what, sample, kind, avc, encrypted] : rows)
+    EXPECT_EQ(encrypts(all, sample, kind, avc), encrypted) << what;
 }
 
 TEST(QuerySample, RefusesBadArguments) {
-  const auto encryptor = test::makeEncryptor(kKey);
+  const auto encryptor = makeEncryptor(kKey);
   const std::uint8_t sample[4] = {};
   RKXSampleInfo info{};
   const auto call = encryptorTable().querySample;
@@ -238,6 +242,164 @@ TEST(QuerySample, RefusesBadArguments) {
   EXPECT_EQ(call(encryptor.get(), sample, 4, kRKXVideo, 0, 0, 0, &info, 1, 2), kRKXBadArgument);
   const std::vector<std::byte> large(0xFFFFFF - 70);
   EXPECT_EQ(query({1, 1, 1, 2, 0}, large, kRKXAudio, 0).status, kRKXSampleTooLarge);
+}
+
+struct Issued {
+  Issued(KeyType type, CertificateUse use, int fromDays, int toDays)
+      : key(generateKey(type)), certificate(issueCertificate(*key, "someone", use, fromDays, toDays)) {}
+
+  std::vector<std::byte> pem() const { return bytesOf(certificatePem(*certificate)); }
+  std::vector<std::byte> credential(const std::string& password) const {
+    return makeCredential(key.get(), certificate.get(), password);
+  }
+
+  KeyPtr key;
+  CertificatePtr certificate;
+};
+
+Issued wrapping(KeyType type, int fromDays, int toDays) {
+  return {type, CertificateUse::kKeyWrapping, fromDays, toDays};
+}
+
+Issued signing(int fromDays = -1, int toDays = 9, KeyType type = KeyType::kEcP256) {
+  return {type, CertificateUse::kSigning, fromDays, toDays};
+}
+
+template <auto write, typename Structure>
+std::vector<std::byte> encoded(Structure* structure) {
+  std::vector<std::byte> der(static_cast<std::size_t>(write(structure, nullptr)));
+  auto* at = raw(der.data());
+  write(structure, &at);
+  return der;
+}
+
+/// A credential of a key and a certificate that are not of one pair: the certificate stands with the further ones.
+std::vector<std::byte> mismatchedCredential(const Issued& own, const Issued& other, const std::string& password) {
+  const CertificatesPtr others(sk_X509_new_null());
+  X509_up_ref(other.certificate.get());
+  sk_X509_push(others.get(), other.certificate.get());
+  const Pkcs12Ptr structure(PKCS12_create(password.c_str(), "packager", own.key.get(), nullptr, others.get(),
+                                          NID_aes_256_cbc, NID_aes_256_cbc, 0, 0, 0));
+  return encoded<i2d_PKCS12>(structure.get());
+}
+
+/// A block of the content, signed by the credential.
+std::vector<std::byte> signedBlock(const std::vector<std::byte>& content, const Issued& signer) {
+  const CmsPtr structure(
+      CMS_sign(signer.certificate.get(), signer.key.get(), nullptr, readingBio(content).get(), CMS_BINARY));
+  return encoded<i2d_CMS_ContentInfo>(structure.get());
+}
+
+std::vector<std::byte> blockOf(const ProtectionSet& set) {
+  std::vector<std::byte> block;
+  EXPECT_EQ(makeMetadata(set, &block), kRKXOk);
+  return block;
+}
+
+TEST(CreateMetadata, CanBeOpenedByTheLicenseServer) {
+  for (const auto type : {KeyType::kRsa2048, KeyType::kEcP256}) {
+    const ProtectionSet set(type);
+    const auto verified = verifyMetadataBlock(blockOf(set));
+    const auto& statement = verified.content.statement;
+    EXPECT_EQ(statement.contentId, set.contentId);
+    EXPECT_EQ(statement.licenseServerUrl, set.url);
+    EXPECT_EQ(statement.policies, (std::vector<std::vector<std::byte>>{set.policy}));
+    EXPECT_EQ(verified.signer, "CN=packager");
+    EXPECT_EQ(verified.signerFingerprint.size(), 64U);
+    const auto key = openContentKey(verified, *readPrivateKey(set.licenseServerKey));
+    EXPECT_EQ(hex(key.bytes()), hex(set.key));
+    EXPECT_EQ(ERR_peek_error(), 0U);
+  }
+}
+
+// One row for each status number that an input can earn.
+TEST(CreateMetadata, RefusesEachBadInputWithItsOwnNumber) {
+  const struct {
+    const char* why;
+    RKXStatus status;
+    std::function<void(ProtectionSet&)> spoil;
+  } rows[] = {
+      {"no URL", kRKXBadLicenseServerUrl, [](auto& set) { set.url = ""; }},
+      {"another scheme", kRKXBadLicenseServerUrl, [](auto& set) { set.url = "ftp://license.example"; }},
+      {"no host", kRKXBadLicenseServerUrl, [](auto& set) { set.url = "https:///v2"; }},
+      {"a blank", kRKXBadLicenseServerUrl, [](auto& set) { set.url = "https://license example"; }},
+      {"an empty transport certificate", kRKXBadTransportCertificate,
+       [](auto& set) { set.transportCertificate.clear(); }},
+      {"no transport certificate", kRKXBadTransportCertificate,
+       [](auto& set) { set.transportCertificate = bytesOf("-----BEGIN CERTIFICATE-----\n"); }},
+      {"an old transport certificate", kRKXCertificateExpired,
+       [](auto& set) { set.transportCertificate = wrapping(KeyType::kEcP256, -9, -1).pem(); }},
+      {"no license server certificate", kRKXBadLicenseServerCertificate,
+       [](auto& set) { set.licenseServerCertificate = set.credential; }},
+      {"a license server certificate that may not wrap", kRKXBadLicenseServerCertificate,
+       [](auto& set) { set.licenseServerCertificate = signing(-1, 9, KeyType::kRsa2048).pem(); }},
+      {"a license server certificate of tomorrow", kRKXCertificateExpired,
+       [](auto& set) { set.licenseServerCertificate = wrapping(KeyType::kRsa2048, 1, 9).pem(); }},
+      {"no credential", kRKXBadCredential, [](auto& set) { set.credential = set.transportCertificate; }},
+      {"a cut credential", kRKXBadCredential, [](auto& set) { set.credential.pop_back(); }},
+      {"a credential without a key", kRKXBadCredential,
+       [](auto& set) { set.credential = makeCredential(nullptr, signing().certificate.get(), set.password); }},
+      {"a credential without a certificate", kRKXBadCredential,
+       [](auto& set) { set.credential = makeCredential(signing().key.get(), nullptr, set.password); }},
+      {"a credential that may not sign", kRKXBadCredential,
+       [](auto& set) { set.credential = wrapping(KeyType::kEcP256, -1, 9).credential(set.password); }},
+      {"an old credential", kRKXCertificateExpired,
+       [](auto& set) { set.credential = signing(-9, -1).credential(set.password); }},
+      {"the certificate of another key", kRKXCredentialMismatch,
+       [](auto& set) { set.credential = mismatchedCredential(signing(), signing(), set.password); }},
+      {"a wrong password", kRKXBadPassword, [](auto& set) { set.password = "close sesame"; }},
+      {"an empty password", kRKXBadPassword, [](auto& set) { set.password = ""; }},
+      {"a password with a zero in it", kRKXBadPassword, [](auto& set) { set.password += std::string(1, '\0'); }},
+      {"an empty policy", kRKXBadPolicy, [](auto& set) { set.policy.clear(); }},
+      {"a policy too long", kRKXBadPolicy, [](auto& set) { set.policy.resize((1 << 20) + 1); }},
+      {"a policy of a mebibyte", kRKXOk, [](auto& set) { set.policy.resize(1 << 20); }}};
+  const ProtectionSet good;
+  for (const auto& row : rows) {
+    ProtectionSet set = good;
+    row.spoil(set);
+    std::vector<std::byte> block;
+    EXPECT_EQ(makeMetadata(set, &block), row.status) << row.why;
+    EXPECT_EQ(ERR_peek_error(), 0U) << row.why;
+  }
+}
+
+std::string reasonOf(const std::vector<std::byte>& block, EVP_PKEY& key) {
+  try {
+    openContentKey(verifyMetadataBlock(block), key);
+    return "opened";
+  } catch (const UnprotectError& error) {
+    return error.what();
+  }
+}
+
+TEST(OpenMetadataBlock, SaysWhyNot) {
+  const ProtectionSet set;
+  const auto key = readPrivateKey(set.licenseServerKey);
+  const auto block = blockOf(set);
+  auto changed = block;
+  std::ranges::search(changed, bytesOf(set.contentId)).front() = std::byte{'S'};
+  auto longer = block;
+  longer.push_back(std::byte{0});
+  EXPECT_EQ(reasonOf(block, *key), "opened");
+  EXPECT_EQ(reasonOf(longer, *key), "the metadata is no CMS signed-data");
+  EXPECT_EQ(reasonOf(changed, *key), "the signature of the metadata does not match: it has been changed");
+  for (const auto type : {KeyType::kRsa2048, KeyType::kEcP256})
+    EXPECT_EQ(reasonOf(block, *generateKey(type)),
+              "the key is not that of the license server the recording was made for");
+
+  // What others signed: the same under another name, and the wrapped key with other words.
+  auto content = verifyMetadataBlock(block).content;
+  EXPECT_EQ(reasonOf(content.wrappedKey, *key), "the metadata is no CMS signed-data");
+  const Issued other = signing();
+  const auto forged = [&] {
+    return signedBlock(writeMetadataContent(writeStatement(content.statement), content.wrappedKey), other);
+  };
+  EXPECT_EQ(reasonOf(forged(), *key), "the metadata is signed by another than it names");
+  content.statement.signerDigest = sha256(derOf(*other.certificate));
+  content.statement.policies = {bytesOf("play for ever")};
+  EXPECT_EQ(reasonOf(forged(), *key), "the wrapped key was made for other metadata");
+  EXPECT_THROW(verifyMetadataBlock(signedBlock(bytesOf("something"), other)), UnprotectError);
+  EXPECT_EQ(ERR_peek_error(), 0U);
 }
 
 }  // namespace

@@ -1,0 +1,230 @@
+// What stands between us and the libraries: call backs on streams and warnings, dates, and the entries with what their
+// wrappers never give them.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/support/MemoryStream.h"
+#include "tests/support/SegmentMaker.h"
+#include "tests/support/hex.h"
+#include "util/fourcc.h"
+#include "wrappers/mtg/Exception.h"
+#include "wrappers/mtg/InputStream.h"
+
+namespace krvo::k2m {
+namespace {
+
+using qvs::util::operator""_4cc;
+using test::MemoryStream;
+
+/// Notes the operations that are called, each of which throws whatever it is told to.
+struct Noting {
+  int note(const char* operation) {
+    operations += operation + std::string(" ");
+    raise();
+    return 0;
+  }
+
+  std::string operations;
+  void (*raise)() = nullptr;
+};
+
+struct NotingStream final : IOStream, Noting {
+  void addReference() override { note("addReference"); }
+  void release() override { note("release"); }
+  void open() override { note("open"); }
+  void close() override { note("close"); }
+  std::uint64_t read(void*, std::uint64_t) override { return static_cast<std::uint64_t>(note("read")); }
+  void seek(std::int64_t, std::uint32_t) override { note("seek"); }
+  std::uint64_t tell() override { return static_cast<std::uint64_t>(note("tell")); }
+  std::uint64_t write(const void*, std::uint64_t) override { return static_cast<std::uint64_t>(note("write")); }
+  void flush() override { note("flush"); }
+};
+
+struct NotingInput final : mtg::InputStream, Noting {
+  void addReference() override { note("addReference"); }
+  void release() override { note("release"); }
+  std::uint32_t read(void*, std::uint32_t) override { return static_cast<std::uint32_t>(note("read")); }
+  void seek(std::int64_t, std::uint32_t) override { note("seek"); }
+  std::int64_t tell() override { return note("tell"); }
+  void open() override { note("open"); }
+  void close() override { note("close"); }
+};
+
+/// `callAll` answers the statuses of all call backs, which are to reach these operations in this order.
+template <typename LibraryException, typename CallAll>
+void expectStatuses(Noting& stream, const CallAll& callAll, const std::string& operations) {
+  const std::pair<void (*)(), std::uint32_t> raisesAndStatuses[] = {{[] {}, 0},
+                                                                    {[] { throw LibraryException(1234); }, 1234},
+                                                                    {[] { throw std::bad_alloc(); }, 18},
+                                                                    {[] { throw std::runtime_error(""); }, 19},
+                                                                    {[] { throw 1; }, 1}};
+  for (const auto& [raise, status] : raisesAndStatuses) {
+    stream.raise = raise;
+    stream.operations.clear();
+    for (const std::uint32_t answer : callAll()) EXPECT_EQ(answer, status);
+    EXPECT_EQ(stream.operations, operations);
+  }
+}
+
+TEST(StreamCallBacks, ReachTheirOperationAndTurnExceptionsIntoStatuses) {
+  NotingStream stream;
+  const auto table = makeCallBacks(stream);
+  std::uint64_t done = 0;
+  const auto callAll = [&t = table, of = table.context, &done] {
+    return std::vector{t.addReference(of),
+                       t.release(of),
+                       t.open(of),
+                       t.close(of),
+                       t.read(of, nullptr, 1, &done),
+                       t.seek(of, 0, 0),
+                       t.tell(of, &done),
+                       t.write(of, nullptr, 1, &done),
+                       t.flush(of)};
+  };
+  expectStatuses<Exception>(stream, callAll, "addReference release open close read seek tell write flush ");
+}
+
+TEST(TagStreamCallBacks, ReachTheirOperationAndTurnExceptionsIntoStatuses) {
+  NotingInput stream;
+  KrvoMTGInputStreamCallBacks table{};
+  stream.fill(table);
+  std::uint32_t done = 0;
+  std::int64_t position = 0;
+  const auto callAll = [&t = table, of = table.context, &done, &position] {
+    return std::vector{t.addReference(of), t.release(of),         t.read(of, nullptr, 0, &done),
+                       t.seek(of, 0, 0),   t.tell(of, &position), t.open(of),
+                       t.close(of)};
+  };
+  expectStatuses<mtg::Exception>(stream, callAll, "addReference release read seek tell open close ");
+}
+
+TEST(WarningCallBacks, PassTheAnswerOn) {
+  struct : WarningHandler {
+    std::uint32_t warning(std::uint32_t code) override { return code == 0 ? throw Exception(55) : code % 2; }
+  } handler;
+  const auto table = makeCallBacks(handler);
+  std::uint32_t answer = 9;
+  EXPECT_EQ(table.warning(table.context, 3, &answer), 0U);
+  EXPECT_EQ(answer, 1U);
+  EXPECT_EQ(table.warning(table.context, 4, &answer), 0U);
+  EXPECT_EQ(answer, 0U);
+  EXPECT_EQ(table.warning(table.context, 0, &answer), 55U);
+}
+
+TEST(Dates, AreTakenFromUtc) {
+  using namespace std::chrono;
+  const K2MDate date = makeDate(sys_days(year(2024) / 2 / 29) + 23h + 58min + 7s);
+  EXPECT_EQ(test::hex(std::as_bytes(std::span(&date, 1))), "081d0200 e807173a 0700");
+  EXPECT_EQ(makeDate(sys_days(year(1904) / 1 / 1)).year, 1904);
+  for (const sys_seconds wrong :
+       {sys_seconds(sys_days(year(1904) / 1 / 1)) - 1s, sys_seconds(sys_days(year(10000) / 1 / 1))}) {
+    EXPECT_THAT([wrong] { makeDate(wrong); }, testing::Throws<Exception>(testing::Property(&Exception::status, 20U)));
+  }
+  EXPECT_GE(dateNow().year, 2024);
+}
+
+TEST(K2RWriter, ThrowsTheStatusAndLeavesTheStreamReleased) {
+  MemoryStream stream;
+  const Allocator allocator;
+  auto info = test::documentInfo();
+  info.size = 47;
+  EXPECT_THROW(K2RWriter(stream, info, allocator), Exception);
+  info.size = 48;
+  info.created.month = 13;
+  EXPECT_EQ(test::statusOf([&] { K2RWriter(stream, info, allocator); }), kKrvoBadDate);
+  EXPECT_EQ(stream.references, 0);
+  info.created.month = 12;
+  EXPECT_NO_THROW(K2RWriter(stream, info, allocator));
+  EXPECT_EQ(stream.references, 0);
+  EXPECT_TRUE(stream.bytes.empty());
+}
+
+TEST(K2RWriter, PassesAFlushOn) {
+  MemoryStream stream;
+  test::SegmentMaker maker(stream);
+  maker.writer().k2mWriter().flush();
+  EXPECT_EQ(stream.flushes, 1);
+}
+
+template <typename... Arguments>
+KrvoStatus givenNothing(KrvoStatus (*entry)(Arguments...)) {
+  return entry(Arguments{}...);
+}
+
+template <typename... Entries>
+void expectRefusals(Entries... entries) {
+  for (const KrvoStatus status : {givenNothing(entries)...}) EXPECT_EQ(status, kKrvoBadArgument);
+}
+
+TEST(Entries, RefuseNullPointers) {
+  expectRefusals(
+      KrvoK2RDocCreateNew, KrvoK2RDocOpenForAppend, KrvoK2RWriterGetK2MWriterRef, KrvoK2MWriterAddTrack,
+      KrvoK2MWriterAddVideoSampleDescriptor, KrvoK2MWriterAddAudioSampleDescriptor,
+      KrvoK2MWriterAddRtmpSampleDescriptor, KrvoK2MWriterAddSampleDescriptor, KrvoK2MWriterSetSampleDescriptor,
+      KrvoK2MWriterGetTracks, KrvoK2MTrackIteratorGetNext, KrvoK2MReleaseTrackIterator, KrvoK2MTrackGetInfo,
+      KrvoK2MTrackGetEntriesInfo, KrvoK2MTrackGetSampleCount, KrvoK2MTrackGetSampleDescriptors,
+      KrvoK2MSampleDescriptorIteratorGetNext, KrvoK2MReleaseSampleDescriptorIterator, KrvoK2MSampleDescriptorGetInfo,
+      KrvoK2MSampleDescriptorGetVideoInfo, KrvoK2MSampleDescriptorGetAudioInfo, KrvoK2MSampleDescriptorGetRtmpInfo,
+      KrvoK2MSampleDescriptorCopyCodecHeaderData, KrvoK2MReleaseTrack, KrvoK2MReleaseSampleDescriptor,
+      KrvoK2RWriterStartFragment, KrvoK2RWriterAddABST, KrvoK2RWriterAddHintSample, KrvoK2RWriterAddSampleWithAfra,
+      KrvoK2MWriterFlush, KrvoK2MDestroyWriter, KrvoK2RWriterAddHintTrack);
+}
+
+KrvoK2MDataBuffer countedBytes(int& released) {
+  return makeDataBuffer("bytes", &released, [](void* count) { ++*static_cast<int*>(count); });
+}
+
+TEST(Entries, GiveBackABufferWhateverElseIsWrong) {
+  int released = 0;
+  auto buffer = countedBytes(released);
+  KrvoK2MSampleDescriptor* descriptor = nullptr;
+  KrvoK2RWriterAddABST(nullptr, &buffer, 5);
+  KrvoK2RWriterAddHintSample(nullptr, nullptr, nullptr, &buffer, nullptr, nullptr, 0);
+  KrvoK2RWriterAddSampleWithAfra(nullptr, nullptr, &buffer, nullptr, 0);
+  KrvoK2MWriterAddVideoSampleDescriptor(nullptr, nullptr, nullptr, &buffer, &descriptor);
+  EXPECT_EQ(released, 4);
+  buffer.size = 31;
+  KrvoK2RWriterAddABST(nullptr, &buffer, 5);
+  EXPECT_EQ(released, 4) << "what follows a wrong size means nothing";
+}
+
+TEST(Entries, GiveBackTheCodecHeaderAndTheBootstrapOnce) {
+  int released = 0;
+  const auto buffer = countedBytes(released);
+  MemoryStream stream;
+  const Allocator allocator;
+  const auto streamTable = makeCallBacks(stream);
+  const auto document = test::documentInfo();
+  KrvoK2RWriter* writer = nullptr;
+  ASSERT_EQ(KrvoK2RDocCreateNew(&streamTable, &document, &allocator.callBacks(), &writer), kKrvoOk);
+  KrvoK2MWriter* k2m = nullptr;
+  ASSERT_EQ(KrvoK2RWriterGetK2MWriterRef(writer, &k2m), kKrvoOk);
+  const Track track = Writer(k2m).addTrack(test::trackInfo("meta"_4cc), makeRecord<K2MEntriesInfo>(), "name");
+  auto record = makeRecord<K2MDescriptorInfo>();
+  record.codecHeaderLength = 5;
+  KrvoK2MSampleDescriptor* handle = nullptr;
+  ASSERT_EQ(KrvoK2MWriterAddSampleDescriptor(k2m, track.get(), &record, &buffer, &handle), kKrvoOk);
+  const SampleDescriptor descriptor(handle);
+  EXPECT_EQ(released, 1);
+  EXPECT_EQ(test::hex(descriptor.codecHeader().bytes()), test::hex("bytes"));
+  char bytes[4];
+  EXPECT_EQ(KrvoK2MSampleDescriptorCopyCodecHeaderData(handle, bytes, 4), kKrvoBadArgument);
+
+  std::uint64_t position = 0;
+  for (const int before : {1, 2}) {
+    ASSERT_EQ(KrvoK2RWriterStartFragment(writer, &position), kKrvoOk);
+    EXPECT_EQ(released, before) << "the bootstrap goes with its fragment";
+    ASSERT_EQ(KrvoK2RWriterAddABST(writer, &buffer, 5), kKrvoOk);
+  }
+  EXPECT_EQ(KrvoK2MDestroyWriter(writer), kKrvoOk);
+  EXPECT_EQ(released, 3);
+}
+
+}  // namespace
+}  // namespace krvo::k2m
