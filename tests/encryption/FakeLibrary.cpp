@@ -5,7 +5,6 @@
 #include <span>
 #include <sstream>
 #include <stdexcept>
-#include <utility>
 
 namespace test {
 namespace {
@@ -36,9 +35,8 @@ std::string text(const void* bytes, std::uint32_t size) {
 template <typename... Arguments>
 RKXStatus called(const std::string& name, const Arguments&... arguments) {
   std::ostringstream call;
-  call << name << ' ';
-  [[maybe_unused]] const char* separator = "";
-  ((call << std::exchange(separator, " ") << arguments), ...);
+  call << name;
+  ((call << ' ' << arguments), ...);
   library().calls.push_back(call.str());
   const auto found = library().statuses.find(name);
   return found == library().statuses.end() ? kRKXOk : found->second;

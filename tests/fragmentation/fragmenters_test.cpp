@@ -83,9 +83,7 @@ void expectCourses(std::initializer_list<Course> rows) {
 
 // Each row leads into a state and then leaves it by one of its transitions.
 TEST(AVFragmenter, FollowsEveryTransition) {
-  const struct {
-    const char *what, *stream, *lastDecision;
-  } rows[] = {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
       {"lead-in goes on", "1500 2000k 3999v", "none 0 [0,0) ->1"},
       {"lead-in, crossing key", "1500 5000k", "start 2 [5000,5000) ->4"},
       {"lead-in, crossing", "1500 4100", "none 0 [0,0) ->2"},
@@ -113,11 +111,11 @@ TEST(AVFragmenter, FollowsEveryTransition) {
       {"flushed, crossing", "0k 4500v 8500k 12500v 16500v", "hold 3 [8000,12000) ->6"},
       {"flushed, crossing key", "0k 4500v 8500k 12500v 16500k", "hold 3 [8000,12000) ->7"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [what, stream, lastDecision] : rows) {
     AVFragmenter fragmenter(kDuration, true);
     FragmentDecision last;
-    for (const SampleInfo& sample : samples(row.stream)) last = fragmenter.addSample(sample);
-    EXPECT_EQ(describe(last), row.lastDecision) << row.what;
+    for (const SampleInfo& sample : samples(stream)) last = fragmenter.addSample(sample);
+    EXPECT_EQ(describe(last), lastDecision) << what;
   }
 }
 

@@ -3,15 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <functional>
 
-#include "fragmentation/K2RPkgUtilException.h"
 #include "packaging/RefCountedMemoryArena.h"
 #include "tests/packaging/recordingFixture.h"
 #include "tests/support/TempDirectory.h"
+#include "tests/support/TestHost.h"
 #include "tests/support/hex.h"
+#include "tests/support/statusOf.h"
 #include "tests/support/tagFile.h"
-#include "tests/wrappers/statusOf.h"
 
 namespace ruvo::k2rpkgutil {
 namespace {
@@ -25,8 +24,7 @@ class MTGMediaSourceTest : public testing::Test, public IPackagerContext {
   IMemoryArena& getArena() override { return arena_; }
 
   MTGMediaSource& open(std::span<const std::byte> image) {
-    std::ofstream(path_, std::ios::binary)
-        .write(reinterpret_cast<const char*>(image.data()), static_cast<std::streamsize>(image.size()));
+    test::writeWholeFile(path_, test::textOf(image));
     return source_.emplace(*this, path_, ruvo::k2r::openFlagsFor(false, true));
   }
   MTGMediaSource& open(const std::vector<StreamMessage>& messages) { return open(test::tagFile(messages)); }
@@ -56,14 +54,8 @@ TEST_F(MTGMediaSourceTest, TellsOfTheWholeStream) {
             "vide eng 1000 1 avc1 vide 640x360 72x72 1 24 0\nsoun eng 1000 1 mp4a soun 44000x2x16 0\n");
   const K2RTrack video = *tracks()[0], audio = *tracks()[1];
   EXPECT_EQ(std::tuple(video.width, video.height, video.volume), std::tuple(640.0F, 360.0F, 0.0F));
-  EXPECT_EQ(std::tuple(audio.width, audio.volume), std::tuple(0.0F, 1.0F));
-  for (const K2RTrack& track : {video, audio}) {
-    EXPECT_EQ(track.duration, 3979U);
-    EXPECT_EQ(track.handlerNameLength, 0U);
-    EXPECT_EQ(track.entries, (std::array<std::uint32_t, 3>{1, 0, 0}));
-    EXPECT_TRUE(track.sampleDescriptors.at(0)->codecHeader.empty());
-    EXPECT_TRUE(track.sampleDescriptors[0]->protection.empty());
-  }
+  EXPECT_EQ(std::tuple(audio.width, audio.volume, audio.duration), std::tuple(0.0F, 1.0F, 3979U));
+  EXPECT_EQ(audio.entries, (std::array<std::uint32_t, 3>{1, 0, 0}));
 }
 
 TEST_F(MTGMediaSourceTest, NamesTheCodecOfTheFirstTagWithData) {
@@ -102,11 +94,7 @@ TEST_F(MTGMediaSourceTest, TakesThePictureSizeFromADescriptionAtTheStart) {
                        video};
   };
   const char* const kHeight = "0006 686569676874 00 4076800000000000";
-  const struct {
-    const char* why;
-    std::vector<StreamMessage> messages;
-    std::string size;
-  } rows[] = {
+  const std::tuple<const char*, std::vector<StreamMessage>, std::string> rows[] = {
       {"behind another script tag", {other, description, video}, "640x360"},
       {"the tenth tag", behind(9, description), "640x360"},
       {"the eleventh tag", behind(10, description), "0x0"},
@@ -120,9 +108,9 @@ TEST_F(MTGMediaSourceTest, TakesThePictureSizeFromADescriptionAtTheStart) {
       {"a part of a pixel", members("0005 7769647468 00 4084073333333333"), "640x0"},
       {"a width that is no number", members((std::string("0005 7769647468 02 0000") + kHeight).c_str()), "0x360"},
       {"a width that no picture has", members("0005 7769647468 00 fff0000000000000"), "0x0"}};
-  for (const auto& row : rows) {
-    open(row.messages);
-    EXPECT_EQ(tracksOf(*source_), "vide eng 1000 1 avc1 vide " + row.size + " 72x72 1 24 0\n") << row.why;
+  for (const auto& [why, messages, size] : rows) {
+    open(messages);
+    EXPECT_EQ(tracksOf(*source_), "vide eng 1000 1 avc1 vide " + size + " 72x72 1 24 0\n") << why;
   }
 }
 
@@ -151,42 +139,35 @@ TEST_F(MTGMediaSourceTest, HasATrackForEachKindOfMediaTags) {
 }
 
 TEST_F(MTGMediaSourceTest, MakesAMessageOfEachTag) {
-  const struct {
-    std::uint8_t type;
-    const char* data;
-    std::uint32_t sampleOffset;
-    bool keyFrame;
-  } rows[] = {{9, "1701000000aabb", 16, true}, {9, "2701000000aa", 16, false}, {9, "1700", 11, true},
-              {9, "1702000000", 16, true},     {9, "11aabb", 11, true},        {9, "22aabb", 12, false},
-              {9, "24aabb", 13, false},        {9, "25aabb", 13, false},       {8, "af01aabb", 13, false},
-              {8, "2faabb", 12, false},        {8, "6faa", 12, false},         {8, "bfaa", 12, false},
-              {8, "7faa", 11, false},          {8, "af", 11, false},           {9, "", 11, false}};
+  // Type and data of a tag; where its sample begins, and whether it is a key frame.
+  const std::tuple<std::uint8_t, const char*, std::uint32_t, bool> rows[] = {
+      {9, "1701000000aabb", 16, true}, {9, "2701000000aa", 16, false}, {9, "1700", 11, true},
+      {9, "1702000000", 16, true},     {9, "11aabb", 11, true},        {9, "22aabb", 12, false},
+      {9, "24aabb", 13, false},        {9, "25aabb", 13, false},       {8, "af01aabb", 13, false},
+      {8, "2faabb", 12, false},        {8, "6faa", 12, false},         {8, "bfaa", 12, false},
+      {8, "7faa", 11, false},          {8, "af", 11, false},           {9, "", 11, false}};
   std::vector<StreamMessage> messages = {test::metadata(0)};
-  for (const auto& row : rows)
-    messages.push_back(message(row.type, static_cast<std::uint32_t>(messages.size()), row.data));
+  for (const auto& [type, data, sampleOffset, keyFrame] : rows)
+    messages.push_back(message(type, static_cast<std::uint32_t>(messages.size()), data));
   open(messages);
   std::unique_ptr<ISampleIterator> samples;
   source_->getSamples(samples);
   std::uint32_t time = 0;
-  for (const auto& row : rows) {
+  for (const auto& [type, data, sampleOffset, keyFrame] : rows) {
     ASSERT_TRUE(samples->hasNext());
+    const StreamMessage& stored = messages[++time];
     ruvo::k2r::SampleInfo info;
     samples->nextInfo(info);
-    const auto data = test::fromHex(row.data);
-    EXPECT_EQ(info, (ruvo::k2r::SampleInfo{.kind = row.type == 8 ? k2r::SampleKind::Audio : k2r::SampleKind::Video,
-                                           .time = ++time,
-                                           .keyFrame = row.keyFrame,
-                                           .empty = data.empty()}))
-        << row.data;
+    const auto kind = type == 8 ? k2r::SampleKind::Audio : k2r::SampleKind::Video;
+    EXPECT_EQ(info, (ruvo::k2r::SampleInfo{kind, time, keyFrame, stored.data.empty()})) << data;
     NQMessage tag;
     samples->currentMessage(tag);
     samples->currentMessage(tag);  // does not move on
-    const StreamMessage stored = message(row.type, time, row.data);
     const auto image = test::tagFile({&stored, 1});
     EXPECT_EQ(tag.time(), time);
-    EXPECT_EQ(test::hex({tag.header(), tag.totalSize()}), test::hex(std::span(image).subspan(13))) << row.data;
-    EXPECT_EQ(tag.sampleOffset(), row.sampleOffset) << row.data;
-    EXPECT_EQ(tag.sampleSize(), data.size() + 11 - row.sampleOffset) << row.data;
+    EXPECT_EQ(test::hex({tag.header(), tag.totalSize()}), test::hex(std::span(image).subspan(13))) << data;
+    EXPECT_EQ(tag.sampleOffset(), sampleOffset) << data;
+    EXPECT_EQ(tag.sampleSize(), stored.data.size() + 11 - sampleOffset) << data;
   }
   EXPECT_FALSE(samples->hasNext());
 }
@@ -196,18 +177,15 @@ TEST_F(MTGMediaSourceTest, ReadsFilesBeyond4GiB) {
   constexpr std::uint32_t kDataSize = 0xFFFFFF;
   constexpr std::uint32_t kTags = 260;
   std::ofstream file(path_, std::ios::binary);
-  const auto write = [&file](std::span<const std::byte> bytes) {
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  };
-  write(test::tagFile({}));
+  file << test::textOf(test::tagFile({}));
   for (std::uint32_t i = 0; i < kTags; ++i) {
     std::array<std::byte, 11> header;
     std::array<std::byte, 4> pointer;
     qvs::util::writeTagHeader(header.data(), 9, kDataSize, i * 1000);
     qvs::util::writeTagBackPointer(pointer.data(), kDataSize);
-    write(header);
+    file << test::textOf(header);
     file.seekp(kDataSize, std::ios::cur);
-    write(pointer);
+    file << test::textOf(pointer);
   }
   file.close();
   MTGMediaSource source(*this, path_, ruvo::k2r::openFlagsFor(false, true));
@@ -242,14 +220,6 @@ TEST_F(MTGMediaSourceTest, ItsStreamClosesWithTheLastReference) {
   EXPECT_EQ(stream.read(bytes, 4), 4U);
   stream.release();
   EXPECT_THROW(stream.read(bytes, 4), mtg::Exception);
-}
-
-TEST(PackagerExceptions, SayNumberTextAndPath) {
-  EXPECT_EQ(K2RPkgUtilException(K2RPkgUtilError::kFileNotFound).message(), "Error (1)");
-  EXPECT_EQ(FileNotFoundException("/a").message(), "Error (1) - Cannot find file '/a'");
-  EXPECT_EQ(CantOpenFileException("/a").message(), "Error (2) - Cannot open file '/a'");
-  EXPECT_EQ(NoSupportedTracksException("/a").message(), "Error (3) - No supported tracks in file '/a'");
-  EXPECT_EQ(DRMMetadataGenerationFailed().message(), "Error (4) - DRM metadata generation failed");
 }
 
 }  // namespace

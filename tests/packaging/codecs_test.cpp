@@ -15,7 +15,6 @@
 #include "packaging/SampleDescriptors.h"
 #include "tests/packaging/recordingFixture.h"
 #include "tests/support/ScriptCodec.h"
-#include "util/fourcc.h"
 #include "wrappers/k2m/Exception.h"
 
 namespace {
@@ -79,44 +78,40 @@ TEST(CodecBoxes, FindTheConfigurationBetweenOtherBytes) {
   const std::string box = "00000033 65736473 00000000 ";
   const std::string es = "03 03 004010 ";
   const std::string decoder = "04 05 40150006000000000000000000 ";
-  const struct {
-    const char* why;
-    std::string header;
-    const char* config;
-  } rows[] = {{"as written", test::kEsds, "1210"},
-              {"behind something", "ffff " + box + es + decoder + "05 02 1210", "1210"},
-              {"no ES descriptor tag", box + "02 aabb " + decoder + "05 02 1210", "1210"},
-              {"no box", "00000033 65736474 00000000 " + es + decoder + "05 02 1210", ""},
-              {"no decoder config", box + es + "06 05 40150006000000000000000000 05 02 1210", ""},
-              {"no specific info", box + es + decoder + "06 02 1210", ""},
-              {"empty", box + es + decoder + "05 00", ""},
-              {"length beyond the bytes", box + es + decoder + "05 03 1210", ""},
-              {"endless length", box + "03 ffffffffffffffffffffffff", ""},
-              {"huge length", box + es + decoder + "05 ffffffffffffffff7f 12", ""},
-              {"type without a size in front", "0033 65736473 00000000", ""},
-              {"nothing behind the type", "00000033 65736473", ""},
-              {"nothing", "", ""}};
-  for (const auto& row : rows) {
-    const ByteBuffer header(fromHex(row.header));
-    EXPECT_EQ(hex(findAacConfig(header)), row.config) << row.why;
+  const std::tuple<const char*, std::string, const char*> rows[] = {
+      {"as written", test::kEsds, "1210"},
+      {"behind something", "ffff " + box + es + decoder + "05 02 1210", "1210"},
+      {"no ES descriptor tag", box + "02 aabb " + decoder + "05 02 1210", "1210"},
+      {"no box", "00000033 65736474 00000000 " + es + decoder + "05 02 1210", ""},
+      {"no decoder config", box + es + "06 05 40150006000000000000000000 05 02 1210", ""},
+      {"no specific info", box + es + decoder + "06 02 1210", ""},
+      {"empty", box + es + decoder + "05 00", ""},
+      {"length beyond the bytes", box + es + decoder + "05 03 1210", ""},
+      {"endless length", box + "03 ffffffffffffffffffffffff", ""},
+      {"huge length", box + es + decoder + "05 ffffffffffffffff7f 12", ""},
+      {"type without a size in front", "0033 65736473 00000000", ""},
+      {"nothing behind the type", "00000033 65736473", ""},
+      {"nothing", "", ""}};
+  for (const auto& [why, bytes, config] : rows) {
+    const ByteBuffer header(fromHex(bytes));
+    EXPECT_EQ(hex(findAacConfig(header)), config) << why;
   }
 }
 
 TEST(CodecBoxes, FindAnAvcBoxThatLiesInTheBytes) {
-  const struct {
-    const char *why, *header, *box;
-  } rows[] = {{"alone", "0000000a 61766343 0164", "0000000a 61766343 0164"},
-              {"between others", "00000008 70617370 0000000a 61766343 0164 00000008", "0000000a 61766343 0164"},
-              {"at an odd place", "aa 00000009 61766343 01", "00000009 61766343 01"},
-              {"size beyond the bytes", "0000000b 61766343 0164", ""},
-              {"size below a header", "00000007 61766343 0164", ""},
-              {"size 0", "00000000 61766343 0164", ""},
-              {"no size", "61766343 0164", ""},
-              {"half a type", "0000000a 617663", ""},
-              {"nothing", "", ""}};
-  for (const auto& row : rows) {
-    const ByteBuffer header(fromHex(row.header));
-    EXPECT_EQ(hex(findAvcCBox(header)), row.box) << row.why;
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"alone", "0000000a 61766343 0164", "0000000a 61766343 0164"},
+      {"between others", "00000008 70617370 0000000a 61766343 0164 00000008", "0000000a 61766343 0164"},
+      {"at an odd place", "aa 00000009 61766343 01", "00000009 61766343 01"},
+      {"size beyond the bytes", "0000000b 61766343 0164", ""},
+      {"size below a header", "00000007 61766343 0164", ""},
+      {"size 0", "00000000 61766343 0164", ""},
+      {"no size", "61766343 0164", ""},
+      {"half a type", "0000000a 617663", ""},
+      {"nothing", "", ""}};
+  for (const auto& [why, bytes, box] : rows) {
+    const ByteBuffer header(fromHex(bytes));
+    EXPECT_EQ(hex(findAvcCBox(header)), box) << why;
   }
 }
 
@@ -211,17 +206,14 @@ TEST_F(MetadataMessage, IsWrittenByteForByte) {
 
 TEST_F(MetadataMessage, SaysWhatTheTracksAre) {
   const std::string track = " trackinfo=(0=(length=0 timescale=1000 language=eng)) custdef=()";
-  const struct {
-    std::uint8_t type;
-    const char* firstData;
-    std::string members;
-  } rows[] = {{8, "2f", "duration=0 audiocodecid=.mp3 audiosamplerate=44000 audiochannels=2" + track},
-              {9, "14 00", "duration=0 width=640 height=360 videocodecid=VP6F videoframerate=-nan" + track},
-              {18, "02", "duration=0" + track}};
-  for (const auto& row : rows) {
+  const std::tuple<std::uint8_t, const char*, std::string> rows[] = {
+      {8, "2f", "duration=0 audiocodecid=.mp3 audiosamplerate=44000 audiochannels=2" + track},
+      {9, "14 00", "duration=0 width=640 height=360 videocodecid=VP6F videoframerate=-nan" + track},
+      {18, "02", "duration=0" + track}};
+  for (const auto& [type, firstData, said] : rows) {
     properties.tracks.clear();
-    addTrack(row.type, row.firstData);
-    EXPECT_EQ(members(), row.members);
+    addTrack(type, firstData);
+    EXPECT_EQ(members(), said);
   }
   properties.tracks.back()->handlerType = "hint"_4cc;
   EXPECT_EQ(members(), "duration=0 trackinfo=() custdef=()");

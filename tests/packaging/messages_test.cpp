@@ -20,8 +20,6 @@ namespace {
 
 using namespace ruvo::k2rpkgutil;
 using namespace qvs::util;
-using ruvo::k2r::SampleInfo;
-using ruvo::k2r::SampleKind;
 using test::fromHex;
 using test::hex;
 
@@ -48,22 +46,6 @@ TEST(NQMessage, IsATagByteForByte) {
     EXPECT_EQ(message.timestamp(), timestamp);
     EXPECT_EQ(message.totalSize(), message.dataSize() + 15);
   }
-}
-
-TEST(RefMessage, HasTheHeaderOfTheTagAndTheCallersBytes) {
-  const auto data = fromHex("17 01 00002a aabb");
-  RefMessage message = view(0x29, data, 0x01020304);
-  EXPECT_EQ(hex({message.header(), 11}), "29000007 02030401 000000");
-  EXPECT_EQ(message.data(), data.data());
-  EXPECT_EQ(message.time(), 0x01020304U);
-  message.setTimestamp(0xA0B0C0D0);
-  EXPECT_EQ(hex({message.header(), 11}), "29000007 b0c0d0a0 000000");
-  EXPECT_EQ(message.time(), 0xA0B0C0D0U);
-
-  const RefMessage withSample(18, 9, 7, data.data(), data.data() + 3, 1);
-  EXPECT_EQ(withSample.sampleOffset(), 3U);
-  EXPECT_EQ(withSample.sampleSize(), 1U);
-  EXPECT_EQ(withSample.dataSize(), 7U);
 }
 
 /// What a message says of itself: its kind, "key" and "command", the format code with the bytes of the codec header,
@@ -115,15 +97,6 @@ TEST(Messages, TellWhatTheyCarry) {
       {9, "24", "video VP6F"},
       {8, "af", "audio mp4a"}};
   for (const auto& [type, data, says] : rows) expectSays(type, fromHex(data), says);
-}
-
-TEST(Messages, GiveTheFragmenterTheirKindAndTime) {
-  const auto video = fromHex("17 01 000000 aa");
-  const auto other = fromHex("1f");
-  EXPECT_EQ(view(9, video, 4000).sampleInfo(), (SampleInfo{SampleKind::Video, 4000, true}));
-  EXPECT_EQ(store(9, video, 10, 4000).sampleInfo(), (SampleInfo{SampleKind::Video, 10, true})) << "a clock of its own";
-  EXPECT_EQ(view(8, other, 7).sampleInfo(), (SampleInfo{SampleKind::Audio, 7, false}));
-  EXPECT_EQ(view(18, other, 8).sampleInfo(), (SampleInfo{SampleKind::Data, 8, false}));
 }
 
 TEST(NQMessage, RefusesWhatTheSizeFieldCannotHold) {
@@ -218,7 +191,6 @@ TEST(PooledBlock, GrowsToAMultipleOf1024AboveTheSizeAndIsNotCounted) {
   EXPECT_EQ(block.addRef(), 1U);
   EXPECT_EQ(block.release(), 1U);
   EXPECT_EQ(block.release(), 1U);
-  std::memset(block.getData(), 1, block.getSize());
 }
 
 /// The data pointers of so many blocks of `size` bytes, whose holders are gone.

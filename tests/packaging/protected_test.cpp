@@ -84,6 +84,7 @@ TEST_F(ProtectedTags, ReplaceTheSampleByParametersAndCipherText) {
                                            "000000" + hex({&backPointer, 1}))))
         << row.what;
     EXPECT_EQ(result.time(), 0x40U);
+    EXPECT_EQ(result.memory()->getSize(), result.totalSize()) << row.what;
     EXPECT_EQ(result.sampleOffset(), 11 + clear.size() + 6) << row.what;
     EXPECT_EQ(result.sampleSize(), 17 + cipher.size()) << row.what;
   }
@@ -96,17 +97,6 @@ TEST_F(ProtectedTags, CarryAClearSampleInTheSameForm) {
             hex(fromHex("29 000011 020304 01 000000 17 01 000000 01 4e616d6500 000001 00 aabb 0000001c")));
   EXPECT_EQ(imageOf(protectedPolicy.encryptMessage(message(18, "02"))),
             hex(fromHex("32 00000b 020304 01 000000 01 4e616d6500 000001 00 02 00000016")));
-}
-
-TEST_F(ProtectedTags, TakeOneBlockEach) {
-  {
-    const NQMessage clear = message(9, "17 01 000000 aabb");
-    const NQMessage result = protectedPolicy.encryptMessage(clear);
-    EXPECT_EQ(arena.held, 2);
-    EXPECT_EQ(result.memory()->getSize(), result.totalSize());
-    EXPECT_EQ(imageOf(clear).substr(0, 8), "09000007") << "as it was";
-  }
-  EXPECT_EQ(arena.held, 0);
 }
 
 TEST_F(ProtectedTags, RefuseWhatATagCannotHold) {
@@ -126,6 +116,9 @@ TEST_F(ProtectedTags, PassOnTheLibrarysStatus) {
     EXPECT_THROW(protectedPolicy.encryptMessage(clear), rkx::RKXException) << call;
     EXPECT_EQ(arena.held, 1) << call;
   }
+  library.statuses.clear();
+  library.missing = 1;
+  EXPECT_THROW(protectedPolicy.encryptMessage(clear), qvs::QVSException) << "another size than was said";
 }
 
 TEST_F(ProtectedTracks, AreDescribedUnderAProtectedCode) {

@@ -79,7 +79,6 @@ class SegmentImage {
       if (box->type != "afra"_4cc) continue;
       const Fragment fragment = reader.readFragment(box->offset);
       positions.push_back(fragment.boxes.position());
-      bootstraps.push_back(hex(fragment.abstBody));
       std::string line;
       for (const StoredTag& tag : reader.readTags(fragment))
         line += (line.empty() ? "" : " ") + describe(tag, fragment, reader.movie());
@@ -92,8 +91,6 @@ class SegmentImage {
   std::vector<std::string> tracks;
   /// Where the fragments begin.
   std::vector<std::uint64_t> positions;
-  /// The body of each `abst` box.
-  std::vector<std::string> bootstraps;
   /// A fragment each: its tags, separated by blanks. "type@time", "/timestamp" where that differs, a star where the
   /// index leads to it, and in brackets the media sample in it: handler, offset and size, with "!" for a sync sample of
   /// video and the composition time in milliseconds where it is not 0.

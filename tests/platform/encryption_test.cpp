@@ -148,27 +148,19 @@ bool encrypts(const RKXEncryptionOptions& options, const std::string& sample, st
 }
 
 TEST(QuerySample, AnswersNameAndSizes) {
-  const std::vector<std::byte> sample(32);
-  const auto encrypted = query({1, 1, 1, 2, 0}, sample, kRKXScriptData, 0);
-  EXPECT_STREQ(encrypted.info.filterName, "AES128CBC");
-  EXPECT_EQ(encrypted.info.filterCount, 1U);
-  EXPECT_EQ(encrypted.info.encrypted, 1U);
-  EXPECT_EQ(encrypted.info.encryptedSize, 48U);
-  EXPECT_EQ(encrypted.info.vectorSize, 16U);
-
-  const auto clear = query({1, 1, 0, 2, 0}, sample, kRKXScriptData, 0);
-  EXPECT_STREQ(clear.info.filterName, "AES128CBC");
-  EXPECT_EQ(clear.info.encrypted, 0U);
-  EXPECT_EQ(clear.info.encryptedSize, 32U);
+  const auto answer = [](const RKXEncryptionOptions& options) {
+    const RKXSampleInfo info = query(options, std::vector<std::byte>(32), kRKXScriptData, 0).info;
+    EXPECT_STREQ(info.filterName, "AES128CBC");
+    return std::array{info.filterCount, info.encrypted, info.encryptedSize, info.vectorSize};
+  };
+  EXPECT_EQ(answer({1, 1, 1, 2, 0}), (std::array{1U, 1U, 48U, 16U}));
+  EXPECT_EQ(answer({1, 1, 0, 2, 0}), (std::array{1U, 0U, 32U, 16U}));
   EXPECT_FALSE(encrypts({1, 1, 1, 2, 0}, "0102030405060708", kRKXOther, 0)) << "none of the three kinds";
 }
 
 TEST(QuerySample, EncryptsAvcByLevelAndAlwaysWhatItCannotJudge) {
   // Slices begin with first_mb_in_slice 0 ("1"), then slice_type: 5 is P ("00110"), 7 is I ("0001000").
-  const struct {
-    const char *what, *sample;
-    std::uint32_t lowestLevel;
-  } rows[] = {
+  const std::tuple<const char*, const char*, std::uint32_t> rows[] = {
       {"an IDR picture", "00000003 658880", 0},
       {"an IDR picture behind its parameters", "00000002 6742 00000002 68ce 00000003 658880", 0},
       {"an intra picture", "00000003 018880", 0},
@@ -196,11 +188,11 @@ TEST(QuerySample, EncryptsAvcByLevelAndAlwaysWhatItCannotJudge) {
       {"a message that ends early", "00000003 06 0509 00000003 019880", 0},
       {"no run at all", "de", 0},
   };
-  for (const auto& row : rows) {
+  for (const auto& [what, sample, lowestLevel] : rows) {
     for (std::uint32_t level = 0; level < 3; ++level) {
-      EXPECT_EQ(encrypts({1, 0, 0, level, 0}, row.sample, kRKXVideo, 1), level >= row.lowestLevel) << row.what << level;
-      EXPECT_FALSE(encrypts({0, 1, 1, level, 0}, row.sample, kRKXVideo, 1)) << row.what;
-      EXPECT_TRUE(encrypts({1, 0, 0, level, 0}, row.sample, kRKXVideo, 0)) << "no AVC: " << row.what;
+      EXPECT_EQ(encrypts({1, 0, 0, level, 0}, sample, kRKXVideo, 1), level >= lowestLevel) << what << level;
+      EXPECT_FALSE(encrypts({0, 1, 1, level, 0}, sample, kRKXVideo, 1)) << what;
+      EXPECT_TRUE(encrypts({1, 0, 0, level, 0}, sample, kRKXVideo, 0)) << "no AVC: " << what;
     }
   }
 }
@@ -314,11 +306,7 @@ TEST(CreateMetadata, CanBeOpenedByTheLicenseServer) {
 
 // One row for each status number that an input can earn.
 TEST(CreateMetadata, RefusesEachBadInputWithItsOwnNumber) {
-  const struct {
-    const char* why;
-    RKXStatus status;
-    std::function<void(ProtectionSet&)> spoil;
-  } rows[] = {
+  const std::tuple<const char*, RKXStatus, std::function<void(ProtectionSet&)>> rows[] = {
       {"no URL", kRKXBadLicenseServerUrl, [](auto& set) { set.url = ""; }},
       {"another scheme", kRKXBadLicenseServerUrl, [](auto& set) { set.url = "ftp://license.example"; }},
       {"no host", kRKXBadLicenseServerUrl, [](auto& set) { set.url = "https:///v2"; }},
@@ -354,12 +342,12 @@ TEST(CreateMetadata, RefusesEachBadInputWithItsOwnNumber) {
       {"a policy too long", kRKXBadPolicy, [](auto& set) { set.policy.resize((1 << 20) + 1); }},
       {"a policy of a mebibyte", kRKXOk, [](auto& set) { set.policy.resize(1 << 20); }}};
   const ProtectionSet good;
-  for (const auto& row : rows) {
+  for (const auto& [why, status, spoil] : rows) {
     ProtectionSet set = good;
-    row.spoil(set);
+    spoil(set);
     std::vector<std::byte> block;
-    EXPECT_EQ(makeMetadata(set, &block), row.status) << row.why;
-    EXPECT_EQ(ERR_peek_error(), 0U) << row.why;
+    EXPECT_EQ(makeMetadata(set, &block), status) << why;
+    EXPECT_EQ(ERR_peek_error(), 0U) << why;
   }
 }
 

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -21,6 +21,8 @@
 #include "platform/os/paths.h"
 #include "platform/os/sleep.h"
 #include "tests/support/TempDirectory.h"
+#include "tests/support/TestHost.h"
+#include "util/bytes.h"
 
 namespace {
 
@@ -64,19 +66,17 @@ ssize_t write(int fd, const void* bytes, size_t count) {
 namespace platform::os {
 namespace {
 
+using qvs::util::asBytes;
+
 class OsFiles : public testing::Test {
  protected:
   OsFiles() { kernel = &kernel_; }
   ~OsFiles() override { kernel = nullptr; }
 
-  static std::span<const std::byte> bytes(std::string_view text) {
-    return std::as_bytes(std::span(text.data(), text.size()));
-  }
   static std::string text(const std::optional<std::vector<std::byte>>& content) {
-    if (!content) return "(nothing)";
-    return {reinterpret_cast<const char*>(content->data()), content->size()};
+    return content ? test::textOf(*content) : "(nothing)";
   }
-  bool put(std::string_view name, std::string_view content) { return writeFile(dir_.file(name), bytes(content)); }
+  bool put(std::string_view name, std::string_view content) { return writeFile(dir_.file(name), asBytes(content)); }
   std::string get(std::string_view name) { return text(readFile(dir_.file(name), 1000)); }
 
   Kernel kernel_;
@@ -119,10 +119,10 @@ TEST_F(OsFiles, ShortAndInterruptedWritesLoseNothing) {
 }
 
 TEST_F(OsFiles, WriteOrSyncToAFullOrMissingPlaceFails) {
-  EXPECT_FALSE(writeFile("/dev/full", bytes("x")));
+  EXPECT_FALSE(writeFile("/dev/full", asBytes("x")));
   EXPECT_FALSE(put("no/such/directory", "x"));
   EXPECT_FALSE(syncFile(dir_.file("missing")));
-  EXPECT_FALSE(writeFile(dir_.path().string(), bytes("x")));
+  EXPECT_FALSE(writeFile(dir_.path().string(), asBytes("x")));
 }
 
 TEST_F(OsFiles, ReadStopsAtTheLimit) {
@@ -188,18 +188,14 @@ TEST(RecursiveMutex, KeepsThreadsApartWithAndWithoutSpinning) {
   for (const std::uint32_t spinCount : {0U, 1000U}) {
     RecursiveMutex mutex(spinCount);
     int guarded = 0;
+    const auto work = [&] {
+      for (int round = 0; round < 5000; ++round) {
+        const std::lock_guard outer(mutex), inner(mutex);
+        ++guarded;
+      }
+    };
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-      threads.emplace_back([&] {
-        for (int round = 0; round < 5000; ++round) {
-          mutex.lock();
-          mutex.lock();
-          ++guarded;
-          mutex.unlock();
-          mutex.unlock();
-        }
-      });
-    }
+    for (int i = 0; i < 4; ++i) threads.emplace_back(work);
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(guarded, 20000);
   }

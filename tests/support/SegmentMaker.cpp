@@ -28,15 +28,6 @@ class CarryOn final : public WarningHandler {
 
 }  // namespace
 
-KrvoStatus statusOf(const std::function<void()>& call) {
-  try {
-    call();
-    return kKrvoOk;
-  } catch (const Exception& error) {
-    return error.status();
-  }
-}
-
 K2MDocInfo documentInfo() {
   auto info = makeRecord<K2MDocInfo>();
   info.version = 1;
@@ -157,11 +148,7 @@ SegmentMaker& SegmentMaker::sequenceHeader(std::uint64_t time) {
 
 std::size_t SegmentMaker::heldTags() const {
   return static_cast<std::size_t>(
-      std::count_if(blocks_.begin(), blocks_.end(), [](const Block& block) { return block.released == 0; }));
-}
-
-bool SegmentMaker::gaveBackTwice() const {
-  return std::any_of(blocks_.begin(), blocks_.end(), [](const Block& block) { return block.released > 1; });
+      std::ranges::count_if(blocks_, [](const Block& block) { return block.released != 1; }));
 }
 
 KrvoK2MDataBuffer SegmentMaker::makeTag(std::uint8_t type, std::uint64_t time, std::string_view codecFields,

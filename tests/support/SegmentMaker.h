@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tests/support/statusOf.h"
 #include "wrappers/k2m/Writer.h"
 
 namespace test {
@@ -54,10 +54,8 @@ class SegmentMaker {
   const krvo::k2m::Track& audioTrack() const { return audio_; }
   const krvo::k2m::Track& hintTrack() const { return hint_; }
 
-  /// Tags that were handed over, by failed calls too, and that the library has not given back.
+  /// Tags that were handed over, by failed calls too, and that the library has not given back, or more than once.
   std::size_t heldTags() const;
-  /// Whether any was given back twice.
-  bool gaveBackTwice() const;
 
   static constexpr std::string_view kAvcC{
       "\0\0\0\x08"
@@ -85,9 +83,6 @@ class SegmentMaker {
   krvo::k2m::Track hint_;
   std::string abst_;
 };
-
-/// The status with which a call on the library ends.
-KrvoStatus statusOf(const std::function<void()>& call);
 
 /// A record with the size and time fields that the library asks for.
 K2MDocInfo documentInfo();

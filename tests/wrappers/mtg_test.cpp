@@ -5,8 +5,8 @@
 #include <string>
 
 #include "tests/support/hex.h"
+#include "tests/support/statusOf.h"
 #include "tests/support/tagFile.h"
-#include "tests/wrappers/statusOf.h"
 #include "wrappers/mtg/Reader.h"
 
 namespace mtg {
@@ -98,25 +98,22 @@ TEST(TagStreamLibrary, TakesTimesForSignedNumbers) {
 
 TEST(TagStreamLibrary, EndsWhereATagIsCutShort) {
   const std::string whole = "08 000001 000005 00 000000 af 0000000c";
-  const struct {
-    const char *why, *tail, *more;
-    bool hasWayBack;
-  } rows[] = {{"nothing behind", "", "", true},
-              {"no back pointer", "09 000001 000006 00 000000 17", "9 6;", false},
-              {"a back pointer that is wrong", "09 000001 000006 00 000000 17 0000000b", "9 6;", false},
-              {"a back pointer beyond the first tag", "09 000001 000006 00 000000 17 0000001d", "9 6;", false},
-              {"half a header", "09 000001 0000", "", false},
-              {"no data", "09 000001 000006 00 000000", "", false},
-              {"half the data", "09 000002 000006 00 000000 17", "", false},
-              {"more data than the file has", "09 ffffff 000006 00 000000 1700", "", false}};
-  for (const auto& row : rows) {
+  const std::tuple<const char*, const char*, const char*, bool> rows[] = {
+      {"nothing behind", "", "", true},
+      {"no back pointer", "09 000001 000006 00 000000 17", "9 6;", false},
+      {"a back pointer that is wrong", "09 000001 000006 00 000000 17 0000000b", "9 6;", false},
+      {"a back pointer beyond the first tag", "09 000001 000006 00 000000 17 0000001d", "9 6;", false},
+      {"half a header", "09 000001 0000", "", false},
+      {"no data", "09 000001 000006 00 000000", "", false},
+      {"half the data", "09 000002 000006 00 000000 17", "", false},
+      {"more data than the file has", "09 ffffff 000006 00 000000 1700", "", false}};
+  for (const auto& [why, tail, more, hasWayBack] : rows) {
     for (const bool seeks : {true, false}) {
-      const File file(kHeader + whole + row.tail, seeks);
-      EXPECT_EQ(timesOf(file.reader.tags()), std::string("8 5;") + row.more) << row.why << ", seeks " << seeks;
+      const File file(kHeader + whole + tail, seeks);
+      EXPECT_EQ(timesOf(file.reader.tags()), std::string("8 5;") + more) << why << ", seeks " << seeks;
     }
-    const File file(kHeader + whole + row.tail);
-    EXPECT_EQ(statusOf([&] { file.reader.tags(true).next(); }), row.hasWayBack ? kKrvoMTGOk : kKrvoMTGNoWayBack)
-        << row.why;
+    const File file(kHeader + whole + tail);
+    EXPECT_EQ(statusOf([&] { file.reader.tags(true).next(); }), hasWayBack ? kKrvoMTGOk : kKrvoMTGNoWayBack) << why;
   }
 }
 

@@ -5,8 +5,7 @@
 
 #include "tests/encryption/FakeLibrary.h"
 #include "tests/support/hex.h"
-#include "tests/wrappers/statusOf.h"
-#include "util/QVSException.h"
+#include "tests/support/statusOf.h"
 #include "wrappers/rkx/RKXEncryptor.h"
 #include "wrappers/rkx/RKXException.h"
 #include "wrappers/rkx/library.h"
@@ -76,16 +75,6 @@ TEST(RkxHandles, PassOnEveryStatus) {
     EXPECT_EQ(statusOf(use), 11U) << call;
     EXPECT_EQ(library.objects, 0) << call;
   }
-}
-
-TEST(RkxEncryptor, RefusesASampleOfAnotherSizeThanWasSaid) {
-  FakeLibrary library;
-  std::vector<std::byte> cipher(16);
-  std::vector<std::byte> vector(16);
-  makeEncryptor().encryptSample(fromHex("00ff"), cipher, vector);
-  EXPECT_EQ(hex(cipher), "ff000e0e 0e0e0e0e 0e0e0e0e 0e0e0e0e");
-  library.missing = 1;
-  EXPECT_THROW(makeEncryptor().encryptSample(fromHex("00ff"), cipher, vector), qvs::QVSException);
 }
 
 }  // namespace
