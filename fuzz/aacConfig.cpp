@@ -1,18 +1,13 @@
 // AAC configurations, and the boxes in which a track keeps its codec's configuration. The input is taken as a
 // configuration, then as the codec header of a track.
 
-#include <algorithm>
-
 #include "fuzz/fuzzing.h"
 #include "packaging/CodecBoxes.h"
 #include "packaging/mp4/K2MAdaptor/source/AACBitstream.h"
 
-namespace {
-
 using namespace ruvo::k2rpkgutil;
-using fuzz::require;
 
-void readAsConfig(std::span<const std::byte> input) {
+void fuzz::target(Bytes input) {
   AacConfig config;
   config.data = input.data();
   config.dataSize = static_cast<std::int32_t>(input.size());
@@ -20,26 +15,13 @@ void readAsConfig(std::span<const std::byte> input) {
   require((verdict == AacVerdict::kRead) == (config.parsed == AacConfig::kParsed), "read is parsed");
   require(config.sampleRate >= 0 && config.sampleRate < 1 << 24, "a sample rate has 24 bits");
   require(config.channelConfig >= 0 && config.channelConfig <= 48, "a program has at most 48 channel elements");
-
   const auto box = makeEsdsBox(input);
-  const auto found = findAacConfig(box);
-  require(std::equal(found.begin(), found.end(), input.begin(), input.end()), "a box gives back its configuration");
-}
+  requireEqual(findAacConfig(box), input, "a box gives back its configuration");
 
-void readAsCodecHeader(std::span<const std::byte> input) {
   const qvs::util::ByteBuffer header(input);
   const std::byte* const end = header.data() + header.size();
   for (const auto found : {findAvcCBox(header), findAacConfig(header)}) {
-    require(found.empty() || (found.data() >= header.data() && found.data() + found.size() <= end),
-            "a view of the input");
+    const bool lies = found.empty() || (found.data() >= header.data() && found.data() + found.size() <= end);
+    require(lies, "a view of the input");
   }
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto input = std::as_bytes(std::span(data, size));
-  readAsConfig(input);
-  readAsCodecHeader(input);
-  return 0;
 }

@@ -32,11 +32,10 @@ constexpr std::array kReaders = {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  auto in = fuzz::streamOf(data, size);
-  fuzz::takes<ParseException, std::ios_base::failure>([&] {
+void fuzz::target(Bytes input) {
+  auto in = streamOf(input);
+  takes<ParseException, std::ios_base::failure>([&] {
     for (int kind = in.get(); kind >= 0; kind = in.get())
       kReaders[static_cast<std::size_t>(kind) % kReaders.size()](in);
   });
-  return 0;
 }

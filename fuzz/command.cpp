@@ -10,24 +10,17 @@
 
 namespace {
 
-using Bytes = std::vector<std::byte>;
-
-qvs::SingleMessagePtr messageOf(std::uint8_t type, std::span<const std::byte> payload) {
-  const auto message = NQMessagePtr::make(static_cast<std::uint32_t>(payload.size()));
-  message->setType(qvs::MessageKind{type});
-  message->append(payload);
-  return message;
-}
+using Payload = std::vector<std::byte>;
 
 /// What a command becomes in an encoding; nothing where that cannot hold it.
-std::optional<Bytes> written(NQCommand& command, std::uint8_t encoding) {
+std::optional<Payload> written(NQCommand& command, std::uint8_t encoding) {
   command.setEncoding(encoding);
   NQMessagePtr message;
   if (!fuzz::takes<NQBreakConnection>([&] { message = command.toCommandMessage(); })) return std::nullopt;
-  return Bytes(message->payload().begin(), message->payload().end());
+  return Payload(message->payload().begin(), message->payload().end());
 }
 
-Bytes writtenAgain(const Bytes& payload, std::uint8_t encoding) {
+Payload writtenAgain(const Payload& payload, std::uint8_t encoding) {
   NQCommand command(encoding == 0 ? qvs::MessageKind::kCommand : qvs::MessageKind::kCommandEx, payload, true);
   const auto again = written(command, encoding);
   fuzz::require(again.has_value(), "what was written and read can be written");
@@ -36,21 +29,22 @@ Bytes writtenAgain(const Bytes& payload, std::uint8_t encoding) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
-  const auto message = messageOf(data[0], std::as_bytes(std::span(data + 1, size - 1)));
+void fuzz::target(Bytes input) {
+  if (input.empty()) return;
+  const auto message = NQMessagePtr::make(static_cast<std::uint32_t>(input.size() - 1));
+  message->setType(qvs::MessageKind{std::to_integer<std::uint8_t>(input[0])});
+  message->append(input.subspan(1));
   const std::string dump = dumpMessage(message);
-  fuzz::require(dump.size() < 4 * NQCommand::kMaxText + 8 * size, "a dump is bounded");
+  require(dump.size() < 4 * NQCommand::kMaxText + 8 * input.size(), "a dump is bounded");
 
   NQCommand command(message, false);
-  if (!fuzz::takes<NQBreakConnection>([&] { NQCommand(message, true); })) return 0;
-  fuzz::require(!command.errorFlag(), "what is read well is read in any mode");
+  if (!takes<NQBreakConnection>([&] { NQCommand(message, true); })) return;
+  require(!command.errorFlag(), "what is read well is read in any mode");
   for (const std::uint8_t encoding : {std::uint8_t{0}, std::uint8_t{3}}) {
     const auto first = written(command, encoding);
     if (!first) continue;
     // Some values turn into others on the wire, but only once.
-    const Bytes second = writtenAgain(*first, encoding);
-    fuzz::require(writtenAgain(second, encoding) == second, "a command comes back from its bytes");
+    const Payload second = writtenAgain(*first, encoding);
+    require(writtenAgain(second, encoding) == second, "a command comes back from its bytes");
   }
-  return 0;
 }

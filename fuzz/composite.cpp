@@ -1,8 +1,6 @@
 // Any bytes as the body of an aggregate message: what is read is split everywhere, lies where it lay, and comes back
 // from a body that is written of it. Aggregates within are read in turn.
 
-#include <algorithm>
-
 #include "fuzz/fuzzing.h"
 #include "server/compositemessage.h"
 #include "util/NQThrowable.h"
@@ -51,7 +49,7 @@ void writeAndReadBack(const CompositeMessage& composite) {
   fuzz::require(back->memberCount() == composite.memberCount(), "every member comes back");
   auto member = composite.begin();
   for (const auto& other : *back) {
-    fuzz::require(std::ranges::equal(other->payload(), (*member)->payload()), "a payload comes back");
+    fuzz::requireEqual(other->payload(), (*member)->payload(), "a payload comes back");
     fuzz::require(other->timestamp() == (*member)->timestamp(), "a time comes back");
     ++member;
   }
@@ -66,11 +64,11 @@ CompositeMessagePtr aggregateIn(const CompositeMessage& composite) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::takes<NQException>([&] {
-    const auto block = NQMemoryPtr::make(static_cast<std::uint32_t>(size));
-    std::ranges::copy(std::as_bytes(std::span(data, size)), block->data());
-    auto composite = CompositeMessagePtr::make(block, static_cast<std::uint32_t>(size));
+void fuzz::target(Bytes input) {
+  takes<NQException>([&] {
+    const auto block = NQMemoryPtr::make(static_cast<std::uint32_t>(input.size()));
+    std::ranges::copy(input, block->data());
+    auto composite = CompositeMessagePtr::make(block, block->capacity());
     for (; composite; composite = aggregateIn(*composite)) {
       const std::uint32_t step = composite->memberCount() / 64 + 1;
       for (std::uint32_t count = 0; count <= composite->memberCount(); count += step) splitAt(composite, count);
@@ -78,5 +76,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       writeAndReadBack(*composite);
     }
   });
-  return 0;
 }

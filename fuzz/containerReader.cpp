@@ -4,9 +4,6 @@
 //     0  u64  position for the reopening
 //     8       the file
 
-#include <algorithm>
-#include <vector>
-
 #include "fuzz/fuzzing.h"
 #include "platform/container/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
@@ -21,25 +18,25 @@ using container::SegmentReader;
 using fuzz::require;
 using qvs::util::operator""_4cc;
 
-void readFragment(SegmentReader& reader, std::uint64_t position, std::uint64_t fileSize) {
+/// Reads up to a fault, which lies in the file.
+template <typename Read>
+void readUpToAFault(const test::MemoryStream& source, const Read& read) {
   try {
-    reader.readTags(reader.readFragment(position));
+    read();
   } catch (const SegmentError& error) {
-    require(error.offset() <= fileSize, "a fault lies in the file");
+    require(error.offset() <= source.bytes.size(), "a fault lies in the file");
   }
 }
 
-void readAsTool(std::span<const std::byte> file) {
+void readAsTool(fuzz::Bytes file) {
   test::MemoryStream source(file);
-  try {
+  readUpToAFault(source, [&] {
     SegmentReader reader(source);
     for (auto box = reader.boxAt(reader.firstFragment()); box; box = reader.boxAt(box->end())) {
-      if (box->type == "afra"_4cc) readFragment(reader, box->offset, file.size());
+      if (box->type == "afra"_4cc) readUpToAFault(source, [&] { reader.readTags(reader.readFragment(box->offset)); });
       if (box->type == "mfra"_4cc) reader.readRandomAccess(*box);
     }
-  } catch (const SegmentError& error) {
-    require(error.offset() <= file.size(), "a fault lies in the file");
-  }
+  });
 }
 
 class CarryOn final : public k2m::WarningHandler {
@@ -54,9 +51,8 @@ k2m::Track readTracks(const k2m::Writer& writer) {
     track.entriesInfo();
     track.sampleCount();
     if (track.info().handlerType == "hint"_4cc) hint = track;
-    for (const auto& descriptor : track.sampleDescriptors()) {
+    for (const auto& descriptor : track.sampleDescriptors())
       require(descriptor.codecHeader().size() == descriptor.info().codecHeaderLength, "a codec header has its length");
-    }
   }
   return hint;
 }
@@ -80,7 +76,7 @@ std::uint64_t addFragment(test::MemoryStream& stream, std::uint64_t position, st
   return writer.startFragment();
 }
 
-void appendTo(std::span<const std::byte> file, std::uint64_t position) {
+void appendTo(fuzz::Bytes file, std::uint64_t position) {
   test::MemoryStream stream(file);
   std::uint64_t added = 0;
   std::uint64_t end = 0;
@@ -104,13 +100,12 @@ void appendTo(std::span<const std::byte> file, std::uint64_t position) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  qvs::util::ByteReader input(std::as_bytes(std::span(data, size)));
-  if (input.remaining() < 8) return 0;
+void fuzz::target(Bytes data) {
+  qvs::util::ByteReader input(data);
+  if (input.remaining() < 8) return;
   const std::uint64_t position = input.u64();
   const auto file = input.bytes(input.remaining());
   readAsTool(file);
   appendTo(file, 0);
   appendTo(file, position);
-  return 0;
 }

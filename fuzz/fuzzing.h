@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -8,10 +9,12 @@
 #include <sstream>
 #include <string>
 
-/// What a fuzz target defines: takes any bytes, answers 0, and aborts on a broken promise.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace fuzz {
+
+using Bytes = std::span<const std::byte>;
+
+/// What a fuzz target defines: takes any bytes, and aborts on a broken promise.
+void target(Bytes input);
 
 /// Ends the program unless `kept`.
 inline void require(bool kept, const char* promise) {
@@ -20,8 +23,12 @@ inline void require(bool kept, const char* promise) {
   std::abort();
 }
 
-inline std::istringstream streamOf(const std::uint8_t* data, std::size_t size) {
-  return std::istringstream(std::string(reinterpret_cast<const char*>(data), size));
+inline void requireEqual(Bytes a, Bytes b, const char* promise) {
+  require(std::ranges::equal(a, b), promise);
+}
+
+inline std::istringstream streamOf(Bytes input) {
+  return std::istringstream(std::string(reinterpret_cast<const char*>(input.data()), input.size()));
 }
 
 /// Whether `read` comes to its end, rather than to one of the exceptions by which it may refuse its input.

@@ -5,13 +5,11 @@
 
 using namespace ruvo::k2rpkgutil;
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const qvs::util::ByteBuffer header(std::as_bytes(std::span(data, size)));
-  fuzz::takes<MalformedProtection>([&] {
-    const ProtectedCodecHeader split = splitCodecHeader(header);
+void fuzz::target(Bytes input) {
+  takes<MalformedProtection>([&] {
+    const ProtectedCodecHeader split = splitCodecHeader(qvs::util::ByteBuffer(input));
     qvs::util::ByteBuffer joined = split.codec;
     joined.append(split.sinf.bytes());
-    fuzz::require(joined == header, "the parts are the whole");
+    requireEqual(joined.bytes(), input, "the parts are the whole");
   });
-  return 0;
 }

@@ -3,15 +3,15 @@
 #include "fragmentation/AfraBox.h"
 #include "fuzz/fuzzing.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace ruvo::k2r;
+using namespace ruvo::k2r;
+
+void fuzz::target(Bytes input) {
   AfraIndex index;
-  auto in = fuzz::streamOf(data, size);
-  if (!fuzz::takes<InvalidAfraFormat, std::ios_base::failure>([&] { readAfra(in, index); })) return 0;
+  auto in = streamOf(input);
+  if (!takes<InvalidAfraFormat, std::ios_base::failure>([&] { readAfra(in, index); })) return;
   std::stringstream image;
   writeAfra(image, index);
   AfraIndex back;
   readAfra(image, back);
-  fuzz::require(back == index, "an index that was read comes back from what was written of it");
-  return 0;
+  require(back == index, "an index that was read comes back from what was written of it");
 }

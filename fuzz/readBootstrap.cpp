@@ -37,13 +37,12 @@ void continueFrom(const BootstrapInfo& info, std::uint32_t lastFragment) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::target(Bytes input) {
   BootstrapInfo info;
-  auto in = fuzz::streamOf(data, size);
-  if (!fuzz::takes<InvalidBootstrapFormat, std::ios_base::failure>([&] { readBootstrap(in, info); })) return 0;
+  auto in = streamOf(input);
+  if (!takes<InvalidBootstrapFormat, std::ios_base::failure>([&] { readBootstrap(in, info); })) return;
   const std::string image = written(info, false);
-  fuzz::require(readBack(image) == info, "a bootstrap that was read comes back from what was written of it");
-  fuzz::require(written(info, true) == image.substr(12), "a body is the box without its first 12 bytes");
+  require(readBack(image) == info, "a bootstrap that was read comes back from what was written of it");
+  require(written(info, true) == image.substr(12), "a body is the box without its first 12 bytes");
   for (const std::uint32_t lastFragment : {0U, 1U, 3U, 0xFFFFFFFFU}) continueFrom(info, lastFragment);
-  return 0;
 }

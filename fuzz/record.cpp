@@ -1,8 +1,6 @@
 // A host that sends anything: a stream of record() calls made from the input, then a stop. The recording's small files
 // must parse whatever was sent.
 
-#include <algorithm>
-
 #include "fragmentation/AfraBox.h"
 #include "fragmentation/BootstrapReader.h"
 #include "fuzz/fuzzing.h"
@@ -43,16 +41,16 @@ void checkSmallFiles(const std::filesystem::path& directory) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
-  test::Recorder recorder(fuzz::createAdaptor);
+void fuzz::target(Bytes input) {
+  if (input.empty()) return;
+  const auto choices = std::to_integer<unsigned>(input[0]);
+  test::Recorder recorder(createAdaptor);
   recorder.host.settings["Recording/FragmentDuration"] = "1000";
-  recorder.host.settings["Recording/SegmentDuration"] = (data[0] & 1) != 0 ? "3000" : "0";
-  fuzz::require(recorder.open(), "opened");
-  if ((data[0] & 4) == 0) recorder.record(test::metadata(0));
-  sendMessages(recorder, std::as_bytes(std::span(data + 1, size - 1)));
-  if ((data[0] & 2) == 0) recorder.stop();
+  recorder.host.settings["Recording/SegmentDuration"] = (choices & 1) != 0 ? "3000" : "0";
+  require(recorder.open(), "opened");
+  if ((choices & 4) == 0) recorder.record(test::metadata(0));
+  sendMessages(recorder, input.subspan(1));
+  if ((choices & 2) == 0) recorder.stop();
   recorder.close();
   checkSmallFiles(recorder.directory());
-  return 0;
 }

@@ -3,48 +3,51 @@
 #include <vector>
 
 #include "fuzz/fuzzing.h"
-#include "shared_nqserver/NQDataArray.h"
 #include "tests/support/ScriptCodec.h"
 #include "tests/support/sameValue.h"
 
 namespace fuzz {
 
-/// The values of a payload up to its end or its first fault. `read` reads one.
-template <typename Read>
-std::vector<NQDataValue> valuesIn(std::span<const std::byte> payload, bool throwOnError, const Read& read) {
-  std::vector<NQDataValue> values;
-  test::ScriptCodec codec(payload, throwOnError);
-  try {
-    while (codec.remaining() > 0 && !codec.errorFlag()) {
-      NQDataValue value;
-      read(codec, value);
-      if (!codec.errorFlag()) values.push_back(std::move(value));
-    }
-  } catch (const NQBreakConnection&) {
-    require(!codec.errorLog().empty(), "a refusal is in the log");
+/// Script values on their way there and back, all of AMF0 or all of AMF3.
+struct ScriptTrip {
+  /// The values of a payload up to its end or its first fault.
+  std::vector<NQDataValue> valuesIn(Bytes payload, bool throwOnError = true) const {
+    std::vector<NQDataValue> values;
+    test::ScriptCodec codec(payload, throwOnError);
+    const bool taken = takes<NQBreakConnection>([&] {
+      while (codec.remaining() > 0 && !codec.errorFlag()) {
+        NQDataValue value;
+        isAMF3 ? codec.readAMF3(value) : void(codec.readValue(value));
+        if (!codec.errorFlag()) values.push_back(std::move(value));
+      }
+    });
+    require(taken || !codec.errorLog().empty(), "a refusal is in the log");
+    for (const auto& value : values) require(!test::dumpOf(value).empty(), "each value has a dump");
+    return values;
   }
-  return values;
-}
 
-/// The payload of some values. `write` writes one.
-template <typename Write>
-std::vector<std::byte> payloadOf(const std::vector<NQDataValue>& values, const Write& write) {
-  test::ScriptCodec codec;
-  for (const auto& value : values) write(codec, value);
-  return {codec.written().begin(), codec.written().end()};
-}
+  std::vector<std::byte> payloadOf(const std::vector<NQDataValue>& values) const {
+    test::ScriptCodec codec;
+    for (const auto& value : values) isAMF3 ? codec.writeAMF3(value) : codec.writeValue(value);
+    return {codec.written().begin(), codec.written().end()};
+  }
 
-inline void requireSame(const std::vector<NQDataValue>& written, const std::vector<NQDataValue>& read, bool isAMF3) {
-  require(written.size() == read.size(), "as many values come back");
-  for (std::size_t i = 0; i < written.size(); ++i)
-    require(test::sameValue(written[i], read[i], isAMF3), "a value comes back");
-}
+  void requireSame(const std::vector<NQDataValue>& written, const std::vector<NQDataValue>& read) const {
+    require(written.size() == read.size(), "as many values come back");
+    for (std::size_t i = 0; i < written.size(); ++i)
+      require(test::sameValue(written[i], read[i], isAMF3), "a value comes back");
+  }
 
-/// Lets go of all but the first value that lies in another one, which may refer to what goes with the rest.
-inline NQDataValue memberOf(std::vector<NQDataValue> values) {
-  for (const auto& value : values)
-    if (value.array() != nullptr && value.array()->size() > 0) return value.array()->value(0);
-  return {};
-}
+  /// Lets go of all but the first value that lies in another one, which may refer to what goes with the rest.
+  void writeMember(std::vector<NQDataValue> values) const {
+    const auto holds = [](const NQDataValue& value) { return value.array() != nullptr && value.array()->size() > 0; };
+    const auto holder = std::ranges::find_if(values, holds);
+    const NQDataValue member = holder == values.end() ? NQDataValue() : holder->array()->value(0);
+    values.clear();
+    payloadOf({member});
+  }
+
+  bool isAMF3;
+};
 
 }  // namespace fuzz

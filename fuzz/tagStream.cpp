@@ -3,13 +3,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <optional>
-#include <span>
-#include <string>
 #include <vector>
 
 #include "fuzz/fuzzing.h"
@@ -95,21 +88,20 @@ void checkSource(const std::string& path, const Tags& all) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto bytes = std::as_bytes(std::span(data, size));
-  const std::vector<std::byte> input(bytes.begin(), bytes.end());
+void fuzz::target(Bytes data) {
+  const std::vector<std::byte> input(data.begin(), data.end());
   try {
     const Tags all = readAll(input, true);
-    fuzz::require(readAll(input, false) == all, "a stream that cannot seek gives the same");
+    require(readAll(input, false) == all, "a stream that cannot seek gives the same");
     checkOrder(input, all);
     checkWayBack(input);
     const int file = ::memfd_create("input", MFD_CLOEXEC);
-    fuzz::require(::write(file, data, size) == static_cast<ssize_t>(size), "a file in memory takes the input");
+    const auto written = ::write(file, input.data(), input.size());
+    require(written == static_cast<ssize_t>(input.size()), "a file in memory takes the input");
     checkSource("/proc/self/fd/" + std::to_string(file), all);
     ::close(file);
   } catch (const mtg::Exception& error) {
-    fuzz::require(error.status() == kKrvoMTGNoTagStream || error.status() == kKrvoMTGBadHeader,
-                  "nothing fails but the header");
+    const bool ofTheHeader = error.status() == kKrvoMTGNoTagStream || error.status() == kKrvoMTGBadHeader;
+    require(ofTheHeader, "nothing fails but the header");
   }
-  return 0;
 }

@@ -4,14 +4,13 @@
 #include "fuzz/fuzzing.h"
 #include "fuzz/recording.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::target(Bytes input) {
   // Stays open, as opening takes far longer than a call.
-  static test::Recorder recorder(fuzz::createAdaptor);
+  static test::Recorder recorder(createAdaptor);
   static const bool isOpen = recorder.open();
-  fuzz::require(isOpen, "opened");
-  if (size == 0) return 0;
-  recorder.adaptor().updateMediaContext(recorder.handle(), ContextType_t{}, data[0], 0, data + 1,
-                                        static_cast<std::uint32_t>(size - 1));
-  fuzz::require(recorder.adaptor().getDuration(recorder.handle()) == 0, "nothing is recorded by it");
-  return 0;
+  require(isOpen, "opened");
+  if (input.empty()) return;
+  recorder.adaptor().updateMediaContext(recorder.handle(), ContextType_t{}, std::to_integer<std::uint8_t>(input[0]), 0,
+                                        input.data() + 1, static_cast<std::uint32_t>(input.size() - 1));
+  require(recorder.adaptor().getDuration(recorder.handle()) == 0, "nothing is recorded by it");
 }

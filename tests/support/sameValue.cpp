@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -25,6 +26,21 @@ NQDataKind kindOnceWritten(const NQDataValue& value, bool isInAMF3) {
     default:
       return value.kind();
   }
+}
+
+/// Whether values are the same but for their members. Numbers are held against each other bit by bit, not-a-number
+/// included, and what a kind has none of is nothing in both.
+bool sameContent(const NQDataValue& written, const NQDataValue& read, bool isInAMF3) {
+  const auto content = [](const NQDataValue& value) {
+    return std::tuple(std::bit_cast<std::uint64_t>(value.toDouble()),
+                      std::bit_cast<std::uint64_t>(value.milliseconds()), value.zone(), value.isTrue(),
+                      value.toString());
+  };
+  if (read.kind() == NQDataKind::kUndefinedType) return true;
+  const bool hasSubKind =
+      read.kind() == NQDataKind::kAvmPlusObjectType || (read.kind() == NQDataKind::kXMLType && isInAMF3);
+  return content(written) == content(read) && std::ranges::equal(written.blob(), read.blob()) &&
+         (!hasSubKind || written.subKind() == read.subKind());
 }
 
 /// Goes through two graphs side by side. A pair of arrays that was met before is not gone into again.
@@ -63,32 +79,6 @@ class Comparison {
     if (!isSame_ || read.array() == nullptr) return;
     if (met_.insert({written.array(), read.array()}).second)
       waiting_.push_back({written.array(), read.array(), written.kind() == NQDataKind::kStrictArrayType, isInAMF3});
-  }
-
-  static bool sameContent(const NQDataValue& written, const NQDataValue& read, bool isInAMF3) {
-    switch (read.kind()) {
-      case NQDataKind::kNumberType:
-        return sameBits(written.toDouble(), read.toDouble());
-      case NQDataKind::kDateType:
-        return sameBits(written.milliseconds(), read.milliseconds()) && written.zone() == read.zone();
-      case NQDataKind::kBoolType:
-        return written.isTrue() == read.isTrue();
-      case NQDataKind::kStringType:
-        return written.toString() == read.toString();
-      case NQDataKind::kXMLType:
-        return written.toString() == read.toString() && (!isInAMF3 || written.subKind() == read.subKind());
-      case NQDataKind::kBlobType:
-        return std::ranges::equal(written.blob(), read.blob());
-      case NQDataKind::kAvmPlusObjectType:
-        return written.subKind() == read.subKind();
-      default:
-        return true;
-    }
-  }
-
-  /// Not-a-number included.
-  static bool sameBits(double a, double b) {
-    return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
   }
 
   bool isSame_ = true;
