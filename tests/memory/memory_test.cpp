@@ -11,12 +11,11 @@
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/module/loadModule.h"
-#include "tests/support/StreamBuilder.h"
-#include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
+#include "tests/support/Recorder.h"
 
 namespace {
 
@@ -71,14 +70,6 @@ VISIBLE void operator delete(void* block, std::size_t) noexcept {
 
 namespace {
 
-/// A host that fails badly when it is asked for a property.
-class ThrowingHost final : public IMOStreamOpenContext {
- public:
-  std::int32_t property(const char*, const char*, char*, std::uint32_t) override {
-    throw std::runtime_error(std::string(100, 'x'));
-  }
-};
-
 class OwnMemory : public testing::Test {
  protected:
   ~OwnMemory() override { EXPECT_EQ(operatorCount.foreignReleases, 0U) << "the host frees its own blocks alone"; }
@@ -92,29 +83,6 @@ class OwnMemory : public testing::Test {
   static Function* find(void* library, const char* name) {
     return reinterpret_cast<Function*>(::dlsym(library, name));
   }
-
-  /// Makes an adaptor, records the messages and deletes the adaptor. Answers how many messages were refused; -1 where
-  /// the stream did not open.
-  int recordAll(IMOCreateAdaptorFunction create, const std::vector<test::StreamMessage>& messages, std::uint32_t flags,
-                IMOStreamOpenContext* context) {
-    IMOStreamAdaptor* adaptor = nullptr;
-    if (!create(&host_, &adaptor)) return -1;
-    const std::unique_ptr<IMOStreamAdaptor> owner(adaptor);
-    void* handle = nullptr;
-    const std::string path = test::modulePath(dir_.file("cam1"));
-    if (adaptor->open(context, path.c_str(), flags, nullptr, handle) != kStreamOpened) return -1;
-    int refused = 0;
-    for (const auto& [type, time, data] : messages) {
-      if (!adaptor->record(handle, type, data.data(), static_cast<std::uint32_t>(data.size()), time)) ++refused;
-    }
-    adaptor->stopRecord(handle);
-    adaptor->close(handle);
-    return refused;
-  }
-
-  test::TempDirectory dir_;
-  test::DiskFileContext files_;
-  test::TestHost host_{&files_};
 };
 
 TEST_F(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {
@@ -122,35 +90,39 @@ TEST_F(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {
   const auto create = find<bool(IMOStreamContext*, IMOStreamAdaptor**)>(module, "IMOCreateAdaptor");
   const auto taken = find<std::int64_t()>(module, "countingHeapTaken");
   const auto live = find<std::int64_t()>(module, "countingHeapLive");
-  ThrowingHost throwing;
-  test::TestHost invalid(&files_);
-  invalid.settings = {{"Recording/FragmentDuration", "no number"}};
-  auto malformed = test::stream().keyFramesEvery(1000).until(3000);
-  malformed.push_back({77, 3000, std::vector<std::byte>(10)});
-  malformed.push_back({18, 3000, std::vector<std::byte>(10, std::byte{0xFF})});
-  host_.settings = {{"Recording/FragmentDuration", "1000"}, {"k2r/MaxEraseRetries", std::string(200, ' ') + "2"}};
-  const struct {
-    const char* what;
-    int refused;
-    std::vector<test::StreamMessage> messages;
-    std::uint32_t flags;
-    IMOStreamOpenContext* context;
-  } rows[] = {{"a recording", 0, test::stream().keyFramesEvery(1000).audio(23).until(5000), kOpenRecord, &host_},
-              {"an append", 0, test::stream().keyFramesEvery(1000).audio(23).from(5000).until(10000),
-               kOpenRecord | kOpenAppend, &host_},
-              {"malformed messages", 2, malformed, kOpenRecord, &host_},
-              {"an invalid setting", -1, {}, kOpenRecord, &invalid},
-              {"an exception of the host's", -1, {}, kOpenRecord, &throwing}};
+  struct ThrowingFiles : test::DiskFileContext {
+    std::int32_t createDirectory(const char*) override { throw std::runtime_error(std::string(100, 'x')); }
+  } throwing;
+  const auto builder = test::stream().keyFramesEvery(1000).audio(23);
+  using Messages = std::vector<test::StreamMessage>;
+  const Messages malformed = {{77, 3000, std::vector<std::byte>(10)},
+                              {18, 3000, std::vector<std::byte>(10, std::byte{0xFF})}};
+  const std::tuple<const char*, const char*, IMOFileContext*, Messages, std::size_t> rows[] = {
+      {"a recording and an append", "1000", nullptr, builder.until(3000), 1},
+      {"malformed messages", "1000", nullptr, builder.until(3000) + malformed, 3},
+      {"an invalid setting", "no number", nullptr, {}, 1},
+      {"an exception of the host's", "1000", &throwing, {}, 1}};
   std::int64_t ofTheProcess = 0;
-  for (const auto& row : rows) {
+  for (const auto& [what, duration, files, messages, lines] : rows) {
     const std::int64_t before = taken();
-    EXPECT_EQ(recordAll(create, row.messages, row.flags, row.context), row.refused) << row.what;
-    EXPECT_GT(taken() - before, static_cast<std::int64_t>(row.messages.size())) << row.what;
+    {
+      test::Recorder recorder(create, files);
+      recorder.host.settings = {{"Recording/FragmentDuration", duration},
+                                {"k2r/MaxEraseRetries", std::string(200, ' ') + "2"}};
+      if (recorder.open()) {
+        recorder.record(messages);
+        recorder.stop();
+        recorder.close();
+        EXPECT_TRUE(recorder.open(kOpenRecord | kOpenAppend)) << what;
+        EXPECT_EQ(recorder.record(test::StreamBuilder(builder).from(5000).until(10000)), 0U) << what;
+      }
+      EXPECT_EQ(recorder.host.lines.size(), lines) << what << ", the append's gap and each refusal: " << recorder.log();
+    }
+    EXPECT_GT(taken() - before, static_cast<std::int64_t>(messages.size())) << what;
     // What the first one leaves belongs to the whole process.
     if (ofTheProcess == 0) ofTheProcess = live();
-    EXPECT_EQ(live(), ofTheProcess) << row.what;
+    EXPECT_EQ(live(), ofTheProcess) << what;
   }
-  EXPECT_EQ(host_.lines.size(), 5U) << "the append's gap, and each refusal";
 }
 
 TEST_F(OwnMemory, OperatorsThatDoNotThrowAnswerNull) {

@@ -2,16 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/modules/OpenRecorder.h"
-#include "tests/modules/decoded.h"
 
 namespace {
 
 using namespace test;
-
-StreamBuilder video() {
-  return stream().keyFramesEvery(2000);
-}
 
 /// Counts what the module asks, and can refuse it.
 class StubbornFiles : public DiskFileContext {
@@ -32,24 +29,20 @@ class StubbornFiles : public DiskFileContext {
 };
 
 TEST(Opening, RefusesBadSettingsAndFlags) {
-  const struct {
-    const char* key;
-    const char* value;
-    std::uint32_t flags;
-    const char* log;
-  } rows[] = {{"", "", 0, ""},
-              {"", "", kOpenAppend, ""},
-              {"Recording/FragmentDuration", "0", kOpenRecord, "error: invalid fragment duration specified\n"},
-              {"Recording/FragmentDuration", " 4000", kOpenRecord, "error: Unknown Error in init()\n"},
-              {"Recording/SegmentDuration", "soon", kOpenRecord, "error: Unknown Error in init()\n"}};
-  for (const auto& row : rows) {
+  const std::tuple<const char*, const char*, std::uint32_t, const char*> rows[] = {
+      {"", "", 0, ""},
+      {"", "", kOpenAppend, ""},
+      {"Recording/FragmentDuration", "0", kOpenRecord, "error: invalid fragment duration specified\n"},
+      {"Recording/FragmentDuration", " 4000", kOpenRecord, "error: Unknown Error in init()\n"},
+      {"Recording/SegmentDuration", "soon", kOpenRecord, "error: Unknown Error in init()\n"}};
+  for (const auto& [key, value, flags, log] : rows) {
     Recorder recorder(loadModule());
     std::filesystem::create_directories(recorder.directory());
     writeWholeFile(recorder.file(".bootstrap"), "old");
-    recorder.host.settings[row.key] = row.value;
-    EXPECT_FALSE(recorder.open(row.flags)) << row.key;
+    recorder.host.settings[key] = value;
+    EXPECT_FALSE(recorder.open(flags)) << key;
     EXPECT_EQ(recorder.handle(), nullptr);
-    EXPECT_EQ(recorder.log(), row.log);
+    EXPECT_EQ(recorder.log(), log);
     EXPECT_EQ(recorder.files(), "cam1.bootstrap") << "what is there stays as it is";
   }
 }
@@ -67,16 +60,12 @@ TEST(Opening, ErasesAnOldRecordingButReadsItsBaseFirst) {
 }
 
 TEST(Opening, TriesTheRemovalAgain) {
-  const struct {
-    const char* retries;
-    int refused;
-    int removals;
-  } rows[] = {{"0", 5, 1}, {"2", 5, 3}, {"2", 1, 2}, {"4", 0, 1}};
-  for (const auto& row : rows) {
+  const std::tuple<const char*, int, int> rows[] = {{"0", 5, 1}, {"2", 5, 3}, {"2", 1, 2}, {"4", 0, 1}};
+  for (const auto& [retries, refused, removals] : rows) {
     StubbornFiles files;
-    files.refuseRemovals = row.refused;
-    const OpenRecorder recorder("k2r/MaxEraseRetries", row.retries, &files);
-    EXPECT_EQ(files.removals, row.removals) << "and the directory can be made all the same";
+    files.refuseRemovals = refused;
+    const OpenRecorder recorder("k2r/MaxEraseRetries", retries, &files);
+    EXPECT_EQ(files.removals, removals) << "and the directory can be made all the same";
   }
 }
 
@@ -88,11 +77,12 @@ TEST(Opening, NeedsItsDirectory) {
   EXPECT_EQ(recorder.log(), "error: Couldn't create directory for new record\n");
 }
 
-TEST(Stopping, LeavesOnlyTheControlFileBeforeTheFirstFragment) {
+TEST(Stopping, LeavesOnlyTheControlFileBeforeTheFirstFragmentAndNothingToAppendTo) {
   OpenRecorder recorder(video().until(3900));
-  recorder.stop();
-  recorder.close();
+  recorder.stopAndClose();
   EXPECT_EQ(recorder.files(), "cam1.control");
+  ASSERT_TRUE(recorder.open(kAppend));
+  EXPECT_EQ(recorder.files(), "") << "begun anew";
 }
 
 TEST(Stopping, IsWhatEndsASegment) {
@@ -110,29 +100,23 @@ TEST(Stopping, IsWhatEndsASegment) {
   }
 }
 
-constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
-
-/// Two seconds of lead-in before the grid, then whole fragments.
-std::vector<StreamMessage> laterPart(std::uint32_t from, std::uint32_t until) {
-  return stream().keyFramesEvery(2000).audio(23).withoutHeaders().from(from).until(until);
-}
-
 TEST(Appending, GoesOnWhereTheIndexEnds) {
   for (const bool stopped : {true, false}) {
     SCOPED_TRACE(stopped ? "stopped" : "cut off");
-    OpenRecorder recorder(stream().keyFramesEvery(2000).audio(23).until(8001));
+    OpenRecorder recorder(video().audio(23).until(8001));
     if (stopped) recorder.stop();
     recorder.close();
     const std::string before = recorder.content("Seg1.k2r");
 
     ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
-    EXPECT_EQ(describeBootstrap(recorder.content(".bootstrap")), "1x2 | 1@0+4000") << "no end is marked any more";
-    EXPECT_EQ(recorder.record(laterPart(18000, 28001)), 0U);
+    EXPECT_EQ(recorder.bootstrap(), "1x2 | 1@0+4000") << "no end is marked any more";
+    // Two seconds of lead-in before the grid, then whole fragments.
+    EXPECT_EQ(recorder.record(video().audio(23).withoutHeaders().from(18000).until(28001)), 0U);
     recorder.stop();
-    EXPECT_EQ(describeIndex(recorder.content("Seg1.k2i")),
+    EXPECT_EQ(recorder.index(),
               "1@0:written 2@4000:written 3@20000:none 4@20000:none 5@20000:none 6@20000:written 7@24000:written");
-    EXPECT_EQ(describeBootstrap(recorder.content(".bootstrap")), "1x7 | 1@0+4000 3@0!2 6@20000+4000 0@0!0");
-    EXPECT_EQ(recorder.adaptor().getDuration(recorder.handle()), 28000U);
+    EXPECT_EQ(recorder.bootstrap(), "1x7 | 1@0+4000 3@0!2 6@20000+4000 0@0!0");
+    EXPECT_EQ(recorder.duration(), 28000U);
     EXPECT_EQ(recorder.log(), "");
     // The table at the old end is the only thing that may go.
     const std::string kept = stopped ? before.substr(0, before.find("mfra") - 4) : before;
@@ -140,17 +124,9 @@ TEST(Appending, GoesOnWhereTheIndexEnds) {
   }
 }
 
-TEST(Appending, BeginsAnewWithoutABootstrap) {
-  OpenRecorder recorder(stream().keyFramesEvery(2000).until(3000));
-  recorder.close();
-  ASSERT_TRUE(recorder.open(kAppend));
-  EXPECT_EQ(recorder.files(), "");
-}
-
 TEST(Appending, HoldsTheStreamToItsTracks) {
-  OpenRecorder recorder(stream().keyFramesEvery(2000).until(4001));
-  recorder.stop();
-  recorder.close();
+  OpenRecorder recorder(video().until(4001));
+  recorder.stopAndClose();
   ASSERT_TRUE(recorder.open(kAppend));
   EXPECT_FALSE(recorder.record(aacSequenceHeader(8000)));
   EXPECT_FALSE(recorder.record({9, 8000, {std::byte{0x14}, std::byte{0}, std::byte{1}}}));
@@ -160,34 +136,28 @@ TEST(Appending, HoldsTheStreamToItsTracks) {
 
 TEST(Appending, RefusesDamagedFiles) {
   const std::string noBox("\0\0\0\x10xxxx\0\0\0\0\0\0\0\0", 16);
-  const struct {
-    const char* why;
-    const char* file;
-    std::string content;
-    const char* log;
-  } rows[] = {{"no bootstrap box", ".bootstrap", noBox, "error: Could not parse bootstrap info\n"},
-              {"an empty bootstrap", ".bootstrap", "", "error: Unknown Error in initAppend()\n"},
-              {"no index box", "Seg1.k2i", noBox, "error: Could not parse afra index\n"},
-              {"an empty index", "Seg1.k2i", "", "error: Unknown Error in initAppend()\n"},
-              {"no segment", "Seg1.k2r", "", "error: \n"}};
-  for (const auto& row : rows) {
-    OpenRecorder recorder(stream().keyFramesEvery(2000).until(4001));
-    recorder.stop();
-    recorder.close();
-    writeWholeFile(recorder.file(row.file), row.content);
-    EXPECT_FALSE(recorder.open(kAppend)) << row.why;
-    EXPECT_EQ(recorder.log(), row.log) << row.why;
-    EXPECT_EQ(recorder.content(row.file), row.content) << "the file is as it was";
+  const std::tuple<const char*, const char*, std::string, const char*> rows[] = {
+      {"no bootstrap box", ".bootstrap", noBox, "error: Could not parse bootstrap info\n"},
+      {"an empty bootstrap", ".bootstrap", "", "error: Unknown Error in initAppend()\n"},
+      {"no index box", "Seg1.k2i", noBox, "error: Could not parse afra index\n"},
+      {"an empty index", "Seg1.k2i", "", "error: Unknown Error in initAppend()\n"},
+      {"no segment", "Seg1.k2r", "", "error: \n"}};
+  for (const auto& [why, file, content, log] : rows) {
+    OpenRecorder recorder(video().until(4001));
+    recorder.stopAndClose();
+    writeWholeFile(recorder.file(file), content);
+    EXPECT_FALSE(recorder.open(kAppend)) << why;
+    EXPECT_EQ(recorder.log(), log) << why;
+    EXPECT_EQ(recorder.content(file), content) << "the file is as it was";
   }
 }
 
 TEST(Appending, RefusesAClockThatBeganAnew) {
-  OpenRecorder recorder(stream().keyFramesEvery(2000).until(12001));
-  recorder.stop();
-  recorder.close();
+  OpenRecorder recorder(video().until(12001));
+  recorder.stopAndClose();
   const std::string index = recorder.content("Seg1.k2i");
   ASSERT_TRUE(recorder.open(kAppend));
-  EXPECT_EQ(recorder.record(stream().keyFramesEvery(2000).withoutHeaders().until(4001)), 1U);
+  EXPECT_EQ(recorder.record(video().withoutHeaders().until(4001)), 1U);
   EXPECT_EQ(recorder.log(), "error: afra index is corrupt, failing the record\n");
   EXPECT_EQ(recorder.content("Seg1.k2i"), index);
 }
@@ -206,19 +176,16 @@ TEST(SwappingIn, GoesOnWithTheOldFileWhereItFails) {
   EXPECT_TRUE(recorder.record(avcFrame(4000, true, 100, 1))) << "the message is taken all the same";
   EXPECT_EQ(recorder.log(), "error: Failed to swap in file '" + modulePath(recorder.file(".bootstrap")) + "'\n");
   EXPECT_TRUE(recorder.has(".bootstrap.tmp"));
-  EXPECT_EQ(describeIndex(recorder.content("Seg1.k2i")), "1@0:written");
+  EXPECT_EQ(recorder.index(), "1@0:written");
 }
 
 TEST(Adaptor, AnswersThePlaybackSideWithFixedValues) {
   OpenRecorder recorder;
   IMOStreamAdaptor& adaptor = recorder.adaptor();
   void* const handle = recorder.handle();
-  EXPECT_EQ(adaptor.getVersion(), 256U);
-  EXPECT_EQ(adaptor.getPermission(), 6U);
-  EXPECT_EQ(adaptor.getSize(handle), 0);
+  EXPECT_EQ(std::tuple(adaptor.getVersion(), adaptor.getPermission(), adaptor.getSize(handle)), std::tuple(256, 6, 0));
   SegmentBounds bounds{{1, 2, 3}};
-  EXPECT_FALSE(adaptor.findSegmentByIndex(handle, 0, &bounds));
-  EXPECT_FALSE(adaptor.findSegmentByTime(handle, 0, &bounds));
+  EXPECT_FALSE(adaptor.findSegmentByIndex(handle, 0, &bounds) || adaptor.findSegmentByTime(handle, 0, &bounds));
   EXPECT_EQ(bounds.words[1], 2U) << "not touched";
   EXPECT_TRUE(adaptor.flushSegment(handle, &bounds));
   EXPECT_EQ(bounds.words[0] | bounds.words[1] | bounds.words[2], 0U);
@@ -228,22 +195,16 @@ TEST(Adaptor, AnswersThePlaybackSideWithFixedValues) {
 
 TEST(Adaptor, TellsItsAttributes) {
   OpenRecorder recorder(video().until(4001));
-  const struct {
-    std::uint32_t type;
-    std::uint32_t length;
-    bool found;
-    std::uint32_t lengthAfter;
-    std::uint64_t value;
-  } rows[] = {{1, 4, true, 4, 0x1111111100000000},  {2, 4, true, 4, 0x1111111100000FA0},
-              {3, 4, false, 8, 0x1111111111111111}, {3, 8, true, 8, 0},
-              {4, 9, false, 0, 0x1111111111111111}, {5, 9, false, 9, 0x1111111111111111}};
-  for (const auto& row : rows) {
+  const std::tuple<std::uint32_t, std::uint32_t, bool, std::uint32_t, std::uint64_t> rows[] = {
+      {1, 4, true, 4, 0x1111111100000000},  {2, 4, true, 4, 0x1111111100000FA0},
+      {3, 4, false, 8, 0x1111111111111111}, {3, 8, true, 8, 0},
+      {4, 9, false, 0, 0x1111111111111111}, {5, 9, false, 9, 0x1111111111111111}};
+  for (const auto& [type, given, found, lengthAfter, expected] : rows) {
     std::uint64_t value = 0x1111111111111111;
-    std::uint32_t length = row.length;
-    EXPECT_EQ(recorder.adaptor().getAttribute(recorder.handle(), static_cast<AttrType_t>(row.type), &value, length),
-              row.found);
-    EXPECT_EQ(length, row.lengthAfter) << row.type;
-    EXPECT_EQ(value, row.value) << row.type;
+    std::uint32_t length = given;
+    const bool answer =
+        recorder.adaptor().getAttribute(recorder.handle(), static_cast<AttrType_t>(type), &value, length);
+    EXPECT_EQ(std::tuple(answer, length, value), std::tuple(found, lengthAfter, expected)) << type;
   }
 }
 

@@ -13,17 +13,15 @@
 #include <random>
 #include <span>
 #include <sstream>
+#include <tuple>
 
-#include "tests/module/loadModule.h"
+#include "tests/modules/OpenRecorder.h"
 #include "tests/support/ProtectionSet.h"
-#include "tests/support/Recorder.h"
 #include "tests/support/hex.h"
 
 namespace {
 
 using namespace test;
-
-constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
 
 /// A recorder with the settings of a protected recording and, in a directory of its own, the files that they name. Keys
 /// and certificates are the same for the whole program: they take a while to make.
@@ -43,15 +41,14 @@ struct ProtectedRecorder : Recorder {
 
   std::string& setting(const std::string& key) { return host.settings["Recording/VantryV2/" + key]; }
   void addFile(const std::string& key, std::span<const std::byte> content) {
-    writeWholeFile(keys.path() / key, std::string(reinterpret_cast<const char*>(content.data()), content.size()));
+    writeWholeFile(keys.path() / key, textOf(content));
     setting(key) = keys.file(key);
   }
   /// Content of every file of the recording.
   std::map<std::string, std::string> snapshot() const {
     std::map<std::string, std::string> all;
-    for (const auto& entry : std::filesystem::directory_iterator(directory())) {
+    for (const auto& entry : std::filesystem::directory_iterator(directory()))
       all[entry.path().filename().string()] = readWholeFile(entry.path());
-    }
     return all;
   }
 
@@ -59,7 +56,7 @@ struct ProtectedRecorder : Recorder {
 };
 
 StreamBuilder av() {
-  return stream().keyFramesEvery(2000).audio(23);
+  return video().audio(23);
 }
 
 /// Two fragments that were not stopped.
@@ -70,32 +67,26 @@ void recordAndClose(ProtectedRecorder& recorder) {
 }
 
 TEST(Protection, FailsInItsSetUpAndLeavesTheFilesAsTheyAre) {
-  const struct {
-    const char* what;
-    const char* key;
-    const char* value;
-    const char* log;
-  } rows[] = {{"no content", "ContentID", "", "error: no content ID specified\n"},
-              {"no file", "CommonKeyPath", "/no/such/file", "error: Error (2) - Cannot open file '/no/such/file'\n"},
-              {"no such level", "VideoEncryptLevel", "3", "error: invalid video encryption level; must 0, 1 or 2\n"},
-              {"an empty key", "CommonKeyPath", "/dev/null", "error: RKX error - 5\n"},
-              {"a wrong password", "PackagerCredentialPwd", "wrong", "error: RKX error - 10\n"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
+  const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
+      {"no file", "CommonKeyPath", "/no/such/file", "error: Error (2) - Cannot open file '/no/such/file'\n"},
+      {"an empty key", "CommonKeyPath", "/dev/null", "error: RKX error - 5\n"},
+      {"a wrong password", "PackagerCredentialPwd", "wrong", "error: RKX error - 10\n"}};
+  for (const auto& [what, key, value, log] : rows) {
+    SCOPED_TRACE(what);
     ProtectedRecorder fresh;
-    fresh.setting(row.key) = row.value;
+    fresh.setting(key) = value;
     ASSERT_TRUE(fresh.open());
     EXPECT_EQ(fresh.record(av().until(4001)), 1U);
-    EXPECT_EQ(fresh.log(), row.log);
+    EXPECT_EQ(fresh.log(), log);
     fresh.stop();
     EXPECT_EQ(fresh.files(), "cam1.control");
 
     ProtectedRecorder appending;
     recordAndClose(appending);
     const auto before = appending.snapshot();
-    appending.setting(row.key) = row.value;
+    appending.setting(key) = value;
     EXPECT_FALSE(appending.open(kAppend));
-    EXPECT_EQ(appending.log(), row.log);
+    EXPECT_EQ(appending.log(), log);
     EXPECT_TRUE(appending.snapshot() == before);
   }
 }

@@ -1,65 +1,56 @@
-// What record() takes, skips and refuses, with the words that go to the host's log; the clocks of a recording.
+// What record() takes, skips and refuses, with the words that go to the host's log; the metadata that a recording
+// begins with, and the time offset that the host gives.
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/modules/OpenRecorder.h"
-#include "tests/modules/decoded.h"
 #include "tests/support/hex.h"
 
 namespace {
 
 using namespace test;
 
-StreamMessage message(std::uint8_t type, const char* data, std::uint32_t time = 0) {
+StreamMessage message(std::uint8_t type, const std::string& data, std::uint32_t time = 0) {
   return {type, time, fromHex(data)};
 }
 
 TEST(RecordChecks, AnswerEachMessageByItself) {
   constexpr char kNoDescriptor[] = "error: Unable to create sample descriptor for message.\n";
-  const struct {
-    const char* why;
-    StreamMessage given;
-    bool accepted;
-    const char* log;
-  } rows[] = {{"an aggregate", message(22, "0102"), false, "error: Invalid message type.\n"},
-              {"a command", message(20, "0102"), false, "error: Invalid message type.\n"},
-              {"empty audio", message(8, ""), true, ""},
-              {"empty video", message(9, ""), false, "error: No message payload.\n"},
-              {"empty data", message(18, ""), false, "error: No message payload.\n"},
-              {"AVC before its header", message(9, "1701000000 65"), false, kNoDescriptor},
-              {"an AVC header too short", message(9, "17000000"), false, kNoDescriptor},
-              {"AAC before its header", message(8, "af01 2110"), false, kNoDescriptor},
-              {"AAC with the protection bit", message(0x28, "af001210"), true, ""},
-              {"MP3", message(8, "2ffffb9064"), true, ""},
-              {"VP6", message(9, "140001"), true, ""},
-              {"AMF0 data", message(18, "0200036f6e58"), true, ""},
-              {"AMF3 data", message(15, "0006076f6e58"), true, ""}};
-  for (const auto& row : rows) {
+  const std::tuple<const char*, StreamMessage, bool, const char*> rows[] = {
+      {"an aggregate", message(22, "0102"), false, "error: Invalid message type.\n"},
+      {"a command", message(20, "0102"), false, "error: Invalid message type.\n"},
+      {"empty audio", message(8, ""), true, ""},
+      {"empty video", message(9, ""), false, "error: No message payload.\n"},
+      {"empty data", message(18, ""), false, "error: No message payload.\n"},
+      {"AVC before its header", message(9, "1701000000 65"), false, kNoDescriptor},
+      {"an AVC header too short", message(9, "17000000"), false, kNoDescriptor},
+      {"AAC before its header", message(8, "af01 2110"), false, kNoDescriptor},
+      {"AAC with the protection bit", message(0x28, "af001210"), true, ""},
+      {"MP3", message(8, "2ffffb9064"), true, ""},
+      {"VP6", message(9, "140001"), true, ""},
+      {"AMF0 data", message(18, "0200036f6e58"), true, ""},
+      {"AMF3 data", message(15, "0006076f6e58"), true, ""}};
+  for (const auto& [why, given, accepted, log] : rows) {
     OpenRecorder recorder({metadata(0)});
-    EXPECT_EQ(recorder.record(row.given), row.accepted) << row.why;
-    EXPECT_EQ(recorder.log(), row.log) << row.why;
+    EXPECT_EQ(recorder.record(given), accepted) << why;
+    EXPECT_EQ(recorder.log(), log) << why;
   }
 }
 
 TEST(RecordChecks, HoldMessagesAgainstTheTracks) {
-  OpenRecorder recorder(stream().keyFramesEvery(2000).until(2000));
+  OpenRecorder recorder(video().until(2000));
   EXPECT_FALSE(recorder.record(message(9, "140001", 2000))) << "another video codec";
   EXPECT_TRUE(recorder.record(avcSequenceHeader(2000))) << "a second header";
   EXPECT_TRUE(recorder.record(message(9, "1702000000 656e64206f662069", 2000))) << "an end of sequence";
   EXPECT_TRUE(recorder.record(message(9, "5701000000 656e64206f662069", 2000))) << "a command frame";
   EXPECT_EQ(recorder.log(), "error: Invalid codec.\n");
-  ASSERT_EQ(recorder.record(stream().keyFramesEvery(2000).withoutHeaders().from(2000).until(8001)), 0U);
+  ASSERT_EQ(recorder.record(video().withoutHeaders().from(2000).until(8001)), 0U);
   recorder.host.lines.clear();
   EXPECT_FALSE(recorder.record(aacSequenceHeader(8000)));
   EXPECT_EQ(recorder.log(), "error: Track not found.\n") << "the tracks are fixed once the writer has started";
   EXPECT_EQ(recorder.content("Seg1.k2r").find("end of i"), std::string::npos) << "what steers a decoder is not stored";
-}
-
-TEST(RecordChecks, DropsVideoFromAnAudioRecording) {
-  OpenRecorder recorder({metadata(0), avcSequenceHeader(0)});
-  ASSERT_EQ(recorder.record(stream().audio(20).until(4001)), 0U);
-  EXPECT_TRUE(recorder.record(avcFrame(4100, true, 50, 1))) << "dropped without complaint";
-  EXPECT_EQ(recorder.log(), "");
 }
 
 TEST(RecordChecks, TakesMessagesUpToTheSizeOfATag) {
@@ -69,11 +60,11 @@ TEST(RecordChecks, TakesMessagesUpToTheSizeOfATag) {
   EXPECT_EQ(recorder.log(), "error: Message of 16777216 bytes, at most 16777215 can be stored.\n");
   EXPECT_TRUE(recorder.record(avcFrame(8000, true, 100, 1)));
   recorder.stop();
-  EXPECT_EQ(describeIndex(recorder.content("Seg1.k2i")), "1@0:written 2@4000:written");
+  EXPECT_EQ(recorder.index(), "1@0:written 2@4000:written");
 }
 
 TEST(RecordChecks, RefusesWhatComesAfterTheStop) {
-  OpenRecorder recorder(stream().keyFramesEvery(2000).until(4001));
+  OpenRecorder recorder(video().until(4001));
   recorder.stop();
   const std::string bootstrap = recorder.content(".bootstrap");
   EXPECT_FALSE(recorder.record(avcFrame(8000, true, 100, 1)));
@@ -81,44 +72,117 @@ TEST(RecordChecks, RefusesWhatComesAfterTheStop) {
   EXPECT_EQ(recorder.content(".bootstrap"), bootstrap);
 }
 
-constexpr const char* kBackward = "warning: Found backward timestamp while recording stream, adjusting time\n";
-
-TEST(RecordTimes, CountFromTheFirstMessage) {
-  OpenRecorder recorder(stream().keyFramesEvery(2000).from(100000).until(104001));
-  EXPECT_EQ(hex(recorder.content(".control")), "000186a0");
-  EXPECT_EQ(recorder.adaptor().getDuration(recorder.handle()), 4000U);
-  EXPECT_EQ(describeIndex(recorder.content("Seg1.k2i")), "26@100000:written") << "the grid is the stream's own";
-}
-
-TEST(RecordTimes, AreLiftedWithAWarningWhereTheyFall) {
-  OpenRecorder recorder(stream().keyFramesEvery(4000).until(2001));
-  EXPECT_TRUE(recorder.record(avcFrame(2000, false, 50, 1)));
-  EXPECT_EQ(recorder.log(), "") << "an equal time is not backward";
-  EXPECT_TRUE(recorder.record(avcFrame(1000, false, 50, 2)));
-  EXPECT_TRUE(recorder.record(avcFrame(1999, false, 50, 3)));
-  EXPECT_EQ(recorder.log(), std::string(kBackward) + kBackward);
-  EXPECT_TRUE(recorder.record(avcFrame(4000, true, 50, 4)));
-  recorder.stop();
-  EXPECT_EQ(describeIndex(recorder.content("Seg1.k2i")), "1@0:written");
-}
-
 TEST(RecordTimes, LiftEverythingToAMessageFromBeforeTheBase) {
-  OpenRecorder recorder(stream().keyFramesEvery(2000).from(8000).until(9000));
+  OpenRecorder recorder(video().from(8000).until(9000));
   EXPECT_TRUE(recorder.record(avcFrame(7000, false, 50, 1)));
   EXPECT_EQ(recorder.log(), "") << "before the base counts as far ahead";
   EXPECT_TRUE(recorder.record(avcFrame(9000, false, 50, 2)));
-  EXPECT_EQ(recorder.log(), kBackward);
+  EXPECT_EQ(recorder.log(), "warning: Found backward timestamp while recording stream, adjusting time\n");
 }
 
-TEST(RecordTimes, EndWithTheirGridAt32Bits) {
-  constexpr std::uint32_t kGridLine = 4294964000U;
-  OpenRecorder recorder(stream().keyFramesEvery(2000).from(kGridLine - 4000).until(kGridLine));
-  EXPECT_TRUE(recorder.record(avcFrame(kGridLine, true, 50, 1)));
-  // The clock begins anew: counted from the base it goes on, but the grid has no slot there.
-  for (const std::uint32_t time : {100U, 4100U, 8100U}) EXPECT_TRUE(recorder.record(avcFrame(time, true, 50, time)));
+/// Script data in AMF0 from hex, behind the string "onMetaData".
+StreamMessage metadataOf(const std::string& arguments) {
+  return message(18, "02 000a 6f6e4d65746144617461" + arguments);
+}
+
+/// Width and height in the video's sample entry of a segment.
+std::string pictureSize(const std::string& segment) {
+  const std::size_t entry = segment.find("avc1", segment.find("stsd"));
+  return hex(segment.substr(entry + 28, 4));
+}
+
+TEST(Metadata, IsExpectedBeforeOtherMessages) {
+  OpenRecorder recorder;
+  const std::string refused = "error: Metadata is expected before other messages.\n";
+  EXPECT_FALSE(recorder.record(aacSequenceHeader(0)));
+  EXPECT_FALSE(recorder.record(avcSequenceHeader(0)));
+  EXPECT_FALSE(recorder.record(message(18, "02 0003 6f6e58"))) << "script data of another name";
+  EXPECT_TRUE(recorder.record({8, 0, {}})) << "empty audio passes at any time";
+  EXPECT_EQ(recorder.log(), refused + refused + refused);
+  EXPECT_EQ(recorder.files(), "") << "nothing was accepted yet";
+  recorder.host.lines.clear();
+  EXPECT_EQ(recorder.record(video().audio(23).until(4001)), 0U);
   recorder.stop();
   EXPECT_EQ(recorder.log(), "");
-  EXPECT_EQ(describeIndex(recorder.content("Seg1.k2i")), "1073741@4294960000:written");
+  EXPECT_EQ(recorder.index(), "1@0:written");
+}
+
+TEST(Metadata, GivesThePictureSize) {
+  const std::string number320 = "00 4074000000000000";
+  const std::tuple<const char*, StreamMessage, const char*> rows[] = {
+      {"names in any case", metadataOf("03 0005 5749445448" + number320 + "0006 486569676874" + number320 + "000009"),
+       "01400140"},
+      {"a fraction is cut", metadataOf("03 0005 7769647468 00 40740ccccccccccd 000009"), "01400000"},
+      {"a string is passed over", metadataOf("03 0005 7769647468 02 0003 333230 000009"), "00000000"},
+      {"a longer name is another one", metadataOf("03 0006 776964746873" + number320 + "000009"), "00000000"},
+      {"a number", metadataOf(number320), "00000000"},
+      {"no argument", metadataOf(""), "00000000"},
+      {"AMF3, an anonymous object with dynamic members",
+       {15, 0, fromHex("00 02 000a 6f6e4d65746144617461 11 0a 0b 01 0b 7769647468 04 8200 0d 686569676874 04 8134 01")},
+       "010000b4"}};
+  for (const auto& [why, message, size] : rows) {
+    OpenRecorder recorder({message, avcSequenceHeader(0)});
+    EXPECT_EQ(recorder.record(video().withoutHeaders().until(4001)), 0U);
+    EXPECT_EQ(pictureSize(recorder.content("Seg1.k2r")), size) << why;
+    EXPECT_EQ(recorder.log(), "") << why;
+  }
+}
+
+TEST(Metadata, RefusesWhatIsMalformed) {
+  for (const char* payload : {"02 00ff 6f6e", "03 0005 77", "ff", "11 0a"}) {
+    OpenRecorder recorder;
+    EXPECT_FALSE(recorder.record(message(18, payload))) << payload;
+    EXPECT_EQ(recorder.host.lines.size(), 1U) << payload;
+    EXPECT_EQ(recorder.record(video().until(4001)), 0U) << "the stream goes on";
+  }
+}
+
+TEST(Metadata, MakesADataTrackWhenItComesAgain) {
+  OpenRecorder recorder(video().until(1000));
+  EXPECT_TRUE(recorder.record(metadata(1000)));
+  EXPECT_EQ(recorder.record(video().withoutHeaders().from(2000).until(4001)), 0U);
+  EXPECT_FALSE(recorder.record(message(15, "00 06 07 6f6e58", 4001)));
+  EXPECT_EQ(recorder.log(), "error: Invalid codec.\n") << "the track is of AMF0";
+  recorder.stop();
+  EXPECT_NE(recorder.content("Seg1.k2r").find("amf0"), std::string::npos);
+}
+
+void sendContext(Recorder& recorder, const std::string& payload) {
+  const auto data = fromHex(payload);
+  recorder.adaptor().updateMediaContext(recorder.handle(), ContextType_t{}, 20, 0, data.data(),
+                                        static_cast<std::uint32_t>(data.size()));
+}
+
+/// The command onTimeCoordInfo, and its argument.
+const std::string kCommand = "02 000f 6f6e54696d65436f6f7264496e666f 00 0000000000000000 05 ";
+const std::string kTwelve = kCommand + "03 000f 73747265616d2d6162736f6c757465 00 4028000000000000 000009";
+const std::string kTwelveAndAHalf = kCommand + "03 000f 73747265616d2d6162736f6c757465 00 4029000000000000 000009";
+
+TEST(TimeOffset, MovesEveryTimeFromTheNextMessageOn) {
+  OpenRecorder recorder;
+  sendContext(recorder, kTwelve);
+  ASSERT_EQ(recorder.record(video().until(4001)), 0U);
+  EXPECT_EQ(hex(recorder.content(".control")), "00002ee0");
+  EXPECT_EQ(recorder.index(), "4@12000:written");
+  EXPECT_EQ(recorder.duration(), 4000U);
+  EXPECT_NE(recorder.content(".meta").find("smpteTimeInfo"), std::string::npos);
+
+  sendContext(recorder, kTwelveAndAHalf);
+  EXPECT_TRUE(recorder.record(avcFrame(7500, true, 50, 1)));
+  EXPECT_EQ(recorder.index(), "4@12000:written 5@16000:written");
+  sendContext(recorder, kTwelve);
+  EXPECT_TRUE(recorder.record(avcFrame(7600, false, 50, 2)));
+  EXPECT_EQ(recorder.log(), "warning: Found backward timestamp while recording stream, adjusting time\n");
+}
+
+TEST(TimeOffset, IsNotSetByOtherCommands) {
+  OpenRecorder recorder;
+  const std::string payloads[] = {"", "ff", "02 0003 6f6e58", "02 000f 6f6e54696d65436f6f7264496e666f",
+                                  kCommand + "03 0005 6f74686572 00 4028000000000000 000009"};
+  for (const auto& payload : payloads) sendContext(recorder, payload);
+  recorder.record(video().until(4001));
+  EXPECT_EQ(hex(recorder.content(".control")), "00000000");
+  EXPECT_EQ(recorder.content(".meta").find("smpteTimeInfo"), std::string::npos);
 }
 
 }  // namespace

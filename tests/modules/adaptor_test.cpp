@@ -1,13 +1,19 @@
+// Parts of the adaptor: segment files, their names, and how it reads its own settings.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
+#include <tuple>
 
 #include "modules/streams/k2r/K2RIOStream.h"
 #include "modules/streams/k2r/fileNames.h"
+#include "modules/streams/k2r/k2rAdaptor.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
 #include "util/QVSException.h"
+#include "util/memoryLayer.h"
 
 namespace qvs::k2r {
 namespace {
@@ -24,14 +30,8 @@ class CountingFiles : public test::DiskFileContext {
     ++closes;
     DiskFileContext::close(handle, reserved);
   }
-  std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) override {
-    ++reads;
-    return DiskFileContext::read(handle, offset, buffer, length);
-  }
-
   std::uint32_t flagsSeen = 0;
   int closes = 0;
-  int reads = 0;
 };
 
 class SegmentStream : public testing::Test {
@@ -95,7 +95,6 @@ TEST_F(SegmentStream, AnswersNothingWhereThereIsNothing) {
   stream_.open();
   EXPECT_EQ(stream_.read(&byte, 0), 0U);
   EXPECT_EQ(stream_.read(nullptr, 1), 0U);
-  EXPECT_EQ(files_.reads, 0) << "none of these reaches the host";
 
   K2RIOStream missing(&files_, test::modulePath(directory_.path() / "no" / "such"), true);
   missing.open();
@@ -111,6 +110,86 @@ TEST(FileNames, FollowTheLastNameOfTheStreamPath) {
       {"", "\\"}};
   for (const auto& [path, stem] : pathsAndStems) EXPECT_EQ(makeBasePath(path), stem) << path;
   EXPECT_EQ(formatSegmentName("b", 4294967295U, ".k2i"), "bSeg4294967295.k2i");
+}
+
+class AdaptorConfig : public testing::Test {
+ protected:
+  test::TestHost host_{nullptr};
+  k2rAdaptor adaptor_{&host_};
+};
+
+TEST_F(AdaptorConfig, ChangesABoolOnTheExactTextOnly) {
+  const auto read = [this](const char* text, bool value) {
+    host_.settings["key"] = text;
+    EXPECT_TRUE(adaptor_.readConfigBool("key", value)) << text;
+    return value;
+  };
+  EXPECT_TRUE(read("true", false));
+  EXPECT_FALSE(read("false", true));
+  for (const char* text : {"True", "true ", "1", "False", "0", ""}) {
+    EXPECT_TRUE(read(text, true)) << text;
+    EXPECT_FALSE(read(text, false)) << text;
+  }
+}
+
+TEST_F(AdaptorConfig, HoldsNumbersWithinTheirBounds) {
+  constexpr std::uint32_t kMost = 0xFFFFFFFF, kUnchanged = 99;
+  using Row = std::tuple<const char*, std::uint32_t, std::uint32_t, std::uint32_t>;
+  for (const auto& [text, minimum, maximum, expected] :
+       {Row{"7", 0, 10, 7}, Row{"-5", 0, 10, 0}, Row{"-5", 1, 10, kUnchanged}, Row{"11", 0, 10, kUnchanged},
+        Row{"12abc", 0, 20, 12}, Row{"abc", 0, 10, 0}, Row{"4294967295", 0, kMost, kMost},
+        Row{"4294967296", 0, kMost, kUnchanged}, Row{"99999999999999999999999", 0, kMost, kUnchanged}}) {
+    host_.settings["key"] = text;
+    std::uint32_t value = kUnchanged;
+    EXPECT_TRUE(adaptor_.readConfigUnsigned("key", value, minimum, maximum)) << text;
+    EXPECT_EQ(value, expected) << text;
+  }
+  std::int32_t number = 1;
+  host_.settings["key"] = "-17";
+  EXPECT_TRUE(adaptor_.readConfigInt("key", number));
+  EXPECT_EQ(number, -17);
+}
+
+TEST_F(AdaptorConfig, LeavesValuesOfMissingKeys) {
+  bool flag = true;
+  std::uint32_t number = 5;
+  EXPECT_FALSE(adaptor_.readConfigBool("absent", flag) || adaptor_.readConfigUnsigned("absent", number, 0, 10));
+  EXPECT_TRUE(flag && number == 5);
+}
+
+TEST_F(AdaptorConfig, GrowsTheBufferForALongValue) {
+  host_.settings["key"] = std::string(500, ' ') + "42";
+  std::uint32_t value = 0;
+  EXPECT_TRUE(adaptor_.readConfigUnsigned("key", value, 0, 100));
+  EXPECT_EQ(value, 42U);
+
+  std::uint32_t length = 8;
+  char* block = static_cast<char*>(util::memory::cAllocation.malloc(length));
+  EXPECT_TRUE(adaptor_.readConfig("key", &block, length));
+  EXPECT_EQ(length, 503U);
+  EXPECT_EQ(std::string(block), host_.settings["key"]);
+  util::memory::cAllocation.free(block);
+}
+
+TEST_F(AdaptorConfig, RefusesNullArguments) {
+  std::uint32_t length = 8;
+  char* none = nullptr;
+  EXPECT_FALSE(adaptor_.readConfig(nullptr, &none, length));
+  EXPECT_FALSE(adaptor_.readConfig("key", nullptr, length));
+  EXPECT_FALSE(adaptor_.readConfig("key", &none, length));
+}
+
+TEST_F(AdaptorConfig, IsReadByCopiesWhenTheFirstAdaptorIsGone) {
+  std::optional<k2rAdaptor> first(&host_);
+  k2rAdaptor copy(*first);
+  adaptor_ = *first;
+  first.reset();
+  host_.settings["key"] = "true";
+  for (auto* const adaptor : {&copy, &adaptor_}) {
+    bool value = false;
+    EXPECT_TRUE(adaptor->readConfigBool("key", value) && value);
+  }
+  EXPECT_TRUE(host_.lines.empty());
 }
 
 }  // namespace
