@@ -1,9 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <limits>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "server/AMF0Items.h"
 #include "tests/support/ScriptCodec.h"
+#include "tests/support/TestHost.h"
 #include "tests/support/hex.h"
 
 namespace {
@@ -13,63 +19,68 @@ constexpr std::uint8_t kAMF3 = 3;
 using test::dumpOf;
 using test::fromHex;
 using test::hex;
+using namespace qvs::amfmessage;
 
 std::string writtenHex(const NQDataValue& value, std::uint8_t encoding = 0) {
   return hex(test::writeScript(std::span(&value, 1), encoding));
 }
 
+std::string spaced(const std::string& image) {
+  return hex(fromHex(image));
+}
+
+struct Form {
+  const char* image;
+  const char* dump;
+  /// Null where it is the image.
+  const char* writtenBack = nullptr;
+
+  std::string back() const { return writtenBack != nullptr ? writtenBack : image; }
+};
+
+NQDataValue containerOf(NQDataKind kind, const char* name, const NQDataValue& member) {
+  const auto array = NQDataArrayPtr::make();
+  array->append(makeText(name), member);
+  return NQDataValue::container(kind, array);
+}
+
 // Each marker of AMF0 (AMF 0 specification, 2.1) and this server's own.
 TEST(AMF0, ReadsEachMarkerAndWritesIt) {
-  const struct {
-    const char* image;
-    const char* dump;
-    const char* writtenBack;
-  } rows[] = {
-      {"00 c000000000000000", " kNumberType -2", "00c00000 00000000 00"},
-      {"01 01", " kboolType true", "0101"},
-      {"01 02", " kboolType false", "0100"},
-      {"02 0003 616263", " kStringType \"abc\"", "02000361 6263"},
-      {"03 0001 61 05 0001 62 0100 000009", " kObjectType ( a= kNullType, b= kboolType false )",
-       "03000161 05000162 01000000 09"},
-      {"03 000009", " kObjectType ( )", "03000009"},
-      {"04 0001 61", " kStringType \"a\"", "02000161"},
-      {"05", " kNullType", "05"},
-      {"06", " kUndefinedType", "06"},
+  const Form forms[] = {
+      {"00 c000000000000000", " kNumberType -2"},
+      {"01 01", " kboolType true"},
+      {"01 02", " kboolType false", "01 00"},
+      {"02 0003 616263", " kStringType \"abc\""},
+      {"03 0001 61 05 0001 62 0100 000009", " kObjectType ( a= kNullType, b= kboolType false )"},
+      {"03 000009", " kObjectType ( )"},
+      {"04 0001 61", " kStringType \"a\"", "02 0001 61"},
+      {"05", " kNullType"},
+      {"06", " kUndefinedType"},
       {"08 00000003 0001 61 05 0000 0100 000009", " kArrayType ( a= kNullType, = kboolType false )",
-       "08000000 00000161 05000001 00000009"},
+       "08 00000000 0001 61 05 0000 0100 000009"},
       {"09", " kObjectEndType", "0d"},
       {"0a 00000002 05 0101", " kArrayType ( 0= kNullType, 1= kboolType true )",
-       "08000000 00000130 05000131 01010000 09"},
-      {"0b 4276f6d7 36000000 ffc4", " kDateType", "0b4276f6 d7360000 00ffc4"},
-      {"0c 00000001 61", " kStringType \"a\"", "02000161"},
+       "08 00000000 0001 30 05 0001 31 0101 000009"},
+      {"0b 4276f6d736000000 ffc4", " kDateType"},
+      {"0c 00000001 61", " kStringType \"a\"", "02 0001 61"},
       {"0d", " kUndefinedType", "06"},
-      {"0f 00000004 3c612f3e", " kXMLType", "0f000000 043c612f 3e"},
-      {"10 0002 506e 0001 78 05 000009", " kTypedObjectTyp ( constructor= kStringType \"Pn\", x= kNullType )",
-       "10000250 6e000178 05000009"},
+      {"0f 00000004 3c612f3e", " kXMLType"},
+      {"10 0002 506e 0001 78 05 000009", " kTypedObjectTyp ( constructor= kStringType \"Pn\", x= kNullType )"},
       {"11 01", " kNullType", "05"},
-      {"20 00000003 010203", " kBlobType", "20000000 03010203"},
-      {"22 fffffffffffffffe", " kInt64Type -2", "00c00000 00000000 00"},
+      {"20 00000003 010203", " kBlobType"},
+      {"22 fffffffffffffffe", " kInt64Type -2", "00 c000000000000000"},
   };
-  for (const auto& row : rows) {
-    const auto values = test::readScript(fromHex(row.image));
-    ASSERT_EQ(values.size(), 1U) << row.image;
-    EXPECT_EQ(dumpOf(values[0]), row.dump) << row.image;
-    EXPECT_EQ(writtenHex(values[0]), row.writtenBack) << row.image;
+  for (const auto& form : forms) {
+    const auto values = test::readScript(fromHex(form.image));
+    ASSERT_EQ(values.size(), 1U) << form.image;
+    EXPECT_EQ(dumpOf(values[0]), form.dump) << form.image;
+    EXPECT_EQ(writtenHex(values[0]), spaced(form.back())) << form.image;
   }
-}
-
-TEST(AMF0, WritesAStrictArrayWithItsCount) {
-  const auto array = NQDataArrayPtr::make();
-  array->append(makeText("ignored"), NQDataValue::null());
-  array->append({}, NQDataValue::boolean(true));
-  EXPECT_EQ(writtenHex(NQDataValue::container(NQDataKind::kStrictArrayType, array)), "0a000000 02050101");
-}
-
-TEST(AMF0, WritesATypedObjectWithoutAClassAsObject) {
-  const auto array = NQDataArrayPtr::make();
-  array->append(makeText("constructor"), NQDataValue::number(0));
-  EXPECT_EQ(writtenHex(NQDataValue::container(NQDataKind::kTypedObjectType, array)),
-            "1000064f 626a6563 74000b63 6f6e7374 72756374 6f720000 00000000 00000000 0009");
+  const auto null = NQDataValue::null();
+  EXPECT_EQ(writtenHex(containerOf(NQDataKind::kStrictArrayType, "ignored", null)), spaced("0a 00000001 05"));
+  EXPECT_EQ(writtenHex(containerOf(NQDataKind::kTypedObjectType, "constructor", NQDataValue::number(0))),
+            spaced("10 0006 4f626a656374 000b 636f6e7374727563746f72 00 0000000000000000 000009"))
+      << "without a class it is an object";
 }
 
 TEST(AMF0, StringsTakeTheLongFormFrom65536BytesOn) {
@@ -77,19 +88,12 @@ TEST(AMF0, StringsTakeTheLongFormFrom65536BytesOn) {
   EXPECT_EQ(writtenHex(NQDataValue::string(std::string(65536, 'x'))).substr(0, 17), "0c000100 00787878");
 }
 
-/// A value as AMF3 has it: within an array, as AMF0 has forms of its own for what stands alone.
-NQDataValue inArray(const char* value) {
-  return test::readScript(fromHex(std::string("11 09 03 01") + value))[0];
-}
+/// A value as AMF3 has it stands behind this: within an array, as AMF0 has forms of its own for what stands alone.
+const std::string kInArray = "11 09 03 01";
 
 // Each marker of AMF3 (AMF 3 specification, 3.1).
 TEST(AMF3, ReadsEachMarkerAndWritesIt) {
-  const struct {
-    const char* image;
-    const char* dump;
-    /// Null where it is the image.
-    const char* writtenBack = nullptr;
-  } rows[] = {
+  const Form forms[] = {
       {"00", " kUndefinedType"},
       {"01", " kNullType"},
       {"02", " kboolType false"},
@@ -131,42 +135,31 @@ TEST(AMF3, ReadsEachMarkerAndWritesIt) {
       {"12", " kUndefinedType", "00"},
       {"ff", " kUndefinedType", "00"},
   };
-  for (const auto& row : rows) {
-    const auto array = inArray(row.image);
-    EXPECT_EQ(dumpOf(array.array()->value(0)), row.dump) << row.image;
-    const std::string back = row.writtenBack != nullptr ? row.writtenBack : row.image;
-    EXPECT_EQ(writtenHex(array, kAMF3), hex(fromHex("11 09 03 01" + back))) << row.image;
+  for (const auto& form : forms) {
+    const auto array = test::readScript(fromHex(kInArray + form.image))[0];
+    EXPECT_EQ(dumpOf(array.array()->value(0)), form.dump) << form.image;
+    EXPECT_EQ(writtenHex(array, kAMF3), spaced(kInArray + form.back())) << form.image;
   }
 }
 
 TEST(AMF3, WritesTheMarkerThatTheValueAsksFor) {
-  const auto object = NQDataArrayPtr::make();
-  object->append(makeText("a"), NQDataValue::null());
-  const auto strict = NQDataArrayPtr::make();
-  strict->append({}, NQDataValue::null());
   const auto memory = NQMemoryPtr::make(4U);
   for (int i = 0; i < 4; ++i) memory->data()[i] = static_cast<std::byte>(i);
-  const struct {
-    NQDataValue value;
-    const char* image;
-  } rows[] = {
+  const auto null = NQDataValue::null();
+  const std::pair<NQDataValue, const char*> rows[] = {
       {NQDataValue::number(-0.0), "05 8000000000000000"},
       {NQDataValue::number(268435456), "05 41b0000000000000"},
       {NQDataValue::number(0.5), "05 3fe0000000000000"},
-      {NQDataValue::container(NQDataKind::kObjectType, object), "0a 0b 01 03 61 01 01"},
-      {NQDataValue::container(NQDataKind::kTypedObjectType, object), "0a 0b 01 03 61 01 01"},
-      {NQDataValue::container(NQDataKind::kStrictArrayType, strict), "09 03 01 01"},
-      {NQDataValue::container(NQDataKind::kArrayType, object), "09 01 03 61 01 01"},
+      {containerOf(NQDataKind::kObjectType, "a", null), "0a 0b 01 03 61 01 01"},
+      {containerOf(NQDataKind::kTypedObjectType, "a", null), "0a 0b 01 03 61 01 01"},
+      {containerOf(NQDataKind::kStrictArrayType, "", null), "09 03 01 01"},
+      {containerOf(NQDataKind::kArrayType, "a", null), "09 01 03 61 01 01"},
       {NQDataValue::blob(memory, 1, 3), "0c 05 0102"},
       {NQDataValue::int64(5), "00"},
       {NQDataValue::bare(NQDataKind::kMovieClipType), "00"},
   };
-  for (const auto& row : rows) {
-    const auto array = NQDataArrayPtr::make();
-    array->append(makeText("0"), row.value);
-    EXPECT_EQ(writtenHex(NQDataValue::container(NQDataKind::kArrayType, array), kAMF3),
-              hex(fromHex(std::string("11 09 03 01") + row.image)));
-  }
+  for (const auto& [value, image] : rows)
+    EXPECT_EQ(writtenHex(containerOf(NQDataKind::kArrayType, "0", value), kAMF3), spaced(kInArray + image));
 }
 
 TEST(AMF3, ReferencesGoToWhatCameBefore) {
@@ -208,7 +201,7 @@ TEST(AMF3, RepeatedStringsAndObjectsAreWrittenAsReferences) {
   // Dates, XML and bytes are counted, though never referred to.
   for (const char* image : {"11 09 07 03 61 06 00 01 0a 0b 01 00 06 00 01 0a 02 06 00",
                             "11 09 0b 01 08 01 4276f68212400000 0b 03 78 0c 03 78 0a 0b 01 01 0a 08"})
-    EXPECT_EQ(writtenHex(test::readScript(fromHex(image))[0], kAMF3), hex(fromHex(image)));
+    EXPECT_EQ(writtenHex(test::readScript(fromHex(image))[0], kAMF3), spaced(image));
 }
 
 TEST(AMF3, ReferencesSpanTheValuesOfAPayload) {
@@ -231,15 +224,98 @@ TEST(AMF3, ClearedTablesAreReferredToNoMore) {
 }
 
 TEST(AMF3, AnArrayWrittenInBothFormatsIsNotMistakenForTheOther) {
-  const auto array = NQDataArrayPtr::make();
-  array->append(makeText("a"), NQDataValue::number(1));
-  const auto object = NQDataArrayPtr::make();
-  object->append(makeText("constructor"), NQDataValue::string(""));
-  object->append(makeText("b"), NQDataValue::container(NQDataKind::kArrayType, array));
-  const NQDataValue values[] = {NQDataValue::container(NQDataKind::kArrayType, array),
-                                NQDataValue::container(NQDataKind::kAvmPlusObjectType, object)};
+  const auto array = containerOf(NQDataKind::kArrayType, "a", NQDataValue::number(1));
+  const auto object = containerOf(NQDataKind::kAvmPlusObjectType, "constructor", NQDataValue::string(""));
+  NQDataArrayPtr(object.array())->append(makeText("b"), array);
+  const NQDataValue values[] = {array, object};
   const auto back = test::readScript(test::writeScript(values));
   EXPECT_EQ(dumpOf(back[1].array()->value(1)), " kArrayType ( a= kNumberType 1 )");
+}
+
+/// The bytes of these items, one behind another.
+template <typename... Items>
+std::string written(const Items&... items) {
+  std::ostringstream out;
+  (items.writeTo(out), ...);
+  return hex(out.str());
+}
+
+std::istringstream streamOf(const char* image) {
+  return std::istringstream(test::textOf(fromHex(image)));
+}
+
+TEST(AMF0Items, AreWrittenByteForByte) {
+  EXPECT_EQ(written(AMF0ObjectBegin(), AMF0ObjectEnd()), "03000009");
+  EXPECT_EQ(written(AMF0ArrayBegin(), AMF0ArrayEnd()), "08000000 00000009");
+  EXPECT_EQ(written(AMF0StrictArrayBegin(3.0), AMF0String("abc")), "0a000000 03020003 616263");
+  EXPECT_EQ(written(AMF0NoHeaderString("abc"), AMF0Number(1.5)), "00036162 63003ff8 00000000 0000");
+  EXPECT_EQ(written(AMF0PropObjectBegin("k"), AMF0PropNumber("k", -2)), "00016b03 00016b00 c0000000 00000000");
+  EXPECT_EQ(written(AMF0PropString("k", "")), "00016b02 0000");
+}
+
+TEST(AMF0Items, CountsAreTruncatedAndKeptInTheirField) {
+  for (const double none : {-1.0, std::numeric_limits<double>::quiet_NaN()})
+    EXPECT_EQ(written(AMF0StrictArrayBegin(none)), "0a000000 00") << none;
+  for (const double most : {4294967295.0, 1e300}) EXPECT_EQ(written(AMF0StrictArrayBegin(most)), "0affffff ff") << most;
+  EXPECT_EQ(written(AMF0StrictArrayBegin(2.9)), "0a000000 02");
+}
+
+TEST(AMF0Items, LongNamesAreRefusedBeforeAnythingIsWritten) {
+  std::ostringstream out;
+  const std::string name(65536, 'n');
+  EXPECT_THROW(AMF0NoHeaderString(name).writeTo(out), WriteException);
+  EXPECT_THROW(AMF0PropNumber(name, 1).writeTo(out), WriteException);
+  EXPECT_EQ(out.str(), "");
+  AMF0PropString(name.substr(1), "v").writeTo(out);
+  EXPECT_EQ(out.str().size(), 2U + 65535 + 4);
+}
+
+TEST(AMF0Items, AreReadInSequence) {
+  auto in = streamOf("0a ffffffff  0c 00000002 7979  0001 61 00 4000000000000000  0001 62 02 0001 78  02 0000");
+  AMF0StrictArrayBegin list;
+  AMF0String text;
+  AMF0PropNumber number;
+  AMF0PropString property;
+  list.readFrom(in);
+  EXPECT_EQ(list.count, 4294967295.0);
+  text.readFrom(in);
+  EXPECT_EQ(text.value, "yy");
+  number.readExpecting(in, "a");
+  EXPECT_EQ(number.value, 2.0);
+  EXPECT_THROW(property.readExpecting(in, "a"), ParseException) << "another name";
+  EXPECT_EQ(property.name + property.value, "bx");
+  text.readFrom(in);
+  EXPECT_EQ(text.value, "");
+}
+
+template <typename Item>
+void read(std::istream& in) {
+  Item().readFrom(in);
+}
+
+using Refused = std::pair<void (*)(std::istream& in), const char*>;
+
+template <typename Failure>
+void expectRefusals(std::initializer_list<Refused> rows) {
+  for (const auto& [readItem, image] : rows) {
+    auto in = streamOf(image);
+    EXPECT_THROW(readItem(in), Failure) << image;
+    EXPECT_EQ(in.exceptions(), std::ios_base::goodbit) << image;
+  }
+}
+
+TEST(AMF0Items, RefuseOtherItemsAndInputThatEndsEarly) {
+  expectRefusals<ParseException>(
+      {Refused(read<AMF0ObjectBegin>, "08"), Refused(read<AMF0ObjectEnd>, "0000 03"),
+       Refused(read<AMF0ArrayEnd>, "0001 61 00"), Refused(read<AMF0ArrayBegin>, "03 00000000"),
+       Refused(read<AMF0ArrayBegin>, "08 00000001"), Refused(read<AMF0StrictArrayBegin>, "08 00000000"),
+       Refused(read<AMF0Number>, "01 0000000000000000"), Refused(read<AMF0String>, "03 0000"),
+       Refused(read<AMF0PropObjectBegin>, "0001 61 08")});
+  expectRefusals<std::ios_base::failure>(
+      {Refused(read<AMF0ObjectBegin>, ""), Refused(read<AMF0ObjectEnd>, "0002 61"),
+       Refused(read<AMF0ArrayBegin>, "08 0000"), Refused(read<AMF0Number>, "00 00000000000000"),
+       Refused(read<AMF0String>, "0c ffffffff 616263"), Refused(read<AMF0NoHeaderString>, "00"),
+       Refused(read<AMF0PropString>, "0001 61 02 0001")});
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/hex.h"
@@ -27,9 +30,8 @@ TEST(MessageHeader, StandsAsOnTheWire) {
   message->setStreamId(0xFFABCDEF);
   EXPECT_EQ(test::hex(message->header()), "a9010203 34567812 abcdef");
   EXPECT_EQ(message->kind(), MessageKind::kVideo);
-  EXPECT_EQ(message->length(), 0x010203U);
-  EXPECT_EQ(message->timestamp(), 0x12345678U);
-  EXPECT_EQ(message->streamId(), 0xABCDEFU);
+  EXPECT_EQ(std::tuple(message->length(), message->timestamp(), message->streamId()),
+            std::tuple(0x010203U, 0x12345678U, 0xABCDEFU));
 }
 
 TEST(MessageHeader, ProtectionBitBecomesAFlag) {
@@ -45,25 +47,19 @@ TEST(MessageHeader, ProtectionBitBecomesAFlag) {
 }
 
 TEST(SingleMessage, TellsFramesByTheFirstByte) {
-  const struct {
-    MessageKind kind;
-    const char* payload;
-    bool key, nonVideo, disposable;
-    int codec;
-  } rows[] = {
-      {MessageKind::kVideo, "17 00", true, false, false, 7}, {MessageKind::kVideo, "24", false, false, false, 4},
-      {MessageKind::kVideo, "37", false, false, true, 7},    {MessageKind::kVideo, "57", false, true, false, 7},
-      {MessageKind::kVideo, "", false, false, false, 0},     {MessageKind::kAudio, "af", false, true, false, 0xA0},
-      {MessageKind::kAudio, "1f", false, true, false, 0x10}, {MessageKind::kAudio, "", false, true, false, 0},
-      {MessageKind::kData, "17", false, true, false, 0},     {MessageKind{73}, "17", false, true, false, 0},
-  };
-  for (const auto& row : rows) {
-    const auto message = messageOf(row.kind, row.payload);
-    SCOPED_TRACE(testing::Message() << static_cast<int>(row.kind) << " " << row.payload);
-    EXPECT_EQ(message->isKeyFrame(), row.key);
-    EXPECT_EQ(message->isNonVideoOrInfoFrame(), row.nonVideo);
-    EXPECT_EQ(message->isDisposableFrame(), row.disposable);
-    EXPECT_EQ(message->codec(), row.codec);
+  using Row = std::tuple<MessageKind, const char*, const char*>;
+  using enum MessageKind;
+  for (const auto& [kind, payload, expected] :
+       {Row{kVideo, "17 00", "7, key"}, Row{kVideo, "24", "4"}, Row{kVideo, "37", "7, disposable"},
+        Row{kVideo, "57", "7, no video"}, Row{kVideo, "", "0"}, Row{kAudio, "af", "a0, no video"},
+        Row{kAudio, "1f", "10, no video"}, Row{kAudio, "", "0, no video"}, Row{kData, "17", "0, no video"},
+        Row{MessageKind{73}, "17", "0, no video"}}) {
+    const auto message = messageOf(kind, payload);
+    std::ostringstream told;
+    told << std::hex << int{message->codec()} << (message->isKeyFrame() ? ", key" : "")
+         << (message->isNonVideoOrInfoFrame() ? ", no video" : "")
+         << (message->isDisposableFrame() ? ", disposable" : "");
+    EXPECT_EQ(told.str(), expected) << static_cast<int>(kind) << " " << payload;
   }
 }
 

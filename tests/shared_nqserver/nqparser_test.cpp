@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -28,16 +29,12 @@ class Parser final : public NQAMF3Parser {
 };
 
 TEST(NQDataParser, BufferGrowsByItsRule) {
-  const std::pair<std::size_t, std::uint32_t> rows[] = {{255, 256},
-                                                        {1, 256},
-                                                        {1, 512},
-                                                        {2000, 2257 + 1024},
-                                                        {0x10000, 67793 + 1024},
-                                                        {2000, 68817 + 0x10000},
-                                                        {0x20000, 200865 + 1024}};
+  using Row = std::pair<std::size_t, std::uint32_t>;
   Parser parser;
   std::size_t total = 0;
-  for (const auto& [written, length] : rows) {
+  for (const auto& [written, length] :
+       {Row{255, 256}, Row{1, 256}, Row{1, 512}, Row{2000, 2257 + 1024}, Row{0x10000, 67793 + 1024},
+        Row{2000, 68817 + 0x10000}, Row{0x20000, 200865 + 1024}}) {
     parser.writeBytes(std::vector<std::byte>(written, std::byte{1}));
     total += written;
     EXPECT_EQ(parser.length(), length) << total;
@@ -60,35 +57,26 @@ TEST(NQDataParser, AFailedReadYieldsNothingAndEndsTheInput) {
 }
 
 TEST(NQDataParser, PassesOverTheEncodingByteOfExKinds) {
-  const struct {
-    qvs::MessageKind kind;
-    const char* payload;
-    std::uint32_t position;
-  } rows[] = {{qvs::MessageKind::kDataEx, "00 05", 1},   {qvs::MessageKind::kCommandEx, "00 05", 1},
-              {qvs::MessageKind::kContainerEx, "05", 1}, {qvs::MessageKind::kDataEx, "", 0},
-              {qvs::MessageKind::kData, "00 05", 0},     {qvs::MessageKind::kCommand, "00 05", 0}};
-  for (const auto& row : rows) {
+  const std::tuple<qvs::MessageKind, const char*, std::uint32_t> rows[] = {
+      {qvs::MessageKind::kDataEx, "00 05", 1},   {qvs::MessageKind::kCommandEx, "00 05", 1},
+      {qvs::MessageKind::kContainerEx, "05", 1}, {qvs::MessageKind::kDataEx, "", 0},
+      {qvs::MessageKind::kData, "00 05", 0},     {qvs::MessageKind::kCommand, "00 05", 0}};
+  for (const auto& [kind, payload, position] : rows) {
     auto message = NQMessagePtr::make(0U);
-    message->setType(row.kind);
-    message->append(fromHex(row.payload));
+    message->setType(kind);
+    message->append(fromHex(payload));
     const Parser parser(message, true);
-    EXPECT_EQ(parser.position(), row.position);
-    EXPECT_EQ(parser.length(), fromHex(row.payload).size());
+    EXPECT_EQ(parser.position(), position);
+    EXPECT_EQ(parser.length(), fromHex(payload).size());
   }
 }
 
 TEST(NQAMF3Parser, IntegersTakeOneToFourBytes) {
-  const std::pair<std::uint32_t, const char*> rows[] = {{0, "00"},
-                                                        {0x7F, "7f"},
-                                                        {0x80, "8100"},
-                                                        {0x3FFF, "ff7f"},
-                                                        {0x4000, "818000"},
-                                                        {0x1FFFFF, "ffff7f"},
-                                                        {0x200000, "80c08000"},
-                                                        {0x0FFFFFFF, "bfffffff"},
-                                                        {0x12345678, "c8e8d678"},
-                                                        {0x1FFFFFFF, "ffffffff"}};
-  for (const auto& [value, image] : rows) {
+  using Row = std::pair<std::uint32_t, const char*>;
+  for (const auto& [value, image] :
+       {Row{0, "00"}, Row{0x7F, "7f"}, Row{0x80, "8100"}, Row{0x3FFF, "ff7f"}, Row{0x4000, "818000"},
+        Row{0x1FFFFF, "ffff7f"}, Row{0x200000, "80c08000"}, Row{0x0FFFFFFF, "bfffffff"}, Row{0x12345678, "c8e8d678"},
+        Row{0x1FFFFFFF, "ffffffff"}}) {
     Parser writer;
     writer.writeU29(value);
     EXPECT_EQ(hex(writer.written()), image);
@@ -96,13 +84,9 @@ TEST(NQAMF3Parser, IntegersTakeOneToFourBytes) {
     EXPECT_EQ(reader.readU29(), value);
     EXPECT_EQ(reader.remaining(), 0U);
   }
-}
-
-TEST(NQAMF3Parser, AnIntegerBeyondItsRangeIsWrittenAsZero) {
-  Parser writer;
-  writer.writeU29(0x40000000);
-  writer.writeU29(0xFFFFFFFF);
-  EXPECT_EQ(hex(writer.written()), "0000");
+  Parser beyond;
+  for (const std::uint32_t value : {0x40000000U, 0xFFFFFFFFU}) beyond.writeU29(value);
+  EXPECT_EQ(hex(beyond.written()), "0000") << "what is beyond the range is zero";
 }
 
 }  // namespace

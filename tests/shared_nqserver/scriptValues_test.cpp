@@ -1,11 +1,11 @@
-#include "shared_nqserver/NQDataValue.h"
-
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include "shared_nqserver/NQDataArray.h"
+#include "shared_nqserver/NQDataValue.h"
 #include "tests/support/ScriptCodec.h"
 
 namespace {
@@ -16,12 +16,7 @@ TEST(NQDataValue, ConversionsAnswerForAnyKind) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
   constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
-  const struct {
-    NQDataValue value;
-    double number;
-    std::int64_t integer;
-    const char* string;
-  } rows[] = {
+  const std::tuple<NQDataValue, double, std::int64_t, const char*> rows[] = {
       {NQDataValue(), 0, 0, ""},
       {NQDataValue::null(), 0, 0, ""},
       {NQDataValue::number(-2.9), -2.9, -2, ""},
@@ -36,10 +31,9 @@ TEST(NQDataValue, ConversionsAnswerForAnyKind) {
       {NQDataValue::int64(kMost), 0x1p63, kMost, ""},
       {NQDataValue::container(NQDataKind::kObjectType, NQDataArrayPtr::make()), 0, 0, ""},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(row.value.toDouble(), row.number) << dumpOf(row.value);
-    EXPECT_EQ(row.value.toInt64(), row.integer) << dumpOf(row.value);
-    EXPECT_STREQ(row.value.toString().c_str(), row.string) << dumpOf(row.value);
+  for (const auto& [value, number, integer, string] : rows) {
+    EXPECT_EQ(std::tuple(value.toDouble(), value.toInt64()), std::tuple(number, integer)) << dumpOf(value);
+    EXPECT_EQ(value.toString().view(), string) << dumpOf(value);
   }
   EXPECT_EQ(NQDataValue::number(std::numeric_limits<double>::quiet_NaN()).toInt64(), 0);
 }
@@ -59,12 +53,8 @@ TEST(NQDataValue, CopiesShareAndClearedOnesLetGo) {
 
 TEST(NQDataValue, AnswersNothingOfAnotherKind) {
   const NQDataValue number = NQDataValue::number(1);
-  EXPECT_EQ(number.array(), nullptr);
-  EXPECT_FALSE(number.text());
-  EXPECT_FALSE(number.isTrue());
-  EXPECT_EQ(number.milliseconds(), 0);
-  EXPECT_EQ(number.zone(), 0);
-  EXPECT_TRUE(number.blob().empty());
+  EXPECT_TRUE(number.array() == nullptr && !number.text() && !number.isTrue() && number.blob().empty());
+  EXPECT_EQ(number.milliseconds() + number.zone(), 0);
   EXPECT_TRUE(NQDataValue::blob(NQMemoryPtr::make(2U), 1, 3).blob().empty()) << "beyond the block";
 }
 
@@ -91,6 +81,61 @@ TEST(NQDataDump, IsCutWhereSharedArraysWouldMakeItEndless) {
   const std::string dump = dumpOf(NQDataValue::container(NQDataKind::kArrayType, array));
   EXPECT_GE(dump.size(), 1U << 20);
   EXPECT_LE(dump.size(), (1U << 20) + 2048);
+}
+
+NQDataValue containerOf(const NQDataArrayPtr& array) {
+  return NQDataValue::container(NQDataKind::kArrayType, array);
+}
+
+TEST(NQDataArray, SettingBehindTheEndFillsTheGap) {
+  const auto array = NQDataArrayPtr::make(5U);
+  EXPECT_EQ(array->size(), 0U) << "room is no entry";
+  array->set(2, makeText("c"), NQDataValue::number(3));
+  EXPECT_EQ(array->size(), 3U);
+  EXPECT_EQ(array->value(1).kind(), NQDataKind::kUndefinedType);
+  array->set(2, makeText("d"), NQDataValue::null());
+  EXPECT_EQ(array->name(2).view(), "d");
+  EXPECT_EQ(array->value(2).kind(), NQDataKind::kNullType);
+  EXPECT_EQ(array->value(3).kind(), NQDataKind::kUndefinedType);
+  EXPECT_TRUE(array->name(3).empty());
+}
+
+TEST(NQDataArray, FindsTheFirstOfANameInAnyCase) {
+  const auto array = NQDataArrayPtr::make();
+  array->append(makeText("Height"), NQDataValue::number(1));
+  array->append(makeText("HEIGHT"), NQDataValue::number(2));
+  array->append({}, NQDataValue::number(3));
+  EXPECT_EQ(array->find("height").toDouble(), 1);
+  EXPECT_EQ(array->indexOf(""), 2U);
+  EXPECT_EQ(array->indexOf("heigh"), std::nullopt);
+  EXPECT_EQ(array->find("width").kind(), NQDataKind::kUndefinedType);
+}
+
+TEST(NQDataArray, ABackReferenceThatIsLeftOverFindsItEmpty) {
+  auto outer = NQDataArrayPtr::make();
+  outer->append(makeText("a"), NQDataValue::number(1));
+  const NQDataValue back = NQDataValue::backReference(NQDataKind::kArrayType, *outer);
+  EXPECT_EQ(back.array()->size(), 1U);
+  outer.reset();
+  const NQDataValue copy = back;
+  ASSERT_NE(copy.array(), nullptr);
+  EXPECT_EQ(copy.array()->size(), 0U);
+  // Held again, it is an array like any other.
+  NQDataArrayPtr again = copy.array();
+  again->append(makeText("b"), NQDataValue());
+  again.reset();
+  EXPECT_EQ(back.array()->size(), 0U);
+}
+
+TEST(NQDataArray, EndsAndDumpsALongChainWithoutTheStack) {
+  auto array = NQDataArrayPtr::make(1U);
+  for (int i = 0; i < 1000000; ++i) {
+    auto outer = NQDataArrayPtr::make(1U);
+    outer->append({}, containerOf(array));
+    array = std::move(outer);
+  }
+  EXPECT_NE(test::dumpOf(containerOf(array)).find("( ... )"), std::string::npos);
+  array.reset();
 }
 
 }  // namespace
