@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include "imo/IMOFileContext.h"
 #include "tests/support/hex.h"
@@ -72,9 +75,9 @@ class OneFile final : public IMOFileContext {
 
 class AutoFile : public testing::Test {
  protected:
-  AutoFileLoad load(std::string_view content) {
-    files_.content = content;
-    files_.size = static_cast<std::int64_t>(content.size());
+  /// Of as many bytes as there are, unless told otherwise.
+  AutoFileLoad load(std::optional<std::int64_t> size = {}) {
+    files_.size = size.value_or(static_cast<std::int64_t>(files_.content.size()));
     return {NQString(u"file"), &files_};
   }
   AutoFileSave save(std::uint32_t initialSize, const char16_t* path = u"file") {
@@ -97,36 +100,32 @@ std::string readText(AutoFileLoad& load, std::size_t size) {
 }
 
 TEST_F(AutoFile, SaysWhyAFileIsNotLoaded) {
-  const struct {
-    std::int32_t handle, statusAnswer;
-    std::int64_t size;
-    const char* failure;
-    const char* callsBehindOpen;
-  } rows[] = {{-1, 0, 4, "Could not open file:dir\\file", ""},
-              {0, -1, 4, "Could not open file:dir\\file", "close(0) "},
-              {0, 1, 4, "Could not open file:dir\\file", "close(0) "},
-              {0, 0, -1, "Read buffer size too large to initialize, size = -1", "close(0) "},
-              {0, 0, 1LL << 32, "Read buffer size too large to initialize, size = 4294967296", "close(0) "},
-              {0, 0, 0, "(nothing)", "close(0) "},
-              {0, 0, 4, "(nothing)", "read(0,0,4) close(0) "},
-              {-2, 0, 4, "(nothing)", "read(-2,0,4) close(-2) "}};
-  for (const auto& row : rows) {
-    files_.handle = row.handle;
-    files_.statusAnswer = row.statusAnswer;
-    files_.size = row.size;
-    EXPECT_EQ(failureOf([&] { AutoFileLoad(NQString(u"dir\\file"), &files_); }), row.failure);
-    EXPECT_EQ(calls(), std::string("open(dir\\file,8000,180,0) ") + row.callsBehindOpen);
+  const std::tuple<std::int32_t, std::int32_t, std::int64_t, const char*, const char*> rows[] = {
+      {-1, 0, 4, "Could not open file:dir\\file", ""},
+      {0, -1, 4, "Could not open file:dir\\file", "close(0) "},
+      {0, 1, 4, "Could not open file:dir\\file", "close(0) "},
+      {0, 0, -1, "Read buffer size too large to initialize, size = -1", "close(0) "},
+      {0, 0, 1LL << 32, "Read buffer size too large to initialize, size = 4294967296", "close(0) "},
+      {0, 0, 0, "(nothing)", "close(0) "},
+      {0, 0, 4, "(nothing)", "read(0,0,4) close(0) "},
+      {-2, 0, 4, "(nothing)", "read(-2,0,4) close(-2) "}};
+  for (const auto& [handle, statusAnswer, size, failure, callsBehindOpen] : rows) {
+    files_.handle = handle;
+    files_.statusAnswer = statusAnswer;
+    files_.size = size;
+    EXPECT_EQ(failureOf([&] { AutoFileLoad(NQString(u"dir\\file"), &files_); }), failure);
+    EXPECT_EQ(calls(), std::string("open(dir\\file,8000,180,0) ") + callsBehindOpen);
   }
 }
 
 TEST_F(AutoFile, AsksForAsMuchAsABufferHoldsAndClosesWhateverTheHostThrows) {
-  files_.size = 0xFFFFFFFF;
-  EXPECT_THROW(AutoFileLoad(NQString(u"file"), &files_), std::length_error);
+  EXPECT_THROW(load(0xFFFFFFFF), std::length_error);
   EXPECT_EQ(calls(), "open(file,8000,180,0) read(7,0,4294967295) close(7) ");
 }
 
 TEST_F(AutoFile, HandsOutTheFileFrontToBack) {
-  AutoFileLoad file = load("0123456789");
+  files_.content = "0123456789";
+  AutoFileLoad file = load();
   EXPECT_EQ(readText(file, 4), "0123");
   EXPECT_EQ(readText(file, 0), "");
   char rest[8] = "-------";
@@ -138,10 +137,9 @@ TEST_F(AutoFile, HandsOutTheFileFrontToBack) {
 }
 
 TEST_F(AutoFile, WhatIsNotDeliveredReadsAsZeros) {
-  files_.size = 4;
   for (const std::string& delivered : {std::string("01"), std::string()}) {
     files_.content = delivered;
-    AutoFileLoad file(NQString(u"file"), &files_);
+    AutoFileLoad file = load(4);
     EXPECT_EQ(readText(file, 4), delivered + std::string(4 - delivered.size(), '\0'));
   }
 }
@@ -180,16 +178,13 @@ TEST_F(AutoFile, GoesOnBehindABufferAndLeavesItAlone) {
 
 TEST_F(AutoFile, CommitMakesTheDirectoryInFrontOfTheLastBackslash) {
   const std::string create = "createDirectory(\\a\\b) ", write = "open(\\a\\b\\file,8301,180,0) write(7,0,0) close(7) ";
-  const struct {
-    const char* present;
-    std::int32_t absentAnswer;
-    std::string calls;
-  } rows[] = {{"\\a\\b", -1, create + write}, {"", 1, create + write}, {"\\a\\b\\file", -1, write}};
-  for (const auto& row : rows) {
-    files_.present = row.present;
-    files_.absentAnswer = row.absentAnswer;
+  const std::tuple<const char*, std::int32_t, std::string> rows[] = {
+      {"\\a\\b", -1, create + write}, {"", 1, create + write}, {"\\a\\b\\file", -1, write}};
+  for (const auto& [present, absentAnswer, expected] : rows) {
+    files_.present = present;
+    files_.absentAnswer = absentAnswer;
     save(4, u"\\a\\b\\file").commit();
-    EXPECT_EQ(calls(), row.calls) << row.present;
+    EXPECT_EQ(calls(), expected) << present;
   }
   save(4, u"a/file").commit();
   EXPECT_EQ(calls(), "open(a/file,8301,180,0) write(7,0,0) close(7) ");
@@ -199,50 +194,30 @@ TEST_F(AutoFile, CommitMakesTheDirectoryInFrontOfTheLastBackslash) {
 }
 
 TEST_F(AutoFile, CommitReportsAnyOtherAnswerThanTheLength) {
-  const struct {
-    std::int32_t answer;
-    const char* failure;
-  } rows[] = {{-28, "FileIO write failed, errorCode = -28"},
-              {-1, "FileIO write failed, errorCode = -1"},
-              {0, "FileIO write failed, bytesWritten = 0"},
-              {3, "FileIO write failed, bytesWritten = 3"},
-              {4, "(nothing)"},
-              {5, "FileIO write failed, bytesWritten = 5"}};
   AutoFileSave file = save(4);
   file.write("0123", 4);
-  for (const auto& row : rows) {
-    files_.tooMany = row.answer - 4;
-    EXPECT_EQ(failureOf([&] { file.commit(); }), row.failure);
+  using Row = std::pair<std::int32_t, std::string>;
+  for (const auto& [answer, why] : {Row{-28, "errorCode = -28"}, Row{-1, "errorCode = -1"}, Row{0, "bytesWritten = 0"},
+                                    Row{3, "bytesWritten = 3"}, Row{4, ""}, Row{5, "bytesWritten = 5"}}) {
+    files_.tooMany = answer - 4;
+    EXPECT_EQ(failureOf([&] { file.commit(); }), why.empty() ? "(nothing)" : "FileIO write failed, " + why);
     EXPECT_EQ(calls(), "open(file,8301,180,0) write(7,0,4) close(7) ");
   }
 }
 
-struct CountedWrites final : ISerialize {
-  void write(const void* bytes, std::uint64_t size) override {
-    content.append(static_cast<const char*>(bytes), size);
-    ++count;
-  }
-  std::string content;
-  int count = 0;
-};
-
 TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
-  const struct {
-    std::size_t byteCount;
-    std::uint64_t value;
-    const char* image;
-    std::uint64_t readBack;
-  } rows[] = {{3, 0x0102030405, "030405", 0x030405},
-              {8, 0xF102030405060708, "f1020304 05060708", 0xF102030405060708},
-              {9, 0xF102030405060708, "f1020304 05060708", 0xF102030405060708},
-              {0, 7, "", 0}};
-  for (const auto& row : rows) {
-    CountedWrites out;
-    writeNumber(out, row.byteCount, row.value);
-    EXPECT_EQ(test::hex(out.content), row.image);
-    EXPECT_EQ(out.count, 1);
-    AutoFileLoad in = load(out.content);
-    EXPECT_EQ(readNumber(in, row.byteCount), row.readBack);
+  const std::tuple<std::size_t, std::uint64_t, const char*, std::uint64_t> rows[] = {
+      {3, 0x0102030405, "030405", 0x030405},
+      {8, 0xF102030405060708, "f1020304 05060708", 0xF102030405060708},
+      {9, 0xF102030405060708, "f1020304 05060708", 0xF102030405060708},
+      {0, 7, "", 0}};
+  for (const auto& [byteCount, value, image, readBack] : rows) {
+    AutoFileSave out = save(16);
+    writeNumber(out, byteCount, value);
+    out.commit();
+    EXPECT_EQ(test::hex(files_.content), image);
+    AutoFileLoad in = load();
+    EXPECT_EQ(readNumber(in, byteCount), readBack);
   }
 }
 

@@ -157,13 +157,10 @@ TEST(StringPool, NeverWritesASharedBlock) {
 }
 
 TEST(StringPool, ReadsItsLengthFromASetting) {
-  const struct {
-    const char* setting;
-    std::int32_t length;
-  } rows[] = {{nullptr, 0}, {"", 0}, {"8", 8}, {" 12x", 12}, {"-1", 0}, {"99999999999999999999", 0xFFFFFF}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(StringPool::maxPooledLengthFrom(row.setting), row.length) << (row.setting ? row.setting : "(null)");
-  }
+  const std::pair<const char*, std::int32_t> rows[] = {{nullptr, 0}, {"", 0},   {"8", 8},
+                                                       {" 12x", 12}, {"-1", 0}, {"99999999999999999999", 0xFFFFFF}};
+  for (const auto& [setting, length] : rows)
+    EXPECT_EQ(StringPool::maxPooledLengthFrom(setting), length) << (setting ? setting : "(null)");
 }
 
 /// Runs in a process of its own, since the pool of a process is made once.

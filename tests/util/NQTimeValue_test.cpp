@@ -6,6 +6,7 @@
 #include <ctime>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include "tests/util/failures.h"
 #include "util/NQTimeValue.h"
@@ -25,14 +26,9 @@ std::string failureOf(const Operation& operation) {
 }
 
 /// The process lives in a zone five and a half hours east of UTC, in the plain locale.
-class NQTimeValueTest : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
+struct NQTimeValueTest : testing::Test {
+  NQTimeValueTest() {
     ::setenv("TZ", "XST-5:30", 1);
-    ::tzset();
-  }
-  static void TearDownTestSuite() {
-    ::unsetenv("TZ");
     ::tzset();
   }
 };
@@ -43,35 +39,32 @@ constexpr std::int64_t at(std::int64_t seconds) {
 
 TEST_F(NQTimeValueTest, EachKindOfValueHasATextAndOnlyItsOwnNumbers) {
   enum Kind { kTime, kUsers, kNeither };
-  const struct {
-    std::int64_t ticks;
-    Kind kind;
-    const char* text;
-  } rows[] = {{kMin, kNeither, "-infinity"},
-              {kMax, kNeither, "+infinity"},
-              {kMin + 1, kNeither, "notATime"},
-              {kMin + 2, kNeither, "invalid"},
-              {-0x6000000000000001, kNeither, "invalid"},
-              {-0x6000000000000000, kUsers, "userSpecial(0)"},
-              {-0x6000000000000000 + 42, kUsers, "userSpecial(42)"},
-              {-0x5000000000000001, kUsers, "userSpecial(1152921504606846975)"},
-              {-0x5000000000000000, kUsers, "userSpecial(-1152921504606846976)"},
-              {-0x4000000000000001, kUsers, "userSpecial(-1)"},
-              {-0x4000000000000000, kNeither, "<1970"},
-              {-1, kNeither, "<1970"},
-              {0, kTime, "Thu Jan  1 00:00:00 1970"},
-              {at(951782399) + 9'999'999, kTime, "Mon Feb 28 23:59:59 2000"},
-              {0x98968000000000 - 1, kTime, "Sun Feb  7 06:28:15 2106"},
-              {0x98968000000000, kTime, ">2038"},
-              {kMax - 1, kTime, ">2038"}};
+  const std::tuple<std::int64_t, Kind, const char*> rows[] = {
+      {kMin, kNeither, "-infinity"},
+      {kMax, kNeither, "+infinity"},
+      {kMin + 1, kNeither, "notATime"},
+      {kMin + 2, kNeither, "invalid"},
+      {-0x6000000000000001, kNeither, "invalid"},
+      {-0x6000000000000000, kUsers, "userSpecial(0)"},
+      {-0x6000000000000000 + 42, kUsers, "userSpecial(42)"},
+      {-0x5000000000000001, kUsers, "userSpecial(1152921504606846975)"},
+      {-0x5000000000000000, kUsers, "userSpecial(-1152921504606846976)"},
+      {-0x4000000000000001, kUsers, "userSpecial(-1)"},
+      {-0x4000000000000000, kNeither, "<1970"},
+      {-1, kNeither, "<1970"},
+      {0, kTime, "Thu Jan  1 00:00:00 1970"},
+      {at(951782399) + 9'999'999, kTime, "Mon Feb 28 23:59:59 2000"},
+      {0x98968000000000 - 1, kTime, "Sun Feb  7 06:28:15 2106"},
+      {0x98968000000000, kTime, ">2038"},
+      {kMax - 1, kTime, ">2038"}};
   for (const auto& [ticks, kind, text] : rows) {
     const NQTimeValue value(ticks);
     EXPECT_EQ(narrow(value.text(TimeZone::kUtc)), text) << ticks;
     EXPECT_EQ(failureOf([&] { value.userValue(); }), kind == kUsers ? kNothing : "not user value") << text;
+    const bool isTime = kind == kTime;
     EXPECT_EQ(failureOf([&] { value.brokenDown(TimeZone::kLocal); }),
-              kind == kTime ? kNothing : "failed to convert to localtime");
-    EXPECT_EQ(failureOf([&] { value.brokenDown(TimeZone::kUtc); }),
-              kind == kTime ? kNothing : "failed to convert to gmtime");
+              isTime ? kNothing : "failed to convert to localtime");
+    EXPECT_EQ(failureOf([&] { value.brokenDown(TimeZone::kUtc); }), isTime ? kNothing : "failed to convert to gmtime");
   }
 }
 
@@ -88,20 +81,12 @@ TEST_F(NQTimeValueTest, FormatsByPatternInEitherZone) {
 
 TEST_F(NQTimeValueTest, ComesFromLocalTime) {
   constexpr const char* kFails = "failed to convert from localtime";
-  const struct {
-    int year, month, hour, minute;
-    const char* failure;
-  } rows[] = {{70, 0, 5, 30, kNothing},  {70, 0, 5, 29, kFails},
-              {0, 0, 0, 0, kFails},      {29296, 11, 0, 0, kNothing},
-              {29298, 11, 0, 0, kFails}, {std::numeric_limits<int>::max(), 11, 0, 0, kFails}};
-  for (const auto& row : rows) {
-    std::tm local{};
-    local.tm_year = row.year;
-    local.tm_mon = row.month;
-    local.tm_mday = 1;
-    local.tm_hour = row.hour;
-    local.tm_min = row.minute;
-    EXPECT_EQ(failureOf([&] { NQTimeValue::fromLocalTime(local); }), row.failure) << row.year << ' ' << row.minute;
+  const std::tuple<int, int, int, int, const char*> rows[] = {
+      {70, 0, 5, 30, kNothing},    {70, 0, 5, 29, kFails},    {0, 0, 0, 0, kFails},
+      {29296, 11, 0, 0, kNothing}, {29298, 11, 0, 0, kFails}, {std::numeric_limits<int>::max(), 11, 0, 0, kFails}};
+  for (const auto& [year, month, hour, minute, failure] : rows) {
+    const std::tm local{0, minute, hour, 1, month, year, 0, 0, 0, 0, nullptr};
+    EXPECT_EQ(failureOf([&] { NQTimeValue::fromLocalTime(local); }), failure) << year << ' ' << minute;
   }
   const NQTimeValue time(at(951782399));
   const std::tm local = time.brokenDown(TimeZone::kLocal);
@@ -112,36 +97,25 @@ TEST_F(NQTimeValueTest, ComesFromLocalTime) {
 TEST(IntervalText, HasEachNumber) {
   // 3 days, 4 hours, 5 minutes, 6 seconds and 0.0789012 s.
   constexpr std::int64_t kTicks = at(((3 * 24 + 4) * 60 + 5) * 60 + 6) + 789'012;
-  const struct {
-    std::int64_t ticks;
-    const char16_t* pattern;
-    const char* text;
-  } rows[] = {{kTicks, u"%%|%D|%H|%M|%S", "%|3|04|05|06"},
-              {kTicks, u"%m|%u|%U|%n|%N", "078|901|078901|200|078901200"},
-              {at(1), u"%m|%u|%U|%n|%N", "000|000|000000|000|000000000"},
-              {at(1) - 1, u"%m|%u|%U|%n|%N", "999|999|999999|900|999999900"},
-              {at(86399), u"%D %H %M %S", "0 23 59 59"},
-              {at(86400), u"%D %H %M %S", "1 00 00 00"},
-              {kTicks, u"a%xb%Qc%", "abc"},
-              {kTicks, u"%%D\u20ac", "%D\xE2\x82\xAC"},
-              {-at(61), u"%D %M %S", "0 -1 -1"},
-              {kMax, u"%D", "10675199"},
-              {kMin, u"%D %N", "-10675199 -477580800"}};
-  for (const auto& row : rows) EXPECT_EQ(narrow(intervalText(row.ticks, row.pattern)), row.text) << row.text;
+  using Row = std::tuple<std::int64_t, const char16_t*, const char*>;
+  for (const auto& [ticks, pattern, text] :
+       {Row{kTicks, u"%%|%D|%H|%M|%S", "%|3|04|05|06"}, Row{kTicks, u"%m|%u|%U|%n|%N", "078|901|078901|200|078901200"},
+        Row{at(1), u"%m|%u|%U|%n|%N", "000|000|000000|000|000000000"},
+        Row{at(1) - 1, u"%m|%u|%U|%n|%N", "999|999|999999|900|999999900"}, Row{at(86399), u"%D %H %M %S", "0 23 59 59"},
+        Row{at(86400), u"%D %H %M %S", "1 00 00 00"}, Row{kTicks, u"a%xb%Qc%", "abc"},
+        Row{kTicks, u"%%D\u20ac", "%D\xE2\x82\xAC"}, Row{-at(61), u"%D %M %S", "0 -1 -1"}, Row{kMax, u"%D", "10675199"},
+        Row{kMin, u"%D %N", "-10675199 -477580800"}})
+    EXPECT_EQ(narrow(intervalText(ticks, pattern)), text) << text;
   EXPECT_EQ(narrow(intervalText(at(90061))), "1d:01h:01m:01s");
 }
 
 TEST(IntervalText, OfSecondsAsANumber) {
-  const struct {
-    double seconds;
-    const char16_t* pattern;
-    const char* text;
-  } rows[] = {{86399.9, u"%%|%D|%H|%M|%S", "%|0|23|59|59"},
-              {1.5, u"<%m%u%U%n%N>", "<>"},
-              {-59.5, u"%S", "-59"},
-              {NAN, u"%D %S", "0 00"},
-              {INFINITY, u"%D", "106751991167300"}};
-  for (const auto& row : rows) EXPECT_EQ(narrow(intervalText(row.seconds, row.pattern)), row.text) << row.seconds;
+  const std::tuple<double, const char16_t*, const char*> rows[] = {{86399.9, u"%%|%D|%H|%M|%S", "%|0|23|59|59"},
+                                                                   {1.5, u"<%m%u%U%n%N>", "<>"},
+                                                                   {-59.5, u"%S", "-59"},
+                                                                   {NAN, u"%D %S", "0 00"},
+                                                                   {INFINITY, u"%D", "106751991167300"}};
+  for (const auto& [seconds, pattern, text] : rows) EXPECT_EQ(narrow(intervalText(seconds, pattern)), text) << seconds;
   EXPECT_EQ(narrow(intervalText(90061.5)), "1d:01h:01m:01s");
 }
 

@@ -10,8 +10,10 @@
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
+#include "tests/support/TestHost.h"
 #include "tests/support/hex.h"
 #include "util/ByteSource.h"
 #include "util/StreamReader.h"
@@ -37,43 +39,39 @@ std::string complaintOf(const Read& read) {
 }
 
 TEST(ByteReader, ReadsPastTheEndMoveNothing) {
-  const struct {
-    const char* wanted;
-    void (*read)(ByteReader&);
-  } rows[] = {{"4", [](ByteReader& in) { in.u32(); }},
-              {"3", [](ByteReader& in) { in.skip(3); }},
-              {"18446744073709551615", [](ByteReader& in) { in.bytes(~std::uint64_t{0}); }},
-              {"4294967296", [](ByteReader& in) { in.need(std::uint64_t{1} << 32); }}};
+  const std::pair<const char*, void (*)(ByteReader&)> rows[] = {
+      {"4", [](ByteReader& in) { in.u32(); }},
+      {"3", [](ByteReader& in) { in.skip(3); }},
+      {"18446744073709551615", [](ByteReader& in) { in.bytes(~std::uint64_t{0}); }},
+      {"4294967296", [](ByteReader& in) { in.need(std::uint64_t{1} << 32); }}};
   const auto image = test::fromHex("01020304");
   ByteReader in(image);
   in.skip(2);
-  for (const auto& row : rows) {
-    EXPECT_EQ(complaintOf([&] { row.read(in); }),
-              std::string("input ends early: ") + row.wanted + " bytes wanted at offset 2, 2 left");
+  for (const auto& [wanted, read] : rows) {
+    EXPECT_EQ(complaintOf([&, &readOne = read] { readOne(in); }),
+              std::string("input ends early: ") + wanted + " bytes wanted at offset 2, 2 left");
   }
 }
 
 TEST(OpenBox, TakesOnlySizesThatTheInputHas) {
-  const struct {
-    const char* image;
-    const char* complaint;
-  } rows[] = {{"00000008 6672", "input ends early: 4 bytes wanted at offset 4, 2 left"},
-              {"00000009 66726565", "free: box size 9 with 8 bytes left"},
-              {"00000007 66726565 00", "free: box size 7 with 9 bytes left"},
-              {"00000001 66726565 00000000", "input ends early: 8 bytes wanted at offset 8, 4 left"},
-              {"00000001 66726565 0000000000000008 00", "free: box size 8 with 17 bytes left"},
-              {"00000001 66726565 0000000000000011", "free: box size 17 with 16 bytes left"},
-              {"00000001 66726565 ffffffffffffffff", "free: box size 18446744073709551615 with 16 bytes left"},
-              {"00000008 6d6f6f66", "free expected, moof found"},
-              {"0000000a 66726565 aabb cc", "2 bytes"},
-              {"00000001 66726565 0000000000000012 aabb cc", "2 bytes"},
-              {"00000000 66726565 aabbcc", "3 bytes"}};
-  for (const auto& row : rows) {
-    const auto image = test::fromHex(row.image);
-    ByteReader in(image);
+  const std::pair<const char*, const char*> rows[] = {
+      {"00000008 6672", "input ends early: 4 bytes wanted at offset 4, 2 left"},
+      {"00000009 66726565", "free: box size 9 with 8 bytes left"},
+      {"00000007 66726565 00", "free: box size 7 with 9 bytes left"},
+      {"00000001 66726565 00000000", "input ends early: 8 bytes wanted at offset 8, 4 left"},
+      {"00000001 66726565 0000000000000008 00", "free: box size 8 with 17 bytes left"},
+      {"00000001 66726565 0000000000000011", "free: box size 17 with 16 bytes left"},
+      {"00000001 66726565 ffffffffffffffff", "free: box size 18446744073709551615 with 16 bytes left"},
+      {"00000008 6d6f6f66", "free expected, moof found"},
+      {"0000000a 66726565 aabb cc", "2 bytes"},
+      {"00000001 66726565 0000000000000012 aabb cc", "2 bytes"},
+      {"00000000 66726565 aabbcc", "3 bytes"}};
+  for (const auto& [image, answer] : rows) {
+    const auto bytes = test::fromHex(image);
+    ByteReader in(bytes);
     std::size_t size = 0;
     const std::string complaint = complaintOf([&] { size = openBox(in, "free"_4cc).remaining(); });
-    EXPECT_EQ(complaint.empty() ? std::to_string(size) + " bytes" : complaint, row.complaint) << row.image;
+    EXPECT_EQ(complaint.empty() ? std::to_string(size) + " bytes" : complaint, answer) << image;
   }
 }
 
@@ -85,8 +83,7 @@ TEST(Narrow, KeepsTheValueOrThrows) {
 }
 
 std::istringstream streamOf(const char* image) {
-  const auto bytes = test::fromHex(image);
-  return std::istringstream(std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+  return std::istringstream(test::textOf(test::fromHex(image)));
 }
 
 TEST(StreamReader, BytesComeInOneStringHoweverMany) {
@@ -108,27 +105,20 @@ TEST(StreamReader, PutsTheMaskBackWhateverHappens) {
 }
 
 TEST(FullBoxHeader, MayHaveALongSizeNoneAndAUuid) {
-  const struct {
-    const char* image;
-    BoxHeader header;
-  } rows[] = {
+  const std::pair<const char*, BoxHeader> rows[] = {
       {"00000001 61667261 0000000100000002 01020304", {1ULL << 32 | 2, "afra"_4cc, "", 1, 0x020304}},
       {"00000000 61627374 00000001", {0, "abst"_4cc, "", 0, 1}},
       {"0000001c 75756964 30313233 34353637 38396162 63646566 02000000", {28, "uuid"_4cc, "0123456789abcdef", 2, 0}}};
-  for (const auto& row : rows) {
-    auto stream = streamOf(row.image);
+  for (const auto& [image, header] : rows) {
+    auto stream = streamOf(image);
     StreamReader in(stream);
-    EXPECT_EQ(readFullBoxHeader(in), row.header) << row.image;
-    EXPECT_THROW(in.u8(), std::ios_base::failure) << "nothing is left of " << row.image;
+    EXPECT_EQ(readFullBoxHeader(in), header) << image;
+    EXPECT_THROW(in.u8(), std::ios_base::failure) << "nothing is left of " << image;
   }
 }
 
 ByteBuffer bufferOf(std::string_view text) {
   return ByteBuffer(asBytes(text));
-}
-
-TEST(ByteBuffer, EmptyIsANullPointer) {
-  for (const auto& buffer : {ByteBuffer(), ByteBuffer(0), bufferOf("")}) EXPECT_EQ(buffer.data(), nullptr);
 }
 
 TEST(ByteBuffer, CopiesAreDeepAndMovesLeaveNothing) {
@@ -139,8 +129,8 @@ TEST(ByteBuffer, CopiesAreDeepAndMovesLeaveNothing) {
   a = std::move(b);
   EXPECT_EQ(a, bufferOf("Xbc"));
   EXPECT_EQ(b, ByteBuffer());  // NOLINT(bugprone-use-after-move): what a move leaves is the point
-  EXPECT_NE(a, bufferOf("Xb"));
-  EXPECT_NE(a, bufferOf("Xbd"));
+  for (const char* other : {"Xb", "Xbd"}) EXPECT_NE(a, bufferOf(other));
+  for (const auto& empty : {ByteBuffer(), ByteBuffer(0), bufferOf("")}) EXPECT_EQ(empty.data(), nullptr);
 }
 
 TEST(ByteBuffer, AppendsAlsoItsOwnBytes) {
@@ -151,15 +141,10 @@ TEST(ByteBuffer, AppendsAlsoItsOwnBytes) {
 }
 
 TEST(ByteBuffer, SplitsIntoHeadAndTail) {
-  const struct {
-    std::uint64_t offset;
-    const char *head, *tail;
-  } rows[] = {{0, "", "abcd"}, {1, "a", "bcd"}, {4, "abcd", ""}, {5, "abcd", ""}, {~std::uint64_t{0}, "abcd", ""}};
-  for (const auto& row : rows) {
-    const auto [head, tail] = bufferOf("abcd").split(row.offset);
-    EXPECT_EQ(head, bufferOf(row.head)) << row.offset;
-    EXPECT_EQ(tail, bufferOf(row.tail)) << row.offset;
-  }
+  const std::tuple<std::uint64_t, const char*, const char*> rows[] = {
+      {0, "", "abcd"}, {1, "a", "bcd"}, {4, "abcd", ""}, {5, "abcd", ""}, {~std::uint64_t{0}, "abcd", ""}};
+  for (const auto& [offset, head, tail] : rows)
+    EXPECT_EQ(bufferOf("abcd").split(offset), std::pair(bufferOf(head), bufferOf(tail))) << offset;
 }
 
 TEST(ByteSource, ReadsWhatIsLeftAndThenTheEnd) {
@@ -186,23 +171,20 @@ TEST(ByteSource, OverwritesWithinItsSizeOnly) {
 }
 
 TEST(ByteSource, SeeksStopAtTheBorders) {
+  using Ios = std::ios_base;
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
   constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
-  const struct {
-    std::int64_t offset;
-    std::ios_base::seekdir from;
-    std::int64_t position;  // of 10, from 4
-  } rows[] = {{7, std::ios_base::beg, 7},      {10, std::ios_base::beg, 10},    {11, std::ios_base::beg, 10},
-              {kMost, std::ios_base::beg, 10}, {-1, std::ios_base::beg, 0},     {kLeast, std::ios_base::beg, 0},
-              {3, std::ios_base::cur, 7},      {-3, std::ios_base::cur, 1},     {-5, std::ios_base::cur, 0},
-              {7, std::ios_base::cur, 10},     {kMost, std::ios_base::cur, 10}, {kLeast, std::ios_base::cur, 0},
-              {0, std::ios_base::end, 10},     {3, std::ios_base::end, 7},      {10, std::ios_base::end, 0},
-              {11, std::ios_base::end, 0},     {-1, std::ios_base::end, 0},     {kLeast, std::ios_base::end, 0}};
+  // What becomes of position 4 of 10.
+  const std::tuple<std::int64_t, Ios::seekdir, std::int64_t> rows[] = {
+      {7, Ios::beg, 7},      {10, Ios::beg, 10},    {11, Ios::beg, 10},   {kMost, Ios::beg, 10}, {-1, Ios::beg, 0},
+      {kLeast, Ios::beg, 0}, {3, Ios::cur, 7},      {-3, Ios::cur, 1},    {-5, Ios::cur, 0},     {7, Ios::cur, 10},
+      {kMost, Ios::cur, 10}, {kLeast, Ios::cur, 0}, {0, Ios::end, 10},    {3, Ios::end, 7},      {10, Ios::end, 0},
+      {11, Ios::end, 0},     {-1, Ios::end, 0},     {kLeast, Ios::end, 0}};
   ByteBuffer buffer(10);
-  for (const auto& row : rows) {
+  for (const auto& [offset, from, position] : rows) {
     ByteSource source(buffer);
-    source.seek(4, std::ios_base::beg);
-    EXPECT_EQ(source.seek(row.offset, row.from), row.position) << row.offset << " from " << row.from;
+    source.seek(4, Ios::beg);
+    EXPECT_EQ(source.seek(offset, from), position) << offset << " from " << from;
   }
 }
 

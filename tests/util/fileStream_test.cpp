@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include "platform/os/paths.h"
 #include "tests/support/TempDirectory.h"
@@ -62,11 +64,10 @@ std::string behaviour(const std::string& file, std::uint32_t flags) {
 }
 
 TEST(IOStreamException, HasACodeForEachErrorNumber) {
-  const struct {
-    int errorNumber;
-    std::uint32_t code;
-  } rows[] = {{0, 0}, {ENOENT, 6}, {EACCES, 3}, {EEXIST, 4}, {EINVAL, 2}, {EMFILE, 5}, {EIO, 1}, {EPERM, 1}, {-1, 1}};
-  for (const auto& row : rows) EXPECT_EQ(IOStreamException(row.errorNumber, "").code(), row.code) << row.errorNumber;
+  const std::pair<int, std::uint32_t> rows[] = {{0, 0},      {ENOENT, 6}, {EACCES, 3}, {EEXIST, 4}, {EINVAL, 2},
+                                                {EMFILE, 5}, {EIO, 1},    {EPERM, 1},  {-1, 1}};
+  for (const auto& [errorNumber, code] : rows)
+    EXPECT_EQ(IOStreamException(errorNumber, "").code(), code) << errorNumber;
 }
 
 TEST(OpenFlagsFor, AnswersWhatIsWritableAndKept) {
@@ -77,20 +78,16 @@ TEST(OpenFlagsFor, AnswersWhatIsWritableAndKept) {
 }
 
 TEST_F(FileStreamTest, EachFlagMeansWhatItSays) {
-  const struct {
-    std::uint32_t flags;
-    const char* onAFileWithOld;
-    const char* onNone;
-  } rows[] = {
+  const std::tuple<std::uint32_t, const char*, const char*> rows[] = {
       {0x8000, "'old' 'old'", "code 6"},   {0x8001, "'-' 'NEd'", "code 6"},      {0x8002, "'old' 'NEd'", "code 6"},
       {0x800A, "'old' 'oldNE'", "code 6"}, {0x8102, "'old' 'NEd'", "'' 'NE'"},   {0x8202, "'' 'NE'", "code 6"},
       {0x8302, "'' 'NE'", "'' 'NE'"},      {0x8502, "code 4", "'' 'NE'"},        {0x4102, "'old' 'NEd'", "'' 'NE'"},
       {0x0000, "'old' 'old'", "code 6"},   {0xFFFF38F4, "'old' 'old'", "code 6"}};
-  for (const auto& row : rows) {
+  for (const auto& [flags, onAFileWithOld, onNone] : rows) {
     put("old");
-    EXPECT_EQ(behaviour(path(), row.flags), row.onAFileWithOld) << std::hex << row.flags;
+    EXPECT_EQ(behaviour(path(), flags), onAFileWithOld) << std::hex << flags;
     std::filesystem::remove(path());
-    EXPECT_EQ(behaviour(path(), row.flags), row.onNone) << std::hex << row.flags;
+    EXPECT_EQ(behaviour(path(), flags), onNone) << std::hex << flags;
     std::filesystem::remove(path());
   }
 }
@@ -106,14 +103,11 @@ TEST_F(FileStreamTest, IsReadFromWhereItStands) {
   EXPECT_EQ(codeOf([&] { stream.open(); }), 6) << "reading makes no file";
   put("0123456789");
   EXPECT_EQ(stream.open(), 0U);
-  const struct {
-    std::int64_t offset;
-    std::uint32_t mode;
-    std::int64_t position;
-  } rows[] = {{4, 0, 4}, {3, 1, 7}, {-2, 7, 5}, {-1, 2, 9}, {0, 0xFFFFFFFF, 9}, {5, 2, 15}, {1LL << 40, 0, 1LL << 40}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(stream.seek(row.offset, row.mode), row.position);
-    EXPECT_EQ(stream.tell(), row.position);
+  const std::tuple<std::int64_t, std::uint32_t, std::int64_t> rows[] = {
+      {4, 0, 4}, {3, 1, 7}, {-2, 7, 5}, {-1, 2, 9}, {0, 0xFFFFFFFF, 9}, {5, 2, 15}, {1LL << 40, 0, 1LL << 40}};
+  for (const auto& [offset, mode, position] : rows) {
+    EXPECT_EQ(stream.seek(offset, mode), position);
+    EXPECT_EQ(stream.tell(), position);
   }
   stream.seek(2, 0);
   EXPECT_EQ(readUpTo(stream, 6), "234567");

@@ -7,6 +7,7 @@
 #include <new>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "tests/util/failures.h"
@@ -154,19 +155,17 @@ TEST_F(MemoryLayer, TakesThePoolThatAnotherThreadMakesFirst) {
 }
 
 TEST_F(MemoryLayer, ThePoolIsMadeAsTheSettingsSay) {
-  const struct {
-    PoolSettings settings;
-    const char* calls;
-  } rows[] = {{{0x8000, 0xFFFF, 0}, "init(8000) alloc(a,0) freeBlock()"},
-              {{0, 0xFFFE, 0}, "init(8000) blockSize(fffe) alloc(a,0) freeBlock()"},
-              {{2, 0xFFFF, 4096}, "init(8002) pageSize(1000) alloc(a,0) freeBlock()"},
-              {{8, 0, 1}, "init(8008) pageSize(1) blockSize(0) alloc(a,1) freeBlock()"}};
-  for (const auto& row : rows) {
+  const std::pair<PoolSettings, const char*> rows[] = {
+      {{0x8000, 0xFFFF, 0}, "init(8000) alloc(a,0) freeBlock()"},
+      {{0, 0xFFFE, 0}, "init(8000) blockSize(fffe) alloc(a,0) freeBlock()"},
+      {{2, 0xFFFF, 4096}, "init(8002) pageSize(1000) alloc(a,0) freeBlock()"},
+      {{8, 0, 1}, "init(8008) pageSize(1) blockSize(0) alloc(a,1) freeBlock()"}};
+  for (const auto& [settings, expected] : rows) {
     freeDefaultPool();
     calls();
-    poolSettings = row.settings;
+    poolSettings = settings;
     allocateOnce(10);
-    EXPECT_EQ(calls(), row.calls);
+    EXPECT_EQ(calls(), expected);
   }
   cAllocation.free(cAllocation.malloc(5));
   cAllocation.free(cAllocation.plain(5));
@@ -174,24 +173,21 @@ TEST_F(MemoryLayer, ThePoolIsMadeAsTheSettingsSay) {
 }
 
 TEST_F(MemoryLayer, FailsWithoutAnybodyToAsk) {
-  const struct {
-    const char* why;
-    int FakeHeap::*failing;
-    void* (*allocation)();
-  } rows[] = {{"no block", &FakeHeap::failingAllocations, [] { return allocate(8); }},
-              {"no aligned block", &FakeHeap::failingAllocations, [] { return allocateAligned(8, 8); }},
-              {"no pool", &FakeHeap::failingInits, [] { return allocate(8); }},
-              {"no lock", &FakeHeap::failingLocks, [] { return allocate(8); }}};
-  for (const auto& row : rows) {
+  const std::tuple<const char*, int FakeHeap::*, void* (*)()> rows[] = {
+      {"no block", &FakeHeap::failingAllocations, [] { return allocate(8); }},
+      {"no aligned block", &FakeHeap::failingAllocations, [] { return allocateAligned(8, 8); }},
+      {"no pool", &FakeHeap::failingInits, [] { return allocate(8); }},
+      {"no lock", &FakeHeap::failingLocks, [] { return allocate(8); }}};
+  for (const auto& [why, failing, allocation] : rows) {
     freeDefaultPool();
-    fakeHeap.*row.failing = 1;
+    fakeHeap.*failing = 1;
     try {
-      row.allocation();
-      ADD_FAILURE() << row.why;
+      allocation();
+      ADD_FAILURE() << why;
     } catch (const std::bad_alloc& failure) {
-      EXPECT_STREQ(failure.what(), "bad allocation") << row.why;
+      EXPECT_STREQ(failure.what(), "bad allocation") << why;
     }
-    release(row.allocation());
+    release(allocation());
   }
 }
 
@@ -215,15 +211,13 @@ TEST_F(MemoryLayer, AsksTheNewHandlerThenTheHook) {
 }
 
 TEST_F(MemoryLayer, CEntriesRoundUp) {
-  const struct {
-    std::size_t size;
-    const char* call;
-  } rows[] = {{0, "alloc(4,0)"}, {1, "alloc(4,0)"}, {4, "alloc(4,0)"}, {5, "alloc(8,0)"}, {1023, "alloc(400,0)"}};
+  const std::pair<std::size_t, const char*> rows[] = {
+      {0, "alloc(4,0)"}, {1, "alloc(4,0)"}, {4, "alloc(4,0)"}, {5, "alloc(8,0)"}, {1023, "alloc(400,0)"}};
   cAllocation.free(cAllocation.malloc(1));
   EXPECT_EQ(calls(), "init(8000) alloc(4,0) freeBlock()");
-  for (const auto& row : rows) {
-    cAllocation.free(cAllocation.malloc(row.size));
-    EXPECT_EQ(calls(), std::string(row.call) + " freeBlock()");
+  for (const auto& [size, call] : rows) {
+    cAllocation.free(cAllocation.malloc(size));
+    EXPECT_EQ(calls(), std::string(call) + " freeBlock()");
   }
   EXPECT_EQ(cAllocation.malloc(SIZE_MAX), nullptr);
   EXPECT_EQ(calls(), "") << "not rounded up to nothing";

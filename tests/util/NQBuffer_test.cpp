@@ -1,15 +1,23 @@
+// Counted objects, their buffers, and messages in a buffer.
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <span>
 #include <thread>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 #include "tests/support/hex.h"
 #include "tests/util/failures.h"
 #include "util/NQBuffer.h"
+#include "util/bytes.h"
+#include "util/messagebuffer.h"
+#include "util/tagHeader.h"
 
+namespace qvs::util {
 namespace {
 
 /// Counts the objects that ended, and looks at the holder that it is in as it does.
@@ -98,8 +106,7 @@ TEST(NQMemory, GrowsOnlyWhereThereIsNoRoom) {
   memory->grow(4);
   EXPECT_EQ(memory->data(), bytes);
   memory->grow(5);
-  EXPECT_NE(memory->data(), bytes) << "now its own";
-  EXPECT_EQ(memory->capacity(), 5U);
+  EXPECT_TRUE(memory->data() != bytes && memory->capacity() == 5) << "now its own";
 }
 
 TEST(NQMemory, ResizeKeepsWhatFits) {
@@ -130,10 +137,65 @@ TEST(NQBuffer, WindowStaysWithinItsBlock) {
   EXPECT_TRUE(buffer.resize(2));
   EXPECT_EQ(test::hex(buffer.window()), "02") << "cut to the block";
   buffer.attach(nullptr);
-  EXPECT_EQ(buffer.data(), nullptr);
-  EXPECT_EQ(buffer.capacity(), 0U);
-  EXPECT_TRUE(buffer.window().empty());
-  EXPECT_FALSE(buffer.resize(1));
+  EXPECT_TRUE(buffer.data() == nullptr && buffer.capacity() == 0 && buffer.window().empty() && !buffer.resize(1));
+}
+
+struct MessageBufferTest : testing::Test {
+  MessageBufferTest() { buffer.allocate(); }
+
+  MessageBuffer buffer;
+};
+
+TEST_F(MessageBufferTest, WritesMembersByteForByteAndTellsOfThem) {
+  EXPECT_TRUE(buffer.append(0x29, asBytes("ab"), 0x12345678));
+  EXPECT_TRUE(buffer.append(8, {}, 1));
+  EXPECT_EQ(test::hex(buffer.buffer().window()),
+            "29000002 34567812 00000061 62000000 0d080000 00000001 00000000 0000000b");
+  EXPECT_EQ(std::tuple(buffer.appended(), buffer.firstSize(), buffer.firstTime()), std::tuple(2U, 17U, 0x12345678U));
+  EXPECT_EQ(buffer.lastTime(), 0x12345678U) << "the highest one";
+}
+
+TEST_F(MessageBufferTest, ContentsAreByKind) {
+  using Row = std::tuple<std::uint8_t, const char*, int>;
+  for (const auto& [type, payload, contents] :
+       {Row{9, "", 0x01}, Row{0xA9, "x", 0x01}, Row{8, "x", 0x04}, Row{0x28, "x", 0x04}, Row{8, "", 0},
+        Row{18, "", 0x08}, Row{72, "x", 0x08}, Row{22, "x", 0x08}}) {
+    buffer.clear();
+    buffer.append(type, asBytes(payload), 0);
+    EXPECT_EQ(buffer.contents(), contents) << int{type};
+  }
+}
+
+TEST_F(MessageBufferTest, DoublesUntilAMessageFits) {
+  buffer.append(9, asBytes("first"), 1);
+  buffer.append(9, std::vector<std::byte>(32768 - 20 - 15), 2);
+  EXPECT_EQ(buffer.buffer().capacity(), 32768U);
+  test::failingBuffers = 1;
+  EXPECT_FALSE(buffer.append(9, std::vector<std::byte>(100000), 3));
+  EXPECT_EQ(buffer.appended(), 2U);
+  EXPECT_TRUE(buffer.append(9, std::vector<std::byte>(100000), 3));
+  EXPECT_EQ(buffer.buffer().capacity(), 262144U);
+  EXPECT_EQ(buffer.buffer().end(), 32768U + 100015);
+  EXPECT_EQ(test::hex(buffer.buffer().window().subspan(11, 5)), "66697273 74");
+}
+
+TEST_F(MessageBufferTest, RefusesWhatItCannotHold) {
+  EXPECT_FALSE(MessageBuffer().append(9, asBytes("x"), 1));
+  EXPECT_FALSE(buffer.append(9, std::vector<std::byte>(kMaxTagDataSize + 1), 1));
+  EXPECT_EQ(buffer.appended() + buffer.contents() + buffer.buffer().end(), 0U);
+  EXPECT_TRUE(buffer.append(9, std::vector<std::byte>(kMaxTagDataSize), 1));
+}
+
+TEST_F(MessageBufferTest, ClearKeepsTheBlockAndAllocateDoesNot) {
+  buffer.append(9, asBytes("x"), 5);
+  const NQMemoryPtr block = buffer.buffer().memory();
+  buffer.clear();
+  EXPECT_EQ(buffer.buffer().memory(), block);
+  EXPECT_EQ(buffer.buffer().end(), 0U);
+  EXPECT_EQ(buffer.appended() + buffer.lastTime() + buffer.firstTime() + buffer.firstSize() + buffer.contents(), 0U);
+  buffer.allocate();
+  EXPECT_NE(buffer.buffer().memory(), block);
 }
 
 }  // namespace
+}  // namespace qvs::util
