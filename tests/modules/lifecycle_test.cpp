@@ -19,13 +19,9 @@ class StubbornFiles : public DiskFileContext {
     EXPECT_EQ(recursive, 1U);
     return removals <= refuseRemovals ? -1 : DiskFileContext::remove(path, kind, recursive);
   }
-  std::int32_t createDirectory(const char* path) override {
-    return refuseDirectories ? -1 : DiskFileContext::createDirectory(path);
-  }
 
   int removals = 0;
   int refuseRemovals = 0;
-  bool refuseDirectories = false;
 };
 
 TEST(Opening, RefusesBadSettingsAndFlags) {
@@ -69,35 +65,12 @@ TEST(Opening, TriesTheRemovalAgain) {
   }
 }
 
-TEST(Opening, NeedsItsDirectory) {
-  StubbornFiles files;
-  files.refuseDirectories = true;
-  Recorder recorder(loadModule(), &files);
-  EXPECT_FALSE(recorder.open());
-  EXPECT_EQ(recorder.log(), "error: Couldn't create directory for new record\n");
-}
-
 TEST(Stopping, LeavesOnlyTheControlFileBeforeTheFirstFragmentAndNothingToAppendTo) {
   OpenRecorder recorder(video().until(3900));
   recorder.stopAndClose();
   EXPECT_EQ(recorder.files(), "cam1.control");
   ASSERT_TRUE(recorder.open(kAppend));
   EXPECT_EQ(recorder.files(), "") << "begun anew";
-}
-
-TEST(Stopping, IsWhatEndsASegment) {
-  for (const bool stop : {true, false}) {
-    OpenRecorder recorder(video().audio(23).until(8001));
-    const std::string running = recorder.content("Seg1.k2r");
-    const std::string bootstrap = recorder.content(".bootstrap");
-    if (stop) recorder.stop();
-    const std::string stopped = recorder.content("Seg1.k2r");
-    const std::string bootstrapThen = recorder.content(".bootstrap");
-    recorder.close();
-    EXPECT_EQ(recorder.content("Seg1.k2r"), stopped) << "closing writes nothing";
-    EXPECT_EQ(stopped.size() > running.size(), stop) << "the table of random access points comes with the stop";
-    EXPECT_EQ(bootstrapThen.size(), bootstrap.size() + (stop ? 17 : 0)) << "so does the end marker";
-  }
 }
 
 TEST(Appending, GoesOnWhereTheIndexEnds) {
@@ -167,16 +140,6 @@ TEST(Erasing, RemovesTheDirectory) {
   recorder.stop();
   EXPECT_TRUE(recorder.adaptor().erase(recorder.handle()));
   EXPECT_FALSE(std::filesystem::exists(recorder.directory()));
-}
-
-TEST(SwappingIn, GoesOnWithTheOldFileWhereItFails) {
-  OpenRecorder recorder;
-  std::filesystem::create_directories(recorder.file(".bootstrap") / "in the way");
-  recorder.record(video().until(4000));
-  EXPECT_TRUE(recorder.record(avcFrame(4000, true, 100, 1))) << "the message is taken all the same";
-  EXPECT_EQ(recorder.log(), "error: Failed to swap in file '" + modulePath(recorder.file(".bootstrap")) + "'\n");
-  EXPECT_TRUE(recorder.has(".bootstrap.tmp"));
-  EXPECT_EQ(recorder.index(), "1@0:written");
 }
 
 TEST(Adaptor, AnswersThePlaybackSideWithFixedValues) {
