@@ -30,8 +30,7 @@ Lines logOf(const std::string& image) {
 
 TEST(ScriptErrors, LogTellsWhereWhatAndTheWayOut) {
   const Lines expected = {
-      "Error occured in serializing message buffer at position 5:\n"
-      "Message Buffer: (03 00 01 a 00 ? F0 )",
+      "Error occured in serializing message buffer at position 5:\nMessage Buffer: (03 00 01 a 00 ? F0 )",
       "Message data is not complete",
       "while reading number type",
       "while processing script variable",
@@ -39,6 +38,10 @@ TEST(ScriptErrors, LogTellsWhereWhatAndTheWayOut) {
       "while processing script variable",
   };
   EXPECT_EQ(logOf("03 0001 61 00 3ff0"), expected);
+  // A string is refused at its length.
+  const std::string front = "Error occured in serializing message buffer at position ";
+  EXPECT_TRUE(logOf("02 0004 616263")[0].starts_with(front + "0:"));
+  EXPECT_TRUE(logOf("0c 00000004 616263")[0].starts_with(front + "1:"));
 }
 
 TEST(ScriptErrors, EachHasItsText) {
@@ -97,12 +100,6 @@ TEST(ScriptErrors, EachHasItsText) {
     EXPECT_EQ(log[1], text) << image;
     EXPECT_EQ(log[2], std::string("while ") + context) << image;
   }
-}
-
-TEST(ScriptErrors, StringsAreRefusedAtTheirLength) {
-  const std::string front = "Error occured in serializing message buffer at position ";
-  EXPECT_TRUE(logOf("02 0004 616263")[0].starts_with(front + "0:"));
-  EXPECT_TRUE(logOf("0c 00000004 616263")[0].starts_with(front + "1:"));
 }
 
 TEST(ScriptErrors, UnknownMarkersThrowInEveryMode) {

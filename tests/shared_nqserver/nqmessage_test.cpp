@@ -92,24 +92,18 @@ TEST(NQMessage, CapacityIsTheSizeInFoursAndFourMore) {
   EXPECT_THROW(NQMessagePtr::make(0xFFFFFFFCU), std::out_of_range);
 }
 
-TEST(NQMessage, GrowsAndKeepsItsPayload) {
+TEST(NQMessage, GrowsAndKeepsItsPayloadUpToWhatAHeaderCounts) {
   const auto message = messageOf(MessageKind::kData, "01020304");
   EXPECT_EQ(message->data()->capacity(), 4U);
   EXPECT_TRUE(message->append(util::asBytes("abcd")));
-  EXPECT_EQ(message->data()->capacity(), 12U);
   EXPECT_EQ(test::hex(message->payload()), "01020304 61626364");
   EXPECT_TRUE(message->ensureLength(5));
   EXPECT_EQ(message->data()->capacity(), 12U);
-  EXPECT_EQ(test::hex(message->payload()), "01020304 61");
-}
-
-TEST(NQMessage, RefusesMoreThanAHeaderCounts) {
-  const auto message = messageOf(MessageKind::kData, "0102");
   EXPECT_FALSE(message->ensureLength(0x1000000));
-  EXPECT_FALSE(message->append(std::vector<std::byte>(0xFFFFFE)));
-  EXPECT_EQ(test::hex(message->payload()), "0102");
+  EXPECT_FALSE(message->append(std::vector<std::byte>(0xFFFFFB)));
+  EXPECT_EQ(test::hex(message->payload()), "01020304 61");
   EXPECT_TRUE(message->ensureLength(0xFFFFFF));
-  EXPECT_EQ(test::hex(message->payload().first(2)), "0102");
+  EXPECT_EQ(test::hex(message->payload().first(5)), "01020304 61");
 }
 
 TEST(NQMessage, ResetGivesANewBlock) {
@@ -121,9 +115,7 @@ TEST(NQMessage, ResetGivesANewBlock) {
   message->serverState() = {.object = old, .word = 7, .flag = 1, .secondObject = old};
   message->reset(9);
   EXPECT_EQ(test::hex(message->header()), "00000000 00000000 000000");
-  EXPECT_FALSE(message->protectedFlag());
-  EXPECT_EQ(message->serverState().word, 0U);
-  EXPECT_EQ(message->serverState().flag, 0);
+  EXPECT_FALSE(message->protectedFlag() || message->serverState().word != 0 || message->serverState().flag != 0);
   EXPECT_NE(message->data(), old);
   EXPECT_EQ(old->refCount(), 3);
 }

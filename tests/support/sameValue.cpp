@@ -43,53 +43,34 @@ bool sameContent(const NQDataValue& written, const NQDataValue& read, bool isInA
          (!hasSubKind || written.subKind() == read.subKind());
 }
 
-/// Goes through two graphs side by side. A pair of arrays that was met before is not gone into again.
-class Comparison {
- public:
-  bool holds(const NQDataValue& written, const NQDataValue& read, bool isAMF3) {
-    compare(written, read, isAMF3);
-    while (isSame_ && !waiting_.empty()) {
-      const Pair next = waiting_.back();
-      waiting_.pop_back();
-      members(next);
-    }
-    return isSame_;
-  }
-
- private:
-  struct Pair {
-    const NQDataArray* written;
-    const NQDataArray* read;
-    bool isStrict;
-    bool isInAMF3;
-  };
-
-  void members(const Pair& pair) {
-    isSame_ = isSame_ && pair.written->size() == pair.read->size();
-    for (std::size_t i = 0; isSame_ && i < pair.written->size(); ++i) {
-      isSame_ =
-          pair.isStrict ? pair.read->name(i).view() == std::to_string(i) : pair.written->name(i) == pair.read->name(i);
-      compare(pair.written->value(i), pair.read->value(i), pair.isInAMF3);
-    }
-  }
-
-  void compare(const NQDataValue& written, const NQDataValue& read, bool isInAMF3) {
-    isInAMF3 = isInAMF3 || written.kind() == NQDataKind::kAvmPlusObjectType;
-    isSame_ = isSame_ && kindOnceWritten(written, isInAMF3) == read.kind() && sameContent(written, read, isInAMF3);
-    if (!isSame_ || read.array() == nullptr) return;
-    if (met_.insert({written.array(), read.array()}).second)
-      waiting_.push_back({written.array(), read.array(), written.kind() == NQDataKind::kStrictArrayType, isInAMF3});
-  }
-
-  bool isSame_ = true;
-  std::vector<Pair> waiting_;
-  std::set<std::pair<const NQDataArray*, const NQDataArray*>> met_;
+struct Pair {
+  NQDataValue written;
+  NQDataValue read;
+  bool isInAMF3;
 };
 
 }  // namespace
 
 bool sameValue(const NQDataValue& written, const NQDataValue& read, bool isAMF3) {
-  return Comparison().holds(written, read, isAMF3);
+  // Goes through two graphs side by side. A pair of arrays that was met before is not gone into again.
+  std::set<std::pair<const NQDataArray*, const NQDataArray*>> met;
+  std::vector<Pair> waiting = {{written, read, isAMF3}};
+  while (!waiting.empty()) {
+    const Pair pair = std::move(waiting.back());
+    waiting.pop_back();
+    const bool isInAMF3 = pair.isInAMF3 || pair.written.kind() == NQDataKind::kAvmPlusObjectType;
+    if (kindOnceWritten(pair.written, isInAMF3) != pair.read.kind()) return false;
+    if (!sameContent(pair.written, pair.read, isInAMF3)) return false;
+    const auto *from = pair.written.array(), *to = pair.read.array();
+    if (to == nullptr || !met.insert({from, to}).second) continue;
+    if (from->size() != to->size()) return false;
+    const bool isStrict = pair.written.kind() == NQDataKind::kStrictArrayType;
+    for (std::size_t i = 0; i < to->size(); ++i) {
+      if (isStrict ? to->name(i).view() != std::to_string(i) : !(from->name(i) == to->name(i))) return false;
+      waiting.push_back({from->value(i), to->value(i), isInAMF3});
+    }
+  }
+  return true;
 }
 
 }  // namespace test

@@ -92,14 +92,11 @@ TEST(ThreadTable, CleansUpWhatIsReplacedAndWhatIsLeftAtTheEnd) {
     EXPECT_EQ(left[0] + left[1], 0);
   }).join();
   EXPECT_EQ(replaced, 1);
-  EXPECT_EQ(uncounted, 0);
-  EXPECT_EQ(left[0], 1);
-  EXPECT_EQ(left[1], 1);
+  EXPECT_TRUE(uncounted == 0 && left[0] == 1 && left[1] == 1) << left[0] << left[1] << uncounted;
   EXPECT_EQ(getThreadValue(3), &uncounted);
   setThreadValue(3, nullptr, nullptr);
   EXPECT_FALSE(setThreadValue(10, &uncounted, countCleanup)) << "there are ten slots";
-  EXPECT_EQ(getThreadValue(10), nullptr);
-  EXPECT_EQ(getThreadValue(SIZE_MAX), nullptr);
+  for (const std::size_t none : {std::size_t{10}, SIZE_MAX}) EXPECT_EQ(getThreadValue(none), nullptr) << none;
 }
 
 TEST(Diagnostics, TextStartsAtTheRootOfTheSources) {
