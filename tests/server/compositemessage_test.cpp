@@ -121,17 +121,6 @@ TEST(CompositeMessage, IsReadFromTheUsedPartOfAMessage) {
   EXPECT_EQ(membersOf(composite), "012");
 }
 
-TEST(CompositeMessage, MemberKeepsTheBodyAlive) {
-  SingleMessagePtr member;
-  {
-    CompositeMessagePtr first;
-    CompositeMessagePtr second;
-    compositeOf(kBody)->splitByCount(1, first, second);
-    member = second->begin()->get();
-  }
-  EXPECT_EQ(test::hex(member->payload()), "17");
-}
-
 TEST(CompositeMessage, ManyPartsInOneAnotherEnd) {
   const auto root = compositeOf(kBody);
   CompositeMessagePtr part = root;
@@ -159,10 +148,7 @@ CompositeMessagePtr compositeAt(std::initializer_list<std::uint32_t> times) {
   return CompositeMessagePtr::make(body.buffer().memory(), body.buffer().end());
 }
 
-struct Parts {
-  CompositeMessagePtr first;
-  CompositeMessagePtr second;
-};
+using Parts = std::pair<CompositeMessagePtr, CompositeMessagePtr>;
 
 Parts splitByCount(const CompositeMessagePtr& composite, std::uint32_t count) {
   Parts parts;
@@ -186,6 +172,11 @@ TEST(CompositeSplit, GoesByCountOrByTheFirstMemberAtOrAboveATime) {
   }
   EXPECT_EQ(splitByCount(root, 0).second, root) << "no part of its own";
   EXPECT_EQ(splitByCount(root, 4).first, root);
+}
+
+TEST(CompositeSplit, MembersKeepTheBodyAlive) {
+  const SingleMessagePtr member(splitByCount(compositeOf(kBody), 1).second->begin()->get());
+  EXPECT_EQ(test::hex(member->payload()), "17");
 }
 
 TEST(CompositeSplit, PartsDescribeTheirOwnMembers) {

@@ -88,10 +88,7 @@ class AutoFile : public testing::Test {
   OneFile files_;
 };
 
-template <typename Operation>
-std::string failureOf(const Operation& operation) {
-  return test::failureOf<FileReadException>(operation);
-}
+constexpr auto failureOf = [](const auto& operation) { return test::failureOf<FileReadException>(operation); };
 
 std::string readText(AutoFileLoad& load, std::size_t size) {
   std::string text(size, '-');

@@ -20,10 +20,7 @@ constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
 constexpr const char* kNothing = "(nothing)";
 
-template <typename Operation>
-std::string failureOf(const Operation& operation) {
-  return test::failureOf<NQTimeValueError>(operation);
-}
+constexpr auto failureOf = [](const auto& operation) { return test::failureOf<NQTimeValueError>(operation); };
 
 /// The process lives in a zone five and a half hours east of UTC, in the plain locale.
 struct NQTimeValueTest : testing::Test {
