@@ -16,11 +16,6 @@ using qvs::util::asBytes;
 using qvs::util::operator""_4cc;
 using std::chrono::sys_days;
 
-/// Tells the bytes of one tag from those of the others.
-std::byte pattern(std::uint8_t type, std::uint64_t time, std::size_t place) {
-  return static_cast<std::byte>(time * 31 + type + place);
-}
-
 class CarryOn final : public WarningHandler {
  public:
   std::uint32_t warning(std::uint32_t) override { return 1; }
@@ -126,24 +121,7 @@ SegmentMaker& SegmentMaker::begin(std::string_view abst) {
 SegmentMaker& SegmentMaker::video(std::uint64_t time, bool keyFrame, std::uint32_t size, std::int32_t compositionTime) {
   std::string fields{keyFrame ? '\x17' : '\x27', '\x01'};
   for (const int shift : {16, 8, 0}) fields += static_cast<char>(compositionTime >> shift);
-  add(video_, makeTag(9, time, fields, size), time, keyFrame, false);
-  return *this;
-}
-
-SegmentMaker& SegmentMaker::audio(std::uint64_t time, std::uint32_t size, bool randomAccess) {
-  add(audio_, makeTag(8, time, "\xAF\x01", size), time, false, randomAccess);
-  return *this;
-}
-
-SegmentMaker& SegmentMaker::data(std::uint64_t time, std::uint32_t size) {
-  add(data_, makeTag(18, time, "", size), time, false, false);
-  return *this;
-}
-
-SegmentMaker& SegmentMaker::sequenceHeader(std::uint64_t time) {
-  const KrvoK2MDataBuffer tag = makeTag(9, time, std::string_view("\x17\0\0\0\0", 5), 3);
-  writer().addSampleWithAfra(hint_, tag, infoOfLastTag(time, true).sample, true);
-  return *this;
+  return add(&video_, 9, time, fields, size, keyFrame, false);
 }
 
 std::size_t SegmentMaker::heldTags() const {
@@ -151,42 +129,37 @@ std::size_t SegmentMaker::heldTags() const {
       std::ranges::count_if(blocks_, [](const Block& block) { return block.released != 1; }));
 }
 
-KrvoK2MDataBuffer SegmentMaker::makeTag(std::uint8_t type, std::uint64_t time, std::string_view codecFields,
-                                        std::uint32_t size) {
+SegmentMaker& SegmentMaker::add(const Track* track, std::uint8_t type, std::uint64_t time, std::string_view codecFields,
+                                std::uint32_t size, bool sync, bool randomAccess) {
   using namespace qvs::util;
   Block& block = blocks_.emplace_back();
   const auto dataSize = static_cast<std::uint32_t>(codecFields.size()) + size;
-  block.mediaOffset = static_cast<std::uint32_t>(kTagHeaderSize + codecFields.size());
   block.bytes.resize(dataSize + kTagOverhead);
-  for (std::size_t i = 0; i < block.bytes.size(); ++i) block.bytes[i] = pattern(type, time, i);
+  // Tells the bytes of one tag from those of the others.
+  for (std::size_t i = 0; i < block.bytes.size(); ++i) block.bytes[i] = static_cast<std::byte>(time * 31 + type + i);
   writeTagHeader(block.bytes.data(), type, dataSize, static_cast<std::uint32_t>(time));
   std::ranges::copy(asBytes(codecFields), block.bytes.data() + kTagHeaderSize);
   writeTagBackPointer(block.bytes.data() + dataSize + kTagHeaderSize, dataSize);
-  // The bytes go with their last use, so that the sanitizer sees any after it.
-  return makeDataBuffer(block.bytes.data(), &block, [](void* context) {
-    auto& done = *static_cast<Block*>(context);
-    ++done.released;
-    std::vector<std::byte>().swap(done.bytes);
-  });
-}
-
-K2MHintInfo SegmentMaker::infoOfLastTag(std::uint64_t time, bool sync) const {
-  const Block& block = blocks_.back();
   auto info = makeRecord<K2MHintInfo>();
   info.sample.length = static_cast<std::uint32_t>(block.bytes.size());
   info.sample.time = time;
   info.sample.timescale = 1000;
   info.sample.sampleType = "hint"_4cc;
   info.sample.flags = sync ? 1 : 0;
-  info.media.offset = block.mediaOffset;
-  info.media.length =
-      info.sample.length - block.mediaOffset - static_cast<std::uint32_t>(qvs::util::kTagBackPointerSize);
-  return info;
-}
-
-void SegmentMaker::add(const Track& track, const KrvoK2MDataBuffer& tag, std::uint64_t time, bool sync,
-                       bool randomAccess) {
-  writer().addHintSample(hint_, track, tag, infoOfLastTag(time, sync), randomAccess);
+  info.media.offset = static_cast<std::uint32_t>(kTagHeaderSize + codecFields.size());
+  info.media.length = size;
+  // The bytes go with their last use, so that the sanitizer sees any after it.
+  const KrvoK2MDataBuffer tag = makeDataBuffer(block.bytes.data(), &block, [](void* context) {
+    auto& done = *static_cast<Block*>(context);
+    ++done.released;
+    std::vector<std::byte>().swap(done.bytes);
+  });
+  if (track != nullptr) {
+    writer().addHintSample(hint_, *track, tag, info, randomAccess);
+  } else {
+    writer().addSampleWithAfra(hint_, tag, info.sample, randomAccess);
+  }
+  return *this;
 }
 
 }  // namespace test

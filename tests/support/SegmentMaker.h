@@ -42,10 +42,14 @@ class SegmentMaker {
   SegmentMaker& begin(std::string_view abst = "bootstrap");
   /// A tag with `size` bytes of media in it.
   SegmentMaker& video(std::uint64_t time, bool keyFrame, std::uint32_t size, std::int32_t compositionTime = 0);
-  SegmentMaker& audio(std::uint64_t time, std::uint32_t size, bool randomAccess = false);
-  SegmentMaker& data(std::uint64_t time, std::uint32_t size);
+  SegmentMaker& audio(std::uint64_t time, std::uint32_t size, bool randomAccess = false) {
+    return add(&audio_, 8, time, "\xAF\x01", size, false, randomAccess);
+  }
+  SegmentMaker& data(std::uint64_t time, std::uint32_t size) { return add(&data_, 18, time, "", size, false, false); }
   /// A video tag that is no media sample, with an entry in the `afra`.
-  SegmentMaker& sequenceHeader(std::uint64_t time);
+  SegmentMaker& sequenceHeader(std::uint64_t time) {
+    return add(nullptr, 9, time, std::string_view("\x17\0\0\0\0", 5), 3, true, true);
+  }
   /// Ends the file.
   void end() { writer_.reset(); }
 
@@ -65,14 +69,12 @@ class SegmentMaker {
  private:
   struct Block {
     std::vector<std::byte> bytes;
-    std::uint32_t mediaOffset = 0;
     int released = 0;
   };
 
-  KrvoK2MDataBuffer makeTag(std::uint8_t type, std::uint64_t time, std::string_view codecFields, std::uint32_t size);
-  K2MHintInfo infoOfLastTag(std::uint64_t time, bool sync) const;
-  void add(const krvo::k2m::Track& track, const KrvoK2MDataBuffer& tag, std::uint64_t time, bool sync,
-           bool randomAccess);
+  /// Hands over a tag of a track; without one, as an entry of the `afra` alone.
+  SegmentMaker& add(const krvo::k2m::Track* track, std::uint8_t type, std::uint64_t time, std::string_view codecFields,
+                    std::uint32_t size, bool sync, bool randomAccess);
 
   krvo::k2m::Allocator allocator_;
   std::deque<Block> blocks_;
