@@ -22,24 +22,36 @@ struct FileOperation {
   bool durable = false;
 };
 
+/// What goes wrong in calls of some kinds on some files, and leaves the others alone.
+struct Fault {
+  /// "open", "read", "write", "fstat", "fsync", "rename", "unlink", with blanks between them.
+  const char* calls = "";
+  /// How the names of the files end.
+  const char* files = "";
+  /// 0: half of the bytes are read or written, and the answer says so. ENOSPC: the first write takes a quarter.
+  int error = 0;
+  /// The first of these calls that fails, counted from 0, and how many do in all.
+  std::uint32_t first = 0;
+  std::uint32_t count = 1;
+};
+
 /// The program's own open, write, fsync, rename and their like, which this folder defines in place of the C library's:
 /// what they do to the files of one directory is written down, and can be made to fail. The module that the program
 /// loads calls them, too. Files elsewhere are not concerned, but for two things that hold throughout: nothing is really
 /// flushed, and nobody really sleeps.
 class SystemCalls {
  public:
-  /// From here on, until the end of the scope, by the thread that makes it. The directory is empty or missing.
-  explicit SystemCalls(const std::filesystem::path& directory);
+  /// From here on, until the end of the scope, by the thread that makes it. The directory is empty or missing, or what
+  /// is done to it does not matter.
+  explicit SystemCalls(const std::filesystem::path& directory, const Fault& fault = {});
   ~SystemCalls();
   SystemCalls(const SystemCalls&) = delete;
   SystemCalls& operator=(const SystemCalls&) = delete;
 
   const std::vector<FileOperation>& operations() const;
-  /// How many calls there were that can be made to fail.
-  std::uint32_t calls() const;
-  /// The `first`th call from here on, counted from 0, fails with `error`, and so do the next ones, `count` in all. A
-  /// failing write takes half of its bytes where `error` is that there is no space.
-  void failFrom(std::uint32_t first, std::uint32_t count, int error);
+  /// Whether the fault has come, and whether it has gone.
+  bool faultHappened() const;
+  bool faultPassed() const;
 };
 
 }  // namespace test

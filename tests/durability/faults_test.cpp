@@ -1,4 +1,5 @@
-// The host's file services fail, and the system calls for the small files: at every call in turn, for a while.
+// Calls on the files fail, those of the host's file services and those for the small files: at every call in turn, for
+// a while.
 
 #include <gtest/gtest.h>
 
@@ -8,7 +9,6 @@
 #include <optional>
 #include <regex>
 
-#include "tests/durability/FaultyFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
@@ -17,13 +17,11 @@ namespace {
 
 using namespace test;
 
-/// How long a fault lasts, in calls.
-constexpr std::uint32_t kLengths[] = {1, 2, 7};
-/// Of the small files' calls each of so many fails.
+/// Of the calls on all files each of so many fails.
 #ifdef __SANITIZE_ADDRESS__
-constexpr std::uint32_t kSmallFileStep = 13;
+constexpr std::uint32_t kStep = 13;
 #else
-constexpr std::uint32_t kSmallFileStep = 5;
+constexpr std::uint32_t kStep = 5;
 #endif
 
 StreamBuilder video() {
@@ -36,24 +34,26 @@ std::vector<StreamMessage> everyKindOfFragment() {
          video().from(16000).withoutHeaders().until(22001);
 }
 
-/// One that rolls over, in directories and files that `files` makes.
-class FaultRecorder : public Recorder {
- public:
-  explicit FaultRecorder(IMOFileContext* files = nullptr) : Recorder(loadModule(), files) {
-    useShortGrid(*this, "4000");
+/// One that rolls over.
+struct FaultRecorder : Recorder {
+  FaultRecorder() : Recorder(loadModule()) { useShortGrid(*this, "4000"); }
+
+  /// From the opening to the end. Answers whether the fault happened.
+  bool recordWith(const Fault& fault, const std::vector<StreamMessage>& messages, std::uint32_t flags) {
+    const SystemCalls calls(directory(), fault);
+    isOpened = open(flags);
+    for (const StreamMessage& message : isOpened ? messages : std::vector<StreamMessage>()) {
+      record(message);
+      if (calls.faultPassed() && !overAt) overAt = message.time;
+    }
+    if (isOpened) stop();
+    close();
+    return calls.faultHappened();
   }
 
-  /// Records all. Answers the time of the message with which the fault was over, as `passed` tells; nothing where it
-  /// was not.
-  std::optional<std::uint32_t> recordUntilOver(const std::function<bool()>& passed) {
-    std::optional<std::uint32_t> overAt;
-    for (const StreamMessage& message : everyKindOfFragment()) {
-      record(message);
-      if (passed() && !overAt) overAt = message.time;
-    }
-    stop();
-    return overAt;
-  }
+  bool isOpened = false;
+  /// The time of the message with which the fault was over; nothing where it was not before the stop.
+  std::optional<std::uint32_t> overAt;
 };
 
 /// What may be said of a fault. Anything else is a fault of its own.
@@ -80,115 +80,98 @@ void expectWhole(const Recorder& recorder, host::Severity most) {
   }
 }
 
-/// Whole, at once or after the next append, whatever the last calls of the stop have met. `overAt` is the time of the
-/// message with which the fault ended; nothing where it had not before the stop.
-void expectWhole(const Recorder& recorder, std::optional<std::uint32_t> overAt) {
-  expectWhole(recorder, overAt ? host::Severity::kNote : host::Severity::kRepairable);
-  if (!overAt || *overAt > 19000) return;
-  EXPECT_GE(verified(recorder).lastTime.value_or(0), 20750U) << "it goes on when the fault is over\n" << recorder.log();
-}
-
 void expectContinuable(Recorder& recorder) {
+  if (!recorder.has(".bootstrap")) return;  // What follows has no headers.
   appendAndStop(recorder, video().from(40000).withoutHeaders().until(43001));
   expectWhole(recorder, host::Severity::kNote);
 }
 
-/// Runs `attempt` with a fault at its first call, its second and so on, until there is no such call any more.
-void atEveryCall(const std::function<bool(std::uint32_t first, std::uint32_t count)>& attempt) {
-  for (const std::uint32_t count : kLengths) {
-    std::uint32_t first = 0;
-    for (bool met = true; met && !testing::Test::HasFailure(); ++first) {
-      SCOPED_TRACE("call " + std::to_string(first) + ", " + std::to_string(count) + " in all");
-      met = attempt(first, count);
+struct NamedFault {
+  const char* name;
+  Fault fault;
+};
+
+void PrintTo(const NamedFault& fault, std::ostream* out) {
+  *out << fault.name;
+}
+
+/// Runs `attempt` with a fault at its first call, its second and so on, until it answers that there is no such call any
+/// more. Of calls on all files each of so many fails, since they are many.
+void atEveryCall(Fault fault, const std::function<bool(const Fault&)>& attempt) {
+  const bool isRare = *fault.files != '\0';
+  for (const std::uint32_t count : isRare ? std::vector{1U, 2U, 7U} : std::vector{1U, 30U}) {
+    fault.first = 0;
+    fault.count = count;
+    for (bool met = true; met && !testing::Test::HasFailure(); fault.first += isRare ? 1 : kStep) {
+      SCOPED_TRACE("call " + std::to_string(fault.first) + ", " + std::to_string(count) + " in all");
+      met = attempt(fault);
     }
-    EXPECT_GT(first, 1U) << "a fault that never happens";
+    EXPECT_GT(fault.first, isRare ? 1 : kStep) << "a fault that never happens";
   }
 }
 
-class FileServiceFaults : public testing::TestWithParam<Fault> {};
+class Faults : public testing::TestWithParam<NamedFault> {};
+class AppendFaults : public Faults {};
 
-TEST_P(FileServiceFaults, CostNoMoreThanTheirWhile) {
-  atEveryCall([](std::uint32_t first, std::uint32_t count) {
-    FaultyFiles files(GetParam(), first, count);
-    FaultRecorder recorder(&files);
-    if (recorder.open()) {
-      const auto overAt = recorder.recordUntilOver([&] { return files.passed(); });
-      recorder.close();
-      expectWhole(recorder, overAt);
-      if (files.passed()) expectContinuable(recorder);
-    }
+TEST_P(Faults, CostNoMoreThanTheirWhile) {
+  atEveryCall(GetParam().fault, [](const Fault& fault) {
+    FaultRecorder recorder;
+    const bool happened = recorder.recordWith(fault, everyKindOfFragment(), kOpenRecord);
     expectKnownLines(recorder);
-    return files.happened();
+    if (!recorder.isOpened || recorder.files().empty()) return happened;
+    // Whole, at once or after the next append, whatever the last calls of the stop have met.
+    expectWhole(recorder, recorder.overAt ? host::Severity::kNote : host::Severity::kRepairable);
+    if (recorder.overAt.value_or(UINT32_MAX) <= 19000) {
+      EXPECT_GE(verified(recorder).lastTime.value_or(0), 20750U) << "it goes on afterwards\n" << recorder.log();
+    }
+    expectContinuable(recorder);
+    return happened;
   });
 }
-
-std::string nameOf(const testing::TestParamInfo<Fault>& fault) {
-  const char* const names[] = {"ShortWrite", "WriteError", "NoSpace",    "OpenError",
-                               "ReadError",  "ShortRead",  "StatusError"};
-  return names[static_cast<std::size_t>(fault.param)];
-}
-
-INSTANTIATE_TEST_SUITE_P(Writing, FileServiceFaults,
-                         testing::Values(Fault::kShortWrite, Fault::kWriteError, Fault::kNoSpace, Fault::kOpenError,
-                                         Fault::kStatusError),
-                         nameOf);
-
-class AppendFaults : public testing::TestWithParam<Fault> {};
 
 TEST_P(AppendFaults, RefuseItOrCostNoMoreThanTheirWhile) {
   FaultRecorder made;
   recordAndCrash(made, everyKindOfFragment());
   const std::uint64_t fragments = verified(made).fragments;
-  atEveryCall([&](std::uint32_t first, std::uint32_t count) {
-    FaultyFiles files(GetParam(), first, count);
-    FaultRecorder recorder(&files);
+  atEveryCall(GetParam().fault, [&](const Fault& fault) {
+    FaultRecorder recorder;
     std::filesystem::copy(made.directory(), recorder.directory());
-    if (recorder.open(kAppend)) {
-      recorder.record(video().from(30000).withoutHeaders().until(36001));
-      recorder.stop();
-    } else {
+    const bool happened = recorder.recordWith(fault, video().from(30000).withoutHeaders().until(36001), kAppend);
+    expectKnownLines(recorder);
+    expectWhole(recorder, host::Severity::kRepairable);
+    EXPECT_GE(verified(recorder).fragments, fragments);
+    if (!recorder.isOpened) {
       EXPECT_FALSE(recorder.host.lines.empty());
       EXPECT_EQ(recorder.content("Seg4.k2r"), made.content("Seg4.k2r"));
       EXPECT_EQ(verified(recorder).fragments, fragments);
     }
-    recorder.close();
-    expectKnownLines(recorder);
-    expectWhole(recorder, host::Severity::kRepairable);
-    EXPECT_GE(verified(recorder).fragments, fragments);
-    if (files.passed()) expectContinuable(recorder);
-    return files.happened();
+    expectContinuable(recorder);
+    return happened;
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Appending, AppendFaults,
-                         testing::Values(Fault::kShortWrite, Fault::kWriteError, Fault::kNoSpace, Fault::kOpenError,
-                                         Fault::kStatusError, Fault::kReadError, Fault::kShortRead),
-                         nameOf);
-
-/// The module's own calls on the small files: open, write, flush, rename.
-TEST(SmallFileFaults, CostNoMoreThanTheirWhile) {
-  for (const int error : {ENOSPC, EACCES}) {
-    for (std::uint32_t first = 0, met = true; met && !testing::Test::HasFailure(); first += kSmallFileStep) {
-      for (const std::uint32_t count : {1U, 30U}) {
-        SCOPED_TRACE("call " + std::to_string(first) + ", " + std::to_string(count) + " in all, " +
-                     std::generic_category().message(error));
-        FaultRecorder recorder;
-        ASSERT_TRUE(recorder.open());
-        std::optional<std::uint32_t> overAt;
-        {
-          SystemCalls calls(recorder.directory());
-          calls.failFrom(first, count, error);
-          overAt = recorder.recordUntilOver([&] { return calls.calls() >= first + count; });
-          met = calls.calls() > first;
-          recorder.close();
-        }
-        expectKnownLines(recorder);
-        if (recorder.files().empty()) continue;  // Nothing could be written from the beginning to the end.
-        expectWhole(recorder, overAt);
-        if (recorder.has(".bootstrap")) expectContinuable(recorder);
-      }
-    }
-  }
+std::string nameOf(const testing::TestParamInfo<NamedFault>& fault) {
+  return fault.param.name;
 }
+
+/// Those of the host's services, and those of the calls that the module makes by itself.
+std::vector<NamedFault> faultsOfWriting() {
+  return {{"ShortWrite", {.calls = "write", .files = ".k2r"}},
+          {"WriteError", {.calls = "write", .files = ".k2r", .error = EIO}},
+          {"NoSpace", {.calls = "write", .files = ".k2r", .error = ENOSPC}},
+          {"OpenError", {.calls = "open", .files = ".k2r", .error = EACCES}},
+          {"StatusError", {.calls = "fstat", .files = ".k2r", .error = EIO}},
+          {"NoSpaceAnywhere", {.calls = "open write fsync rename unlink", .error = ENOSPC}},
+          {"NoAccessAnywhere", {.calls = "open write fsync rename unlink", .error = EACCES}}};
+}
+
+std::vector<NamedFault> faultsOfReading() {
+  return {{"ReadError", {.calls = "read", .files = ".k2r", .error = EIO}},
+          {"ShortRead", {.calls = "read", .files = ".k2r"}}};
+}
+
+INSTANTIATE_TEST_SUITE_P(Recording, Faults, testing::ValuesIn(faultsOfWriting()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Appending, AppendFaults, testing::ValuesIn(faultsOfWriting()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Reading, AppendFaults, testing::ValuesIn(faultsOfReading()), nameOf);
 
 }  // namespace

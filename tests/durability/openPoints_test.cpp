@@ -1,10 +1,15 @@
-// States that only an unlucky moment or another recorder leaves, and what an append makes of them.
+// States that only an unlucky moment or another recorder leaves, and what an append makes of them. Sizes at their
+// edges: a day of fragments in one segment, times up to 2^32, files beyond 4 GiB.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+
 #include "fragmentation/AfraBox.h"
 #include "host/files/smallFiles.h"
-#include "tests/durability/FaultyFiles.h"
+#include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
 #include "tests/modules/decoded.h"
@@ -30,24 +35,6 @@ class OpenPoints : public testing::Test {
 
   Recorder recorder_{loadModule()};
 };
-
-TEST_F(OpenPoints, ABootstrapBehindTheIndexIsCompletedFromTheFragment) {
-  for (const char* const segmentDuration : {"0", "1500"}) {  // The last fragment is the first of its segment, too.
-    useShortGrid(recorder_, segmentDuration);
-    ASSERT_TRUE(recorder_.open());
-    recorder_.record(video().until(2001));
-    const std::string before = recorder_.content(".bootstrap");
-    recorder_.record({avcFrame(2250, false, 50, 1), avcFrame(3000, true, 50, 1)});
-    recorder_.close();
-    const std::string complete = recorder_.content(".bootstrap");
-    writeWholeFile(recorder_.file(".bootstrap"), before);
-    ASSERT_TRUE(recorder_.open(kAppend)) << recorder_.log();
-    EXPECT_EQ(describeBootstrap(recorder_.content(".bootstrap")), describeBootstrap(complete));
-    recorder_.close();
-    appendAndStop(recorder_, laterPart());
-    expectWhole(recorder_);
-  }
-}
 
 TEST_F(OpenPoints, WritingGoesOnBehindTheLastFragmentThatIsThere) {
   recordAndCrash(recorder_, video().until(3001));
@@ -114,17 +101,83 @@ TEST_F(OpenPoints, ASegmentOfWhichNothingRemainsIsForgotten) {
 
 TEST(FailedRollOver, IsTriedAgain) {
   for (const std::uint32_t failures : {1U, 3U}) {
-    FaultyFiles files(Fault::kOpenError, 1, failures);  // The second segment.
-    Recorder recorder(loadModule(), &files);
+    Recorder recorder(loadModule());
     useShortGrid(recorder, "2500");
-    ASSERT_TRUE(recorder.open());
-    EXPECT_EQ(recorder.record(video().until(12001)), failures) << recorder.log();
-    recorder.stop();
-    recorder.close();
+    {
+      const SystemCalls calls(
+          recorder.directory(),
+          {.calls = "open", .files = ".k2r", .error = EACCES, .first = 1, .count = failures});  // The second segment.
+      ASSERT_TRUE(recorder.open());
+      EXPECT_EQ(recorder.record(video().until(12001)), failures) << recorder.log();
+      recorder.stop();
+      recorder.close();
+    }
     expectWhole(recorder);
     EXPECT_TRUE(recorder.has("Seg2.k2r"));
     EXPECT_EQ(verified(recorder).lastTime, 11750U) << recorder.log();
   }
+}
+
+constexpr std::uint32_t kGridMs = 4000;
+/// The last grid line below 2^32 milliseconds.
+constexpr std::uint32_t kLastLine = 4294964000U;
+
+StreamBuilder sparseVideo() {
+  return stream().keyFramesEvery(kGridMs).framesEvery(1000);
+}
+
+TEST(Sizes, ADayOfNumbersUpToTheEndOfTimeIsContinued) {
+  constexpr std::uint32_t kNumbers = 21600;
+  constexpr std::uint32_t kStart = kLastLine - kNumbers * kGridMs;
+  Recorder recorder(loadModule());
+  recordAndCrash(recorder, sparseVideo().from(kStart).until(kStart + 4 * kGridMs + 1));
+  // Most of the day is passed over, so that each number has its entry.
+  for (const std::uint32_t from : {kLastLine - 8 * kGridMs, kLastLine - 3 * kGridMs}) {
+    const std::uint32_t end = from + 3 * kGridMs;
+    appendAndStop(recorder,
+                  sparseVideo().from(from).withoutHeaders().until(end) + std::vector{avcFrame(end, true, 50, 1)});
+  }
+  expectWhole(recorder);
+  const auto index = host::parseAfra(asBytes(recorder.content("Seg1.k2i")));
+  EXPECT_EQ(index.globalEntries.size(), kNumbers);
+  EXPECT_EQ(index.globalEntries.back().fragment, kLastLine / kGridMs);
+  EXPECT_TRUE(index.globalEntries.back().isWritten());
+}
+
+TEST(Sizes, ASegmentThatEndsBeyond4GiBIsContinued) {
+  Recorder recorder(loadModule());
+  recordAndCrash(recorder, sparseVideo().until(2 * kGridMs + 1));
+  // The last fragment moves behind a hole of 5 GiB, which a `free` box covers.
+  constexpr std::uint64_t kHole = std::uint64_t{5} << 30;
+  auto index = host::parseAfra(asBytes(recorder.content("Seg1.k2i")));
+  auto& last = index.globalEntries.back();
+  const std::string segment = recorder.content("Seg1.k2r");
+  const std::string fragment = segment.substr(last.afraOffset);
+  qvs::util::ByteWriter cover;
+  cover.u32(1);
+  cover.u32(0x66726565);  // free
+  cover.u64(kHole);
+  std::filesystem::resize_file(recorder.file("Seg1.k2r"), last.afraOffset + kHole);
+  {
+    std::fstream file(recorder.file("Seg1.k2r"), std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(last.afraOffset));
+    file << textOf(cover.take());
+    last.afraOffset += kHole;
+    file.seekp(static_cast<std::streamoff>(last.afraOffset));
+    file << fragment;
+    ASSERT_TRUE(file.flush());
+  }
+  writeWholeFile(recorder.file("Seg1.k2i"), textOf(host::imageOf(index)));
+  const std::uint64_t end = std::filesystem::file_size(recorder.file("Seg1.k2r"));
+
+  appendAndStop(recorder, sparseVideo().from(5 * kGridMs).withoutHeaders().until(7 * kGridMs + 1));
+  const auto after = host::parseAfra(asBytes(recorder.content("Seg1.k2i")));
+  EXPECT_EQ(after.globalEntries.back().fragment, 7U);
+  EXPECT_EQ(after.globalEntries.at(1).afraOffset, last.afraOffset);
+  const auto first = std::find_if(after.globalEntries.begin() + 2, after.globalEntries.end(),
+                                  [](const auto& entry) { return entry.isWritten(); });
+  ASSERT_NE(first, after.globalEntries.end());
+  EXPECT_EQ(first->afraOffset, end) << "right behind the last fragment";
 }
 
 }  // namespace

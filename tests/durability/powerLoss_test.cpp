@@ -5,15 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <memory>
-#include <optional>
+#include <utility>
 
 #include "host/FileContext.h"
-#include "host/files/RecordingDirectory.h"
 #include "host/repair/repairRecording.h"
-#include "tests/durability/Disk.h"
 #include "tests/durability/Reference.h"
-#include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
 
@@ -74,62 +70,27 @@ std::vector<Scenario> scenarios() {
           {"AudioOnly", "9000", {{audio().from(5000).until(45001), false}}, audio()}};
 }
 
-/// Records a scenario with the services of the real host, and keeps what was done.
-struct Recorded {
-  explicit Recorded(const Scenario& scenario) {
-    host::Log log(stderr);
-    host::FileContext files(host::Durability::kDevice, log);
-    Recorder recorder(loadModule(), &files);
-    useShortGrid(recorder, scenario.segmentDuration);
-    const SystemCalls calls(recorder.directory());
-    std::uint32_t flags = kOpenRecord;
-    for (const Session& session : scenario.sessions) {
-      EXPECT_TRUE(recorder.open(flags)) << recorder.log();
-      EXPECT_EQ(recorder.record(session.messages), 0U) << recorder.log();
-      if (session.stop) recorder.stop();
-      recorder.close();
-      flags = kAppend;
-    }
-    expectWhole(recorder);
-    EXPECT_GT(verified(recorder).fragments, 15U);
-    operations = calls.operations();
-    reference.emplace(operations, recorder.directory());
+/// Records a scenario with the services of the real host. Answers what was done to its files.
+std::vector<FileOperation> recordScenario(Recorder& recorder, const Scenario& scenario) {
+  useShortGrid(recorder, scenario.segmentDuration);
+  const SystemCalls calls(recorder.directory());
+  std::uint32_t flags = kOpenRecord;
+  for (const Session& session : scenario.sessions) {
+    EXPECT_TRUE(recorder.open(std::exchange(flags, kAppend))) << recorder.log();
+    EXPECT_EQ(recorder.record(session.messages), 0U) << recorder.log();
+    if (session.stop) recorder.stop();
+    recorder.close();
   }
-
-  std::vector<FileOperation> operations;
-  std::optional<Reference> reference;
-};
-
-void place(const DiskState& state, const Recorder& recorder) {
-  std::filesystem::create_directories(recorder.directory());
-  for (const auto& [name, content] : state) writeWholeFile(recorder.directory() / name, content);
-}
-
-DiskState filesOf(const Recorder& recorder) {
-  DiskState state;
-  for (const auto& entry : std::filesystem::directory_iterator(recorder.directory())) {
-    state[entry.path().filename().string()] = readWholeFile(entry.path());
-  }
-  return state;
-}
-
-/// What was named before is named still, at the same place, and its bytes are what they were.
-void expectKept(const Reference& reference, const DiskState& before, const DiskState& after) {
-  const auto named = reference.namedIn(after);
-  for (const auto& [fragment, position] : reference.namedIn(before)) {
-    const auto expected = reference.fragment(fragment.first, position);
-    const auto kept = named.find(fragment);
-    ASSERT_TRUE(kept != named.end() && kept->second == position) << "fragment " << fragment.second << " is lost";
-    EXPECT_EQ(after.at(segmentName(fragment.first)).compare(position, expected.size(), expected), 0)
-        << "fragment " << fragment.second << " is another one";
-  }
+  expectWhole(recorder);
+  EXPECT_GT(verified(recorder).fragments, 15U);
+  return calls.operations();
 }
 
 /// Goes on from a state, by an append or by a repair.
 void continueFrom(const Scenario& scenario, const Reference& reference, const DiskState& state, bool repair) {
   Recorder recorder(loadModule());
   useShortGrid(recorder, scenario.segmentDuration);
-  place(state, recorder);
+  writeAllFiles(recorder.directory(), state);
   const bool begun = recorder.has(".bootstrap");
   const std::string directory = recorder.directory().string();
   if (host::readRecordingDirectory(directory).empty()) return;
@@ -152,32 +113,36 @@ void continueFrom(const Scenario& scenario, const Reference& reference, const Di
     expectWhole(recorder);
     EXPECT_GE(verified(recorder).fragments, found.fragments + 2);
   }
-  expectKept(reference, state, filesOf(recorder));
+  EXPECT_EQ(reference.lossBetween(state, readAllFiles(recorder.directory())), "");
 }
 
 class PowerLoss : public testing::TestWithParam<Scenario> {};
 
 TEST_P(PowerLoss, LeavesAWholeRecordingInEveryState) {
   const Scenario& scenario = GetParam();
-  const Recorded recorded(scenario);
+  host::Log log(stderr);
+  host::FileContext files(host::Durability::kDevice, log);
+  Recorder recorder(loadModule(), &files);
+  const auto operations = recordScenario(recorder, scenario);
+  const Reference reference(operations, recorder.directory());
   const std::uint32_t statesEach = kStatesEach * environmentNumber("K2R_POWER_LOSS_SCALE", 1);
   const std::uint32_t firstSeed = environmentNumber("K2R_POWER_LOSS_SEED", 20261125);
   std::uint32_t states = 0;
   std::uint32_t continued = 0;
   Disk disk;
-  for (std::uint32_t i = 0; i < recorded.operations.size(); ++i) {
+  for (std::uint32_t i = 0; i < operations.size(); ++i) {
     for (std::uint32_t each = 0; each < statesEach; ++each, ++states) {
       const std::uint32_t seed = firstSeed + i * 1009 + each;
       SCOPED_TRACE("operation " + std::to_string(i) + ", seed " + std::to_string(seed));
       std::mt19937 random(seed);
-      const DiskState state = disk.afterPowerLoss(recorded.operations[i], random);
-      ASSERT_EQ(recorded.reference->faultOf(state), "");
+      const DiskState state = disk.afterPowerLoss(operations[i], random);
+      ASSERT_EQ(reference.faultOf(state), "");
       if (states % kContinueOneIn != 0) continue;
       ++continued;
-      continueFrom(scenario, *recorded.reference, state, continued % 3 == 0);
+      continueFrom(scenario, reference, state, continued % 3 == 0);
       ASSERT_FALSE(HasFailure());
     }
-    disk.apply(recorded.operations[i]);
+    disk.apply(operations[i]);
   }
   RecordProperty("states", static_cast<int>(states));
   RecordProperty("continued", static_cast<int>(continued));

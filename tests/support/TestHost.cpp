@@ -105,4 +105,17 @@ void writeWholeFile(const std::filesystem::path& path, const std::string& conten
   if (!out.flush()) throw std::runtime_error("cannot write " + path.string());
 }
 
+std::map<std::string, std::string> readAllFiles(const std::filesystem::path& directory) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    files[entry.path().filename().string()] = readWholeFile(entry.path());
+  }
+  return files;
+}
+
+void writeAllFiles(const std::filesystem::path& directory, const std::map<std::string, std::string>& files) {
+  std::filesystem::create_directories(directory);
+  for (const auto& [name, content] : files) writeWholeFile(directory / name, content);
+}
+
 }  // namespace test

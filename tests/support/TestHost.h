@@ -53,5 +53,8 @@ std::string modulePath(const std::filesystem::path& native);
 std::string textOf(std::span<const std::byte> bytes);
 std::string readWholeFile(const std::filesystem::path& path);
 void writeWholeFile(const std::filesystem::path& path, const std::string& content);
+/// The files of a directory, by their names.
+std::map<std::string, std::string> readAllFiles(const std::filesystem::path& directory);
+void writeAllFiles(const std::filesystem::path& directory, const std::map<std::string, std::string>& files);
 
 }  // namespace test
