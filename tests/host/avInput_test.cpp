@@ -5,16 +5,12 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/errors.h"
 #include "tests/endtoend/mediaTools.h"
-#include "tests/host/LogCapture.h"
-#include "tests/host/tagStreams.h"
-#include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
+#include "tests/host/hostTools.h"
 #include "tests/support/hex.h"
 
 namespace host {
@@ -33,13 +29,12 @@ constexpr const char* kStereo44100 = "af001210";
 class AvInputTest : public testing::Test {
  protected:
   /// One source for all tests, with B-frames and sound.
-  static void SetUpTestSuite() {
-    shared.emplace();
-    test::makeClip(std::string(kPicture) + kSound + kAvc + kAac, source());
+  static std::string source() {
+    static const test::TempDirectory shared;
+    const std::string file = shared.file("source.mp4");
+    if (!std::filesystem::exists(file)) test::makeClip(std::string(kPicture) + kSound + kAvc + kAac, file);
+    return file;
   }
-  static void TearDownTestSuite() { shared.reset(); }
-  static std::string source() { return shared->file("source.mp4"); }
-
   std::string clip(const std::string& arguments, const std::string& name) {
     test::makeClip(arguments, directory_.file(name));
     return directory_.file(name);
@@ -68,30 +63,14 @@ class AvInputTest : public testing::Test {
     return directory_.file("out.flv");
   }
 
-  static std::optional<test::TempDirectory> shared;
   test::TempDirectory directory_;
   test::LogCapture capture_;
   StopSignal stop_;
 };
 
-std::optional<test::TempDirectory> AvInputTest::shared;
-
-/// Places of the key frames among the pictures.
-std::vector<std::size_t> keyFrames(const std::vector<StreamMessage>& messages) {
-  std::vector<std::size_t> places;
-  std::size_t next = 0;
-  for (const StreamMessage& message : messages) {
-    if (message.type != 9 || isSequenceHeader(message)) continue;
-    if (message.data[0] == std::byte{0x17}) places.push_back(next);
-    ++next;
-  }
-  return places;
-}
-
 TEST_F(AvInputTest, TakesElementaryStreams) {
   const auto pictures = record(remuxed("video.h264", "-an -bsf:v h264_mp4toannexb"));
   ASSERT_EQ(pictures.size(), 1u + 60u);
-  EXPECT_EQ(test::hex(pictures[0].data).substr(0, 17), "17000000 00016400") << "high profile";
   const auto decoded = frameHashes(streamOf(pictures), "v");
   EXPECT_TRUE(
       std::ranges::equal(decoded, frameHashes(source(), "v"), {}, &test::FrameHash::hash, &test::FrameHash::hash));
@@ -102,11 +81,6 @@ TEST_F(AvInputTest, TakesElementaryStreams) {
   EXPECT_EQ(test::hex(sounds[1].data).substr(0, 4), "af01");
   EXPECT_EQ(sounds[1].time, 0u);
   EXPECT_EQ(sounds[2].time, 23u);
-
-  const auto mp3 = clip(std::string(kSound) + "-c:a libmp3lame -b:a 32k -ar 22050", "sound.mp3");
-  const auto frames = record(mp3);
-  EXPECT_EQ(frames.size(), frameHashes(mp3, "a", "copy").size());
-  for (const auto& frame : frames) EXPECT_EQ(test::hex(frame.data).substr(0, 4), "2aff") << "then its sync word";
 }
 
 TEST_F(AvInputTest, GivesConfigurationsAndFramesInOrderFromAnyTimeOn) {
@@ -117,7 +91,6 @@ TEST_F(AvInputTest, GivesConfigurationsAndFramesInOrderFromAnyTimeOn) {
   EXPECT_EQ(test::hex(messages[1].data).substr(0, 8), kStereo44100);
   EXPECT_EQ(messages[0].time, 0u);
   EXPECT_TRUE(std::ranges::is_sorted(messages, {}, &StreamMessage::time));
-  EXPECT_EQ(keyFrames(messages), (std::vector<std::size_t>{0, 20, 40}));
   const auto later = record(source(), {}, kStart);
   ASSERT_EQ(later.size(), messages.size());
   for (std::size_t i = 0; i < later.size(); ++i) {
@@ -161,22 +134,20 @@ TEST_F(AvInputTest, MapsChooseStreams) {
            "two.mp4");
   const struct {
     std::vector<std::string> maps;
-    const char* headers;  // types of the sequence headers, then the audio's configuration
-  } rows[] = {{{}, "98 af001210"},
+    const char* headers;
+  } rows[] = {{{}, "9 8 af001210"},
               {{"v"}, "9 "},
               {{"0:a"}, "8 af001210"},
               {{"a:1"}, "8 af001388"},
-              {{"0:2", "0:v:0"}, "98 af001388"},
+              {{"0:2", "0:v:0"}, "9 8 af001388"},
               {{"1"}, "8 af001210"}};
   for (const auto& row : rows) {
-    std::string types;
-    std::string audio;
+    std::string headers;
     for (const auto& message : record(file, row.maps)) {
       if (!isSequenceHeader(message)) continue;
-      types += std::to_string(message.type);
-      if (message.type == 8) audio = test::hex(message.data).substr(0, 8);
+      headers += message.type == 8 ? "8 " + test::hex(message.data).substr(0, 8) : "9 ";
     }
-    EXPECT_EQ(types + " " + audio, row.headers) << testing::PrintToString(row.maps);
+    EXPECT_EQ(headers, row.headers) << testing::PrintToString(row.maps);
   }
   const std::vector<std::string> bad[] = {{"a:2"},    {"s"},          {"9"},        {"1:v"},
                                           {"v", "0"}, {"a:0", "a:1"}, {"nonsense"}, {""}};

@@ -10,11 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/host/RecordingMaker.h"
-#include "tests/host/commandRun.h"
-#include "tests/host/tagStreams.h"
-#include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
+#include "tests/host/hostTools.h"
 
 namespace {
 
@@ -35,19 +31,17 @@ class RecordCommandTest : public testing::Test {
   }
   ~RecordCommandTest() override { fs::current_path(old_); }
 
-  /// `errors_` and `output_` then have what was printed.
+  /// `answer_` then has what was printed.
   int record(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "record");
-    const CommandAnswer answer = k2r(arguments);
-    errors_ = answer.errors;
-    output_ = answer.output;
-    return answer.status;
+    answer_ = k2r(arguments);
+    return answer_.status;
   }
   /// The same with a file as standard input.
-  int recordFrom(int file, std::vector<std::string> arguments) {
+  int recordFrom(int file, const std::vector<std::string>& arguments) {
     const int saved = ::dup(STDIN_FILENO);
     ::dup2(file, STDIN_FILENO);
-    const int status = record(std::move(arguments));
+    const int status = record(arguments);
     ::dup2(saved, STDIN_FILENO);
     ::close(saved);
     return status;
@@ -58,13 +52,12 @@ class RecordCommandTest : public testing::Test {
 
   const fs::path old_ = fs::current_path();
   TempDirectory directory_;
-  std::string errors_;
-  std::string output_;
+  CommandAnswer answer_;
 };
 
 TEST_F(RecordCommandTest, HandsTheModuleEachTagOfAStream) {
   EXPECT_EQ(record({"in.mtg", "--out", "rec/cam1/"}), 0);
-  EXPECT_EQ(errors_, "");
+  EXPECT_EQ(answer_.errors, "");
   expectSameFiles(MadeRecording({.messages = twoFragments()}), directory_.file("rec/cam1"));
 }
 
@@ -79,7 +72,7 @@ TEST_F(RecordCommandTest, TellsOfRefusedMessages) {
   const std::vector<StreamMessage> aggregate{{22, 0, std::vector<std::byte>(1)}};
   writeTagStream(aggregate + twoFragments() + aggregate, directory_.file("in.mtg"));
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 3);
-  EXPECT_EQ(errors_,
+  EXPECT_EQ(answer_.errors,
             "error: Invalid message type.\nerror: Invalid message type.\n"
             "error: 2 of " +
                 std::to_string(twoFragments().size() + 2) +
@@ -118,7 +111,7 @@ TEST_F(RecordCommandTest, AnswersByStatus) {
       {{"in.mtg", "--out", "b", "--nonsense"}, 2, "--nonsense"}};
   for (const auto& row : rows) {
     EXPECT_EQ(record(row.arguments), row.status) << row.error;
-    EXPECT_THAT(errors_, HasSubstr(row.error));
+    EXPECT_THAT(answer_.errors, HasSubstr(row.error));
   }
   EXPECT_FALSE(fs::exists("b"));
   EXPECT_EQ(readWholeFile("full/notes.txt"), "x");
@@ -140,7 +133,8 @@ TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
   EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append"}), 0);
   EXPECT_EQ(fragmentsIn("cam1"), 3U);
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 3);
-  EXPECT_THAT(errors_, HasSubstr("lies ahead of the recording's end; what is appended has to go on from 16000 ms\n"));
+  EXPECT_THAT(answer_.errors,
+              HasSubstr("lies ahead of the recording's end; what is appended has to go on from 16000 ms\n"));
   EXPECT_EQ(fragmentsIn("cam1"), 3U);
 }
 
@@ -183,11 +177,11 @@ TEST_F(RecordCommandTest, SignalsFinishTheRecording) {
 
 TEST_F(RecordCommandTest, ShowsProgressAndHelpWhereAsked) {
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--progress"}), 0);
-  EXPECT_THAT(errors_, HasSubstr("recorded 00:00:08.000"));
+  EXPECT_THAT(answer_.errors, HasSubstr("recorded 00:00:08.000"));
   EXPECT_EQ(record({"--help"}), 0);
   for (const char* const option : {"--out", "--append", "--overwrite", "--set", "--config", "--map", "--realtime",
                                    "--no-stop", "--durability", "--progress", "--quiet"}) {
-    EXPECT_THAT(output_, HasSubstr(option));
+    EXPECT_THAT(answer_.output, HasSubstr(option));
   }
 }
 
@@ -195,7 +189,7 @@ TEST_F(RecordCommandTest, SaysWhyAModuleDoesNotLoad) {
   const std::string module = directory_.file("none.so");
   ::setenv("K2R_MODULE", module.c_str(), 1);
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 1);
-  EXPECT_THAT(errors_, HasSubstr("error: cannot load the module: " + module));
+  EXPECT_THAT(answer_.errors, HasSubstr("error: cannot load the module: " + module));
   writeWholeFile(module, "no library");
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 1);
   ::unsetenv("K2R_MODULE");

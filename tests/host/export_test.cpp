@@ -4,10 +4,7 @@
 
 #include <algorithm>
 
-#include "tests/host/RecordingMaker.h"
-#include "tests/host/commandRun.h"
-#include "tests/host/tagStreams.h"
-#include "tests/support/TestHost.h"
+#include "tests/host/hostTools.h"
 
 namespace {
 

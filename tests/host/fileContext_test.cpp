@@ -11,9 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/host/LogCapture.h"
-#include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
+#include "tests/host/hostTools.h"
 
 namespace host {
 namespace {
@@ -59,13 +57,12 @@ TEST_F(FileContextTest, WritesAndReadsAtPositionsOfOldAndNewFiles) {
 }
 
 TEST_F(FileContextTest, SyncsEachWriteOnlyWhereThatIsPromised) {
-  FileContext quick(Durability::kProcess, capture_.log());
-  const std::int32_t durableHandle = open("a", kNewSegment);
-  const std::int32_t quickHandle = quick.open(modulePath("b").c_str(), kNewSegment, 0x180, 0);
-  EXPECT_EQ(::fcntl(durableHandle, F_GETFL) & O_DSYNC, O_DSYNC);
-  EXPECT_EQ(::fcntl(quickHandle, F_GETFL) & O_DSYNC, 0);
-  files_.close(durableHandle, 0);
-  quick.close(quickHandle, 0);
+  for (const Durability durability : {Durability::kDevice, Durability::kProcess}) {
+    FileContext files(durability, capture_.log());
+    const std::int32_t handle = files.open(modulePath("a").c_str(), kNewSegment, 0x180, 0);
+    EXPECT_EQ((::fcntl(handle, F_GETFL) & O_DSYNC) == O_DSYNC, durability == Durability::kDevice);
+    files.close(handle, 0);
+  }
 }
 
 TEST_F(FileContextTest, SaysWhyAFileFailed) {
@@ -93,28 +90,19 @@ TEST_F(FileContextTest, MakesADirectoryAndThoseAboveItOnce) {
   EXPECT_EQ(files_.createDirectory(modulePath("file/cam1").c_str()), -1);
 }
 
-TEST_F(FileContextTest, RemovesAWholeRecording) {
+TEST_F(FileContextTest, RemovesAWholeRecordingButNothingBesideForeignEntries) {
+  namespace fs = std::filesystem;
   const auto recording = directory_.path() / "cam1";
-  std::filesystem::create_directory(recording);
+  fs::create_directory(recording);
   for (const char* const suffix : {"Seg1.k2r", "Seg1.k2i", "Seg12.k2r", "Seg4294967295.k2i", ".bootstrap", ".control",
                                    ".meta", ".drmmeta", ".k2i.tmp", ".bootstrap.tmp"}) {
     test::writeWholeFile(recording / (std::string("cam1") + suffix), "x");
   }
-  EXPECT_TRUE(removes("cam1"));
-  EXPECT_FALSE(exists("cam1"));
-  EXPECT_TRUE(removes("cam1")) << "gone is gone";
-}
-
-TEST_F(FileContextTest, RemovesNothingBesideForeignEntries) {
-  namespace fs = std::filesystem;
-  const auto recording = directory_.path() / "cam1";
   const auto expectKept = [&](const char* name) {
-    test::writeWholeFile(recording / "cam1.bootstrap", "x");
     EXPECT_FALSE(removes("cam1")) << name;
     EXPECT_TRUE(exists("cam1/cam1.bootstrap")) << name;
     fs::remove(recording / name);
   };
-  fs::create_directory(recording);
   for (const char* const name :
        {"notes.txt", "cam1", "cam1.mp4", "cam1.bootstrap.bak", "cam1Seg0.k2r", "cam1Seg01.k2r", "cam1Seg.k2r",
         "cam1Seg1.k2i.tmp", "cam1Seg4294967296.k2r", "cam1Seg-1.k2r", "cam2.bootstrap", "cam1seg1.k2r", "cam1Seg1 .k2r",
@@ -123,6 +111,8 @@ TEST_F(FileContextTest, RemovesNothingBesideForeignEntries) {
     expectKept(name);
   }
   // What has the name of a file, and is none.
+  fs::remove(recording / "cam1.meta");
+  fs::remove(recording / "cam1.control");
   test::writeWholeFile(directory_.path() / "outside", "x");
   fs::create_symlink(directory_.path() / "outside", recording / "cam1.meta");
   expectKept("cam1.meta");
@@ -136,6 +126,8 @@ TEST_F(FileContextTest, RemovesNothingBesideForeignEntries) {
   EXPECT_FALSE(removes("outside")) << "a file in the directory's place";
   EXPECT_EQ(content("outside"), "x");
   EXPECT_TRUE(removes("cam1"));
+  EXPECT_FALSE(exists("cam1"));
+  EXPECT_TRUE(removes("cam1")) << "gone is gone";
 }
 
 }  // namespace

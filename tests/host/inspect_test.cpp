@@ -3,12 +3,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
+
+#include "host/files/Malformed.h"
 #include "host/inspect/describeFile.h"
+#include "host/inspect/scriptJson.h"
 #include "host/inspect/textTree.h"
-#include "tests/host/RecordingMaker.h"
-#include "tests/host/commandRun.h"
-#include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
+#include "shared_nqserver/NQDataArray.h"
+#include "tests/host/hostTools.h"
+#include "tests/support/ScriptCodec.h"
+#include "tests/support/hex.h"
 #include "tests/support/tagFile.h"
 
 namespace {
@@ -30,59 +34,40 @@ const MadeRecording& sparse() {
   return recording;
 }
 
-/// Values of what is told of a file, by their places; null where there is nothing.
-void expectTold(const MadeRecording& recording, const std::string& suffix,
-                std::initializer_list<std::pair<const char*, Json>> values) {
+/// Values of what is told of a file, as an object of them by their places; null where there is nothing.
+void expectTold(const MadeRecording& recording, const std::string& suffix, const char* values) {
   const Json document = describe(recording.path(suffix).string());
-  for (const auto& [place, value] : values) {
+  const Json expected = Json::parse(values);
+  for (const auto& [place, value] : expected.items()) {
     const Json::json_pointer pointer(place);
     EXPECT_EQ(document.contains(pointer) ? document.at(pointer) : Json(), value) << suffix << ' ' << place;
   }
 }
 
 TEST(Inspect, TellsWhatIsInTheFilesOfARecording) {
-  expectTold(sparse(), ".bootstrap",
-             {{"/kind", "bootstrap"},
-              {"/bootstrapVersion", 6},
-              {"/live", true},
-              {"/timescale", 1000},
-              {"/currentMediaTime", 24000},
-              {"/segmentRunTables/0/segmentRuns", {{{"firstSegment", 1}, {"fragmentsPerSegment", 7}}}},
-              {"/fragmentRunTables/0/fragmentRuns/0/meaning", "fragments from 1 on"},
-              {"/fragmentRunTables/0/fragmentRuns/1",
-               {{"firstFragment", 2},
-                {"firstTimestamp", 4000},
-                {"duration", 0},
-                {"discontinuity", 1},
-                {"meaning", "numbers without a fragment of their own"}}},
-              {"/fragmentRunTables/0/fragmentRuns/6/meaning", "end of the presentation"},
-              {"/fragmentRunTables/0/fragmentRuns/7", nullptr}});
-  expectTold(sparse(), "Seg1.k2i",
-             {{"/kind", "index"},
-              {"/globalEntries/0/meaning", "fragment"},
-              {"/globalEntries/1/meaning", "no fragment of its own"},
-              {"/globalEntries/1/position", 0xFFFFFFFFFFFFFFFFU},
-              {"/globalEntries/2/time", 10000},
-              {"/globalEntries/6/fragment", 7},
-              {"/globalEntries/7", nullptr}});
-  const Json index = describe(sparse().path("Seg1.k2i").string());
-  expectTold(sparse(), "Seg1.k2r",
-             {{"/kind", "segment"},
-              {"/tracks/0/format", "avc1"},
-              {"/tracks/1/sampleRate", 44100},
-              {"/tracks/1/channels", 2},
-              {"/tracks/2/handler", "hint"},
-              {"/tracks/3", nullptr},
-              {"/fragments/0/position", index["globalEntries"][0]["position"]},
-              {"/fragments/1/position", index["globalEntries"][2]["position"]},
-              {"/fragments/0/sequenceNumber", 1},
-              {"/fragments/0/firstTagTime", 0},
-              {"/fragments/0/lastTagTime", 9800},
-              {"/fragments/0/videoSamples", 20},
-              {"/fragments/0/audioSamples", 15},
-              {"/fragments/0/randomAccess/1", nullptr},
-              {"/fragments/3", nullptr},
-              {"/behindFragments/0/type", "mfra"}});
+  expectTold(sparse(), ".bootstrap", R"({
+      "/kind": "bootstrap", "/bootstrapVersion": 6, "/live": true, "/timescale": 1000, "/currentMediaTime": 24000,
+      "/segmentRunTables/0/segmentRuns": [{"firstSegment": 1, "fragmentsPerSegment": 7}],
+      "/fragmentRunTables/0/fragmentRuns/0/meaning": "fragments from 1 on",
+      "/fragmentRunTables/0/fragmentRuns/1":
+          {"firstFragment": 2, "firstTimestamp": 4000, "duration": 0, "discontinuity": 1,
+           "meaning": "numbers without a fragment of their own"},
+      "/fragmentRunTables/0/fragmentRuns/6/meaning": "end of the presentation",
+      "/fragmentRunTables/0/fragmentRuns/7": null})");
+  expectTold(sparse(), "Seg1.k2i", R"({
+      "/kind": "index", "/globalEntries/0/meaning": "fragment", "/globalEntries/1/meaning": "no fragment of its own",
+      "/globalEntries/1/position": 18446744073709551615, "/globalEntries/2/time": 10000,
+      "/globalEntries/6/fragment": 7, "/globalEntries/7": null})");
+  expectTold(sparse(), "Seg1.k2r", R"({
+      "/kind": "segment", "/tracks/0/format": "avc1", "/tracks/1/sampleRate": 44100, "/tracks/1/channels": 2,
+      "/tracks/2/handler": "hint", "/tracks/3": null, "/fragments/0/sequenceNumber": 1,
+      "/fragments/0/firstTagTime": 0, "/fragments/0/lastTagTime": 9800, "/fragments/0/videoSamples": 20,
+      "/fragments/0/audioSamples": 15, "/fragments/0/randomAccess/1": null, "/fragments/3": null,
+      "/behindFragments/0/type": "mfra"})");
+  const Json index = describe(sparse().path("Seg1.k2i").string())["globalEntries"];
+  const Json fragments = describe(sparse().path("Seg1.k2r").string())["fragments"];
+  EXPECT_EQ(fragments[0]["position"], index[0]["position"]);
+  EXPECT_EQ(fragments[1]["position"], index[2]["position"]);
 }
 
 TEST(Inspect, TellsDescriptionAndScriptDataAsValues) {
@@ -91,16 +76,10 @@ TEST(Inspect, TellsDescriptionAndScriptDataAsValues) {
   messages.insert(messages.begin() + 4, metadata(messages[3].time));
   messages.insert(messages.begin() + 5, {18, messages[3].time, {std::byte{2}, std::byte{9}}});
   const MadeRecording recording({.messages = std::move(messages)});
-  expectTold(recording, ".meta",
-             {{"/values/0/width", 640},
-              {"/values/0/videocodecid", "H264"},
-              {"/values/0/trackinfo/0/language", "eng"},
-              {"/values/1", nullptr}});
-  expectTold(recording, "Seg1.k2r",
-             {{"/scriptData/0/name", "onMetaData"},
-              {"/scriptData/0/values/0/height", 360},
-              {"/scriptData/1/unreadable", "malformed script data"},
-              {"/scriptData/2", nullptr}});
+  expectTold(recording, ".meta", R"({"/values/0/width": 640, "/values/0/videocodecid": "H264",
+                                     "/values/0/trackinfo/0/language": "eng", "/values/1": null})");
+  expectTold(recording, "Seg1.k2r", R"({"/scriptData/0/name": "onMetaData", "/scriptData/0/values/0/height": 360,
+                                        "/scriptData/1/unreadable": "malformed script data", "/scriptData/2": null})");
 }
 
 TEST(Inspect, TellsAFileByItsContent) {
@@ -162,9 +141,14 @@ TEST(Inspect, NamesFileAndPlaceOfWhatCannotBeRead) {
   EXPECT_TRUE(document.contains("error"));
 }
 
-TEST(InspectAndVerify, AnswerByTheirExitStatus) {
+TEST(InspectVerifyAndRepair, AnswerByTheirExitStatus) {
   const std::string directory = sparse().directory();
   const std::string missing = directory + "/missing";
+  const TempDirectory empty;
+  const MadeRecording interrupted({.messages = av().until(8001), .stop = false});
+  interrupted.remove(".control");
+  const MadeRecording damaged({.messages = av().until(8001)});
+  damaged.remove(".meta");
   const struct {
     std::vector<std::string> arguments;
     int status;
@@ -175,8 +159,15 @@ TEST(InspectAndVerify, AnswerByTheirExitStatus) {
               {{"inspect", directory, "--xml"}, 2},
               {{"verify", directory}, 0},
               {{"verify", missing}, 1},
+              {{"verify", empty.path().string()}, 1},
               {{"verify"}, 2},
-              {{"verify", directory, directory}, 2}};
+              {{"verify", directory, directory}, 2},
+              {{"verify", interrupted.directory()}, 5},
+              {{"verify", damaged.directory()}, 4},
+              {{"repair", interrupted.directory()}, 0},
+              {{"repair", damaged.directory()}, 4},
+              {{"repair", missing}, 1},
+              {{"repair", empty.path().string()}, 1}};
   for (const auto& row : rows) {
     EXPECT_EQ(k2r(row.arguments).status, row.status) << testing::PrintToString(row.arguments);
   }
@@ -204,6 +195,65 @@ TEST(Inspect, PrintsNoControlCharactersOfAFile) {
   testing::internal::CaptureStdout();
   host::printText("a\x1b[2Jb\n");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "a\\x1b[2Jb\n");
+}
+
+NQDataArrayPtr arrayOf(std::initializer_list<std::pair<const char*, NQDataValue>> members) {
+  auto array = NQDataArrayPtr::make();
+  for (const auto& [name, value] : members) array->append(makeText(name), value);
+  return array;
+}
+
+TEST(ScriptJson, HasAFormForEachKindOfValue) {
+  const struct {
+    const char* json;
+    NQDataValue value;
+  } rows[] = {
+      {"25", NQDataValue::number(25)},
+      {"29.97", NQDataValue::number(29.97)},
+      {R"("NaN")", NQDataValue::number(std::numeric_limits<double>::quiet_NaN())},
+      {R"("-Infinity")", NQDataValue::number(-std::numeric_limits<double>::infinity())},
+      {"1e+300", NQDataValue::number(1e300)},
+      {"9007199254740993", NQDataValue::int64(9007199254740993)},
+      {"true", NQDataValue::boolean(true)},
+      {R"("a \"b\"")", NQDataValue::string("a \"b\"")},
+      {"null", NQDataValue::null()},
+      {"null", NQDataValue()},
+      {R"({"milliseconds":1000,"zone":-60})", NQDataValue::date(1000, -60)},
+      {R"({"bytes":"01a0ff"})", readScript(fromHex("20 00000003 01a0ff"))[0]},
+      {R"({"b":1,"a":"x","b":2})",
+       NQDataValue::container(
+           NQDataKind::kObjectType,
+           arrayOf({{"b", NQDataValue::number(1)}, {"a", NQDataValue::string("x")}, {"b", NQDataValue::number(2)}}))},
+      {"[1,2]", NQDataValue::container(NQDataKind::kStrictArrayType,
+                                       arrayOf({{"", NQDataValue::number(1)}, {"", NQDataValue::number(2)}}))},
+      {"[]", NQDataValue::container(NQDataKind::kArrayType, arrayOf({}))},
+      {"[1,[2]]", readScript(fromHex("0a 00000002 00 3ff0000000000000 0a 00000001 00 4000000000000000"))[0]}};
+  for (const auto& row : rows) EXPECT_EQ(host::scriptJson(row.value).dump(), row.json);
+}
+
+TEST(ScriptJson, EndsWhereAnArrayIsInsideItself) {
+  const auto array = arrayOf({{"a", NQDataValue::number(1)}});
+  array->append(makeText("self"), NQDataValue::backReference(NQDataKind::kObjectType, *array));
+  EXPECT_EQ(host::scriptJson(NQDataValue::container(NQDataKind::kObjectType, array)).dump(), R"({"a":1,"self":"..."})");
+}
+
+TEST(ScriptJson, IsBoundedWhereArraysAreShared) {
+  NQDataValue value = NQDataValue::number(1);
+  for (int i = 0; i < 60; ++i)
+    value = NQDataValue::container(NQDataKind::kStrictArrayType, arrayOf({{"", value}, {"", value}}));
+  EXPECT_LT(host::scriptJson(value).dump().size(), 1000000U);
+}
+
+TEST(DescribeScript, TellsNameAndValues) {
+  EXPECT_EQ(host::describeScript(fromHex("02 0001 61  00 3ff0000000000000  03 0001 62 01 01 000009")).dump(),
+            R"({"name":"a","values":[1,{"b":true}]})");
+  EXPECT_EQ(host::describeScript(fromHex("00 02 0001 61  11 04 05"), qvs::MessageKind::kDataEx).dump(),
+            R"({"name":"a","values":[5]})");
+}
+
+TEST(DescribeScript, RefusesWhatIsMalformed) {
+  for (const char* image : {"", "02", "02 0005 61", "00 3ff0000000000000", "02 0001 61 03 0001 62 01", "63"})
+    EXPECT_THROW(host::describeScript(fromHex(image)), host::Malformed) << image;
 }
 
 }  // namespace

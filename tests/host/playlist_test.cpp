@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "host/errors.h"
-#include "tests/host/RecordingMaker.h"
+#include "tests/host/hostTools.h"
 
 namespace {
 

@@ -11,26 +11,19 @@
 #include "host/FileContext.h"
 #include "host/Module.h"
 #include "host/OpenContext.h"
-#include "tests/host/LogCapture.h"
-#include "tests/support/StreamBuilder.h"
-#include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
+#include "tests/host/hostTools.h"
 
 namespace host {
 namespace {
 
 /// Gives messages from a list.
-class ListInput : public Input {
- public:
-  explicit ListInput(std::vector<InputMessage> messages) : messages_(std::move(messages)) {}
+struct ListInput : Input {
+  explicit ListInput(std::vector<InputMessage> list) : messages(std::move(list)) {}
   std::optional<InputMessage> next() override {
-    if (next_ == messages_.size()) return std::nullopt;
-    return messages_[next_++];
+    return taken == messages.size() ? std::nullopt : std::optional(messages[taken++]);
   }
-
- private:
-  std::vector<InputMessage> messages_;
-  std::size_t next_ = 0;
+  std::vector<InputMessage> messages;
+  std::size_t taken = 0;
 };
 
 TEST(RecordSession, CountsWhatIsRefused) {
@@ -76,6 +69,15 @@ TEST(Progress, TellsTimeSpeedAndSize) {
   progress.add(3725000u, 1000000);
   EXPECT_EQ(progress.text(std::chrono::seconds(1000)), "recorded 01:02:05.296  speed 3.7x  1.5 MB");
   EXPECT_EQ(capture.text(), "");
+}
+
+TEST(Log, WritesALineAnEntryAndKeepsTheStatusLineBelow) {
+  test::LogCapture capture;
+  capture.log().warning("a\nb\x1b[2J\r\n");
+  capture.log().setStatusLine("10 s");
+  capture.log().error("x");
+  capture.log().setStatusLine("11 s");
+  EXPECT_EQ(capture.text(), "warning: a b [2J \n\r\x1b[K10 s\r\x1b[Kerror: x\n10 s\r\x1b[K11 s");
 }
 
 }  // namespace

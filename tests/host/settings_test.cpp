@@ -1,3 +1,5 @@
+// Settings, and how the module asks for them.
+
 #include "host/Settings.h"
 
 #include <gmock/gmock.h>
@@ -5,9 +7,11 @@
 
 #include <string>
 
+#include "host/FileContext.h"
+#include "host/OpenContext.h"
+#include "host/StreamContext.h"
 #include "host/errors.h"
-#include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
+#include "tests/host/hostTools.h"
 
 namespace host {
 namespace {
@@ -68,6 +72,43 @@ TEST(Settings, RefuseFilesThatAreNone) {
        {directory.file("missing"), directory.path().string(), std::string("/dev/zero"), directory.file("zero.conf")}) {
     EXPECT_THROW(settings.readFile(path), UsageError) << path;
   }
+}
+
+TEST(StreamContext, AnswersByTheContract) {
+  Settings settings;
+  settings.assign("k2r/MaxEraseRetries=12345");
+  test::LogCapture capture;
+  FileContext files(Durability::kProcess, capture.log());
+  StreamContext context(settings, capture.log(), files);
+  char buffer[8] = "???????";
+  char* value = buffer;
+  EXPECT_EQ(context.readConfiguration("k2r/MaxEraseRetries", &value, 5), 6) << "with the terminator";
+  EXPECT_STREQ(buffer, "???????");
+  EXPECT_EQ(context.readConfiguration("k2r/MaxEraseRetries", &value, 6), 0);
+  EXPECT_STREQ(buffer, "12345");
+  EXPECT_LT(context.readConfiguration("k2r/EnableAggMsgs", &value, 8), 0);
+
+  context.log("one", kIMOLogError, true);
+  context.log("careful", kIMOLogWarning, false);
+  context.log("two", kIMOLogError, true);
+  EXPECT_EQ(capture.text(), "error: one\nwarning: careful\nerror: two\n");
+  EXPECT_EQ(context.errorCount(), 2u);
+  EXPECT_EQ(context.firstError(), "one");
+  EXPECT_EQ(context.lastError(), "two");
+}
+
+TEST(OpenContext, AnswersByTheContract) {
+  Settings settings;
+  settings.assign("Recording/VantryV2/ContentID=12345");
+  OpenContext context(settings);
+  constexpr const char* kKey = "Recording/VantryV2/ContentID";
+  char buffer[8] = "???????";
+  EXPECT_EQ(context.property("recording", kKey, buffer, 5), 5) << "no room for the terminator";
+  EXPECT_STREQ(buffer, "???????");
+  EXPECT_EQ(context.property("recording", kKey, buffer, 6), 0);
+  EXPECT_STREQ(buffer, "12345");
+  EXPECT_EQ(context.property("recording", "Recording/FrameRate", buffer, 8), -1);
+  EXPECT_EQ(context.property("other", kKey, buffer, 8), -1);
 }
 
 }  // namespace

@@ -7,12 +7,13 @@ extern "C" {
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "host/input/Interleaver.h"
 #include "host/input/LeadingFrames.h"
-#include "tests/host/LogCapture.h"
+#include "tests/host/hostTools.h"
 
 namespace host {
 namespace {
@@ -20,61 +21,56 @@ namespace {
 constexpr std::int64_t kNone = AV_NOPTS_VALUE;
 constexpr AVRational kMs = {1, 1000};
 
-class TimelineTest : public testing::Test {
- protected:
-  /// "dts/pts" in milliseconds.
-  std::string map(std::size_t track, RawTimes raw) {
-    const FrameTimes times = timeline_.map(track, raw);
-    return std::to_string(times.dtsMs) + '/' + std::to_string(times.ptsMs);
+/// What two tracks give, "dts/pts" of one step behind another, "a" in front of those of the second track and "-" for an
+/// unknown time; as it is mapped, in milliseconds.
+std::string mapped(const char* steps, AVRational unit, Timeline& timeline) {
+  const auto time = [](const std::string& text) { return text == "-" ? kNone : std::stoll(text); };
+  std::string text;
+  std::istringstream in(steps);
+  for (std::string step; in >> step;) {
+    const std::size_t track = step[0] == 'a' ? 1 : 0;
+    const std::size_t slash = step.find('/');
+    const RawTimes raw{time(step.substr(track, slash - track)), time(step.substr(slash + 1)), 40, unit};
+    const FrameTimes times = timeline.map(track, raw);
+    text += (text.empty() ? "" : " ") + std::to_string(times.dtsMs) + '/' + std::to_string(times.ptsMs);
   }
-
-  test::LogCapture capture_;
-  Timeline timeline_{2, capture_.log()};
-};
-
-TEST_F(TimelineTest, RoundsEachTimeByItself) {
-  constexpr AVRational kFilm = {1001, 30000};
-  EXPECT_EQ(map(0, {-2, 0, 1, kFilm}), "-67/0");
-  EXPECT_EQ(map(0, {-1, 3, 1, kFilm}), "-33/100");
-  EXPECT_EQ(map(0, {0, 1, 1, kFilm}), "0/33");
-  EXPECT_EQ(map(0, {1, 2, 1, kFilm}), "33/67");
-  EXPECT_EQ(map(1, {1, 1, 1, {1, 2000}}), "1/1") << "half a millisecond";
+  return text;
 }
 
-TEST_F(TimelineTest, FillsInWhatIsMissing) {
-  EXPECT_EQ(map(0, {kNone, 100, 40, kMs}), "100/100");
-  EXPECT_EQ(map(0, {kNone, kNone, 40, kMs}), "140/140") << "a duration on";
-  EXPECT_EQ(map(0, {200, kNone, 0, kMs}), "200/200");
-  EXPECT_EQ(map(1, {kNone, kNone, 0, kMs}), "0/0");
+TEST(Timeline, RoundsFillsInAndNeverStepsBack) {
+  const struct {
+    const char* why;
+    AVRational unit;
+    const char *steps, *times, *said;
+  } rows[] = {
+      {"each rounded by itself", {1001, 30000}, "-2/0 -1/3 0/1 1/2", "-67/0 -33/100 0/33 33/67", ""},
+      {"half a millisecond", {1, 2000}, "a1/1", "1/1", ""},
+      {"a duration on where there is none", kMs, "-/100 -/- 200/-", "100/100 140/140 200/200", ""},
+      {"none at all", kMs, "a-/-", "0/0", ""},
+      {"a small step back; presentation stays", kMs, "1000/1080 900/980 1040/1040", "1000/1080 1000/980 1040/1040", ""},
+      // The second track is still in front of its own jump, and then moved as the first one.
+      {"jumps back", kMs, "60000/60000 a60010/60010 0/80 a60033/60033 a5/5 40/40 40000/40000 0/0",
+       "60000/60000 60010/60010 60040/60120 60033/60033 60045/60045 60080/60080 100040/100040 100080/100080",
+       "jump back by 60040 ms"}};
+  for (const auto& row : rows) {
+    test::LogCapture capture;
+    Timeline timeline(2, capture.log());
+    EXPECT_EQ(mapped(row.steps, row.unit, timeline), row.times) << row.why;
+    EXPECT_TRUE(*row.said == '\0' ? capture.text().empty() : capture.text().find(row.said) != std::string::npos)
+        << row.why << ": " << capture.text();
+  }
 }
 
-TEST_F(TimelineTest, LiftsASmallStepBack) {
-  EXPECT_EQ(map(0, {1000, 1080, 40, kMs}), "1000/1080");
-  EXPECT_EQ(map(0, {900, 980, 40, kMs}), "1000/980") << "presentation stays";
-  EXPECT_EQ(map(0, {1040, 1040, 40, kMs}), "1040/1040");
-  EXPECT_EQ(capture_.text(), "");
-}
-
-TEST_F(TimelineTest, GoesOnOverAJumpBackInStep) {
-  map(0, {60000, 60000, 40, kMs});
-  map(1, {60010, 60010, 23, kMs});
-  EXPECT_EQ(map(0, {0, 80, 40, kMs}), "60040/60120");
-  EXPECT_EQ(map(1, {60033, 60033, 23, kMs}), "60033/60033") << "still before its own jump";
-  EXPECT_EQ(map(1, {5, 5, 23, kMs}), "60045/60045") << "moved as the video";
-  EXPECT_EQ(map(0, {40, 40, 40, kMs}), "60080/60080");
-  EXPECT_EQ(map(0, {40000, 40000, 40, kMs}), "100040/100040");
-  EXPECT_EQ(map(0, {0, 0, 40, kMs}), "100080/100080") << "a second jump";
-  EXPECT_NE(capture_.text().find("jump back by 60040 ms"), std::string::npos) << capture_.text();
-}
-
-TEST_F(TimelineTest, StaysDefinedFarOut) {
+TEST(Timeline, StaysDefinedFarOut) {
+  test::LogCapture capture;
+  Timeline timeline(1, capture.log());
   constexpr std::int64_t kMost = INT64_MAX;
   constexpr AVRational kSlow = {INT32_MAX, 1};
   std::int64_t last = INT64_MIN;
   for (const RawTimes& raw : {RawTimes{-kMost, kMost, kMost, kSlow}, RawTimes{kMost, -kMost, kMost, kSlow},
                               RawTimes{kNone, kNone, kMost, kSlow}, RawTimes{-kMost, kMost, 0, kSlow},
                               RawTimes{kNone, -kMost, 0, kSlow}, RawTimes{0, 0, 0, kMs}}) {
-    const FrameTimes times = timeline_.map(0, raw);
+    const FrameTimes times = timeline.map(0, raw);
     EXPECT_GE(times.dtsMs, last);
     last = times.dtsMs;
   }
@@ -108,9 +104,7 @@ TEST(LeadingFrames, AreCountedBackFromTheFirstKnownTime) {
 TEST(LeadingFrames, DoNotWaitForEver) {
   LeadingFrames leading;
   std::size_t out = 0;
-  for (std::size_t i = 0; i <= LeadingFrames::kMaxWaiting; ++i) {
-    out += leading.push({.times = {.dts = kNone}, .packet = nullptr}).size();
-  }
+  for (std::size_t i = 0; i <= LeadingFrames::kMaxWaiting; ++i) out += leading.push({{kNone, 0, 0}, nullptr}).size();
   EXPECT_EQ(out, LeadingFrames::kMaxWaiting + 1);
 }
 

@@ -4,14 +4,16 @@
 
 #include <algorithm>
 #include <functional>
-#include <optional>
+#include <random>
 #include <set>
+#include <utility>
 
 #include "host/files/TagContent.h"
 #include "host/files/imageFields.h"
 #include "host/files/smallFiles.h"
+#include "host/inspect/describeFile.h"
 #include "platform/container/SegmentReader.h"
-#include "tests/host/RecordingMaker.h"
+#include "tests/host/hostTools.h"
 #include "util/bytes.h"
 
 namespace {
@@ -22,11 +24,15 @@ using host::Severity;
 using host::Verification;
 using krvo::container::BoxSpan;
 
+/// From the first to the last of some offsets.
+using Range = std::pair<std::uint64_t, std::uint64_t>;
+constexpr Range kAnywhere{0, UINT64_MAX};
+
 /// Changes each byte of a file in turn, as `changesOf` says for its place, and answers the places of those that a check
-/// does not find: `isFound` judges what it says.
+/// does not find, or finds outside of the range that `rangeOf` gives for them.
 std::set<std::size_t> missedChanges(const MadeRecording& recording, const std::string& suffix,
                                     const std::function<std::vector<int>(std::size_t)>& changesOf,
-                                    const std::function<bool(const Verification&, std::size_t)>& isFound) {
+                                    const std::function<Range(std::size_t)>& rangeOf) {
   std::set<std::size_t> missed;
   const std::string good = recording.read(suffix);
   for (std::size_t i = 0; i < good.size(); ++i) {
@@ -34,62 +40,41 @@ std::set<std::size_t> missedChanges(const MadeRecording& recording, const std::s
       std::string bad = good;
       bad[i] = static_cast<char>(bad[i] ^ change);
       recording.write(suffix, bad);
-      if (!isFound(recording.verify(), i)) missed.insert(i);
+      const auto [first, last] = rangeOf(i);
+      if (!names(recording.verify(), "cam1" + suffix, first, last)) missed.insert(i);
     }
   }
   recording.write(suffix, good);
   return missed;
 }
 
-/// Tells which offset has to be named for a byte; nothing where the file as such will do.
-using PlaceOf = std::function<std::optional<std::uint64_t>(std::size_t)>;
-
-/// The places of a small file's bytes whose change is not found. What is found has to be named by its place.
-std::set<std::size_t> bytesThatMayChange(const MadeRecording& recording, const std::string& suffix,
-                                         const PlaceOf& placeOf) {
-  const auto isFound = [&](const Verification& verification, std::size_t i) {
-    if (!names(verification, "cam1" + suffix)) return false;
-    const std::optional<std::uint64_t> place = placeOf(i);
-    EXPECT_TRUE(!place || names(verification, "cam1" + suffix, *place, *place))
-        << suffix << " byte " << i << ", expected at " << place.value_or(0) << "\n"
-        << textReport(verification);
-    return true;
-  };
-  return missedChanges(
-      recording, suffix,
-      [](std::size_t) {
-        return std::vector{0x01, 0x80};
-      },
-      isFound);
-}
-
 /// The field that a byte of an index belongs to.
-std::optional<std::uint64_t> placeInIndex(std::size_t i) {
+Range placeInIndex(std::size_t i) {
   constexpr std::size_t kFirstEntry = 25;
   constexpr std::size_t kEntrySize = 32;
-  if (i < kFirstEntry) return std::nullopt;
+  if (i < kFirstEntry) return kAnywhere;
   const std::size_t entry = i - (i - kFirstEntry) % kEntrySize;
   std::size_t field = 0;
   for (const std::size_t start :
        {host::kEntrySegment, host::kEntryFragment, host::kEntryPosition, host::kEntryOffsetInside}) {
     if (i >= entry + start) field = start;
   }
-  return entry + field;
+  return {entry + field, entry + field};
 }
 
-/// The field that a byte of the bootstrap belongs to; nothing for the fields that others are counted, measured or told
-/// apart by.
-PlaceOf placeInBootstrap(const MadeRecording& recording) {
+/// The field that a byte of the bootstrap belongs to; any place for the fields that others are counted, measured or
+/// told apart by.
+std::function<Range(std::size_t)> placeInBootstrap(const MadeRecording& recording) {
   const auto fields = host::listFields(host::parseBootstrap(qvs::util::asBytes(recording.read(".bootstrap"))));
-  return [fields](std::size_t i) -> std::optional<std::uint64_t> {
+  return [fields](std::size_t i) -> Range {
     const auto field = std::ranges::find_if(fields, [i](const auto& known) { return i < known.end(); });
     for (const char* const part : {"count", "box size", " type", " version", "flags", "entry", "identifier", "data"}) {
-      if (field->name.find(part) != std::string::npos && field->name != "bootstrap version") return std::nullopt;
+      if (field->name.find(part) != std::string::npos && field->name != "bootstrap version") return kAnywhere;
     }
     // A marker is told by its duration of 0, and has a field more.
     const auto isMarker = [](const auto& known) { return known.name.ends_with("discontinuity"); };
-    if (isMarker(*field) || (field + 1 != fields.end() && isMarker(*(field + 1)))) return std::nullopt;
-    return field->offset;
+    if (isMarker(*field) || (field + 1 != fields.end() && isMarker(*(field + 1)))) return kAnywhere;
+    return {field->offset, field->offset};
   };
 }
 
@@ -99,31 +84,26 @@ TEST(VerifySmallFiles, FindsEveryByteThatChanges) {
     RecordingPlan plan;
     std::set<std::size_t> freeInBootstrap, freeInIndex;
   } rows[] = {
-      {"two segments",
-       {.messages = av(2000).until(20001), .settings = {{"Recording/SegmentDuration", "8000"}}},
-       {},
-       {}},
+      {"two segments", {av(2000).until(20001), {{"Recording/SegmentDuration", "8000"}}}, {}, {}},
       // A recorder that takes back a held fragment at the stop leaves the change of the table and the count of numbers
       // that it had announced, and nothing else tells how many these were: the low bytes of the bootstrap version and
       // of the fragments in the last segment.
-      {"a held fragment", {.messages = av(10000).until(38001)}, {15, 65, 66, 67}, {}},
-      {"a lead-in", {.messages = stream().audio(500).from(1500).until(16001)}, {}, {}},
-      {"a gap", {.messages = av(2000).until(9000) + av(2000).withoutHeaders().from(30000).until(40001)}, {}, {}},
+      {"a held fragment", {av(10000).until(38001)}, {15, 65, 66, 67}, {}},
+      {"a lead-in", {stream().audio(500).from(1500).until(16001)}, {}, {}},
+      {"a gap", {av(2000).until(9000) + av(2000).withoutHeaders().from(30000).until(40001)}, {}, {}},
       // The first of several numbers that a reopened recorder passes over has a time that no other file tells, between
       // those around it.
-      {"an append over a gap",
-       {.messages = av(2000).until(9000), .appended = av(2000).from(31000).until(44001)},
-       {},
-       {95, 96}}};
+      {"an append over a gap", {av(2000).until(9000), {}, true, av(2000).from(31000).until(44001)}, {}, {95, 96}}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     const MadeRecording recording(row.plan);
     ASSERT_EQ(recording.verify().status(), ExitStatus::kOk);
-    const auto expectFound = [&](const char* suffix, const PlaceOf& placeOf, const std::set<std::size_t>& free) {
-      const auto missed = bytesThatMayChange(recording, suffix, placeOf);
+    const auto expectFound = [&](const char* suffix, const auto& rangeOf, const std::set<std::size_t>& free) {
+      const auto changesOf = [](std::size_t) -> std::vector<int> { return {0x01, 0x80}; };
+      const auto missed = missedChanges(recording, suffix, changesOf, rangeOf);
       EXPECT_TRUE(std::ranges::includes(free, missed)) << suffix << ' ' << testing::PrintToString(missed);
     };
-    expectFound(".control", [](std::size_t) { return 0; }, {});
+    expectFound(".control", [](std::size_t) { return Range(0, 0); }, {});
     expectFound(".bootstrap", placeInBootstrap(recording), row.freeInBootstrap);
     expectFound("Seg1.k2i", placeInIndex, row.freeInIndex);
     if (std::filesystem::exists(recording.path("Seg2.k2i"))) expectFound("Seg2.k2i", placeInIndex, {});
@@ -150,9 +130,8 @@ TEST(VerifySmallFiles, FindsFilesThatEndEarlyOrLate) {
 
 /// Two segments of fragments with few samples.
 RecordingPlan smallPlan() {
-  return {.messages =
-              stream().keyFramesEvery(2000).framesEvery(1000).audio(1100).frameBytes(40).audioBytes(20).until(12001),
-          .settings = {{"Recording/SegmentDuration", "4000"}}};
+  return {stream().keyFramesEvery(2000).framesEvery(1000).audio(1100).frameBytes(40).audioBytes(20).until(12001),
+          {{"Recording/SegmentDuration", "4000"}}};
 }
 
 /// Where the bytes are that only a decoder can judge: the payload of samples, and what a codec says of itself in the
@@ -186,10 +165,8 @@ TEST(VerifySegment, FindsEveryByteOfAFragmentThatChanges) {
     // Bit 5 of a tag's type means nothing in a recording that is not protected: the host's byte is stored as it came.
     return {i % 8 == 5 ? 0x21 : 1 << i % 8};
   };
-  const auto isFound = [&](const Verification& verification, std::size_t) {
-    return names(verification, "cam1Seg1.k2r", 0, payload.size());
-  };
-  EXPECT_EQ(missedChanges(recording, "Seg1.k2r", changesOf, isFound), std::set<std::size_t>());
+  const auto rangeOf = [&](std::size_t) { return Range(0, payload.size()); };
+  EXPECT_EQ(missedChanges(recording, "Seg1.k2r", changesOf, rangeOf), std::set<std::size_t>());
 }
 
 TEST(VerifySegment, NamesTheFieldThatChanges) {
@@ -244,16 +221,15 @@ TEST(VerifySegment, NamesTheFieldThatChanges) {
 /// All places where a box ends, and some between.
 std::set<std::uint64_t> placesToCut(const MadeRecording& recording, const std::string& suffix) {
   const auto map = recording.boxesOf(suffix);
-  std::set<std::uint64_t> places = {0, 1, 7, 8, 20};
-  const auto add = [&places](const BoxSpan& box) {
-    places.insert({box.offset, box.offset + 4, box.offset + 8, box.offset + box.size / 2, box.end() - 1});
-  };
-  add(*map.ftyp);
-  add(*map.moov);
-  for (const auto& boxes : map.fragments) {
-    for (const BoxSpan& box : {boxes.afra, boxes.abst, boxes.moof, boxes.mdat}) add(box);
+  std::vector<BoxSpan> boxes = map.tail;
+  boxes.insert(boxes.end(), {*map.ftyp, *map.moov});
+  for (const auto& fragment : map.fragments) {
+    boxes.insert(boxes.end(), {fragment.afra, fragment.abst, fragment.moof, fragment.mdat});
   }
-  for (const BoxSpan& box : map.tail) add(box);
+  std::set<std::uint64_t> places = {0, 1, 7, 8, 20};
+  for (const BoxSpan& box : boxes) {
+    places.insert({box.offset, box.offset + 4, box.offset + 8, box.offset + box.size / 2, box.end() - 1});
+  }
   return places;
 }
 
@@ -293,6 +269,43 @@ TEST(VerifySegment, GoesOnBehindAFragmentThatCannotBeRead) {
   EXPECT_TRUE(names(verification, "cam1Seg1.k2r", abst, abst));
   EXPECT_TRUE(names(verification, "cam1Seg1.k2r", tag, tag));
   EXPECT_LE(verification.findings.count(Severity::kDamage), 5U) << textReport(verification);
+}
+
+/// Changes that damage often makes, and that readers trip over: single bits, fields of all ones or zeros, runs that are
+/// cut out, doubled, or overwritten by others, and noise behind a start that lets a reader go on.
+std::string mutate(std::string bytes, std::mt19937& random) {
+  const auto below = [&random](std::size_t limit) { return limit == 0 ? 0 : random() % limit; };
+  for (std::size_t changes = 1 + below(4); changes > 0 && !bytes.empty(); --changes) {
+    const std::size_t at = below(bytes.size());
+    const std::size_t length = std::min<std::size_t>(1 + below(16), bytes.size() - at);
+    const std::size_t field = std::min<std::size_t>(4, bytes.size() - at);
+    const std::size_t kind = below(7);
+    if (kind == 0) bytes[at] = static_cast<char>(bytes[at] ^ (1 << below(8)));
+    if (kind == 1 || kind == 2) bytes.replace(at, field, field, kind == 1 ? '\xFF' : '\0');
+    if (kind == 3) bytes.erase(at, length);
+    if (kind == 4) bytes.insert(at, bytes.substr(below(bytes.size()), length));
+    if (kind >= 5) bytes.resize(at);
+    for (std::size_t noise = kind == 6 ? below(2000) : 0; noise > 0; --noise) bytes += static_cast<char>(random());
+  }
+  return bytes;
+}
+
+TEST(VerifyAndInspect, AnswerWhateverTheBytes) {
+  const MadeRecording recording(
+      {stream().keyFramesEvery(3000).framesEvery(1000).audio(1100).frameBytes(40).until(40001),
+       {{"Recording/SegmentDuration", "16000"}}});
+  const char* const files[] = {".control", ".bootstrap", ".meta", "Seg1.k2i", "Seg2.k2i", "Seg1.k2r", "Seg2.k2r"};
+  for (unsigned seed = 0; seed < 1800; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const char* const suffix = files[random() % std::size(files)];
+    const std::string good = recording.read(suffix);
+    recording.write(suffix, mutate(good, random));
+    host::InspectErrors errors;
+    EXPECT_NO_THROW(recording.verify());
+    EXPECT_NO_THROW(host::describePath(recording.directory(), errors));
+    recording.write(suffix, good);
+  }
 }
 
 }  // namespace

@@ -8,8 +8,7 @@
 
 #include "host/files/smallFiles.h"
 #include "host/repair/repairRecording.h"
-#include "tests/host/RecordingMaker.h"
-#include "tests/support/TestHost.h"
+#include "tests/host/hostTools.h"
 
 namespace {
 
@@ -96,13 +95,6 @@ struct State {
   Outcome outcome;
 };
 
-std::map<std::string, std::string> filesIn(const MadeRecording& recording) {
-  std::map<std::string, std::string> files;
-  for (const auto& entry : std::filesystem::directory_iterator(recording.directory()))
-    files[entry.path().filename().string()] = readWholeFile(entry.path());
-  return files;
-}
-
 host::Repair repair(const std::string& directory) {
   host::Log log(stderr);
   return host::repairRecording(directory, {}, log);
@@ -110,12 +102,12 @@ host::Repair repair(const std::string& directory) {
 
 /// `control` is what the file of the base time was.
 void expectRepair(const MadeRecording& made, const Verification& found, Outcome outcome, const std::string& control) {
-  const auto before = filesIn(made);
+  const auto before = readAllFiles(made.directory());
   const auto boxes = outcome == kFinished ? made.boxesOf("Seg1.k2r") : host::SegmentMap();
   const auto repaired = repair(made.directory());
   EXPECT_EQ(repaired.outcome, outcome);
   if (outcome == kUntouched || outcome == kRefused) {
-    EXPECT_TRUE(filesIn(made) == before);
+    EXPECT_TRUE(readAllFiles(made.directory()) == before);
     return;
   }
   EXPECT_EQ(repaired.verification.status(), kOk) << textReport(repaired.verification);
@@ -135,16 +127,14 @@ void expectStates(const MadeRecording& recording, const std::vector<State>& stat
     const auto make = [&] {
       recording.restore();
       state.change(recording);
+      return recording.verify();
     };
-    make();
-    const Verification verification = recording.verify();
+    const Verification verification = make();
     const std::string report = textReport(verification);
     EXPECT_EQ(verification.status(), state.status) << report;
     EXPECT_NE(report.find(state.line), std::string::npos) << state.line << "\n" << report;
-    make();
     expectRepair(recording, verification, state.outcome, control);
-    make();
-    if (state.status != kRepairable || !std::filesystem::exists(recording.path(".bootstrap"))) continue;
+    if (make().status() == kDamaged || !std::filesystem::exists(recording.path(".bootstrap"))) continue;
     recording.append(av().from(24000).until(40001));
     const Verification appended = recording.verify();
     EXPECT_EQ(appended.status(), kOk) << textReport(appended);
@@ -234,14 +224,6 @@ TEST(RecordingState, GoesByTheNameOfTheFiles) {
   EXPECT_THROW(repair(moved), host::CommandError);
 }
 
-TEST(RecordingState, IsNoneWhereThereIsNoRecording) {
-  const TempDirectory directory;
-  for (const std::string& path : {directory.path().string(), directory.file("missing")}) {
-    EXPECT_THROW(verifyRecording(path), host::CommandError);
-    EXPECT_THROW(repair(path), host::CommandError);
-  }
-}
-
 TEST(RecordingState, IsOneDocumentOnRequest) {
   const MadeRecording recording(threeFragments(true));
   recording.changeIndex("Seg1.k2i", [](Entries& entries) { ++entries[1].afraOffset; });
@@ -249,9 +231,8 @@ TEST(RecordingState, IsOneDocumentOnRequest) {
   EXPECT_EQ(document["status"], "damaged");
   EXPECT_EQ(document["exitStatus"], 4);
   EXPECT_EQ(document["summary"]["fragments"], 2);
-  EXPECT_TRUE(std::ranges::any_of(document["faults"], [](const auto& fault) {
-    return fault["file"] == "cam1Seg1.k2i" && fault["offset"] == 73 && fault["severity"] == "damage";
-  })) << document.dump(1);
+  EXPECT_NE(document["faults"].dump().find(R"("file":"cam1Seg1.k2i","offset":73,)"), std::string::npos)
+      << document.dump(1);
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "tests/host/RecordingMaker.h"
+#include "tests/host/hostTools.h"
 
 namespace {
 
@@ -36,82 +36,62 @@ std::vector<StreamMessage> withCompositionTimes(std::vector<StreamMessage> messa
   return messages;
 }
 
+/// With nothing from `end` to `from`.
+std::vector<StreamMessage> withGap(StreamBuilder builder, std::uint32_t end, std::uint32_t from, std::uint32_t until) {
+  const auto first = builder.until(end);
+  return first + builder.withoutHeaders().from(from).until(until);
+}
+
 struct LegalRecording {
   const char* what;
-  RecordingPlan plan;
   std::uint64_t fragments;
+  RecordingPlan plan;
 };
 
 std::vector<LegalRecording> legalRecordings() {
-  const auto roll = [](const char* limit) {
-    return std::map<std::string, std::string>{{"Recording/SegmentDuration", limit}};
-  };
+  const std::map<std::string, std::string> none;
+  const std::map<std::string, std::string> rolling{{"Recording/SegmentDuration", "8000"}};
+  const auto audio = stream().audio(20);
   return {
-      {"key frames on the grid", {.messages = dense(2000).until(20001)}, 5},
-      {"one fragment", {.messages = dense(2000).until(4001)}, 1},
-      {"audio alone", {.messages = stream().audio(20).until(12001)}, 3},
-      {"audio alone, from within the grid", {.messages = stream().audio(20).from(1500).until(13000)}, 2},
-      {"audio alone, far from zero", {.messages = stream().audio(20).from(987654321).until(987654321 + 20000)}, 4},
-      {"video alone, far from zero", {.messages = dense(2000).from(4000000001).until(4000020000)}, 3},
-      {"video alone", {.messages = stream().keyFramesEvery(2000).until(16001)}, 4},
-      {"composition times", {.messages = withCompositionTimes(dense(2000).until(16001))}, 4},
-      {"other codecs and script data", {.messages = otherCodecs(16001)}, 4},
-      {"lead-in", {.messages = dense(500).from(1500).until(16001)}, 2},
-      {"lead-in that ends behind the grid line", {.messages = dense(3000).from(1700).until(30000)}, 6},
-      {"key frames every 10000", {.messages = dense(10000).until(60001)}, 5},
-      {"key frames every 10000, with one held at the stop", {.messages = dense(10000).until(58001)}, 5},
-      {"key frames every 6000", {.messages = dense(6000).until(70001)}, 11},
-      {"key frames every 8000", {.messages = dense(8000).until(70001)}, 8},
-      {"key frames every 9000", {.messages = dense(9000).until(100001)}, 11},
-      {"key frames every 30000", {.messages = dense(30000).until(130001)}, 4},
+      {"key frames on the grid", 5, {dense(2000).until(20001)}},
+      {"one fragment", 1, {dense(2000).until(4001)}},
+      {"audio alone", 3, {audio.until(12001)}},
+      {"audio alone, from within the grid", 2, {stream().audio(20).from(1500).until(13000)}},
+      {"audio alone, far from zero", 4, {stream().audio(20).from(987654321).until(987654321 + 20000)}},
+      {"video alone, far from zero", 3, {dense(2000).from(4000000001).until(4000020000)}},
+      {"video alone", 4, {stream().keyFramesEvery(2000).until(16001)}},
+      {"composition times", 4, {withCompositionTimes(dense(2000).until(16001))}},
+      {"other codecs and script data", 4, {otherCodecs(16001)}},
+      {"lead-in", 2, {dense(500).from(1500).until(16001)}},
+      {"lead-in that ends behind the grid line", 6, {dense(3000).from(1700).until(30000)}},
+      {"key frames every 10000", 5, {dense(10000).until(60001)}},
+      {"key frames every 10000, with one held at the stop", 5, {dense(10000).until(58001)}},
+      {"key frames every 6000", 11, {dense(6000).until(70001)}},
+      {"key frames every 8000", 8, {dense(8000).until(70001)}},
+      {"key frames every 9000", 11, {dense(9000).until(100001)}},
+      {"key frames every 30000", 4, {dense(30000).until(130001)}},
       {"key frames here and there",
-       {.messages = videoWithKeysAt({0, 4100, 8300, 12500, 13000, 16100, 26000, 40000, 41000, 44100, 70000}, 90000)},
-       8},
-      {"a gap in the stream",
-       {.messages = dense(2000).until(9000) + dense(2000).withoutHeaders().from(40000).until(60001)},
-       8},
-      {"a gap with rare key frames",
-       {.messages = dense(10000).until(21000) + dense(10000).withoutHeaders().from(60000).until(120001)},
-       7},
-      {"a gap in audio alone",
-       {.messages = stream().audio(20).until(9000) + stream().audio(20).withoutHeaders().from(40000).until(60001)},
-       8},
-      {"segments", {.messages = dense(2000).until(60001), .settings = roll("8000")}, 15},
-      {"segments, stopped behind a roll-over", {.messages = dense(2000).until(12001), .settings = roll("8000")}, 3},
-      {"segments, rare key frames", {.messages = dense(9000).until(200001), .settings = roll("8000")}, 22},
-      {"segments, rarer key frames", {.messages = dense(30000).until(200001), .settings = roll("8000")}, 6},
-      {"segments, a gap",
-       {.messages = dense(2000).until(9000) + dense(2000).withoutHeaders().from(40000).until(90001),
-        .settings = roll("8000")},
-       15},
-      {"fragments of another length",
-       {.messages = dense(1000).until(10001), .settings = {{"Recording/FragmentDuration", "1000"}}},
-       10},
-      {"durations that drift",
-       {.messages = videoWithKeysAt({0, 4000, 8500, 12900, 16100, 20800, 24000, 28900, 32100}, 50000)},
-       8},
-      {"appended on the grid",
-       {.messages = dense(2000).until(20001), .appended = dense(2000).from(24000).until(40001)},
-       9},
-      {"appended at once", {.messages = dense(2000).until(20001), .appended = dense(2000).from(20001).until(40001)}, 8},
+       8,
+       {videoWithKeysAt({0, 4100, 8300, 12500, 13000, 16100, 26000, 40000, 41000, 44100, 70000}, 90000)}},
+      {"a gap in the stream", 8, {withGap(dense(2000), 9000, 40000, 60001)}},
+      {"a gap with rare key frames", 7, {withGap(dense(10000), 21000, 60000, 120001)}},
+      {"a gap in audio alone", 8, {withGap(audio, 9000, 40000, 60001)}},
+      {"segments", 15, {dense(2000).until(60001), rolling}},
+      {"segments, stopped behind a roll-over", 3, {dense(2000).until(12001), rolling}},
+      {"segments, rare key frames", 22, {dense(9000).until(200001), rolling}},
+      {"segments, rarer key frames", 6, {dense(30000).until(200001), rolling}},
+      {"segments, a gap", 15, {withGap(dense(2000), 9000, 40000, 90001), rolling}},
+      {"fragments of another length", 10, {dense(1000).until(10001), {{"Recording/FragmentDuration", "1000"}}}},
+      {"durations that drift", 8, {videoWithKeysAt({0, 4000, 8500, 12900, 16100, 20800, 24000, 28900, 32100}, 50000)}},
+      {"appended on the grid", 9, {dense(2000).until(20001), none, true, dense(2000).from(24000).until(40001)}},
+      {"appended at once", 8, {dense(2000).until(20001), none, true, dense(2000).from(20001).until(40001)}},
       {"appended after a held fragment",
-       {.messages = dense(10000).until(58001), .appended = dense(10000).from(70000).until(120001)},
-       8},
-      {"appended audio",
-       {.messages = stream().audio(20).until(12001), .appended = stream().audio(20).from(13500).until(30000)},
-       6},
-      {"appended far behind",
-       {.messages = dense(2000).until(20001), .appended = dense(2000).from(111500).until(140001)},
-       11},
-      {"appended, and nothing more",
-       {.messages = dense(2000).until(20001), .appended = dense(2000).from(20001).until(21000)},
-       5},
-      {"appended segments",
-       {.messages = dense(2000).until(30001),
-        .settings = roll("8000"),
-        .appended = dense(2000).from(32001).until(70001)},
-       15},
-  };
+       8,
+       {dense(10000).until(58001), none, true, dense(10000).from(70000).until(120001)}},
+      {"appended audio", 6, {audio.until(12001), none, true, stream().audio(20).from(13500).until(30000)}},
+      {"appended far behind", 11, {dense(2000).until(20001), none, true, dense(2000).from(111500).until(140001)}},
+      {"appended, and nothing more", 5, {dense(2000).until(20001), none, true, dense(2000).from(20001).until(21000)}},
+      {"appended segments", 15, {dense(2000).until(30001), rolling, true, dense(2000).from(32001).until(70001)}}};
 }
 
 TEST(LegalRecordings, AreWholeStoppedOrInterrupted) {

@@ -1,15 +1,18 @@
-#include "tests/host/RecordingMaker.h"
+#include "tests/host/hostTools.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <stdexcept>
 
+#include "host/StopSignal.h"
+#include "host/commands.h"
 #include "host/files/smallFiles.h"
+#include "host/input/openInput.h"
 #include "tests/module/loadModule.h"
 #include "tests/support/Recorder.h"
-#include "tests/support/TestHost.h"
 #include "tests/support/hex.h"
+#include "tests/support/tagFile.h"
 #include "util/bytes.h"
 
 namespace test {
@@ -25,6 +28,7 @@ void run(Recorder& recorder, std::uint32_t flags, const std::vector<StreamMessag
   recorder.close();
 }
 
+/// From its first fragment on.
 std::string withoutMoov(const std::string& segment) {
   const auto fragments = segment.find("afra");
   return fragments == std::string::npos ? "" : segment.substr(fragments);
@@ -32,29 +36,53 @@ std::string withoutMoov(const std::string& segment) {
 
 }  // namespace
 
+CommandAnswer k2r(const std::vector<std::string>& arguments) {
+  std::vector<const char*> argv = {"k2r"};
+  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  const host::ExitStatus status = host::runCommandLine(static_cast<int>(argv.size()), argv.data());
+  const std::string errors = testing::internal::GetCapturedStderr();
+  return {static_cast<int>(status), testing::internal::GetCapturedStdout(), errors};
+}
+
+std::vector<StreamMessage> readAll(host::Input& input) {
+  std::vector<StreamMessage> messages;
+  while (const auto message = input.next()) {
+    messages.push_back({message->type, message->timeMs, {message->data.begin(), message->data.end()}});
+  }
+  return messages;
+}
+
+std::vector<StreamMessage> messagesOf(const std::string& path) {
+  const host::StopSignal stop;
+  LogCapture capture;
+  return readAll(*host::openInput(path, {}, capture.log(), stop));
+}
+
+bool isSequenceHeader(const StreamMessage& message) {
+  const bool hasOne = message.type == 9 || (message.type == 8 && message.data.at(0) == std::byte{0xAF});
+  return hasOne && message.data.at(1) == std::byte{0};
+}
+
+void writeTagStream(const std::vector<StreamMessage>& messages, const std::filesystem::path& file) {
+  auto image = tagFile(messages);
+  std::ranges::copy(fromHex("464c56"), image.begin());
+  writeWholeFile(file, textOf(image));
+}
+
 MadeRecording::MadeRecording(const RecordingPlan& plan) {
   Recorder recorder(loadModule());
   recorder.host.settings = plan.settings;
   run(recorder, kOpenRecord, plan.messages, plan.stop);
   if (!plan.appended.empty()) run(recorder, kOpenRecord | kOpenAppend, plan.appended, plan.stop);
   fs::copy(recorder.directory(), directory());
-  for (const auto& entry : fs::directory_iterator(directory())) {
-    files_[entry.path().filename().string()] = readWholeFile(entry.path());
-  }
-}
-
-std::string MadeRecording::read(const std::string& suffix) const {
-  return readWholeFile(path(suffix));
-}
-
-void MadeRecording::write(const std::string& suffix, const std::string& content) const {
-  writeWholeFile(path(suffix), content);
+  files_ = readAllFiles(directory());
 }
 
 void MadeRecording::restore() const {
   fs::remove_all(directory());
-  fs::create_directory(directory());
-  for (const auto& [name, content] : files_) writeWholeFile(root_.path() / "cam1" / name, content);
+  writeAllFiles(directory(), files_);
 }
 
 void MadeRecording::append(const std::vector<StreamMessage>& messages) const {
@@ -68,10 +96,6 @@ void MadeRecording::append(const std::vector<StreamMessage>& messages) const {
 host::SegmentMap MadeRecording::boxesOf(const std::string& suffix) const {
   host::FileView file(path(suffix).string());
   return host::mapSegment(file);
-}
-
-std::vector<ruvo::k2r::AfraEntry> MadeRecording::indexOf(const std::string& suffix) const {
-  return host::parseAfra(asBytes(read(suffix))).globalEntries;
 }
 
 void MadeRecording::changeIndex(const std::string& suffix,
@@ -88,29 +112,21 @@ void MadeRecording::changeBootstrap(const std::function<void(ruvo::k2r::Bootstra
 }
 
 void expectSameFiles(const MadeRecording& expected, const fs::path& directory) {
-  std::ptrdiff_t count = 0;
-  for (const auto& entry : fs::directory_iterator(expected.directory())) {
-    const std::string suffix = entry.path().filename().string().substr(4);
-    std::string content = expected.read(suffix);
-    std::string found = readWholeFile(directory / (directory.filename().string() + suffix));
-    EXPECT_EQ(found.size(), content.size()) << suffix;
-    const bool isSegment = suffix.ends_with(".k2r");
-    EXPECT_TRUE(isSegment ? withoutMoov(found) == withoutMoov(content) : found == content) << suffix;
-    ++count;
+  auto found = readAllFiles(directory);
+  for (const auto& [name, content] : readAllFiles(expected.directory())) {
+    const auto file = found.extract(directory.filename().string() + name.substr(4));
+    ASSERT_FALSE(file.empty()) << name;
+    const bool isSegment = name.ends_with(".k2r");
+    EXPECT_TRUE(isSegment ? withoutMoov(file.mapped()) == withoutMoov(content) : file.mapped() == content) << name;
   }
-  EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), count);
-}
-
-bool names(const host::Verification& verification, const std::string& file) {
-  return std::ranges::any_of(verification.findings.kept(), [&](const host::Finding& finding) {
-    return finding.severity != host::Severity::kNote && finding.file == file;
-  });
+  EXPECT_TRUE(found.empty()) << found.begin()->first;
 }
 
 bool names(const host::Verification& verification, const std::string& file, std::uint64_t first, std::uint64_t last) {
+  const bool isAnywhere = first == 0 && last == UINT64_MAX;
   return std::ranges::any_of(verification.findings.kept(), [&](const host::Finding& finding) {
-    return finding.severity != host::Severity::kNote && finding.file == file && finding.offset &&
-           *finding.offset >= first && *finding.offset <= last;
+    return finding.severity != host::Severity::kNote && finding.file == file &&
+           (isAnywhere || (finding.offset && *finding.offset >= first && *finding.offset <= last));
   });
 }
 

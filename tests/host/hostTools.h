@@ -1,20 +1,55 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapInfo.h"
+#include "host/Log.h"
 #include "host/files/SegmentMap.h"
+#include "host/input/Input.h"
 #include "host/verify/verifyReport.h"
 #include "tests/support/StreamBuilder.h"
 #include "tests/support/TempDirectory.h"
+#include "tests/support/TestHost.h"
 
 namespace test {
+
+struct CommandAnswer {
+  int status = -1;
+  std::string output;
+  std::string errors;
+};
+
+/// Runs `k2r` with these arguments in this process.
+CommandAnswer k2r(const std::vector<std::string>& arguments);
+
+/// A log that is kept in memory.
+class LogCapture {
+ public:
+  host::Log& log() { return log_; }
+  /// All that was written so far.
+  std::string text() const {
+    std::fflush(file_.get());
+    return {buffer_.text, buffer_.size};
+  }
+
+ private:
+  struct Buffer {
+    ~Buffer() { std::free(text); }
+    char* text = nullptr;
+    std::size_t size = 0;
+  } buffer_;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{::open_memstream(&buffer_.text, &buffer_.size), std::fclose};
+  host::Log log_{file_.get()};
+};
 
 /// How a recording is made, and how it ends.
 struct RecordingPlan {
@@ -32,16 +67,15 @@ class MadeRecording {
 
   std::string directory() const { return (root_.path() / "cam1").string(); }
   std::filesystem::path path(const std::string& suffix) const { return root_.path() / "cam1" / ("cam1" + suffix); }
-  std::string read(const std::string& suffix) const;
-  void write(const std::string& suffix, const std::string& content) const;
+  std::string read(const std::string& suffix) const { return readWholeFile(path(suffix)); }
+  void write(const std::string& suffix, const std::string& content) const { writeWholeFile(path(suffix), content); }
+  void remove(const std::string& suffix) const { std::filesystem::remove(path(suffix)); }
   /// Brings every file back to what it was when the recording was made.
   void restore() const;
   /// Lets the module continue it as it is now, and stop.
   void append(const std::vector<StreamMessage>& messages) const;
-  void remove(const std::string& suffix) const { std::filesystem::remove(path(suffix)); }
 
   host::SegmentMap boxesOf(const std::string& suffix) const;
-  std::vector<ruvo::k2r::AfraEntry> indexOf(const std::string& suffix) const;
   void changeIndex(const std::string& suffix,
                    const std::function<void(std::vector<ruvo::k2r::AfraEntry>&)>& change) const;
   void changeBootstrap(const std::function<void(ruvo::k2r::BootstrapInfo&)>& change) const;
@@ -57,12 +91,21 @@ class MadeRecording {
 void expectSameFiles(const MadeRecording& expected, const std::filesystem::path& directory);
 
 /// Whether a finding that is more than a note names the file, at an offset from `first` to `last` if these are given.
-bool names(const host::Verification& verification, const std::string& file);
-bool names(const host::Verification& verification, const std::string& file, std::uint64_t first, std::uint64_t last);
+bool names(const host::Verification& verification, const std::string& file, std::uint64_t first = 0,
+           std::uint64_t last = UINT64_MAX);
 
 /// Video and audio of few frames, so that files are small.
 StreamBuilder av(std::uint32_t keyFrames = 2000);
 /// VP6, MP3, script data of both kinds, and now and then a picture of no bytes.
 std::vector<StreamMessage> otherCodecs(std::uint32_t until);
+
+/// All messages of an input.
+std::vector<StreamMessage> readAll(host::Input& input);
+/// What `k2r record` takes from a file.
+std::vector<StreamMessage> messagesOf(const std::string& path);
+/// Of AVC or AAC.
+bool isSequenceHeader(const StreamMessage& message);
+/// Writes messages into a tag stream that the ffmpeg tool reads, too.
+void writeTagStream(const std::vector<StreamMessage>& messages, const std::filesystem::path& file);
 
 }  // namespace test
