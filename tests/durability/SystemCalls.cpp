@@ -207,9 +207,5 @@ int nanosleep(const timespec*, timespec*) {
   return 0;
 }
 
-int clock_nanosleep(clockid_t, int, const timespec*, timespec*) {
-  return 0;
-}
-
 }  // extern "C"
 #pragma GCC visibility pop

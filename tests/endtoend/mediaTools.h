@@ -1,6 +1,14 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -8,10 +16,22 @@ namespace test {
 
 /// What a line prints in the shell, standard output and standard error as they come. Throws std::runtime_error where it
 /// fails.
-std::string mustRun(const std::string& line);
+inline std::string mustRun(const std::string& line) {
+  FILE* const pipe = ::popen(("( " + line + " ) 2>&1 </dev/null").c_str(), "r");
+  if (pipe == nullptr) throw std::runtime_error("cannot run: " + line);
+  std::string output;
+  std::array<char, 4096> buffer{};
+  while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
+    output.append(buffer.data(), count);
+  }
+  if (::pclose(pipe) != 0) throw std::runtime_error("failed: " + line + "\n" + output);
+  return output;
+}
 
 /// Makes a media file with the ffmpeg tool: `arguments` go between the quiet options and the name. Throws as mustRun().
-void makeClip(const std::string& arguments, const std::string& file);
+inline void makeClip(const std::string& arguments, const std::string& file) {
+  mustRun("ffmpeg -v error -y " + arguments + " 'file:" + file + "'");
+}
 
 /// One frame or packet as ffmpeg's framemd5 tells it.
 struct FrameHash {
@@ -22,10 +42,40 @@ struct FrameHash {
 
 /// The hashes of one stream of a file: "v" or "a", decoded, in the order of presentation, or with `codec` "copy" the
 /// packets as they are. Throws std::runtime_error with ffmpeg's words where it complains.
-std::vector<FrameHash> frameHashes(const std::string& file, const std::string& stream, const std::string& codec = "");
+inline std::vector<FrameHash> frameHashes(const std::string& file, const std::string& stream,
+                                          const std::string& codec = "") {
+  const std::string how = codec.empty() ? "-fps_mode passthrough -enc_time_base -1" : "-c " + codec;
+  std::istringstream in(
+      mustRun("ffmpeg -v error -copyts -i 'file:" + file + "' -map 0:" + stream + ":0 " + how + " -f framemd5 -"));
+  std::vector<FrameHash> frames;
+  double unit = 0;
+  double unitsPerSecond = 0;
+  for (std::string line; std::getline(in, line);) {
+    double time = 0;
+    char hash[33];
+    std::sscanf(line.c_str(), "#tb 0: %lf/%lf", &unit, &unitsPerSecond);
+    if (line.empty() || line[0] == '#') continue;
+    // "0, dts, pts, duration, size, hash", and perhaps side data.
+    const bool isFrame = std::sscanf(line.c_str(), "%*d, %*d, %lf, %*d, %*d, %32s", &time, hash) == 2;
+    if (!isFrame) throw std::runtime_error("framemd5 says: " + line);
+    // Multiplied first, so that halves are exact.
+    frames.push_back({std::llround(time * 1000 * unit / unitsPerSecond), hash});
+  }
+  return frames;
+}
 
 /// Expects the first frames of the source, each later by the same time, which it answers. Times may differ by so much.
-std::int64_t expectPrefix(const std::vector<FrameHash>& found, const std::vector<FrameHash>& source,
-                          std::size_t atLeast, std::int64_t toleranceMs = 0);
+inline std::int64_t expectPrefix(const std::vector<FrameHash>& found, const std::vector<FrameHash>& source,
+                                 std::size_t atLeast, std::int64_t toleranceMs = 0) {
+  EXPECT_GE(found.size(), atLeast);
+  EXPECT_LE(found.size(), source.size());
+  if (found.empty() || found.size() > source.size()) return 0;
+  const std::int64_t shift = found[0].timeMs - source[0].timeMs;
+  for (std::size_t i = 0; i < found.size() && !testing::Test::HasFailure(); ++i) {
+    EXPECT_EQ(found[i].hash, source[i].hash) << "frame " << i;
+    EXPECT_LE(std::abs(found[i].timeMs - source[i].timeMs - shift), toleranceMs) << "frame " << i;
+  }
+  return shift;
+}
 
 }  // namespace test

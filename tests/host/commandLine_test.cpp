@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -10,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "host/Progress.h"
+#include "host/RealTimePacer.h"
 #include "tests/host/hostTools.h"
 
 namespace {
@@ -194,6 +197,36 @@ TEST_F(RecordCommandTest, SaysWhyAModuleDoesNotLoad) {
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 1);
   ::unsetenv("K2R_MODULE");
   EXPECT_FALSE(fs::exists("cam1"));
+}
+
+TEST(RealTimePacer, GoesByTheTimestamps) {
+  host::StopSignal stop;
+  host::RealTimePacer pacer(stop);
+  const auto start = std::chrono::steady_clock::now();
+  for (const std::uint32_t time : {0xFFFFFFF0u, 0xFFFFFFE0u, 0x10u, 0x20u}) pacer.wait(time);
+  const auto elapsed = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(elapsed, std::chrono::milliseconds(48)) << "over the wrap of the 32 bits";
+  std::thread other([&] { stop.request(); });
+  pacer.wait(1000000);  // Comes back at the request.
+  other.join();
+}
+
+TEST(Progress, TellsTimeSpeedAndSize) {
+  LogCapture capture;
+  host::Progress progress(host::ProgressStyle::kNone, capture.log());
+  progress.add(4294967000u, 500000);
+  progress.add(3725000u, 1000000);
+  EXPECT_EQ(progress.text(std::chrono::seconds(1000)), "recorded 01:02:05.296  speed 3.7x  1.5 MB");
+  EXPECT_EQ(capture.text(), "");
+}
+
+TEST(Log, WritesALineAnEntryAndKeepsTheStatusLineBelow) {
+  LogCapture capture;
+  capture.log().warning("a\nb\x1b[2J\r\n");
+  capture.log().setStatusLine("10 s");
+  capture.log().error("x");
+  capture.log().setStatusLine("11 s");
+  EXPECT_EQ(capture.text(), "warning: a b [2J \n\r\x1b[K10 s\r\x1b[Kerror: x\n10 s\r\x1b[K11 s");
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
-// Where a recording goes, and from which time on it is continued.
+// Where a recording goes, from which time on it is continued, and what the module asks of its files.
 
 #include "host/OutputDirectory.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -11,12 +14,12 @@
 
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapInfo.h"
+#include "host/FileContext.h"
 #include "host/OpenContext.h"
 #include "host/continuation.h"
 #include "host/errors.h"
 #include "host/files/smallFiles.h"
-#include "tests/support/TempDirectory.h"
-#include "tests/support/TestHost.h"
+#include "tests/host/hostTools.h"
 
 namespace host {
 namespace {
@@ -114,6 +117,120 @@ TEST(Continuation, IsTheGridLineBehindTheEndOfBootstrapAndLastIndex) {
     replaceSmallFile(directory.file("cam1/cam1Seg" + std::to_string(row.segment) + ".k2i"), imageOf(index));
     EXPECT_EQ(timeWith(row.settings), row.timeMs) << row.endMs;
   }
+}
+
+constexpr std::uint32_t kNewSegment = kIMOBinary | kIMOCreate | kIMOReadWrite | kIMOTruncate;
+constexpr std::uint32_t kOldSegment = kIMOBinary | kIMOCreate | kIMOReadWrite;
+
+class FileContextTest : public testing::Test {
+ protected:
+  std::string modulePath(std::string_view name) const { return test::modulePath(directory_.path() / name); }
+  std::string content(std::string_view name) const { return test::readWholeFile(directory_.path() / name); }
+  bool exists(std::string_view name) const { return std::filesystem::exists(directory_.path() / name); }
+  std::int32_t open(std::string_view name, std::uint32_t flags) {
+    return files_.open(modulePath(name).c_str(), flags, 0x180, 0);
+  }
+  bool removes(std::string_view name) { return files_.remove(modulePath(name).c_str(), 3, 1) == 0; }
+
+  test::TempDirectory directory_;
+  test::LogCapture capture_;
+  FileContext files_{Durability::kDevice, capture_.log()};
+};
+
+TEST_F(FileContextTest, WritesAndReadsAtPositionsOfOldAndNewFiles) {
+  const std::int32_t handle = open("a", kNewSegment);
+  ASSERT_GE(handle, 0);
+  EXPECT_EQ(files_.write(handle, 3, "defg", 4), 4);
+  EXPECT_EQ(files_.write(handle, 0, "abc", 3), 3);
+  std::array<char, 8> buffer = {};
+  EXPECT_EQ(files_.read(handle, 2, buffer.data(), 8), 5) << "up to the end";
+  EXPECT_STREQ(buffer.data(), "cdefg");
+  EXPECT_EQ(files_.read(handle, 100, buffer.data(), 8), 0);
+  IMOFileStatus status;
+  EXPECT_EQ(files_.fileStatus(handle, &status, 0), 0);
+  EXPECT_EQ(status.size, 7);
+  EXPECT_EQ(files_.pathStatus(modulePath("a").c_str(), &status, 0), 0);
+  EXPECT_EQ(status.size, 7);
+  EXPECT_EQ(files_.pathStatus(modulePath("b").c_str(), &status, 0), -1);
+  files_.close(handle, 0);
+  files_.close(open("a", kOldSegment), 0);
+  EXPECT_EQ(content("a"), "abcdefg");
+  files_.close(open("a", kNewSegment), 0);
+  EXPECT_EQ(content("a"), "");
+}
+
+TEST_F(FileContextTest, SyncsEachWriteOnlyWhereThatIsPromised) {
+  for (const Durability durability : {Durability::kDevice, Durability::kProcess}) {
+    FileContext files(durability, capture_.log());
+    const std::int32_t handle = files.open(modulePath("a").c_str(), kNewSegment, 0x180, 0);
+    EXPECT_EQ((::fcntl(handle, F_GETFL) & O_DSYNC) == O_DSYNC, durability == Durability::kDevice);
+    files.close(handle, 0);
+  }
+}
+
+TEST_F(FileContextTest, SaysWhyAFileFailed) {
+  EXPECT_EQ(open("no/such/place", kNewSegment), -1);
+  const std::int32_t full = files_.open("\\dev\\full", kIMOReadWrite | kIMOBinary, 0x180, 0);
+  EXPECT_LT(files_.write(full, 0, "abc", 3), 1);
+  files_.close(full, 0);
+  char byte = 0;
+  EXPECT_LT(files_.read(full, 0, &byte, 1), 1) << "a closed handle";
+  IMOFileStatus status;
+  EXPECT_EQ(files_.fileStatus(full, &status, 0), -1);
+  EXPECT_EQ(capture_.text(), "error: cannot open '" + directory_.file("no/such/place") +
+                                 "': No such file or directory\n"
+                                 "error: cannot write all of '/dev/full': No space left on device\n"
+                                 "error: cannot read 'file handle " +
+                                 std::to_string(full) + "': Bad file descriptor\n");
+}
+
+TEST_F(FileContextTest, MakesADirectoryAndThoseAboveItOnce) {
+  EXPECT_EQ(files_.createDirectory(modulePath("rec/2024/cam1").c_str()), 0);
+  EXPECT_TRUE(exists("rec/2024/cam1"));
+  EXPECT_EQ(files_.createDirectory(modulePath("rec/2024/cam2").c_str()), 0);
+  EXPECT_EQ(files_.createDirectory(modulePath("rec/2024/cam1").c_str()), -1) << "it is there";
+  test::writeWholeFile(directory_.path() / "file", "");
+  EXPECT_EQ(files_.createDirectory(modulePath("file/cam1").c_str()), -1);
+}
+
+TEST_F(FileContextTest, RemovesAWholeRecordingButNothingBesideForeignEntries) {
+  namespace fs = std::filesystem;
+  const auto recording = directory_.path() / "cam1";
+  fs::create_directory(recording);
+  for (const char* const suffix : {"Seg1.k2r", "Seg1.k2i", "Seg12.k2r", "Seg4294967295.k2i", ".bootstrap", ".control",
+                                   ".meta", ".drmmeta", ".k2i.tmp", ".bootstrap.tmp"}) {
+    test::writeWholeFile(recording / (std::string("cam1") + suffix), "x");
+  }
+  const auto expectKept = [&](const char* name) {
+    EXPECT_FALSE(removes("cam1")) << name;
+    EXPECT_TRUE(exists("cam1/cam1.bootstrap")) << name;
+    fs::remove(recording / name);
+  };
+  for (const char* const name :
+       {"notes.txt", "cam1", "cam1.mp4", "cam1.bootstrap.bak", "cam1Seg0.k2r", "cam1Seg01.k2r", "cam1Seg.k2r",
+        "cam1Seg1.k2i.tmp", "cam1Seg4294967296.k2r", "cam1Seg-1.k2r", "cam2.bootstrap", "cam1seg1.k2r", "cam1Seg1 .k2r",
+        "CAM1.bootstrap", ".bootstrap", "cam11Seg1.k2r.tmp"}) {
+    test::writeWholeFile(recording / name, "x");
+    expectKept(name);
+  }
+  // What has the name of a file, and is none.
+  fs::remove(recording / "cam1.meta");
+  fs::remove(recording / "cam1.control");
+  test::writeWholeFile(directory_.path() / "outside", "x");
+  fs::create_symlink(directory_.path() / "outside", recording / "cam1.meta");
+  expectKept("cam1.meta");
+  fs::create_directory(recording / "cam1.meta");
+  expectKept("cam1.meta");
+  ASSERT_EQ(::mkfifo((recording / "cam1.control").c_str(), 0600), 0);
+  expectKept("cam1.control");
+
+  fs::create_directory_symlink(recording, directory_.path() / "link");
+  EXPECT_FALSE(removes("link")) << "a link in the directory's place";
+  EXPECT_FALSE(removes("outside")) << "a file in the directory's place";
+  EXPECT_EQ(content("outside"), "x");
+  EXPECT_TRUE(removes("cam1"));
+  EXPECT_FALSE(exists("cam1"));
+  EXPECT_TRUE(removes("cam1")) << "gone is gone";
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <unordered_set>
 
 #include "host/exporting/RecordedTags.h"
-#include "host/files/smallFiles.h"
 #include "host/keys/keySet.h"
 #include "host/unprotect/unprotectRecording.h"
 #include "tests/endtoend/mediaTools.h"
@@ -263,28 +262,22 @@ TEST(ProtectedRecording, WithAChangedByteOfProtectionDataIsFoundAndRefused) {
   EXPECT_THROW(unprotect(made, place.file("opened")), host::CommandError);
 }
 
-void makeKeys(const std::string& directory) {
-  host::NewFiles files(directory);
-  host::makeKeySet(files);
-  files.keep();
-}
-
 TEST(KeySet, IsForTheOwnerAloneAndNeverReplaced) {
   const TempDirectory root;
-  makeKeys(root.file("keys"));
-  const auto key = host::readSmallFile(root.file("keys/common.key"));
+  EXPECT_EQ(k2r({"keys", "new", root.file("keys")}).status, 0);
+  const std::string key = readWholeFile(root.file("keys/common.key"));
   for (const char* name : {"common.key", "license-server.key", "transport.key", "packager.p12", "recording.conf"}) {
     EXPECT_EQ(fs::status(root.file("keys/" + std::string(name))).permissions(),
               fs::perms::owner_read | fs::perms::owner_write)
         << name;
   }
-  EXPECT_THROW(makeKeys(root.file("keys")), host::CommandError) << "they are there";
-  EXPECT_EQ(host::readSmallFile(root.file("keys/common.key")), key);
+  EXPECT_EQ(k2r({"keys", "new", root.file("keys")}).status, 1) << "they are there";
+  EXPECT_EQ(readWholeFile(root.file("keys/common.key")), key);
 }
 
 TEST(KeySet, LeavesNothingWhereItCannotBeWhole) {
   const TempDirectory root;
-  EXPECT_THROW(makeKeys(root.file("not #settable")), host::UsageError);
+  EXPECT_EQ(k2r({"keys", "new", root.file("not #settable")}).status, 2);
   EXPECT_FALSE(fs::exists(root.file("not #settable")));
 
   fs::create_directory(root.file("kept"));
