@@ -44,6 +44,12 @@ std::uint32_t skippedAtEnd(const std::vector<Segment>& segments) {
   return skipped;
 }
 
+/// Whether the segment behind those that the bootstrap knows is there.
+bool hasUnknownSegment(const std::vector<Segment>& segments, const BootstrapInfo& bootstrap) {
+  const auto& runs = segmentRuns(bootstrap);
+  return !runs.empty() && !segments.empty() && segments.back().number == runs.back().firstSegment + 1;
+}
+
 const BootstrapInfo* unindexedBootstrap(const std::vector<Segment>& segments) {
   for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
     if (segment->result.unindexed) return &*segment->result.unindexed;
@@ -135,8 +141,8 @@ void checkAgainstFragments(const RecordingContext& recording, const RecordingCon
   const BootstrapInfo& found = *content.bootstrap;
   const FragmentChain::Link* const last = recording.chain.last();
   if (last == nullptr) return;
-  const std::uint32_t skipped = skippedAtEnd(content.segments);
-  const BootstrapInfo expected = expectFile(last->bootstrap, found, skipped);
+  const BootstrapInfo expected =
+      expectFile(last->bootstrap, found, {skippedAtEnd(content.segments), hasUnknownSegment(content.segments, found)});
   // An interruption between the files of one fragment: the index is replaced first, and may be the one that failed.
   const Severity severity = isStopped(found) ? Severity::kDamage : Severity::kRepairable;
   const BootstrapInfo* const unindexed = unindexedBootstrap(content.segments);

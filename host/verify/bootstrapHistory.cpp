@@ -65,10 +65,12 @@ std::uint64_t gridOf(const FragmentRuns& runs) {
 }
 
 /// Whether a fragment had been announced behind `last`, and was taken back: the recorder leaves its end, its count and
-/// its changes. `version` is that of the file otherwise.
-bool wasAnnounced(const BootstrapInfo& last, const BootstrapInfo& found, std::uint32_t version) {
+/// its changes; its count not where it takes back a segment with it. `version` is that of the file otherwise.
+bool wasAnnounced(const BootstrapInfo& last, const BootstrapInfo& found, std::uint32_t version,
+                  const Unwritten& unwritten) {
   if (found.currentMediaTime <= last.currentMediaTime || countedNumbers(found) < countedNumbers(last)) return false;
-  if (countedNumbers(found) == countedNumbers(last) && found.bootstrapVersion <= version) return false;
+  const bool isCounted = countedNumbers(found) != countedNumbers(last);
+  if (!isCounted && !unwritten.segment && found.bootstrapVersion <= version) return false;
   const std::uint64_t grid = gridOf(fragmentRuns(last));
   if (!isStopped(found) || grid == 0) return true;
   // It was held, so that it ended on the grid, and all of that was within 32 bits of milliseconds.
@@ -150,7 +152,7 @@ BootstrapInfo expectNext(const BootstrapInfo& before, const BootstrapInfo& after
   return expected;
 }
 
-BootstrapInfo expectFile(const BootstrapInfo& last, const BootstrapInfo& found, std::uint32_t skipped) {
+BootstrapInfo expectFile(const BootstrapInfo& last, const BootstrapInfo& found, const Unwritten& unwritten) {
   BootstrapInfo expected = last;
   const AddedRuns added = addedRuns(fragmentRuns(last), fragmentRuns(found));
   const FragmentRuns& entries = added.entries;
@@ -162,12 +164,13 @@ BootstrapInfo expectFile(const BootstrapInfo& last, const BootstrapInfo& found, 
 
   const auto version = last.bootstrapVersion + static_cast<std::uint32_t>(gaps);
   const std::uint64_t counted = countedNumbers(last);
-  const bool announced = wasAnnounced(last, found, version);
+  const bool announced = wasAnnounced(last, found, version, unwritten);
   if (announced) expected.currentMediaTime = found.currentMediaTime;
   const auto extra =
       static_cast<std::uint32_t>(std::min<std::uint64_t>(countedNumbers(found) - counted, UINT32_MAX / 4));
-  expected.bootstrapVersion =
-      within(found.bootstrapVersion, version, announced ? version + 2 * std::max(extra, 1U) : version);
+  // How many numbers a segment that was taken back had is not told.
+  const std::uint32_t latest = unwritten.segment ? UINT32_MAX : version + 2 * std::max(extra, 1U);
+  expected.bootstrapVersion = within(found.bootstrapVersion, version, announced ? latest : version);
 
   auto& segments = segmentRunsOf(expected);
   const auto& foundSegments = segmentRuns(found);
@@ -176,7 +179,7 @@ BootstrapInfo expectFile(const BootstrapInfo& last, const BootstrapInfo& found, 
     segments.push_back({segments.back().firstSegment + 1, foundSegments.back().fragmentsPerSegment});
   } else if (!segments.empty() && foundSegments.size() == segments.size()) {
     std::uint32_t& count = segments.back().fragmentsPerSegment;
-    const std::uint32_t most = announced ? UINT32_MAX : gaps != 0 ? count + skipped : count;
+    const std::uint32_t most = announced ? UINT32_MAX : gaps != 0 ? count + unwritten.numbers : count;
     count = within(foundSegments.back().fragmentsPerSegment, count, most);
   }
   return expected;

@@ -45,9 +45,16 @@ AddedRuns addedRuns(const FragmentRuns& before, const FragmentRuns& after);
 ruvo::k2r::BootstrapInfo expectNext(const ruvo::k2r::BootstrapInfo& before, const ruvo::k2r::BootstrapInfo& after,
                                     const HistoryStep& step);
 
-/// What the file `found` has to be, where `last` is the bootstrap in the fragment written last, and `skipped` numbers
-/// without a fragment are indexed behind it.
+/// What there is behind the fragment written last.
+struct Unwritten {
+  /// Numbers without a fragment that are indexed.
+  std::uint32_t numbers = 0;
+  /// A segment that had begun, of which the bootstrap file does not know.
+  bool segment = false;
+};
+
+/// What the file `found` has to be, where `last` is the bootstrap in the fragment written last.
 ruvo::k2r::BootstrapInfo expectFile(const ruvo::k2r::BootstrapInfo& last, const ruvo::k2r::BootstrapInfo& found,
-                                    std::uint32_t skipped);
+                                    const Unwritten& unwritten);
 
 }  // namespace host

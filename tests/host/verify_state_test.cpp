@@ -307,6 +307,8 @@ std::vector<LegalRecording> legalRecordings() {
       {"segments, stopped behind a roll-over", 3, {dense(2000).until(12001), rolling}},
       {"segments, rare key frames", 22, {dense(9000).until(200001), rolling}},
       {"segments, rarer key frames", 6, {dense(30000).until(200001), rolling}},
+      {"a segment taken back at the stop", 3, {videoWithKeysAt({0, 4000, 8000, 12000}, 22000), rolling}},
+      {"a segment taken back, with numbers", 2, {videoWithKeysAt({0, 4000, 20000, 24000}, 37000), rolling}},
       {"segments, a gap", 15, {withGap(dense(2000), 9000, 40000, 90001), rolling}},
       {"fragments of another length", 10, {dense(1000).until(10001), {{"Recording/FragmentDuration", "1000"}}}},
       {"durations that drift", 8, {videoWithKeysAt({0, 4000, 8500, 12900, 16100, 20800, 24000, 28900, 32100}, 50000)}},
