@@ -8,6 +8,7 @@
 #include <string>
 
 #include "packaging/CodecBoxes.h"
+#include "packaging/HintDescription.h"
 #include "packaging/K2RSampleWriter.h"
 #include "packaging/MediaTime.h"
 #include "packaging/MetadataMessage.h"
@@ -143,6 +144,13 @@ TEST_F(ConfigMessages, AreEmptyWhereThereIsNothingToRepeat) {
   EXPECT_TRUE(writer.buildVideoConfig("H264"_4cc, 0, 0, esds).empty());
   EXPECT_TRUE(writer.buildAudioConfig(".mp3"_4cc, 0, 0, esds).empty());
   EXPECT_TRUE(writer.buildAudioConfig("mp4a"_4cc, 0, 0, makeEsdsBox({})).empty());
+}
+
+TEST(HintDescription, IsWrittenByteForByte) {
+  ByteWriter out;
+  const HintDescriptionEntry entries[] = {{.first = 2, .flags = {1, 0, 9, 0, 255}, .last = 3}, {}};
+  writeHintDescription(out, entries);
+  EXPECT_EQ(hex(out.bytes()), "00000013 616d6870 00000000 0202a803 000000");
 }
 
 TEST(MediaTime, RoundsIntoAnotherTimescale) {
