@@ -15,22 +15,17 @@ struct MemPool {};
 namespace {
 
 constexpr std::uint64_t kMark = 0x6B32722D68656170;
-constexpr std::size_t kHeaderSize = 64;
 
 MemPool thePool;
 std::atomic<std::int64_t> taken = 0;
 std::atomic<std::int64_t> givenBack = 0;
 bool isShort = false;
 
-/// The mark and the size of a block lie right in front of it.
-struct Header {
+/// Lies in front of a block, which it aligns.
+struct alignas(64) Header {
   std::uint64_t mark;
   std::uint64_t size;
 };
-
-Header& headerOf(void* block) {
-  return static_cast<Header*>(block)[-1];
-}
 
 }  // namespace
 
@@ -71,33 +66,33 @@ std::uint16_t MemPoolSetBlockSizeFS(MemPool*, std::uint16_t) {
 
 void* MemAllocPtr(MemPool*, std::size_t size, std::uint32_t) {
   if (isShort) return nullptr;
-  auto* const start = static_cast<char*>(std::aligned_alloc(kHeaderSize, kHeaderSize + (size + 63) / 64 * 64));
-  if (start == nullptr) return nullptr;
-  std::memset(start, 0, kHeaderSize + size);
-  void* const block = start + kHeaderSize;
-  headerOf(block) = {kMark, size};
+  auto* const header =
+      static_cast<Header*>(std::aligned_alloc(alignof(Header), sizeof(Header) + (size + 63) / 64 * 64));
+  if (header == nullptr) return nullptr;
+  std::memset(header + 1, 0, size);
+  *header = {kMark, size};
   ++taken;
-  return block;
+  return header + 1;
 }
 
 void* MemAllocAligned(MemPool* pool, std::size_t size, std::size_t alignment, std::uint32_t flags) {
-  return alignment <= kHeaderSize ? MemAllocPtr(pool, size, flags) : nullptr;
+  return alignment <= alignof(Header) ? MemAllocPtr(pool, size, flags) : nullptr;
 }
 
 void* MemReAllocPtr(void* block, std::size_t size, std::uint32_t flags) {
   void* const moved = MemAllocPtr(&thePool, size, flags);
   if (moved == nullptr) return nullptr;
-  const std::size_t before = headerOf(block).size;
-  std::memcpy(moved, block, before < size ? before : size);
+  std::memcpy(moved, block, std::min<std::size_t>(static_cast<Header*>(block)[-1].size, size));
   MemFreePtr(block);
   return moved;
 }
 
 void MemFreePtr(void* block) {
-  if (headerOf(block).mark != kMark) std::abort();  // A block of somebody else's, or given back twice.
-  headerOf(block).mark = 0;
+  auto* const header = static_cast<Header*>(block) - 1;
+  if (header->mark != kMark) std::abort();  // A block of somebody else's, or given back twice.
+  header->mark = 0;
   ++givenBack;
-  std::free(static_cast<char*>(block) - kHeaderSize);
+  std::free(header);
 }
 
 std::int32_t _shi_enterCriticalSection() {

@@ -56,12 +56,8 @@ TEST(CompositeMessage, ReadsMembersByteForByte) {
                                              "33: 12000000 00000700 0000c8 | "};
   EXPECT_EQ(members, expected);
   EXPECT_EQ(membersOf(composite), "012");
-}
-
-TEST(CompositeMessage, HeaderHasTheFirstTimeAndTimestampTheLast) {
-  const auto composite = compositeOf(kBody);
-  EXPECT_EQ(test::hex(composite->header()), "16000030 00000500 000000");
-  EXPECT_EQ(composite->timestamp(), 7U);
+  EXPECT_EQ(test::hex(composite->header()), "16000030 00000500 000000") << "the first time";
+  EXPECT_EQ(composite->timestamp(), 7U) << "the last one";
   EXPECT_EQ(composite->data()->usedLength(), 48U);
 }
 
