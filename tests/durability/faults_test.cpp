@@ -91,6 +91,10 @@ struct NamedFault {
   Fault fault;
 };
 
+void PrintTo(const NamedFault& fault, std::ostream* out) {
+  *out << fault.name;
+}
+
 /// Runs `attempt` with a fault at its first call, its second and so on, until it answers that there is no such call any
 /// more. Of calls on all files each of so many fails, since they are many.
 void atEveryCall(Fault fault, const std::function<bool(const Fault&)>& attempt) {

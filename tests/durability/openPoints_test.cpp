@@ -1,18 +1,16 @@
-// States that only an unlucky moment or another recorder leaves, and what an append makes of them. Sizes at their
-// edges: a day of fragments in one segment, times up to 2^32, files beyond 4 GiB. A host that has lost its
-// mind: a hundred thousand calls of every type and size.
+// States that only an unlucky moment or another recorder leaves, and what an append makes of them.
+// Sizes at their edges: a day of fragments in one segment, times up to 2^32, files beyond 4 GiB.
+// A host that has lost its mind: a hundred thousand calls of every type and size.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <fstream>
 #include <random>
 #include <span>
 
 #include "fragmentation/AfraBox.h"
 #include "host/files/smallFiles.h"
-#include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
 #include "util/bytes.h"
@@ -37,16 +35,6 @@ class OpenPoints : public testing::Test {
 
   Recorder recorder_{loadModule()};
 };
-
-TEST_F(OpenPoints, WritingGoesOnBehindTheLastFragmentThatIsThere) {
-  recordAndCrash(recorder_, video().until(3001));
-  auto index = host::parseAfra(asBytes(recorder_.content("Seg1.k2i")));
-  index.globalEntries.emplace_back(3000, 1, 4, ruvo::k2r::kNoFragmentOffset, 0);
-  writeWholeFile(recorder_.file("Seg1.k2i"), textOf(host::imageOf(index)));
-  const std::string segment = recorder_.content("Seg1.k2r");
-  appendAndStop(recorder_, laterPart());
-  EXPECT_TRUE(recorder_.content("Seg1.k2r").starts_with(segment));
-}
 
 TEST_F(OpenPoints, AnIndexThatHasLostItsFragmentsIsRefused) {
   recordAndCrash(recorder_, video().until(3001));
@@ -101,25 +89,6 @@ TEST_F(OpenPoints, ASegmentOfWhichNothingRemainsIsForgotten) {
   EXPECT_TRUE(host::isStopped(info));
   appendAndStop(recorder_, laterPart());
   expectWhole(recorder_);
-}
-
-TEST(FailedRollOver, IsTriedAgain) {
-  for (const std::uint32_t failures : {1U, 3U}) {
-    Recorder recorder(loadModule());
-    useShortGrid(recorder, "2500");
-    {
-      const SystemCalls calls(
-          recorder.directory(),
-          {.calls = "open", .files = ".k2r", .error = EACCES, .first = 1, .count = failures});  // The second segment.
-      ASSERT_TRUE(recorder.open());
-      EXPECT_EQ(recorder.record(video().until(12001)), failures) << recorder.log();
-      recorder.stop();
-      recorder.close();
-    }
-    expectWhole(recorder);
-    EXPECT_TRUE(recorder.has("Seg2.k2r"));
-    EXPECT_EQ(verified(recorder).lastTime, 11750U) << recorder.log();
-  }
 }
 
 constexpr std::uint32_t kGridMs = 4000;

@@ -46,6 +46,10 @@ struct Scenario {
   StreamBuilder continuation;
 };
 
+void PrintTo(const Scenario& scenario, std::ostream* out) {
+  *out << scenario.name;
+}
+
 /// Streams that bring about every kind of change to the files: roll-over, appends to stopped and to interrupted
 /// recordings, audio alone, gaps in time, fragments that are held since key frames are rare.
 std::vector<Scenario> scenarios() {
