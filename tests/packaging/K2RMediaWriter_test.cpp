@@ -201,9 +201,9 @@ TEST_F(K2RMediaWriterAppend, ReadsTheTracksOfAnExistingSegment) {
   add(9, 0, "17 01 000000 aa");
   const std::uint64_t position = write(*newSegment());
   EXPECT_EQ(test::tracksOf(*continueSegment(position)),
-            std::string("vide eng 1000 7 avc1 vide 640x360 72x72 1 24 15: ") + test::kAvcC +
-                "\nsoun eng 1000 7 mp4a soun 44100x2x2 51: " + test::kEsds +
-                "\nmeta eng 1000 7 amf0 meta 0\nhint eng 1000 0\n");
+            std::string("vide eng 1000 7 0 0x0 1 12 1 1000 15 avc1 vide 640x360 72x72 1 24 15: ") + test::kAvcC +
+                "\nsoun eng 1000 7 0 0x0 1 12 1 1000 51 mp4a soun 44100x2x2 51: " + test::kEsds +
+                "\nmeta eng 1000 7 0 0x0 1 12 1 1000 0 amf0 meta 0\nhint eng 1000 0 0 0x0 0 32 1 1000 16\n");
 }
 
 TEST_F(K2RMediaWriterAppend, RefusesASegmentWithoutAHintTrack) {

@@ -139,9 +139,10 @@ TEST_F(ProtectedTracks, AreReadBack) {
   add(9, 0, "17 01 000000 aa");
   const std::uint64_t position = write(*newSegment(protectedPolicy));
   K2RMediaWriter writer(protectedPolicy, file, position, warnings);
-  EXPECT_EQ(tracksOf(writer), "vide eng 1000 7 H264 vide 640x360 72x72 1 24 160: " + flat(kAvcC) + ": " +
-                                  sinfImage("48323634") + "\nmeta eng 1000 7 amf0 meta 145: " + sinfImage("616d6630") +
-                                  "\nhint eng 1000 0\n");
+  EXPECT_EQ(tracksOf(writer), "vide eng 1000 7 0 0x0 1 12 1 1000 160 H264 vide 640x360 72x72 1 24 160: " + flat(kAvcC) +
+                                  ": " + sinfImage("48323634") +
+                                  "\nmeta eng 1000 7 0 0x0 1 12 1 1000 145 amf0 meta 145: " + sinfImage("616d6630") +
+                                  "\nhint eng 1000 0 0 0x0 0 32 1 1000 16\n");
 }
 
 }  // namespace

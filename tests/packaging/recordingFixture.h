@@ -58,8 +58,11 @@ std::string tracksOf(Source& source) {
   std::shared_ptr<ruvo::k2rpkgutil::K2RTrack> track;
   for (; tracks->hasNext(); text += "\n") {
     tracks->next(track);
-    text += qvs::util::toText(track->handlerType) + " " + track->language + " " + std::to_string(track->timescale) +
-            " " + std::to_string(track->flags);
+    std::ostringstream values;
+    values << track->language << " " << track->timescale << " " << track->flags << " " << track->duration << " "
+           << track->width << "x" << track->height << " " << track->volume << " " << track->handlerNameLength;
+    for (const auto entry : track->entries) values << " " << entry;
+    text += qvs::util::toText(track->handlerType) + " " + values.str();
     for (const auto& descriptor : track->sampleDescriptors) text += " " + describe(*descriptor);
   }
   tracks->next(track);
