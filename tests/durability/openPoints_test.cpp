@@ -91,6 +91,37 @@ TEST_F(OpenPoints, ASegmentOfWhichNothingRemainsIsForgotten) {
   expectWhole(recorder_);
 }
 
+TEST_F(OpenPoints, AnEmptySegmentThatTheBootstrapKnowsIsBegunAgain) {
+  useShortGrid(recorder_, "2500");
+  recordAndCrash(recorder_, video().until(3001));
+  auto info = host::parseBootstrap(asBytes(recorder_.content(".bootstrap")));
+  info.segmentRunTables[0].segmentRuns.push_back({2, 1});
+  info.fragmentRunTables[0].fragmentRuns.emplace_back(4U, 3000U, 7000U);
+  writeWholeFile(recorder_.file(".bootstrap"), textOf(host::imageOf(info)));
+  auto index = host::parseAfra(asBytes(recorder_.content("Seg1.k2i")));
+  index.globalEntries.clear();
+  writeWholeFile(recorder_.file("Seg2.k2i"), textOf(host::imageOf(index)));
+  appendAndStop(recorder_, laterPart());
+  expectWhole(recorder_);
+  info = host::parseBootstrap(asBytes(recorder_.content(".bootstrap")));
+  EXPECT_EQ(info.segmentRunTables[0].segmentRuns[0].fragmentsPerSegment, 22U) << "by the grid, as the index has it";
+}
+
+TEST_F(OpenPoints, AFragmentBehindAnIndexThatEndsInANumberWithoutOneIsForgotten) {
+  ASSERT_TRUE(recorder_.open());
+  const auto messages = stream().keyFramesEvery(2500).framesEvery(250).until(12001);
+  const auto flushed = std::ranges::find(messages, 5000U, &StreamMessage::time) + 1;
+  recorder_.record({messages.begin(), flushed});
+  const std::string index = recorder_.content("Seg1.k2i"), bootstrap = recorder_.content(".bootstrap");
+  EXPECT_FALSE(host::parseAfra(asBytes(index)).globalEntries.back().isWritten());
+  recorder_.record({flushed, messages.end()});
+  recorder_.close();
+  writeWholeFile(recorder_.file("Seg1.k2i"), index);
+  writeWholeFile(recorder_.file(".bootstrap"), bootstrap);
+  appendAndStop(recorder_, laterPart());
+  EXPECT_TRUE(verified(recorder_).findings.kept().empty());
+}
+
 constexpr std::uint32_t kGridMs = 4000;
 /// The last grid line below 2^32 milliseconds.
 constexpr std::uint32_t kLastLine = 4294964000U;
