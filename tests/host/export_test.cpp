@@ -56,6 +56,8 @@ TEST(Export, GivesBackTheStreamThatMakesTheSameRecording) {
     const MadeRecording first({.messages = row.messages, .settings = row.settings});
     EXPECT_GE(first.verify().fragments, 2U);
     Messages again = exported(first);
+    const MadeRecording running({.messages = row.messages, .settings = row.settings, .stop = false});
+    EXPECT_EQ(exported(running), again) << "while it is recorded";
     // A stop tells the end of no fragment: what came behind the last one that is stored comes again.
     std::ranges::copy_if(row.messages, std::back_inserter(again),
                          [end = again.back().time](const auto& message) { return message.time > end; });

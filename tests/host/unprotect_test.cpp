@@ -235,6 +235,19 @@ TEST(ProtectedRecording, ListsItsStreamsToOtherTools) {
             "h264,video,160,90\naac,audio\nunknown,data\n");
 }
 
+TEST(ProtectedRecording, TellsWhatProtectsIt) {
+  const MadeRecording secret(protectedPlan({.messages = av().until(4001)}));
+  const auto told = [&](const char* suffix) { return k2r({"inspect", secret.path(suffix).string()}).output; };
+  for (const char* const suffix : {"Seg1.k2r", ".drmmeta"}) {
+    EXPECT_THAT(told(suffix), testing::ContainsRegex("license server url: +https://license-server.example/")) << suffix;
+    EXPECT_THAT(told(suffix), testing::ContainsRegex("signer fingerprint: +[0-9a-f]{40}")) << suffix;
+  }
+  std::string text = secret.read(".drmmeta");
+  text[text.size() / 2] ^= 1;
+  secret.write(".drmmeta", text);
+  EXPECT_THAT(told(".drmmeta"), testing::HasSubstr("unreadable: "));
+}
+
 TEST(ProtectedRecording, WithAChangedByteOfProtectionDataIsFoundAndRefused) {
   const MadeRecording made(protectedPlan({.messages = av(2000).until(5000)}));
   const TempDirectory place;

@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 

@@ -6,7 +6,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 

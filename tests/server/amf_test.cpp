@@ -6,7 +6,6 @@
 #include <sstream>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "server/AMF0Items.h"
 #include "tests/support/ScriptCodec.h"

@@ -11,6 +11,8 @@ struct StreamMessage {
   std::uint8_t type = 0;
   std::uint32_t time = 0;
   std::vector<std::byte> data;
+
+  bool operator==(const StreamMessage& other) const = default;
 };
 
 /// Makes the messages of a stream in the order of their times, with metadata and the AVC and AAC sequence

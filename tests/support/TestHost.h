@@ -4,7 +4,6 @@
 #include <map>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "imo/IMOStreamContext.h"

@@ -7,7 +7,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <tuple>
 #include <utility>
 
@@ -209,9 +208,17 @@ TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
       {9, 0xF102030405060708, "f1020304 05060708", 0xF102030405060708},
       {0, 7, "", 0}};
   for (const auto& [byteCount, value, image, readBack] : rows) {
-    AutoFileSave out = save(16);
+    struct Out final : ISerialize {
+      void write(const void* bytes, std::uint64_t size) override { file.write(bytes, size), ++writes; }
+      AutoFileSave& file;
+      int writes = 0;
+      explicit Out(AutoFileSave& to) : file(to) {}
+    };
+    AutoFileSave file = save(16);
+    Out out(file);
     writeNumber(out, byteCount, value);
-    out.commit();
+    EXPECT_EQ(out.writes, 1) << "what is behind it may be dear to call";
+    file.commit();
     EXPECT_EQ(test::hex(files_.content), image);
     AutoFileLoad in = load();
     EXPECT_EQ(readNumber(in, byteCount), readBack);

@@ -163,8 +163,8 @@ TEST(StringPool, NeverWritesASharedBlock) {
 }
 
 TEST(StringPool, ReadsItsLengthFromASetting) {
-  const std::pair<const char*, std::int32_t> rows[] = {{nullptr, 0}, {"", 0},   {"8", 8},
-                                                       {" 12x", 12}, {"-1", 0}, {"99999999999999999999", 0xFFFFFF}};
+  const std::pair<const char*, std::int32_t> rows[] = {{nullptr, 0},  {"", 0},   {"8", 8},
+                                                       {" 012x", 12}, {"-1", 0}, {"99999999999999999999", 0xFFFFFF}};
   for (const auto& [setting, length] : rows)
     EXPECT_EQ(StringPool::maxPooledLengthFrom(setting), length) << (setting ? setting : "(null)");
 }
