@@ -148,7 +148,9 @@ TEST(Adaptor, AnswersThePlaybackSideWithFixedValues) {
   void* const handle = recorder.handle();
   EXPECT_EQ(std::tuple(adaptor.getVersion(), adaptor.getPermission(), adaptor.getSize(handle)), std::tuple(256, 6, 0));
   SegmentBounds bounds{{1, 2, 3}};
-  EXPECT_FALSE(adaptor.findSegmentByIndex(handle, 0, &bounds) || adaptor.findSegmentByTime(handle, 0, &bounds));
+  EXPECT_EQ(adaptor.getEndPosition(handle) + adaptor.getMemoryOverhead(handle), 0);
+  EXPECT_FALSE(adaptor.findSegmentByIndex(handle, 0, &bounds) || adaptor.findSegmentByTime(handle, 0, &bounds) ||
+               adaptor.loadSegment(handle, &bounds, nullptr));
   EXPECT_EQ(bounds.words[1], 2U) << "not touched";
   EXPECT_TRUE(adaptor.flushSegment(handle, &bounds));
   EXPECT_EQ(bounds.words[0] | bounds.words[1] | bounds.words[2], 0U);

@@ -222,13 +222,12 @@ std::size_t countInMemory(const TurnedKey& turned) {
       if (got < static_cast<ssize_t>(turned.size())) break;
       const std::span content(window.data(), static_cast<std::size_t>(got));
       for (auto& byte : content) byte = static_cast<unsigned char>(~byte);
-      for (auto rest = content; !rest.empty();) {
-        const auto place = std::ranges::search(rest, turned);
-        if (place.empty()) break;
-        const std::uintptr_t where = at + static_cast<std::uintptr_t>(place.data() - window.data());
+      for (auto place = content.begin(); place != content.end(); ++place) {
+        place = std::search(place, content.end(), turned.begin(), turned.end());
+        if (place == content.end()) break;
+        const std::uintptr_t where = at + static_cast<std::uintptr_t>(place - content.begin());
         const bool ours = where + turned.size() > windowStart && where < windowStart + window.size();
         if (!ours) ++found;
-        rest = std::span(place.begin() + 1, rest.end());
       }
     }
   }

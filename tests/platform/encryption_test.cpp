@@ -364,7 +364,8 @@ TEST(OpenMetadataBlock, SaysWhyNot) {
   const auto key = readPrivateKey(set.licenseServerKey);
   const auto block = blockOf(set);
   auto changed = block;
-  std::ranges::search(changed, bytesOf(set.contentId)).front() = std::byte{'S'};
+  const auto contentId = bytesOf(set.contentId);
+  *std::search(changed.begin(), changed.end(), contentId.begin(), contentId.end()) = std::byte{'S'};
   auto longer = block;
   longer.push_back(std::byte{0});
   EXPECT_EQ(reasonOf(block, *key), "opened");
