@@ -1,5 +1,7 @@
 #include "host/Log.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace host {
@@ -17,9 +19,19 @@ std::string oneLine(std::string_view text) {
   return clean;
 }
 
+/// From 10 on.
+bool isPowerOfTen(std::uint64_t number) {
+  while (number >= 10 && number % 10 == 0) {
+    number /= 10;
+    if (number == 1) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 Log::~Log() {
+  tellRepeats();
   if (!statusLine_.empty()) write("\n");
 }
 
@@ -31,10 +43,27 @@ void Log::setStatusLine(std::string_view text) {
 
 void Log::line(std::string_view prefix, std::string_view text) {
   const std::lock_guard lock(mutex_);
+  std::string line = std::string(prefix) + oneLine(text);
+  if (line == lastLine_) {
+    if (isPowerOfTen(++repeats_)) tellRepeats();
+    return;
+  }
+  tellRepeats();
+  repeats_ = repeatsTold_ = 0;
+  writeLine(line);
+  lastLine_ = std::move(line);
+}
+
+void Log::tellRepeats() {
+  if (repeats_ == repeatsTold_) return;
+  writeLine(repeats_ == 1 ? "(the same once more)" : fmt::format("(the same {} times more)", repeats_));
+  repeatsTold_ = repeats_;
+}
+
+void Log::writeLine(std::string_view line) {
   std::string bytes;
   if (!statusLine_.empty()) bytes += kEraseLine;
-  bytes += prefix;
-  bytes += oneLine(text);
+  bytes += line;
   bytes += '\n';
   bytes += statusLine_;
   write(bytes);

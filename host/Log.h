@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <mutex>
 #include <string>
@@ -8,7 +9,8 @@
 namespace host {
 
 /// Lines for the user, each written whole and at once, and below them, on a terminal, one status line that is rewritten
-/// in place. Any thread may write.
+/// in place. A line that is the one before it once more is counted, and told of at its 10th, 100th and so on, and where
+/// another line follows. Any thread may write.
 class Log {
  public:
   /// `out` stays the caller's.
@@ -26,11 +28,17 @@ class Log {
 
  private:
   void line(std::string_view prefix, std::string_view text);
+  void tellRepeats();
+  void writeLine(std::string_view line);
   void write(const std::string& bytes);
 
   std::mutex mutex_;
   std::FILE* out_;
   std::string statusLine_;
+  std::string lastLine_;
+  /// How often the last line came behind itself, and up to which number that has been told.
+  std::uint64_t repeats_ = 0;
+  std::uint64_t repeatsTold_ = 0;
 };
 
 }  // namespace host

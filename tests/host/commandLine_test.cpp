@@ -229,4 +229,11 @@ TEST(Log, WritesALineAnEntryAndKeepsTheStatusLineBelow) {
   EXPECT_EQ(capture.text(), "warning: a b [2J \n\r\x1b[K10 s\r\x1b[Kerror: x\n10 s\r\x1b[K11 s");
 }
 
+TEST(Log, CountsALineThatComesAgain) {
+  LogCapture capture;
+  for (int i = 0; i < 13; ++i) capture.log().error("x");
+  capture.log().warning("x");
+  EXPECT_EQ(capture.text(), "error: x\n(the same 10 times more)\n(the same 12 times more)\nwarning: x\n");
+}
+
 }  // namespace
