@@ -30,7 +30,8 @@ BoxSpan readBoxAt(Source& source, std::uint64_t offset) {
   qvs::util::ByteReader reader(read);
   BoxSpan box{.type = 0, .offset = offset, .size = reader.u32(), .headerSize = kSmallHeader};
   box.type = reader.u32();
-  if (box.size == 0) box.size = left;
+  box.reachesEnd = box.size == 0;
+  if (box.reachesEnd) box.size = left;
   if (box.size == 1 && left >= kLargeHeader) {
     box.size = reader.u64();
     box.headerSize = kLargeHeader;

@@ -21,6 +21,8 @@ struct BoxSpan {
   /// Header included.
   std::uint64_t size = 0;
   std::uint32_t headerSize = 0;
+  /// Its size field is 0: whatever is put behind it becomes part of it.
+  bool reachesEnd = false;
 
   std::uint64_t end() const { return offset + size; }
   std::uint64_t payloadOffset() const { return offset + headerSize; }

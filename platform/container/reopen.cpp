@@ -76,6 +76,11 @@ std::optional<RandomAccessTable> rebuildTable(Source& source, std::uint64_t begi
   return begin == end ? std::optional(std::move(table)) : std::nullopt;
 }
 
+/// Throws where what is written behind the box would become part of it.
+void requireAnEnd(const BoxSpan& box) {
+  if (box.reachesEnd) throw SegmentError(box.offset, "`" + qvs::util::toText(box.type) + "` has no size to end it");
+}
+
 }  // namespace
 
 ReopenedSegment reopenSegment(Source& source, std::uint64_t position) {
@@ -88,6 +93,7 @@ ReopenedSegment reopenSegment(Source& source, std::uint64_t position) {
     if (position < begin) throw SegmentError(position, "a fragment expected, not the header of the file");
     last = locateFragment(source, position);
   }
+  requireAnEnd(last ? last->mdat : readBoxAt(source, readBoxAt(source, 0).end()));
 
   ReopenedSegment reopened;
   SegmentState& state = reopened.state;

@@ -344,6 +344,17 @@ TEST(Append, RefusesAPositionWithoutAWholeFragment) {
   }
 }
 
+TEST(Append, RefusesToWriteBehindABoxThatEndsWithTheFile) {
+  const auto& positions = recorded().positions;
+  for (const auto& [end, type] : {std::pair(positions[0], "moov"), std::pair(positions[2], "mdat")}) {
+    Bytes bytes = recorded().until(end);
+    const auto name = qvs::util::asBytes(type);
+    const auto found = std::find_end(bytes.begin(), bytes.end(), name.begin(), name.end());
+    std::fill(found - 4, found, std::byte{0});
+    expectRefused(bytes, 0);
+  }
+}
+
 /// Any byte of the header or of the fragment may be another one: the file is taken or refused, and what is taken can be
 /// written on.
 TEST(Append, SurvivesAnyDamagedByte) {
