@@ -8,11 +8,10 @@ namespace krvo::container {
 
 SegmentReader::SegmentReader(Source& source) : source_(source) {
   const BoxSpan ftyp = expectBoxAt(source_, 0, "ftyp"_4cc);
-  const BoxSpan box = expectBoxAt(source_, ftyp.end(), "moov"_4cc);
-  const auto payload = loadPayload(source_, box);
-  LoadedBox moov = loadedBox(box, payload);
+  moov_ = expectBoxAt(source_, ftyp.end(), "moov"_4cc);
+  const auto payload = loadPayload(source_, moov_);
+  LoadedBox moov = loadedBox(moov_, payload);
   movie_ = readMovie(moov);
-  headerEnd_ = box.end();
 }
 
 std::optional<BoxSpan> SegmentReader::boxAt(std::uint64_t offset) {

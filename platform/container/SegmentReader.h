@@ -27,8 +27,10 @@ class SegmentReader {
   /// The file as a whole, its tracks and their sample descriptions.
   const Movie& movie() const { return movie_; }
 
-  /// Behind `moov`, where the first fragment begins.
-  std::uint64_t firstFragment() const { return headerEnd_; }
+  /// The box that ends the header.
+  const BoxSpan& moov() const { return moov_; }
+  /// Behind it, where the first fragment begins.
+  std::uint64_t firstFragment() const { return moov_.end(); }
   /// The box at the top level that begins at `offset`; none at the end of the file.
   std::optional<BoxSpan> boxAt(std::uint64_t offset);
 
@@ -42,7 +44,7 @@ class SegmentReader {
  private:
   Source& source_;
   Movie movie_;
-  std::uint64_t headerEnd_ = 0;
+  BoxSpan moov_;
 };
 
 }  // namespace krvo::container

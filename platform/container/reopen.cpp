@@ -93,7 +93,7 @@ ReopenedSegment reopenSegment(Source& source, std::uint64_t position) {
     if (position < begin) throw SegmentError(position, "a fragment expected, not the header of the file");
     last = locateFragment(source, position);
   }
-  requireAnEnd(last ? last->mdat : readBoxAt(source, readBoxAt(source, 0).end()));
+  requireAnEnd(last ? last->mdat : reader.moov());
 
   ReopenedSegment reopened;
   SegmentState& state = reopened.state;
