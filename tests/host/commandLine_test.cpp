@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "host/Progress.h"
-#include "host/RealTimePacer.h"
+#include "host/record/Progress.h"
+#include "host/record/RealTimePacer.h"
 #include "tests/host/hostTools.h"
 
 namespace {

@@ -16,9 +16,9 @@
 #include "fragmentation/BootstrapInfo.h"
 #include "host/FileContext.h"
 #include "host/OpenContext.h"
-#include "host/continuation.h"
 #include "host/errors.h"
 #include "host/files/smallFiles.h"
+#include "host/record/continuation.h"
 #include "tests/host/hostTools.h"
 
 namespace host {

@@ -1,4 +1,4 @@
-#include "host/Progress.h"
+#include "host/record/Progress.h"
 
 #include <fmt/format.h>
 

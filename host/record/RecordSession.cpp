@@ -1,4 +1,4 @@
-#include "host/RecordSession.h"
+#include "host/record/RecordSession.h"
 
 #include <fmt/format.h>
 

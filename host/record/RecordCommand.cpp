@@ -1,4 +1,4 @@
-#include "host/RecordCommand.h"
+#include "host/record/RecordCommand.h"
 
 #include <fmt/format.h>
 
@@ -10,14 +10,14 @@
 #include "host/Log.h"
 #include "host/Module.h"
 #include "host/OpenContext.h"
-#include "host/RealTimePacer.h"
-#include "host/RecordSession.h"
 #include "host/Recording.h"
 #include "host/Settings.h"
 #include "host/StopSignal.h"
 #include "host/StreamContext.h"
-#include "host/continuation.h"
 #include "host/input/openInput.h"
+#include "host/record/RealTimePacer.h"
+#include "host/record/RecordSession.h"
+#include "host/record/continuation.h"
 
 namespace host {
 namespace {

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "host/OutputDirectory.h"
-#include "host/Progress.h"
 #include "host/errors.h"
+#include "host/record/Progress.h"
 #include "host/recordingFiles.h"
 
 namespace host {

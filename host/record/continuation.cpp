@@ -1,4 +1,4 @@
-#include "host/continuation.h"
+#include "host/record/continuation.h"
 
 #include <algorithm>
 

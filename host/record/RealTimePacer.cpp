@@ -1,4 +1,4 @@
-#include "host/RealTimePacer.h"
+#include "host/record/RealTimePacer.h"
 
 namespace host {
 

@@ -4,11 +4,11 @@
 #include <string>
 
 #include "host/Log.h"
-#include "host/Progress.h"
-#include "host/RealTimePacer.h"
 #include "host/Recording.h"
 #include "host/StreamContext.h"
 #include "host/input/Input.h"
+#include "host/record/Progress.h"
+#include "host/record/RealTimePacer.h"
 
 namespace host {
 

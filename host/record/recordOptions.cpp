@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "host/RecordCommand.h"
 #include "host/commands.h"
+#include "host/record/RecordCommand.h"
 
 namespace host {
 namespace {
