@@ -41,9 +41,8 @@ struct AfraEntry {
 ///     4  u32  'afra'               17  u32  local entries l
 ///     8  u8   version 0            21       l times u64 time, o offset
 ///     9  u24  flags 0               .  u32  global entries g, only with bit 5
-///    12  u8   sizes, below          .       g times u64 time, n segment, n fragment, o offset of the fragment's
-///    record,
-///                                           o offset from it
+///    12  u8   sizes, below          .       g times u64 time, n segment, n fragment,
+///                                           o offset of the fragment, o offset from there
 ///
 /// Sizes: bit 7 numbers n are u32, else u16; bit 6 offsets o are u64, else u32; bit 5 global entries follow.
 struct AfraIndex {

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Holds the tree against its own rules: includes go down only, formatting, clang-tidy.
+# Checks the tree against its own rules: includes go down only, comments name files that exist, formatting, clang-tidy.
 #   scripts/lint.sh [BUILD]   BUILD has a compile_commands.json; build/release by default. --quick leaves clang-tidy out.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 python3 scripts/check_includes.py
+python3 scripts/check_comments.py
 scripts/format.sh --check
 if [ "${1:-}" = --quick ]; then exit 0; fi
 

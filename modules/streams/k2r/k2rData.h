@@ -96,7 +96,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
     std::optional<std::string> metadataText;
   };
 
-  // Opening: k2rDataOpen.cpp
+  // Opening: k2rDataLifecycle.cpp
   void prepareTimes();
   bool initNew();
 
