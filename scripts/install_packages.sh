@@ -7,6 +7,7 @@ packages=(
   g++ cmake ninja-build pkg-config python3
   libboost-dev libcli11-dev libspdlog-dev libfmt-dev nlohmann-json3-dev
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg
+  gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav
   libssl-dev libmimalloc-dev libgtest-dev libgmock-dev libbenchmark-dev
   clang-14 libclang-rt-14-dev clang-format clang-tidy
 )

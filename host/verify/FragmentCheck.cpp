@@ -76,6 +76,8 @@ FragmentContent checkFragment(SegmentContext& segment, const FragmentBoxes& boxe
   if (content.tracks) {
     correctTagTimes(segment, hints, content.tags);
     checkSamples(segment, content);
+  } else {
+    segment.lastTimes.reset();
   }
   checkTagOrder(segment, content.tags);
   if (afra) checkAccessEntries(segment, content, *afra);

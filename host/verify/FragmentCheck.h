@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -20,6 +21,8 @@ struct SegmentContext {
   FileFindings out;
   krvo::container::Movie movie;
   BaseTimes& bases;
+  /// By track id: the decode time of the track's last sample in the fragment before. Nothing if that cannot be known.
+  std::optional<std::map<std::uint32_t, std::uint64_t>> lastTimes = std::map<std::uint32_t, std::uint64_t>{};
 };
 
 /// A fragment, as far as its boxes can be read.

@@ -83,7 +83,7 @@ class SegmentRun {
     for (const SegmentBreak& broken : map.breaks) {
       out_.add(broken.offset >= indexedEnd ? role_.leftover : Severity::kDamage, broken.offset, broken.reason);
     }
-    SegmentContext segment{file, out_, checkHeader(file, map, out_), recording_.bases};
+    SegmentContext segment{.file = file, .out = out_, .movie = checkHeader(file, map, out_), .bases = recording_.bases};
     if (unfinished_) {
       accessTableIsWhole_ = false;
       for (const FragmentBoxes& boxes : map.fragments) takeUnindexed(segment, boxes);
@@ -126,6 +126,7 @@ class SegmentRun {
         takeUnindexed(segment, boxes);
         continue;
       }
+      if (!follows) segment.lastTimes.reset();
       FragmentContent content = checkFragment(segment, boxes);
       if (content.sequenceNumber) {
         if (follows) out_.expect(boxes.moof.offset, "moof: sequence number", sequence, *content.sequenceNumber);

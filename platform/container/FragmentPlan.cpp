@@ -1,6 +1,7 @@
 #include "platform/container/FragmentPlan.h"
 
 #include <bit>
+#include <limits>
 #include <stdexcept>
 
 #include "platform/container/boxHeader.h"
@@ -60,10 +61,18 @@ std::uint64_t RunPlan::size() const {
 
 std::uint32_t TrafPlan::duration(std::size_t sample) const {
   const std::size_t last = samples.size() - 1;
-  if (sample == last && last == 0) return 0;
+  if (last == 0) return loneDuration();
   const std::size_t from = sample == last ? last - 1 : sample;
   if (samples[from + 1].time < samples[from].time) return 0;
   return narrow<std::uint32_t>(samples[from + 1].time - samples[from].time);
+}
+
+std::uint32_t TrafPlan::loneDuration() const {
+  const std::uint64_t time = samples.front().time;
+  if (!timeBefore || time <= *timeBefore) return 0;
+  // A guess that does not fit its field is none: the next fragment sets the time right.
+  const std::uint64_t distance = time - *timeBefore;
+  return distance <= std::numeric_limits<std::uint32_t>::max() ? static_cast<std::uint32_t>(distance) : 0;
 }
 
 std::uint64_t TrafPlan::size() const {
@@ -72,13 +81,14 @@ std::uint64_t TrafPlan::size() const {
   return size;
 }
 
-void FragmentPlan::make(const OpenFragment& fragment, const Movie& movie) {
+void FragmentPlan::make(const OpenFragment& fragment, const Movie& movie, const LastTimes& before) {
   clear();
   std::size_t sampleCount = 0;
   for (std::size_t i = 0; i < movie.tracks.size(); ++i) sampleCount += fragment.samplesOf(i).size();
   runs_.reserve(sampleCount);  // each `traf` has a view of its runs
   for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
-    if (!fragment.samplesOf(i).empty()) planTrack(*movie.tracks[i], fragment.samplesOf(i));
+    if (fragment.samplesOf(i).empty()) continue;
+    planTrack(*movie.tracks[i], fragment.samplesOf(i), i < before.size() ? before[i] : std::nullopt);
   }
 
   std::uint64_t moofSize = kBoxHeader + kMfhdSize;
@@ -95,8 +105,10 @@ void FragmentPlan::clear() noexcept {
   clearRetained(runs_);
 }
 
-void FragmentPlan::planTrack(const Track& track, std::span<const Sample> samples) {
+void FragmentPlan::planTrack(const Track& track, std::span<const Sample> samples,
+                             std::optional<std::uint64_t> timeBefore) {
   TrafPlan traf;
+  traf.timeBefore = timeBefore;
   traf.track = &track;
   traf.samples = samples;
   traf.defaultDuration = majority(samples.size(), [&traf](std::size_t i) { return traf.duration(i); });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -38,6 +39,10 @@ struct RunPlan {
   std::uint64_t size() const;
 };
 
+/// By the place of the track in the movie: the decode time of its last sample in a fragment, in the track's timescale;
+/// nothing for a track without samples there.
+using LastTimes = std::vector<std::optional<std::uint64_t>>;
+
 /// One `traf`.
 struct TrafPlan {
   const Track* track = nullptr;
@@ -47,18 +52,25 @@ struct TrafPlan {
   /// What most samples have, so that most runs need not tell it.
   std::uint32_t defaultDuration = 0;
   std::uint32_t defaultSize = 0;
+  /// Of the track's last sample in the fragment before.
+  std::optional<std::uint64_t> timeBefore;
 
   /// The distance to the next sample of the track, 0 where that one goes back. The last one takes that of the sample
-  /// before it. Throws std::out_of_range for a distance beyond 32 bits.
+  /// before it; a lone one the distance from the fragment before, since players give up on 0. Throws std::out_of_range
+  /// for a distance between two samples beyond 32 bits.
   std::uint32_t duration(std::size_t sample) const;
   std::uint64_t size() const;
+
+ private:
+  std::uint32_t loneDuration() const;
 };
 
 /// Which boxes a fragment gets, and of what size. Views of the fragment and the movie.
 class FragmentPlan {
  public:
-  /// Throws std::out_of_range where a box other than `mdat` passes kMaxLoadedBox, or a duration its field.
-  void make(const OpenFragment& fragment, const Movie& movie);
+  /// `before` tells of the fragment before, and is empty for the first one. Throws std::out_of_range where a box other
+  /// than `mdat` passes kMaxLoadedBox, or a duration its field.
+  void make(const OpenFragment& fragment, const Movie& movie, const LastTimes& before);
 
   std::span<const TrafPlan> trafs() const { return trafs_; }
   std::uint32_t afraSize() const { return afraSize_; }
@@ -76,7 +88,7 @@ class FragmentPlan {
   void clear() noexcept;
 
  private:
-  void planTrack(const Track& track, std::span<const Sample> samples);
+  void planTrack(const Track& track, std::span<const Sample> samples, std::optional<std::uint64_t> timeBefore);
   RunPlan planRun(const TrafPlan& traf, std::size_t first) const;
 
   std::vector<TrafPlan> trafs_;

@@ -128,7 +128,9 @@ void SegmentWriter::writeFragment() {
     ~Drop() { writer.dropFragment(); }
   } drop{*this};
 
-  plan_.make(fragment_, state_.movie);
+  // Nothing after the write may fail.
+  state_.lastTimes.resize(state_.movie.tracks.size());
+  plan_.make(fragment_, state_.movie, state_.lastTimes);
   const std::uint64_t next = state_.end + plan_.size();
   narrow<std::int64_t>(next + kMaxBoxHeader);
   const std::uint32_t following = narrow<std::uint32_t>(std::uint64_t{state_.nextSequenceNumber} + 1);
@@ -152,6 +154,14 @@ void SegmentWriter::writeFragment() {
   }
   state_.end = next;
   state_.nextSequenceNumber = following;
+  noteLastTimes();
+}
+
+void SegmentWriter::noteLastTimes() {
+  for (std::size_t i = 0; i < state_.lastTimes.size(); ++i) {
+    const auto samples = fragment_.samplesOf(i);
+    state_.lastTimes[i] = samples.empty() ? std::nullopt : std::optional(samples.back().time);
+  }
 }
 
 void SegmentWriter::dropFragment() noexcept {

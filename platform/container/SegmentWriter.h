@@ -22,6 +22,8 @@ struct SegmentState {
   /// Of the last whole fragment, or of the `moov`: where the next fragment will begin.
   std::uint64_t end = 0;
   std::uint32_t nextSequenceNumber = 1;
+  /// Of the last whole fragment; empty in front of the first one.
+  LastTimes lastTimes = {};
   /// Null where it does not tell of every fragment in the file; such a table would mislead, so none is written.
   std::optional<RandomAccessTable> randomAccess = RandomAccessTable{};
 };
@@ -60,6 +62,7 @@ class SegmentWriter {
  private:
   void writeHeader();
   void writeFragment();
+  void noteLastTimes();
   void writeTable();
   void dropFragment() noexcept;
   void coverLeftover();

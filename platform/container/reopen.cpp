@@ -1,10 +1,12 @@
 #include "platform/container/reopen.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "platform/container/SegmentReader.h"
 #include "platform/container/fragmentReader.h"
 #include "platform/container/mfraReader.h"
+#include "platform/container/moofReader.h"
 #include "util/narrow.h"
 
 namespace krvo::container {
@@ -81,6 +83,22 @@ void requireAnEnd(const BoxSpan& box) {
   if (box.reachesEnd) throw SegmentError(box.offset, "`" + qvs::util::toText(box.type) + "` has no size to end it");
 }
 
+/// Where the tracks have got to in a fragment; empty where its samples cannot be read.
+LastTimes lastTimesOf(Source& source, const FragmentBoxes& boxes, const Movie& movie) {
+  LastTimes times(movie.tracks.size());
+  try {
+    for (const TrackFragment& part : readTrackFragments(source, boxes, movie)) {
+      const auto track = std::find_if(movie.tracks.begin(), movie.tracks.end(),
+                                      [&part](const auto& known) { return known->id == part.trackId; });
+      if (!part.samples.empty())
+        times[static_cast<std::size_t>(track - movie.tracks.begin())] = part.samples.back().decodeTime;
+    }
+  } catch (const SegmentError&) {
+    return {};
+  }
+  return times;
+}
+
 }  // namespace
 
 ReopenedSegment reopenSegment(Source& source, std::uint64_t position) {
@@ -101,6 +119,7 @@ ReopenedSegment reopenSegment(Source& source, std::uint64_t position) {
   state.headerWritten = true;
   state.end = last ? last->end() : begin;
   if (last) {
+    state.lastTimes = lastTimesOf(source, *last, state.movie);
     state.nextSequenceNumber =
         qvs::util::narrow<std::uint32_t>(std::uint64_t{readSequenceNumber(source, last->moof)} + 1);
   }

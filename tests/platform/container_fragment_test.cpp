@@ -192,6 +192,27 @@ TEST(FragmentBoxes, TellTheSamplesOfEachTrack) {
   }
 }
 
+TEST(FragmentSamples, ALoneOneLastsAsLongAsTheWayFromTheFragmentBefore) {
+  MemoryStream stream;
+  std::uint64_t last = 0;
+  {
+    SegmentMaker maker(stream);
+    maker.addVideoTrack().addAudioTrack().addHintTrack().start();
+    maker.begin().video(1000, true, 5).audio(1000, 5).audio(1023, 5).start();
+    maker.begin().video(5000, true, 5).audio(5010, 5).start();
+    last = maker.begin().audio(9000, 5).start();
+    maker.begin().video(9500, true, 5).start();
+  }
+  const auto fragments = [&stream] { return ReadSegment(stream.bytes).fragments; };
+  const char* const expected[] = {"1: 1000+0!, 2: 1000+23! 1023+23!, 3 tags", "1: 5000+4000!, 2: 5010+3987!, 2 tags",
+                                  "2: 9000+3990!, 1 tags", "1: 9500+0!, 1 tags"};
+  for (std::size_t i = 0; i < std::size(expected); ++i) EXPECT_EQ(samplesOf(fragments().at(i)), expected[i]);
+  SegmentMaker appended(stream, last);
+  appended.start();
+  appended.begin().video(12000, true, 5).start();
+  EXPECT_EQ(samplesOf(fragments().at(4)), "1: 12000+2500!, 1 tags");
+}
+
 TEST(FragmentSamples, AreConvertedToTheTimesOfTheTrack) {
   const std::byte tag[20]{};
   MemoryStream stream;
@@ -338,7 +359,7 @@ std::vector<std::byte> boxesAround(std::uint32_t tagBytes, bool hasAudio) {
   const OpenFragment::TrackSample audio{0, {.offset = 13, .size = 5}};
   if (hasAudio) fragment.add({OwnedData(), 22}, {.hint = {1, {.size = 22}}, .media = audio, .accessPoint = {}});
   FragmentPlan plan;
-  plan.make(fragment, movie);
+  plan.make(fragment, movie, {});
   qvs::util::ByteWriter out;
   writeFragmentBoxes(out, plan, fragment, 1);
   return out.take();

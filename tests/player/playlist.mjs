@@ -85,6 +85,25 @@ test('a finished recording of two segments plays to its end', async () => {
   await page.close();
 });
 
+test('the plain view plays over a gap in one stretch', async () => {
+  const gap = path.join(work, 'gap.ts');
+  // A clip whose last part lies 60 s later.
+  execFileSync('ffmpeg', ['-v', 'error', '-i', clip, '-c', 'copy', '-t', '8', path.join(work, 'first.ts')]);
+  execFileSync('ffmpeg', ['-v', 'error', '-i', clip, '-c', 'copy', '-t', '8', '-output_ts_offset', '68',
+                          path.join(work, 'second.ts')]);
+  fs.writeFileSync(gap, Buffer.concat(['first.ts', 'second.ts'].map((name) => fs.readFileSync(path.join(work, name)))));
+  execFileSync(k2r, ['record', gap, '--out', path.join(work, 'cam2'), '--quiet', ...settings]);
+  execFileSync(k2r, ['playlist', path.join(work, 'cam2'), '--plain', path.join(work, 'view')]);
+  const text = fs.readFileSync(path.join(work, 'view', 'index.m3u8'), 'utf8');
+  assert.equal(text.match(/#EXT-X-MAP/g).length, 1);
+  assert.equal(text.match(/#EXT-X-PROGRAM-DATE-TIME/g).length, 2);
+  const page = await openPlayer('view/index.m3u8');
+  await waitForBuffer(page, 11.5);
+  assert.equal((await page.evaluate(() => buffered())).length, 1);
+  await assertPictures(page, [0.5, 5.9, 8.5, 11]);
+  await page.close();
+});
+
 test('a recording plays while it is being written', async () => {
   const recorder = spawn(k2r, ['record', clip, '--out', path.join(work, 'live'), '--quiet', '--realtime', ...settings]);
   const ended = new Promise((resolve) => recorder.on('exit', resolve));

@@ -1,0 +1,231 @@
+#include "host/plain/PlainFragment.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <span>
+
+#include "host/plain/TrackRun.h"
+#include "host/plain/plainHeader.h"
+#include "platform/container/FragmentPlan.h"
+#include "platform/container/boxHeader.h"
+#include "platform/container/boxes.h"
+#include "util/box.h"
+#include "util/narrow.h"
+
+namespace host {
+
+using namespace krvo::container;
+using qvs::util::BoxScope;
+using qvs::util::BoxView;
+using qvs::util::ByteReader;
+using qvs::util::ByteWriter;
+
+namespace {
+
+constexpr std::int64_t kMillisecondsASecond = 1000;
+
+const Track* findTrack(const Movie& movie, std::uint32_t id) {
+  const auto found =
+      std::find_if(movie.tracks.begin(), movie.tracks.end(), [id](const auto& t) { return t->id == id; });
+  return found == movie.tracks.end() ? nullptr : found->get();
+}
+
+/// Whether the parameter sets already stand in an AVC sample, in front of its first slice (ISO/IEC 14496-10, 7.4.1).
+bool beginsWithParameterSets(Source& source, const StoredSample& sample, std::size_t lengthSize) {
+  constexpr unsigned kLastSlice = 5;
+  constexpr unsigned kSequenceParameterSet = 7;
+  std::array<std::byte, 5> front{};
+  const std::uint64_t end = sample.offset + sample.size;
+  for (std::uint64_t at = sample.offset; end - at > lengthSize;) {
+    source.read(at, std::span(front).first(lengthSize + 1));
+    const unsigned type = std::to_integer<unsigned>(front[lengthSize]) & 0x1FU;
+    if (type == kSequenceParameterSet) return true;
+    if (type >= 1 && type <= kLastSlice) return false;
+    const std::uint64_t size = lengthSize + qvs::util::loadBigEndian(front.data(), lengthSize);
+    if (size > end - at) return false;
+    at += size;
+  }
+  return false;
+}
+
+/// One `traf` of the view while it is changed.
+struct PlainTraf {
+  std::span<const std::byte> tfhd;
+  std::uint64_t decodeTime = 0;
+  std::vector<TrackRun> runs;
+
+  void write(ByteWriter& out) const {
+    const BoxScope traf(out, "traf"_4cc);
+    out.bytes(tfhd);
+    {
+      const BoxScope tfdt(out, "tfdt"_4cc, 1, 0);
+      out.u64(decodeTime);
+    }
+    for (const TrackRun& run : runs) run.write(out);
+  }
+};
+
+class FragmentMaker {
+ public:
+  FragmentMaker(Source& source, const Movie& movie, const Fragment& fragment, const PlainPlace& place)
+      : source_(source), movie_(movie), fragment_(fragment), place_(place) {}
+
+  PlainFragment make() {
+    const auto moof = loadPayload(source_, fragment_.boxes.moof);
+    ByteReader in(moof);
+    while (in.remaining() > 0) {
+      const BoxView box = qvs::util::nextBox(in);
+      if (box.type == "traf"_4cc) takeTraf(box.payload);
+    }
+    std::sort(insertions_.begin(), insertions_.end());
+    const BoxSpan& mdat = fragment_.boxes.mdat;
+    const std::uint64_t mdatSize = boxSizeFor(mdat.payloadSize() + insertions_.size() * plain_.inserted.size());
+    moveOffsets(mdatSize);
+    ByteWriter out;
+    writeMoof(out);
+    writeBoxHeader(out, "mdat"_4cc, mdatSize);
+    plain_.boxes = out.take();
+    cutStretches();
+    return std::move(plain_);
+  }
+
+ private:
+  void takeTraf(ByteReader traf) {
+    PlainTraf plain;
+    SampleDefaults defaults;
+    const TrackFragment* stored = nullptr;
+    const Track* track = nullptr;
+    while (traf.remaining() > 0) {
+      ByteReader rest = traf;
+      const std::size_t start = traf.position();
+      const BoxView box = qvs::util::nextBox(traf);
+      if (box.type == "tfhd"_4cc) {
+        plain.tfhd = rest.bytes(traf.position() - start);
+        const std::uint32_t id = readTfhd(box.payload, defaults);
+        track = findTrack(movie_, id);
+        if (track == nullptr || !isInPlainView(*track)) return;
+        stored = samplesOf(id);
+      }
+      if (box.type == "trun"_4cc) plain.runs.emplace_back(box.payload, defaults);
+    }
+    if (stored == nullptr || stored->samples.empty()) return;
+    plain.decodeTime = shifted(stored->decodeTime, place_.shiftMs, *track);
+    lengthenLastSample(plain, *stored, *track);
+    insertParameterSets(plain, *stored, *track);
+    trafs_.push_back(std::move(plain));
+  }
+
+  static std::uint32_t readTfhd(ByteReader tfhd, SampleDefaults& defaults) {
+    const std::uint32_t flags = qvs::util::readVersionAndFlags(tfhd).flags;
+    const std::uint32_t id = tfhd.u32();
+    if ((flags & kTfhdDescriptionIndex) != 0) tfhd.skip(4);
+    if ((flags & kTfhdDefaultDuration) != 0) defaults.duration = tfhd.u32();
+    if ((flags & kTfhdDefaultSize) != 0) defaults.size = tfhd.u32();
+    return id;
+  }
+
+  const TrackFragment* samplesOf(std::uint32_t trackId) const {
+    const auto& tracks = fragment_.tracks;
+    const auto found = std::find_if(tracks.begin(), tracks.end(),
+                                    [trackId](const TrackFragment& part) { return part.trackId == trackId; });
+    return found == tracks.end() ? nullptr : &*found;
+  }
+
+  static std::uint64_t shifted(std::uint64_t decodeTime, std::int64_t shiftMs, const Track& track) {
+    const std::int64_t shift = shiftMs * static_cast<std::int64_t>(track.timescale) / kMillisecondsASecond;
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(static_cast<std::int64_t>(decodeTime) - shift, 0));
+  }
+
+  void lengthenLastSample(PlainTraf& plain, const TrackFragment& stored, const Track& track) const {
+    const auto next = place_.nextDecodeTimes.find(stored.trackId);
+    if (next == place_.nextDecodeTimes.end()) return;
+    const std::uint64_t last = shifted(stored.samples.back().decodeTime, place_.shiftMs, track);
+    const std::uint64_t end = shifted(next->second, place_.nextShiftMs, track);
+    if (end <= last || end - last > std::numeric_limits<std::uint32_t>::max()) return;
+    TrackRun& run = plain.runs.back();
+    run.setDuration(run.count() - 1, static_cast<std::uint32_t>(end - last));
+  }
+
+  /// Lets each key frame without parameter sets grow by them. Their places in the `mdat` are noted.
+  void insertParameterSets(PlainTraf& plain, const TrackFragment& stored, const Track& track) {
+    std::vector<std::byte> sets = parameterSets(track);
+    if (sets.empty()) return;
+    plain_.inserted = std::move(sets);
+    const std::size_t lengthSize = nalLengthSize(track);
+    std::size_t index = 0;
+    for (TrackRun& run : plain.runs) {
+      for (std::size_t i = 0; i < run.count(); ++i, ++index) {
+        const StoredSample& sample = stored.samples.at(index);
+        if (!sample.sync || beginsWithParameterSets(source_, sample, lengthSize)) continue;
+        run.setSize(i, qvs::util::narrow<std::uint32_t>(sample.size + plain_.inserted.size()));
+        insertions_.push_back(sample.offset);
+      }
+    }
+  }
+
+  /// Counts data offsets from the start of the new `moof`, over what is inserted in front of them.
+  void moveOffsets(std::uint64_t mdatSize) {
+    const FragmentBoxes& boxes = fragment_.boxes;
+    ByteWriter measured;
+    writeMoof(measured);
+    const std::uint64_t front = measured.size() + boxHeaderSize(mdatSize);
+    for (PlainTraf& traf : trafs_) {
+      for (TrackRun& run : traf.runs) {
+        const std::uint64_t inFile = boxes.moof.offset + static_cast<std::uint64_t>(run.dataOffset());
+        const auto before = std::lower_bound(insertions_.begin(), insertions_.end(), inFile) - insertions_.begin();
+        const std::uint64_t grown = static_cast<std::uint64_t>(before) * plain_.inserted.size();
+        run.setDataOffset(static_cast<std::int64_t>(front + (inFile - boxes.mdat.payloadOffset()) + grown));
+      }
+    }
+  }
+
+  void writeMoof(ByteWriter& out) const {
+    const BoxScope moof(out, "moof"_4cc);
+    {
+      const BoxScope mfhd(out, "mfhd"_4cc, 0, 0);
+      out.u32(place_.sequenceNumber);
+    }
+    for (const PlainTraf& traf : trafs_) traf.write(out);
+  }
+
+  void cutStretches() {
+    const BoxSpan& mdat = fragment_.boxes.mdat;
+    std::uint64_t from = mdat.payloadOffset();
+    for (const std::uint64_t place : insertions_) {
+      plain_.stretches.push_back({.offset = from, .size = place - from});
+      from = place;
+    }
+    plain_.stretches.push_back({.offset = from, .size = mdat.end() - from});
+  }
+
+  Source& source_;
+  const Movie& movie_;
+  const Fragment& fragment_;
+  const PlainPlace& place_;
+  PlainFragment plain_;
+  std::vector<PlainTraf> trafs_;
+  /// Offsets in the file, in front of which the parameter sets go.
+  std::vector<std::uint64_t> insertions_;
+};
+
+}  // namespace
+
+std::uint64_t PlainFragment::size() const {
+  std::uint64_t size = boxes.size() + inserted.size() * (stretches.size() - 1);
+  for (const Stretch& stretch : stretches) size += stretch.size;
+  return size;
+}
+
+bool hasPlainSamples(const Fragment& fragment, const Movie& movie) {
+  return std::any_of(fragment.tracks.begin(), fragment.tracks.end(), [&movie](const TrackFragment& part) {
+    const Track* const track = findTrack(movie, part.trackId);
+    return track != nullptr && isInPlainView(*track) && !part.samples.empty();
+  });
+}
+
+PlainFragment makePlainFragment(Source& source, const Movie& movie, const Fragment& fragment, const PlainPlace& place) {
+  return FragmentMaker(source, movie, fragment, place).make();
+}
+
+}  // namespace host

@@ -1,0 +1,148 @@
+#include "host/plain/PlainView.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <utility>
+
+#include "host/errors.h"
+#include "host/files/inFile.h"
+#include "host/output.h"
+#include "host/plain/plainHeader.h"
+#include "host/plain/playlistLines.h"
+
+namespace host {
+namespace {
+
+/// Enough of a SHA-256 to tell the headers of all configurations apart.
+std::string shortHash(std::span<const std::byte> bytes) {
+  constexpr std::size_t kShown = 8;
+  std::array<std::byte, EVP_MAX_MD_SIZE> digest{};
+  if (EVP_Digest(bytes.data(), bytes.size(), reinterpret_cast<unsigned char*>(digest.data()), nullptr, EVP_sha256(),
+                 nullptr) != 1) {
+    throw CommandError("no SHA-256 can be computed");
+  }
+  return hexText(std::span(digest).first(kShown));
+}
+
+/// Runs `read`; what is malformed in the boxes of a segment becomes a CommandError with its name.
+template <typename Read>
+auto inSegment(const std::string& path, const Read& read) {
+  try {
+    return inFile(path, read);
+  } catch (const qvs::util::MalformedInput& error) {
+    throw CommandError(fmt::format("'{}': {}", path, error.message()));
+  } catch (const std::out_of_range& error) {
+    throw CommandError(fmt::format("'{}': {}", path, error.what()));
+  }
+}
+
+/// Gives `take` a stretch of a file in pieces of bounded size.
+void readStretch(FileView& file, const PlainFragment::Stretch& stretch, const PlainView::Take& take) {
+  for (std::uint64_t done = 0; done < stretch.size;) {
+    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(stretch.size - done, FileView::kWindow));
+    take(file.view(stretch.offset + done, count));
+    done += count;
+  }
+}
+
+}  // namespace
+
+PlainView::PlainView(RecordingDirectory directory)
+    : directory_(std::move(directory)), timeline_(readRecordedTimeline(directory_)) {
+  placeFragments();
+  makeHeaders();
+}
+
+void PlainView::placeFragments() {
+  std::uint64_t nextMs = 0;
+  for (const TimedFragment& fragment : timeline_.fragments) {
+    places_.push_back({.startMs = nextMs, .header = {}});
+    nextMs += fragment.durationMs;
+  }
+}
+
+void PlainView::makeHeaders() {
+  std::map<std::uint32_t, std::string> names;
+  for (const TimedSegment& segment : timeline_.segments) {
+    const std::string path = directory_.pathOf(directory_.segmentName(segment.number));
+    inSegment(path, [&] {
+      FileView file(path);
+      std::vector<std::byte> stored(static_cast<std::size_t>(segment.headerSize));
+      file.read(0, stored);
+      auto header = plainHeader(stored);
+      const std::string name = fmt::format("init-{}.mp4", shortHash(header));
+      names.emplace(segment.number, name);
+      headers_.emplace(name, std::move(header));
+    });
+  }
+  for (std::size_t i = 0; i < places_.size(); ++i) places_[i].header = names.at(timeline_.fragments[i].segment);
+}
+
+std::string PlainView::fragmentName(std::size_t fragment) const {
+  return fmt::format("{}-{}.m4s", timeline_.fragments.at(fragment).number, places_.at(fragment).startMs);
+}
+
+std::int64_t PlainView::shiftMs(std::size_t fragment) const {
+  return static_cast<std::int64_t>(timeline_.fragments[fragment].startMs) -
+         static_cast<std::int64_t>(places_[fragment].startMs);
+}
+
+PlainPlace PlainView::plainPlace(std::size_t fragment) const {
+  PlainPlace place{.sequenceNumber = static_cast<std::uint32_t>(fragment + 1),
+                   .shiftMs = shiftMs(fragment),
+                   .nextDecodeTimes = {},
+                   .nextShiftMs = 0};
+  if (fragment + 1 < timeline_.fragments.size()) {
+    place.nextDecodeTimes = timeline_.fragments[fragment + 1].firstDecodeTimes;
+    place.nextShiftMs = shiftMs(fragment + 1);
+  }
+  return place;
+}
+
+void PlainView::readFragment(std::size_t fragment, const Take& take) const {
+  const TimedFragment& timed = timeline_.fragments.at(fragment);
+  const std::string path = directory_.pathOf(directory_.segmentName(timed.segment));
+  inSegment(path, [&] {
+    OpenSegment open(path);
+    const auto stored = open.reader().readFragment(timed.boxes.position());
+    const PlainFragment plain = makePlainFragment(open.file(), open.reader().movie(), stored, plainPlace(fragment));
+    take(plain.boxes);
+    for (std::size_t i = 0; i < plain.stretches.size(); ++i) {
+      if (i > 0) take(plain.inserted);
+      readStretch(open.file(), plain.stretches[i], take);
+    }
+  });
+}
+
+std::string PlainView::wallTime(std::size_t fragment) const {
+  // A segment is begun when its first fragment is complete.
+  constexpr std::int64_t kFrom1904To1970 = 2082844800;
+  const TimedFragment& first = timeline_.fragments.front();
+  const auto begunMs = (static_cast<std::int64_t>(timeline_.segments.front().movie.created) - kFrom1904To1970) * 1000;
+  const auto startMs = static_cast<std::int64_t>(timeline_.fragments[fragment].startMs);
+  const auto firstEndMs = static_cast<std::int64_t>(first.startMs + first.durationMs);
+  const std::chrono::sys_time time{std::chrono::milliseconds(begunMs + startMs - firstEndMs)};
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(seconds), (time - seconds).count());
+}
+
+std::string PlainView::playlist() const {
+  std::string text = playlistHead(timeline_);
+  for (std::size_t i = 0; i < places_.size(); ++i) {
+    const TimedFragment& fragment = timeline_.fragments[i];
+    if (i == 0 || places_[i].header != places_[i - 1].header) {
+      if (i > 0) text += "#EXT-X-DISCONTINUITY\n";
+      text += fmt::format("#EXT-X-MAP:URI=\"{}\"\n", places_[i].header);
+    }
+    if (i == 0 || fragment.isBehindGap) text += fmt::format("#EXT-X-PROGRAM-DATE-TIME:{}\n", wallTime(i));
+    text += playlistDuration(fragment) + fragmentName(i) + "\n";
+  }
+  return text + playlistEnd(timeline_);
+}
+
+}  // namespace host

@@ -1,0 +1,134 @@
+#include "host/plain/RecordedTimeline.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "host/errors.h"
+#include "host/files/RecordedSegments.h"
+#include "host/files/inFile.h"
+#include "host/files/tracks.h"
+#include "host/plain/plainHeader.h"
+
+namespace host {
+
+using namespace krvo::container;
+
+namespace {
+
+/// Encoders and the grid of milliseconds let fragments that belong together stand that far apart.
+constexpr std::uint64_t kSmallestGapMs = 500;
+/// What a lone sample lasts if nothing follows and nothing came before it: players give up on 0.
+constexpr std::uint64_t kUnknownDurationMs = 1000;
+
+std::uint64_t inMilliseconds(std::uint64_t time, const Track& track) {
+  constexpr std::uint64_t kMillisecondsASecond = 1000;
+  const std::uint64_t scale = std::max(track.timescale, 1U);
+  return time / scale * kMillisecondsASecond + time % scale * kMillisecondsASecond / scale;
+}
+
+/// The samples of all tracks together.
+struct Extent {
+  std::uint64_t startMs = 0;
+  std::uint64_t endMs = 0;
+  /// How long the last samples last, the longest of them.
+  std::uint64_t lastSampleMs = 0;
+};
+
+class TimelineReader {
+ public:
+  explicit TimelineReader(const RecordingDirectory& directory) : directory_(directory) {}
+
+  RecordedTimeline read() {
+    const RecordedContent content = readRecordedContent(directory_);
+    for (const RecordedSegment& segment : content.segments) addSegment(segment);
+    finishLast();
+    timeline_.ended = content.stopped;
+    return std::move(timeline_);
+  }
+
+ private:
+  void addSegment(const RecordedSegment& segment) {
+    const std::string path = directory_.pathOf(directory_.segmentName(segment.number));
+    inFile(path, [&] {
+      OpenSegment open(path);
+      SegmentReader& reader = open.reader();
+      if (hasProtectedTrack(reader.movie()))
+        throw CommandError(fmt::format("'{}' is protected; k2r unprotect makes a clear recording", path));
+      const std::size_t before = timeline_.fragments.size();
+      for (const auto& entry : segment.fragments) {
+        addFragment(segment.number, entry.fragment, reader.readFragment(entry.afraOffset), reader.movie());
+      }
+      if (timeline_.fragments.size() == before) return;
+      timeline_.segments.push_back(
+          {.number = segment.number, .movie = reader.movie(), .headerSize = reader.firstFragment()});
+    });
+  }
+
+  void addFragment(std::uint32_t segment, std::uint32_t number, const Fragment& fragment, const Movie& movie) {
+    TimedFragment timed{.segment = segment, .number = number, .boxes = fragment.boxes, .firstDecodeTimes = {}};
+    const auto extent = measure(fragment, movie, timed);
+    if (!extent) return;
+    timed.startMs = extent->startMs;
+    if (last_) joinTo(timed);
+    timeline_.fragments.push_back(std::move(timed));
+    last_ = extent;
+  }
+
+  static std::optional<Extent> measure(const Fragment& fragment, const Movie& movie, TimedFragment& timed) {
+    std::optional<Extent> extent;
+    for (const TrackFragment& part : fragment.tracks) {
+      const auto track = std::find_if(movie.tracks.begin(), movie.tracks.end(),
+                                      [&part](const auto& known) { return known->id == part.trackId; });
+      if (track == movie.tracks.end() || !isInPlainView(**track) || part.samples.empty()) continue;
+      timed.firstDecodeTimes.emplace(part.trackId, part.samples.front().decodeTime);
+      const StoredSample& last = part.samples.back();
+      const std::uint64_t start = inMilliseconds(part.samples.front().decodeTime, **track);
+      const std::uint64_t end = inMilliseconds(last.decodeTime + last.duration, **track);
+      if (!extent) extent = Extent{.startMs = start, .endMs = end};
+      extent->startMs = std::min(extent->startMs, start);
+      extent->endMs = std::max(extent->endMs, end);
+      extent->lastSampleMs = std::max(extent->lastSampleMs, inMilliseconds(last.duration, **track));
+    }
+    return extent;
+  }
+
+  /// A fragment lasts until the next one begins, unless that one begins behind the end of all tracks. A stream of few
+  /// pictures has no gap where the next picture is away for no longer than the last one. A lone first sample, whose
+  /// duration nobody knows, lasts until the next one.
+  void joinTo(TimedFragment& next) {
+    TimedFragment& before = timeline_.fragments.back();
+    const std::uint64_t tolerance = std::max(kSmallestGapMs, last_->lastSampleMs);
+    const bool unknown = last_->lastSampleMs == 0;
+    next.isBehindGap = next.startMs <= before.startMs || (!unknown && next.startMs > last_->endMs + tolerance);
+    if (next.isBehindGap) {
+      finishLast();
+    } else {
+      before.durationMs = next.startMs - before.startMs;
+    }
+  }
+
+  void finishLast() {
+    if (!last_) return;
+    const std::uint64_t own = last_->endMs - last_->startMs;
+    timeline_.fragments.back().durationMs = own != 0 ? own : kUnknownDurationMs;
+  }
+
+  const RecordingDirectory& directory_;
+  RecordedTimeline timeline_;
+  /// Of the last fragment.
+  std::optional<Extent> last_;
+};
+
+}  // namespace
+
+const TimedSegment& RecordedTimeline::segment(std::uint32_t number) const {
+  return *std::find_if(segments.begin(), segments.end(), [number](const auto& item) { return item.number == number; });
+}
+
+RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory) {
+  return TimelineReader(directory).read();
+}
+
+}  // namespace host

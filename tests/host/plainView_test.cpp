@@ -1,0 +1,243 @@
+// Recordings as standard fragmented MP4.
+
+#include "host/plain/PlainView.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+#include "host/errors.h"
+#include "host/plain/TrackRun.h"
+#include "host/plain/plainHeader.h"
+#include "tests/host/hostTools.h"
+#include "tests/support/hex.h"
+#include "util/box.h"
+
+namespace {
+
+using namespace test;
+using namespace qvs::util;
+using host::PlainView;
+using host::TrackRun;
+
+/// What a track has to play.
+struct Played {
+  /// Milliseconds.
+  std::uint64_t startMs = 0;
+  std::uint64_t endMs = 0;
+  /// The samples of all fragments, one behind another.
+  std::vector<std::vector<std::byte>> samples;
+  /// Places where the time of a fragment is not that at which the one before it ends.
+  int breaks = 0;
+};
+
+/// Plays fragments as a player does, by nothing but their boxes.
+class Player {
+ public:
+  void add(const std::vector<std::byte>& fragment) {
+    ByteReader in(fragment);
+    ByteReader moof = openBox(in, "moof"_4cc);
+    while (moof.remaining() > 0) {
+      const BoxView box = nextBox(moof);
+      if (box.type == "traf"_4cc) addTraf(box.payload, fragment);
+    }
+    const auto mdat = nextBox(in);
+    EXPECT_EQ(mdat.type, "mdat"_4cc);
+    EXPECT_EQ(in.remaining(), 0U);
+  }
+  const std::map<std::uint32_t, Played>& tracks() const { return tracks_; }
+
+ private:
+  void addTraf(ByteReader traf, const std::vector<std::byte>& fragment) {
+    Played* track = nullptr;
+    host::SampleDefaults defaults;
+    while (traf.remaining() > 0) {
+      BoxView box = nextBox(traf);
+      if (box.type == "tfhd"_4cc) {
+        const std::uint32_t flags = readVersionAndFlags(box.payload).flags;
+        track = &tracks_[box.payload.u32()];
+        if ((flags & 0x8) != 0) defaults.duration = box.payload.u32();
+        if ((flags & 0x10) != 0) defaults.size = box.payload.u32();
+      } else if (box.type == "tfdt"_4cc) {
+        readVersionAndFlags(box.payload);
+        const std::uint64_t time = box.payload.u64();
+        if (track->samples.empty()) track->startMs = time;
+        if (!track->samples.empty() && time != track->endMs) ++track->breaks;
+        track->endMs = time;
+      } else if (box.type == "trun"_4cc) {
+        addRun(TrackRun(box.payload, defaults), *track, fragment);
+      }
+    }
+  }
+
+  static void addRun(const TrackRun& run, Played& track, const std::vector<std::byte>& fragment) {
+    ByteReader in(fragment);
+    in.skip(static_cast<std::uint64_t>(run.dataOffset()));
+    for (std::size_t i = 0; i < run.count(); ++i) {
+      const auto sample = in.bytes(run.size(i));
+      track.samples.emplace_back(sample.begin(), sample.end());
+      track.endMs += run.duration(i);
+    }
+  }
+
+  std::map<std::uint32_t, Played> tracks_;
+};
+
+std::vector<std::byte> fragmentOf(const PlainView& view, std::size_t index) {
+  std::vector<std::byte> bytes;
+  view.readFragment(index, [&bytes](auto piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); });
+  return bytes;
+}
+
+PlainView viewOf(const MadeRecording& recording) {
+  return PlainView(host::readRecordingDirectory(recording.directory()));
+}
+
+Player play(const PlainView& view) {
+  Player player;
+  for (std::size_t i = 0; i < view.fragmentCount(); ++i) player.add(fragmentOf(view, i));
+  return player;
+}
+
+/// The parameter sets of StreamBuilder's configuration, as they stand in a sample.
+std::vector<std::byte> builtParameterSets() {
+  return fromHex("00000019 6764001eacd940a02ff9610000030001000003003c8f162d96 00000006 68ebe3cb22c0");
+}
+
+/// What a player gets of the messages of one type: media without their codec's header.
+std::vector<std::vector<std::byte>> samplesOf(const std::vector<StreamMessage>& messages, std::uint8_t type) {
+  std::vector<std::vector<std::byte>> samples;
+  for (const StreamMessage& message : messages) {
+    if (message.type != type || isSequenceHeader(message)) continue;
+    samples.emplace_back(message.data.begin() + (type == 9 ? 5 : 2), message.data.end());
+  }
+  return samples;
+}
+
+/// Takes the parameter sets off the samples that begin with them, and answers how many do.
+int takeParameterSets(std::vector<std::vector<std::byte>>& samples) {
+  int taken = 0;
+  const auto sets = builtParameterSets();
+  for (auto& sample : samples) {
+    if (sample.size() < sets.size() || !std::equal(sets.begin(), sets.end(), sample.begin())) continue;
+    sample.erase(sample.begin(), sample.begin() + static_cast<std::ptrdiff_t>(sets.size()));
+    ++taken;
+  }
+  return taken;
+}
+
+constexpr std::uint32_t kVideoTrack = 1;
+constexpr std::uint32_t kAudioTrack = 2;
+
+TEST(PlainView, PlaysEverySampleWithoutABreak) {
+  const auto before = av().audio(20).until(4101);
+  const struct {
+    const char* why;
+    RecordingPlan plan;
+    std::uint64_t videoEndMs;
+  } rows[] = {
+      {"two tracks", {.messages = av().audio(23).until(12001)}, 12000},
+      {"over a roll-over",
+       {.messages = av().audio(23).until(20001), .settings = {{"Recording/SegmentDuration", "7000"}}},
+       20000},
+      {"frames of a rate that is no divisor of the grid", {.messages = av(1998).framesEvery(333).until(16001)}, 13986},
+      {"a picture in each fragment", {.messages = av(4000).framesEvery(4000).until(16001)}, 16000},
+      {"a gap, taken out", {.messages = before + av().withoutHeaders().audio(20).from(24000).until(32001)}, 12500}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    const Player player = play(viewOf(MadeRecording(row.plan)));
+    ASSERT_TRUE(player.tracks().contains(kVideoTrack));
+    Played video = player.tracks().at(kVideoTrack);
+    EXPECT_EQ(video.startMs, 0U);
+    EXPECT_EQ(video.endMs, row.videoEndMs);
+    EXPECT_GE(takeParameterSets(video.samples), 2);
+    EXPECT_EQ(video.breaks, 0);
+    auto expected = samplesOf(row.plan.messages, 9);
+    ASSERT_LE(video.samples.size(), expected.size());
+    ASSERT_GE(video.samples.size() + 52, expected.size()) << "more than what the stop drops is missing";
+    expected.resize(video.samples.size());
+    EXPECT_TRUE(video.samples == expected);
+    if (player.tracks().contains(kAudioTrack)) {
+      auto sounds = samplesOf(row.plan.messages, 8);
+      sounds.resize(player.tracks().at(kAudioTrack).samples.size());
+      EXPECT_TRUE(player.tracks().at(kAudioTrack).samples == sounds);
+      EXPECT_EQ(player.tracks().at(kAudioTrack).breaks, 0);
+    }
+    EXPECT_EQ(player.tracks().count(3), 0U) << "the hint track";
+  }
+}
+
+TEST(PlainView, TellsGapsByTheTimeOfDay) {
+  const MadeRecording recording({.messages = stream().keyFramesEvery(2000).until(4041) +
+                                             stream().keyFramesEvery(2000).withoutHeaders().from(24000).until(28001)});
+  const std::string playlist = viewOf(recording).playlist();
+  std::vector<std::string> lines;
+  std::istringstream in(playlist);
+  for (std::string line; std::getline(in, line);) {
+    const bool isDate = line.starts_with("#EXT-X-PROGRAM-DATE-TIME");
+    if (isDate || !line.starts_with('#')) lines.push_back(isDate ? "date" : line);
+  }
+  EXPECT_EQ(lines, (std::vector<std::string>{"date", "1-0.m4s", "2-4000.m4s", "date", "7-4080.m4s"}));
+  EXPECT_EQ(playlist.find("DISCONTINUITY"), std::string::npos) << "players stop at one";
+}
+
+TEST(PlainView, HasOneHeaderForAllRecordingsOfAConfiguration) {
+  const auto headers = [](const RecordingPlan& plan) { return viewOf(MadeRecording(plan)).headers(); };
+  const auto first = headers({.messages = av().audio(23).until(8001)});
+  ASSERT_EQ(first.size(), 1U);
+  EXPECT_EQ(first, headers({.messages = av(4000).audio(20).until(16001),
+                            .settings = {{"Recording/SegmentDuration", "3000"}}}));
+  EXPECT_NE(first, headers({.messages = stream().keyFramesEvery(2000).until(8001)})) << "without sound";
+
+  // `moov` with two tracks of the media, ids 1 and 2, and no other.
+  const auto& header = first.begin()->second;
+  const std::string text(reinterpret_cast<const char*>(header.data()), header.size());
+  const auto count = [&text](std::string_view word) {
+    int found = 0;
+    for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++found;
+    return found;
+  };
+  EXPECT_EQ(count("trak"), 2);
+  EXPECT_EQ(count("trex"), 2);
+  EXPECT_EQ(count("tref"), 0);
+  EXPECT_EQ(count("hint"), 0);
+}
+
+TEST(PlainView, OfARunningRecordingGrowsAndChangesNothing) {
+  const auto messages = av().audio(20).until(20001);
+  const MadeRecording shorter({.messages = {messages.begin(), messages.begin() + 500}, .stop = false});
+  const MadeRecording whole({.messages = messages});
+  const PlainView before = viewOf(shorter);
+  const PlainView after = viewOf(whole);
+  ASSERT_LT(before.fragmentCount(), after.fragmentCount());
+  for (std::size_t i = 0; i + 1 < before.fragmentCount(); ++i) {
+    EXPECT_EQ(before.fragmentName(i), after.fragmentName(i));
+    EXPECT_EQ(fragmentOf(before, i), fragmentOf(after, i));
+  }
+  EXPECT_EQ(before.playlist().find("ENDLIST"), std::string::npos);
+}
+
+TEST(PlainView, GoesIntoAFolderOfItsOwn) {
+  const MadeRecording recording({.messages = av().audio(20).until(12001)});
+  const MadeRecording other({.messages = av().audio(20).from(4000).until(20001)});
+  const TempDirectory place;
+  const std::string folder = place.file("view");
+  const auto write = [&folder](const MadeRecording& from) {
+    return k2r({"playlist", from.directory(), "--plain", folder});
+  };
+  ASSERT_EQ(write(recording).status, 0);
+  const std::string fragment = readWholeFile(folder + "/2-4000.m4s");
+  EXPECT_EQ(write(recording).status, 0) << "again";
+  EXPECT_EQ(readWholeFile(folder + "/2-4000.m4s"), fragment);
+
+  EXPECT_EQ(write(other).status, 1);
+  EXPECT_EQ(readWholeFile(folder + "/2-4000.m4s"), fragment);
+  writeWholeFile(folder + "/notes.txt", "mine");
+  const auto answer = write(recording);
+  EXPECT_EQ(answer.status, 1);
+  EXPECT_NE(answer.errors.find("notes.txt"), std::string::npos) << answer.errors;
+}
+
+}  // namespace
