@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/os/lastError.h"
 #include "platform/os/paths.h"
 #include "platform/os/retried.h"
 
@@ -104,22 +105,27 @@ bool removeFile(std::string_view path) noexcept try {
   return false;
 }
 
-std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize) {
+FileStart readFileStart(std::string_view path, std::size_t maxSize) {
   const Descriptor file(toNative(path), O_RDONLY);
-  if (!file) return std::nullopt;
+  if (!file) return {.content = {}, .error = lastError()};
   // One byte more than the file has, so that the end is met without a second buffer.
-  std::vector<std::byte> content(sizeHint(file, maxSize) + 1);
+  std::vector<std::byte> content(std::min(sizeHint(file, maxSize) + 1, maxSize));
   std::size_t filled = 0;
-  for (;;) {
+  while (filled < maxSize) {
+    if (filled == content.size()) content.resize(std::min(content.size() * 2, maxSize));
     const ssize_t count = retried([&] { return ::read(file.get(), content.data() + filled, content.size() - filled); });
-    if (count < 0) return std::nullopt;
+    if (count < 0) return {.content = {}, .error = lastError()};
     if (count == 0) break;
     filled += static_cast<std::size_t>(count);
-    if (filled > maxSize) return std::nullopt;
-    if (filled == content.size()) content.resize(content.size() * 2);
   }
   content.resize(filled);
-  return content;
+  return {.content = std::move(content), .error = {}};
+}
+
+std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize) {
+  FileStart start = readFileStart(path, maxSize + 1);
+  if (start.error || start.content.size() > maxSize) return std::nullopt;
+  return std::move(start.content);
 }
 
 }  // namespace platform::os

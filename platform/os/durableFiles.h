@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace platform::os {
@@ -25,6 +26,16 @@ bool replaceFile(std::string_view from, std::string_view to) noexcept;
 
 /// Removes a file, durably. True when it is gone, also where there was none.
 bool removeFile(std::string_view path) noexcept;
+
+/// The start of a file, or why it cannot be read.
+struct FileStart {
+  std::vector<std::byte> content;
+  /// If it is set, `content` is empty.
+  std::error_code error;
+};
+
+/// Reads the first `maxSize` bytes of a file, or all of a shorter one. Memory follows the bytes there are.
+FileStart readFileStart(std::string_view path, std::size_t maxSize);
 
 /// A whole file, or nothing where it cannot be read or has more than `maxSize` bytes. Memory follows the bytes there
 /// are.
