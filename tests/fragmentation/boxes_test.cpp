@@ -325,6 +325,8 @@ TEST(BootstrapBuilder, ExtendsRunsByItsRules) {
        "1@0+4000 gap2@1@0 2@4000+4000 | 1x2"},
       {"segments are counted one by one", "f1/1@0+4000 f1/2@4000+4000 f2/3@8000+4000 f2/4@12000+4000",
        "1@0+4000 | 1x2 2x2"},
+      {"a gap below the last number takes back what was counted", "f1/1@0+4000 f1/2@4000+4000 g1/1@0 f1/2@4000+4000",
+       "1@0+4000 gap2@1@0 2@4000+4000 | 1x2"},
       {"a gap may begin a segment", "f1/1@0+4000 f1/2@4000+4000 g2/3@0", "1@0+4000 gap2@3@0 | 1x2 2x2"},
       // Key frames every 10000: fragment 1 is held, 2 empty, 3 held again.
       {"held and skipped fragments", "f1/1@0+4000 e1/2@4000 f1/3@10000+2000",

@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "fragmentation/AfraBox.h"
-#include "modules/streams/k2r/HostLog.h"
+#include "modules/streams/k2r/bootstrapOrder.h"
 #include "modules/streams/k2r/k2rData.h"
 #include "platform/os/paths.h"
 #include "util/QVSException.h"
@@ -30,30 +30,11 @@ std::vector<SegmentRunEntry>& segmentRuns(BootstrapInfo& bootstrap) {
   return bootstrap.segmentRunTables.front().segmentRuns;
 }
 
-/// Behind the last number that the segment runs count.
-std::uint64_t countedEnd(const BootstrapInfo& bootstrap) {
-  if (bootstrap.segmentRunTables.empty() || bootstrap.fragmentRunTables.empty()) return 0;
-  const auto& runs = bootstrap.fragmentRunTables.front().fragmentRuns;
-  std::uint64_t end = runs.empty() ? 0 : runs.front().firstFragment;
-  for (const auto& run : bootstrap.segmentRunTables.front().segmentRuns) end += run.fragmentsPerSegment;
-  return end;
-}
-
 /// Takes away the end marker, and what the fragment runs have behind `fragment`.
 void dropRunsBehind(BootstrapInfo& bootstrap, std::uint32_t fragment) {
   if (bootstrap.fragmentRunTables.empty()) return;
   auto& runs = bootstrap.fragmentRunTables.front().fragmentRuns;
   while (!runs.empty() && (runs.back().isEndOfPresentation() || runs.back().firstFragment > fragment)) runs.pop_back();
-}
-
-/// Whether `later` is `bootstrap` as it was when the fragment `entry` had been added.
-bool isContinuedBy(const BootstrapInfo& bootstrap, const BootstrapInfo& later, const AfraEntry& entry) {
-  if (countedEnd(later) <= countedEnd(bootstrap) || countedEnd(later) <= entry.fragment) return false;
-  const auto& before = bootstrap.segmentRunTables.front().segmentRuns;
-  const auto& runs = later.segmentRunTables.front().segmentRuns;
-  return runs.size() >= before.size() && runs.back().firstSegment == entry.segment &&
-         std::equal(before.begin(), before.end(), runs.begin(),
-                    [](const auto& a, const auto& b) { return a.firstSegment == b.firstSegment; });
 }
 
 }  // namespace
@@ -93,11 +74,11 @@ void K2RData::passEmptySegments(BootstrapInfo& bootstrap) {
 void K2RData::takeUnannounced(BootstrapInfo& bootstrap) {
   const auto take = [&](std::uint32_t segment, const AfraIndex& index) {
     auto stored = lastStoredFragment(segment, index);
-    if (!stored || !isContinuedBy(bootstrap, stored->bootstrap, *lastWritten(index))) return false;
+    if (!stored || !isContinuedBy(bootstrap, stored->bootstrap, segment)) return false;
     bootstrap = std::move(stored->bootstrap);
     return true;
   };
-  if (lastWritten(fragmentIndex_)->fragment >= countedEnd(bootstrap)) take(segmentNumber_, fragmentIndex_);
+  take(segmentNumber_, fragmentIndex_);
   // Behind a roll-over there may be a whole segment that the bootstrap does not know.
   IMOFileStatus status;
   for (;;) {
