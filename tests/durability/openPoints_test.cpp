@@ -36,45 +36,19 @@ class OpenPoints : public testing::Test {
   Recorder recorder_{loadModule()};
 };
 
-TEST_F(OpenPoints, AnIndexThatHasLostItsFragmentsIsRefused) {
-  recordAndCrash(recorder_, video().until(3001));
-  const std::string bootstrap = recorder_.content(".bootstrap");
-  const std::string segment = recorder_.content("Seg1.k2r");
-  writeWholeFile(recorder_.file("Seg1.k2i"), textOf(host::imageOf(ruvo::k2r::AfraIndex())));
-  EXPECT_FALSE(recorder_.open(kAppend));
-  EXPECT_EQ(
-      recorder_.log(),
-      "error: The index of segment 1 names no fragment, but the bootstrap does; the recording is not continued.\n");
-  EXPECT_EQ(recorder_.content(".bootstrap"), bootstrap);
-  EXPECT_EQ(recorder_.content("Seg1.k2r"), segment);
-}
-
 TEST_F(OpenPoints, ABaseTimeComesBackFromTheFragments) {
   recordAndCrash(recorder_, video().from(7250).until(10001));
   const std::string control = recorder_.content(".control");
   const struct {
     const char* damaged;
     std::uint32_t from;
-  } rows[] = {{"", 20000}, {"xyz", 30000}, {"too long", 40000}};
+  } rows[] = {{"", 20000}, {"xyz", 30000}};
   for (const auto& row : rows) {
     writeWholeFile(recorder_.file(".control"), row.damaged);
     appendAndStop(recorder_, video().from(row.from).withoutHeaders().until(row.from + 2001));
     expectWhole(recorder_);
     EXPECT_EQ(recorder_.content(".control"), control);
   }
-}
-
-TEST_F(OpenPoints, AForeignBootstrapWithoutFragmentRunsIsContinued) {
-  recordAndCrash(recorder_, video().until(3001));
-  auto info = host::parseBootstrap(asBytes(recorder_.content(".bootstrap")));
-  info.fragmentRunTables.clear();
-  writeWholeFile(recorder_.file(".bootstrap"), textOf(host::imageOf(info)));
-  appendAndStop(recorder_, laterPart());
-  recorder_.host.lines.clear();  // Without runs it could not tell of the gap: that is a warning.
-  info.segmentRunTables.clear();
-  writeWholeFile(recorder_.file(".bootstrap"), textOf(host::imageOf(info)));
-  EXPECT_FALSE(recorder_.open(kAppend));
-  EXPECT_EQ(recorder_.log(), "error: Failed to load segment run entries.\n");
 }
 
 TEST_F(OpenPoints, ASegmentOfWhichNothingRemainsIsForgotten) {
@@ -106,19 +80,49 @@ TEST_F(OpenPoints, AnEmptySegmentThatTheBootstrapKnowsIsBegunAgain) {
   EXPECT_EQ(info.segmentRunTables[0].segmentRuns[0].fragmentsPerSegment, 22U) << "by the grid, as the index has it";
 }
 
-TEST_F(OpenPoints, AFragmentBehindAnIndexThatEndsInANumberWithoutOneIsForgotten) {
+TEST_F(OpenPoints, AFragmentBehindOneThatAStopTookBackIsRestored) {
+  // Fragment 3 is held, as no key frame comes, and has joined the run of the others.
   ASSERT_TRUE(recorder_.open());
-  const auto messages = stream().keyFramesEvery(2500).framesEvery(250).until(12001);
-  const auto flushed = std::ranges::find(messages, 5000U, &StreamMessage::time) + 1;
-  recorder_.record({messages.begin(), flushed});
-  const std::string index = recorder_.content("Seg1.k2i"), bootstrap = recorder_.content(".bootstrap");
-  EXPECT_FALSE(host::parseAfra(asBytes(index)).globalEntries.back().isWritten());
-  recorder_.record({flushed, messages.end()});
+  recorder_.record(video().keyFramesEvery(1000).until(2001) + video().keyFramesEvery(9000).from(2250).until(4501));
+  recorder_.stop();
   recorder_.close();
-  writeWholeFile(recorder_.file("Seg1.k2i"), index);
-  writeWholeFile(recorder_.file(".bootstrap"), bootstrap);
-  appendAndStop(recorder_, laterPart());
-  EXPECT_TRUE(verified(recorder_).findings.kept().empty());
+  ASSERT_TRUE(recorder_.open(kAppend));
+  const std::string before = recorder_.content(".bootstrap");
+  recorder_.record(video().keyFramesEvery(500).from(2000).withoutHeaders().until(2501) +
+                   video().keyFramesEvery(500).from(3500).withoutHeaders().until(3501));
+  recorder_.close();
+  const std::string behind = recorder_.content(".bootstrap");
+  writeWholeFile(recorder_.file(".bootstrap"), before);
+  ASSERT_TRUE(recorder_.open(kAppend));
+  EXPECT_EQ(recorder_.content(".bootstrap"), behind);
+}
+
+/// Removes no directory.
+struct KeepingFiles : DiskFileContext {
+  std::int32_t remove(const char*, std::uint32_t, std::uint32_t) override { return -1; }
+};
+
+TEST(NewRecordings, MeetNothingOfAnOldOneThatTheHostCannotRemove) {
+  KeepingFiles services;
+  Recorder recorder(loadModule(), &services);
+  useShortGrid(recorder, "2500");
+  recordAndCrash(recorder, video().until(12001));
+  std::filesystem::rename(recorder.file("Seg4.k2i"), recorder.file("Seg4000000000.k2i"));
+  writeWholeFile(recorder.file("Segment.k2i"), "of somebody else");
+  auto old = readAllFiles(recorder.directory());
+  recordAndCrash(recorder, video().until(2001));
+  EXPECT_EQ(recorder.files(), "cam1.bootstrap cam1.control cam1.meta cam1Seg1.k2i cam1Seg1.k2r cam1Segment.k2i");
+  // Nor does an append take what a recorder without that care has left there.
+  auto files = readAllFiles(recorder.directory());
+  files.merge(old);
+  writeAllFiles(recorder.directory(), files);
+  ASSERT_TRUE(recorder.open(kAppend));
+  EXPECT_EQ(recorder.adaptor().getDuration(recorder.handle()), 2000U);
+  recorder.close();
+  std::filesystem::create_directory(recorder.file("Seg77.k2i"));
+  EXPECT_FALSE(recorder.open()) << "a directory is not removed like a file";
+  EXPECT_EQ(recorder.log(),
+            "error: Failed to remove file '" + modulePath(recorder.file("Seg77.k2i")) + "' of an old recording\n");
 }
 
 constexpr std::uint32_t kGridMs = 4000;

@@ -20,6 +20,13 @@ std::string formatSegmentName(std::string_view basePath, std::uint32_t number, s
   return name;
 }
 
+bool isSegmentName(std::string_view name) {
+  constexpr std::string_view kMark = "Seg";
+  if (!name.starts_with(kMark) || !(name.ends_with(".k2r") || name.ends_with(".k2i"))) return false;
+  const std::string_view number = name.substr(kMark.size(), name.rfind('.') - kMark.size());
+  return !number.empty() && number.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 RecordingPaths::RecordingPaths(const std::string& basePath)
     : index(basePath + ".k2i"),
       bootstrap(basePath + ".bootstrap"),

@@ -13,6 +13,9 @@ std::string makeBasePath(std::string_view streamPath);
 /// `<basePath>Seg<number><extension>`, the number in plain decimal.
 std::string formatSegmentName(std::string_view basePath, std::uint32_t number, std::string_view extension);
 
+/// Whether `name` is "Seg<number>" and the extension of a segment or of an index.
+bool isSegmentName(std::string_view name);
+
 /// The files of a recording that have no segment number.
 struct RecordingPaths {
   explicit RecordingPaths(const std::string& basePath);

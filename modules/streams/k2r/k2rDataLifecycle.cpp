@@ -2,6 +2,7 @@
 
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
+#include "modules/streams/k2r/staleFiles.h"
 #include "platform/os/durableFiles.h"
 #include "platform/os/sleep.h"
 
@@ -53,6 +54,7 @@ bool K2RData::initNew() {
     logError(*streamContext_, "Couldn't create directory for new record");
     return false;
   }
+  removeStaleFiles(basePath_);
   bootstrapBuilder_ = std::make_unique<ruvo::k2r::BootstrapBuilder>(fragmentationConfig_.durationPrecision,
                                                                     fragmentationConfig_.allowedDrift);
   fragmenter_.makeForNew(fragmentationConfig_.fragmentDuration);
