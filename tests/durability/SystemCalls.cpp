@@ -150,6 +150,11 @@ int close(int fd) {
   return static_cast<int>(::syscall(SYS_close, fd));
 }
 
+ssize_t read(int fd, void* data, size_t count) {
+  return test::transfer("read", test::watchedFile(fd), count,
+                        [&](size_t part) { return ::syscall(SYS_read, fd, data, part); });
+}
+
 ssize_t pread(int fd, void* data, size_t count, off_t offset) {
   return test::transfer("read", test::watchedFile(fd), count,
                         [&](size_t part) { return ::syscall(SYS_pread64, fd, data, part, offset); });

@@ -58,9 +58,9 @@ struct FaultRecorder : Recorder {
 /// What may be said of a fault. Anything else is a fault of its own.
 void expectKnownLines(const Recorder& recorder) {
   static const std::regex kKnown(
-      "error: (K2M error: \\d+|Failed to (write|swap in) file '.*'|Unable to write bootstrap.|"
-      "Tried to record fragment w/ no keyframe|"
-      "Unknown Error in initAppend\\(\\)|)|warning: Inserting safety gap before fragment \\d+ in stream .*");
+      "error: (K2M error: \\d+|Failed to (write|swap in) file '.*'|Failed to (read|continue) file '.*': .+|"
+      "Unable to write bootstrap.|Tried to record fragment w/ no keyframe|"
+      "Unknown Error in initAppend\\(\\))|warning: Inserting safety gap before fragment \\d+ in stream .*");
   for (const std::string& line : recorder.host.lines) EXPECT_TRUE(std::regex_match(line, kKnown)) << line;
 }
 
@@ -98,7 +98,7 @@ void PrintTo(const NamedFault& fault, std::ostream* out) {
 /// more. Of calls on all files each of so many fails, since they are many.
 void atEveryCall(Fault fault, const std::function<bool(const Fault&)>& attempt) {
   const bool isRare = *fault.files != '\0';
-  for (const std::uint32_t count : isRare ? std::vector{1U, 2U, 7U} : std::vector{1U, 30U}) {
+  for (const std::uint32_t count : isRare ? std::vector{1U, 2U, 7U} : std::vector{3U, 30U}) {
     fault.first = 0;
     fault.count = count;
     for (bool met = true; met && !testing::Test::HasFailure(); fault.first += isRare ? 1 : kStep) {
@@ -138,6 +138,7 @@ TEST_P(AppendFaults, RefuseItOrCostNoMoreThanTheirWhile) {
     const bool happened = recorder.recordWith(fault, video().from(30000).withoutHeaders().until(36001), kAppend);
     expectKnownLines(recorder);
     expectWhole(recorder, host::Severity::kRepairable);
+    EXPECT_EQ(recorder.content(".control"), made.content(".control"));
     EXPECT_GE(verified(recorder).fragments, fragments);
     if (!recorder.isOpened) {
       EXPECT_FALSE(recorder.host.lines.empty());
@@ -166,7 +167,8 @@ std::vector<NamedFault> faultsOfWriting() {
 
 std::vector<NamedFault> faultsOfReading() {
   return {{"ReadError", {.calls = "read", .files = ".k2r", .error = EIO}},
-          {"ShortRead", {.calls = "read", .files = ".k2r"}}};
+          {"ShortRead", {.calls = "read", .files = ".k2r"}},
+          {"NothingReadable", {.calls = "open read", .error = EMFILE}}};
 }
 
 INSTANTIATE_TEST_SUITE_P(Recording, Faults, testing::ValuesIn(faultsOfWriting()), nameOf);

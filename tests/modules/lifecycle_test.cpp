@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <tuple>
 
 #include "tests/modules/OpenRecorder.h"
@@ -20,8 +21,13 @@ class StubbornFiles : public DiskFileContext {
     return removals <= refuseRemovals ? -1 : DiskFileContext::remove(path, kind, recursive);
   }
 
+  std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override {
+    return path == untold ? -5 : DiskFileContext::pathStatus(path, status, reserved);
+  }
+
   int removals = 0;
   int refuseRemovals = 0;
+  std::string untold;
 };
 
 TEST(Opening, RefusesBadSettingsAndFlags) {
@@ -46,7 +52,7 @@ TEST(Opening, RefusesBadSettingsAndFlags) {
 TEST(Opening, ErasesAnOldRecordingButReadsItsBaseFirst) {
   Recorder recorder(loadModule());
   std::filesystem::create_directories(recorder.directory());
-  writeWholeFile(recorder.file(".control"), std::string("\0\0\x27\x10", 4));
+  writeWholeFile(recorder.file(".control"), std::string("\0\0\x27\x10, and more", 14));
   writeWholeFile(recorder.file("Seg1.k2r"), "old");
   ASSERT_TRUE(recorder.open());
   EXPECT_EQ(recorder.files(), "");
@@ -107,21 +113,48 @@ TEST(Appending, HoldsTheStreamToItsTracks) {
   EXPECT_EQ(recorder.log(), "error: Track not found.\nerror: Invalid codec.\n");
 }
 
-TEST(Appending, RefusesDamagedFiles) {
+TEST(Appending, RefusesWhatItCannotReadAndSaysWhat) {
   const std::string noBox("\0\0\0\x10xxxx\0\0\0\0\0\0\0\0", 16);
-  const std::tuple<const char*, const char*, std::string, const char*> rows[] = {
-      {"no bootstrap box", ".bootstrap", noBox, "error: Could not parse bootstrap info\n"},
-      {"an empty bootstrap", ".bootstrap", "", "error: Unknown Error in initAppend()\n"},
-      {"no index box", "Seg1.k2i", noBox, "error: Could not parse afra index\n"},
-      {"an empty index", "Seg1.k2i", "", "error: Unknown Error in initAppend()\n"},
-      {"no segment", "Seg1.k2r", "", "error: \n"}};
-  for (const auto& [why, file, content, log] : rows) {
-    OpenRecorder recorder(video().until(4001));
-    recorder.stopAndClose();
-    writeWholeFile(recorder.file(file), content);
-    EXPECT_FALSE(recorder.open(kAppend)) << why;
-    EXPECT_EQ(recorder.log(), log) << why;
-    EXPECT_EQ(recorder.content(file), content) << "the file is as it was";
+  const std::string noRuns = std::string("\0\0\0\x2c", 4) + "abst" + std::string(36, '\0');
+  const std::string noEntries(
+      "\0\0\0\x15"
+      "afra\0\0\0\0\xC0\0\0\x03\xE8\0\0\0\0",
+      21);
+  const std::string missing = "missing", untold = "untold",
+                    directory = "a directory, which is there and cannot be read";
+  const std::string unknown = "error: Unknown Error in initAppend()\n";
+  const std::tuple<const char*, std::string, std::string> rows[] = {
+      {".bootstrap", noBox, "error: Could not parse bootstrap info\n"},
+      {".bootstrap", noRuns, "error: Failed to load segment run entries.\n"},
+      {".bootstrap", "", "error: Failed to read file 'FILE': it ends too early\n" + unknown},
+      {".bootstrap", directory, "error: Failed to read file 'FILE': Is a directory\n" + unknown},
+      {".bootstrap", untold, "error: Failed to read file 'FILE': the host answers -5\n"},
+      {"Seg1.k2i", noBox, "error: Could not parse afra index\n"},
+      {"Seg1.k2i", noEntries,
+       "error: The index of segment 1 names no fragment, but the bootstrap does; the recording is "
+       "not continued.\n"},
+      {"Seg1.k2i", "", "error: Failed to read file 'FILE': it ends too early\n" + unknown},
+      {"Seg1.k2i", missing, "error: Failed to read file 'FILE': No such file or directory\n" + unknown},
+      {"Seg2.k2i", directory, "error: Failed to read file 'FILE': Is a directory\n" + unknown},
+      {".control", directory, "error: Failed to read file 'FILE': Is a directory\n"},
+      {"Seg1.k2r", "", "error: Failed to continue file 'FILE': K2M error 5\n"},
+      {"Seg1.k2r", directory, "error: Failed to read file 'FILE': the host does not open it\n" + unknown}};
+  for (const auto& [name, content, log] : rows) {
+    StubbornFiles services;
+    OpenRecorder recorder("k2r/MaxEraseRetries", "0", &services);
+    recorder.record(video().until(4001));
+    recorder.close();
+    const auto file = recorder.file(name);
+    auto others = readAllFiles(recorder.directory());
+    others.erase(file.filename());
+    std::filesystem::remove(file);
+    if (content == untold) services.untold = modulePath(file);
+    if (content == directory) std::filesystem::create_directory(file);
+    if (content != directory && content != missing) writeWholeFile(file, content);
+    EXPECT_FALSE(recorder.open(kAppend)) << name << content;
+    EXPECT_EQ(boost::replace_all_copy(recorder.log(), modulePath(file), "FILE"), log) << name;
+    std::filesystem::remove(file);
+    EXPECT_EQ(readAllFiles(recorder.directory()), others) << name << content;
   }
 }
 

@@ -9,7 +9,6 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <random>
 #include <span>
 #include <sstream>
@@ -44,13 +43,6 @@ struct ProtectedRecorder : Recorder {
     writeWholeFile(keys.path() / key, textOf(content));
     setting(key) = keys.file(key);
   }
-  /// Content of every file of the recording.
-  std::map<std::string, std::string> snapshot() const {
-    std::map<std::string, std::string> all;
-    for (const auto& entry : std::filesystem::directory_iterator(directory()))
-      all[entry.path().filename().string()] = readWholeFile(entry.path());
-    return all;
-  }
 
   TempDirectory keys;
 };
@@ -83,11 +75,11 @@ TEST(Protection, FailsInItsSetUpAndLeavesTheFilesAsTheyAre) {
 
     ProtectedRecorder appending;
     recordAndClose(appending);
-    const auto before = appending.snapshot();
+    const auto before = readAllFiles(appending.directory());
     appending.setting(key) = value;
     EXPECT_FALSE(appending.open(kAppend));
     EXPECT_EQ(appending.log(), log);
-    EXPECT_TRUE(appending.snapshot() == before);
+    EXPECT_TRUE(readAllFiles(appending.directory()) == before);
   }
 }
 
@@ -126,12 +118,12 @@ TEST(Protection, IsWhatEveryPartOfTheRecordingHas) {
     setting = isProtected ? "true" : "false";
     recordAndClose(recorder);
     setting = isProtected ? "false" : "true";
-    const auto before = recorder.snapshot();
+    const auto before = readAllFiles(recorder.directory());
     EXPECT_FALSE(recorder.open(kAppend));
     EXPECT_EQ(recorder.log(),
               isProtected ? "error: The recording is protected and cannot be continued in the clear.\n"
                           : "error: The recording is in the clear and cannot be continued as a protected one.\n");
-    EXPECT_TRUE(recorder.snapshot() == before);
+    EXPECT_TRUE(readAllFiles(recorder.directory()) == before);
     setting = isProtected ? "true" : "false";
     EXPECT_TRUE(recorder.open(kAppend)) << "nothing was lost: " << recorder.log();
   }
@@ -144,12 +136,12 @@ TEST(Protection, IsNotContinuedBehindDamage) {
     std::string segment = recorder.content("Seg1.k2r");
     segment[segment.find(box)] ^= 0x20;
     writeWholeFile(recorder.file("Seg1.k2r"), segment);
-    const auto before = recorder.snapshot();
+    const auto before = readAllFiles(recorder.directory());
     EXPECT_FALSE(recorder.open(kAppend)) << box;
     EXPECT_EQ(recorder.log(), "warning: The protection data of segment '" + modulePath(recorder.file("Seg1.k2r")) +
                                   "' are damaged.\nerror: Unknown Error in initAppend()\n")
         << box;
-    EXPECT_TRUE(recorder.snapshot() == before) << box;
+    EXPECT_TRUE(readAllFiles(recorder.directory()) == before) << box;
   }
 }
 

@@ -1,12 +1,9 @@
 #include "modules/streams/k2r/StoredFragment.h"
 
-#include <array>
-#include <ios>
-#include <sstream>
+#include <utility>
 #include <vector>
 
-#include "fragmentation/BootstrapReader.h"
-#include "modules/streams/k2r/K2RIOStream.h"
+#include "modules/streams/k2r/storedFiles.h"
 #include "util/box.h"
 #include "util/bytes.h"
 #include "util/fourcc.h"
@@ -20,6 +17,10 @@ using namespace util;
 /// Of a box that is taken into memory, as the container library has it.
 constexpr std::uint64_t kMaxLoadedBox = std::uint64_t{256} << 20;
 
+/// As every segment file is opened. The file is there, so that none is made.
+constexpr std::uint32_t kFlags = kIMOBinary | kIMOCreate | kIMOReadWrite;
+constexpr std::uint32_t kFileMode = 0x180;
+
 /// A box of the file: where it begins and how far it reaches.
 struct FileBox {
   std::uint64_t begin = 0;
@@ -29,23 +30,38 @@ struct FileBox {
   std::uint64_t end() const { return begin + size; }
 };
 
-/// The file, while it is read. Reads throw MalformedInput where it ends first.
+/// The file, while it is read. What goes beyond its end throws MalformedInput; where the host cannot open or read it,
+/// UnreadableFile is thrown.
 class SegmentFile {
  public:
-  SegmentFile(IMOFileContext& files, const std::string& path) : stream_(&files, path, true) {
-    stream_.open();
-    stream_.seek(0, 2);
-    size_ = stream_.tell();
+  SegmentFile(IMOFileContext& files, std::string path)
+      : files_(files), path_(std::move(path)), handle_(files.open(path_.c_str(), kFlags, kFileMode, 0)) {
+    IMOFileStatus status;
+    if (handle_ == -1) throw UnreadableFile(path_, "the host does not open it");
+    if (files_.fileStatus(handle_, &status, 0) == 0) {
+      size_ = static_cast<std::uint64_t>(status.size);
+      return;
+    }
+    files_.close(handle_, 0);
+    throw UnreadableFile(path_, "the host does not tell its size");
   }
+  ~SegmentFile() {
+    try {
+      files_.close(handle_, 0);
+    } catch (...) {  // A host's close that throws must not end the process.
+    }
+  }
+  SegmentFile(const SegmentFile&) = delete;
+  SegmentFile& operator=(const SegmentFile&) = delete;
 
   std::vector<std::byte> read(std::uint64_t offset, std::uint64_t count) {
     if (offset > size_ || count > size_ - offset) throw MalformedInput("a segment ends too early");
     std::vector<std::byte> bytes(static_cast<std::size_t>(count));
-    stream_.seek(static_cast<std::int64_t>(offset), 0);
     for (std::size_t done = 0; done < bytes.size();) {
-      const auto step = static_cast<std::size_t>(stream_.read(bytes.data() + done, bytes.size() - done));
-      if (step == 0) throw MalformedInput("a segment cannot be read");
-      done += step;
+      const auto left = static_cast<std::uint32_t>(bytes.size() - done);  // No box that is loaded needs more.
+      const std::int32_t step = files_.read(handle_, offset + done, bytes.data() + done, left);
+      if (step < 1) throw UnreadableFile(path_, "the host does not read it");
+      done += static_cast<std::size_t>(step);
     }
     return bytes;
   }
@@ -71,16 +87,11 @@ class SegmentFile {
   }
 
  private:
-  K2RIOStream stream_;
+  IMOFileContext& files_;
+  std::string path_;
+  std::int32_t handle_;
   std::uint64_t size_ = 0;
 };
-
-ruvo::k2r::BootstrapInfo parseBootstrap(const std::vector<std::byte>& image) {
-  std::istringstream in(std::string(reinterpret_cast<const char*>(image.data()), image.size()));
-  ruvo::k2r::BootstrapInfo info;
-  ruvo::k2r::readBootstrap(in, info);
-  return info;
-}
 
 /// The decode time of the fragment's first tag: the hint track is the last one, and all tags are its samples.
 std::optional<std::uint64_t> firstDecodeTime(std::span<const std::byte> moof) {
@@ -116,14 +127,13 @@ StoredFragment readFragment(SegmentFile& file, std::uint64_t position) {
 
 std::optional<StoredFragment> readStoredFragment(IMOFileContext& files, const std::string& path,
                                                  std::uint64_t position) {
-  IMOFileStatus status;
-  if (files.pathStatus(path.c_str(), &status, 0) != 0) return std::nullopt;  // Opening it would make it.
+  if (!isThere(files, path)) return std::nullopt;
+  SegmentFile file(files, path);
   try {
-    SegmentFile file(files, path);
     return readFragment(file, position);
+  } catch (const UnreadableFile&) {
+    throw;
   } catch (const QVSException&) {
-    return std::nullopt;
-  } catch (const std::ios_base::failure&) {
     return std::nullopt;
   }
 }

@@ -18,7 +18,8 @@ struct StoredFragment {
 };
 
 /// Reads the fragment that begins at `position` of a segment file: `afra`, `abst`, `moof` and `mdat`, each whole in the
-/// file. Nothing where there is anything else, or no such file. Changes nothing on disk.
+/// file. Nothing where there is anything else, or no such file. Throws UnreadableFile where the host cannot open or
+/// read the file. Changes nothing on disk.
 std::optional<StoredFragment> readStoredFragment(IMOFileContext& files, const std::string& path,
                                                  std::uint64_t position);
 

@@ -90,6 +90,12 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
     std::uint32_t writtenMs = 0;
   };
 
+  /// Where an append goes on: the position of the last fragment, and the base time that it tells.
+  struct RecordingEnd {
+    std::uint64_t position = 0;
+    std::optional<std::uint32_t> baseTime;
+  };
+
   /// A writer's policy, and the text of the protection metadata; none in the clear.
   struct PreparedPolicy {
     std::shared_ptr<ruvo::k2rpkgutil::IK2RMediaWriterPolicy> policy;
@@ -98,23 +104,28 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
 
   // Opening: k2rDataLifecycle.cpp
   void prepareTimes();
+  void readControlFile();
   bool initNew();
 
   // Continuing a recording: k2rDataAppend.cpp
   bool initAppend();
+  void logAppendFailure(const krvo::k2m::Exception& failure);
   bool resumeRecording();
   std::uint32_t lastIndexedFragment() const;
   /// Whether there is video among them.
   bool takeStoredTracks();
 
   // Where a recording ends, by its files: k2rDataEnd.cpp
-  /// Takes the index of the last segment, and brings `bootstrap` in step with it. Answers where the last fragment is.
-  std::uint64_t loadIndexes(ruvo::k2r::BootstrapInfo& bootstrap);
+  /// Takes the index of the last segment, and brings `bootstrap` in step with it. Throws UnreadableFile where it cannot
+  /// be seen what is there.
+  RecordingEnd loadIndexes(ruvo::k2r::BootstrapInfo& bootstrap);
   ruvo::k2r::AfraIndex readIndex(std::uint32_t segment) const;
   void passEmptySegments(ruvo::k2r::BootstrapInfo& bootstrap);
-  void takeUnannounced(ruvo::k2r::BootstrapInfo& bootstrap);
+  /// Answers the last fragment, where it is whole.
+  std::optional<StoredFragment> takeUnannounced(ruvo::k2r::BootstrapInfo& bootstrap);
+  std::optional<ruvo::k2r::AfraIndex> readIndexOfNext(std::uint32_t segment) const;
   std::optional<StoredFragment> lastStoredFragment(std::uint32_t segment, const ruvo::k2r::AfraIndex& index) const;
-  void restoreBaseTime(std::uint64_t position);
+  void restoreBaseTime(std::optional<std::uint32_t> stored);
 
   // In the clear or protected: k2rDataProtection.cpp
   bool isProtected() const;

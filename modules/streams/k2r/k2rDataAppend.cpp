@@ -1,12 +1,10 @@
 // Continuing a recording: everything is rebuilt from its files, and what a crash left is put right.
 
-#include <fstream>
 #include <utility>
 
-#include "fragmentation/BootstrapReader.h"
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
-#include "platform/os/paths.h"
+#include "modules/streams/k2r/storedFiles.h"
 
 namespace qvs::k2r {
 namespace {
@@ -27,42 +25,51 @@ std::shared_ptr<K2RTrack> asNewTrack(const K2RTrack& stored) {
 }  // namespace
 
 bool K2RData::initAppend() {
+  constexpr const char* kUnknownError = "Unknown Error in initAppend()";
   try {
     return resumeRecording();
   } catch (const krvo::k2m::Exception& failure) {
-    streamContext_->log(failure.what(), kIMOLogError, true);
+    logAppendFailure(failure);
   } catch (const rkx::RKXException& failure) {
     logError(*streamContext_, failure);
+  } catch (const UnreadableFile& failure) {
+    // The first line is for people, the second one is what hosts know this by.
+    logError(*streamContext_, failure.message());
+    logError(*streamContext_, kUnknownError);
   } catch (const QVSException& failure) {
     logError(*streamContext_, failure.message());
   } catch (const std::exception&) {
-    streamContext_->log("Unknown Error in initAppend()", kIMOLogError, true);
+    logError(*streamContext_, kUnknownError);
   }
   return false;
 }
 
+void K2RData::logAppendFailure(const krvo::k2m::Exception& failure) {
+  // It has no text of its own, so an empty line would be all that the host hears.
+  logError(*streamContext_, "Failed to continue file '" + formatSegmentName(basePath_, segmentNumber_, ".k2r") +
+                                "': K2M error " + std::to_string(failure.status()));
+}
+
 bool K2RData::resumeRecording() {
   writerStarted_ = true;
-  BootstrapInfo bootstrap;
-  std::ifstream in(platform::os::toNative(paths_.bootstrap), std::ios::binary);
-  readBootstrap(in, bootstrap);
+  BootstrapInfo bootstrap = readBootstrapFile(paths_.bootstrap);
   if (bootstrap.segmentRunTables.empty() || bootstrap.segmentRunTables.front().segmentRuns.empty()) {
     logError(*streamContext_, "Failed to load segment run entries.");
     return false;
   }
   segmentNumber_ = bootstrap.segmentRunTables.front().segmentRuns.back().firstSegment;
   PreparedPolicy prepared = prepareWriterPolicy();
-  const std::uint64_t position = loadIndexes(bootstrap);
-  checkStoredSegment(*prepared.policy, position);
+  const RecordingEnd end = loadIndexes(bootstrap);
+  checkStoredSegment(*prepared.policy, end.position);
   takeWriterPolicy(std::move(prepared));
-  restoreBaseTime(position);
+  restoreBaseTime(end.baseTime);
   bootstrapBuilder_ =
       std::make_unique<BootstrapBuilder>(fragmentationConfig_.durationPrecision, fragmentationConfig_.allowedDrift,
                                          std::move(bootstrap), lastIndexedFragment());
   bootstrapBuilder_->resume();
   writeBootstrapFile();
   makeSegmentStream(true);
-  mediaWriter_ = std::make_unique<K2RMediaWriter>(*writerPolicy_, *segmentStream_, position, warningHandler_);
+  mediaWriter_ = std::make_unique<K2RMediaWriter>(*writerPolicy_, *segmentStream_, end.position, warningHandler_);
   fragmenter_.makeForAppend(fragmentationConfig_.fragmentDuration, takeStoredTracks());
   return true;
 }

@@ -2,12 +2,11 @@
 // left the bootstrap behind the indexes; the fragments say what it should have become.
 
 #include <algorithm>
-#include <fstream>
+#include <utility>
 
-#include "fragmentation/AfraBox.h"
 #include "modules/streams/k2r/bootstrapOrder.h"
 #include "modules/streams/k2r/k2rData.h"
-#include "platform/os/paths.h"
+#include "modules/streams/k2r/storedFiles.h"
 #include "util/QVSException.h"
 
 namespace qvs::k2r {
@@ -39,19 +38,16 @@ void dropRunsBehind(BootstrapInfo& bootstrap, std::uint32_t fragment) {
 
 }  // namespace
 
-std::uint64_t K2RData::loadIndexes(BootstrapInfo& bootstrap) {
+K2RData::RecordingEnd K2RData::loadIndexes(BootstrapInfo& bootstrap) {
   fragmentIndex_ = readIndex(segmentNumber_);
   passEmptySegments(bootstrap);
-  takeUnannounced(bootstrap);
+  const auto last = takeUnannounced(bootstrap);
   // Trailing entries may have no fragment of their own: writing goes on behind the last one that has.
-  return lastWritten(fragmentIndex_)->afraOffset;
+  return {.position = lastWritten(fragmentIndex_)->afraOffset, .baseTime = last ? last->baseTime : std::nullopt};
 }
 
 AfraIndex K2RData::readIndex(std::uint32_t segment) const {
-  std::ifstream in(platform::os::toNative(formatSegmentName(basePath_, segment, ".k2i")), std::ios::binary);
-  AfraIndex index;
-  ruvo::k2r::readAfra(in, index);
-  return index;
+  return readIndexFile(formatSegmentName(basePath_, segment, ".k2i"));
 }
 
 void K2RData::passEmptySegments(BootstrapInfo& bootstrap) {
@@ -71,27 +67,30 @@ void K2RData::passEmptySegments(BootstrapInfo& bootstrap) {
   if (passed) dropRunsBehind(bootstrap, fragmentIndex_.globalEntries.back().fragment);
 }
 
-void K2RData::takeUnannounced(BootstrapInfo& bootstrap) {
-  const auto take = [&](std::uint32_t segment, const AfraIndex& index) {
-    auto stored = lastStoredFragment(segment, index);
-    if (!stored || !isContinuedBy(bootstrap, stored->bootstrap, segment)) return false;
-    bootstrap = std::move(stored->bootstrap);
-    return true;
-  };
-  take(segmentNumber_, fragmentIndex_);
+std::optional<StoredFragment> K2RData::takeUnannounced(BootstrapInfo& bootstrap) {
+  auto last = lastStoredFragment(segmentNumber_, fragmentIndex_);
+  if (last && isContinuedBy(bootstrap, last->bootstrap, segmentNumber_)) bootstrap = last->bootstrap;
   // Behind a roll-over there may be a whole segment that the bootstrap does not know.
-  IMOFileStatus status;
   for (;;) {
     const std::uint32_t next = segmentNumber_ + 1;
-    if (fileContext_->pathStatus(formatSegmentName(basePath_, next, ".k2i").c_str(), &status, 0) != 0) return;
-    try {
-      AfraIndex index = readIndex(next);
-      if (!take(next, index)) return;
-      fragmentIndex_ = std::move(index);
-      segmentNumber_ = next;
-    } catch (const std::exception&) {
-      return;  // No index of this recording: the segment is begun anew in its turn.
-    }
+    auto index = readIndexOfNext(next);
+    auto stored = index ? lastStoredFragment(next, *index) : std::nullopt;
+    if (!stored || !isContinuedBy(bootstrap, stored->bootstrap, next)) return last;
+    bootstrap = stored->bootstrap;
+    last = std::move(stored);
+    fragmentIndex_ = *std::move(index);
+    segmentNumber_ = next;
+  }
+}
+
+std::optional<AfraIndex> K2RData::readIndexOfNext(std::uint32_t segment) const {
+  const std::string path = formatSegmentName(basePath_, segment, ".k2i");
+  if (!isThere(*fileContext_, path)) return std::nullopt;
+  const auto content = loadSmallFile(path);
+  try {
+    return parseIndex(content);
+  } catch (const QVSException&) {
+    return std::nullopt;  // No index of this recording: the segment is begun anew in its turn.
   }
 }
 
@@ -101,11 +100,9 @@ std::optional<StoredFragment> K2RData::lastStoredFragment(std::uint32_t segment,
   return readStoredFragment(*fileContext_, formatSegmentName(basePath_, segment, ".k2r"), entry->afraOffset);
 }
 
-void K2RData::restoreBaseTime(std::uint64_t position) {
-  if (!controlPending_) return;
-  const auto stored = readStoredFragment(*fileContext_, formatSegmentName(basePath_, segmentNumber_, ".k2r"), position);
-  if (!stored || !stored->baseTime) return;
-  baseTime_ = *stored->baseTime;
+void K2RData::restoreBaseTime(std::optional<std::uint32_t> stored) {
+  if (!controlPending_ || !stored) return;
+  baseTime_ = *stored;
   writeControlFile(baseTime_);
   controlPending_ = false;
 }

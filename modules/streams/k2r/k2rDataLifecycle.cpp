@@ -3,7 +3,7 @@
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
 #include "modules/streams/k2r/staleFiles.h"
-#include "platform/os/durableFiles.h"
+#include "modules/streams/k2r/storedFiles.h"
 #include "platform/os/sleep.h"
 
 namespace qvs::k2r {
@@ -21,31 +21,31 @@ bool K2RData::initialise(std::uint32_t flags) {
   initialised_ = true;
   return guarded(*streamContext_, "Unknown Error in init()", [&] {
     prepareTimes();
-    IMOFileStatus status;
-    if ((flags & kOpenAppend) != 0 && fileContext_->pathStatus(paths_.bootstrap.c_str(), &status, 0) == 0) {
-      return initAppend();
-    }
+    if ((flags & kOpenAppend) != 0 && isThere(*fileContext_, paths_.bootstrap)) return initAppend();
     return initNew();
   });
 }
 
 void K2RData::prepareTimes() {
   controlPending_ = false;
-  IMOFileStatus status;
-  const std::int32_t found = fileContext_->pathStatus(paths_.control.c_str(), &status, 0);
-  if (found == 0) {
-    const auto image = platform::os::readFile(paths_.control, kControlFileSize);
-    if (image && image->size() == kControlFileSize) {
-      baseTime_ = util::ByteReader(*image).u32();
-    } else {
-      // No base can be read: the first message gives one, as it does for a recording without the file.
-      controlPending_ = true;
-    }
-  } else if (found == -1) {
+  try {
+    readControlFile();
+  } catch (const UnreadableFile&) {
+    // An append with another base would spoil every time behind it; a new recording can do with another one.
+    if ((openFlags_ & kOpenAppend) != 0) throw;
     controlPending_ = true;
   }
   lastTimes_ = {};
   fragmentationConfig_ = ruvo::k2r::readFragmentationConfig(*openContext_);
+}
+
+void K2RData::readControlFile() {
+  controlPending_ = !isThere(*fileContext_, paths_.control);
+  if (controlPending_) return;
+  const auto image = loadStart(paths_.control, kControlFileSize);
+  // A shorter file has no base: a fragment gives one, or the first message, as for a recording without the file.
+  controlPending_ = image.size() < kControlFileSize;
+  if (!controlPending_) baseTime_ = util::ByteReader(image).u32();
 }
 
 bool K2RData::initNew() {
