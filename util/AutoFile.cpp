@@ -64,9 +64,8 @@ AutoFileLoad::AutoFileLoad(const NQString& path, IMOFileContext* fileContext) {
   const auto size = static_cast<std::uint32_t>(status.size);
   if (size == 0) return;
   buffer_.attach(NQMemoryPtr::make(size));
-  const std::int32_t answer = fileContext->read(file.handle(), 0, buffer_.data(), size);
-  const std::uint32_t filled = std::min(static_cast<std::uint32_t>(std::max(answer, 0)), size);
-  std::fill_n(buffer_.data() + filled, size - filled, std::byte{0});
+  std::fill_n(buffer_.data(), size, std::byte{0});  // what the host does not deliver, whatever it answers
+  fileContext->read(file.handle(), 0, buffer_.data(), size);
   buffer_.setEnd(size);
 }
 

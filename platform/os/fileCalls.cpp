@@ -1,8 +1,10 @@
 #include "platform/os/fileCalls.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 
 #include "platform/os/openFlags.h"
@@ -24,11 +26,22 @@ int toWhence(SeekFrom from) {
   return SEEK_CUR;
 }
 
+bool isDirectory(int descriptor) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 }  // namespace
 
 int openDescriptor(std::string_view path, std::uint32_t flags, std::uint32_t permission) {
   const std::string native = toNative(path);
-  return retried([&] { return ::open(native.c_str(), toPosixFlags(flags), static_cast<mode_t>(permission)); });
+  const int descriptor =
+      retried([&] { return ::open(native.c_str(), toPosixFlags(flags), static_cast<mode_t>(permission)); });
+  if (descriptor == -1 && errno == EISDIR) errno = EACCES;
+  if (descriptor == -1 || !isDirectory(descriptor)) return descriptor;
+  ::close(descriptor);
+  errno = EACCES;
+  return -1;
 }
 
 int closeDescriptor(int descriptor) {

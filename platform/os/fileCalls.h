@@ -9,7 +9,8 @@ namespace platform::os {
 // The file calls of the C runtime, one each. -1 is a failure, and errno says which. A call that a signal interrupts is
 // made again.
 
-/// Answers a descriptor. `path` is the module's or native, `flags` are OpenFlags, `permission` that of a new file.
+/// Answers a descriptor. `path` is the module's or native, `flags` are OpenFlags, `permission` that of a new file. A
+/// directory is no file: EACCES.
 int openDescriptor(std::string_view path, std::uint32_t flags, std::uint32_t permission);
 /// The descriptor is gone also where this fails.
 int closeDescriptor(int descriptor);

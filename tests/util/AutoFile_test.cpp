@@ -37,7 +37,7 @@ class OneFile final : public IMOFileContext {
     calls << "read(" << of << ',' << offset << ',' << length << ") ";
     if (length > kMostRead) throw std::length_error("too long to hold");
     std::ranges::copy(content, static_cast<char*>(buffer));
-    return content.empty() ? -1 : static_cast<std::int32_t>(content.size());
+    return readAnswer;
   }
   std::int32_t write(std::int32_t of, std::uint64_t offset, const void* buffer, std::uint32_t length) override {
     calls << "write(" << of << ',' << offset << ',' << length << ") ";
@@ -64,6 +64,7 @@ class OneFile final : public IMOFileContext {
   std::int32_t handle = kHandle;
   std::int64_t size = 0;
   std::int32_t statusAnswer = 0;
+  std::int32_t readAnswer = 0;
   /// What the answer of a write has above its length.
   std::int32_t tooMany = 0;
   /// The one path that exists, and what is answered for any other.
@@ -114,9 +115,9 @@ TEST_F(AutoFile, SaysWhyAFileIsNotLoaded) {
   }
 }
 
-TEST_F(AutoFile, AsksForAsMuchAsABufferHoldsAndClosesWhateverTheHostThrows) {
-  EXPECT_THROW(load(0xFFFFFFFF), std::length_error);
-  EXPECT_EQ(calls(), "open(file,8000,180,0) read(7,0,4294967295) close(7) ");
+TEST_F(AutoFile, ClosesWhateverTheHostThrows) {
+  EXPECT_THROW(load(kMostRead + 1), std::length_error);
+  EXPECT_EQ(calls(), "open(file,8000,180,0) read(7,0,1048577) close(7) ");
 }
 
 TEST_F(AutoFile, HandsOutTheFileFrontToBack) {
@@ -132,11 +133,14 @@ TEST_F(AutoFile, HandsOutTheFileFrontToBack) {
   EXPECT_EQ(readText(file, 0), "");
 }
 
-TEST_F(AutoFile, WhatIsNotDeliveredReadsAsZeros) {
-  for (const std::string& delivered : {std::string("01"), std::string()}) {
-    files_.content = delivered;
-    AutoFileLoad file = load(4);
-    EXPECT_EQ(readText(file, 4), delivered + std::string(4 - delivered.size(), '\0'));
+TEST_F(AutoFile, KeepsWhatIsDeliveredAndZerosBehindItWhateverTheHostAnswers) {
+  for (const std::int32_t answer : {-1, 0, 1, 4, 5}) {
+    files_.readAnswer = answer;
+    for (const std::string delivered : {"0123", "01", ""}) {
+      files_.content = delivered;
+      AutoFileLoad file = load(4);
+      EXPECT_EQ(readText(file, 4), delivered + std::string(4 - delivered.size(), '\0')) << answer;
+    }
   }
 }
 

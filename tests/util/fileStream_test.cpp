@@ -89,6 +89,10 @@ TEST_F(FileStreamTest, EachFlagMeansWhatItSays) {
     std::filesystem::remove(path());
     EXPECT_EQ(behaviour(path(), flags), onNone) << std::hex << flags;
     std::filesystem::remove(path());
+    std::filesystem::create_directory(path());
+    FileStream directory(path(), flags);
+    EXPECT_EQ(codeOf([&] { directory.open(); }), flags == 0x8502 ? 4 : 3) << "a directory " << std::hex << flags;
+    std::filesystem::remove(path());
   }
 }
 
