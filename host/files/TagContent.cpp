@@ -96,7 +96,7 @@ TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std
   tag.streamId = reader.u24();
   tag.firstByte = reader.u8();
   tag.secondByte = reader.u8();
-  if (tag.formatCode() == "H264"_4cc && size >= kCompositionTimeOffset + 3) {
+  if (tag.formatCode() == "H264"_4cc && size >= kCompositionTimeOffset + 3 + kTagBackPointerSize) {
     tag.compositionTime = reader.i24();
   }
   const auto data =

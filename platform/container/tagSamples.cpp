@@ -4,23 +4,35 @@
 #include "platform/container/numbers.h"
 #include "util/bytes.h"
 #include "util/narrow.h"
+#include "util/tagHeader.h"
 
 namespace krvo::container {
 namespace {
 
 constexpr std::uint32_t kMilliseconds = 1000;
-/// Of the signed 24-bit composition time, in an AVC tag.
-constexpr std::size_t kCompositionTimeOffset = 13;
+// An AVC tag's data begin with frame type and codec id, the packet type, and the signed 24-bit composition time.
+constexpr std::uint8_t kCodecIdMask = 0x0F;
+constexpr std::uint8_t kAvcCodecId = 7;
+constexpr std::uint32_t kAvcHeaderSize = 5;
+constexpr std::size_t kCompositionTimeOffset = qvs::util::kTagHeaderSize + 2;
 constexpr std::uint32_t kSyncMask = 0xFF;
 
 bool isSync(const K2MSampleInfo& info) {
   return (info.flags & kSyncMask) == 1;
 }
 
+/// False for an AVC message too short for its codec header: its composition time would be read from what follows it,
+/// which in a protected tag is the filter, behind a count of 1 in the place of the codec id.
+bool hasAvcHeader(std::span<const std::byte> tag) {
+  if (tag.size() < qvs::util::kTagOverhead + kAvcHeaderSize) return false;
+  const auto first = std::to_integer<std::uint8_t>(tag[qvs::util::kTagHeaderSize]);
+  return (first & kCodecIdMask) == kAvcCodecId;
+}
+
 std::int32_t storedCompositionTime(const Track& track, std::span<const std::byte> tag) {
   require(track.selectedDescription <= track.descriptions.size());
   const SampleDescription& description = *track.descriptions[track.selectedDescription - 1];
-  if (!isAvc(description) || tag.size() < kCompositionTimeOffset + 3) return 0;
+  if (!isAvc(description) || !hasAvcHeader(tag)) return 0;
   qvs::util::ByteReader reader(tag);
   reader.skip(kCompositionTimeOffset);
   return reader.i24();

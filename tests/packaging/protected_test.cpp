@@ -133,6 +133,15 @@ TEST_F(ProtectedTracks, AreDescribedUnderAProtectedCode) {
   }
 }
 
+TEST_F(ProtectedTracks, TakeNoCompositionTimeFromAMessageTooShortToHaveOne) {
+  library.filterName = "AES";
+  addAvcTrack();
+  add(9, 0, "27 01 aaaa");
+  EXPECT_EQ(writtenAlone(), "9@0[vide 11+4]");
+  write(*newSegment(protectedPolicy));
+  EXPECT_EQ(image().fragments.at(0), "41@0[vide 19+33]");
+}
+
 TEST_F(ProtectedTracks, AreReadBack) {
   addAvcTrack();
   addDataTrack();
