@@ -34,6 +34,8 @@ struct StoredSample {
   bool sync = false;
   /// The `trun` that tells it, counted from 1 in its `traf`.
   std::uint32_t run = 0;
+  /// Its description, counted from 1 in those of the track, which may not have it.
+  std::uint32_t description = 1;
   /// Where its fields begin in that `trun`, in the file.
   std::uint64_t toldAt = 0;
 };

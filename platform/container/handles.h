@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/container/Movie.h"
+#include "platform/container/SampleWalk.h"
 #include "platform/container/SegmentWriter.h"
 #include "platform/container/krvo_k2m.h"
 
@@ -42,6 +43,18 @@ struct KrvoK2MTrackIterator {
 struct KrvoK2MSampleDescriptorIterator {
   std::shared_ptr<const krvo::container::Track> track;
   std::size_t next = 0;
+};
+
+struct KrvoK2MReader {
+  std::shared_ptr<krvo::container::StoredSegment> segment;
+};
+
+struct KrvoK2MSampleIterator {
+  krvo::container::SampleWalk walk;
+};
+
+struct KrvoK2MSample {
+  krvo::container::WalkedSample sample;
 };
 
 namespace krvo::container {

@@ -37,6 +37,9 @@ struct KrvoK2MTrack;
 struct KrvoK2MSampleDescriptor;
 struct KrvoK2MTrackIterator;
 struct KrvoK2MSampleDescriptorIterator;
+struct KrvoK2MReader;
+struct KrvoK2MSampleIterator;
+struct KrvoK2MSample;
 
 // ---- Callbacks: `size` is the size of the record, `context` the first argument of each function. ----
 
@@ -259,6 +262,27 @@ KrvoStatus KrvoK2MSampleDescriptorCopyCodecHeaderData(KrvoK2MSampleDescriptor* d
                                                       std::uint32_t length);
 KrvoStatus KrvoK2MReleaseTrack(KrvoK2MTrack* track);
 KrvoStatus KrvoK2MReleaseSampleDescriptor(KrvoK2MSampleDescriptor* descriptor);
+
+// ---- Reading samples back ----
+
+/// Opens the stream and reads the header. Nothing is written. The stream is released with the last of the reader, its
+/// sample iterators and their samples.
+KrvoStatus KrvoK2RDocOpenForRead(const KrvoK2MIOStreamCallBacks* stream, KrvoK2MReader** reader);
+KrvoStatus KrvoK2MReaderGetTracks(KrvoK2MReader* reader, KrvoK2MTrackIterator** iterator);
+/// The samples of `track`, in the order of the fragments. Reads one fragment at a time.
+KrvoStatus KrvoK2MReaderGetSamples(KrvoK2MReader* reader, KrvoK2MTrack* track, KrvoK2MSampleIterator** iterator);
+/// `*sample` is null behind the last one. Anything but whole boxes and fragments is answered by kKrvoMalformed; the
+/// iterator then stays in front of it.
+KrvoStatus KrvoK2MSampleIteratorGetNext(KrvoK2MSampleIterator* iterator, KrvoK2MSample** sample);
+/// Time and composition offset in the track's timescale; the sample type is the track's handler type.
+KrvoStatus KrvoK2MSampleGetInfo(KrvoK2MSample* sample, K2MSampleInfo* info);
+/// The description that the sample has, which need not be the first one of its track.
+KrvoStatus KrvoK2MSampleGetSampleDescriptor(KrvoK2MSample* sample, KrvoK2MSampleDescriptor** descriptor);
+/// Copies the sample's bytes from the stream; `length` is their number as the info told it.
+KrvoStatus KrvoK2MSampleCopyData(KrvoK2MSample* sample, void* buffer, std::uint32_t length);
+KrvoStatus KrvoK2MReleaseReader(KrvoK2MReader* reader);
+KrvoStatus KrvoK2MReleaseSampleIterator(KrvoK2MSampleIterator* iterator);
+KrvoStatus KrvoK2MReleaseSample(KrvoK2MSample* sample);
 
 // ---- Fragments ----
 

@@ -17,8 +17,9 @@ void demand(bool condition, const char* fault) {
   if (!condition) throw MalformedInput(fault);
 }
 
-/// What `tfhd` says of all samples of a `traf`. What it leaves out is 0, as the `trex` boxes have it.
+/// What `tfhd` says of all samples of a `traf`. What it leaves out is as the `trex` boxes have it.
 struct Defaults {
+  std::uint32_t description = 1;
   std::uint32_t duration = 0;
   std::uint32_t size = 0;
   std::uint32_t flags = 0;
@@ -71,7 +72,7 @@ class MoofReader {
     demand(std::none_of(tracks_.begin(), tracks_.end(),
                         [&track](const TrackFragment& other) { return other.trackId == track.trackId; }),
            "a track that comes twice");
-    if ((flags & kTfhdDescriptionIndex) != 0) in.skip(4);
+    if ((flags & kTfhdDescriptionIndex) != 0) defaults.description = in.u32();
     if ((flags & kTfhdDefaultDuration) != 0) defaults.duration = in.u32();
     if ((flags & kTfhdDefaultSize) != 0) defaults.size = in.u32();
     if ((flags & kTfhdDefaultFlags) != 0) defaults.flags = in.u32();
@@ -112,6 +113,7 @@ class MoofReader {
       if ((word.flags & kTrunSampleFlags) != 0) flags = in.u32();
       if ((word.flags & kTrunCompositionOffsets) != 0) sample.compositionOffset = in.i32();
       sample.sync = (flags & kSampleIsNonSync) == 0;
+      sample.description = defaults.description;
       place(sample);
       track.samples.push_back(sample);
     }

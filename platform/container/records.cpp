@@ -162,4 +162,14 @@ K2MRtmpDescriptorInfo rtmpDescriptorInfo(const SampleDescription& description) {
   return info;
 }
 
+K2MSampleInfo sampleInfo(const Track& track, const StoredSample& sample) {
+  return {.size = sizeof(K2MSampleInfo),
+          .length = sample.size,
+          .time = sample.decodeTime,
+          .timescale = track.timescale,
+          .compositionOffset = static_cast<std::uint32_t>(sample.compositionOffset),
+          .sampleType = track.handler,
+          .flags = sample.sync ? 1U : 0U};
+}
+
 }  // namespace krvo::container

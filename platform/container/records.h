@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 
+#include "platform/container/Fragment.h"
 #include "platform/container/Movie.h"
 #include "platform/container/StatusError.h"
 #include "platform/container/krvo_k2m.h"
@@ -47,5 +48,7 @@ K2MDescriptorInfo descriptorInfo(const SampleDescription& description, FourCC ha
 K2MVideoDescriptorInfo videoDescriptorInfo(const SampleDescription& description);
 K2MAudioDescriptorInfo audioDescriptorInfo(const SampleDescription& description);
 K2MRtmpDescriptorInfo rtmpDescriptorInfo(const SampleDescription& description);
+/// Of a sample of `track`.
+K2MSampleInfo sampleInfo(const Track& track, const StoredSample& sample);
 
 }  // namespace krvo::container

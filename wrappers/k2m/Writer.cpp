@@ -36,72 +36,64 @@ Allocator::Allocator() : callBacks_(makeRecord<KrvoK2MAllocatorCallBacks>()) {
 Track Writer::addTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name) {
   constexpr std::uint32_t kInterleave = 5000;
   KrvoK2MTrack* handle = nullptr;
-  check(KrvoK2MWriterAddTrack(writer_, &info, &entries, kInterleave, name, &handle));
+  check(KrvoK2MWriterAddTrack(writer_.get(), &info, &entries, kInterleave, name, &handle));
   return Track(handle);
 }
 
 SampleDescriptor Writer::addVideoSampleDescriptor(const Track& track, const K2MVideoDescriptorInfo& info,
                                                   std::span<const std::byte> codecHeader) {
-  return addDescriptor(&KrvoK2MWriterAddVideoSampleDescriptor, writer_, track, info, codecHeader);
+  return addDescriptor(&KrvoK2MWriterAddVideoSampleDescriptor, writer_.get(), track, info, codecHeader);
 }
 
 SampleDescriptor Writer::addAudioSampleDescriptor(const Track& track, const K2MAudioDescriptorInfo& info,
                                                   std::span<const std::byte> codecHeader) {
-  return addDescriptor(&KrvoK2MWriterAddAudioSampleDescriptor, writer_, track, info, codecHeader);
+  return addDescriptor(&KrvoK2MWriterAddAudioSampleDescriptor, writer_.get(), track, info, codecHeader);
 }
 
 SampleDescriptor Writer::addRtmpSampleDescriptor(const Track& track, const K2MRtmpDescriptorInfo& info,
                                                  std::span<const std::byte> codecHeader) {
-  return addDescriptor(&KrvoK2MWriterAddRtmpSampleDescriptor, writer_, track, info, codecHeader);
+  return addDescriptor(&KrvoK2MWriterAddRtmpSampleDescriptor, writer_.get(), track, info, codecHeader);
 }
 
 SampleDescriptor Writer::addSampleDescriptor(const Track& track, const K2MDescriptorInfo& info,
                                              std::span<const std::byte> codecHeader) {
-  return addDescriptor(&KrvoK2MWriterAddSampleDescriptor, writer_, track, info, codecHeader);
+  return addDescriptor(&KrvoK2MWriterAddSampleDescriptor, writer_.get(), track, info, codecHeader);
 }
 
 std::vector<Track> Writer::tracks() const {
-  KrvoK2MTrackIterator* raw = nullptr;
-  check(KrvoK2MWriterGetTracks(writer_, &raw));
-  const std::unique_ptr<KrvoK2MTrackIterator, decltype(&KrvoK2MReleaseTrackIterator)> iterator(
-      raw, &KrvoK2MReleaseTrackIterator);
-  std::vector<Track> tracks;
-  for (;;) {
-    KrvoK2MTrack* next = nullptr;
-    check(KrvoK2MTrackIteratorGetNext(iterator.get(), &next));
-    if (next == nullptr) return tracks;
-    tracks.push_back(Track(next));
-  }
+  KrvoK2MTrackIterator* iterator = nullptr;
+  check(KrvoK2MWriterGetTracks(writer_.get(), &iterator));
+  return takeTracks(iterator);
 }
 
 void Writer::setSampleDescriptor(const Track& track, const SampleDescriptor& descriptor) {
-  check(KrvoK2MWriterSetSampleDescriptor(writer_, track.get(), descriptor.get()));
+  check(KrvoK2MWriterSetSampleDescriptor(writer_.get(), track.get(), descriptor.get()));
 }
 
 void Writer::flush() {
-  check(KrvoK2MWriterFlush(writer_));
+  check(KrvoK2MWriterFlush(writer_.get()));
 }
 
 K2RWriter::K2RWriter(IOStream& stream, const K2MDocInfo& info, const Allocator& allocator) {
   const KrvoK2MIOStreamCallBacks streamCallBacks = makeCallBacks(stream);
-  check(KrvoK2RDocCreateNew(&streamCallBacks, &info, &allocator.callBacks(), &writer_));
+  KrvoK2RWriter* writer = nullptr;
+  check(KrvoK2RDocCreateNew(&streamCallBacks, &info, &allocator.callBacks(), &writer));
+  writer_.reset(writer, &KrvoK2MDestroyWriter);
 }
 
 K2RWriter::K2RWriter(IOStream& stream, WarningHandler& warnings, const Allocator& allocator, std::uint64_t position) {
   const KrvoK2MIOStreamCallBacks streamCallBacks = makeCallBacks(stream);
   const KrvoK2MWarningHandlerCallBacks warningCallBacks = makeCallBacks(warnings);
-  check(KrvoK2RDocOpenForAppend(&streamCallBacks, &warningCallBacks, &allocator.callBacks(), position, nullptr,
-                                &writer_));
-}
-
-K2RWriter::~K2RWriter() {
-  KrvoK2MDestroyWriter(writer_);
+  KrvoK2RWriter* writer = nullptr;
+  check(
+      KrvoK2RDocOpenForAppend(&streamCallBacks, &warningCallBacks, &allocator.callBacks(), position, nullptr, &writer));
+  writer_.reset(writer, &KrvoK2MDestroyWriter);
 }
 
 Writer K2RWriter::k2mWriter() const {
   KrvoK2MWriter* k2m = nullptr;
-  check(KrvoK2RWriterGetK2MWriterRef(writer_, &k2m));
-  return Writer(k2m);
+  check(KrvoK2RWriterGetK2MWriterRef(writer_.get(), &k2m));
+  return Writer(std::shared_ptr<KrvoK2MWriter>(writer_, k2m));  // counted with the whole writer, whose part it is
 }
 
 Track K2RWriter::addHintTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name,
@@ -110,31 +102,31 @@ Track K2RWriter::addHintTrack(const K2MTrackInfo& info, const K2MEntriesInfo& en
   std::vector<KrvoK2MTrack*> handles;
   for (const Track& track : mediaTracks) handles.push_back(track.get());
   KrvoK2MTrack* handle = nullptr;
-  check(KrvoK2RWriterAddHintTrack(writer_, kTagHints, &info, &entries, 0, name, handles.data(),
+  check(KrvoK2RWriterAddHintTrack(writer_.get(), kTagHints, &info, &entries, 0, name, handles.data(),
                                   qvs::util::narrow<std::uint32_t>(handles.size()), &handle));
   return Track(handle);
 }
 
 std::uint64_t K2RWriter::startFragment() {
   std::uint64_t position = 0;
-  check(KrvoK2RWriterStartFragment(writer_, &position));
+  check(KrvoK2RWriterStartFragment(writer_.get(), &position));
   return position;
 }
 
 void K2RWriter::addAbst(std::span<const std::byte> body) {
   const KrvoK2MDataBuffer buffer = makeDataBuffer(body.data());
-  check(KrvoK2RWriterAddABST(writer_, &buffer, qvs::util::narrow<std::uint32_t>(body.size())));
+  check(KrvoK2RWriterAddABST(writer_.get(), &buffer, qvs::util::narrow<std::uint32_t>(body.size())));
 }
 
 void K2RWriter::addHintSample(const Track& hint, const Track& media, const KrvoK2MDataBuffer& data,
                               const K2MHintInfo& info, bool randomAccess) {
-  check(KrvoK2RWriterAddHintSample(writer_, hint.get(), media.get(), &data, &info.sample, &info.media,
+  check(KrvoK2RWriterAddHintSample(writer_.get(), hint.get(), media.get(), &data, &info.sample, &info.media,
                                    flag(randomAccess)));
 }
 
 void K2RWriter::addSampleWithAfra(const Track& hint, const KrvoK2MDataBuffer& data, const K2MSampleInfo& info,
                                   bool randomAccess) {
-  check(KrvoK2RWriterAddSampleWithAfra(writer_, hint.get(), &data, &info, flag(randomAccess)));
+  check(KrvoK2RWriterAddSampleWithAfra(writer_.get(), hint.get(), &data, &info, flag(randomAccess)));
 }
 
 }  // namespace krvo::k2m

@@ -3,12 +3,13 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "platform/container/krvo_k2m.h"
-#include "util/ByteBuffer.h"
 #include "wrappers/k2m/Exception.h"
 #include "wrappers/k2m/IOStream.h"
+#include "wrappers/k2m/handles.h"
 #include "wrappers/k2m/records.h"
 
 namespace krvo::k2m {
@@ -24,50 +25,11 @@ class Allocator {
   KrvoK2MAllocatorCallBacks callBacks_;
 };
 
-/// A counted handle on a sample description; the last copy releases it. Handles stay with the thread of their writer.
-class SampleDescriptor {
- public:
-  SampleDescriptor() = default;
-  /// Takes over the reference that the library gave out.
-  explicit SampleDescriptor(KrvoK2MSampleDescriptor* handle);
-
-  K2MDescriptorInfo info() const;
-  K2MVideoDescriptorInfo videoInfo() const;
-  K2MAudioDescriptorInfo audioInfo() const;
-  K2MRtmpDescriptorInfo rtmpInfo() const;
-  /// The codec header, as long as info() says; empty where there is none.
-  qvs::util::ByteBuffer codecHeader() const;
-
-  KrvoK2MSampleDescriptor* get() const { return handle_.get(); }
-  explicit operator bool() const { return handle_ != nullptr; }
-
- private:
-  std::shared_ptr<KrvoK2MSampleDescriptor> handle_;
-};
-
-/// A counted handle on a track.
-class Track {
- public:
-  Track() = default;
-  explicit Track(KrvoK2MTrack* handle);
-
-  K2MTrackInfo info() const;
-  K2MEntriesInfo entriesInfo() const;
-  std::uint32_t sampleCount() const;
-  std::vector<SampleDescriptor> sampleDescriptors() const;
-
-  KrvoK2MTrack* get() const { return handle_.get(); }
-  explicit operator bool() const { return handle_ != nullptr; }
-
- private:
-  std::shared_ptr<KrvoK2MTrack> handle_;
-};
-
-/// The part of a segment's writer that knows tracks. A view of a K2RWriter, which outlives it. Every operation throws
+/// The part of a segment's writer that knows tracks, counted with the K2RWriter that gave it. Every operation throws
 /// Exception for a status other than 0. The size of `codecHeader` takes the place of the length in the record.
 class Writer {
  public:
-  explicit Writer(KrvoK2MWriter* writer) : writer_(writer) {}
+  explicit Writer(std::shared_ptr<KrvoK2MWriter> writer) : writer_(std::move(writer)) {}
 
   Track addTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name);
   SampleDescriptor addVideoSampleDescriptor(const Track& track, const K2MVideoDescriptorInfo& info,
@@ -83,19 +45,16 @@ class Writer {
   void flush();
 
  private:
-  KrvoK2MWriter* writer_;
+  std::shared_ptr<KrvoK2MWriter> writer_;
 };
 
-/// One segment file being written. Destroying it ends the file; what fails then is not reported.
+/// A counted handle on one segment file being written. The last copy ends the file; what fails then is not reported.
 class K2RWriter {
  public:
   /// A new segment. `stream` and `allocator` outlive the writer.
   K2RWriter(IOStream& stream, const K2MDocInfo& info, const Allocator& allocator);
   /// An existing segment, continued behind the fragment at `position`. `warnings` is not used once this is made.
   K2RWriter(IOStream& stream, WarningHandler& warnings, const Allocator& allocator, std::uint64_t position);
-  ~K2RWriter();
-  K2RWriter(const K2RWriter&) = delete;
-  K2RWriter& operator=(const K2RWriter&) = delete;
 
   Writer k2mWriter() const;
   Track addHintTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name,
@@ -113,7 +72,7 @@ class K2RWriter {
                          bool randomAccess);
 
  private:
-  KrvoK2RWriter* writer_ = nullptr;
+  std::shared_ptr<KrvoK2RWriter> writer_;
 };
 
 }  // namespace krvo::k2m

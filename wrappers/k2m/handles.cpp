@@ -1,6 +1,7 @@
-// What is read through the handles on tracks and descriptions.
+#include "wrappers/k2m/handles.h"
 
-#include "wrappers/k2m/Writer.h"
+#include "wrappers/k2m/Exception.h"
+#include "wrappers/k2m/records.h"
 
 namespace krvo::k2m {
 namespace {
@@ -11,6 +12,20 @@ Record ask(KrvoStatus (*query)(Handle*, Record*), Handle* handle) {
   auto record = makeRecord<Record>();
   check(query(handle, &record));
   return record;
+}
+
+/// All that an iterator gives, as counted handles. Releases the iterator.
+template <typename Counted, typename Iterator, typename Handle>
+std::vector<Counted> takeAll(Iterator* raw, KrvoStatus (*getNext)(Iterator*, Handle**),
+                             KrvoStatus (*release)(Iterator*)) {
+  const std::unique_ptr<Iterator, KrvoStatus (*)(Iterator*)> iterator(raw, release);
+  std::vector<Counted> all;
+  for (;;) {
+    Handle* next = nullptr;
+    check(getNext(raw, &next));
+    if (next == nullptr) return all;
+    all.push_back(Counted(next));
+  }
 }
 
 }  // namespace
@@ -60,15 +75,12 @@ std::uint32_t Track::sampleCount() const {
 std::vector<SampleDescriptor> Track::sampleDescriptors() const {
   KrvoK2MSampleDescriptorIterator* raw = nullptr;
   check(KrvoK2MTrackGetSampleDescriptors(get(), &raw));
-  const std::unique_ptr<KrvoK2MSampleDescriptorIterator, decltype(&KrvoK2MReleaseSampleDescriptorIterator)> iterator(
-      raw, &KrvoK2MReleaseSampleDescriptorIterator);
-  std::vector<SampleDescriptor> descriptors;
-  for (;;) {
-    KrvoK2MSampleDescriptor* next = nullptr;
-    check(KrvoK2MSampleDescriptorIteratorGetNext(iterator.get(), &next));
-    if (next == nullptr) return descriptors;
-    descriptors.push_back(SampleDescriptor(next));
-  }
+  return takeAll<SampleDescriptor>(raw, &KrvoK2MSampleDescriptorIteratorGetNext,
+                                   &KrvoK2MReleaseSampleDescriptorIterator);
+}
+
+std::vector<Track> takeTracks(KrvoK2MTrackIterator* iterator) {
+  return takeAll<Track>(iterator, &KrvoK2MTrackIteratorGetNext, &KrvoK2MReleaseTrackIterator);
 }
 
 }  // namespace krvo::k2m
