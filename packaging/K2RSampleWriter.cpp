@@ -92,14 +92,8 @@ void write(krvo::k2m::K2RWriter& writer, const krvo::k2m::Track& hint, const krv
 /// A sequence header: the bytes of `prefix` in front of the configuration, which is the sample.
 NQMessage buildConfig(IMemoryArena& arena, std::uint8_t type, std::uint32_t time, std::uint32_t timestamp,
                       std::span<const std::uint8_t> prefix, std::span<const std::byte> config) {
-  const std::size_t dataSize = prefix.size() + config.size();
-  MemoryHolder memory = allocateTag(arena, type, dataSize, timestamp);
-  std::byte* const data = memory->getData() + kTagHeaderSize;
-  const auto prefixBytes = std::as_bytes(prefix);
-  std::byte* const sample = std::copy(prefixBytes.begin(), prefixBytes.end(), data);
-  std::copy(config.begin(), config.end(), sample);
-  return NQMessage(time, static_cast<std::uint32_t>(dataSize + kTagOverhead), std::move(memory), sample,
-                   static_cast<std::uint32_t>(config.size()));
+  return makeTag(arena, type, time, timestamp, prefix, config.size(),
+                 [config](std::span<std::byte> sample) { std::ranges::copy(config, sample.begin()); });
 }
 
 }  // namespace

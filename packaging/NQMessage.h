@@ -1,7 +1,22 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <utility>
+
 #include "packaging/MemoryArena.h"
 #include "packaging/Message.h"
+
+struct K2MAudioDescriptorInfo;
+struct K2MDescriptorInfo;
+struct K2MTrackInfo;
+struct K2MVideoDescriptorInfo;
+
+namespace krvo::k2m {
+class Sample;
+}
 
 namespace ruvo::k2rpkgutil {
 
@@ -20,6 +35,17 @@ class NQMessage final : public Message {
   /// A copy of `size` bytes of data as a tag. Throws QVSException for more than a tag holds, std::bad_alloc.
   NQMessage(IMemoryArena& arena, std::uint32_t time, std::uint8_t type, std::uint32_t timestamp, const std::byte* data,
             std::uint32_t size);
+  /// The tag of a stored sample, rebuilt from the sample, the record of its description, which tells video, audio and
+  /// data apart, and that of its track. Time and timestamp are the sample's decode time in milliseconds. What the file
+  /// does not keep is filled in: a video frame is a key frame if it is a sync sample, a frame of AVC or AAC is no
+  /// sequence header, and audio says what the description does. Throws krvo::k2m::Exception, std::bad_alloc, and
+  /// QVSException for a format code without a tag form, a protected one among them, and for more than a tag holds.
+  NQMessage(IMemoryArena& arena, const krvo::k2m::Sample& sample, const K2MVideoDescriptorInfo& descriptor,
+            const K2MTrackInfo& track);
+  NQMessage(IMemoryArena& arena, const krvo::k2m::Sample& sample, const K2MAudioDescriptorInfo& descriptor,
+            const K2MTrackInfo& track);
+  NQMessage(IMemoryArena& arena, const krvo::k2m::Sample& sample, const K2MDescriptorInfo& descriptor,
+            const K2MTrackInfo& track);
   NQMessage(const NQMessage&) = default;
   NQMessage(NQMessage&& other) noexcept { swap(other); }
   NQMessage& operator=(NQMessage other) noexcept {
@@ -57,5 +83,20 @@ class NQMessage final : public Message {
 /// Memory for a tag of `dataSize` data bytes, its header and back pointer written and the data left to the caller.
 /// `type` is stored as it is. Throws QVSException for more than a tag holds, std::bad_alloc.
 MemoryHolder allocateTag(IMemoryArena& arena, std::uint8_t type, std::uint64_t dataSize, std::uint32_t timestamp);
+
+/// A tag with the bytes of `codecHeader` and, behind them, a sample of `sampleSize` bytes. Has `fill` write these; it
+/// gets them as a std::span<std::byte>. Throws as allocateTag().
+template <typename Fill>
+NQMessage makeTag(IMemoryArena& arena, std::uint8_t type, std::uint32_t time, std::uint32_t timestamp,
+                  std::span<const std::uint8_t> codecHeader, std::uint64_t sampleSize, const Fill& fill) {
+  const std::uint64_t dataSize = codecHeader.size() + sampleSize;
+  MemoryHolder memory = allocateTag(arena, type, dataSize, timestamp);
+  const auto bytes = std::as_bytes(codecHeader);
+  std::byte* const sample = std::copy(bytes.begin(), bytes.end(), memory->getData() + qvs::util::kTagHeaderSize);
+  const auto size = static_cast<std::uint32_t>(sampleSize);
+  fill(std::span<std::byte>(sample, size));
+  return NQMessage(time, static_cast<std::uint32_t>(dataSize + qvs::util::kTagOverhead), std::move(memory), sample,
+                   size);
+}
 
 }  // namespace ruvo::k2rpkgutil
