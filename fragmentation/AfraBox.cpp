@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "fragmentation/BoxHeader.h"
 #include "fragmentation/writeBytes.h"
 #include "util/StreamReader.h"
 #include "util/box.h"
@@ -81,7 +82,7 @@ void appendGlobalEntries(ByteWriter& out, const AfraIndex& index) {
 
 void readAfra(std::istream& stream, AfraIndex& index) {
   StreamReader in(stream);
-  const BoxHeader header = readFullBoxHeader(in);
+  const BoxHeader header = readBoxHeader(in);
   if (header.type != "afra"_4cc || header.version != 0) throw InvalidAfraFormat();
   const std::uint8_t sizes = in.u8();
   index.longIds = (sizes & kLongIds) != 0;

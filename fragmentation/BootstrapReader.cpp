@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "fragmentation/BoxHeader.h"
 #include "util/StreamReader.h"
 #include "util/fourcc.h"
 
@@ -15,7 +16,7 @@ using namespace qvs::util;
 constexpr std::uint32_t kUpdateFlag = 1;
 
 BoxHeader openBox(StreamReader& in, FourCC type) {
-  BoxHeader header = readFullBoxHeader(in);
+  BoxHeader header = readBoxHeader(in);
   if (header.type != type) throw InvalidBootstrapFormat();
   return header;
 }

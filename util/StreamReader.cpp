@@ -41,19 +41,4 @@ std::uint64_t StreamReader::take(int width) {
   return loadBigEndian(image, static_cast<std::size_t>(width));
 }
 
-BoxHeader readFullBoxHeader(StreamReader& in) {
-  BoxHeader header;
-  const std::uint64_t size = in.u32();
-  header.type = in.u32();
-  if (size == 1) {
-    header.size = in.u64();
-  } else if (size != 0) {
-    header.size = size;
-  }
-  if (header.type == "uuid"_4cc) header.uuid = in.bytes(16);
-  header.version = in.u8();
-  header.flags = in.u24();
-  return header;
-}
-
 }  // namespace qvs::util

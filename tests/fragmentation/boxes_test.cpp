@@ -14,11 +14,14 @@
 #include "fragmentation/BootstrapBuilder.h"
 #include "fragmentation/BootstrapReader.h"
 #include "fragmentation/BootstrapWriter.h"
+#include "fragmentation/BoxHeader.h"
 #include "tests/support/hex.h"
 
 namespace {
 
 using namespace ruvo::k2r;
+using qvs::util::operator""_4cc;
+using qvs::util::StreamReader;
 using test::fromHex;
 using test::hex;
 
@@ -117,6 +120,19 @@ TEST(AfraIndex, KnowsWhetherItsNumbersRiseByOne) {
     AfraIndex index;
     for (const auto fragment : fragments) index.globalEntries.emplace_back(0U, 1U, fragment, 99U, 0U);
     EXPECT_EQ(hasConsecutiveFragments(index), consecutive) << fragments.size();
+  }
+}
+
+TEST(BoxHeader, MayHaveALongSizeNoneAndAUuid) {
+  const std::pair<const char*, BoxHeader> rows[] = {
+      {"00000001 61667261 0000000100000002 01020304", {1ULL << 32 | 2, "afra"_4cc, "", 1, 0x020304}},
+      {"00000000 61627374 00000001", {0, "abst"_4cc, "", 0, 1}},
+      {"0000001c 75756964 30313233 34353637 38396162 63646566 02000000", {28, "uuid"_4cc, "0123456789abcdef", 2, 0}}};
+  for (const auto& [image, header] : rows) {
+    auto stream = streamOf(fromHex(image));
+    StreamReader in(stream);
+    EXPECT_EQ(readBoxHeader(in), header) << image;
+    EXPECT_THROW(in.u8(), std::ios_base::failure) << "nothing is left of " << image;
   }
 }
 

@@ -104,19 +104,6 @@ TEST(StreamReader, PutsTheMaskBackWhateverHappens) {
   EXPECT_EQ(stream.exceptions(), std::ios_base::badbit) << "after a refusal";
 }
 
-TEST(FullBoxHeader, MayHaveALongSizeNoneAndAUuid) {
-  const std::pair<const char*, BoxHeader> rows[] = {
-      {"00000001 61667261 0000000100000002 01020304", {1ULL << 32 | 2, "afra"_4cc, "", 1, 0x020304}},
-      {"00000000 61627374 00000001", {0, "abst"_4cc, "", 0, 1}},
-      {"0000001c 75756964 30313233 34353637 38396162 63646566 02000000", {28, "uuid"_4cc, "0123456789abcdef", 2, 0}}};
-  for (const auto& [image, header] : rows) {
-    auto stream = streamOf(image);
-    StreamReader in(stream);
-    EXPECT_EQ(readFullBoxHeader(in), header) << image;
-    EXPECT_THROW(in.u8(), std::ios_base::failure) << "nothing is left of " << image;
-  }
-}
-
 ByteBuffer bufferOf(std::string_view text) {
   return ByteBuffer(asBytes(text));
 }

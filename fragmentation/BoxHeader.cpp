@@ -1,0 +1,22 @@
+#include "fragmentation/BoxHeader.h"
+
+namespace ruvo::k2r {
+
+using namespace qvs::util;
+
+BoxHeader readBoxHeader(StreamReader& in) {
+  BoxHeader header;
+  const std::uint64_t size = in.u32();
+  header.type = in.u32();
+  if (size == 1) {
+    header.size = in.u64();
+  } else if (size != 0) {
+    header.size = size;
+  }
+  if (header.type == "uuid"_4cc) header.uuid = in.bytes(16);
+  header.version = in.u8();
+  header.flags = in.u24();
+  return header;
+}
+
+}  // namespace ruvo::k2r
