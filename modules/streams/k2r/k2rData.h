@@ -156,6 +156,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
 
   // Tracks: k2rDataTracks.cpp
   Check checkTrack(const RefMessage& message);
+  void addTrackFor(const RefMessage& message, std::shared_ptr<ruvo::k2rpkgutil::K2RSampleDescriptor> descriptor);
 
   // What a decision does: k2rDataFragments.cpp
   Outcome act(const FragmentDecision& decision);

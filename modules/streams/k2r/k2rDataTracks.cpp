@@ -31,14 +31,6 @@ bool hasCodec(const K2RTrack& track, FourCC code) {
   return track.sampleDescriptors.size() == 1 && tagFormatCode(track.sampleDescriptors.front()->formatCode) == code;
 }
 
-std::shared_ptr<K2RTrack> makeTrack(FourCC handlerType, std::shared_ptr<K2RSampleDescriptor> descriptor) {
-  auto track = std::make_shared<K2RTrack>();
-  track->handlerType = handlerType;
-  track->entries = {1, 1000, descriptor->info->codecHeaderLength};
-  track->sampleDescriptors.push_back(std::move(descriptor));
-  return track;
-}
-
 }  // namespace
 
 K2RData::Check K2RData::checkTrack(const RefMessage& message) {
@@ -54,8 +46,16 @@ K2RData::Check K2RData::checkTrack(const RefMessage& message) {
   if (writerStarted_) return refuse("Track not found.");
   auto descriptor = makeSampleDescriptor(message, videoWidth_, videoHeight_);
   if (!descriptor) return refuse("Unable to create sample descriptor for message.");
-  mediaProperties_.addTrack(makeTrack(handlerType, std::move(descriptor)));
+  addTrackFor(message, std::move(descriptor));
   return accepted;
+}
+
+void K2RData::addTrackFor(const RefMessage& message, std::shared_ptr<K2RSampleDescriptor> descriptor) {
+  auto track = std::make_shared<K2RTrack>();
+  track->handlerType = handlerTypeOf(message);
+  track->entries = {1, 1000, descriptor->info->codecHeaderLength};
+  track->sampleDescriptors.push_back(std::move(descriptor));
+  mediaProperties_.addTrack(std::move(track));
 }
 
 }  // namespace qvs::k2r
