@@ -20,14 +20,20 @@ std::uint8_t flagBits(const HintDescriptionEntry& entry) {
 
 }  // namespace
 
-void writeHintDescription(ByteWriter& out, std::span<const HintDescriptionEntry> entries) {
-  BoxScope box(out, "amhp"_4cc, 0, 0);
-  out.u8(narrow<std::uint8_t>(entries.size()));
-  for (const auto& entry : entries) {
-    out.u8(entry.first);
-    out.u8(flagBits(entry));
-    out.u8(entry.last);
+void writeHintDescription(ByteWriter& out, std::span<const HintDescriptionEntry> entries,
+                          std::optional<std::uint32_t> timeOffset) {
+  {
+    const BoxScope box(out, "amhp"_4cc, 0, 0);
+    out.u8(narrow<std::uint8_t>(entries.size()));
+    for (const auto& entry : entries) {
+      out.u8(entry.first);
+      out.u8(flagBits(entry));
+      out.u8(entry.last);
+    }
   }
+  if (!timeOffset) return;
+  const BoxScope box(out, "amto"_4cc);
+  out.u32(*timeOffset);
 }
 
 }  // namespace ruvo::k2rpkgutil

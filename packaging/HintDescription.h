@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "util/bytes.h"
@@ -21,6 +22,9 @@ struct HintDescriptionEntry {
 ///     0  u32  box size, 13 + 3 n      12  u8  entry count n, at most 255
 ///     4  u32  'amhp'                  13  u8  first, u8 flags, u8 last, n times
 ///     8  u32  version and flags, 0
-void writeHintDescription(qvs::util::ByteWriter& out, std::span<const HintDescriptionEntry> entries);
+///
+/// A time offset stands behind the box and is not counted in its size: u32 12, 'amto', u32 offset.
+void writeHintDescription(qvs::util::ByteWriter& out, std::span<const HintDescriptionEntry> entries,
+                          std::optional<std::uint32_t> timeOffset = std::nullopt);
 
 }  // namespace ruvo::k2rpkgutil

@@ -63,19 +63,19 @@ std::shared_ptr<MetaTrackInfo> makeTrackInfo(const K2RTrack& track, const Sample
   return nullptr;
 }
 
-void addTrack(MetadataSummary& summary, const K2RTrack& track) {
+void addTrack(MetadataSummary& summary, MetadataSummary::Tracks& tracks, const K2RTrack& track) {
   const K2RSampleDescriptor& descriptor = *track.sampleDescriptors.front();
   auto info = makeTrackInfo(track, *descriptor.info);
   if (!info) return;
-  summary.tracks.push_back(std::move(info));
+  tracks.push_back(std::move(info));
   const FourCC format = descriptor.info->formatCode;
   if (track.handlerType == "vide"_4cc && (isAvcFormat(format) || format == "mp4v"_4cc)) {
     const AvcConfiguration configuration = readAvcConfiguration(descriptor.codecHeader.bytes());
-    summary.hasAvc = true;
-    summary.avcProfile = configuration.profile;
-    summary.avcLevel = configuration.level;
+    summary.setHasAvc(true);
+    summary.setAvcProfile(configuration.profile);
+    summary.setAvcLevel(configuration.level);
   }
-  if (track.handlerType == "soun"_4cc && format == "mp4a"_4cc) summary.hasAac = true;
+  if (track.handlerType == "soun"_4cc && format == "mp4a"_4cc) summary.setHasAac(true);
 }
 
 double secondsOf(const DocumentProperties& properties) {
@@ -87,15 +87,17 @@ double secondsOf(const DocumentProperties& properties) {
 
 ByteBuffer buildMetadataMessage(IMediaProperties& properties, bool hasSmpte, double smpteOffset) {
   MetadataSummary summary;
-  summary.duration = secondsOf(properties.getDocumentProperties());
+  summary.setDuration(secondsOf(properties.getDocumentProperties()));
+  MetadataSummary::Tracks infos;
   const std::unique_ptr<ITrackIterator> tracks(properties.getTracks());
   std::shared_ptr<K2RTrack> track;
   while (tracks->hasNext()) {
     tracks->next(track);
-    if (!track->sampleDescriptors.empty()) addTrack(summary, *track);
+    if (!track->sampleDescriptors.empty()) addTrack(summary, infos, *track);
   }
-  summary.hasSmpte = hasSmpte;
-  summary.smpteOffset = smpteOffset;
+  summary.setTracks(std::move(infos));
+  summary.setHasSmpte(hasSmpte);
+  summary.setSmpteOffset(smpteOffset);
   std::ostringstream message;
   writeMetadataMessage(message, summary);
   return ByteBuffer(asBytes(message.str()));

@@ -51,7 +51,7 @@ const MetaAudioTrackInfo* asAudio(const MetaTrackInfo& track) {
 }
 
 void writeCodecs(MessageWriter& out, const MetadataSummary& summary) {
-  for (const auto& track : summary.tracks) {
+  for (const auto& track : summary.getTracks()) {
     const std::string codecId = qvs::util::toText(track->getCodecId());
     if (const auto* video = asVideo(*track)) {
       out.number("width", video->getWidth());
@@ -64,15 +64,15 @@ void writeCodecs(MessageWriter& out, const MetadataSummary& summary) {
 }
 
 void writeProfiles(MessageWriter& out, const MetadataSummary& summary) {
-  if (summary.hasAvc) {
-    out.number("avcprofile", summary.avcProfile);
-    out.number("avclevel", summary.avcLevel);
+  if (summary.getHasAvc()) {
+    out.number("avcprofile", summary.getAvcProfile());
+    out.number("avclevel", summary.getAvcLevel());
   }
-  if (summary.hasAac) out.number("aacaot", summary.aacObjectType);
+  if (summary.getHasAac()) out.number("aacaot", summary.getAacObjectType());
 }
 
 void writeRates(MessageWriter& out, const MetadataSummary& summary) {
-  for (const auto& track : summary.tracks) {
+  for (const auto& track : summary.getTracks()) {
     if (const auto* video = asVideo(*track)) {
       out.number("videoframerate", frameRate(*video));
     } else if (const auto* audio = asAudio(*track)) {
@@ -83,8 +83,8 @@ void writeRates(MessageWriter& out, const MetadataSummary& summary) {
 }
 
 void writeTrackInfo(MessageWriter& out, const MetadataSummary& summary) {
-  out.strictArray("trackinfo", summary.tracks.size());
-  for (const auto& track : summary.tracks) {
+  out.strictArray("trackinfo", summary.getTracks().size());
+  for (const auto& track : summary.getTracks()) {
     out.item(AMF0ObjectBegin());
     out.number("length", track->getLength());
     out.number("timescale", track->getTimescale());
@@ -94,15 +94,15 @@ void writeTrackInfo(MessageWriter& out, const MetadataSummary& summary) {
 }
 
 void writeTimeCode(MessageWriter& out, const MetadataSummary& summary) {
-  if (!summary.hasSmpte) return;
+  if (!summary.getHasSmpte()) return;
   out.objectBegin("smpteTimeInfo");
-  out.number("smpteOffset", summary.smpteOffset);
+  out.number("smpteOffset", summary.getSmpteOffset());
   out.item(AMF0ObjectEnd());
 }
 
 void writeCustomDefinitions(MessageWriter& out, const MetadataSummary& summary) {
-  out.strictArray("custdef", summary.customDefinitions.size());
-  for (const auto& [name, value] : summary.customDefinitions) out.custom(name, value);
+  out.strictArray("custdef", summary.getCustomDefinitions().size());
+  for (const auto& [name, value] : summary.getCustomDefinitions()) out.custom(name, value);
 }
 
 }  // namespace
@@ -112,7 +112,7 @@ void writeMetadataMessage(std::ostream& stream, const MetadataSummary& summary) 
   MessageWriter out(stream);
   out.item(AMF0String("onMetaData"));
   out.item(AMF0ArrayBegin());
-  out.number("duration", summary.duration);
+  out.number("duration", summary.getDuration());
   writeCodecs(out, summary);
   writeProfiles(out, summary);
   writeRates(out, summary);

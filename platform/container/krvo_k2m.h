@@ -107,6 +107,9 @@ struct K2MDocInfo {
 };
 static_assert(sizeof(K2MDocInfo) == 48);
 
+/// Three letters of ISO 639-2 and a zero byte.
+using KrvoK2MLanguage = char[4];
+
 struct K2MTrackInfo {
   std::uint32_t size;  // 72
   std::uint32_t handlerType;
@@ -118,7 +121,7 @@ struct K2MTrackInfo {
   float width;             // pixels; what is below 0 or beyond 65535 is stored as the nearest of these
   float height;
   float volume;
-  char language[4];  // three letters of ISO 639-2 and a zero byte
+  KrvoK2MLanguage language;
   /// Read back, with the terminating zero; not looked at when a track is added.
   std::uint32_t handlerNameLength;
   std::uint32_t reserved;

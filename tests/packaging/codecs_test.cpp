@@ -149,8 +149,8 @@ TEST_F(ConfigMessages, AreEmptyWhereThereIsNothingToRepeat) {
 TEST(HintDescription, IsWrittenByteForByte) {
   ByteWriter out;
   const HintDescriptionEntry entries[] = {{.first = 2, .flags = {1, 0, 9, 0, 255}, .last = 3}, {}};
-  writeHintDescription(out, entries);
-  EXPECT_EQ(hex(out.bytes()), "00000013 616d6870 00000000 0202a803 000000");
+  writeHintDescription(out, entries, 0x01020304);
+  EXPECT_EQ(hex(out.bytes()), hex(fromHex("00000013 616d6870 00000000 02 02a803 000000 0000000c 616d746f 01020304")));
 }
 
 TEST(MediaTime, RoundsIntoAnotherTimescale) {
@@ -234,8 +234,8 @@ TEST_F(MetadataMessage, HasTheTimeCodeWhereItIsKnown) {
 
 TEST_F(MetadataMessage, WritesCustomDefinitionsAndEmptyLanguages) {
   MetadataSummary summary;
-  summary.tracks.push_back(std::make_shared<ruvo::k2r::MetaDataTrackInfo>("amf0"_4cc, 0, 1000, ""));
-  summary.customDefinitions = {{"site", "north"}};
+  summary.setTracks({std::make_shared<ruvo::k2r::MetaDataTrackInfo>("amf0"_4cc, 0, 1000, "")});
+  summary.setCustomDefinitions({{"site", "north"}});
   std::ostringstream out;
   writeMetadataMessage(out, summary);
   EXPECT_EQ(out.str().find("language"), std::string::npos);

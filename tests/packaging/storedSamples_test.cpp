@@ -80,19 +80,16 @@ K2MDescriptorInfo data(FourCC format) {
 TEST(StoredVideo, IsATagByItsFormatByteForByte) {
   const std::tuple<K2MVideoDescriptorInfo, const char*, const char*> rows[] = {
       // Of a sync sample, and of another.
-      {video("VP6A"_4cc, 641, 362), "15 e5", "25 e5"},
-      {video("VP6F"_4cc, 648, 365), "14 72", "24 72"},
-      {video("VP6F"_4cc, 656, 368), "14 ff", "24 ff"},
-      {video("H264"_4cc), "17 01 000050", "27 01 000050"},
-      {video("h264"_4cc), "17 01 000050", "27 01 000050"},
-      {video("avc1"_4cc), "17 01 000050", "27 01 000050"},
-      {video("mp4v"_4cc), "17 01 000050", "27 01 000050"},
-      {video("H263"_4cc), "12", "22"}};
+      {video("VP6A"_4cc, 641, 362), "15 e5", "25 e5"},     {video("VP6F"_4cc, 648, 365), "14 72", "24 72"},
+      {video("VP6F"_4cc, 656, 368), "14 ff", "24 ff"},     {video("H264"_4cc), "17 01 000050", "27 01 000050"},
+      {video("h264"_4cc), "17 01 000050", "27 01 000050"}, {video("avc1"_4cc), "17 01 000050", "27 01 000050"},
+      {video("mp4v"_4cc), "17 01 000050", "27 01 000050"}, {video("H263"_4cc), "12", "22"}};
   for (const auto& [record, keyFrame, frame] : rows) {
     for (const bool sync : {true, false}) {
       Stored stored(0x01020304, sync, 80);
       const std::byte size{static_cast<unsigned char>(fromHex(keyFrame).size() + 4)};
-      expectTag("09 0000" + hex({&size, 1}) + "02030401 000000" + (sync ? keyFrame : frame), stored, record, 0x01020304);
+      expectTag("09 0000" + hex({&size, 1}) + "02030401 000000" + (sync ? keyFrame : frame), stored, record,
+                0x01020304);
     }
   }
 }
@@ -111,10 +108,9 @@ TEST(StoredVideo, HasItsTimesInMilliseconds) {
 }
 
 TEST(StoredAudio, IsATagByItsFormatByteForByte) {
-  const std::pair<K2MAudioDescriptorInfo, const char*> rows[] = {
-      {audio("mp4a"_4cc, 22050), "06 00000000 000000 af 01"},
-      {audio(".mp3"_4cc, 22000), "05 00000000 000000 2f"},
-      {audio("spex"_4cc, 16000), "05 00000000 000000 b2"}};
+  const std::pair<K2MAudioDescriptorInfo, const char*> rows[] = {{audio("mp4a"_4cc, 22050), "06 00000000 000000 af 01"},
+                                                                 {audio(".mp3"_4cc, 22000), "05 00000000 000000 2f"},
+                                                                 {audio("spex"_4cc, 16000), "05 00000000 000000 b2"}};
   for (const auto& [record, head] : rows) {
     Stored stored;
     expectTag(std::string("08 0000") + head, stored, record);
@@ -131,8 +127,8 @@ TEST(StoredAudio, OfNellymoserSaysRateSizeAndChannels) {
     for (const std::uint32_t bytes : {0U, 1U, 2U}) {
       for (const std::uint32_t channels : {1U, 2U}) {
         Stored stored;
-        const std::byte byte{static_cast<unsigned char>(first + (bytes == 2 ? twoBytes : 0) +
-                                                        (channels == 2 ? twoChannels : 0))};
+        const std::byte byte{
+            static_cast<unsigned char>(first + (bytes == 2 ? twoBytes : 0) + (channels == 2 ? twoChannels : 0))};
         expectTag("08 000005 00000000 000000" + hex({&byte, 1}), stored, audio("nmos"_4cc, rate, bytes, channels));
       }
     }

@@ -97,7 +97,11 @@ TEST(StoredSamples, AreWholeInFrontOfDamage) {
   MemoryStream other = recorded();
   const Reader reader(stream);
   EXPECT_EQ(statusOf([&] { reader.samples(Reader(other).tracks().at(0)); }), kKrvoBadArgument) << "another's track";
-  EXPECT_EQ(statusOf([] { MemoryStream empty; Reader{empty}; }), kKrvoMalformed);
+  EXPECT_EQ(statusOf([] {
+              MemoryStream empty;
+              Reader{empty};
+            }),
+            kKrvoMalformed);
 }
 
 }  // namespace
