@@ -49,7 +49,9 @@ inline const unsigned char* raw(const std::byte* bytes) {
 
 /// Reads from `bytes`, which outlive it.
 inline BioPtr readingBio(std::span<const std::byte> bytes) {
-  BioPtr bio(BIO_new_mem_buf(bytes.data(), qvs::util::narrow<int>(bytes.size())));
+  const void* start = bytes.data();
+  if (start == nullptr) start = "";  // OpenSSL refuses a null pointer also for no bytes
+  BioPtr bio(BIO_new_mem_buf(start, qvs::util::narrow<int>(bytes.size())));
   if (!bio) throw std::bad_alloc();
   return bio;
 }
