@@ -4,10 +4,19 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <nlohmann/json.hpp>
 
+#include "packaging/NQMessage.h"
+#include "packaging/RefCountedMemoryArena.h"
 #include "tests/endtoend/mediaTools.h"
+#include "tests/support/MemoryStream.h"
 #include "tests/support/TempDirectory.h"
+#include "tests/support/TestHost.h"
+#include "tests/support/hex.h"
+#include "util/bytes.h"
+#include "util/fourcc.h"
+#include "wrappers/k2m/Reader.h"
 
 namespace {
 
@@ -19,6 +28,41 @@ constexpr const char* kVideoCoding = "-c:v libx264 -preset ultrafast -bf 2 -b_st
 
 std::string both(const std::string& coding = std::string(kVideoCoding) + "-c:a aac ") {
   return std::string(kVideoSource) + kAudioSource + coding;
+}
+
+/// The tag that a stored sample makes.
+ruvo::k2rpkgutil::NQMessage rebuilt(const krvo::k2m::Sample& sample, const K2MTrackInfo& track) {
+  using namespace qvs::util;
+  ruvo::k2rpkgutil::RefCountedMemoryArena arena;
+  const auto descriptor = sample.descriptor();
+  if (track.handlerType == "vide"_4cc) return {arena, sample, descriptor.videoInfo(), track};
+  if (track.handlerType == "soun"_4cc) return {arena, sample, descriptor.audioInfo(), track};
+  return {arena, sample, descriptor.info(), track};
+}
+
+/// Each media sample of a segment makes the tag again that the hint track has, which has sequence headers beside them.
+void expectTagsRebuilt(const std::string& segment) {
+  using namespace qvs::util;
+  const std::string content = readWholeFile(segment);
+  MemoryStream file(asBytes(content));
+  const krvo::k2m::Reader reader(file);
+  std::map<int, std::vector<std::string>> stored, made;  // in hex, by type
+  for (const auto& track : reader.tracks()) {
+    const auto info = track.info();
+    const auto samples = reader.samples(track);
+    while (const auto sample = samples.next()) {
+      if (info.handlerType != "hint"_4cc) {
+        const auto message = rebuilt(*sample, info);
+        made[message.type()].push_back(hex({message.header(), message.totalSize()}));
+        continue;
+      }
+      std::vector<std::byte> tag(sample->info().length);
+      sample->copyData(tag);
+      const int type = std::to_integer<int>(tag[0]);
+      if (type == 18 || tag[12] != std::byte{0}) stored[type].push_back(hex(tag));
+    }
+  }
+  EXPECT_EQ(made, stored) << segment;
 }
 
 /// A clip made by ffmpeg, recorded by k2r.
@@ -97,12 +141,13 @@ TEST_F(Media, KeepsSoundAndPictureTogether) {
     const char *name, *coding, *options;
   } rows[] = {{"clip.mp4", "", ""},
               {"clip.mp4", "", kRolling},
-              {"clip.flv", "", ""},
+              {"clip.ts", "", ""},
               {"clip.mov", "-movflags frag_keyframe", ""}};
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.name) + row.options);
     recordClip(row.name, both() + row.coding, row.options);
     EXPECT_EQ(std::filesystem::exists(segment(4)), row.options == kRolling) << "over roll-overs";
+    for (int number = 1; std::filesystem::exists(segment(number)); ++number) expectTagsRebuilt(segment(number));
     EXPECT_LE(std::abs(expectFrames("v", "", 300) - expectFrames("a", "copy", 500)), 1);
   }
 }

@@ -57,10 +57,12 @@ class AvInputTest : public testing::Test {
   void expectFailure(const std::string& file, const testing::Matcher<std::string>& message) {
     EXPECT_THAT([&] { record(file); }, testing::ThrowsMessage<CommandError>(message)) << file;
   }
-  /// A tag stream of the messages, for other tools to look at.
-  std::string streamOf(const std::vector<StreamMessage>& messages) {
-    test::writeTagStream(messages, directory_.file("out.flv"));
-    return directory_.file("out.flv");
+  /// What `k2r` makes of a recording of the messages, for other tools to look at: an MP4 without the last fragment.
+  std::string exported(const std::vector<StreamMessage>& messages) {
+    const test::MadeRecording recording({.messages = messages, .settings = {{"Recording/FragmentDuration", "200"}}});
+    const std::string file = directory_.file("out.mp4");
+    EXPECT_EQ(test::k2r({"export", recording.directory(), "--out", file}).status, 0);
+    return file;
   }
 
   test::TempDirectory directory_;
@@ -71,9 +73,9 @@ class AvInputTest : public testing::Test {
 TEST_F(AvInputTest, TakesAnElementaryStreamWithoutTimes) {
   const auto pictures = record(remuxed("video.h264", "-an -bsf:v h264_mp4toannexb"));
   ASSERT_EQ(pictures.size(), 1u + 60u);
-  const auto decoded = frameHashes(streamOf(pictures), "v");
-  EXPECT_TRUE(
-      std::ranges::equal(decoded, frameHashes(source(), "v"), {}, &test::FrameHash::hash, &test::FrameHash::hash));
+  const auto decoded = frameHashes(exported(pictures), "v"), original = frameHashes(source(), "v");
+  ASSERT_GE(decoded.size(), 40u);
+  for (std::size_t i = 0; i < decoded.size(); ++i) EXPECT_EQ(decoded[i].hash, original.at(i).hash) << i;
 }
 
 TEST_F(AvInputTest, GivesConfigurationsAndFramesInOrderFromAnyTimeOn) {
@@ -94,12 +96,14 @@ TEST_F(AvInputTest, GivesConfigurationsAndFramesInOrderFromAnyTimeOn) {
 }
 
 TEST_F(AvInputTest, CarriesSorensonVideo) {
-  const auto file = clip(std::string(kPicture) + "-c:v flv1 -g 20", "clip.flv");
+  const auto file = clip(std::string(kPicture) + "-c:v flv1 -g 20", "clip.avi");
   const auto messages = record(file);
   EXPECT_EQ(messages.size(), 60u);
   EXPECT_EQ(messages[0].data[0], std::byte{0x12});
   EXPECT_EQ(messages[1].data[0], std::byte{0x22});
-  test::expectPrefix(frameHashes(streamOf(messages), "v"), frameHashes(file, "v"), 60);
+  std::string pictures;
+  for (const auto& message : messages) pictures += test::textOf(std::span(message.data).subspan(1));
+  EXPECT_TRUE(pictures == test::readWholeFile(clip("-i " + file + " -c copy -f data", "pictures")));
 }
 
 TEST_F(AvInputTest, LeavesCoverPicturesOut) {
