@@ -18,12 +18,12 @@ constexpr char kHint[] =
 using K2RMediaWriterTest = test::RecordingFixture;
 
 TEST_F(K2RMediaWriterTest, DeclaresTheTracksOfANewSegment) {
-  addAvcTrack();
-  addAacTrack();
+  addSecondDescription(addAvcTrack(), 9, "14 00");
+  addSecondDescription(addAacTrack(), 8, "2f");
   addDataTrack();
   newSegment();
-  EXPECT_EQ(image().tracks, (std::vector{std::string("vide 'MainConcept' eng avc1 ") + test::kAvcC,
-                                         std::string("soun 'MainConcept' eng mp4a ") + test::kEsds,
+  EXPECT_EQ(image().tracks, (std::vector{"vide 'MainConcept' eng avc1 " + std::string(test::kAvcC) + " VP6F ",
+                                         "soun 'MainConcept' eng mp4a " + std::string(test::kEsds) + " .mp3 ",
                                          std::string("meta 'MainConcept' eng amf0 "), kHint + std::string(" ->3")}));
 }
 
@@ -117,26 +117,31 @@ TEST_F(K2RMediaWriterTest, RepeatsTheFirstSegmentsConfigurationInTheSecond) {
 }
 
 TEST_F(K2RMediaWriterTest, PacesTheConfigurationOfAudioAlone) {
-  addAacTrack();
-  for (const std::uint32_t time : {0U, 999U, 1000U, 1999U, 2000U, 2999U, 3000U, 3001U}) add(8, time, "af 01 aa");
-  EXPECT_EQ(writtenAlone(),
-            "8@0 8@0[soun 13+1] 8@999[soun 13+1] 8@1000[soun 13+1] 8@1999[soun 13+1] 8@2000 8@2000[soun 13+1] "
-            "8@2999[soun 13+1] 8@3000 8@3000[soun 13+1] 8@3001[soun 13+1]");
-}
-
-TEST_F(K2RMediaWriterTest, IndexesThePacedMessageWhereThereIsNoConfiguration) {
-  addMp3Track();
-  for (const std::uint32_t time : {0U, 1500U, 2000U, 2500U, 3200U}) add(8, time, "2f aa");
-  EXPECT_EQ(writtenAlone(),
-            "8@0*[soun 12+1] 8@1500[soun 12+1] 8@2000*[soun 12+1] 8@2500[soun 12+1] 8@3200*[soun 12+1]");
-}
-
-TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationUntilItHasCaughtUpWithALateStart) {
-  addMp3Track();
-  for (const std::uint32_t time : {3000U, 3010U, 3020U, 3030U, 3040U, 4000U}) add(8, time, "2f aa");
-  EXPECT_EQ(writtenAlone(),
-            "8@3000*[soun 12+1] 8@3010*[soun 12+1] 8@3020*[soun 12+1] 8@3030[soun 12+1] 8@3040[soun 12+1] "
-            "8@4000*[soun 12+1]");
+  // Without a configuration the paced message itself is indexed.
+  const std::tuple<const char*, bool, std::vector<std::uint32_t>, const char*> rows[] = {
+      {"each second",
+       true,
+       {0, 999, 1000, 1999, 2000, 2999, 3000, 3001},
+       "8@0 8@0[soun 13+1] 8@999[soun 13+1] 8@1000[soun 13+1] 8@1999[soun 13+1] 8@2000 8@2000[soun 13+1] "
+       "8@2999[soun 13+1] 8@3000 8@3000[soun 13+1] 8@3001[soun 13+1]"},
+      {"no configuration",
+       false,
+       {0, 1500, 2000, 2500, 3200},
+       "8@0*[soun 12+1] 8@1500[soun 12+1] 8@2000*[soun 12+1] 8@2500[soun 12+1] 8@3200*[soun 12+1]"},
+      {"until it has caught up with a late start",
+       false,
+       {3000, 3010, 3020, 3030, 3040, 4000},
+       "8@3000*[soun 12+1] 8@3010*[soun 12+1] 8@3020*[soun 12+1] 8@3030[soun 12+1] 8@3040[soun 12+1] "
+       "8@4000*[soun 12+1]"}};
+  for (const auto& [what, aac, times, stored] : rows) {
+    properties.tracks.clear();
+    queue.clear();
+    addTrack(8, aac ? "af 00 1210" : "2f");
+    for (const std::uint32_t time : times) add(8, time, aac ? "af 01 aa" : "2f aa");
+    K2RMediaWriterPolicy policyOfRow(*this);
+    write(*newSegment(policyOfRow));
+    EXPECT_EQ(image().fragments.at(0), stored) << what;
+  }
 }
 
 TEST_F(K2RMediaWriterTest, StopsAtTheFirstTimestampAtTheLimit) {
@@ -195,13 +200,14 @@ TEST_F(K2RMediaWriterTest, EndsTheFileWhenItCannotBeMade) {
 using K2RMediaWriterAppend = test::RecordingFixture;
 
 TEST_F(K2RMediaWriterAppend, ReadsTheTracksOfAnExistingSegment) {
-  addAvcTrack();
+  addSecondDescription(addAvcTrack(), 9, "14 00");
   addAacTrack();
   addDataTrack();
   add(9, 0, "17 01 000000 aa");
   const std::uint64_t position = write(*newSegment());
   EXPECT_EQ(test::tracksOf(*continueSegment(position)),
             std::string("vide eng 1000 7 0 0x0 1 12 1 1000 15 avc1 vide 640x360 72x72 1 24 15: ") + test::kAvcC +
+                " VP6F vide 640x360 72x72 1 24 0" +
                 "\nsoun eng 1000 7 0 0x0 1 12 1 1000 51 mp4a soun 44100x2x2 51: " + test::kEsds +
                 "\nmeta eng 1000 7 0 0x0 1 12 1 1000 0 amf0 meta 0\nhint eng 1000 0 0 0x0 0 32 1 1000 16\n");
 }

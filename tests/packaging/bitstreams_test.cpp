@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "packaging/mp4/K2MAdaptor/source/AACBitstream.h"
@@ -11,72 +13,47 @@ namespace {
 
 using namespace ruvo::k2rpkgutil;
 
-class CBitstreamReaderTest : public testing::Test {
- protected:
-  CBitstreamReaderTest() { bits.attach(bytes.data(), static_cast<std::int32_t>(bytes.size())); }
-
-  const std::vector<std::byte> bytes = test::fromHex("a5 0f 80 01 7e");
+TEST(CBitstreamReader, ReadsAndMovesByBitsAndBytes) {
+  using In = CBitstreamReader&;
+  const struct {
+    const char* what;
+    std::function<std::int64_t(In)> call;
+    std::int64_t answer, bitsRead;
+    bool error;
+  } steps[] = {{"the most significant bit is first", [](In in) { return in.readBit(); }, 1, 1, false},
+               {"three", [](In in) { return in.readBits(3); }, 2, 4, false},
+               {"none", [](In in) { return in.readBits(0); }, 0, 4, false},
+               {"as many as can be", [](In in) { return in.readBits(32); }, 0x50F80017, 36, false},
+               {"what is left", [](In in) { return in.bitsLeft() * 100 + in.bytesRead() * 10 + in.bytesLeft(); }, 441,
+                36, false},
+               {"ones behind the end", [](In in) { return in.readBits(8); }, 0xEF, 40, true},
+               {"a peek there", [](In in) { return in.peekBit(); }, 1, 40, true},
+               {"back with the error", [](In in) { return in.skipBits(-40); }, -40, 0, true},
+               {"which holds the position", [](In in) { return in.readBits(2); }, 3, 0, true},
+               {"until it is cleared", [](In in) { return in.rewind(), in.readBits(4); }, 0xA, 4, false},
+               {"a peek moves nothing", [](In in) { return in.rewind(), in.peekBits(12); }, 0xA50, 0, false},
+               {"a skip", [](In in) { return in.skipBits(12); }, 12, 12, false},
+               {"a plain peek makes no error", [](In in) { return in.peek32(); }, 0xF80017EF, 12, false},
+               {"another does", [](In in) { return in.peekBits(32); }, 0xF80017EF, 12, true},
+               {"back again", [](In in) { return in.skipBits(-12); }, -12, 0, true},
+               {"whole bytes in spite of an error", [](In in) { return in.peek32(); }, 0xA50F8001, 0, true},
+               {"a part of a byte", [](In in) { return in.rewind(), in.readBits(3); }, 5, 3, false},
+               {"is forgotten by a skip of bytes", [](In in) { return in.skipBytes(1), 0; }, 0, 8, false},
+               {"aligned already", [](In in) { return in.align(), 0; }, 0, 8, false},
+               {"back beyond the start", [](In in) { return in.skipBits(-20); }, -8, 0, false},
+               {"aligned from within", [](In in) { return in.readBit(), in.align(), 0; }, 0, 8, false},
+               {"the end itself is no error", [](In in) { return in.skipBytes(4), 0; }, 0, 40, false},
+               {"bytes back beyond the start", [](In in) { return in.skipBytes(-9), 0; }, 0, 0, false},
+               {"a mark", [](In in) { return in.readBits(5), in.mark(), 0; }, 0, 5, false},
+               {"a skip beyond the end", [](In in) { return in.skipBits(41); }, 35, 40, true},
+               {"back to the mark", [](In in) { return in.backToMark(), 0; }, 0, 5, false}};
+  const auto bytes = test::fromHex("a5 0f 80 01 7e");
   CBitstreamReader bits;
-};
-
-TEST_F(CBitstreamReaderTest, ReadsTheMostSignificantBitFirst) {
-  EXPECT_EQ(bits.readBit(), 1U);
-  EXPECT_EQ(bits.readBits(3), 2U);
-  EXPECT_EQ(bits.readBits(0), 0U);
-  EXPECT_EQ(bits.readBits(32), 0x50F80017U);
-  EXPECT_EQ(bits.bitsRead(), 36);
-  EXPECT_EQ(bits.bitsLeft(), 4);
-  EXPECT_EQ(bits.bytesRead(), 4);
-  EXPECT_EQ(bits.bytesLeft(), 1);
-  EXPECT_FALSE(bits.error());
-}
-
-TEST_F(CBitstreamReaderTest, GivesOnesBehindTheEndAndStaysInError) {
-  bits.skipBits(36);
-  EXPECT_EQ(bits.readBits(8), 0xEFU);
-  EXPECT_TRUE(bits.error());
-  EXPECT_EQ(bits.peekBit(), 1U);
-  bits.skipBits(-40);
-  EXPECT_EQ(bits.readBits(2), 3U) << "an error outlasts a step back";
-  EXPECT_EQ(bits.bitsRead(), 0) << "and holds the position";
-  bits.rewind();
-  EXPECT_FALSE(bits.error());
-  EXPECT_EQ(bits.readBits(4), 0xAU);
-}
-
-TEST_F(CBitstreamReaderTest, PeeksWithoutMoving) {
-  EXPECT_EQ(bits.peekBits(12), 0xA50U);
-  EXPECT_EQ(bits.bitsRead(), 0);
-  bits.skipBits(12);
-  EXPECT_EQ(bits.peek32(), 0xF80017EFU) << "missing bits are ones";
-  EXPECT_FALSE(bits.error()) << "and no error";
-  bits.peekBits(32);
-  EXPECT_TRUE(bits.error()) << "which a plain peek leaves";
-  bits.skipBits(-12);
-  EXPECT_EQ(bits.peek32(), 0xA50F8001U) << "whole bytes are seen in spite of an error";
-}
-
-TEST_F(CBitstreamReaderTest, SkipsWithinItsBytes) {
-  bits.readBits(3);
-  bits.skipBytes(1);
-  EXPECT_EQ(bits.bitsRead(), 8) << "the bits read are forgotten";
-  bits.align();
-  EXPECT_EQ(bits.bitsRead(), 8) << "aligned already";
-  EXPECT_EQ(bits.skipBits(-20), -8);
-  bits.readBit();
-  bits.align();
-  EXPECT_EQ(bits.bitsRead(), 8);
-  bits.skipBytes(4);
-  EXPECT_FALSE(bits.error()) << "the end itself is no error";
-  bits.skipBytes(-9);
-  EXPECT_EQ(bits.bitsRead(), 0);
-  bits.readBits(5);
-  bits.mark();
-  EXPECT_EQ(bits.skipBits(41), 35);
-  EXPECT_TRUE(bits.error());
-  bits.backToMark();
-  EXPECT_EQ(bits.bitsRead(), 5);
-  EXPECT_FALSE(bits.error());
+  bits.attach(bytes.data(), static_cast<std::int32_t>(bytes.size()));
+  for (const auto& step : steps) {
+    EXPECT_EQ(step.call(bits), step.answer) << step.what;
+    EXPECT_EQ(std::pair(bits.bitsRead(), bits.error()), std::pair(step.bitsRead, step.error)) << step.what;
+  }
 }
 
 TEST(CBitstreamReader, RefusesWhatIsNoRange) {

@@ -196,9 +196,14 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
     properties.tracks.push_back(track);
     return *track;
   }
-  void addAvcTrack() { addTrack(9, "17 00 000000 0164001e ffe100"); }
+  /// Behind the description of the track's own, that of another first message.
+  void addSecondDescription(ruvo::k2rpkgutil::K2RTrack& track, std::uint8_t type, const char* firstData) {
+    track.sampleDescriptors.push_back(addTrack(type, firstData).sampleDescriptors.front());
+    properties.tracks.pop_back();
+  }
+  ruvo::k2rpkgutil::K2RTrack& addAvcTrack() { return addTrack(9, "17 00 000000 0164001e ffe100"); }
   void addVp6Track() { addTrack(9, "14 00"); }
-  void addAacTrack() { addTrack(8, "af 00 1210"); }
+  ruvo::k2rpkgutil::K2RTrack& addAacTrack() { return addTrack(8, "af 00 1210"); }
   void addMp3Track() { addTrack(8, "2f"); }
   void addDataTrack() { addTrack(18, "02"); }
 

@@ -22,36 +22,41 @@ using krvo::k2m::makeRecord;
 using test::fromHex;
 using test::hex;
 
-/// A sample of four bytes, in a segment of its own.
+/// A sample of four bytes that a segment stores.
 struct Stored {
-  explicit Stored(std::uint64_t time = 0, bool sync = true, std::int32_t composition = 0) {
-    test::SegmentMaker maker(file);
-    maker.addVideoTrack().addHintTrack().start();
-    maker.begin().video(time, sync, 4, composition);
-    maker.start();
-  }
-
-  test::MemoryStream file;
-  RefCountedMemoryArena arena;
+  std::uint64_t time = 0;
+  bool sync = true;
+  std::int32_t composition = 0;
 };
 
-/// The tag of the sample, of which `head` is all in front of the sample's bytes.
+/// The tag of such a sample, at `milliseconds`, of which `head` is all in front of its bytes.
 template <typename Record>
-void expectTag(const std::string& head, Stored& stored, const Record& record, std::uint32_t time = 0,
+void expectTag(const std::string& head, const Record& record, const Stored& stored = {}, std::uint32_t milliseconds = 0,
                std::uint32_t timescale = 1000) {
-  const krvo::k2m::Reader reader(stored.file);
-  const auto sample = reader.samples(reader.tracks().at(0)).next().value();
+  test::MemoryStream file;
+  test::SegmentMaker maker(file);
+  maker.addVideoTrack().addHintTrack().start();
+  maker.begin().video(stored.time, stored.sync, 4, stored.composition).start();
+  const krvo::k2m::Reader reader(file);
   auto track = reader.tracks().at(0).info();
+  const auto sample = reader.samples(reader.tracks().at(0)).next().value();
   track.timescale = timescale;
-  const NQMessage message(stored.arena, sample, record, track);
+  RefCountedMemoryArena arena;
+  const NQMessage message(arena, sample, record, track);
   auto expected = fromHex(head);
   const auto sampleOffset = static_cast<std::uint32_t>(expected.size());
   expected.resize(expected.size() + 8);
   sample.copyData(std::span(expected).subspan(sampleOffset, 4));
   storeBigEndian(&expected[sampleOffset + 4], 4, sampleOffset + 4);
   EXPECT_EQ(hex({message.header(), message.totalSize()}), hex(expected));
-  EXPECT_EQ(std::tuple(message.time(), message.timestamp()), std::tuple(time, time)) << head;
-  EXPECT_EQ(std::tuple(message.sampleOffset(), message.sampleSize()), std::tuple(sampleOffset, 4U)) << head;
+  EXPECT_EQ(std::pair(message.time(), message.timestamp()), std::pair(milliseconds, milliseconds)) << head;
+  EXPECT_EQ(std::pair(message.sampleOffset(), message.sampleSize()), std::pair(sampleOffset, 4U)) << head;
+}
+
+/// A byte in hex.
+std::string byte(std::size_t value) {
+  const auto image = static_cast<std::byte>(value);
+  return hex({&image, 1});
 }
 
 K2MVideoDescriptorInfo video(FourCC format, std::uint32_t width = 640, std::uint32_t height = 360) {
@@ -86,10 +91,8 @@ TEST(StoredVideo, IsATagByItsFormatByteForByte) {
       {video("mp4v"_4cc), "17 01 000050", "27 01 000050"}, {video("H263"_4cc), "12", "22"}};
   for (const auto& [record, keyFrame, frame] : rows) {
     for (const bool sync : {true, false}) {
-      Stored stored(0x01020304, sync, 80);
-      const std::byte size{static_cast<unsigned char>(fromHex(keyFrame).size() + 4)};
-      expectTag("09 0000" + hex({&size, 1}) + "02030401 000000" + (sync ? keyFrame : frame), stored, record,
-                0x01020304);
+      expectTag("09 0000" + byte(fromHex(keyFrame).size() + 4) + "02030401 000000" + (sync ? keyFrame : frame), record,
+                {0x01020304, sync, 80}, 0x01020304);
     }
   }
 }
@@ -102,19 +105,16 @@ TEST(StoredVideo, HasItsTimesInMilliseconds) {
       {0x123456789A, 0, 1000, 0x3456789A, "56789a34 000000 17 01 000000"},
       {0xFFFFFFFF00000000, 0, 1000, 0, "00000000 000000 17 01 000000"}};
   for (const auto& [time, composition, timescale, milliseconds, head] : rows) {
-    Stored stored(time, true, composition);
-    expectTag(std::string("09 000009") + head, stored, video("avc1"_4cc), milliseconds, timescale);
+    expectTag(std::string("09 000009") + head, video("avc1"_4cc), {time, true, composition}, milliseconds, timescale);
   }
 }
 
-TEST(StoredAudio, IsATagByItsFormatByteForByte) {
-  const std::pair<K2MAudioDescriptorInfo, const char*> rows[] = {{audio("mp4a"_4cc, 22050), "06 00000000 000000 af 01"},
-                                                                 {audio(".mp3"_4cc, 22000), "05 00000000 000000 2f"},
-                                                                 {audio("spex"_4cc, 16000), "05 00000000 000000 b2"}};
-  for (const auto& [record, head] : rows) {
-    Stored stored;
-    expectTag(std::string("08 0000") + head, stored, record);
-  }
+TEST(StoredSamples, OfSoundAndDataAreTagsByteForByte) {
+  expectTag("08 000006 00000000 000000 af 01", audio("mp4a"_4cc, 22050));
+  expectTag("08 000005 00000000 000000 2f", audio(".mp3"_4cc, 22000));
+  expectTag("08 000005 00000000 000000 b2", audio("spex"_4cc, 16000));
+  expectTag("12 000004 00000700 000000", data("amf0"_4cc), {7}, 7);
+  expectTag("0f 000004 00000700 000000", data("amf3"_4cc), {7}, 7);
 }
 
 TEST(StoredAudio, OfNellymoserSaysRateSizeAndChannels) {
@@ -126,30 +126,21 @@ TEST(StoredAudio, OfNellymoserSaysRateSizeAndChannels) {
   for (const auto& [rate, first, twoBytes, twoChannels] : rows) {
     for (const std::uint32_t bytes : {0U, 1U, 2U}) {
       for (const std::uint32_t channels : {1U, 2U}) {
-        Stored stored;
-        const std::byte byte{
-            static_cast<unsigned char>(first + (bytes == 2 ? twoBytes : 0) + (channels == 2 ? twoChannels : 0))};
-        expectTag("08 000005 00000000 000000" + hex({&byte, 1}), stored, audio("nmos"_4cc, rate, bytes, channels));
+        const unsigned more = (bytes == 2 ? twoBytes : 0) + (channels == 2 ? twoChannels : 0);
+        expectTag("08 000005 00000000 000000" + byte(first + more), audio("nmos"_4cc, rate, bytes, channels));
       }
     }
   }
 }
 
-TEST(StoredData, IsATagOfItsType) {
-  Stored stored(7);
-  expectTag("12 000004 00000700 000000", stored, data("amf0"_4cc), 7);
-  expectTag("0f 000004 00000700 000000", stored, data("amf3"_4cc), 7);
-}
-
 TEST(StoredSamples, WithoutATagFormAreRefused) {
-  Stored stored;
-  const auto expectRefused = [&stored](const auto& record, const char* why) {
-    EXPECT_THAT([&] { expectTag("", stored, record); }, testing::ThrowsMessage<qvs::QVSException>(why));
+  const auto expectRefused = [](const auto& record, const char* why) {
+    EXPECT_THAT([&] { expectTag("", record); }, testing::ThrowsMessage<qvs::QVSException>(why));
   };
   expectRefused(video("encv"_4cc), "No tag is made of a stored video sample of format 'encv'.");
   expectRefused(audio("enca"_4cc), "No tag is made of a stored audio sample of format 'enca'.");
   expectRefused(data("encr"_4cc), "No tag is made of a stored data sample of format 'encr'.");
-  EXPECT_THROW(expectTag("", stored, data("amf0"_4cc), 0, 0), qvs::QVSException) << "a timescale of 0";
+  EXPECT_THROW(expectTag("", data("amf0"_4cc), {}, 0, 0), qvs::QVSException) << "a timescale of 0";
 }
 
 }  // namespace

@@ -134,27 +134,22 @@ TEST(ByteBuffer, SplitsIntoHeadAndTail) {
     EXPECT_EQ(bufferOf("abcd").split(offset), std::pair(bufferOf(head), bufferOf(tail))) << offset;
 }
 
-TEST(ByteSource, ReadsWhatIsLeftAndThenTheEnd) {
-  ByteBuffer buffer = bufferOf("0123456789");
+TEST(ByteSource, ReadsAndOverwritesWithinItsSizeOnly) {
+  ByteBuffer buffer = bufferOf("0123456789"), nothing;
   ByteSource source(buffer);
   char out[20] = {};
   EXPECT_EQ(source.read(out, 6), 6);
   EXPECT_EQ(source.read(out, 10), 4);
   EXPECT_EQ(std::string(out, 6), "678945");
   EXPECT_EQ(source.read(out, 10), -1);
-  ByteBuffer nothing;
-  EXPECT_EQ(ByteSource(nothing).read(out, 1), -1);
-  EXPECT_EQ(ByteSource(nothing).seek(5, std::ios_base::beg), 0);
-}
-
-TEST(ByteSource, OverwritesWithinItsSizeOnly) {
-  ByteBuffer buffer = bufferOf("0123456789");
-  ByteSource source(buffer);
+  source.seek(0, std::ios_base::beg);
   EXPECT_EQ(source.write("ab", 2), 2);
   EXPECT_THROW(source.write("AAAAAAAAA", 9), std::ios_base::failure);
   EXPECT_EQ(source.write("cdefghij", 8), 8);
   EXPECT_THROW(source.write("x", 1), std::ios_base::failure);
   EXPECT_EQ(buffer, bufferOf("abcdefghij"));
+  EXPECT_EQ(ByteSource(nothing).read(out, 1), -1);
+  EXPECT_EQ(ByteSource(nothing).seek(5, std::ios_base::beg), 0);
 }
 
 TEST(ByteSource, SeeksStopAtTheBorders) {

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -71,10 +72,8 @@ TEST(IOStreamException, HasACodeForEachErrorNumber) {
 }
 
 TEST(OpenFlagsFor, AnswersWhatIsWritableAndKept) {
-  EXPECT_EQ(openFlagsFor(true, false), 0x8302U);
-  EXPECT_EQ(openFlagsFor(true, true), 0x8102U);
-  EXPECT_EQ(openFlagsFor(false, true), 0x8000U);
-  EXPECT_EQ(openFlagsFor(false, false), 0x8000U);
+  EXPECT_EQ(std::pair(openFlagsFor(true, false), openFlagsFor(true, true)), std::pair(0x8302U, 0x8102U));
+  EXPECT_EQ(std::pair(openFlagsFor(false, false), openFlagsFor(false, true)), std::pair(0x8000U, 0x8000U));
 }
 
 TEST_F(FileStreamTest, EachFlagMeansWhatItSays) {
@@ -144,6 +143,7 @@ TEST_F(FileStreamTest, ClosesItsDescriptorOnceAndOnlyWhenTold) {
   {
     FileStream stream(path(), openFlagsFor(true, true));
     stream.open();
+    EXPECT_EQ(::fcntl(next, F_GETFD), FD_CLOEXEC) << "no program that is started gets it";
     stream.close();
     EXPECT_EQ(::dup(0), next) << "free again";
     stream.close();
