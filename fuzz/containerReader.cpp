@@ -1,13 +1,18 @@
-// Segment files that are anything but: read as a tool does, and reopened as an append does. What can be reopened must
+// Segment files that are anything but: read as a tool does, their samples one by one,
+// and reopened as an append does. What can be reopened must
 // be written on, and then be reopened at what was written.
 //
 //     0  u64  position for the reopening
 //     8       the file
 
+#include <algorithm>
+#include <vector>
+
 #include "fuzz/fuzzing.h"
 #include "platform/container/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
 #include "util/bytes.h"
+#include "wrappers/k2m/Reader.h"
 #include "wrappers/k2m/Writer.h"
 
 namespace {
@@ -37,6 +42,28 @@ void readAsTool(fuzz::Bytes file) {
       if (box->type == "mfra"_4cc) reader.readRandomAccess(*box);
     }
   });
+}
+
+/// Reads the samples of the first tracks through the library's handles.
+void readSamples(fuzz::Bytes file) {
+  constexpr std::size_t kTracks = 4;
+  test::MemoryStream stream(file);
+  try {
+    const k2m::Reader reader(stream);
+    auto tracks = reader.tracks();
+    tracks.resize(std::min(tracks.size(), kTracks));
+    for (const auto& track : tracks) {
+      const auto samples = reader.samples(track);
+      while (const auto sample = samples.next()) {
+        std::vector<std::byte> bytes(sample->info().length);
+        sample->copyData(bytes);
+        sample->descriptor().codecHeader();
+      }
+    }
+  } catch (const k2m::Exception& error) {
+    require(error.status() == kKrvoMalformed, "a known status");
+  }
+  require(stream.references == 0, "the stream is released");
 }
 
 class CarryOn final : public k2m::WarningHandler {
@@ -106,6 +133,7 @@ void fuzz::target(Bytes data) {
   const std::uint64_t position = input.u64();
   const auto file = input.bytes(input.remaining());
   readAsTool(file);
+  readSamples(file);
   appendTo(file, 0);
   appendTo(file, position);
 }

@@ -117,31 +117,26 @@ TEST_F(K2RMediaWriterTest, RepeatsTheFirstSegmentsConfigurationInTheSecond) {
 }
 
 TEST_F(K2RMediaWriterTest, PacesTheConfigurationOfAudioAlone) {
-  // Without a configuration the paced message itself is indexed.
-  const std::tuple<const char*, bool, std::vector<std::uint32_t>, const char*> rows[] = {
-      {"each second",
-       true,
-       {0, 999, 1000, 1999, 2000, 2999, 3000, 3001},
-       "8@0 8@0[soun 13+1] 8@999[soun 13+1] 8@1000[soun 13+1] 8@1999[soun 13+1] 8@2000 8@2000[soun 13+1] "
-       "8@2999[soun 13+1] 8@3000 8@3000[soun 13+1] 8@3001[soun 13+1]"},
-      {"no configuration",
-       false,
-       {0, 1500, 2000, 2500, 3200},
-       "8@0*[soun 12+1] 8@1500[soun 12+1] 8@2000*[soun 12+1] 8@2500[soun 12+1] 8@3200*[soun 12+1]"},
-      {"until it has caught up with a late start",
-       false,
-       {3000, 3010, 3020, 3030, 3040, 4000},
-       "8@3000*[soun 12+1] 8@3010*[soun 12+1] 8@3020*[soun 12+1] 8@3030[soun 12+1] 8@3040[soun 12+1] "
-       "8@4000*[soun 12+1]"}};
-  for (const auto& [what, aac, times, stored] : rows) {
-    properties.tracks.clear();
-    queue.clear();
-    addTrack(8, aac ? "af 00 1210" : "2f");
-    for (const std::uint32_t time : times) add(8, time, aac ? "af 01 aa" : "2f aa");
-    K2RMediaWriterPolicy policyOfRow(*this);
-    write(*newSegment(policyOfRow));
-    EXPECT_EQ(image().fragments.at(0), stored) << what;
-  }
+  addAacTrack();
+  for (const std::uint32_t time : {0U, 999U, 1000U, 1999U, 2000U, 2999U, 3000U, 3001U}) add(8, time, "af 01 aa");
+  EXPECT_EQ(writtenAlone(),
+            "8@0 8@0[soun 13+1] 8@999[soun 13+1] 8@1000[soun 13+1] 8@1999[soun 13+1] 8@2000 8@2000[soun 13+1] "
+            "8@2999[soun 13+1] 8@3000 8@3000[soun 13+1] 8@3001[soun 13+1]");
+}
+
+TEST_F(K2RMediaWriterTest, IndexesThePacedMessageWhereThereIsNoConfiguration) {
+  addMp3Track();
+  for (const std::uint32_t time : {0U, 1500U, 2000U, 2500U, 3200U}) add(8, time, "2f aa");
+  EXPECT_EQ(writtenAlone(),
+            "8@0*[soun 12+1] 8@1500[soun 12+1] 8@2000*[soun 12+1] 8@2500[soun 12+1] 8@3200*[soun 12+1]");
+}
+
+TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationUntilItHasCaughtUpWithALateStart) {
+  addMp3Track();
+  for (const std::uint32_t time : {3000U, 3010U, 3020U, 3030U, 3040U, 4000U}) add(8, time, "2f aa");
+  EXPECT_EQ(writtenAlone(),
+            "8@3000*[soun 12+1] 8@3010*[soun 12+1] 8@3020*[soun 12+1] 8@3030[soun 12+1] 8@3040[soun 12+1] "
+            "8@4000*[soun 12+1]");
 }
 
 TEST_F(K2RMediaWriterTest, StopsAtTheFirstTimestampAtTheLimit) {

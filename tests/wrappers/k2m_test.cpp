@@ -143,33 +143,6 @@ TEST(K2RWriter, PassesAFlushOn) {
   EXPECT_EQ(stream.flushes, 1);
 }
 
-template <typename... Arguments>
-KrvoStatus givenNothing(KrvoStatus (*entry)(Arguments...)) {
-  return entry(Arguments{}...);
-}
-
-template <typename... Entries>
-void expectRefusals(Entries... entries) {
-  for (const KrvoStatus status : {givenNothing(entries)...}) EXPECT_EQ(status, kKrvoBadArgument);
-}
-
-TEST(Entries, RefuseNullPointers) {
-  expectRefusals(KrvoK2RDocCreateNew, KrvoK2RDocOpenForAppend, KrvoK2RWriterGetK2MWriterRef, KrvoK2MWriterAddTrack,
-                 KrvoK2MWriterAddVideoSampleDescriptor, KrvoK2MWriterAddAudioSampleDescriptor,
-                 KrvoK2MWriterAddRtmpSampleDescriptor, KrvoK2MWriterAddSampleDescriptor,
-                 KrvoK2MWriterSetSampleDescriptor, KrvoK2MWriterGetTracks, KrvoK2MTrackIteratorGetNext,
-                 KrvoK2MReleaseTrackIterator, KrvoK2MTrackGetInfo, KrvoK2MTrackGetEntriesInfo,
-                 KrvoK2MTrackGetSampleCount, KrvoK2MTrackGetSampleDescriptors, KrvoK2MSampleDescriptorIteratorGetNext,
-                 KrvoK2MReleaseSampleDescriptorIterator, KrvoK2MSampleDescriptorGetInfo,
-                 KrvoK2MSampleDescriptorGetVideoInfo, KrvoK2MSampleDescriptorGetAudioInfo,
-                 KrvoK2MSampleDescriptorGetRtmpInfo, KrvoK2MSampleDescriptorCopyCodecHeaderData, KrvoK2MReleaseTrack,
-                 KrvoK2MReleaseSampleDescriptor, KrvoK2RWriterStartFragment, KrvoK2RWriterAddABST,
-                 KrvoK2RWriterAddHintSample, KrvoK2RWriterAddSampleWithAfra, KrvoK2MWriterFlush, KrvoK2MDestroyWriter,
-                 KrvoK2RWriterAddHintTrack, KrvoK2RDocOpenForRead, KrvoK2MReaderGetTracks, KrvoK2MReaderGetSamples,
-                 KrvoK2MSampleIteratorGetNext, KrvoK2MSampleGetInfo, KrvoK2MSampleGetSampleDescriptor,
-                 KrvoK2MSampleCopyData, KrvoK2MReleaseReader, KrvoK2MReleaseSampleIterator, KrvoK2MReleaseSample);
-}
-
 TEST(Entries, GiveBackABufferWhateverElseIsWrong) {
   int released = 0;
   auto buffer = makeDataBuffer("bytes", &released, [](void* count) { ++*static_cast<int*>(count); });
