@@ -1,6 +1,5 @@
-// Segment files that are anything but: read as a tool does, their samples one by one,
-// and reopened as an append does. What can be reopened must
-// be written on, and then be reopened at what was written.
+// Segment files that are anything but: read as a tool does, sample by sample, and reopened as an append does. What can
+// be reopened must be written on, and then be reopened at what was written.
 //
 //     0  u64  position for the reopening
 //     8       the file
