@@ -59,9 +59,10 @@ class AvInputTest : public testing::Test {
   }
   /// What `k2r` makes of a recording of the messages, for other tools to look at: an MP4 without the last fragment.
   std::string exported(const std::vector<StreamMessage>& messages) {
-    const test::MadeRecording recording({.messages = messages, .settings = {{"Recording/FragmentDuration", "200"}}});
+    const test::MadeRecording recording(
+        {.messages = std::vector{test::metadata(0)} + messages, .settings = {{"Recording/FragmentDuration", "200"}}});
     const std::string file = directory_.file("out.mp4");
-    EXPECT_EQ(test::k2r({"export", recording.directory(), "--out", file}).status, 0);
+    EXPECT_EQ(test::k2r({"export", recording.directory(), "--out", file}).errors, "");
     return file;
   }
 
@@ -103,7 +104,7 @@ TEST_F(AvInputTest, CarriesSorensonVideo) {
   EXPECT_EQ(messages[1].data[0], std::byte{0x22});
   std::string pictures;
   for (const auto& message : messages) pictures += test::textOf(std::span(message.data).subspan(1));
-  EXPECT_TRUE(pictures == test::readWholeFile(clip("-i " + file + " -c copy -f data", "pictures")));
+  EXPECT_TRUE(pictures == test::readWholeFile(clip("-i " + file + " -map 0:v -c copy -f data", "pictures")));
 }
 
 TEST_F(AvInputTest, LeavesCoverPicturesOut) {
