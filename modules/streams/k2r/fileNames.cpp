@@ -27,11 +27,4 @@ bool isSegmentName(std::string_view name) {
   return !number.empty() && number.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-RecordingPaths::RecordingPaths(const std::string& basePath)
-    : index(basePath + ".k2i"),
-      bootstrap(basePath + ".bootstrap"),
-      drmMeta(basePath + ".drmmeta"),
-      meta(basePath + ".meta"),
-      control(basePath + ".control") {}
-
 }  // namespace qvs::k2r

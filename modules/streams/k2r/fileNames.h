@@ -16,16 +16,4 @@ std::string formatSegmentName(std::string_view basePath, std::uint32_t number, s
 /// Whether `name` is "Seg<number>" and the extension of a segment or of an index.
 bool isSegmentName(std::string_view name);
 
-/// The files of a recording that have no segment number.
-struct RecordingPaths {
-  explicit RecordingPaths(const std::string& basePath);
-
-  /// Stem of the temporary index file; the index files themselves are numbered.
-  std::string index;
-  std::string bootstrap;
-  std::string drmMeta;
-  std::string meta;
-  std::string control;
-};
-
 }  // namespace qvs::k2r

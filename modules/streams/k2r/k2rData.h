@@ -203,7 +203,12 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   std::uint32_t segmentDuration_;
   std::string streamPath_;
   std::string basePath_;
-  RecordingPaths paths_;
+  /// Stem of the temporary index file; the index files themselves are numbered.
+  std::string indexPath_;
+  std::string bootstrapPath_;
+  std::string drmMetaPath_;
+  std::string metaPath_;
+  std::string controlPath_;
   IMOFileContext* fileContext_;
   K2RConfig config_;
   IMOStreamContext* streamContext_;
@@ -246,7 +251,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Milliseconds added to every time that comes in.
   std::uint32_t absoluteOffset_ = 0;
   std::uint32_t swapRetries_ = 10;
-  std::uint32_t swapDelayMs_ = 100;
+  /// Milliseconds between the attempts.
+  std::uint32_t swapDelay_ = 100;
   FragmentDecision heldDecision_;
   /// Nothing where no fragment is announced that is not written yet.
   std::optional<BeforeAnnounced> beforeAnnounced_;

@@ -52,7 +52,7 @@ void K2RData::logAppendFailure(const krvo::k2m::Exception& failure) {
 
 bool K2RData::resumeRecording() {
   writerStarted_ = true;
-  BootstrapInfo bootstrap = readBootstrapFile(paths_.bootstrap);
+  BootstrapInfo bootstrap = readBootstrapFile(bootstrapPath_);
   if (bootstrap.segmentRunTables.empty() || bootstrap.segmentRunTables.front().segmentRuns.empty()) {
     logError(*streamContext_, "Failed to load segment run entries.");
     return false;

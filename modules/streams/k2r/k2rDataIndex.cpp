@@ -49,15 +49,14 @@ bool K2RData::writeIndexFile() {
   }
   util::ByteWriter image;
   ruvo::k2r::appendAfra(image, fragmentIndex_);
-  indexBehind_ =
-      !replaceFile(formatSegmentName(basePath_, segmentNumber_, ".k2i"), paths_.index + ".tmp", image.bytes());
+  indexBehind_ = !replaceFile(formatSegmentName(basePath_, segmentNumber_, ".k2i"), indexPath_ + ".tmp", image.bytes());
   return !indexBehind_;
 }
 
 void K2RData::writeBootstrapFile() {
   util::ByteWriter image;
   ruvo::k2r::appendBootstrap(image, bootstrapBuilder_->info(), false);
-  replaceFile(paths_.bootstrap, paths_.bootstrap + ".tmp", image.bytes());
+  replaceFile(bootstrapPath_, bootstrapPath_ + ".tmp", image.bytes());
 }
 
 bool K2RData::replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content) {
@@ -71,7 +70,7 @@ bool K2RData::swapInFile(const std::string& from, const std::string& to) {
   for (std::uint32_t attempt = 1;; ++attempt) {
     if (platform::os::replaceFile(from, to)) return true;
     if (attempt >= swapRetries_) break;
-    platform::os::sleepMs(swapDelayMs_);
+    platform::os::sleepMs(swapDelay_);
   }
   logError(*streamContext_, "Failed to swap in file '" + to + "'");
   return false;

@@ -21,7 +21,7 @@ bool K2RData::initialise(std::uint32_t flags) {
   initialised_ = true;
   return guarded(*streamContext_, "Unknown Error in init()", [&] {
     prepareTimes();
-    if ((flags & kOpenAppend) != 0 && isThere(*fileContext_, paths_.bootstrap)) return initAppend();
+    if ((flags & kOpenAppend) != 0 && isThere(*fileContext_, bootstrapPath_)) return initAppend();
     return initNew();
   });
 }
@@ -40,9 +40,9 @@ void K2RData::prepareTimes() {
 }
 
 void K2RData::readControlFile() {
-  controlPending_ = !isThere(*fileContext_, paths_.control);
+  controlPending_ = !isThere(*fileContext_, controlPath_);
   if (controlPending_) return;
-  const auto image = loadStart(paths_.control, kControlFileSize);
+  const auto image = loadStart(controlPath_, kControlFileSize);
   // A shorter file has no base: a fragment gives one, or the first message, as for a recording without the file.
   controlPending_ = image.size() < kControlFileSize;
   if (!controlPending_) baseTime_ = util::ByteReader(image).u32();

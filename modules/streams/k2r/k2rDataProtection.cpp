@@ -49,13 +49,13 @@ void K2RData::writeProtectionFile(std::string metadataText) {
   AdditionalHeader header;
   header.metadata = std::move(metadataText);
   {
-    std::ofstream out(platform::os::toNative(paths_.drmMeta), std::ios::binary | std::ios::trunc);
+    std::ofstream out(platform::os::toNative(drmMetaPath_), std::ios::binary | std::ios::trunc);
     const util::ExceptionMask mask(out, std::ios::eofbit | std::ios::failbit | std::ios::badbit);
     writeAdditionalHeader(out, header);
     out.flush();
   }
-  if (!platform::os::syncFile(paths_.drmMeta)) {
-    logError(*streamContext_, "Failed to write file '" + paths_.drmMeta + "'");
+  if (!platform::os::syncFile(drmMetaPath_)) {
+    logError(*streamContext_, "Failed to write file '" + drmMetaPath_ + "'");
   }
 }
 

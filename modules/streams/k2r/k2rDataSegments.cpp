@@ -37,7 +37,7 @@ void K2RData::openSegment() {
 
 void K2RData::writeMetaFile() {
   const auto message = ruvo::k2rpkgutil::buildMetadataMessage(mediaProperties_, absoluteOffsetSet_, 0.0);
-  metaPending_ = !writeSmallFile(paths_.meta, message.bytes());
+  metaPending_ = !writeSmallFile(metaPath_, message.bytes());
 }
 
 void K2RData::removeStaleIndex() {
