@@ -143,6 +143,11 @@ FragmentDecision AVFragmenter::endOfStream(const SampleInfo& sample) {
                     .nextState = kEndState}};
 }
 
+std::optional<std::uint64_t> AVFragmenter::openNumber() const {
+  if (state_ < kSlotOver) return std::nullopt;
+  return fragmentNumberAt(fragmentStart_, fragmentDuration_);
+}
+
 void AVFragmenter::begin(std::uint64_t time) {
   firstTime_ = time;
   currentNumber_ = fragmentNumberBefore(time, fragmentDuration_);

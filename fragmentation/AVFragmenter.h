@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "fragmentation/Fragmenter.h"
 
@@ -37,6 +38,8 @@ class AVFragmenter final : public Fragmenter {
 
   FragmentDecision addSample(const SampleInfo& sample) override;
   FragmentDecision endOfStream(const SampleInfo& sample) override;
+  /// Number of the open fragment; nothing during the lead-in.
+  std::optional<std::uint64_t> openNumber() const;
 
  private:
   void begin(std::uint64_t time);

@@ -28,6 +28,11 @@ FragmentDecision AudioFragmenter::endOfStream(const SampleInfo& sample) {
   return decide(FragmentAction::WriteFragment, fragmentStart_, sample.time);
 }
 
+std::optional<std::uint64_t> AudioFragmenter::openNumber() const {
+  if (state_ == State::kNothingSeen) return std::nullopt;
+  return fragmentNumberAt(state_ == State::kOpen ? fragmentStart_ : firstTime_, fragmentDuration_);
+}
+
 FragmentDecision AudioFragmenter::decide(FragmentAction action, std::uint64_t start, std::uint64_t end) const {
   return {.action = action,
           .range = {.fragmentNumber = static_cast<std::uint32_t>(fragmentNumberAt(start, fragmentDuration_)),

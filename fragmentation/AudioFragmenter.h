@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "fragmentation/Fragmenter.h"
 
@@ -17,6 +18,9 @@ class AudioFragmenter final : public Fragmenter {
 
   FragmentDecision addSample(const SampleInfo& sample) override;
   FragmentDecision endOfStream(const SampleInfo& sample) override;
+  /// Number of the open fragment. A lead-in has one as well: StartRecording names the slot of the first sample. Nothing
+  /// before that sample.
+  std::optional<std::uint64_t> openNumber() const;
 
  private:
   enum class State : std::uint32_t { kNothingSeen = 0, kLeadIn = 1, kOpen = 2 };

@@ -20,4 +20,9 @@ FragmentDecision DualFragmenter::endOfStream(const SampleInfo& sample) {
   return chosen_->endOfStream(sample);
 }
 
+std::optional<std::uint64_t> DualFragmenter::openNumber(SampleKind next) const {
+  const bool isVideo = chosen_ == nullptr ? next == SampleKind::Video : chosen_ == &av_;
+  return isVideo ? av_.openNumber() : audio_.openNumber();
+}
+
 }  // namespace ruvo::k2r

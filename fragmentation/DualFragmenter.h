@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "fragmentation/AVFragmenter.h"
 #include "fragmentation/AudioFragmenter.h"
@@ -22,6 +23,8 @@ class DualFragmenter final : public Fragmenter {
 
   FragmentDecision addSample(const SampleInfo& sample) override;
   FragmentDecision endOfStream(const SampleInfo& sample) override;
+  /// The open fragment's number in the machine that a sample of this kind goes to.
+  std::optional<std::uint64_t> openNumber(SampleKind next) const;
 
  private:
   AVFragmenter av_;

@@ -13,6 +13,19 @@ Fragmenter* viewOf(Fragmenter& fragmenter) {
   return &fragmenter;
 }
 
+std::optional<std::uint64_t> openNumberOf(std::monostate /*none*/, SampleKind /*next*/) {
+  return std::nullopt;
+}
+
+std::optional<std::uint64_t> openNumberOf(const DualFragmenter& fragmenter, SampleKind next) {
+  return fragmenter.openNumber(next);
+}
+
+template <typename Machine>
+std::optional<std::uint64_t> openNumberOf(const Machine& fragmenter, SampleKind /*next*/) {
+  return fragmenter.openNumber();
+}
+
 }  // namespace
 
 void FragmenterChoice::makeForNew(std::uint32_t fragmentDuration) {
@@ -29,6 +42,10 @@ void FragmenterChoice::makeForAppend(std::uint32_t fragmentDuration, bool hasVid
 
 Fragmenter* FragmenterChoice::get() {
   return std::visit([](auto& fragmenter) { return viewOf(fragmenter); }, owned_);
+}
+
+std::optional<std::uint64_t> FragmenterChoice::openNumber(SampleKind next) const {
+  return std::visit([next](const auto& fragmenter) { return openNumberOf(fragmenter, next); }, owned_);
 }
 
 }  // namespace ruvo::k2r

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <variant>
 
 #include "fragmentation/AVFragmenter.h"
@@ -19,6 +20,9 @@ class FragmenterChoice {
 
   /// Null until one of the above; a view that the next of them ends.
   Fragmenter* get();
+  /// Number of the fragment that is open when a sample of this kind comes, which is the lowest number that a later
+  /// decision can name. Nothing while no sample has fixed one.
+  std::optional<std::uint64_t> openNumber(SampleKind next) const;
 
  private:
   std::variant<std::monostate, DualFragmenter, AVFragmenter, AudioFragmenter> owned_;

@@ -30,6 +30,10 @@ class CountingFiles : public test::DiskFileContext {
     ++closes;
     DiskFileContext::close(handle, reserved);
   }
+  std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override {
+    return statusFails ? -1 : DiskFileContext::fileStatus(handle, status, reserved);
+  }
+  bool statusFails = false;
   std::uint32_t flagsSeen = 0;
   int closes = 0;
 };
@@ -77,15 +81,28 @@ TEST_F(SegmentStream, ReadsAndWritesAtItsPosition) {
   EXPECT_EQ(test::readWholeFile(path_), "012abc6789xy");
 }
 
-TEST_F(SegmentStream, ClosesOnceWithItsLastReference) {
+TEST_F(SegmentStream, ClosesOnceWithItsLastReferenceAndCanBeOpenedAgain) {
   stream_.addReference();
   stream_.addReference();
   stream_.open();
+  stream_.seek(4, 0);
   stream_.release();
   EXPECT_EQ(files_.closes, 0);
   stream_.release();
+  stream_.release();
   stream_.close();
   EXPECT_EQ(files_.closes, 1);
+  EXPECT_EQ(sizeOf(stream_), 0U) << "of a closed stream";
+
+  files_.statusFails = true;
+  stream_.open();
+  EXPECT_EQ(stream_.tell(), 0U);
+  EXPECT_EQ(stream_.write("ab", 2), 2U);
+  EXPECT_EQ(sizeOf(stream_), 2U) << "as far as it is known without a status";
+  stream_.addReference();
+  stream_.addReference();
+  stream_.release();
+  EXPECT_EQ(files_.closes, 2) << "counted from below 0";
 }
 
 TEST_F(SegmentStream, AnswersNothingWhereThereIsNothing) {

@@ -158,14 +158,19 @@ TEST(Appending, RefusesWhatItCannotReadAndSaysWhat) {
   }
 }
 
-TEST(Appending, RefusesAClockThatBeganAnew) {
-  OpenRecorder recorder(video().until(12001));
+TEST(Appending, LetsTheSegmentGrowByNoMoreThanWhatComesOfAClockThatBeganAnew) {
+  OpenRecorder recorder(video().until(44001));
   recorder.stopAndClose();
-  const std::string index = recorder.content("Seg1.k2i");
+  const std::string index = recorder.content("Seg1.k2i"), segment = recorder.content("Seg1.k2r");
   ASSERT_TRUE(recorder.open(kAppend));
-  EXPECT_EQ(recorder.record(video().withoutHeaders().until(4001)), 1U);
-  EXPECT_EQ(recorder.log(), "error: afra index is corrupt, failing the record\n");
+  const auto messages = stream().keyFramesEvery(4000).frameBytes(3000).withoutHeaders().until(40001);
+  EXPECT_EQ(recorder.record(messages), 10U) << "each time that a fragment is due";
+  EXPECT_EQ(recorder.host.lines, std::vector<std::string>(10, "error: afra index is corrupt, failing the record"));
+  recorder.stop();
   EXPECT_EQ(recorder.content("Seg1.k2i"), index);
+  // All but the last message, which is queued when the stop comes.
+  const auto grown = static_cast<double>(recorder.content("Seg1.k2r").size() - segment.size());
+  EXPECT_NEAR(grown / 3000, static_cast<double>(messages.size() - 1), 60) << "the boxes around them included";
 }
 
 TEST(Erasing, RemovesTheDirectory) {

@@ -80,6 +80,84 @@ TEST(RecordTimes, LiftEverythingToAMessageFromBeforeTheBase) {
   EXPECT_EQ(recorder.log(), "warning: Found backward timestamp while recording stream, adjusting time\n");
 }
 
+StreamBuilder audio() {
+  return stream().audio(500);
+}
+
+StreamBuilder everySecond() {
+  return stream().keyFramesEvery(1000);
+}
+
+/// So rare key frames that fragments of a second are held.
+StreamBuilder rareKeys() {
+  return stream().keyFramesEvery(3500).framesEvery(500);
+}
+
+TEST(Jumps, BeyondTheSizeOfAnIndexAreRefusedAndLeaveNoTrace) {
+  constexpr std::uint32_t kFar = 4000000000U;
+  const auto aac = aacFrame(kFar, 50, 1);
+  const auto key = avcFrame(kFar, true, 50, 1), inter = avcFrame(kFar, false, 50, 1);
+  const struct {
+    const char* why;
+    std::vector<StreamMessage> before;
+    StreamMessage jump;
+    /// Goes on where `before` ends.
+    StreamBuilder behind;
+    std::uint32_t from;
+    bool append = false;
+    const char* segmentDuration = "0";
+  } rows[] = {{"a fragment is open", video().until(1500), key, video(), 2000},
+              {"no key frame", video().until(4500), inter, video(), 6000},
+              {"a fragment is held", rareKeys().until(3001), inter, rareKeys(), 3500},
+              {"a fragment is held, and a key frame came", rareKeys().until(7001), key, rareKeys(), 10500},
+              {"audio", audio().until(3001), aac, audio(), 3500},
+              {"audio in its lead-in", audio().from(500).until(900), aac, audio(), 900},
+              {"an append", video().until(4001), inter, video(), 6000, true},
+              {"a segment without a fragment", everySecond().until(4500), key, everySecond(), 5000, false, "3000"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    std::string seen[2];
+    for (const bool jumps : {false, true}) {
+      OpenRecorder recorder("Recording/FragmentDuration", "1000");
+      recorder.host.settings["Recording/SegmentDuration"] = row.segmentDuration;
+      ASSERT_TRUE(recorder.open());
+      EXPECT_EQ(recorder.record(row.before), 0U);
+      if (row.append) {
+        recorder.stopAndClose();
+        ASSERT_TRUE(recorder.open(kAppend));
+      }
+      if (jumps) {
+        EXPECT_FALSE(recorder.record(row.jump));
+        const std::string line = recorder.host.lines.empty() ? "" : recorder.host.lines.back();
+        EXPECT_TRUE(line.starts_with("error: A jump to 4000000000 ms would take the index of segment ")) << line;
+        if (!line.empty()) recorder.host.lines.pop_back();
+      }
+      EXPECT_EQ(recorder.record(StreamBuilder(row.behind).withoutHeaders().from(row.from).until(row.from + 5001)), 0U);
+      recorder.stop();
+      seen[jumps] = recorder.index(recorder.has("Seg2.k2i") ? "Seg2" : "Seg1") + " " + recorder.bootstrap() + " " +
+                    std::to_string(recorder.host.lines.size());
+    }
+    EXPECT_EQ(seen[1], seen[0]);
+  }
+}
+
+TEST(Jumps, AreTakenUpToTheSizeOfAnIndex) {
+  constexpr std::uint32_t kLast = 2097149;
+  OpenRecorder recorder("Recording/FragmentDuration", "1");
+  ASSERT_EQ(recorder.record(video().until(1)), 0U);
+  EXPECT_FALSE(recorder.record(avcFrame(kLast + 1, true, 50, 1)));
+  EXPECT_TRUE(recorder.record(avcFrame(kLast, true, 50, 1)));
+  EXPECT_TRUE(recorder.record(avcFrame(kLast + 1, true, 50, 2)));
+  EXPECT_EQ(std::filesystem::file_size(recorder.file("Seg1.k2i")), (64U << 20) - 39);
+}
+
+TEST(Jumps, OfALeadInAreTaken) {
+  OpenRecorder recorder("Recording/FragmentDuration", "1000");
+  EXPECT_EQ(recorder.record(std::vector{metadata(0), avcSequenceHeader(0), message(18, "0200036f6e58")}), 0U);
+  EXPECT_EQ(recorder.record(video().withoutHeaders().from(4000000000U).until(4000004001U)), 0U);
+  EXPECT_EQ(recorder.log(), "");
+}
+
 /// Script data in AMF0 from hex, behind the string "onMetaData".
 StreamMessage metadataOf(const std::string& arguments) {
   return message(18, "02 000a 6f6e4d65746144617461" + arguments);

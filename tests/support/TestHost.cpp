@@ -16,6 +16,7 @@
 namespace test {
 
 std::int32_t TestHost::readConfiguration(const char* key, char** value, std::uint32_t length) {
+  check("readConfiguration");
   const auto found = settings.find(key);
   if (found == settings.end()) return -1;
   const std::size_t size = found->second.size() + 1;
@@ -25,12 +26,14 @@ std::int32_t TestHost::readConfiguration(const char* key, char** value, std::uin
 }
 
 void TestHost::log(const char* text, std::uint32_t level, bool flag) {
+  check("log");
   const bool isError = level == kIMOLogError && flag;
   const bool isWarning = level == kIMOLogWarning && !flag;
   lines.push_back((isError ? "error: " : isWarning ? "warning: " : "unknown level: ") + std::string(text));
 }
 
 std::int32_t TestHost::property(const char* section, const char* key, char* buffer, std::uint32_t size) {
+  check("property");
   if (std::string(section) != "recording") throw std::logic_error("an unknown section is asked for");
   const auto found = settings.find(key);
   if (found == settings.end()) return -1;

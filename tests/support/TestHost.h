@@ -19,15 +19,24 @@ class TestHost final : public IMOStreamContext, public IMOStreamOpenContext {
   void reserved() override {}
   std::int32_t readConfiguration(const char* key, char** value, std::uint32_t length) override;
   void log(const char* text, std::uint32_t level, bool flag) override;
-  IMOFileContext* fileContext() override { return files_; }
+  IMOFileContext* fileContext() override {
+    check("fileContext");
+    return files_;
+  }
   std::int32_t property(const char* section, const char* key, char* buffer, std::uint32_t size) override;
 
   /// Both kinds of settings, by whole key.
   std::map<std::string, std::string> settings;
   /// "error: " or "warning: " and the text, in order. A line at another level or flag says so.
   std::vector<std::string> lines;
+  /// The operation that throws, what is no std::exception.
+  std::string throwing;
 
  private:
+  void check(const char* operation) const {
+    if (operation == throwing) throw 1;
+  }
+
   IMOFileContext* files_;
 };
 

@@ -1,5 +1,7 @@
 #include "modules/streams/k2r/K2RIOStream.h"
 
+#include <utility>
+
 #include "util/QVSException.h"
 
 namespace qvs::k2r {
@@ -13,7 +15,10 @@ constexpr std::uint32_t kFileMode = 0x180;
 }  // namespace
 
 K2RIOStream::~K2RIOStream() {
-  close();
+  try {
+    K2RIOStream::close();
+  } catch (...) {  // What the host's close throws must not end the process.
+  }
 }
 
 void K2RIOStream::release() {
@@ -29,10 +34,10 @@ void K2RIOStream::open() {
 
 void K2RIOStream::close() {
   if (handle_ == -1) return;
-  fileContext_->close(handle_, 0);
-  handle_ = -1;
+  const std::int32_t handle = std::exchange(handle_, -1);
   position_ = 0;
   size_ = 0;
+  fileContext_->close(handle, 0);  // Last, since it may throw: whatever comes of it, the handle is gone.
 }
 
 std::uint64_t K2RIOStream::read(void* buffer, std::uint64_t count) {

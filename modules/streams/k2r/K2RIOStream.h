@@ -17,6 +17,7 @@ class K2RIOStream : public krvo::k2m::IOStream {
   /// Opens nothing. With `append` the file keeps what it holds, else open() cuts it to zero.
   K2RIOStream(IMOFileContext* fileContext, std::string path, bool append)
       : fileContext_(fileContext), path_(std::move(path)), append_(append) {}
+  /// Closes. Never throws; all other operations pass on what the host's file services throw.
   ~K2RIOStream() override;
   K2RIOStream(const K2RIOStream&) = delete;
   K2RIOStream& operator=(const K2RIOStream&) = delete;

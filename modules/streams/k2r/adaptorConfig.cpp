@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -19,8 +18,14 @@ namespace memory = util::memory;
 /// Room for the text of a setting, before the host asks for more.
 constexpr std::uint32_t kFirstBufferSize = 64;
 
-struct FreeBlock {
-  void operator()(char* block) const { memory::cAllocation.free(block); }
+/// Owns the block that a reader may replace, also where that reader throws.
+struct TextBlock {
+  explicit TextBlock(std::uint32_t size) : text(static_cast<char*>(memory::cAllocation.malloc(size))) {}
+  ~TextBlock() { memory::cAllocation.free(text); }
+  TextBlock(const TextBlock&) = delete;
+  TextBlock& operator=(const TextBlock&) = delete;
+
+  char* text;
 };
 
 /// The number that a text begins with, 0 where it begins with none; saturates.
@@ -31,13 +36,11 @@ std::int64_t toNumber(const std::string& text) {
 /// The text of a setting, read through the adaptor's virtual reader.
 std::optional<std::string> readText(k2rAdaptor& adaptor, const char* key) {
   std::uint32_t length = kFirstBufferSize;
-  char* block = static_cast<char*>(memory::cAllocation.malloc(length));
-  if (block == nullptr) return std::nullopt;
-  std::memset(block, 0, length);
-  const bool found = adaptor.readConfig(key, &block, length);
-  const std::unique_ptr<char, FreeBlock> owner(block);
-  if (!found) return std::nullopt;
-  return std::string(block, strnlen(block, length));
+  TextBlock block(length);
+  if (block.text == nullptr) return std::nullopt;
+  std::memset(block.text, 0, length);
+  if (!adaptor.readConfig(key, &block.text, length)) return std::nullopt;
+  return std::string(block.text, strnlen(block.text, length));
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include "modules/streams/k2r/k2rAdaptor.h"
 
+#include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
@@ -23,6 +25,13 @@ bool put32(void* value, std::uint32_t number) {
 
 }  // namespace
 
+template <typename Answer, typename Body>
+Answer k2rAdaptor::guard(const char* operation, Answer onFailure, Body&& body) const noexcept {
+  char line[48];
+  std::snprintf(line, sizeof line, "Unknown Error in %s()", operation);
+  return guarded(*context_, line, onFailure, std::forward<Body>(body));
+}
+
 k2rAdaptor::k2rAdaptor(IMOStreamContext* context) : context_(context) {
   k2rAdaptor::config();
   try {
@@ -42,13 +51,12 @@ std::uint32_t k2rAdaptor::getVersion() {
 
 StreamLoadStatus k2rAdaptor::open(IMOStreamOpenContext* context, const char* path, std::uint32_t flags, void*,
                                   void*& handle) {
-  const bool opened = guarded(*context_, "Unknown Error in init()", [&] {
+  return guard("init", kStreamFailed, [&] {
     auto data = std::make_unique<K2RData>(path, config_, context_, context, context_->fileContext());
-    if (!data->initialise(flags)) return false;
+    if (!data->initialise(flags)) return kStreamFailed;
     handle = data.release();
-    return true;
+    return kStreamOpened;
   });
-  return opened ? kStreamOpened : kStreamFailed;
 }
 
 void k2rAdaptor::setUserData(void*, void*) {}
@@ -58,7 +66,7 @@ void k2rAdaptor::close(void* handle) {
 }
 
 bool k2rAdaptor::erase(void* handle) {
-  return stream(handle).erase();
+  return guard("erase", false, [&] { return stream(handle).erase(); });
 }
 
 std::uint32_t k2rAdaptor::getMemoryOverhead(void*) {
@@ -66,7 +74,7 @@ std::uint32_t k2rAdaptor::getMemoryOverhead(void*) {
 }
 
 std::uint32_t k2rAdaptor::getDuration(void* handle) {
-  return stream(handle).getDuration();
+  return guard("getDuration", 0U, [&] { return stream(handle).getDuration(); });
 }
 
 std::int64_t k2rAdaptor::getSize(void*) {
@@ -105,7 +113,7 @@ bool k2rAdaptor::flushSegment(void*, SegmentBounds* bounds) {
 }
 
 bool k2rAdaptor::stopRecord(void* handle) {
-  return stream(handle).stopRecord();
+  return guard("stopRecord", true, [&] { return stream(handle).stopRecord(); });
 }
 
 std::uint32_t k2rAdaptor::getPermission() {
@@ -144,7 +152,10 @@ bool k2rAdaptor::getAllMediaContexts(void*, IAllContextHolder*) {
 
 void k2rAdaptor::updateMediaContext(void* handle, ContextType_t, std::uint8_t messageType, std::uint32_t,
                                     const void* data, std::uint32_t size) {
-  stream(handle).updateMediaContext(messageType, static_cast<const std::byte*>(data), size);
+  guard("updateMediaContext", false, [&] {
+    stream(handle).updateMediaContext(messageType, static_cast<const std::byte*>(data), size);
+    return true;
+  });
 }
 
 }  // namespace qvs::k2r

@@ -57,6 +57,10 @@ class k2rAdaptor : public IMOStreamAdaptor {
   bool readConfigInt(const char* key, std::int32_t& value);
 
  private:
+  /// Lets no exception out of an operation, see guarded(). `operation` is its name, for the log.
+  template <typename Answer, typename Body>
+  Answer guard(const char* operation, Answer onFailure, Body&& body) const noexcept;
+
   IMOStreamContext* context_;
   K2RConfig config_;
   /// The encryption library's, from construction to destruction.

@@ -2,10 +2,11 @@
 
 #include "modules/streams/k2r/k2rData.h"
 
-#include <array>
+#include <algorithm>
 
 #include "fragmentation/RecordingSettings.h"
 #include "modules/streams/k2r/HostLog.h"
+#include "util/QVSException.h"
 #include "util/tagHeader.h"
 
 namespace qvs::k2r {
@@ -30,11 +31,13 @@ K2RData::K2RData(const char* path, const K2RConfig& config, IMOStreamContext* st
 K2RData::~K2RData() {
   // The file is closed before its writer goes, so that the writer's end-of-file steps reach nothing: without a stop the
   // segment stays as the last fragment left it.
-  if (segmentStream_) segmentStream_->close();
+  guardedStep(*streamContext_, "Unknown Error in close()", [this] {
+    if (segmentStream_) segmentStream_->close();
+  });
 }
 
 bool K2RData::record(std::uint8_t type, const std::byte* data, std::uint32_t size, std::uint32_t time) {
-  return guarded(*streamContext_, "Unknown Error in record()", [&] {
+  return guarded(*streamContext_, "Unknown Error in record()", false, [&] {
     RefMessage message(type, data, size, time);
     switch (check(message)) {
       case Check::kRefuse:
@@ -50,27 +53,40 @@ bool K2RData::record(std::uint8_t type, const std::byte* data, std::uint32_t siz
 
 bool K2RData::recordMessage(RefMessage& message, std::uint8_t type, std::uint32_t time) {
   const RecordTimes times = liftBackward(computeTimes(time));
+  const auto sample = ruvo::k2r::SampleInfo::ofMessage(type, {message.data(), message.dataSize()}, times.absolute);
+  // Before anything moves: behind a refused jump the stream goes on from where it was.
+  requireRoomForJump(sample);
+  if (controlPending_) takeBaseTime(times.absolute);
   lastTimes_ = times;
   message.setTimestamp(times.absolute);
-  const auto sample = ruvo::k2r::SampleInfo::ofMessage(type, {message.data(), message.dataSize()}, times.absolute);
-  const auto queue = [&] {
-    pendingMessages_.emplace_back(messageArena_, times.relative, type, times.absolute, message.data(),
-                                  message.dataSize());
-  };
-  Outcome outcome;
-  try {
-    outcome = act(fragmenter_.get()->addSample(sample));
-  } catch (...) {
-    // Without the key frame that it may be, no later fragment could be written.
-    queue();
-    throw;
-  }
+  const Outcome outcome = act(fragmenter_.get()->addSample(sample));
   if (!outcome.queue) return true;
-  // Only now: what a decision writes never holds the message that caused it.
-  queue();
-  // And then only: a segment that cannot be begun must not cost the key frame with which it begins.
-  if (outcome.writtenMs != 0) addDuration(outcome.writtenMs);
+  // Only now: what a decision writes never contains the message that caused it. And not where that has failed: false
+  // means that the message is lost, so that a host may send it again (decisions.md, "False means lost").
+  pendingMessages_.emplace_back(messageArena_, times.relative, type, times.absolute, message.data(),
+                                message.dataSize());
+  if (outcome.writtenMs) finishFragment(*outcome.writtenMs);
   return true;
+}
+
+void K2RData::requireRoomForJump(const ruvo::k2r::SampleInfo& sample) const {
+  // Each number that is passed over gets an entry in the index, which stays in memory and is written for each fragment.
+  constexpr std::uint64_t kMaxIndexSize = std::uint64_t{64} << 20;
+  constexpr std::uint64_t kEntrySize = 32;
+  // The box's header, and the number in front of a recording's first one, take less room than two entries.
+  constexpr std::uint64_t kMaxEntries = kMaxIndexSize / kEntrySize - 2;
+  const std::uint32_t grid = fragmentationConfig_.fragmentDuration;
+  const auto& entries = fragmentIndex_.globalEntries;
+  const std::uint64_t number = ruvo::k2r::fragmentNumberAt(sample.time, grid);
+  std::uint64_t reached = ruvo::k2r::fragmentNumberAt(lastTimes_.absolute, grid);
+  if (!entries.empty()) reached = std::max<std::uint64_t>(reached, entries.back().fragment);
+  if (number <= reached + 1) return;
+  // Without entries the index begins with the open fragment. While there is none, it begins behind the jump.
+  const std::uint64_t first =
+      entries.empty() ? fragmenter_.openNumber(sample.kind).value_or(number) : entries.front().fragment;
+  if (number < first + kMaxEntries) return;
+  throw QVSException("A jump to " + std::to_string(sample.time) + " ms would take the index of segment " +
+                     std::to_string(segmentNumber_) + " beyond 64 MiB; the message is refused.");
 }
 
 K2RData::Check K2RData::check(const RefMessage& message) {
@@ -96,14 +112,15 @@ K2RData::Check K2RData::check(const RefMessage& message) {
   return metadata == Check::kAccept ? checkTrack(message) : metadata;
 }
 
-RecordTimes K2RData::computeTimes(std::uint32_t time) {
+RecordTimes K2RData::computeTimes(std::uint32_t time) const {
   if (absoluteOffsetSet_) time += absoluteOffset_;
-  if (controlPending_) {
-    writeControlFile(time);
-    baseTime_ = time;
-    controlPending_ = false;
-  }
-  return {.relative = time - baseTime_, .absolute = time};
+  return {.relative = controlPending_ ? 0 : time - baseTime_, .absolute = time};
+}
+
+void K2RData::takeBaseTime(std::uint32_t absolute) {
+  writeControlFile(absolute);
+  baseTime_ = absolute;
+  controlPending_ = false;
 }
 
 RecordTimes K2RData::liftBackward(RecordTimes times) {

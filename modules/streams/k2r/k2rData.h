@@ -52,7 +52,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Makes the object ready for record(), by the `flags` of the host's open. On false the reason, if there is one, is
   /// in the host's log. A second call does nothing.
   bool initialise(std::uint32_t flags);
-  /// Takes one message. False where it is refused, with a line in the log; the stream goes on either way.
+  /// Takes one message. False where it is lost, with a line in the log; the stream goes on either way.
   bool record(std::uint8_t type, const std::byte* data, std::uint32_t size, std::uint32_t time);
   /// Finishes the files: takes back what was announced and never written, marks the end, ends the segment. What was
   /// recorded behind the last whole fragment is dropped. Always true.
@@ -86,8 +86,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   struct Outcome {
     /// record() goes on to queue the message.
     bool queue = true;
-    /// Milliseconds for addDuration().
-    std::uint32_t writtenMs = 0;
+    /// A fragment was written: milliseconds for addDuration(). Finished when the message is queued.
+    std::optional<std::uint32_t> writtenMs = {};
   };
 
   /// Where an append goes on: the position of the last fragment, and the base time that it tells.
@@ -144,8 +144,11 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   // The record path: k2rData.cpp
   bool recordMessage(RefMessage& message, std::uint8_t type, std::uint32_t time);
   Check check(const RefMessage& message);
-  RecordTimes computeTimes(std::uint32_t time);
+  /// Throws QVSException where the numbers that the sample passes over would make the segment's index too large.
+  void requireRoomForJump(const ruvo::k2r::SampleInfo& sample) const;
+  RecordTimes computeTimes(std::uint32_t time) const;
   RecordTimes liftBackward(RecordTimes times);
+  void takeBaseTime(std::uint32_t absolute);
   void writeControlFile(std::uint32_t baseTime);
 
   // Metadata: k2rDataMetadata.cpp
@@ -173,9 +176,11 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   void announce(const FragmentRange& range);
   void takeBackAnnounced();
   void addToBootstrap(const FragmentRange& range);
-  std::uint64_t writeQueued(std::uint32_t limit);
-  void writeFragmentNow(const FragmentRange& range);
-  void writeHeldFragment(std::uint32_t limit);
+  /// Writes the announced fragment with what is queued below `limit`. On failure nothing is announced any more, and the
+  /// queue is as it was.
+  void writeAnnounced(std::uint32_t fragment, std::uint32_t limit);
+  /// What follows a fragment that is in the segment: small files, roll-over. Throws only where the index is corrupt.
+  void finishFragment(std::uint32_t writtenMs);
   void skipFragment(const FragmentRange& range);
   void insertSafetyGap(std::uint32_t fragment);
   void markSkippedUpTo(std::uint32_t fragment, std::uint64_t start);
@@ -195,6 +200,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   void trimIndex();
   void forgetEmptySegment();
   void finishSmallFiles() noexcept;
+  /// Whether the index file, though it could not be replaced, has all that the new one would have.
+  bool isIndexOnDisk() const;
 
   std::uint32_t segmentNumber_ = 1;
   /// Milliseconds of fragments in this segment.

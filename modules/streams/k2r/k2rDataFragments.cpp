@@ -42,24 +42,19 @@ std::uint32_t K2RData::writeFragment(const FragmentRange& range) {
   startWriter();
   requireKeyFrame();
   announce(range);
-  writeFragmentNow(range);
-  dropWritten(static_cast<std::uint32_t>(range.endTime));
+  writeAnnounced(range.fragmentNumber, static_cast<std::uint32_t>(range.endTime));
   return static_cast<std::uint32_t>(range.endTime - range.startTime);
 }
 
 void K2RData::holdFragment(const FragmentDecision& decision) {
   heldDecision_ = decision;
   announce(decision.range);
-  insertSafetyGap(decision.range.fragmentNumber);
-  addIndexEntry(decision.range.startTime, decision.range.fragmentNumber, ruvo::k2r::kHeldFragmentOffset);
   startWriter();  // Where that fails, the flush tries again, and finds the fragment announced.
 }
 
 std::uint32_t K2RData::flushHeldFragment(const FragmentRange& range) {
   skipFragment(range);
-  const auto limit = static_cast<std::uint32_t>(range.endTime);
-  writeHeldFragment(limit);
-  dropWritten(limit);
+  writeAnnounced(heldDecision_.range.fragmentNumber, static_cast<std::uint32_t>(range.endTime));
   // From the held fragment's end to this one's start, modulo 2^32: nothing where the flush follows the hold at once.
   return static_cast<std::uint32_t>(heldDecision_.range.endTime - range.startTime);
 }
@@ -74,12 +69,14 @@ void K2RData::startRecording(const FragmentRange& range) {
 void K2RData::announce(const FragmentRange& range) {
   beforeAnnounced_.emplace(BeforeAnnounced{*bootstrapBuilder_, fragmentIndex_.globalEntries.size()});
   addToBootstrap(range);
+  insertSafetyGap(range.fragmentNumber);
+  addIndexEntry(range.startTime, range.fragmentNumber, ruvo::k2r::kHeldFragmentOffset);
 }
 
 void K2RData::takeBackAnnounced() {
   if (!beforeAnnounced_) return;
   *bootstrapBuilder_ = std::move(beforeAnnounced_->bootstrap);
-  // A held fragment has an entry, and so have the numbers skipped in front of it and behind.
+  // Its own entry, and those of the numbers skipped in front of it and behind.
   auto& entries = fragmentIndex_.globalEntries;
   entries.resize(std::min(entries.size(), beforeAnnounced_->entries));
   beforeAnnounced_.reset();
@@ -96,36 +93,31 @@ void K2RData::addToBootstrap(const FragmentRange& range) {
   info.profile = 0;
 }
 
-std::uint64_t K2RData::writeQueued(std::uint32_t limit) {
+void K2RData::writeAnnounced(std::uint32_t fragment, std::uint32_t limit) {
+  std::uint64_t position = 0;
   try {
     if (!mediaWriter_) openSegment();  // It could not be begun when it was due: this fragment tries again.
     util::ByteWriter box;
     ruvo::k2r::appendBootstrap(box, bootstrapBuilder_->info(), true);
-    const std::uint64_t position = mediaWriter_->writeFragment(pendingMessages_, limit, box.bytes()).position;
-    beforeAnnounced_.reset();
-    return position;
+    position = mediaWriter_->writeFragment(pendingMessages_, limit, box.bytes()).position;
   } catch (...) {
     // Its messages stay queued for the next fragment; its number has no fragment of its own.
     takeBackAnnounced();
     throw;
   }
-}
-
-void K2RData::writeFragmentNow(const FragmentRange& range) {
-  const std::uint64_t position = writeQueued(static_cast<std::uint32_t>(range.endTime));
-  insertSafetyGap(range.fragmentNumber);
-  addIndexEntry(range.startTime, range.fragmentNumber, position);
-  flushSmallFiles();
-}
-
-void K2RData::writeHeldFragment(std::uint32_t limit) {
-  const std::uint64_t position = writeQueued(limit);
+  // From here on it is in the segment: whatever fails behind it, its messages must not be written again.
+  beforeAnnounced_.reset();
+  dropWritten(limit);
   auto& entries = fragmentIndex_.globalEntries;
-  const auto held = std::find_if(entries.rbegin(), entries.rend(), [&](const AfraEntry& entry) {
-    return entry.fragment == heldDecision_.range.fragmentNumber;
-  });
-  if (held != entries.rend()) held->afraOffset = position;
+  const auto written = std::find_if(entries.rbegin(), entries.rend(),
+                                    [fragment](const AfraEntry& entry) { return entry.fragment == fragment; });
+  if (written != entries.rend()) written->afraOffset = position;
+}
+
+void K2RData::finishFragment(std::uint32_t writtenMs) {
   flushSmallFiles();
+  // The fragment is written and the message queued. A segment that could not be begun is tried again by the next one.
+  guardedStep(*streamContext_, "Unknown Error in record()", [&] { addDuration(writtenMs); });
 }
 
 void K2RData::skipFragment(const FragmentRange& range) {

@@ -31,7 +31,7 @@ void K2RData::flushSmallFiles() {
     // What the index does not name yet, the bootstrap must not announce.
     if (writeIndexFile()) writeBootstrapFile();
   } catch (const SmallFileFailure& failure) {
-    // The fragment is in the segment, so its messages must not stay queued to be written a second time.
+    // The fragment is in the segment, and the next one writes these files whole again.
     logError(*streamContext_, failure.message());
   }
 }

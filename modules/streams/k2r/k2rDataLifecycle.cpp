@@ -19,7 +19,7 @@ bool K2RData::initialise(std::uint32_t flags) {
   if ((flags & kOpenRecord) == 0) return false;
   if (initialised_) return true;
   initialised_ = true;
-  return guarded(*streamContext_, "Unknown Error in init()", [&] {
+  return guarded(*streamContext_, "Unknown Error in init()", false, [&] {
     prepareTimes();
     if ((flags & kOpenAppend) != 0 && isThere(*fileContext_, bootstrapPath_)) return initAppend();
     return initNew();
@@ -87,9 +87,17 @@ void K2RData::finishSmallFiles() noexcept {
     trimIndex();
     if (bootstrapBuilder_->fragmentRuns().empty()) return;
     bootstrapBuilder_->endPresentation();
-    if (writeIndexFile()) writeBootstrapFile();
+    if (writeIndexFile() || isIndexOnDisk()) writeBootstrapFile();
+  } catch (...) {
+    logLine(*streamContext_, "Unable to write bootstrap.", kIMOLogError);
+  }
+}
+
+bool K2RData::isIndexOnDisk() const {
+  try {
+    return readIndex(segmentNumber_) == fragmentIndex_;
   } catch (const std::exception&) {
-    streamContext_->log("Unable to write bootstrap.", kIMOLogError, true);
+    return false;
   }
 }
 

@@ -1,5 +1,7 @@
 // The segment file and its writer: the first one, and the roll-over to the next.
 
+#include <utility>
+
 #include "modules/streams/k2r/k2rData.h"
 #include "packaging/MetadataMessage.h"
 #include "platform/os/durableFiles.h"
@@ -51,13 +53,16 @@ void K2RData::addDuration(std::uint32_t milliseconds) {
   segmentElapsed_ += milliseconds;
   // An index that is left behind by a roll-over would stay so: the next fragment writes it, and rolls over then.
   if (segmentDuration_ == 0 || segmentElapsed_ <= segmentDuration_ || indexBehind_) return;
-  ++segmentNumber_;
+  auto next = std::make_unique<K2RIOStream>(fileContext_, formatSegmentName(basePath_, segmentNumber_ + 1, ".k2r"),
+                                            /*append=*/false);
   mediaWriter_.reset();  // Ends the old file.
-  removeStaleIndex();
-  makeSegmentStream(false);
+  // Before anything that can fail: a later attempt begins the new file, and never the old one anew.
+  segmentStream_ = std::move(next);
+  ++segmentNumber_;
   segmentElapsed_ = 0;
   // The old segment's index file stays as its last fragment left it.
   fragmentIndex_.globalEntries.clear();
+  removeStaleIndex();
   openSegment();
 }
 

@@ -1,0 +1,178 @@
+// A host whose services fail or throw: what record() answers, what is in the recording then, and that nothing leaves
+// the module.
+
+#include <gtest/gtest.h>
+
+#include <tuple>
+
+#include "tests/modules/OpenRecorder.h"
+#include "tests/support/hex.h"
+
+namespace {
+
+using namespace test;
+
+/// Refuses every file operation in turn, and throws what is no std::exception.
+class FaultyFiles final : public DiskFileContext {
+ public:
+  std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override {
+    check("open");
+    return isFull ? -1 : DiskFileContext::open(path, flags, mode, share);
+  }
+  void close(std::int32_t handle, std::uint32_t reserved) override {
+    DiskFileContext::close(handle, reserved);
+    check("close");
+  }
+  std::int32_t write(std::int32_t handle, std::uint64_t at, const void* data, std::uint32_t length) override {
+    check("write");
+    return isFull ? -1 : DiskFileContext::write(handle, at, data, length);
+  }
+  std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override {
+    check("fileStatus");
+    return DiskFileContext::fileStatus(handle, status, reserved);
+  }
+  std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override {
+    check("pathStatus");
+    return DiskFileContext::pathStatus(path, status, reserved);
+  }
+  std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override {
+    check("remove");
+    return DiskFileContext::remove(path, kind, recursive);
+  }
+  std::int32_t createDirectory(const char* path) override {
+    check("createDirectory");
+    return DiskFileContext::createDirectory(path);
+  }
+
+  bool isFull = false;
+  /// The operation that throws.
+  std::string throwing;
+
+ private:
+  void check(const char* operation) const {
+    if (operation == throwing) throw 1;
+  }
+};
+
+std::size_t occurrences(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+/// Key frames every 8500, so that each is the first frame behind a grid line and fragments are held.
+std::vector<StreamMessage> offTheGrid(std::initializer_list<std::uint32_t> times) {
+  std::vector<StreamMessage> messages;
+  for (const auto time : times) messages.push_back(avcFrame(time, time % 4000 == 500 || time == 0, 100, time));
+  return messages;
+}
+
+TEST(FullDisk, CostsTheMessageThatMeetsItUnlessItIsSentAgain) {
+  const std::string failed = "error: K2M error: 3\n", noKey = "error: Tried to record fragment w/ no keyframe\n";
+  const struct {
+    const char* why;
+    std::vector<StreamMessage> before;
+    StreamMessage met;
+    std::vector<StreamMessage> behind;
+    /// Refused behind it, and the index, where it is not sent again, and where it is.
+    std::size_t lost;
+    const char* lostIndex;
+    const char* keptIndex;
+  } rows[] = {
+      {"a whole fragment is due", video().until(4000), avcFrame(4000, true, 100, 1),
+       video().withoutHeaders().from(4040).until(16001), 0, "2@4000:written 3@8040:written",
+       "2@4000:written 3@8040:written"},
+      {"a held fragment is flushed: the lost key frame begins the next", 
+       std::vector{metadata(0), avcSequenceHeader(0)} + offTheGrid({0, 4000, 8500, 9000}), avcFrame(12500, true, 100, 1),
+       offTheGrid({13000, 16500, 20500, 24500}), 2, "3@8000:written", "3@8000:written 4@12000:written 5@16000:written"}};
+  for (const auto& row : rows) {
+    for (const bool sentAgain : {false, true}) {
+      SCOPED_TRACE(std::string(row.why) + (sentAgain ? ", sent again" : ""));
+      FaultyFiles files;
+      OpenRecorder recorder("", "", &files);
+      ASSERT_EQ(recorder.record(row.before), 0U);
+      files.isFull = true;
+      EXPECT_FALSE(recorder.record(row.met));
+      EXPECT_TRUE(!sentAgain || recorder.record(row.met));
+      files.isFull = false;
+      EXPECT_EQ(recorder.record(row.behind), sentAgain ? 0U : row.lost);
+      recorder.stop();
+      EXPECT_EQ(recorder.index(), sentAgain ? row.keptIndex : row.lostIndex);
+      EXPECT_EQ(recorder.log(), failed + (sentAgain || row.lost == 0 ? "" : noKey + noKey));
+      const std::string payload(reinterpret_cast<const char*>(row.met.data.data()), row.met.data.size());
+      EXPECT_EQ(occurrences(recorder.content("Seg1.k2r"), payload), sentAgain ? 1U : 0U);
+    }
+  }
+}
+
+TEST(FullDisk, KeepsTheMessageBehindAFragmentThatWasWritten) {
+  for (const char* throwing : {"open", "pathStatus"}) {
+    SCOPED_TRACE(throwing);
+    FaultyFiles files;
+    OpenRecorder recorder("Recording/SegmentDuration", "4000", &files);
+    ASSERT_EQ(recorder.record(video().until(8000)), 0U);
+    files.throwing = throwing;
+    EXPECT_TRUE(recorder.record(avcFrame(8000, true, 100, 1))) << "what failed is the segment that follows";
+    files.throwing.clear();
+    EXPECT_TRUE(recorder.log().starts_with("error: ")) << recorder.log();
+    EXPECT_EQ(recorder.host.lines.size(), 1U);
+    EXPECT_EQ(recorder.record(video().withoutHeaders().from(8040).until(16001)), 0U);
+    recorder.stop();
+    EXPECT_EQ(recorder.index(), "1@0:written 2@4000:written");
+    EXPECT_EQ(recorder.index("Seg2"), "3@8000:written");
+    EXPECT_NE(recorder.content("Seg1.k2r").find("moof"), std::string::npos) << "not begun anew";
+  }
+}
+
+TEST(ThrowingHost, CannotGetAnExceptionOutOfAnyOperation) {
+  using Step = bool (*)(OpenRecorder&);
+  const Step open = [](OpenRecorder& recorder) { return recorder.open(kAppend); };
+  const Step record = [](OpenRecorder& recorder) { return recorder.record(avcFrame(4000, true, 100, 1)); };
+  const Step refused = [](OpenRecorder& recorder) { return recorder.record({22, 4000, {}}); };
+  const Step stop = [](OpenRecorder& recorder) { return recorder.adaptor().stopRecord(recorder.handle()); };
+  const Step stopWithoutDirectory = [](OpenRecorder& recorder) {
+    std::filesystem::remove_all(recorder.directory());
+    return recorder.adaptor().stopRecord(recorder.handle());
+  };
+  const Step erase = [](OpenRecorder& recorder) { return recorder.adaptor().erase(recorder.handle()); };
+  const Step close = [](OpenRecorder& recorder) { return recorder.close(), true; };
+  const Step create = [](OpenRecorder& recorder) {
+    IMOStreamAdaptor* made = &recorder.adaptor();
+    const bool created = loadModule()(&recorder.host, &made);
+    return created || made != nullptr;
+  };
+  const struct {
+    const char* throwing;
+    /// Of the stream before.
+    std::uint32_t until;
+    Step step;
+    bool answer;
+    const char* log;
+  } rows[] = {{"readConfiguration", 1, create, false, ""},
+              {"fileContext", 1, open, false, "error: Unknown Error in init()\n"},
+              {"property", 1, open, false, "error: Unknown Error in init()\n"},
+              {"pathStatus", 1, open, false, "error: Unknown Error in init()\n"},
+              {"remove", 1, open, false, "error: Unknown Error in init()\n"},
+              {"createDirectory", 1, open, false, "error: Unknown Error in init()\n"},
+              {"open", 4000, record, false, "error: K2M error: 1\n"},
+              {"fileStatus", 4000, record, false, "error: K2M error: 1\n"},
+              {"write", 4000, record, false, "error: K2M error: 1\n"},
+              {"log", 1, refused, false, ""},
+              {"close", 4001, stop, true, ""},
+              {"log", 4001, stopWithoutDirectory, true, ""},
+              {"remove", 1, erase, false, "error: Unknown Error in erase()\n"},
+              {"close", 4001, close, true, "error: Unknown Error in close()\n"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.throwing);
+    FaultyFiles files;
+    OpenRecorder recorder("", "", &files);
+    ASSERT_EQ(recorder.record(video().until(row.until)), 0U);
+    files.throwing = recorder.host.throwing = row.throwing;
+    EXPECT_EQ(row.step(recorder), row.answer);
+    EXPECT_EQ(recorder.log(), row.log);
+    files.throwing.clear();
+    recorder.host.throwing.clear();
+  }
+}
+
+}  // namespace
