@@ -18,8 +18,13 @@ enum IMOOpenFlags : std::uint32_t {
   kIMOBinary = 0x8000,
 };
 
-/// The host's file services, which carry the segment files. Implemented by the host; valid while a stream lives. Called
-/// on the thread that records the stream. Paths have backslashes as separators.
+/// The host's file services, which carry the segment files; the module writes the small files of a recording itself,
+/// see IMOStreamAdaptor. Implemented by the host; valid while a stream lives. Called on the thread that records the
+/// stream. One object may serve several streams, and is then called by their threads at the same time. Paths have
+/// backslashes as separators.
+///
+/// Operations must not throw, see IMOStreamContext. They may fail at any time: a fragment that could not be written
+/// stays in memory and is offered again, and nothing that is on disk is lost.
 ///
 /// A write that has returned is expected to survive whatever the host promises to survive: the module names the bytes
 /// in its index as soon as the call is back, and has no separate flush.
@@ -32,15 +37,19 @@ class IMO_API IMOFileContext {
   virtual void close(std::int32_t handle, std::uint32_t reserved) = 0;
   /// Reads up to `length` bytes from `offset`. Answers the bytes read; below 1 counts as nothing.
   virtual std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) = 0;
-  /// Writes `length` bytes at `offset`. Answers the bytes written; below 1 counts as nothing.
+  /// Writes `length` bytes at `offset`, which may lie inside the file, at its end, or behind it. Answers the bytes
+  /// written; below 1 counts as nothing. After fewer than `length` the rest comes in another call; after nothing the
+  /// fragment has failed.
   virtual std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) = 0;
   /// Status of an open file: 0 on success. `reserved` is 0.
   virtual std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) = 0;
-  /// Status of a path: 0 when it exists, -1 when not. `reserved` is 0.
+  /// Status of a path: 0 when it exists, -1 when not. `reserved` is 0. Also asked for small files, so it has to see
+  /// what the module writes by itself.
   virtual std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) = 0;
-  /// Removes a whole recording directory; called with 3 and 1. Answers 0 when it is gone.
+  /// Removes a whole recording directory, with all that is in it; called with 3 and 1. Answers 0 when it is gone.
+  /// Called for each new recording, also when there is no such directory; that may be answered either way.
   virtual std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) = 0;
-  /// Makes a directory. Answers 0 on success.
+  /// Makes a directory. Answers 0 on success; anything else ends the opening.
   virtual std::int32_t createDirectory(const char* path) = 0;
 
  protected:

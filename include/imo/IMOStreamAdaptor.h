@@ -8,10 +8,21 @@
 #include "imo/holders.h"
 #include "imo/types.h"
 
-/// What a module offers to the host: one object for all its streams. `handle` is what open() gave for one stream. Calls
-/// on one stream must not overlap; calls on different streams may. No operation lets an exception out.
+/// What a module offers to the host: one object for all its streams. `handle` is what open() gave for one stream.
 ///
-/// The order for a recording: open(), record() for each message in stream order, stopRecord(), close().
+/// Order: open(), record() for each message in stream order, stopRecord(), close().
+///
+/// Threads: the module starts none and does all its work inside the host's calls. Calls on one stream must not overlap,
+/// but need not come from one thread. Calls on different streams may run at the same time. record() and stopRecord()
+/// block while files are written; where a small file cannot be replaced, for about a second.
+///
+/// Exceptions: no operation lets one out, whatever the host's own callbacks throw. The callbacks must not throw all the
+/// same: see IMOStreamContext.
+///
+/// Files: the segments (`<name>Seg<N>.k2r`) are written through the file services of IMOFileContext. The module itself
+/// opens, by path, all other files: `.bootstrap`, `.control`, `.meta`, `.drmmeta`, `Seg<N>.k2i` and two that end in
+/// `.tmp`. It also removes an old `.k2i`. So the directory has to exist in the file system, and the process has to have
+/// write access to it, even if the host's services keep the segments elsewhere.
 class IMO_API IMOStreamAdaptor {
  public:
   IMOStreamAdaptor() = default;
@@ -20,14 +31,17 @@ class IMO_API IMOStreamAdaptor {
   /// 256.
   virtual std::uint32_t getVersion() = 0;
   /// Opens a stream. `path` is its directory, absolute, with backslashes; the directory's name names the files.
-  /// `flags` has kOpenRecord set, and kOpenAppend to continue what is there. On failure the reason is in the log and
-  /// `handle` is left as it was.
+  /// `flags` has kOpenRecord set, and kOpenAppend to continue what is there. Without kOpenAppend an old recording is
+  /// removed first. On failure the reason is in the log and `handle` is left as it was; without kOpenRecord there is no
+  /// reason given. `userData` is not used.
   virtual StreamLoadStatus open(IMOStreamOpenContext* context, const char* path, std::uint32_t flags, void* userData,
                                 void*& handle) = 0;
   virtual void setUserData(void* handle, void* userData) = 0;
-  /// Ends the handle, which may be null. Touches no file: a stream closed without stopRecord() stays as it lies.
+  /// Ends the handle, which may be null. Writes no file: a stream closed without stopRecord() stays on disk as its last
+  /// fragment left it, like one whose process was killed, and can be continued.
   virtual void close(void* handle) = 0;
-  /// Removes the recording from the disk. True when it is gone.
+  /// Removes the recording from the disk, with the whole directory. True when it is gone. May block for the retries
+  /// that `k2r/MaxEraseRetries` sets, 50 ms each.
   virtual bool erase(void* handle) = 0;
   virtual std::uint32_t getMemoryOverhead(void* handle) = 0;
   /// Milliseconds recorded so far, in whole fragments.
@@ -40,11 +54,31 @@ class IMO_API IMOStreamAdaptor {
   virtual bool loadSegment(void* handle, SegmentBounds* bounds, ISegmentHolder* holder) = 0;
   virtual void onFreeSegment(void* handle, std::uint32_t id) = 0;
   /// Takes one message: `type` 8 audio, 9 video, 18 script data in AMF0, 15 in AMF3; `time` in milliseconds. The data
-  /// stay the host's and are not kept beyond the call. False when the message was refused, with the reason in the log;
-  /// the stream goes on.
+  /// stay the host's and are not kept beyond the call. A new recording begins with an `onMetaData`.
+  ///
+  /// True: the message is kept, or it is one that recordings do not keep. An error in the log beside a true, such as
+  /// that of a segment that could not be begun, has cost no message; the next fragment tries again.
+  ///
+  /// False: the message is lost, and the reason is in the log as an error. The stream goes on. There are two kinds:
+  /// - The message is refused: wrong type or codec, no data, too long, too far ahead. Sent again it is refused again.
+  /// - The message came when a fragment was due, and that could not be written. The messages of that fragment are kept
+  ///   for the next one, this one is not. If it is a key frame, the frames behind it cannot be decoded, and may not be
+  ///   written for the rest of the stream ("Tried to record fragment w/ no keyframe").
+  /// So a host that wants to lose nothing sends a message that was answered with false once more, at once and with the
+  /// same time. Refusals then come twice. A message of the second kind is now kept, since the stream has moved on; a
+  /// disk that was full for a while costs nothing. There is one exception: at "afra index is corrupt" the message is
+  /// kept although the answer is false, but nothing will ever read it.
+  ///
+  /// Times: a time below the one before is lifted to it, with a warning. A jump ahead leaves numbers without a
+  /// fragment, and each has an entry in the segment's index; a jump that would take the index beyond 64 MiB is refused,
+  /// and the stream goes on at times before it. In an append, times have to go on behind the end of what is there:
+  /// fragments are numbered by time, so of a clock that restarts behind the end nothing is recorded, and each fragment
+  /// fails with "afra index is corrupt". A clock that passes 2^32 ms has the same end: its times are lifted, and no
+  /// fragment ends.
   virtual bool record(void* handle, std::uint8_t type, const void* data, std::uint32_t size, std::uint32_t time) = 0;
   virtual bool flushSegment(void* handle, SegmentBounds* bounds) = 0;
-  /// Finishes the recording's files. To be called once, after the last record().
+  /// Finishes the recording's files. To be called once, after the last record(). What came behind the last whole
+  /// fragment is dropped. Always true; what could not be written is an error in the log.
   virtual bool stopRecord(void* handle) = 0;
   /// 6.
   virtual std::uint32_t getPermission() = 0;
@@ -59,7 +93,7 @@ class IMO_API IMOStreamAdaptor {
 };
 
 /// The module's one entry. Stores a new adaptor, which the caller deletes, through `adaptor`; null and false on
-/// failure.
+/// failure, which includes a context whose readConfiguration() throws.
 extern "C" IMO_API bool IMOCreateAdaptor(IMOStreamContext* context, IMOStreamAdaptor** adaptor);
 /// The type of the entry, for dlsym.
 using IMOCreateAdaptorFunction = bool (*)(IMOStreamContext* context, IMOStreamAdaptor** adaptor);

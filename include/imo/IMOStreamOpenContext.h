@@ -4,7 +4,8 @@
 
 #include "imo/export.h"
 
-/// The settings of one stream. Given to IMOStreamAdaptor::open and valid until close.
+/// The settings of one stream. Given to IMOStreamAdaptor::open and valid until close; most are read at the opening,
+/// some again while the stream is recorded. Must not throw, see IMOStreamContext.
 class IMO_API IMOStreamOpenContext {
  public:
   IMOStreamOpenContext() = default;
