@@ -20,6 +20,7 @@ void StreamContext::log(const char* text, std::uint32_t level, bool) {
     log_.warning(text);
     return;
   }
+  if (hidesRepeats_ && lastError_ == text) return;
   log_.error(text);
   lastError_ = text;
   if (errorCount_++ == 0) firstError_ = lastError_;

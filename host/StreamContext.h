@@ -23,6 +23,8 @@ class StreamContext final : public IMOStreamContext {
   void log(const char* text, std::uint32_t level, bool flag) override;
   IMOFileContext* fileContext() override { return &files_; }
 
+  /// While set, an error that is the last one once more is neither logged nor counted.
+  void hideRepeats(bool hide) { hidesRepeats_ = hide; }
   std::uint64_t errorCount() const { return errorCount_; }
   const std::string& firstError() const { return firstError_; }
   const std::string& lastError() const { return lastError_; }
@@ -31,6 +33,7 @@ class StreamContext final : public IMOStreamContext {
   const Settings& settings_;
   Log& log_;
   IMOFileContext& files_;
+  bool hidesRepeats_ = false;
   std::uint64_t errorCount_ = 0;
   std::string firstError_;
   std::string lastError_;

@@ -25,9 +25,14 @@ void RecordSession::take(const InputMessage& message) {
     return;
   }
   const std::uint64_t errorsBefore = context_.errorCount();
-  if (!recording_.record(message)) {
-    refuse(message, context_.errorCount() > errorsBefore ? context_.lastError() : "the module gave no reason");
-  }
+  if (recording_.record(message)) return;
+  const std::string reason = context_.errorCount() > errorsBefore ? context_.lastError() : "the module gave no reason";
+  // Only a second answer tells why: a message that is refused is refused again, and one that was lost with a fragment
+  // that could not be written is kept now, since the stream has moved on.
+  context_.hideRepeats(true);
+  const bool isKept = recording_.record(message);
+  context_.hideRepeats(false);
+  if (!isKept) refuse(message, reason);
 }
 
 void RecordSession::refuse(const InputMessage& message, const std::string& reason) {

@@ -12,12 +12,13 @@
 
 namespace host {
 
-/// Carries the messages of an input into a recording, and keeps count of those that did not get in. Keeps references to
+/// Carries the messages of an input into a recording, and keeps count of those that did not get in. Sends each message
+/// that the module does not take once more, so that a disk that was full for a while costs none. Keeps references to
 /// all it is given, which outlive it.
 class RecordSession {
  public:
   /// Without a `pacer`, which may be null, messages go as fast as they come.
-  RecordSession(Recording& recording, const StreamContext& context, Log& log, Progress& progress, RealTimePacer* pacer)
+  RecordSession(Recording& recording, StreamContext& context, Log& log, Progress& progress, RealTimePacer* pacer)
       : recording_(recording), context_(context), log_(log), progress_(progress), pacer_(pacer) {}
 
   /// For an append: messages from this time on go behind what is there. Refused earlier ones get a line that says so.
@@ -35,7 +36,7 @@ class RecordSession {
   void refuse(const InputMessage& message, const std::string& reason);
 
   Recording& recording_;
-  const StreamContext& context_;
+  StreamContext& context_;
   Log& log_;
   Progress& progress_;
   RealTimePacer* pacer_;

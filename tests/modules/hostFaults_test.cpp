@@ -78,13 +78,13 @@ TEST(FullDisk, CostsTheMessageThatMeetsItUnlessItIsSentAgain) {
     std::size_t lost;
     const char* lostIndex;
     const char* keptIndex;
-  } rows[] = {
-      {"a whole fragment is due", video().until(4000), avcFrame(4000, true, 100, 1),
-       video().withoutHeaders().from(4040).until(16001), 0, "2@4000:written 3@8040:written",
-       "2@4000:written 3@8040:written"},
-      {"a held fragment is flushed: the lost key frame begins the next", 
-       std::vector{metadata(0), avcSequenceHeader(0)} + offTheGrid({0, 4000, 8500, 9000}), avcFrame(12500, true, 100, 1),
-       offTheGrid({13000, 16500, 20500, 24500}), 2, "3@8000:written", "3@8000:written 4@12000:written 5@16000:written"}};
+  } rows[] = {{"a whole fragment is due", video().until(4000), avcFrame(4000, true, 100, 1),
+               video().withoutHeaders().from(4040).until(16001), 0, "2@4000:written 3@8040:written",
+               "2@4000:written 3@8040:written"},
+              {"a held fragment is flushed: the lost key frame begins the next",
+               std::vector{metadata(0), avcSequenceHeader(0)} + offTheGrid({0, 4000, 8500, 9000}),
+               avcFrame(12500, true, 100, 1), offTheGrid({13000, 16500, 20500, 24500}), 2, "3@8000:written",
+               "3@8000:written 4@12000:written 5@16000:written"}};
   for (const auto& row : rows) {
     for (const bool sentAgain : {false, true}) {
       SCOPED_TRACE(std::string(row.why) + (sentAgain ? ", sent again" : ""));
