@@ -12,47 +12,10 @@ namespace {
 
 using namespace test;
 
-/// Refuses every file operation in turn, and throws what is no std::exception.
-class FaultyFiles final : public DiskFileContext {
- public:
-  std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override {
-    check("open");
-    return isFull ? -1 : DiskFileContext::open(path, flags, mode, share);
-  }
-  void close(std::int32_t handle, std::uint32_t reserved) override {
-    DiskFileContext::close(handle, reserved);
-    check("close");
-  }
-  std::int32_t write(std::int32_t handle, std::uint64_t at, const void* data, std::uint32_t length) override {
-    check("write");
-    return isFull ? -1 : DiskFileContext::write(handle, at, data, length);
-  }
-  std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override {
-    check("fileStatus");
-    return DiskFileContext::fileStatus(handle, status, reserved);
-  }
-  std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override {
-    check("pathStatus");
-    return DiskFileContext::pathStatus(path, status, reserved);
-  }
-  std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override {
-    check("remove");
-    return DiskFileContext::remove(path, kind, recursive);
-  }
-  std::int32_t createDirectory(const char* path) override {
-    check("createDirectory");
-    return DiskFileContext::createDirectory(path);
-  }
-
-  bool isFull = false;
-  /// The operation that throws.
-  std::string throwing;
-
- private:
-  void check(const char* operation) const {
-    if (operation == throwing) throw 1;
-  }
-};
+/// What is no std::exception comes out of an operation of the host's.
+void throwAt(DiskFileContext& files, std::string_view operation) {
+  files.permits = [operation](std::string_view called) { return called == operation ? throw 1 : true; };
+}
 
 std::size_t occurrences(const std::string& text, const std::string& part) {
   std::size_t count = 0;
@@ -88,13 +51,13 @@ TEST(FullDisk, CostsTheMessageThatMeetsItUnlessItIsSentAgain) {
   for (const auto& row : rows) {
     for (const bool sentAgain : {false, true}) {
       SCOPED_TRACE(std::string(row.why) + (sentAgain ? ", sent again" : ""));
-      FaultyFiles files;
+      DiskFileContext files;
       OpenRecorder recorder("", "", &files);
       ASSERT_EQ(recorder.record(row.before), 0U);
-      files.isFull = true;
+      files.permits = [](std::string_view operation) { return operation != "write"; };
       EXPECT_FALSE(recorder.record(row.met));
       EXPECT_TRUE(!sentAgain || recorder.record(row.met));
-      files.isFull = false;
+      files.permits = [](std::string_view) { return true; };
       EXPECT_EQ(recorder.record(row.behind), sentAgain ? 0U : row.lost);
       recorder.stop();
       EXPECT_EQ(recorder.index(), sentAgain ? row.keptIndex : row.lostIndex);
@@ -108,12 +71,12 @@ TEST(FullDisk, CostsTheMessageThatMeetsItUnlessItIsSentAgain) {
 TEST(FullDisk, KeepsTheMessageBehindAFragmentThatWasWritten) {
   for (const char* throwing : {"open", "pathStatus"}) {
     SCOPED_TRACE(throwing);
-    FaultyFiles files;
+    DiskFileContext files;
     OpenRecorder recorder("Recording/SegmentDuration", "4000", &files);
     ASSERT_EQ(recorder.record(video().until(8000)), 0U);
-    files.throwing = throwing;
+    throwAt(files, throwing);
     EXPECT_TRUE(recorder.record(avcFrame(8000, true, 100, 1))) << "what failed is the segment that follows";
-    files.throwing.clear();
+    throwAt(files, "");
     EXPECT_TRUE(recorder.log().starts_with("error: ")) << recorder.log();
     EXPECT_EQ(recorder.host.lines.size(), 1U);
     EXPECT_EQ(recorder.record(video().withoutHeaders().from(8040).until(16001)), 0U);
@@ -164,14 +127,13 @@ TEST(ThrowingHost, CannotGetAnExceptionOutOfAnyOperation) {
               {"close", 4001, close, true, "error: Unknown Error in close()\n"}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.throwing);
-    FaultyFiles files;
+    DiskFileContext files;
     OpenRecorder recorder("", "", &files);
     ASSERT_EQ(recorder.record(video().until(row.until)), 0U);
-    files.throwing = recorder.host.throwing = row.throwing;
+    throwAt(files, recorder.host.throwing = row.throwing);
     EXPECT_EQ(row.step(recorder), row.answer);
     EXPECT_EQ(recorder.log(), row.log);
-    files.throwing.clear();
-    recorder.host.throwing.clear();
+    throwAt(files, recorder.host.throwing = "");
   }
 }
 

@@ -44,23 +44,28 @@ std::int32_t TestHost::property(const char* section, const char* key, char* buff
 }
 
 std::int32_t DiskFileContext::open(const char* path, std::uint32_t flags, std::uint32_t, std::uint32_t) {
+  if (!permits("open")) return -1;
   return ::open(platform::os::toNative(path).c_str(), platform::os::toPosixFlags(flags), 0600);
 }
 
 void DiskFileContext::close(std::int32_t handle, std::uint32_t) {
+  permits("close");
   ::close(handle);
 }
 
 std::int32_t DiskFileContext::read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) {
+  if (!permits("read")) return -1;
   return static_cast<std::int32_t>(::pread(handle, buffer, length, static_cast<off_t>(offset)));
 }
 
 std::int32_t DiskFileContext::write(std::int32_t handle, std::uint64_t offset, const void* buffer,
                                     std::uint32_t length) {
+  if (!permits("write")) return -1;
   return static_cast<std::int32_t>(::pwrite(handle, buffer, length, static_cast<off_t>(offset)));
 }
 
 std::int32_t DiskFileContext::fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t) {
+  if (!permits("fileStatus")) return -1;
   struct stat found {};
   const std::int32_t answer = ::fstat(handle, &found);
   if (answer == 0) status->size = found.st_size;
@@ -68,6 +73,7 @@ std::int32_t DiskFileContext::fileStatus(std::int32_t handle, IMOFileStatus* sta
 }
 
 std::int32_t DiskFileContext::pathStatus(const char* path, IMOFileStatus* status, std::uint32_t) {
+  if (!permits("pathStatus")) return -1;
   struct stat found {};
   const std::int32_t answer = ::stat(platform::os::toNative(path).c_str(), &found);
   if (answer == 0) status->size = found.st_size;
@@ -75,12 +81,14 @@ std::int32_t DiskFileContext::pathStatus(const char* path, IMOFileStatus* status
 }
 
 std::int32_t DiskFileContext::remove(const char* path, std::uint32_t, std::uint32_t) {
+  if (!permits("remove")) return -1;
   std::error_code failure;
   std::filesystem::remove_all(platform::os::toNative(path), failure);
   return failure ? -1 : 0;
 }
 
 std::int32_t DiskFileContext::createDirectory(const char* path) {
+  if (!permits("createDirectory")) return -1;
   std::error_code failure;
   std::filesystem::create_directories(platform::os::toNative(path), failure);
   return failure ? -1 : 0;

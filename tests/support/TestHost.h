@@ -1,9 +1,11 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "imo/IMOStreamContext.h"
@@ -45,6 +47,8 @@ class TestHost final : public IMOStreamContext, public IMOStreamOpenContext {
 class DiskFileContext : public IMOFileContext {
  public:
   virtual ~DiskFileContext() = default;
+  /// Asked in front of each operation, by its name: false makes it fail. May throw.
+  std::function<bool(std::string_view)> permits = [](std::string_view) { return true; };
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override;
   void close(std::int32_t handle, std::uint32_t reserved) override;
   std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) override;
