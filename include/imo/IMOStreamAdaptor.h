@@ -12,9 +12,9 @@
 ///
 /// Order: open(), record() for each message in stream order, stopRecord(), close().
 ///
-/// Threads: the module starts none and does all its work inside the host's calls. Calls on one stream must not overlap,
-/// but need not come from one thread. Calls on different streams may run at the same time. record() and stopRecord()
-/// block while files are written; where a small file cannot be replaced, for about a second.
+/// Threads: the module starts none and does all its work inside the host's calls. Calls on one stream must not overlap;
+/// they may come from several threads if the host orders them. Calls on different streams may run at the same time.
+/// record() and stopRecord() block while files are written; if a small file cannot be replaced, for about a second.
 ///
 /// Exceptions: no operation lets one out, whatever the host's own callbacks throw. The callbacks must not throw all the
 /// same: see IMOStreamContext.
@@ -71,10 +71,10 @@ class IMO_API IMOStreamAdaptor {
   ///
   /// Times: a time below the one before is lifted to it, with a warning. A jump ahead leaves numbers without a
   /// fragment, and each has an entry in the segment's index; a jump that would take the index beyond 64 MiB is refused,
-  /// and the stream goes on at times before it. In an append, times have to go on behind the end of what is there:
-  /// fragments are numbered by time, so of a clock that restarts behind the end nothing is recorded, and each fragment
-  /// fails with "afra index is corrupt". A clock that passes 2^32 ms has the same end: its times are lifted, and no
-  /// fragment ends.
+  /// and the stream goes on at times before it. In an append, times have to go on from the end of what is there:
+  /// fragments are numbered by time. A clock that starts again at earlier times gets nothing recorded, and each
+  /// fragment fails with "afra index is corrupt". Nor does a clock that has passed 2^32 ms: its times are lifted, and
+  /// no fragment ends any more.
   virtual bool record(void* handle, std::uint8_t type, const void* data, std::uint32_t size, std::uint32_t time) = 0;
   virtual bool flushSegment(void* handle, SegmentBounds* bounds) = 0;
   /// Finishes the recording's files. To be called once, after the last record(). What came behind the last whole

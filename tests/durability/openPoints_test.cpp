@@ -1,5 +1,5 @@
 // States that only an unlucky moment or another recorder leaves, and what an append makes of them.
-// Sizes at their edges: a day of fragments in one segment, times up to 2^32, files beyond 4 GiB.
+// Files beyond 4 GiB.
 // A host that has lost its mind: a hundred thousand calls of every type and size.
 
 #include <gtest/gtest.h>
@@ -126,29 +126,9 @@ TEST(NewRecordings, MeetNothingOfAnOldOneThatTheHostCannotRemove) {
 }
 
 constexpr std::uint32_t kGridMs = 4000;
-/// The last grid line below 2^32 milliseconds.
-constexpr std::uint32_t kLastLine = 4294964000U;
 
 StreamBuilder sparseVideo() {
   return stream().keyFramesEvery(kGridMs).framesEvery(1000);
-}
-
-TEST(Sizes, ADayOfNumbersUpToTheEndOfTimeIsContinued) {
-  constexpr std::uint32_t kNumbers = 21600;
-  constexpr std::uint32_t kStart = kLastLine - kNumbers * kGridMs;
-  Recorder recorder(loadModule());
-  recordAndCrash(recorder, sparseVideo().from(kStart).until(kStart + 4 * kGridMs + 1));
-  // Most of the day is passed over, so that each number has its entry.
-  for (const std::uint32_t from : {kLastLine - 8 * kGridMs, kLastLine - 3 * kGridMs}) {
-    const std::uint32_t end = from + 3 * kGridMs;
-    appendAndStop(recorder,
-                  sparseVideo().from(from).withoutHeaders().until(end) + std::vector{avcFrame(end, true, 50, 1)});
-  }
-  expectWhole(recorder);
-  const auto index = host::parseAfra(asBytes(recorder.content("Seg1.k2i")));
-  EXPECT_EQ(index.globalEntries.size(), kNumbers);
-  EXPECT_EQ(index.globalEntries.back().fragment, kLastLine / kGridMs);
-  EXPECT_TRUE(index.globalEntries.back().isWritten());
 }
 
 TEST(Sizes, ASegmentThatEndsBeyond4GiBIsContinued) {

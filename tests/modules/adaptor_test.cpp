@@ -165,13 +165,6 @@ TEST_F(AdaptorConfig, HoldsNumbersWithinTheirBounds) {
   EXPECT_EQ(number, -17);
 }
 
-TEST_F(AdaptorConfig, LeavesValuesOfMissingKeys) {
-  bool flag = true;
-  std::uint32_t number = 5;
-  EXPECT_FALSE(adaptor_.readConfigBool("absent", flag) || adaptor_.readConfigUnsigned("absent", number, 0, 10));
-  EXPECT_TRUE(flag && number == 5);
-}
-
 TEST_F(AdaptorConfig, GrowsTheBufferForALongValue) {
   host_.settings["key"] = std::string(500, ' ') + "42";
   std::uint32_t value = 0;

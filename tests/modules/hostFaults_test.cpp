@@ -112,13 +112,8 @@ TEST(ThrowingHost, CannotGetAnExceptionOutOfAnyOperation) {
     bool answer;
     const char* log;
   } rows[] = {{"readConfiguration", 1, create, false, ""},
-              {"fileContext", 1, open, false, "error: Unknown Error in init()\n"},
               {"property", 1, open, false, "error: Unknown Error in init()\n"},
-              {"pathStatus", 1, open, false, "error: Unknown Error in init()\n"},
               {"remove", 1, open, false, "error: Unknown Error in init()\n"},
-              {"createDirectory", 1, open, false, "error: Unknown Error in init()\n"},
-              {"open", 4000, record, false, "error: K2M error: 1\n"},
-              {"fileStatus", 4000, record, false, "error: K2M error: 1\n"},
               {"write", 4000, record, false, "error: K2M error: 1\n"},
               {"log", 1, refused, false, ""},
               {"close", 4001, stop, true, ""},
