@@ -28,9 +28,10 @@ void RecordSession::take(const InputMessage& message) {
   if (recording_.record(message)) return;
   const std::string reason = context_.errorCount() > errorsBefore ? context_.lastError() : "the module gave no reason";
   // Only a second answer tells why: a message that is refused is refused again, and one that was lost with a fragment
-  // that could not be written is kept now, since the stream has moved on.
+  // that could not be written is kept now, since the stream has moved on. One from before the recording's end is not
+  // sent again: no index would ever reach it.
   context_.hideRepeats(true);
-  const bool isKept = recording_.record(message);
+  const bool isKept = message.timeMs >= expectedMs_ && recording_.record(message);
   context_.hideRepeats(false);
   if (!isKept) refuse(message, reason);
 }
