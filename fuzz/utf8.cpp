@@ -4,7 +4,7 @@
 
 #include "fuzz/fuzzing.h"
 #include "util/NQStrUtil.h"
-#include "util/utf.h"
+#include "util/typeconvertor.h"
 
 void fuzz::target(Bytes input) {
   const std::string_view text(reinterpret_cast<const char*>(input.data()), input.size());

@@ -6,7 +6,7 @@
 #include "util/NQBuffer.h"
 #include "util/NQString.h"
 #include "util/NQThrowable.h"
-#include "util/serializer.h"
+#include "util/serializeutil.h"
 
 namespace qvs::util {
 

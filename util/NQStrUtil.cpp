@@ -6,7 +6,7 @@
 #include <string>
 
 #include "util/ScratchBuffer.h"
-#include "util/utf.h"
+#include "util/typeconvertor.h"
 #include "util/wideFormat.h"
 
 namespace qvs::util {

@@ -8,7 +8,7 @@
 
 namespace qvs::util {
 
-/// The UTF-8 form of a wide text (see util/utf.h).
+/// The UTF-8 form of a wide text (see util/typeconvertor.h).
 NQNarrowString toNarrow(std::u16string_view wide);
 
 /// Sets `out` to the text that `pattern` makes of the arguments, as told at `formatWide`; directly behind a "%", `s`

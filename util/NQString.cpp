@@ -1,7 +1,7 @@
 #include "util/NQString.h"
 
 #include "util/ScratchBuffer.h"
-#include "util/utf.h"
+#include "util/typeconvertor.h"
 
 namespace qvs::util {
 

@@ -39,7 +39,7 @@ class BasicNQString {
   /// Lengths as told at `textOf`, here and below.
   BasicNQString(const Char* text, std::int64_t length = -1) : BasicNQString(qvs::util::textOf(text, length)) {}
   explicit BasicNQString(View text) : block_(pool().intern(text)) {}
-  /// From UTF-8 (see util/utf.h); empty where that is invalid.
+  /// From UTF-8 (see util/typeconvertor.h); empty where that is invalid.
   explicit BasicNQString(std::string_view utf8) requires std::same_as<Char, char16_t>
       : block_(qvs::util::internUtf8(utf8)) {}
   explicit BasicNQString(const char* utf8, std::int64_t length = -1) requires std::same_as<Char, char16_t>

@@ -3,7 +3,7 @@
 #include <cstdarg>
 #include <string>
 
-#include "util/utf.h"
+#include "util/typeconvertor.h"
 #include "util/wideFormat.h"
 
 namespace qvs::util {

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "util/ScratchBuffer.h"
-#include "util/utf.h"
+#include "util/typeconvertor.h"
 #include "util/wideConversion.h"
 
 namespace qvs::util {

@@ -1,4 +1,4 @@
-#include "util/utf.h"
+#include "util/typeconvertor.h"
 
 namespace qvs::util {
 namespace {

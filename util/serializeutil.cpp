@@ -1,4 +1,4 @@
-#include "util/serializer.h"
+#include "util/serializeutil.h"
 
 #include <algorithm>
 
