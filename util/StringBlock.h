@@ -45,6 +45,10 @@ class StringBlock {
 
   /// Characters that a private block of a text has room for, terminator included: whole steps of 32.
   static constexpr std::size_t capacityFor(std::size_t length) { return (((length + 1) >> 5) + 1) * 32; }
+  /// Bytes of such a block.
+  static constexpr std::size_t privateSize(std::size_t length) {
+    return kStringHeaderSize + capacityFor(length) * sizeof(Char);
+  }
 
   void destroy();
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <type_traits>
+#include <memory>
 
 namespace qvs::util {
 namespace {
@@ -41,38 +41,66 @@ std::int32_t StringPool::maxPooledLengthFrom(const char* setting) {
 
 StringPool::StringPool(std::int32_t maxPooledLength)
     : maxPooledLength_(static_cast<std::size_t>(std::clamp(maxPooledLength, 0, kLongestLength))),
-      narrowShards_(std::make_unique<Shard<char>[]>(maxPooledLength_ + 1)),
-      wideShards_(std::make_unique<Shard<char16_t>[]>(maxPooledLength_ + 1)) {}
+      narrowShards_(maxPooledLength_ + 1),
+      narrowMaps_(maxPooledLength_ + 1),
+      wideShards_(maxPooledLength_ + 1),
+      wideMaps_(maxPooledLength_ + 1) {}
 
 template <typename Char>
 bool StringPool::ByContent<Char>::operator()(const Char* a, const Char* b) const {
   return std::memcmp(a, b, length * sizeof(Char)) < 0;
 }
 
-template <typename Char>
-StringPool::Shard<Char>& StringPool::shard(std::size_t length) {
-  if constexpr (std::is_same_v<Char, char>) {
-    return narrowShards_[length];
-  } else {
-    return wideShards_[length];
-  }
+template <>
+StringPool::Shards& StringPool::shards<char>() {
+  return narrowShards_;
+}
+
+template <>
+StringPool::Shards& StringPool::shards<char16_t>() {
+  return wideShards_;
+}
+
+template <>
+StringPool::Maps<char>& StringPool::maps<char>() {
+  return narrowMaps_;
+}
+
+template <>
+StringPool::Maps<char16_t>& StringPool::maps<char16_t>() {
+  return wideMaps_;
 }
 
 template <typename Char>
 StringBlock<Char> StringPool::intern(std::basic_string_view<Char> text) {
   if (text.empty()) return {};
   if (text.size() > maxPooledLength_) return StringBlock<Char>::makePrivate(text);
-  return shard<Char>(text.size()).intern(text);
+  Shard& shard = shards<Char>().at(text.size());
+  const MutexLock lock(&shard.mutex);
+  Map<Char>& map = maps<Char>().at(text.size(), ByContent<Char>{text.size()});
+  if (const auto found = map.find(text.data()); found != map.end()) {
+    ++found->second.useCount;
+    ++shard.statistics.hits;
+    return found->second.block;
+  }
+  Entry<Char> entry(text);
+  const StringBlock<Char> block = entry.block;
+  map.emplace(block.text(), std::move(entry));
+  ++shard.statistics.misses;
+  shard.statistics.internedChars += static_cast<std::uint32_t>(text.size());
+  return block;
 }
 
 template <typename Char>
 void StringPool::release(StringBlock<Char> block) noexcept {
   if (block.isEmptyString()) return;
-  if (block.isPrivate()) {
-    block.destroy();
-  } else {
-    shard<Char>(block.length()).release(block.text());
-  }
+  if (block.isPrivate()) return block.destroy();
+  Shard* const shard = shards<Char>().find(block.length());
+  if (shard == nullptr) return;
+  const MutexLock lock(&shard->mutex);
+  Map<Char>* const map = maps<Char>().find(block.length());
+  if (map == nullptr) return;
+  if (const auto found = map->find(block.text()); found != map->end()) --found->second.useCount;
 }
 
 template <typename Char>
@@ -108,52 +136,26 @@ void StringPool::makePrivate(StringBlock<Char>& block) {
 std::uint64_t StringPool::sweep() {
   const Presence presence(sweepCount_);
   if (!presence.isFirst()) return 0;
-  return sweepShards<char>() + sweepShards<char16_t>();
+  return sweepMaps<char>() + sweepMaps<char16_t>();
 }
 
 template <typename Char>
-std::uint64_t StringPool::sweepShards() {
+std::uint64_t StringPool::sweepMaps() {
   std::uint64_t freed = 0;
-  for (std::size_t length = 1; length <= maxPooledLength_; ++length) freed += length * shard<Char>(length).sweep();
+  shards<Char>().forEach([&](std::size_t length, Shard& shard) {
+    const MutexLock lock(&shard.mutex);
+    if (Map<Char>* const map = maps<Char>().find(length))
+      freed += length * std::erase_if(*map, [](const auto& entry) { return entry.second.useCount == 0; });
+  });
   return freed;
 }
 
 template <typename Char>
 StringPool::Statistics StringPool::statistics(std::size_t length) {
-  auto& of = shard<Char>(length);
-  const MutexLock lock(&of.mutex);
-  return of.statistics;
-}
-
-template <typename Char>
-StringBlock<Char> StringPool::Shard<Char>::intern(std::basic_string_view<Char> text) {
-  const MutexLock lock(&mutex);
-  if (!entries) entries.emplace(ByContent<Char>{text.size()});
-  if (const auto found = entries->find(text.data()); found != entries->end()) {
-    ++found->second.useCount;
-    ++statistics.hits;
-    return found->second.block;
-  }
-  Entry<Char> entry(text);
-  const StringBlock<Char> block = entry.block;
-  entries->emplace(block.text(), std::move(entry));
-  ++statistics.misses;
-  statistics.internedChars += static_cast<std::uint32_t>(text.size());
-  return block;
-}
-
-template <typename Char>
-void StringPool::Shard<Char>::release(const Char* text) noexcept {
-  const MutexLock lock(&mutex);
-  if (!entries) return;
-  if (const auto found = entries->find(text); found != entries->end()) --found->second.useCount;
-}
-
-template <typename Char>
-std::uint64_t StringPool::Shard<Char>::sweep() {
-  const MutexLock lock(&mutex);
-  if (!entries) return 0;
-  return std::erase_if(*entries, [](const auto& entry) { return entry.second.useCount == 0; });
+  Shard* const shard = shards<Char>().find(length);
+  if (shard == nullptr) return {};
+  const MutexLock lock(&shard->mutex);
+  return shard->statistics;
 }
 
 template StringBlock<char> StringPool::intern(std::basic_string_view<char>);

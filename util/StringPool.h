@@ -3,11 +3,10 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
-#include <memory>
-#include <optional>
 #include <string_view>
 #include <utility>
 
+#include "util/LazyArray.h"
 #include "util/QVSThreadUtils.h"
 #include "util/StringBlock.h"
 
@@ -25,7 +24,7 @@ class StringPool {
   /// What a setting of QVS_STRING_POOL means; 0 for null or a negative one. A block's length has 24 bits.
   static std::int32_t maxPooledLengthFrom(const char* setting);
 
-  /// Takes memory for each length up to `maxPooledLength`. Outlives the blocks that it shares.
+  /// A length takes memory once a text of it has come. Outlives the blocks that it shares.
   explicit StringPool(std::int32_t maxPooledLength);
   ~StringPool() = default;
   StringPool(const StringPool&) = delete;
@@ -60,7 +59,7 @@ class StringPool {
     std::uint32_t hits = 0;
     std::uint32_t misses = 0;
   };
-  /// Of the texts of one length, which is pooled.
+  /// Of the texts of one length; zeros where none has come.
   template <typename Char>
   Statistics statistics(std::size_t length);
 
@@ -87,29 +86,34 @@ class StringPool {
 
   /// The texts of one length.
   template <typename Char>
-  struct Shard {
-    using Entries = std::map<const Char*, Entry<Char>, ByContent<Char>>;
+  using Map = std::map<const Char*, Entry<Char>, ByContent<Char>>;
 
+  /// What guards these texts, and counts them.
+  struct Shard {
     Shard() { mutex.setSpinCount(1000); }
-    StringBlock<Char> intern(std::basic_string_view<Char> text);
-    void release(const Char* text) noexcept;
-    /// Answers how many texts it removed.
-    std::uint64_t sweep();
 
     NQThreadOnlyMutex mutex{true};
     Statistics statistics;
-    /// Made with the first text.
-    std::optional<Entries> entries;
   };
 
+  using Shards = LazyArray<Shard>;
   template <typename Char>
-  Shard<Char>& shard(std::size_t length);
+  using Maps = LazyArray<Map<Char>>;
+
   template <typename Char>
-  std::uint64_t sweepShards();
+  Shards& shards();
+  template <typename Char>
+  Maps<Char>& maps();
+  /// Answers the characters that were freed.
+  template <typename Char>
+  std::uint64_t sweepMaps();
 
   std::size_t maxPooledLength_;
-  std::unique_ptr<Shard<char>[]> narrowShards_;
-  std::unique_ptr<Shard<char16_t>[]> wideShards_;
+  // By the length of their texts. A shard comes first, its map with the first text, under the shard's lock.
+  Shards narrowShards_;
+  Maps<char> narrowMaps_;
+  Shards wideShards_;
+  Maps<char16_t> wideMaps_;
   std::atomic<std::int32_t> sweepCount_ = 0;
 };
 

@@ -18,7 +18,7 @@ class BadAllocation : public std::bad_alloc {
 };
 
 // Constants at first, so that static objects of other files may allocate while they are made.
-constinit std::atomic<MemPool*> theDefaultPool = nullptr;
+constinit std::atomic<MemPool*> defaultPool = nullptr;
 constinit std::atomic<OutOfMemoryHook> outOfMemoryHook = nullptr;
 
 class HeapLock {
@@ -37,28 +37,28 @@ class HeapLock {
 };
 
 MemPool* makePool() {
-  MemPool* const pool = MemPoolInit(poolSettings.flags | kSharedPool);
+  MemPool* const pool = MemPoolInit(poolFlags | kSharedPool);
   if (pool == nullptr) return nullptr;
-  if (poolSettings.pageSize != 0) MemPoolSetPageSize(pool, poolSettings.pageSize);
-  if (poolSettings.blockSize < kNoBlockSize) MemPoolSetBlockSizeFS(pool, poolSettings.blockSize);
+  if (poolPageSize != 0) MemPoolSetPageSize(pool, poolPageSize);
+  if (poolBlockSize < kNoBlockSize) MemPoolSetBlockSizeFS(pool, poolBlockSize);
   return pool;
 }
 
 /// Null where it cannot be made.
-MemPool* defaultPool() {
-  if (MemPool* const pool = theDefaultPool.load(std::memory_order_acquire); pool != nullptr) return pool;
+MemPool* poolInUse() {
+  if (MemPool* const pool = defaultPool.load(std::memory_order_acquire); pool != nullptr) return pool;
   const HeapLock lock;
   if (!lock.isHeld()) return nullptr;
-  MemPool* pool = theDefaultPool.load(std::memory_order_relaxed);
+  MemPool* pool = defaultPool.load(std::memory_order_relaxed);
   if (pool == nullptr) {
     pool = makePool();
-    theDefaultPool.store(pool, std::memory_order_release);
+    defaultPool.store(pool, std::memory_order_release);
   }
   return pool;
 }
 
 std::uint32_t fillFlag() {
-  return (poolSettings.flags & kZeroFilledPool) != 0 ? kMemZeroFill : 0;
+  return (poolFlags & kZeroFilledPool) != 0 ? kMemZeroFill : 0;
 }
 
 /// Gives somebody the chance to free memory.
@@ -72,7 +72,7 @@ void askForMemory() {
 template <typename Attempt>
 void* allocateFrom(MemPool* pool, const Attempt& attempt) {
   for (;;) {
-    MemPool* const own = defaultPool();
+    MemPool* const own = poolInUse();
     MemPool* const from = pool != nullptr ? pool : own;
     void* const block = from != nullptr ? attempt(from) : nullptr;
     if (block != nullptr) return block;
@@ -88,7 +88,7 @@ std::size_t roundedUp(std::size_t size) {
 }
 
 void* allocateOnce(std::size_t size, std::uint32_t flags) {
-  MemPool* const pool = defaultPool();
+  MemPool* const pool = poolInUse();
   return pool != nullptr ? MemAllocPtr(pool, size, flags) : nullptr;
 }
 
@@ -113,7 +113,9 @@ void* cPlain(std::size_t size) {
 
 }  // namespace
 
-constinit PoolSettings poolSettings;
+constinit std::uint32_t poolFlags = 0x8000;
+constinit std::uint16_t poolBlockSize = 0xFFFF;
+constinit std::uint32_t poolPageSize = 0;
 constinit CAllocation cAllocation = {cMalloc, cRealloc, release, cPlain};
 
 void* allocate(std::size_t size, std::uint32_t flags, MemPool* pool) {
@@ -138,7 +140,7 @@ void freeDefaultPool() noexcept {
   MemPool* pool = nullptr;
   {
     const HeapLock lock;
-    pool = theDefaultPool.exchange(nullptr);
+    pool = defaultPool.exchange(nullptr);
   }
   if (pool != nullptr) MemPoolFree(pool);
 }

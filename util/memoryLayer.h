@@ -9,16 +9,14 @@
 /// behind the C entries below. Open to all threads, and to objects with static storage before main.
 namespace qvs::util::memory {
 
-/// How the pool is made; to be set before its first block.
-struct PoolSettings {
-  /// With bit 3 all blocks are filled with zeros.
-  std::uint32_t flags = 0x8000;
-  /// Limit of fixed-size blocks; 0xFFFF is none.
-  std::uint16_t blockSize = 0xFFFF;
-  /// 0 is the heap's own.
-  std::uint32_t pageSize = 0;
-};
-extern PoolSettings poolSettings;
+// How the pool is made; to be set before its first block.
+
+/// With bit 3 all blocks are filled with zeros.
+extern std::uint32_t poolFlags;
+/// Limit of fixed-size blocks; 0xFFFF is none.
+extern std::uint16_t poolBlockSize;
+/// 0 is the heap's own.
+extern std::uint32_t poolPageSize;
 
 /// A block of at least one byte, from `pool` or, with null, the default one. `flags` are those of the heap. Where
 /// memory is short, the new handler is asked, or else the hook, and then the heap again: for as long as either returns.

@@ -1,6 +1,7 @@
 // Strings and their pool; their conversions, the formatter, and what is made of texts.
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <atomic>
 #include <cstddef>
@@ -61,6 +62,7 @@ TYPED_TEST(NQStringTest, TakesTextsByLengthOrTerminator) {
 }
 
 TYPED_TEST(NQStringTest, CopiesOwnTheirCharacters) {
+  using Tested = BasicNQString<TypeParam>;
   auto a = this->string("abc");
   auto b = a;
   const auto* const block = b.c_str();
@@ -68,6 +70,9 @@ TYPED_TEST(NQStringTest, CopiesOwnTheirCharacters) {
   EXPECT_EQ(b.makePrivate(), block) << "it is its own already";
   b.makePrivate()[0] = 'X';
   EXPECT_EQ(a, this->string("abc"));
+  Tested empty;
+  EXPECT_NE(empty.makePrivate(), Tested().c_str()) << "nobody writes what all empty strings share";
+  EXPECT_TRUE(empty.isPrivate() && empty.empty());
   const auto c = std::move(b);
   a = c;
   EXPECT_EQ(a, this->string("Xbc"));
@@ -103,7 +108,9 @@ TYPED_TEST(NQStringTest, AppendsInStepsOf32) {
 }
 
 TYPED_TEST(NQStringTest, ATextBeyondTheLengthFieldStaysWithinItsBlock) {
-  auto string = this->string("");
+  auto string = this->string(std::string(0xFFFFFF, 'x'));
+  EXPECT_EQ(string.length(), 0xFFFFFFU) << "the longest";
+  EXPECT_EQ(string.c_str()[0xFFFFFF], 0);
   string.assign(this->text(std::string(0x1000002, 'x')));
   EXPECT_EQ(string.length(), 2U);
   string.append(this->text(std::string(40, 'x')));
@@ -141,6 +148,24 @@ TEST(StringPool, KeepsAnUnusedTextUntilTheSweep) {
   EXPECT_NE(pool.intern("abd"sv), pool.intern("abe"sv));
   const auto statistics = pool.statistics<char>(3);
   EXPECT_EQ(std::tuple(statistics.hits, statistics.misses, statistics.internedChars), std::tuple(1U, 3U, 9U));
+}
+
+std::size_t bytesOfHeap() {
+  const auto heap = mallinfo2();
+  return heap.uordblks + heap.hblkhd;
+}
+
+TEST(StringPool, TakesMemoryForTheLengthsThatCame) {
+  const std::string longest(0xFFFFFF, 'x');
+  const std::size_t before = bytesOfHeap();
+  StringPool pool(0xFFFFFF);
+  const auto block = pool.intern(std::string_view(longest));
+  EXPECT_LT(bytesOfHeap(), before + 0xFFFFFF + 500000);
+  EXPECT_FALSE(block.isPrivate());
+  EXPECT_EQ(pool.intern(std::string_view(longest)), block);
+  for (int i = 0; i < 2; ++i) pool.release(block);
+  EXPECT_EQ(pool.sweep(), 0xFFFFFFU);
+  EXPECT_EQ(pool.statistics<char16_t>(5).misses, 0U);
 }
 
 TEST(StringPool, NeverWritesASharedBlock) {

@@ -121,7 +121,13 @@ class MemoryLayer : public testing::Test {
     EXPECT_EQ(fakeHeap.locked, 0);
     std::set_new_handler(nullptr);
     setOutOfMemoryHook(nullptr);
-    poolSettings = {};
+    setPool(0x8000, 0xFFFF, 0);
+  }
+
+  static void setPool(std::uint32_t flags, std::uint16_t blockSize, std::uint32_t pageSize) {
+    poolFlags = flags;
+    poolBlockSize = blockSize;
+    poolPageSize = pageSize;
   }
 
   /// What the heap was asked for since the last look.
@@ -155,15 +161,15 @@ TEST_F(MemoryLayer, TakesThePoolThatAnotherThreadMakesFirst) {
 }
 
 TEST_F(MemoryLayer, ThePoolIsMadeAsTheSettingsSay) {
-  const std::pair<PoolSettings, const char*> rows[] = {
-      {{0x8000, 0xFFFF, 0}, "init(8000) alloc(a,0) freeBlock()"},
-      {{0, 0xFFFE, 0}, "init(8000) blockSize(fffe) alloc(a,0) freeBlock()"},
-      {{2, 0xFFFF, 4096}, "init(8002) pageSize(1000) alloc(a,0) freeBlock()"},
-      {{8, 0, 1}, "init(8008) pageSize(1) blockSize(0) alloc(a,1) freeBlock()"}};
-  for (const auto& [settings, expected] : rows) {
+  const std::tuple<std::uint32_t, std::uint16_t, std::uint32_t, const char*> rows[] = {
+      {0x8000, 0xFFFF, 0, "init(8000) alloc(a,0) freeBlock()"},
+      {0, 0xFFFE, 0, "init(8000) blockSize(fffe) alloc(a,0) freeBlock()"},
+      {2, 0xFFFF, 4096, "init(8002) pageSize(1000) alloc(a,0) freeBlock()"},
+      {8, 0, 1, "init(8008) pageSize(1) blockSize(0) alloc(a,1) freeBlock()"}};
+  for (const auto& [flags, blockSize, pageSize, expected] : rows) {
     freeDefaultPool();
     calls();
-    poolSettings = settings;
+    setPool(flags, blockSize, pageSize);
     allocateOnce(10);
     EXPECT_EQ(calls(), expected);
   }

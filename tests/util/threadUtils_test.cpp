@@ -23,6 +23,22 @@ TEST(NQThreadOnlyMutex, AnswersTrueAndBeginsWithoutSpinning) {
   std::thread([&] { EXPECT_TRUE(mutex.lock() && mutex.unlock()); }).join();
 }
 
+struct NotingMutex : NQThreadOnlyMutex {
+  NotingMutex() : NQThreadOnlyMutex(true) {}
+  void noteLocked() override { notes += '+'; }
+  void noteUnlocked() override { notes += '-'; }
+  std::string notes;
+};
+
+TEST(NQThreadOnlyMutex, NotesEachLevelOnce) {
+  NotingMutex mutex;
+  {
+    const MutexLock outer(&mutex), inner(&mutex);
+    EXPECT_EQ(mutex.notes, "++");
+  }
+  EXPECT_EQ(mutex.notes, "++--");
+}
+
 /// Writes down what is asked of it.
 class LoggingMutex : public IMutex {
  public:
