@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -116,6 +119,89 @@ void splitAggregate(benchmark::State& state) {
   countAllocations(state, before);
 }
 
+/// Payloads of which each byte makes as much of a decoder's memory as its format lets it.
+struct Shape {
+  const char* name;
+  /// Behind the name "onMetaData"; `%` stands for the element count, as AMF0 or as AMF3 writes it.
+  std::string_view front;
+  std::string_view element;
+  std::string_view back = {};
+};
+using namespace std::string_view_literals;
+constexpr Shape kShapes[] = {
+    {"AMF0 numbers", "\x0a%"sv, "\0\x3f\xf0\0\0\0\0\0\0"sv},
+    {"AMF0 nulls", "\x0a%"sv, "\x05"sv},
+    {"AMF0 arguments", ""sv, "\x05"sv},
+    {"AMF0 objects", "\x0a%"sv, "\x03\0\0\x09"sv},
+    {"AMF0 members", "\x03"sv, "\0\x02#\x05"sv, "\0\0\x09"sv},
+    {"AMF0 long texts", "\x0a%"sv, "\x02\0\x28xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx"sv},
+    {"AMF3 integers", "\x11\x09%\x01"sv, "\x04\x05"sv},
+    {"AMF3 byte arrays", "\x11\x09%\x01"sv, "\x0c\x01"sv},
+    {"AMF3 strings", "\x11\x09%\x01"sv, "\x06\x05#"sv},
+    {"AMF3 dates", "\x11\x09%\x01"sv, "\x08\x01\0\0\0\0\0\0\0\0"sv},
+    {"AMF3 objects", "\x11\x09%\x01"sv, "\x0a\x03\x01"sv},
+    {"AMF3 arrays", "\x11\x09%\x01"sv, "\x09\x01\x01"sv},
+    {"AMF3 class names", "\x11\x0a%\x01"sv, "\x01"sv},
+    {"AMF3 vector", "\x11\x0d%\0"sv, "\0\0\0\1"sv},
+};
+
+void putCount(qvs::util::ByteWriter& out, const Shape& shape, std::size_t count) {
+  const auto number = static_cast<std::uint32_t>(count);
+  if (shape.front.front() == '\x0a') return out.u32(number);
+  // A class tells its members above four bits of the U29, an array its elements above one.
+  const std::uint32_t head = shape.front[1] == '\x0a' ? number << 4 | 3 : number << 1 | 1;
+  out.u8(static_cast<std::uint8_t>(0x80 | head >> 22));
+  out.u8(static_cast<std::uint8_t>(0x80 | head >> 15));
+  out.u8(static_cast<std::uint8_t>(0x80 | head >> 8));
+  out.u8(static_cast<std::uint8_t>(head));
+}
+
+/// A payload of about `size` bytes; `#` in an element are two letters that differ from element to element.
+Bytes payloadOf(const Shape& shape, std::size_t size) {
+  const std::size_t count = (size - 32) / (shape.element.size() + (shape.element.find('#') != shape.element.npos));
+  qvs::util::ByteWriter out;
+  out.bytes(qvs::util::asBytes("\x02\0\x0aonMetaData"sv));
+  for (const char c : shape.front) {
+    if (c == '%')
+      putCount(out, shape, count);
+    else
+      out.u8(static_cast<std::uint8_t>(c));
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    for (const char c : shape.element) {
+      if (c == '#')
+        out.u16(static_cast<std::uint16_t>(0x4141 + i % 0x3E00));
+      else
+        out.u8(static_cast<std::uint8_t>(c));
+    }
+  }
+  out.bytes(qvs::util::asBytes(shape.back));
+  return {out.bytes().begin(), out.bytes().end()};
+}
+
+/// At most how much memory a payload takes while it is read, a byte of it, and whether it was taken.
+void decodeLarge(benchmark::State& state) {
+  const Shape& shape = kShapes[state.range(0)];
+  const Bytes payload = payloadOf(shape, static_cast<std::size_t>(state.range(1)) << 10);
+  const std::int64_t before = bench::allocationCount().liveBytes;
+  bench::resetPeak();
+  bool isTaken = true;
+  for (auto _ : state) {
+    try {
+      const NQCommand command(qvs::MessageKind::kData, payload, true);
+    } catch (const NQBreakConnection&) {
+      isTaken = false;
+    }
+  }
+  state.SetLabel(std::string(shape.name) + (isTaken ? "" : ", refused"));
+  state.counters["peak/byte"] =
+      static_cast<double>(bench::allocationCount().peakBytes - before) / static_cast<double>(payload.size());
+}
+
+BENCHMARK(decodeLarge)
+    ->ArgNames({"shape", "KiB"})
+    ->ArgsProduct({benchmark::CreateDenseRange(0, std::size(kShapes) - 1, 1), {64, 1024, 16383}})
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(decodeMetadata)->Arg(0)->Arg(3)->ArgName("AMF");
 BENCHMARK(parseAggregate);
 BENCHMARK(splitAggregate);

@@ -1,6 +1,7 @@
 #include "server/NQCSerializer.h"
 
 #include <string>
+#include <utility>
 
 #include "server/serializerContexts.h"
 
@@ -12,7 +13,8 @@ constexpr auto kEnd = static_cast<std::uint8_t>(NQDataKind::kObjectEndType);
 
 std::uint8_t NQCSerializer::readValue(NQDataValue& value, NQTextPtr* name) {
   return inContext(context::kValue, [&] {
-    if (name != nullptr) *name = readString16();
+    if (name != nullptr) *name = readName16();
+    if (!errorFlag()) takeValue();
     const std::uint8_t marker = errorFlag() ? kEnd : readByte();
     if (!errorFlag()) readBody(NQDataKind{marker}, value);
     return errorFlag() ? kEnd : marker;
@@ -30,6 +32,19 @@ void NQCSerializer::clearTables() {
   clearStrings();
   objectTable_.clear();
   classTable_.clear();
+}
+
+NQDataArrayPtr NQCSerializer::newArray(std::size_t room) {
+  if (!takeMemory(NQDataArray::costOf(room) + sizeof(ObjectTable::Entry))) return {};
+  return NQDataArrayPtr::make(room);
+}
+
+void NQCSerializer::append(NQDataArray& array, NQTextPtr name, NQDataValue value) {
+  if (takeMemory(array.costOfNext(false))) array.append(std::move(name), std::move(value));
+}
+
+void NQCSerializer::appendElement(NQDataArray& array, NQDataValue value) {
+  if (takeMemory(array.costOfNext(true))) array.appendElement(std::move(value));
 }
 
 void NQCSerializer::refuseNesting() {

@@ -55,6 +55,13 @@ class NQCSerializer : public NQAMF3Parser {
   }
   void refuseNesting();
 
+  // Reading: what is made of a payload is taken from its allowance first.
+
+  /// An array to be entered, with room for values. Null on an error.
+  NQDataArrayPtr newArray(std::size_t room = 0);
+  void append(NQDataArray& array, NQTextPtr name, NQDataValue value);
+  void appendElement(NQDataArray& array, NQDataValue value);
+
   // AMF0, reading: what follows a marker.
   void readBody(NQDataKind marker, NQDataValue& value);
   void readReference(NQDataValue& value);
@@ -81,7 +88,7 @@ class NQCSerializer : public NQAMF3Parser {
   void readAMF3Body(Amf3Marker marker, NQDataValue& value);
   std::optional<std::uint32_t> readAMF3Head(Amf3Marker marker, NQDataValue& value);
   void readAMF3Reference(std::uint32_t index, Amf3Marker marker, NQDataValue& value);
-  void enterLeaf(Amf3Marker marker, const NQTextPtr& name, const NQDataValue& value);
+  void enterLeaf(Amf3Marker marker, const NQDataValue& value);
   void readAMF3Integer(NQDataValue& value);
   void readAMF3Double(NQDataValue& value);
   void readAMF3Xml(Amf3Marker marker, NQDataValue& value);
@@ -98,6 +105,7 @@ class NQCSerializer : public NQAMF3Parser {
   void readVectorElement(Amf3Marker marker, NQDataArray& array);
   void readDictionary(NQDataValue& value);
   void readMember(NQDataArray& array, NQTextPtr name);
+  void readElement(NQDataArray& array);
   NQTextPtr readName();
 
   // AMF3, writing.

@@ -1,6 +1,5 @@
 // AMF3, as it is read: what has members.
 
-#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -16,6 +15,9 @@ constexpr std::uint32_t kInlineObject = 1;
 constexpr std::uint32_t kInlineClass = 2;
 constexpr std::uint32_t kExternalizableClass = 4;
 constexpr std::uint32_t kDynamicClass = 8;
+
+/// In front of the elements of a vector or dictionary, at the most.
+constexpr std::size_t kHeadMembers = 3;
 
 /// Bytes that a vector's element takes at least.
 std::uint32_t widthOf(Amf3Marker marker) {
@@ -35,11 +37,6 @@ NQDataValue containerOf(const NQDataArrayPtr& array, Amf3Marker marker) {
   return value;
 }
 
-/// Room for what a count tells, up to the usual: counts within counts may all have told the same bytes.
-NQDataArrayPtr makeArray(std::size_t count) {
-  return NQDataArrayPtr::make(std::min(count, NQDataArray::kUsualRoom));
-}
-
 }  // namespace
 
 void NQCSerializer::readAMF3Array(NQDataValue& value) {
@@ -47,21 +44,23 @@ void NQCSerializer::readAMF3Array(NQDataValue& value) {
   if (!count) return;
   if (*count > remaining())
     return reportError(position(), "while serializing the array atom,array length found greater than remaining bytes");
-  const auto array = makeArray(*count);
+  const auto array = newArray(*count);
+  if (!array) return;
   value = NQDataValue::container(NQDataKind::kArrayType, array);
   within(array, Amf3Marker::kArray, [&] {
     // The named members come first and are stored last.
     const auto named = NQDataArrayPtr::make(0U);
     readDynamic(*named);
-    for (std::uint32_t i = 0; i < *count && !errorFlag(); ++i) readMember(*array, makeText(std::to_string(i)));
-    for (std::size_t i = 0; i < named->size(); ++i) array->append(named->nameText(i), named->value(i));
+    for (std::uint32_t i = 0; i < *count && !errorFlag(); ++i) readElement(*array);
+    for (std::size_t i = 0; i < named->size(); ++i) append(*array, named->nameText(i), named->value(i));
   });
 }
 
 void NQCSerializer::readAMF3Object(NQDataValue& value) {
   const auto rest = readAMF3Head(Amf3Marker::kObject, value);
   if (!rest) return;
-  const auto array = NQDataArrayPtr::make();
+  const auto array = newArray();
+  if (!array) return;
   value = containerOf(array, Amf3Marker::kObject);
   within(array, Amf3Marker::kObject, [&] { readObjectMembers(*rest << 1 | kInlineObject, *array); });
 }
@@ -77,14 +76,17 @@ void NQCSerializer::readObjectMembers(std::uint32_t head, NQDataArray& array) {
                                        std::to_string(head) + "). Server doesn't has support for IExternalizable yet.");
   const ClassTraits* const traits = (head & kInlineClass) != 0 ? readTraits(head) : knownTraits(head >> 2);
   if (traits == nullptr) return;
-  array.append(memberNames().constructor, NQDataValue::string(traits->name));
+  append(array, memberNames().constructor, NQDataValue::string(traits->name));
   for (std::size_t i = 0; i < traits->members.size() && !errorFlag(); ++i) readMember(array, traits->members[i]);
   if (traits->isDynamic && !errorFlag()) readDynamic(array);
 }
 
 const NQCSerializer::ClassTraits* NQCSerializer::readTraits(std::uint32_t head) {
+  const std::uint32_t count = head >> 4;
+  if (!takeMemory(sizeof(ClassTraits) + count * sizeof(NQTextPtr) + ReadAllowance::kPerBlock)) return nullptr;
   ClassTraits traits{.isDynamic = (head & kDynamicClass) != 0, .name = readName(), .members = {}};
-  for (std::uint32_t i = 0; i < head >> 4 && !errorFlag(); ++i) traits.members.push_back(readName());
+  traits.members.reserve(count);
+  while (traits.members.size() < count && !errorFlag() && takeValue()) traits.members.push_back(readName());
   if (errorFlag()) return nullptr;
   return &classTable_.emplace_back(std::move(traits));
 }
@@ -113,26 +115,28 @@ void NQCSerializer::readVector(Amf3Marker marker, NQDataValue& value) {
   if (std::uint64_t{*count} * widthOf(marker) > remaining())
     return reportError(position(),
                        "while serializing the vector object atom,array length found greater than remaining bytes");
-  const auto array = makeArray(*count);
+  const auto array = newArray(*count + kHeadMembers);
+  if (!array) return;
   value = containerOf(array, marker);
   within(array, marker, [&] {
-    array->append(memberNames().size, NQDataValue::number(*count));
-    array->append(memberNames().fixed, NQDataValue::boolean(isFixed));
+    append(*array, memberNames().size, NQDataValue::number(*count));
+    append(*array, memberNames().fixed, NQDataValue::boolean(isFixed));
     if (marker == Amf3Marker::kVectorObject)
-      array->append(memberNames().closure, NQDataValue::string(readAMF3String()));
+      append(*array, memberNames().closure, NQDataValue::string(readAMF3String()));
     for (std::uint32_t i = 0; i < *count && !errorFlag(); ++i) readVectorElement(marker, *array);
   });
 }
 
 void NQCSerializer::readVectorElement(Amf3Marker marker, NQDataArray& array) {
   const NQTextPtr& name = memberNames().value;
+  if (marker != Amf3Marker::kVectorObject && !takeValue()) return;
   switch (marker) {
     case Amf3Marker::kVectorInt:
-      return array.append(name, NQDataValue::number(static_cast<std::int32_t>(readInt32())));
+      return append(array, name, NQDataValue::number(static_cast<std::int32_t>(readInt32())));
     case Amf3Marker::kVectorUint:
-      return array.append(name, NQDataValue::number(readInt32()));
+      return append(array, name, NQDataValue::number(readInt32()));
     case Amf3Marker::kVectorDouble:
-      return array.append(name, NQDataValue::number(readDouble()));
+      return append(array, name, NQDataValue::number(readDouble()));
     default:
       return readMember(array, name);
   }
@@ -146,11 +150,12 @@ void NQCSerializer::readDictionary(NQDataValue& value) {
   if (std::uint64_t{*count} * 2 > remaining())
     return reportError(position(),
                        "while serializing the dictionary atom,array length found greater than remaining bytes");
-  const auto array = makeArray(*count);
+  const auto array = newArray(2 * std::size_t{*count} + kHeadMembers);
+  if (!array) return;
   value = containerOf(array, Amf3Marker::kDictionary);
   within(array, Amf3Marker::kDictionary, [&] {
-    array->append(memberNames().size, NQDataValue::number(*count));
-    array->append(memberNames().weak, NQDataValue::boolean(isWeak));
+    append(*array, memberNames().size, NQDataValue::number(*count));
+    append(*array, memberNames().weak, NQDataValue::boolean(isWeak));
     for (std::uint32_t i = 0; i < *count && !errorFlag(); ++i) {
       readMember(*array, memberNames().key);
       if (!errorFlag()) readMember(*array, memberNames().value);
@@ -161,7 +166,13 @@ void NQCSerializer::readDictionary(NQDataValue& value) {
 void NQCSerializer::readMember(NQDataArray& array, NQTextPtr name) {
   NQDataValue value;
   readAMF3(value);
-  if (!errorFlag()) array.append(std::move(name), std::move(value));
+  if (!errorFlag()) append(array, std::move(name), std::move(value));
+}
+
+void NQCSerializer::readElement(NQDataArray& array) {
+  NQDataValue value;
+  readAMF3(value);
+  if (!errorFlag()) appendElement(array, std::move(value));
 }
 
 NQTextPtr NQCSerializer::readName() {

@@ -3,7 +3,6 @@
 #include <string>
 
 #include "server/NQCSerializer.h"
-#include "server/memberNames.h"
 #include "server/serializerContexts.h"
 
 namespace {
@@ -33,7 +32,8 @@ std::string tableOf(Amf3Marker marker) {
 
 void NQCSerializer::readAMF3(NQDataValue& value) {
   inContext(context::kAmf3Value, [&] {
-    const Amf3Marker marker{readByte()};
+    if (!errorFlag()) takeValue();
+    const Amf3Marker marker{errorFlag() ? std::uint8_t{0} : readByte()};
     if (!errorFlag()) readAMF3Body(marker, value);
   });
 }
@@ -98,7 +98,7 @@ void NQCSerializer::readAMF3Reference(std::uint32_t index, Amf3Marker marker, NQ
     case Amf3Marker::kXmlDocument:
     case Amf3Marker::kXml:
     case Amf3Marker::kByteArray:
-      value = entry->array->value(0);
+      value = entry->value;
       return;
     case Amf3Marker::kArray:
       value = referenceTo(*entry, NQDataKind::kArrayType);
@@ -109,10 +109,8 @@ void NQCSerializer::readAMF3Reference(std::uint32_t index, Amf3Marker marker, NQ
   }
 }
 
-void NQCSerializer::enterLeaf(Amf3Marker marker, const NQTextPtr& name, const NQDataValue& value) {
-  const auto array = NQDataArrayPtr::make(1U);
-  array->append(name, value);
-  objectTable_.enter(array, marker);
+void NQCSerializer::enterLeaf(Amf3Marker marker, const NQDataValue& value) {
+  if (takeMemory(sizeof(ObjectTable::Entry))) objectTable_.enter(value, marker);
 }
 
 void NQCSerializer::readAMF3Integer(NQDataValue& value) {
@@ -135,13 +133,13 @@ void NQCSerializer::readAMF3Xml(Amf3Marker marker, NQDataValue& value) {
                                        " of string is found greater than remaining bytes");
   value = NQDataValue::xml(readString(*length));
   value.setSubKind(numberOf(marker));
-  enterLeaf(marker, memberNames().xml, value);
+  enterLeaf(marker, value);
 }
 
 void NQCSerializer::readAMF3Date(NQDataValue& value) {
   if (!readAMF3Head(Amf3Marker::kDate, value)) return;
   value = NQDataValue::date(readDouble());
-  enterLeaf(Amf3Marker::kDate, memberNames().time, value);
+  enterLeaf(Amf3Marker::kDate, value);
 }
 
 void NQCSerializer::readAMF3Bytes(NQDataValue& value) {
@@ -150,7 +148,9 @@ void NQCSerializer::readAMF3Bytes(NQDataValue& value) {
   if (*length > remaining())
     return reportError(position(),
                        "while serializing the byte array atom,length of data is found greater than remaining bytes\n");
-  value = NQDataValue::blob(readBytes(*length), 0, *length);
+  const auto memory = readBytes(*length);
+  if (!memory) return;
+  value = NQDataValue::blob(memory, 0, *length);
   value.setSubKind(numberOf(Amf3Marker::kByteArray));
-  enterLeaf(Amf3Marker::kByteArray, memberNames().bytes, value);
+  enterLeaf(Amf3Marker::kByteArray, value);
 }

@@ -40,7 +40,7 @@ std::size_t denseCount(const NQDataValue& value) {
   const NQDataArray& array = *value.array();
   if (value.kind() == NQDataKind::kStrictArrayType) return array.size();
   std::size_t count = 0;
-  while (count < array.size() && array.name(count).view() == std::to_string(count)) ++count;
+  while (count < array.size() && array.isNamedByIndex(count)) ++count;
   return count;
 }
 

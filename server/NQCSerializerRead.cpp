@@ -1,7 +1,6 @@
 // AMF0, as it is read.
 
-#include <algorithm>
-#include <string>
+#include <utility>
 
 #include "server/NQCSerializer.h"
 #include "server/memberNames.h"
@@ -59,22 +58,25 @@ void NQCSerializer::readReference(NQDataValue& value) {
 }
 
 void NQCSerializer::readObject(NQDataValue& value) {
-  const auto array = NQDataArrayPtr::make();
+  const auto array = newArray();
+  if (!array) return;
   value = NQDataValue::container(NQDataKind::kObjectType, array);
   within(array, ObjectTable::kAMF0, [&] { readMembers(*array); });
 }
 
 void NQCSerializer::readTypedObject(NQDataValue& value) {
-  const auto array = NQDataArrayPtr::make();
+  const auto array = newArray();
+  if (!array) return;
   value = NQDataValue::container(NQDataKind::kTypedObjectType, array);
   within(array, ObjectTable::kAMF0, [&] {
-    array->append(memberNames().constructor, NQDataValue::string(readString16()));
+    append(*array, memberNames().constructor, NQDataValue::string(readName16()));
     if (!errorFlag()) readMembers(*array);
   });
 }
 
 void NQCSerializer::readArray(NQDataValue& value) {
-  const auto array = NQDataArrayPtr::make();
+  const auto array = newArray();
+  if (!array) return;
   value = NQDataValue::container(NQDataKind::kArrayType, array);
   // The count is a hint, and encoders write 0 as well.
   readInt32();
@@ -86,7 +88,7 @@ void NQCSerializer::readMembers(NQDataArray& array) {
     NQTextPtr name;
     NQDataValue value;
     if (NQDataKind{readValue(value, &name)} == NQDataKind::kObjectEndType) return;
-    array.append(std::move(name), std::move(value));
+    append(array, std::move(name), std::move(value));
   }
 }
 
@@ -96,15 +98,15 @@ void NQCSerializer::readStrictArray(NQDataValue& value) {
   if (count > remaining())
     return reportError(position(),
                        "while serializing the array length,length of array is found longer than remaining bytes");
-  // No more room than for a few: an array that lies in another one may have told the same bytes before.
-  const auto array = NQDataArrayPtr::make(std::min<std::size_t>(count, NQDataArray::kUsualRoom));
+  const auto array = newArray(count);
+  if (!array) return;
   value = NQDataValue::container(NQDataKind::kArrayType, array);
   within(array, ObjectTable::kAMF0, [&] {
     for (std::uint32_t i = 0; i < count; ++i) {
       NQDataValue element;
       readValue(element);
       if (errorFlag()) return;
-      array->append(makeText(std::to_string(i)), std::move(element));
+      appendElement(*array, std::move(element));
     }
   });
 }

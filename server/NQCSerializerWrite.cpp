@@ -123,7 +123,10 @@ void NQCSerializer::writeMembers(NQDataKind kind, const NQDataArray& array) {
 }
 
 void NQCSerializer::writeNamed(const NQDataArray& array, std::size_t first) {
-  for (std::size_t i = first; i < array.size(); ++i) writeValue(array.value(i), &array.nameText(i));
+  for (std::size_t i = first; i < array.size(); ++i) {
+    const NQTextPtr name = array.nameText(i);
+    writeValue(array.value(i), &name);
+  }
   writeString16({});
   writeMarker(NQDataKind::kObjectEndType);
 }

@@ -1,5 +1,6 @@
 #include "server/NQCommand.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "server/NQCommandTable.h"
@@ -133,9 +134,18 @@ void NQCommand::readParts(MessageKind kind, Stage& stage) {
 void NQCommand::readArguments() {
   while (true) {
     NQDataValue argument;
-    if (!readPart(argument)) return;
+    if (!readPart(argument) || !makeArgumentRoom()) return;
     addArgument(std::move(argument));
   }
+}
+
+bool NQCommand::makeArgumentRoom() {
+  constexpr std::size_t kLeastRoom = 4;
+  if (arguments_.size() < arguments_.capacity()) return true;
+  const std::size_t room = std::max(kLeastRoom, 2 * arguments_.size());
+  if (!takeMemory(room * sizeof(NQDataValue))) return false;
+  arguments_.reserve(room);
+  return true;
 }
 
 bool NQCommand::readPart(NQDataValue& part) {

@@ -70,6 +70,8 @@ class NQCommand final : public NQCSerializer {
   void parse(qvs::MessageKind kind, bool startsWithEncoding);
   void readParts(qvs::MessageKind kind, Stage& stage);
   void readArguments();
+  /// For one more; false where the payload may not have it.
+  bool makeArgumentRoom();
   /// Reads a value, which a fault leaves as it was. False on a fault, and at the end of the payload.
   bool readPart(NQDataValue& part);
   void logFailure(qvs::MessageKind kind, Stage stage);

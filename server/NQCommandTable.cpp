@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/algorithm/string/predicate.hpp>
-#include <locale>
+
+#include "util/asciiCase.h"
 
 namespace {
 
-/// A command's number is its place. In the order of `isLess`.
+/// A command's number is its place. In the order of `lessInAnyCase`.
 constexpr std::array<std::string_view, 23> kCommands = {
     "",           "@getStats",     "closeStream", "connect",       "createStream", "deleteStream",
     "initStream", "loadSegment",   "onMCastJoin", "onStatus",      "pause",        "pauseRaw",
@@ -15,14 +15,10 @@ constexpr std::array<std::string_view, 23> kCommands = {
     "seekRaw",    "setFarAddress", "setPeerInfo", "startTransmit", "stopTransmit",
 };
 
-bool isLess(std::string_view left, std::string_view right) {
-  return boost::algorithm::ilexicographical_compare(left, right, std::locale::classic());
-}
-
 }  // namespace
 
 std::uint32_t commandIdOf(std::string_view name) {
-  const auto* const found = std::lower_bound(kCommands.begin(), kCommands.end(), name, isLess);
-  if (found == kCommands.end() || isLess(name, *found)) return 0;
+  const auto* const found = std::lower_bound(kCommands.begin(), kCommands.end(), name, qvs::util::lessInAnyCase);
+  if (found == kCommands.end() || qvs::util::lessInAnyCase(name, *found)) return 0;
   return static_cast<std::uint32_t>(found - kCommands.begin());
 }

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <optional>
-#include <vector>
 
 #include "server/Amf3Marker.h"
 #include "shared_nqserver/NQDataArray.h"
@@ -16,8 +16,8 @@ class ObjectTable {
   static constexpr Amf3Marker kAMF0 = Amf3Marker::kString;
 
   struct Entry {
-    /// Of a date, XML or byte array: with it as the one member, or null while writing.
-    NQDataArrayPtr array;
+    /// Over the array of what has members; else the date, XML or byte array itself, undefined while writing.
+    NQDataValue value;
     /// The AMF3 marker that brought it, or kAMF0. Stands here and not with the array, which may go to several
     /// serializers in several forms.
     Amf3Marker objectKind = kAMF0;
@@ -28,7 +28,7 @@ class ObjectTable {
   /// Opens an entry for a scope. The table is not cleared meanwhile.
   class Opening {
    public:
-    Opening(ObjectTable& table, NQDataArrayPtr array, Amf3Marker objectKind);
+    Opening(ObjectTable& table, const NQDataArrayPtr& array, Amf3Marker objectKind);
     ~Opening();
     Opening(const Opening&) = delete;
     Opening& operator=(const Opening&) = delete;
@@ -41,7 +41,7 @@ class ObjectTable {
   std::size_t nextObjectIndex() const { return entries_.size(); }
   /// How many entries are open, one in another.
   std::size_t openCount() const { return openCount_; }
-  void enter(NQDataArrayPtr array, Amf3Marker objectKind);
+  void enter(NQDataValue value, Amf3Marker objectKind);
   void clear() { entries_.clear(); }
 
   /// Null past the end. A view, until the next entry.
@@ -50,7 +50,8 @@ class ObjectTable {
   std::optional<std::uint32_t> find(const NQDataArray* array, std::optional<Amf3Marker> objectKind) const;
 
  private:
-  std::vector<Entry> entries_;
+  /// A deque, which takes no more than it holds while it grows.
+  std::deque<Entry> entries_;
   std::size_t openCount_ = 0;
 };
 

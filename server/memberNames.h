@@ -13,10 +13,6 @@ struct MemberNames {
   const NQTextPtr weak = makeText("weak");
   const NQTextPtr key = makeText("key");
   const NQTextPtr value = makeText("value");
-  // What stands in the reference table for a value that has no members.
-  const NQTextPtr time = makeText("time");
-  const NQTextPtr xml = makeText("xml");
-  const NQTextPtr bytes = makeText("bytes");
 };
 
 inline const MemberNames& memberNames() {

@@ -84,7 +84,7 @@ void appendArguments(std::string& out, const NQCommand& command) {
 void appendCommand(std::string& out, const qvs::SingleMessagePtr& message) {
   try {
     const NQCommand command(message, true);
-    out.append(" trxId=").append(std::to_string(command.transactionId().toInt64()));
+    appendSigned(out, " trxId=", static_cast<std::int32_t>(command.transactionId().toInt64()));
     appendLabel(out, encodingName(command.encoding()), "encoding=", command.encoding());
     out.append(" ").append(command.nameText()).append(" cmdData=(");
     dumpValue(out, command.commandObject());

@@ -4,7 +4,7 @@
 
 std::optional<NQTextPtr> classNameOf(const NQDataArray& object) {
   const NQDataValue& first = object.value(0);
-  if (first.kind() != NQDataKind::kStringType || object.name(0) != memberNames().constructor->string())
+  if (first.kind() != NQDataKind::kStringType || object.name(0) != memberNames().constructor->string().view())
     return std::nullopt;
   return first.text();
 }

@@ -54,7 +54,7 @@ NQTextPtr NQAMF3Parser::readAMF3String() {
 
 NQTextPtr NQAMF3Parser::readInlineString(std::uint32_t length) {
   NQTextPtr text = readString(length);
-  if (text) stringTable_.push_back(text);
+  if (text && takeMemory(sizeof(NQTextPtr))) stringTable_.push_back(text);
   return text;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <string_view>
-#include <vector>
 
 #include "shared_nqserver/nqparser.h"
 
@@ -23,5 +23,6 @@ class NQAMF3Parser : public NQDataParser {
  private:
   NQTextPtr readInlineString(std::uint32_t length);
 
-  std::vector<NQTextPtr> stringTable_;
+  /// A deque, which takes no more than it holds while it grows.
+  std::deque<NQTextPtr> stringTable_;
 };

@@ -1,27 +1,43 @@
 #include "shared_nqserver/NQDataArray.h"
 
-#include <boost/algorithm/string/predicate.hpp>
-#include <locale>
+#include <algorithm>
 #include <utility>
 
+#include "util/asciiCase.h"
+
+constinit const NQDataValue NQDataArray::missing_{};
+
 NQDataArray::NQDataArray(std::size_t room) {
-  names_.reserve(room);
   values_.reserve(room);
 }
 
-const NQTextPtr& NQDataArray::nameText(std::size_t index) const {
-  static const NQTextPtr empty;
-  return index < names_.size() ? names_[index] : empty;
+std::string NQDataArray::name(std::size_t index) const {
+  if (index < indexed_) return std::to_string(index);
+  return std::string(stringOf(givenName(index)).view());
+}
+
+NQTextPtr NQDataArray::nameText(std::size_t index) const {
+  if (index < indexed_) return makeText(std::to_string(index));
+  return index < size() ? names_[index - indexed_] : NQTextPtr();
+}
+
+bool NQDataArray::isNamedByIndex(std::size_t index) const {
+  return index < indexed_ || (index < size() && stringOf(givenName(index)).view() == std::to_string(index));
+}
+
+const NQText* NQDataArray::givenName(std::size_t index) const {
+  return index >= indexed_ && index < size() ? names_[index - indexed_].get() : nullptr;
 }
 
 const NQDataValue& NQDataArray::value(std::size_t index) const {
-  static const NQDataValue missing{};
-  return index < values_.size() ? values_[index] : missing;
+  return index < values_.size() ? values_[index] : missing_;
 }
 
 std::optional<std::size_t> NQDataArray::indexOf(std::string_view name) const {
-  for (std::size_t i = 0; i < size(); ++i)
-    if (boost::algorithm::iequals(this->name(i).view(), name, std::locale::classic())) return i;
+  for (std::size_t i = 0; i < indexed_; ++i)
+    if (name == std::to_string(i)) return i;
+  for (std::size_t i = indexed_; i < size(); ++i)
+    if (qvs::util::equalInAnyCase(stringOf(givenName(i)).view(), name)) return i;
   return std::nullopt;
 }
 
@@ -30,12 +46,47 @@ const NQDataValue& NQDataArray::find(std::string_view name) const {
 }
 
 void NQDataArray::set(std::size_t index, NQTextPtr name, NQDataValue value) {
+  if (index < indexed_) spellOutIndexes();
+  if (index == size()) makeRoom(false);
   if (index >= size()) {
-    names_.resize(index + 1);
+    names_.resize(index + 1 - indexed_);
     values_.resize(index + 1);
   }
-  names_[index] = std::move(name);
+  names_[index - indexed_] = std::move(name);
   values_[index].swap(value);
+}
+
+void NQDataArray::appendElement(NQDataValue value) {
+  if (indexed_ != size()) return append(makeText(std::to_string(size())), std::move(value));
+  makeRoom(true);
+  values_.push_back(std::move(value));
+  ++indexed_;
+}
+
+std::size_t NQDataArray::nextValueRoom() const {
+  return size() < values_.capacity() ? 0 : std::max(kLeastRoom, 2 * size());
+}
+
+// Names get as much room as values have, which whoever made the array may have known.
+std::size_t NQDataArray::nextNameRoom() const {
+  return names_.size() < names_.capacity() ? 0 : std::max(nextValueRoom(), values_.capacity()) - indexed_;
+}
+
+std::size_t NQDataArray::costOfNext(bool isElement) const {
+  const std::size_t values = nextValueRoom() * sizeof(NQDataValue);
+  return isElement && indexed_ == size() ? values : values + nextNameRoom() * sizeof(NQTextPtr);
+}
+
+void NQDataArray::makeRoom(bool isElement) {
+  if (!isElement) names_.reserve(nextNameRoom());
+  values_.reserve(nextValueRoom());
+}
+
+void NQDataArray::spellOutIndexes() {
+  std::vector<NQTextPtr> names;
+  for (std::size_t i = 0; i < size(); ++i) names.push_back(nameText(i));
+  names_.swap(names);
+  indexed_ = 0;
 }
 
 std::int32_t NQDataArray::addRef() {
@@ -64,6 +115,7 @@ void NQDataArray::end() noexcept {
   isEnding = true;
   while (waiting != nullptr) {
     NQDataArray* const array = std::exchange(waiting, waiting->nextEnding_);
+    array->indexed_ = 0;
     std::vector<NQTextPtr>().swap(array->names_);
     std::vector<NQDataValue>().swap(array->values_);
     array->releaseShell();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -20,6 +21,8 @@ class Dump {
     label(value.kind());
     switch (value.kind()) {
       case NQDataKind::kNumberType:
+        out_.append(" ").append(std::to_string(static_cast<std::int32_t>(value.toInt64())));
+        break;
       case NQDataKind::kInt64Type:
         out_.append(" ").append(std::to_string(value.toInt64()));
         break;
@@ -63,7 +66,7 @@ class Dump {
     if (isFull) {
       out_ += kCut;
     } else {
-      out_.append(" ").append(array.name(index).view()).append("=");
+      out_.append(" ").append(array.name(index)).append("=");
       value(array.value(index));
     }
     return !isFull;

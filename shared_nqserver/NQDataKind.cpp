@@ -56,3 +56,11 @@ bool isContainer(NQDataKind kind) {
       return false;
   }
 }
+
+bool isNumber(NQDataKind kind) {
+  return kind == NQDataKind::kNumberType || kind == NQDataKind::kInt64Type;
+}
+
+bool isDescription(NQDataKind kind) {
+  return kind == NQDataKind::kObjectType || kind == NQDataKind::kArrayType || kind == NQDataKind::kAvmPlusObjectType;
+}

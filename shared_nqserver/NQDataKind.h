@@ -31,3 +31,9 @@ std::string_view nameOf(NQDataKind kind);
 
 /// Whether values of that kind hold an NQDataArray.
 bool isContainer(NQDataKind kind);
+
+/// Whether values of that kind are numbers, those of this server included.
+bool isNumber(NQDataKind kind);
+
+/// Whether a stream's description, which is an object, an array or an AMF3 object, may be of that kind.
+bool isDescription(NQDataKind kind);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
+#include "shared_nqserver/ReadAllowance.h"
 #include "util/NQPtr.h"
 #include "util/NQString.h"
 
@@ -12,6 +14,10 @@ class NQText final : public NQObject {
   explicit NQText(std::string_view text) : string_(text) {}
 
   const NQNarrowString& string() const { return string_; }
+  /// Memory that a text of so many bytes takes, its blocks included.
+  static constexpr std::size_t costOf(std::size_t length) {
+    return sizeof(NQText) + qvs::util::StringBlock<char>::privateSize(length) + 2 * ReadAllowance::kPerBlock;
+  }
 
  private:
   const NQNarrowString string_;

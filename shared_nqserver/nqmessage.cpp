@@ -89,8 +89,8 @@ bool SingleMessage::isVideoFrame(std::uint8_t frameType) const {
 }
 
 std::uint8_t SingleMessage::firstByte() const {
-  const auto bytes = payload();
-  return bytes.empty() ? std::uint8_t{0} : std::to_integer<std::uint8_t>(bytes.front());
+  const bool isThere = length() > 0 && data() && data()->capacity() > 0;
+  return isThere ? std::to_integer<std::uint8_t>(*data()->data()) : std::uint8_t{0};
 }
 
 }  // namespace qvs

@@ -100,7 +100,7 @@ class SingleMessage : public Message {
 
  private:
   bool isVideoFrame(std::uint8_t frameType) const;
-  /// 0 without a payload.
+  /// Of the block, whatever that says of its used length; 0 where the header counts no payload.
   std::uint8_t firstByte() const;
 
   util::IMutex& stripeMutex_;

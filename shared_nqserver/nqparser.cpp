@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <functional>
 #include <utility>
 
 #include "shared_nqserver/parseLog.h"
@@ -42,13 +43,14 @@ std::uint64_t grownSize(std::uint64_t size, std::uint64_t needed) {
 
 }  // namespace
 
-NQDataParser::NQDataParser() : isWriting_(true), throwOnError_(true), memory_(NQMemoryPtr::make(0U)) {}
+NQDataParser::NQDataParser() : isWriting_(true), throwOnError_(true), memory_(NQMemoryPtr::make(0U)), allowance_(0) {}
 
 NQDataParser::NQDataParser(std::span<const std::byte> bytes, bool throwOnError)
     : isWriting_(false),
       throwOnError_(throwOnError),
       buffer_(bytes.data()),
-      length_(qvs::util::narrow<std::uint32_t>(bytes.size())) {}
+      length_(qvs::util::narrow<std::uint32_t>(bytes.size())),
+      allowance_(bytes.size()) {}
 
 NQDataParser::NQDataParser(const qvs::SingleMessagePtr& message, bool throwOnError)
     : NQDataParser(message->payload(), throwOnError) {
@@ -70,11 +72,25 @@ NQTextPtr NQDataParser::readString(std::uint32_t length) {
     reportError(position_, tooLong("Length of string ", length, std::to_string(kMaxString)));
     return {};
   }
+  if (length == 0 || !takeMemory(NQText::costOf(length))) return {};
   return makeText(asText(take(length)));
 }
 
+NQTextPtr NQDataParser::readName16() {
+  const std::uint32_t length = readInt16();
+  if (length > remaining()) return readString(length);
+  const std::string_view name = asText({buffer_ + position_, length});
+  NQTextPtr& recent = recentNames_[std::hash<std::string_view>()(name) % recentNames_.size()];
+  if (!name.empty() && stringOf(recent.get()).view() == name) {
+    position_ += length;
+    return recent;
+  }
+  return recent = readString(length);
+}
+
 NQMemoryPtr NQDataParser::readBytes(std::uint32_t length) {
-  if (!has(length, "Length of data ")) return {};
+  if (!has(length, "Length of data ") || !takeMemory(sizeof(NQMemory) + length + 2 * ReadAllowance::kPerBlock))
+    return {};
   auto memory = NQMemoryPtr::make(length);
   std::ranges::copy(take(length), memory->data());
   memory->setUsedLength(length);
@@ -112,12 +128,26 @@ void NQDataParser::reportError(std::uint32_t position, std::string_view line) {
   NQString where;
   qvs::util::format(where, u"Error occured in serializing message buffer at position %x:\nMessage Buffer: (%S)",
                     position, dump.c_str());
-  addErrorLine(qvs::util::toNarrow(where.view()).view());
-  addErrorLine(line);
+  addErrorLine(std::string(qvs::util::toNarrow(where.view()).view()));
+  addErrorLine(std::string(line));
   if (throwOnError_) throw NQBreakConnection(NQBreakConnection::kBadScriptData);
   flushErrorLog();
   errorFlag_ = true;
   position_ = length_;
+}
+
+bool NQDataParser::takeMemory(std::size_t bytes) {
+  return isAllowed(allowance_.takeBytes(bytes));
+}
+
+bool NQDataParser::takeValue() {
+  return isAllowed(allowance_.takeValue());
+}
+
+bool NQDataParser::isAllowed(bool isLeft) {
+  if (!isLeft && !errorFlag_)
+    reportError(position_, "Values are found to be more than a message of this length may have");
+  return isLeft;
 }
 
 bool NQDataParser::has(std::uint32_t length, std::string_view what) {

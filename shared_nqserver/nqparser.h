@@ -1,13 +1,16 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "shared_nqserver/NQText.h"
+#include "shared_nqserver/ReadAllowance.h"
 #include "shared_nqserver/nqmessage.h"
 #include "util/NQMemory.h"
 #include "util/NQThrowable.h"
@@ -16,7 +19,8 @@
 /// log of what went wrong. Belongs to one thread for its whole life.
 ///
 /// What cannot be read yields 0 or nothing and is reported: with `throwOnError` by an NQBreakConnection with
-/// kBadScriptData, else by the error flag and the parse log, with the cursor at the end. A writer always throws.
+/// kBadScriptData, else by the error flag and the parse log, with the cursor at the end. A writer always throws. A
+/// payload of more values, or of more memory, than its ReadAllowance is refused like a malformed one.
 class NQDataParser {
  public:
   /// Replaces the log file by the lines of the error log; nothing without lines.
@@ -35,7 +39,7 @@ class NQDataParser {
   std::span<const std::byte> written() const { return {buffer_, position_}; }
 
   const std::vector<std::string>& errorLog() const { return errorLog_; }
-  void addErrorLine(std::string_view line) { errorLog_.emplace_back(line); }
+  void addErrorLine(std::string line) { errorLog_.push_back(std::move(line)); }
   void clearErrorLog() { errorLog_.clear(); }
 
  protected:
@@ -58,6 +62,8 @@ class NQDataParser {
   NQTextPtr readString16() { return readString(readInt16()); }
   NQTextPtr readString32() { return readString(readInt32()); }
   NQTextPtr readString(std::uint32_t length);
+  /// The same as readString16, for the names of members: one that was read a short while ago is shared.
+  NQTextPtr readName16();
   /// A copy of the next bytes; null where there are fewer.
   NQMemoryPtr readBytes(std::uint32_t length);
   /// A view of the next bytes, where it was seen that they are there.
@@ -71,6 +77,11 @@ class NQDataParser {
   void writeString16(std::string_view text);
   void writeString32(std::string_view text);
   void writeBytes(std::span<const std::byte> bytes);
+
+  // Take from the payload's allowance; where that is used up it is an error, and false.
+
+  bool takeMemory(std::size_t bytes);
+  bool takeValue();
 
   /// Tells what went wrong at a position, as told at the class.
   void reportError(std::uint32_t position, std::string_view line);
@@ -86,6 +97,7 @@ class NQDataParser {
   }
 
  private:
+  bool isAllowed(bool isLeft);
   /// Whether as many bytes are left; reports an error where there are fewer.
   bool has(std::uint32_t length, std::string_view what);
   std::uint64_t readBigEndian(std::uint32_t width);
@@ -103,4 +115,7 @@ class NQDataParser {
   std::vector<std::string> errorLog_;
   /// Holds the buffer, unless that is a caller's.
   NQMemoryPtr memory_;
+  ReadAllowance allowance_;
+  /// By a hash.
+  std::array<NQTextPtr, 32> recentNames_;
 };

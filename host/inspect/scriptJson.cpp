@@ -15,6 +15,10 @@ namespace host {
 namespace {
 
 constexpr const char* kCut = "...";
+constexpr std::size_t kMostJson = std::size_t{16} << 20;
+/// Of a payload: so many bytes for each of its own, and no less than that.
+constexpr std::size_t kBytesPerByte = 16;
+constexpr std::size_t kLeastJson = std::size_t{16} << 10;
 
 Json numberJson(double number) {
   constexpr double kExactIntegers = 9007199254740992.0;  // 2^53
@@ -26,10 +30,15 @@ Json numberJson(double number) {
 
 class Converter {
  public:
+  /// The document takes about `most` bytes, indentation included.
+  explicit Converter(std::size_t most) : bytes_(most) {}
+
   Json value(const NQDataValue& value) {
-    // Values may share arrays, so that a short payload stands for a document without end.
-    if (left_ == 0) return kCut;
-    --left_;
+    // Values may share arrays and texts, so that a short payload stands for a document without end.
+    constexpr std::size_t kIndentation = 4;
+    if (values_ == 0 || !take(sizeof(Json) + kIndentation * open_.size())) values_ = 0;
+    if (values_ == 0) return kCut;
+    --values_;
     switch (value.kind()) {
       case NQDataKind::kNumberType:
         return numberJson(value.toDouble());
@@ -39,17 +48,25 @@ class Converter {
         return value.isTrue();
       case NQDataKind::kStringType:
       case NQDataKind::kXMLType:
-        return std::string(value.toString().view());
+        return text(value.toString().view());
       case NQDataKind::kDateType:
         return {{"milliseconds", numberJson(value.milliseconds())}, {"zone", value.zone()}};
       case NQDataKind::kBlobType:
-        return {{"bytes", hexText(value.blob())}};
+        return {{"bytes", take(2 * value.blob().size()) ? hexText(value.blob()) : kCut}};
       default:
         return value.array() != nullptr ? container(*value.array(), value.kind()) : Json();
     }
   }
 
  private:
+  bool take(std::size_t bytes) {
+    if (bytes > bytes_) return false;
+    bytes_ -= bytes;
+    return true;
+  }
+
+  std::string text(std::string_view text) { return take(text.size()) ? std::string(text) : kCut; }
+
   Json container(const NQDataArray& array, NQDataKind kind) {
     if (open_.size() == NQDataArray::kMaxNesting || std::ranges::find(open_, &array) != open_.end()) return kCut;
     open_.push_back(&array);
@@ -61,15 +78,14 @@ class Converter {
   /// The elements of a strict array have no names, or their numbers for names.
   static bool isList(const NQDataArray& array, NQDataKind kind) {
     for (std::size_t i = 0; i < array.size(); ++i) {
-      const std::string_view name = array.name(i).view();
-      if (!name.empty() && name != std::to_string(i)) return false;
+      if (!array.isNamedByIndex(i) && !array.name(i).empty()) return false;
     }
     return array.size() != 0 || kind == NQDataKind::kArrayType || kind == NQDataKind::kStrictArrayType;
   }
 
   Json list(const NQDataArray& array) {
     Json items = Json::array();
-    for (std::size_t i = 0; i < array.size() && left_ != 0; ++i) items.push_back(value(array.value(i)));
+    for (std::size_t i = 0; i < array.size() && values_ != 0; ++i) items.push_back(value(array.value(i)));
     return items;
   }
 
@@ -77,12 +93,15 @@ class Converter {
     Json members = Json::object();
     // Straight to the list of members: looking each name up first takes too long for the largest of objects.
     Json::object_t::Container& list = members.get_ref<Json::object_t&>();
-    for (std::size_t i = 0; i < array.size() && left_ != 0; ++i)
-      list.emplace_back(std::string(array.name(i).view()), value(array.value(i)));
+    for (std::size_t i = 0; i < array.size() && values_ != 0; ++i) {
+      if (!take(sizeof(std::string))) values_ = 0;
+      list.emplace_back(text(array.name(i)), value(array.value(i)));
+    }
     return members;
   }
 
-  std::size_t left_ = 100000;
+  std::size_t values_ = 100000;
+  std::size_t bytes_;
   /// The arrays that the next value lies in.
   std::vector<const NQDataArray*> open_;
 };
@@ -90,14 +109,15 @@ class Converter {
 }  // namespace
 
 Json scriptJson(const NQDataValue& value) {
-  return Converter().value(value);
+  return Converter(kMostJson).value(value);
 }
 
 Json describeScript(std::span<const std::byte> payload, qvs::MessageKind kind) try {
   const NQCommand command(kind, payload, true);
   if (command.name().kind() != NQDataKind::kStringType) throw Malformed(0, "a text expected");
   Json values = Json::array();
-  for (std::size_t i = 0; i < command.argumentCount(); ++i) values.push_back(scriptJson(command.argument(i)));
+  Converter converter(std::clamp(payload.size() * kBytesPerByte, kLeastJson, kMostJson));
+  for (std::size_t i = 0; i < command.argumentCount(); ++i) values.push_back(converter.value(command.argument(i)));
   return {{"name", std::string(command.nameText())}, {"values", std::move(values)}};
 } catch (const NQBreakConnection&) {
   throw Malformed(0, "malformed script data");

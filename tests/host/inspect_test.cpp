@@ -244,6 +244,15 @@ TEST(ScriptJson, IsBoundedWhereArraysAreShared) {
   EXPECT_LT(host::scriptJson(value).dump().size(), 1000000U);
 }
 
+// A text or bytes of 10,000 bytes, and 5000 references to it.
+TEST(DescribeScript, IsBoundedWhereTextsAreShared) {
+  for (const auto& [marker, reference] : {std::pair("06", "0600"), std::pair("0c", "0c02")}) {
+    std::string payload = std::string("02 0001 61 11 09 ce13 01") + marker + "819c21" + std::string(20000, '6');
+    for (int i = 0; i < 5000; ++i) payload += reference;
+    EXPECT_LT(host::describeScript(fromHex(payload)).dump(2).size(), 500000U);
+  }
+}
+
 TEST(DescribeScript, TellsNameAndValues) {
   EXPECT_EQ(host::describeScript(fromHex("02 0001 61  00 3ff0000000000000  03 0001 62 01 01 000009")).dump(),
             R"({"name":"a","values":[1,{"b":true}]})");

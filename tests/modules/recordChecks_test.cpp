@@ -2,11 +2,18 @@
 // begins with, and the time offset that the host gives.
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <tuple>
 
 #include "tests/modules/OpenRecorder.h"
 #include "tests/support/hex.h"
+
+// The letters of a Turkish host, where "I" is not the capital of "i". The module finds them in front of the C
+// library's.
+extern "C" [[gnu::visibility("default")]] int tolower(int letter) noexcept {
+  return letter >= 'A' && letter <= 'Z' && letter != 'I' ? letter - 'A' + 'a' : letter;
+}
 
 namespace {
 
@@ -195,6 +202,11 @@ TEST(Metadata, GivesThePictureSize) {
       {"a longer name is another one", metadataOf("03 0006 776964746873" + number320 + "000009"), "00000000"},
       {"a number", metadataOf(number320), "00000000"},
       {"no argument", metadataOf(""), "00000000"},
+      {"a typed object is no description", metadataOf("10 0001 61 0005 7769647468" + number320 + "000009"), "00000000"},
+      {"an array", metadataOf("08 00000001 0006 686569676874" + number320 + "000009"), "00000140"},
+      {"AMF3, an object of a class",
+       {15, 0, fromHex("00 02 000a 6f6e4d65746144617461 11 0a 23 03 61 0b 7769647468 0d 686569676874 04 8200 04 8134")},
+       "010000b4"},
       {"AMF3, an anonymous object with dynamic members",
        {15, 0, fromHex("00 02 000a 6f6e4d65746144617461 11 0a 0b 01 0b 7769647468 04 8200 0d 686569676874 04 8134 01")},
        "010000b4"}};
@@ -215,6 +227,24 @@ TEST(Metadata, RefusesWhatIsMalformed) {
   }
 }
 
+TEST(Metadata, IsTakenFirstOnAnAppendToo) {
+  OpenRecorder recorder(video().until(4001));
+  recorder.stopAndClose();
+  ASSERT_TRUE(recorder.open(kAppend));
+  EXPECT_TRUE(recorder.record(metadata(8000)));
+  EXPECT_FALSE(recorder.record(metadata(8000))) << "there is no track for another one";
+  EXPECT_EQ(recorder.log(), "error: Track not found.\n");
+}
+
+TEST(Metadata, OnlyThePictureSizeIsKept) {
+  OpenRecorder recorder;
+  const StreamMessage large = metadataOf("0c 00800000" + std::string(0x1000000, '6'));
+  const auto before = mallinfo2();
+  EXPECT_TRUE(recorder.record(large));
+  const auto after = mallinfo2();
+  EXPECT_LT(after.uordblks + after.hblkhd, before.uordblks + before.hblkhd + 0x100000);
+}
+
 TEST(Metadata, MakesADataTrackWhenItComesAgain) {
   OpenRecorder recorder(video().until(1000));
   EXPECT_TRUE(recorder.record(metadata(1000)));
@@ -225,14 +255,15 @@ TEST(Metadata, MakesADataTrackWhenItComesAgain) {
   EXPECT_NE(recorder.content("Seg1.k2r").find("amf0"), std::string::npos);
 }
 
-void sendContext(Recorder& recorder, const std::string& payload) {
+void sendContext(Recorder& recorder, const std::string& payload, std::uint8_t type = 20) {
   const auto data = fromHex(payload);
-  recorder.adaptor().updateMediaContext(recorder.handle(), ContextType_t{}, 20, 0, data.data(),
+  recorder.adaptor().updateMediaContext(recorder.handle(), ContextType_t{}, type, 0, data.data(),
                                         static_cast<std::uint32_t>(data.size()));
 }
 
 /// The command onTimeCoordInfo, and its argument.
-const std::string kCommand = "02 000f 6f6e54696d65436f6f7264496e666f 00 0000000000000000 05 ";
+const std::string kName = "02 000f 6f6e54696d65436f6f7264496e666f ";
+const std::string kCommand = kName + "00 0000000000000000 05 ";
 const std::string kTwelve = kCommand + "03 000f 73747265616d2d6162736f6c757465 00 4028000000000000 000009";
 const std::string kTwelveAndAHalf = kCommand + "03 000f 73747265616d2d6162736f6c757465 00 4029000000000000 000009";
 
@@ -251,6 +282,20 @@ TEST(TimeOffset, MovesEveryTimeFromTheNextMessageOn) {
   sendContext(recorder, kTwelve);
   EXPECT_TRUE(recorder.record(avcFrame(7600, false, 50, 2)));
   EXPECT_EQ(recorder.log(), "warning: Found backward timestamp while recording stream, adjusting time\n");
+}
+
+TEST(TimeOffset, ComesInAMessageOfAnyKindThatHasACommand) {
+  const std::string data = kName + kTwelve.substr(kCommand.size());
+  const std::tuple<std::uint8_t, std::string, const char*> rows[] = {
+      {20, kTwelve, "00002ee0"},   {17, "00" + kTwelve, "00002ee0"}, {17, "03" + kTwelve, "00002ee0"},
+      {18, data, "00002ee0"},      {15, "00" + data, "00002ee0"},    {15, "ff" + data, "00002ee0"},
+      {0xB4, kTwelve, "00002ee0"}, {9, kTwelve, "00000000"}};
+  for (const auto& [type, payload, base] : rows) {
+    OpenRecorder recorder;
+    sendContext(recorder, payload, type);
+    recorder.record(video().until(4001));
+    EXPECT_EQ(hex(recorder.content(".control")), base) << int{type};
+  }
 }
 
 TEST(TimeOffset, IsNotSetByOtherCommands) {

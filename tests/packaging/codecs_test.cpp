@@ -173,7 +173,7 @@ class MetadataMessage : public test::RecordingFixture {
     std::ostringstream text;
     for (std::size_t i = 0; i < array->size(); ++i) {
       const NQDataValue& value = array->value(i);
-      text << (i == 0 ? "" : " ") << array->name(i).view() << "=";
+      text << (i == 0 ? "" : " ") << array->name(i) << "=";
       if (value.array() != nullptr) {
         text << "(" << describe(value.array()) << ")";
       } else if (value.kind() == NQDataKind::kStringType) {

@@ -229,6 +229,8 @@ TEST(MessageDump, TakesCommandsApart) {
             " arg0=(  kStringType \"s\" ) arg1=(  kNullType )");
   EXPECT_EQ(dumpMessage(messageOf(17, "00" + name + id)),
             " kMsgCmdEx idByte=17 streamId=0 time=0 trxId=3 kEncodingAMF0 play cmdData=( kUndefinedType )");
+  EXPECT_EQ(dumpMessage(messageOf(20, name + "00 41f0000000200000")),
+            " kMsgCmd idByte=20 streamId=0 time=0 trxId=2 kEncodingAMF0 play cmdData=( kUndefinedType )");
   EXPECT_EQ(dumpMessage(messageOf(18, name + "01 01")),
             " kMsgData idByte=18 streamId=0 time=0 trxId=0 kEncodingAMF0 play cmdData=( kUndefinedType )"
             " arg0=(  kboolType true )");

@@ -123,7 +123,7 @@ TEST(AMF3, ReadsEachMarkerAndWritesIt) {
       {"0c 05 0102", " kBlob"},
       {"0d 05 01 00000001 ffffffff",
        " kAvmPlusObject ( size= kNumber 2, fixed= kbool true, value= kNumber 1, value= kNumber -1 )"},
-      {"0e 03 00 ffffffff", " kAvmPlusObject ( size= kNumber 1, fixed= kbool false, value= kNumber 4294967295 )"},
+      {"0e 03 00 ffffffff", " kAvmPlusObject ( size= kNumber 1, fixed= kbool false, value= kNumber -1 )"},
       {"0f 03 00 c000000000000000", " kAvmPlusObject ( size= kNumber 1, fixed= kbool false, value= kNumber -2 )"},
       {"10 03 00 03 43 06 03 61",
        " kAvmPlusObject ( size= kNumber 1, fixed= kbool false, closure= kString \"C\", value= kString \"a\" )"},
@@ -137,6 +137,8 @@ TEST(AMF3, ReadsEachMarkerAndWritesIt) {
     EXPECT_EQ(kindsOf(array.array()->value(0)), form.dump) << form.image;
     EXPECT_EQ(writtenHex(array, kAMF3), spaced(kInArray + form.back())) << form.image;
   }
+  const auto vector = test::readScript(fromHex("11 0e 03 00 ffffffff"))[0];
+  EXPECT_EQ(vector.array()->value(2).toDouble(), 4294967295.0) << "a dump shows 32 bits as a signed number";
 }
 
 TEST(AMF3, WritesTheMarkerThatTheValueAsksFor) {

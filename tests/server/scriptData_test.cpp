@@ -130,6 +130,42 @@ std::string repeated(const std::string& text, std::size_t count) {
   return result;
 }
 
+// What a sender can make of a reader's memory is bounded by the length of what is sent, and so is the count of values.
+TEST(ScriptAllowance, RefusesMoreThanItsLengthAllows) {
+  const std::string number = "00 3ff0000000000000", count30000 = "83d461";
+  const std::tuple<const char*, std::string, std::string, std::size_t, bool> rows[] = {
+      {"nulls", "0a 00007530", "05", 30000, true},
+      {"more nulls", "0a 0000ea60", "05", 60000, false},
+      {"a count that is not there", "0a 00ffffff", "05", 0x100, false},
+      {"objects", "0a 000003e8", "03 000009", 1000, true},
+      {"more objects", "0a 00007530", "03 000009", 30000, false},
+      {"objects with a number", "0a 00007530", "03 0001 74" + number + "000009", 30000, true},
+      {"objects with less", "0a 00007530", "03 0001 74 05 000009", 30000, false},
+      {"byte arrays", "11 09" + count30000 + "01", "0c 01", 30000, false},
+      {"arrays", "11 09" + count30000 + "01", "09 01 01", 30000, false},
+      {"small integers", "11 09" + count30000 + "01", "04 01", 30000, true},
+      {"names of a class", "11 0a c4ae03 01", "01", 140000, false},
+      {"a million values", "0a 000f423f", number, 999999, true},
+      {"a million and one", "0a 000f4240", number, 1000000, false}};
+  for (const auto& [what, front, element, count, isTaken] : rows) {
+    const auto one = fromHex(element);
+    auto image = fromHex(front);
+    image.reserve(image.size() + count * one.size());
+    for (std::size_t i = 0; i < count; ++i) image.insert(image.end(), one.begin(), one.end());
+    for (const bool throwOnError : {true, false}) {
+      test::ScriptCodec codec(image, throwOnError);
+      NQDataValue value;
+      try {
+        codec.readValue(value);
+      } catch (const NQBreakConnection&) {
+        EXPECT_TRUE(throwOnError) << what;
+      }
+      EXPECT_EQ(codec.errorLog().empty(), isTaken) << what;
+      EXPECT_EQ(codec.flushes, isTaken || throwOnError ? 0 : 1) << what;
+    }
+  }
+}
+
 // Data that holds itself: a payload and where a text lies in it, whose count tells whether the data has gone.
 const std::pair<const char*, const char*> kCyclic[] = {
     {"object", "03 0001 70 02 0001 70 0001 73 07 0000 000009"},
@@ -220,6 +256,8 @@ TEST(ScriptGraphs, AnAMF3ArrayNeedsNames) {
 
 // One text, named again and again, takes its memory once.
 TEST(ScriptGraphs, TextsAreShared) {
+  const auto objects = test::readScript(fromHex("03 0001 61 05 000009 03 0001 61 05 000009"));
+  EXPECT_EQ(objects[0].array()->nameText(0), objects[1].array()->nameText(0));
   const char* const image = "11 09 07 01 06 03 70 06 00 0a 13 00 00 06 00";
   const auto value = test::readScript(fromHex(image))[0];
   const auto* const array = value.array();

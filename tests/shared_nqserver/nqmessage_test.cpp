@@ -62,13 +62,13 @@ TEST(SingleMessage, TellsFramesByTheFirstByte) {
   }
 }
 
-TEST(SingleMessage, BytesBeyondTheLengthAreNoPayload) {
+TEST(SingleMessage, TheHeaderTellsWhetherThereIsAFirstByte) {
   const auto audio = messageOf(MessageKind::kAudio, "af01");
   audio->setLength(0, false);
   EXPECT_EQ(audio->codec(), 0);
   audio->setLength(2, false);
   audio->data()->setUsedLength(0);
-  EXPECT_EQ(audio->codec(), 0);
+  EXPECT_EQ(audio->codec(), 0xA0);
   audio->setLength(0xFFFFFF, true);
   EXPECT_EQ(audio->payload().size(), audio->data()->capacity());
 }

@@ -64,6 +64,7 @@ TEST(NQDataDump, TellsWhatIsNeverRead) {
   array->append({}, NQDataValue::string("t\"x"));
   EXPECT_EQ(dumpOf(NQDataValue::container(NQDataKind::kStrictArrayType, array)),
             " kStrictArrayTyp ( a= kNumberType -1, = kStringType \"t\"x\" )");
+  EXPECT_EQ(dumpOf(NQDataValue::number(4294967297)), " kNumberType 1") << "32 bits";
   EXPECT_EQ(dumpOf(NQDataValue::int64(-9007199254740993)), " kInt64Type -9007199254740993");
   EXPECT_EQ(dumpOf(NQDataValue::bare(NQDataKind{14})), " dataType=14");
   EXPECT_EQ(dumpOf(NQDataValue::bare(NQDataKind::kUnsupportedType)), " kUnsupportedTyp");
@@ -94,10 +95,23 @@ TEST(NQDataArray, SettingBehindTheEndFillsTheGap) {
   EXPECT_EQ(array->size(), 3U);
   EXPECT_EQ(array->value(1).kind(), NQDataKind::kUndefinedType);
   array->set(2, makeText("d"), NQDataValue::null());
-  EXPECT_EQ(array->name(2).view(), "d");
+  EXPECT_EQ(array->name(2), "d");
   EXPECT_EQ(array->value(2).kind(), NQDataKind::kNullType);
   EXPECT_EQ(array->value(3).kind(), NQDataKind::kUndefinedType);
   EXPECT_TRUE(array->name(3).empty());
+}
+
+TEST(NQDataArray, ElementsBearTheirIndexWhateverIsAmongThem) {
+  const auto array = NQDataArrayPtr::make();
+  for (int i = 0; i < 3; ++i) array->appendElement(NQDataValue::number(i));
+  EXPECT_EQ(array->nameText(2)->string().view(), "2");
+  array->append(makeText("n"), NQDataValue::null());
+  array->appendElement(NQDataValue::number(4));
+  array->set(1, makeText("one"), NQDataValue::number(5));
+  EXPECT_EQ(dumpOf(NQDataValue::container(NQDataKind::kArrayType, array)),
+            " kArrayType ( 0= kNumberType 0, one= kNumberType 5, 2= kNumberType 2, n= kNullType, 4= kNumberType 4 )");
+  EXPECT_EQ(array->find("2").toDouble(), 2);
+  EXPECT_TRUE(array->isNamedByIndex(4) && !array->isNamedByIndex(1) && !array->isNamedByIndex(5));
 }
 
 TEST(NQDataArray, FindsTheFirstOfANameInAnyCase) {

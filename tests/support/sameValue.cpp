@@ -66,7 +66,7 @@ bool sameValue(const NQDataValue& written, const NQDataValue& read, bool isAMF3)
     if (from->size() != to->size()) return false;
     const bool isStrict = pair.written.kind() == NQDataKind::kStrictArrayType;
     for (std::size_t i = 0; i < to->size(); ++i) {
-      if (isStrict ? to->name(i).view() != std::to_string(i) : !(from->name(i) == to->name(i))) return false;
+      if (isStrict ? !to->isNamedByIndex(i) : from->name(i) != to->name(i)) return false;
       waiting.push_back({from->value(i), to->value(i), isInAMF3});
     }
   }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include "modules/streams/k2r/HostLog.h"
@@ -150,10 +151,10 @@ bool k2rAdaptor::getAllMediaContexts(void*, IAllContextHolder*) {
   return false;
 }
 
-void k2rAdaptor::updateMediaContext(void* handle, ContextType_t, std::uint8_t messageType, std::uint32_t,
+void k2rAdaptor::updateMediaContext(void* handle, ContextType_t, std::uint8_t messageType, std::uint32_t time,
                                     const void* data, std::uint32_t size) {
   guard("updateMediaContext", false, [&] {
-    stream(handle).updateMediaContext(messageType, static_cast<const std::byte*>(data), size);
+    stream(handle).updateMediaContext(messageType, time, std::span(static_cast<const std::byte*>(data), size));
     return true;
   });
 }

@@ -28,7 +28,7 @@
 #include "packaging/NQMessage.h"
 #include "packaging/RefCountedMemoryArena.h"
 #include "packaging/RefMessage.h"
-#include "server/NQCommand.h"
+#include "shared_nqserver/NQDataValue.h"
 #include "util/bytes.h"
 
 namespace qvs::k2r {
@@ -64,7 +64,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   std::uint8_t getType() const { return streamType_; }
   /// Takes the offset of an "onTimeCoordInfo" command: from the next message on it is added to every time. Other
   /// commands are ignored, and what cannot be decoded is no command.
-  void updateMediaContext(std::uint8_t messageType, const std::byte* data, std::uint32_t size);
+  void updateMediaContext(std::uint8_t messageType, std::uint32_t time, std::span<const std::byte> data);
 
   ruvo::k2rpkgutil::IMemoryArena& getArena() override { return messageArena_; }
   void addDuration(std::uint32_t milliseconds) override;
@@ -245,8 +245,9 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// The index file of this segment lacks entries.
   bool indexBehind_ = false;
   bool stopped_ = false;
-  /// The first of this stream object; null until it has come.
-  std::shared_ptr<NQCommand> metadataCommand_;
+  /// The first "onMetaData" of this stream object has come. Of what was in it the picture size is kept alone: a
+  /// publisher may send megabytes.
+  bool metadataTaken_ = false;
   /// Pixels, by the metadata.
   std::uint32_t videoWidth_ = 0;
   std::uint32_t videoHeight_ = 0;
