@@ -9,8 +9,8 @@
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
 #include "host/verify/protectionCheck.h"
+#include "server/ScriptReader.h"
 #include "util/bytes.h"
-#include "util/scriptValue.h"
 
 namespace host {
 namespace {
@@ -26,13 +26,15 @@ void checkDescription(const std::vector<std::byte>& bytes, const FileFindings& o
     out.damage(static_cast<std::uint64_t>(difference.first - bytes.begin()), "expected the AMF0 text onMetaData");
     return;
   }
-  qvs::util::ByteReader in(bytes);
-  in.skip(begin.size());
+  ScriptReader in(bytes);
+  NQDataValue name, description;
   try {
-    qvs::util::skipScriptValue(in);
+    in.readValue(name);
+    in.readValue(description);
+    if (description.kind() != NQDataKind::kArrayType) out.damage(begin.size(), "description: expected an array");
     if (in.remaining() != 0) out.damage(in.position(), "expected nothing behind the description");
-  } catch (const qvs::util::MalformedInput& error) {
-    out.damage(in.position(), "description: " + error.message());
+  } catch (const NQBreakConnection&) {
+    out.damage(in.position(), "description: malformed script data");
   }
 }
 

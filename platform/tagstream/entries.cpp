@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/tagstream/ScriptEntry.h"
 #include "platform/tagstream/StatusError.h"
 #include "platform/tagstream/TagFile.h"
 #include "platform/tagstream/TagWalk.h"
@@ -30,19 +29,10 @@ struct KrvoMTGTag {
   StoredTag tag;
 };
 
-struct KrvoMTGScriptData {
-  ScriptEntry entry;
-};
-
-struct KrvoMTGScriptDataIterator {
-  ScriptMembers members;
-};
-
 namespace {
 
 constexpr std::uint8_t kAudioTag = 8;
 constexpr std::uint8_t kVideoTag = 9;
-constexpr std::uint8_t kScriptTag = 18;
 
 /// Gives a handle to the caller, who owns it from here on.
 template <typename Handle, typename... Parts>
@@ -203,54 +193,5 @@ KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::ui
   return guarded([=] {
     require(tag != nullptr && buffer != nullptr && length == tag->tag.length());
     std::memcpy(buffer, headerAndData(*tag).data(), length);
-  });
-}
-
-KrvoMTGStatus KrvoMTGTagGetScriptData(KrvoMTGTag* tag, KrvoMTGScriptData** data) {
-  return guarded([=] {
-    require(tag != nullptr && data != nullptr);
-    require(tag->tag.type() == kScriptTag, kKrvoMTGOtherKind);
-    const auto payload = headerAndData(*tag).subspan(tag->tag.header.size());
-    *data = giveHandle<KrvoMTGScriptData>(ScriptEntry({payload.begin(), payload.end()}));
-  });
-}
-
-KrvoMTGStatus KrvoMTGReleaseScriptData(KrvoMTGScriptData* data) {
-  return takeHandle(data);
-}
-
-KrvoMTGStatus KrvoMTGScriptDataGetName(KrvoMTGScriptData* data, const char** name, std::uint32_t* length) {
-  return guarded([=] {
-    require(data != nullptr && name != nullptr && length != nullptr);
-    *name = data->entry.name().data();
-    *length = static_cast<std::uint32_t>(data->entry.name().size());
-  });
-}
-
-KrvoMTGStatus KrvoMTGScriptDataGetNumber(KrvoMTGScriptData* data, double* number) {
-  return guarded([=] {
-    require(data != nullptr && number != nullptr);
-    const auto value = data->entry.number();
-    require(value.has_value(), kKrvoMTGOtherKind);
-    *number = *value;
-  });
-}
-
-KrvoMTGStatus KrvoMTGScriptDataGetIterator(KrvoMTGScriptData* data, KrvoMTGScriptDataIterator** iterator) {
-  return guarded([=] {
-    require(data != nullptr && iterator != nullptr);
-    *iterator = giveHandle<KrvoMTGScriptDataIterator>(ScriptMembers(data->entry));
-  });
-}
-
-KrvoMTGStatus KrvoMTGReleaseScriptDataIterator(KrvoMTGScriptDataIterator* iterator) {
-  return takeHandle(iterator);
-}
-
-KrvoMTGStatus KrvoMTGScriptDataIteratorGetNext(KrvoMTGScriptDataIterator* iterator, KrvoMTGScriptData** entry) {
-  return guarded([=] {
-    require(iterator != nullptr && entry != nullptr);
-    auto member = iterator->members.next();
-    *entry = member ? giveHandle<KrvoMTGScriptData>(std::move(*member)) : nullptr;
   });
 }

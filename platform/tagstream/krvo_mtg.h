@@ -41,8 +41,6 @@ extern "C" {
 struct KrvoMTGReader;
 struct KrvoMTGTagIterator;
 struct KrvoMTGTag;
-struct KrvoMTGScriptData;
-struct KrvoMTGScriptDataIterator;
 
 // ---- Callbacks: `size` is the size of the record, `context` the first argument of each function. ----
 
@@ -148,19 +146,5 @@ KrvoMTGStatus KrvoMTGTagGetAudioInfo(KrvoMTGTag* tag, MTGAudioInfo* info);
 KrvoMTGStatus KrvoMTGTagGetLength(KrvoMTGTag* tag, std::uint32_t* length);
 /// Header and data as they are stored; `length` is what KrvoMTGTagGetLength answered.
 KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::uint32_t length);
-
-// ---- Script data: a name and a value in AMF0. What is not well formed ends it; what is in front of that is told. ----
-
-/// Of a tag of type 18.
-KrvoMTGStatus KrvoMTGTagGetScriptData(KrvoMTGTag* tag, KrvoMTGScriptData** data);
-KrvoMTGStatus KrvoMTGReleaseScriptData(KrvoMTGScriptData* data);
-/// A view that lives as long as `data`; empty where the data do not begin with a text.
-KrvoMTGStatus KrvoMTGScriptDataGetName(KrvoMTGScriptData* data, const char** name, std::uint32_t* length);
-KrvoMTGStatus KrvoMTGScriptDataGetNumber(KrvoMTGScriptData* data, double* number);
-/// The members of an object or a named array; of another value there are none.
-KrvoMTGStatus KrvoMTGScriptDataGetIterator(KrvoMTGScriptData* data, KrvoMTGScriptDataIterator** iterator);
-KrvoMTGStatus KrvoMTGReleaseScriptDataIterator(KrvoMTGScriptDataIterator* iterator);
-/// `*entry` is null behind the last one.
-KrvoMTGStatus KrvoMTGScriptDataIteratorGetNext(KrvoMTGScriptDataIterator* iterator, KrvoMTGScriptData** entry);
 
 }  // extern "C"

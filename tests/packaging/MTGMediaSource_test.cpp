@@ -87,10 +87,17 @@ TEST_F(MTGMediaSourceTest, TakesThePictureSizeFromADescriptionAtTheStart) {
     messages.push_back(last);
     return messages;
   };
-  const auto members = [&](const char* hex) {
-    return std::vector{message(18, 0, (std::string("02 000a 6f6e4d65746144617461 03") + hex + "000009").c_str()),
-                       video};
+  const auto described = [&](const std::string& value) {
+    return std::vector{message(18, 0, ("02 000a 6f6e4d65746144617461" + value).c_str()), video};
   };
+  const auto members = [&](const char* hex) { return described(std::string("03") + hex + "000009"); };
+  // XML, a reference to the object that all this is in, a typed object, bytes, a 64-bit integer, an AMF3 array.
+  const std::string kOfEachKind =
+      "0001 61 0f 00000001 61 0001 62 07 0000 0001 63 10 0001 61 000009 0001 64 20 00000001 ff 0001 65 22 "
+      "0000000000000001 0001 66 11 09 03 01 0c 01";
+  std::string nested = "0001 61";
+  for (int i = 0; i < 100; ++i) nested += "0a 00000001";
+  nested += "05";
   const char* const kHeight = "0006 686569676874 00 4076800000000000";
   const std::tuple<const char*, std::vector<StreamMessage>, std::string> rows[] = {
       {"behind another script tag", {other, description, video}, "640x360"},
@@ -105,7 +112,13 @@ TEST_F(MTGMediaSourceTest, TakesThePictureSizeFromADescriptionAtTheStart) {
       {"longer names", members("0006 776964746873 00 4084000000000000 0007 68656967687473 00 4084000000000000"), "0x0"},
       {"a part of a pixel", members("0005 7769647468 00 4084073333333333"), "640x0"},
       {"a width that is no number", members((std::string("0005 7769647468 02 0000") + kHeight).c_str()), "0x360"},
-      {"a width that no picture has", members("0005 7769647468 00 fff0000000000000"), "0x0"}};
+      {"a width that no picture has", members("0005 7769647468 00 fff0000000000000"), "0x0"},
+      {"behind a value of each kind", members((kOfEachKind + kHeight).c_str()), "0x360"},
+      {"behind much nesting", members((nested + kHeight).c_str()), "0x360"},
+      {"no end", described(std::string("08 00000000") + kHeight), "0x360"},
+      {"a later fault", described(std::string("03") + kHeight + "0001 61 40"), "0x360"},
+      {"a typed object is no description", described(std::string("10 0001 61") + kHeight + "000009"), "0x0"},
+      {"AMF3", described("11 0a 0b 01 0d 686569676874 04 8268 01"), "0x360"}};
   for (const auto& [why, messages, size] : rows) {
     open(messages);
     EXPECT_THAT(tracksOf(*source_), testing::EndsWith(" avc1 vide " + size + " 72x72 1 24 0\n")) << why;

@@ -155,39 +155,6 @@ TEST(TagStreamLibrary, TellsOfNoOtherKindThanTheTagIs) {
   const Tag video = tags.nextEntry(), empty = tags.nextEntry();
   EXPECT_EQ(statusOf([&] { video.audioInfo(); }), kKrvoMTGOtherKind);
   EXPECT_EQ(statusOf([&] { empty.videoInfo(); }), kKrvoMTGOtherKind);
-  EXPECT_EQ(statusOf([&] { video.scriptData(); }), kKrvoMTGOtherKind);
-}
-
-/// The members of the value, "<name>" or "<name>=<number>" each, behind the name of the data.
-std::string scriptOf(const std::string& data) {
-  const test::StreamMessage message{18, 0, fromHex(data)};
-  const File file(test::tagFile({&message, 1}));
-  const ScriptData script = file.reader.tags().nextEntry().scriptData();
-  std::string text(script.name());
-  const ScriptDataIterator members = script.members();
-  while (const auto member = members.next()) {
-    text += ' ' + std::string(member->name());
-    if (statusOf([&] { member->number(); }) == 0) text += '=' + std::to_string(static_cast<int>(member->number()));
-  }
-  return text;
-}
-
-TEST(TagStreamLibrary, ReadsScriptDataAsFarAsTheyAreWellFormed) {
-  const std::string number = "0001 61 00 4024000000000000", text = "0001 62 02 0002 6869",
-                    nested = "0001 63 03 0001 64 00 4024000000000000 000009", end = "000009";
-  const std::tuple<const char*, std::string, std::string> rows[] = {
-      {"a named array", "02 0001 6e 08 00000002" + number + text + end, "n a=10 b"},
-      {"an object", "02 0001 6e 03" + nested + number + end, "n c a=10"},
-      {"another value", "02 0001 6e 00 4024000000000000", "n"},
-      {"no value", "02 0001 6e", "n"},
-      {"no end", "02 0001 6e 03" + number, "n a=10"},
-      {"a member cut short", "02 0001 6e 03" + number + "0001 62 02 0009 68", "n a=10"},
-      {"a member of an unknown kind", "02 0001 6e 03" + number + "0001 62 40" + number, "n a=10"},
-      {"a name beyond the data", "02 0009 6e", ""},
-      {"a number for a name", "00 4024000000000000", ""},
-      {"no data", "", ""},
-      {"a count cut short", "02 0001 6e 08 0000", "n"}};
-  for (const auto& [why, data, script] : rows) EXPECT_EQ(scriptOf(data), script) << why;
 }
 
 /// Frames of 100 bytes to 200 kB, so that some are larger than what is read ahead.

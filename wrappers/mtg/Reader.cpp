@@ -23,36 +23,6 @@ Allocator::Allocator() : callBacks_{} {
   callBacks_.free = [](void*, void* block) { qvs::util::memory::cAllocation.free(block); };
 }
 
-ScriptData::ScriptData(KrvoMTGScriptData* handle) : handle_(handle, &KrvoMTGReleaseScriptData) {}
-
-std::string_view ScriptData::name() const {
-  const char* name = nullptr;
-  std::uint32_t length = 0;
-  check(KrvoMTGScriptDataGetName(handle_.get(), &name, &length));
-  return {name, length};
-}
-
-double ScriptData::number() const {
-  double number = 0;
-  check(KrvoMTGScriptDataGetNumber(handle_.get(), &number));
-  return number;
-}
-
-ScriptDataIterator ScriptData::members() const {
-  KrvoMTGScriptDataIterator* iterator = nullptr;
-  check(KrvoMTGScriptDataGetIterator(handle_.get(), &iterator));
-  return ScriptDataIterator(iterator);
-}
-
-ScriptDataIterator::ScriptDataIterator(KrvoMTGScriptDataIterator* handle)
-    : handle_(handle, &KrvoMTGReleaseScriptDataIterator) {}
-
-std::optional<ScriptData> ScriptDataIterator::next() const {
-  KrvoMTGScriptData* next = nullptr;
-  check(KrvoMTGScriptDataIteratorGetNext(handle_.get(), &next));
-  return next == nullptr ? std::nullopt : std::optional<ScriptData>(next);
-}
-
 Tag::Tag(KrvoMTGTag* handle) : handle_(handle, &KrvoMTGReleaseTag) {}
 
 MTGTagInfo Tag::info() const {
@@ -65,12 +35,6 @@ MTGVideoInfo Tag::videoInfo() const {
 
 MTGAudioInfo Tag::audioInfo() const {
   return ask(&KrvoMTGTagGetAudioInfo, handle_.get());
-}
-
-ScriptData Tag::scriptData() const {
-  KrvoMTGScriptData* data = nullptr;
-  check(KrvoMTGTagGetScriptData(handle_.get(), &data));
-  return ScriptData(data);
 }
 
 std::uint32_t Tag::length() const {

@@ -32,33 +32,6 @@ class Allocator {
 /// The tag types that a walk shows.
 using TagFilter = std::vector<std::uint8_t>;
 
-class ScriptDataIterator;
-
-/// A named value in the script data of a tag.
-class ScriptData {
- public:
-  explicit ScriptData(KrvoMTGScriptData* handle);
-
-  /// A view that lives as long as a copy of this.
-  std::string_view name() const;
-  double number() const;
-  /// Of an object or a named array; another value has none.
-  ScriptDataIterator members() const;
-
- private:
-  std::shared_ptr<KrvoMTGScriptData> handle_;
-};
-
-class ScriptDataIterator {
- public:
-  explicit ScriptDataIterator(KrvoMTGScriptDataIterator* handle);
-  /// Nothing behind the last one.
-  std::optional<ScriptData> next() const;
-
- private:
-  std::shared_ptr<KrvoMTGScriptDataIterator> handle_;
-};
-
 class Tag {
  public:
   /// No tag, of which nothing may be asked.
@@ -68,8 +41,6 @@ class Tag {
   MTGTagInfo info() const;
   MTGVideoInfo videoInfo() const;
   MTGAudioInfo audioInfo() const;
-  /// Of a tag of type 18.
-  ScriptData scriptData() const;
   /// Bytes of header and data.
   std::uint32_t length() const;
   /// Header and data; `out` has length() bytes.
