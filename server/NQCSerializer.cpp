@@ -14,8 +14,8 @@ constexpr auto kEnd = static_cast<std::uint8_t>(NQDataKind::kObjectEndType);
 std::uint8_t NQCSerializer::readValue(NQDataValue& value, NQTextPtr* name) {
   return inContext(context::kValue, [&] {
     if (name != nullptr) *name = readName16();
-    if (!errorFlag()) takeValue();
     const std::uint8_t marker = errorFlag() ? kEnd : readByte();
+    if (marker != kEnd) takeValue();
     if (!errorFlag()) readBody(NQDataKind{marker}, value);
     return errorFlag() ? kEnd : marker;
   });

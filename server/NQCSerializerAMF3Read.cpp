@@ -32,8 +32,8 @@ std::string tableOf(Amf3Marker marker) {
 
 void NQCSerializer::readAMF3(NQDataValue& value) {
   inContext(context::kAmf3Value, [&] {
-    if (!errorFlag()) takeValue();
-    const Amf3Marker marker{errorFlag() ? std::uint8_t{0} : readByte()};
+    const Amf3Marker marker{readByte()};
+    takeValue();
     if (!errorFlag()) readAMF3Body(marker, value);
   });
 }

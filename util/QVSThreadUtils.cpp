@@ -11,8 +11,9 @@ bool NQThreadOnlyMutex::lock() {
 }
 
 bool NQThreadOnlyMutex::unlock() {
-  qvs::util::diagnose(section_.isHeldByCaller());
-  noteUnlocked();
+  const bool isHeld = section_.isHeldByCaller();
+  qvs::util::diagnose(isHeld);
+  if (isHeld) noteUnlocked();
   section_.unlock();
   return true;
 }

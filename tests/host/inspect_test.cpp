@@ -237,13 +237,6 @@ TEST(ScriptJson, EndsWhereAnArrayIsInsideItself) {
   EXPECT_EQ(host::scriptJson(NQDataValue::container(NQDataKind::kObjectType, array)).dump(), R"({"a":1,"self":"..."})");
 }
 
-TEST(ScriptJson, IsBoundedWhereArraysAreShared) {
-  NQDataValue value = NQDataValue::number(1);
-  for (int i = 0; i < 60; ++i)
-    value = NQDataValue::container(NQDataKind::kStrictArrayType, arrayOf({{"", value}, {"", value}}));
-  EXPECT_LT(host::scriptJson(value).dump().size(), 1000000U);
-}
-
 // A text or bytes of 10,000 bytes, and 5000 references to it.
 TEST(DescribeScript, IsBoundedWhereTextsAreShared) {
   for (const auto& [marker, reference] : {std::pair("06", "0600"), std::pair("0c", "0c02")}) {

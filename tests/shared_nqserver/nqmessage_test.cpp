@@ -73,14 +73,6 @@ TEST(SingleMessage, TheHeaderTellsWhetherThereIsAFirstByte) {
   EXPECT_EQ(audio->payload().size(), audio->data()->capacity());
 }
 
-TEST(SingleMessage, StripeMutexesGoRound) {
-  std::vector<const util::IMutex*> seen;
-  for (int i = 0; i < 251; ++i) seen.push_back(&NQMessagePtr::make(0U)->stripeMutex());
-  EXPECT_EQ(seen[0], seen[250]);
-  EXPECT_NE(seen[0], seen[1]);
-  EXPECT_NE(seen[0], seen[249]);
-}
-
 TEST(NQMessage, CapacityIsTheSizeInFoursAndFourMore) {
   const struct { std::uint32_t size, capacity; } rows[] = {{0, 4}, {3, 4}, {4, 8}, {8, 12}, {0xFFFF, 0x10000}};
   for (const auto& row : rows) {
@@ -103,20 +95,6 @@ TEST(NQMessage, GrowsAndKeepsItsPayloadUpToWhatAHeaderCounts) {
   EXPECT_EQ(test::hex(message->payload()), "01020304 61");
   EXPECT_TRUE(message->ensureLength(0xFFFFFF));
   EXPECT_EQ(test::hex(message->payload().first(5)), "01020304 61");
-}
-
-TEST(NQMessage, ResetGivesANewBlock) {
-  const auto message = messageOf(MessageKind::kVideo, "17");
-  const NQMemoryPtr old = message->data();
-  message->setTimestamp(5);
-  message->setHeader(Message::Header(test::fromHex("29000001 00000500 000000")));
-  message->takeProtectedFlag();
-  message->serverState() = {.object = old, .word = 7, .flag = 1, .secondObject = old};
-  message->reset(9);
-  EXPECT_EQ(test::hex(message->header()), "00000000 00000000 000000");
-  EXPECT_FALSE(message->protectedFlag() || message->serverState().word != 0 || message->serverState().flag != 0);
-  EXPECT_NE(message->data(), old);
-  EXPECT_EQ(old->refCount(), 3);
 }
 
 }  // namespace

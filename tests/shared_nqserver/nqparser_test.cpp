@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -21,7 +20,6 @@ class Parser final : public NQAMF3Parser {
   template <typename Source>
   Parser(const Source& source, bool throwOnError) : NQAMF3Parser(source, throwOnError) {}
 
-  using NQAMF3Parser::readInt32;
   using NQAMF3Parser::readU29;
   using NQAMF3Parser::writeBytes;
   using NQAMF3Parser::writeString16;
@@ -46,29 +44,6 @@ TEST(NQDataParser, ALongNameIsRefusedByAWriter) {
   parser.writeString16(std::string(65535, 'n'));
   EXPECT_THROW(parser.writeString16(std::string(65536, 'n')), NQBreakConnection);
   EXPECT_EQ(parser.written().size(), 65537U);
-}
-
-TEST(NQDataParser, AFailedReadYieldsNothingAndEndsTheInput) {
-  const auto bytes = fromHex("0102");
-  Parser parser(bytes, false);
-  EXPECT_EQ(parser.readInt32(), 0U);
-  EXPECT_TRUE(parser.errorFlag());
-  EXPECT_EQ(parser.remaining(), 0U);
-}
-
-TEST(NQDataParser, PassesOverTheEncodingByteOfExKinds) {
-  const std::tuple<qvs::MessageKind, const char*, std::uint32_t> rows[] = {
-      {qvs::MessageKind::kDataEx, "00 05", 1},   {qvs::MessageKind::kCommandEx, "00 05", 1},
-      {qvs::MessageKind::kContainerEx, "05", 1}, {qvs::MessageKind::kDataEx, "", 0},
-      {qvs::MessageKind::kData, "00 05", 0},     {qvs::MessageKind::kCommand, "00 05", 0}};
-  for (const auto& [kind, payload, position] : rows) {
-    auto message = NQMessagePtr::make(0U);
-    message->setType(kind);
-    message->append(fromHex(payload));
-    const Parser parser(message, true);
-    EXPECT_EQ(parser.position(), position);
-    EXPECT_EQ(parser.length(), fromHex(payload).size());
-  }
 }
 
 TEST(NQAMF3Parser, IntegersTakeOneToFourBytes) {

@@ -79,18 +79,6 @@ NQMemoryPtr blockOf(const char* image) {
   return memory;
 }
 
-TEST(NQMemory, GrowsOnlyWhereThereIsNoRoom) {
-  struct View : NQMemory {
-    explicit View(std::span<std::byte> bytes) : NQMemory(bytes.data(), static_cast<std::uint32_t>(bytes.size())) {}
-  };
-  std::byte bytes[4];
-  const auto memory = NQPtr<View>::make(std::span(bytes));
-  memory->grow(4);
-  EXPECT_EQ(memory->data(), bytes);
-  memory->grow(5);
-  EXPECT_TRUE(memory->data() != bytes && memory->capacity() == 5) << "now its own";
-}
-
 TEST(NQMemory, ResizeKeepsWhatFits) {
   auto memory = blockOf("01020304");
   EXPECT_TRUE(memory->resize(2));
@@ -166,17 +154,6 @@ TEST_F(MessageBufferTest, RefusesWhatItCannotHold) {
   EXPECT_FALSE(buffer.append(9, std::vector<std::byte>(kMaxTagDataSize + 1), 1));
   EXPECT_EQ(buffer.appended() + buffer.contents() + buffer.buffer().end(), 0U);
   EXPECT_TRUE(buffer.append(9, std::vector<std::byte>(kMaxTagDataSize), 1));
-}
-
-TEST_F(MessageBufferTest, ClearKeepsTheBlockAndAllocateDoesNot) {
-  buffer.append(9, asBytes("x"), 5);
-  const NQMemoryPtr block = buffer.buffer().memory();
-  buffer.clear();
-  EXPECT_EQ(buffer.buffer().memory(), block);
-  EXPECT_EQ(buffer.buffer().end(), 0U);
-  EXPECT_EQ(buffer.appended() + buffer.lastTime() + buffer.firstTime() + buffer.firstSize() + buffer.contents(), 0U);
-  buffer.allocate();
-  EXPECT_NE(buffer.buffer().memory(), block);
 }
 
 }  // namespace

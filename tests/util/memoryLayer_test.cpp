@@ -121,13 +121,7 @@ class MemoryLayer : public testing::Test {
     EXPECT_EQ(fakeHeap.locked, 0);
     std::set_new_handler(nullptr);
     setOutOfMemoryHook(nullptr);
-    setPool(0x8000, 0xFFFF, 0);
-  }
-
-  static void setPool(std::uint32_t flags, std::uint16_t blockSize, std::uint32_t pageSize) {
-    poolFlags = flags;
-    poolBlockSize = blockSize;
-    poolPageSize = pageSize;
+    std::tie(poolFlags, poolBlockSize, poolPageSize) = std::tuple(0x8000, 0xFFFF, 0);
   }
 
   /// What the heap was asked for since the last look.
@@ -169,7 +163,7 @@ TEST_F(MemoryLayer, ThePoolIsMadeAsTheSettingsSay) {
   for (const auto& [flags, blockSize, pageSize, expected] : rows) {
     freeDefaultPool();
     calls();
-    setPool(flags, blockSize, pageSize);
+    std::tie(poolFlags, poolBlockSize, poolPageSize) = std::tie(flags, blockSize, pageSize);
     allocateOnce(10);
     EXPECT_EQ(calls(), expected);
   }
