@@ -148,6 +148,15 @@ TEST(TagStreamLibrary, RefusesWhatIsNoTagStream) {
   }
 }
 
+TEST(TagStreamLibrary, TellsOfNoOtherKindThanTheTagIs) {
+  const File file(std::string(kHeader) + "09 000001 000000 00 000000 27 0000000c" +
+                  "09 000000 000000 00 000000 0000000b");
+  const TagIterator tags = file.reader.tags();
+  const Tag video = tags.nextEntry(), empty = tags.nextEntry();
+  EXPECT_EQ(statusOf([&] { video.audioInfo(); }), kKrvoMTGOtherKind);
+  EXPECT_EQ(statusOf([&] { empty.videoInfo(); }), kKrvoMTGOtherKind);
+}
+
 /// Frames of 100 bytes to 200 kB, so that some are larger than what is read ahead.
 std::vector<test::StreamMessage> manySizes() {
   std::vector<test::StreamMessage> messages;
