@@ -60,6 +60,11 @@ bool writeAll(const Descriptor& file, std::span<const std::byte> content) {
   return true;
 }
 
+bool isRegularFile(const Descriptor& file) {
+  struct stat status {};
+  return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 std::size_t sizeHint(const Descriptor& file, std::size_t maxSize) {
   struct stat status {};
   if (::fstat(file.get(), &status) != 0 || status.st_size < 0) return 0;
@@ -69,8 +74,9 @@ std::size_t sizeHint(const Descriptor& file, std::size_t maxSize) {
 }  // namespace
 
 bool writeFile(std::string_view path, std::span<const std::byte> content) noexcept try {
-  Descriptor file(toNative(path), O_WRONLY | O_CREAT | O_TRUNC);
-  return file && writeAll(file, content) && file.close();
+  // Neither elsewhere, by a link, nor waiting for the reader of a pipe.
+  Descriptor file(toNative(path), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK);
+  return file && isRegularFile(file) && writeAll(file, content) && file.close();
 } catch (const std::bad_alloc&) {
   return false;
 }
@@ -105,9 +111,11 @@ bool removeFile(std::string_view path) noexcept try {
   return false;
 }
 
-FileStart readFileStart(std::string_view path, std::size_t maxSize) {
-  const Descriptor file(toNative(path), O_RDONLY);
+FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kind) {
+  const bool isRegular = kind == FileKind::kRegular;
+  const Descriptor file(toNative(path), O_RDONLY | (isRegular ? O_NONBLOCK : 0));
   if (!file) return {.content = {}, .error = lastError()};
+  if (isRegular && !isRegularFile(file)) return {.content = {}, .error = make_error_code(std::errc::not_supported)};
   // One byte more than the file has, so that the end is met without a second buffer.
   std::vector<std::byte> content(std::min(sizeHint(file, maxSize) + 1, maxSize));
   std::size_t filled = 0;
@@ -122,8 +130,8 @@ FileStart readFileStart(std::string_view path, std::size_t maxSize) {
   return {.content = std::move(content), .error = {}};
 }
 
-std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize) {
-  FileStart start = readFileStart(path, maxSize + 1);
+std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize, FileKind kind) {
+  FileStart start = readFileStart(path, maxSize + 1, kind);
   if (start.error || start.content.size() > maxSize) return std::nullopt;
   return std::move(start.content);
 }

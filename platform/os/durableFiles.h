@@ -12,8 +12,8 @@ namespace platform::os {
 // Small whole files, each with few system calls. Paths are the module's or native ones. Failures are answers: the
 // caller knows the file's role and words the message.
 
-/// Makes the file, or empties the old one, and writes `content`. Nothing is flushed. False where anything failed; the
-/// file then holds an unknown part of the content.
+/// Makes the file, or empties the old one, and writes `content`. Nothing is flushed. False where anything failed, and
+/// for a link, which is not followed; the file then holds an unknown part of the content.
 bool writeFile(std::string_view path, std::span<const std::byte> content) noexcept;
 
 /// Flushes a file's content, and the directory entry that names it, to the device.
@@ -27,6 +27,12 @@ bool replaceFile(std::string_view from, std::string_view to) noexcept;
 /// Removes a file, durably. True when it is gone, also where there was none.
 bool removeFile(std::string_view path) noexcept;
 
+enum class FileKind {
+  /// No pipe, no device: those might never end, or never begin.
+  kRegular,
+  kAny,
+};
+
 /// The start of a file, or why it cannot be read.
 struct FileStart {
   std::vector<std::byte> content;
@@ -34,11 +40,13 @@ struct FileStart {
   std::error_code error;
 };
 
-/// Reads the first `maxSize` bytes of a file, or all of a shorter one. Memory follows the bytes there are.
-FileStart readFileStart(std::string_view path, std::size_t maxSize);
+/// Reads the first `maxSize` bytes of a file, or all of a shorter one. Memory follows the bytes there are. A file of
+/// another kind is an error.
+FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kind = FileKind::kRegular);
 
-/// A whole file, or nothing where it cannot be read or has more than `maxSize` bytes. Memory follows the bytes there
-/// are.
-std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize);
+/// A whole file, or nothing where it cannot be read, is of another kind or has more than `maxSize` bytes. Memory
+/// follows the bytes there are.
+std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize,
+                                               FileKind kind = FileKind::kRegular);
 
 }  // namespace platform::os
