@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -24,7 +25,14 @@ FileInput::FileInput(const StopSignal& stop)
 std::uint32_t FileInput::read(void* buffer, std::uint32_t count) {
   while (stop_.waitReadable(fd_)) {
     const ssize_t done = ::read(fd_, buffer, count);
-    if (done >= 0) return static_cast<std::uint32_t>(done);
+    if (done >= 0) {
+      constexpr std::size_t kKept = 3;
+      if (start_.size() < kKept) {
+        start_.append(static_cast<const char*>(buffer),
+                      std::min(static_cast<std::size_t>(done), kKept - start_.size()));
+      }
+      return static_cast<std::uint32_t>(done);
+    }
     if (errno != EINTR && errno != EAGAIN) fail();
   }
   return 0;

@@ -25,6 +25,9 @@ class FileInput final : public mtg::InputStream {
   /// For the user; empty where nothing has failed.
   const std::string& failure() const { return failure_; }
 
+  /// The first bytes that were read, three at most.
+  const std::string& start() const { return start_; }
+
   void addReference() override {}
   void release() override {}
   std::uint32_t read(void* buffer, std::uint32_t count) override;
@@ -38,6 +41,7 @@ class FileInput final : public mtg::InputStream {
 
   std::string name_;
   std::string failure_;
+  std::string start_;
   const StopSignal& stop_;
   int fd_;
   bool standardInput_;

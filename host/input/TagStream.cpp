@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <fstream>
 #include <span>
+#include <string_view>
 #include <utility>
 
 #include "host/errors.h"
@@ -12,11 +14,13 @@
 namespace host {
 namespace {
 
+constexpr std::string_view kSignature = "MTG";
+
 /// What the user is told where the tag-stream library answers `status` for `file`.
 std::string describe(std::uint32_t status, const FileInput& file) {
   switch (status) {
     case kKrvoMTGNoTagStream:
-      return fmt::format("{} is not a tag stream: three letters and version 1 expected at its start", file.name());
+      return fmt::format("{} is not a tag stream: MTG and version 1 expected at its start", file.name());
     case kKrvoMTGBadHeader:
       return fmt::format("{} is not a tag stream: a header of at least 9 bytes expected", file.name());
     case kKrvoMTGOutOfMemory:
@@ -42,22 +46,16 @@ auto reading(const FileInput& file, const Operation& operation) {
 bool isTagStream(const std::string& path) {
   std::error_code ignored;
   if (!std::filesystem::is_regular_file(path, ignored)) return false;
-  try {
-    const StopSignal noStop;
-    FileInput file(path, noStop);
-    const mtg::Allocator allocator;
-    const mtg::Reader reader(file, allocator);
-    return true;
-  } catch (const InputError&) {
-    return false;
-  } catch (const mtg::Exception& error) {
-    return error.status() == kKrvoMTGBadHeader;
-  }
+  std::string start(kSignature.size(), ' ');
+  std::ifstream(path, std::ios::binary).read(start.data(), static_cast<std::streamsize>(start.size()));
+  return start == kSignature;
 }
 
 TagStream::TagStream(std::unique_ptr<FileInput> file) : file_(std::move(file)) {
   reading(*file_, [this] {
     reader_.emplace(*file_, allocator_);
+    // The library takes any three letters.
+    if (file_->start() != kSignature) throw mtg::Exception(kKrvoMTGNoTagStream);
     tags_.emplace(reader_->tags());
   });
 }

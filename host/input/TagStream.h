@@ -11,8 +11,8 @@
 
 namespace host {
 
-/// Whether a file begins like a tag stream: three letters and version 1. False, too, for what cannot be read, and for
-/// what is no regular file, since a look would take bytes away.
+/// Whether a file has the signature of a tag stream, MTG. False, too, for what cannot be read, and for what is no
+/// regular file, since a look would take bytes away.
 bool isTagStream(const std::string& path);
 
 /// A tag stream, front to back: each tag is one message, with type, data and timestamp as they stand. Back pointers are

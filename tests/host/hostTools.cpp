@@ -66,9 +66,7 @@ bool isSequenceHeader(const StreamMessage& message) {
 }
 
 void writeTagStream(const std::vector<StreamMessage>& messages, const std::filesystem::path& file) {
-  auto image = tagFile(messages);
-  std::ranges::copy(fromHex("464c56"), image.begin());
-  writeWholeFile(file, textOf(image));
+  writeWholeFile(file, textOf(tagFile(messages)));
 }
 
 MadeRecording::MadeRecording(const RecordingPlan& plan) {

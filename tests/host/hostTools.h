@@ -105,7 +105,7 @@ std::vector<StreamMessage> readAll(host::Input& input);
 std::vector<StreamMessage> messagesOf(const std::string& path);
 /// Of AVC or AAC.
 bool isSequenceHeader(const StreamMessage& message);
-/// Writes messages into a tag stream that the ffmpeg tool reads, too.
+/// Writes messages into a tag stream.
 void writeTagStream(const std::vector<StreamMessage>& messages, const std::filesystem::path& file);
 
 }  // namespace test

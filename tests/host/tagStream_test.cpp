@@ -54,15 +54,16 @@ TEST_F(TagStreamTest, GivesEachTagAsItStands) {
 }
 
 TEST_F(TagStreamTest, IsToldByItsContentAndRefusedWithAReason) {
-  const std::string noStream = " is not a tag stream: three letters and version 1 expected at its start",
+  const std::string noStream = " is not a tag stream: MTG and version 1 expected at its start",
                     badHeader = " is not a tag stream: a header of at least 9 bytes expected";
   const struct {
     const char* image;
     bool looks;
     std::string refusal;
   } rows[] = {{kHeader, true, ""},
-              {"61625a 01 00 00000009", true, ""},  // any letters, no flags
-              {"4d5447 02 05 00000009 00000000", false, noStream},
+              {"4d5447 01 00 00000009", true, ""},                  // no flags
+              {"464c56 01 05 00000009 00000000", false, noStream},  // no other signature of three letters
+              {"4d5447 02 05 00000009 00000000", true, noStream},
               {"4d5447 01 05 00000008 00000000", true, badHeader},
               {"", false, noStream}};
   for (const auto& row : rows) {
