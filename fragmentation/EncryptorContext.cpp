@@ -58,6 +58,7 @@ EncryptorContext readEncryptorContext(IMOStreamOpenContext& openContext) {
       loadRequired<NoPackagerCredentialException>(settings, "Recording/VantryV2/PackagerCredentialPath");
   context.packagerCredentialPassword_ =
       require<NoPackagerCredentialPwdException>(settings, "Recording/VantryV2/PackagerCredentialPwd");
+  platform::os::keepPrivate(std::as_bytes(std::span(context.packagerCredentialPassword_)));
   context.policy_ = loadRequired<NoPolicyException>(settings, "Recording/VantryV2/PolicyPath");
   context.encryptionOptions_ = readOptions(settings);
   return context;

@@ -3,6 +3,9 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/lexical_cast.hpp>
 #include <locale>
+#include <span>
+
+#include "platform/os/wipe.h"
 
 namespace ruvo::k2r {
 namespace {
@@ -40,7 +43,11 @@ std::optional<std::string> RecordingSettings::read(const char* key) const {
     // One more than the host is told, so that the text ends even if the host does not end it.
     std::string buffer(std::size_t{size} + 1, '\0');
     const auto answer = static_cast<std::uint32_t>(context_.property(kSection, key, buffer.data(), size));
-    if (answer == 0) return std::string(buffer.c_str());
+    if (answer == 0) {
+      std::optional<std::string> value(buffer.c_str());
+      platform::os::wipe(std::as_writable_bytes(std::span(buffer)));  // It may be a password.
+      return value;
+    }
     // Takes in the negative answers, which say that there is no such key.
     if (answer > kLongestValue) return std::nullopt;
     size = answer + 1;

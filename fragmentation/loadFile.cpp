@@ -30,6 +30,7 @@ struct SecretBlocks {
 
 qvs::util::ByteBuffer join(const SecretBlocks& content, std::uint64_t size) {
   qvs::util::ByteBuffer joined(size);
+  platform::os::keepPrivate({joined.data(), static_cast<std::size_t>(size)});
   std::byte* to = joined.data();
   for (const auto& block : content.blocks) {
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(size, kBlockSize));
@@ -50,6 +51,7 @@ qvs::util::ByteBuffer loadFile(const std::string& path) {
   std::uint64_t size = 0;
   while (in) {
     auto& block = content.blocks.emplace_back();
+    platform::os::keepPrivate(block);
     in.read(reinterpret_cast<char*>(block.data()), kBlockSize);
     size += static_cast<std::uint64_t>(in.gcount());
     if (size > kLongest) throw K2RUtilFileException(kReadFailed, "File is too long", path);

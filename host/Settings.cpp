@@ -4,15 +4,19 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <span>
 
 #include "host/errors.h"
 #include "platform/os/durableFiles.h"
+#include "platform/os/wipe.h"
 
 namespace host {
 namespace {
 
 constexpr std::size_t kMaxFileSize = 1 << 20;
 constexpr std::string_view kWhiteSpace = " \t\r\v\f";
+
+constexpr std::string_view kPasswordKey = "Recording/VantryV2/PackagerCredentialPwd";
 
 constexpr std::string_view kKnownKeys[] = {
     "k2r/WarningsAsErrors",
@@ -34,7 +38,7 @@ constexpr std::string_view kKnownKeys[] = {
     "Recording/VantryV2/TransportCertPath",
     "Recording/VantryV2/LicenseServerCertPath",
     "Recording/VantryV2/PackagerCredentialPath",
-    "Recording/VantryV2/PackagerCredentialPwd",
+    kPasswordKey,
     "Recording/VantryV2/PolicyPath",
     "Recording/VantryV2/EncryptAudio",
     "Recording/VantryV2/EncryptVideo",
@@ -55,7 +59,34 @@ std::string_view withoutComment(std::string_view line) {
   return line;
 }
 
+/// A key in an error, where it looks like one. A line of base64 has an equals sign, too, and may be secret.
+std::string shownKey(std::string_view key) {
+  const bool isKey = (key.starts_with("Recording/") || key.starts_with("k2r/")) &&
+                     key.find_first_of(kWhiteSpace) == std::string_view::npos;
+  return isKey ? fmt::format(" '{}'", key) : "";
+}
+
+std::span<std::byte> bytesOf(std::string& text) {
+  return std::as_writable_bytes(std::span(text));
+}
+
+/// Wipes what may hold a password at the end of the scope.
+class Wiped {
+ public:
+  explicit Wiped(std::span<std::byte> bytes) : bytes_(bytes) { platform::os::keepPrivate(bytes_); }
+  ~Wiped() { platform::os::wipe(bytes_); }
+  Wiped(const Wiped&) = delete;
+  Wiped& operator=(const Wiped&) = delete;
+
+ private:
+  std::span<std::byte> bytes_;
+};
+
 }  // namespace
+
+Settings::~Settings() {
+  for (auto& [key, value] : values_) platform::os::wipe(bytesOf(value));
+}
 
 void Settings::assign(std::string_view assignment) {
   const std::size_t equals = assignment.find('=');
@@ -66,8 +97,9 @@ void Settings::assign(std::string_view assignment) {
 }
 
 void Settings::readFile(const std::string& path) {
-  const auto content = platform::os::readFile(path, kMaxFileSize);
+  auto content = platform::os::readFile(path, kMaxFileSize, platform::os::FileKind::kAny);
   if (!content) throw UsageError(fmt::format("cannot read settings from '{}' (a file of at most 1 MiB)", path));
+  const Wiped wiped(*content);
   readText({reinterpret_cast<const char*>(content->data()), content->size()}, path);
 }
 
@@ -78,7 +110,8 @@ void Settings::readText(std::string_view text, const std::string& name) {
     if (line.empty()) continue;
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) {
-      throw UsageError(fmt::format("{}:{}: expected KEY = VALUE, found '{}'", name, number, line));
+      // Without the line: it may be one of a key that was given by mistake.
+      throw UsageError(fmt::format("{}:{}: expected KEY = VALUE", name, number));
     }
     try {
       set(trimmed(line.substr(0, equals)), trimmed(line.substr(equals + 1)));
@@ -95,12 +128,18 @@ const std::string* Settings::find(std::string_view key) const {
 
 void Settings::set(std::string_view key, std::string_view value) {
   if (std::find(std::begin(kKnownKeys), std::end(kKnownKeys), key) == std::end(kKnownKeys)) {
-    throw UsageError(fmt::format("unknown setting '{}'; the settings are {}", key, fmt::join(kKnownKeys, ", ")));
+    throw UsageError(fmt::format("unknown setting{}; the settings are {}", shownKey(key), fmt::join(kKnownKeys, ", ")));
   }
   if (value.find('\0') != std::string_view::npos) {
     throw UsageError(fmt::format("the value of setting '{}' holds a zero byte", key));
   }
-  values_.insert_or_assign(std::string(key), std::string(value));
+  std::string& kept = values_[std::string(key)];
+  platform::os::wipe(bytesOf(kept));
+  kept.assign(value);  // In place, so that no copy is left.
+  if (key != kPasswordKey) return;
+  platform::os::keepPrivate(bytesOf(kept));
+  // The key that it leads to lies in the memory of a library, which knows of no such pages.
+  platform::os::makeNoDumps();
 }
 
 }  // namespace host

@@ -7,9 +7,15 @@
 namespace host {
 
 /// Settings by whole key, such as `Recording/FragmentDuration`. Values are texts that the module judges; keys have to
-/// be ones that it knows, since it would never ask for a misspelt one. A key given again takes the new value.
+/// be ones that it knows, since it would never ask for a misspelt one. A key given again takes the new value. The
+/// password among them is kept out of swap space and core dumps, and wiped in the end.
 class Settings {
  public:
+  Settings() = default;
+  ~Settings();
+  Settings(Settings&&) = default;
+  Settings& operator=(Settings&&) = delete;
+
   /// Takes `KEY=VALUE`, the value as it stands. Throws UsageError where there is no `=`, and for an unknown key.
   void assign(std::string_view assignment);
   /// Takes the lines of a file, `KEY = VALUE` each, white space around both trimmed. What follows a `#` at a line's

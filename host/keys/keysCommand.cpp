@@ -3,6 +3,7 @@
 #include "host/commands.h"
 #include "host/keys/keySet.h"
 #include "host/output.h"
+#include "platform/os/wipe.h"
 
 namespace host {
 namespace {
@@ -17,6 +18,7 @@ transport, the packager's credential packager.p12, policy.txt, and recording.con
 Exit status: 0 all well, 1 a file could not be written, 2 bad usage.)";
 
 ExitStatus runKeysNew(const std::string& directory) {
+  platform::os::makeNoDumps();
   NewFiles files(directory);
   makeKeySet(files);
   files.keep();

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/encryption/EncryptionChoice.h"
@@ -25,10 +26,16 @@ constexpr std::uint64_t kLongestStoredSample = 0xFFFFFF - 64;
 struct Encryptor : RKXObject {
   Encryptor(std::span<const std::byte> keyBytes, std::string_view content, const RKXEncryptionOptions& options);
 
+  /// Made with the first sample, and takes the key with it: that stands once in memory.
+  SampleCipher& cipher();
+
   EncryptionChoice choice;
-  SampleCipher cipher;
+  /// Empty once samples have been encrypted.
   Secret key;
   std::string contentId;
+
+ private:
+  std::optional<SampleCipher> cipher_;
 };
 
 struct Metadata : RKXObject {
@@ -44,7 +51,17 @@ void releaseObject(RKXObject* object) {
 }
 
 Encryptor::Encryptor(std::span<const std::byte> keyBytes, std::string_view content, const RKXEncryptionOptions& options)
-    : RKXObject{&releaseObject<Encryptor>}, choice(options), cipher(keyBytes), key(keyBytes), contentId(content) {}
+    : RKXObject{&releaseObject<Encryptor>}, choice(options), key(keyBytes), contentId(content) {
+  require(keyBytes.size() == kKeySize, kRKXBadKeyLength);
+}
+
+SampleCipher& Encryptor::cipher() {
+  if (!cipher_) {
+    cipher_.emplace(key.bytes());
+    key = Secret();
+  }
+  return *cipher_;
+}
 
 Metadata::Metadata(std::vector<std::byte> made) : RKXObject{&releaseObject<Metadata>}, block(std::move(made)) {}
 
@@ -106,6 +123,7 @@ RKXStatus createMetadata(RKXObject* encryptor, const char* licenseServerUrl, std
     requireArgument(metadata != nullptr && zero == 0);
     *metadata = nullptr;
     const auto& made = objectOf<Encryptor>(encryptor);
+    requireArgument(made.key.size() != 0);
     const MetadataRequest request{.key = made.key.bytes(),
                                   .contentId = made.contentId,
                                   .licenseServerUrl = textOf(licenseServerUrl, licenseServerUrlSize),
@@ -133,7 +151,7 @@ RKXStatus encryptSample(RKXObject* encryptor, const std::uint8_t* sample, std::u
     require(vectorFits, kRKXBufferTooSmall);
     requireArgument(destination != nullptr && vector != nullptr);
 
-    const auto drawn = made.cipher.encrypt(clear, reinterpret_cast<std::byte*>(destination));
+    const auto drawn = made.cipher().encrypt(clear, reinterpret_cast<std::byte*>(destination));
     std::copy(drawn.begin(), drawn.end(), reinterpret_cast<std::byte*>(vector));
   });
 }

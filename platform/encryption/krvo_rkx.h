@@ -97,6 +97,7 @@ struct RKXEncryptorInterface {
   RKXStatus (*createEncryptor)(RKXObject** encryptor, const std::uint8_t* key, std::uint32_t keySize,
                                const char* contentId, std::uint32_t contentIdSize, const RKXEncryptionOptions* options,
                                std::uint32_t one, std::uint32_t zero);
+  /// In front of the first sample: with that the key goes into the cipher.
   RKXStatus (*createMetadata)(RKXObject* encryptor, const char* licenseServerUrl, std::uint32_t licenseServerUrlSize,
                               const std::uint8_t* transportCert, std::uint32_t transportCertSize,
                               const std::uint8_t* licenseServerCert, std::uint32_t licenseServerCertSize,
