@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kFooter =
     R"(The signature of the protection metadata is held against the certificate inside, whose subject and
 fingerprint are printed: whether to trust it is for you to say. The new recording has the same
-fragments, times and tags as if DIR had never been protected.
+fragments, times and tags as if DIR had never been protected. Its files are for their owner alone.
 
 Exit status: 0 all well, 1 the recording cannot be unprotected (nothing is left in its place; the
 reason is printed), 2 bad usage, 3 it is damaged beside its protection, and so is the new one.)";

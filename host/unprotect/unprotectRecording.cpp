@@ -16,12 +16,16 @@
 #include "host/unprotect/ClearSegment.h"
 #include "host/unprotect/RecordingKey.h"
 #include "host/verify/verifyRecording.h"
+#include "platform/os/PrivateFiles.h"
 #include "platform/os/durableFiles.h"
+#include "platform/os/wipe.h"
 
 namespace host {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::size_t kMaxKeyFile = 1 << 20;
 
 /// The new recording while it is made: in a directory beside its place, with the names that it will have there.
 class Workshop {
@@ -77,13 +81,6 @@ ExitStatus judge(const std::string& path, Log& log) {
   return ExitStatus::kFlawed;
 }
 
-/// Whoever may read a file of the recording may read the one made from it.
-void takeAccess(const std::string& from, const std::string& to) {
-  std::error_code error;
-  fs::permissions(to, fs::status(from, error).permissions(), error);
-  if (error) throw CommandError(fmt::format("'{}': {}", to, error.message()));
-}
-
 void writeWhole(const std::string& path, std::span<const std::byte> content) {
   if (!platform::os::writeFile(path, content) || !platform::os::syncFile(path)) {
     throw CommandError(fmt::format("'{}' cannot be written", path));
@@ -114,7 +111,6 @@ class Unprotection {
     }
     const std::string target = to_.pathOf(from_, segment);
     const auto moved = writeClearSegment(from_.pathOf(segment), target, positions, decipher_);
-    takeAccess(from_.pathOf(segment), target);
     if (!platform::os::syncFile(target)) throw CommandError(fmt::format("'{}' cannot be written", target));
     if (!from_.indexes.contains(number)) return;
     for (auto& entry : entries.globalEntries) {
@@ -135,14 +131,18 @@ class Unprotection {
 }  // namespace
 
 ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log) {
+  platform::os::makeNoDumps();
   const auto licenseServerKey = [&] {
     try {
-      return krvo::encryption::readPrivateKey(readSmallFile(options.keyFile));
+      auto content = platform::os::readFile(options.keyFile, kMaxKeyFile, platform::os::FileKind::kAny);
+      if (!content) throw CommandError(fmt::format("'{}' cannot be read", options.keyFile));
+      return krvo::encryption::readPrivateKey(krvo::encryption::Secret(*std::move(content)).bytes());
     } catch (const krvo::encryption::UnprotectError& error) {
       throw CommandError(fmt::format("'{}': {}", options.keyFile, error.what()));
     }
   }();
   const OutputDirectory place(options.output);
+  tellInterruptedOverwrite(options.directory, log);
   const RecordingDirectory from = readRecordingDirectory(options.directory);
   if (from.empty()) throw CommandError(fmt::format("'{}' holds no recording", options.directory));
   const RecordingKey opened = openRecordingKey(from, *licenseServerKey);
@@ -150,6 +150,7 @@ ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log) {
                        opened.metadata.signer, opened.metadata.signerFingerprint));
 
   krvo::encryption::SampleDecipher decipher(opened.key.bytes());
+  const platform::os::PrivateFiles ownerOnly;  // What was protected is for the owner alone, from its first byte.
   Workshop workshop(place);
   Unprotection(from, workshop, decipher).run();
   const ExitStatus status = judge(workshop.path(), log);
