@@ -5,13 +5,14 @@
 #include <memory>
 
 #include "host/Log.h"
+#include "host/OutputDirectory.h"
 #include "host/commands.h"
 #include "host/errors.h"
 #include "host/exporting/Mp4File.h"
 #include "host/exporting/MtgFile.h"
+#include "host/files/FreshFile.h"
 #include "host/files/smallFiles.h"
 #include "host/input/AvLogRoute.h"
-#include "platform/os/durableFiles.h"
 
 namespace host {
 namespace {
@@ -26,7 +27,8 @@ constexpr const char* kFooter =
   .mp4  a plain file that plays everywhere; it has AVC, AAC and MP3, and no script data
 
 Times count from the first tag. The part begins with the key frame at or before --from, and ends before
---to. While the recording runs, the file has the fragments so far.
+--to. While the recording runs, the file has the fragments so far. FILE has the permissions of the segments;
+it cannot be put among the files of a recording.
 
 Exit status: 0 all well, 1 there is no recording in DIR, it is protected or cannot be read, or FILE exists
 or cannot be written, 2 bad usage.)";
@@ -67,40 +69,37 @@ std::unique_ptr<TagSink> makeSink(const std::string& path, bool mp4, const Recor
   return std::make_unique<MtgFile>(path, tags.movie(), descriptionOf(directory));
 }
 
-/// The file under another name until it is whole.
-class PartialFile {
- public:
-  explicit PartialFile(const std::string& path) : path_(path), partial_(path == "-" ? path : path + ".part") {
-    if (path != "-" && fs::exists(path)) throw CommandError(fmt::format("'{}' exists already", path));
+/// Who may read every segment may read what is made of them.
+mode_t segmentMode(const RecordingDirectory& directory) {
+  constexpr mode_t kAll = 0666;
+  mode_t mode = kAll;
+  for (const std::uint32_t number : directory.segments) {
+    const fs::perms own = fs::status(directory.pathOf(directory.segmentName(number))).permissions();
+    mode &= static_cast<mode_t>(own);
   }
-  ~PartialFile() {
-    if (partial_ != "-") platform::os::removeFile(partial_);
-  }
-  PartialFile(const PartialFile&) = delete;
-  PartialFile& operator=(const PartialFile&) = delete;
+  return mode;
+}
 
-  const std::string& partial() const { return partial_; }
-  void keep() const {
-    if (partial_ != "-" && !platform::os::replaceFile(partial_, path_))
-      throw CommandError(fmt::format("'{}' cannot be written", path_));
-  }
-
- private:
-  std::string path_;
-  std::string partial_;
-};
+/// Throws CommandError where something is at the place of the file, be it a link that leads nowhere.
+std::unique_ptr<FreshFile> makeFile(const std::string& path) {
+  constexpr mode_t kOwnerOnly = 0600;
+  if (path == "-") return nullptr;
+  if (fs::exists(fs::symlink_status(path))) throw CommandError(fmt::format("'{}' exists already", path));
+  return std::make_unique<FreshFile>(path, kOwnerOnly);
+}
 
 ExitStatus runExport(const Options& options) {
   const TimeRange range = rangeOf(options);
   const bool mp4 = isMp4(options.out);
   Log log(stderr);
   const AvLogRoute route(log);
+  tellInterruptedOverwrite(options.directory, log);
   const RecordingDirectory directory = readRecordingDirectory(options.directory);
   RecordedTags tags(directory);
-  const PartialFile file(options.out);
+  const auto file = makeFile(options.out);
   std::uint64_t count = 0;
   {
-    const auto sink = makeSink(file.partial(), mp4, tags, directory);
+    const auto sink = makeSink(file ? file->path() : options.out, mp4, tags, directory);
     tags.forEach(range, [&](const RecordedTag& tag) {
       sink->add(tag);
       ++count;
@@ -108,7 +107,9 @@ ExitStatus runExport(const Options& options) {
     if (count == 0) throw CommandError("nothing is recorded in that part");
     sink->finish();
   }
-  file.keep();
+  if (!file) return ExitStatus::kOk;
+  file->setMode(segmentMode(directory));
+  file->keepAsNew();
   return ExitStatus::kOk;
 }
 

@@ -1,8 +1,15 @@
-#include <filesystem>
-#include <memory>
+#include <fmt/format.h>
 
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string_view>
+
+#include "host/Log.h"
+#include "host/OutputDirectory.h"
 #include "host/commands.h"
-#include "host/files/smallFiles.h"
+#include "host/files/FreshFile.h"
 #include "host/output.h"
 #include "host/playlist/plainFolder.h"
 #include "host/playlist/playlist.h"
@@ -18,7 +25,8 @@ constexpr const char* kFooter =
 server that answers range requests plays the recording. A gap in time becomes a discontinuity.
 
 While the recording runs, the playlist has the fragments so far and no end; run the command again for
-those that have come since. FILE is replaced as a whole each time.
+those that have come since. FILE is replaced as a whole each time, where it is a playlist, and cannot be put
+among the files of a recording.
 
 --plain is for players that stumble over the hint track of the segment files: ffmpeg and what is built on
 it. It copies the recording into FOLDER, as standard fragmented MP4 that any static server serves. Its time
@@ -41,16 +49,43 @@ std::string prefixFrom(const std::string& playlist, const std::string& directory
   return relative.empty() || relative == "." ? "" : relative.string() + "/";
 }
 
+/// A playlist is made again and again, and takes the place of the one before; it takes that of nothing else.
+void requirePlaylist(const std::string& path) {
+  constexpr std::string_view kBegin = "#EXTM3U";
+  const auto status = fs::symlink_status(path);
+  if (!fs::exists(status)) return;
+  std::string begin(kBegin.size(), ' ');
+  std::ifstream in;
+  if (fs::is_regular_file(status)) in.open(path, std::ios::binary);
+  in.read(begin.data(), static_cast<std::streamsize>(begin.size()));
+  begin.resize(static_cast<std::size_t>(in.gcount()));
+  const bool isEmpty = in.is_open() && begin.empty();
+  if (begin != kBegin && !isEmpty) {
+    throw CommandError(fmt::format("'{}' exists and is no playlist; nothing was changed", path));
+  }
+}
+
+void writePlaylist(const std::string& path, const std::string& text) {
+  constexpr mode_t kForAll = 0666;
+  requirePlaylist(path);
+  FreshFile file(path, kForAll);
+  file.write(qvs::util::asBytes(text));
+  file.keepInstead();
+}
+
 ExitStatus runPlaylist(const Options& options) {
+  Log log(stderr);
+  tellInterruptedOverwrite(options.directory, log);
   const RecordingDirectory directory = readRecordingDirectory(options.directory);
   if (!options.plainFolder.empty()) {
+    requireOutsideRecordings(options.plainFolder);
     writePlainFolder(PlainView(directory), options.plainFolder);
   } else if (options.out.empty()) {
     printText(playlistText(readRecordedTimeline(directory), directory, ""));
   } else {
     const std::string prefix = prefixFrom(options.out, options.directory);
     const std::string text = playlistText(readRecordedTimeline(directory), directory, prefix);
-    replaceSmallFile(options.out, qvs::util::asBytes(text));
+    writePlaylist(options.out, text);
   }
   return ExitStatus::kOk;
 }

@@ -103,24 +103,20 @@ TEST(Export, RefusesWithoutTouchingAnything) {
   const MadeRecording other({.messages = Messages{metadata(0)} +
                                          withCodec(stream().keyFramesEvery(2000).withoutHeaders().until(8001), 0x14)});
   const TempDirectory place;
-  writeWholeFile(place.path() / "there.mtg", "mine");
   const struct {
     std::vector<std::string> arguments;
     int status;
-  } rows[] = {{{recording.directory(), "--out", place.file("there.mtg")}, 1},
-              {{recording.directory(), "--out", place.file("a.avi")}, 2},
+  } rows[] = {{{recording.directory(), "--out", place.file("a.avi")}, 2},
               {{recording.directory(), "--out", place.file("a.mtg"), "--from", "5", "--to", "5"}, 2},
               {{recording.directory(), "--out", place.file("a.mtg"), "--from", "-1"}, 2},
               {{recording.directory(), "--out", place.file("a.mtg"), "--from", "60"}, 1},
-              {{recording.directory(), "--out", place.file("no/a.mtg")}, 1},
               {{other.directory(), "--out", place.file("a.mp4")}, 1},
               {{place.path().string(), "--out", place.file("a.mtg")}, 1}};
   for (auto row : rows) {
     row.arguments.insert(row.arguments.begin(), "export");
     EXPECT_EQ(k2r(row.arguments).status, row.status) << testing::PrintToString(row.arguments);
   }
-  EXPECT_EQ(readWholeFile(place.path() / "there.mtg"), "mine");
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(place.path()), {}), 1);
+  EXPECT_TRUE(std::filesystem::is_empty(place.path()));
 }
 
 }  // namespace

@@ -1,0 +1,101 @@
+#include "host/files/FreshFile.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <system_error>
+
+#include "host/errors.h"
+#include "host/files/RecordingDirectory.h"
+#include "platform/os/durableFiles.h"
+#include "platform/os/retried.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path folderOf(const std::string& place) {
+  return fs::absolute(place).parent_path();
+}
+
+std::string newName() {
+  return fmt::format(".k2r-{:08x}.part", std::random_device()());
+}
+
+bool moveToFreeName(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // A file system without that operation: a second name, which replaces nothing either.
+  return ::link(from.c_str(), to.c_str()) == 0 && ::unlink(from.c_str()) == 0;
+}
+
+}  // namespace
+
+void requireOutsideRecordings(const std::string& place) {
+  std::error_code error;
+  const fs::path folder = fs::canonical(folderOf(place), error);
+  if (error) throw CommandError(fmt::format("'{}' cannot be written: {}", place, error.message()));
+  bool isRecording = false;
+  try {
+    isRecording = !readRecordingDirectory(folder.string()).empty();
+  } catch (const CommandError&) {
+    // A directory that may be written and not read.
+  }
+  if (isRecording) {
+    throw CommandError(fmt::format("'{}' lies among the files of a recording; nothing was changed", place));
+  }
+}
+
+FreshFile::FreshFile(const std::string& place, mode_t mode) : place_(place) {
+  requireOutsideRecordings(place);
+  const fs::path folder = folderOf(place);
+  for (int attempt = 0; attempt < 100 && fd_ == -1; ++attempt) {
+    path_ = (folder / newName()).string();
+    fd_ = platform::os::retried(
+        [&] { return ::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode); });
+    if (fd_ == -1 && errno != EEXIST) break;
+  }
+  if (fd_ == -1) fail();
+}
+
+FreshFile::~FreshFile() {
+  ::close(fd_);
+  if (!path_.empty()) ::unlink(path_.c_str());
+}
+
+void FreshFile::write(std::span<const std::byte> content) const {
+  while (!content.empty()) {
+    const auto written = platform::os::retried([&] { return ::write(fd_, content.data(), content.size()); });
+    if (written <= 0) fail();
+    content = content.subspan(static_cast<std::size_t>(written));
+  }
+}
+
+void FreshFile::setMode(mode_t mode) const {
+  if (::fchmod(fd_, mode) != 0) fail();
+}
+
+void FreshFile::keepAsNew() {
+  if (!platform::os::syncFile(path_) || !moveToFreeName(path_, place_)) fail();
+  path_.clear();
+  platform::os::syncFile(place_);
+}
+
+void FreshFile::keepInstead() {
+  if (!platform::os::replaceFile(path_, place_)) fail();
+  path_.clear();
+}
+
+void FreshFile::fail() const {
+  throw CommandError(fmt::format("'{}' cannot be written: {}", place_, std::strerror(errno)));
+}
+
+}  // namespace host
