@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "fragmentation/BootstrapInfo.h"
 #include "host/verify/FragmentCheck.h"
@@ -27,6 +28,11 @@ class FragmentChain {
 
   /// Adds the fragment of an entry of `index`, whose number and time are corrected where the rest tells otherwise.
   void add(const FileFindings& segment, IndexFile& index, std::size_t entry, const FragmentContent& content);
+  /// Goes on behind these, which stand unchecked.
+  void resume(std::optional<Link> beforeLast, Link last) {
+    beforeLast_ = std::move(beforeLast);
+    last_ = std::move(last);
+  }
   /// Between the fragment added last and the next one there is one that could not be read.
   void breakOff() { broken_ = true; }
 

@@ -38,19 +38,6 @@ void checkDescription(const std::vector<std::byte>& bytes, const FileFindings& o
   }
 }
 
-void checkMeta(const RecordingContext& recording) {
-  const FileFindings out = recording.in(recording.directory.metaName());
-  if (!recording.directory.hasMeta) {
-    out.damage("missing");
-    return;
-  }
-  try {
-    checkDescription(readSmallFile(recording.directory.pathOf(out.file())), out);
-  } catch (const CommandError& error) {
-    out.damage(error.what());
-  }
-}
-
 void checkProtection(const RecordingContext& recording) {
   const bool isProtected = hasProtectedTrack(recording.movie);
   const bool isThere = recording.directory.hasDrmMeta;
@@ -93,8 +80,21 @@ void checkSideFiles(const RecordingContext& recording, bool begun) {
         .add(Severity::kRepairable, std::nullopt,
              base ? fmt::format("missing: the base time is {}, by the fragments", *base) : "missing");
   }
-  if (begun) checkMeta(recording);
+  if (begun) checkDescriptionFile(recording);
   checkProtection(recording);
+}
+
+void checkDescriptionFile(const RecordingContext& recording) {
+  const FileFindings out = recording.in(recording.directory.metaName());
+  if (!recording.directory.hasMeta) {
+    out.damage("missing");
+    return;
+  }
+  try {
+    checkDescription(readSmallFile(recording.directory.pathOf(out.file())), out);
+  } catch (const CommandError& error) {
+    out.damage(error.what());
+  }
 }
 
 }  // namespace host

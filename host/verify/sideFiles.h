@@ -14,6 +14,9 @@ std::optional<std::uint32_t> readBaseTime(const RecordingDirectory& directory, F
 /// Notes what is in the directory and is no part of the recording.
 void checkNames(const RecordingContext& recording);
 
+/// The description, which is there once fragments have been written.
+void checkDescriptionFile(const RecordingContext& recording);
+
 /// The files beside segments, indexes and bootstrap: there where they have to be, and of the form they have. `begun`
 /// tells that fragments have been written.
 void checkSideFiles(const RecordingContext& recording, bool begun);

@@ -8,6 +8,7 @@
 
 #include "host/files/smallFiles.h"
 #include "host/repair/repairRecording.h"
+#include "host/verify/quickLook.h"
 #include "tests/host/hostTools.h"
 
 namespace {
@@ -100,6 +101,12 @@ host::Repair repair(const std::string& directory) {
   return host::repairRecording(directory, {}, log);
 }
 
+/// What a quick look calls damaged is so to the whole check, too.
+bool quickLookAgrees(const MadeRecording& made, const Verification& verification) {
+  const auto directory = host::readRecordingDirectory(made.directory());
+  return !directory.hasBootstrap || !host::quickLook(directory) || verification.status() == kDamaged;
+}
+
 /// `control` is what the file of the base time was.
 void expectRepair(const MadeRecording& made, const Verification& found, Outcome outcome, const std::string& control) {
   const auto before = readAllFiles(made.directory());
@@ -133,6 +140,7 @@ void expectStates(const MadeRecording& recording, const std::vector<State>& stat
     const std::string report = textReport(verification);
     EXPECT_EQ(verification.status(), state.status) << report;
     EXPECT_NE(report.find(state.line), std::string::npos) << state.line << "\n" << report;
+    EXPECT_TRUE(quickLookAgrees(recording, verification)) << report;
     expectRepair(recording, verification, state.outcome, control);
     if (make().status() == kDamaged || !std::filesystem::exists(recording.path(".bootstrap"))) continue;
     recording.append(av().from(24000).until(40001));
@@ -336,6 +344,7 @@ TEST(LegalRecordings, AreWholeStoppedOrInterrupted) {
       EXPECT_EQ(verification.status(), kOk) << textReport(verification);
       EXPECT_EQ(verification.fragments, row.fragments) << textReport(verification);
       EXPECT_EQ(verification.stopped, stop);
+      EXPECT_TRUE(quickLookAgrees(recording, verification));
     }
   }
 }
