@@ -33,6 +33,11 @@ CommandOption& CommandOption::excludes(const CommandOption& other) {
   return *this;
 }
 
+CommandOption& CommandOption::needs(const CommandOption& other) {
+  option_->needs(other.option_);
+  return *this;
+}
+
 CommandOption& CommandOption::oneOf(const std::vector<std::string>& values) {
   option_->check(CLI::IsMember(values).description(""));
   return *this;

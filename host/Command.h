@@ -29,6 +29,7 @@ class CommandOption {
   /// Of an option that may be given again: it takes one value each time.
   CommandOption& oneValueEach();
   CommandOption& excludes(const CommandOption& other);
+  CommandOption& needs(const CommandOption& other);
   CommandOption& oneOf(const std::vector<std::string>& values);
   CommandOption& notNegative();
 

@@ -37,6 +37,12 @@ std::int32_t transferAll(std::size_t wanted, const Transfer& transfer) {
   return static_cast<std::int32_t>(done);
 }
 
+/// What the module asks for has one bit for reading and one for writing. Who else may is the umask's to say.
+mode_t creationMode(std::uint32_t mode) {
+  const mode_t owner = static_cast<mode_t>(mode) & S_IRWXU;
+  return owner | owner >> 3 | owner >> 6;
+}
+
 /// What to call an open file. Keeps errno.
 std::string nameOf(std::int32_t handle) {
   const int savedErrno = errno;
@@ -51,10 +57,11 @@ std::string nameOf(std::int32_t handle) {
 std::int32_t FileContext::open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t) {
   const std::string native = platform::os::toNative(path);
   const bool durable = durability_ == Durability::kDevice;
-  const int posixFlags = platform::os::toPosixFlags(flags) | (durable ? O_DSYNC : 0);
+  // Not to wait for the other end of a pipe; it makes no difference to a file.
+  const int posixFlags = platform::os::toPosixFlags(flags) | O_NOFOLLOW | O_NONBLOCK | (durable ? O_DSYNC : 0);
   int fd = -1;
   do {
-    fd = ::open(native.c_str(), posixFlags, static_cast<mode_t>(mode));
+    fd = ::open(native.c_str(), posixFlags, creationMode(mode));
   } while (fd == -1 && errno == EINTR);
   if (fd == -1) return fail("open", native);
   if (durable && (flags & kIMOCreate) != 0 && !platform::os::syncFile(native)) {
@@ -102,12 +109,15 @@ std::int32_t FileContext::pathStatus(const char* path, IMOFileStatus* status, st
 
 std::int32_t FileContext::remove(const char* path, std::uint32_t, std::uint32_t) {
   const std::string native = platform::os::toNative(path);
-  return removeRecording(native, native.substr(native.rfind('/') + 1), durability_) ? 0 : -1;
+  const auto remove = native == held_ ? emptyRecording : removeRecording;
+  return remove(native, native.substr(native.rfind('/') + 1), durability_) ? 0 : -1;
 }
 
 std::int32_t FileContext::createDirectory(const char* path) {
   const std::string native = platform::os::toNative(path);
-  return makeDirectory(native, durability_) ? 0 : fail("make the directory", native);
+  return makeDirectory(native, durability_) || (errno == EEXIST && native == held_)
+             ? 0
+             : fail("make the directory", native);
 }
 
 std::int32_t FileContext::fail(const char* action, const std::string& what) const {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "host/Log.h"
 #include "host/recordingFiles.h"
@@ -13,12 +14,14 @@ namespace host {
 /// is met; the reason of a failure goes to the log, since the caller learns only that there was one.
 ///
 /// With Durability::kDevice a write that has returned has reached the device, and so have a file's and a directory's
-/// name when open() and createDirectory() are back. Has no state of its own: any number of threads and streams may use
-/// one.
+/// name when open() and createDirectory() are back. Files are made with the permissions that the umask leaves; a link
+/// in the place of one is not followed. Has no state that changes: any number of threads and streams may use one.
 class FileContext final : public IMOFileContext {
  public:
-  /// `log` outlives it.
-  FileContext(Durability durability, Log& log) : durability_(durability), log_(log) {}
+  /// `log` outlives it. `held` is the native path of a directory that the host holds locked: remove() leaves it there,
+  /// empty, and createDirectory() takes it for made, so that the lock does not go with it.
+  FileContext(Durability durability, Log& log, std::string held = {})
+      : durability_(durability), log_(log), held_(std::move(held)) {}
 
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override;
   void close(std::int32_t handle, std::uint32_t reserved) override;
@@ -37,6 +40,7 @@ class FileContext final : public IMOFileContext {
 
   Durability durability_;
   Log& log_;
+  std::string held_;
 };
 
 }  // namespace host

@@ -3,13 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <climits>
+#include <exception>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
+#include "host/DirectoryLock.h"
 #include "host/errors.h"
 #include "host/recordingFiles.h"
 
@@ -17,6 +16,9 @@ namespace host {
 namespace {
 
 using Kind = DirectoryContent::Kind;
+
+/// The longest that follows a stem: with the 10 digits of the highest segment number.
+constexpr std::size_t kLongestSuffix = std::string_view("Seg4294967295.k2r").size();
 
 }  // namespace
 
@@ -31,6 +33,12 @@ OutputDirectory::OutputDirectory(const std::string& given) {
   if (stem_.empty()) throw UsageError("a recording needs a directory of its own, not the root directory");
   if (native_.find('\\') != std::string::npos) {
     throw UsageError(fmt::format("'{}' cannot hold a recording, since there is a backslash in its path", native_));
+  }
+  if (stem_.size() + kLongestSuffix > NAME_MAX || native_.size() + 1 + stem_.size() + kLongestSuffix >= PATH_MAX) {
+    throw UsageError(
+        fmt::format("'{}' is too long a name for a recording, whose files are named after it: at most {} "
+                    "bytes in the last part, {} in all",
+                    native_, NAME_MAX - kLongestSuffix, PATH_MAX - 2 - kLongestSuffix - stem_.size()));
   }
 }
 
@@ -48,6 +56,7 @@ void OutputDirectory::require(OpenMode mode) const {
     throw CommandError(
         fmt::format("'{}' is not empty; --append continues a recording in it, --overwrite replaces one", native_));
   }
+  if (mode == OpenMode::kAppend) requireRegular();
   if (mode == OpenMode::kAppend && content.hasBootstrap) return;
   if (!content.foreignEntry.empty()) {
     throw CommandError(fmt::format("'{}' is not (only) a recording, since it holds '{}'; nothing was changed", native_,
@@ -55,28 +64,36 @@ void OutputDirectory::require(OpenMode mode) const {
   }
 }
 
-ReplacedRecording::ReplacedRecording(const OutputDirectory& place)
-    : native_(place.native()), stem_(place.stem()), aside_(place.native() + ".replaced") {
-  held_ = std::rename(native_.c_str(), aside_.c_str()) == 0;
-  if (held_ || errno == ENOENT) return;
-  if (errno == EEXIST || errno == ENOTEMPTY) {
-    throw CommandError(
-        fmt::format("'{}' is in the way: it may be a recording that an interrupted --overwrite put aside; "
-                    "move it back or remove it",
-                    aside_));
+void OutputDirectory::requireRegular() const {
+  const DirectoryContent content = examineDirectory(native_, stem_);
+  if (content.irregularFile.empty()) return;
+  throw CommandError(fmt::format("'{}' cannot be written to, since '{}' in it is no regular file; nothing was changed",
+                                 native_, content.irregularFile));
+}
+
+std::string interruptedOverwrite(const OutputDirectory& place) {
+  const std::string aside = place.aside();
+  const DirectoryContent old = examineDirectory(aside, place.stem());
+  if (old.kind != Kind::kDirectory || old.empty || !old.foreignEntry.empty()) return "";
+  if (DirectoryLock(aside).state() == DirectoryLock::State::kTaken) return "";
+  const bool replaced = examineDirectory(place.native(), place.stem()).hasBootstrap;
+  return fmt::format("'{}' holds a recording that an interrupted --overwrite put aside; {}", aside,
+                     replaced ? "the new one is in its place: move the old one or remove it"
+                              : fmt::format("k2r repair '{}' puts it back", place.native()));
+}
+
+void requireNothingAside(const OutputDirectory& place) {
+  const std::string told = interruptedOverwrite(place);
+  if (!told.empty()) throw CommandError(told);
+}
+
+void tellInterruptedOverwrite(const std::string& path, Log& log) {
+  try {
+    const std::string told = interruptedOverwrite(OutputDirectory(path));
+    if (!told.empty()) log.warning(told);
+  } catch (const std::exception&) {
+    // What is wrong with the path is told by whoever reads there.
   }
-  throw CommandError(fmt::format("cannot put aside '{}': {}", native_, std::strerror(errno)));
-}
-
-ReplacedRecording::~ReplacedRecording() {
-  if (!held_) return;
-  // What the failed opening left is an empty directory at most.
-  removeRecording(native_, stem_, Durability::kProcess);
-  std::rename(aside_.c_str(), native_.c_str());
-}
-
-bool ReplacedRecording::discard() {
-  return !std::exchange(held_, false) || removeRecording(aside_, stem_, Durability::kProcess);
 }
 
 }  // namespace host

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdio>
 #include <exception>
 
@@ -7,6 +8,8 @@
 namespace host {
 
 ExitStatus runCommandLine(int argc, const char* const* argv) {
+  // A file that has reached the limit of its size is a write that fails, like a disk that is full.
+  std::signal(SIGXFSZ, SIG_IGN);
   ExitStatus status = ExitStatus::kOk;
   Program program("k2r", K2R_VERSION,
                   "Records media streams into fragmented segment files, and looks after such recordings.",

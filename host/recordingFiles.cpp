@@ -103,7 +103,10 @@ DirectoryContent examineDirectory(const std::string& path, std::string_view stem
   if (!names) throw std::system_error(errno, std::generic_category(), path);
   content.empty = names->empty();
   for (const std::string& name : *names) {
-    if (!isRecordingFile(name, stem) || !isRegular(directory.get(), name)) content.foreignEntry = name;
+    const bool known = isRecordingFile(name, stem);
+    const bool regular = isRegular(directory.get(), name);
+    if (!known || !regular) content.foreignEntry = name;
+    if (known && !regular) content.irregularFile = name;
     if (name.size() == stem.size() + kBootstrap.size() && name.starts_with(stem) && name.ends_with(kBootstrap)) {
       content.hasBootstrap = true;
     }
@@ -111,7 +114,7 @@ DirectoryContent examineDirectory(const std::string& path, std::string_view stem
   return content;
 }
 
-bool removeRecording(const std::string& path, std::string_view stem, Durability durability) {
+bool emptyRecording(const std::string& path, std::string_view stem, Durability durability) {
   const Directory directory = openDirectory(path);
   if (!directory) return errno == ENOENT;
   auto names = listNames(directory.get());
@@ -119,13 +122,26 @@ bool removeRecording(const std::string& path, std::string_view stem, Durability 
   for (const std::string& name : *names) {
     if (!isRecordingFile(name, stem) || !isRegular(directory.get(), name)) return false;
   }
-  std::partition(names->begin(), names->end(), [](const auto& name) { return name.ends_with(kBootstrap); });
-  for (const std::string& name : *names) {
-    if (::unlinkat(::dirfd(directory.get()), name.c_str(), 0) != 0 && errno != ENOENT) return false;
-  }
-  if (::rmdir(path.c_str()) != 0) return false;
-  flushDirectory(parentOf(path), durability);  // Gone it is, either way.
+  const auto remove = [&](auto begin, auto end) {
+    return std::all_of(begin, end, [&](const std::string& name) {
+      return ::unlinkat(::dirfd(directory.get()), name.c_str(), 0) == 0 || errno == ENOENT;
+    });
+  };
+  const auto rest =
+      std::partition(names->begin(), names->end(), [](const auto& name) { return name.ends_with(kBootstrap); });
+  return remove(names->begin(), rest) && (rest == names->begin() || flushDirectory(path, durability)) &&
+         remove(rest, names->end());
+}
+
+bool removeRecording(const std::string& path, std::string_view stem, Durability durability) {
+  if (!emptyRecording(path, stem, durability)) return false;
+  if (::rmdir(path.c_str()) != 0) return errno == ENOENT;
+  flushParent(path, durability);  // Gone it is, either way.
   return true;
+}
+
+bool flushParent(const std::string& path, Durability durability) {
+  return flushDirectory(parentOf(path), durability);
 }
 
 bool makeDirectory(const std::string& path, Durability durability) {

@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "host/Log.h"
+#include "host/OutputDirectory.h"
 #include "host/commands.h"
 #include "host/inspect/describeFile.h"
 #include "host/inspect/textTree.h"
@@ -21,15 +22,16 @@ struct Options {
 };
 
 ExitStatus runInspect(const Options& options) {
+  Log log(stderr);
   InspectErrors errors;
   Json files = Json::array();
+  for (const std::string& path : options.paths) tellInterruptedOverwrite(path, log);
   for (const std::string& path : options.paths) files.push_back(describePath(path, errors));
   if (options.json) {
     printJson({{"files", std::move(files)}});
   } else {
     printText(textTree(files));
   }
-  Log log(stderr);
   for (const std::string& error : errors) log.error(error);
   return errors.empty() ? ExitStatus::kOk : ExitStatus::kFailed;
 }

@@ -3,10 +3,13 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
+#include <system_error>
 
 #include "host/FileContext.h"
+#include "host/HeldPlace.h"
 #include "host/Log.h"
 #include "host/Module.h"
 #include "host/OpenContext.h"
@@ -18,6 +21,7 @@
 #include "host/record/RealTimePacer.h"
 #include "host/record/RecordSession.h"
 #include "host/record/continuation.h"
+#include "host/record/prepareAppend.h"
 
 namespace host {
 namespace {
@@ -29,14 +33,22 @@ Settings readSettings(const RecordOptions& options) {
   return settings;
 }
 
-/// Opens the recording, in the place of an old one where that is wanted.
-std::unique_ptr<Recording> openRecording(IMOStreamAdaptor& adaptor, IMOStreamOpenContext& settings,
-                                         const OutputDirectory& place, OpenMode mode, Log& log) {
-  std::optional<ReplacedRecording> old;
-  if (mode == OpenMode::kOverwrite) old.emplace(place);
-  auto recording = std::make_unique<Recording>(adaptor, settings, place.modulePath(), mode == OpenMode::kAppend);
-  if (old && !old->discard()) log.warning(fmt::format("the old recording was left in '{}'", old->aside()));
-  return recording;
+/// Reading from what is being written would never end, or lose the rest of it.
+void requireOtherPlace(const std::string& input, const OutputDirectory& place) {
+  std::error_code ignored;
+  const std::string canonical = std::filesystem::canonical(input, ignored).string();
+  if (!canonical.starts_with(place.native() + "/")) return;
+  throw CommandError(
+      fmt::format("'{}' lies in '{}', where the recording goes; nothing was changed", input, place.native()));
+}
+
+/// What a directory, held by this process, needs before the module opens it. Answers the recording that goes aside.
+std::unique_ptr<ReplacedRecording> prepare(const OutputDirectory& place, const RecordOptions& options, Log& log) {
+  place.require(options.mode);  // Once more: somebody else may have finished a recording there in the meantime.
+  if (options.mode == OpenMode::kAppend) prepareAppend(place, options.force, log);
+  if (options.mode == OpenMode::kOverwrite) requireNothingAside(place);
+  if (options.mode != OpenMode::kOverwrite || std::filesystem::is_empty(place.native())) return nullptr;
+  return std::make_unique<ReplacedRecording>(place, options.durability, log);
 }
 
 /// Lets the messages of an append follow what is there.
@@ -74,19 +86,25 @@ ExitStatus runRecord(const RecordOptions& options) {
 
   const Settings settings = readSettings(options);
   const OutputDirectory place(options.directory);
+  if (options.mode == OpenMode::kNew) tellInterruptedOverwrite(place.native(), log);
   place.require(options.mode);
-  FileContext files(options.durability, log);
+  requireOtherPlace(options.input, place);
+  const HeldPlace held(place, options.durability, log);
+  FileContext files(options.durability, log, place.native());
   StreamContext context(settings, log, files);
   OpenContext openContext(settings);
   const Module module(findModule());
   const auto adaptor = module.createAdaptor(context);
   // Before anything on disk is touched.
   const auto input = openInput(options.input, options.maps, log, stop);
-  const auto recording = openRecording(*adaptor, openContext, place, options.mode, log);
+  const auto old = prepare(place, options, log);
+  const auto recording =
+      std::make_unique<Recording>(*adaptor, openContext, place.modulePath(), options.mode == OpenMode::kAppend);
 
   Progress progress(options.progress, log);
   RealTimePacer pacer(stop);
   RecordSession session(*recording, context, log, progress, options.realTime ? &pacer : nullptr);
+  if (old) session.betweenMessages([&old] { old->settle(); });
   if (options.mode == OpenMode::kAppend) continueRecording(place, openContext, *input, session);
   std::optional<std::string> inputFailure;
   try {

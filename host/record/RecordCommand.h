@@ -15,6 +15,8 @@ struct RecordOptions {
   std::string input;
   std::string directory;
   OpenMode mode = OpenMode::kNew;
+  /// Append to a damaged recording, too.
+  bool force = false;
   /// `KEY=VALUE` each; stronger than the file.
   std::vector<std::string> settings;
   std::string settingsFile;

@@ -10,6 +10,7 @@ void RecordSession::run(Input& input) {
   while (const auto message = input.next()) {
     if (pacer_ != nullptr) pacer_->wait(message->timeMs);
     take(*message);
+    betweenMessages_();
     progress_.add(message->timeMs, message->data.size());
   }
 }

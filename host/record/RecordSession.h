@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "host/Log.h"
 #include "host/Recording.h"
@@ -23,6 +25,8 @@ class RecordSession {
 
   /// For an append: messages from this time on go behind what is there. Refused earlier ones get a line that says so.
   void expectFrom(std::uint32_t timeMs) { expectedMs_ = timeMs; }
+  /// Called behind each message.
+  void betweenMessages(std::function<void()> call) { betweenMessages_ = std::move(call); }
   /// Until the input ends. Throws InputError where it fails; what came before is recorded.
   void run(Input& input);
 
@@ -40,6 +44,7 @@ class RecordSession {
   Log& log_;
   Progress& progress_;
   RealTimePacer* pacer_;
+  std::function<void()> betweenMessages_ = [] {};
   std::uint64_t messages_ = 0;
   std::uint64_t refused_ = 0;
   std::string firstReason_;

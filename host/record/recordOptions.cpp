@@ -15,8 +15,9 @@ constexpr const char* kFooter = R"(Examples:
   k2r record rtsp://camera/stream --out rec/cam2 --append --config camera.conf
   encoder | k2r record - --out rec/cam3
 
-Ctrl-C and SIGTERM end the input; the recording is finished as at its end.
-Exit status: 0 all well, 1 the recording could not be opened or INPUT not be read, 2 bad usage,
+Ctrl-C and SIGTERM end the input; the recording is finished as at its end. Nobody else records into DIR
+meanwhile, or repairs it. What an interrupted --overwrite left is told; k2r repair puts it back.
+Exit status: 0 all well, 1 the recording could not be opened, is in use, or INPUT not be read, 2 bad usage,
 3 the recording was finished but some messages were refused or other errors came up.)";
 
 /// What the command line has in another form than the recording's options.
@@ -66,9 +67,15 @@ void addOutputOptions(Command command, RecordOptions& options, Flags& flags) {
               "--overwrite")
       .typeName("DIR")
       .required();
-  const CommandOption append = command.flag("--append", flags.append, "Continue the recording in DIR, if there is one");
+  const CommandOption append = command.flag("--append", flags.append,
+                                            "Continue the recording in DIR, if there is one. A damaged one is\n"
+                                            "refused");
+  command.flag("--force", options.force, "Continue a damaged recording all the same").needs(append);
   command
-      .flag("--overwrite", flags.overwrite, "Replace the recording in DIR; a DIR that holds anything else is refused")
+      .flag("--overwrite", flags.overwrite,
+            "Replace the recording in DIR; it stands aside, in DIR.replaced, until the\n"
+            "new one has its first fragment, and comes back where that never happens.\n"
+            "A DIR that holds anything else is refused")
       .excludes(append);
   command.flag("--no-stop", options.noStop, "Leave the recording as a crash would, without finishing it");
   command

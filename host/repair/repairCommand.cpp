@@ -15,9 +15,10 @@ constexpr const char* kFooter =
     R"(What an interruption left is put right, and the recording is finished as at a proper stop: the segment
 gets its table of random access points, index and bootstrap agree, the bootstrap marks the end. Nothing
 that an index names is touched. A recording that is whole and finished stays as it is, byte for byte, and
-so does a damaged one. Nobody else may be recording into DIR meanwhile.
+so does a damaged one. A DIR into which somebody is recording is refused. What an interrupted
+record --overwrite put aside comes back where DIR holds no fragment.
 
-Exit status: 0 finished, or nothing to do; 1 there is no recording in DIR or it cannot be written,
+Exit status: 0 finished, or nothing to do; 1 there is no recording in DIR, it is in use or cannot be written,
 2 bad usage, 4 damaged, and left as it is.)";
 
 const char* wordsOf(Repair::Outcome outcome) {

@@ -25,8 +25,9 @@ struct Repair {
 };
 
 /// Does to an interrupted recording what an append and a stop do to it, without adding to it: afterwards it is finished
-/// and whole. Nobody else may be writing it. Throws CommandError where there is no recording, and where the module does
-/// not open it; the reason is in the log then. `settings` are those of the recording: a protected one needs them.
+/// and whole. A recording that an interrupted `--overwrite` put aside comes back first, where there is no fragment in
+/// its place. Throws CommandError where there is no recording, where somebody else is writing it, and where the module
+/// does not open it; the reason is in the log then. `settings` are those of the recording: a protected one needs them.
 Repair repairRecording(const std::string& path, const Settings& settings, Log& log);
 
 }  // namespace host

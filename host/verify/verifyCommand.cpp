@@ -1,5 +1,8 @@
+#include <cstdio>
 #include <memory>
 
+#include "host/Log.h"
+#include "host/OutputDirectory.h"
 #include "host/commands.h"
 #include "host/verify/verifyReport.h"
 
@@ -24,6 +27,8 @@ struct Options {
 };
 
 ExitStatus runVerify(const Options& options) {
+  Log log(stderr);
+  tellInterruptedOverwrite(options.directory, log);
   const Verification verification = verifyRecording(options.directory);
   if (options.json) {
     printJson(jsonReport(verification));

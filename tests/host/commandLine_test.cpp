@@ -103,6 +103,7 @@ TEST_F(RecordCommandTest, AnswersByStatus) {
       {{"in.mtg"}, 2, "--out is required"},
       {{"--out", "b"}, 2, "INPUT is required"},
       {{"in.mtg", "--out", "b", "--append", "--overwrite"}, 2, "excludes"},
+      {{"in.mtg", "--out", "b", "--force"}, 2, "--force requires --append"},
       {{"in.mtg", "--out", "b", "--progress", "--quiet"}, 2, "excludes"},
       {{"in.mtg", "--out", "b", "--durability", "none"}, 2, "none not in {device,process}"},
       {{"in.mtg", "--out", "b", "--set", "Recording/Nonsense=1"}, 2, "unknown setting 'Recording/Nonsense'"},
@@ -139,21 +140,6 @@ TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
   EXPECT_THAT(answer_.errors,
               HasSubstr("lies ahead of the recording's end; what is appended has to go on from 16000 ms\n"));
   EXPECT_EQ(fragmentsIn("cam1"), 3U);
-}
-
-TEST_F(RecordCommandTest, OverwritesOnceTheNewRecordingIsOpen) {
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--set", "Recording/FragmentDuration=2000"}), 0);
-  EXPECT_EQ(record({"missing.mtg", "--out", "cam1", "--overwrite"}), 1);
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--overwrite", "--set", "Recording/FragmentDuration=0"}), 1);
-  fs::create_directory("cam1.replaced");
-  writeWholeFile("cam1.replaced/notes.txt", "mine");
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--overwrite"}), 1) << "the old one's place is taken";
-  EXPECT_EQ(readWholeFile("cam1.replaced/notes.txt"), "mine");
-  EXPECT_EQ(fragmentsIn("cam1"), 4U) << "the old one";
-  fs::remove_all("cam1.replaced");
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--overwrite"}), 0);
-  EXPECT_EQ(fragmentsIn("cam1"), 2U);
-  EXPECT_FALSE(fs::exists("cam1.replaced"));
 }
 
 TEST_F(RecordCommandTest, SignalsFinishTheRecording) {
