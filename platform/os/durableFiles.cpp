@@ -65,6 +65,12 @@ bool isRegularFile(const Descriptor& file) {
   return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+/// A directory is neither: reading one fails, with words of its own.
+bool isPipeOrDevice(const Descriptor& file) {
+  struct stat status {};
+  return ::fstat(file.get(), &status) != 0 || !(S_ISREG(status.st_mode) || S_ISDIR(status.st_mode));
+}
+
 std::size_t sizeHint(const Descriptor& file, std::size_t maxSize) {
   struct stat status {};
   if (::fstat(file.get(), &status) != 0 || status.st_size < 0) return 0;
@@ -115,7 +121,7 @@ FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kin
   const bool isRegular = kind == FileKind::kRegular;
   const Descriptor file(toNative(path), O_RDONLY | (isRegular ? O_NONBLOCK : 0));
   if (!file) return {.content = {}, .error = lastError()};
-  if (isRegular && !isRegularFile(file)) return {.content = {}, .error = make_error_code(std::errc::not_supported)};
+  if (isRegular && isPipeOrDevice(file)) return {.content = {}, .error = make_error_code(std::errc::not_supported)};
   // One byte more than the file has, so that the end is met without a second buffer.
   std::vector<std::byte> content(std::min(sizeHint(file, maxSize) + 1, maxSize));
   std::size_t filled = 0;
