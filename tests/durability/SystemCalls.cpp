@@ -208,6 +208,13 @@ int unlink(const char* path) noexcept {
   return result;
 }
 
+int unlinkat(int directory, const char* name, int flags) noexcept {
+  const int result = static_cast<int>(::syscall(SYS_unlinkat, directory, name, flags));
+  if (result != 0 || test::watchedFile(directory) == nullptr) return result;
+  test::watch->operations.push_back({.kind = test::Kind::kRemove, .name = name});
+  return result;
+}
+
 int nanosleep(const timespec*, timespec*) {
   return 0;
 }

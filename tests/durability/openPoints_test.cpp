@@ -11,6 +11,8 @@
 
 #include "fragmentation/AfraBox.h"
 #include "host/files/smallFiles.h"
+#include "host/recordingFiles.h"
+#include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
 #include "util/bytes.h"
@@ -35,6 +37,16 @@ class OpenPoints : public testing::Test {
 
   Recorder recorder_{loadModule()};
 };
+
+TEST_F(OpenPoints, ARemovalTakesTheBootstrapFromTheDeviceFirst) {
+  recordAndCrash(recorder_, video().until(3001));
+  const auto& directory = recorder_.directory();
+  const SystemCalls calls(directory);
+  EXPECT_TRUE(host::removeRecording(directory.string(), directory.filename().string(), host::Durability::kDevice));
+  ASSERT_GT(calls.operations().size(), 2U);
+  EXPECT_TRUE(calls.operations()[0].name.ends_with(".bootstrap"));
+  EXPECT_EQ(calls.operations()[1].kind, FileOperation::Kind::kFlushDirectory);
+}
 
 TEST_F(OpenPoints, ABaseTimeComesBackFromTheFragments) {
   recordAndCrash(recorder_, video().from(7250).until(10001));

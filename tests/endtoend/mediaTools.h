@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -12,20 +11,16 @@
 #include <string>
 #include <vector>
 
+#include "tests/endtoend/ChildProcess.h"
+
 namespace test {
 
 /// What a line prints in the shell, standard output and standard error as they come. Throws std::runtime_error where it
 /// fails.
 inline std::string mustRun(const std::string& line) {
-  FILE* const pipe = ::popen(("( " + line + " ) 2>&1 </dev/null").c_str(), "r");
-  if (pipe == nullptr) throw std::runtime_error("cannot run: " + line);
-  std::string output;
-  std::array<char, 4096> buffer{};
-  while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
-    output.append(buffer.data(), count);
-  }
-  if (::pclose(pipe) != 0) throw std::runtime_error("failed: " + line + "\n" + output);
-  return output;
+  const ShellAnswer answer = runShell(line);
+  if (answer.status != 0) throw std::runtime_error("failed: " + line + "\n" + answer.output);
+  return answer.output;
 }
 
 /// Makes a media file with the ffmpeg tool: `arguments` go between the quiet options and the name. Throws as mustRun().
