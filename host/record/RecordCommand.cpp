@@ -2,10 +2,16 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <string_view>
+#include <system_error>
 
+#include "fragmentation/FragmentationConfig.h"
+#include "fragmentation/RecordingSettings.h"
 #include "host/FileContext.h"
 #include "host/Log.h"
 #include "host/Module.h"
@@ -14,12 +20,17 @@
 #include "host/Settings.h"
 #include "host/StopSignal.h"
 #include "host/StreamContext.h"
+#include "host/input/LookAhead.h"
 #include "host/input/openInput.h"
 #include "host/record/RealTimePacer.h"
 #include "host/record/RecordSession.h"
-#include "host/record/continuation.h"
+#include "host/record/RecordSummary.h"
+#include "host/record/RecordingEnd.h"
 
 namespace host {
+
+using ruvo::k2r::readFragmentationConfig;
+
 namespace {
 
 Settings readSettings(const RecordOptions& options) {
@@ -39,64 +50,165 @@ std::unique_ptr<Recording> openRecording(IMOStreamAdaptor& adaptor, IMOStreamOpe
   return recording;
 }
 
-/// Lets the messages of an append follow what is there.
-void continueRecording(const OutputDirectory& place, IMOStreamOpenContext& settings, Input& input,
-                       RecordSession& session) {
-  const auto timeMs = continuationTime(place, settings);
-  if (!timeMs) return;
-  input.continueAt(*timeMs);
-  session.expectFrom(*timeMs);
+/// Throws where the messages of an append, whose times are kept, begin ahead of the recording's end.
+void requireBehindEnd(const OutputDirectory& place, IMOStreamOpenContext& settings, LookAhead& input) {
+  const auto end = readRecordingEnd(place, readFragmentationConfig(settings).fragmentDuration);
+  if (!end) return;
+  MessageCheck check(end->codecs, false);
+  const auto first = input.timeOfFirst([&](const auto& message) { return reachesFragmenter(check.judge(message)); });
+  if (!first || *first >= end->continueMs) return;
+  throw CommandError(
+      fmt::format("the stream begins at {} ms, and the recording ends such that it can go on from {} ms; without "
+                  "--keep-times it is "
+                  "moved there",
+                  *first, end->continueMs));
 }
 
-/// Says what did not go well. `inputFailure` is the reason why the input could not be read to its end.
-ExitStatus judge(const RecordSession& session, const StreamContext& context,
-                 const std::optional<std::string>& inputFailure, Log& log) {
-  if (session.refused() > 0) {
-    log.error(fmt::format("{} of {} messages were refused; the first reason: {}", session.refused(), session.messages(),
-                          session.firstReason()));
-  } else if (context.errorCount() > 0) {
-    log.error(fmt::format("the recording is not sound; the first of {} errors: {}", context.errorCount(),
-                          context.firstError()));
+/// Says what has become of the recording.
+void report(const RecordSummary& summary, bool quiet, Log& log) {
+  const RecordAccount& account = summary.account;
+  if (account.refused.messages > 0) {
+    log.error(fmt::format("{} of {} messages were refused; the first reason: {}", account.refused.messages,
+                          account.received.messages, account.refusal));
+  } else if (summary.errors > 0 && summary.reason().empty()) {
+    log.error(
+        fmt::format("nothing is missing, but errors came up; the first of {}: {}", summary.errors, summary.firstError));
   }
-  if (inputFailure) {
-    log.error(*inputFailure);
-    return ExitStatus::kFailed;
+  if (summary.inputFailure) log.error(*summary.inputFailure);
+  if (!summary.reason().empty()) {
+    log.error(summaryLine(summary));
+  } else if (!quiet) {
+    log.note(summaryLine(summary));
   }
-  return session.refused() > 0 || context.errorCount() > 0 ? ExitStatus::kFlawed : ExitStatus::kOk;
+}
+
+/// One recording from its opening to its end.
+class Run {
+ public:
+  Run(const RecordOptions& options, Log& log)
+      : options_(options),
+        log_(log),
+        settings_(readSettings(options)),
+        place_(options.directory),
+        files_(options.durability, log),
+        context_(settings_, log, files_),
+        openContext_(settings_) {
+    stop_.catchSignals();
+  }
+
+  RecordSummary record() {
+    place_.require(options_.mode);
+    const Module module(findModule());
+    const auto adaptor = module.createAdaptor(context_);
+    // Before anything on disk is touched.
+    LookAhead input(openInput(options_.input, options_.maps, log_, stop_));
+    const bool appends = options_.mode == OpenMode::kAppend;
+    if (appends && options_.keepsTimes) requireBehindEnd(place_, openContext_, input);
+    const auto recording = openRecording(*adaptor, openContext_, place_, options_.mode, log_);
+    const std::uint32_t durationMs = readFragmentationConfig(openContext_).fragmentDuration;
+    return recordInto(*recording, input, appends ? readRecordingEnd(place_, durationMs) : std::nullopt, durationMs);
+  }
+
+ private:
+  RecordSummary recordInto(Recording& recording, Input& input, const std::optional<RecordingEnd>& end,
+                           std::uint32_t durationMs) {
+    const bool isProtected = ruvo::k2r::RecordingSettings(openContext_).readBool("Recording/IsProtected", false);
+    StreamFollower follower =
+        end ? StreamFollower(durationMs, isProtected, *end) : StreamFollower(durationMs, isProtected);
+    Progress progress(options_.progress, log_);
+    RealTimePacer pacer(stop_);
+    RecordSession session(recording, context_, follower, log_, progress, options_.realTime ? &pacer : nullptr,
+                          sessionOptions(end));
+    RecordSummary summary;
+    try {
+      session.run(input);
+    } catch (const InputError& error) {
+      summary.inputFailure = error.what();
+    }
+    session.finish();
+    if (!options_.noStop) recording.stop();
+    progress.finish();
+    summary.account = session.account();
+    summary.errors = context_.errorCount();
+    summary.firstError = context_.firstError();
+    summary.stored = readStored(end);
+    return summary;
+  }
+
+  SessionOptions sessionOptions(const std::optional<RecordingEnd>& end) const {
+    SessionOptions options{.keepsHead = options_.keepsEnds,
+                           .keepsTail = options_.keepsEnds && !options_.noStop,
+                           .maxQueue = options_.maxQueue};
+    if (end && !options_.keepsTimes) options.startMs = end->continueMs;
+    return options;
+  }
+
+  StoredPart readStored(const std::optional<RecordingEnd>& end) const {
+    StoredPart stored;
+    try {
+      stored = readStoredPart(place_, end ? end->lastFragment : 0);
+      if (options_.noStop) stored.unfinished.clear();
+    } catch (const CommandError& error) {
+      stored.unfinished = error.what();
+    }
+    return stored;
+  }
+
+  const RecordOptions& options_;
+  Log& log_;
+  StopSignal stop_;
+  const Settings settings_;
+  const OutputDirectory place_;
+  FileContext files_;
+  StreamContext context_;
+  OpenContext openContext_;
+};
+
+Json documentFor(const RecordOptions& options, ExitStatus status) {
+  return {{"schema", 1},
+          {"command", "record"},
+          {"input", options.input},
+          {"recording", options.directory},
+          {"exitStatus", static_cast<int>(status)}};
 }
 
 }  // namespace
 
+std::uint64_t parseSize(const std::string& text, const std::string& option) {
+  std::uint64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const std::string_view unit(end, text.data() + text.size());
+  constexpr std::string_view kUnits = "KMG";
+  const auto place = unit.size() == 1 ? kUnits.find(unit.front()) : std::string_view::npos;
+  const unsigned shift = place == std::string_view::npos ? 0 : 10 * (static_cast<unsigned>(place) + 1);
+  const bool isSize = error == std::errc() && (unit.empty() || shift != 0);
+  if (!isSize || number == 0 || number > std::numeric_limits<std::uint64_t>::max() >> shift) {
+    throw UsageError(fmt::format("{}: '{}' is no size; a number, with K, M or G behind it, expected", option, text));
+  }
+  return number << shift;
+}
+
 ExitStatus runRecord(const RecordOptions& options) {
   Log log(stderr);
-  StopSignal stop;
-  stop.catchSignals();
-
-  const Settings settings = readSettings(options);
-  const OutputDirectory place(options.directory);
-  place.require(options.mode);
-  FileContext files(options.durability, log);
-  StreamContext context(settings, log, files);
-  OpenContext openContext(settings);
-  const Module module(findModule());
-  const auto adaptor = module.createAdaptor(context);
-  // Before anything on disk is touched.
-  const auto input = openInput(options.input, options.maps, log, stop);
-  const auto recording = openRecording(*adaptor, openContext, place, options.mode, log);
-
-  Progress progress(options.progress, log);
-  RealTimePacer pacer(stop);
-  RecordSession session(*recording, context, log, progress, options.realTime ? &pacer : nullptr);
-  if (options.mode == OpenMode::kAppend) continueRecording(place, openContext, *input, session);
-  std::optional<std::string> inputFailure;
   try {
-    session.run(*input);
-  } catch (const InputError& error) {
-    inputFailure = error.what();
+    const RecordSummary summary = Run(options, log).record();
+    report(summary, options.quiet, log);
+    if (options.json) {
+      Json document = documentFor(options, summary.status());
+      document["error"] = summary.inputFailure ? Json(*summary.inputFailure) : Json();
+      document.update(summaryJson(summary));
+      printJson(document);
+    }
+    return summary.status();
+  } catch (const CommandError& error) {
+    const bool isUsage = dynamic_cast<const UsageError*>(&error) != nullptr;
+    if (options.json) {
+      Json document = documentFor(options, isUsage ? ExitStatus::kBadUsage : ExitStatus::kFailed);
+      document["error"] = error.what();
+      printJson(document);
+    }
+    throw;
   }
-  if (!options.noStop) recording->stop();
-  progress.finish();
-  return judge(session, context, inputFailure, log);
 }
 
 }  // namespace host
