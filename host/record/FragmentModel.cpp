@@ -66,7 +66,8 @@ bool FragmentModel::isEmptiedBy(std::span<const InputMessage> messages) const {
 }
 
 std::uint32_t FragmentModel::firstWaitingMs() const {
-  const auto first = std::find_if(queue_.begin(), queue_.end(), [](const Queued& message) { return !message.isMadeUp; });
+  const auto first =
+      std::find_if(queue_.begin(), queue_.end(), [](const Queued& message) { return !message.isMadeUp; });
   return first == queue_.end() ? lastTimeMs_ : first->timeMs;
 }
 
@@ -101,7 +102,8 @@ void FragmentModel::settle(const FragmentDecision& decision, bool recorded, Step
 }
 
 bool FragmentModel::beginsWithKeyFrame() const {
-  const auto picture = std::find_if(queue_.begin(), queue_.end(), [](const Queued& message) { return message.isVideo; });
+  const auto picture =
+      std::find_if(queue_.begin(), queue_.end(), [](const Queued& message) { return message.isVideo; });
   return picture == queue_.end() || picture->isKeyFrame;
 }
 

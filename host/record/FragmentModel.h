@@ -12,8 +12,8 @@
 
 namespace host {
 
-/// Set in the type of a message that the host makes up. The module's record path masks it out, so that the message moves
-/// the fragmenter like any other; the writer of segments passes over such a type, so that it is never stored.
+/// Set in the type of a message that the host makes up. The module's record path masks it out, so that the message
+/// moves the fragmenter like any other; the writer of segments passes over such a type, so that it is never stored.
 inline constexpr std::uint8_t kMadeUpBit = 0x80;
 
 /// What the module holds of a stream: the state of its fragmenter, and what waits in its queue. Fed with the messages

@@ -27,8 +27,8 @@ constexpr bool reachesFragmenter(Reception reception) {
   return reception == Reception::kRecorded || reception == Reception::kPassedOver;
 }
 
-/// The codecs of a recording's tracks by SampleKind, as tags have them: 0 is one that is not known. Nothing where there is
-/// no such track.
+/// The codecs of a recording's tracks by SampleKind, as tags have them: 0 is one that is not known. Nothing where there
+/// is no such track.
 using TrackCodecs = std::array<std::optional<qvs::util::FourCC>, 3>;
 
 /// The module's check of messages, done once more on the host's side, since its answer does not tell a message that was

@@ -16,10 +16,10 @@ bool QueueLimit::admits(const InputMessage& message) {
     isFull_ = true;
     dropped_ = {};
     firstDroppedMs_ = message.timeMs;
-    log_.warning(fmt::format("{} messages ({:.1f} MB) wait for a fragment to be written, as many as --max-queue allows; "
-                             "from {} ms on messages are dropped until one has been",
-                             model.waiting().messages, static_cast<double>(model.waiting().bytes) / 1e6,
-                             message.timeMs));
+    log_.warning(
+        fmt::format("{} messages ({:.1f} MB) wait for a fragment to be written, as many as --max-queue allows; "
+                    "from {} ms on messages are dropped until one has been",
+                    model.waiting().messages, static_cast<double>(model.waiting().bytes) / 1e6, message.timeMs));
   }
   // Behind the first fragment a track could not be made any more.
   if (follower_.madeTrack() || bringsFragment(message)) return true;
@@ -41,7 +41,9 @@ void QueueLimit::update() {
   if (!isFull_ || model.queueSize() > bytes_) return;
   isFull_ = false;
   if (dropped_.messages == 0) return;
-  account_.gapMs += model.lastTimeMs() - firstDroppedMs_;
+  const std::uint32_t gapMs = model.lastTimeMs() - firstDroppedMs_;
+  account_.gapMs += gapMs;
+  account_.lostMs += gapMs;
   log_.warning(fmt::format("the recording goes on at {} ms; {} messages ({:.1f} MB) were dropped", model.lastTimeMs(),
                            dropped_.messages, static_cast<double>(dropped_.bytes) / 1e6));
 }

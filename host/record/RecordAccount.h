@@ -22,7 +22,9 @@ struct RecordAccount {
   /// The first and the last time that was received.
   std::optional<std::uint32_t> firstMs;
   std::uint32_t spanMs = 0;
-  /// Stretches without any message, between others that are stored.
+  /// Stretches of which nothing is stored, as far as the session knows of them.
+  std::uint32_t lostMs = 0;
+  /// Those between messages that are stored.
   std::uint32_t gapMs = 0;
   /// Why the first message was lost.
   std::string reason;

@@ -20,7 +20,6 @@
 #include "host/Settings.h"
 #include "host/StopSignal.h"
 #include "host/StreamContext.h"
-#include "host/input/LookAhead.h"
 #include "host/input/openInput.h"
 #include "host/record/RealTimePacer.h"
 #include "host/record/RecordSession.h"
@@ -50,20 +49,6 @@ std::unique_ptr<Recording> openRecording(IMOStreamAdaptor& adaptor, IMOStreamOpe
   return recording;
 }
 
-/// Throws where the messages of an append, whose times are kept, begin ahead of the recording's end.
-void requireBehindEnd(const OutputDirectory& place, IMOStreamOpenContext& settings, LookAhead& input) {
-  const auto end = readRecordingEnd(place, readFragmentationConfig(settings).fragmentDuration);
-  if (!end) return;
-  MessageCheck check(end->codecs, false);
-  const auto first = input.timeOfFirst([&](const auto& message) { return reachesFragmenter(check.judge(message)); });
-  if (!first || *first >= end->continueMs) return;
-  throw CommandError(
-      fmt::format("the stream begins at {} ms, and the recording ends such that it can go on from {} ms; without "
-                  "--keep-times it is "
-                  "moved there",
-                  *first, end->continueMs));
-}
-
 /// Says what has become of the recording.
 void report(const RecordSummary& summary, bool quiet, Log& log) {
   const RecordAccount& account = summary.account;
@@ -82,39 +67,36 @@ void report(const RecordSummary& summary, bool quiet, Log& log) {
   }
 }
 
-/// One recording from its opening to its end.
-class Run {
+/// Makes recordings of inputs. Keeps references to all it is given, which outlive it.
+class Recorder {
  public:
-  Run(const RecordOptions& options, Log& log)
+  Recorder(const RecordOptions& options, const Settings& settings, const Module& module, const StopSignal& stop,
+           Log& log)
       : options_(options),
+        stop_(stop),
         log_(log),
-        settings_(readSettings(options)),
-        place_(options.directory),
         files_(options.durability, log),
-        context_(settings_, log, files_),
-        openContext_(settings_) {
-    stop_.catchSignals();
-  }
+        context_(settings, log, files_),
+        openContext_(settings),
+        adaptor_(module.createAdaptor(context_)) {}
 
-  RecordSummary record() {
-    place_.require(options_.mode);
-    const Module module(findModule());
-    const auto adaptor = module.createAdaptor(context_);
-    // Before anything on disk is touched.
-    LookAhead input(openInput(options_.input, options_.maps, log_, stop_));
-    const bool appends = options_.mode == OpenMode::kAppend;
-    if (appends && options_.keepsTimes) requireBehindEnd(place_, openContext_, input);
-    const auto recording = openRecording(*adaptor, openContext_, place_, options_.mode, log_);
+  /// One recording from its opening to its end.
+  RecordSummary record(const OutputDirectory& place, OpenMode mode, Input& input) {
+    const auto recording = openRecording(*adaptor_, openContext_, place, mode, log_);
     const std::uint32_t durationMs = readFragmentationConfig(openContext_).fragmentDuration;
-    return recordInto(*recording, input, appends ? readRecordingEnd(place_, durationMs) : std::nullopt, durationMs);
-  }
-
- private:
-  RecordSummary recordInto(Recording& recording, Input& input, const std::optional<RecordingEnd>& end,
-                           std::uint32_t durationMs) {
+    const auto end = mode == OpenMode::kAppend ? readRecordingEnd(place, durationMs) : std::nullopt;
+    if (end) input.continueAt(end->continueMs);
     const bool isProtected = ruvo::k2r::RecordingSettings(openContext_).readBool("Recording/IsProtected", false);
     StreamFollower follower =
         end ? StreamFollower(durationMs, isProtected, *end) : StreamFollower(durationMs, isProtected);
+    RecordSummary summary = run(*recording, follower, input, end);
+    summary.stored = readStored(place, end);
+    return summary;
+  }
+
+ private:
+  RecordSummary run(Recording& recording, StreamFollower& follower, Input& input,
+                    const std::optional<RecordingEnd>& end) {
     Progress progress(options_.progress, log_);
     RealTimePacer pacer(stop_);
     RecordSession session(recording, context_, follower, log_, progress, options_.realTime ? &pacer : nullptr,
@@ -131,7 +113,6 @@ class Run {
     summary.account = session.account();
     summary.errors = context_.errorCount();
     summary.firstError = context_.firstError();
-    summary.stored = readStored(end);
     return summary;
   }
 
@@ -143,10 +124,10 @@ class Run {
     return options;
   }
 
-  StoredPart readStored(const std::optional<RecordingEnd>& end) const {
+  StoredPart readStored(const OutputDirectory& place, const std::optional<RecordingEnd>& end) const {
     StoredPart stored;
     try {
-      stored = readStoredPart(place_, end ? end->lastFragment : 0);
+      stored = readStoredPart(place, end ? end->lastFragment : 0);
       if (options_.noStop) stored.unfinished.clear();
     } catch (const CommandError& error) {
       stored.unfinished = error.what();
@@ -155,14 +136,26 @@ class Run {
   }
 
   const RecordOptions& options_;
+  const StopSignal& stop_;
   Log& log_;
-  StopSignal stop_;
-  const Settings settings_;
-  const OutputDirectory place_;
   FileContext files_;
   StreamContext context_;
   OpenContext openContext_;
+  std::unique_ptr<IMOStreamAdaptor> adaptor_;
 };
+
+RecordSummary recordInput(const RecordOptions& options, Log& log) {
+  StopSignal stop;
+  stop.catchSignals();
+  const Settings settings = readSettings(options);
+  const OutputDirectory place(options.directory);
+  place.require(options.mode);
+  const Module module(findModule());
+  Recorder recorder(options, settings, module, stop, log);
+  // Before anything on disk is touched.
+  const auto input = openInput(options.input, options.maps, log, stop);
+  return recorder.record(place, options.mode, *input);
+}
 
 Json documentFor(const RecordOptions& options, ExitStatus status) {
   return {{"schema", 1},
@@ -191,7 +184,7 @@ std::uint64_t parseSize(const std::string& text, const std::string& option) {
 ExitStatus runRecord(const RecordOptions& options) {
   Log log(stderr);
   try {
-    const RecordSummary summary = Run(options, log).record();
+    const RecordSummary summary = recordInput(options, log);
     report(summary, options.quiet, log);
     if (options.json) {
       Json document = documentFor(options, summary.status());

@@ -46,13 +46,13 @@ void RecordSession::finish() {
   if (waiting.messages == 0) return;
   if (options_.keepsTail) {
     account_.lose(waiting, reasonOfWaiting());
+    account_.lostMs += follower_.model().lastTimeMs() - follower_.model().firstWaitingMs();
   } else {
     account_.leftOut += waiting;
   }
 }
 
 void RecordSession::take(InputMessage message) {
-  ++messages_;
   const Reception reception = follower_.judge(message);
   if (reception == Reception::kSkipped) {
     recording_.record(message);
@@ -143,6 +143,7 @@ void RecordSession::noteDiscarded(const FragmentModel::Step& step) {
   }
   constexpr const char* kReason = "what came ahead of the first key frame";
   account_.lose(step.discarded, kReason);
+  account_.lostMs += step.discardedMs;
   log_.warning(fmt::format("{} is left out: {} messages, {} ms", kReason, step.discarded.messages, step.discardedMs));
 }
 
@@ -157,7 +158,7 @@ void RecordSession::watchKeyFrames(const InputMessage& message) {
 }
 
 std::string RecordSession::reasonOfWaiting() const {
-  if (follower_.goesByVideo() && !hasKeyFrame_) return "no key frame came";
+  if (follower_.goesByVideo() && !hasKeyFrame_) return "no key frame came, with which a fragment could begin";
   if (!writeFailure_.empty()) return writeFailure_;
   return "the last messages made no fragment";
 }

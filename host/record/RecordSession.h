@@ -48,8 +48,6 @@ class RecordSession {
   /// Closes the last fragment. Once, ahead of the recording's stop.
   void finish();
 
-  /// All that came, whatever it was.
-  std::uint64_t messages() const { return messages_; }
   const RecordAccount& account() const { return account_; }
 
  private:
@@ -74,7 +72,6 @@ class RecordSession {
   SessionOptions options_;
   RecordAccount account_;
   QueueLimit limit_;
-  std::uint64_t messages_ = 0;
   bool isVerbatim_ = false;
   bool headIsMissing_ = false;
   bool hasKeyFrame_ = false;

@@ -34,11 +34,14 @@ Tally RecordSummary::lost() const {
 
 std::uint32_t RecordSummary::lostMs() const {
   if (lost().messages == 0) return 0;
+  // What was left out as asked is in no file either.
+  if (account.leftOut.messages != 0) return account.lostMs;
   return static_cast<std::uint32_t>(difference(account.spanMs, difference(stored.spanMs, account.gapMs)));
 }
 
 std::string RecordSummary::reason() const {
-  if (lost().messages != 0) return account.reason.empty() ? "the module took it, and the files lack it" : account.reason;
+  if (lost().messages != 0)
+    return account.reason.empty() ? "the module took it, and the files lack it" : account.reason;
   if (!stored.hasFragments && account.leftOut.messages == 0) return "nothing came that could be recorded";
   return stored.unfinished;
 }

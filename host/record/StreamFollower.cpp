@@ -34,7 +34,8 @@ bool isMadeUp(const InputMessage& message) {
 StreamFollower::StreamFollower(std::uint32_t fragmentDuration, bool isProtected, const RecordingEnd& end)
     : check_(end.codecs, isProtected),
       model_(fragmentDuration, end.codecs[static_cast<std::size_t>(SampleKind::Video)].has_value(), end.baseMs),
-      firstLineMs_(end.continueMs) {}
+      firstLineMs_(end.continueMs),
+      goesByVideo_(end.codecs[static_cast<std::size_t>(SampleKind::Video)].has_value()) {}
 
 std::optional<InputMessage> StreamFollower::headFor(const InputMessage& message) {
   const std::uint32_t offLineMs = message.timeMs % model_.fragmentDuration();

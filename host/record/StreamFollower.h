@@ -33,7 +33,8 @@ class StreamFollower {
 
   /// What becomes of the message when it is recorded. For each once, in order.
   Reception judge(const InputMessage& message) { return check_.judge(message); }
-  /// Whether there was no track for the message that was judged last, so that a later one might come too late to make it.
+  /// Whether there was no track for the message that was judged last, so that a later one might come too late to make
+  /// it.
   bool madeTrack() const { return check_.madeTrack(); }
   /// What has to be recorded ahead of the first message that reaches the fragmenter, so that the recording begins on a
   /// line of the grid: the module keeps nothing from before the first line. Nothing where it does so by itself.
