@@ -51,7 +51,9 @@ class RandomStream {
     const std::uint32_t endMs = startMs + 1 + below(durationMs * pick({1, 3, 9}));
     std::vector<StreamMessage> frames;
     if (hasVideo_) addVideo(frames, startMs + (below(3) == 0 ? below(durationMs / 2) : 0), endMs);
-    if (hasAudio_) addEvery(frames, startMs + (below(3) == 0 ? below(durationMs) : 0), endMs, 23 + below(300), isAac_ ? "af01" : "2ffb", 8);
+    if (hasAudio_)
+      addEvery(frames, startMs + (below(3) == 0 ? below(durationMs) : 0), endMs, 23 + below(300),
+               isAac_ ? "af01" : "2ffb", 8);
     if (hasData_) addEvery(frames, startMs, endMs, 100 + below(3 * durationMs), "020002686905", 18);
     std::ranges::stable_sort(frames, {}, &StreamMessage::time);
     if (frames.empty()) return {};
@@ -63,7 +65,9 @@ class RandomStream {
 
  private:
   std::uint32_t below(std::uint32_t bound) { return static_cast<std::uint32_t>(random_()) % std::max(bound, 1U); }
-  std::uint32_t pick(const std::vector<std::uint32_t>& values) { return values[below(static_cast<std::uint32_t>(values.size()))]; }
+  std::uint32_t pick(const std::vector<std::uint32_t>& values) {
+    return values[below(static_cast<std::uint32_t>(values.size()))];
+  }
 
   StreamMessage numbered(std::uint8_t type, std::uint32_t timeMs, const char* front) {
     StreamMessage message{type, timeMs, fromHex(front)};
@@ -148,9 +152,12 @@ class Trial {
 
  private:
   std::vector<std::string> arguments(const std::string& name) const {
-    return {"record", directory_.file("in.mtg"), "--out", directory_.file(name), "--durability", "process", "--set",
-            "Recording/FragmentDuration=" + std::to_string(stream_.durationMs), "--set",
-            "Recording/SegmentDuration=" + std::to_string(stream_.segmentMs), "--json"};
+    return {"record",       directory_.file("in.mtg"),
+            "--out",        directory_.file(name),
+            "--durability", "process",
+            "--set",        "Recording/FragmentDuration=" + std::to_string(stream_.durationMs),
+            "--set",        "Recording/SegmentDuration=" + std::to_string(stream_.segmentMs),
+            "--json"};
   }
 
   void write(const std::vector<StreamMessage>& messages) {
