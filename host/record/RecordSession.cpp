@@ -149,7 +149,8 @@ void RecordSession::noteDiscarded(const FragmentModel::Step& step) {
 
 void RecordSession::watchKeyFrames(const InputMessage& message) {
   const SampleInfo sample = sampleOf(message);
-  if (sample.keyFrame || (sample.kind == SampleKind::Video && !noKeyFrameSinceMs_)) noKeyFrameSinceMs_ = message.timeMs;
+  const bool needsKeyFrames = sample.kind == SampleKind::Video || follower_.goesByVideo();
+  if (sample.keyFrame || (needsKeyFrames && !noKeyFrameSinceMs_)) noKeyFrameSinceMs_ = message.timeMs;
   if (!noKeyFrameSinceMs_ || toldOfKeyFrames_) return;
   if (static_cast<std::int32_t>(message.timeMs - *noKeyFrameSinceMs_) <= std::int32_t{kKeyFramePatienceMs}) return;
   toldOfKeyFrames_ = true;

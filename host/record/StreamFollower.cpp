@@ -41,9 +41,11 @@ std::optional<InputMessage> StreamFollower::headFor(const InputMessage& message)
   const std::uint32_t offLineMs = message.timeMs % model_.fragmentDuration();
   const std::uint32_t lineMs = message.timeMs - offLineMs;
   if (!model_.isFresh() || offLineMs == 0 || lineMs < firstLineMs_ || isMadeUp(message)) return std::nullopt;
-  const SampleKind kind = kindOf(message);
-  learnPayload(message, kind);
-  return madeUp(kind, lineMs);
+  const SampleInfo sample = SampleInfo::ofMessage(message.type, message.data, lineMs);
+  learnPayload(message, sample.kind);
+  // Pictures ahead of the first key frame stay what they are: behind a key frame that nobody sees they would be stored.
+  const bool isInterFrame = sample.kind == SampleKind::Video && !sample.keyFrame;
+  return isInterFrame ? madeUpInterFrame(lineMs) : madeUp(sample.kind, lineMs);
 }
 
 FragmentModel::Step StreamFollower::take(const InputMessage& message, bool recorded) {

@@ -78,7 +78,7 @@ class RandomStream {
 
   void addVideo(std::vector<StreamMessage>& frames, std::uint32_t timeMs, std::uint32_t endMs) {
     const std::uint32_t period = 20 + below(400);
-    std::uint32_t untilKey = 0;
+    std::uint32_t untilKey = below(4) == 0 ? below(4) : 0;
     for (std::uint32_t i = 0; timeMs < endMs; ++i) {
       const bool isKey = untilKey == 0;
       untilKey = isKey ? below(1 + durationMs * pick({1, 2, 5}) / period) : untilKey - 1;
