@@ -20,6 +20,7 @@ class QueueLimit {
   /// Whether the message, which was judged just now and reaches the fragmenter, may go in. Counts and tells of what may
   /// not.
   bool admits(const InputMessage& message);
+  bool isFull() const { return isFull_; }
   /// To be told behind each message that went in.
   void update();
 

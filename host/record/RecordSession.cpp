@@ -113,16 +113,35 @@ void RecordSession::recordHead(const InputMessage& message) {
 }
 
 void RecordSession::recordMessage(const InputMessage& message, Reception reception) {
-  const bool recorded = recording_.record(message);
-  const FragmentModel::Step step = follower_.take(message, recorded);
+  if (!recording_.record(message) && !sendOnceMore(message)) return;
+  const FragmentModel::Step step = follower_.take(message, true);
   note(message, step);
-  if (recorded && step.action != FragmentAction::None) writeFailure_.clear();
-  if (!recorded) {
-    writeFailure_ = context_.lastError();
-    account_.lose(tallyOf(message), writeFailure_);
-  } else if (reception == Reception::kPassedOver) {
+  if (step.action != FragmentAction::None) writeFailure_.clear();
+  if (reception == Reception::kPassedOver) {
     account_.lose(tallyOf(message), "a codec or type of message that is not stored");
   }
+}
+
+bool RecordSession::sendOnceMore(const InputMessage& message) {
+  writeFailure_ = context_.lastError();
+  // What would wait behind a full queue for a disk that is full stays out, or the queue would have no bound. One from
+  // before the recording's end is not sent again, since no index would ever reach it.
+  if (limit_.isFull() || message.timeMs < follower_.firstLineMs()) {
+    follower_.take(message, false);
+    account_.lose(tallyOf(message), writeFailure_);
+    return false;
+  }
+  // Only a second answer tells why: a message that was lost with a fragment that could not be written is kept now,
+  // since the fragmenter has moved on, and one that is refused is refused again, and has moved nothing.
+  context_.hideRepeats(true);
+  const bool isKept = recording_.record(message);
+  context_.hideRepeats(false);
+  if (isKept) {
+    follower_.take(message, false);
+  } else {
+    account_.refuse(tallyOf(message), writeFailure_);
+  }
+  return isKept;
 }
 
 void RecordSession::note(const InputMessage& message, const FragmentModel::Step& step) {

@@ -28,12 +28,13 @@ struct SessionOptions {
 };
 
 /// Carries the messages of an input into a recording so that nothing of them is lost where that can be helped, and
-/// keeps account of what is. Keeps references to all it is given, which outlive it.
+/// keeps account of what is. Sends a message that the module does not take once more, so that a disk that was full for
+/// a while costs none. Keeps references to all it is given, which outlive it.
 class RecordSession {
  public:
   /// Without a `pacer`, which may be null, messages go as fast as they come. `follower` is a fresh one.
-  RecordSession(Recording& recording, const StreamContext& context, StreamFollower& follower, Log& log,
-                Progress& progress, RealTimePacer* pacer, const SessionOptions& options)
+  RecordSession(Recording& recording, StreamContext& context, StreamFollower& follower, Log& log, Progress& progress,
+                RealTimePacer* pacer, const SessionOptions& options)
       : recording_(recording),
         context_(context),
         follower_(follower),
@@ -58,13 +59,14 @@ class RecordSession {
   bool isDecodable(const InputMessage& message);
   void recordHead(const InputMessage& message);
   void recordMessage(const InputMessage& message, Reception reception);
+  bool sendOnceMore(const InputMessage& message);
   void note(const InputMessage& message, const FragmentModel::Step& step);
   void noteDiscarded(const FragmentModel::Step& step);
   void watchKeyFrames(const InputMessage& message);
   std::string reasonOfWaiting() const;
 
   Recording& recording_;
-  const StreamContext& context_;
+  StreamContext& context_;
   StreamFollower& follower_;
   Log& log_;
   Progress& progress_;

@@ -48,6 +48,8 @@ class StreamFollower {
   /// Pictures decide where fragments begin.
   bool goesByVideo() const { return goesByVideo_; }
   const FragmentModel& model() const { return model_; }
+  /// Earlier times belong to fragments that are stored.
+  std::uint32_t firstLineMs() const { return firstLineMs_; }
 
  private:
   /// A made-up message of this kind.
@@ -58,7 +60,6 @@ class StreamFollower {
 
   MessageCheck check_;
   FragmentModel model_;
-  /// Earlier lines belong to fragments that are stored.
   std::uint32_t firstLineMs_ = 0;
   bool goesByVideo_ = false;
   /// By SampleKind, what a made-up message has for its data; empty before the first real one.
