@@ -80,6 +80,7 @@ class Media : public testing::Test {
   }
   std::string recording() const { return directory_.file("cam1"); }
   std::string segment(int number = 1) const { return recording() + "/cam1Seg" + std::to_string(number) + ".k2r"; }
+  std::string index(int number) const { return recording() + "/cam1Seg" + std::to_string(number) + ".k2i"; }
   /// Of a file that can be decoded without a complaint; `codec` as for frameHashes().
   std::vector<FrameHash> framesOf(const std::string& file, const char* stream, const char* codec) const {
     EXPECT_EQ(mustRun("ffmpeg -v error -i '" + file + "' -f null -"), "");
@@ -90,7 +91,8 @@ class Media : public testing::Test {
   std::int64_t expectFrames(const char* stream, const char* codec) {
     const auto source = frameHashes(clip_, stream, codec);
     std::vector<FrameHash> recorded;
-    for (int number = 1; std::filesystem::exists(segment(number)); ++number) {
+    // The end may have begun a segment in which nothing is.
+    for (int number = 1; std::filesystem::exists(index(number)); ++number) {
       const auto frames = framesOf(segment(number), stream, codec);
       recorded.insert(recorded.end(), frames.begin(), frames.end());
     }
@@ -144,7 +146,7 @@ TEST_F(Media, KeepsSoundAndPictureTogether) {
     SCOPED_TRACE(std::string(row.name) + row.options);
     recordClip(row.name, both() + row.coding, row.options);
     EXPECT_EQ(std::filesystem::exists(segment(4)), row.options == kRolling) << "over roll-overs";
-    for (int number = 1; std::filesystem::exists(segment(number)); ++number) expectTagsRebuilt(segment(number));
+    for (int number = 1; std::filesystem::exists(index(number)); ++number) expectTagsRebuilt(segment(number));
     EXPECT_LE(std::abs(expectFrames("v", "") - expectFrames("a", "copy")), 1);
   }
 }
@@ -169,8 +171,9 @@ TEST_F(Media, DescribesItselfAsTheSourceIs) {
 }
 
 TEST_F(Media, HasLittleRoomAroundItsSamples) {
-  recordClip("clip.mp4", both("-c:v libx264 -preset ultrafast -b:v 1600k -minrate 1600k -maxrate 1600k -bufsize 1600k "
-                              "-nal-hrd cbr -g 50 -pix_fmt yuv420p -c:a aac -b:a 96k"));
+  recordClip("clip.mp4",
+             both("-c:v libx264 -preset ultrafast -bf 2 -b:v 1600k -minrate 1600k -maxrate 1600k -bufsize 1600k "
+                  "-nal-hrd cbr -g 50 -pix_fmt yuv420p -c:a aac -b:a 96k"));
   std::uint64_t sampleBytes = 0;
   for (const char* stream : {"v", "a"}) {
     sampleBytes += std::stoull(mustRun("ffprobe -v error -select_streams " + std::string(stream) +
