@@ -2,6 +2,11 @@
 
 namespace ruvo::k2r {
 
+DualFragmenter::DualFragmenter(const DualFragmenter& other) : Fragmenter(other), av_(other.av_), audio_(other.audio_) {
+  if (other.chosen_ == &other.av_) chosen_ = &av_;
+  if (other.chosen_ == &other.audio_) chosen_ = &audio_;
+}
+
 FragmentDecision DualFragmenter::addSample(const SampleInfo& sample) {
   if (chosen_ == nullptr && sample.kind == SampleKind::Video) chosen_ = &av_;
   if (chosen_ != nullptr) return chosen_->addSample(sample);

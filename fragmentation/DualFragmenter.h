@@ -16,8 +16,8 @@ class DualFragmenter final : public Fragmenter {
   /// The arguments of both machines.
   DualFragmenter(std::uint32_t fragmentDuration, bool dropLeadIn)
       : av_(fragmentDuration, dropLeadIn), audio_(fragmentDuration, dropLeadIn) {}
-  /// `chosen_` points into the object.
-  DualFragmenter(const DualFragmenter&) = delete;
+  /// The copy goes on by itself: its choice points into the copy.
+  DualFragmenter(const DualFragmenter& other);
   DualFragmenter& operator=(const DualFragmenter&) = delete;
   ~DualFragmenter() = default;
 

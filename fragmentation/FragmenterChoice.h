@@ -10,7 +10,8 @@
 
 namespace ruvo::k2r {
 
-/// Owns the fragmenter of one recording, of the class that the recording needs. Neither copied nor moved.
+/// Owns the fragmenter of one recording, of the class that the recording needs. A copy goes on by itself from the same
+/// state.
 class FragmenterChoice {
  public:
   /// For a recording without prior content. `fragmentDuration` in milliseconds, not 0.

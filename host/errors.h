@@ -10,12 +10,14 @@ enum class ExitStatus : int {
   /// The recording could not be opened, or the input could not be read.
   kFailed = 1,
   kBadUsage = 2,
-  /// The recording was finished, but not all went well on the way.
+  /// The recording was finished, but some messages were refused, or errors came up on the way.
   kFlawed = 3,
   /// A check found damage.
   kDamaged = 4,
   /// A check found what an append or a repair makes whole.
   kRepairable = 5,
+  /// The recording was finished, but some of what was received is not in it, or its files could not be finished.
+  kIncomplete = 6,
 };
 
 /// What a command cannot get over; the text is for the user.

@@ -14,7 +14,7 @@ namespace host {
 
 using krvo::container::SegmentError;
 
-FileView::FileView(const std::string& path) {
+FileView::FileView(const std::string& path, std::size_t window) : atOnce_(window) {
   std::error_code error;
   if (!std::filesystem::is_regular_file(path, error)) {
     throw CommandError(fmt::format("'{}' {}", path, error ? "cannot be opened: " + error.message() : "is no file"));
@@ -42,7 +42,8 @@ std::span<const std::byte> FileView::view(std::uint64_t offset, std::size_t coun
   const bool inWindow = offset >= start_ && offset - start_ <= window_.size() &&
                         count <= window_.size() - static_cast<std::size_t>(offset - start_);
   if (!inWindow) {
-    std::vector<std::byte> fresh(static_cast<std::size_t>(std::min<std::uint64_t>(kWindow, size_ - offset)));
+    const std::uint64_t wanted = std::max(atOnce_, count);
+    std::vector<std::byte> fresh(static_cast<std::size_t>(std::min(wanted, size_ - offset)));
     readDirectly(offset, fresh);
     window_ = std::move(fresh);
     start_ = offset;

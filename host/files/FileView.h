@@ -18,8 +18,9 @@ class FileView final : public krvo::container::Source {
   /// The most that view() shows at once.
   static constexpr std::size_t kWindow = std::size_t{256} << 10;
 
-  /// Throws CommandError where the file cannot be opened. Bytes that are added later are not seen.
-  explicit FileView(const std::string& path);
+  /// At least `window` bytes are read at once. Throws CommandError where the file cannot be opened. Bytes that are
+  /// added later are not seen.
+  explicit FileView(const std::string& path, std::size_t window = kWindow);
 
   std::uint64_t size() override { return size_; }
   /// Throws SegmentError where the file ends first or cannot be read.
@@ -32,6 +33,7 @@ class FileView final : public krvo::container::Source {
   void readDirectly(std::uint64_t offset, std::span<std::byte> out);
 
   std::ifstream in_;
+  std::size_t atOnce_;
   std::uint64_t size_ = 0;
   std::vector<std::byte> window_;
   /// Place of the window in the file.

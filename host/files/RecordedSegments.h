@@ -34,7 +34,8 @@ RecordedContent readRecordedContent(const RecordingDirectory& directory);
 class OpenSegment {
  public:
   /// Throws CommandError where the file cannot be opened, and SegmentError where it does not begin as a segment does.
-  explicit OpenSegment(const std::string& path) : file_(path), reader_(file_) {}
+  explicit OpenSegment(const std::string& path, std::size_t window = FileView::kWindow)
+      : file_(path, window), reader_(file_) {}
 
   FileView& file() { return file_; }
   krvo::container::SegmentReader& reader() { return reader_; }

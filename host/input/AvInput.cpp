@@ -22,6 +22,7 @@ namespace {
 
 /// Video and audio.
 constexpr std::size_t kMaxTracks = 2;
+constexpr std::uint8_t kVideo = 9;
 
 /// A file whose name looks like a URL is a file all the same.
 std::string urlOf(const std::string& input) {
@@ -119,7 +120,14 @@ void AvInput::queue(std::size_t track, Packet packet) {
 
 void AvInput::schedule(std::size_t track, std::vector<RawFrame> frames) {
   for (RawFrame& frame : frames) {
-    interleaver_.push({.track = track, .times = timeline_.map(track, frame.times), .packet = std::move(frame.packet)});
+    FrameTimes times = timeline_.map(track, frame.times);
+    if (tracks_[track].converter->messageType() == kVideo) {
+      // A frame at the very millisecond of the key frame behind it could take that one's place at the head of a
+      // fragment, and the recording would then have no fragment any more.
+      times.dtsMs = std::max(times.dtsMs, tracks_[track].nextMs);
+      tracks_[track].nextMs = times.dtsMs + 1;
+    }
+    interleaver_.push({.track = track, .times = times, .packet = std::move(frame.packet)});
   }
 }
 

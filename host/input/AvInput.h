@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <deque>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,6 +44,8 @@ class AvInput : public Input {
     std::unique_ptr<AvTrack> converter;
     LeadingFrames leading = {};
     bool announced = false;
+    /// The earliest time for its next frame.
+    std::int64_t nextMs = std::numeric_limits<std::int64_t>::min();
   };
 
   void addTrack(int streamIndex);

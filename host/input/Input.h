@@ -26,6 +26,8 @@ class Input {
   /// Asks for timestamps that begin at `timeMs`, for the continuation of a recording. Before the first next(). An input
   /// whose timestamps are given keeps them.
   virtual void continueAt(std::uint32_t) {}
+  /// Its messages are handed on as they are, whatever can be made of them.
+  virtual bool isVerbatim() const { return false; }
   /// The next message; nothing at the end, and soon after a request to stop. Throws InputError where the source fails.
   virtual std::optional<InputMessage> next() = 0;
 };

@@ -21,6 +21,7 @@ class TagStream : public Input {
  public:
   /// Reads the header. Throws InputError where it is none.
   explicit TagStream(std::unique_ptr<FileInput> file);
+  bool isVerbatim() const override { return true; }
   std::optional<InputMessage> next() override;
 
  private:

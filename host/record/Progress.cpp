@@ -21,7 +21,7 @@ void Progress::finish() {
 std::string Progress::text(Clock::duration elapsed) const {
   const double seconds = std::chrono::duration<double>(elapsed).count();
   const double speed = seconds > 0 ? mediaMs_ / 1000.0 / seconds : 0;
-  return fmt::format("recorded {:02}:{:02}:{:02}.{:03}  speed {:.1f}x  {:.1f} MB", mediaMs_ / 3600000,
+  return fmt::format("received {:02}:{:02}:{:02}.{:03}  speed {:.1f}x  {:.1f} MB", mediaMs_ / 3600000,
                      mediaMs_ / 60000 % 60, mediaMs_ / 1000 % 60, mediaMs_ % 1000, speed,
                      static_cast<double>(bytes_) / 1e6);
 }

@@ -18,7 +18,8 @@ enum class ProgressStyle {
   kLines,
 };
 
-/// Tells how far a recording has got: media time since the first message, speed against real time, bytes of media.
+/// Tells how much of a stream has come: media time since the first message, speed against real time, bytes of media.
+/// What of it is stored, RecordSummary tells at the end.
 class Progress {
  public:
   using Clock = std::chrono::steady_clock;

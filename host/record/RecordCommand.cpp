@@ -4,27 +4,27 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <memory>
-#include <optional>
 #include <system_error>
+#include <utility>
 
-#include "host/FileContext.h"
 #include "host/HeldPlace.h"
 #include "host/Log.h"
 #include "host/Module.h"
-#include "host/OpenContext.h"
-#include "host/Recording.h"
 #include "host/Settings.h"
 #include "host/StopSignal.h"
-#include "host/StreamContext.h"
 #include "host/input/openInput.h"
-#include "host/record/RealTimePacer.h"
-#include "host/record/RecordSession.h"
-#include "host/record/continuation.h"
-#include "host/record/prepareAppend.h"
+#include "host/output.h"
+#include "host/record/RecordSummary.h"
+#include "host/record/Recorder.h"
 
 namespace host {
 namespace {
+
+/// The recordings that one input has become.
+struct Outcome {
+  RecordSummary summary;
+  std::vector<std::string> directories;
+};
 
 Settings readSettings(const RecordOptions& options) {
   Settings settings;
@@ -42,79 +42,92 @@ void requireOtherPlace(const std::string& input, const OutputDirectory& place) {
       fmt::format("'{}' lies in '{}', where the recording goes; nothing was changed", input, place.native()));
 }
 
-/// What a directory, held by this process, needs before the module opens it. Answers the recording that goes aside.
-std::unique_ptr<ReplacedRecording> prepare(const OutputDirectory& place, const RecordOptions& options, Log& log) {
-  place.require(options.mode);  // Once more: somebody else may have finished a recording there in the meantime.
-  if (options.mode == OpenMode::kAppend) prepareAppend(place, options.force, log);
-  if (options.mode == OpenMode::kOverwrite) requireNothingAside(place);
-  if (options.mode != OpenMode::kOverwrite || std::filesystem::is_empty(place.native())) return nullptr;
-  return std::make_unique<ReplacedRecording>(place, options.durability, log);
-}
-
-/// Lets the messages of an append follow what is there.
-void continueRecording(const OutputDirectory& place, IMOStreamOpenContext& settings, Input& input,
-                       RecordSession& session) {
-  const auto timeMs = continuationTime(place, settings);
-  if (!timeMs) return;
-  input.continueAt(*timeMs);
-  session.expectFrom(*timeMs);
-}
-
-/// Says what did not go well. `inputFailure` is the reason why the input could not be read to its end.
-ExitStatus judge(const RecordSession& session, const StreamContext& context,
-                 const std::optional<std::string>& inputFailure, Log& log) {
-  if (session.refused() > 0) {
-    log.error(fmt::format("{} of {} messages were refused; the first reason: {}", session.refused(), session.messages(),
-                          session.firstReason()));
-  } else if (context.errorCount() > 0) {
-    log.error(fmt::format("the recording is not sound; the first of {} errors: {}", context.errorCount(),
-                          context.firstError()));
+/// The first free directory for what goes on behind the recording in `first`: `DIR-2`, `DIR-3` and so on.
+OutputDirectory nextPlace(const OutputDirectory& first, unsigned& number) {
+  for (;; ++number) {
+    OutputDirectory place(fmt::format("{}-{}", first.native(), number));
+    if (!std::filesystem::exists(place.native())) return place;
   }
-  if (inputFailure) {
-    log.error(*inputFailure);
-    return ExitStatus::kFailed;
-  }
-  return session.refused() > 0 || context.errorCount() > 0 ? ExitStatus::kFlawed : ExitStatus::kOk;
 }
 
-}  // namespace
-
-ExitStatus runRecord(const RecordOptions& options) {
-  Log log(stderr);
+Outcome recordInput(const RecordOptions& options, Log& log) {
   StopSignal stop;
   stop.catchSignals();
-
   const Settings settings = readSettings(options);
   const OutputDirectory place(options.directory);
   if (options.mode == OpenMode::kNew) tellInterruptedOverwrite(place.native(), log);
   place.require(options.mode);
   requireOtherPlace(options.input, place);
   const HeldPlace held(place, options.durability, log);
-  FileContext files(options.durability, log, place.native());
-  StreamContext context(settings, log, files);
-  OpenContext openContext(settings);
   const Module module(findModule());
-  const auto adaptor = module.createAdaptor(context);
+  Recorder first(options, settings, place, module, stop, log);
   // Before anything on disk is touched.
-  const auto input = openInput(options.input, options.maps, log, stop);
-  const auto old = prepare(place, options, log);
-  const auto recording =
-      std::make_unique<Recording>(*adaptor, openContext, place.modulePath(), options.mode == OpenMode::kAppend);
+  const auto input = openInput(options.input, options.inputOptions, log, stop);
 
-  Progress progress(options.progress, log);
-  RealTimePacer pacer(stop);
-  RecordSession session(*recording, context, log, progress, options.realTime ? &pacer : nullptr);
-  if (old) session.betweenMessages([&old] { old->settle(); });
-  if (options.mode == OpenMode::kAppend) continueRecording(place, openContext, *input, session);
-  std::optional<std::string> inputFailure;
-  try {
-    session.run(*input);
-  } catch (const InputError& error) {
-    inputFailure = error.what();
+  Outcome outcome{.summary = first.record(*input, options.mode), .directories = {place.native()}};
+  for (unsigned number = 2; input->change(); ++number) {
+    const OutputDirectory next = nextPlace(place, number);
+    log.warning(fmt::format("{}; the recording goes on in '{}'", *input->change(), next.native()));
+    input->beginRecording();
+    const HeldPlace nextHeld(next, options.durability, log);
+    Recorder recorder(options, settings, next, module, stop, log);
+    outcome.summary += recorder.record(*input, OpenMode::kNew);
+    outcome.directories.push_back(next.native());
   }
-  if (!options.noStop) recording->stop();
-  progress.finish();
-  return judge(session, context, inputFailure, log);
+  return outcome;
+}
+
+/// Says what has become of the recording.
+void report(const RecordSummary& summary, bool quiet, Log& log) {
+  const RecordAccount& account = summary.account;
+  if (account.refused.messages > 0) {
+    log.error(fmt::format("{} of {} messages were refused; the first reason: {}", account.refused.messages,
+                          account.received.messages, account.refusal));
+  } else if (summary.errors > 0 && summary.reason().empty()) {
+    log.error(
+        fmt::format("nothing is missing, but errors came up; the first of {}: {}", summary.errors, summary.firstError));
+  }
+  if (summary.inputFailure) log.error(*summary.inputFailure);
+  if (!summary.reason().empty()) {
+    log.error(summaryLine(summary));
+  } else if (!quiet) {
+    log.note(summaryLine(summary));
+  }
+}
+
+Json documentFor(const RecordOptions& options, ExitStatus status) {
+  return {{"schema", 1},
+          {"command", "record"},
+          {"input", options.input},
+          {"recording", options.directory},
+          {"exitStatus", static_cast<int>(status)}};
+}
+
+}  // namespace
+
+ExitStatus runRecord(const RecordOptions& options) {
+  Log log(stderr);
+  try {
+    const Outcome outcome = recordInput(options, log);
+    const RecordSummary& summary = outcome.summary;
+    report(summary, options.quiet, log);
+    if (options.json) {
+      Json document = documentFor(options, summary.status());
+      document["error"] = summary.inputFailure ? Json(*summary.inputFailure) : Json();
+      document["directories"] = outcome.directories;
+      document.update(summaryJson(summary));
+      printJson(document);
+    }
+    return summary.status();
+  } catch (const CommandError& error) {
+    const bool isUsage = dynamic_cast<const UsageError*>(&error) != nullptr;
+    if (options.json) {
+      Json document = documentFor(options, isUsage ? ExitStatus::kBadUsage : ExitStatus::kFailed);
+      document["error"] = error.what();
+      printJson(document);
+    }
+    throw;
+  }
 }
 
 }  // namespace host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -22,14 +23,28 @@ struct RecordOptions {
   std::string settingsFile;
   std::vector<std::string> maps;
   bool realTime = false;
+  /// Head and tail of the stream are kept; see SessionOptions.
+  bool keepsEnds = true;
+  /// An append does not move the stream's times.
+  bool keepsTimes = false;
+  /// Bytes that may wait for a fragment.
+  std::uint64_t maxQueue = std::uint64_t{256} << 20;
   /// Leave the recording as a crash would.
   bool noStop = false;
   Durability durability = Durability::kDevice;
   ProgressStyle progress = ProgressStyle::kNone;
+  /// Nothing but errors and warnings on standard error.
+  bool quiet = false;
+  /// The outcome as a document on standard output.
+  bool json = false;
 };
 
-/// Records one input. Throws CommandError where nothing could be recorded; what goes wrong later is in the answer, with
-/// a line on standard error.
+/// The bytes that a number with one of the letters K, M and G behind it, or none, stands for. Throws UsageError for
+/// anything else, for 0, and beyond 64 bits; `option` is named then.
+std::uint64_t parseSize(const std::string& text, const std::string& option);
+
+/// Records one input, and tells what has come of it. Throws CommandError where nothing could be recorded; what goes
+/// wrong later is in the answer, with a line on standard error.
 ExitStatus runRecord(const RecordOptions& options);
 
 }  // namespace host

@@ -2,11 +2,31 @@
 
 #include <fmt/format.h>
 
+#include "fragmentation/SampleInfo.h"
 #include "util/tagHeader.h"
 
 namespace host {
 
+using ruvo::k2r::FragmentAction;
+using ruvo::k2r::SampleInfo;
+using ruvo::k2r::SampleKind;
+
+namespace {
+
+constexpr std::uint32_t kKeyFramePatienceMs = 10000;
+
+Tally tallyOf(const InputMessage& message) {
+  return {.messages = 1, .bytes = message.data.size()};
+}
+
+SampleInfo sampleOf(const InputMessage& message) {
+  return SampleInfo::ofMessage(message.type, message.data, message.timeMs);
+}
+
+}  // namespace
+
 void RecordSession::run(Input& input) {
+  isVerbatim_ = input.isVerbatim();
   while (const auto message = input.next()) {
     if (pacer_ != nullptr) pacer_->wait(message->timeMs);
     take(*message);
@@ -15,37 +35,153 @@ void RecordSession::run(Input& input) {
   }
 }
 
-void RecordSession::take(const InputMessage& message) {
-  ++messages_;
+void RecordSession::finish() {
+  if (options_.keepsTail) {
+    for (const InputMessage& message : follower_.closing()) {
+      const bool recorded = recording_.record(message);
+      follower_.take(message, recorded);
+      if (!recorded) writeFailure_ = context_.lastError();
+    }
+  }
+  const Tally& waiting = follower_.model().waiting();
+  if (waiting.messages == 0) return;
+  if (options_.keepsTail) {
+    account_.lose(waiting, reasonOfWaiting());
+    account_.lostMs += follower_.model().lastTimeMs() - follower_.model().firstWaitingMs();
+  } else {
+    account_.leftOut += waiting;
+  }
+}
+
+void RecordSession::take(InputMessage message) {
+  const Reception reception = follower_.judge(message);
+  if (reception == Reception::kSkipped) {
+    recording_.record(message);
+    return;
+  }
+  account_.receive(message.data.size());
+  if (reception == Reception::kRefused) {
+    takeRefused(message);
+    return;
+  }
+  moveTime(message);
+  account_.seeTime(message.timeMs);
+  if (!isDecodable(message)) {
+    account_.lose(tallyOf(message), "pictures ahead of the first key frame");
+  } else if (limit_.admits(message)) {
+    recordHead(message);
+    recordMessage(message, reception);
+    limit_.update();
+  }
+  watchKeyFrames(message);
+}
+
+void RecordSession::takeRefused(const InputMessage& message) {
   if (message.data.size() > qvs::util::kMaxTagDataSize) {
     const std::string reason =
         fmt::format("a message of {} bytes at {} ms is too large; at most {} bytes can be stored", message.data.size(),
                     message.timeMs, qvs::util::kMaxTagDataSize);
     log_.error(reason);
-    refuse(message, reason);
+    account_.refuse(tallyOf(message), reason);
     return;
   }
   const std::uint64_t errorsBefore = context_.errorCount();
-  if (recording_.record(message)) return;
-  const std::string reason = context_.errorCount() > errorsBefore ? context_.lastError() : "the module gave no reason";
-  // Only a second answer tells why: a message that is refused is refused again, and one that was lost with a fragment
-  // that could not be written is kept now, since the stream has moved on. One from before the recording's end is not
-  // sent again: no index would ever reach it.
-  context_.hideRepeats(true);
-  const bool isKept = message.timeMs >= expectedMs_ && recording_.record(message);
-  context_.hideRepeats(false);
-  if (!isKept) refuse(message, reason);
+  if (recording_.record(message)) {
+    follower_.take(message, true);
+    return;
+  }
+  account_.refuse(tallyOf(message),
+                  context_.errorCount() > errorsBefore ? context_.lastError() : "the module gave no reason");
 }
 
-void RecordSession::refuse(const InputMessage& message, const std::string& reason) {
-  if (refused_++ > 0) return;
-  firstReason_ = reason;
-  if (message.timeMs < expectedMs_) {
-    log_.warning(
-        fmt::format("the refused message at {} ms lies ahead of the recording's end; what is appended has to go "
-                    "on from {} ms",
-                    message.timeMs, expectedMs_));
+void RecordSession::moveTime(InputMessage& message) {
+  if (!options_.startMs) return;
+  if (!distanceMs_) distanceMs_ = *options_.startMs - message.timeMs;
+  message.timeMs += *distanceMs_;
+}
+
+bool RecordSession::isDecodable(const InputMessage& message) {
+  const SampleInfo sample = sampleOf(message);
+  if (sample.kind != SampleKind::Video) return true;
+  hasKeyFrame_ = hasKeyFrame_ || sample.keyFrame;
+  return hasKeyFrame_ || isVerbatim_;
+}
+
+void RecordSession::recordHead(const InputMessage& message) {
+  const auto head = follower_.headFor(message);
+  headIsMissing_ = headIsMissing_ || (head && !options_.keepsHead);
+  if (head && options_.keepsHead) follower_.take(*head, recording_.record(*head));
+}
+
+void RecordSession::recordMessage(const InputMessage& message, Reception reception) {
+  if (!recording_.record(message) && !sendOnceMore(message)) return;
+  const FragmentModel::Step step = follower_.take(message, true);
+  note(message, step);
+  if (step.action != FragmentAction::None) writeFailure_.clear();
+  if (reception == Reception::kPassedOver) {
+    account_.lose(tallyOf(message), "a codec or type of message that is not stored");
   }
+}
+
+bool RecordSession::sendOnceMore(const InputMessage& message) {
+  writeFailure_ = context_.lastError();
+  // What would wait behind a full queue for a disk that is full stays out, or the queue would have no bound. One from
+  // before the recording's end is not sent again, since no index would ever reach it.
+  if (limit_.isFull() || message.timeMs < follower_.firstLineMs()) {
+    follower_.take(message, false);
+    account_.lose(tallyOf(message), writeFailure_);
+    return false;
+  }
+  // Only a second answer tells why: a message that was lost with a fragment that could not be written is kept now,
+  // since the fragmenter has moved on, and one that is refused is refused again, and has moved nothing.
+  context_.hideRepeats(true);
+  const bool isKept = recording_.record(message);
+  context_.hideRepeats(false);
+  if (isKept) {
+    follower_.take(message, false);
+  } else {
+    account_.refuse(tallyOf(message), writeFailure_);
+  }
+  return isKept;
+}
+
+void RecordSession::note(const InputMessage& message, const FragmentModel::Step& step) {
+  if (step.action == FragmentAction::StartRecording) noteDiscarded(step);
+  if (step.action != FragmentAction::DropSample) return;
+  constexpr const char* kReason = "video that began when the recording had been bound to its sound";
+  account_.lose(tallyOf(message), kReason);
+  if (toldOfVideo_) return;
+  toldOfVideo_ = true;
+  log_.warning(fmt::format("{} is left out, from {} ms on", kReason, message.timeMs));
+}
+
+void RecordSession::noteDiscarded(const FragmentModel::Step& step) {
+  if (step.discarded.messages == 0) return;
+  if (headIsMissing_) {
+    account_.leftOut += step.discarded;
+    return;
+  }
+  constexpr const char* kReason = "what came ahead of the first key frame";
+  account_.lose(step.discarded, kReason);
+  account_.lostMs += step.discardedMs;
+  log_.warning(fmt::format("{} is left out: {} messages, {} ms", kReason, step.discarded.messages, step.discardedMs));
+}
+
+void RecordSession::watchKeyFrames(const InputMessage& message) {
+  const SampleInfo sample = sampleOf(message);
+  const bool needsKeyFrames = sample.kind == SampleKind::Video || follower_.goesByVideo();
+  if (sample.keyFrame || (needsKeyFrames && !noKeyFrameSinceMs_)) noKeyFrameSinceMs_ = message.timeMs;
+  if (!noKeyFrameSinceMs_ || toldOfKeyFrames_) return;
+  if (static_cast<std::int32_t>(message.timeMs - *noKeyFrameSinceMs_) <= std::int32_t{kKeyFramePatienceMs}) return;
+  toldOfKeyFrames_ = true;
+  log_.warning(fmt::format("no key frame for {} s, at {} ms: nothing can be written until one comes",
+                           kKeyFramePatienceMs / 1000, message.timeMs));
+}
+
+std::string RecordSession::reasonOfWaiting() const {
+  if (follower_.goesByVideo() && !hasKeyFrame_) return "no key frame came, with which a fragment could begin";
+  if (!writeFailure_.empty()) return writeFailure_;
+  return "the last messages made no fragment";
 }
 
 }  // namespace host

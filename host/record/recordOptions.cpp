@@ -17,8 +17,12 @@ constexpr const char* kFooter = R"(Examples:
 
 Ctrl-C and SIGTERM end the input; the recording is finished as at its end. Nobody else records into DIR
 meanwhile, or repairs it. What an interrupted --overwrite left is told; k2r repair puts it back.
-Exit status: 0 all well, 1 the recording could not be opened, is in use, or INPUT not be read, 2 bad usage,
-3 the recording was finished but some messages were refused or other errors came up.)";
+
+The last line tells what was received, what the files hold of it, and what is lost, with the first reason.
+Exit status: 0 all well, and all that was received is in the recording; 1 the recording could not be
+opened, is in use, or INPUT could not be read; 2 bad usage; 3 finished, but some messages were refused or
+errors came up; 6 finished, but some of what was received is not in the recording, or its files could not
+be finished.)";
 
 /// What the command line has in another form than the recording's options.
 struct Flags {
@@ -27,6 +31,8 @@ struct Flags {
   bool progress = false;
   bool quiet = false;
   std::string durability = "device";
+  std::string tail = "keep";
+  std::string maxQueue = "256M";
 };
 
 ProgressStyle progressStyle(const Flags& flags) {
@@ -86,6 +92,25 @@ void addOutputOptions(Command command, RecordOptions& options, Flags& flags) {
       .oneOf({"device", "process"});
 }
 
+void addKeepingOptions(Command command, RecordOptions& options, Flags& flags) {
+  command
+      .option("--tail", flags.tail,
+              "What of the stream's two ends is recorded: keep, all (default); drop, whole\n"
+              "fragments only: nothing from before the first line of their grid, and\n"
+              "nothing behind the last fragment that the stream itself completes")
+      .typeName("keep|drop")
+      .oneOf({"keep", "drop"});
+  command.flag("--keep-times", options.keepsTimes,
+               "Of an append, take the timestamps as they are; without it they move so\n"
+               "that the stream goes on where the recording ended");
+  command
+      .option("--max-queue", flags.maxQueue,
+              "How much of the stream may wait for a fragment to be written; beyond it\n"
+              "messages are dropped until one has been. K, M and G stand behind the\n"
+              "number; default 256M")
+      .typeName("SIZE");
+}
+
 void addSettingsOptions(Command command, RecordOptions& options) {
   command
       .option("--set", options.settings,
@@ -101,11 +126,12 @@ void addSettingsOptions(Command command, RecordOptions& options) {
       .typeName("FILE");
 }
 
-void addProgressOptions(Command command, Flags& flags) {
+void addProgressOptions(Command command, RecordOptions& options, Flags& flags) {
   const CommandOption progress = command.flag("--progress", flags.progress,
-                                              "Show time recorded, speed and size, also where standard error is no\n"
+                                              "Show time received, speed and size, also where standard error is no\n"
                                               "terminal (there, a line each second)");
   command.flag("--quiet", flags.quiet, "Show errors and warnings only").excludes(progress);
+  command.flag("--json", options.json, "Print what has come of it as one JSON document");
 }
 
 }  // namespace
@@ -116,13 +142,17 @@ void addRecordCommand(Command program, ExitStatus& status) {
   Command command = program.subcommand("record", "Record a stream into a directory");
   addInputOptions(command, *options);
   addOutputOptions(command, *options, *flags);
+  addKeepingOptions(command, *options, *flags);
   addSettingsOptions(command, *options);
-  addProgressOptions(command, *flags);
+  addProgressOptions(command, *options, *flags);
   command.footer(kFooter);
   command.action([options, flags, &status] {
     options->mode = openMode(*flags);
     options->durability = flags->durability == "process" ? Durability::kProcess : Durability::kDevice;
     options->progress = progressStyle(*flags);
+    options->quiet = flags->quiet;
+    options->keepsEnds = flags->tail == "keep";
+    options->maxQueue = parseSize(flags->maxQueue, "--max-queue");
     status = runRecord(*options);
   });
 }

@@ -8,10 +8,13 @@
 #include <optional>
 #include <regex>
 
+#include "host/commands.h"
+#include "host/exporting/RecordedTags.h"
 #include "host/files/smallFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
+#include "tests/support/tagFile.h"
 #include "util/bytes.h"
 
 namespace {
@@ -179,6 +182,46 @@ TEST(StopFaults, AnIndexThatCannotBeReplacedLeavesTheEndUnmarkedWhereItLacksSome
   }
 }
 
+class CommandFaults : public Faults {};
+
+/// The messages that a recording holds, without the codec configurations.
+std::size_t storedMessages(const std::string& directory) {
+  std::size_t count = 0;
+  host::RecordedTags(host::readRecordingDirectory(directory)).forEach({}, [&count](const host::RecordedTag& tag) {
+    if (!tag.content.isSequenceHeader()) ++count;
+  });
+  return count;
+}
+
+TEST_P(CommandFaults, NeverEndWellWhereSomethingIsMissing) {
+  constexpr std::size_t kHeaders = 3;
+  const auto messages = everyKindOfFragment();
+  atEveryCall(GetParam().fault, [&](const Fault& fault) {
+    const TempDirectory place;
+    const std::string in = place.file("in.mtg");
+    const std::string out = place.file("cam1");
+    writeWholeFile(in, textOf(tagFile(messages)));
+    const char* const arguments[] = {"k2r",       "record",
+                                     in.c_str(),  "--out",
+                                     out.c_str(), "--quiet",
+                                     "--set",     "Recording/FragmentDuration=1000",
+                                     "--set",     "Recording/SegmentDuration=4000"};
+    testing::internal::CaptureStderr();
+    std::optional<SystemCalls> calls(std::in_place, out, fault);
+    const auto status = host::runCommandLine(static_cast<int>(std::size(arguments)), arguments);
+    const bool happened = calls->faultHappened();
+    calls.reset();
+    const std::string errors = testing::internal::GetCapturedStderr();
+    if (status == host::ExitStatus::kFailed || status == host::ExitStatus::kIncomplete) return happened;
+    EXPECT_EQ(storedMessages(out), messages.size() - kHeaders) << errors;
+    const auto verification = host::verifyRecording(out);
+    EXPECT_TRUE(verification.stopped) << errors;
+    EXPECT_EQ(verification.status(), host::ExitStatus::kOk) << textReport(verification) << errors;
+    EXPECT_EQ(textReport(verification).find("mfra"), std::string::npos) << textReport(verification) << errors;
+    return happened;
+  });
+}
+
 std::string nameOf(const testing::TestParamInfo<NamedFault>& fault) {
   return fault.param.name;
 }
@@ -202,6 +245,7 @@ std::vector<NamedFault> faultsOfReading() {
 
 INSTANTIATE_TEST_SUITE_P(Recording, Faults, testing::ValuesIn(faultsOfWriting()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Appending, AppendFaults, testing::ValuesIn(faultsOfWriting()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Commanding, CommandFaults, testing::ValuesIn(faultsOfWriting()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Reading, AppendFaults, testing::ValuesIn(faultsOfReading()), nameOf);
 
 }  // namespace

@@ -71,6 +71,14 @@ class AvInputTest : public testing::Test {
   StopSignal stop_;
 };
 
+TEST_F(AvInputTest, LetsTheTimesOfPicturesRise) {
+  // 2000 pictures a second: two share a millisecond, and one of these is the key frame at the end of the first
+  // fragment.
+  const auto pictures = record(clip("-f lavfi -i testsrc=s=16x16:r=2000 -t 4.01 -c:v flv -g 8000 -bf 0", "fast.flv"));
+  ASSERT_EQ(pictures.size(), 8020U);
+  for (std::size_t i = 1; i < pictures.size(); ++i) ASSERT_GT(pictures[i].time, pictures[i - 1].time) << i;
+}
+
 TEST_F(AvInputTest, TakesAnElementaryStreamWithoutTimes) {
   const auto pictures = record(remuxed("video.h264", "-an -bsf:v h264_mp4toannexb"));
   ASSERT_EQ(pictures.size(), 1u + 60u);

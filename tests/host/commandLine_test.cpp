@@ -59,7 +59,7 @@ class RecordCommandTest : public testing::Test {
 };
 
 TEST_F(RecordCommandTest, HandsTheModuleEachTagOfAStream) {
-  EXPECT_EQ(record({"in.mtg", "--out", "rec/cam1/"}), 0);
+  EXPECT_EQ(record({"in.mtg", "--out", "rec/cam1/", "--tail", "drop", "--quiet"}), 0);
   EXPECT_EQ(answer_.errors, "");
   expectSameFiles(MadeRecording({.messages = twoFragments()}), directory_.file("rec/cam1"));
 }
@@ -75,11 +75,12 @@ TEST_F(RecordCommandTest, TellsOfRefusedMessages) {
   const std::vector<StreamMessage> aggregate{{22, 0, std::vector<std::byte>(1)}};
   const std::vector<StreamMessage> otherCodec{{8, 8000, std::vector<std::byte>(9, std::byte{0x2F})}};
   writeTagStream(aggregate + twoFragments() + otherCodec, directory_.file("in.mtg"));
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 3);
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--tail", "drop"}), 3);
   EXPECT_THAT(answer_.errors,
               testing::MatchesRegex("error: Invalid message type.\nerror: [^\n]+\nerror: 2 of " +
-                                    std::to_string(twoFragments().size() + 2) +
-                                    " messages were refused; the first reason: Invalid message type.\n"));
+                                    std::to_string(twoFragments().size() - 1) +
+                                    " messages were refused; the first reason: Invalid message type.\nerror: received "
+                                    "[^\n]+ lost 0.000 s, 2 messages, 10 bytes: Invalid message type.\n"));
   expectSameFiles(MadeRecording({.messages = twoFragments()}), directory_.file("cam1"));
 }
 
@@ -127,19 +128,84 @@ TEST_F(RecordCommandTest, SettingsOfTheCommandLineAreStronger) {
   EXPECT_EQ(record({"--set", "Recording/FragmentDuration=0", "--set", "Recording/FragmentDuration=2000", "in.mtg",
                     "--out", "a", "--config", "a.conf"}),
             0);
-  EXPECT_EQ(fragmentsIn("a"), 4U);
+  EXPECT_EQ(fragmentsIn("a"), 5U);
 }
 
-TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
-  writeTagStream(stream().keyFramesEvery(2000).from(12000).withoutHeaders().until(16001), "later.mtg");
+TEST_F(RecordCommandTest, AppendsBehindTheEndUnlessTheTimesAreKept) {
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 0);
-  EXPECT_EQ(record({"later.mtg", "--out", "cam1"}), 1) << "neither appended nor overwritten";
-  EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append"}), 0);
-  EXPECT_EQ(fragmentsIn("cam1"), 3U);
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 3);
-  EXPECT_THAT(answer_.errors,
-              HasSubstr("lies ahead of the recording's end; what is appended has to go on from 16000 ms\n"));
-  EXPECT_EQ(fragmentsIn("cam1"), 3U);
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 1) << "neither appended nor overwritten";
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 0);
+  EXPECT_EQ(fragmentsIn("cam1"), 6U);
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append", "--keep-times"}), 6) << "numbers that are taken";
+  EXPECT_EQ(fragmentsIn("cam1"), 6U);
+}
+
+TEST_F(RecordCommandTest, TellsWhatIsLostAndWhy) {
+  const auto sound = [](std::uint32_t size = 80) { return stream().audio(500).audioBytes(size); };
+  const auto inter = [](std::uint32_t until) {
+    std::vector<StreamMessage> frames{metadata(0), avcSequenceHeader(0)};
+    for (std::uint32_t time = 0; time < until; time += 500) frames.push_back(avcFrame(time, false, 100, time));
+    return frames;
+  };
+  const std::vector<StreamMessage> header{avcSequenceHeader(0)};
+  const std::vector<StreamMessage> key{avcFrame(1200, true, 50, 1)};
+  const std::vector<StreamMessage> lateKey{avcFrame(9000, true, 50, 1)};
+  const std::vector<StreamMessage> pcm{{8, 10, std::vector<std::byte>(4, std::byte{0x3F})}};
+  const struct {
+    const char* why;
+    std::vector<StreamMessage> messages;
+    std::vector<std::string> arguments;
+    int status;
+    std::uint64_t lost;
+    const char* line;
+  } rows[] = {
+      {"no key frame", inter(11000), {}, 6, 22, "warning: no key frame for 10 s, at 10500 ms"},
+      {"sound first", sound().until(1001) + header + key, {}, 6, 3, "first key frame is left out: 3 messages, 1200 ms"},
+      {"sound first, nothing kept",
+       sound().until(1001) + header + key,
+       {"--tail", "drop"},
+       6,
+       3,
+       "left out 1 messages"},
+      {"video without a track", sound().until(8001) + header + lateKey, {}, 3, 2, "Track not found."},
+      {"video too late",
+       sound().until(1) + header + sound().from(500).withoutHeaders().until(8001) + lateKey,
+       {},
+       6,
+       1,
+       "warning: video that began when the recording had been bound to its sound is left out, from 9000 ms on"},
+      {"a codec that is not stored", inter(1) + pcm + key, {}, 6, 2, "of message that is not stored"},
+      {"a long queue",
+       stream().keyFramesEvery(4000).framesEvery(100).frameBytes(1000).until(8001),
+       {"--max-queue", "20K"},
+       6,
+       46,
+       "warning: the recording goes on at 4000 ms; 23 messages (0.0 MB) were dropped"},
+      {"a long queue of sound",
+       sound(1000).until(8001),
+       {"--max-queue", "4K"},
+       6,
+       10,
+       "more than --max-queue allows waited for a fragment"},
+      {"a long queue that never ends", inter(30000), {"--max-queue", "1K"}, 6, 60, "as many as --max-queue allows"},
+      {"nothing", {}, {}, 6, 0, "nothing came that could be recorded"},
+      {"no size", {}, {"--max-queue", "12Q"}, 2, 0, "'12Q' is no size"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    writeTagStream(row.messages, "lossy.mtg");
+    fs::remove_all("lossy");
+    std::vector<std::string> arguments{"lossy.mtg", "--out", "lossy", "--json"};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    EXPECT_EQ(record(arguments), row.status) << answer_.errors;
+    EXPECT_THAT(answer_.errors, HasSubstr(row.line));
+    if (row.status == 2) continue;
+    const auto document = host::Json::parse(answer_.output);
+    EXPECT_EQ(document["exitStatus"], row.status);
+    EXPECT_EQ(document["lost"]["messages"], row.lost) << answer_.output << answer_.errors;
+    if (fs::is_empty("lossy")) continue;
+    const auto verification = host::verifyRecording("lossy");
+    EXPECT_EQ(verification.status(), host::ExitStatus::kOk) << textReport(verification);
+  }
 }
 
 TEST_F(RecordCommandTest, SignalsFinishTheRecording) {
@@ -166,10 +232,11 @@ TEST_F(RecordCommandTest, SignalsFinishTheRecording) {
 
 TEST_F(RecordCommandTest, ShowsProgressAndHelpWhereAsked) {
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--progress"}), 0);
-  EXPECT_THAT(answer_.errors, HasSubstr("recorded 00:00:08.000"));
+  EXPECT_THAT(answer_.errors, HasSubstr("received 00:00:08.000"));
   EXPECT_EQ(record({"--help"}), 0);
-  for (const char* const option : {"--out", "--append", "--overwrite", "--set", "--config", "--map", "--realtime",
-                                   "--no-stop", "--durability", "--progress", "--quiet"}) {
+  for (const char* const option :
+       {"--tail", "--keep-times", "--max-queue", "--json", "--out", "--append", "--overwrite", "--set", "--config",
+        "--map", "--realtime", "--no-stop", "--durability", "--progress", "--quiet"}) {
     EXPECT_THAT(answer_.output, HasSubstr(option));
   }
 }
@@ -202,7 +269,7 @@ TEST(Progress, TellsTimeSpeedAndSize) {
   host::Progress progress(host::ProgressStyle::kNone, capture.log());
   progress.add(4294967000u, 500000);
   progress.add(3725000u, 1000000);
-  EXPECT_EQ(progress.text(std::chrono::seconds(1000)), "recorded 01:02:05.296  speed 3.7x  1.5 MB");
+  EXPECT_EQ(progress.text(std::chrono::seconds(1000)), "received 01:02:05.296  speed 3.7x  1.5 MB");
   EXPECT_EQ(capture.text(), "");
 }
 

@@ -14,11 +14,12 @@
 
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapInfo.h"
+#include "fragmentation/FragmentationConfig.h"
 #include "host/FileContext.h"
 #include "host/OpenContext.h"
 #include "host/errors.h"
 #include "host/files/smallFiles.h"
-#include "host/record/continuation.h"
+#include "host/record/RecordingEnd.h"
 #include "tests/host/hostTools.h"
 
 namespace host {
@@ -90,7 +91,9 @@ TEST(Continuation, IsTheGridLineBehindTheEndOfBootstrapAndLastIndex) {
     Settings settings;
     settings.readText(lines, "settings");
     OpenContext openContext(settings);
-    return continuationTime(OutputDirectory(directory.file("cam1")), openContext);
+    const auto end = readRecordingEnd(OutputDirectory(directory.file("cam1")),
+                                      ruvo::k2r::readFragmentationConfig(openContext).fragmentDuration);
+    return end ? std::optional(end->continueMs) : std::nullopt;
   };
   EXPECT_EQ(timeWith(twoSeconds), std::nullopt) << "no bootstrap";
   const struct {

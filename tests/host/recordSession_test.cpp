@@ -52,14 +52,15 @@ TEST(RecordSession, LosesNothingToADiskThatWasFullAndSendsNothingTwice) {
   {
     Recording recording(*adaptor, openContext, test::modulePath(path), false);
     Progress progress(ProgressStyle::kNone, capture.log());
-    RecordSession session(recording, context, capture.log(), progress, nullptr);
+    StreamFollower follower(4000, false);
+    RecordSession session(recording, context, follower, capture.log(), progress, nullptr, {});
     // The segment's header, at the first two fragments; sent again, a message calls for no write.
     files.permits = [toFail = 2](std::string_view operation) mutable { return operation != "write" || toFail-- <= 0; };
     ListInput input(messages + std::vector{foreign, foreign});
     session.run(input);
     recording.stop();
-    EXPECT_EQ(session.refused(), 2u);
-    EXPECT_EQ(session.firstReason(), "Invalid message type.");
+    EXPECT_EQ(session.account().refused.messages, 2u);
+    EXPECT_EQ(session.account().refusal, "Invalid message type.");
   }
   EXPECT_EQ(context.errorCount(), 4u) << "no line twice for one message\n" << capture.text();
   EXPECT_EQ(test::k2r({"export", path, "--out", directory.file("all.mtg")}).status, 0);

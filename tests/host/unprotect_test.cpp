@@ -178,7 +178,8 @@ TEST(UnprotectCommand, OpensWhatTheCommandsRecordedAndShowsNoKey) {
   const TempDirectory place;
   writeTagStream(clip(), place.file("clip.mtg"));
   const std::vector<std::string> commands[] = {
-      {"record", place.file("clip.mtg"), "--out", place.file("cam1"), "--config", keys().file("recording.conf")},
+      {"record", place.file("clip.mtg"), "--out", place.file("cam1"), "--tail", "drop", "--config",
+       keys().file("recording.conf")},
       {"unprotect", place.file("cam1"), "--key", keys().file("license-server.key"), "--out", place.file("opened")}};
   for (const auto& command : commands) {
     const CommandAnswer answer = k2r(command);

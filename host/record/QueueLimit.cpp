@@ -1,0 +1,51 @@
+#include "host/record/QueueLimit.h"
+
+#include <fmt/format.h>
+
+#include "fragmentation/SampleInfo.h"
+
+namespace host {
+
+using ruvo::k2r::FragmentAction;
+
+bool QueueLimit::admits(const InputMessage& message) {
+  const FragmentModel& model = follower_.model();
+  if (!isFull_) {
+    // A single message that is larger would otherwise never get in.
+    if (model.waiting().messages == 0 || model.queueSize() + message.data.size() <= bytes_) return true;
+    isFull_ = true;
+    dropped_ = {};
+    firstDroppedMs_ = message.timeMs;
+    log_.warning(
+        fmt::format("{} messages ({:.1f} MB) wait for a fragment to be written, as many as --max-queue allows; "
+                    "from {} ms on messages are dropped until one has been",
+                    model.waiting().messages, static_cast<double>(model.waiting().bytes) / 1e6, message.timeMs));
+  }
+  // Behind the first fragment a track could not be made any more.
+  if (follower_.madeTrack() || bringsFragment(message)) return true;
+  dropped_.add(message.data.size());
+  account_.lose({.messages = 1, .bytes = message.data.size()}, "more than --max-queue allows waited for a fragment");
+  return false;
+}
+
+bool QueueLimit::bringsFragment(const InputMessage& message) const {
+  const auto sample = ruvo::k2r::SampleInfo::ofMessage(message.type, message.data, message.timeMs);
+  if (follower_.goesByVideo() && !sample.keyFrame) return false;
+  // A fragment that is held or skipped is one on the way: without it none would follow.
+  const FragmentAction action = follower_.model().actionFor(message);
+  return action != FragmentAction::None && action != FragmentAction::DropSample;
+}
+
+void QueueLimit::update() {
+  const FragmentModel& model = follower_.model();
+  if (!isFull_ || model.queueSize() > bytes_) return;
+  isFull_ = false;
+  if (dropped_.messages == 0) return;
+  const std::uint32_t gapMs = model.lastTimeMs() - firstDroppedMs_;
+  account_.gapMs += gapMs;
+  account_.lostMs += gapMs;
+  log_.warning(fmt::format("the recording goes on at {} ms; {} messages ({:.1f} MB) were dropped", model.lastTimeMs(),
+                           dropped_.messages, static_cast<double>(dropped_.bytes) / 1e6));
+}
+
+}  // namespace host

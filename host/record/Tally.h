@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+namespace host {
+
+/// Messages, and the bytes of their data.
+struct Tally {
+  std::uint64_t messages = 0;
+  std::uint64_t bytes = 0;
+
+  void add(std::uint64_t size) {
+    ++messages;
+    bytes += size;
+  }
+  Tally& operator+=(const Tally& other) {
+    messages += other.messages;
+    bytes += other.bytes;
+    return *this;
+  }
+  Tally& operator-=(const Tally& other) {
+    messages -= other.messages;
+    bytes -= other.bytes;
+    return *this;
+  }
+};
+
+}  // namespace host
