@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -18,6 +19,7 @@
 #include "host/record/RealTimePacer.h"
 #include "host/record/RecordSession.h"
 #include "host/record/continuation.h"
+#include "host/record/recordedCodecs.h"
 
 namespace host {
 namespace {
@@ -48,6 +50,27 @@ void continueRecording(const OutputDirectory& place, IMOStreamOpenContext& setti
   session.expectFrom(*timeMs);
 }
 
+/// For an append, before anything is written: an input that keeps its times has to begin behind the recording's end.
+void prepareAppend(const OutputDirectory& place, IMOStreamOpenContext& settings, CodecChanges& input) {
+  input.expect(recordedCodecs(place));
+  const auto startMs = input.keptStart();
+  if (!startMs) return;
+  const auto timeMs = continuationTime(place, settings);
+  if (!timeMs || *startMs >= *timeMs) return;
+  throw CommandError(
+      fmt::format("the input begins at {} ms, and the recording goes on from {} ms; without --keep-times "
+                  "the input is moved there",
+                  *startMs, *timeMs));
+}
+
+/// The first free directory for what goes on behind the recording in `directory`: `DIR-2`, `DIR-3` and so on.
+OutputDirectory nextPlace(const OutputDirectory& first, unsigned& number) {
+  for (;; ++number) {
+    OutputDirectory place(fmt::format("{}-{}", first.native(), number));
+    if (!std::filesystem::exists(place.native())) return place;
+  }
+}
+
 /// Says what did not go well. `inputFailure` is the reason why the input could not be read to its end.
 ExitStatus judge(const RecordSession& session, const StreamContext& context,
                  const std::optional<std::string>& inputFailure, Log& log) {
@@ -65,6 +88,11 @@ ExitStatus judge(const RecordSession& session, const StreamContext& context,
   return session.refused() > 0 || context.errorCount() > 0 ? ExitStatus::kFlawed : ExitStatus::kOk;
 }
 
+ExitStatus worse(ExitStatus first, ExitStatus second) {
+  if (first == ExitStatus::kFailed || second == ExitStatus::kOk) return first;
+  return second;
+}
+
 }  // namespace
 
 ExitStatus runRecord(const RecordOptions& options) {
@@ -76,27 +104,39 @@ ExitStatus runRecord(const RecordOptions& options) {
   const OutputDirectory place(options.directory);
   place.require(options.mode);
   FileContext files(options.durability, log);
-  StreamContext context(settings, log, files);
-  OpenContext openContext(settings);
   const Module module(findModule());
-  const auto adaptor = module.createAdaptor(context);
   // Before anything on disk is touched.
-  const auto input = openInput(options.input, options.maps, log, stop);
-  const auto recording = openRecording(*adaptor, openContext, place, options.mode, log);
+  const auto input = openInput(options.input, options.inputOptions, log, stop);
 
-  Progress progress(options.progress, log);
-  RealTimePacer pacer(stop);
-  RecordSession session(*recording, context, log, progress, options.realTime ? &pacer : nullptr);
-  if (options.mode == OpenMode::kAppend) continueRecording(place, openContext, *input, session);
-  std::optional<std::string> inputFailure;
-  try {
-    session.run(*input);
-  } catch (const InputError& error) {
-    inputFailure = error.what();
+  const auto record = [&](const OutputDirectory& directory, OpenMode mode) {
+    StreamContext context(settings, log, files);
+    OpenContext openContext(settings);
+    const auto adaptor = module.createAdaptor(context);
+    if (mode == OpenMode::kAppend) prepareAppend(directory, openContext, *input);
+    const auto recording = openRecording(*adaptor, openContext, directory, mode, log);
+    Progress progress(options.progress, log);
+    RealTimePacer pacer(stop);
+    RecordSession session(*recording, context, log, progress, options.realTime ? &pacer : nullptr);
+    if (mode == OpenMode::kAppend) continueRecording(directory, openContext, *input, session);
+    std::optional<std::string> inputFailure;
+    try {
+      session.run(*input);
+    } catch (const InputError& error) {
+      inputFailure = error.what();
+    }
+    if (!options.noStop) recording->stop();
+    progress.finish();
+    return judge(session, context, inputFailure, log);
+  };
+
+  ExitStatus status = record(place, options.mode);
+  for (unsigned number = 2; input->change(); ++number) {
+    const OutputDirectory next = nextPlace(place, number);
+    log.warning(fmt::format("{}; the recording goes on in '{}'", *input->change(), next.native()));
+    input->beginRecording();
+    status = worse(status, record(next, OpenMode::kNew));
   }
-  if (!options.noStop) recording->stop();
-  progress.finish();
-  return judge(session, context, inputFailure, log);
+  return status;
 }
 
 }  // namespace host

@@ -5,6 +5,7 @@
 
 #include "host/OutputDirectory.h"
 #include "host/errors.h"
+#include "host/input/Input.h"
 #include "host/record/Progress.h"
 #include "host/recordingFiles.h"
 
@@ -18,7 +19,7 @@ struct RecordOptions {
   /// `KEY=VALUE` each; stronger than the file.
   std::vector<std::string> settings;
   std::string settingsFile;
-  std::vector<std::string> maps;
+  InputOptions inputOptions;
   bool realTime = false;
   /// Leave the recording as a crash would.
   bool noStop = false;
@@ -26,8 +27,9 @@ struct RecordOptions {
   ProgressStyle progress = ProgressStyle::kNone;
 };
 
-/// Records one input. Throws CommandError where nothing could be recorded; what goes wrong later is in the answer, with
-/// a line on standard error.
+/// Records one input, into one recording and, where its codecs change, into further ones in directories beside it,
+/// whose names end in -2, -3 and so on. Throws CommandError where nothing could be recorded; what goes wrong later is
+/// in the answer, with a line on standard error.
 ExitStatus runRecord(const RecordOptions& options);
 
 }  // namespace host

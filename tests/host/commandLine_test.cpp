@@ -73,8 +73,8 @@ TEST_F(RecordCommandTest, ReadsStandardInputAndMayLeaveOutTheStop) {
 
 TEST_F(RecordCommandTest, TellsOfRefusedMessages) {
   const std::vector<StreamMessage> aggregate{{22, 0, std::vector<std::byte>(1)}};
-  const std::vector<StreamMessage> otherCodec{{8, 8000, std::vector<std::byte>(9, std::byte{0x2F})}};
-  writeTagStream(aggregate + twoFragments() + otherCodec, directory_.file("in.mtg"));
+  const std::vector<StreamMessage> unknownCodec{{8, 8000, std::vector<std::byte>(9, std::byte{0xFF})}};
+  writeTagStream(aggregate + twoFragments() + unknownCodec, directory_.file("in.mtg"));
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 3);
   EXPECT_THAT(answer_.errors,
               testing::MatchesRegex("error: Invalid message type.\nerror: [^\n]+\nerror: 2 of " +
@@ -110,6 +110,10 @@ TEST_F(RecordCommandTest, AnswersByStatus) {
       {{"in.mtg", "--out", "b", "--config", "bad.conf"}, 2, "bad.conf:1: unknown setting"},
       {{"in.mtg", "--out", "b", "--config", "missing.conf"}, 2, "missing.conf"},
       {{"in.mtg", "--out", "b", "--map", "v"}, 2, "--map"},
+      {{"in.mtg", "--out", "b", "--input-option", "a=b"}, 2, "--input-option"},
+      {{"noise", "--out", "b", "--keep-times"}, 2, "--keep-times is for tag streams"},
+      {{"noise", "--out", "b", "--input-option", "a"}, 2, "not of the form KEY=VALUE"},
+      {{"in.mtg", "--out", "b", "--stall-timeout", "nan"}, 2, "--stall-timeout: a number of seconds expected"},
       {{"in.mtg", "--out", "/"}, 2, "root directory"},
       {{"in.mtg", "--out", "b", "--nonsense"}, 2, "--nonsense"}};
   for (const auto& row : rows) {
@@ -130,15 +134,20 @@ TEST_F(RecordCommandTest, SettingsOfTheCommandLineAreStronger) {
 }
 
 TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
-  writeTagStream(stream().keyFramesEvery(2000).from(12000).withoutHeaders().until(16001), "later.mtg");
+  writeTagStream(stream().keyFramesEvery(2000).from(5000).withoutHeaders().until(9001), "later.mtg");
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 0);
   EXPECT_EQ(record({"later.mtg", "--out", "cam1"}), 1) << "neither appended nor overwritten";
   EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append"}), 0);
   EXPECT_EQ(fragmentsIn("cam1"), 3U);
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 3);
-  EXPECT_THAT(answer_.errors,
-              HasSubstr("lies ahead of the recording's end; what is appended has to go on from 16000 ms\n"));
-  EXPECT_EQ(fragmentsIn("cam1"), 3U);
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 0);
+  EXPECT_EQ(fragmentsIn("cam1"), 5U);
+  const auto before = readAllFiles("cam1");
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append", "--keep-times"}), 1);
+  EXPECT_THAT(answer_.errors, HasSubstr("error: the input begins at 0 ms, and the recording goes on from 20000 ms"));
+  EXPECT_EQ(readAllFiles("cam1"), before);
+  writeTagStream(stream().keyFramesEvery(2000).from(24000).withoutHeaders().until(28001), "later.mtg");
+  EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append", "--keep-times"}), 0);
+  EXPECT_EQ(fragmentsIn("cam1"), 6U);
 }
 
 TEST_F(RecordCommandTest, OverwritesOnceTheNewRecordingIsOpen) {
@@ -182,8 +191,9 @@ TEST_F(RecordCommandTest, ShowsProgressAndHelpWhereAsked) {
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--progress"}), 0);
   EXPECT_THAT(answer_.errors, HasSubstr("recorded 00:00:08.000"));
   EXPECT_EQ(record({"--help"}), 0);
-  for (const char* const option : {"--out", "--append", "--overwrite", "--set", "--config", "--map", "--realtime",
-                                   "--no-stop", "--durability", "--progress", "--quiet"}) {
+  for (const char* const option :
+       {"--out", "--append", "--overwrite", "--set", "--config", "--map", "--realtime", "--no-stop", "--durability",
+        "--input-option", "--stall-timeout", "--reconnect", "--max-gap", "--keep-times", "--progress", "--quiet"}) {
     EXPECT_THAT(answer_.output, HasSubstr(option));
   }
 }
@@ -229,11 +239,17 @@ TEST(Log, WritesALineAnEntryAndKeepsTheStatusLineBelow) {
   EXPECT_EQ(capture.text(), "warning: a b [2J \n\r\x1b[K10 s\r\x1b[Kerror: x\n10 s\r\x1b[K11 s");
 }
 
-TEST(Log, CountsALineThatComesAgain) {
+TEST(Log, CountsALineThatComesAgainAtOnceOrInACycle) {
   LogCapture capture;
   for (int i = 0; i < 13; ++i) capture.log().error("x");
   capture.log().warning("x");
-  EXPECT_EQ(capture.text(), "error: x\n(the same 10 times more)\n(the same 12 times more)\nwarning: x\n");
+  for (int i = 0; i < 11; ++i) {
+    capture.log().error("a");
+    capture.log().error("b");
+  }
+  EXPECT_EQ(capture.text(),
+            "error: x\n(the same 10 times more)\n(the same 12 times more)\nwarning: x\nerror: a\nerror: b\n"
+            "(10 times more: error: a)\n(10 times more: error: b)\n");
 }
 
 }  // namespace
