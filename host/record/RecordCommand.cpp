@@ -52,6 +52,7 @@ void continueRecording(const OutputDirectory& place, IMOStreamOpenContext& setti
 
 /// For an append, before anything is written: an input that keeps its times has to begin behind the recording's end.
 void prepareAppend(const OutputDirectory& place, IMOStreamOpenContext& settings, CodecChanges& input) {
+  if (!std::filesystem::exists(place.native())) return;
   input.expect(recordedCodecs(place));
   const auto startMs = input.keptStart();
   if (!startMs) return;

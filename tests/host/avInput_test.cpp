@@ -147,8 +147,7 @@ TEST_F(AvInputTest, ATrackThatCannotBeRecordedCostsThatTrack) {
 TEST_F(AvInputTest, GivesPresentationTimesThatAviDoesNotHave) {
   // What was remuxed into MP4 has them.
   const auto expected = frameHashes(source(), "v");
-  const auto found = frameHashes(streamOf(record(remuxed("a.avi", "-an"))), "v");
-  test::expectPrefix(found, expected, 60, 1);
+  test::expectPrefix(frameHashes(exported(record(remuxed("a.avi", "-an"))), "v"), expected, 40, 1);
 }
 
 TEST_F(AvInputTest, MapsChooseStreams) {

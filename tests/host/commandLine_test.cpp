@@ -139,6 +139,7 @@ TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
   EXPECT_EQ(record({"later.mtg", "--out", "cam1"}), 1) << "neither appended nor overwritten";
   EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append"}), 0);
   EXPECT_EQ(fragmentsIn("cam1"), 3U);
+  EXPECT_EQ(record({"in.mtg", "--out", "other", "--append"}), 0) << "there is none";
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 0);
   EXPECT_EQ(fragmentsIn("cam1"), 5U);
   const auto before = readAllFiles("cam1");
