@@ -18,6 +18,9 @@ void fuzz::target(Bytes input) {
   require(std::ranges::equal(units, again, same), "units come back");
   host::ParameterSets sets;
   sets.collect(units);
-  require(!sets.collect(units), "a set counts once");
+  const host::ParameterSets once = sets;
+  sets.collect(units);
+  require(sets == once, "a set counts once");
+  if (sets.complete()) require(host::ParameterSets(sets.configurationRecord()) == sets, "a record has all sets");
   if (sets.complete()) require(sets.configurationRecord().size() >= 13, "a record has a set of each kind");
 }

@@ -3,12 +3,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace host {
 namespace {
 
 /// Back to the start of the line, and clear it to its end (ECMA-48, 8.3.41).
 constexpr std::string_view kEraseLine = "\r\x1b[K";
+
+/// More than any cycle has that a decoder goes through.
+constexpr std::size_t kRecentLines = 8;
 
 /// One line of plain text: what came from outside may hold line breaks and escape sequences.
 std::string oneLine(std::string_view text) {
@@ -31,7 +36,7 @@ bool isPowerOfTen(std::uint64_t number) {
 }  // namespace
 
 Log::~Log() {
-  tellRepeats();
+  for (auto entry = recent_.rbegin(); entry != recent_.rend(); ++entry) tellRepeats(*entry);
   if (!statusLine_.empty()) write("\n");
 }
 
@@ -44,20 +49,36 @@ void Log::setStatusLine(std::string_view text) {
 void Log::line(std::string_view prefix, std::string_view text) {
   const std::lock_guard lock(mutex_);
   std::string line = std::string(prefix) + oneLine(text);
-  if (line == lastLine_) {
-    if (isPowerOfTen(++repeats_)) tellRepeats();
-    return;
+  const auto known =
+      std::find_if(recent_.begin(), recent_.end(), [&](const Entry& entry) { return entry.text == line; });
+  if (known != recent_.end()) return repeat(known);
+  if (repeatsItself_) tellRepeats(recent_.front());
+  repeatsItself_ = false;
+  if (recent_.size() == kRecentLines) {
+    tellRepeats(recent_.back());
+    recent_.pop_back();
   }
-  tellRepeats();
-  repeats_ = repeatsTold_ = 0;
   writeLine(line);
-  lastLine_ = std::move(line);
+  written_ = line;
+  recent_.push_front({.text = std::move(line)});
 }
 
-void Log::tellRepeats() {
-  if (repeats_ == repeatsTold_) return;
-  writeLine(repeats_ == 1 ? "(the same once more)" : fmt::format("(the same {} times more)", repeats_));
-  repeatsTold_ = repeats_;
+void Log::repeat(std::deque<Entry>::iterator entry) {
+  repeatsItself_ = entry == recent_.begin();
+  std::rotate(recent_.begin(), entry, std::next(entry));
+  if (isPowerOfTen(++recent_.front().repeats)) tellRepeats(recent_.front());
+}
+
+void Log::tellRepeats(Entry& entry) {
+  if (entry.repeats == entry.repeatsTold) return;
+  const std::string count = entry.repeats == 1 ? "once more" : fmt::format("{} times more", entry.repeats);
+  if (written_ == entry.text) {
+    writeLine(fmt::format("(the same {})", count));
+  } else {
+    writeLine(fmt::format("({}: {})", count, entry.text));
+    written_.clear();
+  }
+  entry.repeatsTold = entry.repeats;
 }
 
 void Log::writeLine(std::string_view line) {

@@ -56,6 +56,10 @@ bool StopSignal::waitReadable(int fd) const {
   return wait(fd, nullptr);
 }
 
+bool StopSignal::waitReadable(int fd, std::chrono::steady_clock::time_point until) const {
+  return wait(fd, &until);
+}
+
 bool StopSignal::waitUntil(std::chrono::steady_clock::time_point time) const {
   return wait(-1, &time);
 }
@@ -67,7 +71,7 @@ bool StopSignal::wait(int fd, const std::chrono::steady_clock::time_point* until
     int timeoutMs = -1;
     if (until != nullptr) {
       const auto left = *until - std::chrono::steady_clock::now();
-      if (left <= left.zero()) return true;
+      if (left <= left.zero()) return fd == -1;
       timeoutMs = static_cast<int>(std::min(std::chrono::ceil<milliseconds>(left), kLongestPoll).count());
     }
     pollfd watched[2] = {{pipe_[0], POLLIN, 0}, {fd, POLLIN, 0}};

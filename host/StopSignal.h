@@ -22,6 +22,8 @@ class StopSignal {
 
   /// Waits until `fd` has something to read, or has ended or failed. False when asked to stop.
   bool waitReadable(int fd) const;
+  /// The same, but no longer than until that time: false then, too.
+  bool waitReadable(int fd, std::chrono::steady_clock::time_point until) const;
   /// Waits until that time. False when asked to stop.
   bool waitUntil(std::chrono::steady_clock::time_point time) const;
 

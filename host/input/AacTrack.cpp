@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "host/errors.h"
@@ -30,13 +29,14 @@ BitstreamFilter makeFilter(const AVStream& stream) {
 
 }  // namespace
 
-AacTrack::AacTrack(const AVStream& stream, Log& log) : log_(log), filter_(makeFilter(stream)) {
+AacTrack::AacTrack(const AVStream& stream, Log& log) : stream_(stream), log_(log), filter_(makeFilter(stream)) {
   takeConfiguration(extradataOf(*stream.codecpar));
 }
 
 bool AacTrack::prepare(AVPacket& packet) {
   if (payloadOf(packet).empty()) return false;
   takeConfiguration(newExtradataOf(packet));
+  followAdts(payloadOf(packet));
   int error = av_bsf_send_packet(filter_.get(), &packet);
   if (error >= 0) error = av_bsf_receive_packet(filter_.get(), &packet);
   if (error < 0) return refuse("damaged frames are left out");
@@ -51,19 +51,25 @@ void AacTrack::writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, st
   out.bytes(payloadOf(packet));
 }
 
+void AacTrack::followAdts(std::span<const std::byte> frame) {
+  constexpr std::size_t kHeaderSize = 7;
+  if (frame.size() < kHeaderSize) return;
+  const auto header = static_cast<std::uint32_t>(qvs::util::loadBigEndian(frame.data(), 4));
+  if ((header & 0xFFF60000) != 0xFFF00000) return;
+  // Without the bits that may differ from frame to frame: private, originality and copyright.
+  const std::uint32_t configuration = header & 0xFDC0;
+  // The filter looks at the first header only.
+  if (adts_ && *adts_ != configuration) filter_ = makeFilter(stream_);
+  adts_ = configuration;
+}
+
 void AacTrack::takeConfiguration(std::span<const std::byte> configuration) {
   if (configuration.empty()) return;
   qvs::util::ByteWriter out;
   out.u8(kAac);
   out.u8(kSequenceHeader);
   out.bytes(configuration);
-  const auto header = out.bytes();
-  if (sequenceHeader_.empty()) {
-    sequenceHeader_ = out.take();
-  } else if (!std::equal(header.begin(), header.end(), sequenceHeader_.begin(), sequenceHeader_.end()) &&
-             !std::exchange(warnedOfChange_, true)) {
-    log_.warning("the audio's configuration changes on the way; the recording keeps the one that it began with");
-  }
+  sequenceHeader_ = out.take();
 }
 
 bool AacTrack::refuse(const char* reason) {

@@ -23,8 +23,8 @@ class AvTrack {
   /// Takes a packet fresh from the demuxer, in file order: learns from it, and may change it. False where it can be no
   /// frame; the reason is in the log.
   virtual bool prepare(AVPacket& packet) = 0;
-  /// The data of the message that goes ahead of the first frame. Empty for a codec that has none, and before prepare()
-  /// has learnt it.
+  /// The data of the message that goes ahead of the next frame that prepare() takes. Empty for a codec that has none,
+  /// and before prepare() has learnt it. Changes where the stream's configuration does.
   virtual std::span<const std::byte> sequenceHeader() const { return {}; }
   /// Appends the data of a frame's message. `compositionMs` is presentation less decode time.
   virtual void writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, std::int32_t compositionMs) const = 0;

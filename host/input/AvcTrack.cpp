@@ -1,6 +1,5 @@
 #include "host/input/AvcTrack.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace host {
@@ -30,14 +29,10 @@ AvcTrack::AvcTrack(const AVCodecParameters& codec, Log& log)
 
 bool AvcTrack::prepare(AVPacket& packet) {
   if (payloadOf(packet).empty()) return false;
-  if (!annexB_) {
-    const auto changed = newExtradataOf(packet);
-    if (!changed.empty() && !std::equal(changed.begin(), changed.end(), configuration_.begin(), configuration_.end())) {
-      warnOfChange();
-    }
-    return true;
-  }
-  if (learn(payloadOf(packet))) return true;
+  const auto changed = newExtradataOf(packet);
+  if (!annexB_ && isConfigurationRecord(changed)) setConfiguration(changed);
+  if (annexB_ && sequenceHeader_.empty()) learn(payloadOf(packet));
+  if (!sequenceHeader_.empty()) return true;
   if (!std::exchange(warnedOfStart_, true)) {
     log_.warning("video frames ahead of the first parameter sets (SPS and PPS) are left out");
   }
@@ -56,7 +51,6 @@ void AvcTrack::writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, st
 }
 
 void AvcTrack::setConfiguration(std::span<const std::byte> record) {
-  configuration_.assign(record.begin(), record.end());
   qvs::util::ByteWriter out;
   out.u8(kKeyFrame);
   out.u8(kSequenceHeader);
@@ -65,19 +59,9 @@ void AvcTrack::setConfiguration(std::span<const std::byte> record) {
   sequenceHeader_ = out.take();
 }
 
-bool AvcTrack::learn(std::span<const std::byte> stream) {
-  const bool added = parameterSets_.collect(splitAnnexB(stream));
-  if (!sequenceHeader_.empty()) {
-    if (added) warnOfChange();
-  } else if (parameterSets_.complete()) {
-    setConfiguration(parameterSets_.configurationRecord());
-  }
-  return !sequenceHeader_.empty();
-}
-
-void AvcTrack::warnOfChange() {
-  if (std::exchange(warnedOfChange_, true)) return;
-  log_.warning("the video's parameter sets change on the way; the recording keeps those that it began with");
+void AvcTrack::learn(std::span<const std::byte> stream) {
+  parameterSets_.collect(splitAnnexB(stream));
+  if (parameterSets_.complete()) setConfiguration(parameterSets_.configurationRecord());
 }
 
 }  // namespace host

@@ -9,7 +9,7 @@ namespace host {
 
 /// H.264. Data: frame type (1 key frame, 2 other) and codec 7 in a byte, packet type 0 or 1, i24 composition time, then
 /// the configuration record, or the NAL units behind their lengths. A stream that has them behind start codes is
-/// rewritten.
+/// rewritten; its sequence header is made from its first parameter sets, and later ones are in its frames anyway.
 class AvcTrack : public AvTrack {
  public:
   AvcTrack(const AVCodecParameters& codec, Log& log);
@@ -22,15 +22,13 @@ class AvcTrack : public AvTrack {
  private:
   void setConfiguration(std::span<const std::byte> record);
   /// What a byte stream tells by its parameter sets.
-  bool learn(std::span<const std::byte> stream);
-  void warnOfChange();
+  void learn(std::span<const std::byte> stream);
 
   Log& log_;
   bool annexB_;
+  /// Of a byte stream, until there is a sequence header.
   ParameterSets parameterSets_;
-  std::vector<std::byte> configuration_;
   std::vector<std::byte> sequenceHeader_;
-  bool warnedOfChange_ = false;
   bool warnedOfStart_ = false;
 };
 

@@ -23,7 +23,7 @@ FileInput::FileInput(const StopSignal& stop)
     : name_("standard input"), stop_(stop), fd_(STDIN_FILENO), standardInput_(true) {}
 
 std::uint32_t FileInput::read(void* buffer, std::uint32_t count) {
-  while (stop_.waitReadable(fd_)) {
+  while (waitForBytes()) {
     const ssize_t done = ::read(fd_, buffer, count);
     if (done >= 0) {
       constexpr std::size_t kKept = 3;
@@ -33,7 +33,7 @@ std::uint32_t FileInput::read(void* buffer, std::uint32_t count) {
       }
       return static_cast<std::uint32_t>(done);
     }
-    if (errno != EINTR && errno != EAGAIN) fail();
+    if (errno != EINTR && errno != EAGAIN) fail(std::strerror(errno));
   }
   return 0;
 }
@@ -44,7 +44,7 @@ void FileInput::seek(std::int64_t offset, std::uint32_t mode) {
   if (::lseek(fd_, offset, kModes[mode]) != -1) return;
   // A pipe with a name: it is read front to back, like standard input.
   if (errno == ESPIPE) throw mtg::Exception(kKrvoMTGStreamFailed);
-  fail();
+  fail(std::strerror(errno));
 }
 
 std::int64_t FileInput::tell() {
@@ -56,8 +56,15 @@ void FileInput::close() {
   fd_ = -1;
 }
 
-void FileInput::fail() {
-  failure_ = std::strerror(errno);
+bool FileInput::waitForBytes() {
+  if (stallLimit_.count() == 0) return stop_.waitReadable(fd_);
+  if (stop_.waitReadable(fd_, std::chrono::steady_clock::now() + stallLimit_)) return true;
+  if (stop_.requested()) return false;
+  fail(fmt::format("nothing has come for {:g} s", static_cast<double>(stallLimit_.count()) / 1000));
+}
+
+void FileInput::fail(const std::string& reason) {
+  failure_ = reason;
   throw mtg::Exception(kKrvoMTGStreamFailed);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -8,9 +9,9 @@
 
 namespace host {
 
-/// A file or standard input, for the tag-stream library. Waits for bytes for as long as it takes; a request to stop is
-/// the end of the file. Each operation is one call of the system; what fails is an mtg::Exception with code 5, and
-/// failure() then tells what it was.
+/// A file or standard input, for the tag-stream library. Waits for bytes for as long as it takes, unless
+/// giveUpAfter() says otherwise; a request to stop is the end of the file. Each operation is one call of the system;
+/// what fails is an mtg::Exception with code 5, and failure() then tells what it was.
 class FileInput final : public mtg::InputStream {
  public:
   /// Opens the file. Throws InputError where that fails. `stop` outlives the input.
@@ -21,6 +22,8 @@ class FileInput final : public mtg::InputStream {
   FileInput(const FileInput&) = delete;
   FileInput& operator=(const FileInput&) = delete;
 
+  /// An input that gives nothing for so long has failed.
+  void giveUpAfter(std::chrono::milliseconds limit) { stallLimit_ = limit; }
   const std::string& name() const { return name_; }
   /// For the user; empty where nothing has failed.
   const std::string& failure() const { return failure_; }
@@ -37,7 +40,8 @@ class FileInput final : public mtg::InputStream {
   void close() override;
 
  private:
-  [[noreturn]] void fail();
+  bool waitForBytes();
+  [[noreturn]] void fail(const std::string& reason);
 
   std::string name_;
   std::string failure_;
@@ -45,6 +49,8 @@ class FileInput final : public mtg::InputStream {
   const StopSignal& stop_;
   int fd_;
   bool standardInput_;
+  /// 0 for none.
+  std::chrono::milliseconds stallLimit_{0};
 };
 
 }  // namespace host

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <vector>
 
+#include "host/input/AvTrack.h"
 #include "host/input/Timeline.h"
 #include "host/input/avObjects.h"
 
@@ -15,6 +17,9 @@ struct QueuedFrame {
   std::size_t track = 0;
   FrameTimes times;
   Packet packet;
+  /// The sequence header that its track has from here on; empty where nothing changes.
+  std::vector<std::byte> newHeader = {};
+  std::shared_ptr<const AvTrack> converter = {};
 };
 
 /// Brings the frames of several tracks into the order of their decode times; on a tie the track of lower number comes

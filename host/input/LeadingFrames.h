@@ -12,6 +12,8 @@ namespace host {
 struct RawFrame {
   RawTimes times;
   Packet packet;
+  /// The sequence header that its track has from here on; empty where nothing changes.
+  std::vector<std::byte> newHeader = {};
 };
 
 /// Gives the first frames of a track their decode times. Containers that store presentation times alone leave those of

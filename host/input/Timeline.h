@@ -6,9 +6,11 @@ extern "C" {
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "host/Log.h"
+#include "host/input/SourceClock.h"
 
 namespace host {
 
@@ -18,38 +20,34 @@ struct RawTimes {
   std::int64_t pts = 0;
   std::int64_t duration = 0;
   AVRational timeBase = {1, 1000};
+  /// Times start over after so many bits.
+  int wrapBits = 64;
 };
 
 /// The same in whole milliseconds. May be negative.
 struct FrameTimes {
   std::int64_t dtsMs = 0;
   std::int64_t ptsMs = 0;
+  /// The source tells when the frame is presented.
+  bool ptsKnown = false;
 };
 
-/// Turns demuxer times into milliseconds, each rounded by itself to the nearest, halves away from zero. The decode
-/// times of a track never fall: a small step back is lifted, and where they jump back by seconds, as when a source
-/// starts over, the track goes on from where it was and later tracks follow by the same distance, so that they stay in
-/// step.
+/// Turns demuxer times into milliseconds, each rounded by itself to the nearest, halves away from zero, on one line for
+/// all tracks (see SourceClock). The decode times of a track never fall: a small step back is lifted.
 class Timeline {
  public:
   /// `log` outlives it.
-  Timeline(std::size_t tracks, Log& log) : clocks_(tracks), log_(log) {}
+  Timeline(std::size_t tracks, std::int64_t maxGapMs, Log& log) : last_(tracks), clock_(tracks, maxGapMs, log) {}
   FrameTimes map(std::size_t track, const RawTimes& raw);
+  /// The source begins anew: its next frame goes to `targetMs`.
+  void restartAt(std::int64_t targetMs) { clock_.restartAt(targetMs); }
+  /// The latest end of a frame so far; 0 at the start.
+  std::int64_t endMs() const { return clock_.endMs(); }
 
  private:
-  struct Clock {
-    bool started = false;
-    std::int64_t lastMs = 0;
-    std::int64_t stepMs = 0;
-    std::int64_t offsetMs = 0;
-  };
-
-  void resume(Clock& clock, std::int64_t rawMs);
-
-  std::vector<Clock> clocks_;
-  Log& log_;
-  /// Distance of the track that last went on after a jump.
-  std::int64_t latestOffsetMs_ = 0;
+  /// Decode times of the last frames.
+  std::vector<std::optional<std::int64_t>> last_;
+  SourceClock clock_;
 };
 
 }  // namespace host

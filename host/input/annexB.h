@@ -16,7 +16,7 @@ using NalUnit = std::span<const std::byte>;
 std::vector<NalUnit> splitAnnexB(std::span<const std::byte> stream);
 
 /// `nal_unit_type` (ITU-T H.264, 7.4.1).
-enum class NalType : unsigned { kSequenceParameterSet = 7, kPictureParameterSet = 8 };
+enum class NalType : unsigned { kSequenceParameterSet = 7, kPictureParameterSet = 8, kAccessUnitDelimiter = 9 };
 inline NalType nalType(NalUnit unit) {
   return static_cast<NalType>(std::to_integer<unsigned>(unit[0]) & 31);
 }

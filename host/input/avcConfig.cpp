@@ -8,19 +8,14 @@
 namespace host {
 namespace {
 
-using Sets = std::vector<std::vector<std::byte>>;
+using Sets = std::map<unsigned, std::vector<std::byte>>;
 
-constexpr std::size_t kMaxSequenceSets = 31;
-constexpr std::size_t kMaxPictureSets = 255;
+// Of what the record has room for; set numbers end there, too (ITU-T H.264, 7.4.2.1.1 and 7.4.2.2).
+constexpr unsigned kMaxSequenceSets = 31;
+constexpr unsigned kMaxPictureSets = 255;
 /// Header byte, profile, compatibility and level.
 constexpr std::size_t kMinSequenceSetSize = 4;
-
-bool addOnce(Sets& sets, NalUnit unit, std::size_t maxCount) {
-  const auto same = [&](const auto& set) { return std::equal(set.begin(), set.end(), unit.begin(), unit.end()); };
-  if (unit.size() > 0xFFFF || sets.size() >= maxCount || std::any_of(sets.begin(), sets.end(), same)) return false;
-  sets.emplace_back(unit.begin(), unit.end());
-  return true;
-}
+constexpr std::size_t kRecordHeaderSize = 5;
 
 /// Bits of a NAL unit, most significant first, without its emulation prevention bytes (ITU-T H.264, 7.4.1). Behind the
 /// end come zeros.
@@ -87,33 +82,67 @@ PictureFormat readPictureFormat(NalUnit sequenceSet) {
   return {*chromaFormat, *luma, *chroma};
 }
 
+/// Takes a set whose number stands behind `headerSize` bytes.
+void take(Sets& sets, NalUnit unit, std::size_t headerSize, unsigned maxCount) {
+  if (unit.size() <= headerSize || unit.size() > 0xFFFF) return;
+  const auto number = NalBits(unit.subspan(headerSize)).exponentialGolomb();
+  if (number && *number < maxCount) sets[*number].assign(unit.begin(), unit.end());
+}
+
 void writeSets(qvs::util::ByteWriter& out, const Sets& sets) {
-  for (const auto& set : sets) {
+  for (const auto& [number, set] : sets) {
     out.u16(static_cast<std::uint16_t>(set.size()));
     out.bytes(set);
   }
 }
 
-}  // namespace
-
-bool ParameterSets::collect(std::span<const NalUnit> units) {
-  bool added = false;
-  for (const NalUnit unit : units) {
-    if (nalType(unit) == NalType::kSequenceParameterSet && unit.size() >= kMinSequenceSetSize) {
-      added |= addOnce(sequence_, unit, kMaxSequenceSets);
-    } else if (nalType(unit) == NalType::kPictureParameterSet) {
-      added |= addOnce(picture_, unit, kMaxPictureSets);
-    }
+/// Takes one list of a record, whose count comes first. Ends early where the record does.
+std::vector<NalUnit> readSets(qvs::util::ByteReader& in, unsigned countMask) {
+  std::vector<NalUnit> units;
+  for (unsigned count = in.u8() & countMask; count > 0; --count) {
+    const NalUnit unit = in.bytes(in.u16());
+    if (!unit.empty()) units.push_back(unit);
   }
-  return added;
+  return units;
 }
 
-std::vector<std::byte> ParameterSets::configurationRecord() const {
-  const auto& first = sequence_.front();
+}  // namespace
+
+ParameterSets::ParameterSets(std::span<const std::byte> record) {
+  if (record.size() < kRecordHeaderSize) return;
+  qvs::util::ByteReader in(record.subspan(kRecordHeaderSize));
+  try {
+    collect(readSets(in, kMaxSequenceSets));
+    collect(readSets(in, kMaxPictureSets));
+  } catch (const qvs::util::MalformedInput&) {
+    // What was read so far is what a decoder would have, too.
+  }
+}
+
+void ParameterSets::collect(std::span<const NalUnit> units) {
+  for (const NalUnit unit : units) {
+    if (nalType(unit) == NalType::kSequenceParameterSet) {
+      take(sequence_, unit, kMinSequenceSetSize, kMaxSequenceSets);
+    } else if (nalType(unit) == NalType::kPictureParameterSet) {
+      take(picture_, unit, 1, kMaxPictureSets);
+    }
+  }
+}
+
+std::vector<NalUnit> ParameterSets::units() const {
+  std::vector<NalUnit> units;
+  for (const Sets* const sets : {&sequence_, &picture_}) {
+    for (const auto& [number, set] : *sets) units.emplace_back(set);
+  }
+  return units;
+}
+
+std::vector<std::byte> ParameterSets::configurationRecord(std::size_t lengthSize) const {
+  const auto& first = sequence_.begin()->second;
   qvs::util::ByteWriter out;
   out.u8(1);
   out.bytes(std::span(first).subspan(1, 3));
-  out.u8(0xFF);
+  out.u8(static_cast<std::uint8_t>(0xFC | (lengthSize - 1)));
   out.u8(static_cast<std::uint8_t>(0xE0 | sequence_.size()));
   writeSets(out, sequence_);
   out.u8(static_cast<std::uint8_t>(picture_.size()));
@@ -126,6 +155,11 @@ std::vector<std::byte> ParameterSets::configurationRecord() const {
     out.u8(0);
   }
   return out.take();
+}
+
+std::size_t nalLengthSize(std::span<const std::byte> record) {
+  constexpr std::size_t kDefault = 4;
+  return record.size() < kRecordHeaderSize ? kDefault : 1 + std::to_integer<std::size_t>(record[4] & std::byte{3});
 }
 
 }  // namespace host

@@ -30,6 +30,20 @@ struct RecordAccount {
   std::string reason;
   std::string refusal;
 
+  /// Adds what came of the next recording of the same input.
+  RecordAccount& operator+=(const RecordAccount& next) {
+    received += next.received;
+    refused += next.refused;
+    lost += next.lost;
+    leftOut += next.leftOut;
+    spanMs += next.spanMs;
+    lostMs += next.lostMs;
+    gapMs += next.gapMs;
+    if (reason.empty()) reason = next.reason;
+    if (refusal.empty()) refusal = next.refusal;
+    return *this;
+  }
+
   void receive(std::uint64_t bytes) { received.add(bytes); }
   void seeTime(std::uint32_t timeMs) {
     if (!firstMs) firstMs = timeMs;

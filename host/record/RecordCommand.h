@@ -6,6 +6,7 @@
 
 #include "host/OutputDirectory.h"
 #include "host/errors.h"
+#include "host/input/Input.h"
 #include "host/record/Progress.h"
 #include "host/recordingFiles.h"
 
@@ -21,12 +22,10 @@ struct RecordOptions {
   /// `KEY=VALUE` each; stronger than the file.
   std::vector<std::string> settings;
   std::string settingsFile;
-  std::vector<std::string> maps;
+  InputOptions inputOptions;
   bool realTime = false;
   /// Head and tail of the stream are kept; see SessionOptions.
   bool keepsEnds = true;
-  /// An append does not move the stream's times.
-  bool keepsTimes = false;
   /// Bytes that may wait for a fragment.
   std::uint64_t maxQueue = std::uint64_t{256} << 20;
   /// Leave the recording as a crash would.
@@ -39,12 +38,9 @@ struct RecordOptions {
   bool json = false;
 };
 
-/// The bytes that a number with one of the letters K, M and G behind it, or none, stands for. Throws UsageError for
-/// anything else, for 0, and beyond 64 bits; `option` is named then.
-std::uint64_t parseSize(const std::string& text, const std::string& option);
-
-/// Records one input, and tells what has come of it. Throws CommandError where nothing could be recorded; what goes
-/// wrong later is in the answer, with a line on standard error.
+/// Records one input, into one recording and, where its codecs change, into further ones in directories beside it,
+/// whose names end in -2, -3 and so on. Throws CommandError where nothing could be recorded; what goes wrong later is
+/// in the answer, with a line on standard error.
 ExitStatus runRecord(const RecordOptions& options);
 
 }  // namespace host

@@ -23,6 +23,15 @@ Json json(std::uint32_t timeMs, const Tally& tally) {
 
 }  // namespace
 
+RecordSummary& RecordSummary::operator+=(const RecordSummary& next) {
+  account += next.account;
+  stored += next.stored;
+  errors += next.errors;
+  if (firstError.empty()) firstError = next.firstError;
+  if (!inputFailure) inputFailure = next.inputFailure;
+  return *this;
+}
+
 Tally RecordSummary::lost() const {
   const Tally& received = account.received;
   Tally missing{.messages = difference(received.messages, stored.messages.messages + account.leftOut.messages),

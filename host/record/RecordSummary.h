@@ -22,6 +22,9 @@ struct RecordSummary {
   /// Why the input could not be read to its end.
   std::optional<std::string> inputFailure;
 
+  /// Adds what came of the next recording of the same input.
+  RecordSummary& operator+=(const RecordSummary& next);
+
   Tally lost() const;
   std::uint32_t lostMs() const;
   /// Why something is missing; empty where nothing is.

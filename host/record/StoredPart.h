@@ -22,6 +22,17 @@ struct StoredPart {
   bool hasFragments = false;
   /// What a stop should have left and did not; empty where all of it is there.
   std::string unfinished;
+
+  /// Adds another recording.
+  StoredPart& operator+=(const StoredPart& other) {
+    messages += other.messages;
+    fragments += other.fragments;
+    spanMs += other.spanMs;
+    isProtected = isProtected || other.isProtected;
+    hasFragments = hasFragments && other.hasFragments;
+    if (unfinished.empty()) unfinished = other.unfinished;
+    return *this;
+  }
 };
 
 /// Counts what stands in the fragments whose numbers are above `lastFragment`, as far as bootstrap and index name them.

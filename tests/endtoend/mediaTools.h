@@ -39,7 +39,7 @@ struct FrameHash {
 /// packets as they are. Throws std::runtime_error with ffmpeg's words where it complains.
 inline std::vector<FrameHash> frameHashes(const std::string& file, const std::string& stream,
                                           const std::string& codec = "") {
-  const std::string how = codec.empty() ? "-fps_mode passthrough -enc_time_base -1" : "-c " + codec;
+  const std::string how = codec.empty() ? "-fps_mode passthrough -autoscale 0 -enc_time_base -1" : "-c " + codec;
   std::istringstream in(
       mustRun("ffmpeg -v error -copyts -i 'file:" + file + "' -map 0:" + stream + ":0 " + how + " -f framemd5 -"));
   std::vector<FrameHash> frames;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -150,6 +151,70 @@ TEST_F(Media, KeepsSoundAndPictureTogether) {
     EXPECT_EQ(std::filesystem::exists(segment(4)), row.options == kRolling) << "over roll-overs";
     for (int number = 1; holds(number); ++number) expectTagsRebuilt(segment(number));
     EXPECT_LE(std::abs(expectFrames("v", "") - expectFrames("a", "copy")), 1);
+  }
+}
+
+/// Tag streams and transport streams stand one behind the other, with the clock of each; in other files one follows.
+std::string joined(const TempDirectory& directory, const std::string& first, const std::string& second,
+                   const std::string& name) {
+  const std::string file = directory.file(name), ending = std::filesystem::path(name).extension();
+  const auto part = [&](const std::string& clip) {
+    const std::string copy = directory.file(clip + "-part" + (ending == ".mtg" ? ".flv" : ending));
+    mustRun("ffmpeg -v error -y -i " + directory.file(clip) + ".mp4 -c copy " + copy);
+    return copy;
+  };
+  if (ending == ".ts") {
+    mustRun("cat " + part(first) + " " + part(second) + " > " + file);
+  } else if (ending == ".mtg" || ending == ".flv") {
+    // Without the header of the second and the metadata behind it.
+    const std::string head = readWholeFile(part(first)), tail = readWholeFile(part(second));
+    const std::size_t metadata = 13 + 15 + qvs::util::loadBigEndian(qvs::util::asBytes(tail).data() + 14, 3);
+    writeWholeFile(file, (ending == ".mtg" ? "MTG" : "FLV") + head.substr(3) + tail.substr(metadata));
+  } else {
+    writeWholeFile(directory.file("list"), "file " + part(first) + "\nfile " + part(second) + "\n");
+    mustRun("ffmpeg -v error -y -f concat -safe 0 -i " + directory.file("list") + " -c copy " + file);
+  }
+  return file;
+}
+
+TEST_F(Media, PlaysOnWhereTheConfigurationChanges) {
+  const std::string coding = std::string(kVideoCoding) + "-c:a aac -t 4 ";
+  makeClip(both(coding), directory_.file("a.mp4"));
+  const std::string other = std::string("-f lavfi -i testsrc=size=160x120:rate=25 ") + kAudioSource + coding;
+  makeClip(other + "-profile:v main", directory_.file("b.mp4"));
+  makeClip(other + "-profile:v main -ar 48000 -ac 2", directory_.file("c.mp4"));
+  const struct {
+    const char *second, *name;
+    bool goesOnElsewhere;
+  } rows[] = {{"b", "ab.mp4", false}, {"b", "ab.mkv", false}, {"b", "ab.ts", false}, {"b", "ab.flv", false},
+              {"b", "ab.mtg", false}, {"c", "ac.ts", true},   {"c", "ac.flv", true}, {"c", "ac.mtg", true}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const auto first = frameHashes(directory_.file("a.mp4"), "v");
+    const auto second = frameHashes(directory_.file(std::string(row.second) + ".mp4"), "v");
+    std::filesystem::remove_all(recording());
+    std::filesystem::remove_all(recording() + "-2");
+    k2r("record --quiet --set Recording/FragmentDuration=1000 '" + joined(directory_, "a", row.second, row.name) +
+            "' --out",
+        recording());
+    auto frames = framesOf(segment(), "v", "");
+    const std::string exported = directory_.file("exported.mp4");
+    std::filesystem::remove(exported);
+    k2r("export '" + recording() + "' --out", exported);
+    EXPECT_EQ(framesOf(exported, "v", "").size(), frames.size());
+    EXPECT_EQ(std::filesystem::exists(recording() + "-2"), row.goesOnElsewhere);
+    if (row.goesOnElsewhere) {
+      EXPECT_GE(frames.size(), 50U);
+      frames = framesOf(recording() + "-2/cam1-2Seg1.k2r", "v", "");
+      // Where the sound changed first, it begins with the pictures that go with it.
+      while (!frames.empty() && std::ranges::count(first, frames[0].hash, &FrameHash::hash) > 0)
+        frames.erase(frames.begin());
+    } else {
+      ASSERT_GT(frames.size(), first.size());
+      EXPECT_EQ(frames[first.size() - 1].hash, first.back().hash);
+      frames.erase(frames.begin(), frames.begin() + static_cast<std::ptrdiff_t>(first.size()));
+    }
+    expectPrefix(frames, second, 50, 1);
   }
 }
 

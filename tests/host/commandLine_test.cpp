@@ -73,8 +73,8 @@ TEST_F(RecordCommandTest, ReadsStandardInputAndMayLeaveOutTheStop) {
 
 TEST_F(RecordCommandTest, TellsOfRefusedMessages) {
   const std::vector<StreamMessage> aggregate{{22, 0, std::vector<std::byte>(1)}};
-  const std::vector<StreamMessage> otherCodec{{8, 8000, std::vector<std::byte>(9, std::byte{0x2F})}};
-  writeTagStream(aggregate + twoFragments() + otherCodec, directory_.file("in.mtg"));
+  const std::vector<StreamMessage> unknownCodec{{8, 8000, std::vector<std::byte>(9, std::byte{0xFF})}};
+  writeTagStream(aggregate + twoFragments() + unknownCodec, directory_.file("in.mtg"));
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--tail", "drop"}), 3);
   EXPECT_THAT(answer_.errors,
               testing::MatchesRegex("error: Invalid message type.\nerror: [^\n]+\nerror: 2 of " +
@@ -112,6 +112,10 @@ TEST_F(RecordCommandTest, AnswersByStatus) {
       {{"in.mtg", "--out", "b", "--config", "bad.conf"}, 2, "bad.conf:1: unknown setting"},
       {{"in.mtg", "--out", "b", "--config", "missing.conf"}, 2, "missing.conf"},
       {{"in.mtg", "--out", "b", "--map", "v"}, 2, "--map"},
+      {{"in.mtg", "--out", "b", "--input-option", "a=b"}, 2, "--input-option"},
+      {{"noise", "--out", "b", "--keep-times"}, 2, "--keep-times is for tag streams"},
+      {{"noise", "--out", "b", "--input-option", "a"}, 2, "not of the form KEY=VALUE"},
+      {{"in.mtg", "--out", "b", "--stall-timeout", "nan"}, 2, "--stall-timeout: a number of seconds expected"},
       {{"in.mtg", "--out", "/"}, 2, "root directory"},
       {{"in.mtg", "--out", "b", "--nonsense"}, 2, "--nonsense"}};
   for (const auto& row : rows) {
@@ -131,12 +135,21 @@ TEST_F(RecordCommandTest, SettingsOfTheCommandLineAreStronger) {
   EXPECT_EQ(fragmentsIn("a"), 5U);
 }
 
-TEST_F(RecordCommandTest, AppendsBehindTheEndUnlessTheTimesAreKept) {
+TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
+  writeTagStream(stream().keyFramesEvery(2000).from(5000).withoutHeaders().until(9001), "later.mtg");
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 0);
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 1) << "neither appended nor overwritten";
+  EXPECT_EQ(record({"later.mtg", "--out", "cam1"}), 1) << "neither appended nor overwritten";
+  EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append"}), 0);
+  EXPECT_EQ(fragmentsIn("cam1"), 3U);
+  EXPECT_EQ(record({"in.mtg", "--out", "other", "--append"}), 0) << "there is none";
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 0);
-  EXPECT_EQ(fragmentsIn("cam1"), 6U);
-  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append", "--keep-times"}), 6) << "numbers that are taken";
+  EXPECT_EQ(fragmentsIn("cam1"), 5U);
+  const auto before = readAllFiles("cam1");
+  EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append", "--keep-times"}), 1);
+  EXPECT_THAT(answer_.errors, HasSubstr("error: the input begins at 0 ms, and the recording goes on from 20000 ms"));
+  EXPECT_EQ(readAllFiles("cam1"), before);
+  writeTagStream(stream().keyFramesEvery(2000).from(24000).withoutHeaders().until(28001), "later.mtg");
+  EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append", "--keep-times"}), 0);
   EXPECT_EQ(fragmentsIn("cam1"), 6U);
 }
 
@@ -235,8 +248,9 @@ TEST_F(RecordCommandTest, ShowsProgressAndHelpWhereAsked) {
   EXPECT_THAT(answer_.errors, HasSubstr("received 00:00:08.000"));
   EXPECT_EQ(record({"--help"}), 0);
   for (const char* const option :
-       {"--tail", "--keep-times", "--max-queue", "--json", "--out", "--append", "--overwrite", "--set", "--config",
-        "--map", "--realtime", "--no-stop", "--durability", "--progress", "--quiet"}) {
+       {"--tail", "--max-queue", "--json", "--out", "--append", "--overwrite", "--set", "--config", "--map", "--realtime",
+        "--no-stop", "--durability", "--input-option", "--stall-timeout", "--reconnect", "--max-gap", "--keep-times",
+        "--progress", "--quiet"}) {
     EXPECT_THAT(answer_.output, HasSubstr(option));
   }
 }
@@ -282,11 +296,17 @@ TEST(Log, WritesALineAnEntryAndKeepsTheStatusLineBelow) {
   EXPECT_EQ(capture.text(), "warning: a b [2J \n\r\x1b[K10 s\r\x1b[Kerror: x\n10 s\r\x1b[K11 s");
 }
 
-TEST(Log, CountsALineThatComesAgain) {
+TEST(Log, CountsALineThatComesAgainAtOnceOrInACycle) {
   LogCapture capture;
   for (int i = 0; i < 13; ++i) capture.log().error("x");
   capture.log().warning("x");
-  EXPECT_EQ(capture.text(), "error: x\n(the same 10 times more)\n(the same 12 times more)\nwarning: x\n");
+  for (int i = 0; i < 11; ++i) {
+    capture.log().error("a");
+    capture.log().error("b");
+  }
+  EXPECT_EQ(capture.text(),
+            "error: x\n(the same 10 times more)\n(the same 12 times more)\nwarning: x\nerror: a\nerror: b\n"
+            "(10 times more: error: a)\n(10 times more: error: b)\n");
 }
 
 }  // namespace

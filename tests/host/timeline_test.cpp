@@ -30,7 +30,7 @@ std::string mapped(const char* steps, AVRational unit, Timeline& timeline) {
   for (std::string step; in >> step;) {
     const std::size_t track = step[0] == 'a' ? 1 : 0;
     const std::size_t slash = step.find('/');
-    const RawTimes raw{time(step.substr(track, slash - track)), time(step.substr(slash + 1)), 40, unit};
+    const RawTimes raw{time(step.substr(track, slash - track)), time(step.substr(slash + 1)), 40, unit, 33};
     const FrameTimes times = timeline.map(track, raw);
     text += (text.empty() ? "" : " ") + std::to_string(times.dtsMs) + '/' + std::to_string(times.ptsMs);
   }
@@ -50,11 +50,20 @@ TEST(Timeline, RoundsFillsInAndNeverStepsBack) {
       {"a small step back; presentation stays", kMs, "1000/1080 900/980 1040/1040", "1000/1080 1000/980 1040/1040", ""},
       // The second track is still in front of its own jump, and then moved as the first one.
       {"jumps back", kMs, "60000/60000 a60010/60010 0/80 a60033/60033 a5/5 40/40 40000/40000 0/0",
-       "60000/60000 60010/60010 60040/60120 60033/60033 60045/60045 60080/60080 100040/100040 100080/100080",
-       "jump back by 60040 ms"}};
+       "60000/60000 60010/60010 60050/60130 60033/60033 60055/60055 60090/60090 100050/100050 100090/100090",
+       "jump back by 60040 ms"},
+      {"begins again after 8 s", kMs, "8000/8000 a8000/8000 0/0 a10/10", "8000/8000 8000/8000 8040/8040 8050/8050",
+       "jump back by 8040 ms"},
+      {"a jump that is small for the second track", kMs, "10000/10000 a9700/9700 8800/8800 a8740/8740",
+       "10000/10000 9700/9700 10040/10040 9980/9980", "jump back by 1240 ms"},
+      {"a gap", kMs, "0/0 a0/0 3600000/3600000 a3600000/3600000", "0/0 0/0 3600000/3600000 3600000/3600000", ""},
+      {"no gap is so long", kMs, "0/0 a0/0 9000000/9000000 a9000010/9000010 9000040/9000040",
+       "0/0 0/0 40/40 50/50 80/80", "jump forward by 8999960 ms"},
+      {"a track that begins late and far off", kMs, "0/0 40/40 a95443718/95443718", "0/0 40/40 80/80", "jump forward"},
+      {"over the end of the clock", {1, 90000}, "8589930992/3600", "95443678/95443758", ""}};
   for (const auto& row : rows) {
     test::LogCapture capture;
-    Timeline timeline(2, capture.log());
+    Timeline timeline(2, 3600000, capture.log());
     EXPECT_EQ(mapped(row.steps, row.unit, timeline), row.times) << row.why;
     EXPECT_TRUE(*row.said == '\0' ? capture.text().empty() : capture.text().find(row.said) != std::string::npos)
         << row.why << ": " << capture.text();
@@ -63,7 +72,7 @@ TEST(Timeline, RoundsFillsInAndNeverStepsBack) {
 
 TEST(Timeline, StaysDefinedFarOut) {
   test::LogCapture capture;
-  Timeline timeline(1, capture.log());
+  Timeline timeline(1, 3600000, capture.log());
   constexpr std::int64_t kMost = INT64_MAX;
   constexpr AVRational kSlow = {INT32_MAX, 1};
   std::int64_t last = INT64_MIN;

@@ -1,0 +1,237 @@
+#include "host/input/AvSource.h"
+
+extern "C" {
+#include <libavutil/dict.h>
+#include <libavutil/error.h>
+}
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <new>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "host/errors.h"
+#include "host/input/onMetaData.h"
+
+namespace host {
+namespace {
+
+using std::chrono::milliseconds;
+
+/// A file whose name looks like a URL is a file all the same.
+std::string urlOf(const std::string& input) {
+  std::error_code ignored;
+  return std::filesystem::exists(input, ignored) ? "file:" + input : input;
+}
+
+/// What is no protocol of libavformat's own is a format that does its networking itself, such as RTSP.
+bool isFromNetwork(const std::string& url) {
+  constexpr std::string_view kLocal[] = {"file", "pipe", "data", "concat", "concatf", "subfile", "cache", "crypto"};
+  const char* const protocol = avio_find_protocol_name(url.c_str());
+  return protocol == nullptr || std::find(std::begin(kLocal), std::end(kLocal), protocol) == std::end(kLocal);
+}
+
+milliseconds stallLimit(const std::string& url, const InputOptions& options) {
+  return options.stallTimeout.value_or(isFromNetwork(url) ? InputOptions::kLiveStall : milliseconds(0));
+}
+
+/// Owner of libav's options.
+class AvOptions {
+ public:
+  explicit AvOptions(const std::vector<std::string>& assignments) {
+    for (const std::string& text : assignments) {
+      const std::size_t equals = text.find('=');
+      if (equals == 0 || equals == std::string::npos) {
+        throw UsageError(fmt::format("--input-option '{}' is not of the form KEY=VALUE", text));
+      }
+      av_dict_set(&options_, text.substr(0, equals).c_str(), text.substr(equals + 1).c_str(), 0);
+    }
+  }
+  ~AvOptions() { av_dict_free(&options_); }
+  AvOptions(const AvOptions&) = delete;
+  AvOptions& operator=(const AvOptions&) = delete;
+
+  AVDictionary** get() { return &options_; }
+  /// The first one that nothing has taken; null where there is none.
+  const char* left() const {
+    const AVDictionaryEntry* const entry = av_dict_get(options_, "", nullptr, AV_DICT_IGNORE_SUFFIX);
+    return entry == nullptr ? nullptr : entry->key;
+  }
+
+ private:
+  AVDictionary* options_ = nullptr;
+};
+
+}  // namespace
+
+AVIOInterruptCB InputWatch::callback() {
+  const auto interrupts = [](void* self) {
+    auto& watch = *static_cast<InputWatch*>(self);
+    if (!watch.stop_.requested() && !watch.isStalled()) return 0;
+    watch.interrupted_ = true;
+    return 1;
+  };
+  return {.callback = interrupts, .opaque = this};
+}
+
+AvSource::AvSource(const std::string& url, const InputOptions& options, Log& log, const StopSignal& stop)
+    : url_(url),
+      log_(log),
+      stop_(stop),
+      watch_(stop, stallLimit(urlOf(url), options)),
+      format_(open(options)),
+      choice_(chooseStreams(*format_, options.maps)),
+      streamsAtStart_(format_->nb_streams),
+      isLive_(isFromNetwork(urlOf(url)) && format_->duration <= 0) {
+  for (AVStream* const stream : std::span(format_->streams, format_->nb_streams)) stream->discard = AVDISCARD_ALL;
+  addTracks();
+}
+
+FormatContext AvSource::open(const InputOptions& options) {
+  AVFormatContext* context = avformat_alloc_context();
+  if (context == nullptr) throw std::bad_alloc();
+  context->interrupt_callback = watch_.callback();
+  AvOptions avOptions(options.avOptions);
+  // On failure this frees the context.
+  int error = avformat_open_input(&context, urlOf(url_).c_str(), nullptr, avOptions.get());
+  FormatContext format(context);
+  openedAt_ = InputWatch::Clock::now();
+  watch_.restart();
+  if (error >= 0 && avOptions.left() != nullptr) {
+    throw UsageError(fmt::format("--input-option {}: '{}' has no such option", avOptions.left(), url_));
+  }
+  if (error >= 0) error = avformat_find_stream_info(format.get(), nullptr);
+  if (error < 0) {
+    const std::string reason = stop_.requested() ? "stopped before it was open" : describe(error);
+    throw InputError(fmt::format("cannot open '{}': {}", url_, reason));
+  }
+  return format;
+}
+
+bool AvSource::isStall(int error) const {
+  return !stop_.requested() && (watch_.wasInterrupted() || error == AVERROR_EXIT);
+}
+
+std::string AvSource::describe(int error) const {
+  if (!isStall(error)) return avErrorText(error);
+  return fmt::format("nothing has come for {:g} s", static_cast<double>(watch_.limit().count()) / 1000);
+}
+
+void AvSource::addTracks() {
+  std::optional<InputError> refusal;
+  for (int* const index : {&choice_.video, &choice_.audio}) {
+    if (*index == -1) continue;
+    AVStream& stream = *format_->streams[*index];
+    try {
+      tracks_.push_back({.streamIndex = *index, .converter = makeTrack(stream, log_)});
+    } catch (const InputError& error) {
+      if (refusal) throw *refusal;
+      refusal = error;
+      *index = -1;
+      continue;
+    }
+    stream.discard = AVDISCARD_DEFAULT;
+    tracks_.back().codecId = stream.codecpar->codec_id;
+    const auto header = tracks_.back().converter->sequenceHeader();
+    tracks_.back().firstHeader.assign(header.begin(), header.end());
+    tracks_.back().lastHeader = tracks_.back().firstHeader;
+  }
+  if (!refusal) return;
+  if (tracks_.empty()) throw *refusal;
+  log_.warning(fmt::format("{}; the recording has {} only", refusal->what(), isVideo(0) ? "video" : "audio"));
+}
+
+std::vector<std::byte> AvSource::metadata() const {
+  return makeOnMetaData(*format_, choice_);
+}
+
+std::vector<SourceFrame> AvSource::read() {
+  std::vector<SourceFrame> frames;
+  Packet packet = makePacket();
+  const int error = stop_.requested() ? AVERROR_EXIT : av_read_frame(format_.get(), packet.get());
+  if (error == AVERROR(EAGAIN) && !watch_.isStalled()) {
+    stop_.waitUntil(InputWatch::Clock::now() + milliseconds(5));
+    return frames;
+  }
+  if (error < 0) {
+    end(error, frames);
+    return frames;
+  }
+  if (!watch_.wasInterrupted()) {
+    watch_.restart();
+    lastPacketAt_ = InputWatch::Clock::now();
+  }
+  const auto track = trackOf(*packet);
+  if (!track || !tracks_[*track].converter->prepare(*packet)) return frames;
+  const AVStream& stream = streamOf(*track);
+  const RawTimes times{.dts = packet->dts,
+                       .pts = packet->pts,
+                       .duration = packet->duration,
+                       .timeBase = stream.time_base,
+                       .wrapBits = stream.pts_wrap_bits};
+  RawFrame frame{.times = times, .packet = std::move(packet), .newHeader = changedHeader(tracks_[*track])};
+  give(*track, tracks_[*track].leading.push(std::move(frame)), frames);
+  return frames;
+}
+
+std::optional<std::size_t> AvSource::trackOf(const AVPacket& packet) {
+  for (std::size_t track = 0; track < tracks_.size(); ++track) {
+    if (tracks_[track].streamIndex != packet.stream_index) continue;
+    return codec(track).codec_id == tracks_[track].codecId ? track : adopt(packet.stream_index);
+  }
+  return static_cast<unsigned>(packet.stream_index) < streamsAtStart_ ? std::nullopt : adopt(packet.stream_index);
+}
+
+std::optional<std::size_t> AvSource::adopt(int streamIndex) {
+  AVStream& stream = *format_->streams[streamIndex];
+  for (std::size_t track = 0; track < tracks_.size(); ++track) {
+    if (streamOf(track).codecpar->codec_type != stream.codecpar->codec_type) continue;
+    if (stream.codecpar->width == 0) {  // Nobody has looked into it.
+      stream.codecpar->width = codec(track).width;
+      stream.codecpar->height = codec(track).height;
+    }
+    try {
+      tracks_[track].converter = makeTrack(stream, log_);
+    } catch (const InputError& error) {
+      log_.warning(error.what());
+      break;
+    }
+    tracks_[track].streamIndex = streamIndex;
+    tracks_[track].codecId = stream.codecpar->codec_id;
+    (isVideo(track) ? choice_.video : choice_.audio) = streamIndex;
+    return track;
+  }
+  stream.discard = AVDISCARD_ALL;
+  return std::nullopt;
+}
+
+void AvSource::end(int error, std::vector<SourceFrame>& frames) {
+  hasEnded_ = true;
+  for (std::size_t track = 0; track < tracks_.size(); ++track) give(track, tracks_[track].leading.flush(), frames);
+  isStalled_ = isStall(error);
+  if ((error == AVERROR_EOF && !isStalled_) || stop_.requested()) return;
+  failure_ = fmt::format("cannot read '{}' any further: {}", url_, describe(error));
+}
+
+void AvSource::give(std::size_t track, std::vector<RawFrame> ready, std::vector<SourceFrame>& frames) const {
+  for (RawFrame& frame : ready) {
+    frames.push_back({.track = track, .converter = tracks_[track].converter, .frame = std::move(frame)});
+  }
+}
+
+std::vector<std::byte> AvSource::changedHeader(Track& track) const {
+  const auto header = track.converter->sequenceHeader();
+  if (std::ranges::equal(header, track.lastHeader)) return {};
+  track.lastHeader.assign(header.begin(), header.end());
+  if (track.firstHeader.empty()) {
+    track.firstHeader = track.lastHeader;
+    return {};
+  }
+  return track.lastHeader;
+}
+
+}  // namespace host

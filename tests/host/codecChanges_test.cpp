@@ -1,0 +1,162 @@
+// What becomes of messages on their way into a recording: where codecs change, and where clocks do.
+
+#include "host/input/CodecChanges.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+
+#include "host/input/SteadyTags.h"
+#include "tests/host/hostTools.h"
+#include "tests/support/hex.h"
+
+namespace host {
+namespace {
+
+/// An input from memory.
+class Messages : public Input {
+ public:
+  /// "type@time:data" each; data in hex.
+  explicit Messages(const std::string& text) {
+    std::istringstream in(text);
+    for (std::string word; in >> word;) {
+      const std::size_t at = word.find('@'), colon = word.find(':');
+      messages_.push_back({static_cast<std::uint8_t>(std::stoul(word)),
+                           static_cast<std::uint32_t>(std::stoul(word.substr(at + 1))),
+                           test::fromHex(word.substr(colon + 1))});
+    }
+  }
+  std::optional<InputMessage> next() override {
+    if (position_ == messages_.size()) return std::nullopt;
+    const test::StreamMessage& message = messages_[position_++];
+    return InputMessage{.type = message.type, .timeMs = message.time, .data = message.data};
+  }
+
+ private:
+  std::vector<test::StreamMessage> messages_;
+  std::size_t position_ = 0;
+};
+
+std::string textOf(const InputMessage& message) {
+  std::string data = test::hex(message.data);
+  std::erase(data, ' ');
+  return std::to_string(message.type) + '@' + std::to_string(message.timeMs) + ':' + data + ' ';
+}
+
+/// What each recording gets, behind the reason for it.
+std::string recordings(const std::string& messages, const CodecHeaders& headers = {}) {
+  CodecChanges changes(std::make_unique<Messages>(messages), false);
+  changes.expect(headers);
+  std::string text;
+  while (true) {
+    while (const auto next = changes.next()) text += textOf(*next);
+    if (!changes.change()) return text;
+    text += '(' + *changes.change() + ") ";
+    changes.beginRecording();
+  }
+}
+
+// Sequence sets of number 0 that differ, one picture set of number 0; lengths of 4 and of 2 bytes.
+const std::string kSets = "000000056742c01fda0000000368ce3c";
+const std::string kFirst = "17000000000142c01effe100056742c01eda01000368ce3c", kKey = "1701000000000000026588";
+const std::string kSecond = "17000000000142c01ffde100056742c01fda01000368ce3c";
+
+TEST(CodecChanges, ParameterSetsStandInEveryKeyFrameFromTheChangeOn) {
+  const struct {
+    const char* why;
+    std::string keyFrame, recorded;
+  } rows[] = {
+      {"in front", "170100000000026588", "1701000000" + kSets + "000000026588"},
+      {"behind the delimiter", "17010000000002091000026588", "1701000000000000020910" + kSets + "000000026588"},
+      {"not where they are", "170100000000056742c01fda000368ce3c00026588", "1701000000" + kSets + "000000026588"},
+      {"a later one from between frames", "1701000000000368ce3d00026588",
+       "1701000000000000056742c01fda0000000368ce3d0000000368ce3d000000026588"},
+      {"what is no frame stays", "170100000000096588", "170100000000096588"}};
+  for (const auto& row : rows) {
+    const std::string expected = "9@80:" + row.recorded + " 9@120:2701000000000000024188 ";
+    const std::string start = "9@0:" + kFirst + " 9@40:" + kKey + " 9@80:" + kSecond + " ";
+    EXPECT_EQ(recordings(start + "9@80:" + row.keyFrame + " 9@120:270100000000024188 9@160:" + row.keyFrame),
+              start + expected + "9@160:" + row.recorded + ' ')
+        << row.why;
+  }
+}
+
+TEST(CodecChanges, OtherChangesBeginARecordingWithAllThatItNeeds) {
+  const std::string metadata = "02000a6f6e4d65746144617461", aac = "af001210", other = "af001188";
+  const std::string begin = "18@0:" + metadata + " 9@0:" + kFirst + " 8@0:" + aac + ' ';
+  const std::string gop = "9@2000:" + kKey + " 9@2040:27010000000000 ";
+  const struct {
+    const char* why;
+    std::string messages, next;
+  } rows[] = {
+      {"sound: the pictures since the key frame once more", gop + "8@2050:" + other + " 8@2050:af01aa 9@2080:2701 ",
+       "(the audio's configuration changes) 18@0:" + metadata + " 9@0:" + kFirst + " 8@0:" + other + " 9@0:" + kKey +
+           " 9@40:27010000000000 8@50:af01aa 9@80:2701 "},
+      {"sound of another codec, and back", gop + "8@2050:2faa 8@2060:af01bb ",
+       "(the audio's codec changes) 18@0:" + metadata + " 9@0:" + kFirst + " 9@0:" + kKey +
+           " 9@40:27010000000000 8@50:2faa (the audio's codec changes) 18@0:" + metadata + " 9@0:" + kFirst +
+           " 8@0:" + aac + " 9@0:" + kKey + " 9@40:27010000000000 8@60:af01bb "},
+      {"pictures of another codec", gop + "9@3000:12aa 8@3001:af01cc ",
+       "(the video's codec changes) 18@0:" + metadata + " 8@0:" + aac + " 9@0:12aa 8@1:af01cc "},
+      {"a header once more, a command frame, a codec that nobody knows",
+       gop + "8@2050:" + aac + " 9@2060:5700 9@2060:1faa 8@2060:ffaa ", ""}};
+  for (const auto& row : rows) {
+    const std::string kept = row.next.empty() ? row.messages : gop;
+    EXPECT_EQ(recordings(begin + row.messages), begin + kept + row.next) << row.why;
+  }
+}
+
+TEST(CodecChanges, AnAppendGoesByWhatTheRecordingHas) {
+  const CodecHeaders headers{.video = test::fromHex(kFirst), .audio = test::fromHex("2f")};
+  const std::string second = "9@0:" + kSecond + ' ';
+  EXPECT_EQ(recordings(second + "9@0:170100000000026588 8@0:2faa", headers),
+            second + "9@0:1701000000" + kSets + "000000026588 8@0:2faa ");
+  EXPECT_EQ(recordings("8@0:af001210", headers), "(the audio's codec changes) 8@0:af001210 ");
+}
+
+TEST(CodecChanges, MessagesOfTwoCodecsInTurnDoNotMakeARecordingEach) {
+  std::string messages;
+  for (int i = 0; i < 1000; ++i) messages += i % 2 == 0 ? "8@0:2faa " : "8@0:bfaa ";
+  EXPECT_LE(std::ranges::count(recordings(messages), '('), 10);
+}
+
+/// The times of messages, "v", "a" or "d" (one that is no frame) in front of each.
+std::string times(const std::string& messages, bool keepTimes, std::optional<std::uint32_t> startMs) {
+  std::string input;
+  std::istringstream in(messages);
+  for (std::string word; in >> word;) {
+    const char* const data = word[0] == 'v' ? "12aa" : word[0] == 'a' ? "2faa" : "02";
+    input += (word[0] == 'v' ? "9@" : word[0] == 'a' ? "8@" : "18@") + word.substr(1) + ':' + data + ' ';
+  }
+  test::LogCapture capture;
+  InputOptions options;
+  options.keepTimes = keepTimes;
+  SteadyTags tags(std::make_unique<Messages>(input), options, capture.log());
+  if (startMs) tags.continueAt(*startMs);
+  std::string text;
+  while (const auto next = tags.next()) text += (text.empty() ? "" : " ") + std::to_string(next->timeMs);
+  return text;
+}
+
+TEST(SteadyTags, GoOnOverClocksAndBehindARecording) {
+  const struct {
+    const char* why;
+    bool keepTimes;
+    std::optional<std::uint32_t> startMs;
+    const char *messages, *times;
+  } rows[] = {
+      {"as they are", false, {}, "d0 v5000 a4990 v5040 v4900", "0 5000 4990 5040 4900"},
+      {"begins again", false, {}, "v0 a0 v40 v8000 a8000 v0 d0 a5 v40", "0 0 40 8000 8000 8040 8040 8045 8080"},
+      {"26 hours on", false, {}, "v0 v40 v94439775 d0", "0 40 80 80"},
+      {"half an hour on", false, {}, "v0 v1800000", "0 1800000"},
+      {"script data far off tell no time", false, {}, "v5000 d0 d4294967295 v5040", "5000 5000 5000 5040"},
+      {"moved by one distance from the first frame", false, 8000, "d0 v5000 a4990 v5040", "8000 8000 8000 8040"},
+      {"script data alone", false, 8000, "d70 d80", "8000 8010"},
+      {"kept", true, 8000, "d0 v5000 a4990 v0", "0 5000 4990 0"}};
+  for (const auto& row : rows) EXPECT_EQ(times(row.messages, row.keepTimes, row.startMs), row.times) << row.why;
+}
+
+}  // namespace
+}  // namespace host
