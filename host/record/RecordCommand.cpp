@@ -103,11 +103,6 @@ Json documentFor(const RecordOptions& options, ExitStatus status) {
           {"exitStatus", static_cast<int>(status)}};
 }
 
-ExitStatus worse(ExitStatus first, ExitStatus second) {
-  if (first == ExitStatus::kFailed || second == ExitStatus::kOk) return first;
-  return second;
-}
-
 }  // namespace
 
 ExitStatus runRecord(const RecordOptions& options) {

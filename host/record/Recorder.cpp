@@ -6,7 +6,6 @@
 
 #include "fragmentation/FragmentationConfig.h"
 #include "fragmentation/RecordingSettings.h"
-#include "host/HeldPlace.h"
 #include "host/errors.h"
 #include "host/record/RealTimePacer.h"
 #include "host/record/prepareAppend.h"

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "host/FileContext.h"
+#include "host/HeldPlace.h"
 #include "host/Log.h"
 #include "host/Module.h"
 #include "host/OpenContext.h"

@@ -156,7 +156,7 @@ void addOutputOptions(Command command, RecordOptions& options, Flags& flags) {
       .oneOf({"device", "process"});
 }
 
-void addKeepingOptions(Command command, RecordOptions& options, Flags& flags) {
+void addKeepingOptions(Command command, Flags& flags) {
   command
       .option("--tail", flags.tail,
               "What of the stream's two ends is recorded: keep, all (default); drop, whole\n"
@@ -204,7 +204,7 @@ void addRecordCommand(Command program, ExitStatus& status) {
   addInputOptions(command, *options);
   addTimeOptions(command, *options, *flags);
   addOutputOptions(command, *options, *flags);
-  addKeepingOptions(command, *options, *flags);
+  addKeepingOptions(command, *flags);
   addSettingsOptions(command, *options);
   addProgressOptions(command, *options, *flags);
   command.footer(kFooter);

@@ -248,9 +248,9 @@ TEST_F(RecordCommandTest, ShowsProgressAndHelpWhereAsked) {
   EXPECT_THAT(answer_.errors, HasSubstr("received 00:00:08.000"));
   EXPECT_EQ(record({"--help"}), 0);
   for (const char* const option :
-       {"--tail", "--max-queue", "--json", "--out", "--append", "--overwrite", "--set", "--config", "--map", "--realtime",
-        "--no-stop", "--durability", "--input-option", "--stall-timeout", "--reconnect", "--max-gap", "--keep-times",
-        "--progress", "--quiet"}) {
+       {"--tail", "--max-queue", "--json", "--out", "--append", "--overwrite", "--set", "--config", "--map",
+        "--realtime", "--no-stop", "--durability", "--input-option", "--stall-timeout", "--reconnect", "--max-gap",
+        "--keep-times", "--progress", "--quiet"}) {
     EXPECT_THAT(answer_.output, HasSubstr(option));
   }
 }
