@@ -1,18 +1,13 @@
 #include "packaging/MTGMediaSource.h"
 
-#include <cstddef>
 #include <optional>
-#include <span>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "fragmentation/truncation.h"
 #include "packaging/K2RTrackIterator.h"
 #include "packaging/MTGSampleIterator.h"
+#include "packaging/MTGScriptDecoder.h"
 #include "packaging/mtgCodec.h"
-#include "server/ScriptReader.h"
-#include "util/tagHeader.h"
 
 namespace ruvo::k2rpkgutil {
 
@@ -45,19 +40,13 @@ std::shared_ptr<K2RTrack> makeTrack(FourCC handler, std::uint64_t duration) {
   return track;
 }
 
-/// The value behind the name "onMetaData", up to where it is malformed; nothing for script data of another name.
-std::optional<NQDataValue> readDescription(const mtg::Tag& tag) {
-  std::vector<std::byte> bytes(tag.length());
-  tag.copyHeaderAndData(bytes);
-  ScriptReader in(std::span<const std::byte>(bytes).subspan(kTagHeaderSize));
-  NQDataValue name, description;
+/// Takes the number of an entry; a value that is none leaves `out` as it is.
+void takeNumber(const mtg::ScriptData& entry, double& out) {
   try {
-    in.readValue(name);
-    if (in.remaining() > 0) in.readValue(description);
-  } catch (const NQBreakConnection&) {
-    // A description is read for what is there.
+    out = entry.number();
+  } catch (const mtg::Exception& error) {
+    if (error.status() != kKrvoMTGOtherKind) throw;
   }
-  return name.toString().view() == "onMetaData" ? std::optional(description) : std::nullopt;
 }
 
 }  // namespace
@@ -83,25 +72,21 @@ void MTGMediaSource::getSamples(std::unique_ptr<ISampleIterator>& out) {
 MTGMediaSource::PictureSize MTGMediaSource::findPictureSize() const {
   // A description stands at the start of a stream; one that comes late is of another part of it.
   constexpr int kTagsLookedAt = 10;
+  PictureSize picture;
+  MTGScriptDecoder decoder;
   const mtg::TagIterator tags = reader_.tags();
   for (int count = 0; count < kTagsLookedAt; ++count) {
     const auto tag = tags.next();
     if (!tag || tag->info().timestamp > 0) break;
     if (tag->info().type != kAmf0DataTag) continue;
-    if (const auto description = readDescription(*tag)) return pictureSizeOf(*description);
-  }
-  return {};
-}
-
-MTGMediaSource::PictureSize MTGMediaSource::pictureSizeOf(const NQDataValue& description) {
-  PictureSize picture;
-  if (!isDescription(description.kind())) return picture;
-  const NQDataArray& members = *description.array();
-  for (std::size_t i = 0; i < members.size(); ++i) {
-    const NQDataValue& value = members.value(i);
-    if (!isNumber(value.kind())) continue;
-    if (members.name(i) == "width") picture.width = value.toDouble();
-    if (members.name(i) == "height") picture.height = value.toDouble();
+    const mtg::ScriptData description = tag->scriptData(decoder);
+    if (description.name() != "onMetaData") continue;
+    const mtg::ScriptDataIterator members = description.members();
+    while (const auto member = members.next()) {
+      if (member->name() == "width") takeNumber(*member, picture.width);
+      if (member->name() == "height") takeNumber(*member, picture.height);
+    }
+    break;
   }
   return picture;
 }

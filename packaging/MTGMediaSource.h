@@ -10,8 +10,6 @@
 #include "packaging/MTGStream.h"
 #include "wrappers/mtg/Reader.h"
 
-class NQDataValue;
-
 namespace ruvo::k2rpkgutil {
 
 /// A stored tag stream as the packager sees it: properties, tracks, and a message per tag of audio or video. Reads the
@@ -36,7 +34,6 @@ class MTGMediaSource final : public IMediaSource {
   };
 
   PictureSize findPictureSize() const;
-  static PictureSize pictureSizeOf(const NQDataValue& description);
   std::uint32_t findDuration() const;
   void addVideo(const mtg::TagIterator& tags, const PictureSize& picture);
   void addAudio(const mtg::TagIterator& tags);

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/tagstream/ScriptEntry.h"
 #include "platform/tagstream/StatusError.h"
 #include "platform/tagstream/TagFile.h"
 #include "platform/tagstream/TagWalk.h"
@@ -29,10 +30,20 @@ struct KrvoMTGTag {
   StoredTag tag;
 };
 
+struct KrvoMTGScriptData {
+  std::shared_ptr<const ScriptEntry> entry;
+};
+
+struct KrvoMTGScriptDataIterator {
+  std::shared_ptr<const ScriptEntry> owner;
+  std::uint32_t next = 0;
+};
+
 namespace {
 
 constexpr std::uint8_t kAudioTag = 8;
 constexpr std::uint8_t kVideoTag = 9;
+constexpr std::uint8_t kScriptTag = 18;
 
 /// Gives a handle to the caller, who owns it from here on.
 template <typename Handle, typename... Parts>
@@ -193,5 +204,55 @@ KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::ui
   return guarded([=] {
     require(tag != nullptr && buffer != nullptr && length == tag->tag.length());
     std::memcpy(buffer, headerAndData(*tag).data(), length);
+  });
+}
+
+KrvoMTGStatus KrvoMTGTagGetScriptData(KrvoMTGTag* tag, const KrvoMTGScriptCallBacks* script, KrvoMTGScriptData** data) {
+  return guarded([=] {
+    require(tag != nullptr && script != nullptr && data != nullptr);
+    require(tag->tag.type() == kScriptTag, kKrvoMTGOtherKind);
+    *data =
+        giveHandle<KrvoMTGScriptData>(ScriptEntry::read(*script, headerAndData(*tag).subspan(tag->tag.header.size())));
+  });
+}
+
+KrvoMTGStatus KrvoMTGReleaseScriptData(KrvoMTGScriptData* data) {
+  return takeHandle(data);
+}
+
+KrvoMTGStatus KrvoMTGScriptDataGetName(KrvoMTGScriptData* data, const char** name, std::uint32_t* length) {
+  return guarded([=] {
+    require(data != nullptr && name != nullptr && length != nullptr);
+    *name = data->entry->name().data();
+    *length = static_cast<std::uint32_t>(data->entry->name().size());
+  });
+}
+
+KrvoMTGStatus KrvoMTGScriptDataGetNumber(KrvoMTGScriptData* data, double* number) {
+  return guarded([=] {
+    require(data != nullptr && number != nullptr);
+    const auto value = data->entry->number();
+    require(value.has_value(), kKrvoMTGOtherKind);
+    *number = *value;
+  });
+}
+
+KrvoMTGStatus KrvoMTGScriptDataGetIterator(KrvoMTGScriptData* data, KrvoMTGScriptDataIterator** iterator) {
+  return guarded([=] {
+    require(data != nullptr && iterator != nullptr);
+    *iterator = giveHandle<KrvoMTGScriptDataIterator>(data->entry);
+  });
+}
+
+KrvoMTGStatus KrvoMTGReleaseScriptDataIterator(KrvoMTGScriptDataIterator* iterator) {
+  return takeHandle(iterator);
+}
+
+KrvoMTGStatus KrvoMTGScriptDataIteratorGetNext(KrvoMTGScriptDataIterator* iterator, KrvoMTGScriptData** entry) {
+  return guarded([=] {
+    require(iterator != nullptr && entry != nullptr);
+    auto member = iterator->owner->member(iterator->next);
+    *entry = member ? giveHandle<KrvoMTGScriptData>(std::move(member)) : nullptr;
+    if (*entry != nullptr) ++iterator->next;
   });
 }

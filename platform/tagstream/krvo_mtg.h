@@ -41,6 +41,8 @@ extern "C" {
 struct KrvoMTGReader;
 struct KrvoMTGTagIterator;
 struct KrvoMTGTag;
+struct KrvoMTGScriptData;
+struct KrvoMTGScriptDataIterator;
 
 // ---- Callbacks: `size` is the size of the record, `context` the first argument of each function. ----
 
@@ -66,6 +68,32 @@ struct KrvoMTGInputStreamCallBacks {
   KrvoMTGStatus (*tell)(void* context, std::int64_t* position);
   KrvoMTGStatus (*open)(void* context);
   KrvoMTGStatus (*close)(void* context);
+};
+
+/// A named value of script data, as the caller has read it.
+struct KrvoMTGScriptValue {
+  /// The caller's, not null. The library gives it back by KrvoMTGScriptCallBacks::release.
+  void* handle;
+  /// A view that lives as long as `handle`.
+  const char* name;
+  std::uint32_t nameLength;
+  /// 1 if the value is a number.
+  std::uint32_t isNumber;
+  double number;
+};
+
+/// The caller's reader of script data. The library has none of its own: see "There is one reader of script data" in
+/// docs/decisions.md. A handle stays valid until its own release, whatever else is released before.
+struct KrvoMTGScriptCallBacks {
+  std::uint32_t size;
+  void* context;
+  /// The name that the data of a tag begin with, empty if that is no text, and the value behind it. `data` is valid
+  /// until this call returns; the call must not use the reader that the tag came from.
+  KrvoMTGStatus (*read)(void* context, const void* data, std::uint32_t length, KrvoMTGScriptValue* value);
+  /// The member with that index of an object or a named array. Behind the last one, and of another value, it leaves
+  /// `member` as it is.
+  KrvoMTGStatus (*member)(void* context, void* handle, std::uint32_t index, KrvoMTGScriptValue* member);
+  void (*release)(void* context, void* handle);
 };
 
 // ---- Records ----
@@ -146,5 +174,19 @@ KrvoMTGStatus KrvoMTGTagGetAudioInfo(KrvoMTGTag* tag, MTGAudioInfo* info);
 KrvoMTGStatus KrvoMTGTagGetLength(KrvoMTGTag* tag, std::uint32_t* length);
 /// Header and data as they are stored; `length` is what KrvoMTGTagGetLength answered.
 KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::uint32_t length);
+
+// ---- Script data: a name and a value. What is malformed ends the members; those in front of it are told. ----
+
+/// Of a tag of type 18, as `script` reads it. Its context outlives all that comes from this.
+KrvoMTGStatus KrvoMTGTagGetScriptData(KrvoMTGTag* tag, const KrvoMTGScriptCallBacks* script, KrvoMTGScriptData** data);
+KrvoMTGStatus KrvoMTGReleaseScriptData(KrvoMTGScriptData* data);
+/// A view that lives as long as `data`; empty if the data do not begin with a text.
+KrvoMTGStatus KrvoMTGScriptDataGetName(KrvoMTGScriptData* data, const char** name, std::uint32_t* length);
+KrvoMTGStatus KrvoMTGScriptDataGetNumber(KrvoMTGScriptData* data, double* number);
+/// The members of an object or a named array; another value has none.
+KrvoMTGStatus KrvoMTGScriptDataGetIterator(KrvoMTGScriptData* data, KrvoMTGScriptDataIterator** iterator);
+KrvoMTGStatus KrvoMTGReleaseScriptDataIterator(KrvoMTGScriptDataIterator* iterator);
+/// `*entry` is null behind the last one.
+KrvoMTGStatus KrvoMTGScriptDataIteratorGetNext(KrvoMTGScriptDataIterator* iterator, KrvoMTGScriptData** entry);
 
 }  // extern "C"

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "packaging/MTGScriptDecoder.h"
 #include "tests/support/hex.h"
 #include "tests/support/statusOf.h"
 #include "tests/support/tagFile.h"
@@ -155,6 +156,45 @@ TEST(TagStreamLibrary, TellsOfNoOtherKindThanTheTagIs) {
   const Tag video = tags.nextEntry(), empty = tags.nextEntry();
   EXPECT_EQ(statusOf([&] { video.audioInfo(); }), kKrvoMTGOtherKind);
   EXPECT_EQ(statusOf([&] { empty.videoInfo(); }), kKrvoMTGOtherKind);
+  ruvo::k2rpkgutil::MTGScriptDecoder decoder;
+  EXPECT_EQ(statusOf([&] { video.scriptData(decoder); }), kKrvoMTGOtherKind);
+}
+
+/// "<name>" or "<name>=<number>", and behind it the members.
+std::string textOf(const ScriptData& script) {
+  std::string text(script.name());
+  if (statusOf([&] { script.number(); }) == 0) text += '=' + std::to_string(static_cast<int>(script.number()));
+  const ScriptDataIterator members = script.members();
+  while (const auto member = members.next()) text += " (" + textOf(*member) + ')';
+  return text;
+}
+
+TEST(TagStreamLibrary, HandsOutScriptDataAsFarAsTheyAreWellFormed) {
+  const std::string number = "0001 61 00 4024000000000000", text = "0001 62 02 0002 6869", end = "000009";
+  const std::pair<std::string, const char*> rows[] = {
+      {"02 0001 6e 08 00000002" + number + text + end, "n (a=10) (b)"},
+      {"02 0001 6e 03 0001 63 03" + number + end + text + end, "n (c (a=10)) (b)"},
+      {"02 0001 6e 03" + number + "0001 62 40" + text, "n (a=10)"},
+      {"02 0001 6e 00 4024000000000000", "n=10"},
+      {"00 4024000000000000", ""}};
+  ruvo::k2rpkgutil::MTGScriptDecoder decoder;
+  for (const auto& [data, script] : rows) {
+    const test::StreamMessage message{18, 0, fromHex(data)};
+    EXPECT_EQ(textOf(File(test::tagFile({&message, 1})).reader.tags().nextEntry().scriptData(decoder)), script) << data;
+  }
+}
+
+TEST(TagStreamLibrary, PassesOnWhatTheDecoderAnswersAndAsksNothingOfNull) {
+  struct : ScriptDecoder {
+    std::unique_ptr<ScriptValue> read(std::span<const std::byte>) override { throw Exception(MemoryInput::kFailure); }
+  } decoder;
+  const File file(std::string(kHeader) + kThreeTags);
+  EXPECT_EQ(statusOf([&] { file.reader.tags().nextEntry().scriptData(decoder); }), MemoryInput::kFailure);
+  EXPECT_EQ(statusOf([&] { Tag().scriptData(decoder); }), kKrvoMTGBadArgument);
+  EXPECT_EQ(statusOf([] { ScriptData(nullptr).name(); }), kKrvoMTGBadArgument);
+  EXPECT_EQ(statusOf([] { ScriptData(nullptr).number(); }), kKrvoMTGBadArgument);
+  EXPECT_EQ(statusOf([] { ScriptData(nullptr).members(); }), kKrvoMTGBadArgument);
+  EXPECT_EQ(statusOf([] { ScriptDataIterator(nullptr).next(); }), kKrvoMTGBadArgument);
 }
 
 /// Frames of 100 bytes to 200 kB, so that some are larger than what is read ahead.

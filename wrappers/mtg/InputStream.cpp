@@ -1,29 +1,10 @@
 #include "wrappers/mtg/InputStream.h"
 
-#include <new>
-
 #include "platform/tagstream/krvo_mtg.h"
-#include "wrappers/mtg/Exception.h"
+#include "wrappers/mtg/answer.h"
 
 namespace mtg {
 namespace {
-
-/// Runs an operation for the library; what it throws becomes a status.
-template <typename Operation>
-KrvoMTGStatus answer(const Operation& operation) noexcept {
-  try {
-    operation();
-    return kKrvoMTGOk;
-  } catch (const Exception& error) {
-    return error.status();
-  } catch (const std::bad_alloc&) {
-    return kKrvoMTGOutOfMemory;
-  } catch (const std::exception&) {
-    return kKrvoMTGForeignException;
-  } catch (...) {
-    return kKrvoMTGUnknown;
-  }
-}
 
 InputStream& stream(void* context) {
   return *static_cast<InputStream*>(context);

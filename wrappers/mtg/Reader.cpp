@@ -37,6 +37,14 @@ MTGAudioInfo Tag::audioInfo() const {
   return ask(&KrvoMTGTagGetAudioInfo, handle_.get());
 }
 
+ScriptData Tag::scriptData(ScriptDecoder& decoder) const {
+  KrvoMTGScriptCallBacks callBacks{};
+  decoder.fill(callBacks);
+  KrvoMTGScriptData* data = nullptr;
+  check(KrvoMTGTagGetScriptData(handle_.get(), &callBacks, &data));
+  return ScriptData(data);
+}
+
 std::uint32_t Tag::length() const {
   std::uint32_t length = 0;
   check(KrvoMTGTagGetLength(handle_.get(), &length));

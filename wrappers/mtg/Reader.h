@@ -6,12 +6,13 @@
 #include <memory>
 #include <optional>
 #include <span>
-#include <string_view>
 #include <vector>
 
 #include "platform/tagstream/krvo_mtg.h"
 #include "wrappers/mtg/Exception.h"
 #include "wrappers/mtg/InputStream.h"
+#include "wrappers/mtg/ScriptData.h"
+#include "wrappers/mtg/ScriptDecoder.h"
 
 namespace mtg {
 
@@ -41,6 +42,8 @@ class Tag {
   MTGTagInfo info() const;
   MTGVideoInfo videoInfo() const;
   MTGAudioInfo audioInfo() const;
+  /// Of a tag of type 18. `decoder` outlives all that comes from this.
+  ScriptData scriptData(ScriptDecoder& decoder) const;
   /// Bytes of header and data.
   std::uint32_t length() const;
   /// Header and data; `out` has length() bytes.
