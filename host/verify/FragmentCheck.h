@@ -22,7 +22,7 @@ struct SegmentContext {
   krvo::container::Movie movie;
   BaseTimes& bases;
   /// By track id: the decode time of the track's last sample in the fragment before. Nothing if that cannot be known.
-  std::optional<std::map<std::uint32_t, std::uint64_t>> lastTimes = std::map<std::uint32_t, std::uint64_t>{};
+  std::optional<std::map<std::uint32_t, std::uint64_t>> lastTimes = {};
 };
 
 /// A fragment, as far as its boxes can be read.

@@ -117,6 +117,7 @@ class SegmentRun {
 
   void checkFragments(SegmentContext& segment, const SegmentMap& map, std::uint64_t indexedEnd) {
     std::uint32_t sequence = 1;
+    segment.lastTimes.emplace();
     std::uint64_t end = map.moov->end();
     for (const FragmentBoxes& boxes : map.fragments) {
       const bool follows = boxes.position() == end;

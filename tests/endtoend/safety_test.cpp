@@ -106,7 +106,7 @@ TEST_F(Safety, OverwriteKeepsTheOldRecordingUntilThereIsANewOne) {
                               "cam1/cam1Seg1.k2r",
                               "in.mtg --config keys/recording.conf --set Recording/VantryV2/PackagerCredentialPwd=x",
                               "in.mtg --set Recording/FragmentDuration=0",
-                              "in.mtg --set Recording/FragmentDuration=99999999"};
+                              "in.mtg --tail drop --set Recording/FragmentDuration=99999999"};
   for (const std::string& row : rows) {
     k2r("record " + row + " --out cam1 --overwrite");
     expectOld(row);
