@@ -9,28 +9,14 @@ namespace host {
 void BaseTimes::add(const std::string& file, std::uint64_t offset, std::uint32_t base) {
   if (!reference_) reference_ = base;
   if (base == *reference_) {
-    if (agreeing_++ == 0) taglessBeforeAgreeing_ = tagless_;
+    ++agreeing_;
   } else if (others_.size() < kMaxKept) {
-    others_.push_back({file, offset, base, tagless_});
+    others_.push_back({file, offset, base});
   }
-}
-
-bool BaseTimes::beganAnew() const {
-  if (!fromControl_ || others_.back().tagless >= (agreeing_ == 0 ? tagless_ : taglessBeforeAgreeing_)) return false;
-  return std::adjacent_find(others_.begin(), others_.end(), [](const Other& before, const Other& after) {
-           return before.base != after.base && before.tagless == after.tagless;
-         }) == others_.end();
 }
 
 void BaseTimes::report(Findings& findings, const std::string& controlFile) const {
   if (others_.empty()) return;
-  if (beganAnew()) {
-    FileFindings(findings, controlFile)
-        .note(0, fmt::format("base time: {}, that of an append which found no control file; fragments before it count "
-                             "from {}",
-                             *reference_, others_.back().base));
-    return;
-  }
   const std::uint32_t base = others_.front().base;
   const bool allAlike =
       std::all_of(others_.begin(), others_.end(), [base](const Other& other) { return other.base == base; });
