@@ -73,7 +73,6 @@ FragmentContent checkFragment(SegmentContext& segment, const FragmentBoxes& boxe
   const std::vector<StoredSample> hints = hintSamples(segment, content);
   content.tags = checkTags(segment, boxes.mdat, hints);
   checkTagContents(segment, content.tags);
-  if (content.tags.empty()) segment.bases.addTagless();
   if (content.tracks) {
     correctTagTimes(segment, hints, content.tags);
     checkSamples(segment, content);

@@ -20,8 +20,8 @@ using ruvo::k2r::FragmentRunEntry;
 struct SkipMarkers {
   /// It says that no key frame opened the number; or null.
   const FragmentRunEntry* own = nullptr;
-  /// The same, in front of the marker of a jump in time that begins with the number. An append marks the jump to its
-  /// first fragment from the number before that on, which may have been skipped before; or null.
+  /// The same, in front of the marker of a jump in time. An append marks the jump to its first fragment from the number
+  /// before that on, or from a lower one if its clock restarted; that number may have been skipped before. Or null.
   const FragmentRunEntry* beforeJump = nullptr;
 };
 
@@ -34,8 +34,7 @@ SkipMarkers skipMarkers(const FragmentRuns& runs, std::uint32_t number) {
   const auto last = end - 1;
   if (last->isFragmentGap()) {
     markers.own = &*last;
-  } else if (last->isTimestampGap() && last->firstFragment == number && last != runs.begin() &&
-             (last - 1)->isFragmentGap()) {
+  } else if (last->isTimestampGap() && last != runs.begin() && (last - 1)->isFragmentGap()) {
     markers.beforeJump = &*(last - 1);
   }
   return markers;
@@ -45,6 +44,14 @@ SkipMarkers skipMarkers(const FragmentRuns& runs, std::uint32_t number) {
 std::uint64_t gridLine(const FragmentRunEntry& marker, std::uint32_t number) {
   if (marker.firstFragment < 2) return marker.firstTimestamp;
   return marker.firstTimestamp / (marker.firstFragment - 1) * (number - 1);
+}
+
+/// Whether both times can be in the slot of the number of `next`, whatever the distance of the grid lines is: an append
+/// that was stopped before its first fragment gives the number before that its time, and the next one may begin with
+/// the very same number.
+bool haveOneNumber(const AfraEntry& entry, const AfraEntry& next) {
+  const auto [low, high] = std::minmax(entry.time, next.time);
+  return low * next.fragment > high * (next.fragment - 1);
 }
 
 }  // namespace
@@ -159,7 +166,8 @@ void IndexFile::checkSkippedTime(std::size_t i, const FragmentRuns& runs) const 
   }
   // A reopened recorder gives the numbers that it passes over the time at which it begins.
   const AfraEntry& next = entries()[i + 1];
-  const bool fits = next.isWritten() ? entry.time == next.time : entry.time > before && entry.time <= next.time;
+  const bool fits = next.isWritten() ? entry.time == next.time || (before != next.time && haveOneNumber(entry, next))
+                                     : entry.time > before && entry.time <= next.time;
   if (!fits) {
     out_.damage(at, fmt::format("{}: expected {}, as the entry before it, or the time of the next fragment, found {}",
                                 name, before, entry.time));
