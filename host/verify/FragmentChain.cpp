@@ -129,10 +129,10 @@ void FragmentChain::checkStart(const FileFindings& segment, const FragmentConten
 }
 
 std::uint64_t FragmentChain::earliestTag(const AfraEntry& entry) const {
-  // If a write fails, its messages stay queued for the next fragment, and the number of the failed one has no data.
-  if (!last_) return entry.fragment > 1 ? 0 : entry.time;
-  // They may be those of an append, which begins within the time of the fragment before, but behind its start.
-  return entry.fragment > last_->step.fragment + 1 ? last_->step.time : entry.time;
+  // If a write fails, its messages stay queued for the next fragment, and the number of the failed one has no data. An
+  // append may have queued them, whose clock restarted behind the fragment before.
+  const std::uint32_t next = last_ ? last_->step.fragment + 1 : 1;
+  return entry.fragment > next ? 0 : entry.time;
 }
 
 BootstrapInfo FragmentChain::checkBootstrap(const FileFindings& segment, const FragmentContent& content,

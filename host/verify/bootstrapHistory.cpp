@@ -79,7 +79,8 @@ bool mayEnd(std::uint64_t found, const HistoryStep& step, std::uint32_t duration
   if (found < step.time) return !step.lastTagTime;
   if (step.lastTagTime && found <= *step.lastTagTime) return false;
   // The recorder rounds a duration to a multiple of its precision, but not to 0: it is off by half of itself at most.
-  return found - step.time <= std::uint64_t{duration} + duration / 2 + 1;
+  // From half of 32 bits on the next multiple may be beyond them, and is cut.
+  return found - step.time > INT32_MAX || found - step.time <= std::uint64_t{duration} + duration / 2 + 1;
 }
 
 /// Whether a fragment was announced after `last`, and taken back at the stop because no key frame came. The recorder
@@ -98,7 +99,8 @@ bool wasAnnounced(const BootstrapInfo& last, const BootstrapInfo& found, std::ui
   if (!isStopped(found) || grid == 0) return true;
   // It ended on the grid, and all of that was within 32 bits of milliseconds, as long as no clock has restarted.
   constexpr std::uint64_t kTimes = std::uint64_t{1} << 32;
-  return (!otherEnd || found.currentMediaTime % grid == 0) && (jumped || countedNumbers(found) * grid <= kTimes);
+  const std::uint64_t extra = countedNumbers(found) - countedNumbers(last);
+  return (!otherEnd || found.currentMediaTime % grid == 0) && (jumped || extra <= kTimes / grid);
 }
 
 /// The end of the fragment `step`, which `found` is where that may be. `runs` has its run and, as the last ones,
