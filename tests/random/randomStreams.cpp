@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdlib>
 
+#include "host/verify/quickLook.h"
 #include "host/verify/verifyReport.h"
 #include "tests/module/loadModule.h"
 #include "tests/random/RandomRecording.h"
@@ -69,6 +70,11 @@ class Trial {
     const std::uint64_t before = goesOn ? fragments_ : 0;
     fragments_ = found.fragments;
     if (found.status() == ExitStatus::kDamaged) return "damaged\n" + textReport(found);
+    const auto directory = host::readRecordingDirectory(recorder_.directory().string());
+    // It would keep an append from a recording that is not damaged.
+    if (const auto seen = directory.hasBootstrap ? host::quickLook(directory) : std::nullopt) {
+      return fmt::format("damaged at a quick look: {}: {}", seen->file, seen->text);
+    }
     if (found.fragments < before)
       return fmt::format("{} fragments, of {}\n{}", found.fragments, before, textReport(found));
     if (found.status() == ExitStatus::kRepairable) ++totals_.repairable;
