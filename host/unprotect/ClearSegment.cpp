@@ -114,7 +114,9 @@ class SegmentCopy {
     const auto told = std::find_if(fragment.tracks.begin(), fragment.tracks.end(),
                                    [hint](const auto& track) { return hint != nullptr && track.trackId == hint->id; });
     const auto tags = reader_.readTags(fragment);
-    if (told == fragment.tracks.end() || told->samples.size() != tags.size()) {
+    // A fragment whose messages are all of a codec that is not written has no tag, and no track fragment at all.
+    const std::size_t toldTags = told == fragment.tracks.end() ? 0 : told->samples.size();
+    if (toldTags != tags.size()) {
       throw SegmentError(fragment.boxes.moof.offset, "a hint track that does not tell of each tag");
     }
     std::set<std::uint64_t> indexed;

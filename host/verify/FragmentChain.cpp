@@ -25,6 +25,10 @@ const FragmentRunEntry* lastRun(const BootstrapInfo& bootstrap) {
   return found == runs.rend() ? nullptr : &*found;
 }
 
+std::optional<std::uint32_t> lastTime(const std::vector<TagContent>& tags) {
+  return tags.empty() ? std::nullopt : std::optional(tags.back().place.timestamp);
+}
+
 std::optional<std::uint32_t> firstTime(const std::vector<TagContent>& tags) {
   return tags.empty() ? std::nullopt : std::optional(tags.front().place.timestamp);
 }
@@ -44,11 +48,11 @@ void FragmentChain::add(const FileFindings& segment, IndexFile& index, std::size
     return;
   }
   Link link;
-  link.step = {known.segment, known.fragment, known.time};
+  link.step = {known.segment, known.fragment, known.time, lastTime(content.tags)};
+  checkStart(segment, content, link.step);
   link.bootstrap = checkBootstrap(segment, content, link.step);
   link.file = segment.file();
   link.bootstrapOffset = content.boxes.abst.offset;
-  if (!content.tags.empty()) link.lastTagTime = content.tags.back().place.timestamp;
   beforeLast_ = broken_ ? std::nullopt : std::move(last_);
   last_ = std::move(link);
   broken_ = false;
@@ -92,7 +96,6 @@ void FragmentChain::checkTime(const FileFindings& segment, IndexFile& index, std
 void FragmentChain::checkTagTimes(const FileFindings& segment, const FragmentContent& content,
                                   const AfraEntry& entry) const {
   const std::uint64_t start = entry.time;
-  const std::uint64_t position = content.boxes.position();
   const auto first = firstTime(content.tags);
   if (first && *first < start && *first >= earliestTag(entry)) {
     segment.note(content.tags.front().place.offset,
@@ -101,24 +104,35 @@ void FragmentChain::checkTagTimes(const FileFindings& segment, const FragmentCon
     segment.damage(content.tags.front().place.offset,
                    fmt::format("tag: time: expected {}, where the fragment begins, or later, found {}", start, *first));
   }
-  if (last_ && !broken_ && last_->bootstrap.currentMediaTime > start) {
+}
+
+void FragmentChain::checkStart(const FileFindings& segment, const FragmentContent& content,
+                               const HistoryStep& step) const {
+  if (!last_) return;
+  // A fragment may run on beyond the slot of its number. An append needs a later number, so its first fragment may
+  // begin within the time of the one before.
+  const bool mayBeAppend =
+      broken_ || addedRuns(fragmentRuns(last_->bootstrap), fragmentRuns(*content.bootstrap)).mayBeAppend(step);
+  if (mayBeAppend) return;
+  if (last_->bootstrap.currentMediaTime > step.time) {
     segment.in(last_->file)
         .damage(last_->bootstrapOffset + kCurrentMediaTimeOffset,
                 fmt::format("abst: current media time: expected {} at most, where the next fragment "
                             "begins, found {}",
-                            start, last_->bootstrap.currentMediaTime));
+                            step.time, last_->bootstrap.currentMediaTime));
   }
-  if (last_ && last_->lastTagTime && *last_->lastTagTime >= start) {
-    segment.damage(position, fmt::format("fragment: expected to begin behind the last tag of the one before it, at {}, "
-                                         "found {}",
-                                         *last_->lastTagTime, start));
+  if (last_->step.lastTagTime && *last_->step.lastTagTime >= step.time) {
+    segment.damage(content.boxes.position(),
+                   fmt::format("fragment: expected to begin behind the last tag of the one before it, at {}, found {}",
+                               *last_->step.lastTagTime, step.time));
   }
 }
 
 std::uint64_t FragmentChain::earliestTag(const AfraEntry& entry) const {
-  // What could not be written for a while is in the next fragment that could; the numbers between have none.
-  if (!last_) return entry.fragment > 1 ? 0 : entry.time;
-  return entry.fragment > last_->step.fragment + 1 ? last_->bootstrap.currentMediaTime : entry.time;
+  // If a write fails, its messages stay queued for the next fragment, and the number of the failed one has no data. An
+  // append may have queued them, whose clock restarted behind the fragment before.
+  const std::uint32_t next = last_ ? last_->step.fragment + 1 : 1;
+  return entry.fragment > next ? 0 : entry.time;
 }
 
 BootstrapInfo FragmentChain::checkBootstrap(const FileFindings& segment, const FragmentContent& content,

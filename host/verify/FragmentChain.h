@@ -23,7 +23,6 @@ class FragmentChain {
     /// Where it stands.
     std::string file;
     std::uint64_t bootstrapOffset = 0;
-    std::optional<std::uint32_t> lastTagTime;
   };
 
   /// Adds the fragment of an entry of `index`, whose number and time are corrected where the rest tells otherwise.
@@ -46,6 +45,7 @@ class FragmentChain {
                  const FragmentContent& content) const;
   void checkTagTimes(const FileFindings& segment, const FragmentContent& content,
                      const ruvo::k2r::AfraEntry& entry) const;
+  void checkStart(const FileFindings& segment, const FragmentContent& content, const HistoryStep& step) const;
   /// Before this time there can be no tag in the fragment.
   std::uint64_t earliestTag(const ruvo::k2r::AfraEntry& entry) const;
   ruvo::k2r::BootstrapInfo checkBootstrap(const FileFindings& segment, const FragmentContent& content,

@@ -16,19 +16,42 @@ namespace {
 using ruvo::k2r::AfraEntry;
 using ruvo::k2r::FragmentRunEntry;
 
-/// The marker that says of `number` that no key frame opened it, or null.
-const FragmentRunEntry* skipMarker(const FragmentRuns& runs, std::uint32_t number) {
-  const auto next = std::find_if(runs.begin(), runs.end(), [number](const FragmentRunEntry& run) {
+/// The markers that may tell the time of a number without a fragment.
+struct SkipMarkers {
+  /// It says that no key frame opened the number; or null.
+  const FragmentRunEntry* own = nullptr;
+  /// The same, in front of the marker of a jump in time. An append marks the jump to its first fragment from the number
+  /// before that on, or from a lower one if its clock restarted; that number may have been skipped before. Or null.
+  const FragmentRunEntry* beforeJump = nullptr;
+};
+
+SkipMarkers skipMarkers(const FragmentRuns& runs, std::uint32_t number) {
+  const auto end = std::find_if(runs.begin(), runs.end(), [number](const FragmentRunEntry& run) {
     return run.firstFragment > number || run.isEndOfPresentation();
   });
-  if (next == runs.begin() || !(next - 1)->isFragmentGap()) return nullptr;
-  return &*(next - 1);
+  SkipMarkers markers;
+  if (end == runs.begin()) return markers;
+  const auto last = end - 1;
+  if (last->isFragmentGap()) {
+    markers.own = &*last;
+  } else if (last->isTimestampGap() && last != runs.begin() && (last - 1)->isFragmentGap()) {
+    markers.beforeJump = &*(last - 1);
+  }
+  return markers;
 }
 
 /// Skipped numbers begin on the grid, whose width the marker of the first one tells.
 std::uint64_t gridLine(const FragmentRunEntry& marker, std::uint32_t number) {
   if (marker.firstFragment < 2) return marker.firstTimestamp;
   return marker.firstTimestamp / (marker.firstFragment - 1) * (number - 1);
+}
+
+/// Whether both times can be in the slot of the number of `next`, whatever the distance of the grid lines is: an append
+/// that was stopped before its first fragment gives the number before that its time, and the next one may begin with
+/// the very same number.
+bool haveOneNumber(const AfraEntry& entry, const AfraEntry& next) {
+  const auto [low, high] = std::minmax(entry.time, next.time);
+  return low * next.fragment > high * (next.fragment - 1);
 }
 
 }  // namespace
@@ -129,19 +152,22 @@ void IndexFile::checkSkippedTime(std::size_t i, const FragmentRuns& runs) const 
     return;
   }
   const std::uint64_t before = entries()[i - 1].time;
-  if (const FragmentRunEntry* const marker = skipMarker(runs, entry.fragment)) {
+  const SkipMarkers markers = skipMarkers(runs, entry.fragment);
+  if (markers.own != nullptr) {
     // A number that is passed over altogether has the time of the one before it.
-    const bool passedOver = entry.fragment != marker->firstFragment && entry.time == before;
-    if (!passedOver) out_.expect(at, name, gridLine(*marker, entry.fragment), entry.time);
+    const bool passedOver = entry.fragment != markers.own->firstFragment && entry.time == before;
+    if (!passedOver) out_.expect(at, name, gridLine(*markers.own, entry.fragment), entry.time);
     return;
   }
+  if (markers.beforeJump != nullptr && entry.time == gridLine(*markers.beforeJump, entry.fragment)) return;
   if (entry.time == before || i + 1 == entries().size()) {
     if (entry.time < before) out_.expect(at, name, before, entry.time);
     return;
   }
   // A reopened recorder gives the numbers that it passes over the time at which it begins.
   const AfraEntry& next = entries()[i + 1];
-  const bool fits = next.isWritten() ? entry.time == next.time : entry.time > before && entry.time <= next.time;
+  const bool fits = next.isWritten() ? entry.time == next.time || (before != next.time && haveOneNumber(entry, next))
+                                     : entry.time > before && entry.time <= next.time;
   if (!fits) {
     out_.damage(at, fmt::format("{}: expected {}, as the entry before it, or the time of the next fragment, found {}",
                                 name, before, entry.time));

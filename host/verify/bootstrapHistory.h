@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "fragmentation/BootstrapInfo.h"
@@ -25,7 +26,10 @@ ruvo::k2r::BootstrapInfo emptyBootstrap();
 struct HistoryStep {
   std::uint32_t segment = 0;
   std::uint32_t fragment = 0;
+  /// Where it begins.
   std::uint64_t time = 0;
+  /// Of its last tag; nothing where it has none.
+  std::optional<std::uint32_t> lastTagTime = std::nullopt;
 };
 
 /// What a table has behind the entries of an earlier one, when a fragment has been added.
@@ -37,6 +41,8 @@ struct AddedRuns {
   std::size_t ownRun = 0;
 
   bool joins() const { return ownRun == entries.size(); }
+  /// Whether an append may have begun with the fragment `step`.
+  bool mayBeAppend(const HistoryStep& step) const;
 };
 AddedRuns addedRuns(const FragmentRuns& before, const FragmentRuns& after);
 

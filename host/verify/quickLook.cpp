@@ -124,7 +124,8 @@ class QuickLook {
     const FileFindings out = recording_.in(recording_.directory.segmentName(segment.number));
     finding(out, [&] {
       FileView file(recording_.directory.pathOf(out.file()));
-      SegmentContext context{file, out, krvo::container::SegmentReader(file).movie(), recording_.bases};
+      // The fragment before is not read, so what a lone sample takes from it cannot be known.
+      SegmentContext context{file, out, krvo::container::SegmentReader(file).movie(), recording_.bases, std::nullopt};
       const auto boxes = locateWhole(file, entryAt(*last).afraOffset);
       const FragmentContent content = checkFragment(context, boxes);
       takeUnindexed(file, boxes.end(), segment.result);
@@ -161,8 +162,7 @@ class QuickLook {
     return {.step = {entry.segment, entry.fragment, entry.time},
             .bootstrap = parseBootstrap(loadBox(file, abst), abst.offset),
             .file = name,
-            .bootstrapOffset = abst.offset,
-            .lastTagTime = std::nullopt};
+            .bootstrapOffset = abst.offset};
   }
 
   /// What a crash left behind the last indexed fragment, if it is whole, may be what the bootstrap goes by.

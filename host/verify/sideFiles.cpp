@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <variant>
 
 #include "host/errors.h"
 #include "host/files/Malformed.h"
@@ -13,13 +14,44 @@
 #include "util/bytes.h"
 
 namespace host {
+
+using qvs::util::operator""_4cc;
+
 namespace {
 
 /// How a stream's description begins: an AMF0 text.
 constexpr std::string_view kMetaBegin("\x02\x00\x0AonMetaData", 13);
 
-/// The text, one value, and nothing behind it.
-void checkDescription(const std::vector<std::byte>& bytes, const FileFindings& out) {
+/// Holds a number of the description against the video track's header. The track's sample description, which has it
+/// too, decides which of the two is wrong. None of these has more than 16 bits.
+void comparePixels(const RecordingContext& recording, const FileFindings& out, std::string_view name, double told,
+                   float inTrack, std::uint16_t inDescription) {
+  if (told == static_cast<double>(inTrack) || told > UINT16_MAX) return;
+  if (told == inDescription) {
+    recording.in(recording.directory.segmentName(*recording.directory.segments.begin()))
+        .damage(fmt::format("moov: vide track: {}: expected {}, found {}", name, told, inTrack));
+  } else {
+    out.damage(fmt::format("{}: expected {}, found {}", name, inTrack, told));
+  }
+}
+
+/// Width and height in the members of the description.
+void checkPictureSize(const RecordingContext& recording, const NQDataArray& members, const FileFindings& out) {
+  const krvo::container::Track* const track = findTrack(recording.movie, "vide"_4cc);
+  if (track == nullptr || track->descriptions.empty()) return;
+  const auto* const format = std::get_if<krvo::container::VideoFormat>(&track->descriptions.front()->format);
+  if (format == nullptr) return;
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    const NQDataValue& value = members.value(i);
+    if (value.kind() != NQDataKind::kNumberType) continue;
+    const std::string name = members.name(i);
+    if (name == "width") comparePixels(recording, out, name, value.toDouble(), track->width, format->width);
+    if (name == "height") comparePixels(recording, out, name, value.toDouble(), track->height, format->height);
+  }
+}
+
+/// The text, one array, and nothing behind it.
+void checkDescription(const RecordingContext& recording, const std::vector<std::byte>& bytes, const FileFindings& out) {
   const auto begin = qvs::util::asBytes(kMetaBegin);
   const auto difference = std::mismatch(bytes.begin(), bytes.end(), begin.begin(), begin.end());
   if (difference.second != begin.end()) {
@@ -31,7 +63,11 @@ void checkDescription(const std::vector<std::byte>& bytes, const FileFindings& o
   try {
     in.readValue(name);
     in.readValue(description);
-    if (description.kind() != NQDataKind::kArrayType) out.damage(begin.size(), "description: expected an array");
+    if (description.kind() != NQDataKind::kArrayType) {
+      out.damage(begin.size(), "description: expected an array");
+    } else {
+      checkPictureSize(recording, *description.array(), out);
+    }
     if (in.remaining() != 0) out.damage(in.position(), "expected nothing behind the description");
   } catch (const NQBreakConnection&) {
     out.damage(in.position(), "description: malformed script data");
@@ -91,7 +127,7 @@ void checkDescriptionFile(const RecordingContext& recording) {
     return;
   }
   try {
-    checkDescription(readSmallFile(recording.directory.pathOf(out.file())), out);
+    checkDescription(recording, readSmallFile(recording.directory.pathOf(out.file())), out);
   } catch (const CommandError& error) {
     out.damage(error.what());
   }

@@ -96,7 +96,8 @@ void SegmentWriter::finish() {
 }
 
 void SegmentWriter::writeTable() {
-  if (state_.randomAccess && !state_.randomAccess->entries().empty()) state_.randomAccess->write(boxes_, state_.movie);
+  // Also where it has no entry, as in a segment of fragments without samples: by its table a segment is known as ended.
+  if (state_.randomAccess) state_.randomAccess->write(boxes_, state_.movie);
   // Old bytes behind it would hide the `mfra` from readers, which look for it at the end of the file.
   const std::uint64_t leftover = std::max(stream_->size(), state_.end) - state_.end;
   const std::uint64_t gap = leftover > boxes_.size() ? std::max(leftover - boxes_.size(), kMinBoxSize) : 0;

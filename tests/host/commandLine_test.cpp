@@ -140,17 +140,17 @@ TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
   EXPECT_EQ(record({"in.mtg", "--out", "cam1"}), 0);
   EXPECT_EQ(record({"later.mtg", "--out", "cam1"}), 1) << "neither appended nor overwritten";
   EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append"}), 0);
-  EXPECT_EQ(fragmentsIn("cam1"), 3U);
+  EXPECT_EQ(fragmentsIn("cam1"), 5U);
   EXPECT_EQ(record({"in.mtg", "--out", "other", "--append"}), 0) << "there is none";
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append"}), 0);
-  EXPECT_EQ(fragmentsIn("cam1"), 5U);
+  EXPECT_EQ(fragmentsIn("cam1"), 8U);
   const auto before = readAllFiles("cam1");
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append", "--keep-times"}), 1);
-  EXPECT_THAT(answer_.errors, HasSubstr("error: the input begins at 0 ms, and the recording goes on from 20000 ms"));
+  EXPECT_THAT(answer_.errors, HasSubstr("error: the input begins at 0 ms, and the recording goes on from 32000 ms"));
   EXPECT_EQ(readAllFiles("cam1"), before);
-  writeTagStream(stream().keyFramesEvery(2000).from(24000).withoutHeaders().until(28001), "later.mtg");
+  writeTagStream(stream().keyFramesEvery(2000).from(36000).withoutHeaders().until(40001), "later.mtg");
   EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append", "--keep-times"}), 0);
-  EXPECT_EQ(fragmentsIn("cam1"), 6U);
+  EXPECT_EQ(fragmentsIn("cam1"), 10U);
 }
 
 TEST_F(RecordCommandTest, TellsWhatIsLostAndWhy) {

@@ -70,6 +70,18 @@ std::vector<StreamMessage> withStubs(const std::vector<StreamMessage>& messages)
   return all;
 }
 
+/// The same video and audio in codecs that are not written, and nothing else: fragments without a tag.
+std::vector<StreamMessage> withoutTags(std::vector<StreamMessage> messages) {
+  for (StreamMessage& message : messages) {
+    const auto front = std::to_integer<unsigned>(message.data.front());
+    if (message.type == 9) message.data.front() = std::byte((front & 0xF0U) | 3U);
+    if (message.type == 8) message.data.front() = std::byte{0x3F};
+  }
+  std::erase_if(messages,
+                [](const auto& message) { return message.type != 8 && message.type != 9 && message.time != 0; });
+  return messages;
+}
+
 /// A stream of frames that others refer to, and of B frames that none does.
 const std::vector<StreamMessage>& clip() {
   static const std::vector<StreamMessage> messages = [] {
@@ -143,6 +155,7 @@ TEST(UnprotectRecording, GivesBackTheClearFilesByteForByte) {
               {"other codecs, appended", {otherCodecs(9000), {}, true, av(2000).from(12000).until(9000)}},
               {"key frames rarer than fragments", {av(9000).until(30000)}},
               {"tags of less than a codec header", {withStubs(av(2000).until(10000))}},
+              {"a codec that is not written", {withoutTags(otherCodecs(9000))}},
               {"a crash", {av(2000).until(14000), {}, false}},
               {"an append to what a crash left", {av(2000).until(14000), {}, false, av(2000).from(16000).until(24000)}},
               {"a long metadata text", {av(2000).until(9000)}, {{"PolicyPath", place.file("policy")}}},

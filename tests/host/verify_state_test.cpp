@@ -10,6 +10,7 @@
 #include "host/repair/repairRecording.h"
 #include "host/verify/quickLook.h"
 #include "tests/host/hostTools.h"
+#include "tests/support/hex.h"
 
 namespace {
 
@@ -198,6 +199,13 @@ TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
        {"no description", removed({".meta"}), kDamaged, "cam1.meta: damage: missing", kRefused},
        {"no base time", removed({".control"}), kRepairable, "cam1.control: repairable: missing: the base time is 0",
         kFinished},
+       {"a description of another width",
+        [](const MadeRecording& made) {
+          std::string meta = made.read(".meta");
+          meta[meta.find("width") + 7] ^= 1;
+          made.write(".meta", meta);
+        },
+        kDamaged, "damage: width: expected 640, found", kRefused},
        {"a table that begins, and no more", tornTable(20, 220), kRepairable, "mfra: another table", kFinished},
        {"a table without some entries", tornTable(40, 60), kRepairable, "mfra: another table", kFinished},
        {"a foreign file", written(".txt", "x"), kOk, "cam1.txt: note: no file", kUntouched},
@@ -259,22 +267,26 @@ std::vector<StreamMessage> videoWithKeysAt(const std::vector<std::uint32_t>& key
   return messages;
 }
 
-/// As a stream with pictures out of order has it.
-std::vector<StreamMessage> withCompositionTimes(std::vector<StreamMessage> messages) {
-  std::uint8_t next = 0;
-  for (StreamMessage& message : messages) {
-    if (message.type != 9 || message.data[1] == std::byte{0}) continue;
-    const bool negative = next % 5 == 4;
-    message.data[2] = message.data[3] = std::byte{negative ? std::uint8_t{0xFF} : std::uint8_t{0}};
-    message.data[4] = std::byte{next++};
-  }
-  return messages;
-}
-
 /// With nothing from `end` to `from`.
 std::vector<StreamMessage> withGap(StreamBuilder builder, std::uint32_t end, std::uint32_t from, std::uint32_t until) {
   const auto first = builder.until(end);
   return first + builder.withoutHeaders().from(from).until(until);
+}
+
+/// Of a codec that gets a track, and is not written.
+std::vector<StreamMessage> notWritten(std::uint32_t until) {
+  std::vector<StreamMessage> messages{metadata(0)};
+  for (std::uint32_t time = 0; time < until; time += 500) {
+    messages.push_back({9, time, fromHex(time % 2000 == 0 ? "13 00" : "23 00")});
+  }
+  return messages;
+}
+
+/// The time passes 32 bits before the first key frame.
+std::vector<StreamMessage> wrappingLeadIn() {
+  return std::vector{metadata(4294955000),       avcSequenceHeader(4294955000), aacSequenceHeader(4294955000),
+                     aacFrame(4294955000, 9, 1), aacFrame(4294964000, 9, 2),    avcFrame(4294965000, false, 9, 3)} +
+         dense(2000).withoutHeaders().from(6000).until(20001);
 }
 
 struct LegalRecording {
@@ -287,51 +299,42 @@ std::vector<LegalRecording> legalRecordings() {
   const std::map<std::string, std::string> none;
   const std::map<std::string, std::string> rolling{{"Recording/SegmentDuration", "8000"}};
   const auto audio = stream().audio(20);
-  return {
-      {"key frames on the grid", 5, {dense(2000).until(20001)}},
-      {"one fragment", 1, {dense(2000).until(4001)}},
-      {"audio alone", 3, {audio.until(12001)}},
-      {"audio alone, from within the grid", 2, {stream().audio(20).from(1500).until(13000)}},
-      {"audio alone, far from zero", 4, {stream().audio(20).from(987654321).until(987654321 + 20000)}},
-      {"video alone, far from zero", 3, {dense(2000).from(4000000001).until(4000020000)}},
-      {"video alone", 4, {stream().keyFramesEvery(2000).until(16001)}},
-      {"composition times", 4, {withCompositionTimes(dense(2000).until(16001))}},
-      {"other codecs and script data", 4, {otherCodecs(16001)}},
-      {"lead-in", 2, {dense(500).from(1500).until(16001)}},
-      {"lead-in that ends behind the grid line", 6, {dense(3000).from(1700).until(30000)}},
-      {"key frames every 10000", 5, {dense(10000).until(60001)}},
-      {"key frames every 10000, with one held at the stop", 5, {dense(10000).until(58001)}},
-      {"key frames every 6000", 11, {dense(6000).until(70001)}},
-      {"key frames every 8000", 8, {dense(8000).until(70001)}},
-      {"key frames every 9000", 11, {dense(9000).until(100001)}},
-      {"key frames every 30000", 4, {dense(30000).until(130001)}},
-      {"key frames here and there",
-       8,
-       {videoWithKeysAt({0, 4100, 8300, 12500, 13000, 16100, 26000, 40000, 41000, 44100, 70000}, 90000)}},
-      {"a gap in the stream", 8, {withGap(dense(2000), 9000, 40000, 60001)}},
-      {"a gap with rare key frames", 7, {withGap(dense(10000), 21000, 60000, 120001)}},
-      {"a gap in audio alone", 8, {withGap(audio, 9000, 40000, 60001)}},
-      {"segments", 15, {dense(2000).until(60001), rolling}},
-      {"segments, stopped behind a roll-over", 3, {dense(2000).until(12001), rolling}},
-      {"segments, rare key frames", 22, {dense(9000).until(200001), rolling}},
-      {"segments, rarer key frames", 6, {dense(30000).until(200001), rolling}},
-      {"a segment taken back at the stop", 3, {videoWithKeysAt({0, 4000, 8000, 12000}, 22000), rolling}},
-      {"a segment taken back, with numbers", 2, {videoWithKeysAt({0, 4000, 20000, 24000}, 37000), rolling}},
-      {"segments, a gap", 15, {withGap(dense(2000), 9000, 40000, 90001), rolling}},
-      {"fragments of another length", 10, {dense(1000).until(10001), {{"Recording/FragmentDuration", "1000"}}}},
-      {"durations that drift", 8, {videoWithKeysAt({0, 4000, 8500, 12900, 16100, 20800, 24000, 28900, 32100}, 50000)}},
-      {"appended on the grid", 9, {dense(2000).until(20001), none, true, dense(2000).from(24000).until(40001)}},
-      {"appended at once", 8, {dense(2000).until(20001), none, true, dense(2000).from(20001).until(40001)}},
-      {"appended after a held fragment",
-       8,
-       {dense(10000).until(58001), none, true, dense(10000).from(70000).until(120001)}},
-      {"appended right behind a held fragment",
-       8,
-       {dense(10000).until(50001), none, true, dense(10000).from(60000).until(90001)}},
-      {"appended audio", 6, {audio.until(12001), none, true, stream().audio(20).from(13500).until(30000)}},
-      {"appended far behind", 11, {dense(2000).until(20001), none, true, dense(2000).from(111500).until(140001)}},
-      {"appended, and nothing more", 5, {dense(2000).until(20001), none, true, dense(2000).from(20001).until(21000)}},
-      {"appended segments", 15, {dense(2000).until(30001), rolling, true, dense(2000).from(32001).until(70001)}}};
+  return {{"one fragment", 1, {dense(2000).until(4001)}},
+          {"audio alone, far from zero", 4, {stream().audio(20).from(987654321).until(987654321 + 20000)}},
+          {"video alone, far from zero", 3, {dense(2000).from(4000000001).until(4000020000)}},
+          {"other codecs and script data", 4, {otherCodecs(16001)}},
+          {"lead-in that ends behind the grid line", 6, {dense(3000).from(1700).until(30000)}},
+          {"key frames every 10000, with one held at the stop", 5, {dense(10000).until(58001)}},
+          {"key frames every 9000", 11, {dense(9000).until(100001)}},
+          {"a gap with rare key frames", 7, {withGap(dense(10000), 21000, 60000, 120001)}},
+          {"a time older than the base time",
+           2,
+           {std::vector{metadata(4000), avcSequenceHeader(4000), avcFrame(4000, true, 9, 1), avcFrame(5972, true, 9, 2),
+                        avcFrame(6547, false, 9, 3), avcFrame(2132, false, 9, 4), avcFrame(27768, true, 9, 5)},
+            {{"Recording/FragmentDuration", "1000"}, {"Recording/DurationPrecision", "1000"}}}},
+          {"a time that wraps in the lead-in", 4, {wrappingLeadIn()}},
+          {"codecs that are not written", 4, {notWritten(16001), rolling}},
+          {"segments, rare key frames", 22, {dense(9000).until(200001), rolling}},
+          {"a segment taken back at the stop", 3, {videoWithKeysAt({0, 4000, 8000, 12000}, 22000), rolling}},
+          {"a segment taken back, with numbers", 2, {videoWithKeysAt({0, 4000, 20000, 24000}, 37000), rolling}},
+          {"appended at once", 8, {dense(2000).until(20001), none, true, dense(2000).from(20001).until(40001)}},
+          {"appended after a held fragment",
+           8,
+           {dense(10000).until(58001), none, true, dense(10000).from(70000).until(120001)}},
+          {"appended where a number is held and skipped",
+           3,
+           {videoWithKeysAt({0, 8000}, 12501), none, true,
+            std::vector{avcFrame(8000, false, 9, 1)} + dense(2000).from(8040).until(20001)}},
+          {"appended behind the end, with a fragment held",
+           5,
+           {dense(10000).until(58001), none, true, dense(10000).from(24000).until(33001)}},
+          {"appended to a segment taken back, with a jump",
+           2,
+           {std::vector{metadata(0), avcSequenceHeader(0), avcFrame(0, true, 9, 1), avcFrame(4000, true, 9, 2),
+                        avcFrame(14000, true, 9, 3), avcFrame(16000, false, 9, 4), avcFrame(20000, false, 9, 5)},
+            rolling, true, dense(2000).from(42000).until(43001)}},
+          {"appended audio", 6, {audio.until(12001), none, true, stream().audio(20).from(13500).until(30000)}},
+          {"appended segments", 15, {dense(2000).until(30001), rolling, true, dense(2000).from(32001).until(70001)}}};
 }
 
 TEST(LegalRecordings, AreWholeStoppedOrInterrupted) {

@@ -125,6 +125,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   std::optional<StoredFragment> takeUnannounced(ruvo::k2r::BootstrapInfo& bootstrap);
   std::optional<ruvo::k2r::AfraIndex> readIndexOfNext(std::uint32_t segment) const;
   std::optional<StoredFragment> lastStoredFragment(std::uint32_t segment, const ruvo::k2r::AfraIndex& index) const;
+  std::optional<std::uint32_t> storedBaseTime() const;
+  /// `stored` is what the last fragment tells; one before it is asked where it tells none.
   void restoreBaseTime(std::optional<std::uint32_t> stored);
 
   // In the clear or protected: k2rDataProtection.cpp

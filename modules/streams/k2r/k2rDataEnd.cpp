@@ -100,8 +100,24 @@ std::optional<StoredFragment> K2RData::lastStoredFragment(std::uint32_t segment,
   return readStoredFragment(*fileContext_, formatSegmentName(basePath_, segment, ".k2r"), entry->afraOffset);
 }
 
+std::optional<std::uint32_t> K2RData::storedBaseTime() const {
+  // Fragments whose messages are all of a codec that is not written have no tag to count from: one before them has.
+  for (std::uint32_t segment = segmentNumber_; segment > 0; --segment) {
+    const std::string path = formatSegmentName(basePath_, segment, ".k2r");
+    const AfraIndex index = segment == segmentNumber_ ? fragmentIndex_ : readIndex(segment);
+    for (auto entry = index.globalEntries.rbegin(); entry != index.globalEntries.rend(); ++entry) {
+      if (!entry->isWritten()) continue;
+      const auto stored = readStoredFragment(*fileContext_, path, entry->afraOffset);
+      if (stored && stored->baseTime) return stored->baseTime;
+    }
+  }
+  return std::nullopt;
+}
+
 void K2RData::restoreBaseTime(std::optional<std::uint32_t> stored) {
-  if (!controlPending_ || !stored) return;
+  if (!controlPending_) return;
+  if (!stored) stored = storedBaseTime();
+  if (!stored) return;
   baseTime_ = *stored;
   writeControlFile(baseTime_);
   controlPending_ = false;

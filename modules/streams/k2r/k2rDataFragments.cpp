@@ -139,7 +139,10 @@ void K2RData::insertSafetyGap(std::uint32_t fragment) {
 }
 
 void K2RData::markSkippedUpTo(std::uint32_t fragment, std::uint64_t start) {
-  const auto& entries = fragmentIndex_.globalEntries;
+  auto& entries = fragmentIndex_.globalEntries;
+  // A time that wraps in the lead-in of a new recording leaves only numbers without a fragment, all beyond this one.
+  if (!entries.empty() && entries.back().fragment > fragment && bootstrapBuilder_->fragmentRuns().empty())
+    entries.clear();
   if (entries.empty()) {
     addIndexEntry(0, fragment, ruvo::k2r::kNoFragmentOffset);
     return;

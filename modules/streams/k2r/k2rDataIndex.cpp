@@ -85,6 +85,10 @@ void K2RData::trimIndex() {
   });
   std::uint32_t last = entries.back().fragment;
   if (held != entries.rend() && held->fragment != 0) {
+    const bool isBehind =
+        std::any_of(held + 1, entries.rend(), [&](const AfraEntry& entry) { return entry.fragment >= held->fragment; });
+    // The clock has restarted behind the end: by its number it would take written fragments along.
+    if (isBehind && beforeAnnounced_) return takeBackAnnounced();
     last = held->fragment - 1;
     while (!entries.empty() && entries.back().fragment > last) entries.pop_back();
   }
@@ -95,8 +99,11 @@ void K2RData::trimIndex() {
 void K2RData::forgetEmptySegment() {
   // The fragment taken back may have been the first of its segment; the recording then ends with the one before.
   auto& segments = bootstrapBuilder_->segmentRuns();
-  if (!fragmentIndex_.globalEntries.empty() || segments.size() < 2) return;
-  if (segments.back().firstSegment == segmentNumber_) segments.pop_back();
+  if (!fragmentIndex_.globalEntries.empty() || segments.size() < 2 || !beforeAnnounced_) return;
+  if (segments.back().firstSegment != segmentNumber_) return;
+  segments = beforeAnnounced_->bootstrap.segmentRuns();
+  // A jump in time in front of it had its mark and its numbers there, too.
+  bootstrapBuilder_->fragmentRuns() = beforeAnnounced_->bootstrap.fragmentRuns();
 }
 
 }  // namespace qvs::k2r

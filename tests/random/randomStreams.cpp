@@ -1,0 +1,135 @@
+// Records random streams with the module and verifies what becomes of them, after each session: nothing that a recorder
+// does may be called damaged, and what was stopped has to be whole.
+//
+//   random_streams FIRST_SEED COUNT SECONDS     either limit may be 0: none
+//   random_streams SEED                         one stream, and all that is known of it
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+
+#include "host/verify/quickLook.h"
+#include "host/verify/verifyReport.h"
+#include "tests/module/loadModule.h"
+#include "tests/random/RandomRecording.h"
+#include "tests/support/Recorder.h"
+
+namespace {
+
+using namespace test;
+using host::ExitStatus;
+using host::Verification;
+
+/// What has been seen in all streams.
+struct Totals {
+  std::uint64_t streams = 0, sessions = 0, messages = 0, refused = 0, fragments = 0, repairable = 0;
+};
+
+/// One recording while it is made.
+class Trial {
+ public:
+  Trial(const RandomRecording& plan, Totals& totals) : recorder_(loadModule()), plan_(plan), totals_(totals) {
+    recorder_.host.settings = plan.settings;
+  }
+
+  /// What is wrong; empty where nothing is.
+  std::string run() {
+    for (std::size_t i = 0; i < plan_.sessions.size(); ++i) {
+      const std::string fault = runSession(plan_.sessions[i], i == 0 ? kOpenRecord : kOpenRecord | kOpenAppend);
+      if (!fault.empty()) return fmt::format("session {}: {}", i + 1, fault);
+    }
+    return "";
+  }
+
+  std::string log() const { return recorder_.log(); }
+
+ private:
+  std::string runSession(const RandomSession& session, std::uint32_t flags) {
+    const std::size_t line = recorder_.host.lines.size();
+    const bool goesOn = recorder_.has(".bootstrap");
+    if (!recorder_.open(flags)) return "not opened";
+    totals_.refused += recorder_.record(session.messages);
+    if (session.stop) recorder_.stop();
+    recorder_.close();
+    ++totals_.sessions;
+    totals_.messages += session.messages.size();
+    // What a clock that restarts behind the end makes of an index: nothing more is recorded, and the stop fails.
+    const auto& lines = recorder_.host.lines;
+    const bool failed =
+        std::any_of(lines.begin() + static_cast<std::ptrdiff_t>(line), lines.end(), [](const auto& text) {
+          return text.find("afra index is corrupt") != std::string::npos || text == "error: Unable to write bootstrap.";
+        });
+    return judge(session.stop && !failed, goesOn);
+  }
+
+  std::string judge(bool stopped, bool goesOn) {
+    if (std::filesystem::is_empty(recorder_.directory())) return "";
+    const Verification found = host::verifyRecording(recorder_.directory().string());
+    const std::uint64_t before = goesOn ? fragments_ : 0;
+    fragments_ = found.fragments;
+    if (found.status() == ExitStatus::kDamaged) return "damaged\n" + textReport(found);
+    const auto directory = host::readRecordingDirectory(recorder_.directory().string());
+    // It would keep an append from a recording that is not damaged.
+    if (const auto seen = directory.hasBootstrap ? host::quickLook(directory) : std::nullopt) {
+      return fmt::format("damaged at a quick look: {}: {}", seen->file, seen->text);
+    }
+    if (found.fragments < before)
+      return fmt::format("{} fragments, of {}\n{}", found.fragments, before, textReport(found));
+    if (found.status() == ExitStatus::kRepairable) ++totals_.repairable;
+    if (stopped && !isWhole(found)) return "stopped, and not whole\n" + textReport(found);
+    totals_.fragments += found.fragments - before;
+    return "";
+  }
+
+  /// A recording that begins anew in the place of one without any fragment is without a file of its base time.
+  static bool isWhole(const Verification& found) {
+    const auto& findings = found.findings.kept();
+    return std::all_of(findings.begin(), findings.end(), [](const host::Finding& finding) {
+      return finding.severity == host::Severity::kNote || finding.file == "cam1.control";
+    });
+  }
+
+  Recorder recorder_;
+  const RandomRecording& plan_;
+  Totals& totals_;
+  std::uint64_t fragments_ = 0;
+};
+
+/// Whether all is well.
+bool runOne(std::uint32_t seed, bool tellAll, Totals& totals) {
+  const RandomRecording plan(seed);
+  Trial trial(plan, totals);
+  std::string fault;
+  try {
+    fault = trial.run();
+  } catch (const std::exception& error) {
+    fault = error.what();
+  }
+  ++totals.streams;
+  if (tellAll) fmt::print("{}{}", plan.text(), trial.log());
+  if (!fault.empty()) fmt::print("seed {}: {}\n", seed, fault);
+  return fault.empty();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const auto argument = [&](int i) {
+    return i < argc ? static_cast<std::uint32_t>(std::strtoul(argv[i], nullptr, 10)) : 0;
+  };
+  Totals totals;
+  if (argc == 2) return runOne(argument(1), true, totals) ? 0 : 1;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(argument(3));
+  std::uint64_t faults = 0;
+  for (std::uint32_t seed = argument(1);; ++seed) {
+    if (argument(2) != 0 && totals.streams == argument(2)) break;
+    if (argument(3) != 0 && std::chrono::steady_clock::now() >= end) break;
+    if (!runOne(seed, false, totals)) ++faults;
+  }
+  fmt::print(
+      "{} streams in {} sessions, {} messages, {} of them refused; {} fragments; {} times repairable; {} faults\n",
+      totals.streams, totals.sessions, totals.messages, totals.refused, totals.fragments, totals.repairable, faults);
+  return faults == 0 ? 0 : 1;
+}
