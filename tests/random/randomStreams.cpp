@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 
 #include "host/verify/quickLook.h"
@@ -110,6 +111,7 @@ bool runOne(std::uint32_t seed, bool tellAll, Totals& totals) {
   ++totals.streams;
   if (tellAll) fmt::print("{}{}", plan.text(), trial.log());
   if (!fault.empty()) fmt::print("seed {}: {}\n", seed, fault);
+  std::fflush(stdout);  // A run that is ended from outside has told what it found.
   return fault.empty();
 }
 
