@@ -36,6 +36,7 @@ class IMO_API IMOStreamAdaptor {
   /// reason given. `userData` is not used.
   virtual StreamLoadStatus open(IMOStreamOpenContext* context, const char* path, std::uint32_t flags, void* userData,
                                 void*& handle) = 0;
+  /// Does nothing: a recording module has no use for the host's data.
   virtual void setUserData(void* handle, void* userData) = 0;
   /// Ends the handle, which may be null. Writes no file: a stream closed without stopRecord() stays on disk as its last
   /// fragment left it, like one whose process was killed, and can be continued.
@@ -43,9 +44,14 @@ class IMO_API IMOStreamAdaptor {
   /// Removes the recording from the disk, with the whole directory. True when it is gone. May block for the retries
   /// that `k2r/MaxEraseRetries` sets, 50 ms each.
   virtual bool erase(void* handle) = 0;
+  /// 0. What a stream takes is its queue, see record(): about one fragment of the stream.
   virtual std::uint32_t getMemoryOverhead(void* handle) = 0;
   /// Milliseconds recorded so far, in whole fragments.
   virtual std::uint32_t getDuration(void* handle) = 0;
+
+  // The playback half of the interface. A recording module does not play: open() refuses anything but a recording, and
+  // these operations return fixed values. Sizes and positions are 0, nothing is found or loaded, and no holder is
+  // called.
   virtual std::int64_t getSize(void* handle) = 0;
   virtual std::int64_t getEndPosition(void* handle) = 0;
   virtual std::uint8_t getType(void* handle) = 0;
@@ -53,6 +59,7 @@ class IMO_API IMOStreamAdaptor {
   virtual bool findSegmentByTime(void* handle, std::uint32_t time, SegmentBounds* bounds) = 0;
   virtual bool loadSegment(void* handle, SegmentBounds* bounds, ISegmentHolder* holder) = 0;
   virtual void onFreeSegment(void* handle, std::uint32_t id) = 0;
+
   /// Takes one message: `type` 8 audio, 9 video, 18 script data in AMF0, 15 in AMF3; `time` in milliseconds. The data
   /// stay the host's and are not kept beyond the call. A new recording begins with an `onMetaData`.
   ///
@@ -76,18 +83,24 @@ class IMO_API IMOStreamAdaptor {
   /// fragment fails with "afra index is corrupt". Nor does a clock that has passed 2^32 ms: its times are lifted, and
   /// no fragment ends any more.
   virtual bool record(void* handle, std::uint8_t type, const void* data, std::uint32_t size, std::uint32_t time) = 0;
+  /// Sets `bounds` to zeros and returns true.
   virtual bool flushSegment(void* handle, SegmentBounds* bounds) = 0;
   /// Finishes the recording's files. To be called once, after the last record(). What came behind the last whole
   /// fragment is dropped. Always true; what could not be written is an error in the log.
   virtual bool stopRecord(void* handle) = 0;
   /// 6.
   virtual std::uint32_t getPermission() = 0;
-  /// Writes the attribute at `value`, which has room for `length` bytes. False where there is none or no room.
+  /// Writes the attribute to `value`. Types 1 and 2 take 4 bytes, whatever `length` says; type 3 takes 8, and if there
+  /// is less room, the answer is false and `length` says 8. Of type 4 there is none: false, and `length` becomes 0.
   virtual bool getAttribute(void* handle, AttrType_t type, void* value, std::uint32_t& length) = 0;
+  /// False, and the holders are not called: a recording keeps no contexts.
   virtual bool getMediaContexts(void* handle, ContextType_t type, std::int64_t position, IContextHolder* holder,
                                 bool all) = 0;
   virtual bool getAllMediaContexts(void* handle, IAllContextHolder* holder) = 0;
-  /// A command message for the stream's context, such as its time offset. Answered by nothing.
+  /// Takes a command of the stream's context. One is known: `onTimeCoordInfo`, whose member "stream-absolute" is a
+  /// number of seconds that is added to the times of all later messages. `messageType` says how it is encoded (18 AMF0,
+  /// 15 AMF3). The offset is not stored: a host that appends sends it again. Other commands, and what cannot be
+  /// decoded, are ignored.
   virtual void updateMediaContext(void* handle, ContextType_t type, std::uint8_t messageType, std::uint32_t time,
                                   const void* data, std::uint32_t size) = 0;
 };

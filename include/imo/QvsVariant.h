@@ -4,7 +4,9 @@
 
 #include "imo/export.h"
 
-/// A tagged value between host and module. Strings and buffers are borrowed: their bytes outlive the variant.
+/// A tagged value between host and module, one of the plain types, a text or a buffer. A setter replaces type and
+/// value; there is no conversion between types. Strings and buffers are borrowed: their bytes stay the caller's and
+/// outlive the variant, and a copy of the variant refers to the same bytes. Has no lock: one thread at a time.
 class IMO_API QvsVariant {
  public:
   enum Tag : std::uint32_t { kU8, kU16, kU32, kI8, kI16, kI32, kI64, kFloat, kDouble, kString, kBuffer };
@@ -20,11 +22,13 @@ class IMO_API QvsVariant {
   void setDouble(double value) { set(kDouble).f64 = value; }
   /// A zero-terminated text.
   void setString(const char* value) { set(kString).string = value; }
+  /// `length` bytes, of any content.
   void setBuffer(const void* value, std::uint32_t length) {
     set(kBuffer).buffer = value;
     length_ = length;
   }
 
+  /// All values share one place.
   union Value {
     std::uint8_t u8;
     std::uint16_t u16;
@@ -39,6 +43,7 @@ class IMO_API QvsVariant {
     const void* buffer;
   };
 
+  /// The type of the last setter; kU8 with the value 0 at first.
   Tag tag() const { return tag_; }
   /// The member that tag() names is the one that holds.
   const Value& value() const { return value_; }

@@ -5,7 +5,11 @@
 #include "imo/export.h"
 #include "imo/types.h"
 
-/// Receives one stored media context of a stream.
+// What a host hands to the playback half of a stream adaptor to be called back. A recording module takes them and never
+// calls them. They have no virtual destructor: the host, which made them, also ends them.
+
+/// Receives one stored media context of a stream, such as its metadata: type and time of the message, where it is valid
+/// in the stream, and the payload, which is the caller's and valid during the call. `last` says that no more will come.
 class IMO_API IContextHolder {
  public:
   virtual void onContext(ContextType_t type, std::uint8_t messageType, std::uint32_t time, std::int64_t position,
@@ -16,7 +20,7 @@ class IMO_API IContextHolder {
   ~IContextHolder() = default;
 };
 
-/// Receives all stored media contexts of a stream in one buffer.
+/// Receives all stored media contexts of a stream in one buffer, which is the caller's and valid during the call.
 class IMO_API IAllContextHolder {
  public:
   virtual void onContexts(const void* buffer, std::uint32_t size) = 0;
@@ -26,7 +30,8 @@ class IMO_API IAllContextHolder {
   ~IAllContextHolder() = default;
 };
 
-/// Receives a segment of a played stream. Never called by a recording module.
+/// Receives a segment of a played stream, `size` bytes that are valid until the segment is freed, or the news that
+/// there is none.
 class IMO_API ISegmentHolder {
  public:
   virtual void onSegment(const SegmentBounds* bounds, const void* data, std::uint32_t size) = 0;

@@ -1,6 +1,8 @@
 #pragma once
 
-// Everything that a host compiles against.
+// Everything that a host compiles against. The host loads the module with dlopen(), asks dlsym() for
+// "IMOCreateAdaptor", and gives it an IMOStreamContext; the adaptor that it gets records any number of streams.
+// docs/architecture.md has the whole, examples/minimalHost.cpp a host in one file.
 
 #include "imo/IMOFileContext.h"
 #include "imo/IMOStreamAdaptor.h"
