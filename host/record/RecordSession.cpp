@@ -108,7 +108,8 @@ bool RecordSession::isDecodable(const InputMessage& message) {
 }
 
 void RecordSession::recordHead(const InputMessage& message) {
-  const auto head = follower_.headFor(message);
+  // A file often has some sound ahead of its first picture. A tag stream is passed on as it is.
+  const auto head = follower_.headFor(message, !isVerbatim_);
   headIsMissing_ = headIsMissing_ || (head && !options_.keepsHead);
   if (head && options_.keepsHead) follower_.take(*head, recording_.record(*head));
 }

@@ -37,10 +37,23 @@ StreamFollower::StreamFollower(std::uint32_t fragmentDuration, bool isProtected,
       firstLineMs_(end.continueMs),
       goesByVideo_(end.codecs[static_cast<std::size_t>(SampleKind::Video)].has_value()) {}
 
-std::optional<InputMessage> StreamFollower::headFor(const InputMessage& message) {
+Reception StreamFollower::judge(const InputMessage& message) {
+  const Reception reception = check_.judge(message);
+  if (reception == Reception::kSkipped && check_.madeTrack() && kindOf(message) == SampleKind::Video) {
+    announced_ = picture(ruvo::k2rpkgutil::kKeyFrame, message.data.front());
+  }
+  return reception;
+}
+
+std::optional<InputMessage> StreamFollower::headFor(const InputMessage& message, bool keepsLeadIn) {
   const std::uint32_t offLineMs = message.timeMs % model_.fragmentDuration();
   const std::uint32_t lineMs = message.timeMs - offLineMs;
-  if (!model_.isFresh() || offLineMs == 0 || lineMs < firstLineMs_ || isMadeUp(message)) return std::nullopt;
+  if (!model_.isFresh() || lineMs < firstLineMs_ || isMadeUp(message)) return std::nullopt;
+  if (keepsLeadIn && !announced_.empty() && kindOf(message) != SampleKind::Video) {
+    learnPayload({.type = ruvo::k2rpkgutil::kVideoTag, .timeMs = lineMs, .data = announced_}, SampleKind::Video);
+    return madeUp(SampleKind::Video, lineMs);
+  }
+  if (offLineMs == 0) return std::nullopt;
   const SampleInfo sample = SampleInfo::ofMessage(message.type, message.data, lineMs);
   learnPayload(message, sample.kind);
   // Pictures ahead of the first key frame stay what they are: behind a key frame that nobody sees they would be stored.

@@ -32,13 +32,15 @@ class StreamFollower {
   StreamFollower(std::uint32_t fragmentDuration, bool isProtected, const RecordingEnd& end);
 
   /// What becomes of the message when it is recorded. For each once, in order.
-  Reception judge(const InputMessage& message) { return check_.judge(message); }
+  Reception judge(const InputMessage& message);
   /// Whether there was no track for the message that was judged last, so that a later one might come too late to make
   /// it.
   bool madeTrack() const { return check_.madeTrack(); }
   /// What has to be recorded ahead of the first message that reaches the fragmenter, so that the recording begins on a
-  /// line of the grid: the module keeps nothing from before the first line. Nothing where it does so by itself.
-  std::optional<InputMessage> headFor(const InputMessage& message);
+  /// line of the grid: the module keeps nothing from before the first line. With `keepsLeadIn` also what comes ahead of
+  /// the first picture of a stream that has announced pictures: the module would drop it at the first key frame.
+  /// Nothing where it does so by itself.
+  std::optional<InputMessage> headFor(const InputMessage& message, bool keepsLeadIn);
   /// Takes a message that reached the fragmenter, made up or not, and the module's answer.
   FragmentModel::Step take(const InputMessage& message, bool recorded);
   /// The messages after which nothing real waits in the module: the first of a few sequences that a copy of the model
@@ -65,6 +67,8 @@ class StreamFollower {
   /// By SampleKind, what a made-up message has for its data; empty before the first real one.
   std::array<std::vector<std::byte>, 3> payloads_;
   std::vector<std::byte> interFrame_;
+  /// A key frame of the codec that a sequence header has announced; empty without one.
+  std::vector<std::byte> announced_;
   /// 18 or 15.
   std::uint8_t dataType_ = 0;
 };
