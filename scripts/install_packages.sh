@@ -5,11 +5,11 @@ set -euo pipefail
 
 packages=(
   g++ cmake ninja-build pkg-config python3
-  libboost-dev libcli11-dev libspdlog-dev libfmt-dev nlohmann-json3-dev
+  libboost-dev libcli11-dev libfmt-dev nlohmann-json3-dev
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav
   libssl-dev libmimalloc-dev libgtest-dev libgmock-dev libbenchmark-dev
-  python3-gi gir1.2-gst-rtsp-server-1.0 gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+  python3-gi gir1.2-gst-rtsp-server-1.0
   clang-14 libclang-rt-14-dev clang-format clang-tidy
 )
 if [ "${1:-}" = --browser ]; then
