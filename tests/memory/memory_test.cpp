@@ -1,95 +1,30 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <memory>
-#include <new>
 #include <regex>
 #include <stdexcept>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "tests/module/loadModule.h"
 #include "tests/support/Recorder.h"
 
 namespace {
 
-/// What reached this program's `operator new` and `operator delete`. They mark their blocks, so that a block of anybody
-/// else is told, and one of theirs that anybody else frees ends the program.
-struct OperatorCount {
-  std::uint64_t allocations = 0;
-  std::uint64_t releases = 0;
-  std::uint64_t foreignReleases = 0;
-} operatorCount;
-
-constexpr std::uint64_t kMark = 0x6B32722D686F7374;
-/// In front of a block; keeps the alignment.
-struct alignas(std::max_align_t) Header {
-  std::uint64_t mark;
-};
-
-void* take(std::size_t size) {
-  auto* const header = static_cast<Header*>(std::malloc(sizeof(Header) + size));
-  if (header == nullptr) throw std::bad_alloc();
-  ++operatorCount.allocations;
-  header->mark = kMark;
-  return header + 1;
+/// An entry of the module that counts its blocks.
+template <typename Function>
+Function* find(const char* name) {
+  void* const library = ::dlopen(K2R_COUNTED_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) throw std::runtime_error(::dlerror());
+  return reinterpret_cast<Function*>(::dlsym(library, name));
 }
 
-void giveBack(void* block) noexcept {
-  if (block == nullptr) return;
-  Header* const header = static_cast<Header*>(block) - 1;
-  ++operatorCount.releases;
-  if (header->mark != kMark) {
-    ++operatorCount.foreignReleases;  // Not ours to free.
-    return;
-  }
-  header->mark = 0;
-  std::free(header);
-}
-
-}  // namespace
-
-// Seen by every library of the process that asks the dynamic linker. The forms for arrays come down to these.
-#define VISIBLE __attribute__((visibility("default")))
-
-VISIBLE void* operator new(std::size_t size) {
-  return take(size);
-}
-VISIBLE void operator delete(void* block) noexcept {
-  giveBack(block);
-}
-VISIBLE void operator delete(void* block, std::size_t) noexcept {
-  giveBack(block);
-}
-
-namespace {
-
-class OwnMemory : public testing::Test {
- protected:
-  ~OwnMemory() override { EXPECT_EQ(operatorCount.foreignReleases, 0U) << "the host frees its own blocks alone"; }
-
-  static void* load(const char* path) {
-    void* const library = ::dlopen(path, RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) throw std::runtime_error(::dlerror());
-    return library;
-  }
-  template <typename Function>
-  static Function* find(void* library, const char* name) {
-    return reinterpret_cast<Function*>(::dlsym(library, name));
-  }
-};
-
-TEST_F(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {
-  void* const module = load(K2R_COUNTED_MODULE_PATH);
-  const auto create = find<bool(IMOStreamContext*, IMOStreamAdaptor**)>(module, "IMOCreateAdaptor");
-  const auto taken = find<std::int64_t()>(module, "countingHeapTaken");
-  const auto live = find<std::int64_t()>(module, "countingHeapLive");
+TEST(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {
+  const auto create = find<bool(IMOStreamContext*, IMOStreamAdaptor**)>("IMOCreateAdaptor");
+  const auto taken = find<std::int64_t()>("countingHeapTaken");
+  const auto live = find<std::int64_t()>("countingHeapLive");
   struct ThrowingFiles : test::DiskFileContext {
     std::int32_t createDirectory(const char*) override { throw std::runtime_error(std::string(100, 'x')); }
   } throwing;
@@ -125,37 +60,19 @@ TEST_F(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {
   }
 }
 
-TEST_F(OwnMemory, OperatorsThatDoNotThrowAnswerNull) {
-  const auto nullsWhileShort = find<int()>(load(K2R_COUNTED_MODULE_PATH), "countingHeapNullsWhileShort");
-  EXPECT_EQ(nullsWhileShort(), 4);
-}
-
-TEST_F(OwnMemory, OtherLibrariesKeepTheHostsOperators) {
-  ASSERT_NE(test::loadModule(), nullptr);
-  // Now the module comes before whatever is loaded later.
-  ASSERT_NE(::dlopen(K2R_MODULE_PATH, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL), nullptr) << ::dlerror();
-  void* const neighbour = load(K2R_NEIGHBOUR_PATH);
-  const auto take = find<void*(std::size_t)>(neighbour, "neighbourTakes");
-  const auto giveBack = find<void(void*)>(neighbour, "neighbourGivesBack");
-  const auto useTheLibrary = find<std::size_t()>(neighbour, "neighbourUsesTheLibrary");
-  operatorCount = {};
-  giveBack(take(10));
-  EXPECT_EQ(operatorCount.allocations, 1U);
-  useTheLibrary();
-  EXPECT_GE(operatorCount.allocations, 2U);
-  EXPECT_EQ(operatorCount.allocations, operatorCount.releases);
+TEST(OwnMemory, OperatorsThatDoNotThrowAnswerNull) {
+  EXPECT_EQ(find<int()>("countingHeapNullsWhileShort")(), 4);
 }
 
 /// The module's names that the dynamic linker sees: those it takes from others, or those it gives.
 std::string namesOfModule(const char* which) {
-  const std::string command = std::string("nm -D --") + which + " " + K2R_MODULE_PATH;
-  const std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(command.c_str(), "r"), ::pclose);
-  std::string names;
-  std::array<char, 4096> line{};
-  while (std::fgets(line.data(), static_cast<int>(line.size()), pipe.get()) != nullptr) names += line.data();
-  return names;
+  const test::TempDirectory directory;
+  const std::string names = directory.file("names");
+  EXPECT_EQ(std::system((std::string("nm -D --") + which + " " + K2R_MODULE_PATH + " > " + names).c_str()), 0);
+  return test::readWholeFile(names);
 }
 
+// So no library of the host's gets the module's operators, and the module frees no block of theirs.
 TEST(ModuleNames, NeitherTakeNorGiveAnythingOfTheCppLibrary) {
   const std::string taken = namesOfModule("undefined-only");
   EXPECT_NE(taken.find(" U malloc"), std::string::npos) << "the names were read";
