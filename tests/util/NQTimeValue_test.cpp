@@ -7,6 +7,7 @@
 #include <limits>
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "tests/util/failures.h"
 #include "util/NQTimeValue.h"
@@ -18,7 +19,7 @@ using test::narrow;
 
 constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
-constexpr const char* kNothing = "(nothing)";
+const std::string kNothing = "(nothing)";
 
 constexpr auto failureOf = [](const auto& operation) { return test::failureOf<NQTimeValueError>(operation); };
 
@@ -43,7 +44,6 @@ TEST_F(NQTimeValueTest, EachKindOfValueHasATextAndOnlyItsOwnNumbers) {
       {kMin + 2, kNeither, "invalid"},
       {-0x6000000000000001, kNeither, "invalid"},
       {-0x6000000000000000, kUsers, "userSpecial(0)"},
-      {-0x6000000000000000 + 42, kUsers, "userSpecial(42)"},
       {-0x5000000000000001, kUsers, "userSpecial(1152921504606846975)"},
       {-0x5000000000000000, kUsers, "userSpecial(-1152921504606846976)"},
       {-0x4000000000000001, kUsers, "userSpecial(-1)"},
@@ -58,10 +58,9 @@ TEST_F(NQTimeValueTest, EachKindOfValueHasATextAndOnlyItsOwnNumbers) {
     const NQTimeValue value(ticks);
     EXPECT_EQ(narrow(value.text(TimeZone::kUtc)), text) << ticks;
     EXPECT_EQ(failureOf([&] { value.userValue(); }), kind == kUsers ? kNothing : "not user value") << text;
-    const bool isTime = kind == kTime;
-    EXPECT_EQ(failureOf([&] { value.brokenDown(TimeZone::kLocal); }),
-              isTime ? kNothing : "failed to convert to localtime");
-    EXPECT_EQ(failureOf([&] { value.brokenDown(TimeZone::kUtc); }), isTime ? kNothing : "failed to convert to gmtime");
+    for (const auto& [zone, failure] : {std::pair(TimeZone::kLocal, "localtime"), {TimeZone::kUtc, "gmtime"}})
+      EXPECT_EQ(failureOf([&, asked = zone] { value.brokenDown(asked); }),
+                kind == kTime ? kNothing : "failed to convert to " + std::string(failure));
   }
 }
 
@@ -71,14 +70,13 @@ TEST_F(NQTimeValueTest, FormatsByPatternInEitherZone) {
   const NQString pattern(u"%Y-%m-%d %H:%M:%S \u20ac %%");
   EXPECT_EQ(narrow(time.text(pattern)), "2000-02-29 06:31:01 \xE2\x82\xAC %");
   EXPECT_EQ(narrow(time.text(pattern, TimeZone::kUtc)), "2000-02-29 01:01:01 \xE2\x82\xAC %");
-  const std::u16string tooLong(512, u'x');
-  EXPECT_EQ(time.text(NQString(tooLong.c_str(), 511)).length(), 511U);
-  EXPECT_EQ(narrow(time.text(NQString(tooLong.c_str()))), "");
+  for (const std::size_t size : {511U, 512U})
+    EXPECT_EQ(time.text(NQString(std::u16string(size, u'x'))).length(), size % 512) << "too long a text is empty";
 }
 
 TEST_F(NQTimeValueTest, ComesFromLocalTime) {
   constexpr const char* kFails = "failed to convert from localtime";
-  const std::tuple<int, int, int, int, const char*> rows[] = {
+  const std::tuple<int, int, int, int, std::string> rows[] = {
       {70, 0, 5, 30, kNothing},    {70, 0, 5, 29, kFails},    {0, 0, 0, 0, kFails},
       {29296, 11, 0, 0, kNothing}, {29298, 11, 0, 0, kFails}, {std::numeric_limits<int>::max(), 11, 0, 0, kFails}};
   for (const auto& [year, month, hour, minute, failure] : rows) {
@@ -86,9 +84,7 @@ TEST_F(NQTimeValueTest, ComesFromLocalTime) {
     EXPECT_EQ(failureOf([&] { NQTimeValue::fromLocalTime(local); }), failure) << year << ' ' << minute;
   }
   const NQTimeValue time(at(951782399));
-  const std::tm local = time.brokenDown(TimeZone::kLocal);
-  EXPECT_EQ(local.tm_hour, 5);
-  EXPECT_EQ(NQTimeValue::fromLocalTime(local), time);
+  EXPECT_EQ(NQTimeValue::fromLocalTime(time.brokenDown(TimeZone::kLocal)), time);
 }
 
 TEST(IntervalText, HasEachNumber) {
@@ -107,12 +103,11 @@ TEST(IntervalText, HasEachNumber) {
 }
 
 TEST(IntervalText, OfSecondsAsANumber) {
-  const std::tuple<double, const char16_t*, const char*> rows[] = {{86399.9, u"%%|%D|%H|%M|%S", "%|0|23|59|59"},
-                                                                   {1.5, u"<%m%u%U%n%N>", "<>"},
-                                                                   {-59.5, u"%S", "-59"},
-                                                                   {NAN, u"%D %S", "0 00"},
-                                                                   {INFINITY, u"%D", "106751991167300"}};
-  for (const auto& [seconds, pattern, text] : rows) EXPECT_EQ(narrow(intervalText(seconds, pattern)), text) << seconds;
+  using Row = std::tuple<double, const char16_t*, const char*>;
+  for (const auto& [seconds, pattern, text] :
+       {Row{86399.9, u"%%|%D|%H|%M|%S", "%|0|23|59|59"}, Row{1.5, u"<%m%u%U%n%N>", "<>"}, Row{-59.5, u"%S", "-59"},
+        Row{NAN, u"%D %S", "0 00"}, Row{INFINITY, u"%D", "106751991167300"}})
+    EXPECT_EQ(narrow(intervalText(seconds, pattern)), text) << seconds;
   EXPECT_EQ(narrow(intervalText(90061.5)), "1d:01h:01m:01s");
 }
 

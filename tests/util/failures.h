@@ -20,7 +20,10 @@ std::string failureOf(const Operation& operation) {
   try {
     operation();
   } catch (const Failure& failure) {
-    return narrow(failure.text());
+    if constexpr (requires { failure.message(); })
+      return failure.message();
+    else
+      return narrow(failure.text());
   }
   return "(nothing)";
 }
