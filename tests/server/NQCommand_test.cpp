@@ -36,20 +36,13 @@ const std::string kOnMetaData = "02 000a 6f6e4d65746144617461 ";
 const std::string kOne = "00 3ff0000000000000 ";
 const std::string kObject = "03 0001 61 0101 000009 ";
 
-std::string textOf(MessageKind kind, const std::string& payload) {
-  return NQCommand(kind, fromHex(payload), true).toText();
-}
-
 TEST(NQCommandTable, FindsNamesInAnyCase) {
-  const std::pair<const char*, std::uint32_t> rows[] = {{"", 0},       {"@GETstats", 1}, {"onMCastJoin", 8},
-                                                        {"PLAY2", 13}, {"seekraw", 18},  {"STOPTRANSMIT", 22}};
-  for (const auto& [name, id] : rows) EXPECT_EQ(commandIdOf(name), id) << name;
-}
-
-TEST(NQCommandTable, AnswersZeroForOtherNames) {
   using namespace std::string_view_literals;
-  for (const auto name : {"zzz"sv, "A"sv, "pla"sv, "play3"sv, "play\0"sv, "\xff\xfe"sv, " connect"sv})
-    EXPECT_EQ(commandIdOf(name), 0U) << name;
+  const std::pair<std::string_view, std::uint32_t> rows[] = {
+      {"", 0},        {"@GETstats", 1}, {"onMCastJoin", 8}, {"PLAY2", 13}, {"seekraw", 18}, {"STOPTRANSMIT", 22},
+      {"zzz", 0},     {"A", 0},         {"pla", 0},         {"play3", 0},  {"play\0"sv, 0}, {"\xff\xfe", 0},
+      {" connect", 0}};
+  for (const auto& [name, id] : rows) EXPECT_EQ(commandIdOf(name), id) << name;
 }
 
 TEST(NQCommand, ReadsThePartsOfAPayload) {
@@ -72,12 +65,10 @@ TEST(NQCommand, ReadsThePartsOfAPayload) {
       {MessageKind::kDataEx, "03" + kOnMetaData, kNothing},
       {MessageKind::kCommandEx, "01" + kConnect, kNothing},
   };
-  for (const auto& [kind, payload, text] : rows) EXPECT_EQ(textOf(kind, payload), text) << payload;
-}
-
-TEST(NQCommand, ReadsMessagesInWhateverForm) {
+  for (const auto& [kind, payload, text] : rows)
+    EXPECT_EQ(NQCommand(kind, fromHex(payload), true).toText(), text) << payload;
+  // A message is read in whatever form.
   EXPECT_EQ(NQCommand(messageOf(15, "03" + kOnMetaData), true).nameText(), "onMetaData");
-  EXPECT_EQ(NQCommand(messageOf(17, ""), true).nameText(), "");
   EXPECT_EQ(NQCommand(messageOf(9, kOnMetaData), true).nameText(), "");
 }
 
@@ -140,7 +131,6 @@ TEST(NQCommandWriting, EachMessageRefersToItsOwnValuesOnly) {
 TEST(NQCommandWriting, CopiesHaveAllPartsAndGrowAlone) {
   const NQCommand command = filled();
   NQCommand copy(command);
-  EXPECT_TRUE(copy.isWriting() && copy.commandId() == 12);
   EXPECT_EQ(copy.toText(), command.toText());
   copy.addArgument(NQDataValue::number(1));
   EXPECT_EQ(command.argumentCount(), 2U);
@@ -148,10 +138,9 @@ TEST(NQCommandWriting, CopiesHaveAllPartsAndGrowAlone) {
 
 TEST(NQCommandWriting, PropertiesNeedAnObject) {
   NQCommand command;
-  EXPECT_TRUE(command.addProperty("a", NQDataValue::number(1)));
-  EXPECT_TRUE(command.addProperty("b", NQDataValue::number(2)));
+  for (const char* name : {"a", "b"}) EXPECT_TRUE(command.addProperty(name, NQDataValue::number(1)));
   EXPECT_EQ(command.argumentCount(), 1U);
-  EXPECT_EQ(command.argument(0).array()->find("b").toDouble(), 2);
+  EXPECT_EQ(command.argument(0).array()->size(), 2U);
   NQCommand other;
   other.addArgument(NQDataValue::null());
   EXPECT_FALSE(other.addProperty("a", NQDataValue::number(1)));
@@ -178,93 +167,76 @@ TEST(NQCommandWriting, TextOfLongArgumentsIsCut) {
 }
 
 TEST(MessageDump, TellsKindAndContent) {
-  const std::tuple<int, const char*, const char*> rows[] = {
-      {4, "0003 00001388", " kMsgUserCtrl idByte=4 streamId=0 time=0 kMsgSetBufferLen 000300001388"},
-      {7, "00ff", " kMsgVirtualUserControl idByte=7 streamId=0 time=0 ctrlMsgType=255 00FF"},
-      {4, "05", " kMsgUserCtrl idByte=4 streamId=0 time=0 kMsgStreamBegin 05"},
-      {4, "0029", " kMsgUserCtrl idByte=4 streamId=0 time=0 kMsgRtmfpSetKeepalives 0029"},
-      {4, "002a", " kMsgUserCtrl idByte=4 streamId=0 time=0 ctrlMsgType=42 002A"},
-      {5, "01", " id=5 idByte=5 streamId=0 time=0"},
-      {8, "af01", " kMsgAudio idByte=8 streamId=0 time=0 kSndCompressAAC kSnd44K16Stereo"},
-      {8, "b1", " kMsgAudio idByte=8 streamId=0 time=0 kSndCompressSpeex kSnd5K8Stereo"},
-      {8, "c0", " kMsgAudio idByte=8 streamId=0 time=0 codec=192 kSnd5K8Mono"},
-      {8, "", " kMsgAudio idByte=8 streamId=0 time=0 kSndCompressNone kSnd5K8Mono"},
-      {0xA8, "26", " kMsgAudio idByte=-88 streamId=0 time=0 kSndCompressMP3 kSnd11K16Mono"},
-      {9, "17", " kMsgVideo idByte=9 streamId=0 time=0 kVideoCodecH264"},
-      {9, "18", " kMsgVideo idByte=9 streamId=0 time=0 codec=8"},
-      {15, "00", " kMsgDataEx  idByte=15 streamId=0 time=0"},
-      {19, "00", " kMsgContainer  idByte=19 streamId=0 time=0"},
-      {23, "00", " kMsgPresent idByte=23 streamId=0 time=0"},
-      {24, "00", " id=24 idByte=24 streamId=0 time=0"},
-      {72, "af", " id=72 idByte=72 streamId=0 time=0"},
+  // A name, an id and one beyond 32 bits.
+  const std::string name = "02 0004 706c6179 ", id = "00 4008000000000000 ", wide = "00 41f0000000200000";
+  const std::tuple<int, std::string, const char*, const char*> rows[] = {
+      {4, "0003 00001388", "kMsgUserCtrl", " kMsgSetBufferLen 000300001388"},
+      {7, "00ff", "kMsgVirtualUserControl", " ctrlMsgType=255 00FF"},
+      {4, "05", "kMsgUserCtrl", " kMsgStreamBegin 05"},
+      {4, "0029", "kMsgUserCtrl", " kMsgRtmfpSetKeepalives 0029"},
+      {4, "002a", "kMsgUserCtrl", " ctrlMsgType=42 002A"},
+      {5, "01", "id=5", ""},
+      {8, "af01", "kMsgAudio", " kSndCompressAAC kSnd44K16Stereo"},
+      {8, "b1", "kMsgAudio", " kSndCompressSpeex kSnd5K8Stereo"},
+      {8, "c0", "kMsgAudio", " codec=192 kSnd5K8Mono"},
+      {8, "", "kMsgAudio", " kSndCompressNone kSnd5K8Mono"},
+      {-88, "26", "kMsgAudio", " kSndCompressMP3 kSnd11K16Mono"},
+      {9, "17", "kMsgVideo", " kVideoCodecH264"},
+      {9, "18", "kMsgVideo", " codec=8"},
+      {15, "00", "kMsgDataEx ", ""},
+      {19, "00", "kMsgContainer ", ""},
+      {23, "00", "kMsgPresent", ""},
+      {24, "00", "id=24", ""},
+      {72, "af", "id=72", ""},
+      {20, name + id + "03 0001 61 0101 0001 62 02 0001 78 000009 02 0001 73 05", "kMsgCmd",
+       " trxId=3 kEncodingAMF0 play cmdData=( kObjectType ( a= kboolType true, b= kStringType \"x\" ) )"
+       " arg0=(  kStringType \"s\" ) arg1=(  kNullType )"},
+      {17, "00" + name + id, "kMsgCmdEx", " trxId=3 kEncodingAMF0 play cmdData=( kUndefinedType )"},
+      {20, name + wide, "kMsgCmd", " trxId=2 kEncodingAMF0 play cmdData=( kUndefinedType )"},
+      {18, name + "01 01", "kMsgData",
+       " trxId=0 kEncodingAMF0 play cmdData=( kUndefinedType ) arg0=(  kboolType true )"},
+      {18, "02 0009 706c6179", "kMsgData", "BAD_PARSE"},
+      {18, "0e", "kMsgData", "BAD_PARSE"},
+      {18, "02 0001 61 03 0001 61", "kMsgData", "BAD_PARSE"},
   };
-  for (const auto& [type, payload, text] : rows) EXPECT_EQ(dumpMessage(messageOf(type, payload)), text);
+  for (const auto& [type, payload, kind, content] : rows) {
+    const std::string front = std::string(" ") + kind + " idByte=" + std::to_string(type) + " streamId=0 time=0";
+    EXPECT_EQ(dumpMessage(messageOf(type, payload)), front + content);
+  }
 }
 
-TEST(MessageDump, FieldsAreSigned) {
+TEST(MessageDump, TimesAreSigned) {
   const auto message = messageOf(9, "27");
   message->setTimestamp(0xFFFFFFFF);
   message->setStreamId(0xFFFFFF);
   EXPECT_EQ(dumpMessage(message), " kMsgVideo idByte=9 streamId=16777215 time=-1 kVideoCodecH264");
 }
 
-TEST(MessageDump, TakesCommandsApart) {
-  const std::string name = "02 0004 706c6179 ";
-  const std::string id = "00 4008000000000000 ";
-  EXPECT_EQ(dumpMessage(messageOf(20, name + id + "03 0001 61 0101 0001 62 02 0001 78 000009 02 0001 73 05")),
-            " kMsgCmd idByte=20 streamId=0 time=0 trxId=3 kEncodingAMF0 play"
-            " cmdData=( kObjectType ( a= kboolType true, b= kStringType \"x\" ) )"
-            " arg0=(  kStringType \"s\" ) arg1=(  kNullType )");
-  EXPECT_EQ(dumpMessage(messageOf(17, "00" + name + id)),
-            " kMsgCmdEx idByte=17 streamId=0 time=0 trxId=3 kEncodingAMF0 play cmdData=( kUndefinedType )");
-  EXPECT_EQ(dumpMessage(messageOf(20, name + "00 41f0000000200000")),
-            " kMsgCmd idByte=20 streamId=0 time=0 trxId=2 kEncodingAMF0 play cmdData=( kUndefinedType )");
-  EXPECT_EQ(dumpMessage(messageOf(18, name + "01 01")),
-            " kMsgData idByte=18 streamId=0 time=0 trxId=0 kEncodingAMF0 play cmdData=( kUndefinedType )"
-            " arg0=(  kboolType true )");
-}
-
-TEST(MessageDump, EndsWhereTheContentCannotBeRead) {
-  for (const char* payload : {"02 0009 706c6179", "0e", "02 0001 61 03 0001 61"})
-    EXPECT_EQ(dumpMessage(messageOf(18, payload)), " kMsgData idByte=18 streamId=0 time=0BAD_PARSE");
-}
-
-/// A folder with the reader in it (see commandReader.cpp), whose log goes into `logs` beside it.
-class Reader {
- public:
-  Reader() { std::filesystem::copy_file(K2R_COMMAND_READER, folder_.path() / "reader"); }
-
-  void read(int kind, const std::string& payload) const {
-    const std::string command = folder_.file("reader") + " " + std::to_string(kind) + " '" + payload + "'";
-    EXPECT_EQ(std::system(command.c_str()), 0) << command;
-  }
-  std::filesystem::path logs() const { return folder_.path() / "logs"; }
-  std::string log() const { return test::readWholeFile(logs() / "cmdParsingLog.log"); }
-
- private:
-  test::TempDirectory folder_;
-};
-
 TEST(NQCommandLog, TellsHowFarTheLastPayloadWasRead) {
-  const std::tuple<int, const char*, const char*, const char*> rows[] = {
-      {20, "02 0005 61", "command type (first arg)", "0: [0](Command data kUndefinedType)( Command args)"},
-      {20, "02 0004 73656564 00 01", "transaction id", "0: seed[0](Command data kUndefinedType)( Command args)"},
-      {20, "02 0004 7365656b 00 4000000000000000 0e", "command data",
-       "2: seek[17](Command data kUndefinedType)( Command args)"},
-      {18, "02 0001 61 05 0101 02 0009", "argument number2",
-       "0: a[0](Command data kUndefinedType)( Command args kNullType,  kboolType true)"},
-      {15, "", "command type (first arg)", "0: [0](Command data kUndefinedType)( Command args)"},
+  const std::string nothing = "](Command data kUndefinedType)( Command args";
+  const std::tuple<int, const char*, const char*, std::string> rows[] = {
+      {20, "02 0005 61", "command type (first arg)", "0: [0" + nothing},
+      {20, "02 0004 73656564 00 01", "transaction id", "0: seed[0" + nothing},
+      {20, "02 0004 7365656b 00 4000000000000000 0e", "command data", "2: seek[17" + nothing},
+      {18, "02 0001 61 05 0101 02 0009", "argument number2", "0: a[0" + nothing + " kNullType,  kboolType true"},
+      {15, "", "command type (first arg)", "0: [0" + nothing},
   };
-  const Reader reader;
-  reader.read(20, "02");
-  EXPECT_FALSE(std::filesystem::exists(reader.logs())) << "it needs its folder";
-  std::filesystem::create_directory(reader.logs());
+  // A folder with the reader in it (see commandReader.cpp), whose log goes into `logs` beside it.
+  const test::TempDirectory folder;
+  std::filesystem::copy_file(K2R_COMMAND_READER, folder.file("reader"));
+  const auto read = [&](int kind, const std::string& payload) {
+    const std::string command = folder.file("reader") + " " + std::to_string(kind) + " '" + payload + "'";
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+  };
+  read(20, "02");
+  EXPECT_FALSE(std::filesystem::exists(folder.file("logs"))) << "it needs its folder";
+  std::filesystem::create_directory(folder.file("logs"));
   for (const auto& [kind, payload, unread, command] : rows) {
-    reader.read(kind, payload);
-    const std::string log = reader.log();
+    read(kind, payload);
+    const std::string log = test::readWholeFile(folder.file("logs/cmdParsingLog.log"));
     EXPECT_EQ(log.substr(std::min(log.find("while parsing"), log.size())),
               "while parsing buffer with message id " + std::to_string(kind) + ", failed to read the " + unread +
-                  "\nCommand parsed as \n" + command + "\n");
+                  "\nCommand parsed as \n" + command + ")\n");
   }
 }
 

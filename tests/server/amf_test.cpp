@@ -5,6 +5,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "server/AMF0Items.h"
@@ -30,17 +31,13 @@ std::string kindsOf(const NQDataValue& value) {
   return std::regex_replace(test::dumpOf(value), ending, "");
 }
 
-std::string spaced(const std::string& image) {
-  return hex(fromHex(image));
-}
+constexpr auto spaced = [](const std::string& image) { return hex(fromHex(image)); };
 
+/// A value, its dump, and what is written back; null where that is the image again.
 struct Form {
   const char* image;
   const char* dump;
-  /// Null where it is the image.
-  const char* writtenBack = nullptr;
-
-  std::string back() const { return writtenBack != nullptr ? writtenBack : image; }
+  const char* back = nullptr;
 };
 
 NQDataValue containerOf(NQDataKind kind, const char* name, const NQDataValue& member) {
@@ -57,7 +54,6 @@ TEST(AMF0, ReadsEachMarkerAndWritesIt) {
       {"01 02", " kbool false", "01 00"},
       {"02 0003 616263", " kString \"abc\""},
       {"03 0001 61 05 0001 62 0100 000009", " kObject ( a= kNull, b= kbool false )"},
-      {"03 000009", " kObject ( )"},
       {"04 0001 61", " kString \"a\"", "02 0001 61"},
       {"05", " kNull"},
       {"06", " kUndefined"},
@@ -78,7 +74,7 @@ TEST(AMF0, ReadsEachMarkerAndWritesIt) {
     const auto values = test::readScript(fromHex(form.image));
     ASSERT_EQ(values.size(), 1U) << form.image;
     EXPECT_EQ(kindsOf(values[0]), form.dump) << form.image;
-    EXPECT_EQ(writtenHex(values[0]), spaced(form.back())) << form.image;
+    EXPECT_EQ(writtenHex(values[0]), spaced(form.back ? form.back : form.image)) << form.image;
   }
   const auto null = NQDataValue::null();
   EXPECT_EQ(writtenHex(containerOf(NQDataKind::kStrictArrayType, "ignored", null)), spaced("0a 00000001 05"));
@@ -103,7 +99,6 @@ TEST(AMF3, ReadsEachMarkerAndWritesIt) {
       {"02", " kbool false"},
       {"03", " kbool true"},
       {"04 7f", " kNumber 127"},
-      {"04 8100", " kNumber 128"},
       {"04 ffffffff", " kNumber -1"},
       {"04 bfffffff", " kNumber 268435455"},
       {"04 c0808000", " kNumber -268435456"},
@@ -135,7 +130,7 @@ TEST(AMF3, ReadsEachMarkerAndWritesIt) {
   for (const auto& form : forms) {
     const auto array = test::readScript(fromHex(kInArray + form.image))[0];
     EXPECT_EQ(kindsOf(array.array()->value(0)), form.dump) << form.image;
-    EXPECT_EQ(writtenHex(array, kAMF3), spaced(kInArray + form.back())) << form.image;
+    EXPECT_EQ(writtenHex(array, kAMF3), spaced(kInArray + (form.back ? form.back : form.image))) << form.image;
   }
   const auto vector = test::readScript(fromHex("11 0e 03 00 ffffffff"))[0];
   EXPECT_EQ(vector.array()->value(2).toDouble(), 4294967295.0) << "a dump shows 32 bits as a signed number";
@@ -162,37 +157,29 @@ TEST(AMF3, WritesTheMarkerThatTheValueAsksFor) {
 }
 
 TEST(AMF3, ReferencesGoToWhatCameBefore) {
-  const struct {
-    const char* what;
-    /// Two elements, the second of which is a reference.
-    const char* image;
-    const char* first;
-    /// Null where it is the first again.
-    const char* second = nullptr;
-  } rows[] = {
-      {"string", "06 03 61  06 00", " kString \"a\""},
-      {"array", "09 03 01 01  09 02", " kArray ( 0= kNull )"},
-      {"object", "0a 0b 01 01  0a 02", " kAvmPlusObject ( constructor= kString \"\" )"},
-      {"class", "09 05 01 0a 13 03 43 03 61 01 0a 13 03 44 03 62 01  0a 05 03",
+  // Two elements, the second of which is a reference, and what they are; null where the second is the first again.
+  const Form rows[] = {
+      {"06 03 61  06 00", " kString \"a\""},
+      {"09 03 01 01  09 02", " kArray ( 0= kNull )"},
+      {"0a 0b 01 01  0a 02", " kAvmPlusObject ( constructor= kString \"\" )"},
+      {"09 05 01 0a 13 03 43 03 61 01 0a 13 03 44 03 62 01  0a 05 03",
        " kArray ( 0= kAvmPlusObject ( constructor= kString \"C\", a= kNull ), 1= kAvmPlusObject ( constructor= kString "
        "\"D\", b= kNull ) )",
        " kAvmPlusObject ( constructor= kString \"D\", b= kbool true )"},
-      {"vector", "0d 01 00  0d 02", " kAvmPlusObject ( size= kNumber 0, fixed= kbool false )"},
-      {"date", "08 01 4276f68212400000  08 02", " kDate"},
-      {"XML", "0b 03 78  0b 02", " kXML"},
-      {"bytes", "0c 03 78  0c 02", " kBlob"},
-      {"the array itself", "09 00  01", " kArray ( 0= kArray ( ... ), 1= kNull )", " kNull"},
-      {"empty strings are not counted", "09 05 01 06 01 06 03 61  06 00",
-       " kArray ( 0= kString \"\", 1= kString \"a\" )", " kString \"a\""},
-      {"XML text is no string", "09 05 01 07 03 78 06 03 61  06 00", " kArray ( 0= kXML, 1= kString \"a\" )",
-       " kString \"a\""},
-      {"what another marker brought", "0c 03 78  08 02", " kBlob", " kUndefined"},
-      {"XML of the other kind", "0b 03 78  07 02", " kXML", " kUndefined"},
+      {"0d 01 00  0d 02", " kAvmPlusObject ( size= kNumber 0, fixed= kbool false )"},
+      {"08 01 4276f68212400000  08 02", " kDate"},
+      {"0b 03 78  0b 02", " kXML"},
+      {"0c 03 78  0c 02", " kBlob"},
+      {"09 00  01", " kArray ( 0= kArray ( ... ), 1= kNull )", " kNull"},
+      {"09 05 01 06 01 06 03 61  06 00", " kArray ( 0= kString \"\", 1= kString \"a\" )", " kString \"a\""},
+      {"09 05 01 07 03 78 06 03 61  06 00", " kArray ( 0= kXML, 1= kString \"a\" )", " kString \"a\""},
+      {"0c 03 78  08 02", " kBlob", " kUndefined"},
+      {"0b 03 78  07 02", " kXML", " kUndefined"},
   };
   for (const auto& row : rows) {
     const auto value = test::readScript(fromHex(std::string("11 09 05 01") + row.image))[0];
-    EXPECT_EQ(kindsOf(value.array()->value(0)), row.first) << row.what;
-    EXPECT_EQ(kindsOf(value.array()->value(1)), row.second != nullptr ? row.second : row.first) << row.what;
+    EXPECT_EQ(kindsOf(value.array()->value(0)), row.dump) << row.image;
+    EXPECT_EQ(kindsOf(value.array()->value(1)), row.back ? row.back : row.dump) << row.image;
   }
 }
 
@@ -206,8 +193,7 @@ TEST(AMF3, RepeatedStringsAndObjectsAreWrittenAsReferences) {
 TEST(AMF3, ReferencesSpanTheValuesOfAPayload) {
   const auto values = test::readScript(fromHex("11 0a 0b 01 03 61 01 01 11 0a 00 07 0000"));
   ASSERT_EQ(values.size(), 3U);
-  EXPECT_EQ(values[0].array(), values[1].array());
-  EXPECT_EQ(values[2].array(), values[0].array());
+  for (const auto& value : values) EXPECT_EQ(value.array(), values[0].array());
   EXPECT_EQ(values[2].kind(), NQDataKind::kArrayType);
 }
 
@@ -223,40 +209,26 @@ TEST(AMF3, ClearedTablesAreReferredToNoMore) {
 }
 
 TEST(AMF3, AnArrayWrittenInBothFormatsIsNotMistakenForTheOther) {
-  const auto array = containerOf(NQDataKind::kArrayType, "a", NQDataValue::number(1));
+  const auto array = containerOf(NQDataKind::kArrayType, "a", NQDataValue::null());
   const auto object = containerOf(NQDataKind::kAvmPlusObjectType, "constructor", NQDataValue::string(""));
   NQDataArrayPtr(object.array())->append(makeText("b"), array);
   const NQDataValue values[] = {array, object};
-  const auto back = test::readScript(test::writeScript(values));
-  EXPECT_EQ(kindsOf(back[1].array()->value(1)), " kArray ( a= kNumber 1 )");
+  EXPECT_EQ(kindsOf(test::readScript(test::writeScript(values))[1].array()->value(1)), " kArray ( a= kNull )");
 }
 
-/// The bytes of these items, one behind another.
-template <typename... Items>
-std::string written(const Items&... items) {
-  std::ostringstream out;
-  (items.writeTo(out), ...);
-  return hex(out.str());
-}
-
-std::istringstream streamOf(const char* image) {
-  return std::istringstream(test::textOf(fromHex(image)));
-}
-
-TEST(AMF0Items, AreWrittenByteForByte) {
-  EXPECT_EQ(written(AMF0ObjectBegin(), AMF0ObjectEnd()), "03000009");
-  EXPECT_EQ(written(AMF0ArrayBegin(), AMF0ArrayEnd()), "08000000 00000009");
-  EXPECT_EQ(written(AMF0StrictArrayBegin(3.0), AMF0String("abc")), "0a000000 03020003 616263");
-  EXPECT_EQ(written(AMF0NoHeaderString("abc"), AMF0Number(1.5)), "00036162 63003ff8 00000000 0000");
-  EXPECT_EQ(written(AMF0PropObjectBegin("k"), AMF0PropNumber("k", -2)), "00016b03 00016b00 c0000000 00000000");
-  EXPECT_EQ(written(AMF0PropString("k", "")), "00016b02 0000");
-}
+constexpr auto streamOf = [](const char* image) { return std::istringstream(test::textOf(fromHex(image))); };
 
 TEST(AMF0Items, CountsAreTruncatedAndKeptInTheirField) {
-  for (const double none : {-1.0, std::numeric_limits<double>::quiet_NaN()})
-    EXPECT_EQ(written(AMF0StrictArrayBegin(none)), "0a000000 00") << none;
-  for (const double most : {4294967295.0, 1e300}) EXPECT_EQ(written(AMF0StrictArrayBegin(most)), "0affffff ff") << most;
-  EXPECT_EQ(written(AMF0StrictArrayBegin(2.9)), "0a000000 02");
+  const std::pair<double, const char*> rows[] = {{-1, "0a000000 00"},
+                                                 {std::numeric_limits<double>::quiet_NaN(), "0a000000 00"},
+                                                 {2.9, "0a000000 02"},
+                                                 {4294967295.0, "0affffff ff"},
+                                                 {1e300, "0affffff ff"}};
+  for (const auto& [count, image] : rows) {
+    std::ostringstream out;
+    AMF0StrictArrayBegin(count).writeTo(out);
+    EXPECT_EQ(hex(out.str()), image) << count;
+  }
 }
 
 TEST(AMF0Items, LongNamesAreRefusedBeforeAnythingIsWritten) {
@@ -276,45 +248,37 @@ TEST(AMF0Items, AreReadInSequence) {
   AMF0PropNumber number;
   AMF0PropString property;
   list.readFrom(in);
-  EXPECT_EQ(list.count, 4294967295.0);
   text.readFrom(in);
-  EXPECT_EQ(text.value, "yy");
   number.readExpecting(in, "a");
-  EXPECT_EQ(number.value, 2.0);
+  EXPECT_EQ(std::tuple(list.count, text.value, number.value), std::tuple(4294967295.0, "yy", 2.0));
   EXPECT_THROW(property.readExpecting(in, "a"), ParseException) << "another name";
   EXPECT_EQ(property.name + property.value, "bx");
   text.readFrom(in);
   EXPECT_EQ(text.value, "");
 }
 
-template <typename Item>
-void read(std::istream& in) {
-  Item().readFrom(in);
-}
-
-using Refused = std::pair<void (*)(std::istream& in), const char*>;
-
-template <typename Failure>
-void expectRefusals(std::initializer_list<Refused> rows) {
-  for (const auto& [readItem, image] : rows) {
+template <typename Failure, typename Item>
+void expectRefusals(Item item, std::initializer_list<const char*> images) {
+  for (const char* image : images) {
     auto in = streamOf(image);
-    EXPECT_THROW(readItem(in), Failure) << image;
+    EXPECT_THROW(item.readFrom(in), Failure) << image;
     EXPECT_EQ(in.exceptions(), std::ios_base::goodbit) << image;
   }
 }
 
 TEST(AMF0Items, RefuseOtherItemsAndInputThatEndsEarly) {
-  expectRefusals<ParseException>(
-      {Refused(read<AMF0ObjectBegin>, "08"), Refused(read<AMF0ObjectEnd>, "0000 03"),
-       Refused(read<AMF0ArrayEnd>, "0001 61 00"), Refused(read<AMF0ArrayBegin>, "03 00000000"),
-       Refused(read<AMF0ArrayBegin>, "08 00000001"), Refused(read<AMF0StrictArrayBegin>, "08 00000000"),
-       Refused(read<AMF0Number>, "01 0000000000000000"), Refused(read<AMF0String>, "03 0000"),
-       Refused(read<AMF0PropObjectBegin>, "0001 61 08")});
-  expectRefusals<std::ios_base::failure>(
-      {Refused(read<AMF0ObjectBegin>, ""), Refused(read<AMF0ObjectEnd>, "0002 61"),
-       Refused(read<AMF0ArrayBegin>, "08 0000"), Refused(read<AMF0Number>, "00 00000000000000"),
-       Refused(read<AMF0String>, "0c ffffffff 616263"), Refused(read<AMF0NoHeaderString>, "00"),
-       Refused(read<AMF0PropString>, "0001 61 02 0001")});
+  expectRefusals<ParseException>(AMF0ObjectBegin(), {"08"});
+  expectRefusals<ParseException>(AMF0ObjectEnd(), {"0000 03"});
+  expectRefusals<ParseException>(AMF0ArrayEnd(), {"0001 61 00"});
+  expectRefusals<ParseException>(AMF0ArrayBegin(), {"03 00000000", "08 00000001"});
+  expectRefusals<ParseException>(AMF0StrictArrayBegin(), {"08 00000000"});
+  expectRefusals<ParseException>(AMF0Number(), {"01 0000000000000000"});
+  expectRefusals<ParseException>(AMF0String(), {"03 0000"});
+  expectRefusals<ParseException>(AMF0PropObjectBegin(), {"0001 61 08"});
+  expectRefusals<std::ios_base::failure>(AMF0ObjectEnd(), {"", "0002 61"});
+  expectRefusals<std::ios_base::failure>(AMF0ArrayBegin(), {"08 0000"});
+  expectRefusals<std::ios_base::failure>(AMF0Number(), {"00 00000000000000"});
+  expectRefusals<std::ios_base::failure>(AMF0PropString(), {"00", "0001 61 02 0001", "0001 61 0c ffffffff 616263"});
 }
 
 }  // namespace
