@@ -1,7 +1,6 @@
 // What stands between us and the libraries: call backs on streams and warnings, dates, and the entries with what their
 // wrappers never give them.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <new>
@@ -23,8 +22,17 @@ using qvs::util::operator""_4cc;
 using test::MemoryStream;
 
 /// Notes the operations that are called, each of which throws whatever it is told to.
-struct Noting {
-  int note(const char* operation) {
+template <typename Stream, typename Count, typename Position>
+struct Noting : Stream {
+  void addReference() override { note("addReference"); }
+  void release() override { note("release"); }
+  void open() override { note("open"); }
+  void close() override { note("close"); }
+  Count read(void*, Count) override { return note("read"); }
+  void seek(std::int64_t, std::uint32_t) override { note("seek"); }
+  Position tell() override { return note("tell"); }
+
+  std::uint8_t note(const char* operation) {
     operations += operation + std::string(" ");
     raise();
     return 0;
@@ -34,31 +42,14 @@ struct Noting {
   void (*raise)() = nullptr;
 };
 
-struct NotingStream final : IOStream, Noting {
-  void addReference() override { note("addReference"); }
-  void release() override { note("release"); }
-  void open() override { note("open"); }
-  void close() override { note("close"); }
-  std::uint64_t read(void*, std::uint64_t) override { return static_cast<std::uint64_t>(note("read")); }
-  void seek(std::int64_t, std::uint32_t) override { note("seek"); }
-  std::uint64_t tell() override { return static_cast<std::uint64_t>(note("tell")); }
-  std::uint64_t write(const void*, std::uint64_t) override { return static_cast<std::uint64_t>(note("write")); }
+struct NotingStream final : Noting<IOStream, std::uint64_t, std::uint64_t> {
+  std::uint64_t write(const void*, std::uint64_t) override { return note("write"); }
   void flush() override { note("flush"); }
 };
 
-struct NotingInput final : mtg::InputStream, Noting {
-  void addReference() override { note("addReference"); }
-  void release() override { note("release"); }
-  std::uint32_t read(void*, std::uint32_t) override { return static_cast<std::uint32_t>(note("read")); }
-  void seek(std::int64_t, std::uint32_t) override { note("seek"); }
-  std::int64_t tell() override { return note("tell"); }
-  void open() override { note("open"); }
-  void close() override { note("close"); }
-};
-
-/// `callAll` answers the statuses of all call backs, which are to reach these operations in this order.
+/// Calls all call backs of a stream, which are to reach their operations in this order.
 template <typename LibraryException, typename CallAll>
-void expectStatuses(Noting& stream, const CallAll& callAll, const std::string& operations) {
+void expectStatuses(auto& stream, const CallAll& callAll, const std::string& operations) {
   const std::pair<void (*)(), std::uint32_t> raisesAndStatuses[] = {{[] {}, 0},
                                                                     {[] { throw LibraryException(1234); }, 1234},
                                                                     {[] { throw std::bad_alloc(); }, 18},
@@ -91,7 +82,7 @@ TEST(StreamCallBacks, ReachTheirOperationAndTurnExceptionsIntoStatuses) {
 }
 
 TEST(TagStreamCallBacks, ReachTheirOperationAndTurnExceptionsIntoStatuses) {
-  NotingInput stream;
+  Noting<mtg::InputStream, std::uint32_t, std::int64_t> stream;
   KrvoMTGInputStreamCallBacks table{};
   stream.fill(table);
   std::uint32_t done = 0;
@@ -120,27 +111,19 @@ TEST(Dates, AreTakenFromUtc) {
   const K2MDate date = makeDate(sys_days(year(2024) / 2 / 29) + 23h + 58min + 7s);
   EXPECT_EQ(test::hex(std::as_bytes(std::span(&date, 1))), "081d0200 e807173a 0700");
   EXPECT_EQ(makeDate(sys_days(year(1904) / 1 / 1)).year, 1904);
-  for (const sys_seconds wrong :
-       {sys_seconds(sys_days(year(1904) / 1 / 1)) - 1s, sys_seconds(sys_days(year(10000) / 1 / 1))}) {
-    EXPECT_THAT([wrong] { makeDate(wrong); }, testing::Throws<Exception>(testing::Property(&Exception::status, 20U)));
-  }
+  for (const sys_seconds wrong : {sys_days(year(1904) / 1 / 1) - 1s, sys_days(year(10000) / 1 / 1) + 0s})
+    EXPECT_EQ(test::statusOf([wrong] { makeDate(wrong); }), 20U);
   EXPECT_GE(dateNow().year, 2024);
 }
 
-TEST(K2RWriter, ThrowsTheStatusAndLeavesTheStreamReleased) {
+TEST(K2RWriter, PassesAFlushOnAndLeavesTheStreamReleasedWhereItThrows) {
   MemoryStream stream;
-  const Allocator allocator;
+  test::SegmentMaker(stream).writer().k2mWriter().flush();
+  EXPECT_EQ(stream.flushes, 1);
   auto info = test::documentInfo();
   info.created.month = 13;
-  EXPECT_EQ(test::statusOf([&] { K2RWriter(stream, info, allocator); }), kKrvoBadDate);
+  EXPECT_EQ(test::statusOf([&] { K2RWriter(stream, info, Allocator()); }), kKrvoBadDate);
   EXPECT_EQ(stream.references, 0);
-}
-
-TEST(K2RWriter, PassesAFlushOn) {
-  MemoryStream stream;
-  test::SegmentMaker maker(stream);
-  maker.writer().k2mWriter().flush();
-  EXPECT_EQ(stream.flushes, 1);
 }
 
 TEST(Entries, GiveBackABufferWhateverElseIsWrong) {

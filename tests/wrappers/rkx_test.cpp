@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <tuple>
 
 #include "tests/encryption/FakeLibrary.h"
 #include "tests/support/hex.h"
@@ -27,21 +28,16 @@ RKXEncryptor makeEncryptor() {
 TEST(RkxTables, AreAskedForUntilTheyAreGood) {
   FakeLibrary library;
   const auto make = [] { makeEncryptor().makeMetadata({}); };
-  library.encryptorWords = 4;
-  EXPECT_EQ(statusOf(make), 1U);
-  library.encryptorWords = 5;
-  library.noTable = true;
-  EXPECT_EQ(statusOf(make), 1U);
-  library.noTable = false;
-  library.statuses["encryptorTable"] = 77;
-  EXPECT_EQ(statusOf(make), 1U) << "whatever the library's reason";
-  library.statuses.clear();
-  library.metadataWords = 4;
-  EXPECT_EQ(statusOf(make), 1U);
-  library.metadataWords = 9;
-  EXPECT_EQ(statusOf(make), 0U) << "a longer table";
-  library.encryptorWords = 0;
-  library.metadataWords = 0;
+  // Words of the encryptor's table, whether there is one, the status of asking for it, words of the metadata's table.
+  const std::tuple<std::uint64_t, bool, RKXStatus, std::uint64_t, RKXStatus> rows[] = {
+      {4, true, 0, 5, 1}, {5, false, 0, 5, 1}, {5, true, 77, 5, 1}, {5, true, 0, 4, 1}, {5, true, 0, 9, 0}};
+  for (const auto& [words, isThere, status, metadataWords, expected] : rows) {
+    std::tie(library.encryptorWords, library.metadataWords) = std::tie(words, metadataWords);
+    library.noTable = !isThere;
+    library.statuses["encryptorTable"] = status;
+    EXPECT_EQ(statusOf(make), expected) << words << ' ' << status << ' ' << metadataWords;
+  }
+  library.encryptorWords = library.metadataWords = 0;
   library.calls.clear();
   EXPECT_EQ(statusOf(make), 0U);
   EXPECT_EQ(library.calls.size(), 2U) << "kept: only createEncryptor and createMetadata";
@@ -56,7 +52,6 @@ TEST(RkxHandles, GiveTheObjectBackWithTheLastCopy) {
   const RKXEncryptor second = *first;
   first.reset();
   EXPECT_EQ(library.objects, 2);
-  EXPECT_TRUE(second);
   EXPECT_EQ(hex(metadata->bytes().bytes()), hex("block"));
 }
 
