@@ -135,17 +135,6 @@ TEST_F(ConfigMessages, AreSequenceHeadersByteForByte) {
          "08000004 02030401 000000af 00121000 00000f", 13);
 }
 
-TEST_F(ConfigMessages, AreEmptyWhereThereIsNothingToRepeat) {
-  const K2RSampleWriter writer(*this);
-  const ByteBuffer avcC = makeAvcCBox(fromHex("0164"));
-  const ByteBuffer esds = makeEsdsBox(fromHex("1210"));
-  EXPECT_TRUE(writer.buildVideoConfig("VP6F"_4cc, 0, 0, avcC).empty());
-  EXPECT_TRUE(writer.buildVideoConfig("mp4v"_4cc, 0, 0, avcC).empty());
-  EXPECT_TRUE(writer.buildVideoConfig("H264"_4cc, 0, 0, esds).empty());
-  EXPECT_TRUE(writer.buildAudioConfig(".mp3"_4cc, 0, 0, esds).empty());
-  EXPECT_TRUE(writer.buildAudioConfig("mp4a"_4cc, 0, 0, makeEsdsBox({})).empty());
-}
-
 TEST(HintDescription, IsWrittenByteForByte) {
   ByteWriter out;
   const HintDescriptionEntry entries[] = {{.first = 2, .flags = {1, 0, 9, 0, 255}, .last = 3}, {}};

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -105,30 +104,6 @@ TEST(NQMessage, RefusesWhatTheSizeFieldCannotHold) {
       testing::ThrowsMessage<qvs::QVSException>("A message of 16777216 bytes exceeds the 24-bit size of a tag."));
 }
 
-TEST(NQMessage, HoldsOneReferenceForEachCopyAndNoneForAMove) {
-  RefCountedMemoryArena arena;
-  MemoryHolder memory;
-  arena.allocate(memory, 32);
-  const auto references = [&memory] { return memory->addRef(), memory->release() - 1; };
-  {
-    NQMessage first(1, 20, memory, memory->getData() + 12, 4);
-    EXPECT_EQ(references(), 1U);
-    NQMessage copy(first);
-    EXPECT_EQ(references(), 2U);
-    NQMessage moved(std::move(first));
-    EXPECT_EQ(references(), 2U);
-    EXPECT_TRUE(first.empty());  // NOLINT(bugprone-use-after-move): what a move leaves is told
-    copy = moved;
-    EXPECT_EQ(references(), 2U);
-    copy = NQMessage();
-    EXPECT_EQ(references(), 1U);
-    EXPECT_EQ(std::pair(moved.sampleOffset(), moved.dataSize()), std::pair(12U, 5U));
-    const std::vector<NQMessage> queue(20, moved);
-    EXPECT_EQ(references(), 21U);
-  }
-  EXPECT_EQ(references(), 0U);
-}
-
 TEST(NQMessage, TakesNoMoreIntoTheSampleThanItHasInFront) {
   NQMessage message = store(9, fromHex("14 5a aabb"));
   ASSERT_EQ(message.sampleOffset(), 13U);
@@ -156,35 +131,6 @@ MemoryHolder take(IMemoryArena& arena, std::uint64_t size) {
   MemoryHolder memory;
   arena.allocate(memory, size);
   return memory;
-}
-
-TEST(RefCountedMemoryArena, LeavesABlockToItsHolders) {
-  MemoryHolder kept;
-  {
-    RefCountedMemoryArena arena;
-    for (const std::uint64_t size : {0U, 15U, 100000U}) {
-      arena.allocate(kept, size);  // gives back the one before
-      EXPECT_EQ(kept->getSize(), size);
-    }
-    arena.reset();
-  }
-  std::memset(kept->getData(), 1, kept->getSize());
-  EXPECT_EQ(kept.detach()->release(), 0U) << "the last holder; the block goes, as a leak check can tell";
-}
-
-TEST(PooledBlock, GrowsToAMultipleOf1024AboveTheSizeAndIsNotCounted) {
-  PooledBlock block;
-  EXPECT_EQ(block.getSize(), 65536U);
-  const std::pair<std::uint64_t, std::uint64_t> sizesAndCapacities[] = {{65536, 65536}, {65537, 66560}, {66560, 66560},
-                                                                        {66561, 67584}, {100, 67584},   {68608, 69632}};
-  for (const auto& [size, capacity] : sizesAndCapacities) {
-    block.reserve(size);
-    EXPECT_EQ(block.getSize(), capacity) << size;
-    std::memset(block.getData(), 0x5A, block.getSize());
-  }
-  EXPECT_EQ(block.addRef(), 1U);
-  EXPECT_EQ(block.release(), 1U);
-  EXPECT_EQ(block.release(), 1U);
 }
 
 /// The data pointers of so many blocks of `size` bytes, whose holders are gone.

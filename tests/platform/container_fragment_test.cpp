@@ -316,15 +316,12 @@ TEST(OpenFragment, RefusesSamplesThatContradictThemselves) {
     return statusOf([&] { maker.writer().addHintSample(hint, media, k2m::makeDataBuffer(tag), info, true); });
   };
   EXPECT_EQ(add([&] { hint = maker.audioTrack(); }), kKrvoBadArgument);
-  EXPECT_EQ(add([&] { hint = other.hintTrack(); }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { hint = {}; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { media = maker.hintTrack(); }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { media = other.audioTrack(); }), kKrvoBadArgument);
-  EXPECT_EQ(add([&] { media = {}; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { info.sample.size = 31; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { info.sample.length = 0; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { info.sample.timescale = 0; }), kKrvoBadArgument);
-  EXPECT_EQ(add([&] { info.media.length = 21; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { info.media.offset = 17; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { info.media.offset = 0xFFFFFFFF; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { info.sample.time = ~0ULL, info.sample.timescale = 1; }), kKrvoTooLarge);
