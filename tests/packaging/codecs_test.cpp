@@ -221,18 +221,6 @@ TEST_F(MetadataMessage, HasTheTimeCodeWhereItIsKnown) {
   EXPECT_EQ(members(true), "duration=2.5 trackinfo=() smpteTimeInfo=(smpteOffset=0) custdef=()");
 }
 
-TEST_F(MetadataMessage, WritesCustomDefinitionsAndEmptyLanguages) {
-  MetadataSummary summary;
-  summary.setTracks({std::make_shared<ruvo::k2r::MetaDataTrackInfo>("amf0"_4cc, 0, 1000, "")});
-  summary.setCustomDefinitions({{"site", "north"}});
-  std::ostringstream out;
-  writeMetadataMessage(out, summary);
-  EXPECT_EQ(out.str().find("language"), std::string::npos);
-  EXPECT_NE(out.str().find(std::string("custdef\x0a\0\0\0\x01\0\x04site\x02\0\x05north\0\0\x09", 29)),
-            std::string::npos);
-  EXPECT_EQ(out.exceptions(), std::ios_base::goodbit) << "the mask is the caller's again";
-}
-
 TEST_F(MetadataMessage, ReadsTheProfileFromWholeBoxesOnly) {
   const std::tuple<const char*, FourCC, const char*, const char*> rows[] = {
       {"behind another box", "avc1"_4cc, "00000008 66726565 0000000f 61766343 01 4d 00 1f ff e0 00",
