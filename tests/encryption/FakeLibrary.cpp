@@ -67,7 +67,7 @@ RKXStatus createMetadata(RKXObject*, const char* url, std::uint32_t urlSize, con
   const RKXStatus status = called("createMetadata", text(url, urlSize), text(transportCert, transportCertSize),
                                   text(licenseServerCert, licenseServerCertSize), text(credential, credentialSize),
                                   text(password, passwordSize), all + std::to_string(zero));
-  if (status == kRKXOk && !library().makesNoMetadata) *metadata = std::make_unique<Object>().release();
+  if (status == kRKXOk) *metadata = std::make_unique<Object>().release();
   return status;
 }
 

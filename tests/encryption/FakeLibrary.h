@@ -30,7 +30,6 @@ struct FakeLibrary {
   bool noTable = false;
   std::uint64_t encryptorWords = 5;
   std::uint64_t metadataWords = 5;
-  bool makesNoMetadata = false;
   std::string metadata = "block";
   std::string filterName = "F";
   /// Bits of the kinds that are encrypted.

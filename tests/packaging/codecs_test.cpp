@@ -135,17 +135,6 @@ TEST_F(ConfigMessages, AreSequenceHeadersByteForByte) {
          "08000004 02030401 000000af 00121000 00000f", 13);
 }
 
-TEST_F(ConfigMessages, AreEmptyWhereThereIsNothingToRepeat) {
-  const K2RSampleWriter writer(*this);
-  const ByteBuffer avcC = makeAvcCBox(fromHex("0164"));
-  const ByteBuffer esds = makeEsdsBox(fromHex("1210"));
-  EXPECT_TRUE(writer.buildVideoConfig("VP6F"_4cc, 0, 0, avcC).empty());
-  EXPECT_TRUE(writer.buildVideoConfig("mp4v"_4cc, 0, 0, avcC).empty());
-  EXPECT_TRUE(writer.buildVideoConfig("H264"_4cc, 0, 0, esds).empty());
-  EXPECT_TRUE(writer.buildAudioConfig(".mp3"_4cc, 0, 0, esds).empty());
-  EXPECT_TRUE(writer.buildAudioConfig("mp4a"_4cc, 0, 0, makeEsdsBox({})).empty());
-}
-
 TEST(HintDescription, IsWrittenByteForByte) {
   ByteWriter out;
   const HintDescriptionEntry entries[] = {{.first = 2, .flags = {1, 0, 9, 0, 255}, .last = 3}, {}};
@@ -230,18 +219,6 @@ TEST_F(MetadataMessage, SaysWhatTheTracksAre) {
 TEST_F(MetadataMessage, HasTheTimeCodeWhereItIsKnown) {
   properties.document.duration = 2500;
   EXPECT_EQ(members(true), "duration=2.5 trackinfo=() smpteTimeInfo=(smpteOffset=0) custdef=()");
-}
-
-TEST_F(MetadataMessage, WritesCustomDefinitionsAndEmptyLanguages) {
-  MetadataSummary summary;
-  summary.setTracks({std::make_shared<ruvo::k2r::MetaDataTrackInfo>("amf0"_4cc, 0, 1000, "")});
-  summary.setCustomDefinitions({{"site", "north"}});
-  std::ostringstream out;
-  writeMetadataMessage(out, summary);
-  EXPECT_EQ(out.str().find("language"), std::string::npos);
-  EXPECT_NE(out.str().find(std::string("custdef\x0a\0\0\0\x01\0\x04site\x02\0\x05north\0\0\x09", 29)),
-            std::string::npos);
-  EXPECT_EQ(out.exceptions(), std::ios_base::goodbit) << "the mask is the caller's again";
 }
 
 TEST_F(MetadataMessage, ReadsTheProfileFromWholeBoxesOnly) {

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "platform/container/GatherWriter.h"
-#include "platform/container/StatusError.h"
 #include "platform/container/retention.h"
 #include "tests/platform/container_reading.h"
 #include "tests/support/SegmentMaker.h"
@@ -192,21 +191,6 @@ TEST(Stream, MovesAllBytesInAsManyCallsAsItTakes) {
   EXPECT_EQ(memory.writes, Sizes({10, 7, 4, 1}));
 }
 
-TEST(Stream, AnswersWhatItIsToldAndIsReleased) {
-  MemoryStream memory;
-  memory.failingWrite = 0;
-  memory.failureStatus = 77;
-  auto table = k2m::makeCallBacks(memory);
-  const std::byte bytes[4]{};
-  EXPECT_EQ(test::statusOf<StatusError>([&] { Stream(table).write(0, bytes); }), 77U);
-  EXPECT_EQ(memory.opens, 1);
-  table.open = [](void*) -> KrvoStatus { return 5; };
-  EXPECT_EQ(test::statusOf<StatusError>([&] { Stream{table}; }), 5U);
-  table.open = nullptr;
-  EXPECT_EQ(test::statusOf<StatusError>([&] { Stream{table}; }), kKrvoBadArgument);
-  EXPECT_EQ(memory.references, 0);
-}
-
 constexpr std::uint64_t kNoPosition = std::numeric_limits<std::uint64_t>::max();
 
 void addFragment(SegmentMaker& maker, std::uint32_t number, std::uint32_t frameSize = 200) {
@@ -376,41 +360,18 @@ TEST(Append, SurvivesAnyDamagedByte) {
   }
 }
 
-TEST(Append, FailsWithTheStream) {
-  const auto& whole = recorded();
-  MemoryStream stream(whole.until(whole.positions[2] + 50));
-  stream.failingWrite = 0;
-  EXPECT_EQ(statusOf([&] { SegmentMaker(stream, whole.positions[1]); }), kKrvoWriteFailed) << "the cover";
-  EXPECT_EQ(stream.references, 0);
-
-  MemoryStream unreadable(whole.bytes);
-  unreadable.bytesOfRead = 0;
-  EXPECT_EQ(statusOf([&] { SegmentMaker(unreadable, whole.positions[1]); }), kKrvoReadFailed);
-}
-
-class Warnings final : public k2m::WarningHandler {
- public:
-  std::uint32_t warning(std::uint32_t code) override {
-    codes.push_back(code);
-    return 0;
-  }
-  std::vector<std::uint32_t> codes;
-};
-
 TEST(Append, StopsWhereTheHostDoesNotWantWhatACrashLeft) {
-  const auto& whole = recorded();
-  const k2m::Allocator allocator;
-  Warnings warnings;
-  MemoryStream stream(whole.bytes);
-  k2m::K2RWriter(stream, warnings, allocator, whole.positions[2]);
-  EXPECT_TRUE(warnings.codes.empty()) << "an `mfra` is no leftover";
-  MemoryStream longer(whole.bytes);
-  longer.bytes.push_back(std::byte{0});
-  EXPECT_EQ(statusOf([&] { k2m::K2RWriter(longer, warnings, allocator, whole.positions[2]); }), kKrvoStopped)
-      << "with something behind it, it may be";
-  EXPECT_EQ(statusOf([&] { k2m::K2RWriter(stream, warnings, allocator, whole.positions[1]); }), kKrvoStopped);
-  EXPECT_EQ(warnings.codes, (std::vector<std::uint32_t>{kKrvoWarnLeftover, kKrvoWarnLeftover}));
-  EXPECT_TRUE(stream.bytes == whole.bytes) << "it was asked before anything is overwritten";
+  struct Refusing final : k2m::WarningHandler {
+    std::uint32_t warning(std::uint32_t) override { return 0; }
+  } refusing;
+  const auto& [bytes, positions] = recorded();
+  MemoryStream stream(bytes);
+  const auto append = [&](std::uint64_t position) {
+    return statusOf([&] { k2m::K2RWriter(stream, refusing, k2m::Allocator(), position); });
+  };
+  EXPECT_EQ(append(positions[2]), kKrvoOk) << "an `mfra` is no leftover";
+  EXPECT_EQ(append(positions[1]), kKrvoStopped);
+  EXPECT_TRUE(stream.bytes == bytes) << "it was asked before anything is overwritten";
 }
 
 }  // namespace

@@ -51,7 +51,10 @@ class Trial {
     const std::size_t line = recorder_.host.lines.size();
     const bool goesOn = recorder_.has(".bootstrap");
     if (!recorder_.open(flags)) return "not opened";
-    totals_.refused += recorder_.record(session.messages);
+    const std::size_t refused = recorder_.record(session.messages);
+    totals_.refused += refused;
+    if (const std::size_t said = errorsFrom(line); said != refused)
+      return fmt::format("{} messages refused in {} lines", refused, said);
     if (session.stop) recorder_.stop();
     recorder_.close();
     ++totals_.sessions;
@@ -63,6 +66,12 @@ class Trial {
           return text.find("afra index is corrupt") != std::string::npos || text == "error: Unable to write bootstrap.";
         });
     return judge(session.stop && !failed, goesOn);
+  }
+
+  std::size_t errorsFrom(std::size_t line) const {
+    const auto& lines = recorder_.host.lines;
+    return static_cast<std::size_t>(std::count_if(lines.begin() + static_cast<std::ptrdiff_t>(line), lines.end(),
+                                                  [](const std::string& text) { return text.starts_with("error: "); }));
   }
 
   std::string judge(bool stopped, bool goesOn) {

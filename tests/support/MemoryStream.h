@@ -46,10 +46,8 @@ class MemoryStream final : public krvo::k2m::IOStream, public krvo::container::S
   /// The write with this place in `writes` fails, and so many in all from there on.
   std::uint64_t failingWrite = kNever;
   std::uint64_t failingWrites = 1;
-  /// The first one that fails takes no more than so many bytes, the others take none; or each throws
-  /// Exception(`failureStatus`) where that is not 0.
+  /// The first one that fails takes no more than so many bytes, the others take none.
   std::uint64_t bytesOfFailingWrite = 0;
-  std::uint32_t failureStatus = 0;
   /// Any other write takes no more than this, and a read gives no more.
   std::uint64_t bytesOfWrite = kNever;
   std::uint64_t bytesOfRead = kNever;

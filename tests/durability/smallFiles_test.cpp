@@ -1,0 +1,90 @@
+// The small files, at the system calls that write and swap them.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include "platform/os/durableFiles.h"
+#include "tests/durability/SystemCalls.h"
+#include "tests/support/TempDirectory.h"
+#include "tests/support/TestHost.h"
+#include "util/bytes.h"
+
+namespace {
+
+using namespace platform::os;
+using qvs::util::asBytes;
+
+class SmallFiles : public testing::Test {
+ protected:
+  static std::string text(const std::optional<std::vector<std::byte>>& content) {
+    return content ? test::textOf(*content) : "(nothing)";
+  }
+  bool put(std::string_view name, std::string_view content) { return writeFile(dir_.file(name), asBytes(content)); }
+  std::string get(std::string_view name) { return text(readFile(dir_.file(name), 1000)); }
+  bool swap(std::string_view from, std::string_view to) { return replaceFile(dir_.file(from), dir_.file(to)); }
+
+  test::TempDirectory dir_;
+};
+
+TEST_F(SmallFiles, WriteReplacesTheWholeOldContentAndFlushesNothing) {
+  const test::SystemCalls calls(dir_.path());
+  for (const char* const content : {"a long old content", "new", ""}) {
+    ASSERT_TRUE(put("a", content));
+    EXPECT_EQ(get("a"), content);
+  }
+  for (const auto& operation : calls.operations()) EXPECT_NE(operation.kind, test::FileOperation::Kind::kFlush);
+}
+
+TEST_F(SmallFiles, ShortAndInterruptedWritesLoseNothing) {
+  for (const int error : {0, EINTR}) {
+    const test::SystemCalls calls(dir_.path(), {.calls = "write", .error = error, .count = 3});
+    ASSERT_TRUE(put("a", "0123456789"));
+    EXPECT_EQ(get("a"), "0123456789");
+    EXPECT_TRUE(calls.faultPassed());
+  }
+}
+
+TEST_F(SmallFiles, WriteOrSyncToAFullOrMissingPlaceFails) {
+  EXPECT_FALSE(writeFile("/dev/full", asBytes("x")));
+  EXPECT_FALSE(put("no/such/directory", "x"));
+  EXPECT_FALSE(syncFile(dir_.file("missing")));
+  EXPECT_FALSE(put("", "x"));
+}
+
+TEST_F(SmallFiles, ReadStopsAtTheLimit) {
+  ASSERT_TRUE(put("a", "12345"));
+  EXPECT_EQ(text(readFile(dir_.file("a"), 5)), "12345");
+  EXPECT_FALSE(readFile(dir_.file("a"), 4));
+  EXPECT_FALSE(readFile("/dev/zero", 100000)) << "a file without an end";
+  EXPECT_FALSE(readFile(dir_.file("missing"), 5));
+  EXPECT_FALSE(readFile(dir_.path().string(), 5));
+}
+
+TEST_F(SmallFiles, FailedSwapKeepsBothFiles) {
+  ASSERT_TRUE(put("to", "old"));
+  ASSERT_TRUE(put("from", "new"));
+  for (const auto& [from, to] : {std::pair("from", ""), std::pair("missing", "to"), std::pair("from", "missing/to")})
+    EXPECT_FALSE(swap(from, to)) << to;
+  const test::SystemCalls calls(dir_.path(), {.calls = "fsync", .error = EIO});
+  EXPECT_FALSE(swap("from", "to"));
+  EXPECT_EQ(get("to") + get("from"), "oldnew");
+}
+
+TEST_F(SmallFiles, SwapReportsADirectoryThatDidNotReachTheDevice) {
+  const std::pair<int, bool> errorsAndAnswers[] = {{EIO, false}, {EINVAL, true}, {EINTR, true}};
+  for (const auto& [error, swapped] : errorsAndAnswers) {
+    ASSERT_TRUE(put("from", "new"));
+    const test::SystemCalls calls(dir_.path(), {.calls = "fsync", .error = error, .first = 1});
+    EXPECT_EQ(swap("from", "to"), swapped) << error;
+    EXPECT_TRUE(calls.faultHappened());
+  }
+}
+
+}  // namespace
