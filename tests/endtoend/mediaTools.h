@@ -3,12 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <sstream>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "tests/endtoend/ChildProcess.h"
@@ -26,6 +22,15 @@ inline std::string mustRun(const std::string& line) {
 /// Makes a media file with the ffmpeg tool: `arguments` go between the quiet options and the name. Throws as mustRun().
 inline void makeClip(const std::string& arguments, const std::string& file) {
   mustRun("ffmpeg -v error -y " + arguments + " 'file:" + file + "'");
+}
+
+constexpr const char* kVideoSource = "-f lavfi -i testsrc2=size=320x180:rate=25:duration=15 ";
+constexpr const char* kAudioSource = "-f lavfi -i sine=frequency=440:sample_rate=44100:duration=15 ";
+constexpr const char* kVideoCoding = "-c:v libx264 -preset ultrafast -bf 2 -b_strategy 0 -g 50 -pix_fmt yuv420p ";
+
+/// Arguments for makeClip(): 15 seconds of pictures and sound.
+inline std::string both(const std::string& coding = std::string(kVideoCoding) + "-c:a aac ") {
+  return std::string(kVideoSource) + kAudioSource + coding;
 }
 
 /// One frame or packet as ffmpeg's framemd5 tells it.

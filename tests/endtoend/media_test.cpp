@@ -3,68 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <map>
-#include <nlohmann/json.hpp>
 
-#include "packaging/NQMessage.h"
-#include "packaging/RefCountedMemoryArena.h"
 #include "tests/endtoend/mediaTools.h"
-#include "tests/support/MemoryStream.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
-#include "tests/support/hex.h"
 #include "util/bytes.h"
-#include "util/fourcc.h"
-#include "wrappers/k2m/Reader.h"
 
 namespace {
 
 using namespace test;
-
-constexpr const char* kVideoSource = "-f lavfi -i testsrc2=size=320x180:rate=25:duration=15 ";
-constexpr const char* kAudioSource = "-f lavfi -i sine=frequency=440:sample_rate=44100:duration=15 ";
-constexpr const char* kVideoCoding = "-c:v libx264 -preset ultrafast -bf 2 -b_strategy 0 -g 50 -pix_fmt yuv420p ";
-
-std::string both(const std::string& coding = std::string(kVideoCoding) + "-c:a aac ") {
-  return std::string(kVideoSource) + kAudioSource + coding;
-}
-
-/// The tag that a stored sample makes.
-ruvo::k2rpkgutil::NQMessage rebuilt(const krvo::k2m::Sample& sample, const K2MTrackInfo& track) {
-  using namespace qvs::util;
-  ruvo::k2rpkgutil::RefCountedMemoryArena arena;
-  const auto descriptor = sample.descriptor();
-  if (track.handlerType == "vide"_4cc) return {arena, sample, descriptor.videoInfo(), track};
-  if (track.handlerType == "soun"_4cc) return {arena, sample, descriptor.audioInfo(), track};
-  return {arena, sample, descriptor.info(), track};
-}
-
-/// Each media sample of a segment makes the tag again that the hint track has, which has sequence headers beside them.
-void expectTagsRebuilt(const std::string& segment) {
-  using namespace qvs::util;
-  const std::string content = readWholeFile(segment);
-  MemoryStream file(asBytes(content));
-  const krvo::k2m::Reader reader(file);
-  std::map<int, std::vector<std::string>> stored, made;  // in hex, by type
-  for (const auto& track : reader.tracks()) {
-    const auto info = track.info();
-    const auto samples = reader.samples(track);
-    while (const auto sample = samples.next()) {
-      if (info.handlerType != "hint"_4cc) {
-        const auto message = rebuilt(*sample, info);
-        made[message.type()].push_back(hex({message.header(), message.totalSize()}));
-        continue;
-      }
-      std::vector<std::byte> tag(sample->info().length);
-      sample->copyData(tag);
-      const int type = std::to_integer<int>(tag[0]);
-      if (type == 18 || tag[12] != std::byte{0}) stored[type].push_back(hex(tag));
-    }
-  }
-  EXPECT_EQ(made, stored) << segment;
-}
 
 /// A clip made by ffmpeg, recorded by k2r.
 class Media : public testing::Test {
@@ -117,15 +64,14 @@ class Media : public testing::Test {
 TEST_F(Media, KeepsEveryFrameInTheRightOrder) {
   const std::string video = std::string(kVideoSource) + "-pix_fmt yuv420p -c:v libx264 ";
   const std::string audio = kAudioSource;
-  const struct {
-    const char *why, *name;
-    std::string arguments;
-    const char *stream, *codec;
-  } rows[] = {
+  const std::tuple<const char*, const char*, std::string, const char*, const char*> rows[] = {
       {"a clip shorter than a fragment", "clip.mp4", video + "-t 3 -preset ultrafast -g 50", "v", ""},
       {"B-frames", "clip.mp4", video + "-preset ultrafast -bf 3 -b_strategy 0 -g 50", "v", ""},
       {"open GOPs", "clip.mkv", video + "-preset veryfast -bf 2 -g 50 -x264-params open-gop=1", "v", ""},
       {"a transport stream", "clip.ts", video + "-preset ultrafast -bf 2 -b_strategy 0 -g 25", "v", ""},
+      {"an elementary stream without times", "clip.h264", video + "-preset ultrafast -bf 2 -b_strategy 0 -g 50", "v",
+       ""},
+      {"times of decoding alone", "clip.avi", video + "-preset ultrafast -bf 2 -b_strategy 0 -g 50", "v", ""},
       {"key frames rarer than fragments", "clip.mp4", video + "-preset ultrafast -g 150 -sc_threshold 0", "v", ""},
       {"a frame rate that is no whole number of ms", "clip.mkv",
        video + "-r 30000/1001 -preset ultrafast -bf 2 -b_strategy 0 -g 60", "v", ""},
@@ -133,23 +79,21 @@ TEST_F(Media, KeepsEveryFrameInTheRightOrder) {
       {"AAC in stereo at 48000 Hz", "clip.mp4", audio + "-c:a aac -ac 2 -ar 48000", "a", "copy"},
       {"AAC that is decoded", "clip.ts", audio + "-c:a aac", "a", ""},
       {"MP3", "clip.mp3", audio + "-c:a libmp3lame -write_xing 0 -id3v2_version 0", "a", "copy"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.why);
-    recordClip(row.name, row.arguments);
-    expectFrames(row.stream, row.codec);
+  for (const auto& [why, name, arguments, stream, codec] : rows) {
+    SCOPED_TRACE(why);
+    recordClip(name, arguments);
+    expectFrames(stream, codec);
   }
 }
 
 TEST_F(Media, KeepsSoundAndPictureTogether) {
   constexpr const char* kRolling = "--set Recording/FragmentDuration=2000 --set Recording/SegmentDuration=3000";
-  const struct {
-    const char *name, *coding, *options;
-  } rows[] = {{"clip.mp4", "", ""}, {"clip.mp4", "", kRolling}, {"clip.mov", "-movflags frag_keyframe", ""}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.name) + row.options);
-    recordClip(row.name, both() + row.coding, row.options);
-    EXPECT_EQ(std::filesystem::exists(segment(4)), row.options == kRolling) << "over roll-overs";
-    for (int number = 1; holds(number); ++number) expectTagsRebuilt(segment(number));
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"clip.mp4", "", ""}, {"clip.mp4", "", kRolling}, {"clip.mov", "-movflags frag_keyframe", ""}};
+  for (const auto& [name, coding, options] : rows) {
+    SCOPED_TRACE(std::string(name) + options);
+    recordClip(name, both() + coding, options);
+    EXPECT_EQ(std::filesystem::exists(segment(4)), options == kRolling) << "over roll-overs";
     EXPECT_LE(std::abs(expectFrames("v", "") - expectFrames("a", "copy")), 1);
   }
 }
@@ -183,27 +127,24 @@ TEST_F(Media, PlaysOnWhereTheConfigurationChanges) {
   const std::string other = std::string("-f lavfi -i testsrc=size=160x120:rate=25 ") + kAudioSource + coding;
   makeClip(other + "-profile:v main", directory_.file("b.mp4"));
   makeClip(other + "-profile:v main -ar 48000 -ac 2", directory_.file("c.mp4"));
-  const struct {
-    const char *second, *name;
-    bool goesOnElsewhere;
-  } rows[] = {{"b", "ab.mp4", false}, {"b", "ab.mkv", false}, {"b", "ab.ts", false}, {"b", "ab.flv", false},
-              {"b", "ab.mtg", false}, {"c", "ac.ts", true},   {"c", "ac.flv", true}, {"c", "ac.mtg", true}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  const std::tuple<const char*, const char*, bool> rows[] = {
+      {"b", "ab.mp4", false}, {"b", "ab.mkv", false}, {"b", "ab.ts", false}, {"b", "ab.flv", false},
+      {"b", "ab.mtg", false}, {"c", "ac.ts", true},   {"c", "ac.flv", true}, {"c", "ac.mtg", true}};
+  for (const auto& [added, name, goesOnElsewhere] : rows) {
+    SCOPED_TRACE(name);
     const auto first = frameHashes(directory_.file("a.mp4"), "v");
-    const auto second = frameHashes(directory_.file(std::string(row.second) + ".mp4"), "v");
+    const auto second = frameHashes(directory_.file(std::string(added) + ".mp4"), "v");
     std::filesystem::remove_all(recording());
     std::filesystem::remove_all(recording() + "-2");
-    k2r("record --quiet --set Recording/FragmentDuration=1000 '" + joined(directory_, "a", row.second, row.name) +
-            "' --out",
+    k2r("record --quiet --set Recording/FragmentDuration=1000 '" + joined(directory_, "a", added, name) + "' --out",
         recording());
     auto frames = framesOf(segment(), "v", "");
     const std::string exported = directory_.file("exported.mp4");
     std::filesystem::remove(exported);
     k2r("export '" + recording() + "' --out", exported);
     EXPECT_EQ(framesOf(exported, "v", "").size(), frames.size());
-    EXPECT_EQ(std::filesystem::exists(recording() + "-2"), row.goesOnElsewhere);
-    if (row.goesOnElsewhere) {
+    EXPECT_EQ(std::filesystem::exists(recording() + "-2"), goesOnElsewhere);
+    if (goesOnElsewhere) {
       EXPECT_GE(frames.size(), 50U);
       frames = framesOf(recording() + "-2/cam1-2Seg1.k2r", "v", "");
       // Where the sound changed first, it begins with the pictures that go with it.
@@ -221,13 +162,6 @@ TEST_F(Media, PlaysOnWhereTheConfigurationChanges) {
 TEST_F(Media, DescribesItselfAsTheSourceIs) {
   recordClip("clip.mp4",
              both("-c:v libx264 -profile:v main -level 3.1 -g 50 -pix_fmt yuv420p -c:a aac -ac 2 -ar 48000"));
-  const auto document = nlohmann::json::parse(k2r("inspect --json", recording() + "/cam1.meta"));
-  const auto values = document["files"][0]["values"][0];
-  const nlohmann::json expected = {{"width", 320},       {"height", 180},           {"videocodecid", "H264"},
-                                   {"avcprofile", 77},   {"avclevel", 31},          {"audiocodecid", "mp4a"},
-                                   {"audiochannels", 2}, {"audiosamplerate", 48000}};
-  for (const auto& [name, value] : expected.items()) EXPECT_EQ(values[name], value) << name;
-
   const auto probe = [](const std::string& file) {
     return mustRun(
         "ffprobe -v error -show_entries stream=codec_name,profile,width,height,level,channels,sample_rate "

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "tests/endtoend/mediaTools.h"
 #include "tests/support/TempDirectory.h"
 
@@ -14,11 +12,7 @@ using namespace test;
 class PlainViewPlayers : public testing::Test {
  protected:
   void SetUp() override {
-    makeClip(
-        "-f lavfi -i testsrc2=size=320x180:rate=25:duration=15 -f lavfi -i "
-        "sine=frequency=440:sample_rate=44100:duration=15 "
-        "-c:v libx264 -preset ultrafast -bf 2 -b_strategy 0 -g 50 -pix_fmt yuv420p -c:a aac",
-        clip_);
+    makeClip(both(), clip_);
     mustRun(std::string(K2R_PROGRAM) + " record --quiet '" + clip_ + "' --out '" + directory_.file("cam1") +
             "' --set Recording/FragmentDuration=2000 --set Recording/SegmentDuration=7000");
     mustRun(std::string(K2R_PROGRAM) + " playlist '" + directory_.file("cam1") + "' --plain '" + view_ + "'");

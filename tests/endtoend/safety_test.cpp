@@ -30,16 +30,14 @@ ino_t identityOf(const std::string& directory) {
 }
 
 /// In a directory of its own, with `in.mtg`, a stream of two fragments, and `cam1`, a recording of it.
-class Safety : public testing::Test {
+class Safety : public InDirectory {
  protected:
   Safety() {
-    fs::current_path(directory_.path());
     writeTagStream(av().until(8001), "in.mtg");
     writeTagStream(av().from(12000).withoutHeaders().until(20001), "later.mtg");
     EXPECT_EQ(k2r("record in.mtg --out cam1"), 0) << output_;
     old_ = readAllFiles("cam1");
   }
-  ~Safety() override { fs::current_path(place_); }
 
   /// In the shell, with a minute's time; `output_` has what it printed.
   int shell(const std::string& line) {
@@ -59,8 +57,6 @@ class Safety : public testing::Test {
   }
 
   const std::string program_ = K2R_PROGRAM;
-  const fs::path place_ = fs::current_path();
-  TempDirectory directory_;
   std::map<std::string, std::string> old_;
   std::string output_;
 };
@@ -162,25 +158,22 @@ TEST_F(Safety, FilesOfOthersStayAsTheyAre) {
   for (const char* const name : names) writeWholeFile(std::string("mine/") + name, "mine");
   fs::create_symlink("target", "mine/link.m3u8");
   fs::create_symlink("nowhere", "mine/link.mp4");
-  const struct {
-    const char* command;
-    int status;
-    const char* output;
-  } rows[] = {{"export cam1 --out mine/a.mp4", 0, ""},
-              {"export cam1 --out mine/a.mtg", 0, ""},
-              {"export cam1 --out mine/a.mp4", 1, "exists already"},
-              {"export cam1 --out mine/link.mp4", 1, "exists already"},
-              {"export cam1 --out cam1/a.mp4", 1, "lies among the files of a recording"},
-              {"export cam1 --out no/a.mp4", 1, "cannot be written"},
-              {"playlist cam1 --out mine/list.m3u8", 0, ""},
-              {"playlist cam1 --out mine/list.m3u8", 0, ""},
-              {"playlist cam1 --out mine/link.m3u8", 1, "is no playlist"},
-              {"playlist cam1 --out mine/notes.txt", 1, "is no playlist"},
-              {"playlist cam1 --plain cam1/plain", 1, "lies among the files of a recording"},
-              {"playlist cam1 --out cam1/list.m3u8", 1, "lies among the files of a recording"}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(k2r(row.command), row.status) << row.command << output_;
-    EXPECT_THAT(output_, HasSubstr(row.output)) << row.command;
+  const std::tuple<const char*, int, const char*> rows[] = {
+      {"export cam1 --out mine/a.mp4", 0, ""},
+      {"export cam1 --out mine/a.mtg", 0, ""},
+      {"export cam1 --out mine/a.mp4", 1, "exists already"},
+      {"export cam1 --out mine/link.mp4", 1, "exists already"},
+      {"export cam1 --out cam1/a.mp4", 1, "lies among the files of a recording"},
+      {"export cam1 --out no/a.mp4", 1, "cannot be written"},
+      {"playlist cam1 --out mine/list.m3u8", 0, ""},
+      {"playlist cam1 --out mine/list.m3u8", 0, ""},
+      {"playlist cam1 --out mine/link.m3u8", 1, "is no playlist"},
+      {"playlist cam1 --out mine/notes.txt", 1, "is no playlist"},
+      {"playlist cam1 --plain cam1/plain", 1, "lies among the files of a recording"},
+      {"playlist cam1 --out cam1/list.m3u8", 1, "lies among the files of a recording"}};
+  for (const auto& [command, status, output] : rows) {
+    EXPECT_EQ(k2r(command), status) << command << output_;
+    EXPECT_THAT(output_, HasSubstr(output)) << command;
   }
   for (const char* const name : names) EXPECT_EQ(readWholeFile(std::string("mine/") + name), "mine") << name;
   EXPECT_EQ(shell("ls -A mine"), 0);
@@ -210,8 +203,7 @@ TEST_F(Safety, AnAppendFollowsNoLinkAndWaitsForNoPipe) {
       EXPECT_LT(k2r(std::string(command) + "cam1"), 10) << command << " waits for a pipe";
     }
     fs::remove_all("cam1");
-    fs::create_directory("cam1");
-    for (const auto& [name, bytes] : old_) writeWholeFile("cam1/" + name, bytes);
+    writeAllFiles("cam1", old_);
   }
 }
 
@@ -290,37 +282,33 @@ TEST_F(Safety, AnAppendRefusesADamagedRecordingAndTakesUpAnInterruptedOne) {
     return k2r("record later.mtg --out cam1 --append --set Recording/FragmentDuration=4000 " + options);
   };
   const MadeRecording made({.messages = av().until(12001), .stop = false});
-  const auto put = [&] {
+  const auto put = [](const MadeRecording& recording) {
     fs::remove_all("cam1");
-    fs::copy(made.directory(), "cam1");
+    fs::copy(recording.directory(), "cam1");
   };
-  put();
   const std::string segment = made.read("Seg1.k2r");
   const auto last = made.boxesOf("Seg1.k2r").fragments.back();
-  const struct {
-    const char *suffix, *finding;
-    std::string content;
-  } damages[] = {{"Seg1.k2r", "cam1Seg1.k2r: offset", segment.substr(0, last.end() - 100)},
-                 {"Seg1.k2r", "cam1Seg1.k2r: missing", ""},
-                 {"Seg1.k2i", "cam1Seg1.k2i: offset", "x"},
-                 {".bootstrap", "cam1.bootstrap: offset", made.read(".bootstrap").substr(0, 60)},
-                 {".meta", "cam1.meta: missing", ""}};
-  for (const auto& row : damages) {
-    put();
-    const std::string file = std::string("cam1/cam1") + row.suffix;
-    row.content.empty() ? static_cast<void>(fs::remove(file)) : writeWholeFile(file, row.content);
+  const std::tuple<const char*, const char*, std::string> damages[] = {
+      {"Seg1.k2r", "cam1Seg1.k2r: offset", segment.substr(0, last.end() - 100)},
+      {"Seg1.k2r", "cam1Seg1.k2r: missing", ""},
+      {"Seg1.k2i", "cam1Seg1.k2i: offset", "x"},
+      {".bootstrap", "cam1.bootstrap: offset", made.read(".bootstrap").substr(0, 60)},
+      {".meta", "cam1.meta: missing", ""}};
+  for (const auto& [suffix, finding, content] : damages) {
+    put(made);
+    const std::string file = std::string("cam1/cam1") + suffix;
+    content.empty() ? static_cast<void>(fs::remove(file)) : writeWholeFile(file, content);
     const auto before = readAllFiles("cam1");
-    EXPECT_EQ(append(), 1) << row.finding;
-    EXPECT_THAT(output_, testing::AllOf(HasSubstr("is damaged: "), HasSubstr(row.finding)));
-    EXPECT_TRUE(readAllFiles("cam1") == before) << row.finding;
+    EXPECT_EQ(append(), 1) << finding;
+    EXPECT_THAT(output_, testing::AllOf(HasSubstr("is damaged: "), HasSubstr(finding)));
+    EXPECT_TRUE(readAllFiles("cam1") == before) << finding;
   }
   EXPECT_EQ(append("--force"), 0) << output_;
   EXPECT_THAT(output_, HasSubstr("is damaged: cam1.meta: missing"));
 
   // Killed between the index and the bootstrap of the first fragment.
   const MadeRecording first({.messages = av().until(4001), .stop = false});
-  fs::remove_all("cam1");
-  fs::copy(first.directory(), "cam1");
+  put(first);
   fs::remove("cam1/cam1.bootstrap");
   EXPECT_EQ(append(), 0) << output_;
   EXPECT_EQ(k2r("verify cam1"), 0) << output_;

@@ -4,9 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "host/errors.h"
 #include "tests/endtoend/mediaTools.h"
@@ -16,7 +13,6 @@
 namespace host {
 namespace {
 
-using test::frameHashes;
 using test::isSequenceHeader;
 using test::StreamMessage;
 
@@ -26,7 +22,7 @@ constexpr const char* kAvc = "-c:v libx264 -preset veryfast -bf 2 -g 20 -sc_thre
 constexpr const char* kAac = "-c:a aac -b:a 64k -ac 2 ";
 constexpr const char* kStereo44100 = "af001210";
 
-class AvInputTest : public testing::Test {
+class AvInputTest : public test::InDirectory {
  protected:
   /// One source for all tests, with B-frames and sound.
   static std::string source() {
@@ -49,26 +45,15 @@ class AvInputTest : public testing::Test {
     options.maps = maps;
     AvInput input(file, options, capture_.log(), stop_);
     input.continueAt(startMs);
-    auto messages = test::readAll(input);
+    const auto messages = test::readAll(input);
     if (messages.empty()) return messages;
     EXPECT_EQ(messages[0].type, 18);
     EXPECT_EQ(messages[0].time, startMs);
-    messages.erase(messages.begin());
-    return messages;
+    return {messages.begin() + 1, messages.end()};
   }
   void expectFailure(const std::string& file, const testing::Matcher<std::string>& message) {
     EXPECT_THAT([&] { record(file); }, testing::ThrowsMessage<CommandError>(message)) << file;
   }
-  /// What `k2r` makes of a recording of the messages, for other tools to look at: an MP4 without the last fragment.
-  std::string exported(const std::vector<StreamMessage>& messages) {
-    const test::MadeRecording recording(
-        {.messages = std::vector{test::metadata(0)} + messages, .settings = {{"Recording/FragmentDuration", "200"}}});
-    const std::string file = directory_.file("out.mp4");
-    EXPECT_EQ(test::k2r({"export", recording.directory(), "--out", file}).errors, "");
-    return file;
-  }
-
-  test::TempDirectory directory_;
   test::LogCapture capture_;
   StopSignal stop_;
 };
@@ -79,14 +64,6 @@ TEST_F(AvInputTest, LetsTheTimesOfPicturesRise) {
   const auto pictures = record(clip("-f lavfi -i testsrc=s=16x16:r=2000 -t 4.01 -c:v flv -g 8000 -bf 0", "fast.flv"));
   ASSERT_EQ(pictures.size(), 8020U);
   for (std::size_t i = 1; i < pictures.size(); ++i) ASSERT_GT(pictures[i].time, pictures[i - 1].time) << i;
-}
-
-TEST_F(AvInputTest, TakesAnElementaryStreamWithoutTimes) {
-  const auto pictures = record(remuxed("video.h264", "-an -bsf:v h264_mp4toannexb"));
-  ASSERT_EQ(pictures.size(), 1u + 60u);
-  const auto decoded = frameHashes(exported(pictures), "v"), original = frameHashes(source(), "v");
-  ASSERT_GE(decoded.size(), 40u);
-  for (std::size_t i = 0; i < decoded.size(); ++i) EXPECT_EQ(decoded[i].hash, original.at(i).hash) << i;
 }
 
 TEST_F(AvInputTest, GivesConfigurationsAndFramesInOrderFromAnyTimeOn) {
@@ -127,35 +104,26 @@ TEST_F(AvInputTest, LeavesCoverPicturesOut) {
 
 TEST_F(AvInputTest, ATrackThatCannotBeRecordedCostsThatTrack) {
   const std::string sound = std::string(kSound) + "-i " + source() + " -map 1:v -map 0:a -c:v copy -c:a ";
-  const struct {
-    std::string arguments;
-    const char* name;
-    std::uint8_t left;  // 0: nothing is
-    const char* said;
-  } rows[] = {{sound + "pcm_s16le", "a.mkv", 9, "cannot record codec 'pcm_s16le' (stream 1, audio)"},
-              {sound + "pcm_alaw", "a.mov", 9, "codec 'pcm_alaw'"},
-              {sound + "libopus", "b.mp4", 9, "codec 'opus'"},
-              {sound + "ac3", "a.ts", 9, "codec 'ac3'"},
-              {std::string(kPicture) + kSound + "-c:v mpeg4 -c:a aac", "a.mp4", 8, "'mpeg4' (stream 0, video)"},
-              {kSound, "a.wav", 0, "cannot record codec 'pcm_s16le' (stream 0, audio)"},
-              {std::string(kSound) + "-c:a libspeex -ar 32000", "a.ogg", 0, "cannot record codec 'speex'"}};
-  for (const auto& row : rows) {
-    const auto file = clip(row.arguments, row.name);
-    if (row.left == 0) {
-      expectFailure(file, testing::HasSubstr(row.said));
+  // What is left, 0 where nothing is, and what is said.
+  const std::tuple<std::string, const char*, int, const char*> rows[] = {
+      {sound + "pcm_s16le", "a.mkv", 9, "cannot record codec 'pcm_s16le' (stream 1, audio)"},
+      {sound + "pcm_alaw", "a.mov", 9, "codec 'pcm_alaw'"},
+      {sound + "libopus", "b.mp4", 9, "codec 'opus'"},
+      {sound + "ac3", "a.ts", 9, "codec 'ac3'"},
+      {std::string(kPicture) + kSound + "-c:v mpeg4 -c:a aac", "a.mp4", 8, "'mpeg4' (stream 0, video)"},
+      {kSound, "a.wav", 0, "cannot record codec 'pcm_s16le' (stream 0, audio)"},
+      {std::string(kSound) + "-c:a libspeex -ar 32000", "a.ogg", 0, "cannot record codec 'speex'"}};
+  for (const auto& [arguments, name, left, said] : rows) {
+    const auto file = clip(arguments, name);
+    if (left == 0) {
+      expectFailure(file, testing::HasSubstr(said));
       continue;
     }
     const auto messages = record(file);
-    EXPECT_GT(messages.size(), 50u) << row.said;
-    EXPECT_TRUE(std::ranges::all_of(messages, [&](const auto& m) { return m.type == row.left; })) << row.said;
-    EXPECT_THAT(capture_.text(), testing::HasSubstr(row.said));
+    EXPECT_GT(messages.size(), 50u) << said;
+    EXPECT_EQ(std::ranges::count(messages, left, &StreamMessage::type), std::ssize(messages)) << said;
+    EXPECT_THAT(capture_.text(), testing::HasSubstr(said));
   }
-}
-
-TEST_F(AvInputTest, GivesPresentationTimesThatAviDoesNotHave) {
-  // What was remuxed into MP4 has them.
-  const auto expected = frameHashes(source(), "v");
-  test::expectPrefix(frameHashes(exported(record(remuxed("a.avi", "-an"))), "v"), expected, 40, 1);
 }
 
 TEST_F(AvInputTest, MapsChooseStreams) {
@@ -163,22 +131,19 @@ TEST_F(AvInputTest, MapsChooseStreams) {
       clip("-i " + source() + " -f lavfi -i sine=sample_rate=22050:duration=1 -map 0:v -map 0:a -map 1:a -c:v copy " +
                "-c:a:0 copy -c:a:1 aac",
            "two.mp4");
-  const struct {
-    std::vector<std::string> maps;
-    const char* headers;
-  } rows[] = {{{}, "9 8 af001210"},
-              {{"v"}, "9 "},
-              {{"0:a"}, "8 af001210"},
-              {{"a:1"}, "8 af001388"},
-              {{"0:2", "0:v:0"}, "9 8 af001388"},
-              {{"1"}, "8 af001210"}};
-  for (const auto& row : rows) {
+  const std::pair<std::vector<std::string>, const char*> rows[] = {{std::vector<std::string>(), "9 8 af001210"},
+                                                                   {{"v"}, "9 "},
+                                                                   {{"0:a"}, "8 af001210"},
+                                                                   {{"a:1"}, "8 af001388"},
+                                                                   {{"0:2", "0:v:0"}, "9 8 af001388"},
+                                                                   {{"1"}, "8 af001210"}};
+  for (const auto& [maps, expected] : rows) {
     std::string headers;
-    for (const auto& message : record(file, row.maps)) {
+    for (const auto& message : record(file, maps)) {
       if (!isSequenceHeader(message)) continue;
       headers += message.type == 8 ? "8 " + test::hex(message.data).substr(0, 8) : "9 ";
     }
-    EXPECT_EQ(headers, row.headers) << testing::PrintToString(row.maps);
+    EXPECT_EQ(headers, expected) << testing::PrintToString(maps);
   }
   const std::vector<std::string> bad[] = {{"a:2"},    {"s"},          {"9"},        {"1:v"},
                                           {"v", "0"}, {"a:0", "a:1"}, {"nonsense"}, {""}};
@@ -216,11 +181,8 @@ TEST_F(AvInputTest, RecordsWhatIsThereOfACutFile) {
 }
 
 TEST_F(AvInputTest, TakesFilesWhoseNamesLookLikeUrls) {
-  std::filesystem::copy_file(source(), directory_.file("cam:1 100%.mp4"));
-  const auto old = std::filesystem::current_path();
-  std::filesystem::current_path(directory_.path());
+  std::filesystem::copy_file(source(), "cam:1 100%.mp4");
   EXPECT_GT(record("cam:1 100%.mp4").size(), 100u);
-  std::filesystem::current_path(old);
 }
 
 TEST_F(AvInputTest, StopEndsTheInputAndKeepsWhatWasRead) {

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <sstream>
-#include <string>
 
 #include "host/input/SteadyTags.h"
 #include "tests/host/hostTools.h"
@@ -15,29 +14,18 @@
 namespace host {
 namespace {
 
-/// An input from memory.
-class Messages : public Input {
- public:
-  /// "type@time:data" each; data in hex.
-  explicit Messages(const std::string& text) {
-    std::istringstream in(text);
-    for (std::string word; in >> word;) {
-      const std::size_t at = word.find('@'), colon = word.find(':');
-      messages_.push_back({static_cast<std::uint8_t>(std::stoul(word)),
-                           static_cast<std::uint32_t>(std::stoul(word.substr(at + 1))),
-                           test::fromHex(word.substr(colon + 1))});
-    }
+/// An input of "type@time:data" each; data in hex.
+std::unique_ptr<Input> inputOf(const std::string& text) {
+  std::vector<test::StreamMessage> messages;
+  std::istringstream in(text);
+  for (std::string word; in >> word;) {
+    const std::size_t at = word.find('@'), colon = word.find(':');
+    messages.push_back({static_cast<std::uint8_t>(std::stoul(word)),
+                        static_cast<std::uint32_t>(std::stoul(word.substr(at + 1))),
+                        test::fromHex(word.substr(colon + 1))});
   }
-  std::optional<InputMessage> next() override {
-    if (position_ == messages_.size()) return std::nullopt;
-    const test::StreamMessage& message = messages_[position_++];
-    return InputMessage{.type = message.type, .timeMs = message.time, .data = message.data};
-  }
-
- private:
-  std::vector<test::StreamMessage> messages_;
-  std::size_t position_ = 0;
-};
+  return std::make_unique<test::ListInput>(std::move(messages));
+}
 
 std::string textOf(const InputMessage& message) {
   std::string data = test::hex(message.data);
@@ -47,7 +35,7 @@ std::string textOf(const InputMessage& message) {
 
 /// What each recording gets, behind the reason for it.
 std::string recordings(const std::string& messages, const CodecHeaders& headers = {}) {
-  CodecChanges changes(std::make_unique<Messages>(messages), false);
+  CodecChanges changes(inputOf(messages), false);
   changes.expect(headers);
   std::string text;
   while (true) {
@@ -64,22 +52,19 @@ const std::string kFirst = "17000000000142c01effe100056742c01eda01000368ce3c", k
 const std::string kSecond = "17000000000142c01ffde100056742c01fda01000368ce3c";
 
 TEST(CodecChanges, ParameterSetsStandInEveryKeyFrameFromTheChangeOn) {
-  const struct {
-    const char* why;
-    std::string keyFrame, recorded;
-  } rows[] = {
+  const std::tuple<const char*, std::string, std::string> rows[] = {
       {"in front", "170100000000026588", "1701000000" + kSets + "000000026588"},
       {"behind the delimiter", "17010000000002091000026588", "1701000000000000020910" + kSets + "000000026588"},
       {"not where they are", "170100000000056742c01fda000368ce3c00026588", "1701000000" + kSets + "000000026588"},
       {"a later one from between frames", "1701000000000368ce3d00026588",
        "1701000000000000056742c01fda0000000368ce3d0000000368ce3d000000026588"},
       {"what is no frame stays", "170100000000096588", "170100000000096588"}};
-  for (const auto& row : rows) {
-    const std::string expected = "9@80:" + row.recorded + " 9@120:2701000000000000024188 ";
+  for (const auto& [why, keyFrame, recorded] : rows) {
+    const std::string expected = "9@80:" + recorded + " 9@120:2701000000000000024188 ";
     const std::string start = "9@0:" + kFirst + " 9@40:" + kKey + " 9@80:" + kSecond + " ";
-    EXPECT_EQ(recordings(start + "9@80:" + row.keyFrame + " 9@120:270100000000024188 9@160:" + row.keyFrame),
-              start + expected + "9@160:" + row.recorded + ' ')
-        << row.why;
+    EXPECT_EQ(recordings(start + "9@80:" + keyFrame + " 9@120:270100000000024188 9@160:" + keyFrame),
+              start + expected + "9@160:" + recorded + ' ')
+        << why;
   }
 }
 
@@ -87,10 +72,7 @@ TEST(CodecChanges, OtherChangesBeginARecordingWithAllThatItNeeds) {
   const std::string metadata = "02000a6f6e4d65746144617461", aac = "af001210", other = "af001188";
   const std::string begin = "18@0:" + metadata + " 9@0:" + kFirst + " 8@0:" + aac + ' ';
   const std::string gop = "9@2000:" + kKey + " 9@2040:27010000000000 ";
-  const struct {
-    const char* why;
-    std::string messages, next;
-  } rows[] = {
+  const std::tuple<const char*, std::string, std::string> rows[] = {
       {"sound: the pictures since the key frame once more", gop + "8@2050:" + other + " 8@2050:af01aa 9@2080:2701 ",
        "(the audio's configuration changes) 18@0:" + metadata + " 9@0:" + kFirst + " 8@0:" + other + " 9@0:" + kKey +
            " 9@40:27010000000000 8@50:af01aa 9@80:2701 "},
@@ -102,9 +84,9 @@ TEST(CodecChanges, OtherChangesBeginARecordingWithAllThatItNeeds) {
        "(the video's codec changes) 18@0:" + metadata + " 8@0:" + aac + " 9@0:12aa 8@1:af01cc "},
       {"a header once more, a command frame, a codec that nobody knows",
        gop + "8@2050:" + aac + " 9@2060:5700 9@2060:1faa 8@2060:ffaa ", ""}};
-  for (const auto& row : rows) {
-    const std::string kept = row.next.empty() ? row.messages : gop;
-    EXPECT_EQ(recordings(begin + row.messages), begin + kept + row.next) << row.why;
+  for (const auto& [why, messages, next] : rows) {
+    const std::string kept = next.empty() ? messages : gop;
+    EXPECT_EQ(recordings(begin + messages), begin + kept + next) << why;
   }
 }
 
@@ -133,7 +115,7 @@ std::string times(const std::string& messages, bool keepTimes, std::optional<std
   test::LogCapture capture;
   InputOptions options;
   options.keepTimes = keepTimes;
-  SteadyTags tags(std::make_unique<Messages>(input), options, capture.log());
+  SteadyTags tags(inputOf(input), options, capture.log());
   if (startMs) tags.continueAt(*startMs);
   std::string text;
   while (const auto next = tags.next()) text += (text.empty() ? "" : " ") + std::to_string(next->timeMs);
@@ -141,12 +123,7 @@ std::string times(const std::string& messages, bool keepTimes, std::optional<std
 }
 
 TEST(SteadyTags, GoOnOverClocksAndBehindARecording) {
-  const struct {
-    const char* why;
-    bool keepTimes;
-    std::optional<std::uint32_t> startMs;
-    const char *messages, *times;
-  } rows[] = {
+  const std::tuple<const char*, bool, std::optional<std::uint32_t>, const char*, const char*> rows[] = {
       {"as they are", false, {}, "d0 v5000 a4990 v5040 v4900", "0 5000 4990 5040 4900"},
       {"begins again", false, {}, "v0 a0 v40 v8000 a8000 v0 d0 a5 v40", "0 0 40 8000 8000 8040 8040 8045 8080"},
       {"26 hours on", false, {}, "v0 v40 v94439775 d0", "0 40 80 80"},
@@ -155,7 +132,8 @@ TEST(SteadyTags, GoOnOverClocksAndBehindARecording) {
       {"moved by one distance from the first frame", false, 8000, "d0 v5000 a4990 v5040", "8000 8000 8000 8040"},
       {"script data alone", false, 8000, "d70 d80", "8000 8010"},
       {"kept", true, 8000, "d0 v5000 a4990 v0", "0 5000 4990 0"}};
-  for (const auto& row : rows) EXPECT_EQ(times(row.messages, row.keepTimes, row.startMs), row.times) << row.why;
+  for (const auto& [why, keepTimes, startMs, messages, expected] : rows)
+    EXPECT_EQ(times(messages, keepTimes, startMs), expected) << why;
 }
 
 }  // namespace

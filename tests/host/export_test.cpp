@@ -30,11 +30,7 @@ TEST(Export, GivesBackTheStreamThatMakesTheSameRecording) {
   const auto video = [] { return stream().keyFramesEvery(2000); };
   Messages scripted = video().audio(23).until(12001);
   scripted.insert(scripted.begin() + 90, metadata(scripted[89].time));
-  const struct {
-    const char* why;
-    Messages messages;
-    std::map<std::string, std::string> settings;
-  } rows[] = {
+  const std::tuple<const char*, Messages, std::map<std::string, std::string>> rows[] = {
       {"video and audio", video().audio(23).until(16001), {}},
       {"video alone", video().until(16001), {}},
       {"audio alone", stream().audio(20).until(16001), {}},
@@ -51,50 +47,38 @@ TEST(Export, GivesBackTheStreamThatMakesTheSameRecording) {
       {"short fragments",
        stream().keyFramesEvery(500).audio(23).until(9001),
        {{"Recording/FragmentDuration", "1000"}}}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.why);
-    const MadeRecording first({.messages = row.messages, .settings = row.settings});
+  for (const auto& [why, messages, settings] : rows) {
+    SCOPED_TRACE(why);
+    const MadeRecording first({.messages = messages, .settings = settings});
     EXPECT_GE(first.verify().fragments, 2U);
     Messages again = exported(first);
-    const MadeRecording running({.messages = row.messages, .settings = row.settings, .stop = false});
+    const MadeRecording running({.messages = messages, .settings = settings, .stop = false});
     EXPECT_EQ(exported(running), again) << "while it is recorded";
     // A stop tells the end of no fragment: what came behind the last one that is stored comes again.
-    std::ranges::copy_if(row.messages, std::back_inserter(again),
+    std::ranges::copy_if(messages, std::back_inserter(again),
                          [end = again.back().time](const auto& message) { return message.time > end; });
-    const MadeRecording later({.messages = again, .settings = row.settings});
+    const MadeRecording later({.messages = again, .settings = settings});
     expectSameFiles(first, later.directory());
   }
 }
 
-TEST(Export, HasEachConfigurationOnceAndInFront) {
-  const MadeRecording recording({.messages = stream().keyFramesEvery(2000).audio(23).until(12001)});
-  const Messages messages = exported(recording);
-  ASSERT_GT(messages.size(), 4U);
-  EXPECT_EQ(messages[0].type, 18);
-  EXPECT_TRUE(isSequenceHeader(messages[1]) && isSequenceHeader(messages[2]));
-  EXPECT_EQ(std::ranges::count_if(messages, isSequenceHeader), 2);
-}
-
 TEST(Export, TakesAPartFromAKeyFrameOn) {
-  const struct {
-    const char *from, *to;
-    std::uint32_t firstVideo, last;
-  } rows[] = {{"0", "3", 0, 2990},
-              {"5", "9", 4000, 8990},
-              {"6.5", "7", 6000, 6990},
-              {"8", "10", 8000, 9990},
-              {"7.9", "30", 6000, 11999}};
+  const std::tuple<const char*, const char*, std::uint32_t, std::uint32_t> rows[] = {{"0", "3", 0, 2990},
+                                                                                     {"5", "9", 4000, 8990},
+                                                                                     {"6.5", "7", 6000, 6990},
+                                                                                     {"8", "10", 8000, 9990},
+                                                                                     {"7.9", "30", 6000, 11999}};
   const MadeRecording recording({.messages = stream().keyFramesEvery(2000).audio(10).until(12001)});
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.from);
-    const Messages messages = exported(recording, {"--from", row.from, "--to", row.to});
+  for (const auto& [from, to, firstVideo, last] : rows) {
+    SCOPED_TRACE(from);
+    const Messages messages = exported(recording, {"--from", from, "--to", to});
     const auto video = std::ranges::find_if(
         messages, [](const auto& message) { return message.type == 9 && !isSequenceHeader(message); });
     ASSERT_NE(video, messages.end());
-    EXPECT_EQ(video->time, row.firstVideo);
-    EXPECT_EQ(messages[1].time, row.firstVideo);
-    EXPECT_GT(messages.back().time + 10, row.last);
-    EXPECT_LE(messages.back().time, row.last + 10);
+    EXPECT_EQ(video->time, firstVideo);
+    EXPECT_EQ(messages[1].time, firstVideo);
+    EXPECT_GT(messages.back().time + 10, last);
+    EXPECT_LE(messages.back().time, last + 10);
   }
 }
 
@@ -103,18 +87,16 @@ TEST(Export, RefusesWithoutTouchingAnything) {
   const MadeRecording other({.messages = Messages{metadata(0)} +
                                          withCodec(stream().keyFramesEvery(2000).withoutHeaders().until(8001), 0x14)});
   const TempDirectory place;
-  const struct {
-    std::vector<std::string> arguments;
-    int status;
-  } rows[] = {{{recording.directory(), "--out", place.file("a.avi")}, 2},
-              {{recording.directory(), "--out", place.file("a.mtg"), "--from", "5", "--to", "5"}, 2},
-              {{recording.directory(), "--out", place.file("a.mtg"), "--from", "-1"}, 2},
-              {{recording.directory(), "--out", place.file("a.mtg"), "--from", "60"}, 1},
-              {{other.directory(), "--out", place.file("a.mp4")}, 1},
-              {{place.path().string(), "--out", place.file("a.mtg")}, 1}};
-  for (auto row : rows) {
-    row.arguments.insert(row.arguments.begin(), "export");
-    EXPECT_EQ(k2r(row.arguments).status, row.status) << testing::PrintToString(row.arguments);
+  const std::tuple<std::vector<std::string>, int> rows[] = {
+      {{recording.directory(), "--out", place.file("a.avi")}, 2},
+      {{recording.directory(), "--out", place.file("a.mtg"), "--from", "5", "--to", "5"}, 2},
+      {{recording.directory(), "--out", place.file("a.mtg"), "--from", "-1"}, 2},
+      {{recording.directory(), "--out", place.file("a.mtg"), "--from", "60"}, 1},
+      {{other.directory(), "--out", place.file("a.mp4")}, 1},
+      {{place.path().string(), "--out", place.file("a.mtg")}, 1}};
+  for (auto [arguments, status] : rows) {
+    arguments.insert(arguments.begin(), "export");
+    EXPECT_EQ(k2r(arguments).status, status) << testing::PrintToString(arguments);
   }
   EXPECT_TRUE(std::filesystem::is_empty(place.path()));
 }

@@ -1,8 +1,7 @@
 #include "tests/host/hostTools.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <sstream>
 #include <stdexcept>
 
 #include "host/StopSignal.h"
@@ -128,8 +127,25 @@ bool names(const host::Verification& verification, const std::string& file, std:
   });
 }
 
+host::Verification expectWhole(const std::string& directory) {
+  auto verification = host::verifyRecording(directory);
+  EXPECT_EQ(verification.status(), host::ExitStatus::kOk) << textReport(verification);
+  return verification;
+}
+
 StreamBuilder av(std::uint32_t keyFrames) {
   return stream().keyFramesEvery(keyFrames).framesEvery(500).audio(700);
+}
+
+std::vector<StreamMessage> framesAt(const std::string& times) {
+  std::istringstream in(times);
+  std::vector<StreamMessage> messages;
+  for (std::string time; in >> time;) {
+    const auto timeMs = static_cast<std::uint32_t>(std::stoul(time));
+    if (messages.empty()) messages = {metadata(timeMs), avcSequenceHeader(timeMs)};
+    messages.push_back(avcFrame(timeMs, time.ends_with('k'), 9, timeMs));
+  }
+  return messages;
 }
 
 std::vector<StreamMessage> otherCodecs(std::uint32_t until) {

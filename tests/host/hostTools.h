@@ -1,6 +1,7 @@
 #pragma once
 
-#include <cstdint>
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -31,6 +32,16 @@ struct CommandAnswer {
 /// Runs `k2r` with these arguments in this process.
 CommandAnswer k2r(const std::vector<std::string>& arguments);
 
+/// Runs in a directory of its own.
+class InDirectory : public testing::Test {
+ protected:
+  InDirectory() { std::filesystem::current_path(directory_.path()); }
+  ~InDirectory() override { std::filesystem::current_path(old_); }
+
+  const std::filesystem::path old_ = std::filesystem::current_path();
+  TempDirectory directory_;
+};
+
 /// A log that is kept in memory.
 class LogCapture {
  public:
@@ -49,6 +60,21 @@ class LogCapture {
   } buffer_;
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{::open_memstream(&buffer_.text, &buffer_.size), std::fclose};
   host::Log log_{file_.get()};
+};
+
+/// An input from memory.
+class ListInput final : public host::Input {
+ public:
+  explicit ListInput(std::vector<StreamMessage> messages) : messages_(std::move(messages)) {}
+  std::optional<host::InputMessage> next() override {
+    if (next_ == messages_.size()) return std::nullopt;
+    const auto& message = messages_[next_++];
+    return host::InputMessage{message.type, message.time, message.data};
+  }
+
+ private:
+  std::vector<StreamMessage> messages_;
+  std::size_t next_ = 0;
 };
 
 /// How a recording is made, and how it ends.
@@ -96,8 +122,13 @@ bool names(const host::Verification& verification, const std::string& file, std:
 
 /// Video and audio of few frames, so that files are small.
 StreamBuilder av(std::uint32_t keyFrames = 2000);
+/// AVC frames at the times of a text, of which key frames have a "k" behind them.
+std::vector<StreamMessage> framesAt(const std::string& times);
 /// VP6, MP3, script data of both kinds, and now and then a picture of no bytes.
 std::vector<StreamMessage> otherCodecs(std::uint32_t until);
+
+/// Answers what a check says of a recording, which is to be whole.
+host::Verification expectWhole(const std::string& directory);
 
 /// All messages of an input.
 std::vector<StreamMessage> readAll(host::Input& input);

@@ -6,14 +6,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <array>
-#include <cstdint>
-#include <filesystem>
-#include <optional>
-#include <string>
-
-#include "fragmentation/AfraIndex.h"
-#include "fragmentation/BootstrapInfo.h"
 #include "fragmentation/FragmentationConfig.h"
 #include "host/FileContext.h"
 #include "host/OpenContext.h"
@@ -61,12 +53,10 @@ TEST_F(OutputDirectoryTest, ChecksWhatIsThere) {
   put("other/notes.txt");
   put("file");
   std::filesystem::create_directory(root_ / "empty");
-  const struct {
-    const char* name;
-    bool fresh, append, overwrite;
-  } rows[] = {{"missing", true, true, true},  {"empty", true, true, true},        {"recording", false, true, true},
-              {"started", false, true, true}, {"annotated", false, true, false},  {"other", false, false, false},
-              {"file", false, false, false},  {"file/below", false, false, false}};
+  const std::tuple<const char*, bool, bool, bool> rows[] = {
+      {"missing", true, true, true},  {"empty", true, true, true},        {"recording", false, true, true},
+      {"started", false, true, true}, {"annotated", false, true, false},  {"other", false, false, false},
+      {"file", false, false, false},  {"file/below", false, false, false}};
   const auto allows = [&](const char* name, OpenMode mode) {
     try {
       place(name).require(mode);
@@ -75,10 +65,10 @@ TEST_F(OutputDirectoryTest, ChecksWhatIsThere) {
       return false;
     }
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(allows(row.name, OpenMode::kNew), row.fresh) << row.name;
-    EXPECT_EQ(allows(row.name, OpenMode::kAppend), row.append) << row.name;
-    EXPECT_EQ(allows(row.name, OpenMode::kOverwrite), row.overwrite) << row.name;
+  for (const auto& [name, fresh, append, overwrite] : rows) {
+    EXPECT_EQ(allows(name, OpenMode::kNew), fresh) << name;
+    EXPECT_EQ(allows(name, OpenMode::kAppend), append) << name;
+    EXPECT_EQ(allows(name, OpenMode::kOverwrite), overwrite) << name;
   }
 }
 
@@ -96,34 +86,29 @@ TEST(Continuation, IsTheGridLineBehindTheEndOfBootstrapAndLastIndex) {
     return end ? std::optional(end->continueMs) : std::nullopt;
   };
   EXPECT_EQ(timeWith(twoSeconds), std::nullopt) << "no bootstrap";
-  const struct {
-    std::uint64_t endMs;
-    std::uint32_t segment, lastFragment;
-    const char* settings;
-    std::uint32_t timeMs;
-  } rows[] = {{8000, 1, 4, twoSeconds, 8000},
-              {7999, 1, 4, twoSeconds, 8000},
-              {8001, 1, 4, twoSeconds, 10000},  // the last fragment runs over its slot
-              {8000, 1, 5, twoSeconds, 10000},  // the bootstrap of the last one was not written any more
-              {0, 1, 0, twoSeconds, 0},
-              {0x100000010, 1, 0, twoSeconds, 704},  // a grid line behind the wrap of 32 bits
-              {5000, 2, 9, threeSeconds, 27000},
-              {5000, 10, 3, threeSeconds, 9000}};  // the tenth segment comes behind the second
-  for (const auto& row : rows) {
+  const std::tuple<std::uint64_t, std::uint32_t, std::uint32_t, const char*, std::uint32_t> rows[] = {
+      {8000, 1, 4, twoSeconds, 8000},
+      {7999, 1, 4, twoSeconds, 8000},
+      {8001, 1, 4, twoSeconds, 10000},  // the last fragment runs over its slot
+      {8000, 1, 5, twoSeconds, 10000},  // the bootstrap of the last one was not written any more
+      {0, 1, 0, twoSeconds, 0},
+      {0x100000010, 1, 0, twoSeconds, 704},  // a grid line behind the wrap of 32 bits
+      {5000, 2, 9, threeSeconds, 27000},
+      {5000, 10, 3, threeSeconds, 9000}};  // the tenth segment comes behind the second
+  for (const auto& [endMs, segment, lastFragment, settings, timeMs] : rows) {
     ruvo::k2r::BootstrapInfo info;
-    info.currentMediaTime = row.endMs;
+    info.currentMediaTime = endMs;
     replaceSmallFile(directory.file("cam1/cam1.bootstrap"), imageOf(info));
     ruvo::k2r::AfraIndex index;
-    for (std::uint32_t number = 1; number <= row.lastFragment; ++number) {
-      index.globalEntries.emplace_back((number - 1) * 2000, row.segment, number, 100, 0);
+    for (std::uint32_t number = 1; number <= lastFragment; ++number) {
+      index.globalEntries.emplace_back((number - 1) * 2000, segment, number, 100, 0);
     }
-    replaceSmallFile(directory.file("cam1/cam1Seg" + std::to_string(row.segment) + ".k2i"), imageOf(index));
-    EXPECT_EQ(timeWith(row.settings), row.timeMs) << row.endMs;
+    replaceSmallFile(directory.file("cam1/cam1Seg" + std::to_string(segment) + ".k2i"), imageOf(index));
+    EXPECT_EQ(timeWith(settings), timeMs) << endMs;
   }
 }
 
 constexpr std::uint32_t kNewSegment = kIMOBinary | kIMOCreate | kIMOReadWrite | kIMOTruncate;
-constexpr std::uint32_t kOldSegment = kIMOBinary | kIMOCreate | kIMOReadWrite;
 
 class FileContextTest : public testing::Test {
  protected:
@@ -139,28 +124,6 @@ class FileContextTest : public testing::Test {
   test::LogCapture capture_;
   FileContext files_{Durability::kDevice, capture_.log()};
 };
-
-TEST_F(FileContextTest, WritesAndReadsAtPositionsOfOldAndNewFiles) {
-  const std::int32_t handle = open("a", kNewSegment);
-  ASSERT_GE(handle, 0);
-  EXPECT_EQ(files_.write(handle, 3, "defg", 4), 4);
-  EXPECT_EQ(files_.write(handle, 0, "abc", 3), 3);
-  std::array<char, 8> buffer = {};
-  EXPECT_EQ(files_.read(handle, 2, buffer.data(), 8), 5) << "up to the end";
-  EXPECT_STREQ(buffer.data(), "cdefg");
-  EXPECT_EQ(files_.read(handle, 100, buffer.data(), 8), 0);
-  IMOFileStatus status;
-  EXPECT_EQ(files_.fileStatus(handle, &status, 0), 0);
-  EXPECT_EQ(status.size, 7);
-  EXPECT_EQ(files_.pathStatus(modulePath("a").c_str(), &status, 0), 0);
-  EXPECT_EQ(status.size, 7);
-  EXPECT_EQ(files_.pathStatus(modulePath("b").c_str(), &status, 0), -1);
-  files_.close(handle, 0);
-  files_.close(open("a", kOldSegment), 0);
-  EXPECT_EQ(content("a"), "abcdefg");
-  files_.close(open("a", kNewSegment), 0);
-  EXPECT_EQ(content("a"), "");
-}
 
 TEST_F(FileContextTest, SyncsEachWriteOnlyWhereThatIsPromised) {
   for (const Durability durability : {Durability::kDevice, Durability::kProcess}) {

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include "host/errors.h"
 #include "tests/host/hostTools.h"
 
 namespace {
@@ -32,11 +31,7 @@ StreamBuilder video(std::uint32_t keyFrames = 2000) {
 
 TEST(Playlist, TellsHowLongEachFragmentLasts) {
   const std::map<std::string, std::string> rolling{{"Recording/SegmentDuration", "7000"}};
-  const struct {
-    const char* why;
-    RecordingPlan plan;
-    const char* fragments;
-  } rows[] = {
+  const std::tuple<const char*, RecordingPlan, const char*> rows[] = {
       {"key frames on the grid", {.messages = video().until(12001)}, "1:0+4000 1:4000+4000 1:8000+4000 end"},
       {"still running", {.messages = video().until(8001), .stop = false}, "1:0+4000 1:4000+4000 ..."},
       {"over a roll-over",
@@ -57,7 +52,8 @@ TEST(Playlist, TellsHowLongEachFragmentLasts) {
       {"a picture in each fragment",
        {.messages = video(4000).framesEvery(4000).until(16001)},
        "1:0+4000 1:4000+4000 1:8000+4000 1:12000+4000 end"}};
-  for (const auto& row : rows) EXPECT_EQ(fragmentsOf(timelineOf(MadeRecording(row.plan))), row.fragments) << row.why;
+  for (const auto& [why, plan, fragments] : rows)
+    EXPECT_EQ(fragmentsOf(timelineOf(MadeRecording(plan))), fragments) << why;
 }
 
 TEST(Playlist, IsWrittenAsThePlayersReadIt) {

@@ -4,29 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
 #include "host/OpenContext.h"
-#include "host/Settings.h"
 #include "tests/host/hostTools.h"
 #include "tests/module/loadModule.h"
 
 namespace host {
 namespace {
-
-class ListInput final : public Input {
- public:
-  explicit ListInput(std::vector<test::StreamMessage> messages) : messages_(std::move(messages)) {}
-  std::optional<InputMessage> next() override {
-    if (next_ == messages_.size()) return std::nullopt;
-    const auto& message = messages_[next_++];
-    return InputMessage{message.type, message.time, message.data};
-  }
-
- private:
-  std::vector<test::StreamMessage> messages_;
-  std::size_t next_ = 0;
-};
 
 /// Those of whole fragments.
 std::vector<test::StreamMessage> framesOf(std::vector<test::StreamMessage> messages) {
@@ -56,7 +39,7 @@ TEST(RecordSession, LosesNothingToADiskThatWasFullAndSendsNothingTwice) {
     RecordSession session(recording, context, follower, capture.log(), progress, nullptr, {});
     // The segment's header, at the first two fragments; sent again, a message calls for no write.
     files.permits = [toFail = 2](std::string_view operation) mutable { return operation != "write" || toFail-- <= 0; };
-    ListInput input(messages + std::vector{foreign, foreign});
+    test::ListInput input(messages + std::vector{foreign, foreign});
     session.run(input);
     recording.stop();
     EXPECT_EQ(session.account().refused.messages, 2u);

@@ -5,8 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "host/FileContext.h"
 #include "host/OpenContext.h"
 #include "host/StreamContext.h"
@@ -22,21 +20,20 @@ std::string valueOf(const Settings& settings, std::string_view key) {
 }
 
 TEST(Settings, ReadsTheLinesOfAFile) {
-  const struct {
-    const char *why, *text, *value;
-  } rows[] = {{"white space around", "  Recording/FrameRate \t=  25  \n", "25"},
-              {"nothing but the setting", "Recording/FrameRate=25", "25"},
-              {"line ends of two characters", "Recording/FrameRate = 25\r\n\r\n", "25"},
-              {"empty lines and comments", "\n# Recording/FrameRate = 1\n  # x\nRecording/FrameRate = 25\n", "25"},
-              {"comment behind a value", "Recording/FrameRate = 25  # per second = fps\n", "25"},
-              {"the last value counts", "Recording/FrameRate = 24\nRecording/FrameRate = 25\n", "25"},
-              {"equals signs and numbers in a value", "Recording/FrameRate = a=b#c\n", "a=b#c"},
-              {"empty value", "Recording/FrameRate =\n", ""},
-              {"nothing at all", "", "(none)"}};
-  for (const auto& row : rows) {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"white space around", "  Recording/FrameRate \t=  25  \n", "25"},
+      {"nothing but the setting", "Recording/FrameRate=25", "25"},
+      {"line ends of two characters", "Recording/FrameRate = 25\r\n\r\n", "25"},
+      {"empty lines and comments", "\n# Recording/FrameRate = 1\n  # x\nRecording/FrameRate = 25\n", "25"},
+      {"comment behind a value", "Recording/FrameRate = 25  # per second = fps\n", "25"},
+      {"the last value counts", "Recording/FrameRate = 24\nRecording/FrameRate = 25\n", "25"},
+      {"equals signs and numbers in a value", "Recording/FrameRate = a=b#c\n", "a=b#c"},
+      {"empty value", "Recording/FrameRate =\n", ""},
+      {"nothing at all", "", "(none)"}};
+  for (const auto& [why, text, value] : rows) {
     Settings settings;
-    settings.readText(row.text, "x.conf");
-    EXPECT_EQ(valueOf(settings, "Recording/FrameRate"), row.value) << row.why;
+    settings.readText(text, "x.conf");
+    EXPECT_EQ(valueOf(settings, "Recording/FrameRate"), value) << why;
   }
 }
 

@@ -1,10 +1,6 @@
 #include "host/input/TagStream.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <string>
-#include <thread>
 
 #include "host/errors.h"
 #include "tests/support/TempDirectory.h"
@@ -56,44 +52,18 @@ TEST_F(TagStreamTest, GivesEachTagAsItStands) {
 TEST_F(TagStreamTest, IsToldByItsContentAndRefusedWithAReason) {
   const std::string noStream = " is not a tag stream: MTG and version 1 expected at its start",
                     badHeader = " is not a tag stream: a header of at least 9 bytes expected";
-  const struct {
-    const char* image;
-    bool looks;
-    std::string refusal;
-  } rows[] = {{kHeader, true, ""},
-              {"4d5447 01 00 00000009", true, ""},                  // no flags
-              {"464c56 01 05 00000009 00000000", false, noStream},  // no other signature of three letters
-              {"4d5447 02 05 00000009 00000000", true, noStream},
-              {"4d5447 01 05 00000008 00000000", true, badHeader},
-              {"", false, noStream}};
-  for (const auto& row : rows) {
-    const std::string path = file(row.image);
-    EXPECT_EQ(isTagStream(path), row.looks) << row.image;
-    EXPECT_EQ(refusal(path), row.refusal.empty() ? "" : path + row.refusal) << row.image;
+  const std::tuple<const char*, bool, std::string> rows[] = {
+      {kHeader, true, ""},
+      {"4d5447 01 00 00000009", true, ""},                  // no flags
+      {"464c56 01 05 00000009 00000000", false, noStream},  // no other signature of three letters
+      {"4d5447 02 05 00000009 00000000", true, noStream},
+      {"4d5447 01 05 00000008 00000000", true, badHeader},
+      {"", false, noStream}};
+  for (const auto& [image, looks, reason] : rows) {
+    const std::string path = file(image);
+    EXPECT_EQ(isTagStream(path), looks) << image;
+    EXPECT_EQ(refusal(path), reason.empty() ? "" : path + reason) << image;
   }
-}
-
-TEST_F(TagStreamTest, FailsWhereTheFileCannotBeRead) {
-  const std::string missing = directory_.file("missing"), directory = directory_.path().string();
-  EXPECT_FALSE(isTagStream(missing));
-  EXPECT_FALSE(isTagStream(directory));
-  EXPECT_EQ(refusal(missing), "cannot open '" + missing + "': No such file or directory");
-  EXPECT_EQ(refusal(directory), "cannot read " + directory + ": Is a directory");
-}
-
-TEST_F(TagStreamTest, StopEndsAWaitForAPipe) {
-  int ends[2];
-  ASSERT_EQ(::pipe(ends), 0);
-  const auto image = test::fromHex(std::string(kHeader) + "08 000001 000005 00 000000 af 0000000c 09 0000");
-  ASSERT_EQ(::write(ends[1], image.data(), image.size()), static_cast<ssize_t>(image.size()));
-  TagStream stream = open("/proc/self/fd/" + std::to_string(ends[0]));
-  EXPECT_TRUE(stream.next());
-  std::thread other([&] { stop_.request(); });
-  EXPECT_FALSE(stream.next());
-  EXPECT_FALSE(stream.next());
-  other.join();
-  ::close(ends[0]);
-  ::close(ends[1]);
 }
 
 }  // namespace

@@ -6,10 +6,7 @@ extern "C" {
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "host/input/Interleaver.h"
 #include "host/input/LeadingFrames.h"
@@ -38,11 +35,7 @@ std::string mapped(const char* steps, AVRational unit, Timeline& timeline) {
 }
 
 TEST(Timeline, RoundsFillsInAndNeverStepsBack) {
-  const struct {
-    const char* why;
-    AVRational unit;
-    const char *steps, *times, *said;
-  } rows[] = {
+  const std::tuple<const char*, AVRational, const char*, const char*, const char*> rows[] = {
       {"each rounded by itself", {1001, 30000}, "-2/0 -1/3 0/1 1/2", "-67/0 -33/100 0/33 33/67", ""},
       {"half a millisecond", {1, 2000}, "a1/1", "1/1", ""},
       {"a duration on where there is none", kMs, "-/100 -/- 200/-", "100/100 140/140 200/200", ""},
@@ -61,12 +54,12 @@ TEST(Timeline, RoundsFillsInAndNeverStepsBack) {
        "0/0 0/0 40/40 50/50 80/80", "jump forward by 8999960 ms"},
       {"a track that begins late and far off", kMs, "0/0 40/40 a95443718/95443718", "0/0 40/40 80/80", "jump forward"},
       {"over the end of the clock", {1, 90000}, "8589930992/3600", "95443678/95443758", ""}};
-  for (const auto& row : rows) {
+  for (const auto& [why, unit, steps, times, said] : rows) {
     test::LogCapture capture;
     Timeline timeline(2, 3600000, capture.log());
-    EXPECT_EQ(mapped(row.steps, row.unit, timeline), row.times) << row.why;
-    EXPECT_TRUE(*row.said == '\0' ? capture.text().empty() : capture.text().find(row.said) != std::string::npos)
-        << row.why << ": " << capture.text();
+    EXPECT_EQ(mapped(steps, unit, timeline), times) << why;
+    EXPECT_TRUE(*said == '\0' ? capture.text().empty() : capture.text().find(said) != std::string::npos)
+        << why << ": " << capture.text();
   }
 }
 
@@ -98,16 +91,12 @@ std::vector<std::int64_t> decodeTimes(const std::vector<std::int64_t>& dts, std:
 }
 
 TEST(LeadingFrames, AreCountedBackFromTheFirstKnownTime) {
-  const struct {
-    const char* why;
-    std::vector<std::int64_t> dts;
-    std::int64_t duration;
-    std::vector<std::int64_t> expected;
-  } rows[] = {{"known from the start", {0, 40, kNone, 80}, 40, {0, 40, kNone, 80}},
-              {"two reordered frames", {kNone, kNone, 0, 40}, 40, {-80, -40, 0, 40}},
-              {"no durations", {kNone, 0, 40}, 0, {kNone, 0, 40}},
-              {"never known", {kNone, kNone}, 40, {kNone, kNone}}};
-  for (const auto& row : rows) EXPECT_EQ(decodeTimes(row.dts, row.duration), row.expected) << row.why;
+  const std::tuple<const char*, std::vector<std::int64_t>, std::int64_t, std::vector<std::int64_t>> rows[] = {
+      {"known from the start", {0, 40, kNone, 80}, 40, {0, 40, kNone, 80}},
+      {"two reordered frames", {kNone, kNone, 0, 40}, 40, {-80, -40, 0, 40}},
+      {"no durations", {kNone, 0, 40}, 0, {kNone, 0, 40}},
+      {"never known", {kNone, kNone}, 40, {kNone, kNone}}};
+  for (const auto& [why, dts, duration, expected] : rows) EXPECT_EQ(decodeTimes(dts, duration), expected) << why;
 }
 
 TEST(LeadingFrames, DoNotWaitForEver) {

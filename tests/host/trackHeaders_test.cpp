@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "host/input/PlainTrack.h"
 #include "host/input/annexB.h"
 #include "host/input/avcConfig.h"
@@ -88,19 +86,18 @@ std::string lengthPrefixed(const char* image) {
 }
 
 TEST(AnnexB, IsRewrittenWithLengths) {
-  const struct {
-    const char *why, *stream, *result;
-  } rows[] = {{"long and short start codes", "00000001 0910 000001 6588", "00000002 09100000 00026588"},
-              {"zeros behind a unit", "000001 6588 0000 00000001 41", "00000002 65880000 000141"},
-              {"zeros inside a unit", "000001 65 0000 03 01 88", "00000006 65000003 0188"},
-              {"bytes ahead of the first start code", "ff 00 000001 65", "00000001 65"},
-              {"a start code at the end", "000001 65 000001", "00000001 65"},
-              {"units without a byte", "000001 000001 0000000001 65", "00000001 65"},
-              {"no start code", "0000 65 88 01", ""},
-              {"nothing", "", ""},
-              {"zeros only", "00000000", ""},
-              {"a lone one", "01", ""}};
-  for (const auto& row : rows) EXPECT_EQ(lengthPrefixed(row.stream), row.result) << row.why;
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"long and short start codes", "00000001 0910 000001 6588", "00000002 09100000 00026588"},
+      {"zeros behind a unit", "000001 6588 0000 00000001 41", "00000002 65880000 000141"},
+      {"zeros inside a unit", "000001 65 0000 03 01 88", "00000006 65000003 0188"},
+      {"bytes ahead of the first start code", "ff 00 000001 65", "00000001 65"},
+      {"a start code at the end", "000001 65 000001", "00000001 65"},
+      {"units without a byte", "000001 000001 0000000001 65", "00000001 65"},
+      {"no start code", "0000 65 88 01", ""},
+      {"nothing", "", ""},
+      {"zeros only", "00000000", ""},
+      {"a lone one", "01", ""}};
+  for (const auto& [why, stream, result] : rows) EXPECT_EQ(lengthPrefixed(stream), result) << why;
 }
 
 std::string configuration(const std::string& image) {
@@ -111,9 +108,7 @@ std::string configuration(const std::string& image) {
 }
 
 TEST(ParameterSets, MakeAConfigurationRecord) {
-  const struct {
-    const char *why, *stream, *result;
-  } rows[] = {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
       {"baseline, 4 bytes and no more", "000001 6742c01eda 000001 68ce3c80 000001 6588",
        "0142c01e ffe10005 6742c01e da010004 68ce3c80"},
       {"a repeated set counts once", "000001 6742c01eda 000001 68ce3c 000001 6742c01eda 000001 68ce3c",
@@ -134,7 +129,7 @@ TEST(ParameterSets, MakeAConfigurationRecord) {
       {"a sequence set too short for its number", "000001 6742c01e 000001 68ce3c", "(incomplete)"},
       // set 31 of 31: the code 00000100000
       {"numbers beyond the counts", "000001 6742c01e 0400 80 000001 68ce3c", "(incomplete)"}};
-  for (const auto& row : rows) EXPECT_EQ(configuration(row.stream), row.result) << row.why;
+  for (const auto& [why, stream, result] : rows) EXPECT_EQ(configuration(stream), result) << why;
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
 #include <set>
 #include <sstream>
 #include <unordered_set>
@@ -173,17 +172,15 @@ TEST(UnprotectRecording, GivesBackWhatIsCoveredByChoice) {
                            .settings = {{"Recording/SegmentDuration", "4000"}, {"Recording/FragmentDuration", "2000"}}};
   const MadeRecording plain(plan);
   const Settings nothing{{"EncryptAudio", "false"}, {"EncryptVideo", "false"}, {"EncryptData", "false"}};
-  const struct {
-    Settings choice;
-    const char* covered;
-  } rows[] = {{{{"VideoEncryptLevel", "0"}}, "KAD"},   {{{"VideoEncryptLevel", "1"}}, "KRAD"},
-              {{{"VideoEncryptLevel", "2"}}, "KRBAD"}, {{{"VideoEncryptLevel", "0"}, {"EncryptAudio", "false"}}, "KD"},
-              {{{"EncryptVideo", "false"}}, "AD"},     {nothing, ""}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::PrintToString(row.choice));
-    const MadeRecording secret(protectedPlan(plan, row.choice));
+  const std::tuple<Settings, const char*> rows[] = {
+      {{{"VideoEncryptLevel", "0"}}, "KAD"},   {{{"VideoEncryptLevel", "1"}}, "KRAD"},
+      {{{"VideoEncryptLevel", "2"}}, "KRBAD"}, {{{"VideoEncryptLevel", "0"}, {"EncryptAudio", "false"}}, "KD"},
+      {{{"EncryptVideo", "false"}}, "AD"},     {nothing, ""}};
+  for (const auto& [choice, covered] : rows) {
+    SCOPED_TRACE(testing::PrintToString(choice));
+    const MadeRecording secret(protectedPlan(plan, choice));
     expectTheSame(plain, secret);
-    expectCovered(plain, secret, row.covered);
+    expectCovered(plain, secret, covered);
   }
 }
 
@@ -220,20 +217,18 @@ TEST(UnprotectCommand, SaysWhyNotAndLeavesNothing) {
   };
 
   const std::string key = keys().file("license-server.key");
-  const struct {
-    std::string directory, key;
-    const char* reason;
-  } rows[] = {{secret.directory(), others.file("license-server.key"), "the key is not that of the license server"},
-              {secret.directory(), keys().file("transport.key"), "the key is not that of the license server"},
-              {secret.directory(), keys().file("license-server.crt"), "no private key in PEM or DER"},
-              {secret.directory(), keys().file("missing"), "cannot be read"},
-              {changed.directory(), key, "does not end in the padding of a sample"},
-              {plain.directory(), key, "is not protected"},
-              {keys().path().string(), key, "holds no recording"}};
-  for (const auto& row : rows) {
-    const CommandAnswer answer = unprotecting(row.directory, row.key);
-    EXPECT_EQ(answer.status, 1) << row.reason;
-    EXPECT_THAT(answer.errors, testing::HasSubstr(row.reason));
+  const std::tuple<std::string, std::string, const char*> rows[] = {
+      {secret.directory(), others.file("license-server.key"), "the key is not that of the license server"},
+      {secret.directory(), keys().file("transport.key"), "the key is not that of the license server"},
+      {secret.directory(), keys().file("license-server.crt"), "no private key in PEM or DER"},
+      {secret.directory(), keys().file("missing"), "cannot be read"},
+      {changed.directory(), key, "does not end in the padding of a sample"},
+      {plain.directory(), key, "is not protected"},
+      {keys().path().string(), key, "holds no recording"}};
+  for (const auto& [directory, keyFile, reason] : rows) {
+    const CommandAnswer answer = unprotecting(directory, keyFile);
+    EXPECT_EQ(answer.status, 1) << reason;
+    EXPECT_THAT(answer.errors, testing::HasSubstr(reason));
     EXPECT_TRUE(fs::is_empty(place.path()));
   }
   fs::create_directory(place.path() / "opened");

@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <random>
 #include <set>
-#include <utility>
 
 #include "host/files/TagContent.h"
 #include "host/files/imageFields.h"
@@ -79,11 +77,7 @@ std::function<Range(std::size_t)> placeInBootstrap(const MadeRecording& recordin
 }
 
 TEST(VerifySmallFiles, FindsEveryByteThatChanges) {
-  const struct {
-    const char* what;
-    RecordingPlan plan;
-    std::set<std::size_t> freeInBootstrap, freeInIndex;
-  } rows[] = {
+  const std::tuple<const char*, RecordingPlan, std::set<std::size_t>, std::set<std::size_t>> rows[] = {
       {"two segments", {av(2000).until(20001), {{"Recording/SegmentDuration", "8000"}}}, {}, {}},
       // A recorder that takes back a held fragment at the stop leaves the change of the table and the count of numbers
       // that it had announced, and nothing else tells how many these were: the low bytes of the bootstrap version and
@@ -94,9 +88,9 @@ TEST(VerifySmallFiles, FindsEveryByteThatChanges) {
       // The first of several numbers that a reopened recorder passes over has a time that no other file tells, between
       // those around it.
       {"an append over a gap", {av(2000).until(9000), {}, true, av(2000).from(31000).until(44001)}, {}, {95, 96}}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
-    const MadeRecording recording(row.plan);
+  for (const auto& [what, plan, freeInBootstrap, freeInIndex] : rows) {
+    SCOPED_TRACE(what);
+    const MadeRecording recording(plan);
     ASSERT_EQ(recording.verify().status(), ExitStatus::kOk);
     const auto expectFound = [&](const char* suffix, const auto& rangeOf, const std::set<std::size_t>& free) {
       const auto changesOf = [](std::size_t) -> std::vector<int> { return {0x01, 0x80}; };
@@ -104,8 +98,8 @@ TEST(VerifySmallFiles, FindsEveryByteThatChanges) {
       EXPECT_TRUE(std::ranges::includes(free, missed)) << suffix << ' ' << testing::PrintToString(missed);
     };
     expectFound(".control", [](std::size_t) { return Range(0, 0); }, {});
-    expectFound(".bootstrap", placeInBootstrap(recording), row.freeInBootstrap);
-    expectFound("Seg1.k2i", placeInIndex, row.freeInIndex);
+    expectFound(".bootstrap", placeInBootstrap(recording), freeInBootstrap);
+    expectFound("Seg1.k2i", placeInIndex, freeInIndex);
     if (std::filesystem::exists(recording.path("Seg2.k2i"))) expectFound("Seg2.k2i", placeInIndex, {});
   }
 }
@@ -181,40 +175,33 @@ TEST(VerifySegment, NamesTheFieldThatChanges) {
   const auto& video = fragment.tracks[0];
   const auto& hint = fragment.tracks.back();
   const std::uint64_t tfdt = good.find("tfdt", video.offset);
-  const struct {
-    const char* what;
-    std::uint64_t changed;
-    std::uint64_t named;
-  } rows[] = {{"tag type", tags[3].offset, tags[3].offset},
-              {"tag size", tags[3].offset + 3, tags[3].offset},
-              {"tag time", tags[3].offset + 6, tags[3].offset + 4},
-              {"time of the first tag", tags[0].offset + 6, tags[0].offset + 4},
-              {"time of the last tag", tags.back().offset + 6, tags.back().offset + 4},
-              {"high byte of a tag time", tags[3].offset + 7, tags[3].offset + 4},
-              {"stream id of a tag", tags[3].offset + 9, tags[3].offset + 8},
-              {"codec of a video tag", tags[2].offset + 11, tags[2].offset},
-              {"configuration", tags[0].offset + 20, tags[0].offset + 16},
-              {"back pointer", tags[3].end() - 1, tags[3].end() - 4},
-              {"back pointer of the last tag", tags.back().end() - 1, tags.back().end() - 4},
-              {"size of the afra", boxes.afra.offset + 3, boxes.abst.offset - 1},
-              {"entry of the afra", boxes.afra.offset + 21 + 15, boxes.afra.offset + 21},
-              {"time of an entry of the afra", boxes.afra.offset + 21 + 7, boxes.afra.offset + 21},
-              {"SMPTE offset in the abst", boxes.abst.offset + 30, boxes.abst.offset + 29},
-              {"sequence number", boxes.moof.offset + 23, boxes.moof.offset},
-              {"time of the video track", tfdt + 4 + 4 + 7, video.offset},
-              {"place of a video sample", video.samples[1].toldAt - 1, video.samples[1].toldAt},
-              {"duration in the hint track", hint.samples[2].toldAt + 3, hint.samples[2].toldAt},
-              {"size in the hint track", hint.samples[2].toldAt + 7, hint.samples[2].toldAt},
-              {"size of the mdat", boxes.mdat.offset + 3, tags.back().offset},
-              {"an entry of the mfra", map.tail.front().offset + 40, map.tail.front().offset + 40}};
-  for (const auto& row : rows) {
+  const std::tuple<const char*, std::uint64_t, std::uint64_t> rows[] = {
+      {"tag type", tags[3].offset, tags[3].offset},
+      {"tag size", tags[3].offset + 3, tags[3].offset},
+      {"tag time", tags[3].offset + 6, tags[3].offset + 4},
+      {"time of the first tag", tags[0].offset + 6, tags[0].offset + 4},
+      {"time of the last tag", tags.back().offset + 6, tags.back().offset + 4},
+      {"stream id of a tag", tags[3].offset + 9, tags[3].offset + 8},
+      {"codec of a video tag", tags[2].offset + 11, tags[2].offset},
+      {"configuration", tags[0].offset + 20, tags[0].offset + 16},
+      {"back pointer", tags[3].end() - 1, tags[3].end() - 4},
+      {"size of the afra", boxes.afra.offset + 3, boxes.abst.offset - 1},
+      {"entry of the afra", boxes.afra.offset + 21 + 15, boxes.afra.offset + 21},
+      {"time of an entry of the afra", boxes.afra.offset + 21 + 7, boxes.afra.offset + 21},
+      {"SMPTE offset in the abst", boxes.abst.offset + 30, boxes.abst.offset + 29},
+      {"sequence number", boxes.moof.offset + 23, boxes.moof.offset},
+      {"time of the video track", tfdt + 4 + 4 + 7, video.offset},
+      {"place of a video sample", video.samples[1].toldAt - 1, video.samples[1].toldAt},
+      {"duration in the hint track", hint.samples[2].toldAt + 3, hint.samples[2].toldAt},
+      {"size of the mdat", boxes.mdat.offset + 3, tags.back().offset},
+      {"an entry of the mfra", map.tail.front().offset + 40, map.tail.front().offset + 40}};
+  for (const auto& [what, changed, named] : rows) {
     std::string bad = good;
-    bad[row.changed] = static_cast<char>(bad[row.changed] ^ 1);
+    bad[changed] = static_cast<char>(bad[changed] ^ 1);
     recording.write("Seg2.k2r", bad);
     const Verification verification = recording.verify();
-    EXPECT_TRUE(names(verification, "cam1Seg2.k2r", row.named, row.named)) << row.what << "\n"
-                                                                           << textReport(verification);
-    EXPECT_EQ(verification.status(), ExitStatus::kDamaged) << row.what;
+    EXPECT_TRUE(names(verification, "cam1Seg2.k2r", named, named)) << what << "\n" << textReport(verification);
+    EXPECT_EQ(verification.status(), ExitStatus::kDamaged) << what;
   }
 }
 

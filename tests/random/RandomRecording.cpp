@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <initializer_list>
 #include <random>
 
 #include "tests/support/hex.h"
@@ -79,18 +78,9 @@ class Maker {
 
  private:
   std::uint32_t firstTime() {
-    switch (dice_.below(6)) {
-      case 0:
-        return dice_.below(3 * fragmentMs_);
-      case 1:
-        return dice_.below(1000) * fragmentMs_;
-      case 2:
-        return 0U - dice_.below(20 * fragmentMs_);
-      case 3:
-        return dice_.below(UINT32_MAX);
-      default:
-        return 0;
-    }
+    const std::uint32_t times[] = {dice_.below(3 * fragmentMs_), dice_.below(1000) * fragmentMs_,
+                                   0U - dice_.below(20 * fragmentMs_), dice_.below(UINT32_MAX)};
+    return dice_.oneIn(3) ? 0 : times[dice_.below(4)];
   }
 
   std::uint32_t nextStart() {
@@ -110,26 +100,14 @@ class Maker {
 
   /// Anything but the next one: back, a pause, the grid line, before the beginning, beyond the last number.
   void oddTime() {
-    switch (dice_.below(6)) {
-      case 0:
-        goBack(time_, dice_.below(3 * fragmentMs_));
-        break;
-      case 1:
-        time_ += dice_.below(dice_.oneIn(40) ? 300 : 8) * fragmentMs_ + dice_.below(fragmentMs_);
-        break;
-      case 2:
-        time_ += fragmentMs_ - time_ % fragmentMs_;
-        break;
-      case 3:
-        // Not where the time has wrapped: the next session would begin millions of numbers further on.
-        if (start_ <= time_) goBack(start_, dice_.below(3 * fragmentMs_));
-        break;
-      case 4:
-        if (UINT32_MAX - time_ < 100 * fragmentMs_) time_ = dice_.below(3 * fragmentMs_);
-        break;
-      default:
-        break;
-    }
+    const std::uint32_t kind = dice_.below(6);
+    const std::uint32_t back = dice_.below(3 * fragmentMs_);
+    if (kind == 0) goBack(time_, back);
+    if (kind == 1) time_ += dice_.below(dice_.oneIn(40) ? 300 : 8) * fragmentMs_ + dice_.below(fragmentMs_);
+    if (kind == 2) time_ += fragmentMs_ - time_ % fragmentMs_;
+    // Not where the time has wrapped: the next session would begin millions of numbers further on.
+    if (kind == 3 && start_ <= time_) goBack(start_, back);
+    if (kind == 4 && UINT32_MAX - time_ < 100 * fragmentMs_) time_ = back;
   }
 
   void addConfigurations(std::vector<StreamMessage>& messages) {
@@ -171,13 +149,11 @@ class Maker {
 
   /// Refused, skipped, or short of what its codec asks for.
   StreamMessage odd() {
-    const struct {
-      std::uint8_t type;
-      const char* data;
-    } kinds[] = {{22, "00"}, {9, ""},   {8, ""},         {9, "16 00"}, {8, "5f"},         {9, "17"},
-                 {9, "27"},  {8, "af"}, {9, "17 02 00"}, {9, "57 00"}, {8, "af 00 1210"}, {18, ""}};
-    const auto& kind = kinds[dice_.below(std::size(kinds))];
-    return {kind.type, time_, fromHex(kind.data)};
+    const std::pair<std::uint8_t, const char*> kinds[] = {
+        {22, "00"}, {9, ""},   {8, ""},         {9, "16 00"}, {8, "5f"},         {9, "17"},
+        {9, "27"},  {8, "af"}, {9, "17 02 00"}, {9, "57 00"}, {8, "af 00 1210"}, {18, ""}};
+    const auto& [type, data] = kinds[dice_.below(std::size(kinds))];
+    return {type, time_, fromHex(data)};
   }
 
   Dice& dice_;
