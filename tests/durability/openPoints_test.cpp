@@ -148,7 +148,10 @@ TEST(Sizes, ASegmentThatEndsBeyond4GiBIsContinued) {
   auto index = host::parseAfra(asBytes(recorder.content("Seg1.k2i")));
   auto& last = index.globalEntries.back();
   const std::string segment = recorder.content("Seg1.k2r");
-  const std::string cover("\0\0\0\x01" "free\0\0\0\x01\x40\0\0\0", 16);
+  const std::string cover(
+      "\0\0\0\x01"
+      "free\0\0\0\x01\x40\0\0\0",
+      16);
   writeWholeFile(recorder.file("Seg1.k2r"), segment.substr(0, last.afraOffset) + cover);
   std::filesystem::resize_file(recorder.file("Seg1.k2r"), last.afraOffset + kHole);
   std::ofstream(recorder.file("Seg1.k2r"), std::ios::app) << segment.substr(last.afraOffset);

@@ -89,7 +89,10 @@ TEST_F(Media, KeepsEveryFrameInTheRightOrder) {
 TEST_F(Media, KeepsSoundAndPictureTogether) {
   constexpr const char* kRolling = "--set Recording/FragmentDuration=2000 --set Recording/SegmentDuration=3000";
   const std::tuple<const char*, const char*, const char*> rows[] = {
-      {"clip.mp4", "", ""}, {"clip.mp4", "", kRolling}, {"clip.mov", "-movflags frag_keyframe", ""}};
+      {"clip.mp4", "", ""},
+      {"clip.mp4", "", kRolling},
+      {"clip.mp4", "-bf 0", ""},  // Its sound begins ahead of its picture.
+      {"clip.mov", "-movflags frag_keyframe", ""}};
   for (const auto& [name, coding, options] : rows) {
     SCOPED_TRACE(std::string(name) + options);
     recordClip(name, both() + coding, options);
@@ -103,17 +106,23 @@ std::string joined(const TempDirectory& directory, const std::string& first, con
                    const std::string& name) {
   const std::string file = directory.file(name), ending = std::filesystem::path(name).extension();
   const auto part = [&](const std::string& clip) {
-    const std::string copy = directory.file(clip + "-part" + (ending == ".mtg" ? ".flv" : ending));
-    mustRun("ffmpeg -v error -y -i " + directory.file(clip) + ".mp4 -c copy " + copy);
+    const std::string source = directory.file(clip) + ".mp4", copy = directory.file(clip + "-part" + ending);
+    if (ending == ".mtg") {
+      const std::string place = directory.file(clip + "-recorded"), k2r = K2R_PROGRAM;
+      mustRun("rm -rf " + place + " " + copy + " && " + k2r + " record --quiet " + source + " --out " + place + " && " +
+              k2r + " export " + place + " --out " + copy);
+    } else {
+      mustRun("ffmpeg -v error -y -i " + source + " -c copy " + copy);
+    }
     return copy;
   };
   if (ending == ".ts") {
     mustRun("cat " + part(first) + " " + part(second) + " > " + file);
-  } else if (ending == ".mtg" || ending == ".flv") {
+  } else if (ending == ".mtg") {
     // Without the header of the second and the metadata behind it.
     const std::string head = readWholeFile(part(first)), tail = readWholeFile(part(second));
     const std::size_t metadata = 13 + 15 + qvs::util::loadBigEndian(qvs::util::asBytes(tail).data() + 14, 3);
-    writeWholeFile(file, (ending == ".mtg" ? "MTG" : "FLV") + head.substr(3) + tail.substr(metadata));
+    writeWholeFile(file, head + tail.substr(metadata));
   } else {
     writeWholeFile(directory.file("list"), "file " + part(first) + "\nfile " + part(second) + "\n");
     mustRun("ffmpeg -v error -y -f concat -safe 0 -i " + directory.file("list") + " -c copy " + file);
@@ -127,9 +136,9 @@ TEST_F(Media, PlaysOnWhereTheConfigurationChanges) {
   const std::string other = std::string("-f lavfi -i testsrc=size=160x120:rate=25 ") + kAudioSource + coding;
   makeClip(other + "-profile:v main", directory_.file("b.mp4"));
   makeClip(other + "-profile:v main -ar 48000 -ac 2", directory_.file("c.mp4"));
-  const std::tuple<const char*, const char*, bool> rows[] = {
-      {"b", "ab.mp4", false}, {"b", "ab.mkv", false}, {"b", "ab.ts", false}, {"b", "ab.flv", false},
-      {"b", "ab.mtg", false}, {"c", "ac.ts", true},   {"c", "ac.flv", true}, {"c", "ac.mtg", true}};
+  const std::tuple<const char*, const char*, bool> rows[] = {{"b", "ab.mp4", false}, {"b", "ab.mkv", false},
+                                                             {"b", "ab.ts", false},  {"b", "ab.mtg", false},
+                                                             {"c", "ac.ts", true},   {"c", "ac.mtg", true}};
   for (const auto& [added, name, goesOnElsewhere] : rows) {
     SCOPED_TRACE(name);
     const auto first = frameHashes(directory_.file("a.mp4"), "v");

@@ -336,7 +336,7 @@ TEST_F(Safety, LimitsAndWrongNamesAreAnswered) {
   EXPECT_THAT(output_, HasSubstr("File too large"));
   EXPECT_EQ(k2r("repair cam2"), 0) << output_;
   EXPECT_EQ(k2r("verify cam2"), 0) << output_;
-  EXPECT_EQ(shell("(printf FLV; tail -c +4 in.mtg) | " + program_ + " record - --out cam3"), 1);
+  EXPECT_EQ(shell("(printf ABC; tail -c +4 in.mtg) | " + program_ + " record - --out cam3"), 1);
   EXPECT_THAT(output_, HasSubstr("standard input is not a tag stream: MTG"));
 }
 

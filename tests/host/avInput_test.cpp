@@ -61,7 +61,7 @@ class AvInputTest : public test::InDirectory {
 TEST_F(AvInputTest, LetsTheTimesOfPicturesRise) {
   // 2000 pictures a second: two share a millisecond, and one of these is the key frame at the end of the first
   // fragment.
-  const auto pictures = record(clip("-f lavfi -i testsrc=s=16x16:r=2000 -t 4.01 -c:v flv -g 8000 -bf 0", "fast.flv"));
+  const auto pictures = record(clip("-f lavfi -i testsrc=s=16x16:r=2000 -t 4.01 -c:v flv1 -g 8000 -bf 0", "fast.avi"));
   ASSERT_EQ(pictures.size(), 8020U);
   for (std::size_t i = 1; i < pictures.size(); ++i) ASSERT_GT(pictures[i].time, pictures[i - 1].time) << i;
 }

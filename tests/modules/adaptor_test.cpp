@@ -141,8 +141,9 @@ TEST_F(AdaptorConfig, HoldsNumbersWithinTheirBounds) {
   using Row = std::tuple<std::string, std::uint32_t, std::uint32_t, std::uint32_t>;
   for (const auto& [text, minimum, maximum, expected] :
        {Row{"7", 0, 10, 7}, Row{"-5", 0, 10, 0}, Row{"-5", 1, 10, kUnchanged}, Row{"11", 0, 10, kUnchanged},
-        Row{"12abc", 0, 20, 12}, Row{"abc", 0, 10, 0}, Row{std::string(500, ' ') + "42", 0, 100, 42}, Row{"4294967295", 0, kMost, kMost},
-        Row{"4294967296", 0, kMost, kUnchanged}, Row{"99999999999999999999999", 0, kMost, kUnchanged}}) {
+        Row{"12abc", 0, 20, 12}, Row{"abc", 0, 10, 0}, Row{std::string(500, ' ') + "42", 0, 100, 42},
+        Row{"4294967295", 0, kMost, kMost}, Row{"4294967296", 0, kMost, kUnchanged},
+        Row{"99999999999999999999999", 0, kMost, kUnchanged}}) {
     host_.settings["key"] = text;
     std::uint32_t value = kUnchanged;
     EXPECT_TRUE(adaptor_.readConfigUnsigned("key", value, minimum, maximum)) << text;

@@ -57,11 +57,25 @@ TEST_F(MTGMediaSourceTest, TellsOfTheWholeStream) {
 }
 
 TEST_F(MTGMediaSourceTest, TellsCodecAndSoundOfTheFirstTagWithData) {
-  const std::tuple<std::uint8_t, const char*, const char*> rows[] = {
-      {9, "11", "jpeg "}, {9, "12", "H263 "}, {9, "14", "VP6F "}, {9, "25", "VP6A "}, {9, "17", "avc1 "}, {9, "13", "- "},
-      {8, "00", ".mp3 "}, {8, "10", ".mp3 "}, {8, "30", ".mp3 "}, {8, "ef", ".mp3 "}, {8, "4f", "nmos "},
-      {8, "5f", "nmos "}, {8, "6f", "nmos "}, {8, "bf", "spex "}, {8, "7f", "- "}, {8, "20", ".mp3 soun 5500x1x8 "},
-      {8, "25", ".mp3 soun 11000x2x8 "}, {8, "2a", ".mp3 soun 22000x1x16 "}, {8, "af", "mp4a soun 44000x2x16 "}};
+  const std::tuple<std::uint8_t, const char*, const char*> rows[] = {{9, "11", "jpeg "},
+                                                                     {9, "12", "H263 "},
+                                                                     {9, "14", "VP6F "},
+                                                                     {9, "25", "VP6A "},
+                                                                     {9, "17", "avc1 "},
+                                                                     {9, "13", "- "},
+                                                                     {8, "00", ".mp3 "},
+                                                                     {8, "10", ".mp3 "},
+                                                                     {8, "30", ".mp3 "},
+                                                                     {8, "ef", ".mp3 "},
+                                                                     {8, "4f", "nmos "},
+                                                                     {8, "5f", "nmos "},
+                                                                     {8, "6f", "nmos "},
+                                                                     {8, "bf", "spex "},
+                                                                     {8, "7f", "- "},
+                                                                     {8, "20", ".mp3 soun 5500x1x8 "},
+                                                                     {8, "25", ".mp3 soun 11000x2x8 "},
+                                                                     {8, "2a", ".mp3 soun 22000x1x16 "},
+                                                                     {8, "af", "mp4a soun 44000x2x16 "}};
   for (const auto& [type, data, said] : rows) {
     open({message(type, 0, ""), message(type, 1, data)});
     EXPECT_THAT(test::describe(*tracks().at(0)->sampleDescriptors.at(0)), testing::StartsWith(said)) << data;
