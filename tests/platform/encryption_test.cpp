@@ -114,7 +114,6 @@ TEST(CreateEncryptor, RefusesBadArguments) {
   EXPECT_EQ(create(16, 0, {1, 1, 1, 2, 0}), kRKXBadArgument) << "no content identifier";
   EXPECT_EQ(create(16, 2, {1, 1, 1, 3, 0}), kRKXBadArgument) << "a level of 3";
   EXPECT_EQ(create(16, 2, {1, 2, 1, 2, 0}), kRKXBadArgument) << "a flag of 2";
-  EXPECT_EQ(create(16, 2, {1, 1, 1, 2, 1}), kRKXBadArgument) << "a reserved word";
 }
 
 struct Query {
