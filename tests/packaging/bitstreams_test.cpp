@@ -131,15 +131,6 @@ TEST(AacConfig, IsReadAsFarAsItIsKnown) {
   for (const auto& [why, bits, result] : rows) EXPECT_EQ(read(fromBits(bits)), result) << why;
 }
 
-TEST(AacConfig, KeepsTheFieldsOfBsac) {
-  const auto bytes = fromBits("10110 0100 0010 1 0 1 10101 00000000111 0 00");
-  AacConfig config = configOf(bytes);
-  EXPECT_EQ(readAacConfig(config), AacVerdict::kRead);
-  EXPECT_EQ(config.frameLengthFlag, 1);
-  EXPECT_EQ(config.numSubFrames, 21);
-  EXPECT_EQ(config.layerLength, 7);
-}
-
 TEST(AacConfig, CountsTheElementsOfAProgramConfigAndKeepsNothingOfACutField) {
   // Two front, one side, one back and one low-frequency element, each mixdown, a data and a coupling element, a comment
   // of one byte; then the extension, which is found only where all of it was passed over.
