@@ -91,11 +91,6 @@ TEST(Afra, IsWrittenAndReadByteForByte) {
   }
 }
 
-TEST(Afra, CutsNumbersThatNarrowFieldsCannotHold) {
-  const AfraIndex wide{false, false, 1000, {{1, 0x100000002}}, {{1, 0x10003, 0x10004, 0x100000005, 0x100000006}}};
-  EXPECT_EQ(readIndex(hex(written(wide))), (AfraIndex{false, false, 1000, {{1, 2}}, {{1, 3, 4, 5, 6}}}));
-}
-
 TEST(Afra, IgnoresFlagsReservedBitsSizeAndBytesBehind) {
   auto in = streamOf(fromHex("00000001 61667261 0000000000000003 00ffffff df 000003e8 00000000 ffffffff"));
   EXPECT_EQ(readIndex(in), AfraIndex{});
@@ -213,22 +208,6 @@ TEST(Bootstrap, TakesNoMemoryOnTheWordOfACount) {
     for (const auto& table : info.segmentRunTables) EXPECT_LT(table.segmentRuns.capacity(), 64U);
     for (const auto& table : info.fragmentRunTables) EXPECT_LT(table.fragmentRuns.capacity(), 64U);
   }
-}
-
-TEST(Bootstrap, TextsEndAtTheirFirstZeroByte) {
-  BootstrapInfo info = everyField();
-  info.drmData += std::string("\0more", 5);
-  EXPECT_EQ(written(info), written(everyField()));
-}
-
-TEST(Bootstrap, WritersRefuseAListThatACountCannotTell) {
-  BootstrapInfo info;
-  info.serverEntries.resize(255);
-  EXPECT_EQ(written(info).size(), 44U + 255U);
-  info.serverEntries.resize(256);
-  std::ostringstream out;
-  EXPECT_THROW(writeBootstrap(out, info, false), std::out_of_range);
-  EXPECT_EQ(out.str(), "");
 }
 
 /// Reads every shorter beginning of an image, which is no whole one.

@@ -220,16 +220,9 @@ TEST(DualFragmenter, BecomesWhatTheStreamShows) {
        {"audio goes to the video machine", traceOf<DualFragmenter>("0k 4000 6000k"), "6000 write 1 [0,6000) ->4\n"}});
 }
 
-TEST(DualFragmenter, EndOfStreamDecidesForGood) {
-  DualFragmenter asVideo(kDuration, true);
-  trace(asVideo, samples("0 1000"));
-  EXPECT_EQ(describe(asVideo.endOfStream(samples("2000v").front())), "skip 1 [0,2001) ->4294967295");
-  EXPECT_EQ(trace(asVideo, samples("4000")), "");
-
-  DualFragmenter asAudio(kDuration, true);
-  trace(asAudio, samples("0 1000"));
-  EXPECT_EQ(describe(asAudio.endOfStream(samples("2000").front())), "write 1 [0,2000) ->0");
-  EXPECT_EQ(trace(asAudio, samples("3000k")), "3000 drop 0 [0,0) ->0\n");
+TEST(DualFragmenter, EndOfStreamIsThatOfTheLastSample) {
+  EXPECT_EQ(endOf<DualFragmenter>("0 1000", "2000v"), "skip 1 [0,2001) ->4294967295");
+  EXPECT_EQ(endOf<DualFragmenter>("0 1000", "2000"), "write 1 [0,2000) ->0");
 }
 
 TEST(FragmenterChoice, GivesEachRecordingItsClass) {

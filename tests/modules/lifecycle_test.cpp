@@ -99,10 +99,12 @@ TEST(Appending, HoldsTheStreamToItsTracks) {
   OpenRecorder recorder(video().until(4001));
   recorder.stopAndClose();
   ASSERT_TRUE(recorder.open(kAppend));
+  EXPECT_TRUE(recorder.record(metadata(8000)));
+  EXPECT_FALSE(recorder.record(metadata(8000))) << "there is no track for another one";
   EXPECT_FALSE(recorder.record(aacSequenceHeader(8000)));
   EXPECT_FALSE(recorder.record({9, 8000, {std::byte{0x14}, std::byte{0}, std::byte{1}}}));
   EXPECT_TRUE(recorder.record(avcSequenceHeader(8000)));
-  EXPECT_EQ(recorder.log(), "error: Track not found.\nerror: Invalid codec.\n");
+  EXPECT_EQ(recorder.log(), "error: Track not found.\nerror: Track not found.\nerror: Invalid codec.\n");
 }
 
 TEST(Appending, RefusesWhatItCannotReadAndSaysWhat) {

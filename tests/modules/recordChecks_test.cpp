@@ -227,15 +227,6 @@ TEST(Metadata, RefusesWhatIsMalformed) {
   }
 }
 
-TEST(Metadata, IsTakenFirstOnAnAppendToo) {
-  OpenRecorder recorder(video().until(4001));
-  recorder.stopAndClose();
-  ASSERT_TRUE(recorder.open(kAppend));
-  EXPECT_TRUE(recorder.record(metadata(8000)));
-  EXPECT_FALSE(recorder.record(metadata(8000))) << "there is no track for another one";
-  EXPECT_EQ(recorder.log(), "error: Track not found.\n");
-}
-
 TEST(Metadata, OnlyThePictureSizeIsKept) {
   OpenRecorder recorder;
   const StreamMessage large = metadataOf("0c 00800000" + std::string(0x1000000, '6'));
