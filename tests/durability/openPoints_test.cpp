@@ -12,6 +12,7 @@
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/module/loadModule.h"
+#include "tests/support/hex.h"
 #include "util/bytes.h"
 
 namespace {
@@ -89,23 +90,6 @@ TEST_F(OpenPoints, AnEmptySegmentThatTheBootstrapKnowsIsBegunAgain) {
   EXPECT_EQ(info.segmentRunTables[0].segmentRuns[0].fragmentsPerSegment, 22U) << "by the grid, as the index has it";
 }
 
-TEST_F(OpenPoints, AFragmentBehindOneThatAStopTookBackIsRestored) {
-  // Fragment 3 is held, as no key frame comes, and has joined the run of the others.
-  ASSERT_TRUE(recorder_.open());
-  recorder_.record(video().keyFramesEvery(1000).until(2001) + video().keyFramesEvery(9000).from(2250).until(4501));
-  recorder_.stop();
-  recorder_.close();
-  ASSERT_TRUE(recorder_.open(kAppend));
-  const std::string before = recorder_.content(".bootstrap");
-  recorder_.record(video().keyFramesEvery(500).from(2000).withoutHeaders().until(2501) +
-                   video().keyFramesEvery(500).from(3500).withoutHeaders().until(3501));
-  recorder_.close();
-  const std::string behind = recorder_.content(".bootstrap");
-  writeWholeFile(recorder_.file(".bootstrap"), before);
-  ASSERT_TRUE(recorder_.open(kAppend));
-  EXPECT_EQ(recorder_.content(".bootstrap"), behind);
-}
-
 /// Removes no directory.
 struct KeepingFiles : DiskFileContext {
   std::int32_t remove(const char*, std::uint32_t, std::uint32_t) override { return -1; }
@@ -148,10 +132,7 @@ TEST(Sizes, ASegmentThatEndsBeyond4GiBIsContinued) {
   auto index = host::parseAfra(asBytes(recorder.content("Seg1.k2i")));
   auto& last = index.globalEntries.back();
   const std::string segment = recorder.content("Seg1.k2r");
-  const std::string cover(
-      "\0\0\0\x01"
-      "free\0\0\0\x01\x40\0\0\0",
-      16);
+  const std::string cover = textOf(fromHex("00000001 66726565 00000001 40000000"));
   writeWholeFile(recorder.file("Seg1.k2r"), segment.substr(0, last.afraOffset) + cover);
   std::filesystem::resize_file(recorder.file("Seg1.k2r"), last.afraOffset + kHole);
   std::ofstream(recorder.file("Seg1.k2r"), std::ios::app) << segment.substr(last.afraOffset);
