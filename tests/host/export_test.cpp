@@ -62,6 +62,15 @@ TEST(Export, GivesBackTheStreamThatMakesTheSameRecording) {
   }
 }
 
+TEST(Export, HasEachConfigurationOnceAndInFront) {
+  const MadeRecording recording({.messages = stream().keyFramesEvery(2000).audio(23).until(12001)});
+  const Messages messages = exported(recording);
+  ASSERT_GT(messages.size(), 4U);
+  EXPECT_EQ(messages[0].type, 18);
+  EXPECT_TRUE(isSequenceHeader(messages[1]) && isSequenceHeader(messages[2]));
+  EXPECT_EQ(std::ranges::count_if(messages, isSequenceHeader), 2);
+}
+
 TEST(Export, TakesAPartFromAKeyFrameOn) {
   const std::tuple<const char*, const char*, std::uint32_t, std::uint32_t> rows[] = {{"0", "3", 0, 2990},
                                                                                      {"5", "9", 4000, 8990},

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <array>
+
 #include "fragmentation/FragmentationConfig.h"
 #include "host/FileContext.h"
 #include "host/OpenContext.h"
@@ -109,6 +111,7 @@ TEST(Continuation, IsTheGridLineBehindTheEndOfBootstrapAndLastIndex) {
 }
 
 constexpr std::uint32_t kNewSegment = kIMOBinary | kIMOCreate | kIMOReadWrite | kIMOTruncate;
+constexpr std::uint32_t kOldSegment = kIMOBinary | kIMOCreate | kIMOReadWrite;
 
 class FileContextTest : public testing::Test {
  protected:
@@ -124,6 +127,28 @@ class FileContextTest : public testing::Test {
   test::LogCapture capture_;
   FileContext files_{Durability::kDevice, capture_.log()};
 };
+
+TEST_F(FileContextTest, WritesAndReadsAtPositionsOfOldAndNewFiles) {
+  const std::int32_t handle = open("a", kNewSegment);
+  ASSERT_GE(handle, 0);
+  EXPECT_EQ(files_.write(handle, 3, "defg", 4), 4);
+  EXPECT_EQ(files_.write(handle, 0, "abc", 3), 3);
+  std::array<char, 8> buffer = {};
+  EXPECT_EQ(files_.read(handle, 2, buffer.data(), 8), 5) << "up to the end";
+  EXPECT_STREQ(buffer.data(), "cdefg");
+  EXPECT_EQ(files_.read(handle, 100, buffer.data(), 8), 0);
+  IMOFileStatus status;
+  EXPECT_EQ(files_.fileStatus(handle, &status, 0), 0);
+  EXPECT_EQ(status.size, 7);
+  EXPECT_EQ(files_.pathStatus(modulePath("a").c_str(), &status, 0), 0);
+  EXPECT_EQ(status.size, 7);
+  EXPECT_EQ(files_.pathStatus(modulePath("b").c_str(), &status, 0), -1);
+  files_.close(handle, 0);
+  files_.close(open("a", kOldSegment), 0);
+  EXPECT_EQ(content("a"), "abcdefg");
+  files_.close(open("a", kNewSegment), 0);
+  EXPECT_EQ(content("a"), "");
+}
 
 TEST_F(FileContextTest, SyncsEachWriteOnlyWhereThatIsPromised) {
   for (const Durability durability : {Durability::kDevice, Durability::kProcess}) {

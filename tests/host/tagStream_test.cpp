@@ -1,6 +1,9 @@
 #include "host/input/TagStream.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <thread>
 
 #include "host/errors.h"
 #include "tests/support/TempDirectory.h"
@@ -64,6 +67,21 @@ TEST_F(TagStreamTest, IsToldByItsContentAndRefusedWithAReason) {
     EXPECT_EQ(isTagStream(path), looks) << image;
     EXPECT_EQ(refusal(path), reason.empty() ? "" : path + reason) << image;
   }
+}
+
+TEST_F(TagStreamTest, StopEndsAWaitForAPipe) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  const auto image = test::fromHex(std::string(kHeader) + "08 000001 000005 00 000000 af 0000000c 09 0000");
+  ASSERT_EQ(::write(ends[1], image.data(), image.size()), static_cast<ssize_t>(image.size()));
+  TagStream stream = open("/proc/self/fd/" + std::to_string(ends[0]));
+  EXPECT_TRUE(stream.next());
+  std::thread other([&] { stop_.request(); });
+  EXPECT_FALSE(stream.next());
+  EXPECT_FALSE(stream.next());
+  other.join();
+  ::close(ends[0]);
+  ::close(ends[1]);
 }
 
 }  // namespace
