@@ -92,10 +92,10 @@ AvSource::AvSource(const std::string& url, const InputOptions& options, Log& log
 }
 
 FormatContext AvSource::open(const InputOptions& options) {
+  AvOptions avOptions(options.avOptions);  // First: it throws, and nobody owns the context yet.
   AVFormatContext* context = avformat_alloc_context();
   if (context == nullptr) throw std::bad_alloc();
   context->interrupt_callback = watch_.callback();
-  AvOptions avOptions(options.avOptions);
   // On failure this frees the context.
   int error = avformat_open_input(&context, urlOf(url_).c_str(), nullptr, avOptions.get());
   FormatContext format(context);

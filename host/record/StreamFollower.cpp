@@ -39,7 +39,7 @@ StreamFollower::StreamFollower(std::uint32_t fragmentDuration, bool isProtected,
 
 Reception StreamFollower::judge(const InputMessage& message) {
   const Reception reception = check_.judge(message);
-  if (reception == Reception::kSkipped && check_.madeTrack() && kindOf(message) == SampleKind::Video) {
+  if (reception == Reception::kSkipped && kindOf(message) == SampleKind::Video) {
     announced_ = picture(ruvo::k2rpkgutil::kKeyFrame, message.data.front());
   }
   return reception;

@@ -126,6 +126,7 @@ TEST(Jumps, BeyondTheSizeOfAnIndexAreRefusedAndLeaveNoTrace) {
     std::string seen[2];
     for (const bool jumps : {false, true}) {
       OpenRecorder recorder("Recording/FragmentDuration", "1000");
+      recorder.close();
       recorder.host.settings["Recording/SegmentDuration"] = row.segmentDuration;
       ASSERT_TRUE(recorder.open());
       EXPECT_EQ(recorder.record(row.before), 0U);
