@@ -1,14 +1,18 @@
 #include "host/playlist/plainFolder.h"
 
 #include <fmt/format.h>
+#include <sys/types.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <regex>
+#include <sstream>
+#include <string>
 #include <system_error>
 #include <vector>
 
 #include "host/errors.h"
+#include "host/files/FreshFile.h"
 #include "host/files/smallFiles.h"
 #include "util/bytes.h"
 
@@ -19,9 +23,9 @@ namespace fs = std::filesystem;
 
 constexpr const char* kPlaylistName = "index.m3u8";
 
-/// A folder that already holds such files only, or nothing.
+/// A folder that already holds such files only, or nothing. An interrupted call may have left part of one.
 void requireOwnFolder(const fs::path& folder) {
-  static const std::regex own(R"(index\.m3u8|init-[0-9a-f]{16}\.mp4|[0-9]+-[0-9]+\.m4s)");
+  static const std::regex own(R"(index\.m3u8|init-[0-9a-f]{16}\.mp4|[0-9]+-[0-9]+\.m4s|\.k2r-[0-9a-f]{8}\.part)");
   std::error_code error;
   fs::create_directory(folder, error);
   for (const auto& entry : fs::directory_iterator(folder, error)) {
@@ -58,19 +62,18 @@ void requireSameRecording(const fs::path& folder, const std::string& playlist) {
 
 template <typename Fill>
 void writeOnce(const fs::path& path, const Fill& fill) {
+  constexpr mode_t kMode = 0666;
   if (fs::exists(path)) return;
-  const std::string temporary = path.string() + ".part";
-  std::ofstream out(temporary, std::ios::binary);
-  fill([&out](std::span<const std::byte> bytes) {
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  });
-  out.close();
-  std::error_code error;
-  if (out) fs::rename(temporary, path, error);
-  if (!out || error) {
-    fs::remove(temporary, error);
-    throw CommandError(fmt::format("'{}' cannot be written", path.string()));
-  }
+  FreshFile file(path.string(), kMode);
+  fill([&file](std::span<const std::byte> bytes) { file.write(bytes); });
+  file.keepAsNew();
+}
+
+void replacePlaylist(const fs::path& path, const std::string& text) {
+  constexpr mode_t kMode = 0666;
+  FreshFile file(path.string(), kMode);
+  file.write(qvs::util::asBytes(text));
+  file.keepInstead();
 }
 
 }  // namespace
@@ -86,7 +89,7 @@ void writePlainFolder(const PlainView& view, const std::string& folder) {
   for (std::size_t i = 0; i < view.fragmentCount(); ++i) {
     writeOnce(place / view.fragmentName(i), [&](const PlainView::Take& take) { view.readFragment(i, take); });
   }
-  replaceSmallFile((place / kPlaylistName).string(), qvs::util::asBytes(playlist));
+  replacePlaylist(place / kPlaylistName, playlist);
 }
 
 }  // namespace host
