@@ -18,7 +18,7 @@ namespace host {
 /// is made up for this has kMadeUpBit in its type, belongs to a track that there is, and is never stored.
 ///
 ///     switch (follower.judge(message)) ...           for every message, in order
-///     if (auto head = follower.headFor(message)) record(*head), follower.take(*head, answer);
+///     if (auto head = follower.headFor(message, true)) record(*head), follower.take(*head, answer);
 ///     record(message); follower.take(message, answer);
 ///     for (message : follower.closing()) ...         once, ahead of the stop
 ///
