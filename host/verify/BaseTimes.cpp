@@ -20,6 +20,8 @@ void BaseTimes::report(Findings& findings, const std::string& controlFile) const
   const std::uint32_t base = others_.front().base;
   const bool allAlike =
       std::all_of(others_.begin(), others_.end(), [base](const Other& other) { return other.base == base; });
+  // The control file is one witness, every fragment is another. So it is the wrong one if no fragment agrees with it
+  // and they all agree with each other.
   if (fromControl_ && agreeing_ == 0 && allAlike) {
     FileFindings(findings, controlFile)
         .damage(0, fmt::format("base time: expected {}, from which all fragments count, found {}", base, *reference_));

@@ -9,21 +9,24 @@
 
 namespace host {
 
-/// Samples are timed from the recording's base time, and the tags they are made of are not. So each track of each
-/// fragment tells a base time, and all of them, and the control file, have to tell the same one.
+/// Collects the base times of a recording and reports those that disagree.
+///
+/// A sample's decode time counts from the recording's base time; the timestamp of its tag does not. So the difference
+/// of the two, for the first sample of each track in each fragment, must be the base time in the control file. The
+/// first base time that is known is the reference.
 class BaseTimes {
  public:
-  /// Bounds what is kept of a recording in which none fits.
+  /// Limit of the deviations that are kept, so that a recording in which no fragment agrees costs bounded memory.
   static constexpr std::size_t kMaxKept = 10000;
 
   explicit BaseTimes(std::optional<std::uint32_t> controlBase)
       : reference_(controlBase), fromControl_(controlBase.has_value()) {}
 
-  /// What a `tfdt` tells, which stands at `offset` of `file`.
+  /// Adds the base time, in ms, that the `tfdt` at `offset` of `file` implies.
   void add(const std::string& file, std::uint64_t offset, std::uint32_t base);
-  /// Reports those that differ; the control file where it is the one that does.
+  /// Reports the deviations: the control file if all fragments agree against it, else each fragment that deviates.
   void report(Findings& findings, const std::string& controlFile) const;
-  /// Nothing while no one has told any.
+  /// The reference in ms, or nothing as long as no file has given one.
   std::optional<std::uint32_t> base() const { return reference_; }
 
  private:

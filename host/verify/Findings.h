@@ -13,10 +13,10 @@
 namespace host {
 
 enum class Severity {
-  /// For the user to know; nothing is wrong.
+  /// Information for the user; nothing is wrong.
   kNote,
-  /// What an interrupted recorder leaves. Nothing that an index names is touched by it, and the next append or a repair
-  /// clears it away.
+  /// Left by an interrupted recorder. It affects nothing that an index names, and the next append or a repair removes
+  /// it.
   kRepairable,
   /// Something that was recorded cannot be read, or two files contradict each other.
   kDamage,
@@ -26,12 +26,13 @@ struct Finding {
   Severity severity = Severity::kNote;
   /// Name in the directory.
   std::string file;
-  /// Nothing where the whole file is meant.
+  /// In bytes; nothing if the finding concerns the whole file.
   std::optional<std::uint64_t> offset;
   std::string text;
 };
 
-/// What a check has found, in the order in which it went on. Counts all; keeps a bounded number of each severity.
+/// The findings of a check, in the order in which they were added. Counts all of them, and keeps the first `kMaxKept`
+/// of each severity: a large file of zeros could otherwise fill the memory with findings.
 class Findings {
  public:
   static constexpr std::size_t kMaxKept = 1000;
@@ -39,7 +40,7 @@ class Findings {
   void add(Finding finding);
   const std::vector<Finding>& kept() const { return kept_; }
   std::uint64_t count(Severity severity) const { return counts_[static_cast<std::size_t>(severity)]; }
-  /// The gravest one; a note where there is nothing.
+  /// The gravest severity found; `kNote` if there are no findings.
   Severity worst() const;
 
  private:
@@ -47,15 +48,15 @@ class Findings {
   std::array<std::uint64_t, 3> counts_{};
 };
 
-/// Adds what is found in one file. `findings` outlives it.
+/// Adds findings about one file to `findings`, which outlives it.
 class FileFindings {
  public:
   FileFindings(Findings& findings, std::string file) : findings_(&findings), file_(std::move(file)) {}
 
   const std::string& file() const { return file_; }
-  /// The same for another file.
+  /// The same findings, for another file.
   FileFindings in(std::string file) const { return {*findings_, std::move(file)}; }
-  /// From now on nothing is graver than that.
+  /// Lowers every later finding of this object to `worst`, if it is graver.
   void limit(Severity worst) { worst_ = worst; }
   void add(Severity severity, std::optional<std::uint64_t> offset, std::string text) const {
     findings_->add({std::min(severity, worst_), file_, offset, std::move(text)});
@@ -64,7 +65,7 @@ class FileFindings {
   void damage(std::string text) const { add(Severity::kDamage, std::nullopt, std::move(text)); }
   void note(std::uint64_t offset, std::string text) const { add(Severity::kNote, offset, std::move(text)); }
   void note(std::string text) const { add(Severity::kNote, std::nullopt, std::move(text)); }
-  /// Damage, unless both are equal. Answers whether they are.
+  /// Reports damage if the two differ. Returns whether they are equal.
   bool expect(std::uint64_t offset, std::string_view what, std::uint64_t expected, std::uint64_t found) const;
 
  private:

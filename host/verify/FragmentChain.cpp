@@ -14,10 +14,11 @@ using ruvo::k2r::AfraEntry;
 using ruvo::k2r::BootstrapInfo;
 using ruvo::k2r::FragmentRunEntry;
 
-/// Of the image of a bootstrap.
+/// Offset of the field in the image of an `abst` box.
 constexpr std::uint64_t kCurrentMediaTimeOffset = 21;
 
-/// The last run with a duration, which is that of the fragment that carries the bootstrap; or null.
+/// The last run with a duration, or null. A fragment contains the bootstrap as it was when the fragment joined it, so
+/// this is the run of that fragment itself.
 const FragmentRunEntry* lastRun(const BootstrapInfo& bootstrap) {
   const FragmentRuns& runs = fragmentRuns(bootstrap);
   const auto found =
@@ -60,15 +61,16 @@ void FragmentChain::add(const FileFindings& segment, IndexFile& index, std::size
 
 void FragmentChain::checkNumber(IndexFile& index, std::size_t entry, const FragmentContent& content) const {
   const FragmentRunEntry* const run = lastRun(*content.bootstrap);
+  // An index of one or two entries has no majority for its numbers, so here the run table of the fragment decides.
   if (!index.numbersAreSure() && run != nullptr && !broken_) {
     const FragmentRuns none;
     const AddedRuns added = addedRuns(last_ ? fragmentRuns(last_->bootstrap) : none, fragmentRuns(*content.bootstrap));
-    index.correctNumber(entry, !added.joins() || !last_ ? run->firstFragment : last_->step.fragment + 1);
+    index.correctNumber(entry, !added.continuesRun() || !last_ ? run->firstFragment : last_->step.fragment + 1);
   }
   const AfraEntry& known = index.entries()[entry];
   if (last_ && known.fragment <= last_->step.fragment) {
     index.out().damage(index.offsetOf(entry) + kEntryFragment,
-                       fmt::format("entry {}: fragment: expected one behind {}, found {}", entry + 1,
+                       fmt::format("entry {}: fragment: expected one after {}, found {}", entry + 1,
                                    last_->step.fragment, known.fragment));
   }
 }
@@ -77,20 +79,20 @@ void FragmentChain::checkTime(const FileFindings& segment, IndexFile& index, std
                               const FragmentContent& content) const {
   AfraEntry& known = index.entries()[entry];
   const FragmentRunEntry* const run = lastRun(*content.bootstrap);
-  const bool own = run != nullptr && run->firstFragment == known.fragment;
-  if (!own && (!last_ || broken_)) return;
-  const std::uint64_t told = own ? run->firstTimestamp : last_->bootstrap.currentMediaTime;
-  if (told == known.time) return;
+  const bool startsRun = run != nullptr && run->firstFragment == known.fragment;
+  if (!startsRun && (!last_ || broken_)) return;
+  const std::uint64_t expected = startsRun ? run->firstTimestamp : last_->bootstrap.currentMediaTime;
+  if (expected == known.time) return;
   if (firstTime(content.tags) == known.time) {
-    // The tags are with the index. A run of its own is compared with the rest of the bootstrap.
-    if (!own) {
+    // Index and tags agree, so the bootstrap is wrong. If the fragment starts a run, checkBootstrap() reports that run.
+    if (!startsRun) {
       segment.in(last_->file)
-          .expect(last_->bootstrapOffset + kCurrentMediaTimeOffset, "current media time", known.time, told);
+          .expect(last_->bootstrapOffset + kCurrentMediaTimeOffset, "current media time", known.time, expected);
     }
     return;
   }
-  index.out().expect(index.offsetOf(entry), fmt::format("entry {}: time", entry + 1), told, known.time);
-  known.time = told;
+  index.out().expect(index.offsetOf(entry), fmt::format("entry {}: time", entry + 1), expected, known.time);
+  known.time = expected;
 }
 
 void FragmentChain::checkTagTimes(const FileFindings& segment, const FragmentContent& content,
@@ -109,8 +111,8 @@ void FragmentChain::checkTagTimes(const FileFindings& segment, const FragmentCon
 void FragmentChain::checkStart(const FileFindings& segment, const FragmentContent& content,
                                const HistoryStep& step) const {
   if (!last_) return;
-  // A fragment may run on beyond the slot of its number. An append needs a later number, so its first fragment may
-  // begin within the time of the one before.
+  // A fragment may last longer than the slot of its number on the grid. An append takes the next number, whose slot may
+  // begin while the fragment before it lasts. So only the numbers of an append must rise, and not its times.
   const bool mayBeAppend =
       broken_ || addedRuns(fragmentRuns(last_->bootstrap), fragmentRuns(*content.bootstrap)).mayBeAppend(step);
   if (mayBeAppend) return;
@@ -123,14 +125,15 @@ void FragmentChain::checkStart(const FileFindings& segment, const FragmentConten
   }
   if (last_->step.lastTagTime && *last_->step.lastTagTime >= step.time) {
     segment.damage(content.boxes.position(),
-                   fmt::format("fragment: expected to begin behind the last tag of the one before it, at {}, found {}",
+                   fmt::format("fragment: expected to begin after the last tag of the one before it, at {}, found {}",
                                *last_->step.lastTagTime, step.time));
   }
 }
 
 std::uint64_t FragmentChain::earliestTag(const AfraEntry& entry) const {
-  // If a write fails, its messages stay queued for the next fragment, and the number of the failed one has no data. An
-  // append may have queued them, whose clock restarted behind the fragment before.
+  // If a write fails, the messages stay queued for the next fragment, and the number of the failed fragment has no
+  // data. So after numbers without data a fragment may contain earlier messages. Their times have no lower limit: an
+  // append whose clock restarted may have queued them.
   const std::uint32_t next = last_ ? last_->step.fragment + 1 : 1;
   return entry.fragment > next ? 0 : entry.time;
 }
@@ -142,8 +145,9 @@ BootstrapInfo FragmentChain::checkBootstrap(const FileFindings& segment, const F
   BootstrapInfo expected = expectNext(last_ ? last_->bootstrap : emptyBootstrap(), found, step);
   if (expected == found) return expected;
   if (last_ && expectNext(beforeLast_ ? beforeLast_->bootstrap : emptyBootstrap(), found, step) == found) {
-    // Its own bootstrap file never came to be: the recorder was interrupted, and went on from the file before.
-    segment.note(last_->bootstrapOffset, "abst: the recording went on from the bootstrap before this one");
+    // The recorder was interrupted before it wrote the bootstrap file of the last fragment, and the append continued
+    // from the file before that.
+    segment.note(last_->bootstrapOffset, "abst: the recording continues from the bootstrap before this one");
     return found;
   }
   reportDifferences(expected, found, content.boxes.abst.offset, segment);

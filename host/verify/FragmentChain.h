@@ -12,30 +12,32 @@
 
 namespace host {
 
-/// Holds the fragments of a recording, one behind another, against each other: their index entries, the bootstraps in
-/// them and the times of their tags.
+/// Compares consecutive fragments of a recording: their index entries, the bootstraps in them and the times of their
+/// tags. The fragments of all segments form one chain, in the order of their positions.
 class FragmentChain {
  public:
   struct Link {
     HistoryStep step;
-    /// As it should be, where it differed.
+    /// The bootstrap in the fragment; the expected one if it differed, so that one error is reported once.
     ruvo::k2r::BootstrapInfo bootstrap;
-    /// Where it stands.
+    /// The segment file that contains it, and the offset of its `abst` there.
     std::string file;
     std::uint64_t bootstrapOffset = 0;
   };
 
-  /// Adds the fragment of an entry of `index`, whose number and time are corrected where the rest tells otherwise.
+  /// Adds the fragment that `entry` of `index` names. Corrects number and time of the entry in `index` if the fragment
+  /// contradicts them, after reporting the difference.
   void add(const FileFindings& segment, IndexFile& index, std::size_t entry, const FragmentContent& content);
-  /// Goes on behind these, which stand unchecked.
+  /// Makes the next fragment the successor of `last`. Both links are trusted as they are.
   void resume(std::optional<Link> beforeLast, Link last) {
     beforeLast_ = std::move(beforeLast);
     last_ = std::move(last);
   }
-  /// Between the fragment added last and the next one there is one that could not be read.
+  /// Says that a fragment between the last one and the next one could not be read. The next one is then not compared
+  /// with its predecessor.
   void breakOff() { broken_ = true; }
 
-  /// The fragment added last, and the one before it; null while there is none.
+  /// The last fragment added, and the one before it; null if there is none.
   const Link* last() const { return last_ ? &*last_ : nullptr; }
   const Link* beforeLast() const { return beforeLast_ ? &*beforeLast_ : nullptr; }
 
@@ -46,7 +48,7 @@ class FragmentChain {
   void checkTagTimes(const FileFindings& segment, const FragmentContent& content,
                      const ruvo::k2r::AfraEntry& entry) const;
   void checkStart(const FileFindings& segment, const FragmentContent& content, const HistoryStep& step) const;
-  /// Before this time there can be no tag in the fragment.
+  /// The lowest time, in ms, that a tag of the fragment may have.
   std::uint64_t earliestTag(const ruvo::k2r::AfraEntry& entry) const;
   ruvo::k2r::BootstrapInfo checkBootstrap(const FileFindings& segment, const FragmentContent& content,
                                           const HistoryStep& step) const;

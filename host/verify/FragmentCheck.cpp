@@ -21,7 +21,7 @@ using krvo::container::StoredSample;
 
 namespace {
 
-/// Reports what is malformed, and answers nothing then.
+/// Calls `read`. If a box is malformed, reports that and returns nothing.
 template <typename Read>
 auto tryRead(const FileFindings& out, Read read) -> std::optional<decltype(read())> {
   try {
@@ -47,6 +47,7 @@ ruvo::k2r::AfraIndex takeAfra(const SegmentContext& segment, const BoxSpan& box)
   if (const auto place = firstDifference(imageOf(afra), bytes)) {
     throw Malformed(box.offset + *place, fieldNameAt(afra, *place) + ": not as a recorder writes it");
   }
+  // The image can be consistent and still not be a recorder's: other widths, or entries that only index files have.
   const ruvo::k2r::AfraIndex fresh;
   if (afra.longIds != fresh.longIds || afra.longOffsets != fresh.longOffsets || afra.timescale != fresh.timescale ||
       !afra.globalEntries.empty()) {
@@ -70,6 +71,7 @@ FragmentContent checkFragment(SegmentContext& segment, const FragmentBoxes& boxe
     checkMoofForm(segment, boxes.moof);
     return readTrackFragments(segment.file, boxes, segment.movie);
   });
+  // Before the tags, since the sizes of the hint samples decide where a tag ends if its header is wrong.
   const std::vector<StoredSample> hints = hintSamples(segment, content);
   content.tags = checkTags(segment, boxes.mdat, hints);
   checkTagContents(segment, content.tags);

@@ -15,29 +15,30 @@
 
 namespace host {
 
-/// What the fragments of a segment share.
+/// What the checks of all fragments of a segment share. `file` and `bases` outlive it.
 struct SegmentContext {
   FileView& file;
   FileFindings out;
   krvo::container::Movie movie;
   BaseTimes& bases;
-  /// By track id: the decode time of the track's last sample in the fragment before. Nothing if that cannot be known.
+  /// By track id: the decode time, in ms, of the track's last sample in the previous fragment. Nothing if that fragment
+  /// was not read.
   std::optional<std::map<std::uint32_t, std::uint64_t>> lastTimes = {};
 };
 
-/// A fragment, as far as its boxes can be read.
+/// The content of a fragment, as far as its boxes can be read.
 struct FragmentContent {
   krvo::container::FragmentBoxes boxes;
   std::optional<ruvo::k2r::BootstrapInfo> bootstrap;
   std::optional<std::uint32_t> sequenceNumber;
-  /// The samples of its `moof`.
+  /// The samples that its `moof` lists.
   std::optional<std::vector<krvo::container::TrackFragment>> tracks;
-  /// Those in front of the first one that cannot be read.
+  /// The tags in its `mdat`, up to the first one that cannot be read.
   std::vector<TagContent> tags;
 };
 
-/// Checks one fragment on its own: each box well formed, the tags one behind another, the samples of all tracks those
-/// that the tags make, the entries of `afra` at the right tags.
+/// Checks one fragment by itself: each box is well formed, the tags are contiguous, each track has exactly the samples
+/// that the tags produce, and the entries of `afra` point to the right tags. Updates `segment.lastTimes`.
 FragmentContent checkFragment(SegmentContext& segment, const krvo::container::FragmentBoxes& boxes);
 
 }  // namespace host

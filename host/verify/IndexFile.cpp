@@ -16,12 +16,13 @@ namespace {
 using ruvo::k2r::AfraEntry;
 using ruvo::k2r::FragmentRunEntry;
 
-/// The markers that may tell the time of a number without a fragment.
+/// The markers in the run table that may give the time of a number without a fragment.
 struct SkipMarkers {
-  /// It says that no key frame opened the number; or null.
+  /// Marks the number, or a range with it, as skipped because no key frame came. Or null.
   const FragmentRunEntry* own = nullptr;
-  /// The same, in front of the marker of a jump in time. An append marks the jump to its first fragment from the number
-  /// before that on, or from a lower one if its clock restarted; that number may have been skipped before. Or null.
+  /// Such a marker followed by the marker of a jump in time. An append marks the jump to its first fragment at the
+  /// number before that fragment, or at a lower one if its clock restarted. That number may already be marked as
+  /// skipped. Or null.
   const FragmentRunEntry* beforeJump = nullptr;
 };
 
@@ -40,15 +41,16 @@ SkipMarkers skipMarkers(const FragmentRuns& runs, std::uint32_t number) {
   return markers;
 }
 
-/// Skipped numbers begin on the grid, whose width the marker of the first one tells.
+/// The grid line at which a skipped number begins. Number n begins at n - 1 times the grid's width, so the marker of
+/// the first skipped number gives the width.
 std::uint64_t gridLine(const FragmentRunEntry& marker, std::uint32_t number) {
   if (marker.firstFragment < 2) return marker.firstTimestamp;
   return marker.firstTimestamp / (marker.firstFragment - 1) * (number - 1);
 }
 
-/// Whether both times can be in the slot of the number of `next`, whatever the distance of the grid lines is: an append
-/// that was stopped before its first fragment gives the number before that its time, and the next one may begin with
-/// the very same number.
+/// Whether the times of both entries can lie in the slot of `next`'s number, for any width of the grid. An append that
+/// was stopped before its first fragment leaves its start time in the entry before; the next append may then begin with
+/// the same number.
 bool haveOneNumber(const AfraEntry& entry, const AfraEntry& next) {
   const auto [low, high] = std::minmax(entry.time, next.time);
   return low * next.fragment > high * (next.fragment - 1);
@@ -90,9 +92,8 @@ std::optional<std::size_t> IndexFile::lastWritten() const {
 
 void IndexFile::checkForm(const std::vector<std::byte>& bytes) {
   if (const auto place = firstDifference(imageOf(index_), bytes)) {
-    const bool behind = *place == imageOf(index_).size();
-    out_.damage(*place,
-                behind ? "bytes behind the box" : fieldNameAt(index_, *place) + ": not as a recorder writes it");
+    const bool after = *place == imageOf(index_).size();
+    out_.damage(*place, after ? "bytes after the box" : fieldNameAt(index_, *place) + ": not as a recorder writes it");
   }
   const ruvo::k2r::AfraIndex fresh;
   if (index_.longIds != fresh.longIds || index_.longOffsets != fresh.longOffsets) {
@@ -103,7 +104,8 @@ void IndexFile::checkForm(const std::vector<std::byte>& bytes) {
 }
 
 void IndexFile::checkNumbers() {
-  // Most entries agree on where the numbers start; the others are the wrong ones.
+  // Each entry votes for the number of the first one, which is its own number minus its subscript. Entries that
+  // disagree with the majority are wrong. Subtraction wraps, so that wrong numbers are votes like others.
   std::map<std::uint32_t, std::size_t> votes;
   for (std::size_t i = 0; i < entries().size(); ++i) ++votes[entries()[i].fragment - static_cast<std::uint32_t>(i)];
   const auto winner =
@@ -120,7 +122,8 @@ void IndexFile::correctNumber(std::size_t i, std::uint32_t number) {
 }
 
 void IndexFile::checkSequence() {
-  // Numbers of fragments have been held against these, so that an entry beside one of them is the wrong one.
+  // The numbers of fragments are known to be right. So if an entry before a fragment has another number than expected,
+  // the entry is wrong.
   for (std::size_t i = entries().size(); i-- > 1;) {
     if (entries()[i].isWritten() && !entries()[i - 1].isWritten()) correctNumber(i - 1, entries()[i].fragment - 1);
   }
@@ -154,7 +157,7 @@ void IndexFile::checkSkippedTime(std::size_t i, const FragmentRuns& runs) const 
   const std::uint64_t before = entries()[i - 1].time;
   const SkipMarkers markers = skipMarkers(runs, entry.fragment);
   if (markers.own != nullptr) {
-    // A number that is passed over altogether has the time of the one before it.
+    // The recorder gives a number the time of the entry before it if not even a message fell into its slot.
     const bool passedOver = entry.fragment != markers.own->firstFragment && entry.time == before;
     if (!passedOver) out_.expect(at, name, gridLine(*markers.own, entry.fragment), entry.time);
     return;
@@ -164,7 +167,7 @@ void IndexFile::checkSkippedTime(std::size_t i, const FragmentRuns& runs) const 
     if (entry.time < before) out_.expect(at, name, before, entry.time);
     return;
   }
-  // A reopened recorder gives the numbers that it passes over the time at which it begins.
+  // An append gives the numbers between the recording's end and its first fragment the time at which it begins.
   const AfraEntry& next = entries()[i + 1];
   const bool fits = next.isWritten() ? entry.time == next.time || (before != next.time && haveOneNumber(entry, next))
                                      : entry.time > before && entry.time <= next.time;

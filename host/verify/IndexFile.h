@@ -14,32 +14,32 @@
 
 namespace host {
 
-/// The index file of a segment. Its entries keep the values that the rest of the recording tells, once what differs has
-/// been reported, so that one wrong number is one finding.
+/// The index file (`.k2i`) of a segment. If an entry contradicts the rest of the recording, the difference is reported
+/// and the entry corrected in memory, so that one wrong number is one finding.
 class IndexFile {
  public:
-  /// Checks the form of the file, and all that it can tell by itself: numbers that rise by one, the segment, the fixed
-  /// fields.
+  /// Parses `bytes` and checks what needs no other file: its form, numbers that rise by one, the segment number, fixed
+  /// fields. A malformed file is reported and leaves an index without entries.
   IndexFile(const std::vector<std::byte>& bytes, std::uint32_t segment, FileFindings out);
 
   const FileFindings& out() const { return out_; }
   std::vector<ruvo::k2r::AfraEntry>& entries() { return index_.globalEntries; }
   const std::vector<ruvo::k2r::AfraEntry>& entries() const { return index_.globalEntries; }
-  /// Where an entry stands in the file.
+  /// Offset of an entry in the file, in bytes.
   std::uint64_t offsetOf(std::size_t entry) const;
-  /// More than half of the entries agree on the numbers.
+  /// Whether more than half of the entries agree on the numbers.
   bool numbersAreSure() const { return numbersAreSure_; }
-  /// Reports the number of an entry, and puts it right, where it is another one.
+  /// Reports and corrects the number of an entry, if it is not `number`.
   void correctNumber(std::size_t entry, std::uint32_t number);
-  /// Checks that the numbers rise by one, once those of fragments are right.
+  /// Checks that the numbers rise by one. The numbers of entries with a position must have been corrected before.
   void checkSequence();
-  /// Positions of the fragments that it names.
+  /// The positions of all entries that have one.
   std::set<std::uint64_t> positions() const;
-  /// The place of the last entry with a position, or nothing.
+  /// Subscript of the last entry with a position, or nothing.
   std::optional<std::size_t> lastWritten() const;
 
-  /// Checks the times of the entries without a position, once those with one have their right times. `bootstrap` is the
-  /// last one of the recording.
+  /// Checks the times of the entries without a position. The times of the others must have been corrected before.
+  /// `bootstrap` is the last one of the recording.
   void checkSkippedTimes(const ruvo::k2r::BootstrapInfo& bootstrap) const;
 
  private:

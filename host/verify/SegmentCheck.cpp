@@ -24,9 +24,9 @@ using ruvo::k2r::AfraEntry;
 
 namespace {
 
-class SegmentRun {
+class SegmentChecker {
  public:
-  SegmentRun(RecordingContext& recording, std::uint32_t number, SegmentRole role)
+  SegmentChecker(RecordingContext& recording, std::uint32_t number, SegmentRole role)
       : recording_(recording),
         number_(number),
         role_(role),
@@ -35,7 +35,7 @@ class SegmentRun {
 
   SegmentResult run() {
     loadIndex();
-    // A file in which nothing has been recorded may be anything, its header included.
+    // If no index names a fragment in the file, an interruption may have left anything there, even half a header.
     unfinished_ = role_.unannounced && positions_.empty();
     if (unfinished_) out_.limit(role_.leftover);
     if (recording_.directory.segments.contains(number_)) {
@@ -72,7 +72,7 @@ class SegmentRun {
       out_.damage(error.what());
       recording_.chain.breakOff();
     } catch (const SegmentError& error) {
-      // The file has become shorter, or cannot be read any more.
+      // The file became shorter while it was read, or the disk failed.
       out_.damage(error.offset(), error.fault());
       recording_.chain.breakOff();
     }
@@ -103,9 +103,10 @@ class SegmentRun {
     checkTail(segment, map);
   }
 
-  /// Where that begins which the index does not speak of. Where something that it speaks of is not there, nowhere.
+  /// Offset of the first byte after everything that the index names. If a fragment that it names is missing, every byte
+  /// may belong to that fragment, and there is no such offset.
   std::uint64_t endOfIndexed(const SegmentMap& map) const {
-    // An interruption may leave part of a header where no fragment has been indexed yet.
+    // Without a `moov` and without indexed fragments all of the file is what an interruption left.
     std::uint64_t end = map.moov ? map.moov->end() : 0;
     for (const std::uint64_t position : positions_) {
       const FragmentBoxes* const fragment = map.fragmentAt(position);
@@ -149,7 +150,8 @@ class SegmentRun {
     try {
       result_.unindexed = parseBootstrap(loadBox(segment.file, boxes.abst), boxes.abst.offset);
     } catch (const Malformed&) {
-      // It may be what an earlier recorder left, written over in part: nothing in it is to be believed.
+      // The fragment may be left from an earlier recorder and overwritten in part, so it is no finding that it is
+      // malformed.
     }
   }
 
@@ -164,7 +166,7 @@ class SegmentRun {
     result_.lastTagTime = content.tags.back().place.timestamp;
   }
 
-  /// Fragments that the index names in front of an entry, and that could not be read, break the chain.
+  /// Breaks the chain if the index names fragments before `entry` that could not be read.
   void passOver(std::size_t entry) {
     const auto& entries = result_.index->entries();
     for (; nextEntry_ < entry; ++nextEntry_) {
@@ -183,7 +185,7 @@ class SegmentRun {
     accessTable_.addFragment(fragment, segment.movie);
   }
 
-  /// Each position that the index gives is the start of a whole fragment, and they rise with the numbers.
+  /// Each position in the index must be the start of a whole fragment, and positions must rise with the numbers.
   void checkPositions(const SegmentMap& map) const {
     const auto& entries = result_.index->entries();
     std::uint64_t before = 0;
@@ -201,7 +203,7 @@ class SegmentRun {
         }
       } else if (position <= before) {
         indexOut_.damage(at,
-                         fmt::format("entry {}: position: expected one behind {}, found {}", i + 1, before, position));
+                         fmt::format("entry {}: position: expected one after {}, found {}", i + 1, before, position));
       }
       before = std::max(before, position);
     }
@@ -219,7 +221,7 @@ class SegmentRun {
       if (accessTableIsWhole_ && map.breaks.empty() && result_.unindexedFragments == 0)
         checkRandomAccess(segment, *mfra, accessTable_, role_.leftover);
     } else if (role_.ended && map.breaks.empty() && !map.fragments.empty()) {
-      // A table that could not be written is left out, and nothing recorded is lost with it; a stop can try again.
+      // A recorder that cannot write the table ends the segment without it. Nothing recorded is lost by that.
       out_.add(role_.leftover == Severity::kDamage ? Severity::kNote : role_.leftover, map.fileSize,
                "mfra expected, found the end of the file");
     }
@@ -233,11 +235,11 @@ class SegmentRun {
   SegmentResult result_;
   std::set<std::uint64_t> positions_;
   bool unfinished_ = false;
-  /// Places of the entries with a position, by that.
+  /// Subscript of each entry with a position, by that position.
   std::map<std::uint64_t, std::size_t> entryAt_;
-  /// The first entry that no fragment has been found for.
+  /// The first entry that has not been compared with a fragment yet.
   std::size_t nextEntry_ = 0;
-  /// What the fragments make, as long as all of them can be read.
+  /// The table that the fragments produce. Complete only if all of them could be read.
   krvo::container::RandomAccessTable accessTable_;
   bool accessTableIsWhole_ = true;
 };
@@ -245,7 +247,7 @@ class SegmentRun {
 }  // namespace
 
 SegmentResult checkSegment(RecordingContext& recording, std::uint32_t number, SegmentRole role) {
-  return SegmentRun(recording, number, role).run();
+  return SegmentChecker(recording, number, role).run();
 }
 
 }  // namespace host

@@ -14,43 +14,45 @@
 
 namespace host {
 
-/// What the segments of a recording share.
+/// What the checks of all segments of a recording share. `directory` and `findings` outlive it.
 struct RecordingContext {
   const RecordingDirectory& directory;
   Findings& findings;
   BaseTimes bases;
   FragmentChain chain;
-  /// Tracks of the first segment that tells any.
+  /// The tracks of the first segment with a readable header.
   krvo::container::Movie movie;
 
   FileFindings in(const std::string& file) const { return {findings, file}; }
 };
 
-/// Where a segment stands in its recording.
+/// What the rest of the recording says about a segment.
 struct SegmentRole {
-  /// The bootstrap has fragments in it.
+  /// Whether it is not after the last segment of the bootstrap.
   bool known = true;
-  /// A roll-over or a stop has ended it.
+  /// Whether a roll-over or a stop has ended it.
   bool ended = false;
-  /// Nothing but its index could name a fragment in it: it may just have been begun.
+  /// Whether only its index could name a fragment in it, because the bootstrap does not know it: it may just have
+  /// begun.
   bool unannounced = false;
-  /// How bad it is that something stands behind the last fragment that the index names.
+  /// Severity of bytes after the last fragment that the index names.
   Severity leftover = Severity::kDamage;
 };
 
 struct SegmentResult {
-  /// Nothing where it cannot be read.
+  /// Nothing if it is missing or cannot be read.
   std::optional<IndexFile> index;
   std::uint64_t fragments = 0;
   std::uint64_t tags = 0;
-  /// Whole fragments behind those that the index names, and the bootstrap in the last of them.
+  /// Number of whole fragments after those that the index names, and the bootstrap in the last of them.
   std::uint64_t unindexedFragments = 0;
   std::optional<ruvo::k2r::BootstrapInfo> unindexed;
   std::optional<std::uint32_t> firstTagTime;
   std::optional<std::uint32_t> lastTagTime;
 };
 
-/// Checks a segment file and its index, of which at least one is there.
+/// Checks the segment file `number` and its index, of which at least one exists. Adds the fragments to
+/// `recording.chain`, so segments must be checked in rising order.
 SegmentResult checkSegment(RecordingContext& recording, std::uint32_t number, SegmentRole role);
 
 }  // namespace host

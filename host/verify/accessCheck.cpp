@@ -16,27 +16,29 @@ using qvs::util::operator""_4cc;
 
 namespace {
 
-/// Where decoding can start and every recorder notes it: the configuration in front of a key frame of AVC, a key frame
-/// of another codec.
+/// Whether every recorder writes an entry for the tag: for AVC the configuration before a key frame, for other codecs
+/// the key frame itself.
 bool isEntry(const TagContent& tag) {
   if (!tag.isVideo() || !tag.isRecordable()) return false;
   return tag.formatCode() == "H264"_4cc ? tag.isSequenceHeader() : tag.isKeyFrame();
 }
 
-/// Without video a recorder notes some of the audio.
+/// Whether a recorder may write an entry for the tag. Without video it writes some for audio. A protected tag that is
+/// too short does not show its codec, and may be either.
 bool mayBeEntry(const SegmentContext& segment, const TagContent& tag) {
   if (isEntry(tag) || (tag.isVideo() && tag.hidesCodec())) return true;
   return tag.isAudio() && !tag.isSequenceHeader() && findTrack(segment.movie, "vide"_4cc) == nullptr;
 }
 
-/// From where the samples of the fragment count. Whether that is right is another question.
+/// The base time that the fragment's own samples imply, in ms. BaseTimes reports it if it is wrong; here it must not
+/// make every entry wrong as well.
 std::uint32_t baseOf(const SegmentContext& segment, const FragmentContent& content) {
   const auto hints = hintSamples(segment, content);
   if (hints.empty() || content.tags.empty()) return segment.bases.base().value_or(0);
   return content.tags.front().place.timestamp - static_cast<std::uint32_t>(hints.front().decodeTime);
 }
 
-/// Goes through the tags of a fragment and the entries of its `afra` side by side.
+/// Steps through the tags of a fragment and the entries of its `afra` in parallel.
 class EntryWalk {
  public:
   EntryWalk(const SegmentContext& segment, const FragmentContent& content, const ruvo::k2r::AfraIndex& afra)
@@ -70,7 +72,7 @@ class EntryWalk {
     return true;
   }
 
-  /// The tags in front of `offset` have no entry; `at` is where one would stand.
+  /// Steps over the tags before `offset`, which have no entry. `at` is the offset at which one is missing.
   void passOver(std::uint64_t offset, std::uint64_t at) {
     for (; next_ < tags_.size() && offsetOf(tags_[next_]) < offset; ++next_) {
       if (!isEntry(tags_[next_])) continue;
@@ -89,7 +91,7 @@ class EntryWalk {
   std::size_t next_ = 0;
 };
 
-/// Whether an append takes the box for a table. One that it does not, it makes anew from the fragments.
+/// Whether the box can be read. An append rebuilds one that cannot from the fragments, so that is less than damage.
 bool isTable(FileView& file, const krvo::container::BoxSpan& mfra) {
   try {
     krvo::container::readMfra(file, mfra);

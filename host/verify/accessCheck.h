@@ -6,13 +6,13 @@
 
 namespace host {
 
-/// Holds the entries of a fragment's `afra` against its tags: each one at the start of a tag where a decoder can start,
-/// with its time, and none of those missing that every recorder notes.
+/// Compares the entries of a fragment's `afra` with its tags. Each entry must point to the start of a tag at which a
+/// decoder can start, and have its time; no tag for which every recorder writes an entry may be without one.
 void checkAccessEntries(const SegmentContext& segment, const FragmentContent& content,
                         const ruvo::k2r::AfraIndex& afra);
 
-/// Holds the `mfra` of a segment against the table that its fragments make. `torn` is how bad one is that cannot be
-/// read.
+/// Compares the `mfra` of a segment (ISO/IEC 14496-12, 8.8.9) with the table that its fragments produce. `torn` is the
+/// severity of a box that cannot be read.
 void checkRandomAccess(const SegmentContext& segment, const krvo::container::BoxSpan& mfra,
                        const krvo::container::RandomAccessTable& expected, Severity torn);
 

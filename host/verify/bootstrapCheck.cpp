@@ -17,7 +17,7 @@ using ruvo::k2r::BootstrapInfo;
 using ruvo::k2r::FragmentRunEntry;
 using Segment = RecordingContent::Segment;
 
-/// What the run table says of a number.
+/// What the run table says about a number.
 enum class Place { kOutside, kData, kSkipped, kTimestampGap };
 
 Place placeOf(const FragmentRuns& runs, std::uint32_t number) {
@@ -31,7 +31,7 @@ Place placeOf(const FragmentRuns& runs, std::uint32_t number) {
   return run.isFragmentGap() ? Place::kSkipped : Place::kTimestampGap;
 }
 
-/// How many numbers without a position the indexes have at their end.
+/// How many entries without a position there are at the end of the last indexes.
 std::uint32_t skippedAtEnd(const std::vector<Segment>& segments) {
   std::uint32_t skipped = 0;
   for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
@@ -44,7 +44,7 @@ std::uint32_t skippedAtEnd(const std::vector<Segment>& segments) {
   return skipped;
 }
 
-/// Whether the segment behind those that the bootstrap knows is there.
+/// Whether the segment after the last one of the bootstrap exists.
 bool hasUnknownSegment(const std::vector<Segment>& segments, const BootstrapInfo& bootstrap) {
   const auto& runs = segmentRuns(bootstrap);
   return !runs.empty() && !segments.empty() && segments.back().number == runs.back().firstSegment + 1;
@@ -57,8 +57,7 @@ const BootstrapInfo* unindexedBootstrap(const std::vector<Segment>& segments) {
   return nullptr;
 }
 
-/// Whether the file `found` is the one that was written with the fragment that carries `bootstrap`, or at the stop
-/// behind it.
+/// Whether the file `found` was written with the fragment that contains `bootstrap`, or at a stop after it.
 bool isWhatWasWrittenWith(const BootstrapInfo& bootstrap, BootstrapInfo found) {
   if (isStopped(found)) found.fragmentRunTables.front().fragmentRuns.pop_back();
   return found == bootstrap;
@@ -80,7 +79,7 @@ class IndexComparison {
   }
 
  private:
-  /// Numbers between the indexes of two segments.
+  /// Checks the numbers between the indexes of two segments, which none of them contains.
   void checkHole(std::uint32_t end) {
     if (!next_) return;
     for (std::uint64_t number = *next_; number < end; ++number) {
@@ -97,7 +96,7 @@ class IndexComparison {
     const std::uint64_t at = index.offsetOf(i) + kEntryPosition;
     const Place place = placeOf(runs_, entry.fragment);
     const std::string name = fmt::format("entry {}: position", i + 1);
-    // The last run has no end: numbers that the segment runs do not count yet may turn out to be anything.
+    // The last run has no end. Numbers that the segment runs do not count yet may still get data or be skipped.
     if (place != Place::kOutside && entry.fragment >= end_) return;
     if (place == Place::kData && entry.afraOffset == ruvo::k2r::kNoFragmentOffset) {
       index.out().damage(
@@ -111,13 +110,13 @@ class IndexComparison {
 
   const FragmentRuns& runs_;
   const FileFindings& bootstrapOut_;
-  /// Behind the numbers that the bootstrap counts.
+  /// The first number that the segment runs do not count.
   std::uint64_t end_ = 0;
   std::optional<std::uint64_t> next_;
 };
 
-/// Tells where the segment runs count other numbers than the indexes have: a recorder that took back an announced
-/// fragment leaves its count.
+/// Reports the first segment whose run does not end where its index does. Only a note: a recorder that takes back an
+/// announced fragment leaves its number in the count.
 void noteCounts(const FileFindings& out, const BootstrapInfo& bootstrap, const std::vector<Segment>& segments) {
   if (fragmentRuns(bootstrap).empty()) return;
   std::uint64_t next = fragmentRuns(bootstrap).front().firstFragment;
@@ -143,12 +142,13 @@ void checkAgainstFragments(const RecordingContext& recording, const RecordingCon
   if (last == nullptr) return;
   const BootstrapInfo expected =
       expectFile(last->bootstrap, found, {skippedAtEnd(content.segments), hasUnknownSegment(content.segments, found)});
-  // An interruption between the files of one fragment: the index is replaced first, and may be the one that failed.
+  // An interruption can lie between the swaps of index and bootstrap, in which case an append repairs it. A stop writes
+  // both, so in a stopped recording a difference is damage.
   const Severity severity = isStopped(found) ? Severity::kDamage : Severity::kRepairable;
   const BootstrapInfo* const unindexed = unindexedBootstrap(content.segments);
   if (unindexed != nullptr && isWhatWasWrittenWith(*unindexed, found)) {
     out.add(severity, std::nullopt,
-            fmt::format("goes on behind fragment {}, the last one that an index names", last->step.fragment));
+            fmt::format("continues after fragment {}, the last one that an index names", last->step.fragment));
     return;
   }
   if (expected == found) {
@@ -157,8 +157,7 @@ void checkAgainstFragments(const RecordingContext& recording, const RecordingCon
   }
   const FragmentChain::Link* const before = recording.chain.beforeLast();
   if (before != nullptr && isWhatWasWrittenWith(before->bootstrap, found)) {
-    out.add(severity, std::nullopt,
-            fmt::format("ends in front of fragment {}, which the index names", last->step.fragment));
+    out.add(severity, std::nullopt, fmt::format("ends before fragment {}, which the index names", last->step.fragment));
     return;
   }
   reportDifferences(expected, found, 0, out);

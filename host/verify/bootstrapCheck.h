@@ -10,22 +10,23 @@
 
 namespace host {
 
-/// All that has been read of a recording.
+/// What has been read of a recording.
 struct RecordingContent {
-  /// Of the bootstrap file; nothing where there is none that can be read.
+  /// The bootstrap file; nothing if it is missing or cannot be read.
   std::optional<ruvo::k2r::BootstrapInfo> bootstrap;
   struct Segment {
     std::uint32_t number = 0;
     SegmentResult result;
   };
-  /// By their numbers; all those that the bootstrap knows, and the others there are.
+  /// In rising order: all that the bootstrap names, and all others in the directory.
   std::vector<Segment> segments;
 };
 
-/// Holds the bootstrap file against the bootstraps in the last fragments.
+/// Compares the bootstrap file with the bootstraps in the last two fragments.
 void checkAgainstFragments(const RecordingContext& recording, const RecordingContent& content);
 
-/// Holds the indexes of all segments against the run tables: a position where there are data, none where there are not.
+/// Compares the indexes of all segments with the run tables: a number with data must have a position, one without data
+/// must not.
 void checkAgainstIndexes(const RecordingContext& recording, const RecordingContent& content);
 
 }  // namespace host

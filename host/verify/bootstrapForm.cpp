@@ -16,10 +16,10 @@ std::string nameOfFieldAt(const BootstrapInfo& info, std::uint64_t offset) {
   for (const ImageField& field : listFields(info)) {
     if (offset < field.end()) return field.name;
   }
-  return "bytes behind the box";
+  return "bytes after the box";
 }
 
-/// `info` with the values of the fields that no recorder changes.
+/// `info` with the fields that are the same in every recording set to their values.
 BootstrapInfo withFixedFields(BootstrapInfo info) {
   const BootstrapInfo fresh;
   info.profile = fresh.profile;
@@ -65,7 +65,8 @@ void reportDifferences(const BootstrapInfo& expected, const BootstrapInfo& found
   const std::size_t count = std::min(expectedFields.size(), foundFields.size());
   for (std::size_t i = 0; i < count; ++i) {
     const ImageField& field = foundFields[i];
-    if (field.name.ends_with("box size")) continue;  // these follow from the rest
+    if (field.name.ends_with("box size")) continue;  // computed from the other fields, which are reported themselves
+    // From here on the two lists are not aligned, and every further difference would be a consequence of this one.
     if (field.name != expectedFields[i].name) return;
     const std::string expectedText = fieldText(expectedImage, expectedFields[i]);
     const std::string foundText = fieldText(foundImage, field);

@@ -8,14 +8,14 @@
 
 namespace host {
 
-// An `abst` box, in its own file or in a fragment. `offset` is its place in the file.
+// Checks of one `abst` box, in the bootstrap file or in a fragment. `offset` is that of the box in its file.
 
-/// Whether `bytes` are the one image that a recorder writes for `info`, with nothing behind it, and the fields that are
-/// the same in every recording have their values.
+/// Returns whether `bytes` are exactly the image that a recorder writes for `info`, and the fields that are the same in
+/// every recording have their values. Reports the first difference.
 bool checkBootstrapForm(std::span<const std::byte> bytes, const ruvo::k2r::BootstrapInfo& info, std::uint64_t offset,
                         const FileFindings& out);
 
-/// Reports each field in which `found` is not `expected`, up to where the two have different fields.
+/// Reports each field in which `found` differs from `expected`, up to the first field that only one of them has.
 void reportDifferences(const ruvo::k2r::BootstrapInfo& expected, const ruvo::k2r::BootstrapInfo& found,
                        std::uint64_t offset, const FileFindings& out);
 

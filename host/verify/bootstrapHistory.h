@@ -8,58 +8,64 @@
 
 namespace host {
 
-// Each fragment carries the bootstrap as it stood when the fragment was written, and the bootstrap file goes on from
-// the last one. What can have come between two of them is little; the rest of the later one follows from the earlier
-// one.
+// Each fragment contains the bootstrap as it was when the fragment was written, and the bootstrap file continues the
+// last of these. Only few events can lie between two of them: numbers without a key frame, an append, a fragment that
+// was announced and taken back. Everything else in the later bootstrap follows from the earlier one.
+//
+// A check does not know the settings of the recording, so it cannot compute what a recorder would have written. It
+// takes the later bootstrap, keeps each value that one of those events explains, and computes the rest.
 
 using FragmentRuns = std::vector<ruvo::k2r::FragmentRunEntry>;
 
 const FragmentRuns& fragmentRuns(const ruvo::k2r::BootstrapInfo& info);
 const std::vector<ruvo::k2r::SegmentRunEntry>& segmentRuns(const ruvo::k2r::BootstrapInfo& info);
-/// Numbers in all segments.
+/// How many fragment numbers the segment runs count, in all segments.
 std::uint64_t countedNumbers(const ruvo::k2r::BootstrapInfo& info);
 
-/// The bootstrap of a recorder that has added nothing yet.
+/// The bootstrap of a recorder that has not added a fragment yet.
 ruvo::k2r::BootstrapInfo emptyBootstrap();
 
-/// A fragment, as its index entry has it.
+/// A fragment as its index entry describes it. Times are in ms.
 struct HistoryStep {
   std::uint32_t segment = 0;
   std::uint32_t fragment = 0;
-  /// Where it begins.
+  /// Time at which it begins.
   std::uint64_t time = 0;
-  /// Of its last tag; nothing where it has none.
+  /// Time of its last tag; nothing if it has no tag.
   std::optional<std::uint32_t> lastTagTime = std::nullopt;
 };
 
-/// What a table has behind the entries of an earlier one, when a fragment has been added.
+/// The entries that a later fragment run table has after those of an earlier one.
 struct AddedRuns {
-  /// The earlier table is the beginning of the later one.
-  bool goesOn = false;
+  /// Whether the later table begins with the earlier one. If not, `entries` is empty.
+  bool extendsEarlier = false;
   FragmentRuns entries;
-  /// Of the fragment's own run in `entries`, or their number: the fragment then goes on with the last run.
+  /// Subscript of the first run with a duration in `entries`; their number if there is none.
   std::size_t ownRun = 0;
 
-  bool joins() const { return ownRun == entries.size(); }
-  /// Whether an append may have begun with the fragment `step`.
+  /// Whether the fragment belongs to the last run of the earlier table, so that it has no run of its own.
+  bool continuesRun() const { return ownRun == entries.size(); }
+  /// Whether `step` may be the first fragment of an append.
   bool mayBeAppend(const HistoryStep& step) const;
 };
 AddedRuns addedRuns(const FragmentRuns& before, const FragmentRuns& after);
 
-/// What `after` has to be: the bootstrap in the fragment `step`, where that in the fragment written before it is
-/// `before`. Values that may be one or another are those of `after` where that is possible.
+/// The bootstrap that the fragment `step` must contain, if the fragment before it contains `before`. `after` is the one
+/// that it does contain: each of its values that a recorder may have written is kept. So the result equals `after` if
+/// nothing is wrong.
 ruvo::k2r::BootstrapInfo expectNext(const ruvo::k2r::BootstrapInfo& before, const ruvo::k2r::BootstrapInfo& after,
                                     const HistoryStep& step);
 
-/// What there is behind the fragment written last.
+/// What the recording has after the last fragment.
 struct Unwritten {
-  /// Numbers without a fragment that are indexed.
+  /// Index entries without a position.
   std::uint32_t numbers = 0;
-  /// A segment that had begun, of which the bootstrap file does not know.
+  /// Whether there is a segment that the bootstrap file does not name.
   bool segment = false;
 };
 
-/// What the file `found` has to be, where `last` is the bootstrap in the fragment written last.
+/// The bootstrap file that a recording must have, if its last fragment contains `last`. Values of `found`, the file
+/// that it has, are kept as in expectNext().
 ruvo::k2r::BootstrapInfo expectFile(const ruvo::k2r::BootstrapInfo& last, const ruvo::k2r::BootstrapInfo& found,
                                     const Unwritten& unwritten);
 

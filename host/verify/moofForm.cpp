@@ -19,9 +19,9 @@ namespace {
 constexpr std::uint32_t kTfhdFields = kTfhdDescriptionIndex | kTfhdDefaultDuration | kTfhdDefaultSize;
 constexpr std::uint32_t kTrunFields = kTrunFirstSampleFlags | kTrunDurations | kTrunSizes | kTrunCompositionOffsets;
 
-class FormCheck {
+class FormChecker {
  public:
-  explicit FormCheck(const SegmentContext& segment) : segment_(segment) {}
+  explicit FormChecker(const SegmentContext& segment) : segment_(segment) {}
 
   void checkMoof(LoadedBox& moof) {
     forEachBox(moof, [this](LoadedBox& box) {
@@ -65,7 +65,7 @@ class FormCheck {
   }
 
   void checkTrun(LoadedBox& box) {
-    // Composition offsets are signed, which is the second version of the box.
+    // Composition offsets are signed from version 1 of the box on.
     const std::uint8_t version = (peekFlags(box) & kTrunCompositionOffsets) != 0 ? 1 : 0;
     const std::uint32_t flags = checkWord(box, version, kTrunDataOffset, kTrunFields);
     if ((flags & kTrunFirstSampleFlags) == 0) return;
@@ -75,12 +75,14 @@ class FormCheck {
     });
   }
 
+  /// The flags of a box, which is not consumed: checkWord() needs the version that the flags demand before it reads
+  /// them.
   static std::uint32_t peekFlags(const LoadedBox& box) {
     LoadedBox copy = box;
     return readBox(copy, [](ByteReader& in) { return readVersionAndFlags(in).flags; });
   }
 
-  /// `optional` flags may be set or not. Answers the flags.
+  /// Checks the version and the flags, of which those in `optional` may be set or not. Returns the flags.
   std::uint32_t checkWord(LoadedBox& box, std::uint8_t version, std::uint32_t required, std::uint32_t optional) {
     const auto word = readBox(box, [](ByteReader& in) { return readVersionAndFlags(in); });
     const std::string name = toText(box.type);
@@ -94,7 +96,7 @@ class FormCheck {
   }
 
   void refuse(const LoadedBox& box) {
-    segment_.out.damage(box.offset, fmt::format("{}: no box of a moof", toText(box.type)));
+    segment_.out.damage(box.offset, fmt::format("{}: not a box that a moof may contain", toText(box.type)));
   }
 
   const SegmentContext& segment_;
@@ -106,7 +108,7 @@ class FormCheck {
 void checkMoofForm(const SegmentContext& segment, const BoxSpan& moof) {
   const auto payload = loadPayload(segment.file, moof);
   LoadedBox box = loadedBox(moof, payload);
-  FormCheck(segment).checkMoof(box);
+  FormChecker(segment).checkMoof(box);
 }
 
 }  // namespace host

@@ -4,8 +4,9 @@
 
 namespace host {
 
-/// Checks what the samples of a `moof` do not show: that it has no other boxes than the samples need, and of each the
-/// version, flags and sample flags that a recorder writes. Throws SegmentError where a box is malformed.
+/// Checks what the sample list of a `moof` (ISO/IEC 14496-12, 8.8.4) does not show: that it has no boxes but those that
+/// samples need, each with the version, flags and sample flags that a recorder writes. Throws SegmentError if a box is
+/// malformed.
 void checkMoofForm(const SegmentContext& segment, const krvo::container::BoxSpan& moof);
 
 }  // namespace host

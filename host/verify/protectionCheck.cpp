@@ -17,7 +17,7 @@ namespace {
 
 using krvo::encryption::SignedMetadata;
 
-/// Of the first description of a track; nothing where there is none, and where it is reported elsewhere.
+/// The protection in the first description of a track, or nothing. checkProtectedTracks() reports a malformed one.
 std::optional<TrackProtection> protectionOf(const krvo::container::Track& track) {
   if (track.descriptions.empty()) return std::nullopt;
   try {
@@ -27,7 +27,7 @@ std::optional<TrackProtection> protectionOf(const krvo::container::Track& track)
   }
 }
 
-/// The signed metadata that a text stands for. What is wrong with it is reported.
+/// The signed metadata in `text`, which is Base64. Reports what is wrong with it, and returns nothing then.
 std::optional<SignedMetadata> checkText(const std::string& text, const FileFindings& out) {
   try {
     return krvo::encryption::verifyMetadataBlock(metadataBlock(text));
@@ -39,8 +39,8 @@ std::optional<SignedMetadata> checkText(const std::string& text, const FileFindi
   return std::nullopt;
 }
 
-/// Every block has a wrapped key of its own: two with the same one are one block, of which one copy was changed where
-/// no signature covers it.
+/// Reports two different blocks with the same wrapped key. Each recorder wraps a new key, so they were one block, and
+/// one copy was changed in a byte that no signature covers.
 void compareBlocks(const SignedMetadata& inTracks, const SignedMetadata& inFile, const FileFindings& out) {
   if (inTracks.content.wrappedKey == inFile.content.wrappedKey) {
     out.damage("protection: another form of the metadata than in the tracks");

@@ -8,15 +8,16 @@
 
 namespace host {
 
-/// Of the tracks of a segment, all media tracks are protected or none; each has its `sinf` as a recorder writes it, all
-/// with the same metadata. `moov` is the place to name.
+/// Checks that all media tracks of a segment are protected or none is, and that each protected one has a `sinf`
+/// (ISO/IEC 14496-12, 8.12.1) as a recorder writes it, all with the same metadata. `moov` is the offset for the
+/// findings.
 void checkProtectedTracks(const krvo::container::Movie& movie, std::uint64_t moov, const FileFindings& out);
 
-/// The filter in front of the sample of a protected tag, as a recorder writes it.
+/// Checks the filter before the sample of a protected tag.
 void checkTagFilter(const SegmentContext& segment, const TagContent& tag);
 
-/// The `.drmmeta` file of a protected recording, which is there, and the metadata in it and in the tracks: signed, and
-/// not changed since. An append makes the file anew, so that the two need not be the same.
+/// Checks the signatures of the metadata in `.drmmeta`, which exists, and in the tracks. The two may differ: an append
+/// writes a new file, and the tracks keep what the first recorder wrote.
 void checkMetadata(const RecordingContext& recording);
 
 }  // namespace host

@@ -26,7 +26,7 @@ using krvo::container::FragmentBoxes;
 using krvo::container::SegmentError;
 using ruvo::k2r::AfraEntry;
 
-/// Runs `read`; what it throws of a file is damage there.
+/// Calls `read`, and reports a file that is malformed or cannot be read as damage.
 template <typename Read>
 void finding(const FileFindings& out, const Read& read) {
   try {
@@ -49,7 +49,7 @@ class QuickLook {
     readBootstrapFile();
     if (content_.bootstrap) {
       for (const auto& run : segmentRuns(*content_.bootstrap)) look(run.firstSegment);
-      lookBehindTheBootstrap();
+      readUnannouncedSegment();
       lookAtEnd();
       recording_.bases.report(findings_, recording_.directory.controlName());
     }
@@ -72,7 +72,8 @@ class QuickLook {
     });
   }
 
-  /// A segment that the bootstrap knows: its index, and the last fragment that this names.
+  /// Checks a segment that the bootstrap names: that its index can be read, and that the last fragment which the index
+  /// names is whole. All earlier fragments were durable before the index named the last one.
   void look(std::uint32_t number) {
     const RecordingDirectory& directory = recording_.directory;
     const FileFindings out = recording_.in(directory.segmentName(number));
@@ -99,8 +100,9 @@ class QuickLook {
     });
   }
 
-  /// A roll-over may have begun a segment that the bootstrap does not know yet. What is in it is no damage.
-  void lookBehindTheBootstrap() {
+  /// Reads the index of a segment that a roll-over has begun and the bootstrap does not name yet. Nothing in it is
+  /// damage.
+  void readUnannouncedSegment() {
     const auto& runs = segmentRuns(*content_.bootstrap);
     if (runs.empty() || !recording_.directory.segments.contains(runs.back().firstSegment + 1)) return;
     FileFindings out = recording_.in(recording_.directory.indexName(runs.back().firstSegment + 1));
@@ -115,7 +117,7 @@ class QuickLook {
     return boxes;
   }
 
-  /// The last fragment as it stands, and the bootstrap file against it.
+  /// Checks the last fragment of the recording completely, and the bootstrap file against the bootstrap in it.
   void lookAtEnd() {
     auto last = lastWritten(content_.segments.size(), SIZE_MAX);
     if (!last) return;
@@ -124,7 +126,7 @@ class QuickLook {
     const FileFindings out = recording_.in(recording_.directory.segmentName(segment.number));
     finding(out, [&] {
       FileView file(recording_.directory.pathOf(out.file()));
-      // The fragment before is not read, so what a lone sample takes from it cannot be known.
+      // Without `lastTimes`: the previous fragment is not read, so the duration of a lone sample cannot be checked.
       SegmentContext context{file, out, krvo::container::SegmentReader(file).movie(), recording_.bases, std::nullopt};
       const auto boxes = locateWhole(file, entryAt(*last).afraOffset);
       const FragmentContent content = checkFragment(context, boxes);
@@ -138,7 +140,7 @@ class QuickLook {
   /// Place of an index entry: the segment in `content_`, and the entry in its index.
   using EntryPlace = std::pair<std::size_t, std::size_t>;
 
-  /// The last entry with a position in the first `segments`, in the last of them in front of entry `end`.
+  /// The last entry with a position in the first `segments`; in the last of these only entries before `end` count.
   std::optional<EntryPlace> lastWritten(std::size_t segments, std::size_t end) const {
     for (std::size_t i = segments; i-- > 0; end = SIZE_MAX) {
       const auto& index = content_.segments[i].result.index;
@@ -165,7 +167,8 @@ class QuickLook {
             .bootstrapOffset = abst.offset};
   }
 
-  /// What a crash left behind the last indexed fragment, if it is whole, may be what the bootstrap goes by.
+  /// Reads the fragment after the last indexed one, if a crash left a whole one: the bootstrap file may continue from
+  /// it.
   static void takeUnindexed(FileView& file, std::uint64_t position, SegmentResult& result) {
     try {
       const auto boxes = locateWhole(file, position);

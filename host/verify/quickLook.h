@@ -7,9 +7,10 @@
 
 namespace host {
 
-/// The first damage that shows without reading a recording through: its small files each by itself, whether they agree,
-/// and the last fragment of each segment. Nothing where there is none, or only what an append makes whole; what it
-/// finds is damage to a whole check, too. Takes some ten milliseconds for a week. It has a bootstrap.
+/// Returns the first damage that can be found without reading all of a recording: in its small files, between them, and
+/// in the last fragment of each segment. Returns nothing if there is none, or only what an append repairs.
+/// verifyRecording() reports everything that this finds. Takes about ten milliseconds for a recording of a week. The
+/// recording must have a bootstrap.
 std::optional<Finding> quickLook(const RecordingDirectory& directory);
 
 }  // namespace host

@@ -39,32 +39,34 @@ ExpectedSample expectMediaSample(const Track& track, const TagContent& tag) {
           .sync = !track.isVideo() || tag.isKeyFrame()};
 }
 
-/// The distance to the next sample; the last one takes that of the sample before it. Of two samples or more.
+/// The duration of a sample, in ms: the distance to the next one. The last sample has that of the sample before it.
+/// There must be two samples or more.
 std::uint32_t expectDuration(const std::vector<ExpectedSample>& samples, std::size_t index) {
   const std::size_t from = std::min(index, samples.size() - 2);
   const std::uint32_t time = samples[from].timestamp;
   const std::uint32_t next = samples[from + 1].timestamp;
-  return next < time ? 0 : next - time;
+  return next < time ? 0 : next - time;  // times that go back are legal, and a duration is unsigned
 }
 
-/// Whether a lone sample may last so long: it takes the distance from the track's last sample in the fragment before.
-/// Recordings of the first versions have 0 there.
+/// Whether the only sample of a track in a fragment may have its duration: a recorder takes the distance from the
+/// track's last sample in the previous fragment. The first versions wrote 0.
 bool mayLast(const SegmentContext& segment, std::uint32_t trackId, const StoredSample& lone) {
   if (lone.duration == 0 || !segment.lastTimes) return true;
   const auto before = segment.lastTimes->find(trackId);
   return before != segment.lastTimes->end() && lone.decodeTime == before->second + lone.duration;
 }
 
-/// Compares two lists of samples of one track, and reports the first difference in each field.
+/// Compares two lists of samples of one track. Reports only the first difference of each field: one missing sample
+/// shifts all that follow.
 class TrackComparison {
  public:
   TrackComparison(const FileFindings& out, std::string track) : out_(out), track_(std::move(track)) {}
 
-  void run(const std::vector<ExpectedSample>& expected, const std::vector<StoredSample>& told) {
-    const std::size_t count = std::min(expected.size(), told.size());
+  void run(const std::vector<ExpectedSample>& expected, const std::vector<StoredSample>& found) {
+    const std::size_t count = std::min(expected.size(), found.size());
     for (std::size_t i = 0; i < count; ++i) {
       const ExpectedSample& want = expected[i];
-      const StoredSample& have = told[i];
+      const StoredSample& have = found[i];
       compare(kOffset, "place", want.offset, have.offset, have, i);
       compare(kSize, "size", want.size, have.size, have, i);
       if (expected.size() > 1) compare(kDuration, "duration", expectDuration(expected, i), have.duration, have, i);
@@ -90,15 +92,16 @@ class TrackComparison {
   bool reported_[kFieldCount] = {};
 };
 
-/// Whether the tags tell all samples of the track.
-bool isTold(const Track& track, const std::vector<TagContent>& tags) {
+/// Whether all samples of the track follow from the tags. A protected tag that is too short to show its codec may or
+/// may not have one.
+bool areSamplesKnown(const Track& track, const std::vector<TagContent>& tags) {
   return track.isHint() || std::none_of(tags.begin(), tags.end(), [&track](const TagContent& tag) {
            return tag.hidesCodec() && tag.isVideo() == track.isVideo();
          });
 }
 
 void checkTrack(SegmentContext& segment, const FragmentContent& content, const Track& track) {
-  if (!isTold(track, content.tags)) return;
+  if (!areSamplesKnown(track, content.tags)) return;
   const FileFindings& out = segment.out;
   const std::vector<ExpectedSample> expected = expectSamples(track, content.tags);
   const auto own = std::find_if(content.tracks->begin(), content.tracks->end(),
@@ -134,26 +137,28 @@ std::vector<ExpectedSample> expectSamples(const Track& track, const std::vector<
                          .sync = true});
     } else if (makesSampleOf(track, tag)) {
       const ExpectedSample sample = expectMediaSample(track, tag);
-      // A sample of no bytes has no entry.
+      // A recorder writes no entry for an empty sample.
       if (sample.size != 0) samples.push_back(sample);
     }
   }
   return samples;
 }
 
-void correctTagTimes(const SegmentContext& segment, const std::vector<StoredSample>& told,
+void correctTagTimes(const SegmentContext& segment, const std::vector<StoredSample>& hints,
                      std::vector<TagContent>& tags) {
-  const std::size_t count = std::min(told.size(), tags.size());
+  const std::size_t count = std::min(hints.size(), tags.size());
   const auto base = [&](std::size_t i) {
-    return tags[i].place.timestamp - static_cast<std::uint32_t>(told[i].decodeTime);
+    return tags[i].place.timestamp - static_cast<std::uint32_t>(hints[i].decodeTime);
   };
   for (std::size_t i = 0; i < count; ++i) {
     const auto before = i == 0 ? segment.bases.base() : base(i - 1);
     if (!before || base(i) == *before) continue;
     const bool isLast = i + 1 == count;
-    const bool restAgrees = isLast ? i > 0 && told[i].duration == told[i - 1].duration : base(i + 1) == *before;
+    // The last tag has no successor. Its sample repeats the duration of the one before it, so if that holds, the
+    // sample's time is sound and the tag's is not.
+    const bool restAgrees = isLast ? i > 0 && hints[i].duration == hints[i - 1].duration : base(i + 1) == *before;
     if (!restAgrees) continue;
-    const std::uint32_t time = *before + static_cast<std::uint32_t>(told[i].decodeTime);
+    const std::uint32_t time = *before + static_cast<std::uint32_t>(hints[i].decodeTime);
     segment.out.expect(tags[i].place.offset + kTagTimeOffset, "tag: time", time, tags[i].place.timestamp);
     tags[i].place.timestamp = time;
   }

@@ -6,9 +6,9 @@
 
 namespace host {
 
-/// A sample as a tag makes it.
+/// A sample as it follows from a tag.
 struct ExpectedSample {
-  /// Timestamp of the tag.
+  /// Timestamp of the tag, in ms.
   std::uint32_t timestamp = 0;
   std::uint64_t offset = 0;
   std::uint32_t size = 0;
@@ -16,15 +16,16 @@ struct ExpectedSample {
   bool sync = false;
 };
 
-/// The samples that the tags of a fragment make in a track, in their order.
+/// The samples of `track` that follow from the tags of a fragment, in the order of the tags.
 std::vector<ExpectedSample> expectSamples(const krvo::container::Track& track, const std::vector<TagContent>& tags);
 
-/// Reports a tag whose time disagrees with the samples in front of it and behind it, which agree with each other, and
-/// gives it the time that they tell.
-void correctTagTimes(const SegmentContext& segment, const std::vector<krvo::container::StoredSample>& told,
+/// Reports and corrects the time of a tag if the tags before and after it agree with their hint samples (`hints`) on
+/// one base time, and this one does not.
+void correctTagTimes(const SegmentContext& segment, const std::vector<krvo::container::StoredSample>& hints,
                      std::vector<TagContent>& tags);
 
-/// Holds the samples of each track in the `moof`, which has been read, against those that the tags make.
+/// Compares the samples of each track in the `moof` with those that follow from the tags. `content.tracks` must be
+/// there.
 void checkSamples(SegmentContext& segment, const FragmentContent& content);
 
 }  // namespace host

@@ -27,7 +27,7 @@ Movie readMoov(FileView& file, const BoxSpan& box) {
   return readMovie(moov);
 }
 
-/// Both boxes have no more and no other bytes than what can be read from them needs.
+/// Checks that both boxes have exactly the bytes that a recorder writes for what was read from them.
 void checkForm(FileView& file, const Movie& movie, const BoxSpan& moov, const FileFindings& out) {
   qvs::util::ByteWriter image;
   try {
@@ -72,7 +72,7 @@ void compareTracks(const Movie& first, const Movie& movie, std::uint64_t moov, c
   if (!out.expect(moov, "moov: tracks", first.tracks.size(), movie.tracks.size())) return;
   for (std::size_t i = 0; i < first.tracks.size(); ++i) {
     if (isSameTrack(*first.tracks[i], *movie.tracks[i])) continue;
-    out.damage(moov, fmt::format("moov: track {}: another one than in the first segment", i + 1));
+    out.damage(moov, fmt::format("moov: track {}: differs from that of the first segment", i + 1));
   }
 }
 

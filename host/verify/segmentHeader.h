@@ -7,11 +7,12 @@
 
 namespace host {
 
-/// Checks `ftyp` and `moov` of a segment, as far as they are there, and answers what `moov` says; without tracks where
-/// it cannot be read.
+/// Checks `ftyp` and `moov` of a segment, if they exist, and returns the content of `moov`; without tracks if it cannot
+/// be read.
 krvo::container::Movie checkHeader(FileView& file, const SegmentMap& map, const FileFindings& out);
 
-/// All segments of a recording have the same tracks: those of `first`. `moov` is where those of `movie` stand.
+/// Checks that `movie` has the same tracks as `first`, as all segments of a recording must. `moov` is the offset of the
+/// box that contains those of `movie`.
 void compareTracks(const krvo::container::Movie& first, const krvo::container::Movie& movie, std::uint64_t moov,
                    const FileFindings& out);
 

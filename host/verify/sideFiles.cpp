@@ -19,11 +19,11 @@ using qvs::util::operator""_4cc;
 
 namespace {
 
-/// How a stream's description begins: an AMF0 text.
+/// The start of a description: an AMF0 string, with its marker and its 16-bit length.
 constexpr std::string_view kMetaBegin("\x02\x00\x0AonMetaData", 13);
 
-/// Holds a number of the description against the video track's header. The track's sample description, which has it
-/// too, decides which of the two is wrong. None of these has more than 16 bits.
+/// Compares a number of the description (`told`) with the video track's header. The sample entry contains it a third
+/// time and decides which of the two is wrong. It has 16 bits, so a larger number cannot be compared.
 void comparePixels(const RecordingContext& recording, const FileFindings& out, std::string_view name, double told,
                    float inTrack, std::uint16_t inDescription) {
   if (told == static_cast<double>(inTrack) || told > UINT16_MAX) return;
@@ -35,7 +35,7 @@ void comparePixels(const RecordingContext& recording, const FileFindings& out, s
   }
 }
 
-/// Width and height in the members of the description.
+/// Checks width and height in the members of the description.
 void checkPictureSize(const RecordingContext& recording, const NQDataArray& members, const FileFindings& out) {
   const krvo::container::Track* const track = findTrack(recording.movie, "vide"_4cc);
   if (track == nullptr || track->descriptions.empty()) return;
@@ -50,7 +50,7 @@ void checkPictureSize(const RecordingContext& recording, const NQDataArray& memb
   }
 }
 
-/// The text, one array, and nothing behind it.
+/// Checks that the description is the string, one array, and nothing else.
 void checkDescription(const RecordingContext& recording, const std::vector<std::byte>& bytes, const FileFindings& out) {
   const auto begin = qvs::util::asBytes(kMetaBegin);
   const auto difference = std::mismatch(bytes.begin(), bytes.end(), begin.begin(), begin.end());
@@ -68,7 +68,7 @@ void checkDescription(const RecordingContext& recording, const std::vector<std::
     } else {
       checkPictureSize(recording, *description.array(), out);
     }
-    if (in.remaining() != 0) out.damage(in.position(), "expected nothing behind the description");
+    if (in.remaining() != 0) out.damage(in.position(), "expected nothing after the description");
   } catch (const NQBreakConnection&) {
     out.damage(in.position(), "description: malformed script data");
   }
@@ -90,7 +90,7 @@ std::optional<std::uint32_t> readBaseTime(const RecordingDirectory& directory, F
   try {
     return parseControl(readSmallFile(directory.pathOf(out.file())));
   } catch (const Malformed& error) {
-    // The fragments tell the base time, too: an append makes the file anew.
+    // Not damage: the fragments imply the base time as well, and an append writes the file again.
     out.add(Severity::kRepairable, error.offset(), error.what());
   } catch (const CommandError& error) {
     out.damage(error.what());
@@ -102,10 +102,10 @@ void checkNames(const RecordingContext& recording) {
   const RecordingDirectory& directory = recording.directory;
   if (directory.renamed) {
     recording.in(directory.bootstrapName())
-        .note("the directory has another name: an append to it would not find the recording");
+        .note("the directory was renamed: an append to it would not find the recording");
   }
   for (const std::string& name : directory.temporary) recording.in(name).note("left over by an interruption");
-  for (const std::string& name : directory.foreign) recording.in(name).note("no file of the recording");
+  for (const std::string& name : directory.foreign) recording.in(name).note("does not belong to the recording");
 }
 
 void checkSideFiles(const RecordingContext& recording, bool begun) {
@@ -114,7 +114,7 @@ void checkSideFiles(const RecordingContext& recording, bool begun) {
     const auto base = recording.bases.base();
     recording.in(directory.controlName())
         .add(Severity::kRepairable, std::nullopt,
-             base ? fmt::format("missing: the base time is {}, by the fragments", *base) : "missing");
+             base ? fmt::format("missing: the base time is {}, according to the fragments", *base) : "missing");
   }
   if (begun) checkDescriptionFile(recording);
   checkProtection(recording);

@@ -8,17 +8,18 @@
 
 namespace host {
 
-/// The base time in the control file; nothing where it cannot be read, which is reported.
+/// The base time in the control file, in ms. Returns nothing if there is none, or if it cannot be read; the latter is
+/// reported.
 std::optional<std::uint32_t> readBaseTime(const RecordingDirectory& directory, Findings& findings);
 
-/// Notes what is in the directory and is no part of the recording.
+/// Notes files in the directory that do not belong to the recording.
 void checkNames(const RecordingContext& recording);
 
-/// The description, which is there once fragments have been written.
+/// Checks the description (`.meta`), which exists as soon as a fragment has been written.
 void checkDescriptionFile(const RecordingContext& recording);
 
-/// The files beside segments, indexes and bootstrap: there where they have to be, and of the form they have. `begun`
-/// tells that fragments have been written.
+/// Checks the files beside segments, indexes and bootstrap: that the required ones exist, and their form. `begun` says
+/// whether fragments have been written.
 void checkSideFiles(const RecordingContext& recording, bool begun);
 
 }  // namespace host

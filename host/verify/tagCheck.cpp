@@ -22,13 +22,14 @@ using krvo::container::Track;
 
 namespace {
 
-/// Walks the tags of one `mdat`.
-class TagWalk {
+/// Reads the tags of one `mdat`, and recovers from a wrong size as long as two of three witnesses agree on it: the
+/// tag's header, its hint sample and its back pointer.
+class TagChecker {
  public:
-  TagWalk(const SegmentContext& segment, const BoxSpan& mdat, const std::vector<StoredSample>& told)
+  TagChecker(const SegmentContext& segment, const BoxSpan& mdat, const std::vector<StoredSample>& hints)
       : file_(segment.file),
         out_(segment.out),
-        told_(told),
+        hints_(hints),
         offset_(mdat.payloadOffset()),
         end_(mdat.end()),
         protected_(hasProtectedTrack(segment.movie)) {}
@@ -47,7 +48,7 @@ class TagWalk {
     const std::uint64_t own = tagSizeAt(file_, offset_, end_);
     const std::size_t place = tags_.size();
     std::uint64_t size = own;
-    if (place < told_.size() && told_[place].size != own) size = settle(own, told_[place]);
+    if (place < hints_.size() && hints_[place].size != own) size = settle(own, hints_[place]);
     const TagContent tag = readTag(file_, offset_, size, end_, protected_);
     out_.expect(tag.place.end() - kTagBackPointerSize, "tag: back pointer", size - kTagBackPointerSize,
                 tag.backPointer);
@@ -55,7 +56,7 @@ class TagWalk {
     offset_ = tag.place.end();
   }
 
-  /// Which of two sizes the back pointer agrees with. Throws SegmentError where that is neither.
+  /// Returns the size that the back pointer confirms. Throws SegmentError if it confirms neither.
   std::uint64_t settle(std::uint64_t own, const StoredSample& sample) {
     if (fits(sample.size)) {
       out_.damage(offset_,
@@ -63,10 +64,9 @@ class TagWalk {
       return sample.size;
     }
     if (!fits(own)) {
-      throw SegmentError(offset_,
-                         fmt::format("tag: {} bytes by its header, {} by its sample, and no back pointer behind "
-                                     "either; the rest of the mdat cannot be told apart",
-                                     own, sample.size));
+      throw SegmentError(offset_, fmt::format("tag: {} bytes by its header, {} by its sample, and no back pointer "
+                                              "confirms either; the rest of the mdat cannot be read",
+                                              own, sample.size));
     }
     out_.damage(sample.toldAt,
                 fmt::format("hint sample of the tag at {}: size: expected {}, found {}", offset_, own, sample.size));
@@ -81,7 +81,7 @@ class TagWalk {
 
   FileView& file_;
   const FileFindings& out_;
-  const std::vector<StoredSample>& told_;
+  const std::vector<StoredSample>& hints_;
   std::uint64_t offset_;
   std::uint64_t end_;
   bool protected_;
@@ -98,8 +98,8 @@ const Track* trackOf(const SegmentContext& segment, const TagContent& tag) {
   return findTrack(segment.movie, tag.isVideo() ? "vide"_4cc : tag.isAudio() ? "soun"_4cc : "meta"_4cc);
 }
 
-/// What a sequence header carries is what the track has in its sample entry. Recorders make it themselves, always with
-/// the same bytes in front.
+/// Checks that a sequence header contains the configuration in the sample entry of its track. The recorder makes these
+/// tags itself, so the bytes before the configuration are always the same.
 void checkConfiguration(const SegmentContext& segment, const TagContent& tag) {
   const Track* const track = trackOf(segment, tag);
   if (track == nullptr || track->descriptions.empty() || !tag.sampleOffset || tag.isProtected) return;
@@ -119,7 +119,7 @@ void checkConfiguration(const SegmentContext& segment, const TagContent& tag) {
   const std::uint64_t offset = tag.place.offset + kTagHeaderSize + *tag.sampleOffset;
   const bool alike = size == expected.size() && size <= FileView::kWindow &&
                      std::ranges::equal(segment.file.view(offset, expected.size()), expected);
-  if (!alike) segment.out.damage(offset, "sequence header: another configuration than that of its track");
+  if (!alike) segment.out.damage(offset, "sequence header: the configuration differs from that of its track");
 }
 
 void checkTag(const SegmentContext& segment, const TagContent& tag) {
@@ -135,11 +135,12 @@ void checkTag(const SegmentContext& segment, const TagContent& tag) {
   if (tag.place.dataSize == 0 || !tag.isRecordable() || track == nullptr ||
       tagFormatCode(clearFormat(*track)) != tag.formatCode()) {
     out.damage(tag.place.offset,
-               fmt::format("tag: type {} and first data byte {}: another codec than that of the track",
+               fmt::format("tag: type {} and first data byte {}: the codec differs from that of the track",
                            tag.place.rawType, tag.firstByte));
     return;
   }
-  // A tag too short for a packet type counts as one when it is written, and carries nothing.
+  // The recorder takes a tag that is too short for a packet type for a sequence header. It has no configuration to
+  // check.
   constexpr std::uint32_t kWithPacketType = 2;
   if (tag.isSequenceHeader() && tag.place.dataSize >= kWithPacketType) checkConfiguration(segment, tag);
 }
@@ -155,8 +156,8 @@ std::vector<StoredSample> hintSamples(const SegmentContext& segment, const Fragm
 }
 
 std::vector<TagContent> checkTags(const SegmentContext& segment, const BoxSpan& mdat,
-                                  const std::vector<StoredSample>& told) {
-  return TagWalk(segment, mdat, told).run();
+                                  const std::vector<StoredSample>& hints) {
+  return TagChecker(segment, mdat, hints).run();
 }
 
 void checkTagContents(const SegmentContext& segment, const std::vector<TagContent>& tags) {

@@ -6,22 +6,22 @@
 
 namespace host {
 
-// Of fields in a tag.
+// Offsets of fields in a tag, in bytes.
 inline constexpr std::uint64_t kTagTimeOffset = 4;
 inline constexpr std::uint64_t kTagStreamIdOffset = 8;
 
-/// The samples of the hint track, which are the tags; none where they are not told.
+/// The samples of the hint track. Each is a whole tag. None if the track or the `moof` could not be read.
 std::vector<krvo::container::StoredSample> hintSamples(const SegmentContext& segment, const FragmentContent& content);
 
-/// Goes from tag to tag through an `mdat`. Where a tag's header and the sample of it (`told`) differ in its size, the
-/// back pointer tells which of the two is right, and the walk goes on by that.
+/// Reads the tags of an `mdat`, one after another. If the header of a tag and its hint sample disagree on the size, the
+/// back pointer decides which one is right, and the next tag is looked for after that size.
 std::vector<TagContent> checkTags(const SegmentContext& segment, const krvo::container::BoxSpan& mdat,
-                                  const std::vector<krvo::container::StoredSample>& told);
+                                  const std::vector<krvo::container::StoredSample>& hints);
 
-/// Each tag of a known kind, with its fixed fields, and configurations as their track has them.
+/// Checks that each tag is of a known kind and has its fixed fields, and that each configuration is that of its track.
 void checkTagContents(const SegmentContext& segment, const std::vector<TagContent>& tags);
 
-/// Tags in the order of time.
+/// Checks that the times of tags do not fall.
 void checkTagOrder(const SegmentContext& segment, const std::vector<TagContent>& tags);
 
 }  // namespace host

@@ -10,16 +10,17 @@ namespace host {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Every box of every file is read, and the files are held against each other. A line a finding:
-file, offset, how grave it is, what was expected and what was found.
+    R"(Reads every box of every file and compares the files with each other. Prints a line for each finding:
+file, offset, severity, what was expected and what was found.
 
-  note        worth knowing; nothing is wrong
-  repairable  left by an interruption, behind all that the indexes name; an append or a repair clears it away
+  note        for information; nothing is wrong
+  repairable  left by an interruption, after everything that the indexes name; an append or a repair
+              removes it
   damage      something recorded cannot be read, or two files contradict each other
 
-Exit status: 0 whole (a recording that was not stopped, too, as long as nothing stands behind its last
-fragment), 1 there is no recording in DIR or it cannot be read, 2 bad usage, 4 damaged,
-5 whole after an append or a repair.)";
+Exit status: 0 whole (also if it was not stopped, as long as nothing follows its last fragment),
+1 no recording in DIR, or it cannot be read, 2 bad usage, 4 damaged, 5 an append or a repair makes it
+whole.)";
 
 struct Options {
   std::string directory;

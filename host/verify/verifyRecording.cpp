@@ -18,9 +18,9 @@ namespace {
 
 using ruvo::k2r::BootstrapInfo;
 
-class RecordingRun {
+class RecordingChecker {
  public:
-  RecordingRun(const RecordingDirectory& directory, Verification& result)
+  RecordingChecker(const RecordingDirectory& directory, Verification& result)
       : recording_{directory, result.findings, BaseTimes(readBaseTime(directory, result.findings)), {}, {}},
         result_(result) {}
 
@@ -58,7 +58,7 @@ class RecordingRun {
     }
   }
 
-  /// The segment in which an append would go on.
+  /// The segment in which an append would continue.
   std::uint32_t lastSegment() const {
     if (content_.bootstrap && !segmentRuns(*content_.bootstrap).empty()) {
       return segmentRuns(*content_.bootstrap).back().firstSegment;
@@ -88,8 +88,11 @@ class RecordingRun {
     }
   }
 
+  /// `last` is the segment in which an append would continue.
   void checkOneSegment(std::uint32_t number, std::uint32_t last) {
     SegmentRole role;
+    // Only an append reaches what is left at the end of the last segment, so only there it can be repaired. After a
+    // stop nothing can be left in a later segment but its header.
     role.known = number <= last;
     role.unannounced = number > last || !recording_.directory.hasBootstrap;
     role.ended = number < last || (number == last && result_.stopped);
@@ -108,7 +111,8 @@ class RecordingRun {
     content_.segments.push_back({number, std::move(found)});
   }
 
-  /// Behind the last segment that the bootstrap knows there may be one that a roll-over has just begun.
+  /// Judges a segment after the last one of the bootstrap. A roll-over may just have begun it: then it is the next one,
+  /// with at most one fragment in its index.
   void judgeUnknownSegment(std::uint32_t number, std::uint32_t last, const SegmentResult& found) const {
     const FileFindings out = recording_.in(recording_.directory.segmentName(number));
     const bool justBegun = number == last + 1 && found.fragments <= 1;
@@ -116,12 +120,12 @@ class RecordingRun {
       out.note("a segment without an indexed fragment, which the bootstrap does not know");
     } else {
       out.add(justBegun && !result_.stopped ? Severity::kRepairable : Severity::kDamage, std::nullopt,
-              fmt::format("expected none behind segment {}, the last one of the bootstrap", last));
+              fmt::format("expected none after segment {}, the last one of the bootstrap", last));
     }
   }
 
-  /// Index and bootstrap come with the first fragment. A recorder that was interrupted before they were complete begins
-  /// anew.
+  /// Judges a recording without a bootstrap. The first fragment is written before index and bootstrap, so up to one
+  /// fragment an interruption explains it, and an append begins anew.
   void judgeMissingBootstrap() const {
     if (recording_.directory.hasBootstrap || nothingRecorded()) return;
     const bool justBegun =
@@ -178,7 +182,7 @@ Verification verifyRecording(const std::string& path) {
   if (directory.empty()) throw CommandError(fmt::format("'{}' holds no recording", path));
   Verification result;
   result.recording = directory.stem;
-  RecordingRun(directory, result).run();
+  RecordingChecker(directory, result).run();
   return result;
 }
 

@@ -9,25 +9,26 @@
 
 namespace host {
 
-/// What a check of a recording has come to.
+/// The result of a check.
 struct Verification {
   std::string recording;
   Findings findings;
-  /// It ends in the mark of a proper stop.
+  /// Whether the bootstrap has the end mark that a stop writes.
   bool stopped = false;
   std::uint64_t segments = 0;
-  /// Those that an index names and that are there.
+  /// Fragments that an index names and that exist.
   std::uint64_t fragments = 0;
   std::uint64_t tags = 0;
-  /// Times of the first and the last tag.
+  /// Times of the first and the last tag, in ms.
   std::optional<std::uint32_t> firstTime;
   std::optional<std::uint32_t> lastTime;
 
   ExitStatus status() const;
 };
 
-/// Checks the recording in a directory: each file on its own, and all against each other. Changes nothing. Throws
-/// CommandError where there is no recording or the directory cannot be read.
+/// Checks the recording in the directory `path`: each file by itself, and all against each other. Changes nothing,
+/// takes no lock, and may run during a recording. Throws CommandError if there is no recording or the directory cannot
+/// be read.
 Verification verifyRecording(const std::string& path);
 
 }  // namespace host

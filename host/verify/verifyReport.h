@@ -7,7 +7,7 @@
 
 namespace host {
 
-/// A line a finding, then a summary line.
+/// One line for each finding that was kept, then a summary line.
 std::string textReport(const Verification& verification);
 Json jsonReport(const Verification& verification);
 

@@ -163,9 +163,9 @@ TEST(RecordingState, OfAnInterruptionIsMadeWhole) {
        {"a fragment that the index does not name yet", both(oldIndex, oldBootstrap), kRepairable,
         "repairable: a whole fragment that the index does not name", kFinished},
        {"an index that could not be replaced", oldIndex, kRepairable,
-        "cam1.bootstrap: repairable: goes on behind fragment 2", kFinished},
+        "cam1.bootstrap: repairable: continues after fragment 2", kFinished},
        {"a bootstrap that was not replaced any more", oldBootstrap, kRepairable,
-        "cam1.bootstrap: repairable: ends in front of fragment 3", kFinished},
+        "cam1.bootstrap: repairable: ends before fragment 3", kFinished},
        {"temporary files", written(".k2i.tmp", "x"), kOk, "cam1.k2i.tmp: note", kFinished},
        {"no base time", removed({".control"}), kRepairable, "cam1.control: repairable: missing", kFinished},
        {"a base time cut short", written(".control", "x"), kRepairable, "cam1.control: ", kFinished},
@@ -205,8 +205,8 @@ TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
        {"a table that begins, and no more", tornTable(20, 220), kRepairable, "mfra: another table", kFinished},
        {"a table without some entries", tornTable(40, 60), kRepairable, "mfra: another table", kFinished},
        {"a foreign file", written(".txt", "x"), kOk, "cam1.txt: note: no file", kUntouched},
-       {"an old index", oldIndex, kDamaged, "cam1.bootstrap: damage: goes on behind fragment 2", kRefused},
-       {"an old bootstrap", oldBootstrap, kDamaged, "cam1.bootstrap: damage: ends in front of fragment 3", kRefused},
+       {"an old index", oldIndex, kDamaged, "cam1.bootstrap: damage: continues after fragment 2", kRefused},
+       {"an old bootstrap", oldBootstrap, kDamaged, "cam1.bootstrap: damage: ends before fragment 3", kRefused},
        {"a bootstrap without its end mark", withoutEndMark, kOk, "not stopped", kFinished},
        {"a fragment that the index has no position of",
         entries([](Entries& entries) { entries[1].afraOffset = kNoFragmentOffset; }), kDamaged,
@@ -218,12 +218,12 @@ TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
         "cam1Seg1.k2i: offset 73: damage: entry 2: position", kRefused},
        {"two positions exchanged",
         entries([](Entries& entries) { std::swap(entries[0].afraOffset, entries[1].afraOffset); }), kDamaged,
-        "cam1Seg1.k2i: offset 73: damage: entry 2: position: expected one behind", kRefused},
+        "cam1Seg1.k2i: offset 73: damage: entry 2: position: expected one after", kRefused},
        {"a number that is left out", entries([](Entries& entries) { entries.erase(entries.begin() + 1); }), kDamaged,
         "cam1Seg1.k2i: offset", kRefused},
        {"a segment that the bootstrap does not know",
         both(written("Seg2.k2r", recording.read("Seg1.k2r")), written("Seg2.k2i", recording.read("Seg1.k2i"))),
-        kDamaged, "cam1Seg2.k2r: damage: expected none behind segment 1", kRefused}});
+        kDamaged, "cam1Seg2.k2r: damage: expected none after segment 1", kRefused}});
 }
 
 TEST(RecordingState, GoesByTheNameOfTheFiles) {
