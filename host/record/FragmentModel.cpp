@@ -11,7 +11,8 @@ using ruvo::k2r::SampleKind;
 
 namespace {
 
-/// What a queued message takes beside its data: the tag around it, the block that holds it, its place in the queue.
+/// Estimated bytes that a queued message takes in the module beside its data: tag header and back pointer, the block's
+/// own header, the queue's node.
 constexpr std::uint64_t kMessageOverhead = 192;
 
 std::uint64_t sizeInQueue(std::uint32_t bytes) {
@@ -30,6 +31,7 @@ FragmentModel::FragmentModel(std::uint32_t fragmentDuration, bool hasVideo, std:
 }
 
 FragmentModel::Step FragmentModel::add(const InputMessage& message, bool recorded) {
+  // The first message that reaches the fragmenter sets the base time, as in the module; the base of an append is given.
   if (!baseMs_) baseMs_ = message.timeMs;
   const std::uint32_t timeMs = lift(message.timeMs);
   Step step{.keptTime = timeMs == message.timeMs};
@@ -56,6 +58,8 @@ FragmentAction FragmentModel::actionFor(const InputMessage& message) const {
 }
 
 bool FragmentModel::isEmptiedBy(std::span<const InputMessage> messages) const {
+  // On a copy: whether a sequence closes the fragment depends on all that came before, and the real model must not move
+  // until a sequence is chosen.
   FragmentModel trial(*this);
   for (const InputMessage& message : messages) {
     const Step step = trial.add(message, true);
@@ -72,6 +76,7 @@ std::uint32_t FragmentModel::firstWaitingMs() const {
 }
 
 std::uint32_t FragmentModel::lift(std::uint32_t timeMs) const {
+  // Unsigned on purpose: relative times wrap with the 32 bits of timestamps, exactly as the module computes them.
   const bool isBackward = started_ && timeMs - *baseMs_ < lastRelativeMs_;
   return isBackward ? lastTimeMs_ : timeMs;
 }
@@ -87,7 +92,8 @@ void FragmentModel::settle(const FragmentDecision& decision, bool recorded, Step
       isHeld_ = true;
       break;
     case FragmentAction::FlushHeldFragment:
-      // One that could not be written is taken back, and its messages go into the next fragment.
+      // If the module could not write it, it takes the fragment back, and the messages go into the next fragment.
+      // Either way no fragment is held any more.
       isHeld_ = false;
       if (recorded) dropBelow(limitMs);
       break;

@@ -12,50 +12,50 @@
 
 namespace host {
 
-/// Set in the type of a message that the host makes up. The module's record path masks it out, so that the message
-/// moves the fragmenter like any other; the writer of segments passes over such a type, so that it is never stored.
+/// Set in the type of a message that the host makes up. The module's record path masks the bit out, so the message
+/// moves the fragmenter like any other; the segment writer skips such a type, so the message is never stored.
 inline constexpr std::uint8_t kMadeUpBit = 0x80;
 
-/// What the module holds of a stream: the state of its fragmenter, and what waits in its queue. Fed with the messages
-/// that the module's fragmenter sees, it knows at any moment what is not on disk yet. A copy goes on by itself, and so
-/// shows what further messages would do. Costs the fragmenter's few operations a message.
+/// A model of the module's state for one stream: its fragmenter and its queue. Given every message that the module's
+/// fragmenter gets, it knows at any moment which messages are not on disk yet. A copy of it shows what further messages
+/// would do. Costs a few operations for each message. Belongs to the thread that records the stream.
 class FragmentModel {
  public:
   /// What one message did.
   struct Step {
     ruvo::k2r::FragmentAction action = ruvo::k2r::FragmentAction::None;
-    /// The message kept its time: it was not older than one before it.
+    /// Whether the message kept its time. One that is older than the message before it gets the time of that one.
     bool keptTime = true;
-    /// The fragment, if one was due, could be written: the first picture in it is a key frame.
+    /// False if a fragment was due and could not be written, because its first video message is no key frame.
     bool possible = true;
-    /// What was in the queue when the action threw it away, and its stretch of time.
+    /// The queued messages that the action dropped, and the time they cover in ms.
     Tally discarded = {};
     std::uint32_t discardedMs = 0;
   };
 
-  /// Of a new recording. `fragmentDuration` in milliseconds, not 0.
+  /// For a new recording. `fragmentDuration` in ms, not 0.
   explicit FragmentModel(std::uint32_t fragmentDuration);
-  /// Of one that is continued, whose times count from `baseMs`.
+  /// For an append to a recording with the base time `baseMs`. `hasVideo` decides which fragmenter the module takes.
   FragmentModel(std::uint32_t fragmentDuration, bool hasVideo, std::uint32_t baseMs);
 
-  /// Takes a message as the module does. `recorded` is the module's answer: without it the message is not queued, and
-  /// what it should have written stays in the queue.
+  /// Takes a message as the module does. `recorded` is what `record` returned: if false, the message is not queued, and
+  /// the messages of the fragment that it closed stay in the queue.
   Step add(const InputMessage& message, bool recorded);
-  /// What the message would make the fragmenter do.
+  /// The action that the fragmenter would take for the message. Changes nothing.
   ruvo::k2r::FragmentAction actionFor(const InputMessage& message) const;
-  /// Whether these messages would leave nothing in the queue that is not made up.
+  /// Whether no real message would be queued, and no fragment held, after these messages. Changes nothing.
   bool isEmptiedBy(std::span<const InputMessage> messages) const;
 
   std::uint32_t fragmentDuration() const { return fragmentDuration_; }
-  /// No message has come.
+  /// Whether no message has been added yet.
   bool isFresh() const { return !started_; }
-  /// The last time that the fragmenter saw.
+  /// The time of the last message, in ms, as the fragmenter got it.
   std::uint32_t lastTimeMs() const { return lastTimeMs_; }
-  /// Real messages that wait for a fragment.
+  /// The queued messages that are not made up.
   const Tally& waiting() const { return waiting_; }
-  /// Of the first of them; the last time where there is none.
+  /// Time of the first of them in ms; lastTimeMs() if there is none.
   std::uint32_t firstWaitingMs() const;
-  /// Bytes of memory, about, that the queue takes in the module.
+  /// Estimate of the memory, in bytes, that the module's queue takes.
   std::uint64_t queueSize() const { return queueSize_; }
 
  private:
@@ -67,7 +67,7 @@ class FragmentModel {
     bool isMadeUp = false;
   };
 
-  /// The time that the fragmenter sees.
+  /// The time with which the fragmenter gets a message: its own, or that of the message before if it is older.
   std::uint32_t lift(std::uint32_t timeMs) const;
   void settle(const ruvo::k2r::FragmentDecision& decision, bool recorded, Step& step);
   bool beginsWithKeyFrame() const;
@@ -80,12 +80,12 @@ class FragmentModel {
   std::deque<Queued> queue_;
   Tally waiting_;
   std::uint64_t queueSize_ = 0;
-  /// A fragment is announced and not written.
+  /// Whether a fragment is announced and not written yet.
   bool isHeld_ = false;
   bool started_ = false;
   std::optional<std::uint32_t> baseMs_;
   std::uint32_t lastTimeMs_ = 0;
-  /// Counted from the base, modulo 2^32.
+  /// Time of the last message that was not lifted, relative to the base, modulo 2^32.
   std::uint32_t lastRelativeMs_ = 0;
 };
 

@@ -16,7 +16,8 @@ RefMessage viewOf(const InputMessage& message) {
   return {message.type, message.data.data(), static_cast<std::uint32_t>(message.data.size()), message.timeMs};
 }
 
-/// For the decoder or the player alone.
+/// Whether the module takes the message's content and stores no tag for it: sequence headers, which it writes itself
+/// before key frames, and commands to the player.
 bool isSkipped(const RefMessage& message) {
   if (message.isVideo() && message.isCommandFrame()) return true;
   const auto packet = message.packetType();
@@ -25,6 +26,8 @@ bool isSkipped(const RefMessage& message) {
          (message.isVideo() && *packet == ruvo::k2rpkgutil::kAvcEndOfSequence);
 }
 
+/// Whether the segment writer stores the message. It accepts the known tag types with the filter bit or without, and
+/// the codecs that have a sample entry; 8 kHz MP3 has no code of its own and is stored all the same.
 bool isStored(const RefMessage& message) {
   using namespace ruvo::k2rpkgutil;
   if ((qvs::util::tagRawType(message.header()) & ~(qvs::util::kTagTypeMask | kTagFilterBit)) != 0) return false;
@@ -46,6 +49,7 @@ Reception MessageCheck::judge(const InputMessage& message) {
   const bool isData = type == ruvo::k2rpkgutil::kAmf0DataTag || type == ruvo::k2rpkgutil::kAmf3DataTag;
   if (!isAudio && !isData && type != ruvo::k2rpkgutil::kVideoTag) return Reception::kRefused;
   if (message.data.empty()) return isAudio ? Reception::kSkipped : Reception::kRefused;
+  // In the module's order: the size is checked before metadata is decoded.
   if (message.data.size() > mostData_) return Reception::kRefused;
   if (isData && !hasMetadata_) {
     try {

@@ -15,34 +15,38 @@ namespace host {
 enum class Reception {
   /// The fragmenter sees it, and the module queues it.
   kRecorded,
-  /// The same, and the writer of segments passes over it: its codec, or its type byte, is none that is stored.
+  /// The same, but the segment writer skips it, because its codec or its type is not one that is stored.
   kPassedOver,
-  /// Taken for what it says: metadata, a codec configuration, a command to the player, silence. Not stored as it is.
+  /// The module uses its content and stores no tag: metadata, a codec configuration, a command to the player, empty
+  /// audio.
   kSkipped,
+  /// `record` returns false and nothing changes.
   kRefused,
 };
 
-/// Whether the module's fragmenter gets to see it.
+/// Whether the module passes such a message to its fragmenter.
 constexpr bool reachesFragmenter(Reception reception) {
   return reception == Reception::kRecorded || reception == Reception::kPassedOver;
 }
 
-/// The codecs of a recording's tracks by SampleKind, as tags have them: 0 is one that is not known. Nothing where there
-/// is no such track.
+/// The format codes of a recording's tracks, by SampleKind: nothing if there is no such track, 0 if the codec is
+/// unknown.
 using TrackCodecs = std::array<std::optional<qvs::util::FourCC>, 3>;
 
-/// The module's check of messages, done once more on the host's side, since its answer does not tell a message that was
-/// skipped from one that was queued, nor one that was refused from one whose fragment could not be written.
+/// Repeats the module's check of messages on the host's side. It is needed because the result of `record` does not say
+/// whether a message was queued or skipped, or whether it was refused or its fragment could not be written.
 class MessageCheck {
  public:
-  /// `stored` are the tracks of a recording that is continued. A protected one takes slightly smaller messages.
+  /// `stored` has the tracks of the recording to append to; nothing for a new recording. A protected recording accepts
+  /// slightly smaller messages, since padding and filter need room.
   MessageCheck(const std::optional<TrackCodecs>& stored, bool isProtected);
 
-  /// What becomes of the next message. Learns from it as the module does, so it is asked once for each, in order.
+  /// What the module will do with the next message. Changes state as the module does, so call it once for each message,
+  /// in order.
   Reception judge(const InputMessage& message);
-  /// Whether the last message that was judged made the track of its kind.
+  /// Whether the last message that was judged created the track of its kind.
   bool madeTrack() const { return madeTrack_; }
-  /// From here on there are no new tracks: the first segment has been begun.
+  /// From now on no track can be created: the module has begun the first segment, whose `moov` lists them.
   void fixTracks() { fixed_ = true; }
 
  private:

@@ -9,28 +9,28 @@
 
 namespace host {
 
-/// How the user follows a recording.
+/// How progress is shown to the user.
 enum class ProgressStyle {
   kNone,
   /// One line, rewritten a few times a second.
   kTerminal,
-  /// A line each second, for what is no terminal.
+  /// A line each second, for a file or a pipe.
   kLines,
 };
 
-/// Tells how much of a stream has come: media time since the first message, speed against real time, bytes of media.
-/// What of it is stored, RecordSummary tells at the end.
+/// Shows how much of a stream was received: media time since the first message, speed relative to real time, bytes of
+/// media. RecordSummary says at the end how much of it is stored.
 class Progress {
  public:
   using Clock = std::chrono::steady_clock;
 
   /// `log` outlives it.
   Progress(ProgressStyle style, Log& log);
-  /// Counts a message, and shows the state where that is due.
+  /// Counts a message, and shows the state if the last display is old enough.
   void add(std::uint32_t timeMs, std::uint64_t bytes);
   /// Shows the state a last time.
   void finish();
-  /// The state as shown, when `elapsed` of real time has gone by.
+  /// The text that is shown after `elapsed` of real time.
   std::string text(Clock::duration elapsed) const;
 
  private:

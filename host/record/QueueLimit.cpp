@@ -11,7 +11,7 @@ using ruvo::k2r::FragmentAction;
 bool QueueLimit::admits(const InputMessage& message) {
   const FragmentModel& model = follower_.model();
   if (!isFull_) {
-    // A single message that is larger would otherwise never get in.
+    // The first message is always admitted; one that is larger than the limit could otherwise never be recorded.
     if (model.waiting().messages == 0 || model.queueSize() + message.data.size() <= bytes_) return true;
     isFull_ = true;
     dropped_ = {};
@@ -21,7 +21,7 @@ bool QueueLimit::admits(const InputMessage& message) {
                     "from {} ms on messages are dropped until one has been",
                     model.waiting().messages, static_cast<double>(model.waiting().bytes) / 1e6, message.timeMs));
   }
-  // Behind the first fragment a track could not be made any more.
+  // A message that creates its track is admitted: after the first fragment the module creates no track any more.
   if (follower_.madeTrack() || bringsFragment(message)) return true;
   dropped_.add(message.data.size());
   account_.lose({.messages = 1, .bytes = message.data.size()}, "more than --max-queue allows waited for a fragment");
@@ -31,7 +31,7 @@ bool QueueLimit::admits(const InputMessage& message) {
 bool QueueLimit::bringsFragment(const InputMessage& message) const {
   const auto sample = ruvo::k2r::SampleInfo::ofMessage(message.type, message.data, message.timeMs);
   if (follower_.goesByVideo() && !sample.keyFrame) return false;
-  // A fragment that is held or skipped is one on the way: without it none would follow.
+  // Any action of the fragmenter moves it closer to a written fragment: one that is held is flushed by a later message.
   const FragmentAction action = follower_.model().actionFor(message);
   return action != FragmentAction::None && action != FragmentAction::DropSample;
 }
@@ -44,7 +44,7 @@ void QueueLimit::update() {
   const std::uint32_t gapMs = model.lastTimeMs() - firstDroppedMs_;
   account_.gapMs += gapMs;
   account_.lostMs += gapMs;
-  log_.warning(fmt::format("the recording goes on at {} ms; {} messages ({:.1f} MB) were dropped", model.lastTimeMs(),
+  log_.warning(fmt::format("the recording continues at {} ms; {} messages ({:.1f} MB) were dropped", model.lastTimeMs(),
                            dropped_.messages, static_cast<double>(dropped_.bytes) / 1e6));
 }
 

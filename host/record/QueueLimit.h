@@ -8,20 +8,20 @@
 
 namespace host {
 
-/// Keeps what waits in the module for a fragment within a size. Beyond it messages do not go in, until one comes that
-/// brings the fragment along: a key frame, or without pictures any message behind the fragment's end. So the recording
-/// goes on with something that can be decoded, and memory stays bounded where no fragment ever comes.
+/// Limits the memory of the messages that wait in the module for their fragment. Above the limit messages are dropped
+/// until one comes that can close the fragment: a key frame, or without video any message after the fragment's end. So
+/// the recording continues with something that can be decoded, and memory stays bounded if no fragment is ever written.
 class QueueLimit {
  public:
-  /// `bytes` bound FragmentModel::queueSize(). The rest outlives the object.
+  /// `bytes` is the limit of FragmentModel::queueSize(). All references outlive the object.
   QueueLimit(std::uint64_t bytes, const StreamFollower& follower, RecordAccount& account, Log& log)
       : bytes_(bytes), follower_(follower), account_(account), log_(log) {}
 
-  /// Whether the message, which was judged just now and reaches the fragmenter, may go in. Counts and tells of what may
-  /// not.
+  /// Whether to record the message. It must be the one that `follower` judged last, and reach the fragmenter. If not,
+  /// it is counted as lost, and the first one is logged.
   bool admits(const InputMessage& message);
   bool isFull() const { return isFull_; }
-  /// To be told behind each message that went in.
+  /// Call after each message that was recorded: logs and counts the gap once there is room again.
   void update();
 
  private:

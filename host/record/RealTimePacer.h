@@ -8,13 +8,13 @@
 
 namespace host {
 
-/// Holds messages back until as much real time has gone by since the first one as lies between their timestamps, which
-/// may run over the end of their 32 bits.
+/// Delays each message until the real time since the first one equals the distance of their timestamps. Timestamps are
+/// in ms and may wrap at 32 bits.
 class RealTimePacer {
  public:
   /// `stop` outlives it.
   explicit RealTimePacer(const StopSignal& stop) : stop_(stop) {}
-  /// Comes back when the message is due, or at once after a request to stop.
+  /// Returns when the message is due, or at once if a stop is requested.
   void wait(std::uint32_t timeMs);
 
  private:

@@ -9,28 +9,29 @@
 
 namespace host {
 
-/// What a session knows of its stream: what came, and what of it cannot be in the recording.
+/// A session's counts of its stream: what was received, and what of it cannot be in the recording. The files have the
+/// final word (RecordSummary); the account has the reasons.
 struct RecordAccount {
-  /// All but metadata and codec configurations.
+  /// All messages except metadata and codec configurations.
   Tally received;
-  /// By the module's check, before anything was done with them.
+  /// Messages that the module's check refused.
   Tally refused;
-  /// These, and what else was lost on the way.
+  /// Those, and all other messages that were lost.
   Tally lost;
-  /// What the user asked to be left out.
+  /// Messages that the user asked to leave out (--tail drop).
   Tally leftOut;
-  /// The first and the last time that was received.
+  /// Time of the first message, and the distance from it to the last one, in ms.
   std::optional<std::uint32_t> firstMs;
   std::uint32_t spanMs = 0;
-  /// Stretches of which nothing is stored, as far as the session knows of them.
+  /// Total time from which nothing is stored, as far as the session knows.
   std::uint32_t lostMs = 0;
-  /// Those between messages that are stored.
+  /// The part of it that lies between stored messages.
   std::uint32_t gapMs = 0;
-  /// Why the first message was lost.
+  /// Why the first message was lost, and why the first one was refused; empty if none was.
   std::string reason;
   std::string refusal;
 
-  /// Adds what came of the next recording of the same input.
+  /// Adds the account of the next recording that was made from the same input.
   RecordAccount& operator+=(const RecordAccount& next) {
     received += next.received;
     refused += next.refused;
@@ -47,6 +48,7 @@ struct RecordAccount {
   void receive(std::uint64_t bytes) { received.add(bytes); }
   void seeTime(std::uint32_t timeMs) {
     if (!firstMs) firstMs = timeMs;
+    // Signed: a message older than the first one must not make the span 49 days long.
     const auto distance = static_cast<std::int32_t>(timeMs - *firstMs);
     spanMs = std::max(spanMs, static_cast<std::uint32_t>(std::max(distance, 0)));
   }

@@ -13,6 +13,7 @@ using ruvo::k2r::SampleKind;
 
 namespace {
 
+/// After this much media time without a key frame the user is warned.
 constexpr std::uint32_t kKeyFramePatienceMs = 10000;
 
 Tally tallyOf(const InputMessage& message) {
@@ -36,6 +37,7 @@ void RecordSession::run(Input& input) {
 }
 
 void RecordSession::finish() {
+  // Before the stop, which drops the module's queue.
   if (options_.keepsTail) {
     for (const InputMessage& message : follower_.closing()) {
       const bool recorded = recording_.record(message);
@@ -54,6 +56,7 @@ void RecordSession::finish() {
 }
 
 void RecordSession::take(InputMessage message) {
+  // Judged before it is recorded: afterwards the module's tracks may have changed.
   const Reception reception = follower_.judge(message);
   if (reception == Reception::kSkipped) {
     recording_.record(message);
@@ -67,7 +70,7 @@ void RecordSession::take(InputMessage message) {
   moveTime(message);
   account_.seeTime(message.timeMs);
   if (!isDecodable(message)) {
-    account_.lose(tallyOf(message), "pictures ahead of the first key frame");
+    account_.lose(tallyOf(message), "pictures before the first key frame");
   } else if (limit_.admits(message)) {
     recordHead(message);
     recordMessage(message, reception);
@@ -108,7 +111,7 @@ bool RecordSession::isDecodable(const InputMessage& message) {
 }
 
 void RecordSession::recordHead(const InputMessage& message) {
-  // A file often has some sound ahead of its first picture. A tag stream is passed on as it is.
+  // Media files often begin with some sound before the first picture. A tag stream is passed to the module unchanged.
   const auto head = follower_.headFor(message, !isVerbatim_);
   headIsMissing_ = headIsMissing_ || (head && !options_.keepsHead);
   if (head && options_.keepsHead) follower_.take(*head, recording_.record(*head));
@@ -126,15 +129,15 @@ void RecordSession::recordMessage(const InputMessage& message, Reception recepti
 
 bool RecordSession::sendOnceMore(const InputMessage& message) {
   writeFailure_ = context_.lastError();
-  // What would wait behind a full queue for a disk that is full stays out, or the queue would have no bound. One from
-  // before the recording's end is not sent again, since no index would ever reach it.
+  // While the queue is full, nothing is sent again: the message would be queued without a limit if the disk stays full.
+  // Nor is a message from before the recording's end, because no index would ever name its fragment.
   if (limit_.isFull() || message.timeMs < follower_.firstLineMs()) {
     follower_.take(message, false);
     account_.lose(tallyOf(message), writeFailure_);
     return false;
   }
-  // Only a second answer tells why: a message that was lost with a fragment that could not be written is kept now,
-  // since the fragmenter has moved on, and one that is refused is refused again, and has moved nothing.
+  // The second result shows the reason. If the fragment could not be written, the fragmenter has moved on, and the
+  // message is queued now. If the message itself is refused, it is refused again, and nothing has changed.
   context_.hideRepeats(true);
   const bool isKept = recording_.record(message);
   context_.hideRepeats(false);
@@ -149,10 +152,10 @@ bool RecordSession::sendOnceMore(const InputMessage& message) {
 void RecordSession::note(const InputMessage& message, const FragmentModel::Step& step) {
   if (step.action == FragmentAction::StartRecording) noteDiscarded(step);
   if (step.action != FragmentAction::DropSample) return;
-  constexpr const char* kReason = "video that began when the recording had been bound to its sound";
+  constexpr const char* kReason = "video that began after the recording had been bound to its sound";
   account_.lose(tallyOf(message), kReason);
-  if (toldOfVideo_) return;
-  toldOfVideo_ = true;
+  if (hasWarnedOfVideo_) return;
+  hasWarnedOfVideo_ = true;
   log_.warning(fmt::format("{} is left out, from {} ms on", kReason, message.timeMs));
 }
 
@@ -162,7 +165,7 @@ void RecordSession::noteDiscarded(const FragmentModel::Step& step) {
     account_.leftOut += step.discarded;
     return;
   }
-  constexpr const char* kReason = "what came ahead of the first key frame";
+  constexpr const char* kReason = "what came before the first key frame";
   account_.lose(step.discarded, kReason);
   account_.lostMs += step.discardedMs;
   log_.warning(fmt::format("{} is left out: {} messages, {} ms", kReason, step.discarded.messages, step.discardedMs));
@@ -172,17 +175,17 @@ void RecordSession::watchKeyFrames(const InputMessage& message) {
   const SampleInfo sample = sampleOf(message);
   const bool needsKeyFrames = sample.kind == SampleKind::Video || follower_.goesByVideo();
   if (sample.keyFrame || (needsKeyFrames && !noKeyFrameSinceMs_)) noKeyFrameSinceMs_ = message.timeMs;
-  if (!noKeyFrameSinceMs_ || toldOfKeyFrames_) return;
+  if (!noKeyFrameSinceMs_ || hasWarnedOfKeyFrames_) return;
   if (static_cast<std::int32_t>(message.timeMs - *noKeyFrameSinceMs_) <= std::int32_t{kKeyFramePatienceMs}) return;
-  toldOfKeyFrames_ = true;
+  hasWarnedOfKeyFrames_ = true;
   log_.warning(fmt::format("no key frame for {} s, at {} ms: nothing can be written until one comes",
                            kKeyFramePatienceMs / 1000, message.timeMs));
 }
 
 std::string RecordSession::reasonOfWaiting() const {
-  if (follower_.goesByVideo() && !hasKeyFrame_) return "no key frame came, with which a fragment could begin";
+  if (follower_.goesByVideo() && !hasKeyFrame_) return "no key frame came with which a fragment could begin";
   if (!writeFailure_.empty()) return writeFailure_;
-  return "the last messages made no fragment";
+  return "no fragment could be made of the last messages";
 }
 
 }  // namespace host

@@ -18,23 +18,24 @@
 
 namespace host {
 
-/// How a session treats its stream.
+/// How a session records its stream.
 struct SessionOptions {
-  /// What the module drops of itself, ahead of the first line of the grid and behind the last fragment, is kept.
+  /// Whether to keep what the module would drop: messages before the first line of the fragment grid, and messages
+  /// after the last fragment.
   bool keepsHead = true;
   bool keepsTail = true;
-  /// Bytes that may wait for a fragment.
+  /// Limit in bytes of the messages that wait for a fragment.
   std::uint64_t maxQueue = std::uint64_t{256} << 20;
-  /// The first message that is recorded gets this time, and all others move by the same distance.
+  /// If set, the first message gets this time, and all others move by the same distance.
   std::optional<std::uint32_t> startMs = {};
 };
 
-/// Carries the messages of an input into a recording so that nothing of them is lost where that can be helped, and
-/// keeps account of what is. Sends a message that the module does not take once more, so that a disk that was full for
-/// a while costs none. Keeps references to all it is given, which outlive it.
+/// Records the messages of an input, and counts those that are lost. A message for which `record` returns false is sent
+/// a second time, so that a disk that was full for a while costs no message. Belongs to the thread that records the
+/// stream. Keeps references to all arguments, which outlive it.
 class RecordSession {
  public:
-  /// Without a `pacer`, which may be null, messages go as fast as they come. `follower` is a fresh one.
+  /// `pacer` may be null: messages are then recorded as fast as they come. `follower` must not have seen a message.
   RecordSession(Recording& recording, StreamContext& context, StreamFollower& follower, Log& log, Progress& progress,
                 RealTimePacer* pacer, const SessionOptions& options)
       : recording_(recording),
@@ -46,11 +47,11 @@ class RecordSession {
         options_(options),
         limit_(options.maxQueue, follower, account_, log) {}
 
-  /// Called behind each message.
+  /// Sets a function to call after each message.
   void betweenMessages(std::function<void()> call) { betweenMessages_ = std::move(call); }
-  /// Until the input ends. Throws InputError where it fails; what came before is recorded.
+  /// Records until the input ends. Throws InputError if the input fails; all messages before that are recorded.
   void run(Input& input);
-  /// Closes the last fragment. Once, ahead of the recording's stop.
+  /// Closes the last fragment. Call it once, before the recording is stopped.
   void finish();
 
   const RecordAccount& account() const { return account_; }
@@ -59,7 +60,7 @@ class RecordSession {
   void take(InputMessage message);
   void takeRefused(const InputMessage& message);
   void moveTime(InputMessage& message);
-  /// False for a picture that nothing can be made of, since no key frame has come.
+  /// False for a video message before the first key frame, which no decoder could use.
   bool isDecodable(const InputMessage& message);
   void recordHead(const InputMessage& message);
   void recordMessage(const InputMessage& message, Reception reception);
@@ -82,12 +83,12 @@ class RecordSession {
   bool isVerbatim_ = false;
   bool headIsMissing_ = false;
   bool hasKeyFrame_ = false;
-  bool toldOfKeyFrames_ = false;
-  bool toldOfVideo_ = false;
-  /// Since when there was no key frame.
+  bool hasWarnedOfKeyFrames_ = false;
+  bool hasWarnedOfVideo_ = false;
+  /// Time of the last key frame, or of the first message that needed one.
   std::optional<std::uint32_t> noKeyFrameSinceMs_;
   std::optional<std::uint32_t> distanceMs_;
-  /// The module's words where the last fragment could not be written.
+  /// The module's error message, if the last fragment could not be written.
   std::string writeFailure_;
 };
 

@@ -32,7 +32,8 @@ RecordSummary Recorder::record(CodecChanges& input, OpenMode mode) {
   if (isAppend) prepareInput(input);
   Recording recording(*adaptor_, openContext_, place_.modulePath(), isAppend);
   const std::uint32_t durationMs = readFragmentationConfig(openContext_).fragmentDuration;
-  // Once more: the opening has put right what a crash left.
+  // Read again after the module has opened the recording: opening it completes what a crash interrupted, so the end may
+  // have moved.
   const auto end = isAppend ? readRecordingEnd(place_, durationMs) : std::nullopt;
   if (end) input.continueAt(end->continueMs);
   const bool isProtected = ruvo::k2r::RecordingSettings(openContext_).readBool("Recording/IsProtected", false);
@@ -43,17 +44,18 @@ RecordSummary Recorder::record(CodecChanges& input, OpenMode mode) {
   return summary;
 }
 
-/// What the directory needs before the module opens it. Returns the recording that goes aside.
+/// Prepares the directory for the module. Returns the old recording of an --overwrite, which was moved aside, or null.
 std::unique_ptr<ReplacedRecording> Recorder::prepare(OpenMode mode) {
-  place_.require(mode);  // Once more: somebody else may have finished a recording there in the meantime.
+  place_.require(
+      mode);  // again, now under the lock: another process may have finished a recording here in the meantime
   if (mode == OpenMode::kAppend) prepareAppend(place_, options_.force, log_);
   if (mode == OpenMode::kOverwrite) requireNothingAside(place_);
   if (mode != OpenMode::kOverwrite || std::filesystem::is_empty(place_.native())) return nullptr;
   return std::make_unique<ReplacedRecording>(place_, options_.durability, log_);
 }
 
-/// For an append, before anything is written: what the input has to go on with, and, if it keeps its times, that it
-/// begins behind the recording's end.
+/// Prepares the input for an append, before anything is written: gives it the codecs of the recording, and refuses one
+/// that keeps its times and begins before the recording's end.
 void Recorder::prepareInput(CodecChanges& input) {
   input.expect(recordedCodecs(place_));
   const auto startMs = input.keptStart();
@@ -61,7 +63,7 @@ void Recorder::prepareInput(CodecChanges& input) {
   const auto end = readRecordingEnd(place_, readFragmentationConfig(openContext_).fragmentDuration);
   if (!end || *startMs >= end->continueMs) return;
   throw CommandError(
-      fmt::format("the input begins at {} ms, and the recording goes on from {} ms; without --keep-times "
+      fmt::format("the input begins at {} ms, but the recording continues from {} ms; without --keep-times "
                   "the input is moved there",
                   *startMs, end->continueMs));
 }
@@ -79,6 +81,7 @@ RecordSummary Recorder::run(Recording& recording, StreamFollower& follower, Code
   } catch (const InputError& error) {
     summary.inputFailure = error.what();
   }
+  // Also after a failed input: what came before the failure is kept and the recording is finished.
   session.finish();
   if (!options_.noStop) recording.stop();
   progress.finish();
@@ -100,7 +103,7 @@ StoredPart Recorder::readStored(const std::optional<RecordingEnd>& end) const {
   StoredPart stored;
   try {
     stored = readStoredPart(place_, end ? end->lastFragment : 0);
-    if (options_.noStop) stored.unfinished.clear();
+    if (options_.noStop) stored.unfinished.clear();  // the user asked for a recording without an end
   } catch (const CommandError& error) {
     stored.unfinished = error.what();
   }

@@ -21,16 +21,15 @@
 
 namespace host {
 
-/// Makes one recording of what an input gives, from the opening to the end. Keeps references to all it is given, which
-/// outlive it.
+/// Makes one recording from an input, from opening it to its end. Keeps references to all arguments, which outlive it.
 class Recorder {
  public:
-  /// `place` is held by this process.
+  /// This process must hold the lock of `place` (HeldPlace).
   Recorder(const RecordOptions& options, const Settings& settings, const OutputDirectory& place, const Module& module,
            const StopSignal& stop, Log& log);
 
-  /// Until the input ends, or belongs into another recording. Throws CommandError where the recording cannot be opened;
-  /// nothing has been written then.
+  /// Records until the input ends, or until its codecs change so that another recording is needed. Throws CommandError
+  /// if the recording cannot be opened; nothing has been written then.
   RecordSummary record(CodecChanges& input, OpenMode mode);
 
  private:

@@ -20,16 +20,16 @@ using ruvo::k2r::AfraEntry;
 
 namespace {
 
-/// What the indexes say.
+/// The end of the recording according to its indexes.
 struct IndexedEnd {
   std::uint32_t lastFragment = 0;
-  /// The last number that has a fragment.
+  /// The last entry with a position.
   AfraEntry lastWritten;
 };
 
 IndexedEnd readIndexes(const RecordingDirectory& directory) {
   IndexedEnd end;
-  // From the last one back: a segment that has just been begun may have no fragment yet.
+  // Backwards from the last index: a segment that a roll-over has just begun may have no fragment yet.
   for (auto number = directory.indexes.rbegin(); number != directory.indexes.rend(); ++number) {
     const std::string path = directory.pathOf(directory.indexName(*number));
     const auto entries = inFile(path, [&] { return parseAfra(readSmallFile(path)); }).globalEntries;
@@ -53,7 +53,7 @@ TrackCodecs codecsOf(const Movie& movie) {
   return {codecOf("soun"_4cc), codecOf("vide"_4cc), codecOf("meta"_4cc)};
 }
 
-/// The last tag of a fragment, and what its time counts from.
+/// The last tag of a fragment: its time, and the base time that its hint sample implies.
 struct LastTag {
   std::uint32_t timeMs = 0;
   std::uint32_t baseMs = 0;
@@ -79,7 +79,8 @@ std::optional<RecordingEnd> readRecordingEnd(const OutputDirectory& place, std::
   const auto bootstrap = inFile(path, [&] { return parseBootstrap(readSmallFile(path)); });
   const IndexedEnd indexed = readIndexes(directory);
   RecordingEnd end{.lastFragment = indexed.lastFragment, .codecs = {}};
-  // Behind fragments that were held, neither the bootstrap's end nor the last number reaches as far as the samples.
+  // The maximum of three: after a fragment that was held, samples may lie after both the bootstrap's end and the slot
+  // of the last number.
   std::uint64_t endMs = std::max(bootstrap.currentMediaTime, std::uint64_t{indexed.lastFragment} * fragmentDuration);
   if (indexed.lastWritten.isWritten() && directory.segments.contains(indexed.lastWritten.segment)) {
     const std::string segmentPath = directory.pathOf(directory.segmentName(indexed.lastWritten.segment));

@@ -8,22 +8,22 @@
 
 namespace host {
 
-/// Where a recording ends, and what an append has to know of it.
+/// Where a recording ends, and what an append needs to know about it.
 struct RecordingEnd {
-  /// Where the first message that reaches the fragmenter has to be, in milliseconds: the first line of the grid behind
-  /// all that is stored. Fragments are numbered by time, so what begins earlier could not be recorded, and what begins
-  /// between two lines would lose its start. Timestamps run over 32 bits.
+  /// The time, in ms, that the first message must have which reaches the fragmenter: the first grid line after
+  /// everything that is stored. Fragments are numbered by time, so an earlier message could not be recorded, and one
+  /// between two lines would be dropped up to the next line. Wraps at 32 bits, as timestamps do.
   std::uint32_t continueMs = 0;
-  /// The highest number in an index, 0 where there is none.
+  /// The highest fragment number in an index; 0 if there is none.
   std::uint32_t lastFragment = 0;
-  /// The recording's times count from here.
+  /// The base time of the recording, in ms.
   std::uint32_t baseMs = 0;
   TrackCodecs codecs;
 };
 
-/// Nothing where there is no bootstrap. `fragmentDuration` in milliseconds is that of the append. Once the module has
-/// opened the recording for it, the answer takes in what that has put right. Throws CommandError for files that cannot
-/// be read.
+/// Reads the end of the recording in `place`; returns nothing if it has no bootstrap. `fragmentDuration` is that of the
+/// append, in ms. The result may change when the module opens the recording for the append, since that completes what a
+/// crash interrupted. Throws CommandError if a file cannot be read.
 std::optional<RecordingEnd> readRecordingEnd(const OutputDirectory& place, std::uint32_t fragmentDuration);
 
 }  // namespace host

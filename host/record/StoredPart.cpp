@@ -42,7 +42,7 @@ class PartReader {
 
  private:
   void readSegment(const RecordedSegment& recorded) {
-    // Little is read of each fragment, and far apart.
+    // A small window: only the boxes of each fragment are read, and they are far apart.
     constexpr std::size_t kWindow = std::size_t{16} << 10;
     const std::string name = directory_.segmentName(recorded.number);
     const std::string path = directory_.pathOf(name);
@@ -61,7 +61,8 @@ class PartReader {
     });
   }
 
-  /// A tag is a sample of the hint track, and one of a media track lies in it unless it is a configuration.
+  /// Counts the tags (samples of the hint track) that contain a sample of a media track. The others are configurations
+  /// that the recorder added, which were never received as messages.
   void count(const Fragment& fragment, std::uint32_t hintId) {
     ++part_.fragments;
     const auto hint = std::find_if(fragment.tracks.begin(), fragment.tracks.end(),
@@ -81,7 +82,7 @@ class PartReader {
     }
   }
 
-  /// Its last box tells how long the table is (ISO/IEC 14496-12, 8.8.11).
+  /// Whether the file ends in an `mfra`, whose last box contains its size (ISO/IEC 14496-12, 8.8.11).
   static bool hasAccessTable(FileView& file) {
     constexpr std::uint64_t kSizeField = 4;
     if (file.size() < kSizeField) return false;

@@ -9,21 +9,21 @@
 
 namespace host {
 
-/// What the files of a recording hold of one run of the recorder.
+/// What one call of `k2r record` stored, counted in the files of the recording.
 struct StoredPart {
-  /// Without the codec configurations that the recorder adds. Of a protected recording the bytes are those that lie in
-  /// the segments, cipher text and filter headers.
+  /// Without the codec configurations that the recorder adds. In a protected recording the bytes are those in the
+  /// segments: cipher text and filter headers.
   Tally messages;
   std::uint64_t fragments = 0;
-  /// From the first stored message to the last one.
+  /// Distance from the first stored message to the last one, in ms.
   std::uint32_t spanMs = 0;
   bool isProtected = false;
-  /// Whether the recording has fragments at all, also from before.
+  /// Whether the recording has any fragment, including those from before an append.
   bool hasFragments = false;
-  /// What a stop should have left and did not; empty where all of it is there.
+  /// What is missing that a stop writes; empty if nothing is.
   std::string unfinished;
 
-  /// Adds another recording.
+  /// Adds the part of the next recording that was made from the same input.
   StoredPart& operator+=(const StoredPart& other) {
     messages += other.messages;
     fragments += other.fragments;
@@ -35,8 +35,8 @@ struct StoredPart {
   }
 };
 
-/// Counts what stands in the fragments whose numbers are above `lastFragment`, as far as bootstrap and index name them.
-/// Reads the boxes around the samples, and none of these. Throws CommandError for files that cannot be read.
+/// Counts the messages in all fragments with a number above `lastFragment` that bootstrap and index name. Reads boxes
+/// only, no samples. Throws CommandError if a file cannot be read.
 StoredPart readStoredPart(const OutputDirectory& place, std::uint32_t lastFragment);
 
 }  // namespace host

@@ -19,7 +19,8 @@ SampleKind kindOf(const InputMessage& message) {
   return SampleInfo::ofMessage(message.type, message.data, 0).kind;
 }
 
-/// The least that the module takes for a picture of the codec in the low nibble of `codec`.
+/// The shortest data that the module accepts as a picture of the codec in the low nibble of `codec`. The packet type is
+/// 1, so that AVC data are not taken for a sequence header.
 std::vector<std::byte> picture(std::uint8_t frameType, std::byte codec) {
   const auto first = static_cast<std::byte>(frameType << 4) | (codec & std::byte{0x0F});
   return {first, std::byte{1}, std::byte{0}, std::byte{0}, std::byte{0}};
@@ -56,7 +57,8 @@ std::optional<InputMessage> StreamFollower::headFor(const InputMessage& message,
   if (offLineMs == 0) return std::nullopt;
   const SampleInfo sample = SampleInfo::ofMessage(message.type, message.data, lineMs);
   learnPayload(message, sample.kind);
-  // Pictures ahead of the first key frame stay what they are: behind a key frame that nobody sees they would be stored.
+  // A made-up key frame would make the inter frames after it storable, although no decoder can use them. So before an
+  // inter frame an inter frame is made up.
   const bool isInterFrame = sample.kind == SampleKind::Video && !sample.keyFrame;
   return isInterFrame ? madeUpInterFrame(lineMs) : madeUp(sample.kind, lineMs);
 }
@@ -71,6 +73,7 @@ FragmentModel::Step StreamFollower::take(const InputMessage& message, bool recor
 }
 
 std::vector<InputMessage> StreamFollower::closing() const {
+  // Shortest first: what is made up leaves numbers and times in index and bootstrap, so no more than needed is sent.
   if (model_.isEmptiedBy({})) return {};
   for (auto& messages : candidates()) {
     if (model_.isEmptiedBy(messages)) return std::move(messages);
@@ -87,7 +90,8 @@ std::vector<std::vector<InputMessage>> StreamFollower::candidates() const {
   std::vector<std::vector<InputMessage>> found;
   const auto key = [this](std::uint64_t timeMs) { return madeUp(SampleKind::Video, timeMs); };
   if (has(SampleKind::Video) && lineMs <= kLastTimeMs) {
-    // A fragment whose slot is over ends at any key frame. Elsewhere one that is no line would count as the slot's own.
+    // After the slot of its number a fragment ends at any key frame. Within the slot such a key frame would become part
+    // of the fragment instead of closing it.
     if (model_.actionFor(key(nextMs)) == FragmentAction::WriteFragment) found.push_back({key(nextMs)});
     found.push_back({key(lineMs)});
   }

@@ -13,48 +13,49 @@
 
 namespace host {
 
-/// Goes beside a stream on its way into the module, and knows what keeps all of it: the message to put at its head, and
-/// those that close the last fragment, without which the module would drop what it has queued when it is stopped. What
-/// is made up for this has kMadeUpBit in its type, belongs to a track that there is, and is never stored.
+/// Follows a stream into the module, and makes up the messages that keep all of it: one before the first message, and
+/// those that close the last fragment, because the module drops its queue when it is stopped. Made-up messages have
+/// kMadeUpBit in their type, belong to an existing track, and are never stored.
 ///
 ///     switch (follower.judge(message)) ...           for every message, in order
 ///     if (auto head = follower.headFor(message, true)) record(*head), follower.take(*head, answer);
 ///     record(message); follower.take(message, answer);
-///     for (message : follower.closing()) ...         once, ahead of the stop
+///     for (message : follower.closing()) ...         once, before the stop
 ///
-/// What it makes up is a view of its own data, valid until it goes. Belongs to the thread that records the stream.
+/// Made-up messages are views of data of this object and must not outlive it. Belongs to the thread that records the
+/// stream.
 class StreamFollower {
  public:
-  /// Of a new recording. `fragmentDuration` in milliseconds, not 0.
+  /// For a new recording. `fragmentDuration` in ms, not 0.
   StreamFollower(std::uint32_t fragmentDuration, bool isProtected)
       : check_(std::nullopt, isProtected), model_(fragmentDuration) {}
-  /// Of one that is continued behind `end`.
+  /// For an append to a recording that ends at `end`.
   StreamFollower(std::uint32_t fragmentDuration, bool isProtected, const RecordingEnd& end);
 
-  /// What becomes of the message when it is recorded. For each once, in order.
+  /// What the module will do with the message. Call it once for each message, in order, before it is recorded.
   Reception judge(const InputMessage& message);
-  /// Whether there was no track for the message that was judged last, so that a later one might come too late to make
-  /// it.
+  /// Whether the message that was judged last creates its track. If it were dropped, a later message might be too late
+  /// to create it.
   bool madeTrack() const { return check_.madeTrack(); }
-  /// What has to be recorded ahead of the first message that reaches the fragmenter, so that the recording begins on a
-  /// line of the grid: the module keeps nothing from before the first line. With `keepsLeadIn` also what comes ahead of
-  /// the first picture of a stream that has announced pictures: the module would drop it at the first key frame.
-  /// Nothing where it does so by itself.
+  /// The message to record before the first message that reaches the fragmenter, or nothing if none is needed. It
+  /// begins the recording on a grid line, since the module drops everything before the first line. With `keepsLeadIn`
+  /// it also keeps sound that comes before the first picture, if a sequence header has announced video: the module
+  /// would drop that sound at the first key frame.
   std::optional<InputMessage> headFor(const InputMessage& message, bool keepsLeadIn);
-  /// Takes a message that reached the fragmenter, made up or not, and the module's answer.
+  /// Takes a message that reached the fragmenter, made up or not, and what `record` returned for it.
   FragmentModel::Step take(const InputMessage& message, bool recorded);
-  /// The messages after which nothing real waits in the module: the first of a few sequences that a copy of the model
-  /// shows to do it. Empty where nothing waits, and where none of them does.
+  /// The messages that make the module write everything it has queued: the first of a few sequences for which a copy of
+  /// the model shows this. Empty if nothing is queued, or if no sequence achieves it.
   std::vector<InputMessage> closing() const;
 
-  /// Pictures decide where fragments begin.
+  /// Whether key frames decide where fragments begin.
   bool goesByVideo() const { return goesByVideo_; }
   const FragmentModel& model() const { return model_; }
-  /// Earlier times belong to fragments that are stored.
+  /// The first time, in ms, that does not belong to a stored fragment.
   std::uint32_t firstLineMs() const { return firstLineMs_; }
 
  private:
-  /// A made-up message of this kind.
+  /// A made-up message of this kind. Its payload must be known.
   InputMessage madeUp(ruvo::k2r::SampleKind kind, std::uint64_t timeMs) const;
   InputMessage madeUpInterFrame(std::uint64_t timeMs) const;
   void learnPayload(const InputMessage& message, ruvo::k2r::SampleKind kind);
@@ -64,12 +65,12 @@ class StreamFollower {
   FragmentModel model_;
   std::uint32_t firstLineMs_ = 0;
   bool goesByVideo_ = false;
-  /// By SampleKind, what a made-up message has for its data; empty before the first real one.
+  /// By SampleKind: the data of made-up messages; empty before the first real message of the kind.
   std::array<std::vector<std::byte>, 3> payloads_;
   std::vector<std::byte> interFrame_;
-  /// A key frame of the codec that a sequence header has announced; empty without one.
+  /// Data of a key frame of the codec that a sequence header has announced; empty if none has.
   std::vector<std::byte> announced_;
-  /// 18 or 15.
+  /// Message type of script data in this stream: 18 (AMF0) or 15 (AMF3).
   std::uint8_t dataType_ = 0;
 };
 

@@ -23,24 +23,25 @@ void requireUndamaged(const RecordingDirectory& directory, bool force, Log& log)
   const auto found = quickLook(directory);
   if (!found) return;
   const std::string text = fmt::format("'{}' is damaged: {}", directory.path, wordsOf(*found));
-  if (!force) throw CommandError(text + "; k2r verify tells all, --append --force goes on all the same");
+  if (!force) throw CommandError(text + "; k2r verify shows everything, --append --force continues it nevertheless");
   log.warning(text);
 }
 
-/// Of a recording without a bootstrap, which the module would remove.
+/// Completes or removes a recording without a bootstrap. The module takes such a directory for empty and erases it, so
+/// an indexed first fragment would be lost.
 void takeUpBeginning(const OutputDirectory& place, const RecordingDirectory& directory) {
   const Verification found = verifyRecording(place.native());
   if (found.status() == ExitStatus::kDamaged) {
     const auto& kept = found.findings.kept();
     const auto first = std::find_if(kept.begin(), kept.end(),
                                     [](const Finding& finding) { return finding.severity == Severity::kDamage; });
-    throw CommandError(fmt::format("'{}' is damaged and cannot be continued: {}; k2r verify tells all", place.native(),
-                                   first == kept.end() ? "" : wordsOf(*first)));
+    throw CommandError(fmt::format("'{}' is damaged and cannot be continued: {}; k2r verify shows everything",
+                                   place.native(), first == kept.end() ? "" : wordsOf(*first)));
   }
   if (found.fragments != 0) {
     restoreFirstBootstrap(directory);
   } else if (!emptyRecording(place.native(), place.stem(), Durability::kDevice)) {
-    // With its base time: the module would take that for the new recording's.
+    // The control file must go as well: the module would take its base time for that of the new recording.
     throw CommandError(fmt::format("the remains of a recording in '{}' cannot be removed", place.native()));
   }
 }

@@ -5,10 +5,10 @@
 
 namespace host {
 
-/// Looks at what an append is to continue, in a directory that this process holds, and does what a repair does for the
-/// states from which the module would begin anew: a first fragment that an index names gets its bootstrap, and the
-/// remains of a recording that had no fragment go, its base time with them. Throws CommandError, with the first
-/// finding, for a damaged recording unless `force` is set, and where the way on is another one.
+/// Prepares the recording in `place` for an append; this process must hold the directory's lock. Repairs two states
+/// from which the module would begin anew and lose what is there: an indexed first fragment without a bootstrap gets
+/// one, and the remains of a recording without a fragment are removed, including their base time. Throws CommandError
+/// with the first finding if the recording is damaged and `force` is not set, or if another command must be used first.
 void prepareAppend(const OutputDirectory& place, bool force, Log& log);
 
 }  // namespace host

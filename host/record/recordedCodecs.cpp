@@ -15,7 +15,8 @@ using namespace ruvo::k2rpkgutil;
 
 namespace {
 
-/// Of a codec that is told by a nibble of the first byte, at `shift`.
+/// The first byte of a tag of the codec `format`, if a nibble of that byte (at bit `shift`) names the codec; else
+/// nothing.
 std::vector<std::byte> byteOf(std::uint8_t type, FourCC format, unsigned shift) {
   for (unsigned codec = 0; codec < 16; ++codec) {
     const auto byte = static_cast<std::uint8_t>(codec << shift);
@@ -62,7 +63,7 @@ CodecHeaders headersOf(const Movie& movie) {
 CodecHeaders recordedCodecs(const OutputDirectory& place) {
   const RecordingDirectory directory = readRecordingDirectory(place.native());
   if (!directory.hasBootstrap) return {};
-  // All segments say the same. The last one may be without what it says, as a crash leaves it.
+  // Any segment will do, since all have the same tracks. A crash may have left the last one without a header.
   for (auto number = directory.segments.rbegin(); number != directory.segments.rend(); ++number) {
     try {
       return headersOf(OpenSegment(directory.pathOf(directory.segmentName(*number))).reader().movie());

@@ -5,8 +5,8 @@
 
 namespace host {
 
-/// What the tracks of a recording began with; nothing where no segment says so. Throws CommandError where the directory
-/// cannot be read.
+/// The sequence headers with which the tracks of a recording began, as a source would send them; empty if no segment
+/// can be read. Throws CommandError if the directory cannot be read.
 CodecHeaders recordedCodecs(const OutputDirectory& place);
 
 }  // namespace host

@@ -130,7 +130,7 @@ TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
   EXPECT_EQ(fragmentsIn("cam1"), 8U);
   const auto before = readAllFiles("cam1");
   EXPECT_EQ(record({"in.mtg", "--out", "cam1", "--append", "--keep-times"}), 1);
-  EXPECT_THAT(answer_.errors, HasSubstr("error: the input begins at 0 ms, and the recording goes on from 32000 ms"));
+  EXPECT_THAT(answer_.errors, HasSubstr("error: the input begins at 0 ms, but the recording continues from 32000 ms"));
   EXPECT_EQ(readAllFiles("cam1"), before);
   writeTagStream(stream().keyFramesEvery(2000).from(36000).withoutHeaders().until(40001), "later.mtg");
   EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append", "--keep-times"}), 0);
@@ -155,10 +155,10 @@ TEST_F(RecordCommandTest, TellsWhatIsLostAndWhy) {
       {sound().until(1001) + header + key, "--tail=drop", 6, 3, "left out 1 messages"},
       {sound().until(8001) + header + lateKey, "", 3, 2, "Track not found."},
       {sound().until(1) + header + sound().from(500).withoutHeaders().until(8001) + lateKey, "", 6, 1,
-       "warning: video that began when the recording had been bound to its sound is left out, from 9000 ms on"},
+       "warning: video that began after the recording had been bound to its sound is left out, from 9000 ms on"},
       {inter(1) + pcm + key, "", 6, 2, "of message that is not stored"},
       {stream().keyFramesEvery(4000).framesEvery(100).frameBytes(1000).until(8001), "--max-queue=20K", 6, 46,
-       "warning: the recording goes on at 4000 ms; 23 messages (0.0 MB) were dropped"},
+       "warning: the recording continues at 4000 ms; 23 messages (0.0 MB) were dropped"},
       {sound(1000).until(8001), "--max-queue=4K", 6, 10, "more than --max-queue allows waited for a fragment"},
       {inter(30000), "--max-queue=1K", 6, 60, "as many as --max-queue allows"},
       {{}, "", 6, 0, "nothing came that could be recorded"},

@@ -204,7 +204,7 @@ TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
         kDamaged, "damage: width: expected 640, found", kRefused},
        {"a table that begins, and no more", tornTable(20, 220), kRepairable, "mfra: another table", kFinished},
        {"a table without some entries", tornTable(40, 60), kRepairable, "mfra: another table", kFinished},
-       {"a foreign file", written(".txt", "x"), kOk, "cam1.txt: note: no file", kUntouched},
+       {"a foreign file", written(".txt", "x"), kOk, "cam1.txt: note: does not belong to the recording", kUntouched},
        {"an old index", oldIndex, kDamaged, "cam1.bootstrap: damage: continues after fragment 2", kRefused},
        {"an old bootstrap", oldBootstrap, kDamaged, "cam1.bootstrap: damage: ends before fragment 3", kRefused},
        {"a bootstrap without its end mark", withoutEndMark, kOk, "not stopped", kFinished},
@@ -230,7 +230,7 @@ TEST(RecordingState, GoesByTheNameOfTheFiles) {
   const MadeRecording recording(threeFragments(false));
   const std::string moved = recording.directory() + "-moved";
   std::filesystem::rename(recording.directory(), moved);
-  EXPECT_NE(textReport(expectWhole(moved)).find("the directory has another name"), std::string::npos);
+  EXPECT_NE(textReport(expectWhole(moved)).find("the directory was renamed"), std::string::npos);
   EXPECT_THROW(repair(moved), host::CommandError);
 }
 

@@ -90,7 +90,7 @@ def run(name, source, url, options, comes_back, status, says):
         kill(server)
     text = log.read_text()
     # A source that is joined between two key frames costs what comes before the next one, and the status says so.
-    lead_in = "ahead of the first key frame" in text
+    lead_in = "before the first key frame" in text
     assert found == (6 if lead_in and status == 0 else status), f"status {found}\n{text}"
     assert says in text, text
     assert len(text.splitlines()) <= 20, text
