@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# All tests, from a fresh clone: installs what is needed, checks the layering, builds the release and the sanitizer preset
-# and runs every test in both. The last lines are the test runner's own summary.
+# All tests, from a fresh clone: installs what is needed, checks layering and format, runs clang-tidy over what changed,
+# builds the release and the sanitizer preset and runs every test in both. The last lines are the test runner's own summary.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install_packages.sh --browser
 scripts/lint.sh --quick
+cmake --preset release >/dev/null
+scripts/lint.sh --changed
 for preset in release asan; do
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset"
