@@ -30,6 +30,7 @@ struct Transition {
   State next;
 };
 
+// `next` of kStay is never read: the state stays.
 constexpr Transition kStay = {Step::kStay, None, kNothingSeen};
 constexpr Transition kAwait = {Step::kAwaitKey, None, kAwaitingKey};
 constexpr Transition kStart = {Step::kStartAtKey, StartRecording, kOpen};
@@ -51,6 +52,8 @@ struct Row {
   Transition crossing;
 };
 
+// In the order of State. A fragment can only be written up to a point that a key frame follows. A grid line without one
+// closes the fragment, which is then held until a key frame has come.
 // clang-format off
 constexpr Row kRows[] = {
     // state                crossingKey                             key           crossing
@@ -85,7 +88,7 @@ FragmentAction closingAction(State state) {
     case kHeldThenKey:
       return FlushHeldFragment;
     case kNothingSeen:
-    case kOpenBehind:
+    case kOpenBehind:  // No action by definition, although a fragment is open. The record path never asks.
       return None;
   }
   return None;
@@ -101,6 +104,8 @@ FragmentDecision AVFragmenter::addSample(const SampleInfo& sample) {
 
   const std::uint64_t start = fragmentStart_;
   const std::uint64_t before = currentNumber_;
+  // A second sample at the time of the open fragment's start belongs to it, key frame or not: closing there would give
+  // a fragment no duration at all.
   const bool repeatsStart = state_ >= kSlotOver && sample.time == start;
   const Transition transition = repeatsStart ? kStay : transitionOf(state_, sample.keyFrame, number > before);
   switch (transition.step) {
@@ -123,6 +128,7 @@ FragmentDecision AVFragmenter::addSample(const SampleInfo& sample) {
       enterSlot(number);
       break;
     case Step::kCloseAtGrid:
+      // The end of the slot before the current one, not of the current: samples of the current slot stay queued.
       fragmentStart_ = previousNumber_ * fragmentDuration_;
       enterSlot(number);
       break;
@@ -157,7 +163,7 @@ void AVFragmenter::begin(std::uint64_t time) {
 FragmentDecision AVFragmenter::startAtKey(std::uint64_t time, std::uint64_t number) {
   const std::uint64_t before = currentNumber_;
   const bool dropsLeadIn = dropLeadIn_ && time != firstTime_;
-  // Behind kAwaitingKey, samples that are kept belong to the fragment that begins on the grid line.
+  // After kAwaitingKey, samples that are kept belong to the fragment that begins on the grid line.
   if (dropsLeadIn || state_ == kLeadIn) fragmentStart_ = time;
   enterSlot(number);
   state_ = kOpen;

@@ -7,11 +7,18 @@
 
 namespace ruvo::k2r {
 
-/// Fragments of a stream with video, each of which begins on a key frame. Where key frames are rarer than the grid, a
-/// fragment overruns its slot, or is closed at a grid line and held until a key frame lets it be written; the slots
-/// that no key frame opened are skipped. Goes by `keyFrame` alone: audio and data are samples without one.
+/// Fragments of a stream with video, each of which begins on a key frame.
+///
+/// If key frames are rarer than the grid, a fragment overruns its slot, or it is closed at a grid line and held until a
+/// key frame lets it be written; slots that no key frame opened are skipped. Only `keyFrame` and `time` of a sample
+/// matter: audio and data count as samples that are not key frames. The source has the table of all transitions.
+///
+/// Copyable; a copy continues by itself from the same state. A stream without any key frame stays in kAwaitingKey and
+/// never gets a fragment.
 class AVFragmenter final : public Fragmenter {
  public:
+  /// The values are part of every decision (FragmentRange::nextState) and index the table of transitions. From
+  /// kSlotOver on a fragment is open.
   enum class State : std::uint32_t {
     kNothingSeen = 0,
     /// Samples seen, the first grid line not yet crossed.
@@ -22,40 +29,45 @@ class AVFragmenter final : public Fragmenter {
     kSlotOver = 3,
     /// The open fragment began on a key frame.
     kOpen = 4,
-    /// As kOpen; the fragment ends at a grid line behind the timeline, on or after which a key frame came first.
+    /// As kOpen, but the open fragment starts at a grid line in the past, and the first sample on or after that line
+    /// was a key frame.
     kOpenBehind = 5,
-    /// A fragment is held; no key frame since.
+    /// A fragment is held; no key frame has come since.
     kHeld = 6,
     /// A fragment is held; the current slot began with a key frame.
     kHeldThenKey = 7,
-    /// As kSlotOver, behind kHeldThenKey: the held fragment is flushed, the open one began on that key frame.
+    /// As kSlotOver, reached from kHeldThenKey: the held fragment was flushed, the open one began on that key frame.
     kFlushed = 8,
   };
 
-  /// `fragmentDuration` in milliseconds, not 0. With `dropLeadIn` what lies before the first key frame is given up.
+  /// `fragmentDuration` in milliseconds, not 0: each sample's time is divided by it. With `dropLeadIn` the samples
+  /// before the first key frame are given up, by StartRecording.
   AVFragmenter(std::uint32_t fragmentDuration, bool dropLeadIn)
       : fragmentDuration_(fragmentDuration), dropLeadIn_(dropLeadIn) {}
 
   FragmentDecision addSample(const SampleInfo& sample) override;
+  /// The range ends one millisecond after `sample`, so that the sample itself is inside. Changes no state.
   FragmentDecision endOfStream(const SampleInfo& sample) override;
-  /// Number of the open fragment; nothing during the lead-in.
+  /// Number of the open fragment; nothing during the lead-in, which is never written.
   std::optional<std::uint64_t> openNumber() const;
 
  private:
   void begin(std::uint64_t time);
   FragmentDecision startAtKey(std::uint64_t time, std::uint64_t number);
-  /// Moves the current slot.
+  /// Makes `number` the current slot, and the current one the previous.
   void enterSlot(std::uint64_t number);
-  /// A decision about the fragment from `start` to where the open one starts now; of None, only what is for inspection.
+  /// A decision about the fragment from `start` to the start of the now open one. With None only the fields for
+  /// inspection are set.
   FragmentDecision decide(FragmentAction action, std::uint64_t start, std::uint64_t number, std::uint64_t before) const;
 
   std::uint32_t fragmentDuration_;
   bool dropLeadIn_;
   State state_ = State::kNothingSeen;
   std::uint64_t firstTime_ = 0;
-  /// Start of the open fragment.
+  /// Start of the open fragment, in milliseconds.
   std::uint64_t fragmentStart_ = 0;
-  /// Highest slot that the timeline has entered, and the one before it.
+  /// Highest slot that the timeline has entered, and the value before its last change. A fragment that is closed at the
+  /// grid ends with the previous slot.
   std::uint64_t currentNumber_ = 0;
   std::uint64_t previousNumber_ = 0;
 };

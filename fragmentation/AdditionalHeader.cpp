@@ -8,6 +8,7 @@ namespace ruvo::k2r {
 using namespace qvs::amfmessage;
 
 void writeAdditionalHeader(std::ostream& out, const AdditionalHeader& header) {
+  // The writer objects report nothing, so a full disk would otherwise leave half a file as success.
   const qvs::util::ExceptionMask mask(out, std::ios_base::eofbit | std::ios_base::failbit | std::ios_base::badbit);
   AMF0String("|AdditionalHeader").writeTo(out);
   AMF0ObjectBegin().writeTo(out);

@@ -14,6 +14,7 @@ namespace {
 
 using namespace qvs::util;
 
+// Bits of the sizes byte.
 constexpr std::uint8_t kLongIds = 0x80;
 constexpr std::uint8_t kLongOffsets = 0x40;
 constexpr std::uint8_t kGlobalEntries = 0x20;
@@ -88,6 +89,7 @@ void readAfra(std::istream& stream, AfraIndex& index) {
   index.longIds = (sizes & kLongIds) != 0;
   index.longOffsets = (sizes & kLongOffsets) != 0;
   index.timescale = in.u32();
+  // No reserve() by the counts: they come from the file, and 2^32 entries would be 170 GB before the first is read.
   for (std::uint32_t left = in.u32(); left > 0; --left) index.localEntries.push_back(readLocalEntry(in, index));
   if ((sizes & kGlobalEntries) == 0) return;
   for (std::uint32_t left = in.u32(); left > 0; --left) index.globalEntries.push_back(readGlobalEntry(in, index));
@@ -95,10 +97,11 @@ void readAfra(std::istream& stream, AfraIndex& index) {
 
 void appendAfra(ByteWriter& out, const AfraIndex& index) {
   const bool hasGlobalEntries = !index.globalEntries.empty();
-  // A long recording's index is written for each fragment: it takes its memory in one step.
+  // The index of a long recording is written anew for each fragment; growing step by step made that six times slower.
   constexpr std::size_t kLongestEntry = 32;
   out.reserve(out.size() + kLongestEntry * (1 + index.localEntries.size() + index.globalEntries.size()));
   const BoxScope box(out, "afra"_4cc, 0, 0);
+  // Without global entries even their count is absent: an empty index has 21 bytes.
   out.u8(static_cast<std::uint8_t>((index.longIds ? kLongIds : 0) | (index.longOffsets ? kLongOffsets : 0) |
                                    (hasGlobalEntries ? kGlobalEntries : 0)));
   out.u32(index.timescale);

@@ -15,16 +15,19 @@ class InvalidAfraFormat : public qvs::QVSException {
   InvalidAfraFormat() : QVSException("Could not parse afra index") {}
 };
 
-/// Reads a whole `afra` box from the stream's position into `index`, a default one; its lists are appended to. Goes by
-/// the counts: the box size does not bound the read, and what follows the last entry stays unread. Throws
-/// InvalidAfraFormat, and std::ios_base::failure where the input ends early.
+/// Reads a whole `afra` box from the stream's position into `index`, which is a default one: the lists are appended to.
+/// The counts decide how much is read: the box size does not bound it, and what follows the last entry stays unread.
+/// Flags are ignored. Takes no memory for a count before its entries have come, so a false count costs nothing. Throws
+/// InvalidAfraFormat for another type or version, and std::ios_base::failure if the input ends early; `index` then has
+/// what was read so far and is of no use.
 void readAfra(std::istream& in, AfraIndex& index);
 
-/// Appends the whole box. A number that a narrow field cannot hold is cut to its low bits. Throws std::out_of_range
-/// from 2^32 entries on; `out` then ends in part of a box.
+/// Appends the whole box (the layout is at AfraIndex). A number too large for a narrow field is cut to its low bits;
+/// the recorder's own indexes have wide fields only. Throws std::out_of_range from 2^32 entries of a kind on; `out`
+/// then ends in part of a box.
 void appendAfra(qvs::util::ByteWriter& out, const AfraIndex& index);
 
-/// The same to a stream, in one write. Throws std::ios_base::failure, too, where the stream takes less.
+/// The same to a stream, in one write. Also throws std::ios_base::failure if the stream takes less.
 void writeAfra(std::ostream& out, const AfraIndex& index);
 
 }  // namespace ruvo::k2r

@@ -3,6 +3,7 @@
 namespace ruvo::k2r {
 
 FragmentDecision AudioFragmenter::addSample(const SampleInfo& sample) {
+  // Before any state moves: a dropped sample must not move the slots of the samples that are kept.
   if (sample.kind == SampleKind::Video) return {.action = FragmentAction::DropSample, .range = {}};
   if (state_ == State::kNothingSeen) {
     firstTime_ = sample.time;
@@ -16,8 +17,11 @@ FragmentDecision AudioFragmenter::addSample(const SampleInfo& sample) {
   if (state_ == State::kOpen) {
     decision = decide(FragmentAction::WriteFragment, fragmentStart_, sample.time);
   } else if (dropLeadIn_ && sample.time != firstTime_) {
+    // From the first sample on, and not an empty range at the crossing as of an AVFragmenter: the number named here is
+    // the slot that is given up.
     decision = decide(FragmentAction::StartRecording, firstTime_, sample.time);
   }
+  // The sample's own time and not the grid line: the next range begins with its first sample.
   fragmentStart_ = sample.time;
   currentNumber_ = number;
   state_ = State::kOpen;

@@ -16,6 +16,7 @@ BootstrapBuilder::BootstrapBuilder(double durationPrecision, std::uint32_t allow
       allowedDrift_(allowedDrift),
       bootstrap_(std::move(bootstrap)),
       lastFragment_(lastFragment) {
+  // A foreign bootstrap may lack a table; all the rest here relies on front().
   if (bootstrap_.segmentRunTables.empty()) bootstrap_.segmentRunTables.emplace_back();
   if (bootstrap_.fragmentRunTables.empty()) bootstrap_.fragmentRunTables.emplace_back();
   if (!segmentRuns().empty()) lastSegment_ = segmentRuns().back().firstSegment;
@@ -23,17 +24,20 @@ BootstrapBuilder::BootstrapBuilder(double durationPrecision, std::uint32_t allow
 
 void BootstrapBuilder::addFragment(std::uint32_t segment, std::uint32_t fragment, std::uint32_t start,
                                    std::uint32_t duration) {
+  // Without a segment run no number is counted yet, whatever the append's constructor was given.
   if (lastSegment_ == kNoNumber) lastFragment_ = 0;
   if (segment == lastSegment_ && !segmentRuns().empty()) {
     segmentRuns().back().fragmentsPerSegment += 1;
   } else {
     beginSegment(segment);
   }
+  // After the segment run: the numbers of a hole count for the segment of the fragment that follows them.
   markHoleBefore(segment, fragment, start);
 
   const std::uint32_t rounded = roundDuration(duration);
   lastFragment_ = fragment;
   if (continuesRun(start, rounded)) {
+    // By the rounded duration and not to the real end: readers of the table compute the same.
     nextTimestamp_ += rounded;
     return;
   }
@@ -45,6 +49,7 @@ void BootstrapBuilder::addFragment(std::uint32_t segment, std::uint32_t fragment
 void BootstrapBuilder::addEmptyFragment(std::uint32_t segment, std::uint32_t fragment, std::uint32_t start) {
   if (fragmentRuns().empty()) return;
   markHoleBefore(segment, fragment, start);
+  // One marker for numbers without data that follow each other; the segment run counts all of them.
   if (!fragmentRuns().back().isFragmentGap()) append({fragment, start, Discontinuity::kFragmentGap});
   skipTo(fragment);
 }
@@ -52,6 +57,7 @@ void BootstrapBuilder::addEmptyFragment(std::uint32_t segment, std::uint32_t fra
 void BootstrapBuilder::addTimestampGap(std::uint32_t segment, std::uint32_t fragment, std::uint32_t /*start*/) {
   if (fragmentRuns().empty()) return;
   if (!fragmentRuns().back().isTimestampGap()) {
+    // Numbers may fall after an append whose clock restarted: the marker then stands at the lower one.
     append({std::min(lastFragment_ + 1, fragment), 0, Discontinuity::kTimestampGap});
   }
   if (segment != lastSegment_) beginSegment(segment);
@@ -59,12 +65,15 @@ void BootstrapBuilder::addTimestampGap(std::uint32_t segment, std::uint32_t frag
 }
 
 void BootstrapBuilder::endPresentation() {
+  // Not by append(), which counts a change of the runs.
   fragmentRuns().emplace_back(0U, 0U, Discontinuity::kEndOfPresentation);
 }
 
 void BootstrapBuilder::resume() {
   auto& runs = fragmentRuns();
   if (!runs.empty() && runs.back().isEndOfPresentation()) runs.pop_back();
+  // nextTimestamp_ stays: lastDuration_ is empty, so the first fragment of an append begins a run whatever is
+  // predicted.
   while (!runs.empty() && runs.back().firstFragment > lastFragment_) {
     runs.pop_back();
     uncountFragment();
@@ -92,6 +101,7 @@ void BootstrapBuilder::markHoleBefore(std::uint32_t segment, std::uint32_t fragm
 }
 
 void BootstrapBuilder::skipTo(std::uint32_t fragment) {
+  // Modulo 2^32: if numbers fall, the count of the segment run falls with them.
   const std::uint32_t skipped = fragment - lastFragment_;
   if (skipped != 0 && segmentRuns().empty()) {
     segmentRuns().push_back({.firstSegment = lastSegment_, .fragmentsPerSegment = skipped});
@@ -113,12 +123,14 @@ void BootstrapBuilder::append(const FragmentRunEntry& entry) {
 }
 
 std::uint32_t BootstrapBuilder::roundDuration(std::uint32_t duration) const {
+  // This folder is built without fused multiply-add: the remainder below would lose the rounding of the product, and a
+  // duration near a half would round differently on another processor.
   const double exact = duration;
   const double steps = truncateTo32Bits(exact / durationPrecision_);
   const double rest = exact - steps * durationPrecision_;
   const bool down = durationPrecision_ * 0.5 > rest;
   const std::uint32_t rounded = truncateTo32Bits((down ? steps : steps + 1) * durationPrecision_);
-  // A duration of 0 would make the entry a marker.
+  // Never 0, which would make the entry a marker. The precision may be below 1 ms and truncate to 0 itself.
   return rounded != 0 ? rounded : std::max(truncateTo32Bits(durationPrecision_), 1U);
 }
 

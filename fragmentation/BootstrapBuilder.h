@@ -8,43 +8,56 @@
 
 namespace ruvo::k2r {
 
-/// Keeps the bootstrap of a recording while it grows: owns the rules by which runs are extended. Works on the first
-/// table of each kind. Times are milliseconds. Belongs to the thread that records its stream.
+/// The bootstrap of a recording while it grows, and the rules by which runs are extended. Reads and writes the first
+/// table of each kind only; others of a foreign file are kept as they are. Owns its BootstrapInfo. Times are
+/// milliseconds. Belongs to the thread that records its stream. No operation fails but for want of memory.
+///
+/// A run predicts: each of its fragments is expected where the one before it ends by its rounded duration, not where it
+/// really ended. A fragment further from there than the allowed drift begins a run, so errors of rounding never add up
+/// to more than the drift.
+///
+/// Order of calls: a constructor; after that of an append resume(), before anything is added; then numbers that rise;
+/// endPresentation() once, at the stop.
 class BootstrapBuilder {
  public:
-  /// For a new recording. Durations are rounded to multiples of `durationPrecision`, above 0; a fragment that begins
-  /// more than `allowedDrift` from where its run predicts it begins a new run.
+  /// For a new recording. Durations are rounded to multiples of `durationPrecision` (above 0, need not be whole); a
+  /// fragment that begins more than `allowedDrift` from where its run predicts it begins a new run.
   BootstrapBuilder(double durationPrecision, std::uint32_t allowedDrift);
-  /// For an append to what was read back; `lastFragment` is the last one that the index knows. A kind of table that a
-  /// foreign file lacks is given an empty one.
+  /// For an append to the bootstrap that was read back; `lastFragment` is the last number in the index of the last
+  /// segment. A foreign file without a table of a kind gets an empty one.
   BootstrapBuilder(double durationPrecision, std::uint32_t allowedDrift, BootstrapInfo bootstrap,
                    std::uint32_t lastFragment);
 
-  /// A fragment with data.
+  /// A fragment with data. Numbers left out since the last call become a timestamp gap.
   void addFragment(std::uint32_t segment, std::uint32_t fragment, std::uint32_t start, std::uint32_t duration);
-  /// A number without data of its own. Nothing before the first fragment.
+  /// A number without data of its own. Does nothing before the first fragment: the table then begins with its number.
   void addEmptyFragment(std::uint32_t segment, std::uint32_t fragment, std::uint32_t start);
-  /// A jump in time before the number after `fragment`. Nothing before the first fragment. `start` is not stored.
+  /// A jump in time before the number after `fragment`. Does nothing before the first fragment. `start` is not stored.
   void addTimestampGap(std::uint32_t segment, std::uint32_t fragment, std::uint32_t start);
 
-  /// After the append's constructor: takes back the end marker, and the runs that the index does not know.
+  /// Removes the end marker, and the runs of fragments that the index does not know: the bootstrap may have announced a
+  /// held fragment whose samples were lost with the process.
   void resume();
+  /// Adds the end marker. bootstrapVersion stays, since no run changes.
   void endPresentation();
 
   const BootstrapInfo& info() const { return bootstrap_; }
-  /// For the fields beside the run tables, and to trim these.
+  /// For the fields beside the run tables, and for trimming the tables at a stop.
   BootstrapInfo& info() { return bootstrap_; }
   std::vector<FragmentRunEntry>& fragmentRuns() { return bootstrap_.fragmentRunTables.front().fragmentRuns; }
   std::vector<SegmentRunEntry>& segmentRuns() { return bootstrap_.segmentRunTables.front().segmentRuns; }
 
  private:
-  /// Stands for no segment and no fragment.
+  /// Stands for "no segment yet" and "no fragment yet".
   static constexpr std::uint32_t kNoNumber = 0xFFFFFFFF;
 
   void beginSegment(std::uint32_t segment);
+  /// Takes one number off the last segment run, and the run away with its last number.
   void uncountFragment();
+  /// Adds a timestamp gap if `fragment` does not follow the last number.
   void markHoleBefore(std::uint32_t segment, std::uint32_t fragment, std::uint32_t start);
-  /// Counts the numbers up to `fragment` in the last segment; the next fragment begins a run.
+  /// Counts the numbers up to `fragment` in the last segment run, whether they have data or not; the next fragment then
+  /// begins a run.
   void skipTo(std::uint32_t fragment);
   bool continuesRun(std::uint32_t start, std::uint32_t duration) const;
   void append(const FragmentRunEntry& entry);
@@ -56,10 +69,11 @@ class BootstrapBuilder {
   BootstrapInfo bootstrap_;
   /// Segment of the last segment run.
   std::uint32_t lastSegment_ = kNoNumber;
+  /// Highest number that the tables account for, with data or without.
   std::uint32_t lastFragment_;
-  /// Rounded duration of the current run; none at the start and behind a marker, where the next fragment begins a run.
+  /// Rounded duration of the current run; none at the start and after a marker, so that the next fragment begins a run.
   std::optional<std::uint32_t> lastDuration_;
-  /// Where the current run predicts the next fragment to begin.
+  /// Time at which the current run predicts the next fragment to begin.
   std::uint32_t nextTimestamp_ = 0;
 };
 

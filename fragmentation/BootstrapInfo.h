@@ -9,7 +9,8 @@
 
 namespace ruvo::k2r {
 
-/// One `abst` box: which fragments a recording has, in which segments, and when each begins.
+/// One `abst` box: which fragments a recording has, in which segments, and when each begins. All integers are
+/// big-endian.
 ///
 ///     0  u32  box size             12  u32  bootstrap version     37  text  movie identifier
 ///     4  u32  'abst'               16  u8   bits, below            .  u8 count, that many texts: server entries
@@ -19,18 +20,22 @@ namespace ruvo::k2r {
 ///                                                                  .  u8 count, that many `asrt` boxes
 ///                                                                  .  u8 count, that many `afrt` boxes
 ///
-/// Bits at 16: 7-6 profile, 5 live, 4 update, the rest 0. Texts end in a zero byte. Where the box goes into a fragment,
-/// its first 12 bytes stay away.
+/// Bits at 16: 7-6 profile, 5 live, 4 update, the rest 0 and ignored on reading. A text ends at its first zero byte, so
+/// it cannot contain one. Inside a fragment the box lacks its first 12 bytes. The layouts of `asrt` and `afrt` are at
+/// SegmentRunTable and FragmentRunTable. A file with one run in one segment has 106 bytes.
+///
+/// Texts and entry lists come from the file that is continued and are written back; the recorder itself sets none.
 struct BootstrapInfo {
-  /// Counts the changes of the run tables.
+  /// Counts the changes of the run tables, not the rewrites of the file.
   std::uint32_t bootstrapVersion = 0;
   /// 0 to 3.
   std::uint32_t profile = 0;
+  /// Stays true in a finished recording, whose end the fragment run table marks.
   bool live = false;
   bool update = false;
   /// Ticks per second.
   std::uint32_t timescale = 1000;
-  /// End of the last fragment added.
+  /// End of the last fragment added, held or written, in ticks of the timescale.
   std::uint64_t currentMediaTime = 0;
   std::uint64_t smpteOffset = 0;
   std::string movieIdentifier;

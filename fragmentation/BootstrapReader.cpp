@@ -15,6 +15,8 @@ using namespace qvs::util;
 
 constexpr std::uint32_t kUpdateFlag = 1;
 
+// The version is the caller's to judge: that of `abst` is checked, those of the tables inside are not, as foreign files
+// have others.
 BoxHeader openBox(StreamReader& in, FourCC type) {
   BoxHeader header = readBoxHeader(in);
   if (header.type != type) throw InvalidBootstrapFormat();
@@ -28,6 +30,7 @@ void readTexts(StreamReader& in, std::vector<std::string>& texts) {
 void readSegmentRunTable(StreamReader& in, SegmentRunTable& table) {
   table.update = (openBox(in, "asrt"_4cc).flags & kUpdateFlag) != 0;
   readTexts(in, table.qualityEntries);
+  // Entry by entry, without reserve(): the count comes from the file, and a stream does not show how much is left.
   for (std::uint32_t left = in.u32(); left > 0; --left) {
     SegmentRunEntry entry;
     entry.firstSegment = in.u32();
@@ -41,6 +44,7 @@ FragmentRunEntry readFragmentRun(StreamReader& in) {
   entry.firstFragment = in.u32();
   entry.firstTimestamp = in.u64();
   entry.duration = in.u32();
+  // The byte exists for duration 0 only; a run is 16 bytes, a marker 17.
   if (entry.isDiscontinuity()) entry.discontinuity = in.u8();
   return entry;
 }

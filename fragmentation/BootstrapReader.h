@@ -13,9 +13,11 @@ class InvalidBootstrapFormat : public qvs::QVSException {
   InvalidBootstrapFormat() : QVSException("Could not parse bootstrap info") {}
 };
 
-/// Reads a whole `abst` box from the stream's position into `info`, a default one; its tables and lists are appended
-/// to. Goes by the counts: the box size does not bound the read, and what follows the last table stays unread. Throws
-/// InvalidBootstrapFormat, and std::ios_base::failure where the input ends early.
+/// Reads a whole `abst` box from the stream's position into `info`, which is a default one: tables and lists are
+/// appended to. The counts decide how much is read: the box size does not bound it, and what follows the last table
+/// stays unread. Flags of `abst` and versions of `asrt` and `afrt` are ignored. Throws InvalidBootstrapFormat for
+/// another type of a box or version of `abst`, and std::ios_base::failure if the input ends early; `info` then has what
+/// was read so far. The stream's exception mask is restored.
 void readBootstrap(std::istream& in, BootstrapInfo& info);
 
 }  // namespace ruvo::k2r

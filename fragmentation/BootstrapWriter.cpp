@@ -15,6 +15,7 @@ namespace {
 using namespace qvs::util;
 
 void appendText(ByteWriter& out, const std::string& text) {
+  // By c_str(): a zero byte inside would end the text for the reader, and shift all that follows.
   out.text(text.c_str());
   out.u8(0);
 }
@@ -43,6 +44,7 @@ void appendFragmentRunTable(ByteWriter& out, const FragmentRunTable& table) {
     out.u32(entry.firstFragment);
     out.u64(entry.firstTimestamp);
     out.u32(entry.duration);
+    // Only a marker has the byte; a run with one would shift all entries after it.
     if (entry.isDiscontinuity()) out.u8(static_cast<std::uint8_t>(entry.discontinuity));
   }
 }

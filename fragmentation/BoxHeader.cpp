@@ -6,6 +6,8 @@ using namespace qvs::util;
 
 BoxHeader readBoxHeader(StreamReader& in) {
   BoxHeader header;
+  // Nothing is skipped by this size, so no value of it is dangerous here; util/box.h checks sizes for readers in
+  // memory.
   const std::uint64_t size = in.u32();
   header.type = in.u32();
   if (size == 1) {

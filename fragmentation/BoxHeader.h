@@ -9,8 +9,12 @@
 namespace ruvo::k2r {
 
 /// The header of a box on a stream, with the version and flags of a full box (ISO/IEC 14496-12, 4.2).
+///
+///     0  u32  size; 1: a u64 after the type     .  16 bytes, only with the type 'uuid'
+///     4  u32  type                              .  u8   version
+///     8       u64 size, only with the size 1    .  u24  flags
 struct BoxHeader {
-  /// Whole box in bytes. A stored size of 0 leaves it as it was.
+  /// Whole box in bytes, header included. Stays 0 for a stored size of 0, "up to the end of the file".
   std::uint64_t size = 0;
   qvs::util::FourCC type = 0;
   /// The 16 bytes of a `uuid` box, else empty.
@@ -21,7 +25,9 @@ struct BoxHeader {
   bool operator==(const BoxHeader&) const = default;
 };
 
-/// Reads size, type, a 64-bit size and a `uuid` where they are there, version and flags.
+/// Reads one header; the stream then stands on the payload. The size is not checked against anything, not even the
+/// header's own: the boxes read through here are bounded by their counts. Throws std::ios_base::failure if the input
+/// ends early.
 BoxHeader readBoxHeader(qvs::util::StreamReader& in);
 
 }  // namespace ruvo::k2r

@@ -2,6 +2,7 @@
 
 namespace ruvo::k2r {
 
+// Not the default: `chosen_` points into the object, and a copied pointer would drive the original's fragmenter.
 DualFragmenter::DualFragmenter(const DualFragmenter& other) : Fragmenter(other), av_(other.av_), audio_(other.audio_) {
   if (other.chosen_ == &other.av_) chosen_ = &av_;
   if (other.chosen_ == &other.audio_) chosen_ = &audio_;
@@ -11,7 +12,7 @@ FragmentDecision DualFragmenter::addSample(const SampleInfo& sample) {
   if (chosen_ == nullptr && sample.kind == SampleKind::Video) chosen_ = &av_;
   if (chosen_ != nullptr) return chosen_->addSample(sample);
 
-  // The video machine follows, so that it goes on from the right state if it is chosen.
+  // The decision for video is dropped, but its state has to follow: if it is chosen later, its lead-in began here.
   av_.addSample(sample);
   const FragmentDecision decision = audio_.addSample(sample);
   if (decision.action == FragmentAction::WriteFragment) chosen_ = &audio_;

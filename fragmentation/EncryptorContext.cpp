@@ -40,12 +40,15 @@ EncryptionOptions readOptions(const RecordingSettings& settings) {
 
 EncryptorContext::~EncryptorContext() {
   platform::os::wipe({commonKey_.data(), static_cast<std::size_t>(commonKey_.size())});
-  // A string that was moved from still has its characters behind its end.
+  // A short string that was moved from still has its characters in place, after its end: so the whole capacity is
+  // wiped.
   packagerCredentialPassword_.resize(packagerCredentialPassword_.capacity());
   platform::os::wipe(std::as_writable_bytes(std::span(packagerCredentialPassword_)));
 }
 
 EncryptorContext readEncryptorContext(IMOStreamOpenContext& openContext) {
+  // The order is part of the behaviour: the first thing that is missing is the one in the log, and no file is opened
+  // after it.
   const RecordingSettings settings(openContext);
   EncryptorContext context;
   context.contentId_ = require<NoContentIDException>(settings, "Recording/VantryV2/ContentID");
@@ -58,6 +61,7 @@ EncryptorContext readEncryptorContext(IMOStreamOpenContext& openContext) {
       loadRequired<NoPackagerCredentialException>(settings, "Recording/VantryV2/PackagerCredentialPath");
   context.packagerCredentialPassword_ =
       require<NoPackagerCredentialPwdException>(settings, "Recording/VantryV2/PackagerCredentialPwd");
+  // Once the text is in its member: pages are locked by address, and an assignment may move a text to another page.
   platform::os::keepPrivate(std::as_bytes(std::span(context.packagerCredentialPassword_)));
   context.policy_ = loadRequired<NoPolicyException>(settings, "Recording/VantryV2/PolicyPath");
   context.encryptionOptions_ = readOptions(settings);

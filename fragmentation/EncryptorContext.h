@@ -7,8 +7,9 @@
 
 namespace ruvo::k2r {
 
-/// A recording's protection settings, with the content of the files that they name. A local value of the step that sets
-/// up a recording's writer: key and password are wiped from memory when it goes.
+/// The protection settings of a recording, with the content of the files that they name. A local value of the step that
+/// sets up the recording's writer; key and password are wiped from memory when it is destroyed. Movable but not
+/// copyable: a copy would be a second place to wipe. Belongs to one thread.
 class EncryptorContext final : public IEncryptorContext {
  public:
   EncryptorContext() = default;
@@ -40,9 +41,10 @@ class EncryptorContext final : public IEncryptorContext {
   EncryptionOptions encryptionOptions_{};
 };
 
-/// Reads the settings `Recording/VantryV2/...` and the files, one after another: the first that is missing or cannot be
-/// read ends it, and nothing behind it is looked at. Throws an EncryptorContextException, what loadFile() throws, and
-/// boost::bad_lexical_cast for a level that is no number.
+/// Reads the settings `Recording/VantryV2/...` and the files, one after another in the order of the members above; the
+/// first that is missing or cannot be read ends it, and no later file is opened. Throws an EncryptorContextException
+/// for a missing setting or a level above 2, what loadFile() throws, and boost::bad_lexical_cast for a level that is no
+/// number.
 EncryptorContext readEncryptorContext(IMOStreamOpenContext& context);
 
 }  // namespace ruvo::k2r

@@ -4,7 +4,8 @@
 
 namespace ruvo::k2r {
 
-/// What is to be done before the sample that a fragmenter was just shown is queued.
+/// What is to be done before the sample that a fragmenter was just given is queued. What is written never contains the
+/// sample that caused it: that one begins the next fragment.
 enum class FragmentAction : std::uint32_t {
   /// No boundary here.
   None = 0,
@@ -19,17 +20,18 @@ enum class FragmentAction : std::uint32_t {
   FlushHeldFragment = 4,
   /// The first fragment that counts begins here: discard what is queued.
   StartRecording = 5,
-  /// The sample has no place in this recording.
+  /// Release the sample without queueing it: a video sample in a recording that has become an audio one.
   DropSample = 6,
 };
 
-/// The fragment that an action is about. All zero for None and DropSample, but for the last three fields, which the
-/// record path does not need: they show an AVFragmenter's inner course.
+/// The fragment that an action is about. The first three fields are 0 for None and DropSample. The last three serve
+/// inspection, the record path does not read them; an AudioFragmenter sets them with an action only.
 struct FragmentRange {
+  /// Cut to 32 bits, unlike the other numbers.
   std::uint32_t fragmentNumber = 0;
-  /// First millisecond.
+  /// First millisecond of the fragment, on the recording's timeline.
   std::uint64_t startTime = 0;
-  /// Exclusive.
+  /// Exclusive, in milliseconds. With FlushHeldFragment the end of all that is written, held fragment included.
   std::uint64_t endTime = 0;
   /// Number of the sample that caused the decision.
   std::uint64_t nextNumber = 0;
@@ -48,14 +50,15 @@ struct FragmentDecision {
   bool operator==(const FragmentDecision&) const = default;
 };
 
-/// The number of the slot of the grid in which `time` lies: fragment k covers [(k - 1) * duration, k * duration).
-/// `duration` is not 0.
+/// The number of the slot of the grid in which `time` lies: slot k covers [(k - 1) * duration, k * duration), both in
+/// milliseconds; `duration` is not 0. The grid is that of the timeline, not of the first sample, so a number depends on
+/// the time alone and is still right after a stop and an append.
 constexpr std::uint64_t fragmentNumberAt(std::uint64_t time, std::uint32_t duration) {
   return time / duration + 1;
 }
 
-/// The number that a stream counts as its current one before its first sample, at `time`: a first sample on a grid line
-/// crosses that line at once.
+/// The number that is current before the first sample, which comes at `time`. One less than its slot if the sample is
+/// on a grid line, so that it crosses the line at once and no lead-in is dropped.
 constexpr std::uint64_t fragmentNumberBefore(std::uint64_t time, std::uint32_t duration) {
   return fragmentNumberAt(time, duration) - (time % duration == 0 ? 1 : 0);
 }

@@ -7,7 +7,7 @@
 namespace ruvo::k2r {
 namespace {
 
-/// Durations as counts of frames.
+/// Durations as counts of frames, as the settings have them: fractions until they are truncated.
 struct FrameSettings {
   double rate = 0.0;
   double framesPerKeyframeInterval = 0.0;
@@ -36,6 +36,7 @@ constexpr char kInvalidFragmentDuration[] = "invalid fragment duration specified
 
 void computeFromFrames(const FrameSettings& frames, FragmentationConfig& config) {
   constexpr double kMillisecondsPerSecond = 1000.0;
+  // The order of these operations is kept: another one rounds differently, and the truncation below makes 1 ms of it.
   const double frameSeconds = 1.0 / frames.rate;
   if (frameSeconds == 0.0) throw qvs::QVSException("invalid frame rate specified");
   const std::uint32_t interval =
@@ -44,8 +45,9 @@ void computeFromFrames(const FrameSettings& frames, FragmentationConfig& config)
       wholeNumber(frames.keyframeIntervalsPerFragment, "no value specified for keyframe-intervals-per-fragment");
   const std::uint32_t precision = wholeNumber(frames.precision, "no value specified for frame precision");
 
+  // Modulo 2^32 by intent; a product that wraps to 0 is refused below like a duration of 0, by which a fragmenter would
+  // divide.
   const std::uint32_t framesPerFragment = interval * intervals;
-  // A fragmenter divides by the duration: frames so short that none is left are refused like a duration of 0.
   config.fragmentDuration =
       wholeNumber(framesPerFragment * frameSeconds * kMillisecondsPerSecond, kInvalidFragmentDuration);
   config.durationPrecision = precision * frameSeconds * kMillisecondsPerSecond;
@@ -63,6 +65,7 @@ FragmentationConfig readFragmentationConfig(IMOStreamOpenContext& context) {
   if (precision == 0) throw qvs::QVSException("invalid duration precision specified");
   config.durationPrecision = precision;
 
+  // After the checks above: settings that are 0 are an error even where a frame rate overrides them.
   const FrameSettings frames = readFrameSettings(settings);
   if (frames.rate > 0) computeFromFrames(frames, config);
   return config;

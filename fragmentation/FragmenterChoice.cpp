@@ -3,6 +3,7 @@
 namespace ruvo::k2r {
 namespace {
 
+// Always: pictures before the first key frame cannot be decoded.
 constexpr bool kDropLeadIn = true;
 
 Fragmenter* viewOf(std::monostate /*none*/) {

@@ -19,11 +19,11 @@ class K2RUtilException : public qvs::QVSException {
   std::uint32_t code_;
 };
 
-/// A failure at a file: the words, and the path in apostrophes.
+/// A failure at a file: the text, a blank, and the path in apostrophes.
 class K2RUtilFileException : public K2RUtilException {
  public:
-  K2RUtilFileException(std::uint32_t code, const std::string& words, const std::string& path)
-      : K2RUtilException(code, words + " '" + path + "'"), path_(path) {}
+  K2RUtilFileException(std::uint32_t code, const std::string& text, const std::string& path)
+      : K2RUtilException(code, text + " '" + path + "'"), path_(path) {}
 
   const std::string& path() const { return path_; }
 
@@ -31,6 +31,7 @@ class K2RUtilFileException : public K2RUtilException {
   std::string path_;
 };
 
+/// A file that a setting names cannot be opened.
 class CantOpenFileException final : public K2RUtilFileException {
  public:
   explicit CantOpenFileException(const std::string& path) : K2RUtilFileException(2, "Cannot open file", path) {}

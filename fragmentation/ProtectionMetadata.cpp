@@ -15,6 +15,7 @@ qvs::util::ByteBuffer generateProtectionMetadata(const IEncryptorContext& contex
                                                             .credential = context.packagerCredential().bytes(),
                                                             .password = context.packagerCredentialPassword(),
                                                             .policies = {.policies = &policy, .count = 1}});
+  // Status 0 with a null handle is possible, and no rkx::RKXException.
   if (!metadata) throw k2rpkgutil::DRMMetadataGenerationFailed();
   return metadata.bytes();
 }

@@ -5,8 +5,9 @@
 
 namespace ruvo::k2r {
 
-/// The block in which the encryption library binds key, content and license server together. Throws
-/// rkx::RKXException and k2rpkgutil::DRMMetadataGenerationFailed.
+/// Has the encryption library make the block that binds key, content and license server together; the block is opaque
+/// here and stored in Base64. Makes an encryptor for this call alone. Throws rkx::RKXException with the status of the
+/// library, k2rpkgutil::DRMMetadataGenerationFailed if it makes nothing, and std::out_of_range for a policy of 4 GiB.
 qvs::util::ByteBuffer generateProtectionMetadata(const IEncryptorContext& context);
 
 }  // namespace ruvo::k2r

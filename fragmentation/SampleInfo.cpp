@@ -5,6 +5,7 @@
 namespace ruvo::k2r {
 namespace {
 
+// Types of messages after kTagTypeMask, and the frame type in the high four bits of a video payload.
 constexpr std::uint8_t kAudioType = 8;
 constexpr std::uint8_t kVideoType = 9;
 constexpr std::byte kKeyFrameType{1};
@@ -24,6 +25,7 @@ SampleKind kindOf(std::uint8_t type) {
 
 SampleInfo SampleInfo::ofMessage(std::uint8_t type, std::span<const std::byte> payload, std::uint64_t time) {
   const SampleKind kind = kindOf(type);
+  // Of video only: in an audio payload the same bits are the codec, of which 1 is ADPCM.
   const bool keyFrame = kind == SampleKind::Video && !payload.empty() && (payload.front() >> 4) == kKeyFrameType;
   return {.kind = kind, .time = time, .keyFrame = keyFrame, .empty = payload.empty()};
 }

@@ -15,6 +15,7 @@ std::string base64Encode(std::span<const std::byte> data) {
     const std::size_t count = std::min(data.size(), kGroup);
     const std::uint64_t bits = qvs::util::loadBigEndian(data.data(), count) << 8 * (kGroup - count);
     for (const unsigned shift : {18U, 12U, 6U, 0U}) text += kAlphabet[bits >> shift & 63];
+    // A last group of one byte ends in two "=", one of two bytes in one; the characters under them were zero bits.
     for (std::size_t i = count; i < kGroup; ++i) text[text.size() - kGroup + i] = '=';
   }
   return text;

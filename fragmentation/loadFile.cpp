@@ -13,10 +13,12 @@ namespace ruvo::k2r {
 namespace {
 
 constexpr std::size_t kBlockSize = 1024;
-constexpr std::uint64_t kLongest = std::uint64_t{16} << 20;
+/// Bytes. Far above any key or certificate; a device without an end must not fill the memory.
+constexpr std::uint64_t kLongestFile = std::uint64_t{16} << 20;
 constexpr std::uint32_t kReadFailed = 2;
 
-/// Blocks that stay where they are while they become more, and are wiped in the end.
+/// The file as it is read. A deque, since blocks must not move: a growing vector would leave copies of a key in memory
+/// that it has freed. Wiped by the destructor, also when reading throws.
 struct SecretBlocks {
   SecretBlocks() = default;
   ~SecretBlocks() {
@@ -44,7 +46,8 @@ qvs::util::ByteBuffer join(const SecretBlocks& content, std::uint64_t size) {
 
 qvs::util::ByteBuffer loadFile(const std::string& path) {
   std::ifstream in;
-  in.rdbuf()->pubsetbuf(nullptr, 0);  // the stream's own buffer would outlive it with what was read
+  // Before open(), or it has no effect: the freed buffer of the stream would still contain what was read.
+  in.rdbuf()->pubsetbuf(nullptr, 0);
   in.open(platform::os::toNative(path), std::ios::binary);
   if (!in) throw CantOpenFileException(path);
   SecretBlocks content;
@@ -54,7 +57,7 @@ qvs::util::ByteBuffer loadFile(const std::string& path) {
     platform::os::keepPrivate(block);
     in.read(reinterpret_cast<char*>(block.data()), kBlockSize);
     size += static_cast<std::uint64_t>(in.gcount());
-    if (size > kLongest) throw K2RUtilFileException(kReadFailed, "File is too long", path);
+    if (size > kLongestFile) throw K2RUtilFileException(kReadFailed, "File is too long", path);
   }
   if (in.bad()) throw K2RUtilFileException(kReadFailed, "Cannot read file", path);
   return join(content, size);
