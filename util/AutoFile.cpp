@@ -14,6 +14,7 @@ namespace {
 
 using namespace platform::os;
 
+// The interface takes 64-bit sizes, the buffer has 32-bit ones.
 constexpr std::uint64_t kMaxSize = std::numeric_limits<std::uint32_t>::max();
 
 template <typename Number>
@@ -21,7 +22,7 @@ template <typename Number>
   throw FileReadException(NQString(std::string_view(std::string(what) + std::to_string(number))));
 }
 
-/// Owns a handle of the host's; -1 where the host refused.
+/// Owns a handle of the host's file services; -1 if the host refused. Closes it also when something throws.
 class HostFile {
  public:
   HostFile(IMOFileContext* context, const NQNarrowString& path, std::uint32_t flags)
@@ -39,11 +40,13 @@ class HostFile {
   std::int32_t handle_;
 };
 
-/// A window of the same offsets on bytes of its own.
+/// A window with the same offsets on a block that nobody else has. Sharing the block would not do: when it grows, its
+/// bytes move, and other windows on it would point to freed memory.
 NQBuffer copyOf(const NQBuffer& source) {
   if (!source.memory()) return {};
   NQBuffer copy(NQMemoryPtr::make(source.capacity()));
   std::copy_n(source.data(), source.end(), copy.data());
+  // The end first: setStart() refuses a start after the end.
   copy.setEnd(source.end());
   copy.setStart(source.start());
   return copy;
@@ -64,7 +67,9 @@ AutoFileLoad::AutoFileLoad(const NQString& path, IMOFileContext* fileContext) {
   const auto size = static_cast<std::uint32_t>(status.size);
   if (size == 0) return;
   buffer_.attach(NQMemoryPtr::make(size));
-  std::fill_n(buffer_.data(), size, std::byte{0});  // what the host does not deliver, whatever it answers
+  // The result of read() is not looked at, and the end is the size of the file. What the host does not deliver has to
+  // be zeros then, and not old memory.
+  std::fill_n(buffer_.data(), size, std::byte{0});
   fileContext->read(file.handle(), 0, buffer_.data(), size);
   buffer_.setEnd(size);
 }
@@ -96,6 +101,7 @@ void AutoFileSave::write(const void* bytes, std::uint64_t size) {
 void AutoFileSave::makeRoom(std::uint64_t size) {
   while (size > buffer_.room()) {
     const std::uint32_t capacity = buffer_.capacity();
+    // In 32 bits: a product that is not larger, from 0 or from 2 GiB on, ends the loop.
     const std::uint32_t doubled = capacity * 2;
     if (doubled <= capacity || !buffer_.resize(doubled)) {
       fail("Failed to grow write buffer from oldSize " + std::to_string(capacity) + " to newSize ", doubled);
@@ -108,13 +114,14 @@ void AutoFileSave::commit() const {
   IMOFileStatus status;
   if (fileContext_->pathStatus(narrowPath.c_str(), &status, 0) != 0) makeDirectory();
   const HostFile file(fileContext_, narrowPath, kOpenBinary | kOpenTruncate | kOpenCreate | kOpenWriteOnly);
-  // A file that was not opened fails here.
-  const std::int32_t answer = fileContext_->write(file.handle(), 0, buffer_.data(), buffer_.end());
-  if (answer < 0) fail("FileIO write failed, errorCode = ", answer);
-  if (static_cast<std::uint32_t>(answer) != buffer_.end()) fail("FileIO write failed, bytesWritten = ", answer);
+  // No check of the handle: the host refuses to write to -1, and its error code goes into the text.
+  const std::int32_t written = fileContext_->write(file.handle(), 0, buffer_.data(), buffer_.end());
+  if (written < 0) fail("FileIO write failed, errorCode = ", written);
+  if (static_cast<std::uint32_t>(written) != buffer_.end()) fail("FileIO write failed, bytesWritten = ", written);
 }
 
 void AutoFileSave::makeDirectory() const {
+  // One level only, and cut at a backslash: a path with slashes alone has no directory part here.
   const NQString directory = splitPath(path_).directory;
   if (!directory.empty()) fileContext_->createDirectory(toNarrow(directory.view()).c_str());
 }

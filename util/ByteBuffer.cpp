@@ -18,6 +18,7 @@ ByteBuffer& ByteBuffer::operator=(ByteBuffer other) noexcept {
 }
 
 void ByteBuffer::append(std::span<const std::byte> bytes) {
+  // Both are copied before the old bytes go, since `bytes` may be a view of them.
   ByteBuffer grown(size_ + bytes.size());
   std::copy_n(data_.get(), size_, grown.data_.get());
   std::copy(bytes.begin(), bytes.end(), grown.data_.get() + size_);

@@ -4,10 +4,12 @@
 
 namespace qvs::util {
 
-/// Gives a stream another exception mask for the length of a scope. Throws std::ios_base::failure where the stream is
-/// already in a state that the new mask names; the old mask is then back. `stream` outlives it.
+/// Gives a stream another exception mask until the end of a scope, so that readers and writers need not check each
+/// call. `stream` outlives it. Scopes may nest.
 class ExceptionMask {
  public:
+  /// Throws std::ios_base::failure if the stream is already in a state that `mask` names; the old mask is then
+  /// restored.
   ExceptionMask(std::ios& stream, std::ios_base::iostate mask) : stream_(stream), old_(stream.exceptions()) {
     try {
       stream_.exceptions(mask);
@@ -21,8 +23,8 @@ class ExceptionMask {
   ExceptionMask& operator=(const ExceptionMask&) = delete;
 
  private:
-  /// Putting back a mask raises at once where the stream is in a state that the mask names. The caller knows of that
-  /// state from the operation that met it.
+  /// Setting a mask throws at once if the stream is in a state that the mask names. Swallowed here: this runs in a
+  /// destructor, and the operation that caused the state has already reported it.
   void restore() noexcept {
     try {
       stream_.exceptions(old_);

@@ -9,6 +9,7 @@ namespace {
 
 using platform::os::SeekFrom;
 
+// Any mode but 0 and 2 is relative, 1 as well as a wrong one: fixed by the interface.
 SeekFrom seekFrom(std::uint32_t mode) {
   if (mode == 0) return SeekFrom::kStart;
   return mode == 2 ? SeekFrom::kEnd : SeekFrom::kCurrent;
@@ -28,6 +29,7 @@ void FileStream::close() {
   descriptor_ = -1;
 }
 
+// The check comes before the descriptor is used: a read of nothing succeeds on a closed stream, too.
 std::uint32_t FileStream::read(void* buffer, std::uint32_t count) {
   if (count == 0 || buffer == nullptr) return 0;
   return static_cast<std::uint32_t>(checked(platform::os::readDescriptor(descriptor_, buffer, count)));
@@ -42,6 +44,7 @@ std::int64_t FileStream::seek(std::int64_t offset, std::uint32_t mode) {
   return checked(platform::os::seekDescriptor(descriptor_, offset, seekFrom(mode)));
 }
 
+// Not checked: -1 is the documented result, for a pipe as for a closed stream.
 std::int64_t FileStream::tell() {
   return platform::os::seekDescriptor(descriptor_, 0, SeekFrom::kCurrent);
 }
@@ -51,10 +54,11 @@ std::uint32_t FileStream::truncate(std::int64_t length) {
   return 0;
 }
 
-template <typename Answer>
-Answer FileStream::checked(Answer answer) const {
-  if (answer == -1) throw IOStreamException(errno, path_);
-  return answer;
+template <typename Result>
+Result FileStream::checked(Result result) const {
+  // errno first of all: nothing that could change it may run before.
+  if (result == -1) throw IOStreamException(errno, path_);
+  return result;
 }
 
 }  // namespace ruvo::k2r

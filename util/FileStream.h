@@ -9,14 +9,17 @@
 
 namespace ruvo::k2r {
 
-/// A file of the disk, each operation one call of the system. The owner closes it: the destructor does not.
+/// A file on disk, each operation one system call: nothing is buffered, and no operation loops. The owner closes it:
+/// the destructor does not. The record path uses the host's file services and not this. Failures are IOStreamExceptions
+/// with code and path, and leave the file open. Belongs to one thread at a time.
 class FileStream : public IOStream {
  public:
-  /// Opens nothing. `openFlags` are platform::os::OpenFlags; bits that are none of these are dropped.
+  /// Opens nothing. `path` has slashes or backslashes. `openFlags` are platform::os::OpenFlags; other bits are dropped.
   FileStream(std::string path, std::uint32_t openFlags) : path_(std::move(path)), openFlags_(openFlags) {}
   FileStream(const FileStream&) = delete;
   FileStream& operator=(const FileStream&) = delete;
 
+  /// A new file is for its owner alone (read and write). If it fails, the object stays closed.
   std::uint32_t open() override;
   void close() override;
   std::uint32_t read(void* buffer, std::uint32_t count) override;
@@ -26,24 +29,25 @@ class FileStream : public IOStream {
   std::uint32_t truncate(std::int64_t length) override;
 
  private:
-  /// The answer of a call; -1 becomes an exception.
-  template <typename Answer>
-  Answer checked(Answer answer) const;
+  /// The result of a system call; -1 becomes an exception with the current errno.
+  template <typename Result>
+  Result checked(Result result) const;
 
   std::string path_;
   std::uint32_t openFlags_;
+  /// -1 while closed.
   int descriptor_ = -1;
 };
 
-/// Flags for a stream that is only read, or `writable`: it is then made where there is none, and without `keep` what it
-/// holds goes.
+/// Flags for a stream that is only read, or that is `writable`: the file is then made if there is none, and emptied
+/// without `keep`. Binary in each case.
 constexpr std::uint32_t openFlagsFor(bool writable, bool keep) {
   using namespace platform::os;
   if (!writable) return kOpenBinary;
   return kOpenBinary | kOpenCreate | kOpenReadWrite | (keep ? 0U : kOpenTruncate);
 }
 
-/// A file that is only read.
+/// A file that is only read; the interface has no operation that could change it. Otherwise as FileStream.
 class FileReadStream : public IStream {
  public:
   explicit FileReadStream(std::string path) : file_(std::move(path), openFlagsFor(false, true)) {}

@@ -8,35 +8,39 @@
 
 namespace ruvo::k2r {
 
-/// A file that is read at a position of its own. Failures are IOStreamExceptions. Belongs to one thread at a time.
+/// A seekable file that is read. The order of the virtual operations is part of the interface.
+/// Failures are IOStreamExceptions, but for close() and tell(), which report none. Belongs to one thread at a time.
 class IStream {
  public:
   virtual ~IStream() = default;
-  /// Answers 0. A stream may be opened again once it is closed.
+  /// Returns 0. A stream may be opened again after close().
   virtual std::uint32_t open() = 0;
-  /// Does nothing where the stream is closed.
+  /// Does nothing if the stream is closed.
   virtual void close() = 0;
-  /// Answers the bytes read, which may be less than `count`; 0 at the end. A null buffer reads nothing.
+  /// Returns the number of bytes read, which may be less than `count` before the end; 0 at the end. With a null buffer
+  /// or a count of 0 it reads nothing.
   virtual std::uint32_t read(void* buffer, std::uint32_t count) = 0;
-  /// Moves by `offset` from the start (0), the end (2) or the current position (any other mode). Answers the new
+  /// Moves by `offset` bytes from the start (mode 0), the end (2) or the current position (any other). Returns the new
   /// position.
   virtual std::int64_t seek(std::int64_t offset, std::uint32_t mode) = 0;
-  /// The position; -1 where there is none.
+  /// The position in bytes; -1 if there is none.
   virtual std::int64_t tell() = 0;
 };
 
-/// One that is written as well.
+/// A file that is written as well, at the same position.
 class IOStream : public IStream {
  public:
-  /// Answers the bytes written, which may be less than `count`. A null buffer writes nothing.
+  /// Returns the number of bytes written, which may be less than `count`: the caller writes the rest. With a null
+  /// buffer it writes nothing.
   virtual std::uint32_t write(const void* buffer, std::uint32_t count) = 0;
-  /// Cuts the file to `length` bytes, or fills it up with zeros. Answers 0.
+  /// Cuts the file to `length` bytes, or extends it with zeros. Returns 0. The position stays.
   virtual std::uint32_t truncate(std::int64_t length) = 0;
 };
 
-/// What failed on a file. There is no text: a handler goes by code and path.
+/// An operation on a file failed. The message is empty: handlers use code and path.
 class IOStreamException : public qvs::QVSException {
  public:
+  /// The values are fixed; errors without a value of their own are kOther.
   enum Code : std::uint32_t {
     kNone = 0,
     kOther = 1,
@@ -47,7 +51,7 @@ class IOStreamException : public qvs::QVSException {
     kNotFound = 6,
   };
 
-  /// `errorNumber` is an errno.
+  /// `errorNumber` is a value of errno.
   IOStreamException(int errorNumber, std::string path)
       : QVSException({}), code_(codeOf(errorNumber)), path_(std::move(path)) {}
 

@@ -29,6 +29,8 @@ std::span<const std::byte> NQMemory::used() const {
 
 void NQMemory::grow(std::uint32_t size) {
   if (size <= capacity_) return;
+  // The old bytes go first, so that growing never needs both. Then nothing may point to them if `new` throws: the
+  // destructor would free them again.
   freeData();
   data_ = nullptr;
   capacity_ = 0;
@@ -36,6 +38,8 @@ void NQMemory::grow(std::uint32_t size) {
 }
 
 bool NQMemory::resize(std::uint32_t capacity) noexcept {
+  // Without exceptions, and the old bytes stay until the new ones are filled: the caller keeps a whole block on
+  // failure.
   std::byte* const bytes = new (std::nothrow) std::byte[capacity];
   if (bytes == nullptr) return false;
   std::copy_n(data_, std::min(capacity_, capacity), bytes);

@@ -8,49 +8,55 @@
 #include "util/NQObject.h"
 #include "util/NQPtr.h"
 
-/// Recycles blocks or messages. There is none here, so what asks for one is given null.
+/// Would recycle blocks or messages. It is never defined: the module has none, and every argument of this type is null.
 class NQPool;
 
-/// A block of payload bytes: of its own, or, as a derived class has it, a view of another block's. Its size and data
-/// change on one thread at a time; `usedLength` may be read meanwhile.
+/// A counted block of payload bytes. It owns them, or in a derived class views those of another block. Size and data
+/// change on one thread at a time; `usedLength` may be read by others meanwhile. Sizes are bytes.
 class NQMemory : public NQObject {
  public:
+  /// Frees bytes that the block owns.
   using FreeFunction = void (*)(std::byte* data);
 
-  /// `capacity` bytes from the heap, their content not set.
+  /// `capacity` bytes from the heap, not initialised. `pool` is null; another one is a diagnostic. Throws
+  /// std::bad_alloc.
   explicit NQMemory(std::uint32_t capacity, NQPool* pool = nullptr);
   ~NQMemory() override { freeData(); }
 
+  /// Valid until `grow`, `resize` or the end of the block.
   std::byte* data() { return data_; }
   const std::byte* data() const { return data_; }
   std::uint32_t capacity() const { return capacity_; }
+  /// How much of the block its user has filled. Not checked against the capacity, which `used` does.
   std::uint32_t usedLength() const { return usedLength_; }
   void setUsedLength(std::uint32_t length) { usedLength_ = length; }
-  /// Sets the used length to 0, and the word beside it.
+  /// Sets the used length and the second word to 0.
   void clearUsed();
-  /// The bytes up to the used length, or to the capacity where that is less.
+  /// The bytes up to the used length, or up to the capacity if that is less.
   std::span<const std::byte> used() const;
 
-  /// Makes room for `size` bytes, without keeping the content. Nothing happens where there is room.
+  /// Makes room for `size` bytes and drops the content; does nothing if there is room. If memory is short, throws
+  /// std::bad_alloc and leaves a block of capacity 0.
   void grow(std::uint32_t size);
-  /// Gives the block another capacity and keeps as much of the content as fits. False, and nothing changed, where
-  /// memory is short. Either leaves the block with bytes of its own.
+  /// Gives the block another capacity, larger or smaller, and keeps as much of the content as fits. Returns false, with
+  /// nothing changed, if memory is short. A view owns its bytes afterwards.
   bool resize(std::uint32_t capacity) noexcept;
 
  protected:
-  /// A view: the bytes are never freed, and outlive the block. All of them count as used.
+  /// A view of `length` bytes, all of which count as used. They outlive the block, which does not free them.
   NQMemory(std::byte* view, std::uint32_t length) : data_(view), capacity_(length), usedLength_(length) {}
 
  private:
   void freeData() noexcept;
+  /// Makes `data` from the heap the block's own.
   void install(std::byte* data, std::uint32_t capacity) noexcept;
 
   std::byte* data_ = nullptr;
   std::uint32_t capacity_ = 0;
   std::atomic<std::uint32_t> usedLength_ = 0;
-  /// Kept for the server's code; goes back to 0 with the used length.
+  /// Nothing here reads it; code of the server may, and expects it to become 0 together with the used length.
   std::atomic<std::uint32_t> secondWord_ = 0;
-  /// Null where the bytes are not the block's own.
+  /// Null for a view.
   FreeFunction free_ = nullptr;
 };
 

@@ -25,15 +25,17 @@ void format(NQString& out, const char16_t* pattern, ...) {
 }
 
 void formatList(NQString& out, const char16_t* pattern, std::va_list arguments) {
+  // The text is complete before `out` changes, since an argument may be its c_str().
   out.assign(std::u16string_view(formatWide(pattern, arguments)));
 }
 
 NQString byteDump(const void* data, std::size_t size) {
-  constexpr std::size_t kMostBytes = 1024;
+  // A payload may have 16 MiB; the log line has to stay short.
+  constexpr std::size_t kMaxDumped = 1024;
   constexpr char16_t kDigits[] = u"0123456789ABCDEF";
   if (data == nullptr) return {};
   std::u16string text;
-  for (const std::uint8_t byte : std::span(static_cast<const std::uint8_t*>(data), std::min(size, kMostBytes))) {
+  for (const std::uint8_t byte : std::span(static_cast<const std::uint8_t*>(data), std::min(size, kMaxDumped))) {
     if (byte >= 0x20 && byte <= 0x7E) {
       text += static_cast<char16_t>(byte);
     } else {

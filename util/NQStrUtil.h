@@ -8,22 +8,23 @@
 
 namespace qvs::util {
 
-/// The UTF-8 form of a wide text (see util/typeconvertor.h).
+/// The UTF-8 form of a wide text; lone halves of surrogate pairs become three bytes each (see util/typeconvertor.h).
 NQNarrowString toNarrow(std::u16string_view wide);
 
-/// Sets `out` to the text that `pattern` makes of the arguments, as told at `formatWide`; directly behind a "%", `s`
-/// takes a narrow string and `S` a wide one, `c` and `C` likewise. A text of 65536 characters or more leaves `out`
-/// empty. Arguments may not be objects of classes: of an NQString its c_str() is passed.
+/// Sets `out` to the text that `pattern` makes of the arguments, by the rules at `formatWide`: directly after a "%",
+/// `s` takes a narrow string and `S` a wide one, `c` and `C` likewise. A text of 65536 characters or more leaves `out`
+/// empty. Arguments may not be objects of classes: pass the c_str() of an NQString. An argument may point into `out`.
 void format(NQString& out, const char16_t* pattern, ...);
+/// The same; `arguments` is copied and still at its place afterwards.
 void formatList(NQString& out, const char16_t* pattern, std::va_list arguments);
 
-/// Bytes for a log, the first 1024 at most: printable ASCII as it is, all else as two hex digits, a blank behind each.
-/// Null gives the empty string.
+/// Bytes as text for a log: printable ASCII as the character, any other byte as two hex digits, a blank after each.
+/// Stops after 1024 bytes, without a mark. Null gives the empty string.
 NQString byteDump(const void* data, std::size_t size);
 
-/// A path cut at its last backslash, which goes to neither part.
+/// A path cut at its last backslash, which belongs to neither part. Slashes do not count: such a path is a name.
 struct PathParts {
-  /// Empty where the path has no backslash.
+  /// Empty if the path has no backslash.
   NQString directory;
   NQString name;
 };

@@ -11,12 +11,14 @@
 namespace qvs::util {
 namespace {
 
+// 2^32 seconds, in the year 2106. The text for later times says 2038 all the same; it is fixed.
 constexpr std::int64_t kFirstLateTick = 0x98968000000000;
 constexpr std::size_t kMaxText = 512;
 
 NQString textOfDate(const std::tm& date, const NQString& pattern) {
   const std::wstring widePattern(pattern.view().begin(), pattern.view().end());
   wchar_t text[kMaxText];
+  // 0 when the text does not fit, and also for an empty text: both give the empty string.
   const std::size_t length = std::wcsftime(text, kMaxText, widePattern.c_str(), &date);
   std::u16string units(length, 0);
   std::transform(text, text + length, units.begin(), [](wchar_t unit) { return static_cast<char16_t>(unit); });
@@ -27,7 +29,8 @@ NQString textOfDate(const std::tm& date, const NQString& pattern) {
 
 NQTimeValue NQTimeValue::fromLocalTime(const std::tm& local) {
   const std::optional<std::int64_t> seconds = platform::os::fromLocalTime(local);
-  if (!seconds || *seconds > kBehindAll / kTicksPerSecond) {
+  // Checked before the product: ticks overflow in the year 31197.
+  if (!seconds || *seconds > kAfterAll / kTicksPerSecond) {
     throw NQTimeValueError(NQString(u"failed to convert from localtime"));
   }
   return NQTimeValue(*seconds * kTicksPerSecond);
@@ -35,6 +38,7 @@ NQTimeValue NQTimeValue::fromLocalTime(const std::tm& local) {
 
 std::int64_t NQTimeValue::userValue() const {
   if (!isUserValue()) throw NQTimeValueError(NQString(u"not user value"));
+  // The lowest user value stands for 0, and the upper half of the range for negative numbers.
   const std::int64_t number = ticks_ - kFirstUserValue;
   return number < kUserValues / 2 ? number : number - kUserValues;
 }
@@ -42,7 +46,7 @@ std::int64_t NQTimeValue::userValue() const {
 std::tm NQTimeValue::brokenDown(TimeZone zone) const {
   const bool local = zone == TimeZone::kLocal;
   std::optional<std::tm> date;
-  if (0 <= ticks_ && ticks_ != kBehindAll) {
+  if (0 <= ticks_ && ticks_ != kAfterAll) {
     const std::int64_t seconds = ticks_ / kTicksPerSecond;
     date = local ? platform::os::toLocalTime(seconds) : platform::os::toUtc(seconds);
   }
@@ -67,8 +71,9 @@ NQString NQTimeValue::text(TimeZone zone) const {
 }
 
 const char16_t* NQTimeValue::fixedText() const {
+  // The special values first: they are negative, too.
   if (ticks_ == kBeforeAll) return u"-infinity";
-  if (ticks_ == kBehindAll) return u"+infinity";
+  if (ticks_ == kAfterAll) return u"+infinity";
   if (ticks_ == kNotATime) return u"notATime";
   if (ticks_ < kFirstUserValue) return u"invalid";
   if (ticks_ < 0) return u"<1970";

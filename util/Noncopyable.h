@@ -2,7 +2,8 @@
 
 namespace qvs::util::hidden {
 
-/// A private base for what is passed on by reference only.
+/// A private base for classes that are passed by reference only. Empty, so it adds no size; in a namespace of its own,
+/// so that it brings no functions of `util` into the lookup of the classes derived from it.
 class Noncopyable {
  public:
   Noncopyable(const Noncopyable&) = delete;

@@ -6,15 +6,16 @@
 
 namespace qvs {
 
-/// A failure with a text for the host's log. Base of every failure that the recording engine and the packager raise
-/// themselves; failures of the platform libraries have classes of their own in `wrappers`.
+/// A failure with a text for the host's log, in UTF-8. Base of every failure that the recording engine and the packager
+/// raise themselves; failures of the platform libraries have their own classes in `wrappers`.
 class QVSException : public std::exception {
  public:
   explicit QVSException(std::string message) : message_(std::move(message)) {}
 
+  /// The same text; a view that lives as long as the exception.
   const char* what() const noexcept override { return message_.c_str(); }
 
-  /// A copy of the text, as it goes to the host's log.
+  /// A copy of the text, as it is written to the host's log.
   virtual std::string message() const { return message_; }
 
  private:

@@ -10,6 +10,7 @@ bool NQThreadOnlyMutex::lock() {
   return true;
 }
 
+// A foreign thread still reaches the section, which refuses it by itself: only the counting has to be left out here.
 bool NQThreadOnlyMutex::unlock() {
   const bool isHeld = section_.isHeldByCaller();
   qvs::util::diagnose(isHeld);
@@ -29,7 +30,7 @@ struct ThreadEntry {
   void* value = nullptr;
   void (*cleanup)(void*) = nullptr;
 
-  /// Leaves the entry empty before the cleanup runs, which may set it again.
+  /// Empties the entry before the cleanup runs, since a cleanup may set the slot again.
   void clear() {
     const ThreadEntry old = std::exchange(*this, {});
     if (old.cleanup != nullptr) old.cleanup(old.value);
@@ -44,13 +45,14 @@ struct ThreadTable {
   }
 };
 
+// The destructor runs the cleanups at the end of each thread that used the table.
 thread_local ThreadTable threadTable;
 
 }  // namespace
 
 MutexLock& MutexLock::operator=(MutexLock&& other) noexcept {
   if (this == &other) return *this;
-  // Of two locks on the same mutex one is left.
+  // Both hold the same mutex, which counts two locks: one has to go, since this object will unlock once.
   if (mutex_ == other.mutex_) release();
   assign(std::exchange(other.mutex_, nullptr), true);
   return *this;

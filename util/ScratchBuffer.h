@@ -5,7 +5,8 @@
 
 namespace qvs::util {
 
-/// Room for a while: on the stack for up to `kInline` elements, else on the heap. Its content is not set.
+/// Temporary room for `size` elements: inside the object, so on the stack, up to `kInline`, else on the heap. The
+/// content is not initialised. For texts that are nearly always short. Throws std::bad_alloc.
 template <typename Element, std::size_t kInline>
 class ScratchBuffer {
  public:

@@ -20,6 +20,7 @@ std::string StreamReader::zeroTerminated() {
 
 std::string StreamReader::bytes(std::uint64_t count) {
   constexpr std::uint64_t kStep = 65536;
+  // Not one resize to `count`: it comes from the file and may be any 64-bit number.
   std::string result;
   while (count > 0) {
     const std::size_t step = static_cast<std::size_t>(std::min(count, kStep));
@@ -32,6 +33,7 @@ std::string StreamReader::bytes(std::uint64_t count) {
 }
 
 void StreamReader::skip(std::uint64_t count) {
+  // Not ignore(), whose count is signed: this one may come from a file.
   for (; count > 0; --count) u8();
 }
 

@@ -8,11 +8,14 @@
 
 namespace qvs::util {
 
-/// Reads big-endian fields from a stream's current position. While it lives all stream exceptions are on, so that an
-/// input that ends early raises the stream's own std::ios_base::failure; the old mask is back when it goes.
+/// Reads big-endian fields from a stream's current position. During its lifetime all stream exceptions are on, so that
+/// an input that ends early throws the stream's own std::ios_base::failure; the destructor restores the old mask. What
+/// a failed read has consumed is not put back. The stream outlives it. Belongs to one thread.
+///
+/// The same operations as ByteReader, but without `need` and `remaining`: a stream does not show how much is left.
 class StreamReader {
  public:
-  /// Throws that failure, too, where the stream has already failed.
+  /// Also throws std::ios_base::failure if the stream has already failed or ended.
   explicit StreamReader(std::istream& in)
       : in_(in), mask_(in, std::ios_base::eofbit | std::ios_base::failbit | std::ios_base::badbit) {}
 
@@ -21,14 +24,18 @@ class StreamReader {
   std::uint32_t u24() { return static_cast<std::uint32_t>(take(3)); }
   std::uint32_t u32() { return static_cast<std::uint32_t>(take(4)); }
   std::uint64_t u64() { return take(8); }
+  /// IEEE 754 double precision.
   double f64();
-  /// Text up to a zero byte, which is read and not part of the result.
+  /// The text up to a zero byte, which is consumed and not part of the result. Its length has no limit but the
+  /// stream's.
   std::string zeroTerminated();
-  /// `count` bytes. Memory grows with what is read, not with `count`.
+  /// The next `count` bytes. Memory grows with what was read, in steps of 64 KiB, so a false count costs nothing.
   std::string bytes(std::uint64_t count);
+  /// Reads over `count` bytes; it does not seek, since the stream may not be able to.
   void skip(std::uint64_t count);
 
  private:
+  /// A number of `width` bytes, up to 8.
   std::uint64_t take(int width);
 
   std::istream& in_;

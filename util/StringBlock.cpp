@@ -12,7 +12,7 @@ constexpr std::size_t kLengthSize = 3;
 constexpr std::byte kPooled{0};
 constexpr std::byte kPrivate{1};
 
-/// The texts may overlap; an empty one may be null.
+/// The ranges may overlap; an empty text may be null, which memmove must not be given.
 template <typename Char>
 void move(Char* to, std::basic_string_view<Char> text) {
   if (!text.empty()) std::memmove(to, text.data(), text.size() * sizeof(Char));
@@ -22,6 +22,7 @@ void move(Char* to, std::basic_string_view<Char> text) {
 
 template <typename Char>
 StringBlock<Char> StringBlock<Char>::make(std::size_t room, std::byte kind) {
+  // The terminator and length are set by overwrite(), which every maker calls.
   auto bytes = std::make_unique_for_overwrite<std::byte[]>(kStringHeaderSize + room * sizeof(Char));
   bytes[kLengthSize] = kind;
   return StringBlock(textOf(bytes.release()));
@@ -59,6 +60,7 @@ bool StringBlock<Char>::hasRoomFor(std::size_t length) const {
 
 template <typename Char>
 void StringBlock<Char>::overwrite(std::size_t offset, View text) {
+  // The text first: it may be part of this block, whose length would no longer cover it.
   move(text_ + offset, text);
   text_[offset + text.size()] = 0;
   storeBigEndian(header(), kLengthSize, offset + text.size());

@@ -10,13 +10,13 @@ namespace {
 
 constexpr std::int32_t kLongestLength = 0xFFFFFF;
 
-/// Counts one for the length of a scope.
-class Presence {
+/// Adds one to a count until the end of a scope, also when an exception ends it.
+class ScopedCount {
  public:
-  explicit Presence(std::atomic<std::int32_t>& count) : count_(count), isFirst_(count.fetch_add(1) == 0) {}
-  ~Presence() { count_.fetch_sub(1); }
-  Presence(const Presence&) = delete;
-  Presence& operator=(const Presence&) = delete;
+  explicit ScopedCount(std::atomic<std::int32_t>& count) : count_(count), isFirst_(count.fetch_add(1) == 0) {}
+  ~ScopedCount() { count_.fetch_sub(1); }
+  ScopedCount(const ScopedCount&) = delete;
+  ScopedCount& operator=(const ScopedCount&) = delete;
 
   bool isFirst() const { return isFirst_; }
 
@@ -28,7 +28,7 @@ class Presence {
 }  // namespace
 
 StringPool& StringPool::instance() {
-  // Never destroyed: strings with static storage may give their blocks back later than any other destructor runs.
+  // Never destroyed: strings with static storage may give back their blocks after every other destructor has run.
   static StringPool* const pool =
       std::make_unique<StringPool>(maxPooledLengthFrom(std::getenv("QVS_STRING_POOL"))).release();
   return *pool;
@@ -77,12 +77,14 @@ StringBlock<Char> StringPool::intern(std::basic_string_view<Char> text) {
   if (text.size() > maxPooledLength_) return StringBlock<Char>::makePrivate(text);
   Shard& shard = shards<Char>().at(text.size());
   const MutexLock lock(&shard.mutex);
+  // Under the lock of the shard: a map is no object for several threads, and this may make it.
   Map<Char>& map = maps<Char>().at(text.size(), ByContent<Char>{text.size()});
   if (const auto found = map.find(text.data()); found != map.end()) {
     ++found->second.useCount;
     ++shard.statistics.hits;
     return found->second.block;
   }
+  // The entry owns the block before the map can throw. The key points into that block, which never moves.
   Entry<Char> entry(text);
   const StringBlock<Char> block = entry.block;
   map.emplace(block.text(), std::move(entry));
@@ -100,6 +102,7 @@ void StringPool::release(StringBlock<Char> block) noexcept {
   const MutexLock lock(&shard->mutex);
   Map<Char>* const map = maps<Char>().find(block.length());
   if (map == nullptr) return;
+  // The entry stays at 0: the same text often comes again, and only a sweep, under this lock, may free its block.
   if (const auto found = map->find(block.text()); found != map->end()) --found->second.useCount;
 }
 
@@ -109,6 +112,7 @@ void StringPool::assign(StringBlock<Char>& block, std::basic_string_view<Char> t
     block.overwrite(0, text);
     return;
   }
+  // The old block last: `text` may be part of it, and intern() may throw.
   const StringBlock<Char> old = block;
   block = intern(text);
   release(old);
@@ -134,8 +138,8 @@ void StringPool::makePrivate(StringBlock<Char>& block) {
 }
 
 std::uint64_t StringPool::sweep() {
-  const Presence presence(sweepCount_);
-  if (!presence.isFirst()) return 0;
+  const ScopedCount sweeps(sweepCount_);
+  if (!sweeps.isFirst()) return 0;
   return sweepMaps<char>() + sweepMaps<char16_t>();
 }
 

@@ -13,53 +13,56 @@
 namespace qvs::util {
 
 /// Shares the blocks of short texts between all strings of the process, and makes and frees the blocks of long ones.
-/// Open to all threads: there is a lock for each length. A shared block lives until a sweep finds it unused.
+/// May be used by all threads at once: each length has its own lock, so texts of different lengths never wait for each
+/// other. A shared block is immutable and lives until a sweep finds it unused.
 ///
-/// All operations take bytes or 16-bit units. A text may be part of the block that it replaces.
+/// All operations take bytes or 16-bit units. A text may be part of the block that it replaces. They throw
+/// std::bad_alloc.
 class StringPool {
  public:
-  /// The pool of all NQStrings, made on first use. Shares texts up to the length that QVS_STRING_POOL gives, by default
-  /// none.
+  /// The pool of all NQStrings, made at its first use and never destroyed. The environment variable QVS_STRING_POOL is
+  /// the greatest length, in characters, that is shared; without it no text is.
   static StringPool& instance();
-  /// What a setting of QVS_STRING_POOL means; 0 for null or a negative one. A block's length has 24 bits.
+  /// The length that a value of QVS_STRING_POOL stands for: 0 for null, a negative one or no number, at most 0xFFFFFF.
   static std::int32_t maxPooledLengthFrom(const char* setting);
 
-  /// A length takes memory once a text of it has come. Outlives the blocks that it shares.
+  /// `maxPooledLength` in characters. A length takes memory only once a text of it has come (LazyArray). The pool
+  /// outlives the blocks that it shares.
   explicit StringPool(std::int32_t maxPooledLength);
   ~StringPool() = default;
   StringPool(const StringPool&) = delete;
   StringPool& operator=(const StringPool&) = delete;
 
-  /// A block with that text, for one string; to be given back by `release`.
+  /// A block with `text` for one string, which gives it back by `release`.
   template <typename Char>
   StringBlock<Char> intern(std::basic_string_view<Char> text);
   template <typename Char>
   void release(StringBlock<Char> block) noexcept;
 
-  // These release what was in `block` where they put another block there. Where memory is short `block` is as before.
+  // These three release the old block if they replace it. If memory is short, they throw and `block` is as before.
 
-  /// Puts `text` there.
+  /// Replaces the text, in place if a private block has room.
   template <typename Char>
   void assign(StringBlock<Char>& block, std::basic_string_view<Char> text);
-  /// Puts `text` behind what is there. The block is private afterwards.
+  /// Adds `text` at the end. The block is private afterwards.
   template <typename Char>
   void append(StringBlock<Char>& block, std::basic_string_view<Char> text);
-  /// The same text in a private block.
+  /// Replaces a shared block by a private one with the same text.
   template <typename Char>
   void makePrivate(StringBlock<Char>& block);
 
-  /// Frees the shared blocks that no string uses, and answers their characters. While one thread is at it, others are
-  /// answered 0 at once.
+  /// Frees the shared blocks that no string uses and returns the sum of their lengths, in characters. While one thread
+  /// sweeps, others return 0 at once. Nothing in the module calls it.
   std::uint64_t sweep();
 
-  /// What a lock's texts have seen so far.
+  /// Counts of the texts of one length; they wrap.
   struct Statistics {
-    /// Characters of all texts ever taken in.
+    /// Characters of all texts ever added.
     std::uint32_t internedChars = 0;
     std::uint32_t hits = 0;
     std::uint32_t misses = 0;
   };
-  /// Of the texts of one length; zeros where none has come.
+  /// Those of a length; zeros before its first text.
   template <typename Char>
   Statistics statistics(std::size_t length);
 
@@ -80,7 +83,7 @@ class StringPool {
     ~Entry() { block.destroy(); }
 
     StringBlock<Char> block;
-    /// Strings that hold the block.
+    /// Strings that use the block; at 0 the entry stays until a sweep.
     std::int32_t useCount = 1;
   };
 
@@ -88,8 +91,9 @@ class StringPool {
   template <typename Char>
   using Map = std::map<const Char*, Entry<Char>, ByContent<Char>>;
 
-  /// What guards these texts, and counts them.
+  /// The lock of the texts of one length, and their counts.
   struct Shard {
+    /// It spins before it sleeps: the lock is held for one lookup.
     Shard() { mutex.setSpinCount(1000); }
 
     NQThreadOnlyMutex mutex{true};
@@ -104,16 +108,17 @@ class StringPool {
   Shards& shards();
   template <typename Char>
   Maps<Char>& maps();
-  /// Answers the characters that were freed.
+  /// Returns the number of characters that were freed.
   template <typename Char>
   std::uint64_t sweepMaps();
 
   std::size_t maxPooledLength_;
-  // By the length of their texts. A shard comes first, its map with the first text, under the shard's lock.
+  // Indexed by the length of the texts. A map is made with its first text, under the lock of its shard.
   Shards narrowShards_;
   Maps<char> narrowMaps_;
   Shards wideShards_;
   Maps<char16_t> wideMaps_;
+  /// Threads inside `sweep`.
   std::atomic<std::int32_t> sweepCount_ = 0;
 };
 

@@ -26,6 +26,7 @@ BoxView nextBox(ByteReader& in) {
     size = available;
   }
   box.headerSize = static_cast<std::uint32_t>(in.position() - start);
+  // Both limits before the subtraction: a smaller size would wrap to a payload of almost 2^64 bytes.
   if (size < box.headerSize || size > available) {
     throw MalformedInput(toText(box.type) + ": box size " + std::to_string(size) + " with " +
                          std::to_string(available) + " bytes left");

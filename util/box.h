@@ -7,13 +7,17 @@
 
 namespace qvs::util {
 
-/// A box being written (ISO/IEC 14496-12, 4.2): its header stands at once, with size 0; the end of the scope patches
-/// the 32-bit size. Scopes nest. A box written this way stays below 4 GiB.
+/// A box being written (ISO/IEC 14496-12, 4.2). The constructor writes the header with size 0, the destructor patches
+/// the 32-bit size: what is written in between is the payload, other boxes included. After an exception the size covers
+/// what was written, so `out` ends in part of a box. `out` outlives the scope and is not cleared meanwhile.
+///
+///     0  u32  size of the whole box, below 4 GiB     8  u8   version   (full box)
+///     4  u32  type                                   9  u24  flags     (full box)
 class BoxScope {
  public:
-  /// A plain box.
+  /// A plain box, 8 bytes of header.
   BoxScope(ByteWriter& out, FourCC type);
-  /// A full box.
+  /// A full box, 12 bytes of header; of `flags` the low 24 bits are written.
   BoxScope(ByteWriter& out, FourCC type, std::uint8_t version, std::uint32_t flags);
   ~BoxScope() { out_.patchU32(start_, static_cast<std::uint32_t>(out_.size() - start_)); }
   BoxScope(const BoxScope&) = delete;
@@ -24,27 +28,29 @@ class BoxScope {
   std::size_t start_;
 };
 
-/// The header of a box read from memory.
+/// A box in memory, as a view of its bytes: they outlive it.
 struct BoxView {
   FourCC type = 0;
-  /// Header bytes: 8, or 16 with a 64-bit size.
+  /// Bytes of the header: 8, or 16 with a 64-bit size. Version and flags of a full box are payload here.
   std::uint32_t headerSize = 0;
-  /// Reads the payload of this box only.
+  /// Cannot read beyond this box.
   ByteReader payload{{}};
 };
 
-/// Reads the next box, whatever its type; `in` then stands behind it. A 64-bit size is taken, and a size of 0 reaches
-/// to the end of the input. Throws MalformedInput for a size below the header's or beyond the input.
+/// Reads the next box, whatever its type; `in` is then after it, so that a loop visits the boxes of a container. A size
+/// of 1 is followed by a 64-bit size, a size of 0 means up to the end of the input. Throws MalformedInput for a size
+/// less than the header or beyond the input, and for an input that is shorter than a header.
 BoxView nextBox(ByteReader& in);
 
-/// Reads the next box and answers its payload. Throws MalformedInput, too, where the type is another one.
+/// Reads the next box and returns its payload. Also throws MalformedInput if it has another type.
 ByteReader openBox(ByteReader& in, FourCC type);
 
-/// The word behind the header of a full box.
+/// The word after the header of a full box.
 struct VersionAndFlags {
   std::uint8_t version = 0;
   std::uint32_t flags = 0;
 };
+/// Reads it from the front of a payload. Throws MalformedInput if the payload is shorter.
 VersionAndFlags readVersionAndFlags(ByteReader& payload);
 
 }  // namespace qvs::util

@@ -10,6 +10,7 @@ void ByteWriter::f64(double value) {
 }
 
 void ByteWriter::patchU32(std::size_t offset, std::uint32_t value) {
+  // at() on the last of the four bytes checks all of them, in release builds, too.
   storeBigEndian(&data_.at(offset + 3) - 3, 4, value);
 }
 

@@ -12,30 +12,34 @@
 
 namespace qvs::util {
 
-/// Input that is not what its format says: too short, or a wrong type, version, size or count.
+/// Input does not follow its format: it is too short, or a type, version, size or count is wrong. The text names the
+/// offset, and what was expected.
 class MalformedInput : public QVSException {
  public:
   using QVSException::QVSException;
 };
 
-/// A view of the bytes of a text, without its terminator.
+/// The bytes of a text, without its terminator; a view of the text.
 inline std::span<const std::byte> asBytes(std::string_view text) {
   return std::as_bytes(std::span(text.data(), text.size()));
 }
 
-/// Stores the low `width` bytes of `value` at `at`, highest first.
+// The two functions that all big-endian readers and writers are made of.
+
+/// Stores the low `width` bytes of `value` at `at`, the highest first. `width` is at most 8.
 inline void storeBigEndian(std::byte* at, std::size_t width, std::uint64_t value) {
   for (std::size_t i = 0; i < width; ++i) at[i] = static_cast<std::byte>(value >> (8 * (width - 1 - i)));
 }
 
-/// The number in the `width` bytes at `at`, highest first.
+/// The unsigned number in the `width` bytes at `at`, the highest first. `width` is at most 8.
 inline std::uint64_t loadBigEndian(const std::byte* at, std::size_t width) {
   std::uint64_t value = 0;
   for (std::size_t i = 0; i < width; ++i) value = value << 8 | std::to_integer<std::uint64_t>(at[i]);
   return value;
 }
 
-/// A growing byte buffer, written front to back in big-endian order. Owns its bytes.
+/// A growing buffer of bytes, written front to back in big-endian order. Owns its bytes. Belongs to one thread. Writing
+/// throws std::bad_alloc only.
 class ByteWriter {
  public:
   void u8(std::uint8_t value) { put<1>(value); }
@@ -48,11 +52,13 @@ class ByteWriter {
   void i32(std::int32_t value) { u32(static_cast<std::uint32_t>(value)); }
   /// IEEE 754 double precision.
   void f64(double value);
+  /// `value` is not part of this buffer.
   void bytes(std::span<const std::byte> value) { data_.insert(data_.end(), value.begin(), value.end()); }
+  /// The characters alone, neither length nor terminator.
   void text(std::string_view value) { bytes(asBytes(value)); }
   void zeros(std::size_t count) { data_.resize(data_.size() + count); }
 
-  /// Overwrites four bytes that were written before. `offset` + 4 lies within size().
+  /// Overwrites four bytes that were written before. Throws std::out_of_range if `offset` + 4 exceeds size().
   void patchU32(std::size_t offset, std::uint32_t value);
 
   void clear() { data_.clear(); }
@@ -60,7 +66,7 @@ class ByteWriter {
   std::size_t size() const { return data_.size(); }
   /// A view that the next write may invalidate.
   std::span<const std::byte> bytes() const { return data_; }
-  /// The bytes, which leave the writer empty.
+  /// Moves the bytes out; the writer is then empty and may be used again.
   std::vector<std::byte> take() { return std::exchange(data_, {}); }
 
  private:
@@ -74,7 +80,8 @@ class ByteWriter {
   std::vector<std::byte> data_;
 };
 
-/// Reads big-endian fields from a view, front to back. Every read past the end throws MalformedInput and moves nothing.
+/// Reads big-endian fields from a view, front to back. A read beyond the end throws MalformedInput and leaves the
+/// position where it was. A value of a pointer, size and position: a copy reads on by itself. The bytes outlive it.
 class ByteReader {
  public:
   explicit ByteReader(std::span<const std::byte> data) : data_(data) {}
@@ -92,14 +99,16 @@ class ByteReader {
   double f64();
   /// A view of the next `count` bytes.
   std::span<const std::byte> bytes(std::uint64_t count);
+  /// Throws like a read if fewer than `count` bytes are left.
   void skip(std::uint64_t count) { bytes(count); }
 
-  /// Throws MalformedInput where fewer than `count` bytes are left: to be asked before memory is taken on the input's
-  /// word.
+  /// Throws MalformedInput if fewer than `count` bytes are left. To be called before memory is allocated by a count or
+  /// size from the input; the product of count and width is computed in 64 bits.
   void need(std::uint64_t count) const {
     if (count > remaining()) failShort(count);
   }
   std::size_t remaining() const { return data_.size() - position_; }
+  /// Bytes read so far.
   std::size_t position() const { return position_; }
 
  private:

@@ -7,7 +7,8 @@
 
 namespace qvs::util {
 
-/// A four-character code: box type, handler type or format code. The first character is in the highest byte.
+/// A four-character code: box type, handler type or sample format. The first character is in the highest byte, so that
+/// the number written in big-endian order gives the characters.
 using FourCC = std::uint32_t;
 
 /// "moof"_4cc. A literal of any other length does not compile.
@@ -18,7 +19,7 @@ consteval FourCC operator""_4cc(const char* text, std::size_t length) {
   return code;
 }
 
-/// The four characters, highest byte first, whatever they are.
+/// The four characters, highest byte first. They may be any bytes, zeros included.
 inline std::string toText(FourCC code) {
   return {static_cast<char>(code >> 24), static_cast<char>(code >> 16), static_cast<char>(code >> 8),
           static_cast<char>(code)};

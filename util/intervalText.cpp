@@ -8,12 +8,13 @@
 namespace qvs::util {
 namespace {
 
-/// One number of an interval: how often `unit` is in it, modulo `modulus` where that is not 0, times `scale`.
+/// One number of an interval: how often `unit` fits in it, modulo `modulus` if that is not 0, times `scale`.
 struct Field {
   char16_t letter = 0;
   std::int64_t unit = 1;
   std::int64_t modulus = 0;
   int digits = 1;
+  /// 100 for nanoseconds, as a tick has 100 of them.
   std::int64_t scale = 1;
 };
 
@@ -26,10 +27,12 @@ constexpr Field kTickFields[] = {{u'm', 10'000, 1000, 3},
                                  {u'n', 1, 10, 3, 100},
                                  {u'N', 1, kTicksPerSecond, 9, 100}};
 
-/// The number that `letter` names; nothing where the table has no such letter.
+/// The number that `letter` names; empty if the table has no such letter.
 std::u16string textOfField(std::span<const Field> fields, char16_t letter, std::int64_t interval) {
   for (const Field& field : fields) {
     if (field.letter != letter) continue;
+    // Division toward zero gives a negative interval negative numbers, each by itself; no sign is taken off before, as
+    // the lowest count has no positive counterpart.
     const std::int64_t count = interval / field.unit;
     const std::int64_t number = (field.modulus == 0 ? count : count % field.modulus) * field.scale;
     char text[24];
@@ -39,7 +42,7 @@ std::u16string textOfField(std::span<const Field> fields, char16_t letter, std::
   return {};
 }
 
-/// The pattern with what `fieldText` answers in the place of each "%" and letter.
+/// The pattern with each "%" and letter replaced by what `fieldText` returns for the letter.
 template <typename FieldText>
 NQString expand(std::u16string_view pattern, const FieldText& fieldText) {
   std::u16string text;

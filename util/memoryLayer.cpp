@@ -12,17 +12,20 @@ constexpr std::uint32_t kZeroFilledPool = 8;
 constexpr std::uint32_t kSharedPool = 0x8000;
 constexpr std::uint16_t kNoBlockSize = 0xFFFF;
 
+// The text is fixed; that of the C++ library is another.
 class BadAllocation : public std::bad_alloc {
  public:
   const char* what() const noexcept override { return "bad allocation"; }
 };
 
-// Constants at first, so that static objects of other files may allocate while they are made.
+// constinit: constructors of static objects in other files allocate, in any order, before a dynamic initialiser would
+// run.
 constinit std::atomic<MemPool*> defaultPool = nullptr;
 constinit std::atomic<OutOfMemoryHook> outOfMemoryHook = nullptr;
 
 class HeapLock {
  public:
+  // Entering may fail; then nothing is to be left.
   HeapLock() : isHeld_(_shi_enterCriticalSection() != 0) {}
   ~HeapLock() {
     if (isHeld_) _shi_leaveCriticalSection();
@@ -49,6 +52,7 @@ MemPool* poolInUse() {
   if (MemPool* const pool = defaultPool.load(std::memory_order_acquire); pool != nullptr) return pool;
   const HeapLock lock;
   if (!lock.isHeld()) return nullptr;
+  // Again under the lock: another thread may have made the pool meanwhile.
   MemPool* pool = defaultPool.load(std::memory_order_relaxed);
   if (pool == nullptr) {
     pool = makePool();
@@ -61,17 +65,19 @@ std::uint32_t fillFlag() {
   return (poolFlags & kZeroFilledPool) != 0 ? kMemZeroFill : 0;
 }
 
-/// Gives somebody the chance to free memory.
+/// Lets the new handler or the hook free memory; throws if there is neither. Called without any lock, since either may
+/// allocate.
 void askForMemory() {
   if (const auto handler = std::get_new_handler(); handler != nullptr) return handler();
   if (const OutOfMemoryHook hook = outOfMemoryHook.load(); hook != nullptr) return hook();
   throw BadAllocation();
 }
 
-/// Repeats `attempt(pool)` until it answers a block.
+/// Repeats `attempt(pool)` until it returns a block.
 template <typename Attempt>
 void* allocateFrom(MemPool* pool, const Attempt& attempt) {
   for (;;) {
+    // The default pool is made even if another one is given, as before every first block.
     MemPool* const own = poolInUse();
     MemPool* const from = pool != nullptr ? pool : own;
     void* const block = from != nullptr ? attempt(from) : nullptr;
@@ -80,13 +86,14 @@ void* allocateFrom(MemPool* pool, const Attempt& attempt) {
   }
 }
 
-/// A size as the C entries ask for it; 0 where it does not fit.
+/// The size that the C entries allocate; 0 if rounding would overflow.
 std::size_t roundedUp(std::size_t size) {
   constexpr std::size_t kUnit = 4;
   if (size > std::numeric_limits<std::size_t>::max() - kUnit) return 0;
   return std::max(kUnit, (size + kUnit - 1) / kUnit * kUnit);
 }
 
+// One attempt: the callers of the C entries handle null, and a handler would retry for ever on their behalf.
 void* allocateOnce(std::size_t size, std::uint32_t flags) {
   MemPool* const pool = poolInUse();
   return pool != nullptr ? MemAllocPtr(pool, size, flags) : nullptr;
@@ -125,6 +132,7 @@ void* allocate(std::size_t size, std::uint32_t flags, MemPool* pool) {
 
 void* allocateAligned(std::size_t size, std::size_t alignment) {
   const std::size_t wanted = std::max<std::size_t>(size, 1);
+  // Without fillFlag(): aligned blocks are never filled with zeros.
   return allocateFrom(nullptr, [&](MemPool* from) { return MemAllocAligned(from, wanted, alignment, 0); });
 }
 
@@ -137,6 +145,7 @@ OutOfMemoryHook setOutOfMemoryHook(OutOfMemoryHook hook) noexcept {
 }
 
 void freeDefaultPool() noexcept {
+  // Taken under the lock, freed outside of it, so that no thread waits while the pool is freed.
   MemPool* pool = nullptr;
   {
     const HeapLock lock;

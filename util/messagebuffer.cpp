@@ -44,6 +44,7 @@ bool MessageBuffer::append(std::uint8_t type, std::span<const std::byte> payload
   const auto length = static_cast<std::uint32_t>(payload.size());
   const auto size = length + static_cast<std::uint32_t>(kTagOverhead);
   count(type, size, timestamp);
+  // Only after makeRoom(), which moves the bytes.
   std::byte* const member = buffer_.data() + buffer_.end();
   writeTagHeader(member, type, length, timestamp);
   std::ranges::copy(payload, member + kTagHeaderSize);
@@ -54,6 +55,7 @@ bool MessageBuffer::append(std::uint8_t type, std::span<const std::byte> payload
 
 bool MessageBuffer::makeRoom(std::uint32_t size) {
   while (size > buffer_.room()) {
+    // In 32 bits: without a block, and from 2 GiB on, the product is not larger.
     const std::uint32_t doubled = 2 * buffer_.capacity();
     if (doubled <= buffer_.capacity() || !buffer_.resize(doubled)) return false;
   }

@@ -7,7 +7,8 @@
 
 namespace qvs::util {
 
-/// The same value in a narrower integer type. Throws std::out_of_range where it does not fit.
+/// The same value in another integer type, for sizes and counts on their way to a field of a box. Throws
+/// std::out_of_range if it does not fit: a cast would write a wrong size, and everything after it would be misread.
 template <typename To, typename From>
 constexpr To narrow(From value) {
   static_assert(std::is_integral_v<To> && std::is_integral_v<From>);

@@ -20,6 +20,7 @@ void setTagDataSize(std::byte* header, std::uint32_t dataSize) {
 }
 
 void setTagTimestamp(std::byte* header, std::uint32_t timestamp) {
+  // Each store takes the low bytes of its value, so the first drops the high 8 bits.
   storeBigEndian(header + 4, 3, timestamp);
   storeBigEndian(header + 7, 1, timestamp >> 24);
 }

@@ -5,7 +5,9 @@
 
 namespace qvs::util {
 
-// The fixed parts of a stored media tag: 11 header bytes, the data, a back pointer.
+// The fixed parts of a stored media tag: 11 header bytes, the data, a back pointer. All numbers are big-endian.
+// Timestamps are in milliseconds; their high byte comes after the low three. Functions that take a header access its 11
+// bytes without a check.
 //
 //     0  u8   type; bit 0x20 marks protected data     7  u8   timestamp, high 8 bits
 //     1  u24  size of the data                         8  u24  stream id
@@ -13,27 +15,29 @@ namespace qvs::util {
 
 inline constexpr std::size_t kTagHeaderSize = 11;
 inline constexpr std::size_t kTagBackPointerSize = 4;
-/// What a tag has beside its data.
+/// Bytes of a tag without its data.
 inline constexpr std::size_t kTagOverhead = kTagHeaderSize + kTagBackPointerSize;
-/// The data size field has 24 bits.
+/// The data size field has 24 bits, which limits every message that can be stored.
 inline constexpr std::uint32_t kMaxTagDataSize = 0xFFFFFF;
-/// Of the type byte; takes away the protection bit 0x20 and the reserved bit 0x80.
+/// Mask for the type byte: removes the protection bit 0x20 and the reserved bit 0x80.
 inline constexpr std::uint8_t kTagTypeMask = 0x5F;
-/// Of the type byte: the data is protected.
+/// Bit of the type byte: the data is encrypted or has the header of protected data.
 inline constexpr std::uint8_t kTagProtectedBit = 0x20;
 
 /// Writes the 11 bytes at `header`, the stream id as 0. Of `dataSize` the low 24 bits are stored.
 void writeTagHeader(std::byte* header, std::uint8_t type, std::uint32_t dataSize, std::uint32_t timestamp);
-/// Writes the 4 bytes at `at`: data size + 11.
+/// Writes the 4 bytes at `at`: data size + 11, the distance back to the start of the tag.
 void writeTagBackPointer(std::byte* at, std::uint32_t dataSize);
+/// The low 24 bits of `dataSize`.
 void setTagDataSize(std::byte* header, std::uint32_t dataSize);
+/// All 32 bits, in two places.
 void setTagTimestamp(std::byte* header, std::uint32_t timestamp);
 /// The low 24 bits of `streamId`.
 void setTagStreamId(std::byte* header, std::uint32_t streamId);
 std::uint32_t tagDataSize(const std::byte* header);
 std::uint32_t tagTimestamp(const std::byte* header);
 std::uint32_t tagStreamId(const std::byte* header);
-/// The type byte as it stands; mask with kTagTypeMask for the kind.
+/// The type byte with all of its bits; mask with kTagTypeMask for the kind.
 inline std::uint8_t tagRawType(const std::byte* header) {
   return std::to_integer<std::uint8_t>(header[0]);
 }

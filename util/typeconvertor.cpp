@@ -20,9 +20,10 @@ unsigned low6(std::string_view text, std::size_t at) {
 Utf8Unit frontOfUtf8(std::string_view text) {
   const unsigned first = byteAt(text, 0);
   if (first < 0x80) return {static_cast<char16_t>(first), 1};
-  // 0xC0 and 0xC1 would give what one byte can say.
+  // 0xC0 and 0xC1 would begin a two-byte form of what fits one byte: one text could then be spelt in two ways.
   if (first < 0xC2 || first > 0xEF || !isContinuation(text, 1)) return {};
   if (first < 0xE0) return {static_cast<char16_t>((first & 0x1F) << 6 | low6(text, 1)), 2};
+  // isContinuation(1) above has checked that the second byte exists.
   const bool isOverlong = first == 0xE0 && byteAt(text, 1) < 0xA0;
   if (isOverlong || !isContinuation(text, 2)) return {};
   return {static_cast<char16_t>((first & 0x0F) << 12 | low6(text, 1) << 6 | low6(text, 2)), 3};

@@ -9,11 +9,12 @@
 namespace qvs::util {
 namespace {
 
+// The table below treats j, t and z as l: true where these types are long.
 static_assert(std::is_same_v<std::intmax_t, long>);
 static_assert(std::is_same_v<std::ptrdiff_t, long>);
 static_assert(std::is_same_v<std::size_t, unsigned long>);
 
-/// A modifier comes after those that begin with it.
+/// The first match counts, so a modifier comes after the longer ones that begin with it.
 constexpr struct {
   std::u16string_view text;
   ArgumentSize size;
@@ -23,6 +24,7 @@ constexpr struct {
               {u"I64", ArgumentSize::kLongLong}, {u"I32", ArgumentSize::kInt}};
 
 bool take(const char16_t*& at, std::u16string_view text) {
+  // Stops at the terminator of the pattern, which equals no unit of `text`.
   const char16_t* next = at;
   for (const char16_t unit : text) {
     if (*next++ != unit) return false;
@@ -40,11 +42,12 @@ void readFlags(const char16_t*& at, WideConversion& conversion) {
   for (; kFlags.find(*at) != std::u16string_view::npos; ++at) addFlag(conversion, static_cast<char>(*at));
 }
 
-/// Digits or an argument; 0 where there is neither.
+/// A number in digits or, for `*`, an argument; 0 if there is neither. Cut at each digit, so that a long number in the
+/// pattern cannot overflow.
 int readNumber(const char16_t*& at, Arguments& arguments) {
-  if (take(at, u"*")) return std::clamp(va_arg(arguments.list, int), -kMostNumber, kMostNumber);
+  if (take(at, u"*")) return std::clamp(va_arg(arguments.list, int), -kMaxWidth, kMaxWidth);
   int number = 0;
-  for (; *at >= u'0' && *at <= u'9'; ++at) number = std::min(number * 10 + (*at - u'0'), kMostNumber);
+  for (; *at >= u'0' && *at <= u'9'; ++at) number = std::min(number * 10 + (*at - u'0'), kMaxWidth);
   return number;
 }
 
@@ -73,6 +76,7 @@ WideConversion readWideConversion(const char16_t*& at, Arguments& arguments) {
   conversion.size = readSize(at);
   conversion.isDirect = at == start;
   conversion.letter = *at;
+  // A "%" at the end of the pattern: the terminator is not passed.
   if (*at != 0) ++at;
   return conversion;
 }

@@ -52,7 +52,8 @@ std::uintmax_t unsignedArgument(ArgumentSize size, Arguments& arguments) {
   }
 }
 
-/// Up to the terminator, or to `most` characters: what lies behind these is not looked at.
+/// The text up to its terminator, or `most` characters: a text with a precision need not be terminated, so nothing
+/// after them is read.
 template <typename Char>
 std::basic_string_view<Char> bounded(const Char* text, std::size_t most) {
   std::size_t length = 0;
@@ -82,7 +83,7 @@ class WideFormatter {
   }
 
  private:
-  /// False for an unknown letter.
+  /// Appends the text of one conversion; false for an unknown letter, of which no argument was taken.
   bool convert(const WideConversion& conversion) {
     switch (conversion.letter) {
       case u'd':
@@ -111,6 +112,7 @@ class WideFormatter {
         putPointer(conversion, next<void*>(arguments_));
         return true;
       case u'n':
+        // Taken, so that later arguments stay in order, and never written to: a pattern must not write memory.
         static_cast<void>(next<void*>(arguments_));
         return true;
       case u'c':
@@ -139,7 +141,8 @@ class WideFormatter {
     putNumber(conversion, "-", "", pointer);
   }
 
-  /// `flags` are those that mean something for the letter, `modifier` is that of the value's type.
+  /// Formats by the C library. `flags` are the ones that are defined for the letter: others are undefined behaviour
+  /// there. `modifier` is that of the type of `value`.
   template <typename Value>
   void putNumber(const WideConversion& conversion, std::string_view flags, const char* modifier, Value value) {
     std::string pattern = "%";
@@ -163,6 +166,7 @@ class WideFormatter {
     put(std::u16string(digits.begin(), digits.end()));
   }
 
+  // h, l and w decide; without them the letter does, by the swap that formatWide() documents.
   static bool isWide(const WideConversion& conversion) {
     if (conversion.size == ArgumentSize::kShort) return false;
     if (conversion.size == ArgumentSize::kLong || conversion.size == ArgumentSize::kWide) return true;
@@ -177,7 +181,7 @@ class WideFormatter {
   }
 
   void putText(const WideConversion& conversion, const void* text) {
-    const auto most = static_cast<std::size_t>(conversion.precision < 0 ? kMostNumber : conversion.precision);
+    const auto most = static_cast<std::size_t>(conversion.precision < 0 ? kMaxWidth : conversion.precision);
     if (text == nullptr) {
       putPadded(conversion, std::u16string_view(u"(null)").substr(0, most));
     } else if (isWide(conversion)) {
@@ -196,6 +200,7 @@ class WideFormatter {
   }
 
   void put(std::u16string_view text) {
+    // Once too long stays too long: a short text after a long one must not bring back half a result.
     overflow_ = overflow_ || text.size() > kMaxFormatted - out_.size();
     if (!overflow_) out_ += text;
   }
@@ -208,6 +213,7 @@ class WideFormatter {
 }  // namespace
 
 std::u16string formatWide(const char16_t* pattern, std::va_list arguments) {
+  // The caller's list stays usable.
   Arguments copy{};
   va_copy(copy.list, arguments);
   std::u16string text = WideFormatter(copy).run(pattern);
