@@ -5,6 +5,7 @@
 
 #include "util/asciiCase.h"
 
+// constinit, so that static objects may read a missing value while they are built.
 constinit const NQDataValue NQDataArray::missing_{};
 
 NQDataArray::NQDataArray(std::size_t room) {
@@ -34,6 +35,7 @@ const NQDataValue& NQDataArray::value(std::size_t index) const {
 }
 
 std::optional<std::size_t> NQDataArray::indexOf(std::string_view name) const {
+  // Digits have no case, so names that are indexes are compared as they are.
   for (std::size_t i = 0; i < indexed_; ++i)
     if (name == std::to_string(i)) return i;
   for (std::size_t i = indexed_; i < size(); ++i)
@@ -46,7 +48,8 @@ const NQDataValue& NQDataArray::find(std::string_view name) const {
 }
 
 void NQDataArray::set(std::size_t index, NQTextPtr name, NQDataValue value) {
-  if (index < indexed_) spellOutIndexes();
+  // An unnamed element gets a name of its own: from here on no name follows from the index.
+  if (index < indexed_) makeIndexNames();
   if (index == size()) makeRoom(false);
   if (index >= size()) {
     names_.resize(index + 1 - indexed_);
@@ -57,6 +60,7 @@ void NQDataArray::set(std::size_t index, NQTextPtr name, NQDataValue value) {
 }
 
 void NQDataArray::appendElement(NQDataValue value) {
+  // After a named entry the index no longer follows from the place in names_, so the name is stored.
   if (indexed_ != size()) return append(makeText(std::to_string(size())), std::move(value));
   makeRoom(true);
   values_.push_back(std::move(value));
@@ -67,7 +71,7 @@ std::size_t NQDataArray::nextValueRoom() const {
   return size() < values_.capacity() ? 0 : std::max(kLeastRoom, 2 * size());
 }
 
-// Names get as much room as values have, which whoever made the array may have known.
+// Names get as much room as values: whoever made the array may have known the number of entries.
 std::size_t NQDataArray::nextNameRoom() const {
   return names_.size() < names_.capacity() ? 0 : std::max(nextValueRoom(), values_.capacity()) - indexed_;
 }
@@ -82,7 +86,7 @@ void NQDataArray::makeRoom(bool isElement) {
   values_.reserve(nextValueRoom());
 }
 
-void NQDataArray::spellOutIndexes() {
+void NQDataArray::makeIndexNames() {
   std::vector<NQTextPtr> names;
   for (std::size_t i = 0; i < size(); ++i) names.push_back(nameText(i));
   names_.swap(names);
@@ -90,15 +94,18 @@ void NQDataArray::spellOutIndexes() {
 }
 
 std::int32_t NQDataArray::addRef() {
+  // The first counted reference, and each first one after 0, adds the one that all of them have together in
+  // shellCount_.
   const std::int32_t count = NQObject::addRef();
   if (count == 1) holdShell();
   return count;
 }
 
+// Not NQObject::release(), which deletes the object: back references may still point to it.
 std::int32_t NQDataArray::release() {
   const std::int32_t left = countDown();
   if (left > 0) return left;
-  end();
+  dropMembers();
   return 0;
 }
 
@@ -106,19 +113,22 @@ void NQDataArray::releaseShell() {
   if (shellCount_.fetch_sub(1) == 1) destroy();
 }
 
-// An array that ends while another one is at it waits in a chain, instead of on the stack.
-void NQDataArray::end() noexcept {
-  thread_local NQDataArray* waiting = nullptr;
-  thread_local bool isEnding = false;
-  nextEnding_ = std::exchange(waiting, this);
-  if (isEnding) return;
-  isEnding = true;
-  while (waiting != nullptr) {
-    NQDataArray* const array = std::exchange(waiting, waiting->nextEnding_);
+// Releasing a value may release the last reference to another array, which comes here again. That call only puts its
+// array in the list and returns; the outermost call works through the list. So a chain of a million arrays needs no
+// stack.
+void NQDataArray::dropMembers() noexcept {
+  thread_local NQDataArray* pending = nullptr;
+  thread_local bool isDropping = false;
+  nextDropped_ = std::exchange(pending, this);
+  if (isDropping) return;
+  isDropping = true;
+  while (pending != nullptr) {
+    NQDataArray* const array = std::exchange(pending, pending->nextDropped_);
     array->indexed_ = 0;
+    // By swap: the vectors are empty before their contents are released, as these may lead back to this array.
     std::vector<NQTextPtr>().swap(array->names_);
     std::vector<NQDataValue>().swap(array->values_);
     array->releaseShell();
   }
-  isEnding = false;
+  isDropping = false;
 }

@@ -10,44 +10,47 @@
 
 #include "shared_nqserver/NQDataValue.h"
 
-/// Named values in order: the members of an object or array, or a class's description. Belongs to one thread at a time.
+/// Named values in order: the members of an object or array. Names may repeat. Belongs to one thread at a time.
 ///
-/// The elements of an array bear their index as name. As long as no other names are among them, these names are made
-/// when they are asked for, so that an element takes a value's memory and no more.
+/// The elements of an array have their index as name. The names of elements at the front are not stored but made on
+/// demand, so that an element takes the memory of a value and no more.
 ///
-/// Script data may put an array into itself. The value that does so is a back reference (see NQDataValue), which holds
-/// the object but not its members: when the last counted reference goes, the members go, and the emptied object follows
-/// with the last back reference. However deep arrays lie in one another, their end takes no more stack.
+/// Script data may put an array into itself. The value that does so is a back reference (see NQDataValue), which keeps
+/// the object but not its members: with the last counted reference the members are released, and with the last back
+/// reference the emptied object is deleted. Releasing nested arrays takes no stack for the depth of nesting.
 class NQDataArray final : public NQObject {
  public:
+  /// Entries, if whoever makes the array does not know the number.
   static constexpr std::size_t kUsualRoom = 10;
-  /// How many containers lie in one another at most, in what is read, written or dumped.
+  /// The most containers inside one another that are read, written or dumped. These operations are recursive, and a
+  /// byte of payload can open a container: without a limit 16 MiB of them would exhaust the stack of the host's thread.
   static constexpr std::size_t kMaxNesting = 256;
 
-  /// Without entries; `room` is what is reserved for them.
+  /// An array without entries, with memory reserved for `room` of them. Throws std::bad_alloc.
   explicit NQDataArray(std::size_t room = kUsualRoom);
 
   std::size_t size() const { return values_.size(); }
-  /// Empty past the end.
+  /// Empty for an index from size() on. A copy.
   std::string name(std::size_t index) const;
+  /// The same to be shared; null for an empty name. The name of an element is made anew by each call.
   NQTextPtr nameText(std::size_t index) const;
   /// Whether the name of an entry is its index.
   bool isNamedByIndex(std::size_t index) const;
-  /// Undefined past the end.
+  /// Undefined for an index from size() on. A view, valid until the array is changed.
   const NQDataValue& value(std::size_t index) const;
-  /// The first entry of that name, in any mix of ASCII case.
+  /// The first entry with that name, in any mix of ASCII case. Linear.
   std::optional<std::size_t> indexOf(std::string_view name) const;
-  /// Its value; undefined where there is none.
+  /// The value of that entry; undefined if there is none.
   const NQDataValue& find(std::string_view name) const;
 
-  /// Makes entries up to `index` where they are missing.
+  /// Replaces an entry; before it, adds undefined entries without names up to `index` if there are fewer.
   void set(std::size_t index, NQTextPtr name, NQDataValue value);
   void append(NQTextPtr name, NQDataValue value) { set(size(), std::move(name), std::move(value)); }
-  /// Appends under its index.
+  /// Appends with its index as name.
   void appendElement(NQDataValue value);
 
-  // Memory: of an array without entries, and what the next entry takes beside its name and value. Entries for which
-  // room is reserved take theirs at once.
+  // Bytes of memory, for a ReadAllowance: of an array without entries but with room for `room`, and what appending the
+  // next entry will allocate, without its name and the contents of its value; 0 if there is room.
 
   static constexpr std::size_t costOf(std::size_t room) {
     return sizeof(NQDataArray) + room * sizeof(NQDataValue) + ReadAllowance::kPerBlock;
@@ -65,24 +68,25 @@ class NQDataArray final : public NQObject {
   static const NQDataValue missing_;
 
   ~NQDataArray() override = default;
-  /// How many entries there is room for once one more came; 0 where it fits.
+  /// The number of entries that room has to be made for to append one more; 0 if one more fits.
   std::size_t nextValueRoom() const;
   std::size_t nextNameRoom() const;
   void makeRoom(bool isElement);
-  /// Null for an entry that bears its index; a view.
+  /// The stored name; null if it is empty or the index. A view.
   const NQText* givenName(std::size_t index) const;
-  void spellOutIndexes();
+  /// Stores the names of all elements, before one of them gets another name.
+  void makeIndexNames();
   void holdShell() { shellCount_.fetch_add(1); }
   void releaseShell();
-  /// Ends the members of this array, and of all that end with it.
-  void end() noexcept;
+  /// Releases the members of this array, and of all arrays whose last reference goes with them.
+  void dropMembers() noexcept;
 
-  /// So many entries at the front bear their index; the others have their names in `names_`.
+  /// Number of entries at the front whose name is their index and is not stored; `names_` has those of the others.
   std::size_t indexed_ = 0;
   std::vector<NQTextPtr> names_;
   std::vector<NQDataValue> values_;
-  /// Back references, and one for all counted references together.
+  /// Number of back references, plus one as long as there are counted references. At 0 the object is deleted.
   std::atomic<std::int32_t> shellCount_ = 0;
-  /// The next array whose members wait to be ended on this thread.
-  NQDataArray* nextEnding_ = nullptr;
+  /// Link in the list of arrays whose members are still to be released on this thread.
+  NQDataArray* nextDropped_ = nullptr;
 };

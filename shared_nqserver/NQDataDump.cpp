@@ -10,17 +10,19 @@
 
 namespace {
 
-constexpr std::size_t kMostText = 1U << 20;
+/// Bytes. A payload of some bytes can name one text or array a million times, so the dump has no bound of its own.
+constexpr std::size_t kMaxText = 1U << 20;
 constexpr std::string_view kCut = " ...";
 
 class Dump {
  public:
-  explicit Dump(std::string& out) : out_(out), end_(out.size() + kMostText) {}
+  explicit Dump(std::string& out) : out_(out), end_(out.size() + kMaxText) {}
 
   void value(const NQDataValue& value) {
     label(value.kind());
     switch (value.kind()) {
       case NQDataKind::kNumberType:
+        // 32 bits, unlike the 64-bit integers below: the form of the text is fixed.
         out_.append(" ").append(std::to_string(static_cast<std::int32_t>(value.toInt64())));
         break;
       case NQDataKind::kInt64Type:
@@ -49,6 +51,7 @@ class Dump {
 
   void members(const NQDataArray& array) {
     out_ += " (";
+    // Only the arrays around this one are searched: an array that appears twice side by side is no cycle.
     if (open_.size() == NQDataArray::kMaxNesting || std::ranges::find(open_, &array) != open_.end()) {
       out_ += kCut;
     } else {
@@ -59,7 +62,7 @@ class Dump {
     out_ += " )";
   }
 
-  /// False where the text is long enough. An array that many values share would else make it longer without end.
+  /// Appends one member; false once the text is long enough, which ends every loop around it.
   bool member(const NQDataArray& array, std::size_t index) {
     if (index != 0) out_ += ',';
     const bool isFull = out_.size() >= end_;
@@ -74,7 +77,7 @@ class Dump {
 
   std::string& out_;
   std::size_t end_;
-  /// The arrays that the next value lies in.
+  /// The arrays around the next value, the innermost last.
   std::vector<const NQDataArray*> open_;
 };
 

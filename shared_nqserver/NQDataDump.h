@@ -4,7 +4,8 @@
 
 #include "shared_nqserver/NQDataValue.h"
 
-/// Appends what a value is, for diagnostics: " kNumberType 5", " kStringType \"abc\"",
-/// " kObjectType ( a= kNumberType 1, b= kNullType )". Of a number the low 32 bits of its integer part, signed. An array
-/// inside itself, one deeper than the codecs go, and all beyond a text of 1 MiB are cut to "...".
+/// Appends the kind and content of a value, for diagnostics: " kNumberType 5", " kStringType \"abc\"", " kObjectType (
+/// a= kNumberType 1, b= kNullType )". A number shows the low 32 bits of its integer part, signed. An array inside
+/// itself, one nested deeper than NQDataArray::kMaxNesting, and the members after 1 MiB of text become "...". Texts are
+/// appended as they are: quotes and control characters in them are not escaped.
 void dumpValue(std::string& out, const NQDataValue& value);

@@ -22,6 +22,7 @@ std::string_view nameOf(NQDataKind kind) {
       return "kArrayType";
     case NQDataKind::kObjectEndType:
       return "kObjectEndType";
+    // Some of these names are cut or misspelt. The texts are fixed.
     case NQDataKind::kStrictArrayType:
       return "kStrictArrayTyp";
     case NQDataKind::kDateType:

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// AMF0 has no other XML than that which AMF3 calls a document.
+/// The XML of AMF0 is the one that AMF3 calls a document; AMF3 has another one beside it.
 constexpr std::uint8_t kXmlDocumentMarker = 7;
 
 }  // namespace
@@ -29,6 +29,7 @@ NQDataValue::NQDataValue(const NQDataValue& other)
   hold();
 }
 
+// By value and swap: `other` may be a member of the array that this value keeps alive, which goes last.
 NQDataValue& NQDataValue::operator=(NQDataValue other) noexcept {
   swap(other);
   return *this;
@@ -74,10 +75,10 @@ NQDataValue NQDataValue::int64(std::int64_t value) {
 }
 
 NQDataValue NQDataValue::blob(const NQMemoryPtr& memory, std::uint32_t start, std::uint32_t end) {
-  const bool holds = memory && start <= end && end <= memory->capacity();
-  qvs::util::diagnose(holds);
+  const bool isInside = memory && start <= end && end <= memory->capacity();
+  qvs::util::diagnose(isInside);
   NQDataValue result{NQDataKind::kBlobType, memory.get()};
-  if (holds) result.extra_ = {start, end};
+  if (isInside) result.extra_ = {start, end};
   return result;
 }
 
@@ -108,6 +109,7 @@ double NQDataValue::toDouble() const {
     case NQDataKind::kBoolType:
       return payload_.boolean ? 1.0 : 0.0;
     case NQDataKind::kStringType:
+      // 0 for a text that is no number: metadata has numbers as text, and nothing here may refuse it.
       return std::atof(toString().c_str());
     case NQDataKind::kDateType:
       return payload_.number / 1000.0;
@@ -125,6 +127,7 @@ std::int64_t NQDataValue::toInt64() const {
     case NQDataKind::kStringType:
       return qvs::util::truncateToInt64(toDouble());
     case NQDataKind::kInt64Type:
+      // Not by way of a double, which has 53 bits.
       return payload_.integer;
     default:
       return 0;
@@ -136,6 +139,7 @@ const NQNarrowString& NQDataValue::toString() const {
 }
 
 NQText* NQDataValue::heldText() const {
+  // The kind decides what the object is: there is no type information beside it.
   const bool isText = kind_ == NQDataKind::kStringType || kind_ == NQDataKind::kXMLType;
   return isText && holding_ == Holding::kObject ? static_cast<NQText*>(payload_.object) : nullptr;
 }
@@ -167,6 +171,7 @@ void NQDataValue::hold() const {
   if (holding_ == Holding::kBackReference) static_cast<NQDataArray*>(payload_.object)->holdShell();
 }
 
+// In the manner of hold(): a back reference that were released as a counted one would free members that others use.
 void NQDataValue::release() noexcept {
   if (holding_ == Holding::kObject) payload_.object->release();
   if (holding_ == Holding::kBackReference) static_cast<NQDataArray*>(payload_.object)->releaseShell();

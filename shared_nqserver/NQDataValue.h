@@ -11,11 +11,12 @@
 class NQDataArray;
 using NQDataArrayPtr = NQPtr<NQDataArray>;
 
-/// One script value of AMF0 or AMF3: a kind, and what goes with it. Copies share texts, arrays and blobs. Belongs to
-/// one thread at a time, together with all values that share something with it.
+/// One script value of AMF0 or AMF3: a kind, and the content of that kind, in 24 bytes. A copy shares texts, arrays and
+/// blobs with the original: a change of an array shows in all of its values. Belongs to one thread at a time, together
+/// with all values that share something with it.
 class NQDataValue {
  public:
-  /// Undefined.
+  /// The undefined value, as after a move.
   NQDataValue() = default;
   NQDataValue(const NQDataValue& other);
   NQDataValue(NQDataValue&& other) noexcept { swap(other); }
@@ -28,44 +29,49 @@ class NQDataValue {
   static NQDataValue string(std::string_view text) { return string(makeText(text)); }
   static NQDataValue xml(const NQTextPtr& text);
   static NQDataValue null();
-  /// `zone` as AMF0 carries it, in minutes.
+  /// `milliseconds` since 1970-01-01 UTC; `zone` in minutes as AMF0 carries it; AMF3 has none.
   static NQDataValue date(double milliseconds, std::int16_t zone = 0);
   static NQDataValue int64(std::int64_t value);
-  /// The bytes of `memory` from `start` to `end`, which do not lie beyond its capacity.
+  /// The bytes of `memory` from `start` to `end`. A range beyond the capacity is a diagnostic and gives no bytes. The
+  /// block is shared, so it must not be changed or resized afterwards.
   static NQDataValue blob(const NQMemoryPtr& memory, std::uint32_t start, std::uint32_t end);
-  /// Of a container kind, over an array that is not null. An array is never put into itself this way, on however many
-  /// steps, or it would not end.
+  /// Of a container kind, with an array that is not null. An array must never be put into itself this way, directly or
+  /// through others: counted references in a cycle are never freed.
   static NQDataValue container(NQDataKind kind, const NQDataArrayPtr& array);
-  /// The same for an array that holds the value itself. Keeps the array but not its members: once no other value
-  /// holds it, it is empty.
+  /// The same for a value that goes into `array` itself, directly or through others. It keeps the array but not its
+  /// members: without any other reference the array is empty.
   static NQDataValue backReference(NQDataKind kind, NQDataArray& array);
-  /// Of a kind that has nothing beside it: null, undefined, object end, unsupported.
+  /// Of a kind without content: null, undefined, object end, unsupported.
   static NQDataValue bare(NQDataKind kind);
 
   NQDataKind kind() const { return kind_; }
-  /// The AMF3 marker, where the kind alone does not tell it; else 6.
+  /// The AMF3 marker if the kind alone does not determine it: integer or double, XML or XML document, object, vector or
+  /// dictionary. Otherwise 6. It decides the form in which the value is written.
   std::uint8_t subKind() const { return subKind_; }
   void setSubKind(std::uint8_t marker) { subKind_ = marker; }
 
-  // Conversions, which answer for any kind.
+  // Conversions, which have a result for every kind and fail for none.
 
-  /// A number, a boolean, a string as far as it is one, the seconds of a date, a 64-bit integer; else 0.
+  /// Of a number, boolean (0 or 1) or 64-bit integer the value, of a string the number at its front in the locale of
+  /// the process, of a date seconds; otherwise 0.
   double toDouble() const;
-  /// The same without dates, truncated. Beyond the range the nearest value; 0 for not-a-number.
+  /// The same truncated toward zero, but 0 for dates. A value beyond 64 bits becomes the nearest, not-a-number 0.
   std::int64_t toInt64() const;
-  /// Of a string or XML; else empty. Valid while the value holds it.
+  /// The text of a string or XML; otherwise empty. A view, valid as long as the value is neither changed nor destroyed.
   const NQNarrowString& toString() const;
 
-  // What goes with a kind, and nothing for other kinds.
+  // The content of a kind; 0, null, false or empty for all other kinds.
 
   bool isTrue() const { return kind_ == NQDataKind::kBoolType && payload_.boolean; }
-  /// Of a string or XML, to be shared.
+  /// The text of a string or XML, to be shared; null if it is empty.
   NQTextPtr text() const { return heldText(); }
-  /// Of a container, never null then. A view: the value holds it.
+  /// Of a container, for which it is never null. A view; the value keeps the array.
   NQDataArray* array() const;
+  /// Of a date.
   double milliseconds() const { return kind_ == NQDataKind::kDateType ? payload_.number : 0; }
+  /// Of a date, in minutes.
   std::int16_t zone() const;
-  /// A view: the value holds the bytes.
+  /// A view; the value keeps the bytes.
   std::span<const std::byte> blob() const;
 
   /// Back to undefined.
@@ -73,7 +79,7 @@ class NQDataValue {
   void swap(NQDataValue& other) noexcept;
 
  private:
-  /// What `payload_.object` is counted as.
+  /// How `payload_.object` is counted, if at all.
   enum class Holding : std::uint8_t { kNothing, kObject, kBackReference };
 
   union Payload {
@@ -83,7 +89,7 @@ class NQDataValue {
     NQObject* object;
   };
 
-  /// A date's zone, or where a blob starts and ends.
+  /// The zone of a date, or start and end of a blob.
   struct Extra {
     std::uint32_t first = 0;
     std::uint32_t second = 0;
@@ -101,4 +107,5 @@ class NQDataValue {
   Extra extra_;
 };
 
+// ReadAllowance and NQDataArray::costOf count with this size: a byte of payload can become one value.
 static_assert(sizeof(NQDataValue) == 24);

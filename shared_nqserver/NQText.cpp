@@ -5,6 +5,7 @@ NQTextPtr makeText(std::string_view text) {
 }
 
 const NQNarrowString& stringOf(const NQText* text) {
+  // One for the process, so that the reference stays valid without a text.
   static const NQNarrowString empty;
   return text != nullptr ? text->string() : empty;
 }

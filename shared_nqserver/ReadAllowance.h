@@ -3,20 +3,23 @@
 #include <algorithm>
 #include <cstddef>
 
-/// What a reader may make of a payload, so that a sender cannot turn a few bytes into much memory: so many values, and
-/// so many bytes of memory for a byte of payload. Whatever is read takes its share before it is made.
+/// The memory and the number of values that a reader may make from one payload. Without it a sender could turn 16 MiB
+/// into gigabytes: each byte may be a value of 24 bytes, or an object of more than a hundred. A reader takes from it
+/// before it allocates; what it may not take makes the payload malformed.
 class ReadAllowance {
  public:
   static constexpr std::size_t kMaxValues = 1'000'000;
+  /// Bytes of memory for each byte of payload.
   static constexpr std::size_t kBytesPerByte = 15;
-  /// However short the payload: small ones are mostly names and objects.
+  /// The least for any payload, what 64 KiB have: short payloads are mostly names and objects.
   static constexpr std::size_t kLeastBytes = kBytesPerByte << 16;
-  /// What the heap takes for a block beside its bytes.
+  /// Bytes that the heap needs for a block in addition to its size.
   static constexpr std::size_t kPerBlock = 8;
 
+  /// `payload` in bytes.
   explicit ReadAllowance(std::size_t payload) : bytes_(std::max(payload * kBytesPerByte, kLeastBytes)) {}
 
-  // False, and nothing taken, where that much is not left.
+  // Both return false and take nothing if less is left.
 
   bool takeBytes(std::size_t bytes) { return takeFrom(bytes_, bytes); }
   bool takeValue() { return takeFrom(values_, 1); }

@@ -13,6 +13,7 @@ struct StripeMutex : NQThreadOnlyMutex {
   StripeMutex() : NQThreadOnlyMutex(true) {}
 };
 
+// Handed out in turn, so that threads with different messages rarely meet at one lock.
 std::array<StripeMutex, 250> stripeMutexes;
 std::atomic<std::uint32_t> nextStripe = 0;
 
@@ -20,7 +21,7 @@ StripeMutex& takeStripe() {
   return stripeMutexes[nextStripe.fetch_add(1, std::memory_order_relaxed) % stripeMutexes.size()];
 }
 
-/// What a message takes from the heap for a payload.
+/// Bytes of the block for a payload: 1 to 4 more than the payload. In 64 bits, since the sum may exceed 32.
 std::uint64_t blockSize(std::uint32_t length) {
   return std::uint64_t{length & ~3U} + 4;
 }
@@ -30,6 +31,7 @@ std::uint64_t blockSize(std::uint32_t length) {
 namespace qvs {
 
 std::span<const std::byte> Message::payload() const {
+  // The least of three lengths: header and block come from different places, and neither is trusted alone.
   if (!data_) return {};
   const auto used = static_cast<const NQMemory&>(*data_).used();
   return used.first(std::min<std::size_t>(used.size(), length()));
@@ -63,6 +65,7 @@ void Message::clearHeader() {
 SingleMessage::SingleMessage() : stripeMutex_(takeStripe()) {}
 
 void SingleMessage::countKinds(KindCounts& counts) const {
+  // Without bit 6, which kTagTypeMask keeps: the table has an entry for each of the low five bits up to kKindLimit.
   constexpr std::uint8_t kKindMask = 0x1F;
   const std::size_t index = rawType() & kKindMask;
   if (index < counts.size()) ++counts[index];
@@ -89,6 +92,7 @@ bool SingleMessage::isVideoFrame(std::uint8_t frameType) const {
 }
 
 std::uint8_t SingleMessage::firstByte() const {
+  // Not by payload(): a host may fill the block without setting its used length.
   const bool isThere = length() > 0 && data() && data()->capacity() > 0;
   return isThere ? std::to_integer<std::uint8_t>(*data()->data()) : std::uint8_t{0};
 }
@@ -109,6 +113,7 @@ void NQMessage::reset(std::uint32_t size) {
 
 bool NQMessage::ensureLength(std::uint32_t length) {
   if (length > qvs::util::kMaxTagDataSize) return false;
+  // The header changes last: if the block cannot grow, the message is as before.
   if (data()->capacity() < length && !data()->resize(static_cast<std::uint32_t>(blockSize(length)))) return false;
   setLength(length, true);
   return true;
@@ -116,6 +121,7 @@ bool NQMessage::ensureLength(std::uint32_t length) {
 
 bool NQMessage::append(std::span<const std::byte> bytes) {
   const std::uint32_t oldLength = length();
+  // A difference instead of a sum, which could wrap.
   if (bytes.size() > qvs::util::kMaxTagDataSize - oldLength) return false;
   if (!ensureLength(oldLength + static_cast<std::uint32_t>(bytes.size()))) return false;
   std::ranges::copy(bytes, data()->data() + oldLength);

@@ -15,53 +15,57 @@
 
 namespace qvs {
 
-/// How many messages there are of each kind.
+/// Numbers of messages by kind.
 using KindCounts = std::array<std::uint64_t, kKindLimit>;
 
-/// One timed unit of a stream, or several packed into one. Its header stands in the object as on the wire (see
-/// util/tagHeader.h) and the payload in a block that it shares with whoever holds that too. Filled by one thread, then
-/// passed around by reference; only the reference count and the block's used length may be used by several at once.
+/// One timed unit of a stream, or several packed into one. The object contains the header in its wire form (see
+/// util/tagHeader.h); the payload is in a counted block, which may be shared. One thread fills a message, then it is
+/// passed around by reference and no longer changed; only the reference count and the block's used length may be
+/// changed by several threads. The order of the virtual operations is part of the interface.
 class Message : public NQObject, private util::hidden::Noncopyable {
  public:
   using Header = std::span<const std::byte, util::kTagHeaderSize>;
 
-  /// Milliseconds.
+  /// In milliseconds.
   virtual std::uint32_t timestamp() const { return util::tagTimestamp(header_.data()); }
+  /// Whether it is a picture from which decoding can begin.
   virtual bool isKeyFrame() const = 0;
-  /// Not video, or video that is no picture.
+  /// Whether it is not video, or video without a picture.
   virtual bool isNonVideoOrInfoFrame() const = 0;
-  /// A picture that no other one depends on.
+  /// Whether it is a picture on which no other depends.
   virtual bool isDisposableFrame() const = 0;
-  /// Adds what is in here to `counts`, at its kind with bit 6 cleared; nothing for kinds from kKindLimit on.
+  /// Adds the messages in this one to `counts`, at their kinds with bit 6 cleared; none for kinds from kKindLimit on.
   virtual void countKinds(KindCounts& counts) const = 0;
 
+  /// The type byte: kind, protection bit and bit 7.
   std::uint8_t rawType() const { return util::tagRawType(header_.data()); }
   MessageKind kind() const { return MessageKind{static_cast<std::uint8_t>(rawType() & util::kTagTypeMask)}; }
-  /// Of the payload, as the header says it.
+  /// Bytes of the payload by the header, 24 bits; the block may have fewer.
   std::uint32_t length() const { return util::tagDataSize(header_.data()); }
   std::uint32_t streamId() const { return util::tagStreamId(header_.data()); }
-  /// As `takeProtectedFlag` last found it.
+  /// The protection bit that `takeProtectedFlag` last found.
   bool protectedFlag() const { return protectedFlag_; }
   Header header() const { return header_; }
   const NQMemoryPtr& data() const { return data_; }
-  /// What the header, the block's used length and its capacity all have room for.
+  /// The front of the block, cut to the length in the header, the used length and the capacity, whichever is least. A
+  /// view.
   std::span<const std::byte> payload() const;
 
-  /// Sets the kind, and keeps what the type byte has beside it: the protection bit and bit 7.
+  /// Sets the kind, and keeps the protection bit and bit 7 of the type byte.
   void setType(MessageKind kind);
   void setTimestamp(std::uint32_t timestamp) { util::setTagTimestamp(header_.data(), timestamp); }
-  /// The low 24 bits.
+  /// Stores the low 24 bits.
   void setStreamId(std::uint32_t streamId) { util::setTagStreamId(header_.data(), streamId); }
-  /// Up to kMaxTagDataSize; of a larger value, a diagnostic, the low 24 bits are stored. `alsoBlock`: as the block's
-  /// used length too.
+  /// Sets the length in the header and, with `alsoBlock`, the block's used length. A value above kMaxTagDataSize is a
+  /// diagnostic, and the header gets its low 24 bits.
   void setLength(std::uint32_t length, bool alsoBlock);
   void setHeader(Header header);
-  /// Moves the protection bit of the type into `protectedFlag`.
+  /// Moves the protection bit of the type byte to `protectedFlag`: afterwards the type byte has none.
   void takeProtectedFlag();
 
  protected:
   void setData(NQMemoryPtr data) { data_ = std::move(data); }
-  /// All zeros, `protectedFlag` too.
+  /// Sets header and `protectedFlag` to zero.
   void clearHeader();
 
  private:
@@ -73,7 +77,7 @@ class Message : public NQObject, private util::hidden::Noncopyable {
 /// One message with a header of its own.
 class SingleMessage : public Message {
  public:
-  /// What the server's code keeps with a message. Nothing here reads it.
+  /// Fields for other code that uses messages. The module neither reads nor sets them, except in NQMessage::reset.
   struct ServerState {
     NQObjectPtr object;
     std::uint64_t word = 0;
@@ -86,12 +90,12 @@ class SingleMessage : public Message {
   bool isDisposableFrame() const override { return isVideoFrame(3); }
   void countKinds(KindCounts& counts) const override;
 
-  /// Of audio the high nibble of the first payload byte, in place; of video the low one; 0 of all else and without a
-  /// payload.
+  /// For audio the high nibble of the first payload byte, not shifted (AAC is 0xA0); for video the low nibble (AVC is
+  /// 7); 0 for other messages and without a payload.
   std::uint8_t codec() const;
-  /// The first two payload bytes, as control messages have them; 0 where there are fewer.
+  /// The first two payload bytes of a control message; 0 if there are fewer.
   std::uint16_t controlSubtype() const;
-  /// One of 250 locks that all messages share.
+  /// One of 250 locks shared by all messages. The module takes none of them.
   util::IMutex& stripeMutex() const { return stripeMutex_; }
   ServerState& serverState() { return serverState_; }
 
@@ -100,7 +104,7 @@ class SingleMessage : public Message {
 
  private:
   bool isVideoFrame(std::uint8_t frameType) const;
-  /// Of the block, whatever that says of its used length; 0 where the header counts no payload.
+  /// First byte of the block, whatever its used length is; 0 if the header has the length 0.
   std::uint8_t firstByte() const;
 
   util::IMutex& stripeMutex_;
@@ -111,18 +115,19 @@ using SingleMessagePtr = NQPtr<SingleMessage>;
 
 }  // namespace qvs
 
-/// A message with a block of its own, to be filled. The block grows while nobody else looks at its bytes.
+/// A message with a block of its own, to be filled. The block moves when it grows: no view of it may be in use then.
 class NQMessage : public qvs::SingleMessage {
  public:
-  /// With room for `size` bytes, and 1 to 4 more. `pool` is null.
+  /// An empty message whose block has room for `size` bytes. `pool` is null; another one is a diagnostic. Throws
+  /// std::out_of_range for a `size` of 2^32 - 4 or more, and std::bad_alloc.
   explicit NQMessage(std::uint32_t size, NQPool* pool = nullptr);
 
-  /// As new: another block, all zeros in the header and in the two numbers of the server's state.
+  /// Back to an empty message with another block; header and the two numbers of ServerState are zero.
   void reset(std::uint32_t size);
-  /// Sets the length, the block's too, and makes room for it; the payload is kept. False, and nothing changed, above
-  /// kMaxTagDataSize and where memory is short.
+  /// Sets the length of header and block and makes room for it; the payload is kept, and what is new is not
+  /// initialised. Returns false, with nothing changed, above kMaxTagDataSize and if memory is short.
   bool ensureLength(std::uint32_t length);
-  /// Puts bytes, not the message's own, behind the payload. False as above.
+  /// Appends bytes, which are not those of this message, to the payload. Returns false like `ensureLength`.
   bool append(std::span<const std::byte> bytes);
 };
 

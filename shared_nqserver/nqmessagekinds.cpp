@@ -12,7 +12,7 @@ struct NamedKind {
   std::string_view name;
 };
 
-// Two of the names end in a blank.
+// The blank at the end of two names is part of them.
 constexpr NamedKind kKindNames[] = {
     {MessageKind::kUserControl, "kMsgUserCtrl"},
     {MessageKind::kVirtualUserControl, "kMsgVirtualUserControl"},
@@ -74,7 +74,7 @@ constexpr std::array<std::string_view, 42> kControlNames = {
     "kMsgRtmfpSetKeepalives",
 };
 
-/// By the high nibble, shifted down.
+/// By the high nibble, shifted right by 4.
 constexpr std::array<std::string_view, 12> kAudioCodecNames = {
     "kSndCompressNone",    "kSndCompressADPCM",  "kSndCompressMP3",   "kSndCompressNoneI",
     "kSndCompressNelly16", "kSndCompressNelly8", "kSndCompressNelly", "kSndCompressG711A",

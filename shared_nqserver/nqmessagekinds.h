@@ -6,8 +6,8 @@
 
 namespace qvs {
 
-/// What a message is, in its type byte under kTagTypeMask. A type byte may hold values that are none of these. The Ex
-/// kinds carry AMF3 where their namesakes carry AMF0.
+/// The kind of a message: its type byte with kTagTypeMask applied. A type byte may have values that are none of these.
+/// The Ex kinds carry AMF3, after a byte for the encoding, where the kinds of the same name carry AMF0.
 enum class MessageKind : std::uint8_t {
   kUserControl = 4,
   kVirtualUserControl = 7,
@@ -24,19 +24,21 @@ enum class MessageKind : std::uint8_t {
   kPresent = 23,
 };
 
-/// Bounds the kinds, bit 6 of the type cleared.
+/// All kinds are less than this.
 inline constexpr std::size_t kKindLimit = 24;
 
-// Names for diagnostics. Each answers an empty text for a value without a name.
+// Names for diagnostics: fixed texts, empty for a value without a name.
 
-/// Of a message kind.
+/// The name of a message kind.
 std::string_view kindName(std::uint32_t kind);
-/// Of the subtype of a control message, in its first two payload bytes.
+/// The name of the subtype of a control message, which is the number in its first two payload bytes.
 std::string_view controlName(std::uint32_t subtype);
-/// Of the first payload byte of an audio message: the high nibble, in place; the low nibble.
+/// The name of an audio codec: the high nibble of the first payload byte, not shifted, as SingleMessage::codec returns
+/// it.
 std::string_view audioCodecName(std::uint32_t codec);
+/// The name of rate, width and channels: the low nibble of the first payload byte of audio.
 std::string_view audioFormatName(std::uint32_t format);
-/// Of the low nibble of the first payload byte of a video message.
+/// The name of a video codec: the low nibble of the first payload byte.
 std::string_view videoCodecName(std::uint32_t codec);
 
 }  // namespace qvs

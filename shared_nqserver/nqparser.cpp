@@ -12,8 +12,9 @@
 
 namespace {
 
+/// Bytes; the length of an NQNarrowString has 24 bits.
 constexpr std::uint32_t kMaxString = 0xFFFFFF;
-/// In front of a text or of bytes.
+/// Of the length before a text or bytes, at which an error about that length is reported.
 constexpr std::uint32_t kLengthSize = 4;
 
 bool startsWithEncoding(qvs::MessageKind kind) {
@@ -35,7 +36,7 @@ std::string_view asText(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-/// The size that a buffer grows to, for `needed` bytes that it has no room for.
+/// The new capacity of a buffer that has no room for `needed` bytes. Doubles up to 64 KiB, then adds that much.
 std::uint64_t grownSize(std::uint64_t size, std::uint64_t needed) {
   const std::uint64_t grown = std::max<std::uint64_t>(size < 0x10001 ? 2 * size : size + 0x10000, 256);
   return grown < needed ? needed + 1024 : grown;
@@ -54,6 +55,7 @@ NQDataParser::NQDataParser(std::span<const std::byte> bytes, bool throwOnError)
 
 NQDataParser::NQDataParser(const qvs::SingleMessagePtr& message, bool throwOnError)
     : NQDataParser(message->payload(), throwOnError) {
+  // Keeps the block, not the message. The leading byte is skipped whatever it is; NQCommand checks it in raw payloads.
   memory_ = message->data();
   if (length_ > 0 && startsWithEncoding(message->kind())) position_ = 1;
 }
@@ -72,12 +74,14 @@ NQTextPtr NQDataParser::readString(std::uint32_t length) {
     reportError(position_, tooLong("Length of string ", length, std::to_string(kMaxString)));
     return {};
   }
+  // The allowance before the copy: lengths are the sender's.
   if (length == 0 || !takeMemory(NQText::costOf(length))) return {};
   return makeText(asText(take(length)));
 }
 
 NQTextPtr NQDataParser::readName16() {
   const std::uint32_t length = readInt16();
+  // Left to readString() to report.
   if (length > remaining()) return readString(length);
   const std::string_view name = asText({buffer_ + position_, length});
   NQTextPtr& recent = recentNames_[std::hash<std::string_view>()(name) % recentNames_.size()];
@@ -108,6 +112,7 @@ void NQDataParser::writeDouble(double value) {
 }
 
 void NQDataParser::writeString16(std::string_view text) {
+  // A writer always throws, so the cast below never cuts a length.
   if (!std::in_range<std::uint16_t>(text.size()))
     reportError(position_, tooLong("Length of string ", text.size(), "65535"));
   writeInt16(static_cast<std::uint16_t>(text.size()));
@@ -131,6 +136,7 @@ void NQDataParser::reportError(std::uint32_t position, std::string_view line) {
   addErrorLine(std::string(qvs::util::toNarrow(where.view()).view()));
   addErrorLine(std::string(line));
   if (throwOnError_) throw NQBreakConnection(NQBreakConnection::kBadScriptData);
+  // Nobody will catch anything, so the log is written here and now.
   flushErrorLog();
   errorFlag_ = true;
   position_ = length_;
@@ -145,6 +151,7 @@ bool NQDataParser::takeValue() {
 }
 
 bool NQDataParser::isAllowed(bool isLeft) {
+  // Once: after the first error the cursor is at the end, and callers may still ask on their way out.
   if (!isLeft && !errorFlag_)
     reportError(position_, "Values are found to be more than a message of this length may have");
   return isLeft;
@@ -152,6 +159,7 @@ bool NQDataParser::isAllowed(bool isLeft) {
 
 bool NQDataParser::has(std::uint32_t length, std::string_view what) {
   if (length <= remaining()) return true;
+  // At the length that is wrong, not after it; a position below 4 must not wrap.
   reportError(position_ - std::min(position_, kLengthSize),
               tooLong(what, length, "remaining bytes. Message data is not complete"));
   return false;
@@ -173,6 +181,7 @@ std::byte* NQDataParser::makeRoom(std::size_t count) {
   const std::uint64_t needed = std::uint64_t{position_} + count;
   if (needed > length_) {
     const std::uint64_t grown = grownSize(length_, needed);
+    // resize() returns false instead of throwing, so that what was written is still whole.
     if (!std::in_range<std::uint32_t>(grown) || !memory_->resize(static_cast<std::uint32_t>(grown)))
       throw NQOutOfMemory();
     buffer_ = memory_->data();
