@@ -12,6 +12,7 @@ namespace {
 using util::ByteWriter;
 using util::StreamReader;
 
+// Of AMF0 (AMF 0 specification, 2.1), those that the items have.
 enum Marker : std::uint8_t {
   kNumber = 0,
   kString = 2,
@@ -34,6 +35,7 @@ void write(std::ostream& out, const ByteWriter& bytes) {
 
 void readEnd(std::istream& stream) {
   StreamReader in(stream);
+  // A name before the marker is no error: only the byte after it decides whether the object ends here.
   in.skip(in.u16());
   expect(in, kEnd);
 }
@@ -47,11 +49,13 @@ void writeEnd(std::ostream& out) {
 
 std::uint32_t toCount(double number) {
   constexpr std::uint32_t kMost = std::numeric_limits<std::uint32_t>::max();
+  // Negated, so that not-a-number is 0 as well. A cast of what does not fit would be undefined.
   if (!(number > 0)) return 0;
   return number < kMost ? static_cast<std::uint32_t>(number) : kMost;
 }
 
 void readProperty(std::istream& in, std::string& name, AMF0Base& item) {
+  // The name is set last: a property that cannot be read keeps its old one.
   AMF0NoHeaderString stored;
   stored.readFrom(in);
   item.readFrom(in);
@@ -162,6 +166,7 @@ void AMF0NoHeaderString::readFrom(std::istream& stream) {
 }
 
 void AMF0NoHeaderString::writeTo(std::ostream& out) const {
+  // A name has no long form. Cutting the length instead would turn the rest of the name into items.
   if (value.size() > kMaxShortString) throw WriteException();
   ByteWriter bytes;
   bytes.u16(static_cast<std::uint16_t>(value.size()));

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-/// The type markers of AMF3 (AMF 3 specification, 3.1).
+/// The type markers of AMF3 (AMF 3 specification, 3.1); the values are those on the wire. An object, array, date, XML
+/// or byte array after its marker, a vector and a dictionary begin with a U29 whose low bit is 0 for a reference.
 enum class Amf3Marker : std::uint8_t {
   kUndefined = 0,
   kNull = 1,

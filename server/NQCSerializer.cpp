@@ -15,8 +15,10 @@ std::uint8_t NQCSerializer::readValue(NQDataValue& value, NQTextPtr* name) {
   return inContext(context::kValue, [&] {
     if (name != nullptr) *name = readName16();
     const std::uint8_t marker = errorFlag() ? kEnd : readByte();
+    // Before the value is made: a byte of payload can become a value of 24 bytes or an object of more than a hundred.
     if (marker != kEnd) takeValue();
     if (!errorFlag()) readBody(NQDataKind{marker}, value);
+    // The end marker on an error ends the loops over members, whichever of them is reading.
     return errorFlag() ? kEnd : marker;
   });
 }
@@ -35,6 +37,7 @@ void NQCSerializer::clearTables() {
 }
 
 NQDataArrayPtr NQCSerializer::newArray(std::size_t room) {
+  // With the entry in the table, which is made when the array is entered and would otherwise escape the bound.
   if (!takeMemory(NQDataArray::costOf(room) + sizeof(ObjectTable::Entry))) return {};
   return NQDataArrayPtr::make(room);
 }

@@ -12,41 +12,50 @@
 #include "shared_nqserver/NQAMF3Parser.h"
 #include "shared_nqserver/NQDataArray.h"
 
-/// Reads or writes script values in AMF0, and in AMF3 where a marker turns to it. Values of one serializer may refer to
-/// earlier ones, so its tables go on from value to value. Values that were read outlive it.
+/// Reads or writes script values in AMF0, and in AMF3 after the marker that switches to it (17, "avmplus"). The
+/// constructor decides the direction. Values of one serializer may refer to earlier ones, so its tables last from value
+/// to value until clearTables(). Values that were read outlive it.
 ///
-/// Values deeper in one another than NQDataArray::kMaxNesting are refused like any malformed one, both ways.
+/// Input is not trusted: every count is compared with the bytes that are left, all memory is taken from the payload's
+/// ReadAllowance before it is allocated, and values nested deeper than NQDataArray::kMaxNesting are malformed, both
+/// ways, since reading, writing and destroying them is recursive. Belongs to one thread.
+///
+/// A failure is an NQBreakConnection, or without `throwOnError` a set errorFlag(): reads then give zeros and the
+/// position is at the end.
 class NQCSerializer : public NQAMF3Parser {
  public:
-  /// Reads the next value, and its property name in front where one is asked for; answers its marker, or that of the
-  /// object end (9) where the reading stopped on an error. A reference to nothing leaves `value` as it was. Also throws
-  /// NQBreakConnection, whatever the mode, for a marker that does not exist.
+  /// Reads the next value, preceded by its property name if `name` is not null, and returns its AMF0 marker; that of
+  /// the object end (9) if reading stopped on an error. A reference to an index that does not exist leaves `value` as
+  /// it was and is no error in AMF0. Throws NQBreakConnection in either mode for a marker that does not exist.
   std::uint8_t readValue(NQDataValue& value, NQTextPtr* name = nullptr);
-  /// A strict array comes back as an array, a 64-bit integer as a number or, within AMF3, as undefined. Throws
-  /// NQBreakConnection for what the format cannot hold, and NQOutOfMemory; the bytes written then end somewhere in the
-  /// value.
+  /// Writes a value, with its property name before it if `name` is not null. Not every kind is read back as it was: a
+  /// strict array becomes an array, a 64-bit integer a number or, within AMF3, undefined. Throws NQBreakConnection for
+  /// a value that the format cannot express, and NQOutOfMemory; the bytes written so far then end inside the value.
   void writeValue(const NQDataValue& value, const NQTextPtr* name = nullptr);
-  /// Later values then refer to nothing before.
+  /// Forgets strings, objects and classes: later values cannot refer to earlier ones. A command never calls it, as its
+  /// arguments may refer to each other.
   void clearTables();
 
  protected:
   using NQAMF3Parser::NQAMF3Parser;
   ~NQCSerializer() = default;
 
-  // One AMF3 value, without the marker that turns AMF0 to it. What is read stays as it was for a reference to what
-  // another marker brought.
+  // One AMF3 value, without the AMF0 marker that announces it. A reference to an entry that another marker made leaves
+  // `value` as it was.
   void readAMF3(NQDataValue& value);
   void writeAMF3(const NQDataValue& value);
 
  private:
-  /// The class of AMF3 objects: its name and the names of the members that each of them has (3.12, traits).
+  /// A class of AMF3 objects (3.12, traits): its name, and the names of the members that each of its objects has.
   struct ClassTraits {
+    /// Its objects may have further members, with names of their own.
     bool isDynamic = false;
     NQTextPtr name;
     std::vector<NQTextPtr> members;
   };
 
-  /// Enters an array for the length of an operation on its members. What lies too deep is an error.
+  /// Enters an array in the table and runs an operation on its members, which may refer to it meanwhile. Nesting that
+  /// is too deep is an error.
   template <typename Operation>
   void within(const NQDataArrayPtr& array, Amf3Marker objectKind, const Operation& operation) {
     if (objectTable_.openCount() == NQDataArray::kMaxNesting) return refuseNesting();
@@ -55,14 +64,14 @@ class NQCSerializer : public NQAMF3Parser {
   }
   void refuseNesting();
 
-  // Reading: what is made of a payload is taken from its allowance first.
+  // Reading: memory is taken from the payload's allowance before anything is made.
 
-  /// An array to be entered, with room for values. Null on an error.
+  /// A new array with room for `room` values, and its entry in the table paid for. Null on an error.
   NQDataArrayPtr newArray(std::size_t room = 0);
   void append(NQDataArray& array, NQTextPtr name, NQDataValue value);
   void appendElement(NQDataArray& array, NQDataValue value);
 
-  // AMF0, reading: what follows a marker.
+  // AMF0, reading: the bytes after a marker.
   void readBody(NQDataKind marker, NQDataValue& value);
   void readReference(NQDataValue& value);
   void readObject(NQDataValue& value);
@@ -84,10 +93,12 @@ class NQCSerializer : public NQAMF3Parser {
   void writeMembers(NQDataKind kind, const NQDataArray& array);
   void writeNamed(const NQDataArray& array, std::size_t first);
 
-  // AMF3, reading.
+  // AMF3, reading: the bytes after a marker.
   void readAMF3Body(Amf3Marker marker, NQDataValue& value);
+  /// The U29 after a marker without its low bit. Nothing on an error, and for a reference, which it resolves.
   std::optional<std::uint32_t> readAMF3Head(Amf3Marker marker, NQDataValue& value);
   void readAMF3Reference(std::uint32_t index, Amf3Marker marker, NQDataValue& value);
+  /// Enters a value without members, to which later values may refer all the same.
   void enterLeaf(Amf3Marker marker, const NQDataValue& value);
   void readAMF3Integer(NQDataValue& value);
   void readAMF3Double(NQDataValue& value);
@@ -96,8 +107,9 @@ class NQCSerializer : public NQAMF3Parser {
   void readAMF3Bytes(NQDataValue& value);
   void readAMF3Array(NQDataValue& value);
   void readAMF3Object(NQDataValue& value);
+  /// `head` is the whole U29, its low bit included.
   void readObjectMembers(std::uint32_t head, NQDataArray& array);
-  // Null on an error.
+  // Views into the table of classes; null on an error.
   const ClassTraits* readTraits(std::uint32_t head);
   const ClassTraits* knownTraits(std::uint32_t index);
   void readDynamic(NQDataArray& array);
@@ -117,6 +129,7 @@ class NQCSerializer : public NQAMF3Parser {
   void writeAMF3Date(const NQDataValue& value);
   void writeAMF3Bytes(const NQDataValue& value);
   void writeAMF3Container(const NQDataValue& value, Amf3Marker marker);
+  /// The first `dense` elements go by index, the others by name.
   void writeAMF3Array(const NQDataArray& array, std::size_t dense);
   void writeAMF3Object(const NQDataArray& array);
   void writeDynamic(const NQDataArray& array, std::size_t first);
@@ -125,6 +138,6 @@ class NQCSerializer : public NQAMF3Parser {
   void writeName(const NQTextPtr& name);
 
   ObjectTable objectTable_;
-  /// A deque, as it grows while one of them is in use.
+  /// A deque: reading the members of an object adds classes while the object's own is in use.
   std::deque<ClassTraits> classTable_;
 };

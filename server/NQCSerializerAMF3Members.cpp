@@ -1,4 +1,4 @@
-// AMF3, as it is read: what has members.
+// Reading AMF3: arrays, objects, vectors and dictionaries.
 
 #include <string>
 #include <utility>
@@ -9,17 +9,17 @@
 
 namespace {
 
-// The U29 in front of an object, from its low bit on (AMF 3 specification, 3.12). Cleared, each of the first two makes
-// the rest an index: of an object, of a class.
+// The U29 of an object, from its low bit on (AMF 3 specification, 3.12). If one of the first two bits is clear, the
+// bits above it are an index: of an object, or of a class.
 constexpr std::uint32_t kInlineObject = 1;
 constexpr std::uint32_t kInlineClass = 2;
 constexpr std::uint32_t kExternalizableClass = 4;
 constexpr std::uint32_t kDynamicClass = 8;
 
-/// In front of the elements of a vector or dictionary, at the most.
+/// The most members that stand before the elements of a vector or dictionary: size, a flag, a class.
 constexpr std::size_t kHeadMembers = 3;
 
-/// Bytes that a vector's element takes at least.
+/// The least bytes that an element of a vector takes.
 std::uint32_t widthOf(Amf3Marker marker) {
   switch (marker) {
     case Amf3Marker::kVectorDouble:
@@ -42,13 +42,15 @@ NQDataValue containerOf(const NQDataArrayPtr& array, Amf3Marker marker) {
 void NQCSerializer::readAMF3Array(NQDataValue& value) {
   const auto count = readAMF3Head(Amf3Marker::kArray, value);
   if (!count) return;
+  // Each element has a byte at least, so a larger count is false: found before room is made for it.
   if (*count > remaining())
     return reportError(position(), "while serializing the array atom,array length found greater than remaining bytes");
   const auto array = newArray(*count);
   if (!array) return;
   value = NQDataValue::container(NQDataKind::kArrayType, array);
   within(array, Amf3Marker::kArray, [&] {
-    // The named members come first and are stored last.
+    // On the wire the named members come first. They are stored after the elements, so that an element's place in the
+    // array is its index.
     const auto named = NQDataArrayPtr::make(0U);
     readDynamic(*named);
     for (std::uint32_t i = 0; i < *count && !errorFlag(); ++i) readElement(*array);
@@ -62,15 +64,18 @@ void NQCSerializer::readAMF3Object(NQDataValue& value) {
   const auto array = newArray();
   if (!array) return;
   value = containerOf(array, Amf3Marker::kObject);
+  // Entered before its members are read: they may refer to it.
   within(array, Amf3Marker::kObject, [&] { readObjectMembers(*rest << 1 | kInlineObject, *array); });
 }
 
 void NQCSerializer::readObjectMembers(std::uint32_t head, NQDataArray& array) {
   constexpr char kCount[] = "While serializing the object atom, the property index count ";
+  // Checked for references to a class, too, whose bits there are part of the index: the bound comes first in all cases.
   const std::uint32_t count = head >> 4;
   if (count > remaining())
     return reportError(position(), kCount + std::to_string(count) + " is found greater than remaining bytes " +
                                        std::to_string(remaining()));
+  // How long an externalizable object is only its class knows, so nothing after it can be read.
   if ((head & (kInlineClass | kExternalizableClass)) == (kInlineClass | kExternalizableClass))
     return reportError(position(), std::string(kCount) + " externalizable flag is found on ( last 3 bits of value " +
                                        std::to_string(head) + "). Server doesn't has support for IExternalizable yet.");
@@ -84,8 +89,10 @@ void NQCSerializer::readObjectMembers(std::uint32_t head, NQDataArray& array) {
 const NQCSerializer::ClassTraits* NQCSerializer::readTraits(std::uint32_t head) {
   const std::uint32_t count = head >> 4;
   if (!takeMemory(sizeof(ClassTraits) + count * sizeof(NQTextPtr) + ReadAllowance::kPerBlock)) return nullptr;
+  // Kept aside until it is whole: a class that was cut off must not be found by an index.
   ClassTraits traits{.isDynamic = (head & kDynamicClass) != 0, .name = readName(), .members = {}};
   traits.members.reserve(count);
+  // Each name counts as a value: in a reference of two bytes it may repeat a text of any length.
   while (traits.members.size() < count && !errorFlag() && takeValue()) traits.members.push_back(readName());
   if (errorFlag()) return nullptr;
   return &classTable_.emplace_back(std::move(traits));
@@ -102,6 +109,7 @@ const NQCSerializer::ClassTraits* NQCSerializer::knownTraits(std::uint32_t index
 void NQCSerializer::readDynamic(NQDataArray& array) {
   while (!errorFlag()) {
     NQTextPtr name = readName();
+    // The empty name ends the list. It has no text: readAMF3String() returns null for it.
     if (!name) return;
     readMember(array, std::move(name));
   }
@@ -129,6 +137,7 @@ void NQCSerializer::readVector(Amf3Marker marker, NQDataValue& value) {
 
 void NQCSerializer::readVectorElement(Amf3Marker marker, NQDataArray& array) {
   const NQTextPtr& name = memberNames().value;
+  // Elements with a marker are counted where the marker is read.
   if (marker != Amf3Marker::kVectorObject && !takeValue()) return;
   switch (marker) {
     case Amf3Marker::kVectorInt:

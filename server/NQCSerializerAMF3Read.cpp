@@ -1,4 +1,4 @@
-// AMF3, as it is read: markers, references, and what has no members.
+// Reading AMF3: markers, references, and values without members.
 
 #include <string>
 
@@ -11,7 +11,7 @@ constexpr auto numberOf(Amf3Marker marker) {
   return static_cast<std::uint8_t>(marker);
 }
 
-/// What the parse log calls the table that a reference behind a marker goes to.
+/// How the parse log calls a reference after this marker; the texts are fixed.
 std::string tableOf(Amf3Marker marker) {
   switch (marker) {
     case Amf3Marker::kArray:
@@ -76,6 +76,7 @@ void NQCSerializer::readAMF3Body(Amf3Marker marker, NQDataValue& value) {
     case Amf3Marker::kDictionary:
       return inContext(context::kAmf3Dictionary, [&] { readDictionary(value); });
   }
+  // Undefined, and any marker above the last: AMF3 reports none of these as an error, unlike AMF0.
   value.clear();
 }
 
@@ -92,6 +93,7 @@ void NQCSerializer::readAMF3Reference(std::uint32_t index, Amf3Marker marker, NQ
   if (entry == nullptr)
     return reportError(position(), tableOf(marker) + std::to_string(index) + " is found greater than refTable size " +
                                        std::to_string(objectTable_.nextObjectIndex()));
+  // A value of another kind than announced would be taken for an array, or have none: such a reference has no effect.
   if (entry->objectKind != marker) return;
   switch (marker) {
     case Amf3Marker::kDate:
@@ -115,6 +117,7 @@ void NQCSerializer::enterLeaf(Amf3Marker marker, const NQDataValue& value) {
 
 void NQCSerializer::readAMF3Integer(NQDataValue& value) {
   constexpr std::uint32_t kSign = 0x10000000;
+  // Two's complement of 29 bits: the highest bit counts negative.
   const std::uint32_t bits = readU29();
   value = NQDataValue::number(static_cast<double>(bits & (kSign - 1)) - static_cast<double>(bits & kSign));
   value.setSubKind(numberOf(Amf3Marker::kInteger));
@@ -137,6 +140,7 @@ void NQCSerializer::readAMF3Xml(Amf3Marker marker, NQDataValue& value) {
 }
 
 void NQCSerializer::readAMF3Date(NQDataValue& value) {
+  // The bits above the low one have no meaning for a date.
   if (!readAMF3Head(Amf3Marker::kDate, value)) return;
   value = NQDataValue::date(readDouble());
   enterLeaf(Amf3Marker::kDate, value);
@@ -152,5 +156,6 @@ void NQCSerializer::readAMF3Bytes(NQDataValue& value) {
   if (!memory) return;
   value = NQDataValue::blob(memory, 0, *length);
   value.setSubKind(numberOf(Amf3Marker::kByteArray));
+  // Entered complete, as nothing inside can refer to it. So with XML and dates.
   enterLeaf(Amf3Marker::kByteArray, value);
 }

@@ -1,4 +1,4 @@
-// AMF3, as it is written.
+// Writing AMF3.
 
 #include <cmath>
 #include <string>
@@ -11,15 +11,18 @@
 
 namespace {
 
-/// A count stands above the lowest bit of a U29.
+/// Counts below this fit a U29 of 29 bits, whose lowest bit says that no reference follows.
 constexpr std::size_t kCountLimit = 1U << 28;
-/// A class without members of its own, whose objects have any.
+/// The U29 of an object with its class inline: dynamic, without sealed members.
 constexpr std::uint32_t kDynamicClassHead = 0x0B;
+/// The same with sealed members only, whose count is added above the low four bits.
 constexpr std::uint32_t kSealedClassHead = 0x03;
-/// Members that a class may have: they are counted above four bits.
+/// Sealed members of a class are fewer than this, since their count has the 25 bits above the low four.
 constexpr std::size_t kSealedLimit = 1U << 25;
 
-/// Whether a number can be written as an integer of 29 bits without a change. One that was read as a double stays one.
+/// Whether a number can be written as an integer of 29 bits without a change. One that was read as a double stays a
+/// double, and so does -0, which no integer is. The range is checked before trunc(), so infinities and not-a-number
+/// fail here.
 bool isInteger(const NQDataValue& value) {
   const double number = value.toDouble();
   return value.subKind() != static_cast<std::uint8_t>(Amf3Marker::kDouble) && number >= -0x10000000 &&
@@ -35,7 +38,7 @@ Amf3Marker xmlMarkerOf(const NQDataValue& value) {
   return Amf3Marker{value.subKind()} == Amf3Marker::kXml ? Amf3Marker::kXml : Amf3Marker::kXmlDocument;
 }
 
-/// How many elements from the front on bear their own index as name; all of a strict array do, whatever their names.
+/// How many elements from the front have their own index as name. All of a strict array count, whatever their names.
 std::size_t denseCount(const NQDataValue& value) {
   const NQDataArray& array = *value.array();
   if (value.kind() == NQDataKind::kStrictArrayType) return array.size();
@@ -50,11 +53,12 @@ bool hasNamelessMember(const NQDataArray& array, std::size_t first) {
   return false;
 }
 
-std::size_t lengthBehind(const NQDataArray& array, std::size_t first) {
+/// Number of elements from `first` on. Vectors built by other code may be shorter than their head.
+std::size_t lengthFrom(const NQDataArray& array, std::size_t first) {
   return array.size() > first ? array.size() - first : 0;
 }
 
-/// A flag of a vector or dictionary, as it was read or as another kind that means the same.
+/// The flag byte of a vector or dictionary, from a boolean or from any number.
 std::uint8_t flagOf(const NQDataValue& value) {
   return value.toDouble() != 0 ? 1 : 0;
 }
@@ -115,6 +119,7 @@ void NQCSerializer::writeAMF3Date(const NQDataValue& value) {
   writeMarker(Amf3Marker::kDate);
   writeAMF3Head(0);
   writeDouble(value.milliseconds());
+  // Written in full each time, but entered: readers number it, and later indexes have to agree.
   objectTable_.enter({}, Amf3Marker::kDate);
 }
 
@@ -137,6 +142,8 @@ void NQCSerializer::writeAMF3Bytes(const NQDataValue& value) {
 void NQCSerializer::writeAMF3Container(const NQDataValue& value, Amf3Marker marker) {
   writeMarker(marker);
   const NQDataArrayPtr array = value.array();
+  // By identity and marker: an array that was written in another form is written anew, as a reader ignores a reference
+  // to an entry of another marker.
   if (const auto known = objectTable_.find(array.get(), marker)) return writeU29(*known << 1);
   within(array, marker, [&] {
     switch (marker) {
@@ -153,6 +160,7 @@ void NQCSerializer::writeAMF3Container(const NQDataValue& value, Amf3Marker mark
 }
 
 void NQCSerializer::writeAMF3Array(const NQDataArray& array, std::size_t dense) {
+  // An empty name would end the list of named members, and the rest would be read as elements.
   if (hasNamelessMember(array, dense))
     reportError(position(), "while serializing the array atom,a member without a name is found");
   writeAMF3Head(dense);
@@ -160,8 +168,9 @@ void NQCSerializer::writeAMF3Array(const NQDataArray& array, std::size_t dense) 
   for (std::size_t i = 0; i < dense; ++i) writeAMF3(array.value(i));
 }
 
-// Anonymous objects are dynamic, as encoders write them. A class is told to have all the members that its object has;
-// so is an anonymous object with a member that the list of a dynamic one would end at.
+// Anonymous objects are written as dynamic ones, as other encoders do. An object with a class name is written with all
+// of its members sealed. So is an anonymous object with a nameless member, at which a list of dynamic members would
+// end.
 void NQCSerializer::writeAMF3Object(const NQDataArray& array) {
   const auto name = classNameOf(array);
   const std::size_t first = name ? 1 : 0;
@@ -187,10 +196,12 @@ void NQCSerializer::writeDynamic(const NQDataArray& array, std::size_t first) {
   writeName({});
 }
 
-// Vectors and dictionaries go by the places of their members: size, a flag, for objects their class, the elements.
+// The members of vectors and dictionaries have fixed places: size, a flag, for vectors of objects the class, the
+// elements. The size that is written is the number of elements, whatever the stored one says.
 void NQCSerializer::writeVector(Amf3Marker marker, const NQDataArray& array) {
+  // An array that is shorter than its head is written as an empty vector: missing members are undefined, not an error.
   const std::size_t first = marker == Amf3Marker::kVectorObject ? 3 : 2;
-  writeAMF3Head(lengthBehind(array, first));
+  writeAMF3Head(lengthFrom(array, first));
   writeByte(flagOf(array.value(1)));
   if (marker == Amf3Marker::kVectorObject) writeAMF3String(array.value(2).text());
   for (std::size_t i = first; i < array.size(); ++i) {
@@ -210,7 +221,8 @@ void NQCSerializer::writeVector(Amf3Marker marker, const NQDataArray& array) {
 
 void NQCSerializer::writeDictionary(const NQDataArray& array) {
   constexpr std::size_t kFirst = 2;
-  const std::size_t pairs = lengthBehind(array, kFirst) / 2;
+  // A key without its value is dropped.
+  const std::size_t pairs = lengthFrom(array, kFirst) / 2;
   writeAMF3Head(pairs);
   writeByte(flagOf(array.value(1)));
   for (std::size_t i = kFirst; i < kFirst + 2 * pairs; ++i) writeAMF3(array.value(i));

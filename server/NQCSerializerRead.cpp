@@ -1,4 +1,4 @@
-// AMF0, as it is read.
+// Reading AMF0.
 
 #include <utility>
 
@@ -48,18 +48,21 @@ void NQCSerializer::readBody(NQDataKind marker, NQDataValue& value) {
     case NQDataKind::kInt64Type:
       return inContext(context::kInt64, [&] { value = NQDataValue::int64(readInt64()); });
   }
+  // Thrown in either mode and without a line of its own: nothing after an unknown marker can be read.
   throw NQBreakConnection(NQBreakConnection::kBadScriptData);
 }
 
 void NQCSerializer::readReference(NQDataValue& value) {
   const std::uint16_t index = readInt16();
   if (errorFlag()) return;
+  // An index beyond the table is no error: the value stays as it was, undefined in most cases.
   if (const auto* const entry = objectTable_.at(index)) value = referenceTo(*entry, NQDataKind::kArrayType);
 }
 
 void NQCSerializer::readObject(NQDataValue& value) {
   const auto array = newArray();
   if (!array) return;
+  // The caller's value gets the array before the members are read: after a fault it has those before the fault.
   value = NQDataValue::container(NQDataKind::kObjectType, array);
   within(array, ObjectTable::kAMF0, [&] { readMembers(*array); });
 }
@@ -69,6 +72,7 @@ void NQCSerializer::readTypedObject(NQDataValue& value) {
   if (!array) return;
   value = NQDataValue::container(NQDataKind::kTypedObjectType, array);
   within(array, ObjectTable::kAMF0, [&] {
+    // The class name becomes the first member, where classNameOf() looks for it.
     append(*array, memberNames().constructor, NQDataValue::string(readName16()));
     if (!errorFlag()) readMembers(*array);
   });
@@ -78,7 +82,7 @@ void NQCSerializer::readArray(NQDataValue& value) {
   const auto array = newArray();
   if (!array) return;
   value = NQDataValue::container(NQDataKind::kArrayType, array);
-  // The count is a hint, and encoders write 0 as well.
+  // The count is only a hint, and many encoders write 0: the end marker decides.
   readInt32();
   if (!errorFlag()) within(array, ObjectTable::kAMF0, [&] { readMembers(*array); });
 }
@@ -95,11 +99,13 @@ void NQCSerializer::readMembers(NQDataArray& array) {
 void NQCSerializer::readStrictArray(NQDataValue& value) {
   const std::uint32_t count = readInt32();
   if (errorFlag()) return;
+  // An element has one byte at least; compared before room for the elements is made.
   if (count > remaining())
     return reportError(position(),
                        "while serializing the array length,length of array is found longer than remaining bytes");
   const auto array = newArray(count);
   if (!array) return;
+  // An ordinary array from here on: only values that are built to be written are strict arrays.
   value = NQDataValue::container(NQDataKind::kArrayType, array);
   within(array, ObjectTable::kAMF0, [&] {
     for (std::uint32_t i = 0; i < count; ++i) {

@@ -1,4 +1,4 @@
-// AMF0, as it is written.
+// Writing AMF0.
 
 #include <string>
 
@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint8_t kAMF3Encoding = 3;
 
+// Objects stay AMF0 with encoding 3 as well; the kinds that switch to AMF3 are fixed.
 bool isAMF3(const NQDataValue& value, std::uint8_t encoding) {
   switch (value.kind()) {
     case NQDataKind::kAvmPlusObjectType:
@@ -37,6 +38,7 @@ void NQCSerializer::writeBody(const NQDataValue& value) {
   switch (value.kind()) {
     case NQDataKind::kNumberType:
     case NQDataKind::kInt64Type:
+      // The marker of 64-bit integers (34) is an addition that other readers refuse: it is read, never written.
       writeMarker(NQDataKind::kNumberType);
       return writeDouble(value.toDouble());
     case NQDataKind::kBoolType:
@@ -67,6 +69,7 @@ void NQCSerializer::writeBody(const NQDataValue& value) {
 }
 
 void NQCSerializer::writeString(std::string_view text) {
+  // The marker follows the length: a value that was read as a long string is written as a short one if it fits.
   if (std::in_range<std::uint16_t>(text.size())) {
     writeMarker(NQDataKind::kStringType);
     writeString16(text);
@@ -89,6 +92,7 @@ void NQCSerializer::writeBlob(const NQDataValue& value) {
 }
 
 void NQCSerializer::writeContainer(const NQDataValue& value) {
+  // Any entry of the same array: an AMF0 reference does not name a kind.
   if (const auto known = objectTable_.find(value.array(), std::nullopt)) return writeReference(*known);
   writeMarker(value.kind());
   within(value.array(), ObjectTable::kAMF0, [&] { writeMembers(value.kind(), *value.array()); });
@@ -111,10 +115,12 @@ void NQCSerializer::writeMembers(NQDataKind kind, const NQDataArray& array) {
       return;
     case NQDataKind::kTypedObjectType: {
       const auto name = classNameOf(array);
+      // A typed object without a class name still has to have one on the wire.
       writeString16(name ? stringOf(name->get()).view() : "Object");
       return writeNamed(array, name ? 1 : 0);
     }
     case NQDataKind::kArrayType:
+      // 0 and not the number of members: a hint that readers ignore, and fixed.
       writeInt32(0);
       [[fallthrough]];
     default:

@@ -62,6 +62,7 @@ std::string NQCommand::toText() const {
   const char* separator = "";
   for (const auto& argument : arguments_) {
     text += std::exchange(separator, ", ");
+    // Between arguments; dumpValue() limits each of them itself.
     if (text.size() > kMaxText) {
       text += "...";
       break;
@@ -105,6 +106,7 @@ void NQCommand::parse(MessageKind kind, bool startsWithEncoding) {
   try {
     if (!startsWithEncoding || readByte() == 0) readParts(kind, stage);
   } catch (const NQBreakConnection&) {
+    // The log first: it prints the parts that were read, which the caller of a constructor that throws never gets.
     logFailure(kind, stage);
     if (rethrow_) throw;
   }
@@ -143,6 +145,7 @@ bool NQCommand::makeArgumentRoom() {
   constexpr std::size_t kLeastRoom = 4;
   if (arguments_.size() < arguments_.capacity()) return true;
   const std::size_t room = std::max(kLeastRoom, 2 * arguments_.size());
+  // Growing here and not in push_back(), so that the allowance is asked before the memory is taken.
   if (!takeMemory(room * sizeof(NQDataValue))) return false;
   arguments_.reserve(room);
   return true;
@@ -150,6 +153,7 @@ bool NQCommand::makeArgumentRoom() {
 
 bool NQCommand::readPart(NQDataValue& part) {
   if (remaining() == 0) return false;
+  // Aside first: a part that is cut off is not taken, though it would have the members before the fault.
   NQDataValue value;
   readValue(value);
   if (errorFlag()) return false;

@@ -11,68 +11,72 @@
 #include "server/NQCSerializer.h"
 #include "shared_nqserver/nqmessage.h"
 
-/// A command or script-data message in its parts, either taken from a payload or to be made into a message:
+/// The parts of a command or script-data message, read from a payload or to be written as a message:
 ///
-///     command (kind 20; 17 behind a zero byte)    name, transaction id, command object, arguments
-///     data    (kind 18; 15 behind a zero byte)    name, arguments
+///     command (kind 20; 17 after a zero byte)    name, transaction id, command object, arguments
+///     data    (kind 18; 15 after a zero byte)    name, arguments
 ///
-/// each an AMF0 value, which may refer to those in front. A part that the payload does not have is undefined. Copies
-/// share what values share. Belongs to one thread, as every serializer does.
+/// Each part is an AMF0 value, which may refer to earlier ones of the same message. A part that the payload does not
+/// have is undefined. A copy shares objects and texts with the original. Belongs to one thread, as every serializer
+/// does.
 class NQCommand final : public NQCSerializer {
  public:
-  /// To be filled: no name and no arguments, transaction id 0, command object null.
+  /// A command to be filled: no name and no arguments, transaction id 0, command object null.
   NQCommand();
-  /// Reads a message; one of another kind gives an empty command. Where the payload is malformed, the parse log is
-  /// written, and then NQBreakConnection thrown with `rethrow`; without, the command has what stands in front of the
-  /// fault.
+  /// Reads a message; one of another kind is a diagnostic and gives an empty command. If the payload is malformed, the
+  /// parse log is written; with `rethrow` NQBreakConnection is thrown then, without it the command has the parts before
+  /// the fault.
   NQCommand(const qvs::SingleMessagePtr& message, bool rethrow);
-  /// The same for a payload that is no message yet, and outlives the reading only. The Ex kinds give an empty command
-  /// where their first byte is not zero.
+  /// The same for a payload that is no message yet; it is not referred to after the constructor. Payloads of the kinds
+  /// 17 and 15 begin with the encoding byte: the command stays empty if that is not zero.
   NQCommand(qvs::MessageKind kind, std::span<const std::byte> payload, bool rethrow);
-  /// The same parts, to be filled further.
+  /// A command to be filled further, with the same parts; the reading position and tables are not copied.
   NQCommand(const NQCommand& other);
   NQCommand& operator=(const NQCommand&) = delete;
 
   const NQDataValue& name() const { return name_; }
-  /// The name; empty where it is no string.
+  /// The name; empty if it is no string. A view, valid until the name is set.
   std::string_view nameText() const { return name_.toString().view(); }
-  /// See commandIdOf.
+  /// Number of the name by commandIdOf(); 0 for an unknown one.
   std::uint32_t commandId() const { return commandId_; }
   const NQDataValue& transactionId() const { return transactionId_; }
   const NQDataValue& commandObject() const { return commandObject_; }
   std::size_t argumentCount() const { return arguments_.size(); }
-  /// Undefined past the end.
+  /// An undefined value for an index beyond the last argument.
   const NQDataValue& argument(std::size_t index) const;
 
   void setName(std::string_view name);
   void setTransactionId(double id) { transactionId_ = NQDataValue::number(id); }
   void setCommandObject(NQDataValue object) { commandObject_ = std::move(object); }
   void addArgument(NQDataValue value) { arguments_.push_back(std::move(value)); }
-  /// Adds a member to the object that is the first argument, and that argument where there is none. False, a
-  /// diagnostic, and nothing added where it is no object. `value` does not hold that object.
+  /// Adds a member to the object that is the first argument; without arguments adds that object first. Returns false,
+  /// with a diagnostic and nothing added, if the first argument is no object. `value` must not contain that object: a
+  /// cycle is never freed.
   bool addProperty(std::string_view name, NQDataValue value);
 
-  /// For diagnostics: "5: connect[3](Command data kNullType)( Command args kNumberType 1, kStringType \"a\")". Ends in
-  /// "..." behind kMaxText.
+  /// For diagnostics: "5: connect[3](Command data kNullType)( Command args kNumberType 1, kStringType \"a\")". After
+  /// kMaxText bytes the rest of the arguments is "...".
   std::string toText() const;
+  /// Bytes. Shared texts and objects could make the text far longer than the payload.
   static constexpr std::size_t kMaxText = std::size_t{1} << 20;
 
-  // A message with stream id 0, in the form that `encoding` has. Throws NQException where it is beyond a message's
-  // length, and as NQCSerializer::writeValue.
+  // A message with stream id 0: kind 20 or 18 with AMF0 encoding, 17 or 15 and a zero byte with AMF3. Throws
+  // NQException if it would exceed the 24-bit length of a message, NQOutOfMemory, and what NQCSerializer::writeValue
+  // throws.
   NQMessagePtr toCommandMessage() const;
   NQMessagePtr toDataMessage() const;
 
  private:
-  /// How far the reading of a payload has come.
+  /// The last part that was read, for the parse log.
   enum class Stage { kNothing, kName, kTransactionId, kCommandObject, kAll };
 
-  /// `startsWithEncoding`: a byte that is to be zero comes first.
+  /// With `startsWithEncoding` a first byte other than zero ends the parse.
   void parse(qvs::MessageKind kind, bool startsWithEncoding);
   void readParts(qvs::MessageKind kind, Stage& stage);
   void readArguments();
-  /// For one more; false where the payload may not have it.
+  /// Makes room for one more argument; false if the payload's allowance is used up.
   bool makeArgumentRoom();
-  /// Reads a value, which a fault leaves as it was. False on a fault, and at the end of the payload.
+  /// Reads a value. Returns false on a fault, which leaves `part` as it was, and at the end of the payload.
   bool readPart(NQDataValue& part);
   void logFailure(qvs::MessageKind kind, Stage stage);
   std::string placeOf(Stage stage) const;

@@ -7,7 +7,8 @@
 
 namespace {
 
-/// A command's number is its place. In the order of `lessInAnyCase`.
+/// The number of a command is its place. Sorted by `lessInAnyCase`, as the search is binary. The empty name has the
+/// number 0, which all unknown names get as well.
 constexpr std::array<std::string_view, 23> kCommands = {
     "",           "@getStats",     "closeStream", "connect",       "createStream", "deleteStream",
     "initStream", "loadSegment",   "onMCastJoin", "onStatus",      "pause",        "pauseRaw",

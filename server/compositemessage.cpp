@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint8_t kHasData = 0x01;
 constexpr std::uint8_t kHasDataEx = 0x02;
-/// A member without a payload, and one byte of its back pointer.
+/// A header and one byte: fewer are no member. The back pointer of the last member may be cut off.
 constexpr std::uint32_t kSmallestMember = util::kTagHeaderSize + 1;
 
 [[noreturn]] void refuse(const std::string& why) {
@@ -21,6 +21,7 @@ constexpr std::uint32_t kSmallestMember = util::kTagHeaderSize + 1;
 }
 
 std::byte* bytesAt(const NQMemoryPtr& block, std::uint32_t offset, std::uint32_t length) {
+  // In 64 bits: the sum of two 32-bit numbers may wrap to a small one.
   if (std::uint64_t{offset} + length > block->capacity())
     refuse(std::to_string(length) + " bytes from " + std::to_string(offset) + " of a block of " +
            std::to_string(block->capacity()));
@@ -69,13 +70,15 @@ CompositeMessage::CompositeMessage(NQMemoryPtr block, std::uint32_t length) {
 
 CompositeMessage::CompositeMessage(CompositeMessagePtr parent, NQMemoryPtr block, Position begin, Position end)
     : parent_(std::move(parent)), begin_(begin), end_(end) {
+  // Without a member there is no timestamp for the header.
   if (!block || begin == end) refuse("no block, or no member, in a part");
   const std::uint32_t length = block->capacity();
   setData(std::move(block));
   describe(length);
 }
 
-// A chain of parts, each held by the next alone, ends in a loop here instead of one inside the other.
+// A chain of parts, each referred to by the next one only, is released in a loop: destructors that call each other
+// would use stack for every split.
 CompositeMessage::~CompositeMessage() {
   CompositeMessagePtr last = std::move(parent_);
   while (last && last->refCount() == 1) last = std::move(last->parent_);
@@ -112,6 +115,7 @@ CompositeMessagePtr CompositeMessage::leadingRemainder() const {
 }
 
 void CompositeMessage::readMembers() {
+  // A loop with its condition at the end, so that an empty body is refused by its first round.
   const auto body = static_cast<const NQMemory&>(*data()).used();
   std::size_t at = 0;
   do {
@@ -120,6 +124,7 @@ void CompositeMessage::readMembers() {
       refuse("no member in " + std::to_string(left.size()) + " bytes from " + std::to_string(at));
     const auto header = left.first<util::kTagHeaderSize>();
     const std::uint32_t length = util::tagDataSize(header.data());
+    // Never negative: kSmallestMember was checked above.
     if (length > left.size() - util::kTagHeaderSize)
       refuse("the member at " + std::to_string(at) + " has " + std::to_string(length) + " bytes, " +
              std::to_string(left.size() - util::kTagHeaderSize) + " are left");
@@ -163,18 +168,20 @@ void CompositeMessage::splitAt(Position position, CompositeMessagePtr& first, Co
   CompositeMessagePtr tail;
   if (position != begin_) head = position == end_ ? this : part(begin_, position);
   if (position != end_) tail = position == begin_ ? this : part(position, end_);
-  // Last of all: these may be what holds this composite.
+  // Last of all: an assignment may release the last reference to this composite.
   first = std::move(head);
   second = std::move(tail);
 }
 
 CompositeMessagePtr CompositeMessage::part(Position begin, Position end) {
+  // `this` becomes a counted parent, which is why composites exist in NQPtr only.
   const std::uint32_t from = offsetOf(begin);
   const auto bytes = NQPtr<PartialMemory>::make(data(), from, offsetOf(end) - from);
   return CompositeMessagePtr::make(this, bytes, begin, end);
 }
 
 std::uint32_t CompositeMessage::offsetOf(Position position) const {
+  // Offsets of members count from the root's body, the block of a part begins with its first member.
   return position == end_ ? data()->usedLength() : (*position)->offset() - (*begin_)->offset();
 }
 

@@ -12,16 +12,18 @@ class SubMessage;
 class CompositeMessage;
 using CompositeMessagePtr = NQPtr<CompositeMessage>;
 
-/// An aggregate message taken apart: a run of timed messages whose bytes stay where they are, in one block.
+/// An aggregate message taken apart: timed messages whose bytes stay where they are, in one block.
 ///
-/// The body has no header of its own; each member stands in it as a tag (see util/tagHeader.h), whose back pointer is
-/// not looked at and may be cut short behind the last one. Timestamps do not count from the aggregate's.
+/// The body has no header; each member is a tag in it (see util/tagHeader.h), whose back pointer is ignored and may be
+/// cut off after the last member. Timestamps of members are absolute, not relative to that of the aggregate.
 ///
-/// A composite can be split into two parts between members. All parts share the members, which the root owns: the one
-/// that the body was read by. Whoever holds a part or a member holds the whole body. While it does, nobody gives the
-/// block other bytes. Nothing but reference counts changes once a composite is made. All of them live in holders.
+/// A composite can be split into two parts between members. All parts share the members, which the root owns: the
+/// composite that read the body. A reference to a part or a member keeps the whole body alive, and meanwhile the block
+/// must not be changed. A composite is immutable once it is made, reference counts apart, so several threads may read
+/// it. Composites are made by `make` and kept in NQPtr only.
 ///
-/// The header is made up: length of the body, timestamp of the first member.
+/// The header of the aggregate is built, not read: length of the body, timestamp of the first member. No payload byte
+/// is copied, neither by reading nor by splitting.
 class CompositeMessage final : public Message {
  public:
   using Members = std::list<std::unique_ptr<SubMessage>>;
@@ -31,55 +33,59 @@ class CompositeMessage final : public Message {
   class PartialMemory;
   class ProxyMemory;
 
-  /// Reads the body of an aggregate message, as far as its block is used. A message of another kind is a diagnostic,
-  /// and read all the same. Throws as the constructor.
+  /// Reads the body of an aggregate message: the used length of its block. A message of another kind is a diagnostic,
+  /// and is read all the same. Throws what the constructor throws.
   static CompositeMessagePtr create(const SingleMessagePtr& message);
-  /// Reads `length` bytes of `block`, which then count as used. Throws NQException for a null or shorter block, and
-  /// where the lengths in the body do not add up, or to no member at all.
+  /// Reads `length` bytes of `block`, which becomes its used length. Throws NQException for a null or shorter block,
+  /// for lengths in the body that do not add up, and for a body without members.
   CompositeMessage(NQMemoryPtr block, std::uint32_t length);
-  /// The members of `parent` from `begin` to `end`, whose bytes are `block`. Throws NQException for none.
+  /// A part: the members of `parent` from `begin` to `end`, whose bytes are `block`. Throws NQException if there are
+  /// none.
   CompositeMessage(CompositeMessagePtr parent, NQMemoryPtr block, Position begin, Position end);
   ~CompositeMessage() override;
 
-  /// Of the last member, while the header has that of the first one.
+  /// The timestamp of the last member in milliseconds, while the header has that of the first.
   std::uint32_t timestamp() const override;
   bool isKeyFrame() const override { return false; }
-  /// Has audio with a known codec, and no video.
+  /// Whether there is audio and no video.
   bool isNonVideoOrInfoFrame() const override { return audioCodecs_ != 0 && videoCodecs_ == 0; }
   bool isDisposableFrame() const override { return false; }
   void countKinds(KindCounts& counts) const override;
 
+  /// The members of this composite, in the root's list; valid as long as any part of the root.
   Position begin() const { return begin_; }
   Position end() const { return end_; }
   std::uint32_t memberCount() const { return memberCount_; }
-  /// 0 for numbers from kKindLimit on.
+  /// Number of members of a kind; 0 for kinds from kKindLimit on.
   std::uint64_t kindCount(std::uint32_t kind) const { return kind < kKindLimit ? kindCounts_[kind] : 0; }
-  /// A bit for each codec (see SingleMessage::codec) of a member: of audio by the high nibble, of video by the low one.
+  /// A bit for each codec of a member (see SingleMessage::codec): for audio by the high nibble, for video by the low
+  /// one.
   std::uint16_t audioCodecs() const { return audioCodecs_; }
   std::uint16_t videoCodecs() const { return videoCodecs_; }
-  /// Bit 0 for data, bit 1 for data of the Ex kind.
+  /// Bit 0 if a member is data (kind 18), bit 1 if one is data of the Ex kind (15).
   std::uint8_t dataKinds() const { return dataKinds_; }
-  /// What this part was split from; null for a root.
+  /// The composite that this part was split from; null for a root.
   const CompositeMessagePtr& parent() const { return parent_; }
 
-  /// Splits before the first member at or above `time`. A part without members is null, and the other one then this
-  /// composite itself. The holders may be one that this composite is held by.
+  /// Splits before the first member whose timestamp is at least `time`, in milliseconds. A part without members is
+  /// null, and the other is then this composite itself. `first` or `second` may be the pointer that keeps this
+  /// composite alive.
   void splitByTime(std::uint32_t time, CompositeMessagePtr& first, CompositeMessagePtr& second);
-  /// Splits behind `count` members, likewise.
+  /// The same after `count` members.
   void splitByCount(std::uint32_t count, CompositeMessagePtr& first, CompositeMessagePtr& second);
-  /// What the nearest composite above this part has behind it; null where none has anything.
+  /// A new part with the members after this one, of the nearest ancestor that has any; null if none has.
   CompositeMessagePtr trailingRemainder() const;
-  /// The same for what is in front of it.
+  /// The same for the members before this one.
   CompositeMessagePtr leadingRemainder() const;
 
  private:
   void readMembers();
-  /// Makes up the header, and counts the members.
+  /// Builds the header and counts the members.
   void describe(std::uint32_t length);
   void count(const SubMessage& member);
   void splitAt(Position position, CompositeMessagePtr& first, CompositeMessagePtr& second);
   CompositeMessagePtr part(Position begin, Position end);
-  /// Where a member, or the end, stands in this composite's block.
+  /// Byte offset of a member, or of the end, in the block of this composite.
   std::uint32_t offsetOf(Position position) const;
 
   std::uint16_t audioCodecs_ = 0;
@@ -94,7 +100,7 @@ class CompositeMessage final : public Message {
   KindCounts kindCounts_ = {};
 };
 
-/// One member of an aggregate. Lives as long as the root that owns it, and whoever holds the member holds the root.
+/// One member of an aggregate. It has no count of its own: a reference to it is a reference to the root, which owns it.
 class SubMessage final : public SingleMessage {
  public:
   SubMessage(CompositeMessage& owner, std::uint32_t index, std::uint32_t offset, Header header, NQMemoryPtr payload);
@@ -103,9 +109,9 @@ class SubMessage final : public SingleMessage {
   std::int32_t release() override { return owner_.release(); }
 
   CompositeMessage& owner() const { return owner_; }
-  /// Where it starts in the root's body.
+  /// Byte offset of its header in the root's body, also for members of a part.
   std::uint32_t offset() const { return offset_; }
-  /// Its number in the root, from 0 on.
+  /// Its number among the members of the root, from 0.
   std::uint32_t index() const { return index_; }
 
  private:
@@ -114,8 +120,8 @@ class SubMessage final : public SingleMessage {
   std::uint32_t index_;
 };
 
-/// A view of a part of a block, all of it used. Of a view it is a view of the block behind that, so that however often
-/// a body is split, no chain of views comes into being.
+/// A view of a part of a block, all of it used; keeps the block alive. A view of a view refers to the block of the
+/// latter, so that a body that is split again and again has no chain of views, whose release would be recursive.
 class CompositeMessage::MemoryView : public NQMemory {
  protected:
   MemoryView(const NQMemoryPtr& source, std::byte* bytes, std::uint32_t length);
@@ -124,13 +130,13 @@ class CompositeMessage::MemoryView : public NQMemory {
   NQMemoryPtr source_;
 };
 
-/// The bytes at an offset in the block. Throws NQException for those that it does not have.
+/// The bytes at an offset of the block. Throws NQException if they exceed it.
 class CompositeMessage::PartialMemory final : public MemoryView {
  public:
   PartialMemory(const NQMemoryPtr& source, std::uint32_t offset, std::uint32_t length);
 };
 
-/// Bytes of the block that are known by their place in memory.
+/// Bytes of the block given by address, which the caller has checked.
 class CompositeMessage::ProxyMemory final : public MemoryView {
  public:
   ProxyMemory(const NQMemoryPtr& source, std::byte* bytes, std::uint32_t length) : MemoryView(source, bytes, length) {}

@@ -71,6 +71,7 @@ std::string_view encodingName(std::uint8_t encoding) {
 
 void appendArguments(std::string& out, const NQCommand& command) {
   for (std::size_t i = 0; i < command.argumentCount(); ++i) {
+    // Arguments share texts, so that a line could be far longer than the payload.
     if (out.size() > NQCommand::kMaxText) {
       out += " ...";
       return;
@@ -91,6 +92,7 @@ void appendCommand(std::string& out, const qvs::SingleMessagePtr& message) {
     out += " )";
     appendArguments(out, command);
   } catch (const std::exception&) {
+    // A dump is for a log: it must not fail because of the message that it describes.
     out += "BAD_PARSE";
   }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-/// What was being done when script data turned out bad: the lines of the parse log.
+/// Lines of the parse log: what was being done when script data turned out to be malformed, from the value with the
+/// fault outwards. The texts are fixed.
 namespace context {
 
 inline constexpr char kValue[] = "while processing script variable";

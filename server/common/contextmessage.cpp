@@ -9,6 +9,7 @@ namespace {
 std::uint32_t toMilliseconds(double seconds) {
   constexpr double kBound = static_cast<double>(std::int64_t{1} << 62);
   const double milliseconds = seconds * 1000.0;
+  // Negated, so that not-a-number gives 0 as well. Within the bound the casts are defined: a negative time wraps.
   if (!(milliseconds > -kBound && milliseconds < kBound)) return 0;
   return static_cast<std::uint32_t>(static_cast<std::int64_t>(milliseconds));
 }
@@ -20,6 +21,7 @@ std::optional<std::uint32_t> readTimeOffset(const SingleMessagePtr& message) {
   if (command.nameText() != "onTimeCoordInfo") return std::nullopt;
   const NQDataArray* const members = command.argument(0).array();
   if (members == nullptr) return std::nullopt;
+  // The last member of the name counts, compared with case: both unlike NQDataArray::find().
   std::optional<std::uint32_t> offset;
   for (std::size_t i = 0; i < members->size(); ++i)
     if (members->name(i) == "stream-absolute") offset = toMilliseconds(members->value(i).toDouble());

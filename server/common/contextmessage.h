@@ -7,9 +7,10 @@
 
 namespace qvs {
 
-/// What a command "onTimeCoordInfo" sets as a stream's time offset: the last number of seconds that the object in its
-/// first argument has under "stream-absolute", as milliseconds, truncated and taken modulo 2^32; 0 where it is beyond
-/// any time. Nothing of any other message, a malformed one included, which goes to the parse log.
+/// The time offset that a message "onTimeCoordInfo" sets, in milliseconds: the object in its first argument has it in
+/// seconds under "stream-absolute". Truncated and taken modulo 2^32; 0 for a number beyond any time. If the name occurs
+/// more than once, the last one counts. Returns nothing for every other message. A malformed one is written to the
+/// parse log, and throws nothing.
 std::optional<std::uint32_t> readTimeOffset(const SingleMessagePtr& message);
 
 }  // namespace qvs
