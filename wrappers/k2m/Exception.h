@@ -5,20 +5,21 @@
 
 namespace krvo::k2m {
 
-/// A status of the container library that is not 0.
+/// A status of the container library other than 0, see KrvoStatusCode. Also thrown by streams for the library, which
+/// then returns the same status to its caller: so a failure of the host's file services keeps its number on the way up.
 class Exception : public std::exception {
  public:
   explicit Exception(std::uint32_t status) : status_(status) {}
 
   std::uint32_t status() const { return status_; }
-  /// Empty: the status is all there is to tell.
+  /// Empty, since the library gives a number only. Whoever logs it names the file.
   const char* what() const noexcept override { return ""; }
 
  private:
   std::uint32_t status_;
 };
 
-/// Throws where `status` is not 0.
+/// Throws Exception if `status` is not 0.
 inline void check(std::uint32_t status) {
   if (status != 0) throw Exception(status);
 }

@@ -8,9 +8,11 @@
 namespace krvo::k2m {
 namespace {
 
-/// Runs an operation for the library; what it throws becomes a status.
+/// Runs an operation for the library and returns the status that stands for its result. No exception may reach the
+/// library, whose frames have C linkage. The classes are tried from the special to the general: an Exception keeps its
+/// number.
 template <typename Operation>
-KrvoStatus answer(const Operation& operation) noexcept {
+KrvoStatus statusOf(const Operation& operation) noexcept {
   try {
     operation();
     return kKrvoOk;
@@ -21,6 +23,7 @@ KrvoStatus answer(const Operation& operation) noexcept {
   } catch (const std::exception&) {
     return kKrvoForeignException;
   } catch (...) {
+    // A host's file services may throw anything.
     return kKrvoUnknown;
   }
 }
@@ -32,26 +35,27 @@ IOStream& stream(void* context) {
 }  // namespace
 
 KrvoK2MIOStreamCallBacks makeCallBacks(IOStream& target) {
+  // The lambdas capture nothing themselves, so that they convert to the function pointers of the record.
   KrvoK2MIOStreamCallBacks table{};
   table.size = sizeof(table);
   table.context = &target;
-  table.addReference = [](void* context) { return answer([=] { stream(context).addReference(); }); };
-  table.release = [](void* context) { return answer([=] { stream(context).release(); }); };
-  table.open = [](void* context) { return answer([=] { stream(context).open(); }); };
-  table.close = [](void* context) { return answer([=] { stream(context).close(); }); };
+  table.addReference = [](void* context) { return statusOf([=] { stream(context).addReference(); }); };
+  table.release = [](void* context) { return statusOf([=] { stream(context).release(); }); };
+  table.open = [](void* context) { return statusOf([=] { stream(context).open(); }); };
+  table.close = [](void* context) { return statusOf([=] { stream(context).close(); }); };
   table.read = [](void* context, void* buffer, std::uint64_t count, std::uint64_t* done) {
-    return answer([=] { *done = stream(context).read(buffer, count); });
+    return statusOf([=] { *done = stream(context).read(buffer, count); });
   };
   table.seek = [](void* context, std::int64_t offset, std::uint32_t mode) {
-    return answer([=] { stream(context).seek(offset, mode); });
+    return statusOf([=] { stream(context).seek(offset, mode); });
   };
   table.tell = [](void* context, std::uint64_t* position) {
-    return answer([=] { *position = stream(context).tell(); });
+    return statusOf([=] { *position = stream(context).tell(); });
   };
   table.write = [](void* context, const void* buffer, std::uint64_t count, std::uint64_t* done) {
-    return answer([=] { *done = stream(context).write(buffer, count); });
+    return statusOf([=] { *done = stream(context).write(buffer, count); });
   };
-  table.flush = [](void* context) { return answer([=] { stream(context).flush(); }); };
+  table.flush = [](void* context) { return statusOf([=] { stream(context).flush(); }); };
   return table;
 }
 
@@ -60,7 +64,7 @@ KrvoK2MWarningHandlerCallBacks makeCallBacks(WarningHandler& handler) {
   table.size = sizeof(table);
   table.context = &handler;
   table.warning = [](void* context, std::uint32_t code, std::uint32_t* reply) {
-    return answer([=] { *reply = static_cast<WarningHandler*>(context)->warning(code); });
+    return statusOf([=] { *reply = static_cast<WarningHandler*>(context)->warning(code); });
   };
   return table;
 }

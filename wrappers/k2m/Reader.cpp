@@ -29,14 +29,17 @@ SampleIterator::SampleIterator(KrvoK2MSampleIterator* handle) : handle_(handle, 
 std::optional<Sample> SampleIterator::next() const {
   KrvoK2MSample* next = nullptr;
   check(KrvoK2MSampleIteratorGetNext(handle_.get(), &next));
+  // The end is a null sample with status 0, not a status of its own.
   if (next == nullptr) return std::nullopt;
   return Sample(next);
 }
 
 Reader::Reader(IOStream& stream) {
   const KrvoK2MIOStreamCallBacks callBacks = makeCallBacks(stream);
+  // The callbacks may live on the stack: the library copies the record.
   KrvoK2MReader* reader = nullptr;
   check(KrvoK2RDocOpenForRead(&callBacks, &reader));
+  // Not before the status is checked: after a failure there is nothing to release.
   handle_.reset(reader, &KrvoK2MReleaseReader);
 }
 

@@ -6,11 +6,12 @@
 namespace krvo::k2m {
 namespace {
 
-/// Adds a description; the bytes of the codec header stay the caller's.
+/// Adds a description; the bytes of the codec header stay the caller's, as the library copies them before it returns.
 template <typename Record, typename Add>
 SampleDescriptor addDescriptor(Add add, KrvoK2MWriter* writer, const Track& track, Record info,
                                std::span<const std::byte> codecHeader) {
   const auto length = qvs::util::narrow<std::uint32_t>(codecHeader.size());
+  // The record says how long the header is: set here, so that record and span cannot differ.
   if constexpr (requires { info.base; }) {
     info.base.codecHeaderLength = length;
   } else {
@@ -29,11 +30,13 @@ std::uint32_t flag(bool value) {
 }  // namespace
 
 Allocator::Allocator() : callBacks_(makeRecord<KrvoK2MAllocatorCallBacks>()) {
+  // From the module's own heap, like all of its memory: the library would otherwise use that of its host process.
   callBacks_.alloc = [](void*, std::uint64_t bytes) { return qvs::util::memory::cAllocation.malloc(bytes); };
   callBacks_.free = [](void*, void* block) { qvs::util::memory::cAllocation.free(block); };
 }
 
 Track Writer::addTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name) {
+  // A fixed argument, which the library does not use: samples are stored in the order in which they come.
   constexpr std::uint32_t kInterleave = 5000;
   KrvoK2MTrack* handle = nullptr;
   check(KrvoK2MWriterAddTrack(writer_.get(), &info, &entries, kInterleave, name, &handle));
@@ -93,11 +96,13 @@ K2RWriter::K2RWriter(IOStream& stream, WarningHandler& warnings, const Allocator
 Writer K2RWriter::k2mWriter() const {
   KrvoK2MWriter* k2m = nullptr;
   check(KrvoK2RWriterGetK2MWriterRef(writer_.get(), &k2m));
-  return Writer(std::shared_ptr<KrvoK2MWriter>(writer_, k2m));  // counted with the whole writer, whose part it is
+  // Shares the count of the whole writer, of which it is a part: it is neither counted nor released by itself.
+  return Writer(std::shared_ptr<KrvoK2MWriter>(writer_, k2m));
 }
 
 Track K2RWriter::addHintTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name,
                               std::span<const Track> mediaTracks) {
+  // The kind of hints: stored media tags.
   constexpr std::uint32_t kTagHints = 2;
   std::vector<KrvoK2MTrack*> handles;
   for (const Track& track : mediaTracks) handles.push_back(track.get());

@@ -6,15 +6,15 @@
 namespace krvo::k2m {
 namespace {
 
-/// A record that the library fills.
+/// A record that the library fills. It has to have its size first, by which the library checks its version.
 template <typename Record, typename Handle>
-Record ask(KrvoStatus (*query)(Handle*, Record*), Handle* handle) {
+Record recordFrom(KrvoStatus (*query)(Handle*, Record*), Handle* handle) {
   auto record = makeRecord<Record>();
   check(query(handle, &record));
   return record;
 }
 
-/// All that an iterator gives, as counted handles. Releases the iterator.
+/// All objects of an iterator, as counted handles. Releases the iterator, also when an object cannot be had.
 template <typename Counted, typename Iterator, typename Handle>
 std::vector<Counted> takeAll(Iterator* raw, KrvoStatus (*getNext)(Iterator*, Handle**),
                              KrvoStatus (*release)(Iterator*)) {
@@ -34,22 +34,23 @@ SampleDescriptor::SampleDescriptor(KrvoK2MSampleDescriptor* handle)
     : handle_(handle, &KrvoK2MReleaseSampleDescriptor) {}
 
 K2MDescriptorInfo SampleDescriptor::info() const {
-  return ask(&KrvoK2MSampleDescriptorGetInfo, get());
+  return recordFrom(&KrvoK2MSampleDescriptorGetInfo, get());
 }
 
 K2MVideoDescriptorInfo SampleDescriptor::videoInfo() const {
-  return ask(&KrvoK2MSampleDescriptorGetVideoInfo, get());
+  return recordFrom(&KrvoK2MSampleDescriptorGetVideoInfo, get());
 }
 
 K2MAudioDescriptorInfo SampleDescriptor::audioInfo() const {
-  return ask(&KrvoK2MSampleDescriptorGetAudioInfo, get());
+  return recordFrom(&KrvoK2MSampleDescriptorGetAudioInfo, get());
 }
 
 K2MRtmpDescriptorInfo SampleDescriptor::rtmpInfo() const {
-  return ask(&KrvoK2MSampleDescriptorGetRtmpInfo, get());
+  return recordFrom(&KrvoK2MSampleDescriptorGetRtmpInfo, get());
 }
 
 qvs::util::ByteBuffer SampleDescriptor::codecHeader() const {
+  // Two calls: the description does not change once it is added, so the length still holds.
   const std::uint32_t length = info().codecHeaderLength;
   qvs::util::ByteBuffer bytes(length);
   check(KrvoK2MSampleDescriptorCopyCodecHeaderData(get(), bytes.data(), length));
@@ -59,11 +60,11 @@ qvs::util::ByteBuffer SampleDescriptor::codecHeader() const {
 Track::Track(KrvoK2MTrack* handle) : handle_(handle, &KrvoK2MReleaseTrack) {}
 
 K2MTrackInfo Track::info() const {
-  return ask(&KrvoK2MTrackGetInfo, get());
+  return recordFrom(&KrvoK2MTrackGetInfo, get());
 }
 
 K2MEntriesInfo Track::entriesInfo() const {
-  return ask(&KrvoK2MTrackGetEntriesInfo, get());
+  return recordFrom(&KrvoK2MTrackGetEntriesInfo, get());
 }
 
 std::uint32_t Track::sampleCount() const {

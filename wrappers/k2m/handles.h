@@ -9,23 +9,27 @@
 
 namespace krvo::k2m {
 
-// Counted handles on what the library tells of a segment; the last copy releases it. Handles stay with the thread of
-// their writer or reader. Every operation throws Exception for a status other than 0.
+// Counted handles on objects of a segment; the last copy releases the object. Handles belong to the thread of their
+// writer or reader. Every operation throws Exception for a status other than 0; an empty handle has no operation but
+// the test for it.
 
-/// A sample description.
+/// A sample description: one entry of the `stsd` of a track (ISO/IEC 14496-12, 8.5.2).
 class SampleDescriptor {
  public:
   SampleDescriptor() = default;
   /// Takes over the reference that the library gave out.
   explicit SampleDescriptor(KrvoK2MSampleDescriptor* handle);
 
+  /// What all descriptions have: format, handler type, length of the codec header.
   K2MDescriptorInfo info() const;
+  // The further fields of one handler type; for other types they mean nothing.
   K2MVideoDescriptorInfo videoInfo() const;
   K2MAudioDescriptorInfo audioInfo() const;
   K2MRtmpDescriptorInfo rtmpInfo() const;
-  /// The codec header, as long as info() says; empty where there is none.
+  /// A copy of the codec header, such as the `avcC` box; empty if there is none.
   qvs::util::ByteBuffer codecHeader() const;
 
+  /// A view; the handle keeps its reference.
   KrvoK2MSampleDescriptor* get() const { return handle_.get(); }
   explicit operator bool() const { return handle_ != nullptr; }
 
@@ -33,16 +37,20 @@ class SampleDescriptor {
   std::shared_ptr<KrvoK2MSampleDescriptor> handle_;
 };
 
+/// A track of a segment.
 class Track {
  public:
   Track() = default;
+  /// Takes over the reference that the library gave out.
   explicit Track(KrvoK2MTrack* handle);
 
   K2MTrackInfo info() const;
   K2MEntriesInfo entriesInfo() const;
+  /// Samples in the whole file.
   std::uint32_t sampleCount() const;
   std::vector<SampleDescriptor> sampleDescriptors() const;
 
+  /// A view; the handle keeps its reference.
   KrvoK2MTrack* get() const { return handle_.get(); }
   explicit operator bool() const { return handle_ != nullptr; }
 
@@ -50,7 +58,7 @@ class Track {
   std::shared_ptr<KrvoK2MTrack> handle_;
 };
 
-/// All tracks that the library's iterator gives, which is released.
+/// All tracks of an iterator, which is released in any case.
 std::vector<Track> takeTracks(KrvoK2MTrackIterator* iterator);
 
 }  // namespace krvo::k2m

@@ -5,6 +5,7 @@
 namespace krvo::k2m {
 namespace {
 
+/// The value of its size field. The record has 10 bytes: the field is fixed, and does not follow sizeof.
 constexpr std::uint8_t kDateSize = 8;
 
 }  // namespace
@@ -14,6 +15,7 @@ K2MDate makeDate(std::chrono::sys_seconds utc) {
   const std::chrono::year_month_day day(midnight);
   const std::chrono::hh_mm_ss time(utc - midnight);
   const int year = static_cast<int>(day.year());
+  // The dates of the file format count from 1904 (ISO/IEC 14496-12, 8.2.2), and the record has 4 digits for the year.
   if (!day.ok() || year < 1904 || year > 9999) throw Exception(kKrvoBadDate);
   K2MDate date{};
   date.size = kDateSize;

@@ -6,11 +6,14 @@
 
 namespace krvo::k2m {
 
-/// Throws Exception(kKrvoBadDate) for a time that the record does not hold: before 1904 or from the year 10000 on.
+/// The record of a date in UTC, to the second. Throws Exception with kKrvoBadDate for a time before 1904 or from the
+/// year 10000 on.
 K2MDate makeDate(std::chrono::sys_seconds utc);
+/// The present time of the system's clock.
 K2MDate dateNow();
 
-/// A record that is zero but for its size; the forms of a descriptor have it in the plain one.
+/// A record whose size field is set and all others are zero. The library refuses a record with another size. Special
+/// forms of a descriptor have the size in their `base`, for the whole record.
 template <typename Record>
 Record makeRecord() {
   Record record{};
@@ -22,7 +25,7 @@ Record makeRecord() {
   return record;
 }
 
-/// Its size is that of the sample record in it.
+/// Two sample records without a size of their own: only the first one's is set.
 template <>
 inline K2MHintInfo makeRecord<K2MHintInfo>() {
   K2MHintInfo record{};
@@ -30,7 +33,8 @@ inline K2MHintInfo makeRecord<K2MHintInfo>() {
   return record;
 }
 
-/// A buffer record. `free` may be null: the bytes then stay the caller's.
+/// A buffer record. With `free` the library owns the bytes and calls `free(context)` once when it is done with them;
+/// with null they stay the caller's, who keeps them as long as the call that gets the record says.
 KrvoK2MDataBuffer makeDataBuffer(const void* data, void* context = nullptr, void (*free)(void*) = nullptr);
 
 }  // namespace krvo::k2m

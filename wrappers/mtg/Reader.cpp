@@ -6,9 +6,9 @@
 namespace mtg {
 namespace {
 
-/// A record that the library fills.
+/// A record that the library fills. It has to have its size first, by which the library checks its version.
 template <typename Record>
-Record ask(KrvoMTGStatus (*query)(KrvoMTGTag*, Record*), KrvoMTGTag* tag) {
+Record recordFrom(KrvoMTGStatus (*query)(KrvoMTGTag*, Record*), KrvoMTGTag* tag) {
   Record record{};
   record.size = sizeof(record);
   check(query(tag, &record));
@@ -19,6 +19,7 @@ Record ask(KrvoMTGStatus (*query)(KrvoMTGTag*, Record*), KrvoMTGTag* tag) {
 
 Allocator::Allocator() : callBacks_{} {
   callBacks_.size = sizeof(callBacks_);
+  // From the module's own heap, like all of its memory.
   callBacks_.alloc = [](void*, std::uint64_t bytes) { return qvs::util::memory::cAllocation.malloc(bytes); };
   callBacks_.free = [](void*, void* block) { qvs::util::memory::cAllocation.free(block); };
 }
@@ -26,15 +27,15 @@ Allocator::Allocator() : callBacks_{} {
 Tag::Tag(KrvoMTGTag* handle) : handle_(handle, &KrvoMTGReleaseTag) {}
 
 MTGTagInfo Tag::info() const {
-  return ask(&KrvoMTGTagGetInfo, handle_.get());
+  return recordFrom(&KrvoMTGTagGetInfo, handle_.get());
 }
 
 MTGVideoInfo Tag::videoInfo() const {
-  return ask(&KrvoMTGTagGetVideoInfo, handle_.get());
+  return recordFrom(&KrvoMTGTagGetVideoInfo, handle_.get());
 }
 
 MTGAudioInfo Tag::audioInfo() const {
-  return ask(&KrvoMTGTagGetAudioInfo, handle_.get());
+  return recordFrom(&KrvoMTGTagGetAudioInfo, handle_.get());
 }
 
 ScriptData Tag::scriptData(ScriptDecoder& decoder) const {
@@ -58,9 +59,10 @@ void Tag::copyHeaderAndData(std::span<std::byte> out) const {
 TagIterator::TagIterator(KrvoMTGTagIterator* handle) : handle_(handle, &KrvoMTGReleaseTagIterator) {}
 
 bool TagIterator::hasMoreEntries() const {
-  std::uint32_t answer = 0;
-  check(KrvoMTGTagIteratorHasMoreEntries(handle_.get(), &answer));
-  return answer == 1;
+  // On a pipe this reads the next tag: how much follows is not known before.
+  std::uint32_t hasMore = 0;
+  check(KrvoMTGTagIteratorHasMoreEntries(handle_.get(), &hasMore));
+  return hasMore == 1;
 }
 
 Tag TagIterator::nextEntry() const {
@@ -70,6 +72,7 @@ Tag TagIterator::nextEntry() const {
 }
 
 std::optional<Tag> TagIterator::next() const {
+  // Asked first: nextEntry() after the last tag is a failure.
   return hasMoreEntries() ? std::optional(nextEntry()) : std::nullopt;
 }
 

@@ -16,11 +16,12 @@
 
 namespace mtg {
 
-// Counted handles on what the tag-stream library gives out; the last copy releases it. All that comes from one reader
-// belongs to one thread at a time. Every operation throws Exception for a status other than 0.
+// Counted handles on objects of the tag-stream library; the last copy releases the object. Each keeps the reader that
+// it came from, so the order of releases does not matter. All objects of one reader belong to one thread at a time.
+// Every operation throws Exception for a status other than 0.
 
-/// The allocation callbacks given to the library. A block is cut from the heap; where there is none the library gets a
-/// null pointer.
+/// The allocation callbacks given to the library, which take blocks from the module's heap. If memory is short the
+/// library gets a null pointer and returns kKrvoMTGOutOfMemory. Has no state.
 class Allocator {
  public:
   Allocator();
@@ -30,19 +31,23 @@ class Allocator {
   KrvoMTGAllocatorCallBacks callBacks_;
 };
 
-/// The tag types that a walk shows.
+/// Tag types to be shown, without the protection bit.
 using TagFilter = std::vector<std::uint8_t>;
 
+/// One tag of the file: header and data. If the stream cannot seek, its data are gone once the iterator has moved on,
+/// and asking for them throws Exception with 6.
 class Tag {
  public:
-  /// No tag, of which nothing may be asked.
+  /// No tag; only the test for it may be called.
   Tag() = default;
   explicit Tag(KrvoMTGTag* handle);
 
+  /// Type, size of the data, timestamp in milliseconds.
   MTGTagInfo info() const;
+  // From the first bytes of the data. For a tag of another type, or with too few bytes, Exception with 7.
   MTGVideoInfo videoInfo() const;
   MTGAudioInfo audioInfo() const;
-  /// Of a tag of type 18. `decoder` outlives all that comes from this.
+  /// The script data of a tag of type 18, read by `decoder`, which outlives all values of it.
   ScriptData scriptData(ScriptDecoder& decoder) const;
   /// Bytes of header and data.
   std::uint32_t length() const;
@@ -55,31 +60,40 @@ class Tag {
   std::shared_ptr<KrvoMTGTag> handle_;
 };
 
+/// The tags of a file in one direction.
 class TagIterator {
  public:
+  /// Takes over the reference that the library gave out.
   explicit TagIterator(KrvoMTGTagIterator* handle);
 
+  /// Whether another tag follows. Throws Exception with 9 if the way back through the file is broken.
   bool hasMoreEntries() const;
+  /// The next tag; Exception with 8 after the last one.
   Tag nextEntry() const;
-  /// Nothing behind the last one.
+  /// Both in one: nothing after the last tag.
   std::optional<Tag> next() const;
 
  private:
   std::shared_ptr<KrvoMTGTagIterator> handle_;
 };
 
+/// One tag stream, such as a file or a pipe.
 class Reader {
  public:
-  /// `stream` and `allocator` outlive the reader and all that comes from it.
+  /// Reads the file header; the stream is at its start. `stream` and `allocator` outlive the reader and all that comes
+  /// from it.
   Reader(InputStream& stream, const Allocator& allocator);
 
+  /// Whether there are audio and video tags. Found by looking at the tags, not by the flags of the header, which live
+  /// captures often set wrongly.
   MTGDocInfo docInfo() const;
   /// All tags, in file order or `reversed`.
   TagIterator tags(bool reversed = false) const;
-  /// In file order, those of the types of `filter`.
+  /// The tags whose type is in `filter`, in file order.
   TagIterator tagsByTypes(const TagFilter& filter) const;
 
  private:
+  // Timestamps in milliseconds: all there are.
   static constexpr std::int32_t kFirstTime = std::numeric_limits<std::int32_t>::min();
   static constexpr std::int32_t kLastTime = std::numeric_limits<std::int32_t>::max();
 

@@ -4,13 +4,13 @@
 
 #include "platform/tagstream/krvo_mtg.h"
 #include "util/narrow.h"
-#include "wrappers/mtg/answer.h"
+#include "wrappers/mtg/statusOf.h"
 
 namespace mtg {
 namespace {
 
-/// Hands a value over to the library.
-void give(std::unique_ptr<ScriptValue> value, KrvoMTGScriptValue& out) {
+/// Hands a value over to the library, which releases it by takeBack().
+void handOver(std::unique_ptr<ScriptValue> value, KrvoMTGScriptValue& out) {
   const std::string_view name = value->name();
   const std::optional<double> number = value->number();
   out = {.handle = nullptr,
@@ -18,12 +18,13 @@ void give(std::unique_ptr<ScriptValue> value, KrvoMTGScriptValue& out) {
          .nameLength = qvs::util::narrow<std::uint32_t>(name.size()),
          .isNumber = number ? 1U : 0U,
          .number = number.value_or(0)};
+  // Last, after all that may throw: until then the value is ours to delete.
   out.handle = value.release();
 }
 
-/// Takes back what give() handed over.
-void take(void*, void* handle) {
-  const std::unique_ptr<ScriptValue> ended(static_cast<ScriptValue*>(handle));
+/// Takes back a value that handOver() gave to the library.
+void takeBack(void*, void* handle) {
+  const std::unique_ptr<ScriptValue> owner(static_cast<ScriptValue*>(handle));
 }
 
 }  // namespace
@@ -32,16 +33,17 @@ void ScriptDecoder::fill(KrvoMTGScriptCallBacks& table) {
   table.size = sizeof(table);
   table.context = this;
   table.read = [](void* context, const void* data, std::uint32_t length, KrvoMTGScriptValue* value) {
-    return answer([=] {
-      give(static_cast<ScriptDecoder*>(context)->read({static_cast<const std::byte*>(data), length}), *value);
+    return statusOf([=] {
+      handOver(static_cast<ScriptDecoder*>(context)->read({static_cast<const std::byte*>(data), length}), *value);
     });
   };
   table.member = [](void*, void* handle, std::uint32_t index, KrvoMTGScriptValue* value) {
-    return answer([=] {
-      if (auto member = static_cast<ScriptValue*>(handle)->member(index)) give(std::move(member), *value);
+    return statusOf([=] {
+      // No member leaves the handle of `*value` null, which is the end for the library.
+      if (auto member = static_cast<ScriptValue*>(handle)->member(index)) handOver(std::move(member), *value);
     });
   };
-  table.release = &take;
+  table.release = &takeBack;
 }
 
 }  // namespace mtg

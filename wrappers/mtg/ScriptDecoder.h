@@ -10,27 +10,29 @@ struct KrvoMTGScriptCallBacks;
 
 namespace mtg {
 
-/// A named value of script data, as a decoder has read it. The library holds it and asks it.
+/// A named value of script data that a decoder has read. The library owns it and calls its operations.
 class ScriptValue {
  public:
   virtual ~ScriptValue() = default;
-  /// A view that lives as long as this.
+  /// A view, valid as long as this object.
   virtual std::string_view name() const = 0;
-  /// Nothing if the value is no number.
+  /// The number; nothing if the value is none.
   virtual std::optional<double> number() const = 0;
-  /// Of an object or a named array; may outlive this. Null behind the last one, and of another value.
+  /// A member of an object or a named array, which may outlive this object; null after the last one, and for any other
+  /// value.
   virtual std::unique_ptr<ScriptValue> member(std::size_t index) const = 0;
 };
 
-/// Reads script data for the tag-stream library, which leaves that to its caller.
+/// Reads script data for the tag-stream library, which has no reader of its own: it may not include the one of the
+/// message layer, and a second reader would disagree with it.
 class ScriptDecoder {
  public:
   virtual ~ScriptDecoder() = default;
-  /// The library's view of this decoder, which outlives it and every value. What an operation throws becomes a status,
-  /// as at InputStream.
+  /// Fills the library's callback record for this decoder, which outlives every value. An exception of an operation
+  /// becomes a status, as with InputStream::fill.
   void fill(KrvoMTGScriptCallBacks& table);
-  /// The data of a tag: the name that they begin with, empty if that is no text, and the value behind it. Never null.
-  /// What is malformed ends the members; those in front of it are there.
+  /// Reads the data of a tag: a name, empty if the first value is no text, and the value after it. Never null.
+  /// Malformed data end the members; those before the fault are there. `data` is valid during the call only.
   virtual std::unique_ptr<ScriptValue> read(std::span<const std::byte> data) = 0;
 };
 

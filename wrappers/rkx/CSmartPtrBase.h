@@ -6,7 +6,7 @@
 
 namespace rkx {
 
-/// Owns one object of the encryption library, or nothing.
+/// Owns one object of the encryption library, or nothing; releases it by the function in the object itself.
 class RKXObjectBase {
  public:
   RKXObjectBase() = default;
@@ -17,18 +17,18 @@ class RKXObjectBase {
   RKXObjectBase& operator=(const RKXObjectBase&) = delete;
 
   RKXObject* get() const { return object_; }
-  /// Where the library puts the object. Asked for once, while there is none.
+  /// The place for the library to store the object. To be used once: an object that is already there would leak.
   RKXObject** slot() { return &object_; }
 
  private:
   RKXObject* object_ = nullptr;
 };
 
-/// A counted handle on an object of the encryption library; the last copy releases it. The count is atomic, the object
-/// belongs to one thread at a time.
+/// A counted handle on an object of the encryption library; the last copy releases it. The count is atomic, so copies
+/// may go to other threads; the object itself belongs to one thread at a time. Releasing wipes the keys in it.
 class CSmartPtrBase {
  public:
-  /// Null where the library gave none.
+  /// Null if the library stored none. A view; the handle keeps the object.
   RKXObject* get() const { return object_->get(); }
   explicit operator bool() const { return get() != nullptr; }
 
@@ -38,6 +38,7 @@ class CSmartPtrBase {
   CSmartPtrBase& operator=(const CSmartPtrBase&) = default;
   ~CSmartPtrBase() = default;
 
+  /// For the constructor of a derived handle, which has the library fill it.
   RKXObject** slot() { return object_->slot(); }
 
  private:

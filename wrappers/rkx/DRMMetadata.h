@@ -5,15 +5,17 @@
 
 namespace rkx {
 
-/// A counted handle on a block of protection metadata. Made by an encryptor.
+/// A counted handle on a block of protection metadata, a CMS structure (RFC 5652) that is opaque here. Made by an
+/// encryptor; may outlive it. Empty if the library made none.
 class DRMMetadata : public CSmartPtrBase {
  public:
-  /// The whole block. Throws RKXException. May be asked only where there is an object.
+  /// A copy of the whole block. Not for an empty handle. Throws RKXException, and QVSException if the library writes
+  /// another size than it said.
   qvs::util::ByteBuffer bytes() const;
 
  private:
   friend class RKXEncryptor;
-  /// Throws RKXException where the library has no table.
+  /// An empty handle. Throws RKXException if the library has no table for metadata.
   DRMMetadata();
 
   const RKXMetadataInterface* table_;

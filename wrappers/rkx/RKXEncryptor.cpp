@@ -26,6 +26,7 @@ std::uint32_t size32(const Bytes& bytes) {
 RKXEncryptor::RKXEncryptor(std::span<const std::byte> key, std::string_view contentId,
                            const RKXEncryptionOptions& options)
     : table_(&encryptorTable()) {
+  // 1 and 0 are fixed arguments of the entry.
   check(table_->createEncryptor(slot(), octets(key), size32(key), contentId.data(), size32(contentId), &options, 1, 0));
 }
 
@@ -41,6 +42,7 @@ DRMMetadata RKXEncryptor::makeMetadata(const MetadataSources& sources) const {
 
 RKXSampleInfo RKXEncryptor::querySample(std::span<const std::byte> sample, RKXSampleKind kind, std::uint32_t time,
                                         bool avc) const {
+  // Width of the length before each NAL unit; the entry takes no other.
   constexpr std::uint32_t kNalLengthSize = 4;
   RKXSampleInfo info{};
   check(
@@ -54,6 +56,8 @@ void RKXEncryptor::encryptSample(std::span<const std::byte> sample, std::span<st
   std::uint32_t vectorSize = size32(vector);
   check(table_->encryptSample(get(), octets(sample), size32(sample), octets(destination), &encryptedSize,
                               octets(vector), &vectorSize));
+  // The sizes of the query are in the sample's header already: a shorter result would be decrypted with old bytes at
+  // its end.
   if (encryptedSize != destination.size() || vectorSize != vector.size()) {
     throw qvs::QVSException("An encrypted sample has another size than the encryption library said.");
   }

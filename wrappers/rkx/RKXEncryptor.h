@@ -10,7 +10,8 @@
 
 namespace rkx {
 
-/// What a block of protection metadata is made of, beside the encryptor's key and content identifier.
+/// The sources of a block of protection metadata besides the key and content identifier of the encryptor. Views, valid
+/// during makeMetadata(). Files are given as their whole content.
 struct MetadataSources {
   std::string_view licenseServerUrl;
   std::span<const std::byte> transportCert;
@@ -20,18 +21,23 @@ struct MetadataSources {
   RKXPolicyList policies;
 };
 
-/// A counted handle on an encryptor. Every operation throws RKXException for a status other than 0, and
-/// std::out_of_range for a size that does not fit 32 bits.
+/// A counted handle on an encryptor: AES-128-CBC (NIST SP 800-38A) with one key for a whole recording. Every operation
+/// throws RKXException for a status other than 0, and std::out_of_range for a size that does not fit 32 bits.
 class RKXEncryptor : public CSmartPtrBase {
  public:
+  /// `key` has 16 bytes. Key and content identifier are copied; the library wipes its copy of the key.
   RKXEncryptor(std::span<const std::byte> key, std::string_view contentId, const RKXEncryptionOptions& options);
 
-  /// Null where the library makes none.
+  /// The block of metadata; empty if the library makes none. To be called before the first sample: with that the key
+  /// moves into the cipher, and can no longer be wrapped for the license server.
   DRMMetadata makeMetadata(const MetadataSources& sources) const;
-  /// What encryptSample() will do with a sample. `time` in milliseconds; `avc`: a run of length-prefixed NAL units.
+  /// What encryptSample() will do with a sample: whether it is encrypted, and the sizes. `sample` begins after the
+  /// codec header that stays in the clear. `time` in milliseconds. `avc` says that the sample is a sequence of NAL
+  /// units, each after its length in 4 bytes (ISO/IEC 14496-15).
   RKXSampleInfo querySample(std::span<const std::byte> sample, RKXSampleKind kind, std::uint32_t time, bool avc) const;
-  /// Fills `destination` and `vector`, which have the sizes that the query answered. Throws QVSException where the
-  /// library writes less than that.
+  /// Encrypts a sample to `destination`, with a new initialisation vector in `vector`. Both have the sizes that
+  /// querySample() returned; `destination` does not overlap `sample`. Also throws QVSException if the library writes
+  /// another size.
   void encryptSample(std::span<const std::byte> sample, std::span<std::byte> destination,
                      std::span<std::byte> vector) const;
 

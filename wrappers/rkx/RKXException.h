@@ -5,20 +5,20 @@
 
 namespace rkx {
 
-/// A status of the encryption library that is not 0.
+/// A status of the encryption library other than 0, see RKXStatusCode. The host's log gets the number.
 class RKXException : public std::exception {
  public:
   explicit RKXException(std::uint32_t status) : status_(status) {}
 
   std::uint32_t status() const { return status_; }
-  /// The status is all there is to tell.
+  /// Fixed, since the library gives a number only.
   const char* what() const noexcept override { return "RKX error"; }
 
  private:
   std::uint32_t status_;
 };
 
-/// Throws where `status` is not 0.
+/// Throws RKXException if `status` is not 0.
 inline void check(std::uint32_t status) {
   if (status != 0) throw RKXException(status);
 }

@@ -5,11 +5,13 @@
 
 namespace rkx {
 
-/// What the encryption library keeps for one user of it. Zero until initialise().
+/// Room in which the encryption library keeps its state for one user, such as the adaptor. Zero before initialise(); it
+/// must not move before terminate().
 using LibraryBlock = std::array<std::uint64_t, 4>;
 
-/// Throws RKXException.
+/// To be called once before any other use of the library. Throws RKXException.
 void initialise(LibraryBlock& block);
+/// To be called once after a successful initialise().
 void terminate(LibraryBlock& block) noexcept;
 
 }  // namespace rkx

@@ -8,14 +8,17 @@
 namespace rkx {
 namespace {
 
-/// The word that counts them, and four more.
+/// The 64-bit words of a table that are used here: the first, which is their number, and four functions.
 constexpr std::uint64_t kWordsUsed = 5;
 
 template <typename Table>
 const Table& keptTable(std::atomic<const Table*>& kept, RKXStatus (*ask)(const Table**)) {
   if (const Table* const table = kept.load(std::memory_order_acquire)) return *table;
   const Table* table = nullptr;
+  // A shorter table comes from an older library: the words behind its end are not functions. Nothing is stored then, so
+  // the next call asks again.
   if (ask(&table) != kRKXOk || table == nullptr || table->words < kWordsUsed) throw RKXException(kRKXNoInterface);
+  // Without a lock: threads that come at once store the same table.
   kept.store(table, std::memory_order_release);
   return *table;
 }

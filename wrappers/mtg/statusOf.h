@@ -8,9 +8,10 @@
 
 namespace mtg {
 
-/// Runs an operation for the library; what it throws becomes a status.
+/// Runs an operation for the library and returns the status that stands for its result. No exception may reach the
+/// library, whose frames have C linkage.
 template <typename Operation>
-KrvoMTGStatus answer(const Operation& operation) noexcept {
+KrvoMTGStatus statusOf(const Operation& operation) noexcept {
   try {
     operation();
     return kKrvoMTGOk;
