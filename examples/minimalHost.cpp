@@ -1,4 +1,4 @@
-// The smallest host: loads the module, records ten seconds of made-up audio and says what came of it.
+// The smallest host: loads the module, records ten seconds of generated audio and prints the recorded duration.
 //
 //     minimal_host MODULE DIR      DIR is absolute, and is made; the recording's files are in it, named after it
 //
@@ -20,7 +20,7 @@
 
 namespace {
 
-/// The module's paths have backslashes.
+/// Paths of the module have backslashes; these two functions are inverse for paths without one.
 std::string toNative(std::string path) {
   std::replace(path.begin(), path.end(), '\\', '/');
   return path;
@@ -31,7 +31,8 @@ std::string toModule(std::string path) {
   return path;
 }
 
-/// File services for the segment files. Writes are flushed, so that what the module's index names is on the disk.
+/// File services for the segment files. O_DSYNC makes each write durable before it returns: right after it the module
+/// names the bytes in its index.
 class Files final : public IMOFileContext {
  public:
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t) override {
@@ -57,7 +58,7 @@ class Files final : public IMOFileContext {
     status->size = found.st_size;
     return 0;
   }
-  /// This host removes nothing: an empty or missing directory will do, any other is in the way.
+  /// Removes an empty directory only: this host never deletes a recording, so one that is there fails the opening.
   std::int32_t remove(const char* path, std::uint32_t, std::uint32_t) override {
     const std::string native = toNative(path);
     return ::rmdir(native.c_str()) == 0 || ::access(native.c_str(), F_OK) != 0 ? 0 : -1;
@@ -65,7 +66,7 @@ class Files final : public IMOFileContext {
   std::int32_t createDirectory(const char* path) override { return ::mkdir(toNative(path).c_str(), 0755); }
 };
 
-/// All settings have their defaults; the log goes to standard error.
+/// -1 for every setting gives its default; the log goes to standard error.
 class Host final : public IMOStreamContext, public IMOStreamOpenContext {
  public:
   void reserved() override {}

@@ -43,11 +43,11 @@ class IMO_API QvsVariant {
     const void* buffer;
   };
 
-  /// The type of the last setter; kU8 with the value 0 at first.
+  /// The type of the last setter; before the first one kU8, with the value 0.
   Tag tag() const { return tag_; }
-  /// The member that tag() names is the one that holds.
+  /// Only the member that tag() names may be read.
   const Value& value() const { return value_; }
-  /// Bytes behind value().buffer; 0 for every other tag.
+  /// Size in bytes of value().buffer; 0 for every other tag.
   std::uint32_t bufferLength() const { return length_; }
 
  private:

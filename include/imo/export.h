@@ -1,4 +1,4 @@
 #pragma once
 
-/// On what host and module share: visible from outside of a shared library whatever its default is.
+/// For declarations that host and module share: visible outside of a shared library, whatever its default is.
 #define IMO_API __attribute__((visibility("default")))

@@ -5,11 +5,11 @@
 #include "imo/export.h"
 #include "imo/types.h"
 
-// What a host hands to the playback half of a stream adaptor to be called back. A recording module takes them and never
-// calls them. They have no virtual destructor: the host, which made them, also ends them.
+// Callbacks that a host passes to the playback half of a stream adaptor. A recording module accepts them and never
+// calls them. They have no virtual destructor: the host makes and deletes them.
 
 /// Receives one stored media context of a stream, such as its metadata: type and time of the message, where it is valid
-/// in the stream, and the payload, which is the caller's and valid during the call. `last` says that no more will come.
+/// in the stream, and the payload, which is the caller's and valid during the call. `last` is true for the last one.
 class IMO_API IContextHolder {
  public:
   virtual void onContext(ContextType_t type, std::uint8_t messageType, std::uint32_t time, std::int64_t position,
@@ -30,7 +30,7 @@ class IMO_API IAllContextHolder {
   ~IAllContextHolder() = default;
 };
 
-/// Receives a segment of a played stream, `size` bytes that are valid until the segment is freed, or the news that
+/// Receives a segment of a played stream, `size` bytes that are valid until the segment is freed, or the message that
 /// there is none.
 class IMO_API ISegmentHolder {
  public:

@@ -2,9 +2,9 @@
 
 #include "imo/export.h"
 
-// Interfaces of the host's other kinds of modules, declared for the sake of a common contract. A stream adaptor neither
-// calls nor implements them; their operations are reserved. The order of their slots is part of the contract between
-// the host and its modules, so none may be added, moved or taken away.
+// Interfaces of the host's other kinds of modules, declared because the contract is common to all modules. A stream
+// adaptor neither calls nor implements them; their operations are reserved. The order of their slots is part of the
+// contract between the host and its modules, so none may be added, moved or taken away.
 
 class IMO_API IMOServerContext {
  public:
