@@ -16,9 +16,38 @@
 /// constructor decides the direction. Values of one serializer may refer to earlier ones, so its tables last from value
 /// to value until clearTables(). Values that were read outlive it.
 ///
+/// AMF0 values (AMF 0 specification, 2), after the marker:
+///
+///     0  f64 number                           10  u32 n, n values: a strict array
+///     1  u8 boolean, true if 1                11  f64 milliseconds, i16 zone: a date
+///     2  u16 n, n bytes of text               12  u32 n, n bytes of text
+///     3  members and end: an object           13  nothing: unsupported, read as undefined
+///     4  as 2                                 15  u32 n, n bytes of XML
+///     5  nothing: null                        16  class name, members and end: an object with a class
+///     6  nothing: undefined                   17  one AMF3 value
+///     7  u16 index of an object or array      32  u32 n, n bytes: a blob, an addition of this system
+///     8  u32 hint, members and end: an array  34  i64: an addition of this system
+///
+/// A member is a name (u16 n, n bytes) and a value; the end is an empty name and the marker 9.
+///
+/// AMF3 values (AMF 3 specification, 3), after the marker. A head is a U29 whose low bit is 1; with the low bit 0 the
+/// rest is the index of an earlier object, and nothing follows:
+///
+///      4  U29 of 29 bits, signed               11  as 7
+///      5  f64                                  12  head of n, n bytes
+///      6  string                               13  head of n, u8 fixed, n times i32
+///      7  head of n, n bytes of XML            14  head of n, u8 fixed, n times u32
+///      8  head, f64 milliseconds               15  head of n, u8 fixed, n times f64
+///      9  head of n, members, n values         16  head of n, u8 fixed, class name, n values
+///     10  head, class, values, members         17  head of n, u8 weak, n times key and value
+///
+/// Members are strings and values up to an empty string. The head of an object has, from bit 1 on: whether the class is
+/// inline, externalizable (refused), dynamic (members follow), and the number of its sealed members, whose names follow
+/// the class name. Without an inline class the rest of the head is the index of an earlier one.
+///
 /// Input is not trusted: every count is compared with the bytes that are left, all memory is taken from the payload's
 /// ReadAllowance before it is allocated, and values nested deeper than NQDataArray::kMaxNesting are malformed, both
-/// ways, since reading, writing and destroying them is recursive. Belongs to one thread.
+/// ways, since reading and writing them is recursive. Belongs to one thread.
 ///
 /// A failure is an NQBreakConnection, or without `throwOnError` a set errorFlag(): reads then give zeros and the
 /// position is at the end.

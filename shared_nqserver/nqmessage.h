@@ -46,6 +46,7 @@ class Message : public NQObject, private util::hidden::Noncopyable {
   /// The protection bit that `takeProtectedFlag` last found.
   bool protectedFlag() const { return protectedFlag_; }
   Header header() const { return header_; }
+  /// The block of the payload; null before one is set.
   const NQMemoryPtr& data() const { return data_; }
   /// The front of the block, cut to the length in the header, the used length and the capacity, whichever is least. A
   /// view.
@@ -59,6 +60,7 @@ class Message : public NQObject, private util::hidden::Noncopyable {
   /// Sets the length in the header and, with `alsoBlock`, the block's used length. A value above kMaxTagDataSize is a
   /// diagnostic, and the header gets its low 24 bits.
   void setLength(std::uint32_t length, bool alsoBlock);
+  /// Copies all 11 bytes; `protectedFlag` stays.
   void setHeader(Header header);
   /// Moves the protection bit of the type byte to `protectedFlag`: afterwards the type byte has none.
   void takeProtectedFlag();

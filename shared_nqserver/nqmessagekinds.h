@@ -27,6 +27,13 @@ enum class MessageKind : std::uint8_t {
 /// All kinds are less than this.
 inline constexpr std::size_t kKindLimit = 24;
 
+// The first payload byte of audio and video, by its bits:
+//
+//     audio   codec (bits 7-4), rate (3-2), 16 bits a sample (1), stereo (0)
+//     video   frame type (bits 7-4; 1 key frame, 3 disposable, 5 no picture), codec (3-0)
+//
+// A control message begins with a u16 subtype.
+
 // Names for diagnostics: fixed texts, empty for a value without a name.
 
 /// The name of a message kind.

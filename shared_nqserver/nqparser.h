@@ -29,7 +29,9 @@ class NQDataParser {
   virtual void flushErrorLog();
 
   bool isWriting() const { return isWriting_; }
+  /// Whether a read has failed without `throwOnError`. Never reset.
   bool errorFlag() const { return errorFlag_; }
+  /// The cursor, in bytes from the front.
   std::uint32_t position() const { return position_; }
   /// Bytes of the buffer when reading; its capacity when writing.
   std::uint32_t length() const { return length_; }
@@ -40,6 +42,7 @@ class NQDataParser {
   /// The bytes up to the cursor. A view, valid until the next write.
   std::span<const std::byte> written() const { return {buffer_, position_}; }
 
+  /// The lines since the last clearErrorLog(), the fault first and what was being done after it.
   const std::vector<std::string>& errorLog() const { return errorLog_; }
   void addErrorLine(std::string line) { errorLog_.push_back(std::move(line)); }
   void clearErrorLog() { errorLog_.clear(); }
@@ -56,6 +59,7 @@ class NQDataParser {
   NQDataParser& operator=(const NQDataParser&) = delete;
   ~NQDataParser() = default;
 
+  // Numbers, the highest byte first; 0 on an error.
   std::uint8_t readByte() { return static_cast<std::uint8_t>(readBigEndian(1)); }
   std::uint16_t readInt16() { return static_cast<std::uint16_t>(readBigEndian(2)); }
   std::uint32_t readInt32() { return static_cast<std::uint32_t>(readBigEndian(4)); }
@@ -73,6 +77,7 @@ class NQDataParser {
   /// A view of the next `length` bytes. Unchecked: the caller has compared with remaining().
   std::span<const std::byte> take(std::uint32_t length);
 
+  // Numbers, the highest byte first.
   void writeByte(std::uint8_t value) { writeBigEndian(1, value); }
   void writeInt16(std::uint16_t value) { writeBigEndian(2, value); }
   void writeInt32(std::uint32_t value) { writeBigEndian(4, value); }

@@ -42,12 +42,18 @@ class IOStreamException : public qvs::QVSException {
  public:
   /// The values are fixed; errors without a value of their own are kOther.
   enum Code : std::uint32_t {
+    /// No error.
     kNone = 0,
     kOther = 1,
+    /// EINVAL.
     kInvalidArgument = 2,
+    /// EACCES; EPERM and EROFS are kOther.
     kAccessDenied = 3,
+    /// EEXIST, when a file was to be new.
     kExists = 4,
+    /// EMFILE, the limit of the process.
     kTooManyOpen = 5,
+    /// ENOENT, for a directory of the path as well.
     kNotFound = 6,
   };
 
@@ -55,7 +61,9 @@ class IOStreamException : public qvs::QVSException {
   IOStreamException(int errorNumber, std::string path)
       : QVSException({}), code_(codeOf(errorNumber)), path_(std::move(path)) {}
 
+  /// A Code.
   std::uint32_t code() const { return code_; }
+  /// The path as the stream was given it.
   const std::string& path() const { return path_; }
 
  private:

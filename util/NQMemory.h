@@ -26,6 +26,7 @@ class NQMemory : public NQObject {
   /// Valid until `grow`, `resize` or the end of the block.
   std::byte* data() { return data_; }
   const std::byte* data() const { return data_; }
+  /// Bytes that may be used from data() on.
   std::uint32_t capacity() const { return capacity_; }
   /// How much of the block its user has filled. Not checked against the capacity, which `used` does.
   std::uint32_t usedLength() const { return usedLength_; }

@@ -18,8 +18,8 @@ void format(NQString& out, const char16_t* pattern, ...);
 /// The same; `arguments` is copied and still at its place afterwards.
 void formatList(NQString& out, const char16_t* pattern, std::va_list arguments);
 
-/// Bytes as text for a log: printable ASCII as the character, any other byte as two hex digits, a blank after each.
-/// Stops after 1024 bytes, without a mark. Null gives the empty string.
+/// Bytes as text for a log, {0x41, 0x00, 0x7A} as "A 00 z ": printable ASCII as the character, any other byte as two
+/// hex digits, a blank after each. Stops after 1024 bytes, without a mark. Null gives the empty string.
 NQString byteDump(const void* data, std::size_t size);
 
 /// A path cut at its last backslash, which belongs to neither part. Slashes do not count: such a path is a name.

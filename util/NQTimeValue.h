@@ -42,9 +42,11 @@ class NQTimeValue {
   /// for one whose ticks do not fit 64 bits.
   static NQTimeValue fromLocalTime(const std::tm& local);
 
+  /// The count, one of the special values included.
   constexpr std::int64_t ticks() const { return ticks_; }
   constexpr auto operator<=>(const NQTimeValue&) const = default;
 
+  /// Whether the value is a user's number and no time.
   constexpr bool isUserValue() const { return kFirstUserValue <= ticks_ && ticks_ < kFirstUserValue + kUserValues; }
   /// The user's number, sign-extended from 61 bits. Throws NQTimeValueError for any other value.
   std::int64_t userValue() const;

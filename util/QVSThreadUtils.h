@@ -62,7 +62,9 @@ class MutexLock {
 
   /// Unlocks the mutex that is held, then locks `mutex`. Does nothing if both are the same, whatever `alreadyHeld` is.
   void assign(IMutex* mutex, bool alreadyHeld = false);
+  /// Unlocks the mutex, if one is held.
   void release() { assign(nullptr); }
+  /// The mutex that is held; null for none.
   const IMutex* held() const { return mutex_; }
 
  private:

@@ -19,6 +19,7 @@ class StreamReader {
   explicit StreamReader(std::istream& in)
       : in_(in), mask_(in, std::ios_base::eofbit | std::ios_base::failbit | std::ios_base::badbit) {}
 
+  // Unsigned, the highest byte first.
   std::uint8_t u8() { return static_cast<std::uint8_t>(take(1)); }
   std::uint16_t u16() { return static_cast<std::uint16_t>(take(2)); }
   std::uint32_t u24() { return static_cast<std::uint32_t>(take(3)); }

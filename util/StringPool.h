@@ -16,6 +16,10 @@ namespace qvs::util {
 /// May be used by all threads at once: each length has its own lock, so texts of different lengths never wait for each
 /// other. A shared block is immutable and lives until a sweep finds it unused.
 ///
+/// A text of at most `maxPooledLength` characters is looked up by its length and content; the entry counts the strings
+/// that use its block. A longer one gets a private block, which belongs to one string and is freed with it. Appending
+/// makes a private block of either, since a shared one must not change.
+///
 /// All operations take bytes or 16-bit units. A text may be part of the block that it replaces. They throw
 /// std::bad_alloc.
 class StringPool {

@@ -61,7 +61,9 @@ class ByteWriter {
   /// Overwrites four bytes that were written before. Throws std::out_of_range if `offset` + 4 exceeds size().
   void patchU32(std::size_t offset, std::uint32_t value);
 
+  /// Drops the bytes and keeps their memory.
   void clear() { data_.clear(); }
+  /// Allocates for `size` bytes in all; a hint that saves growing.
   void reserve(std::size_t size) { data_.reserve(size); }
   std::size_t size() const { return data_.size(); }
   /// A view that the next write may invalidate.
@@ -86,6 +88,7 @@ class ByteReader {
  public:
   explicit ByteReader(std::span<const std::byte> data) : data_(data) {}
 
+  // Numbers of 8 to 64 bits, the highest byte first.
   std::uint8_t u8() { return static_cast<std::uint8_t>(take<1>()); }
   std::uint16_t u16() { return static_cast<std::uint16_t>(take<2>()); }
   std::uint32_t u24() { return static_cast<std::uint32_t>(take<3>()); }

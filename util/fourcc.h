@@ -11,7 +11,7 @@ namespace qvs::util {
 /// the number written in big-endian order gives the characters.
 using FourCC = std::uint32_t;
 
-/// "moof"_4cc. A literal of any other length does not compile.
+/// "moof"_4cc is 0x6D6F6F66. Computed by the compiler; a literal of any other length does not compile.
 consteval FourCC operator""_4cc(const char* text, std::size_t length) {
   if (length != 4) throw "a four-character code has four characters";
   FourCC code = 0;

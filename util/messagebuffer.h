@@ -7,8 +7,9 @@
 
 namespace qvs::util {
 
-/// Writes the body of an aggregate message: timed messages one after another, each as a tag with header and back
-/// pointer (see util/tagHeader.h) and with stream id 0. To be allocated before the first append. Belongs to one thread.
+/// Writes the body of an aggregate message, as CompositeMessage reads it: timed messages one after another, each as a
+/// tag with header and back pointer (see util/tagHeader.h) and with stream id 0. To be allocated before the first
+/// append. Belongs to one thread.
 class MessageBuffer {
  public:
   // Bits of `contents`, one for each kind of message in the body. Audio without a payload sets none.

@@ -11,6 +11,13 @@ namespace qvs::util {
 // surrogate pair is a sequence of three bytes. So a character beyond 0xFFFF has six bytes, and a true four-byte
 // sequence is invalid.
 
+//
+//     units             bytes
+//     0000 .. 007F      00..7F
+//     0080 .. 07FF      C2..DF 80..BF
+//     0800 .. 0FFF      E0     A0..BF 80..BF
+//     1000 .. FFFF      E1..EF 80..BF 80..BF
+
 /// The unit at the front of a UTF-8 text.
 struct Utf8Unit {
   char16_t unit = 0;

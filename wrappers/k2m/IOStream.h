@@ -47,10 +47,12 @@ class WarningHandler {
   virtual std::uint32_t warning(std::uint32_t code) = 0;
 };
 
+/// The callback record for `handler`, which outlives the call that gets it; otherwise as below.
+KrvoK2MWarningHandlerCallBacks makeCallBacks(WarningHandler& handler);
+
 /// The callback record for `stream`, which outlives the writer or reader that gets it; the record itself is copied by
 /// the library. An exception of an operation becomes a status: that of an Exception, 18 for std::bad_alloc, 19 for
 /// another std::exception, 1 for anything else.
 KrvoK2MIOStreamCallBacks makeCallBacks(IOStream& stream);
-KrvoK2MWarningHandlerCallBacks makeCallBacks(WarningHandler& handler);
 
 }  // namespace krvo::k2m

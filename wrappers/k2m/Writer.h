@@ -59,6 +59,11 @@ class Writer {
 
 /// A counted handle on one segment file that is written. The last copy writes the end of the file; a failure of that is
 /// not reported, since a destructor runs it. Belongs to one thread. Every operation throws like those of Writer.
+///
+/// A new segment: addTrack() and a description for each media track, addHintTrack() and its description,
+/// startFragment(). An existing one: the constructor reads the tracks back; setSampleDescriptor() for each of them,
+/// startFragment(). Then for each fragment: addAbst(), the samples in the order of their times, startFragment(), which
+/// returns the place of the fragment after it. The fragment that is open at the end is dropped.
 class K2RWriter {
  public:
   /// A new segment. `stream`, which is opened here, and `allocator` outlive the writer.

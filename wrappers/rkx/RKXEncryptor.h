@@ -13,11 +13,15 @@ namespace rkx {
 /// The sources of a block of protection metadata besides the key and content identifier of the encryptor. Views, valid
 /// during makeMetadata(). Files are given as their whole content.
 struct MetadataSources {
+  /// An http or https URL.
   std::string_view licenseServerUrl;
+  /// X.509 certificates in DER or PEM.
   std::span<const std::byte> transportCert;
   std::span<const std::byte> licenseServerCert;
+  /// A PKCS#12 structure with a key and its certificate, which `password` opens.
   std::span<const std::byte> credential;
   std::string_view password;
+  /// The list and its bytes stay the caller's.
   RKXPolicyList policies;
 };
 
