@@ -57,7 +57,7 @@ void BootstrapBuilder::addEmptyFragment(std::uint32_t segment, std::uint32_t fra
 void BootstrapBuilder::addTimestampGap(std::uint32_t segment, std::uint32_t fragment, std::uint32_t /*start*/) {
   if (fragmentRuns().empty()) return;
   if (!fragmentRuns().back().isTimestampGap()) {
-    // Numbers may fall after an append whose clock restarted: the marker then stands at the lower one.
+    // Numbers may fall after an append whose clock restarted: the marker then gets the lower one.
     append({std::min(lastFragment_ + 1, fragment), 0, Discontinuity::kTimestampGap});
   }
   if (segment != lastSegment_) beginSegment(segment);

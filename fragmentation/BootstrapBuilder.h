@@ -42,7 +42,7 @@ class BootstrapBuilder {
   void endPresentation();
 
   const BootstrapInfo& info() const { return bootstrap_; }
-  /// For the fields beside the run tables, and for trimming the tables at a stop.
+  /// For the fields other than the run tables, and for trimming the tables at a stop.
   BootstrapInfo& info() { return bootstrap_; }
   std::vector<FragmentRunEntry>& fragmentRuns() { return bootstrap_.fragmentRunTables.front().fragmentRuns; }
   std::vector<SegmentRunEntry>& segmentRuns() { return bootstrap_.segmentRunTables.front().segmentRuns; }

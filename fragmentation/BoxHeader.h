@@ -25,9 +25,8 @@ struct BoxHeader {
   bool operator==(const BoxHeader&) const = default;
 };
 
-/// Reads one header; the stream then stands on the payload. The size is not checked against anything, not even the
-/// header's own: the boxes read through here are bounded by their counts. Throws std::ios_base::failure if the input
-/// ends early.
+/// Reads one header; the stream is then at the payload. The size is not checked against anything, not even the header's
+/// own: the boxes read through here are bounded by their counts. Throws std::ios_base::failure if the input ends early.
 BoxHeader readBoxHeader(qvs::util::StreamReader& in);
 
 }  // namespace ruvo::k2r

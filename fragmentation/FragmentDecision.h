@@ -50,7 +50,7 @@ struct FragmentDecision {
   bool operator==(const FragmentDecision&) const = default;
 };
 
-/// The number of the slot of the grid in which `time` lies: slot k covers [(k - 1) * duration, k * duration), both in
+/// The number of the slot of the grid that contains `time`: slot k covers [(k - 1) * duration, k * duration), both in
 /// milliseconds; `duration` is not 0. The grid is that of the timeline, not of the first sample, so a number depends on
 /// the time alone and is still right after a stop and an append.
 constexpr std::uint64_t fragmentNumberAt(std::uint64_t time, std::uint32_t duration) {

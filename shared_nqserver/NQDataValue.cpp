@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The XML of AMF0 is the one that AMF3 calls a document; AMF3 has another one beside it.
+/// The XML of AMF0 is the one that AMF3 calls a document; AMF3 has a second one.
 constexpr std::uint8_t kXmlDocumentMarker = 7;
 
 }  // namespace
@@ -139,7 +139,7 @@ const NQNarrowString& NQDataValue::toString() const {
 }
 
 NQText* NQDataValue::heldText() const {
-  // The kind decides what the object is: there is no type information beside it.
+  // The kind decides what the object is: there is no other type information.
   const bool isText = kind_ == NQDataKind::kStringType || kind_ == NQDataKind::kXMLType;
   return isText && holding_ == Holding::kObject ? static_cast<NQText*>(payload_.object) : nullptr;
 }

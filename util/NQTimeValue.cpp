@@ -38,7 +38,7 @@ NQTimeValue NQTimeValue::fromLocalTime(const std::tm& local) {
 
 std::int64_t NQTimeValue::userValue() const {
   if (!isUserValue()) throw NQTimeValueError(NQString(u"not user value"));
-  // The lowest user value stands for 0, and the upper half of the range for negative numbers.
+  // The lowest user value is the number 0, and the upper half of the range for negative numbers.
   const std::int64_t number = ticks_ - kFirstUserValue;
   return number < kUserValues / 2 ? number : number - kUserValues;
 }

@@ -50,7 +50,7 @@ K2MRtmpDescriptorInfo SampleDescriptor::rtmpInfo() const {
 }
 
 qvs::util::ByteBuffer SampleDescriptor::codecHeader() const {
-  // Two calls: the description does not change once it is added, so the length still holds.
+  // Two calls: the description does not change once it is added, so the length is still right.
   const std::uint32_t length = info().codecHeaderLength;
   qvs::util::ByteBuffer bytes(length);
   check(KrvoK2MSampleDescriptorCopyCodecHeaderData(get(), bytes.data(), length));

@@ -15,7 +15,7 @@ template <typename Table>
 const Table& keptTable(std::atomic<const Table*>& kept, RKXStatus (*ask)(const Table**)) {
   if (const Table* const table = kept.load(std::memory_order_acquire)) return *table;
   const Table* table = nullptr;
-  // A shorter table comes from an older library: the words behind its end are not functions. Nothing is stored then, so
+  // A shorter table comes from an older library: the words after its end are not functions. Nothing is stored then, so
   // the next call asks again.
   if (ask(&table) != kRKXOk || table == nullptr || table->words < kWordsUsed) throw RKXException(kRKXNoInterface);
   // Without a lock: threads that come at once store the same table.
