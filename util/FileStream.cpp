@@ -18,6 +18,7 @@ SeekFrom seekFrom(std::uint32_t mode) {
 }  // namespace
 
 std::uint32_t FileStream::open() {
+  // The flag for text mode is known and without effect: files are binary in any case.
   const std::uint32_t flags = openFlags_ & platform::os::kOpenKnownFlags;
   descriptor_ = checked(platform::os::openDescriptor(path_, flags, platform::os::kOwnerReadsAndWrites));
   return 0;

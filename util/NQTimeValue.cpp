@@ -46,6 +46,7 @@ std::int64_t NQTimeValue::userValue() const {
 std::tm NQTimeValue::brokenDown(TimeZone zone) const {
   const bool local = zone == TimeZone::kLocal;
   std::optional<std::tm> date;
+  // Times before 1970 are negative, as are the values that are no time: neither is converted.
   if (0 <= ticks_ && ticks_ != kAfterAll) {
     const std::int64_t seconds = ticks_ / kTicksPerSecond;
     date = local ? platform::os::toLocalTime(seconds) : platform::os::toUtc(seconds);
