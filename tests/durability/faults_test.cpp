@@ -13,7 +13,7 @@
 #include "host/files/smallFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
-#include "tests/module/loadModule.h"
+#include "tests/support/loadModule.h"
 #include "tests/support/tagFile.h"
 #include "util/bytes.h"
 

@@ -9,8 +9,8 @@
 #include "host/files/smallFiles.h"
 #include "platform/container/fragmentReader.h"
 #include "tests/durability/Reference.h"
-#include "tests/module/loadModule.h"
 #include "tests/support/Recorder.h"
+#include "tests/support/loadModule.h"
 
 namespace {
 

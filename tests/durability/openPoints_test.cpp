@@ -11,8 +11,8 @@
 #include "host/recordingFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
-#include "tests/module/loadModule.h"
 #include "tests/support/hex.h"
+#include "tests/support/loadModule.h"
 #include "util/bytes.h"
 
 namespace {

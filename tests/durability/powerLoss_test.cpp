@@ -11,7 +11,7 @@
 #include "host/repair/repairRecording.h"
 #include "tests/durability/Reference.h"
 #include "tests/durability/continuing.h"
-#include "tests/module/loadModule.h"
+#include "tests/support/loadModule.h"
 
 namespace {
 

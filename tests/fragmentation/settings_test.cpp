@@ -23,7 +23,7 @@
 #include "fragmentation/RecordingSettings.h"
 #include "fragmentation/base64.h"
 #include "fragmentation/loadFile.h"
-#include "tests/encryption/FakeLibrary.h"
+#include "tests/support/FakeLibrary.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
 #include "tests/support/hex.h"

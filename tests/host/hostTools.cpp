@@ -8,9 +8,9 @@
 #include "host/commands.h"
 #include "host/files/smallFiles.h"
 #include "host/input/openInput.h"
-#include "tests/module/loadModule.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/hex.h"
+#include "tests/support/loadModule.h"
 #include "tests/support/tagFile.h"
 #include "util/bytes.h"
 

@@ -8,8 +8,8 @@
 
 #include "fragmentation/AfraBox.h"
 #include "fragmentation/BootstrapReader.h"
-#include "tests/module/loadModule.h"
 #include "tests/support/Recorder.h"
+#include "tests/support/loadModule.h"
 
 namespace test {
 

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "packaging/EncryptedK2RMediaWriterPolicy.h"
-#include "tests/encryption/FakeLibrary.h"
 #include "tests/packaging/recordingFixture.h"
+#include "tests/support/FakeLibrary.h"
 #include "util/QVSException.h"
 #include "wrappers/rkx/RKXException.h"
 

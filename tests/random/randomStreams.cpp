@@ -13,9 +13,9 @@
 
 #include "host/verify/quickLook.h"
 #include "host/verify/verifyReport.h"
-#include "tests/module/loadModule.h"
 #include "tests/random/RandomRecording.h"
 #include "tests/support/Recorder.h"
+#include "tests/support/loadModule.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <tuple>
 
-#include "tests/encryption/FakeLibrary.h"
+#include "tests/support/FakeLibrary.h"
 #include "tests/support/hex.h"
 #include "tests/support/statusOf.h"
 #include "wrappers/rkx/RKXEncryptor.h"

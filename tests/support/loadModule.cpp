@@ -1,4 +1,4 @@
-#include "tests/module/loadModule.h"
+#include "tests/support/loadModule.h"
 
 #include <dlfcn.h>
 

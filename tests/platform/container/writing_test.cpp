@@ -9,7 +9,7 @@
 
 #include "platform/container/GatherWriter.h"
 #include "platform/container/retention.h"
-#include "tests/platform/container_reading.h"
+#include "tests/platform/container/reading.h"
 #include "tests/support/SegmentMaker.h"
 
 namespace krvo::container {

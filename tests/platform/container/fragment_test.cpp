@@ -8,7 +8,7 @@
 
 #include "platform/container/FragmentPlan.h"
 #include "platform/container/fragmentBoxes.h"
-#include "tests/platform/container_reading.h"
+#include "tests/platform/container/reading.h"
 #include "tests/support/SegmentMaker.h"
 
 namespace krvo::container {

@@ -6,7 +6,7 @@
 
 #include "host/OpenContext.h"
 #include "tests/host/hostTools.h"
-#include "tests/module/loadModule.h"
+#include "tests/support/loadModule.h"
 
 namespace host {
 namespace {

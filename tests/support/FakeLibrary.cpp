@@ -1,4 +1,4 @@
-#include "tests/encryption/FakeLibrary.h"
+#include "tests/support/FakeLibrary.h"
 
 #include <algorithm>
 #include <memory>

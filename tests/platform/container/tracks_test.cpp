@@ -14,7 +14,7 @@
 #include "platform/container/dates.h"
 #include "platform/container/numbers.h"
 #include "platform/container/sampleEntryWriter.h"
-#include "tests/platform/container_reading.h"
+#include "tests/platform/container/reading.h"
 #include "tests/support/SegmentMaker.h"
 
 namespace krvo::container {
