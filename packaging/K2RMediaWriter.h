@@ -31,7 +31,7 @@ class K2RMediaWriter final : public IMediaWriter, public IMediaProperties {
   /// QVSException if there is no such track; the file is then not a segment yet.
   K2RMediaWriter(IK2RMediaWriterPolicy& policy, IMediaProperties& properties, krvo::k2m::IOStream& stream);
   /// Continues an existing segment after the fragment whose first byte is at offset `position`. Its tracks are read
-  /// back, and getTracks() returns them. `warnings` is told of boxes that had to be passed over, and outlives the
+  /// back, and getTracks() returns them. `warnings` receives a line for each box that was passed over, and outlives the
   /// writer. Throws QVSException if the segment has no hint track.
   K2RMediaWriter(IK2RMediaWriterPolicy& policy, krvo::k2m::IOStream& stream, std::uint64_t position,
                  krvo::k2m::WarningHandler& warnings);

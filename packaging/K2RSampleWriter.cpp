@@ -41,7 +41,7 @@ SampleKind audioKind(const std::byte* tag, bool randomAccess) {
     case kSpeexAudio:
     case kMp3At8kHzAudio:
       return {SampleKind::Form::kHintAndMedia, false, randomAccess};
-    default:  // PCM and others: readers of segments have no sample entry for them
+    default:  // PCM and others, for which a segment has no sample entry
       return {};
   }
 }

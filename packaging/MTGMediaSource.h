@@ -41,7 +41,7 @@ class MTGMediaSource final : public IMediaSource {
   PictureSize findPictureSize() const;
   /// The last tag's timestamp, in milliseconds; 0 for a file without tags.
   std::uint32_t findDuration() const;
-  /// `tags` is moved to behind the first video tag with data, so addAudio() finds only audio after that one.
+  /// Moves `tags` past the first video tag with data, so that addAudio() finds only audio after that one.
   void addVideo(const mtg::TagIterator& tags, const PictureSize& picture);
   void addAudio(const mtg::TagIterator& tags);
 

@@ -13,8 +13,7 @@ namespace ruvo::k2rpkgutil {
 /// contain a configuration, and for a message that is neither video, audio nor data.
 ///
 /// `videoWidth` and `videoHeight`, in pixels, are stored unchanged in a video description: the stream's metadata have
-/// them, not the message. The result owns copies of everything it needs. Throws std::bad_alloc, and std::out_of_range
-/// for an AAC configuration that is too long for its box.
+/// them, not the message. The result owns copies of everything it needs. Throws std::bad_alloc.
 std::shared_ptr<K2RSampleDescriptor> makeSampleDescriptor(const Message& message, std::uint32_t videoWidth,
                                                           std::uint32_t videoHeight);
 

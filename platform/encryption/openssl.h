@@ -60,7 +60,7 @@ inline BioPtr readingBio(std::span<const std::byte> bytes) {
 }
 
 /// Restores the thread's OpenSSL error queue at the end of its scope. The host may use OpenSSL on the same thread, and
-/// would take errors that we leave behind for its own.
+/// would take our errors for those of its own calls.
 class ErrorQueueScope {
  public:
   ErrorQueueScope() { ERR_set_mark(); }

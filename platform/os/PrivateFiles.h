@@ -8,7 +8,7 @@ namespace platform::os {
 /// only, from the moment they exist: no chmod afterwards, which would leave a gap.
 ///
 /// Sets the umask, which belongs to the whole process. Only for programs that create files on one thread; the module,
-/// whose host has threads of its own, must not use it. Objects may nest, and are destroyed in reverse order.
+/// whose host may have many threads, must not use it. Objects may nest, and are destroyed in reverse order.
 class PrivateFiles {
  public:
   PrivateFiles() noexcept;

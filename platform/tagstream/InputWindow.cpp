@@ -66,7 +66,7 @@ bool InputWindow::holds(std::uint64_t offset, std::size_t count) {
   if (!canSeek_) return view(offset, count).size() == count;
   const auto fits = [&] { return count <= size_ && offset <= size_ - count; };
   if (fits()) return true;
-  // Asked again each time it seems too small: a file that is being written may have grown.
+  // A file that is being written may have grown since the last look.
   size_ = size();
   return fits();
 }

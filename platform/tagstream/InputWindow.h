@@ -56,7 +56,7 @@ class InputWindow {
   std::uint64_t start_ = 0;
   std::size_t filled_ = 0;
   bool canSeek_ = false;
-  /// The file's size when it was last asked for; a lower bound, as files only grow.
+  /// The file's size when it was last asked for. Asked for again only when it seems too small: a file may grow.
   std::uint64_t size_ = 0;
   /// Whether the position of the stream is known to be the end of the window, so that no seek is needed.
   bool isStreamAtEnd_ = true;
