@@ -29,7 +29,7 @@ void requireEnd(const ByteReader& in) {
 Digest readDigest(ByteReader& in) {
   const auto bytes = readDer(in, DerTag::kOctetString);
   Digest digest{};
-  if (bytes.size() != digest.size()) throw MalformedInput("a digest of another length");
+  if (bytes.size() != digest.size()) throw MalformedInput("a digest that is not 32 bytes long");
   std::copy(bytes.begin(), bytes.end(), digest.begin());
   return digest;
 }
@@ -108,7 +108,7 @@ ContentKey readContentKey(std::span<const std::byte> content) {
   requireEnd(whole);
   ContentKey read;
   read.key = Secret(readDer(in, DerTag::kOctetString));  // copied once, straight into protected memory
-  if (read.key.size() != kKeySize) throw MalformedInput("a content key of another length");
+  if (read.key.size() != kKeySize) throw MalformedInput("a content key that is not 16 bytes long");
   read.statementDigest = readDigest(in);
   requireEnd(in);
   return read;

@@ -126,7 +126,8 @@ SignedMetadata verifyMetadataBlock(std::span<const std::byte> block) {
   auto content = readContent(verifiedContent(*structure));
   const auto signer = signerOf(*structure);
   const auto fingerprint = sha256(derOf(*signer));
-  expect(fingerprint == content.statement.signerDigest, "the metadata is signed by another than it names");
+  expect(fingerprint == content.statement.signerDigest,
+         "the metadata names another certificate than the one that signed it");
   return {std::move(content), subjectOf(*signer), hexOf(fingerprint)};
 }
 
