@@ -25,8 +25,10 @@ std::uint32_t EncryptedK2RMediaWriterPolicy::addEntries(Entries& entries, const 
 }
 
 krvo::k2m::Track EncryptedK2RMediaWriterPolicy::addVideoTrack(K2RWriter& writer, const K2RTrack& track) {
+  // The third entry counts the `sinf` boxes, too, in the place of the track's own figure.
   Track handle = sampleWriter_.addTrack(writer, track, addEntries(videoEntries_, track));
   for (std::size_t i = 0; i < track.sampleDescriptors.size(); ++i) {
+    // Entry i from the front, not one of those just added: a later segment has to repeat the `sinf` boxes of the first.
     sampleWriter_.addVideoDescriptor(writer, handle, *track.sampleDescriptors[i], videoEntries_[i].protectedCode,
                                      videoEntries_[i].sinf.bytes());
   }
@@ -43,7 +45,7 @@ krvo::k2m::Track EncryptedK2RMediaWriterPolicy::addAudioTrack(K2RWriter& writer,
 }
 
 krvo::k2m::Track EncryptedK2RMediaWriterPolicy::addDataTrack(K2RWriter& writer, const K2RTrack& track) {
-  Entries entries;
+  Entries entries;  // not kept: script data have no configuration to repeat
   Track handle = sampleWriter_.addTrack(writer, track, addEntries(entries, track));
   for (const ProtectedEntry& entry : entries) {
     sampleWriter_.addDataDescriptor(writer, handle, entry.protectedCode, entry.sinf.bytes());
@@ -53,6 +55,8 @@ krvo::k2m::Track EncryptedK2RMediaWriterPolicy::addDataTrack(K2RWriter& writer, 
 
 void EncryptedK2RMediaWriterPolicy::writeAudioSample(K2RWriter& writer, const Track& hint, const Track& track,
                                                      const NQMessage& message, bool randomAccess) {
+  // The clear message decides what the tag becomes in the file (docs/decisions.md, "What a tag is in the file goes by
+  // the clear message"): in a protected tag a byte at the same place may be the filter count.
   sampleWriter_.writeAudio(writer, hint, track, message, encryptMessage(message), randomAccess);
 }
 
@@ -70,6 +74,7 @@ void EncryptedK2RMediaWriterPolicy::writeVideoConfig(K2RWriter& writer, const Tr
                                                      std::uint32_t time, std::uint32_t timestamp) {
   if (videoEntries_.empty()) return;
   const ProtectedEntry& entry = videoEntries_.front();
+  // Not encrypted: the configuration is in the sample description in the clear anyway.
   const NQMessage message = sampleWriter_.buildVideoConfig(entry.clearFormat, time, timestamp, entry.codec);
   if (!message.empty()) sampleWriter_.writeVideo(writer, hint, track, message);
 }
@@ -107,6 +112,7 @@ std::shared_ptr<K2RSampleDescriptor> EncryptedK2RMediaWriterPolicy::readDescript
     throw qvs::QVSException("The recording is in the clear and cannot be continued as a protected one.");
   }
   ProtectedCodecHeader header = splitCodecHeader(codecHeader);
+  // With the `sinf` box of the file, so that the segments of an append go on with the first metadata text.
   entries.push_back({info->formatCode, header.clearFormat, header.codec, header.sinf});
   info->formatCode = header.clearFormat;
   auto result = std::make_shared<K2RSampleDescriptor>();

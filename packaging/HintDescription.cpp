@@ -22,6 +22,7 @@ std::uint8_t flagBits(const HintDescriptionEntry& entry) {
 
 void writeHintDescription(ByteWriter& out, std::span<const HintDescriptionEntry> entries,
                           std::optional<std::uint32_t> timeOffset) {
+  // The inner scope ends the `amhp` box here, because its size must not count the `amto` that follows.
   {
     const BoxScope box(out, "amhp"_4cc, 0, 0);
     out.u8(narrow<std::uint8_t>(entries.size()));

@@ -4,10 +4,12 @@
 
 namespace ruvo::k2rpkgutil {
 
-/// What the packager asks of the recording that it works for.
+/// What the packager needs from the recording that it works for. Implemented by the stream object, which outlives
+/// policies, writers and sources, and owns the context: there is no destructor slot.
 class IPackagerContext {
  public:
-  /// Where the messages of the recording are allocated.
+  /// The arena in which messages are allocated. The same one for the whole life of the context, since blocks of a
+  /// message that is written late have to come from an arena that still exists.
   virtual IMemoryArena& getArena() = 0;
 
  protected:

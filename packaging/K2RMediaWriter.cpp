@@ -16,9 +16,10 @@ namespace {
 using namespace qvs::util;
 
 constexpr char kHintHandlerName[] = "Korvo Systems Inc. Hint Handler";
-constexpr std::uint32_t kTimescale = 1000;
-/// Milliseconds between the configurations of a stream without video.
-constexpr std::uint32_t kAudioConfigDistance = 1000;
+/// Units a second of the hint track: the milliseconds of tags, whatever the media tracks have.
+constexpr std::uint32_t kHintTimescale = 1000;
+/// Time between the configurations of a stream without video, where no key frame gives a place for them.
+constexpr std::uint32_t kAudioConfigIntervalMs = 1000;
 
 K2MDocInfo makeDocInfo(const DocumentProperties& properties) {
   auto info = krvo::k2m::makeRecord<K2MDocInfo>();
@@ -32,7 +33,8 @@ K2MDocInfo makeDocInfo(const DocumentProperties& properties) {
   return info;
 }
 
-/// Of a video tag, which is never so short that the byte behind its header is missing.
+/// `header` is that of a video tag. Reads one byte beyond the header, also of a tag without data: the back pointer
+/// follows there.
 bool isKeyFrameTag(const std::byte* header) {
   return highNibble(std::to_integer<std::uint8_t>(header[kTagHeaderSize])) == kKeyFrame;
 }
@@ -45,6 +47,7 @@ K2RMediaWriter::K2RMediaWriter(IK2RMediaWriterPolicy& policy, IMediaProperties& 
       writer_(stream, makeDocInfo(documentProperties_), allocator_) {
   const std::unique_ptr<ITrackIterator> tracks(properties.getTracks());
   addTracks(*tracks);
+  // Last, since the library takes no more tracks once a fragment has been started.
   fragmentPosition_ = writer_.startFragment();
 }
 
@@ -56,6 +59,7 @@ K2RMediaWriter::K2RMediaWriter(IK2RMediaWriterPolicy& policy, krvo::k2m::IOStrea
 }
 
 ITrackIterator* K2RMediaWriter::getTracks() {
+  // The slot hands over a raw pointer; made this way, nothing leaks if the constructor throws.
   return std::make_unique<K2RTrackIterator>(tracks_).release();
 }
 
@@ -88,15 +92,17 @@ krvo::k2m::Track K2RMediaWriter::addMediaTrack(const K2RTrack& track) {
 void K2RMediaWriter::addHintTrack(std::span<const Track> mediaTracks) {
   auto info = krvo::k2m::makeRecord<K2MTrackInfo>();
   info.handlerType = "hint"_4cc;
+  // Without video the first media track gives the language (docs/decisions.md, "The hint track speaks the language of
+  // the video track").
   const K2MTrackInfo model = (videoTrack_ ? videoTrack_ : mediaTracks.front()).info();
   std::copy(std::begin(model.language), std::end(model.language), info.language);
   info.handlerNameLength = sizeof(kHintHandlerName);
-  info.timescale = kTimescale;
+  info.timescale = kHintTimescale;
   info.created = krvo::k2m::dateNow();
   info.modified = info.created;
   auto entries = krvo::k2m::makeRecord<K2MEntriesInfo>();
   entries.values[0] = 1;
-  entries.values[1] = kTimescale;
+  entries.values[1] = kHintTimescale;
   entries.values[2] = 1024;
   hintTrack_ = writer_.addHintTrack(info, entries, kHintHandlerName, mediaTracks);
 
@@ -132,10 +138,14 @@ krvo::k2m::Track* K2RMediaWriter::trackSlot(FourCC handlerType) {
 void K2RMediaWriter::takeTracks() {
   krvo::k2m::Writer k2m = writer_.k2mWriter();
   for (const Track& track : k2m.tracks()) {
+    // A track without a description cannot be continued, and a second one of its kind is not ours: new segments have
+    // one.
     const auto descriptors = track.sampleDescriptors();
     Track* const slot = trackSlot(track.info().handlerType);
     if (descriptors.empty() || slot == nullptr || *slot) continue;
     *slot = track;
+    // The samples of new fragments refer to the selected description; which one that is after opening is the library's
+    // choice, so the writer makes its own.
     k2m.setSampleDescriptor(track, descriptors.front());
     tracks_.push_back(readTrack(track, descriptors));
   }
@@ -148,7 +158,7 @@ std::shared_ptr<K2RTrack> K2RMediaWriter::readTrack(const Track& track,
   const K2MEntriesInfo entries = track.entriesInfo();
   auto result = std::make_shared<K2RTrack>();
   result->handlerType = info.handlerType;
-  result->language.assign(info.language, 3);
+  result->language.assign(info.language, 3);  // without the fourth byte, a zero
   result->handlerNameLength = info.handlerNameLength;
   result->duration = static_cast<std::uint32_t>(info.duration);
   result->width = info.width;
@@ -181,15 +191,17 @@ std::shared_ptr<K2RSampleDescriptor> K2RMediaWriter::readDescriptor(const krvo::
 
 FragmentPosition K2RMediaWriter::writeFragment(std::span<const NQMessage> messages, std::uint32_t limit,
                                                std::span<const std::byte> bootstrap) {
-  const std::uint32_t nextAudioConfigTime = nextAudioConfigTime_;
+  const std::uint32_t nextAudioConfigTimeMs = nextAudioConfigTimeMs_;
   try {
     writer_.addAbst(bootstrap);
     writeMessages(messages, limit);
+    // The position has to be read before startFragment(), which is also what writes this fragment.
     const FragmentPosition written{.position = fragmentPosition_};
     fragmentPosition_ = writer_.startFragment();
     return written;
   } catch (...) {
-    nextAudioConfigTime_ = nextAudioConfigTime;
+    // The same messages come again, and have to get the same configurations.
+    nextAudioConfigTimeMs_ = nextAudioConfigTimeMs;
     throw;
   }
 }
@@ -203,6 +215,9 @@ void K2RMediaWriter::writeMessages(std::span<const NQMessage> messages, std::uin
     const std::byte* const header = message.header();
     const std::uint32_t timestamp = tagTimestamp(header);
     if (timestamp >= limit) break;
+    // The type byte with all its bits, not the kind under kTagTypeMask: the host program marks messages that must never
+    // be stored by bit 0x80, and they have to end in the default (docs/decisions.md, "The host closes the last fragment
+    // before it stops").
     switch (tagRawType(header)) {
       case kAudioTag:
       case kAudioTag | kTagFilterBit:
@@ -210,6 +225,7 @@ void K2RMediaWriter::writeMessages(std::span<const NQMessage> messages, std::uin
         break;
       case kVideoTag:
       case kVideoTag | kTagFilterBit:
+        // In front of the frame, so that a reader who begins at this fragment has the configuration first.
         if (isKeyFrameTag(header)) writeConfigs(message.time(), timestamp);
         policy_.writeVideoSample(writer_, hintTrack_, videoTrack_, message);
         break;
@@ -232,16 +248,19 @@ void K2RMediaWriter::writeConfigs(std::uint32_t time, std::uint32_t timestamp) {
 
 void K2RMediaWriter::writeAudio(const NQMessage& message, std::uint32_t timestamp) {
   bool randomAccess = false;
-  if (!videoTrack_ && audioConfigDue(message.time())) {
+  // Where the codec has no configuration, the message itself becomes the entry point of the index instead.
+  if (!videoTrack_ && takeAudioConfigTurn(message.time())) {
     randomAccess = !policy_.writeAudioConfig(writer_, hintTrack_, audioTrack_, message.time(), timestamp, true);
   }
   policy_.writeAudioSample(writer_, hintTrack_, audioTrack_, message, randomAccess);
 }
 
-bool K2RMediaWriter::audioConfigDue(std::uint32_t time) {
-  const std::uint32_t due = nextAudioConfigTime_ + kAudioConfigDistance;
-  if (nextAudioConfigTime_ != 0 && time < due) return false;
-  nextAudioConfigTime_ = due;  // not `time`: a stream that starts late is due until this has caught up
+bool K2RMediaWriter::takeAudioConfigTurn(std::uint32_t timeMs) {
+  const std::uint32_t dueMs = nextAudioConfigTimeMs_ + kAudioConfigIntervalMs;
+  if (nextAudioConfigTimeMs_ != 0 && timeMs < dueMs) return false;
+  // Not `timeMs`: existing recordings have the configuration in each second of the grid. The price is that a stream
+  // which starts late repeats it with every message until this counter has caught up.
+  nextAudioConfigTimeMs_ = dueMs;
   return true;
 }
 

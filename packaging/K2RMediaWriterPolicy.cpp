@@ -11,6 +11,8 @@ namespace {
 using qvs::util::ByteBuffer;
 
 std::shared_ptr<K2RSampleDescriptor> makeDescriptor(std::shared_ptr<SampleDescInfo> info, ByteBuffer codecHeader) {
+  // Found out here, when the last segment is opened on trial, and so before an append changes any file
+  // (docs/decisions.md, "An append opens the last segment on trial first").
   if (isProtectedFormat(info->formatCode)) {
     throw qvs::QVSException("The recording is protected and cannot be continued in the clear.");
   }
@@ -27,6 +29,7 @@ krvo::k2m::Track K2RMediaWriterPolicy::addVideoTrack(K2RWriter& writer, const K2
   Track handle = sampleWriter_.addTrack(writer, track, track.entries[2]);
   for (const auto& descriptor : track.sampleDescriptors) {
     sampleWriter_.addVideoDescriptor(writer, handle, *descriptor, descriptor->formatCode, {});
+    // Also without a codec header: only the first entry counts, and a track without a configuration must have that one.
     videoConfigs_.push_back({descriptor->formatCode, descriptor->codecHeader});
   }
   return handle;
@@ -67,6 +70,7 @@ void K2RMediaWriterPolicy::writeDataSample(K2RWriter& writer, const Track& hint,
 void K2RMediaWriterPolicy::writeVideoConfig(K2RWriter& writer, const Track& hint, const Track& track,
                                             std::uint32_t time, std::uint32_t timestamp) {
   if (videoConfigs_.empty()) return;
+  // Always the first one, whichever segment is written: later segments only add the same configuration again.
   const CodecConfig& config = videoConfigs_.front();
   const NQMessage message = sampleWriter_.buildVideoConfig(config.formatCode, time, timestamp, config.bytes);
   if (!message.empty()) sampleWriter_.writeVideo(writer, hint, track, message);

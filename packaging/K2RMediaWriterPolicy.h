@@ -7,7 +7,8 @@
 
 namespace ruvo::k2rpkgutil {
 
-/// The policy of a recording in the clear. Throws QVSException for a protected description that is read back.
+/// The policy of a recording in the clear: messages are stored as they are, without a copy. Reading back a protected
+/// description throws QVSException, before anything of the segment is changed. Belongs to the recording's thread.
 class K2RMediaWriterPolicy final : public IK2RMediaWriterPolicy {
  public:
   /// `context` outlives the policy.
@@ -29,14 +30,14 @@ class K2RMediaWriterPolicy final : public IK2RMediaWriterPolicy {
   std::shared_ptr<K2RSampleDescriptor> readDataDescriptor(const SampleDescriptor& descriptor) override;
 
  private:
-  /// A whole codec header under its format code.
+  /// The whole codec header of one sample description, under its format code.
   struct CodecConfig {
     FourCC formatCode = 0;
     qvs::util::ByteBuffer bytes;
   };
 
   K2RSampleWriter sampleWriter_;
-  /// In the order in which descriptions were declared or read; only the first is repeated.
+  /// In the order in which descriptions were declared or read, over all segments; only the first entry is repeated.
   std::vector<CodecConfig> videoConfigs_;
   std::vector<CodecConfig> audioConfigs_;
 };

@@ -11,7 +11,7 @@ namespace {
 
 using namespace qvs::util;
 
-/// What a tag becomes in the file.
+/// What a tag becomes in the file. A hint alone has no media sample: players must not take a configuration for a frame.
 struct SampleKind {
   enum class Form { kNothing, kHintAlone, kHintAndMedia };
 
@@ -20,7 +20,7 @@ struct SampleKind {
   bool indexed = false;
 };
 
-// A tag is never shorter than its overhead, so that these two bytes are there also where it has no data.
+// Both read within the tag even if it has no data: the four bytes of the back pointer follow the header then.
 std::uint8_t firstDataByte(const std::byte* tag) {
   return std::to_integer<std::uint8_t>(tag[kTagHeaderSize]);
 }
@@ -31,6 +31,7 @@ bool isSequenceHeader(const std::byte* tag) {
 SampleKind audioKind(const std::byte* tag, bool randomAccess) {
   switch (highNibble(firstDataByte(tag))) {
     case kAacAudio:
+      // Never indexed: the writer asks for the index entry at the message that follows the configuration.
       if (isSequenceHeader(tag)) return {SampleKind::Form::kHintAlone, true, false};
       [[fallthrough]];
     case kMp3Audio:
@@ -40,7 +41,7 @@ SampleKind audioKind(const std::byte* tag, bool randomAccess) {
     case kSpeexAudio:
     case kMp3At8kHzAudio:
       return {SampleKind::Form::kHintAndMedia, false, randomAccess};
-    default:
+    default:  // PCM and others, for which a segment has no sample entry
       return {};
   }
 }
@@ -61,11 +62,13 @@ SampleKind videoKind(const std::byte* tag) {
   }
 }
 
+/// Called by the library, also when a fragment fails; exactly once for each buffer that it was given.
 void dropReference(void* memory) {
   static_cast<IMemoryArenaAlloc*>(memory)->release();
 }
 
-/// The message's own bytes, with a reference on their memory that is the library's from here on.
+/// A buffer over the message's bytes, with one reference that belongs to the library from here on. It must be passed to
+/// the library at once: nothing else would release it.
 KrvoK2MDataBuffer shareBytes(const NQMessage& message) {
   return krvo::k2m::makeDataBuffer(message.header(), MemoryHolder(message.memory()).detach(), &dropReference);
 }
@@ -78,6 +81,7 @@ void write(krvo::k2m::K2RWriter& writer, const krvo::k2m::Track& hint, const krv
   info.sample.length = message.totalSize();
   info.sample.time = message.time();
   info.sample.timescale = 1000;
+  // No composition offset: it stays in the bytes of an AVC tag, from which the library reads it.
   info.sample.sampleType = "hint"_4cc;
   info.sample.flags = kind.sync ? 1 : 0;
   if (kind.form == SampleKind::Form::kHintAlone) {
@@ -89,7 +93,7 @@ void write(krvo::k2m::K2RWriter& writer, const krvo::k2m::Track& hint, const krv
   writer.addHintSample(hint, track, shareBytes(message), info, kind.indexed);
 }
 
-/// A sequence header: the bytes of `prefix` in front of the configuration, which is the sample.
+/// A sequence header tag: the bytes of `prefix`, then the configuration, which is the sample.
 NQMessage buildConfig(IMemoryArena& arena, std::uint8_t type, std::uint32_t time, std::uint32_t timestamp,
                       std::span<const std::uint8_t> prefix, std::span<const std::byte> config) {
   return makeTag(arena, type, time, timestamp, prefix, config.size(),
@@ -126,7 +130,7 @@ void K2RSampleWriter::writeData(K2RWriter& writer, const Track& hint, const Trac
 NQMessage K2RSampleWriter::buildVideoConfig(FourCC formatCode, std::uint32_t time, std::uint32_t timestamp,
                                             const ByteBuffer& bytes) const {
   constexpr std::size_t kBoxHeaderSize = 8;
-  // A key frame of AVC, a sequence header, composition time 0.
+  // Key frame and AVC in one byte, sequence header, composition time 0. Not the stream's own bytes, which are not kept.
   constexpr std::uint8_t kPrefix[] = {0x17, kSequenceHeader, 0, 0, 0};
   if (!isAvcFormat(formatCode)) return {};
   const auto box = findAvcCBox(bytes);
@@ -136,11 +140,11 @@ NQMessage K2RSampleWriter::buildVideoConfig(FourCC formatCode, std::uint32_t tim
 
 NQMessage K2RSampleWriter::buildAudioConfig(FourCC formatCode, std::uint32_t time, std::uint32_t timestamp,
                                             const ByteBuffer& bytes) const {
-  // AAC, 44 kHz, 16 bits, stereo, as the format has it for any AAC; a sequence header.
+  // AAC, 44 kHz, 16 bits, stereo: the tag format sets these bits so for every AAC stream, whatever its rate.
   constexpr std::uint8_t kPrefix[] = {0xAF, kSequenceHeader};
   if (formatCode != "mp4a"_4cc) return {};
   const auto config = findAacConfig(bytes);
-  if (config.empty()) return {};
+  if (config.empty()) return {};  // the caller then marks the next message as the entry point instead
   return buildConfig(context_.getArena(), kAudioTag, time, timestamp, kPrefix, config);
 }
 

@@ -12,10 +12,11 @@ namespace {
 
 using namespace qvs::util;
 
+/// Of every media track. Bytes of the file: an append expects the same ones.
 constexpr char kHandlerName[] = "MainConcept";
 constexpr std::uint32_t kDefaultDataEntry = 10;
 
-/// The length of the codec header is left to the call that brings the bytes.
+/// Leaves the length of the codec header at 0: the wrapper sets it when it passes the bytes.
 void describe(K2MDescriptorInfo& record, FourCC formatCode, FourCC handlerCode) {
   record.formatCode = formatCode;
   record.handlerCode = handlerCode;
@@ -36,11 +37,11 @@ krvo::k2m::Track K2RSampleWriter::addTrack(K2RWriter& writer, const K2RTrack& tr
   auto info = krvo::k2m::makeRecord<K2MTrackInfo>();
   info.handlerType = track.handlerType;
   std::copy_n(track.language.begin(), std::min<std::size_t>(track.language.size(), 3), info.language);
-  info.handlerNameLength = sizeof(kHandlerName);
+  info.handlerNameLength = sizeof(kHandlerName);  // with the terminating zero, which is stored, too
   info.duration = MediaTime{track.duration, track.timescale}.in(track.timescale);
   info.width = track.width;
   info.height = track.height;
-  info.volume = 1.0F;
+  info.volume = 1.0F;  // of video as well, as existing files have it; the track's own volume is not stored
   info.timescale = track.timescale;
   info.created = krvo::k2m::dateNow();
   info.modified = info.created;
@@ -57,6 +58,7 @@ void K2RSampleWriter::addVideoDescriptor(K2RWriter& writer, const Track& track, 
                                          FourCC formatCode, std::span<const std::byte> extra) const {
   const auto& info = dynamic_cast<const VideoSampleDescInfo&>(*descriptor.info);
   ByteBuffer codecHeader;
+  // Only the `avcC` box, by the code of the clear format: what a foreign file has around it is not carried on.
   if (isAvcFormat(info.formatCode)) codecHeader.append(findAvcCBox(descriptor.codecHeader));
   codecHeader.append(extra);
   auto record = krvo::k2m::makeRecord<K2MVideoDescriptorInfo>();
@@ -74,6 +76,7 @@ void K2RSampleWriter::addAudioDescriptor(K2RWriter& writer, const Track& track, 
                                          FourCC formatCode, std::span<const std::byte> extra) const {
   const auto& info = dynamic_cast<const AudioSampleDescInfo&>(*descriptor.info);
   ByteBuffer codecHeader;
+  // The `esds` box whole, also one with a configuration that could not be read: a player may know better.
   if (info.formatCode == "mp4a"_4cc) codecHeader = descriptor.codecHeader;
   codecHeader.append(extra);
   auto record = krvo::k2m::makeRecord<K2MAudioDescriptorInfo>();
@@ -113,6 +116,7 @@ std::shared_ptr<SampleDescInfo> K2RSampleWriter::readAudioInfo(const SampleDescr
 }
 
 std::shared_ptr<SampleDescInfo> K2RSampleWriter::readDataInfo(const SampleDescriptor& descriptor) {
+  // The handler code of the file, not "meta": anything that is neither video nor audio comes here.
   const K2MDescriptorInfo record = descriptor.info();
   return makeInfo<SampleDescInfo>(record, record.handlerCode);
 }

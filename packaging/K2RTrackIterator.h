@@ -7,11 +7,13 @@
 
 namespace ruvo::k2rpkgutil {
 
-/// Walks a snapshot of a list of tracks, which it keeps alive. The tracks themselves are shared with the list.
+/// Walks a copy of a list of tracks once, so that the source may change or be destroyed meanwhile. The tracks are
+/// shared with the source: a track added later is not seen, a change to a track's fields is. Belongs to one thread.
 class K2RTrackIterator final : public ITrackIterator {
  public:
   explicit K2RTrackIterator(const std::vector<std::shared_ptr<K2RTrack>>& tracks)
       : tracks_(tracks), position_(tracks_.begin()) {}
+  /// Not copied, since `position_` would point into the other object's list.
   K2RTrackIterator(const K2RTrackIterator&) = delete;
   K2RTrackIterator& operator=(const K2RTrackIterator&) = delete;
 

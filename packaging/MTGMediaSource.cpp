@@ -15,7 +15,7 @@ using namespace qvs::util;
 
 namespace {
 
-/// The first tag of that type with any data, further on in `tags`.
+/// The next tag of that type that has data. Tags without data have no codec byte to describe a track by.
 std::optional<mtg::Tag> firstWithData(const mtg::TagIterator& tags, std::uint32_t type) {
   while (auto tag = tags.next()) {
     const MTGTagInfo info = tag->info();
@@ -34,18 +34,19 @@ std::shared_ptr<K2RSampleDescriptor> makeDescriptor(std::shared_ptr<SampleDescIn
 std::shared_ptr<K2RTrack> makeTrack(FourCC handler, std::uint64_t duration) {
   auto track = std::make_shared<K2RTrack>();
   track->handlerType = handler;
-  track->duration = static_cast<std::uint32_t>(duration);
+  track->duration = static_cast<std::uint32_t>(duration);  // not narrowed: it comes from a 32-bit timestamp
   track->flags = 1;
   track->entries = {1, 0, 0};
   return track;
 }
 
-/// Takes the number of an entry; a value that is none leaves `out` as it is.
+/// Reads the number of an entry; a value of another kind leaves `out` unchanged (docs/decisions.md, "A width that is
+/// not a number is none").
 void takeNumber(const mtg::ScriptData& entry, double& out) {
   try {
     out = entry.number();
   } catch (const mtg::Exception& error) {
-    if (error.status() != kKrvoMTGOtherKind) throw;
+    if (error.status() != kKrvoMTGOtherKind) throw;  // a failure of the file must not pass for a missing width
   }
 }
 
@@ -56,6 +57,7 @@ MTGMediaSource::MTGMediaSource(IPackagerContext& context, const std::string& pat
   const PictureSize picture = findPictureSize();
   document_.duration = findDuration();
   const MTGDocInfo content = reader_.docInfo();
+  // One iterator for both, in this order: the audio tag that describes the track is the first one after the video tag.
   const mtg::TagIterator tags = reader_.tags();
   if (content.hasVideo != 0) addVideo(tags, picture);
   if (content.hasAudio != 0) addAudio(tags);
@@ -70,7 +72,7 @@ void MTGMediaSource::getSamples(std::unique_ptr<ISampleIterator>& out) {
 }
 
 MTGMediaSource::PictureSize MTGMediaSource::findPictureSize() const {
-  // A description stands at the start of a stream; one that comes late is of another part of it.
+  // A description of the stream is among its first tags and has the time 0; a later one is about another part of it.
   constexpr int kTagsLookedAt = 10;
   PictureSize picture;
   MTGScriptDecoder decoder;
@@ -96,6 +98,7 @@ std::uint32_t MTGMediaSource::findDuration() const {
   try {
     last = reader_.tags(true).next();
   } catch (const mtg::Exception& error) {
+    // A file that was cut off has no back pointer at its end, so the last whole tag is found from the front.
     if (error.status() != kKrvoMTGNoWayBack) throw;
     const mtg::TagIterator tags = reader_.tags();
     while (auto tag = tags.next()) last = std::move(tag);
@@ -105,6 +108,7 @@ std::uint32_t MTGMediaSource::findDuration() const {
 
 void MTGMediaSource::addVideo(const mtg::TagIterator& tags, const PictureSize& picture) {
   auto track = makeTrack("vide"_4cc, document_.duration);
+  // The track keeps a size that is no integer; the description below truncates it, without undefined behaviour.
   track->width = static_cast<float>(picture.width);
   track->height = static_cast<float>(picture.height);
   if (const auto tag = firstWithData(tags, kVideoTag)) {
@@ -129,6 +133,7 @@ void MTGMediaSource::addAudio(const mtg::TagIterator& tags) {
     info->handlerCode = "soun"_4cc;
     info->sampleRate = mtgSampleRate(audio.rateIndex);
     info->channels = audio.channelBit != 0 ? 2 : 1;
+    // Bits, despite the name: those who use this source count on it.
     info->bytesPerSample = audio.sizeBit != 0 ? 16 : 8;
     track->sampleDescriptors.push_back(makeDescriptor(std::move(info)));
   }

@@ -7,7 +7,8 @@
 namespace ruvo::k2rpkgutil {
 namespace {
 
-/// Shares the texts and arrays that the reader has made, so that it takes no memory that the reader has not counted.
+/// Shares the texts and arrays of the reader instead of copying them, so that all memory has been counted against the
+/// reader's limit. Members are made one at a time for the same reason: an array in a small tag may have millions.
 class NamedValue final : public mtg::ScriptValue {
  public:
   NamedValue(NQTextPtr name, NQDataValue value) : name_(std::move(name)), value_(std::move(value)) {}
@@ -35,7 +36,7 @@ std::unique_ptr<mtg::ScriptValue> MTGScriptDecoder::read(std::span<const std::by
     in.readValue(name);
     if (in.remaining() > 0) in.readValue(value);
   } catch (const NQBreakConnection&) {
-    // What is in front of the fault is told.
+    // Not an error: what was read in front of the fault is returned, since picture sizes often come first.
   }
   return std::make_unique<NamedValue>(name.text(), std::move(value));
 }

@@ -10,6 +10,7 @@ namespace {
 constexpr std::uint32_t kFromPosition = 1;
 constexpr std::uint32_t kFromEnd = 2;
 
+/// Translates at this one place, since the library knows statuses only and must not see another exception.
 template <typename Operation>
 auto atStream(const Operation& operation) {
   try {

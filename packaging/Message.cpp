@@ -30,6 +30,7 @@ FourCC Message::formatCode() const {
 
 std::optional<std::uint8_t> Message::packetType() const {
   const FourCC code = formatCode();
+  // The code comes from a tag, so AVC is always "H264" here; "avc1" occurs only in descriptions of files.
   if (dataSize() < 2 || (code != "H264"_4cc && code != "mp4a"_4cc)) return std::nullopt;
   return std::to_integer<std::uint8_t>(data()[1]);
 }
@@ -45,6 +46,7 @@ std::uint8_t Message::firstByte() const {
 std::uint32_t codecHeaderSize(std::uint8_t type, const std::byte* data, std::uint32_t size) {
   if (size == 0) return 0;
   const std::uint32_t count = tagCodec(type, std::to_integer<std::uint8_t>(data[0])).headerSize;
+  // A tag that is too short is no error here: it is stored as it came, with all of its data as sample.
   return count > size ? 0 : count;
 }
 

@@ -10,17 +10,23 @@ namespace ruvo::k2r {
 
 using qvs::util::FourCC;
 
-/// What the description of a stream tells of one track, in the doubles and texts of script data.
+/// One track in the description of a stream, in the doubles and texts of script data (AMF0 has no other numbers). Kept
+/// apart from K2RTrack, so that the writer of the description needs no container types.
+///
+/// A plain value for one thread. The slot order is fixed, and there is no destructor slot: a `shared_ptr` made from the
+/// derived class destroys it.
 class MetaTrackInfo {
  public:
   enum Type : std::uint32_t { kAudio = 0, kVideo = 1, kData = 2 };
 
+  /// A value of Type. It may contradict the class; writers of descriptions go by both.
   virtual void setType(std::uint32_t type) = 0;
   virtual void setCodecId(FourCC codecId) = 0;
-  /// In units of the timescale.
+  /// Duration of the track, in units of the timescale.
   virtual void setLength(double length) = 0;
   /// Units a second.
   virtual void setTimescale(double timescale) = 0;
+  /// Three letters of ISO 639-2; empty if it is to be left out of the description.
   virtual void setLanguage(std::string language) = 0;
   virtual std::uint32_t getType() const = 0;
   virtual FourCC getCodecId() const = 0;
@@ -32,7 +38,7 @@ class MetaTrackInfo {
   ~MetaTrackInfo() = default;
 };
 
-/// What all kinds of tracks have.
+/// The fields that all kinds of tracks have; all zero and empty at first.
 class BasicMetaTrackInfo : public MetaTrackInfo {
  public:
   void setType(std::uint32_t type) override { type_ = type; }
@@ -60,8 +66,10 @@ class BasicMetaTrackInfo : public MetaTrackInfo {
   std::string language_;
 };
 
+/// A track of sound.
 class MetaAudioTrackInfo final : public BasicMetaTrackInfo {
  public:
+  /// All fields 0 or empty but for the type, as in the other two classes.
   MetaAudioTrackInfo() : BasicMetaTrackInfo(kAudio) {}
   MetaAudioTrackInfo(FourCC codecId, double length, double timescale, std::string language, double sampleRate,
                      double channels)
@@ -80,6 +88,7 @@ class MetaAudioTrackInfo final : public BasicMetaTrackInfo {
   double channels_ = 0;
 };
 
+/// A track of pictures.
 class MetaVideoTrackInfo final : public BasicMetaTrackInfo {
  public:
   MetaVideoTrackInfo() : BasicMetaTrackInfo(kVideo) {}
@@ -95,6 +104,7 @@ class MetaVideoTrackInfo final : public BasicMetaTrackInfo {
   void setWidth(double width) { width_ = width; }
   double getHeight() const { return height_; }
   void setHeight(double height) { height_ = height; }
+  /// Frames in the whole length; the frame rate of the description is computed from it.
   double getFrameCount() const { return frameCount_; }
   void setFrameCount(double frameCount) { frameCount_ = frameCount; }
 
@@ -104,6 +114,7 @@ class MetaVideoTrackInfo final : public BasicMetaTrackInfo {
   double frameCount_ = 0;
 };
 
+/// A track of script data, which has no fields beyond the common ones.
 class MetaDataTrackInfo final : public BasicMetaTrackInfo {
  public:
   MetaDataTrackInfo() : BasicMetaTrackInfo(kData) {}

@@ -1,4 +1,5 @@
-// From the tracks of a recording to its description.
+// Collects the description of a recording, the content of its .meta file, from its tracks. This happens once, when the
+// first segment is begun, so lengths and frame counts are still 0 in it.
 
 #include <algorithm>
 #include <memory>
@@ -15,7 +16,7 @@ namespace {
 using namespace qvs::util;
 using namespace ruvo::k2r;
 
-/// The status for an `avcC` box that is longer than what it stands in.
+/// Status of the exception for an `avcC` box that is longer than the bytes that contain it.
 constexpr std::uint32_t kInconsistentAvcC = 42;
 
 struct AvcConfiguration {
@@ -23,8 +24,9 @@ struct AvcConfiguration {
   std::uint8_t level = 0;
 };
 
-/// Profile and level of the decoder configuration record (ISO/IEC 14496-15, 5.3.3.1) in the first `avcC` box; zeros
-/// where there is none.
+/// Profile and level of the decoder configuration record (ISO/IEC 14496-15, 5.3.3.1) in the first `avcC` box; zeros if
+/// there is none or it ends before the level. findAvcCBox() passes over a box of a wrong size; here it is an error,
+/// with a status that hosts may know.
 AvcConfiguration readAvcConfiguration(std::span<const std::byte> bytes) {
   constexpr std::size_t kTypeSize = 4;
   const auto wanted = asBytes("avcC");
@@ -34,6 +36,7 @@ AvcConfiguration readAvcConfiguration(std::span<const std::byte> bytes) {
   const auto type = static_cast<std::size_t>(found - searched.begin());
   if (found == searched.end() || type < kTypeSize) return {};
   ByteReader box(bytes.subspan(type - kTypeSize));
+  // remaining() no longer counts the size field itself; kTypeSize stands for its four bytes.
   if (box.u32() > box.remaining() + kTypeSize) throw krvo::k2m::Exception(kInconsistentAvcC);
   box.skip(kTypeSize);
   constexpr std::size_t kUpToLevel = 4;
@@ -49,6 +52,7 @@ AvcConfiguration readAvcConfiguration(std::span<const std::byte> bytes) {
 std::shared_ptr<MetaTrackInfo> makeTrackInfo(const K2RTrack& track, const SampleDescInfo& info) {
   const auto length = static_cast<double>(track.duration);
   const auto timescale = static_cast<double>(track.timescale);
+  // First: the description of a data track that was read from a file may be of any class.
   if (track.handlerType == "meta"_4cc) {
     return std::make_shared<MetaDataTrackInfo>(info.formatCode, length, timescale, track.language);
   }
@@ -75,6 +79,7 @@ void addTrack(MetadataSummary& summary, MetadataSummary::Tracks& tracks, const K
     summary.setAvcProfile(configuration.profile);
     summary.setAvcLevel(configuration.level);
   }
+  // The object type stays 0, as in all recordings; "aacaot" says no more than that there is AAC.
   if (track.handlerType == "soun"_4cc && format == "mp4a"_4cc) summary.setHasAac(true);
 }
 

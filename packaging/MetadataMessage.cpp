@@ -16,7 +16,8 @@ using ruvo::k2r::MetaAudioTrackInfo;
 using ruvo::k2r::MetaTrackInfo;
 using ruvo::k2r::MetaVideoTrackInfo;
 
-/// The items of one message, written in sequence.
+/// Writes the items of one message in the order of the calls. The order is part of the format, though AMF0 leaves it
+/// free: the .meta files of one stream are the same to the byte.
 class MessageWriter {
  public:
   explicit MessageWriter(std::ostream& out) : out_(out) {}
@@ -35,13 +36,14 @@ class MessageWriter {
   std::ostream& out_;
 };
 
-/// Frames a second. Before anything is recorded there are none in no time, which is no number: written as the one that
-/// the processor gives, whatever the compiler makes of the division.
+/// Frames a second. Before anything is recorded this is 0 / 0. The bits of such a NaN, its sign above all, differ
+/// between a division at run time and one that the compiler did; the file always gets those of the processor.
 double frameRate(const MetaVideoTrackInfo& track) {
   const double rate = track.getTimescale() * track.getFrameCount() / track.getLength();
   return std::isnan(rate) ? std::bit_cast<double>(std::uint64_t{0xFFF8000000000000}) : rate;
 }
 
+// The type decides before the class does: setType() may have changed it.
 const MetaVideoTrackInfo* asVideo(const MetaTrackInfo& track) {
   return track.getType() == MetaTrackInfo::kVideo ? dynamic_cast<const MetaVideoTrackInfo*>(&track) : nullptr;
 }
@@ -101,6 +103,7 @@ void writeTimeCode(MessageWriter& out, const MetadataSummary& summary) {
 }
 
 void writeCustomDefinitions(MessageWriter& out, const MetadataSummary& summary) {
+  // Written also when empty: the key is part of every description.
   out.strictArray("custdef", summary.getCustomDefinitions().size());
   for (const auto& [name, value] : summary.getCustomDefinitions()) out.custom(name, value);
 }
@@ -108,6 +111,7 @@ void writeCustomDefinitions(MessageWriter& out, const MetadataSummary& summary) 
 }  // namespace
 
 void writeMetadataMessage(std::ostream& stream, const MetadataSummary& summary) {
+  // The mask comes first, so that a short write cannot pass for a whole message.
   const qvs::util::ExceptionMask mask(stream, std::ios_base::eofbit | std::ios_base::failbit | std::ios_base::badbit);
   MessageWriter out(stream);
   out.item(AMF0String("onMetaData"));

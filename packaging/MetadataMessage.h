@@ -8,13 +8,14 @@
 
 namespace ruvo::k2rpkgutil {
 
-/// The description of a recording: a script-data message "onMetaData" in AMF0 with an array of what `properties` tells
-/// of the tracks. `hasSmpte` adds the time code offset. Throws krvo::k2m::Exception 42 for an `avcC` box whose size
-/// reaches beyond the codec header.
+/// Returns the description of a recording, the content of its .meta file: the AMF0 string "onMetaData" and an ECMA
+/// array of the properties and tracks. `hasSmpte` adds the time code offset `smpteOffset`. Throws krvo::k2m::Exception
+/// with status 42 for an `avcC` box whose size reaches beyond the codec header, std::bad_alloc, and what `properties`
+/// throws.
 qvs::util::ByteBuffer buildMetadataMessage(IMediaProperties& properties, bool hasSmpte, double smpteOffset);
 
-/// Writes the message that says what `summary` holds. Stream failures are thrown; the stream's exception mask is as it
-/// was behind the call.
+/// Writes that message for a summary. Keys of several tracks of a kind are repeated in track order. Any failure of the
+/// stream is thrown as std::ios_base::failure; the stream's exception mask is restored, also then.
 void writeMetadataMessage(std::ostream& out, const MetadataSummary& summary);
 
 }  // namespace ruvo::k2rpkgutil

@@ -9,7 +9,8 @@
 
 namespace ruvo::k2rpkgutil {
 
-/// What a stream's description says. Plain values, all zero and empty at first.
+/// The content of a stream's description, before it is written. A plain value, all zero and empty at first; setters
+/// accept anything.
 class MetadataSummary {
  public:
   using Tracks = std::vector<std::shared_ptr<ruvo::k2r::MetaTrackInfo>>;
@@ -19,22 +20,28 @@ class MetadataSummary {
   double getDuration() const { return duration_; }
   void setDuration(double seconds) { duration_ = seconds; }
   const Tracks& getTracks() const { return tracks_; }
+  /// In the order in which they are written. Never null.
   void setTracks(Tracks tracks) { tracks_ = std::move(tracks); }
-  /// Names and values of the host's own.
+  /// Names and values that a host adds, in the order in which they are written. No recording has any.
   const Definitions& getCustomDefinitions() const { return customDefinitions_; }
   void setCustomDefinitions(Definitions definitions) { customDefinitions_ = std::move(definitions); }
+  /// Whether profile and level are written.
   bool getHasAvc() const { return hasAvc_; }
   void setHasAvc(bool hasAvc) { hasAvc_ = hasAvc; }
+  /// profile_idc and level_idc of ITU-T H.264.
   double getAvcProfile() const { return avcProfile_; }
   void setAvcProfile(double profile) { avcProfile_ = profile; }
   double getAvcLevel() const { return avcLevel_; }
   void setAvcLevel(double level) { avcLevel_ = level; }
   bool getHasAac() const { return hasAac_; }
   void setHasAac(bool hasAac) { hasAac_ = hasAac; }
+  /// Audio object type (ISO/IEC 14496-3, 1.5.1). buildMetadataMessage() leaves it 0.
   double getAacObjectType() const { return aacObjectType_; }
   void setAacObjectType(double objectType) { aacObjectType_ = objectType; }
+  /// Whether the time code offset is written.
   bool getHasSmpte() const { return hasSmpte_; }
   void setHasSmpte(bool hasSmpte) { hasSmpte_ = hasSmpte; }
+  /// Stored as given; recordings have 0.
   double getSmpteOffset() const { return smpteOffset_; }
   void setSmpteOffset(double offset) { smpteOffset_ = offset; }
 

@@ -26,6 +26,7 @@ NQMessage::NQMessage(IMemoryArena& arena, std::uint32_t time, std::uint8_t type,
 }
 
 void NQMessage::takeCodecHeaderByteIntoSample() {
+  // With the whole data as sample (a tag too short for its codec) one more step would lead into the tag header.
   if (sample_ == data()) return;
   --sample_;
   ++sampleSize_;
@@ -41,6 +42,7 @@ void NQMessage::swap(NQMessage& other) noexcept {
 
 MemoryHolder allocateTag(IMemoryArena& arena, std::uint8_t type, std::uint64_t dataSize, std::uint32_t timestamp) {
   if (dataSize > kMaxTagDataSize) {
+    // Refused, never cut: a tag whose size field says less than it has would make every later tag unreadable.
     throw qvs::QVSException("A message of " + std::to_string(dataSize) + " bytes exceeds the 24-bit size of a tag.");
   }
   const auto size = static_cast<std::uint32_t>(dataSize);

@@ -18,7 +18,7 @@ PooledBlock::PooledBlock() : data_(uninitialised(kNewBlockCapacity)), capacity_(
 void PooledBlock::reserve(std::uint64_t size) {
   if (size <= capacity_) return;
   capacity_ = (size / kKiB + 1) * kKiB;
-  data_.reset();  // before the new bytes are asked for: the two never stand side by side
+  data_.reset();  // before the new allocation, so that a large block never needs twice its memory for a moment
   data_ = uninitialised(capacity_);
 }
 
@@ -26,7 +26,7 @@ namespace ruvo::k2rpkgutil {
 
 void PooledMemoryArena::allocate(MemoryHolder& out, std::uint64_t size) {
   std::unique_ptr<IPooledBlock> block = takeBlock();
-  block->reserve(size);  // a block that fails here is dropped, not put back
+  block->reserve(size);  // if this throws, the block is destroyed: its capacity no longer matches its bytes
   used_.push_back(std::move(block));
   out = MemoryHolder(used_.back().get());
 }
@@ -45,7 +45,7 @@ void PooledMemoryArena::reset() {
     freeBytes_ += free_.back()->getSize();
     if (freeBytes_ > poolLimitKiB_ * kKiB) break;
   }
-  used_.clear();  // and with it the blocks beyond the limit
+  used_.clear();  // destroys the blocks beyond the limit; the entries in front of them have been moved from
 }
 
 }  // namespace ruvo::k2rpkgutil

@@ -8,18 +8,23 @@
 
 namespace ruvo::k2rpkgutil {
 
-/// Gives out blocks that it takes back all at once, for a source whose messages are finished with at a known moment.
-/// Holders have no claim on a block: after a reset its bytes belong to the next request.
+/// Reuses its blocks, for a source whose messages are all done with at a known moment. In the steady state it allocates
+/// nothing, since its blocks have grown to the largest message.
+///
+/// References are not counted: after `reset`, and after the arena is destroyed, a block that somebody still points to
+/// belongs to the next request or is freed. So no recording uses it, because there the container library decides when
+/// a message is done with. Belongs to one thread.
 class PooledMemoryArena final : public IMemoryArena {
  public:
   class IPooledBlock : public IMemoryArenaAlloc {
    public:
-    /// Makes the capacity at least `size`. What grows loses its content. When this throws std::bad_alloc the block has
-    /// no bytes and is of no further use.
+    /// Makes the capacity at least `size` bytes. A block that grows loses its content. Throws std::bad_alloc; the block
+    /// then has no bytes although getSize() returns the larger figure, and must be destroyed.
     virtual void reserve(std::uint64_t size) = 0;
   };
 
-  /// Keeps blocks for reuse up to `poolLimitKiB`, and one beyond it.
+  /// `poolLimitKiB`: a reset keeps blocks in the order of their use until their sum exceeds this, the exceeding block
+  /// included. So 0 keeps one block.
   explicit PooledMemoryArena(std::uint64_t poolLimitKiB) : poolLimitKiB_(poolLimitKiB) {}
 
   void allocate(MemoryHolder& out, std::uint64_t size) override;
@@ -28,10 +33,11 @@ class PooledMemoryArena final : public IMemoryArena {
  private:
   using Blocks = std::vector<std::unique_ptr<IPooledBlock>>;
 
+  /// The block that was freed last, or a new one.
   std::unique_ptr<IPooledBlock> takeBlock();
 
   std::uint64_t poolLimitKiB_;
-  /// Last in, first out.
+  /// Waiting for reuse; the last one is used first.
   Blocks free_;
   /// Handed out since the last reset, oldest first.
   Blocks used_;
@@ -41,14 +47,14 @@ class PooledMemoryArena final : public IMemoryArena {
 
 }  // namespace ruvo::k2rpkgutil
 
-/// A block that grows and whose holders are not counted: its arena ends it.
+/// A block that can grow and does not count its references: its arena destroys it. Starts with 64 KiB.
 class PooledBlock final : public ruvo::k2r::NoopRefCountedObject<ruvo::k2rpkgutil::PooledMemoryArena::IPooledBlock> {
  public:
   PooledBlock();
 
   std::byte* getData() override { return data_.get(); }
   std::uint64_t getSize() const override { return capacity_; }
-  /// Grows to the next multiple of 1024 above `size`.
+  /// Grows to the next multiple of 1024 strictly above `size`, or stays as it is where that fits already.
   void reserve(std::uint64_t size) override;
 
  private:

@@ -13,6 +13,8 @@ using namespace qvs::util;
 constexpr std::uint32_t kSchemeVersion = 1;
 constexpr std::uint8_t kKeySize = 16;
 constexpr std::uint8_t kVectorSize = 16;
+/// A sample may be in the clear; its filter parameters say so. Readers depend on it, since not all samples are
+/// encrypted.
 constexpr std::uint8_t kSelectiveEncryption = 0x80;
 
 void writeKeyAndAlgorithm(ByteWriter& out, std::string_view metadataText) {
@@ -48,7 +50,8 @@ struct SinfContent {
   std::string metadataText;
 };
 
-/// What differs from box to box; whether the rest is as it should be is not looked at.
+/// Reads only what differs from box to box. The versions, flags and fixed values are checked by splitCodecHeader(),
+/// which writes the box anew and compares.
 SinfContent readSinf(ByteReader in) {
   SinfContent content;
   ByteReader sinf = openBox(in, "sinf"_4cc);
@@ -61,7 +64,7 @@ SinfContent readSinf(ByteReader in) {
   openBox(parameters, "aeib"_4cc);
   ByteReader key = openFullBox(parameters, "akey"_4cc);
   ByteReader metadata = openBox(key, "flxs"_4cc);
-  metadata.need(1);
+  metadata.need(1);  // the zero byte; without it the subtraction below would wrap around
   const auto text = metadata.bytes(metadata.remaining() - 1);
   content.metadataText.assign(reinterpret_cast<const char*>(text.data()), text.size());
   return content;
@@ -114,6 +117,8 @@ ProtectedCodecHeader splitCodecHeader(const ByteBuffer& header) {
   } catch (const MalformedInput&) {
     throw MalformedProtection();
   }
+  // A comparison of all bytes in the place of a check per field: an append copies this box into its own segments, so
+  // anything that the module would not write must not be carried on.
   if (sinf != makeSinfBox(content.clearFormat, content.metadataText)) throw MalformedProtection();
   return {.clearFormat = content.clearFormat, .codec = std::move(codec), .sinf = std::move(sinf)};
 }

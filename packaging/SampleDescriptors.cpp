@@ -20,7 +20,8 @@ std::span<const std::byte> payload(const Message& message) {
   return {message.data(), message.dataSize()};
 }
 
-/// The configuration in a sequence header; none in any other message and in one too short.
+/// The configuration in a sequence header: possibly empty, which is stored as it is. Nothing for any other message, and
+/// for one that ends within its codec header.
 std::optional<std::span<const std::byte>> sequenceHeader(const Message& message, std::size_t codecHeaderSize) {
   if (message.packetType() != kSequenceHeader || message.dataSize() < codecHeaderSize) return std::nullopt;
   return payload(message).subspan(codecHeaderSize);
@@ -43,6 +44,7 @@ std::shared_ptr<K2RSampleDescriptor> makeVideoDescriptor(const Message& message,
   const FourCC formatCode = message.formatCode();
   ByteBuffer codecHeader;
   if (isAvcFormat(formatCode)) {
+    // No description from a coded frame: its track would have to go without `avcC`, and no player could decode it.
     const auto record = sequenceHeader(message, kAvcHeaderSize);
     if (!record) return nullptr;
     codecHeader = makeAvcCBox(*record);
@@ -59,8 +61,11 @@ std::shared_ptr<K2RSampleDescriptor> makeAacDescriptor(const Message& message) {
   AacConfig config;
   config.data = bytes->data();
   config.dataSize = narrow<std::int32_t>(bytes->size());
-  readAacConfig(config);  // a bad configuration is stored as it is, and described as far as it could be read
+  // The verdict is ignored: a configuration that breaks off is stored as it came, since a player may know better, and
+  // described as far as it could be read (docs/decisions.md, "`AacConfig` keeps what was read").
+  readAacConfig(config);
   auto info = std::make_shared<AudioSampleDescInfo>();
+  // With SBR the output rate is the one of the extension; players take the track's rate from here.
   info->sampleRate = static_cast<float>(config.sbrPresent != -1 ? config.extensionSampleRate : config.sampleRate);
   info->channels = static_cast<std::uint32_t>(config.channelConfig);
   return makeDescriptor(std::move(info), message.formatCode(), "soun"_4cc, makeEsdsBox(*bytes));

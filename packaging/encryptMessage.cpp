@@ -14,7 +14,7 @@ namespace {
 
 using namespace qvs::util;
 
-/// Of the first byte of the filter parameters: the sample is encrypted, and a vector follows.
+/// First byte of the filter parameters if the sample is encrypted; the initialisation vector follows it.
 constexpr std::byte kEncrypted{0x80};
 constexpr std::size_t kParametersSizeWidth = 3;
 
@@ -33,6 +33,7 @@ RKXSampleKind kindOf(const NQMessage& message) {
 }  // namespace
 
 NQMessage EncryptedK2RMediaWriterPolicy::encryptMessage(NQMessage message) const {
+  // The second codec header byte of VP6 belongs to the picture, so it is encrypted with it.
   if (isVp6(message)) message.takeCodecHeaderByteIntoSample();
   const std::span sample(message.sample(), message.sampleSize());
   const RKXSampleInfo info =
@@ -44,8 +45,10 @@ NQMessage EncryptedK2RMediaWriterPolicy::encryptMessage(NQMessage message) const
   const std::uint64_t vectorSize = encrypted ? info.vectorSize : 0;
   const std::uint64_t payloadSize = encrypted ? info.encryptedSize : sample.size();
   const std::uint64_t parametersSize = 1 + vectorSize;
+  // In 64 bits: the sum may exceed 32 bits before allocateTag() refuses it.
   const std::uint64_t dataSize =
       clear.size() + 1 + filterName.size() + 1 + kParametersSizeWidth + parametersSize + payloadSize;
+  // Set, not added: a host may send a type that has the bit already (docs/decisions.md, "The filter bit is set").
   const auto type = static_cast<std::uint8_t>(tagRawType(message.header()) | kTagFilterBit);
   MemoryHolder memory = allocateTag(context_.getArena(), type, dataSize, message.timestamp());
 
@@ -58,6 +61,7 @@ NQMessage EncryptedK2RMediaWriterPolicy::encryptMessage(NQMessage message) const
   std::byte* const parameters = to;
   *to++ = encrypted ? kEncrypted : std::byte{0};
   if (encrypted) {
+    // Straight into its place in the new tag, without a buffer in between that would have to be wiped or copied.
     encryptor_.encryptSample(sample, {to + vectorSize, payloadSize}, {to, vectorSize});
   } else {
     std::copy(sample.begin(), sample.end(), to);

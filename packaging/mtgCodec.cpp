@@ -8,8 +8,8 @@ using namespace qvs::util;
 
 namespace {
 
+// Codecs that only this source knows: a recording has no track for them, so they are not in tagCodec.h.
 constexpr std::uint32_t kJpegVideo = 1;
-/// Uncompressed and ADPCM sound.
 constexpr std::uint32_t kPlainAudio = 0;
 constexpr std::uint32_t kAdpcmAudio = 1;
 constexpr std::uint32_t kPlainLittleEndianAudio = 3;
@@ -35,6 +35,7 @@ FourCC mtgVideoFormat(std::uint32_t codecId) {
 
 FourCC mtgAudioFormat(std::uint32_t soundFormat) {
   switch (soundFormat) {
+    // On purpose: sounds without a format code of their own count as MP3 here, while tagCodec() returns 0 for them.
     case kPlainAudio:
     case kAdpcmAudio:
     case kMp3Audio:
@@ -74,6 +75,7 @@ std::uint32_t mtgAudioHeaderBytes(FourCC format) {
 }
 
 float mtgSampleRate(std::uint32_t rateIndex) {
+  // 5500 here and 5000 in audioSampleRate(): neither is a misprint, each is the figure of its own descriptions.
   constexpr float kRates[] = {5500.0F, 11000.0F, 22000.0F, 44000.0F};
   return kRates[rateIndex & 3];
 }

@@ -1,4 +1,5 @@
-// From a stored sample back to the tag that it was.
+// Constructors of NQMessage that turn a stored sample back into a tag. What segments do not keep is filled in as
+// players expect it (docs/decisions.md, "A rebuilt tag goes by the records of its sample's description and track").
 
 #include <array>
 #include <string>
@@ -16,7 +17,7 @@ using namespace qvs::util;
 
 constexpr std::uint64_t kMilliseconds = 1000;
 
-/// The bytes of a tag's data in front of its sample.
+/// The bytes of a tag's data in front of its sample: at most the five of AVC.
 class CodecHeader {
  public:
   void add(std::uint8_t byte) { bytes_.at(size_++) = byte; }
@@ -37,7 +38,8 @@ std::uint32_t timescaleOf(const K2MTrackInfo& track) {
                           toText(formatCode) + "'.");
 }
 
-/// Decode time in milliseconds, of which a tag keeps 32 bits. Whole seconds apart, so that no time is too large.
+/// Decode time in milliseconds, of which a tag keeps the low 32 bits. Seconds and rest are converted separately,
+/// because time * 1000 may exceed 64 bits.
 std::uint32_t timeOf(const K2MSampleInfo& sample, std::uint32_t timescale) {
   const std::uint64_t seconds = sample.time / timescale;
   const std::uint64_t rest = sample.time % timescale;
@@ -48,11 +50,13 @@ NQMessage tagOf(IMemoryArena& arena, std::uint8_t type, const krvo::k2m::Sample&
                 const CodecHeader& codecHeader) {
   const K2MSampleInfo info = sample.info();
   const std::uint32_t time = timeOf(info, timescaleOf(track));
+  // The library copies straight into the new tag, so that a large sample is in memory once.
   return makeTag(arena, type, time, time, codecHeader.bytes(), info.length,
                  [&sample](std::span<std::byte> bytes) { sample.copyData(bytes); });
 }
 
-/// 0 for a format without a tag form.
+/// Returns 0 for a format without a tag form. The protected ones are among them: their sample begins with the filter's
+/// parameters, which a clear tag does not have.
 std::uint8_t videoCodecId(FourCC formatCode) {
   switch (tagFormatCode(formatCode)) {
     case "VP6A"_4cc:
@@ -69,7 +73,8 @@ std::uint8_t videoCodecId(FourCC formatCode) {
   }
 }
 
-/// The complement of the picture size modulo 16, width in the high nibble.
+/// The second codec header byte of VP6, the adjustment of the picture size: the complement of width and height modulo
+/// 16, width in the high nibble.
 std::uint8_t vp6Adjustment(const K2MVideoDescriptorInfo& descriptor) {
   return static_cast<std::uint8_t>(~((descriptor.width * 16) | (descriptor.height & 15)));
 }
@@ -87,6 +92,7 @@ CodecHeader videoHeader(const K2MSampleInfo& sample, const K2MVideoDescriptorInf
   if (codecId == kVp6Video || codecId == kVp6AlphaVideo) header.add(vp6Adjustment(descriptor));
   if (codecId == kAvcVideo) {
     header.add(kFrame);
+    // Signed in version 1 of the box: without the cast a picture shown before its decode time would be weeks late.
     const std::int64_t units = static_cast<std::int32_t>(sample.compositionOffset);
     const std::int64_t offsetMs = units * static_cast<std::int64_t>(kMilliseconds) / timescaleOf(track);
     std::array<std::byte, 3> image{};
@@ -100,7 +106,7 @@ CodecHeader videoHeader(const K2MSampleInfo& sample, const K2MVideoDescriptorInf
 constexpr std::uint8_t kTwoBytesPerSample = 0x02;
 constexpr std::uint8_t kTwoChannels = 0x01;
 
-/// The bits of the nearest of the four rates; what is near none of the lower three is the highest.
+/// The rate bits for a rate within 1 kHz of 5, 11 or 22 kHz; any other rate gets those of 44 kHz.
 std::uint8_t rateBits(float hertz) {
   if (hertz > 4000 && hertz < 6000) return 0x00;
   if (hertz > 10000 && hertz < 12000) return 0x04;
@@ -108,9 +114,10 @@ std::uint8_t rateBits(float hertz) {
   return 0x0C;
 }
 
-/// Two rates have sound formats of their own, always of one channel.
+/// The first data byte. 8 and 16 kHz have their own sound formats, which always mean one channel.
 std::uint8_t nellymoserByte(const K2MAudioDescriptorInfo& descriptor) {
   const std::uint8_t size = descriptor.bytesPerSample == 2 ? kTwoBytesPerSample : 0;
+  // Compared exactly: the rates come from audioSampleRate() and stored descriptions, never from a computation.
   if (descriptor.sampleRate == 8000.0F) return (kNellymoser8Audio << 4) | size;
   if (descriptor.sampleRate == 16000.0F) return (kNellymoser16Audio << 4) | size;
   const std::uint8_t channels = descriptor.channels == 2 ? kTwoChannels : 0;
@@ -122,14 +129,14 @@ CodecHeader audioHeader(const K2MAudioDescriptorInfo& descriptor) {
   CodecHeader header;
   switch (descriptor.base.formatCode) {
     case "mp4a"_4cc:
-      header.add(0xAF);  // 44 kHz, 16 bits, stereo, as the format has it for any AAC
+      header.add(0xAF);  // AAC, 44 kHz, 16 bits, stereo: the tag format sets these bits so for every AAC stream
       header.add(kFrame);
       break;
     case ".mp3"_4cc:
-      header.add(0x2F);
+      header.add(0x2F);  // 44 kHz, 16 bits, stereo: decoders go by the header of each MP3 frame
       break;
     case "spex"_4cc:
-      header.add(0xB2);
+      header.add(0xB2);  // 16 bits, mono, as Speex in tags always is
       break;
     case "nmos"_4cc:
       header.add(nellymoserByte(descriptor));

@@ -19,6 +19,8 @@ constexpr CodecRow kVideoCodecs[] = {
     {kAvcVideo, {"H264"_4cc, 5}},
 };
 
+// MP3 at 8 kHz (14) is missing on purpose: such tags are stored, but no bytes are taken off in front of their sample.
+// Existing files have them so.
 constexpr CodecRow kAudioCodecs[] = {
     {kMp3Audio, {".mp3"_4cc, 1}},        {kNellymoser16Audio, {"nmos"_4cc, 1}}, {kNellymoser8Audio, {"nmos"_4cc, 1}},
     {kNellymoserAudio, {"nmos"_4cc, 1}}, {kAacAudio, {"mp4a"_4cc, 2}},          {kSpeexAudio, {"spex"_4cc, 1}},
@@ -31,7 +33,9 @@ TagCodec find(std::span<const CodecRow> rows, std::uint8_t nibble) {
   return {};
 }
 
-bool goesByTheByte(FourCC formatCode) {
+/// Whether rate and sample size of the format are those of the tag's first byte. AAC encoders set these bits to
+/// constants; the configuration has the true values.
+bool isDescribedByFirstByte(FourCC formatCode) {
   return formatCode == ".mp3"_4cc || formatCode == "nmos"_4cc;
 }
 
@@ -65,13 +69,14 @@ std::uint32_t audioChannels(std::uint8_t firstByte) {
 }
 
 std::uint32_t audioBytesPerSample(FourCC formatCode, std::uint8_t firstByte) {
-  if (!goesByTheByte(formatCode) && formatCode != "spex"_4cc) return 0;
+  if (!isDescribedByFirstByte(formatCode) && formatCode != "spex"_4cc) return 0;
   return (firstByte & 0x02) != 0 ? 2 : 1;
 }
 
 float audioSampleRate(FourCC formatCode, std::uint8_t firstByte) {
-  if (formatCode == "spex"_4cc) return 16000.0F;
-  if (!goesByTheByte(formatCode)) return 0.0F;
+  if (formatCode == "spex"_4cc) return 16000.0F;  // the only rate of Speex in tags; its bits say something else
+  if (!isDescribedByFirstByte(formatCode)) return 0.0F;
+  // Not 5512.5, 11025 and so on: the descriptions of all existing recordings have these figures.
   constexpr float kRates[] = {5000.0F, 11000.0F, 22000.0F, 44000.0F};
   return kRates[firstByte >> 2 & 0x03];
 }

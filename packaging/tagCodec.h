@@ -17,8 +17,9 @@ inline constexpr std::uint8_t kAmf0DataTag = 18;
 /// Set in the type byte of a protected tag.
 inline constexpr std::uint8_t kTagFilterBit = 0x20;
 
-// What the first data byte says: video has the frame type in the high nibble and the codec in the low one, audio the
-// sound format in the high nibble.
+// The first data byte. Video: frame type in the high nibble, codec id in the low one. Audio: sound format in the high
+// nibble, then two bits of sample rate, one of sample size, one of channels. Hosts send these numbers and files contain
+// them, so none may change.
 inline constexpr std::uint8_t kKeyFrame = 1;
 inline constexpr std::uint8_t kCommandFrame = 5;
 inline constexpr std::uint8_t kH263Video = 2;
@@ -33,7 +34,7 @@ inline constexpr std::uint8_t kAacAudio = 10;
 inline constexpr std::uint8_t kSpeexAudio = 11;
 inline constexpr std::uint8_t kMp3At8kHzAudio = 14;
 
-// What the second data byte of an AVC or AAC tag says.
+// The packet type: the second data byte of an AVC or AAC tag.
 inline constexpr std::uint8_t kSequenceHeader = 0;
 inline constexpr std::uint8_t kAvcEndOfSequence = 2;
 
@@ -44,32 +45,39 @@ constexpr std::uint8_t lowNibble(std::uint8_t byte) {
   return static_cast<std::uint8_t>(byte & 0x0F);
 }
 
-/// How a tag's data is coded.
+/// The codec of a tag.
 struct TagCodec {
-  /// 0 for a codec that is not known.
+  /// The format code of sample descriptions; 0 for an unknown codec.
   FourCC formatCode = 0;
-  /// Bytes of the data in front of the sample.
+  /// Bytes of the data in front of the sample; 0 for an unknown codec.
   std::uint32_t headerSize = 0;
 };
 
-/// The codec of a tag, by its type byte and its first data byte; bits of `type` beside the kind are ignored.
+/// Returns the codec of a tag by its type byte and its first data byte. Bits of `type` beside the kind are ignored, so
+/// that a protected tag has the codec of the clear one. Not for the data of a protected tag of script data, whose first
+/// byte is the number of filters.
 TagCodec tagCodec(std::uint8_t type, std::uint8_t firstByte);
 
-/// Brings "avc1" and "h264" to "H264", the code that tags have; other codes stand for themselves.
+/// Maps "avc1" and "h264", which descriptions of files have for AVC, to "H264", the code of tags. Other codes are
+/// returned unchanged.
 FourCC tagFormatCode(FourCC code);
+/// True for any of the three codes of AVC.
 inline bool isAvcFormat(FourCC code) {
   using namespace qvs::util;
   return tagFormatCode(code) == "H264"_4cc;
 }
 
-/// A video tag that carries a command to the player and no picture.
+/// True for a video tag of frame type 5: a command to the player, without a picture.
 bool isCommandFrame(std::uint8_t type, std::uint8_t firstByte);
 
-// What the first data byte of an audio tag says, for the format that tagCodec() answers.
+// The fields of an audio tag's first data byte. `formatCode` is the one that tagCodec() returns for it.
+
+/// 1 or 2.
 std::uint32_t audioChannels(std::uint8_t firstByte);
-/// 0 where the format does not go by the byte.
+/// 1 or 2; 0 for formats whose byte says nothing true about it (AAC).
 std::uint32_t audioBytesPerSample(FourCC formatCode, std::uint8_t firstByte);
-/// Hertz, in the rounded figures that sample descriptions carry; 0 where the format does not go by the byte.
+/// Hertz, in the rounded figures that sample descriptions have always had (11000, not 11025); 0 for formats whose byte
+/// says nothing true about it.
 float audioSampleRate(FourCC formatCode, std::uint8_t firstByte);
 
 }  // namespace ruvo::k2rpkgutil

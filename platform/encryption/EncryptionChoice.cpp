@@ -20,6 +20,7 @@ bool EncryptionChoice::encrypts(std::span<const std::byte> sample, RKXSampleKind
   if (sample.empty()) return false;
   switch (kind) {
     case kRKXVideo:
+      // Of other codecs nothing here tells key frames apart, so all of them are encrypted, whatever the level.
       return options_.encryptVideo != 0 && (!avc || encryptsAvc(sample));
     case kRKXAudio:
       return options_.encryptAudio != 0 && !isAacConfiguration(sample);
@@ -28,6 +29,7 @@ bool EncryptionChoice::encrypts(std::span<const std::byte> sample, RKXSampleKind
     case kRKXOther:
       return false;
   }
+  // The kind is a caller's number cast to the enumeration, so it may have any value.
   throw StatusError(kRKXBadArgument);
 }
 
@@ -40,6 +42,7 @@ bool EncryptionChoice::encryptsAvc(std::span<const std::byte> sample) const {
     case AvcSample::kReference:
       return options_.videoEncryptLevel >= kReferences;
     case AvcSample::kKeyFrame:
+    // Unknown: docs/decisions.md, "A sample that cannot be judged is encrypted".
     case AvcSample::kUnknown:
       return true;
   }

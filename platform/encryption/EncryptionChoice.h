@@ -8,17 +8,20 @@
 
 namespace krvo::encryption {
 
-/// Decides which samples of a recording are encrypted. Configuration and empty samples never are; what cannot be judged
-/// is, as soon as its kind is.
+/// Decides which samples of a recording are encrypted. Configurations and empty samples never are. A sample that cannot
+/// be judged is encrypted if its kind is selected: a mistake then costs some cipher, the other way round it shows a
+/// frame. Immutable after construction, so any thread may use it.
 class EncryptionChoice {
  public:
   /// Throws StatusError for flags above 1, a level above 2 and a reserved word that is not 0.
   explicit EncryptionChoice(const RKXEncryptionOptions& options);
 
-  /// `avc`: the sample is a run of NAL units behind lengths of four bytes.
+  /// `sample` is without codec header bytes. `avc`: it consists of NAL units, each after a length of four bytes. Throws
+  /// StatusError for a kind that is none of RKXSampleKind.
   bool encrypts(std::span<const std::byte> sample, RKXSampleKind kind, bool avc) const;
 
  private:
+  /// By the level of the options and the class of the sample.
   bool encryptsAvc(std::span<const std::byte> sample) const;
 
   RKXEncryptionOptions options_;

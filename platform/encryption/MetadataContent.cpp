@@ -29,7 +29,7 @@ void requireEnd(const ByteReader& in) {
 Digest readDigest(ByteReader& in) {
   const auto bytes = readDer(in, DerTag::kOctetString);
   Digest digest{};
-  if (bytes.size() != digest.size()) throw MalformedInput("a digest of another length");
+  if (bytes.size() != digest.size()) throw MalformedInput("a digest that is not 32 bytes long");
   std::copy(bytes.begin(), bytes.end(), digest.begin());
   return digest;
 }
@@ -68,7 +68,8 @@ std::vector<std::byte> writeMetadataContent(std::span<const std::byte> statement
 }
 
 Secret writeContentKey(std::span<const std::byte> key, const Digest& statementDigest) {
-  constexpr std::size_t kEnough = 128;  // so that neither writer moves the key to a new place
+  // Enough that neither writer grows: a growing writer would leave a copy of the key in memory that nobody wipes.
+  constexpr std::size_t kEnough = 128;
   ByteWriter values;
   values.reserve(kEnough);
   writeDer(values, DerTag::kOctetString, key);
@@ -94,6 +95,7 @@ MetadataContent readMetadataContent(std::span<const std::byte> content) {
   read.statement.policies = readPolicies(in);
   read.statement.transportCertificate = copied(readWholeDer(in, values, DerTag::kSequence));
   read.statement.signerDigest = readDigest(in);
+  // Of the bytes as they were signed: written anew, the same statement could have other bytes.
   read.statementDigest = sha256(values.first(in.position()));
   read.wrappedKey = copied(readWholeDer(in, values, DerTag::kSequence));
   requireEnd(in);
@@ -105,8 +107,8 @@ ContentKey readContentKey(std::span<const std::byte> content) {
   ByteReader in(readDer(whole, DerTag::kSequence));
   requireEnd(whole);
   ContentKey read;
-  read.key = Secret(readDer(in, DerTag::kOctetString));
-  if (read.key.size() != kKeySize) throw MalformedInput("a content key of another length");
+  read.key = Secret(readDer(in, DerTag::kOctetString));  // copied once, straight into protected memory
+  if (read.key.size() != kKeySize) throw MalformedInput("a content key that is not 16 bytes long");
   read.statementDigest = readDigest(in);
   requireEnd(in);
   return read;

@@ -15,8 +15,10 @@ SampleCipher::SampleCipher(std::span<const std::byte> key) : context_(EVP_CIPHER
 
 SampleCipher::Vector SampleCipher::encrypt(std::span<const std::byte> sample, std::byte* destination) {
   const Vector vector = drawVector();
+  // Null for cipher and key keeps the key schedule; only the vector is new.
   requireOpenssl(EVP_EncryptInit_ex2(context_.get(), nullptr, nullptr, raw(vector.data()), nullptr) == 1);
   int written = 0;
+  // An empty sample may have a null pointer, which OpenSSL takes for another kind of call.
   if (!sample.empty()) {
     requireOpenssl(EVP_EncryptUpdate(context_.get(), raw(destination), &written, raw(sample.data()),
                                      qvs::util::narrow<int>(sample.size())) == 1);
@@ -29,6 +31,7 @@ SampleCipher::Vector SampleCipher::encrypt(std::span<const std::byte> sample, st
 SampleCipher::Vector SampleCipher::drawVector() {
   if (nextVector_ == kVectorsPerDraw) {
     requireOpenssl(RAND_bytes(raw(drawn_.front().data()), sizeof drawn_) == 1);
+    // Only after the draw: if it throws, the next call draws again and no used vector comes a second time.
     nextVector_ = 0;
   }
   return drawn_[nextVector_++];

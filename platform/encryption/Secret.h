@@ -12,21 +12,24 @@
 
 namespace krvo::encryption {
 
-/// Bytes that are kept out of swap space and core dumps, and wiped from memory when their owner goes. Never grows, so
-/// that no copy of them is left behind.
+/// Secret bytes: kept out of the swap space and of core dumps, and wiped when the object is destroyed. It cannot be
+/// copied or grow, because either would leave bytes in memory that nobody wipes. Belongs to one thread at a time.
 class Secret {
  public:
   Secret() = default;
+  /// `size` zero bytes, to be filled through bytes(). The pages are protected before there is anything secret in them.
   explicit Secret(std::size_t size) : bytes_(size) { platform::os::keepPrivate(bytes_); }
   explicit Secret(std::span<const std::byte> bytes) : Secret(bytes.size()) {
     std::copy(bytes.begin(), bytes.end(), bytes_.begin());
   }
-  /// Takes the bytes over where they lie.
+  /// Takes the vector's memory over without a copy. The vector must not have grown since the secret came into it.
   explicit Secret(std::vector<std::byte>&& bytes) : bytes_(std::move(bytes)) { platform::os::keepPrivate(bytes_); }
   ~Secret() { OPENSSL_cleanse(bytes_.data(), bytes_.size()); }
 
+  /// Moves the pointer, so that the bytes stay where they are; `other` is empty afterwards.
   Secret(Secret&& other) noexcept : bytes_(std::exchange(other.bytes_, {})) {}
   Secret& operator=(Secret&& other) noexcept {
+    // A swap, so that the old bytes are wiped by the destructor of `other`; an assignment would free them as they are.
     std::swap(bytes_, other.bytes_);
     return *this;
   }

@@ -29,7 +29,7 @@ enum NalType : unsigned {
 
 constexpr std::uint32_t kRecoveryPoint = 6;
 
-/// What the NAL units of a sample add up to.
+/// What has been found in the NAL units of a sample so far.
 struct Picture {
   bool idr = false;
   bool recoveryPoint = false;
@@ -45,14 +45,15 @@ unsigned nalType(std::byte header) {
 /// Whether the slice is an I or SI slice (7.3.3, table 7-6).
 std::optional<bool> isIntraSlice(std::span<const std::byte> payload) {
   RbspReader in(payload);
+  // Not used, but it has to be read to reach the type.
   const auto firstMacroblock = in.unsignedGolomb();
   const auto sliceType = in.unsignedGolomb();
   if (!firstMacroblock || !sliceType || *sliceType > 9) return std::nullopt;
-  const auto type = *sliceType % 5;
+  const auto type = *sliceType % 5;  // 5 to 9 say that all slices of the picture have this type
   return type == 2 || type == 4;
 }
 
-/// A number in the extension form of 7.3.2.3.1: 255 as long as more follows.
+/// A number as in 7.3.2.3.1: a byte of 255 is added and another one follows. Cannot overflow: a sample is too short.
 std::optional<std::uint32_t> extendedNumber(RbspReader& in) {
   std::uint32_t value = 0;
   for (;;) {
@@ -63,13 +64,14 @@ std::optional<std::uint32_t> extendedNumber(RbspReader& in) {
   }
 }
 
-/// Whether one of the messages marks a point to begin from.
+/// Whether one of the messages is a recovery point; nothing if the messages do not end where the unit does.
 std::optional<bool> marksRecoveryPoint(std::span<const std::byte> payload) {
   constexpr std::uint32_t kTrailingBits = 0x80;
   RbspReader in(payload);
   for (auto first = true; !in.atEnd(); first = false) {
     const auto type = extendedNumber(in);
     if (type == kRecoveryPoint) return true;
+    // 0x80 is also a type number; as the last byte, after a message, it is the stop bit of the unit.
     if (type == kTrailingBits && in.atEnd() && !first) return false;
     const auto size = extendedNumber(in);
     if (!type || !size) return std::nullopt;
@@ -80,10 +82,10 @@ std::optional<bool> marksRecoveryPoint(std::span<const std::byte> payload) {
   return std::nullopt;
 }
 
-/// Adds one NAL unit to the picture. Answers false for one that cannot be judged.
+/// Adds one NAL unit to the picture. Returns false for one that cannot be judged: the whole sample is then unknown.
 bool addNalUnit(Picture& picture, std::span<const std::byte> nal) {
   const auto header = std::to_integer<unsigned>(nal.front());
-  if ((header & 0x80) != 0) return false;
+  if ((header & 0x80) != 0) return false;  // forbidden_zero_bit: this is not a NAL unit
   if ((header & 0x60) != 0) picture.reference = true;
   switch (nalType(nal.front())) {
     case kSlice:
@@ -101,6 +103,7 @@ bool addNalUnit(Picture& picture, std::span<const std::byte> nal) {
       if (recovery.value_or(false)) picture.recoveryPoint = true;
       return recovery.has_value();
     }
+    // Without a part of the judgement: they belong to a slice that has been seen, or are no picture.
     case kPartitionB:
     case kPartitionC:
     case kSequenceParameters:
@@ -118,11 +121,12 @@ bool addNalUnit(Picture& picture, std::span<const std::byte> nal) {
 
 AvcSample verdict(const Picture& picture) {
   if (picture.idr || picture.recoveryPoint) return AvcSample::kKeyFrame;
+  // Neither kind of slice: parameter sets alone, or units that hide a picture. Not known to be harmless.
   if (!picture.predicted) return picture.intra ? AvcSample::kKeyFrame : AvcSample::kUnknown;
   return picture.reference ? AvcSample::kReference : AvcSample::kDisposable;
 }
 
-/// Reads one list of parameter sets, each of the type, each behind its 16-bit length.
+/// Reads a list of parameter sets of one NAL type, each after its 16-bit length. Returns false if it is anything else.
 bool skipParameterSets(ByteReader& in, std::size_t count, unsigned type) {
   for (std::size_t i = 0; i < count; ++i) {
     if (in.remaining() < 2) return false;
@@ -133,6 +137,8 @@ bool skipParameterSets(ByteReader& in, std::size_t count, unsigned type) {
   return true;
 }
 
+/// The whole sample has to be a record, to the last byte: a frame must never pass for a configuration, which stays
+/// clear.
 bool isConfiguration(std::span<const std::byte> sample) {
   constexpr std::size_t kSmallest = 7;
   if (sample.size() < kSmallest || sample.front() != std::byte{1}) return false;
@@ -151,7 +157,7 @@ bool isConfiguration(std::span<const std::byte> sample) {
 }  // namespace
 
 AvcSample classifyAvcSample(std::span<const std::byte> sample) {
-  // As a run of NAL units, a record would begin with a length of 16 MiB at least.
+  // No ambiguity: read as NAL units, a record (first byte 1) would begin with a length of at least 16 MiB.
   if (isConfiguration(sample)) return AvcSample::kConfiguration;
   Picture picture;
   ByteReader in(sample);

@@ -17,16 +17,17 @@ namespace {
 
 constexpr const char* kFilterName = "AES128CBC";
 constexpr std::uint32_t kFilterCount = 1;
+// The only width that is read. A stream with another one has samples that cannot be judged, which are then encrypted.
 constexpr std::uint32_t kNalLengthSize = 4;
 constexpr std::size_t kLongestContentId = 1 << 16;
 constexpr std::size_t kMostPolicies = 16;
-// The data size of a tag has 24 bits, and holds codec header, filter header and vector beside the sample.
+// The data size of a tag has 24 bits; codec header bytes, filter name and vector need a part of it.
 constexpr std::uint64_t kLongestStoredSample = 0xFFFFFF - 64;
 
 struct Encryptor : RKXObject {
   Encryptor(std::span<const std::byte> keyBytes, std::string_view content, const RKXEncryptionOptions& options);
 
-  /// Made with the first sample, and takes the key with it: that stands once in memory.
+  /// Made with the first sample. The key is wiped then: from there on it exists only in OpenSSL's key schedule.
   SampleCipher& cipher();
 
   EncryptionChoice choice;
@@ -44,7 +45,7 @@ struct Metadata : RKXObject {
   std::vector<std::byte> block;
 };
 
-/// What objects of the type carry in `release`, which also tells them apart.
+/// The `release` of objects of the type. Its address also identifies the type: see objectOf().
 template <typename Object>
 void releaseObject(RKXObject* object) {
   const std::unique_ptr<Object> ended(static_cast<Object*>(object));
@@ -58,13 +59,14 @@ Encryptor::Encryptor(std::span<const std::byte> keyBytes, std::string_view conte
 SampleCipher& Encryptor::cipher() {
   if (!cipher_) {
     cipher_.emplace(key.bytes());
-    key = Secret();
+    key = Secret();  // after the cipher: if making it throws, the next sample tries again
   }
   return *cipher_;
 }
 
 Metadata::Metadata(std::vector<std::byte> made) : RKXObject{&releaseObject<Metadata>}, block(std::move(made)) {}
 
+/// The compare of `release` finds an object of the wrong kind, or of another library, before it is used as this one.
 template <typename Object>
 Object& objectOf(RKXObject* object) {
   require(object != nullptr && object->release == &releaseObject<Object>, kRKXBadArgument);
@@ -85,7 +87,8 @@ std::string_view textOf(const char* data, std::uint32_t size) {
   return size == 0 ? std::string_view() : std::string_view(data, size);
 }
 
-/// Puts the size needed where the room stood, and complains where that was less.
+/// Replaces the capacity by the size needed, and throws kRKXBufferTooSmall if that was more. The size is set in both
+/// cases, so that a caller can ask with a capacity of 0.
 void takeRoom(std::uint32_t& room, std::uint64_t needed) {
   const bool enough = room >= needed;
   room = qvs::util::narrow<std::uint32_t>(needed);
@@ -106,7 +109,7 @@ RKXStatus createEncryptor(RKXObject** encryptor, const std::uint8_t* key, std::u
                           std::uint32_t zero) {
   return guarded([&] {
     requireArgument(encryptor != nullptr && options != nullptr && one == 1 && zero == 0);
-    *encryptor = nullptr;
+    *encryptor = nullptr;  // so that a caller who ignores the status has no pointer to release
     requireArgument(contentIdSize > 0 && contentIdSize <= kLongestContentId);
     *encryptor =
         std::make_unique<Encryptor>(bytesOf(key, keySize), textOf(contentId, contentIdSize), *options).release();
@@ -123,7 +126,7 @@ RKXStatus createMetadata(RKXObject* encryptor, const char* licenseServerUrl, std
     requireArgument(metadata != nullptr && zero == 0);
     *metadata = nullptr;
     const auto& made = objectOf<Encryptor>(encryptor);
-    requireArgument(made.key.size() != 0);
+    requireArgument(made.key.size() != 0);  // empty once a sample has been encrypted
     const MetadataRequest request{.key = made.key.bytes(),
                                   .contentId = made.contentId,
                                   .licenseServerUrl = textOf(licenseServerUrl, licenseServerUrlSize),
@@ -145,6 +148,7 @@ RKXStatus encryptSample(RKXObject* encryptor, const std::uint8_t* sample, std::u
     const auto clear = bytesOf(sample, sampleSize);
     const auto needed = encryptedSize(sampleSize);
     require(needed <= kLongestStoredSample, kRKXSampleTooLarge);
+    // Both sizes are set before either failure is reported, so that one query gives the caller both.
     const bool vectorFits = *vectorRoom >= kVectorSize;
     *vectorRoom = kVectorSize;
     takeRoom(*encryptedRoom, needed);
@@ -163,6 +167,7 @@ RKXStatus querySample(RKXObject* encryptor, const std::uint8_t* sample, std::uin
     const auto& made = objectOf<Encryptor>(encryptor);
     requireArgument(info != nullptr && zero1 == 0 && zero2 == 0 && avc <= 1 && lengthSize == kNalLengthSize);
     const auto clear = bytesOf(sample, sampleSize);
+    // By the same rule on every call: a caller may ask twice about a sample, and has to get the same size.
     const bool encrypted = made.choice.encrypts(clear, static_cast<RKXSampleKind>(kind), avc == 1);
     const std::uint64_t stored = encrypted ? encryptedSize(sampleSize) : sampleSize;
     require(stored <= kLongestStoredSample, kRKXSampleTooLarge);
@@ -211,6 +216,7 @@ RKXStatus RKXInitialize(std::uint64_t* block) {
   });
 }
 
+// Nothing to do: OpenSSL belongs to the whole process, and the host may still use it.
 void RKXTerminate(std::uint64_t* /*block*/) {}
 
 RKXStatus RKX_GetEncryptorInterface(const RKXEncryptorInterface** table) {

@@ -11,13 +11,13 @@ namespace krvo::encryption {
 namespace {
 
 constexpr long kSecondsOfDay = 24L * 60 * 60;
-constexpr long kVersion3 = 2;
+constexpr long kVersion3 = 2;  // versions are stored from 0 on
 constexpr int kIterations = 10000;
 
 using ExtensionPtr = std::unique_ptr<X509_EXTENSION, Freeing<X509_EXTENSION_free>>;
 using SerialPtr = std::unique_ptr<ASN1_INTEGER, Freeing<ASN1_INTEGER_free>>;
 
-/// The text of a memory BIO, a view.
+/// The content of a memory BIO: a view that is valid until the BIO changes or is freed.
 std::span<const std::byte> contentOf(BIO& bio) {
   char* data = nullptr;
   const long size = BIO_get_mem_data(&bio, &data);
@@ -42,6 +42,7 @@ void setSerialNumber(X509& certificate) {
   std::uint64_t number = 0;
   requireOpenssl(RAND_bytes(reinterpret_cast<unsigned char*>(&number), sizeof number) == 1);
   const SerialPtr serial(ASN1_INTEGER_new());
+  // RFC 5280, 4.1.2.2: positive, so neither zero nor with the high bit of its eight bytes.
   requireOpenssl(serial != nullptr && ASN1_INTEGER_set_uint64(serial.get(), number >> 1 | 1) == 1);
   requireOpenssl(X509_set_serialNumber(&certificate, serial.get()) == 1);
 }
@@ -75,6 +76,7 @@ CertificatePtr issueCertificate(EVP_PKEY& key, const std::string& commonName, Ce
   requireOpenssl(X509_gmtime_adj(X509_getm_notAfter(certificate.get()), toDays * kSecondsOfDay) != nullptr);
   requireOpenssl(X509_set_pubkey(certificate.get(), &key) == 1);
   const bool wraps = use == CertificateUse::kKeyWrapping;
+  // Both usages of wrapping, for both types of key: a reader looks at the one for its type.
   addExtension(*certificate, NID_key_usage,
                wraps ? "critical,keyEncipherment,keyAgreement" : "critical,digitalSignature");
   addExtension(*certificate, NID_subject_key_identifier, "hash");
@@ -90,7 +92,7 @@ std::string certificatePem(X509& certificate) {
 }
 
 Secret privateKeyPem(EVP_PKEY& key) {
-  const BioPtr out = writingBio(BIO_s_secmem());
+  const BioPtr out = writingBio(BIO_s_secmem());  // BIO_s_mem() would leave copies of the key when it grows
   requireOpenssl(PEM_write_bio_PKCS8PrivateKey(out.get(), &key, nullptr, nullptr, 0, nullptr, nullptr) == 1);
   return Secret(contentOf(*out));
 }

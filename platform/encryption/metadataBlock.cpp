@@ -14,6 +14,7 @@ namespace {
 constexpr std::size_t kLongestPolicy = 1 << 20;
 constexpr std::size_t kLongestUrl = 2048;
 
+/// No more than a check against a mistaken setting: whether the server exists is for players to find out.
 void checkUrl(std::string_view url) {
   const auto hasHostBehind = [url](std::string_view scheme) {
     return url.starts_with(scheme) && url.size() > scheme.size() && url[scheme.size()] != '/';
@@ -37,7 +38,7 @@ std::vector<std::byte> derOf(CMS_ContentInfo& structure) {
   return der;
 }
 
-/// How the key of the envelope is wrapped. What OpenSSL takes of itself is older.
+/// Chooses how the key of the envelope is wrapped. OpenSSL's defaults are PKCS#1 v1.5 and SHA-1, for old readers.
 void chooseWrapping(CMS_RecipientInfo& recipient, const X509& certificate) {
   EVP_PKEY_CTX* const context = CMS_RecipientInfo_get0_pkey_ctx(&recipient);
   requireOpenssl(context != nullptr);
@@ -50,6 +51,7 @@ void chooseWrapping(CMS_RecipientInfo& recipient, const X509& certificate) {
   }
 }
 
+/// CMS_KEY_PARAM makes OpenSSL keep the recipient's parameters open, which chooseWrapping() needs.
 std::vector<std::byte> envelop(std::span<const std::byte> content, X509& certificate) {
   const CmsPtr structure(CMS_EnvelopedData_create(EVP_aes_256_cbc()));
   requireOpenssl(structure != nullptr && CMS_set_detached(structure.get(), 0) == 1);
@@ -57,7 +59,8 @@ std::vector<std::byte> envelop(std::span<const std::byte> content, X509& certifi
   requireOpenssl(recipient != nullptr);
   chooseWrapping(*recipient, certificate);
 
-  // Written straight into the cipher: CMS_final() would leave a copy of the key in buffers that it does not wipe.
+  // Written straight into the cipher: CMS_final() would leave a copy of the key in buffers that it does not wipe
+  // (docs/decisions.md, "The key never goes through OpenSSL's copying").
   const BioPtr cipher(CMS_dataInit(structure.get(), nullptr));
   requireOpenssl(cipher != nullptr);
   const int size = qvs::util::narrow<int>(content.size());
@@ -67,6 +70,7 @@ std::vector<std::byte> envelop(std::span<const std::byte> content, X509& certifi
 }
 
 std::vector<std::byte> sign(std::span<const std::byte> content, const Credential& credential) {
+  // CMS_BINARY: without it OpenSSL would replace each line feed in the DER by CR LF before it signs.
   constexpr unsigned kFlags = CMS_BINARY | CMS_PARTIAL | CMS_NOSMIMECAP;
   const CmsPtr structure(CMS_sign(nullptr, nullptr, credential.chain.get(), nullptr, kFlags));
   requireOpenssl(structure != nullptr);
@@ -79,6 +83,7 @@ std::vector<std::byte> sign(std::span<const std::byte> content, const Credential
 }  // namespace
 
 std::vector<std::byte> makeMetadataBlock(const MetadataRequest& request) {
+  // The order of the checks is documented in docs/encryption.md: it decides which status a user sees first.
   checkUrl(request.licenseServerUrl);
   const auto transport = readCertificate(request.transportCertificate, kRKXBadTransportCertificate);
   const auto licenseServer = readLicenseServerCertificate(request.licenseServerCertificate);
@@ -91,6 +96,7 @@ std::vector<std::byte> makeMetadataBlock(const MetadataRequest& request) {
                               .transportCertificate = derOf(*transport),
                               .signerDigest = sha256(derOf(*credential.certificate))};
   for (const auto& policy : request.policies) statement.policies.emplace_back(policy.begin(), policy.end());
+  // The digest of the statement is put beside the key, so that a wrapped key cannot be moved to another block.
   const auto written = writeStatement(statement);
   const auto contentKey = writeContentKey(request.key, sha256(written));
   return sign(writeMetadataContent(written, envelop(contentKey.bytes(), *licenseServer)), credential);

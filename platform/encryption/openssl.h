@@ -14,10 +14,11 @@
 
 #include "util/narrow.h"
 
-// Owners of OpenSSL's objects, and views of bytes as its calls take them.
+// Owners of OpenSSL's objects, and views of bytes as its calls take them. Only platform/encryption includes this.
 
 namespace krvo::encryption {
 
+/// A deleter that calls OpenSSL's function for the type. Those functions accept null and throw nothing.
 template <auto free>
 struct Freeing {
   template <typename T>
@@ -34,11 +35,13 @@ using KeyPtr = std::unique_ptr<EVP_PKEY, Freeing<EVP_PKEY_free>>;
 using CertificatePtr = std::unique_ptr<X509, Freeing<X509_free>>;
 using Pkcs12Ptr = std::unique_ptr<PKCS12, Freeing<PKCS12_free>>;
 
+/// Frees the certificates with their list: the chain of a PKCS#12 structure owns them.
 struct FreeingCertificates {
   void operator()(STACK_OF(X509) * certificates) const noexcept { sk_X509_pop_free(certificates, X509_free); }
 };
 using CertificatesPtr = std::unique_ptr<STACK_OF(X509), FreeingCertificates>;
 
+// OpenSSL takes bytes as unsigned char; these are the only casts.
 inline unsigned char* raw(std::byte* bytes) {
   return reinterpret_cast<unsigned char*>(bytes);
 }
@@ -47,7 +50,7 @@ inline const unsigned char* raw(const std::byte* bytes) {
   return reinterpret_cast<const unsigned char*>(bytes);
 }
 
-/// Reads from `bytes`, which outlive it.
+/// A BIO that reads from `bytes`, which must outlive it and are not copied. Throws std::bad_alloc.
 inline BioPtr readingBio(std::span<const std::byte> bytes) {
   const void* start = bytes.data();
   if (start == nullptr) start = "";  // OpenSSL refuses a null pointer also for no bytes
@@ -56,7 +59,8 @@ inline BioPtr readingBio(std::span<const std::byte> bytes) {
   return bio;
 }
 
-/// Leaves the thread's error queue as it was found, whatever goes wrong in between.
+/// Restores the thread's OpenSSL error queue at the end of its scope. The host may use OpenSSL on the same thread, and
+/// would take our errors for those of its own calls.
 class ErrorQueueScope {
  public:
   ErrorQueueScope() { ERR_set_mark(); }

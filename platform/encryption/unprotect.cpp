@@ -18,15 +18,19 @@ void expect(bool condition, const char* otherwise) {
 CmsPtr readStructure(std::span<const std::byte> der, int type, const char* otherwise) {
   const auto* at = raw(der.data());
   CmsPtr structure(d2i_CMS_ContentInfo(nullptr, &at, qvs::util::narrow<long>(der.size())));
+  // To the last byte: what follows the structure would not be covered by its signature.
   expect(structure && at == raw(der.data()) + der.size(), otherwise);
   expect(OBJ_obj2nid(CMS_get0_type(structure.get())) == type, otherwise);
   return structure;
 }
 
+/// The signer's certificate is taken from the block and not checked against any authority: the statement names it by
+/// its digest, and the caller decides whether to trust it.
 std::vector<std::byte> verifiedContent(CMS_ContentInfo& structure) {
   constexpr unsigned kFlags = CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY;
   const BioPtr out(BIO_new(BIO_s_mem()));
   require(out != nullptr, kRKXOutOfMemory);
+  // One signer, since the statement names one; CMS_verify() would accept none as well.
   expect(sk_CMS_SignerInfo_num(CMS_get0_SignerInfos(&structure)) == 1, "the metadata is not signed by one signer");
   expect(CMS_verify(&structure, nullptr, nullptr, nullptr, out.get(), kFlags) == 1,
          "the signature of the metadata does not match: it has been changed");
@@ -36,7 +40,7 @@ std::vector<std::byte> verifiedContent(CMS_ContentInfo& structure) {
   return {content.begin(), content.end()};
 }
 
-/// Of a structure that has been verified.
+/// Only for a structure that CMS_verify() has accepted: it is what finds the signer's certificate.
 CertificatePtr signerOf(CMS_ContentInfo& structure) {
   X509* certificate = nullptr;
   CMS_SignerInfo_get0_algs(sk_CMS_SignerInfo_value(CMS_get0_SignerInfos(&structure), 0), nullptr, &certificate, nullptr,
@@ -64,7 +68,8 @@ std::string hexOf(std::span<const std::byte> bytes) {
   return text;
 }
 
-/// What the envelope holds, as far as it can be a ContentKey. A wrong key often shows only in what comes out.
+/// Returns the content of the envelope, or nothing if it cannot be opened or is too long for a ContentKey. A wrong key
+/// may be found out here or only by the content: OpenSSL returns random bytes on purpose, against padding oracles.
 std::optional<Secret> openEnvelope(CMS_ContentInfo& structure, EVP_PKEY& key) {
   constexpr std::size_t kRoom = 256;
   if (CMS_decrypt_set1_pkey(&structure, &key, nullptr) != 1) return std::nullopt;
@@ -75,12 +80,14 @@ std::optional<Secret> openEnvelope(CMS_ContentInfo& structure, EVP_PKEY& key) {
   for (std::size_t got = 0; size < kRoom; size += got) {
     if (BIO_read_ex(cipher.get(), content.bytes().data() + size, kRoom - size, &got) != 1) break;
   }
+  // Without the status a wrong padding would look like the end of the content.
   if (size == kRoom || BIO_get_cipher_status(cipher.get()) != 1) return std::nullopt;
   return Secret(std::span<const std::byte>(content.bytes()).first(size));
 }
 
 ContentKey unwrapKey(std::span<const std::byte> wrapped, EVP_PKEY& licenseServerKey) {
   const auto envelope = readStructure(wrapped, NID_pkcs7_enveloped, "the wrapped key is no CMS enveloped-data");
+  // One text for all failures: they tell the user the same, and an attacker nothing.
   const auto opened = openEnvelope(*envelope, licenseServerKey);
   constexpr const char* kWrongKey = "the key is not that of the license server the recording was made for";
   expect(opened.has_value(), kWrongKey);
@@ -119,7 +126,8 @@ SignedMetadata verifyMetadataBlock(std::span<const std::byte> block) {
   auto content = readContent(verifiedContent(*structure));
   const auto signer = signerOf(*structure);
   const auto fingerprint = sha256(derOf(*signer));
-  expect(fingerprint == content.statement.signerDigest, "the metadata is signed by another than it names");
+  expect(fingerprint == content.statement.signerDigest,
+         "the metadata names another certificate than the one that signed it");
   return {std::move(content), subjectOf(*signer), hexOf(fingerprint)};
 }
 
@@ -140,12 +148,13 @@ std::optional<std::vector<std::byte>> SampleDecipher::decrypt(std::span<const st
                                                               std::span<const std::byte> vector) {
   const ErrorQueueScope errors;
   if (vector.size() != kVectorSize || cipherText.empty() || cipherText.size() % kCipherBlock != 0) return std::nullopt;
-  std::vector<std::byte> sample(cipherText.size() + kCipherBlock);
+  std::vector<std::byte> sample(cipherText.size() + kCipherBlock);  // OpenSSL may write a block more than it keeps
   requireOpenssl(EVP_DecryptInit_ex2(context_.get(), nullptr, nullptr, raw(vector.data()), nullptr) == 1);
   int written = 0;
   requireOpenssl(EVP_DecryptUpdate(context_.get(), raw(sample.data()), &written, raw(cipherText.data()),
                                    qvs::util::narrow<int>(cipherText.size())) == 1);
   int last = 0;
+  // A wrong padding is the reader's only sign of a wrong key, so it is a result and not an exception.
   if (EVP_DecryptFinal_ex(context_.get(), raw(sample.data()) + written, &last) != 1) return std::nullopt;
   sample.resize(static_cast<std::size_t>(written) + static_cast<std::size_t>(last));
   return sample;

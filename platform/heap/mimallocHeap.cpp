@@ -1,4 +1,6 @@
-// mimalloc. Its heaps belong to a thread each, so that the pool is the process's default one.
+// The heap of mimalloc. The pool is its default heap, never one of mi_heap_new(): those belong to the thread that made
+// them, and the module frees blocks on any thread (docs/decisions.md, "mimalloc serves the pool from its default
+// heap").
 
 #include <mimalloc.h>
 

@@ -1,4 +1,4 @@
-// What both heaps have in common: one pool that is always there, without tuning, and the lock.
+// The part that both heaps share: one pool that always exists, without tuning, and the lock.
 
 #include <mutex>
 #include <system_error>
@@ -9,6 +9,8 @@ struct MemPool {};
 
 namespace {
 
+// constinit: the first block may be allocated by a static constructor, before any other object of this file would
+// exist.
 constinit MemPool thePool;
 constinit std::mutex theLock;
 

@@ -11,6 +11,7 @@ void* MemAllocPtr(MemPool*, std::size_t size, std::uint32_t flags) {
 
 void* MemAllocAligned(MemPool*, std::size_t size, std::size_t alignment, std::uint32_t) {
   void* block = nullptr;
+  // posix_memalign() demands at least the alignment of a pointer; its blocks may be freed by free(), as all others are.
   return ::posix_memalign(&block, std::max(alignment, sizeof(void*)), size) == 0 ? block : nullptr;
 }
 

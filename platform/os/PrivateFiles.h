@@ -4,8 +4,11 @@
 
 namespace platform::os {
 
-/// For as long as it lives, what the process makes is for its owner alone, files and directories, from the first byte.
-/// The umask belongs to the whole process: for programs that make files on one thread.
+/// While an object of this class lives, files and directories that the process creates are accessible to their owner
+/// only, from the moment they exist: no chmod afterwards, which would leave a gap.
+///
+/// Sets the umask, which belongs to the whole process. Only for programs that create files on one thread; the module,
+/// whose host may have many threads, must not use it. Objects may nest, and are destroyed in reverse order.
 class PrivateFiles {
  public:
   PrivateFiles() noexcept;

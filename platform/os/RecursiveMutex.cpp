@@ -23,6 +23,7 @@ bool RecursiveMutex::tryLock() {
 bool RecursiveMutex::unlock() {
   if (!isHeldByCaller()) return false;
   if (--depth_ > 0) return true;
+  // Before the unlock: afterwards the next owner may already have stored its id.
   owner_.store(std::thread::id(), std::memory_order_relaxed);
   mutex_.unlock();
   return true;
@@ -30,7 +31,7 @@ bool RecursiveMutex::unlock() {
 
 bool RecursiveMutex::spin() {
   for (std::uint32_t left = spinCount_.load(std::memory_order_relaxed); left > 0; --left) {
-    // Looking at the owner first leaves the mutex's cache line with its holder.
+    // Reading the owner first: a failed try_lock() would take the mutex's cache line away from the thread that has it.
     if (owner_.load(std::memory_order_relaxed) == std::thread::id() && tryLock()) return true;
   }
   return false;

@@ -20,6 +20,7 @@ std::optional<std::tm> toUtc(std::int64_t seconds) {
 
 std::optional<std::int64_t> fromLocalTime(std::tm local) {
   const std::time_t time = ::mktime(&local);
+  // -1 is a failure and also the last second of 1969: docs/decisions.md, "Only times from 1970 on are dates".
   if (time < 0) return std::nullopt;
   return time;
 }

@@ -19,7 +19,7 @@
 namespace platform::os {
 namespace {
 
-/// Owns a descriptor; -1 where the file could not be opened.
+/// Owns a descriptor; -1 if the file could not be opened, and errno then says why.
 class Descriptor {
  public:
   Descriptor(const std::string& path, int flags)
@@ -30,7 +30,8 @@ class Descriptor {
 
   int get() const { return fd_; }
   explicit operator bool() const { return fd_ != -1; }
-  /// The descriptor is gone also where this fails, by a signal too.
+  // Never retried after EINTR: Linux has released the descriptor by then, and another thread may have got its number.
+  /// Returns false if the system reports a late write error.
   bool close() { return fd_ == -1 || ::close(std::exchange(fd_, -1)) == 0 || errno == EINTR; }
 
  private:
@@ -41,12 +42,13 @@ bool flush(const Descriptor& file) {
   return retried([&] { return ::fsync(file.get()); }) == 0;
 }
 
-/// A file system that cannot flush a directory says EINVAL, and has nothing better to offer.
+/// Some file systems cannot flush a directory and return EINVAL. Nothing better can be done there, so it is no failure.
 bool flushDirectory(const Descriptor& directory) {
   return flush(directory) || errno == EINVAL;
 }
 
 std::string directoryOf(const std::string& native) {
+  // At least one character, so that "/file" gives the root and not the current directory.
   const std::size_t slash = native.rfind('/');
   return slash == std::string::npos ? "." : native.substr(0, std::max<std::size_t>(slash, 1));
 }
@@ -65,12 +67,13 @@ bool isRegularFile(const Descriptor& file) {
   return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/// A directory is neither: reading one fails, with words of its own.
+/// False for a directory: reading it fails with an error that says more than ours would.
 bool isPipeOrDevice(const Descriptor& file) {
   struct stat status {};
   return ::fstat(file.get(), &status) != 0 || !(S_ISREG(status.st_mode) || S_ISDIR(status.st_mode));
 }
 
+/// Only a hint: files in /proc have size 0, and a file may grow while it is read.
 std::size_t sizeHint(const Descriptor& file, std::size_t maxSize) {
   struct stat status {};
   if (::fstat(file.get(), &status) != 0 || status.st_size < 0) return 0;
@@ -80,7 +83,8 @@ std::size_t sizeHint(const Descriptor& file, std::size_t maxSize) {
 }  // namespace
 
 bool writeFile(std::string_view path, std::span<const std::byte> content) noexcept try {
-  // Neither elsewhere, by a link, nor waiting for the reader of a pipe.
+  // O_NOFOLLOW: a link planted under this name must not lead the content elsewhere. O_NONBLOCK: opening a pipe would
+  // wait for its reader.
   Descriptor file(toNative(path), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK);
   return file && isRegularFile(file) && writeAll(file, content) && file.close();
 } catch (const std::bad_alloc&) {
@@ -100,8 +104,9 @@ bool replaceFile(std::string_view from, std::string_view to) noexcept try {
   const std::string source = toNative(from);
   const std::string target = toNative(to);
   const Descriptor file(source, O_RDONLY);
-  // Opened before the rename, so that little is left to fail behind it.
+  // Opened before the rename: once the rename is done, a failure could no longer leave `to` as it was.
   const Descriptor directory(directoryOf(target), O_RDONLY | O_DIRECTORY);
+  // The content has to be on the device before the name points to it, or a loss of power leaves an empty file.
   return file && directory && flush(file) && std::rename(source.c_str(), target.c_str()) == 0 &&
          flushDirectory(directory);
 } catch (const std::bad_alloc&) {
@@ -122,7 +127,7 @@ FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kin
   const Descriptor file(toNative(path), O_RDONLY | (isRegular ? O_NONBLOCK : 0));
   if (!file) return {.content = {}, .error = lastError()};
   if (isRegular && isPipeOrDevice(file)) return {.content = {}, .error = make_error_code(std::errc::not_supported)};
-  // One byte more than the file has, so that the end is met without a second buffer.
+  // One byte more than the file's size, so that the read that returns 0 needs no larger buffer.
   std::vector<std::byte> content(std::min(sizeHint(file, maxSize) + 1, maxSize));
   std::size_t filled = 0;
   while (filled < maxSize) {
@@ -137,7 +142,7 @@ FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kin
 }
 
 std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize, FileKind kind) {
-  FileStart start = readFileStart(path, maxSize + 1, kind);
+  FileStart start = readFileStart(path, maxSize + 1, kind);  // one more, to see that a file is too long
   if (start.error || start.content.size() > maxSize) return std::nullopt;
   return std::move(start.content);
 }

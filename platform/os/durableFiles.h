@@ -9,43 +9,47 @@
 
 namespace platform::os {
 
-// Small whole files, each with few system calls. Paths are the module's or native ones. Failures are answers: the
-// caller knows the file's role and words the message.
+// Whole small files, each with few system calls. Paths may be the module's (with backslashes) or native. Failures are
+// return values, not exceptions: only the caller knows what the file is for and can word the message. Any thread may
+// call these; two calls on one path at the same time are the caller's mistake.
 
-/// Makes the file, or empties the old one, and writes `content`. Nothing is flushed. False where anything failed, and
-/// for a link, which is not followed; the file then holds an unknown part of the content.
+/// Creates the file, or empties the old one, and writes `content`. Flushes nothing to the device. Returns false if
+/// anything fails, and for a link, a pipe or a device; the file may then contain any part of the content.
 bool writeFile(std::string_view path, std::span<const std::byte> content) noexcept;
 
-/// Flushes a file's content, and the directory entry that names it, to the device.
+/// Flushes a file's content, and the directory entry that names it, to the device. A new file without its directory
+/// entry would not be found after a loss of power.
 bool syncFile(std::string_view path) noexcept;
 
-/// One attempt to put the file `from` in the place of `to`: flushes `from`, renames it, flushes the directory of `to`.
-/// Whoever opens `to`, also after a loss of power at any time, finds the whole old or the whole new file. True once the
-/// new one is on the device. False leaves `to` as it was, unless the last flush was what failed.
+/// Puts the file `from` in the place of `to`, in one attempt: flushes `from`, renames it, flushes the directory of
+/// `to`. Both are in one file system. Whoever opens `to` finds the whole old or the whole new file, also after a loss
+/// of power at any time. Returns true once the new file is on the device. After false `to` is unchanged, unless it was
+/// the last flush that failed: then it is the new file, perhaps not durably.
 bool replaceFile(std::string_view from, std::string_view to) noexcept;
 
-/// Removes a file, durably. True when it is gone, also where there was none.
+/// Removes a file, durably. Returns true if it is gone, also if there was none.
 bool removeFile(std::string_view path) noexcept;
 
+/// Which kinds of files a read accepts.
 enum class FileKind {
-  /// No pipe, no device: those might never end, or never begin.
+  /// Refuses pipes and devices: opening one may wait for ever, and reading one may never end.
   kRegular,
   kAny,
 };
 
-/// The start of a file, or why it cannot be read.
+/// The start of a file, or the reason why it cannot be read.
 struct FileStart {
   std::vector<std::byte> content;
-  /// If it is set, `content` is empty.
+  /// If set, `content` is empty.
   std::error_code error;
 };
 
-/// Reads the first `maxSize` bytes of a file, or all of a shorter one. Memory follows the bytes there are. A file of
-/// another kind is an error.
+/// Reads the first `maxSize` bytes of a file, or all of a shorter one. Takes memory only for bytes that exist, whatever
+/// `maxSize` is. A file of another kind gives std::errc::not_supported. Throws std::bad_alloc.
 FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kind = FileKind::kRegular);
 
-/// A whole file, or nothing where it cannot be read, is of another kind or has more than `maxSize` bytes. Memory
-/// follows the bytes there are.
+/// Reads a whole file. Returns nothing if it cannot be read, is of another kind or has more than `maxSize` bytes. Takes
+/// memory only for bytes that exist. Throws std::bad_alloc.
 std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize,
                                                FileKind kind = FileKind::kRegular);
 

@@ -37,6 +37,8 @@ int openDescriptor(std::string_view path, std::uint32_t flags, std::uint32_t per
   const std::string native = toNative(path);
   const int descriptor =
       retried([&] { return ::open(native.c_str(), toPosixFlags(flags), static_cast<mode_t>(permission)); });
+  // For writing the system refuses a directory with EISDIR, for reading not at all; callers see one error in both
+  // cases.
   if (descriptor == -1 && errno == EISDIR) errno = EACCES;
   if (descriptor == -1 || !isDirectory(descriptor)) return descriptor;
   ::close(descriptor);
@@ -45,6 +47,7 @@ int openDescriptor(std::string_view path, std::uint32_t flags, std::uint32_t per
 }
 
 int closeDescriptor(int descriptor) {
+  // Not retried: after EINTR the descriptor is released on Linux, and its number may belong to another thread's file.
   return ::close(descriptor);
 }
 

@@ -6,22 +6,23 @@
 
 namespace platform::os {
 
-// The file calls of the C runtime, one each. -1 is a failure, and errno says which. A call that a signal interrupts is
-// made again.
+// One function for each file call of the operating system. They return -1 for a failure, with the reason in errno. A
+// call interrupted by a signal is made again, so EINTR is never seen, except from closeDescriptor().
 
-/// Answers a descriptor. `path` is the module's or native, `flags` are OpenFlags, `permission` that of a new file. A
-/// directory is no file: EACCES.
+/// Returns a descriptor, which the caller closes. `path` may be the module's or native, `flags` are OpenFlags,
+/// `permission` is the mode of a new file before the umask. A directory is refused with EACCES, also for reading.
 int openDescriptor(std::string_view path, std::uint32_t flags, std::uint32_t permission);
-/// The descriptor is gone also where this fails.
+/// The descriptor is released also when this fails, and must not be closed again.
 int closeDescriptor(int descriptor);
-/// Answers the bytes read; 0 at the end.
+/// Returns the bytes read: fewer than `count` are no error, 0 is the end of the file.
 std::int64_t readDescriptor(int descriptor, void* buffer, std::size_t count);
-/// Answers the bytes written, which may be less than `count`.
+/// Returns the bytes written, which may be fewer than `count`: a caller that needs all of them has to loop.
 std::int64_t writeDescriptor(int descriptor, const void* buffer, std::size_t count);
 
 enum class SeekFrom { kStart, kCurrent, kEnd };
-/// Answers the new position.
+/// Returns the new position in bytes from the start. Beyond the end is allowed. Fails with ESPIPE for a pipe.
 std::int64_t seekDescriptor(int descriptor, std::int64_t offset, SeekFrom from);
+/// Cuts or extends the file to `length` bytes; the position is unchanged. Returns 0.
 int truncateDescriptor(int descriptor, std::int64_t length);
 
 }  // namespace platform::os

@@ -5,7 +5,7 @@
 
 namespace platform::os {
 
-/// Why the system call before has failed.
+/// Returns the reason of the last failed system call. To be called at once: any other call may change errno.
 inline std::error_code lastError() {
   return {errno, std::generic_category()};
 }

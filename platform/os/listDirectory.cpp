@@ -22,7 +22,7 @@ DirectoryListing listDirectory(std::string_view path) {
   if (!directory) return {.names = {}, .error = lastError()};
   DirectoryListing listing;
   for (;;) {
-    errno = 0;  // Only so can the end be told from a failure.
+    errno = 0;  // readdir() returns null at the end and for a failure; only errno differs
     const dirent* const entry = ::readdir(directory.get());
     if (entry == nullptr && errno != 0) return {.names = {}, .error = lastError()};
     if (entry == nullptr) return listing;

@@ -14,6 +14,7 @@ int toPosixFlags(std::uint32_t flags) {
   }
   if ((flags & kOpenAppend) != 0) posix |= O_APPEND;
   if ((flags & kOpenCreate) != 0) posix |= O_CREAT;
+  // O_TRUNC together with O_RDONLY is unspecified by POSIX, and on Linux it empties the file.
   if ((flags & kOpenTruncate) != 0 && writes) posix |= O_TRUNC;
   if ((flags & kOpenExclusive) != 0) posix |= O_EXCL;
   return posix;

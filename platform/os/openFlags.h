@@ -4,7 +4,8 @@
 
 namespace platform::os {
 
-/// Flags with which the module and its host open files, to be or'ed. Neither of the first two opens for reading.
+/// Flags with which the module asks for a file, combined by `|`. The values are part of the interface to hosts, so they
+/// are not those of the operating system. Without one of the first two a file is opened for reading.
 enum OpenFlags : std::uint32_t {
   kOpenWriteOnly = 0x0001,
   kOpenReadWrite = 0x0002,
@@ -14,14 +15,15 @@ enum OpenFlags : std::uint32_t {
   kOpenExclusive = 0x0400,
   kOpenText = 0x4000,
   kOpenBinary = 0x8000,
-  /// The bits that mean anything; all others are dropped.
+  /// All bits that have a meaning; others are ignored.
   kOpenKnownFlags = 0xC70B,
 };
 
-/// Permission of a new file: its owner reads and writes.
+/// Mode of a new file (octal 600): only its owner reads and writes it.
 inline constexpr std::uint32_t kOwnerReadsAndWrites = 0x180;
 
-/// The same for open(2), with close-on-exec. Every file is binary. A file opened for reading only is never truncated.
+/// Returns the flags for open(2). Always with close-on-exec, so that programs which a host starts inherit no file. Text
+/// and binary are the same here. Truncation is dropped for a file that is opened for reading only.
 int toPosixFlags(std::uint32_t flags);
 
 }  // namespace platform::os

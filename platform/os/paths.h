@@ -5,8 +5,9 @@
 
 namespace platform::os {
 
-/// The disk's form of a path: each backslash becomes a slash, all else stays. Every path goes through here on its way
-/// to the operating system, and only here. A path that has been through stays as it is.
+/// Returns the operating system's form of a path: each backslash becomes a slash, everything else is unchanged. Hosts
+/// use both, so every path passes this function on its way to the operating system. Converting a path twice does no
+/// harm. There is no file name with a backslash for the module: it would become a directory and a name.
 std::string toNative(std::string_view path);
 
 }  // namespace platform::os

@@ -4,8 +4,9 @@
 
 namespace platform::os {
 
-/// The native path of the directory with the program that runs, without a slash at its end but for the root's; empty
-/// where the system does not tell.
+/// Returns the native path of the directory that contains the running program, links resolved, without a slash at its
+/// end except for the root; empty if the system does not say. Inside a host that is the directory of the host's
+/// program.
 std::string programDirectory();
 
 }  // namespace platform::os

@@ -5,15 +5,16 @@
 
 namespace platform::os {
 
-/// Overwrites bytes that are secret with zeros, also where nothing reads them any more.
+/// Overwrites secret bytes with zeros. The compiler does not remove this, even if nothing reads the bytes afterwards.
 void wipe(std::span<std::byte> bytes) noexcept;
 
-/// Keeps the pages that hold secret bytes in memory, out of the swap space and out of core dumps, as far as the system
-/// lets. They stay so when the bytes are wiped: what comes there next may be as secret.
+/// Keeps the pages that contain secret bytes out of the swap space and of core dumps, as far as the system allows; a
+/// refusal is not reported, as a recording must not fail for it. The pages stay so after the bytes are wiped, because
+/// another secret may be on the same page (docs/decisions.md, "Pages that held a secret stay locked").
 void keepPrivate(std::span<const std::byte> bytes) noexcept;
 
-/// From here on the process makes no core dump, and other processes of its user cannot look into it: for secrets that
-/// lie in the memory of a library.
+/// Turns off core dumps for the process from here on, and access by other processes of the same user: for secrets in
+/// memory of a library, which cannot be locked. For programs only; the module must not decide this for its host.
 void makeNoDumps() noexcept;
 
 }  // namespace platform::os

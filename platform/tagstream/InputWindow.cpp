@@ -13,9 +13,10 @@ namespace {
 
 constexpr std::uint32_t kFromStart = 0;
 constexpr std::uint32_t kFromEnd = 2;
-/// What is read at once by one who reads on, and by one who goes from tag to tag without looking at the data.
-constexpr std::size_t kReadAhead = std::size_t{64} << 10;
-constexpr std::size_t kLook = std::size_t{4} << 10;
+/// Bytes read at once by a caller who reads sequentially, and by one who jumps from tag header to tag header: for the
+/// latter most of 64 KiB would be read in vain.
+constexpr std::size_t kReadAheadBytes = std::size_t{64} << 10;
+constexpr std::size_t kJumpBytes = std::size_t{4} << 10;
 
 bool isComplete(const KrvoMTGInputStreamCallBacks& stream) {
   return stream.size == sizeof(stream) && stream.addReference != nullptr && stream.release != nullptr &&
@@ -31,12 +32,14 @@ bool isComplete(const KrvoMTGAllocatorCallBacks& allocator) {
 InputWindow::InputWindow(const KrvoMTGInputStreamCallBacks& stream, const KrvoMTGAllocatorCallBacks& allocator)
     : stream_(stream), allocator_(allocator) {
   require(isComplete(stream_) && isComplete(allocator_));
-  grow(kReadAhead);
+  // The block before the reference: after a constructor that throws no destructor runs, and a block is easier to undo.
+  grow(kReadAheadBytes);
   const KrvoMTGStatus taken = stream_.addReference(stream_.context);
   if (taken != kKrvoMTGOk) allocator_.free(allocator_.context, block_);
   check(taken);
+  // A refusal is no failure: it is how a pipe is recognised. It must be the first call, before anything has been read.
   canSeek_ = stream_.seek(stream_.context, 0, kFromEnd) == kKrvoMTGOk;
-  atEnd_ = !canSeek_;
+  isStreamAtEnd_ = !canSeek_;
 }
 
 InputWindow::~InputWindow() {
@@ -45,11 +48,13 @@ InputWindow::~InputWindow() {
 }
 
 std::span<const std::byte> InputWindow::view(std::uint64_t offset, std::size_t count) {
+  // Streams seek by signed numbers; this also keeps `offset + count` below from wrapping around.
   require(offset <= std::numeric_limits<std::int64_t>::max() - count, kKrvoMTGStreamFailed);
   if (offset < start_ || offset > end()) moveTo(offset, count);
   if (offset + count > end()) {
+    // Dropped before more is read, so that the block has to be no larger than the longest view.
     if (offset > start_ && offset <= end()) dropUntil(offset);
-    while (offset + count > end() && fill(readingOn_ ? kReadAhead : kLook)) {
+    while (offset + count > end() && fill(isSequential_ ? kReadAheadBytes : kJumpBytes)) {
     }
   }
   if (offset >= end()) return {};
@@ -61,13 +66,14 @@ bool InputWindow::holds(std::uint64_t offset, std::size_t count) {
   if (!canSeek_) return view(offset, count).size() == count;
   const auto fits = [&] { return count <= size_ && offset <= size_ - count; };
   if (fits()) return true;
+  // A file that is being written may have grown since the last look.
   size_ = size();
   return fits();
 }
 
 std::uint64_t InputWindow::size() {
   require(canSeek_, kKrvoMTGPassed);
-  atEnd_ = false;
+  isStreamAtEnd_ = false;  // before the calls: if one fails, the position is unknown
   check(stream_.seek(stream_.context, 0, kFromEnd));
   std::int64_t position = 0;
   check(stream_.tell(stream_.context, &position));
@@ -78,18 +84,19 @@ std::uint64_t InputWindow::size() {
 void InputWindow::moveTo(std::uint64_t offset, std::size_t count) {
   if (!canSeek_) {
     require(offset >= start_, kKrvoMTGPassed);
+    // Skips by reading, never beyond `offset`: bytes after it belong to the next tag and could not be read again.
     while (offset > end()) {
       restartAt(end());
-      if (!fill(static_cast<std::size_t>(std::min<std::uint64_t>(kReadAhead, offset - end())))) return;
+      if (!fill(static_cast<std::size_t>(std::min<std::uint64_t>(kReadAheadBytes, offset - end())))) return;
     }
     return;
   }
-  // Backwards, the bytes in front of those asked for are the next to be asked for.
+  // A caller who moves backwards asks next for the bytes in front of these, so the window ends with these.
   const bool backwards = offset < start_;
-  const std::uint64_t behind = offset + count;
-  restartAt(backwards ? behind - std::min<std::uint64_t>(behind, std::max(kReadAhead, count)) : offset);
-  readingOn_ = backwards;
-  atEnd_ = false;
+  const std::uint64_t wantedEnd = offset + count;
+  restartAt(backwards ? wantedEnd - std::min<std::uint64_t>(wantedEnd, std::max(kReadAheadBytes, count)) : offset);
+  isSequential_ = backwards;
+  isStreamAtEnd_ = false;
 }
 
 void InputWindow::restartAt(std::uint64_t offset) {
@@ -106,19 +113,19 @@ void InputWindow::dropUntil(std::uint64_t offset) {
 
 bool InputWindow::fill(std::size_t step) {
   if (capacity_ == filled_) grow(2 * capacity_);
-  if (!atEnd_) {
+  if (!isStreamAtEnd_) {
     check(stream_.seek(stream_.context, qvs::util::narrow<std::int64_t>(end()), kFromStart));
-    atEnd_ = true;
+    isStreamAtEnd_ = true;
   } else {
-    readingOn_ = true;
+    isSequential_ = true;
   }
   const auto wanted = static_cast<std::uint32_t>(std::min(step, capacity_ - filled_));
   std::uint32_t done = 0;
   const KrvoMTGStatus status = stream_.read(stream_.context, block_ + filled_, wanted, &done);
-  // Where a read that failed has left the stream is not known.
-  atEnd_ = status == kKrvoMTGOk || !canSeek_;
+  // The position after a failed read is unknown. A stream that cannot seek has no other way than to read on.
+  isStreamAtEnd_ = status == kKrvoMTGOk || !canSeek_;
   check(status);
-  require(done <= wanted, kKrvoMTGStreamFailed);
+  require(done <= wanted, kKrvoMTGStreamFailed);  // the caller's code: its number is not trusted
   filled_ += done;
   return done != 0;
 }

@@ -5,7 +5,7 @@
 
 namespace krvo::tagstream {
 
-bool TagChoice::shows(const StoredTag& tag) const {
+bool TagChoice::includes(const FileTag& tag) const {
   const auto time = static_cast<std::int32_t>(tag.timestamp());
   if (time < from || time > to) return false;
   return types.empty() || std::find(types.begin(), types.end(), tag.type()) != types.end();
@@ -13,27 +13,29 @@ bool TagChoice::shows(const StoredTag& tag) const {
 
 TagWalk::TagWalk(std::shared_ptr<TagFile> file, TagChoice choice, bool reversed)
     : file_(std::move(file)), choice_(std::move(choice)), reversed_(reversed) {
-  if (!reversed_) place_ = file_->firstTag();
+  if (!reversed_) nextOffset_ = file_->firstTagOffset();
 }
 
-const std::optional<StoredTag>& TagWalk::peek() {
+const std::optional<FileTag>& TagWalk::peek() {
   while (!found_) {
     const auto tag = step();
     if (!tag) break;
-    if (choice_.shows(*tag)) found_ = tag;
+    if (choice_.includes(*tag)) found_ = tag;
   }
   return found_;
 }
 
-std::optional<StoredTag> TagWalk::next() {
+std::optional<FileTag> TagWalk::next() {
   peek();
   return std::exchange(found_, std::nullopt);
 }
 
-std::optional<StoredTag> TagWalk::step() {
-  if (!place_) place_ = file_->bytes().size();
-  auto tag = reversed_ ? file_->tagEndingAt(*place_) : file_->tagAt(*place_);
-  if (tag) place_ = reversed_ ? tag->offset : tag->end();
+std::optional<FileTag> TagWalk::step() {
+  // Asked only now, not in the constructor: the file may have grown since, and a stream that cannot seek fails here.
+  if (!nextOffset_) nextOffset_ = file_->bytes().size();
+  auto tag = reversed_ ? file_->tagEndingAt(*nextOffset_) : file_->tagAt(*nextOffset_);
+  // Unchanged without a tag, so that the next call looks at the same place again.
+  if (tag) nextOffset_ = reversed_ ? tag->offset : tag->end();
   return tag;
 }
 

@@ -10,36 +10,41 @@
 
 namespace krvo::tagstream {
 
-/// Which tags a walk shows.
+/// Selects the tags that a walk returns.
 struct TagChoice {
-  /// Timestamps, taken as signed numbers; both ends belong to the range.
+  /// Range of timestamps in milliseconds, both ends included. Compared as signed numbers, as callers give them.
   std::int32_t from = 0;
   std::int32_t to = 0;
-  /// Empty for all types.
+  /// Kinds of tags; empty for all.
   std::vector<std::uint8_t> types;
 
-  bool shows(const StoredTag& tag) const;
+  bool includes(const FileTag& tag) const;
 };
 
-/// Goes through the tags of a file, front to back or back to front. Every operation throws StatusError.
+/// Walks the tags of a file, front to back or back to front. Several walks of one file do not disturb each other,
+/// unless the stream cannot seek. Belongs to the thread of its file. Every operation throws StatusError; after one the
+/// walk may be continued, and tries the same tag again.
 class TagWalk {
  public:
   TagWalk(std::shared_ptr<TagFile> file, TagChoice choice, bool reversed);
 
   const std::shared_ptr<TagFile>& file() const { return file_; }
-  /// The tag that next() will give; nothing behind the last one. A tag that is written to the file later is seen then.
-  const std::optional<StoredTag>& peek();
-  std::optional<StoredTag> next();
+  /// Returns the tag that next() will return; nothing after the last one. Not final: if more tags have been written to
+  /// the file meanwhile, a later call returns them.
+  const std::optional<FileTag>& peek();
+  std::optional<FileTag> next();
 
  private:
-  std::optional<StoredTag> step();
+  /// The next tag of any kind.
+  std::optional<FileTag> step();
 
   std::shared_ptr<TagFile> file_;
   TagChoice choice_;
   bool reversed_;
-  /// Where the next tag begins or, reversed, ends. Nothing before a walk back has begun.
-  std::optional<std::uint64_t> place_;
-  std::optional<StoredTag> found_;
+  /// Offset at which the next tag begins or, reversed, ends. Nothing until a reversed walk has begun.
+  std::optional<std::uint64_t> nextOffset_;
+  /// The tag of peek(), until next() takes it.
+  std::optional<FileTag> found_;
 };
 
 }  // namespace krvo::tagstream

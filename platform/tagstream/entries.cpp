@@ -27,7 +27,7 @@ struct KrvoMTGTagIterator {
 
 struct KrvoMTGTag {
   std::shared_ptr<TagFile> file;
-  StoredTag tag;
+  FileTag tag;
 };
 
 struct KrvoMTGScriptData {
@@ -59,7 +59,8 @@ KrvoMTGStatus takeHandle(Handle* handle) noexcept {
   return kKrvoMTGOk;
 }
 
-/// The answer to a query about a thing of the caller's; both are looked at before anything is done.
+/// Fills in the caller's record, whose size is checked before anything is written: a caller built against another
+/// version of the record must not have its stack overwritten.
 template <typename Record>
 void answer(Record* out, Record values) {
   require(out != nullptr && out->size == sizeof(Record));
@@ -86,7 +87,8 @@ std::uint8_t firstByte(const KrvoMTGTag* tag, std::uint8_t type) {
   return std::to_integer<std::uint8_t>(byte.front());
 }
 
-/// Header and data. A file that has become shorter since the tag was found is a stream that fails.
+/// Header and data, a view until the next read. Fewer bytes than the tag had when it was found mean that the file has
+/// been cut meanwhile, which is a failure of the stream.
 std::span<const std::byte> headerAndData(const KrvoMTGTag& tag) {
   const auto bytes = tag.file->bytes().view(tag.tag.offset, tag.tag.length());
   require(bytes.size() == tag.tag.length(), kKrvoMTGStreamFailed);
@@ -99,6 +101,7 @@ KrvoMTGStatus KrvoMTGDocOpenForRead(const KrvoMTGInputStreamCallBacks* stream,
                                     const KrvoMTGAllocatorCallBacks* allocator, KrvoMTGReader** reader) {
   return guarded([=] {
     require(stream != nullptr && allocator != nullptr && reader != nullptr);
+    // Shared with iterators and tags, so that handles may be released in any order.
     *reader = giveHandle<KrvoMTGReader>(std::make_shared<TagFile>(*stream, *allocator));
   });
 }
@@ -110,6 +113,7 @@ KrvoMTGStatus KrvoMTGReleaseReader(KrvoMTGReader* reader) {
 KrvoMTGStatus KrvoMTGReaderGetDocInfo(KrvoMTGReader* reader, MTGDocInfo* info) {
   return guarded([=] {
     require(reader != nullptr);
+    // The flags of the header are not used: a live capture was begun before anybody knew them.
     MTGDocInfo found = {};
     TagWalk walk(reader->file, everything(), false);
     while (found.hasAudio == 0 || found.hasVideo == 0) {
@@ -133,7 +137,7 @@ KrvoMTGStatus KrvoMTGReaderGetTagsByTagTypes(KrvoMTGReader* reader, const std::u
   return guarded([=] {
     require(types != nullptr || typeCount == 0);
     TagChoice choice{.from = from, .to = to, .types = {types, types + typeCount}};
-    // No type at all is no tag, where an empty choice would be all.
+    // A caller without types wants no tag, but a choice without types includes all: so the range is made empty.
     if (typeCount == 0) choice = {.from = 1, .to = 0, .types = {}};
     giveWalk(reader, std::move(choice), reversed, iterator);
   });
@@ -166,7 +170,7 @@ KrvoMTGStatus KrvoMTGReleaseTag(KrvoMTGTag* tag) {
 KrvoMTGStatus KrvoMTGTagGetInfo(KrvoMTGTag* tag, MTGTagInfo* info) {
   return guarded([=] {
     require(tag != nullptr);
-    const StoredTag& stored = tag->tag;
+    const FileTag& stored = tag->tag;
     answer(info, {.size = 0,
                   .type = stored.type(),
                   .dataSize = stored.dataSize(),
@@ -251,6 +255,7 @@ KrvoMTGStatus KrvoMTGReleaseScriptDataIterator(KrvoMTGScriptDataIterator* iterat
 KrvoMTGStatus KrvoMTGScriptDataIteratorGetNext(KrvoMTGScriptDataIterator* iterator, KrvoMTGScriptData** entry) {
   return guarded([=] {
     require(iterator != nullptr && entry != nullptr);
+    // Counted only after success: after a failure the same member is asked for again.
     auto member = iterator->owner->member(iterator->next);
     *entry = member ? giveHandle<KrvoMTGScriptData>(std::move(member)) : nullptr;
     if (*entry != nullptr) ++iterator->next;

@@ -6,11 +6,11 @@
 //
 //     0  u8[3]  signature, three letters      5  u32  header size n, at least 9
 //     3  u8     version 1                     n  u32  back pointer 0
-//     4  u8     flags, not gone by                then tags: 11 bytes header, data, u32 back pointer
+//     4  u8     flags, ignored                    then tags: 11 bytes header, data, u32 back pointer
 //
-// Every call answers a status, 0 for success. What a call gives out is released by the matching release; it keeps what
-// it came from, so the order of releases does not matter. All that comes from one reader belongs to one thread at a
-// time. No exception leaves the library.
+// Every call returns a status, 0 for success. A handle is released by the release function of its type; it keeps alive
+// what it was made from, so the order of releases does not matter. All handles of one reader belong to one thread at a
+// time. No exception leaves the library. After a failure the handles are still valid.
 
 using KrvoMTGStatus = std::uint32_t;
 
@@ -21,18 +21,20 @@ enum KrvoMTGStatusCode : KrvoMTGStatus {
   kKrvoMTGBadArgument = 2,
   /// The file does not begin with three letters and version 1.
   kKrvoMTGNoTagStream = 3,
-  /// It does, but the header ends early, or within itself.
+  /// It does, but the file ends within the header, or the header's size field is below 9.
   kKrvoMTGBadHeader = 4,
-  /// What a stream answers that cannot be read or moved.
+  /// Returned by a stream that cannot be read or moved.
   kKrvoMTGStreamFailed = 5,
-  /// What was asked for lies in front of the position of a stream that cannot seek.
+  /// The offset is in front of the position of a stream that cannot seek.
   kKrvoMTGPassed = 6,
   /// The tag, or the value, is not of the kind that was asked about, or too short for it.
   kKrvoMTGOtherKind = 7,
   kKrvoMTGNoMoreEntries = 8,
-  /// On the way back: what should be a back pointer does not lead to a tag, as in a file whose end is cut off.
+  /// Walking back: the back pointer does not lead to a tag, as in a file whose end is cut off. The file can still be
+  /// walked front to back.
   kKrvoMTGNoWayBack = 9,
   kKrvoMTGOutOfMemory = 18,
+  /// A callback has thrown, which it must not do.
   kKrvoMTGForeignException = 19,
 };
 
@@ -44,8 +46,9 @@ struct KrvoMTGTag;
 struct KrvoMTGScriptData;
 struct KrvoMTGScriptDataIterator;
 
-// ---- Callbacks: `size` is the size of the record, `context` the first argument of each function. ----
+// ---- Callbacks: `size` is the size of the record, `context` the first argument of each function. None may throw. ----
 
+/// Memory for the bytes that are read ahead; handles come from the library's own heap. `alloc` returns null on failure.
 struct KrvoMTGAllocatorCallBacks {
   std::uint32_t size;
   void* context;
@@ -53,17 +56,17 @@ struct KrvoMTGAllocatorCallBacks {
   void (*free)(void* context, void* block);
 };
 
-/// The file, which comes open and at its start. The library calls addReference when it takes the stream and release
-/// when it is done; open and close are the owner's.
+/// The file, open and at its start. The library calls addReference when it takes the stream and release when it is done
+/// with it; it never calls open and close, which are for the owner.
 struct KrvoMTGInputStreamCallBacks {
   std::uint32_t size;
   void* context;
   KrvoMTGStatus (*addReference)(void* context);
   KrvoMTGStatus (*release)(void* context);
-  /// Up to `count` bytes from the current position; `*done` tells how many, 0 at the end.
+  /// Reads up to `count` bytes from the current position and sets `*done` to how many, 0 at the end.
   KrvoMTGStatus (*read)(void* context, void* buffer, std::uint32_t count, std::uint32_t* done);
-  /// Mode 0 from the start, 1 from the current position, 2 from the end. A stream that refuses the first call, a move
-  /// to its end, is read front to back without another one.
+  /// Mode 0 counts from the start, 1 from the current position, 2 from the end. A stream that refuses the first call, a
+  /// move to its end, is read front to back without another call.
   KrvoMTGStatus (*seek)(void* context, std::int64_t offset, std::uint32_t mode);
   KrvoMTGStatus (*tell)(void* context, std::int64_t* position);
   KrvoMTGStatus (*open)(void* context);
@@ -72,9 +75,9 @@ struct KrvoMTGInputStreamCallBacks {
 
 /// A named value of script data, as the caller has read it.
 struct KrvoMTGScriptValue {
-  /// The caller's, not null. The library gives it back by KrvoMTGScriptCallBacks::release.
+  /// The caller's, not null. The library returns it through KrvoMTGScriptCallBacks::release, once.
   void* handle;
-  /// A view that lives as long as `handle`.
+  /// A view, valid as long as `handle`.
   const char* name;
   std::uint32_t nameLength;
   /// 1 if the value is a number.
@@ -82,22 +85,23 @@ struct KrvoMTGScriptValue {
   double number;
 };
 
-/// The caller's reader of script data. The library has none of its own: see "There is one reader of script data" in
-/// docs/decisions.md. A handle stays valid until its own release, whatever else is released before.
+/// The caller's reader of script data. The library has none: see docs/decisions.md, "There is one reader of script
+/// data". A handle stays valid until its own release, whatever else is released before.
 struct KrvoMTGScriptCallBacks {
   std::uint32_t size;
   void* context;
-  /// The name that the data of a tag begin with, empty if that is no text, and the value behind it. `data` is valid
-  /// until this call returns; the call must not use the reader that the tag came from.
+  /// Sets `value` to the text at the start of a tag's data, as its name (empty if that is no text), and the value after
+  /// it. `data` is valid during the call only; the call must not use the reader that the tag came from.
   KrvoMTGStatus (*read)(void* context, const void* data, std::uint32_t length, KrvoMTGScriptValue* value);
-  /// The member with that index of an object or a named array. Behind the last one, and of another value, it leaves
-  /// `member` as it is.
+  /// Sets `member` to the member with that index of an object or a named array. After the last one, and for any other
+  /// value, it leaves `member` unchanged.
   KrvoMTGStatus (*member)(void* context, void* handle, std::uint32_t index, KrvoMTGScriptValue* member);
   void (*release)(void* context, void* handle);
 };
 
-// ---- Records ----
+// ---- Records: the caller sets `size` before the call; another size is kKrvoMTGBadArgument. ----
 
+/// 1 if the file has tags of the kind, else 0.
 struct MTGDocInfo {
   std::uint32_t size;  // 12
   std::uint32_t hasAudio;
@@ -107,7 +111,7 @@ static_assert(sizeof(MTGDocInfo) == 12);
 
 struct MTGTagInfo {
   std::uint32_t size;  // 20
-  /// 8 audio, 9 video, 18 and 15 script data; without the bits of the stored byte that say nothing of the kind.
+  /// 8 audio, 9 video, 18 and 15 script data; without the bits of the stored byte beside the kind.
   std::uint32_t type;
   /// Bytes.
   std::uint32_t dataSize;
@@ -117,7 +121,7 @@ struct MTGTagInfo {
 };
 static_assert(sizeof(MTGTagInfo) == 20);
 
-/// What the first data byte of a video tag says.
+/// The fields of the first data byte of a video tag.
 struct MTGVideoInfo {
   std::uint32_t size;  // 12
   /// 1 is a key frame.
@@ -126,7 +130,7 @@ struct MTGVideoInfo {
 };
 static_assert(sizeof(MTGVideoInfo) == 12);
 
-/// What the first data byte of an audio tag says.
+/// The fields of the first data byte of an audio tag.
 struct MTGAudioInfo {
   std::uint32_t size;  // 20
   std::uint32_t soundFormat;
@@ -141,28 +145,29 @@ static_assert(sizeof(MTGAudioInfo) == 20);
 
 // ---- A file ----
 
-/// Takes the stream and reads the header. Blocks for the bytes that are read ahead come from `allocator`, which
-/// outlives the reader: 64 KiB, and as much as the largest tag whose data are looked at.
+/// Takes the stream and reads the header. The bytes that are read ahead are in blocks of `allocator`, whose context
+/// must outlive the reader: 64 KiB, and as much as the largest tag whose data are read.
 KrvoMTGStatus KrvoMTGDocOpenForRead(const KrvoMTGInputStreamCallBacks* stream,
                                     const KrvoMTGAllocatorCallBacks* allocator, KrvoMTGReader** reader);
 KrvoMTGStatus KrvoMTGReleaseReader(KrvoMTGReader* reader);
-/// Which kinds of tags there are. Looks at the tags, since a file that is still written may not know; of a file with
-/// one kind only that is all of them.
+/// Says which kinds of tags there are. Reads tag headers until both kinds are found, since the flags of a file that is
+/// still being written may be wrong; of a file with one kind it reads all of them.
 KrvoMTGStatus KrvoMTGReaderGetDocInfo(KrvoMTGReader* reader, MTGDocInfo* info);
 
 // ---- Tags ----
 
-/// The tags whose timestamps, taken as signed numbers, lie from `from` to `to`, in file order or, `reversed` 1, back
-/// from the end of the file. A tag that the end of the file cuts short is none; one whose back pointer alone is missing
-/// is one.
+/// Makes an iterator over the tags whose timestamps, in milliseconds and compared as signed numbers, are from `from` to
+/// `to`, both included; in file order or, if `reversed` is 1, from the end of the file back. A tag whose data are cut
+/// off by the end of the file is left out; one that lacks only its back pointer is not.
 KrvoMTGStatus KrvoMTGReaderGetTags(KrvoMTGReader* reader, std::int32_t from, std::int32_t to, std::uint32_t reversed,
                                    KrvoMTGTagIterator** iterator);
-/// Of these, the ones with one of `typeCount` types.
+/// The same with the tags of `typeCount` types only; with none there are no tags.
 KrvoMTGStatus KrvoMTGReaderGetTagsByTagTypes(KrvoMTGReader* reader, const std::uint8_t* types, std::uint32_t typeCount,
                                              std::int32_t from, std::int32_t to, std::uint32_t reversed,
                                              KrvoMTGTagIterator** iterator);
 KrvoMTGStatus KrvoMTGReleaseTagIterator(KrvoMTGTagIterator* iterator);
-/// `*answer` is 1 or 0. Of a stream that cannot seek the next tag is then in memory, and those before it are gone.
+/// Sets `*answer` to 1 or 0. Of a stream that cannot seek the next tag is in memory afterwards, and the data of the
+/// tags before it cannot be read any more.
 KrvoMTGStatus KrvoMTGTagIteratorHasMoreEntries(KrvoMTGTagIterator* iterator, std::uint32_t* answer);
 KrvoMTGStatus KrvoMTGTagIteratorGetNextEntry(KrvoMTGTagIterator* iterator, KrvoMTGTag** tag);
 
@@ -170,23 +175,23 @@ KrvoMTGStatus KrvoMTGReleaseTag(KrvoMTGTag* tag);
 KrvoMTGStatus KrvoMTGTagGetInfo(KrvoMTGTag* tag, MTGTagInfo* info);
 KrvoMTGStatus KrvoMTGTagGetVideoInfo(KrvoMTGTag* tag, MTGVideoInfo* info);
 KrvoMTGStatus KrvoMTGTagGetAudioInfo(KrvoMTGTag* tag, MTGAudioInfo* info);
-/// Bytes of header and data.
+/// Sets `*length` to the bytes of header and data.
 KrvoMTGStatus KrvoMTGTagGetLength(KrvoMTGTag* tag, std::uint32_t* length);
-/// Header and data as they are stored; `length` is what KrvoMTGTagGetLength answered.
+/// Copies header and data as they are stored; `length` is the one of KrvoMTGTagGetLength.
 KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::uint32_t length);
 
-// ---- Script data: a name and a value. What is malformed ends the members; those in front of it are told. ----
+// ---- Script data: a name and a value. Malformed data end the members; those in front of the fault are returned. ----
 
-/// Of a tag of type 18, as `script` reads it. Its context outlives all that comes from this.
+/// Reads the data of a tag of type 18 with `script`, whose context must outlive all handles made from the result.
 KrvoMTGStatus KrvoMTGTagGetScriptData(KrvoMTGTag* tag, const KrvoMTGScriptCallBacks* script, KrvoMTGScriptData** data);
 KrvoMTGStatus KrvoMTGReleaseScriptData(KrvoMTGScriptData* data);
-/// A view that lives as long as `data`; empty if the data do not begin with a text.
+/// Sets `*name` to a view that is valid as long as `data`; empty if the data do not begin with a text.
 KrvoMTGStatus KrvoMTGScriptDataGetName(KrvoMTGScriptData* data, const char** name, std::uint32_t* length);
 KrvoMTGStatus KrvoMTGScriptDataGetNumber(KrvoMTGScriptData* data, double* number);
-/// The members of an object or a named array; another value has none.
+/// Makes an iterator over the members of an object or a named array; any other value has none.
 KrvoMTGStatus KrvoMTGScriptDataGetIterator(KrvoMTGScriptData* data, KrvoMTGScriptDataIterator** iterator);
 KrvoMTGStatus KrvoMTGReleaseScriptDataIterator(KrvoMTGScriptDataIterator* iterator);
-/// `*entry` is null behind the last one.
+/// Sets `*entry` to the next member, or to null after the last one.
 KrvoMTGStatus KrvoMTGScriptDataIteratorGetNext(KrvoMTGScriptDataIterator* iterator, KrvoMTGScriptData** entry);
 
 }  // extern "C"

@@ -364,7 +364,7 @@ TEST(OpenMetadataBlock, SaysWhyNot) {
   const auto forged = [&] {
     return signedBlock(writeMetadataContent(writeStatement(content.statement), content.wrappedKey), other);
   };
-  EXPECT_EQ(reasonOf(forged(), *key), "the metadata is signed by another than it names");
+  EXPECT_EQ(reasonOf(forged(), *key), "the metadata names another certificate than the one that signed it");
   content.statement.signerDigest = sha256(derOf(*other.certificate));
   content.statement.policies = {bytesOf("play for ever")};
   EXPECT_EQ(reasonOf(forged(), *key), "the wrapped key was made for other metadata");

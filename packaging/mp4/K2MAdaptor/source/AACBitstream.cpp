@@ -16,7 +16,7 @@ constexpr std::int32_t kPsObjectType = 29;
 constexpr std::uint32_t kEscapedRate = 15;
 constexpr std::uint32_t kExtensionSync = 0x2B7;
 
-/// Hertz, by sampling frequency index (14496-3, table 1.18); those missing are reserved.
+/// Hertz, by sampling frequency index (14496-3, table 1.18); the missing indices, 13 and 14, are reserved.
 constexpr std::int32_t kSampleRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                          22050, 16000, 12000, 11025, 8000,  7350};
 
@@ -24,7 +24,7 @@ std::int32_t rateOf(std::uint32_t index) {
   return index < std::size(kSampleRates) ? kSampleRates[index] : 0;
 }
 
-/// Types whose configuration, or that of their error protection, is of a kind of its own.
+/// Object types whose specific configuration has a syntax that is not read here (speech, synthesis, HILN, others).
 bool isUnsupported(std::int32_t type) {
   return type == 8 || type == 9 || (type >= 12 && type <= 16) || (type >= 24 && type <= 28);
 }
@@ -49,12 +49,15 @@ class Reader {
     if (config_.dataSize < 1 || bits_.attach(config_.data, config_.dataSize) != 0) return AacVerdict::kNoData;
     const AacVerdict verdict = looksLikeAdts() ? readAdts() : readAudioSpecificConfig();
     if (verdict != AacVerdict::kRead) return verdict;
+    // Looked at once, at the end: until then each field that could not be read has kept its value.
     if (bits_.error()) return AacVerdict::kTruncated;
     config_.parsed = AacConfig::kParsed;
     return AacVerdict::kRead;
   }
 
  private:
+  /// Stricter than the sync word: an AudioSpecificConfig may begin with 0xFFF too, so layer, profile and rate index
+  /// must make sense for ADTS as well.
   bool looksLikeAdts() {
     constexpr std::uint32_t kSync = 0xFFF00000;
     constexpr std::uint32_t kLayer = 0x60000;
@@ -82,6 +85,7 @@ class Reader {
     take(config_.channelConfig, 4);
     config_.sbrPresent = -1;
     config_.extensionSampleRate = config_.sampleRate;
+    // Type 29 is parametric stereo on top of SBR, so it has the fields of SBR, too.
     if (config_.objectType == kSbrObjectType || config_.objectType == kPsObjectType) readExplicitSbr();
     if (isUnsupported(config_.objectType)) return AacVerdict::kUnsupported;
     if (hasGASpecificConfig(config_.objectType) && !readGASpecificConfig()) return AacVerdict::kUnsupported;
@@ -106,7 +110,7 @@ class Reader {
     if (config_.sbrPresent == 1) takeRate(config_.extensionSampleRate);
   }
 
-  /// 14496-3, 4.4.1. False for the extension that no edition has defined.
+  /// 14496-3, 4.4.1. Returns false if extensionFlag3 is set: no edition of the standard says what follows it.
   bool readGASpecificConfig() {
     take(config_.frameLengthFlag, 1);
     if (flag()) bits_.skipBits(14);  // core coder delay
@@ -133,6 +137,7 @@ class Reader {
     const std::int32_t lfe = number(2);
     const std::int32_t associatedData = number(3);
     const std::int32_t coupling = number(4);
+    // Elements, not channels: a pair counts as one, as in existing descriptions.
     if (!bits_.error()) config_.channelConfig = front + side + back + lfe;
     if (flag()) bits_.skipBits(4);  // mono mixdown
     if (flag()) bits_.skipBits(4);  // stereo mixdown
@@ -143,6 +148,7 @@ class Reader {
   }
 
   std::int32_t number(std::int32_t bits) { return static_cast<std::int32_t>(bits_.readBits(bits)); }
+  /// False beyond the end: missing bits read as ones, and must not switch on a branch that reads further ones.
   bool flag() { return bits_.readBit() != 0 && !bits_.error(); }
 
   void take(std::int32_t& field, std::int32_t bits) {

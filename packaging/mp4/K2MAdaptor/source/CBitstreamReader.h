@@ -5,39 +5,41 @@
 
 namespace ruvo::k2rpkgutil {
 
-/// Reads bits, most significant first, from bytes that it does not own. Nothing reads beyond them: what is missing
-/// reads as ones, and the error flag tells of it.
+/// Reads bits, most significant first, from bytes that it does not own and that must outlive it. Nothing reads beyond
+/// them: missing bits read as ones and set the error flag, so that a caller may check once, after many reads. Throws
+/// nothing.
 class CBitstreamReader {
  public:
-  /// Stands at the first bit of `size` bytes, which is the mark too. -2 for null data or a negative size, else 0.
+  /// Starts at the first bit of `size` bytes and sets the mark there. Returns -2 for null data or a negative size, else
+  /// 0.
   std::int32_t attach(const std::byte* data, std::int32_t size);
-  /// Back to the first bit; the error is cleared.
+  /// Moves back to the first bit and clears the error.
   void rewind();
 
-  /// At the end, or after an error: 1, and the error is set.
+  /// Returns the next bit. At the end, or after an error, returns 1 and sets the error.
   std::uint32_t readBit();
-  /// At the end: 1. Moves nothing.
+  /// Returns the next bit without moving; 1 at the end.
   std::uint32_t peekBit() const;
-  /// `count` bits, from 0 to 32.
+  /// Returns `count` bits, from 0 to 32.
   std::uint32_t readBits(std::int32_t count);
   /// The same without moving; the error of a read past the end stays set.
   std::uint32_t peekBits(std::int32_t count);
-  /// 32 bits without moving and without touching the error. Whole bytes are seen also after an error.
+  /// Returns 32 bits without moving and without changing the error. Whole bytes are read also after an error.
   std::uint32_t peek32();
 
-  /// `count` bytes on from the current byte, whose bits already read are forgotten. A step past the end stops there and
-  /// sets the error; one before the start stops there.
+  /// Moves to the byte boundary `count` bytes after the start of the current byte; a negative count moves back. A step
+  /// past the end stops there and sets the error; a step before the start stops there without one.
   void skipBytes(std::int32_t count);
-  /// The same by bits; answers how many were passed, negative when going back.
+  /// Moves by bits, with the same limits. Returns how many were passed, negative when moving back.
   std::int32_t skipBits(std::int32_t count);
-  /// On to the next byte if this one is partly read.
+  /// Moves to the next byte if the current one is partly read.
   void align();
 
   void mark() { mark_ = position_; }
-  /// Back to the mark; the error is cleared.
+  /// Moves back to the mark and clears the error.
   void backToMark();
 
-  /// A byte partly read counts as left.
+  /// A partly read byte counts as left.
   std::int64_t bytesLeft() const { return size_ - bytesRead(); }
   std::int64_t bitsLeft() const { return end() - position_; }
   std::int64_t bytesRead() const { return position_ / kBitsPerByte; }
