@@ -80,7 +80,7 @@ TEST(StreamContext, AnswersByTheContract) {
   settings.assign("k2r/MaxEraseRetries=12345");
   test::LogCapture capture;
   FileContext files(Durability::kProcess, capture.log());
-  StreamContext context(settings, capture.log(), files);
+  StreamContext context(settings, capture.log(), files, "\\rec\\cam1");
   char buffer[8] = "???????";
   char* value = buffer;
   EXPECT_EQ(context.readConfiguration("k2r/MaxEraseRetries", &value, 5), 6) << "with the terminator";
@@ -91,11 +91,12 @@ TEST(StreamContext, AnswersByTheContract) {
 
   context.log("one", kIMOLogError, true);
   context.log("careful", kIMOLogWarning, false);
-  context.log("two", kIMOLogError, true);
-  EXPECT_EQ(capture.text(), "error: one\nwarning: careful\nerror: two\n");
+  context.log("'\\rec\\cam1\\cam1Seg1.k2r' of '\\rec\\cam1': a\\b, \\rec\\cam10\\c in \\rec\\cam1", kIMOLogError, true);
+  const std::string native = "'/rec/cam1/cam1Seg1.k2r' of '/rec/cam1': a\\b, \\rec\\cam10\\c in /rec/cam1";
+  EXPECT_EQ(capture.text(), "error: one\nwarning: careful\nerror: " + native + "\n");
   EXPECT_EQ(context.errorCount(), 2u);
   EXPECT_EQ(context.firstError(), "one");
-  EXPECT_EQ(context.lastError(), "two");
+  EXPECT_EQ(context.lastError(), native);
 }
 
 TEST(OpenContext, AnswersByTheContract) {
