@@ -6,11 +6,13 @@
 #include "host/commands.h"
 #include "host/optionValues.h"
 #include "host/record/RecordCommand.h"
+#include "host/settingsTable.h"
 
 namespace host {
 namespace {
 
-constexpr const char* kFooter = R"(Ctrl-C and SIGTERM end the input; the recording is finished as at its end. One
+constexpr const char* kFooter = R"(
+Ctrl-C and SIGTERM end the input; the recording is finished as at its end. One
 record or repair at a time works on a DIR. What an interrupted --overwrite left
 is reported; k2r repair puts it back.
 
@@ -156,7 +158,7 @@ Options settingsOptions(RecordOptions& options) {
       {.name = "--set",
        .value = "KEY=VALUE",
        .take = addTo(options.settings),
-       .text = "A setting by its whole key, such as Recording/FragmentDuration=2000. May be given again; "
+       .text = "A setting by its whole key, such as Recording/FragmentDuration=2000; see below. May be given again; "
                "the last value of a key counts.",
        .repeatable = true},
       {.name = "--config",
@@ -194,7 +196,8 @@ Command recordCommand() {
   const auto flags = std::make_shared<Flags>();
   Command command{.name = "record",
                   .text = "Record a stream into a directory.",
-                  .footer = kFooter,
+                  // From the table, so that the help cannot differ from what is accepted.
+                  .footer = "Settings, for --set and --config:\n" + settingsHelp() + kFooter,
                   .run = [options, flags] { return run(*options, *flags); }};
   for (const Options& group :
        {inputOptions(*options), timeOptions(*options), outputOptions(*options, *flags),

@@ -49,6 +49,7 @@ ExitStatus runRepair(const Options& options) {
   Log log(stderr);
   Settings settings;
   if (!options.settingsFile.empty()) settings.readFile(options.settingsFile);
+  settings.requireComplete();
   const Repair repair = repairRecording(options.directory, settings, log);
   printText(textReport(repair.verification) + repair.verification.recording + ": " + wordsOf(repair.outcome) + "\n");
   return repair.verification.status();
