@@ -1,81 +1,77 @@
 #pragma once
 
 #include <functional>
-#include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/errors.h"
 
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
-
 namespace host {
 
-// The command line's parser, in as much as commands need. It is a library of templates that take long to compile; only
-// Command.cpp sees them.
+/// What happens with a value from the command line; a flag gives "". Throws UsageError whose text says what is wrong
+/// with the value; the parser adds the names of command and option.
+using TakeValue = std::function<void(const std::string& value)>;
 
-/// An option of a command. A view: the parser owns it.
-class CommandOption {
- public:
-  explicit CommandOption(CLI::Option& option) : option_(&option) {}
+/// One option of a command, or one argument. This declaration is all there is: the parser and the help both read it.
+struct Option {
+  /// "--out", or of an argument the word that the help shows, such as "DIR".
+  std::string name;
+  /// What the help shows in the place of the value; empty for an argument, and for a flag, which takes no value.
+  std::string value = {};
+  /// The variables that it writes to outlive the parsing.
+  TakeValue take;
+  /// For the help, in one piece; the help breaks the lines.
+  std::string text;
+  bool required = false;
+  /// May be given again; of an argument: takes all that follow. Anything else is refused the second time.
+  bool repeatable = false;
+  /// Names of options that it cannot be used with.
+  std::vector<std::string> excludes = {};
+  /// Names of options without which it cannot be used.
+  std::vector<std::string> needs = {};
 
-  CommandOption& required();
-  /// What stands for its value in the help; "" for nothing.
-  CommandOption& typeName(const std::string& name);
-  /// Of an option that may be given again: it takes one value each time.
-  CommandOption& oneValueEach();
-  CommandOption& excludes(const CommandOption& other);
-  CommandOption& needs(const CommandOption& other);
-  CommandOption& oneOf(const std::vector<std::string>& values);
-  CommandOption& notNegative();
-
- private:
-  CLI::Option* option_;
+  bool isArgument() const { return !name.starts_with('-'); }
+  bool isFlag() const { return !isArgument() && value.empty(); }
 };
 
-/// A command, or the program, with its options, each bound to a variable that outlives the parsing. A view: the parser
-/// owns it. A name without dashes is that of an argument. Descriptions have their own line ends.
-class Command {
- public:
-  explicit Command(CLI::App& app) : app_(&app) {}
-
-  Command subcommand(const std::string& name, const std::string& description);
-  /// One of them has to be given.
-  void needSubcommand();
-  CommandOption option(const std::string& name, std::string& target, const std::string& description);
-  CommandOption option(const std::string& name, std::vector<std::string>& target, const std::string& description);
-  CommandOption option(const std::string& name, double& target, const std::string& description);
-  CommandOption flag(const std::string& name, bool& target, const std::string& description);
-  /// Behind the help.
-  void footer(const std::string& text);
-  /// What the command does once all is parsed.
-  void action(const std::function<void()>& action);
-
- private:
-  CLI::App* app_;
+/// A command of the program, or the program itself.
+struct Command {
+  std::string name;
+  /// One sentence for the help.
+  std::string text;
+  /// The order is that of the help, and of the arguments.
+  std::vector<Option> options = {};
+  /// Commands below this one; then it has no arguments.
+  std::vector<Command> commands = {};
+  /// The end of the help: examples, exit statuses. With its own line ends.
+  std::string footer = {};
+  /// Called once all values are taken. What it throws goes to the caller of runCommand().
+  std::function<ExitStatus()> run = {};
 };
 
-/// The program, with the commands that are added to its root.
-class Program {
- public:
-  Program(const std::string& name, const std::string& version, const std::string& description,
-          const std::string& footer);
-  ~Program();
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
+/// Puts the value into `target`.
+TakeValue storeIn(std::string& target);
+/// Adds the value to `target`.
+TakeValue addTo(std::vector<std::string>& target);
+/// Sets the variable of a flag.
+TakeValue turnOn(bool& target);
+/// Puts the value into `target` if it is one of `values`.
+TakeValue storeOneOf(std::vector<std::string> values, std::string& target);
+/// Puts what `parse` makes of the text into `target`.
+template <typename Target, typename Parse>
+TakeValue storeParsed(Target& target, Parse parse) {
+  return [&target, parse](const std::string& text) { target = parse(text); };
+}
 
-  Command root() { return Command(*app_); }
-  /// Runs the action of the command that the arguments name. Nothing where one was run, else the answer to a request
-  /// for help, or to bad usage, once that is printed. Throws UsageError where there is no command, and what an action
-  /// throws.
-  std::optional<ExitStatus> run(int argc, const char* const* argv);
+/// Finds the command that `words` name, gives its options their values and runs it. `words` are the arguments of the
+/// program without its name. A request for help is printed instead, with success. Throws UsageError for words that are
+/// no correct call, in the order of the words; what is missing comes after all that is wrong.
+ExitStatus runCommand(const Command& program, const std::vector<std::string>& words);
 
- private:
-  std::unique_ptr<CLI::App> app_;
-};
+/// The help of a command. `path` is how it is called: "k2r", "k2r record".
+std::string helpText(const Command& command, const std::string& path);
+
+/// Lines of at most 80 columns: `left`, then in a column of its own `text`, broken between words. For the help.
+std::string helpEntry(const std::string& left, const std::string& text);
 
 }  // namespace host

@@ -12,10 +12,10 @@ namespace {
 /// Back to the start of the line, and clear it to its end (ECMA-48, 8.3.41).
 constexpr std::string_view kEraseLine = "\r\x1b[K";
 
-/// More than any cycle has that a decoder goes through.
+/// A decoder that meets damage repeats a few lines in turn, never as many as these.
 constexpr std::size_t kRecentLines = 8;
 
-/// One line of plain text: what came from outside may hold line breaks and escape sequences.
+/// One line of plain text: names and texts from outside may contain line breaks and escape sequences.
 std::string oneLine(std::string_view text) {
   while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
   std::string clean(text);

@@ -10,14 +10,14 @@
 namespace host {
 
 /// Lines for the user, each written whole and at once, and below them, on a terminal, one status line that is rewritten
-/// in place. A line that is one of the last few once more, whether at once or in a cycle with others, is counted, and
-/// told of at its 10th, 100th and so on, and at the end; one that repeats itself also where a new line follows. Any
+/// in place. A line that equals one of the last few is counted, not written again. The count is written at the 10th,
+/// 100th repetition and so on, at the end, and before the next new line if the line came twice or more in a row. Any
 /// thread may write.
 class Log {
  public:
-  /// `out` stays the caller's.
+  /// `out` belongs to the caller and outlives this object.
   explicit Log(std::FILE* out) : out_(out) {}
-  /// The status line stays on the screen as it was last.
+  /// The last status line stays on the screen.
   ~Log();
   Log(const Log&) = delete;
   Log& operator=(const Log&) = delete;
@@ -25,11 +25,11 @@ class Log {
   void error(std::string_view text) { line("error: ", text); }
   void warning(std::string_view text) { line("warning: ", text); }
   void note(std::string_view text) { line("", text); }
-  /// Puts `text` in the place of the old status line. For terminals only.
+  /// Replaces the status line. For terminals only.
   void setStatusLine(std::string_view text);
 
  private:
-  /// A line, how often it came again, and up to which number that has been told.
+  /// A line, how often it came again, and the last number that was written.
   struct Entry {
     std::string text;
     std::uint64_t repeats = 0;
@@ -45,11 +45,11 @@ class Log {
   std::mutex mutex_;
   std::FILE* out_;
   std::string statusLine_;
-  /// The last lines, the one that came last in front.
+  /// The last lines, newest first.
   std::deque<Entry> recent_;
-  /// That one came behind itself.
+  /// The newest line came twice in a row.
   bool repeatsItself_ = false;
-  /// What was written last. "The same" is this line.
+  /// What was written last, to which "the same" would refer.
   std::string written_;
 };
 

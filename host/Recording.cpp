@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/errors.h"
+#include "platform/os/paths.h"
 #include "util/narrow.h"
 
 namespace host {
@@ -11,7 +12,7 @@ Recording::Recording(IMOStreamAdaptor& adaptor, IMOStreamOpenContext& settings, 
     : adaptor_(adaptor) {
   const std::uint32_t flags = kOpenRecord | (append ? kOpenAppend : 0u);
   if (adaptor_.open(&settings, path.c_str(), flags, nullptr, handle_) != kStreamOpened) {
-    throw CommandError(fmt::format("the module cannot open the recording '{}'", path));
+    throw CommandError(fmt::format("the module cannot open the recording '{}'", platform::os::toNative(path)));
   }
 }
 

@@ -1,12 +1,19 @@
 #include "host/Settings.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <span>
+#include <system_error>
 
 #include "host/errors.h"
+#include "host/settingsTable.h"
 #include "platform/os/durableFiles.h"
 #include "platform/os/wipe.h"
 
@@ -15,36 +22,6 @@ namespace {
 
 constexpr std::size_t kMaxFileSize = 1 << 20;
 constexpr std::string_view kWhiteSpace = " \t\r\v\f";
-
-constexpr std::string_view kPasswordKey = "Recording/VantryV2/PackagerCredentialPwd";
-
-constexpr std::string_view kKnownKeys[] = {
-    "k2r/WarningsAsErrors",
-    "k2r/EnableAggMsgs",
-    "k2r/MaxAggMsgSize",
-    "k2r/MaxEraseRetries",
-    "Recording/FragmentDuration",
-    "Recording/DurationPrecision",
-    "Recording/AllowedDrift",
-    "Recording/FrameRate",
-    "Recording/FramesPerKeyframeInterval",
-    "Recording/KeyframeIntervalsPerFragment",
-    "Recording/FramePrecision",
-    "Recording/SegmentDuration",
-    "Recording/IsProtected",
-    "Recording/VantryV2/ContentID",
-    "Recording/VantryV2/CommonKeyPath",
-    "Recording/VantryV2/LicenseServerURL",
-    "Recording/VantryV2/TransportCertPath",
-    "Recording/VantryV2/LicenseServerCertPath",
-    "Recording/VantryV2/PackagerCredentialPath",
-    kPasswordKey,
-    "Recording/VantryV2/PolicyPath",
-    "Recording/VantryV2/EncryptAudio",
-    "Recording/VantryV2/EncryptVideo",
-    "Recording/VantryV2/EncryptData",
-    "Recording/VantryV2/VideoEncryptLevel",
-};
 
 std::string_view trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(kWhiteSpace);
@@ -59,18 +36,21 @@ std::string_view withoutComment(std::string_view line) {
   return line;
 }
 
-/// A key in an error, where it looks like one. A line of base64 has an equals sign, too, and may be secret.
-std::string shownKey(std::string_view key) {
+/// Says that a key is unknown, and which one is near. The key itself is shown only if it looks like one: a line of
+/// base64 has an equals sign, too, and may be secret.
+std::string unknownKey(std::string_view key) {
   const bool isKey = (key.starts_with("Recording/") || key.starts_with("k2r/")) &&
                      key.find_first_of(kWhiteSpace) == std::string_view::npos;
-  return isKey ? fmt::format(" '{}'", key) : "";
+  const std::string near = nearestSetting(key);
+  return fmt::format("unknown setting{}; {}", isKey ? fmt::format(" '{}'", key) : "",
+                     near.empty() ? "k2r record --help lists the settings" : fmt::format("did you mean {}?", near));
 }
 
 std::span<std::byte> bytesOf(std::string& text) {
   return std::as_writable_bytes(std::span(text));
 }
 
-/// Wipes what may hold a password at the end of the scope.
+/// Wipes at the end of the scope what may contain a password.
 class Wiped {
  public:
   explicit Wiped(std::span<std::byte> bytes) : bytes_(bytes) { platform::os::keepPrivate(bytes_); }
@@ -81,6 +61,15 @@ class Wiped {
  private:
   std::span<std::byte> bytes_;
 };
+
+/// Does not open the file: a pipe would lose what it gives.
+void requireReadable(std::string_view key, std::string_view path) {
+  const std::string file(path);
+  std::error_code error;
+  if (std::filesystem::is_directory(file, error)) error = std::make_error_code(std::errc::is_a_directory);
+  if (!error && ::access(file.c_str(), R_OK) != 0) error = {errno, std::generic_category()};
+  if (error) throw UsageError(fmt::format("{} = '{}': the file cannot be read: {}", key, path, error.message()));
+}
 
 }  // namespace
 
@@ -127,19 +116,64 @@ const std::string* Settings::find(std::string_view key) const {
 }
 
 void Settings::set(std::string_view key, std::string_view value) {
-  if (std::find(std::begin(kKnownKeys), std::end(kKnownKeys), key) == std::end(kKnownKeys)) {
-    throw UsageError(fmt::format("unknown setting{}; the settings are {}", shownKey(key), fmt::join(kKnownKeys, ", ")));
-  }
-  if (value.find('\0') != std::string_view::npos) {
-    throw UsageError(fmt::format("the value of setting '{}' holds a zero byte", key));
-  }
+  const SettingInfo* const setting = findSetting(key);
+  if (setting == nullptr) throw UsageError(unknownKey(key));
+  checkValue(*setting, value);
   std::string& kept = values_[std::string(key)];
   platform::os::wipe(bytesOf(kept));
   kept.assign(value);  // In place, so that no copy is left.
-  if (key != kPasswordKey) return;
+  normalize(*setting, kept);
+  if (setting->kind != SettingKind::kSecret) return;
   platform::os::keepPrivate(bytesOf(kept));
-  // The key that it leads to lies in the memory of a library, which knows of no such pages.
+  // The key that it leads to is in the memory of a library, which knows of no such pages.
   platform::os::makeNoDumps();
+}
+
+void Settings::requireComplete() const {
+  if (number("Recording/FrameRate") > 0) requireFrames();
+  if (text("Recording/IsProtected") == "true") requireProtection();
+}
+
+std::string_view Settings::text(std::string_view key) const {
+  const std::string* const given = find(key);
+  return given != nullptr ? std::string_view(*given) : findSetting(key)->fallback;
+}
+
+double Settings::number(std::string_view key) const {
+  const std::string_view digits = text(key);
+  double number = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), number);  // checkValue() has accepted it.
+  return number;
+}
+
+/// The module computes the length of a fragment from these, in 32 bits, and stops if nothing is left of it.
+void Settings::requireFrames() const {
+  for (const char* const key :
+       {"Recording/FramesPerKeyframeInterval", "Recording/KeyframeIntervalsPerFragment", "Recording/FramePrecision"}) {
+    if (number(key) < 1) throw UsageError(fmt::format("{} has to be 1 or more with Recording/FrameRate above 0", key));
+  }
+  constexpr double kMost = 4294967295.0;
+  const double frames =
+      number("Recording/FramesPerKeyframeInterval") * number("Recording/KeyframeIntervalsPerFragment");
+  const double milliseconds = frames / number("Recording/FrameRate") * 1000;
+  if (frames <= kMost && milliseconds >= 1 && milliseconds <= kMost) return;
+  throw UsageError(
+      fmt::format("Recording/FrameRate, FramesPerKeyframeInterval and KeyframeIntervalsPerFragment make fragments of "
+                  "{:g} frames and "
+                  "{:g} ms; expected 1 to {} ms, and at most as many frames",
+                  frames, milliseconds, static_cast<std::uint32_t>(kMost)));
+}
+
+/// The module would find out at the first fragment only, and nothing would be recorded.
+void Settings::requireProtection() const {
+  using Kind = SettingKind;
+  for (const SettingInfo& setting : knownSettings()) {
+    if (setting.kind != Kind::kText && setting.kind != Kind::kFile && setting.kind != Kind::kSecret) continue;
+    if (text(setting.key).empty()) {
+      throw UsageError(fmt::format("{} is needed with Recording/IsProtected = true", setting.key));
+    }
+    if (setting.kind == Kind::kFile) requireReadable(setting.key, text(setting.key));
+  }
 }
 
 }  // namespace host

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/os/paths.h"
 #include "util/narrow.h"
 
 namespace host {
@@ -16,14 +17,31 @@ std::int32_t StreamContext::readConfiguration(const char* key, char** value, std
 }
 
 void StreamContext::log(const char* text, std::uint32_t level, bool) {
+  const std::string line = withNativePaths(text);
   if (level != kIMOLogError) {
-    log_.warning(text);
+    log_.warning(line);
     return;
   }
-  if (hidesRepeats_ && lastError_ == text) return;
-  log_.error(text);
-  lastError_ = text;
+  if (hidesRepeats_ && lastError_ == line) return;
+  log_.error(line);
+  lastError_ = line;
   if (errorCount_++ == 0) firstError_ = lastError_;
+}
+
+/// Only the directory and the separator after it are changed: a recording has no folders below, and any other backslash
+/// in a line is no part of a path of ours.
+std::string StreamContext::withNativePaths(std::string_view text) const {
+  std::string line(text);
+  if (modulePath_.empty()) return line;
+  for (std::size_t at = line.find(modulePath_); at != std::string::npos; at = line.find(modulePath_, at)) {
+    std::size_t end = at + modulePath_.size();
+    const bool isFile = end < line.size() && line[end] == '\\';
+    const bool isDirectory = end == line.size() || line[end] == '\'';
+    if (isFile) ++end;
+    if (isFile || isDirectory) line.replace(at, end - at, platform::os::toNative(line.substr(at, end - at)));
+    at = end;
+  }
+  return line;
 }
 
 }  // namespace host

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "host/Log.h"
 #include "host/Settings.h"
@@ -10,29 +12,34 @@
 
 namespace host {
 
-/// What this host offers to an adaptor: the `k2r/...` settings, the log, the file services. Keeps references to all
-/// three, which outlive it. Remembers how many errors came, and the texts of the first and the last.
+/// What this host offers to an adaptor: the `k2r/...` settings, the log, the file services. Remembers how many errors
+/// came, and the texts of the first and the last. In all texts the paths of the recording are native.
 class StreamContext final : public IMOStreamContext {
  public:
-  StreamContext(const Settings& settings, Log& log, IMOFileContext& files)
-      : settings_(settings), log_(log), files_(files) {}
+  /// Keeps references to the first three, which outlive it. `modulePath` is the recording's directory in the module's
+  /// form, with backslashes.
+  StreamContext(const Settings& settings, Log& log, IMOFileContext& files, std::string modulePath)
+      : settings_(settings), log_(log), files_(files), modulePath_(std::move(modulePath)) {}
 
   void reserved() override {}
-  /// The size needed, which it answers where the value does not fit, counts the terminator.
+  /// If the value does not fit, the size that is returned counts the terminator.
   std::int32_t readConfiguration(const char* key, char** value, std::uint32_t length) override;
   void log(const char* text, std::uint32_t level, bool flag) override;
   IMOFileContext* fileContext() override { return &files_; }
 
-  /// While set, an error that is the last one once more is neither logged nor counted.
+  /// While set, an error with the same text as the one before is neither logged nor counted.
   void hideRepeats(bool hide) { hidesRepeats_ = hide; }
   std::uint64_t errorCount() const { return errorCount_; }
   const std::string& firstError() const { return firstError_; }
   const std::string& lastError() const { return lastError_; }
 
  private:
+  std::string withNativePaths(std::string_view text) const;
+
   const Settings& settings_;
   Log& log_;
   IMOFileContext& files_;
+  std::string modulePath_;
   bool hidesRepeats_ = false;
   std::uint64_t errorCount_ = 0;
   std::string firstError_;

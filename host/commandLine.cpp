@@ -1,28 +1,41 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <memory>
 
 #include "host/Log.h"
 #include "host/commands.h"
+#include "host/output.h"
+#include "host/version.h"
 
 namespace host {
+namespace {
+
+Command program() {
+  const auto wantsVersion = std::make_shared<bool>(false);
+  return {.name = "k2r",
+          .text = "Record media streams into fragmented segment files; check, repair and export them.",
+          .options = {{.name = "--version",
+                       .take = turnOn(*wantsVersion),
+                       .text = "Print the versions of the program and of the libraries that it uses, and exit."}},
+          .commands = {recordCommand(), inspectCommand(), verifyCommand(), repairCommand(), exportCommand(),
+                       playlistCommand(), keysCommand(), unprotectCommand()},
+          .footer = "k2r COMMAND --help shows the options of one command, with its exit statuses.",
+          .run = [wantsVersion] {
+            if (!*wantsVersion) throw UsageError("a command is needed; k2r --help lists them");
+            printText(versionText());
+            return ExitStatus::kOk;
+          }};
+}
+
+}  // namespace
 
 ExitStatus runCommandLine(int argc, const char* const* argv) {
   // A file that has reached the limit of its size is a write that fails, like a disk that is full.
   std::signal(SIGXFSZ, SIG_IGN);
-  ExitStatus status = ExitStatus::kOk;
-  Program program("k2r", K2R_VERSION,
-                  "Records media streams into fragmented segment files, and looks after such recordings.",
-                  "k2r COMMAND --help tells about one command.");
-  for (const auto add : {addRecordCommand, addInspectCommand, addVerifyCommand, addRepairCommand, addExportCommand,
-                         addPlaylistCommand, addKeysCommand, addUnprotectCommand}) {
-    add(program.root(), status);
-  }
-
   Log log(stderr);
   try {
-    const auto answer = program.run(argc, argv);
-    return answer ? *answer : status;
+    return runCommand(program(), {argv + (argc > 0 ? 1 : 0), argv + argc});
   } catch (const UsageError& error) {
     log.error(error.what());
     return ExitStatus::kBadUsage;

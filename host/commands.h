@@ -4,19 +4,19 @@
 
 namespace host {
 
-// One function a command. It adds the command with its options to `program`, and an action that runs it and leaves its
-// answer in `status`; what the action throws is for runCommandLine() to word. `status` outlives the parsing.
+// One function a command. The command owns the variables that its options write to. What its `run` throws is for
+// runCommandLine() to word.
 
-void addRecordCommand(Command program, ExitStatus& status);
-void addInspectCommand(Command program, ExitStatus& status);
-void addVerifyCommand(Command program, ExitStatus& status);
-void addRepairCommand(Command program, ExitStatus& status);
-void addExportCommand(Command program, ExitStatus& status);
-void addPlaylistCommand(Command program, ExitStatus& status);
-void addKeysCommand(Command program, ExitStatus& status);
-void addUnprotectCommand(Command program, ExitStatus& status);
+Command recordCommand();
+Command inspectCommand();
+Command verifyCommand();
+Command repairCommand();
+Command exportCommand();
+Command playlistCommand();
+Command keysCommand();
+Command unprotectCommand();
 
-/// The whole program.
+/// The whole program. Prints to standard output and standard error; throws nothing.
 ExitStatus runCommandLine(int argc, const char* const* argv);
 
 }  // namespace host

@@ -4,7 +4,7 @@
 
 namespace host {
 
-/// What the program answers to its caller.
+/// The exit status of the program.
 enum class ExitStatus : int {
   kOk = 0,
   /// The recording could not be opened, or the input could not be read.
@@ -14,25 +14,25 @@ enum class ExitStatus : int {
   kFlawed = 3,
   /// A check found damage.
   kDamaged = 4,
-  /// A check found what an append or a repair makes whole.
+  /// A check found a recording that an append or a repair makes whole.
   kRepairable = 5,
   /// The recording was finished, but some of what was received is not in it, or its files could not be finished.
   kIncomplete = 6,
 };
 
-/// What a command cannot get over; the text is for the user.
+/// A failure that ends a command; the text is for the user.
 class CommandError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// The same where the user asked for what makes no sense.
+/// A call that makes no sense: a wrong option, value or setting. Exit status 2.
 class UsageError : public CommandError {
  public:
   using CommandError::CommandError;
 };
 
-/// The input cannot be opened, or not be read any further.
+/// The input cannot be opened, or cannot be read any further.
 class InputError : public CommandError {
  public:
   using CommandError::CommandError;

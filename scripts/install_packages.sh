@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   g++ cmake ninja-build pkg-config python3 bc
-  libboost-dev libcli11-dev libfmt-dev nlohmann-json3-dev
+  libboost-dev libfmt-dev nlohmann-json3-dev
   libavformat-dev libavcodec-dev libavutil-dev ffmpeg
   gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav
   libssl-dev libmimalloc-dev libgtest-dev libgmock-dev libbenchmark-dev

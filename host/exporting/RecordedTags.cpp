@@ -61,7 +61,7 @@ class RecordedTags::Run {
  private:
   std::uint64_t timeOf(const TagContent& tag) const { return tag.place.timestamp - *firstTime_; }
 
-  /// Where the range begins in the first fragment that reaches into it; behind the tags where it does not.
+  /// The first tag of the range in a fragment; the number of tags if none of them is in it.
   std::size_t firstOf(const std::vector<TagContent>& tags) const {
     if (range_.from == 0) return 0;
     const bool hasVideo = std::any_of(tags.begin(), tags.end(), [](const auto& tag) { return tag.isVideo(); });
@@ -74,7 +74,7 @@ class RecordedTags::Run {
     return tags.size();
   }
 
-  /// Gives the configuration that each track has there, in the order in which the recording came to its tracks.
+  /// Gives the configuration of each track at the first tag, in the order in which the tracks came up in the recording.
   void begin(FileView& file, const std::vector<TagContent>& tags, std::size_t first) {
     begun_ = true;
     std::map<std::uint8_t, TagContent> chosen;
@@ -99,7 +99,7 @@ class RecordedTags::Run {
     give(file, tag);
   }
 
-  /// All but a configuration that decoders have already.
+  /// Leaves out a configuration that decoders already have.
   void give(FileView& file, const TagContent& tag) {
     const Bytes data = dataOf(file, tag.place);
     if (tag.isSequenceHeader()) {
@@ -116,7 +116,7 @@ class RecordedTags::Run {
   std::optional<std::uint32_t> firstTime_;
   bool begun_ = false;
   bool done_ = false;
-  /// By the type of tag, the one that decoders have.
+  /// By the type of tag, the last one that was given.
   std::map<std::uint8_t, Bytes> configurations_;
 };
 
@@ -129,7 +129,7 @@ RecordedTags::RecordedTags(const RecordingDirectory& directory)
     throw CommandError(fmt::format("'{}' is protected; k2r unprotect makes a clear recording", directory.path));
 }
 
-void RecordedTags::forEach(const TimeRange& range, const std::function<void(const RecordedTag&)>& take) {
+bool RecordedTags::forEach(const TimeRange& range, const std::function<void(const RecordedTag&)>& take) {
   Run run(movie_, range, take);
   const std::uint64_t start = segments_.front().fragments.front().time;
   for (auto segment = segments_.begin(); segment != segments_.end() && !run.isDone(); ++segment) {
@@ -143,6 +143,7 @@ void RecordedTags::forEach(const TimeRange& range, const std::function<void(cons
       }
     });
   }
+  return !run.isDone();
 }
 
 }  // namespace host

@@ -28,20 +28,21 @@ struct RecordedTag {
   std::uint32_t timestamp() const { return content.place.timestamp; }
 };
 
-/// Gives a recording's tags back as the stream that it was made of: each track's configuration once, in front, then all
-/// tags in order, over segments and gaps. A configuration that the recorder has stored again is left out; one that is
-/// another comes where it stands. While the recording runs, what comes meanwhile is left out.
+/// The tags of a recording as the stream that it was made from: each track's configuration once, first, then all tags
+/// in order, across segments and gaps. The copies of a configuration that the recorder stored are left out; one that
+/// differs comes at its place. While the recording runs, what is added during the reading is left out.
 class RecordedTags {
  public:
-  /// Throws CommandError where there is no recording, one without a fragment, or one whose samples are protected.
+  /// Throws CommandError if there is no recording, if it has no fragment, or if its samples are protected.
   explicit RecordedTags(const RecordingDirectory& directory);
 
-  /// As the first segment has them.
+  /// The tracks, from the first segment.
   const krvo::container::Movie& movie() const { return movie_; }
 
   /// Calls `take` with each tag of the range. It begins with the last key frame at or before its start, so that it can
-  /// be decoded; without video with the first tag in it. Throws CommandError for what cannot be read.
-  void forEach(const TimeRange& range, const std::function<void(const RecordedTag&)>& take);
+  /// be decoded; without video with the first tag in it. Returns whether the recording ended before the range did.
+  /// Throws CommandError for what cannot be read.
+  bool forEach(const TimeRange& range, const std::function<void(const RecordedTag&)>& take);
 
  private:
   class Run;

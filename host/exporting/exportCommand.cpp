@@ -1,8 +1,9 @@
 #include <fmt/format.h>
 
-#include <cmath>
+#include <chrono>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "host/Log.h"
 #include "host/OutputDirectory.h"
@@ -13,6 +14,9 @@
 #include "host/files/FreshFile.h"
 #include "host/files/smallFiles.h"
 #include "host/input/AvLogRoute.h"
+#include "host/optionValues.h"
+#include "host/output.h"
+#include "host/plain/RecordedTimeline.h"
 
 namespace host {
 namespace {
@@ -22,34 +26,37 @@ namespace fs = std::filesystem;
 constexpr const char* kFooter =
     R"(FILE ends in .mtg or .mp4, or is - for a tag stream on standard output.
 
-  .mtg  a tag stream: the description, the configuration of each track, and every tag as it was recorded;
-        k2r record makes the same recording of it again
-  .mp4  a plain file that plays everywhere; it has AVC, AAC and MP3, and no script data
+  .mtg  a tag stream: the description, the configuration of each track, and
+        every tag as it was recorded; k2r record makes the same recording of it
+        again
+  .mp4  a plain file that plays everywhere; it has AVC, AAC and MP3, and no
+        script data
 
-Times count from the first tag. The part begins with the key frame at or before --from, and ends before
---to. While the recording runs, the file has the fragments so far. FILE has the permissions of the segments;
-it cannot be put among the files of a recording.
+T is in seconds or [[H:]M:]S, with up to three decimals, such as 75.5 or
+0:01:15.500, counted from the first tag. The part begins with the key frame at
+or before --from, and ends before --to. While the recording runs, the file has
+the fragments so far. FILE has the permissions of the segments; it cannot be
+among the files of a recording.
 
-Exit status: 0 all well, 1 there is no recording in DIR, it is protected or cannot be read, or FILE exists
-or cannot be written, 2 bad usage.)";
+Exit status:
+  0  all well
+  1  there is no recording in DIR, it is protected or cannot be read, or FILE
+     exists or cannot be written
+  2  bad usage, also a --from after the recording's end)";
 
 struct Options {
   std::string directory;
   std::string out;
-  double from = 0;
-  double to = -1;
+  std::chrono::milliseconds from{0};
+  std::optional<std::chrono::milliseconds> to;
 };
 
 TimeRange rangeOf(const Options& options) {
-  constexpr double kMillisecondsASecond = 1000;
-  constexpr double kLongest = 1e9;
-  if (!(options.from <= kLongest && options.to <= kLongest))
-    throw UsageError("--from or --to is no time of a recording");
   TimeRange range;
-  range.from = static_cast<std::uint64_t>(std::llround(options.from * kMillisecondsASecond));
-  if (options.to >= 0) range.to = static_cast<std::uint64_t>(std::llround(options.to * kMillisecondsASecond));
-  if (range.to <= range.from) throw UsageError("--to is not behind --from");
-  return range;
+  range.from = static_cast<std::uint64_t>(options.from.count());
+  if (options.to) range.to = static_cast<std::uint64_t>(options.to->count());
+  if (range.to > range.from) return range;
+  throw UsageError(fmt::format("--to, {}, is not after --from, {}", timeText(range.to), timeText(range.from)));
 }
 
 std::vector<std::byte> descriptionOf(const RecordingDirectory& directory) {
@@ -69,7 +76,7 @@ std::unique_ptr<TagSink> makeSink(const std::string& path, bool mp4, const Recor
   return std::make_unique<MtgFile>(path, tags.movie(), descriptionOf(directory));
 }
 
-/// Who may read every segment may read what is made of them.
+/// Whoever may read all segments may read the export, and nobody else.
 mode_t segmentMode(const RecordingDirectory& directory) {
   constexpr mode_t kAll = 0666;
   mode_t mode = kAll;
@@ -80,12 +87,31 @@ mode_t segmentMode(const RecordingDirectory& directory) {
   return mode;
 }
 
-/// Throws CommandError where something is at the place of the file, be it a link that leads nowhere.
+/// Throws CommandError if anything has that name, even a link that leads nowhere.
 std::unique_ptr<FreshFile> makeFile(const std::string& path) {
   constexpr mode_t kOwnerOnly = 0600;
   if (path == "-") return nullptr;
   if (fs::exists(fs::symlink_status(path))) throw CommandError(fmt::format("'{}' exists already", path));
   return std::make_unique<FreshFile>(path, kOwnerOnly);
+}
+
+/// For a part that reaches beyond the recording: when that ends. Read only then, since all fragments are looked at.
+std::uint64_t lengthOf(const RecordingDirectory& directory) {
+  const auto fragments = readRecordedTimeline(directory).fragments;
+  return fragments.empty() ? 0 : fragments.back().startMs + fragments.back().durationMs;
+}
+
+/// Throws UsageError if nothing was found in the range. `reachedEnd`: the recording ended before the range did.
+void checkRange(const TimeRange& range, bool isEmpty, bool reachedEnd, const RecordingDirectory& directory, Log& log) {
+  const std::uint64_t length = reachedEnd ? lengthOf(directory) : 0;
+  if (isEmpty && reachedEnd) {
+    throw UsageError(
+        fmt::format("--from, {}, is after the recording's end, {}", timeText(range.from), timeText(length)));
+  }
+  if (isEmpty) throw CommandError("nothing is recorded in that part");
+  if (reachedEnd && range.to != TimeRange().to && range.to > length) {
+    log.warning(fmt::format("--to, {}, is after the recording's end, {}", timeText(range.to), timeText(length)));
+  }
 }
 
 ExitStatus runExport(const Options& options) {
@@ -100,11 +126,11 @@ ExitStatus runExport(const Options& options) {
   std::uint64_t count = 0;
   {
     const auto sink = makeSink(file ? file->path() : options.out, mp4, tags, directory);
-    tags.forEach(range, [&](const RecordedTag& tag) {
+    const bool reachedEnd = tags.forEach(range, [&](const RecordedTag& tag) {
       sink->add(tag);
       ++count;
     });
-    if (count == 0) throw CommandError("nothing is recorded in that part");
+    checkRange(range, count == 0, reachedEnd, directory, log);
     sink->finish();
   }
   if (!file) return ExitStatus::kOk;
@@ -115,17 +141,29 @@ ExitStatus runExport(const Options& options) {
 
 }  // namespace
 
-void addExportCommand(Command program, ExitStatus& status) {
+Command exportCommand() {
   const auto options = std::make_shared<Options>();
-  Command command = program.subcommand("export", "Make one file of a recording, or of a part of it");
-  command.option("DIR", options->directory, "Directory of the recording").required();
-  command.option("--out", options->out, "File to make, .mtg or .mp4; - is standard output").typeName("FILE").required();
-  command.option("--from", options->from, "Begin here, in seconds").typeName("SECONDS").notNegative();
-  command.option("--to", options->to, "End here, in seconds; the end of the recording by default")
-      .typeName("SECONDS")
-      .notNegative();
-  command.footer(kFooter);
-  command.action([options, &status] { status = runExport(*options); });
+  return {.name = "export",
+          .text = "Make one file of a recording, or of a part of it.",
+          .options = {{.name = "DIR",
+                       .take = storeIn(options->directory),
+                       .text = "Directory of the recording.",
+                       .required = true},
+                      {.name = "--out",
+                       .value = "FILE",
+                       .take = storeIn(options->out),
+                       .text = "File to make, .mtg or .mp4; - is standard output.",
+                       .required = true},
+                      {.name = "--from",
+                       .value = "T",
+                       .take = storeParsed(options->from, parseTime),
+                       .text = "Where the part begins. Default: the beginning of the recording."},
+                      {.name = "--to",
+                       .value = "T",
+                       .take = storeParsed(options->to, parseTime),
+                       .text = "Where the part ends. Default: the end of the recording."}},
+          .footer = kFooter,
+          .run = [options] { return runExport(*options); }};
 }
 
 }  // namespace host

@@ -10,11 +10,15 @@ namespace host {
 namespace {
 
 constexpr const char* kFooter =
-    R"(A PATH is a .bootstrap, .k2i, .control, .meta, .drmmeta or .k2r file, or a .mtg tag stream, told by
-its content, or the directory of a recording, which stands for all of its files. All times are
-milliseconds, all offsets bytes from the start of the file.
+    R"(A PATH is the directory of a recording, which means all of its files, or a
+.bootstrap, .k2i, .control, .meta, .drmmeta or .k2r file, or a .mtg tag stream;
+a file is recognized by its content. All times are milliseconds, all offsets
+bytes from the start of the file.
 
-Exit status: 0 all well, 1 something cannot be read (what could be is printed), 2 bad usage.)";
+Exit status:
+  0  all well
+  1  something cannot be read; what can be read is printed
+  2  bad usage)";
 
 struct Options {
   std::vector<std::string> paths;
@@ -38,13 +42,18 @@ ExitStatus runInspect(const Options& options) {
 
 }  // namespace
 
-void addInspectCommand(Command program, ExitStatus& status) {
+Command inspectCommand() {
   const auto options = std::make_shared<Options>();
-  Command command = program.subcommand("inspect", "Print what is in the files of a recording, or in a tag stream");
-  command.option("PATH", options->paths, "Files, or directories of recordings").required();
-  command.flag("--json", options->json, "Print one JSON document");
-  command.footer(kFooter);
-  command.action([options, &status] { status = runInspect(*options); });
+  return {.name = "inspect",
+          .text = "Print what is in the files of a recording, or in a tag stream.",
+          .options = {{.name = "PATH",
+                       .take = addTo(options->paths),
+                       .text = "Files, or directories of recordings.",
+                       .required = true,
+                       .repeatable = true},
+                      {.name = "--json", .take = turnOn(options->json), .text = "Print one JSON document."}},
+          .footer = kFooter,
+          .run = [options] { return runInspect(*options); }};
 }
 
 }  // namespace host

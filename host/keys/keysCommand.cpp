@@ -9,13 +9,18 @@ namespace host {
 namespace {
 
 constexpr const char* kNewFooter =
-    R"(Made are the content key common.key, key and certificate of a license server and of its
-transport, the packager's credential packager.p12, policy.txt, and recording.conf:
+    R"(Makes the content key common.key, key and certificate of a license server and of
+its transport, the packager's credential packager.p12, policy.txt, and
+recording.conf with the settings that name them:
+
   k2r keys new keys
   k2r record movie.mp4 --out rec/movie --config keys/recording.conf
   k2r unprotect rec/movie --key keys/license-server.key --out rec/clear
 
-Exit status: 0 all well, 1 a file could not be written, 2 bad usage.)";
+Exit status:
+  0  all well
+  1  a file could not be written
+  2  bad usage)";
 
 ExitStatus runKeysNew(const std::string& directory) {
   platform::os::makeNoDumps();
@@ -28,14 +33,18 @@ ExitStatus runKeysNew(const std::string& directory) {
 
 }  // namespace
 
-void addKeysCommand(Command program, ExitStatus& status) {
+Command keysCommand() {
   const auto directory = std::make_shared<std::string>();
-  Command keys = program.subcommand("keys", "Make keys and certificates to try protected recordings with");
-  keys.needSubcommand();
-  Command command = keys.subcommand("new", "Make a complete set, and print the path of its settings");
-  command.option("DIR", *directory, "Directory of the set; made if missing, has to be empty").required();
-  command.footer(kNewFooter);
-  command.action([directory, &status] { status = runKeysNew(*directory); });
+  return {.name = "keys",
+          .text = "Make keys and certificates to try protected recordings with.",
+          .commands = {{.name = "new",
+                        .text = "Make a complete set of keys, and print the path of its settings.",
+                        .options = {{.name = "DIR",
+                                     .take = storeIn(*directory),
+                                     .text = "Directory of the set. Made if missing; has to be empty.",
+                                     .required = true}},
+                        .footer = kNewFooter,
+                        .run = [directory] { return runKeysNew(*directory); }}}};
 }
 
 }  // namespace host

@@ -21,20 +21,24 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kFooter =
-    R"(The playlist lies over the segment files as they are: each fragment is a byte range, so that any web
-server that answers range requests plays the recording. A gap in time becomes a discontinuity.
+    R"(The playlist names byte ranges of the segment files, one for each fragment, so
+that any web server that supports range requests plays the recording. A gap in
+time becomes a discontinuity.
 
-While the recording runs, the playlist has the fragments so far and no end; run the command again for
-those that have come since. FILE is replaced as a whole each time, where it is a playlist, and cannot be put
-among the files of a recording.
+While the recording runs, the playlist has the fragments so far and no end; run
+the command again for those that have come since. FILE is replaced as a whole
+each time, if it is a playlist, and cannot be among the files of a recording.
 
---plain is for players that stumble over the hint track of the segment files: ffmpeg and what is built on
-it. It copies the recording into FOLDER, as standard fragmented MP4 that any static server serves. Its time
-line has no gaps; EXT-X-PROGRAM-DATE-TIME tells the time of day, counted from when the first segment was
-begun. Run again, it adds what has come since.
+--plain is for players that the hint track of the segment files disturbs: ffmpeg
+and what is built on it. It copies the recording into FOLDER as standard
+fragmented MP4 that any static server serves. Its times have no gaps;
+EXT-X-PROGRAM-DATE-TIME gives the time of day, counted from when the first
+segment was begun. Run again, it adds what has come since.
 
-Exit status: 0 all well, 1 there is no recording in DIR, it is protected, or it cannot be read,
-2 bad usage.)";
+Exit status:
+  0  all well
+  1  there is no recording in DIR, it is protected, or it cannot be read
+  2  bad usage)";
 
 struct Options {
   std::string directory;
@@ -42,14 +46,14 @@ struct Options {
   std::string plainFolder;
 };
 
-/// What leads from the playlist's place to the segment files.
+/// The path from the playlist's folder to the segment files.
 std::string prefixFrom(const std::string& playlist, const std::string& directory) {
   const fs::path place = fs::absolute(playlist).parent_path();
   const fs::path relative = fs::absolute(directory).lexically_normal().lexically_relative(place.lexically_normal());
   return relative.empty() || relative == "." ? "" : relative.string() + "/";
 }
 
-/// A playlist is made again and again, and takes the place of the one before; it takes that of nothing else.
+/// A playlist replaces the one before, since it is made again while the recording runs; it replaces nothing else.
 void requirePlaylist(const std::string& path) {
   constexpr std::string_view kBegin = "#EXTM3U";
   const auto status = fs::symlink_status(path);
@@ -92,20 +96,26 @@ ExitStatus runPlaylist(const Options& options) {
 
 }  // namespace
 
-void addPlaylistCommand(Command program, ExitStatus& status) {
+Command playlistCommand() {
   const auto options = std::make_shared<Options>();
-  Command command = program.subcommand("playlist", "Make an HLS playlist over the files of a recording");
-  command.option("DIR", options->directory, "Directory of the recording").required();
-  const CommandOption out =
-      command.option("--out", options->out, "File to write; standard output by default, with names relative to DIR")
-          .typeName("FILE");
-  command
-      .option("--plain", options->plainFolder,
-              "Write a plain view into this folder: headers and fragments without the hint\ntrack, and index.m3u8")
-      .typeName("FOLDER")
-      .excludes(out);
-  command.footer(kFooter);
-  command.action([options, &status] { status = runPlaylist(*options); });
+  return {.name = "playlist",
+          .text = "Make an HLS playlist over the files of a recording.",
+          .options = {{.name = "DIR",
+                       .take = storeIn(options->directory),
+                       .text = "Directory of the recording.",
+                       .required = true},
+                      {.name = "--out",
+                       .value = "FILE",
+                       .take = storeIn(options->out),
+                       .text = "File to write. Default: standard output, with names relative to DIR."},
+                      {.name = "--plain",
+                       .value = "FOLDER",
+                       .take = storeIn(options->plainFolder),
+                       .text = "Write a plain view into this folder: headers and fragments without the hint track, "
+                               "and index.m3u8.",
+                       .excludes = {"--out"}}},
+          .footer = kFooter,
+          .run = [options] { return runPlaylist(*options); }};
 }
 
 }  // namespace host

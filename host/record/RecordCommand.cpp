@@ -30,6 +30,7 @@ Settings readSettings(const RecordOptions& options) {
   Settings settings;
   if (!options.settingsFile.empty()) settings.readFile(options.settingsFile);
   for (const std::string& assignment : options.settings) settings.assign(assignment);
+  settings.requireComplete();
   return settings;
 }
 

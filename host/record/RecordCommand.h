@@ -12,14 +12,14 @@
 
 namespace host {
 
-/// What the user asked `k2r record` for.
+/// The options of `k2r record`.
 struct RecordOptions {
   std::string input;
   std::string directory;
   OpenMode mode = OpenMode::kNew;
-  /// Append to a damaged recording, too.
+  /// Appends to a damaged recording, too.
   bool force = false;
-  /// `KEY=VALUE` each; stronger than the file.
+  /// `KEY=VALUE` each. They override the file.
   std::vector<std::string> settings;
   std::string settingsFile;
   InputOptions inputOptions;
@@ -28,7 +28,7 @@ struct RecordOptions {
   bool keepsEnds = true;
   /// Bytes that may wait for a fragment.
   std::uint64_t maxQueue = std::uint64_t{256} << 20;
-  /// Leave the recording as a crash would.
+  /// Leaves the recording as a crash would.
   bool noStop = false;
   Durability durability = Durability::kDevice;
   ProgressStyle progress = ProgressStyle::kNone;

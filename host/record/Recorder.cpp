@@ -22,7 +22,7 @@ Recorder::Recorder(const RecordOptions& options, const Settings& settings, const
       stop_(stop),
       log_(log),
       files_(options.durability, log, place.native()),
-      context_(settings, log, files_),
+      context_(settings, log, files_, place.modulePath()),
       openContext_(settings),
       adaptor_(module.createAdaptor(context_)) {}
 

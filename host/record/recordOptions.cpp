@@ -1,42 +1,43 @@
 #include <unistd.h>
 
-#include <fmt/format.h>
-
-#include <charconv>
-#include <chrono>
-#include <cstdint>
-#include <limits>
 #include <memory>
-#include <optional>
 #include <string>
-#include <string_view>
-#include <system_error>
 
 #include "host/commands.h"
+#include "host/optionValues.h"
 #include "host/record/RecordCommand.h"
+#include "host/settingsTable.h"
 
 namespace host {
 namespace {
 
-constexpr const char* kFooter = R"(Examples:
+constexpr const char* kFooter = R"(
+Ctrl-C and SIGTERM end the input; the recording is finished as at its end. One
+record or repair at a time works on a DIR. What an interrupted --overwrite left
+is reported; k2r repair puts it back.
+
+A live input that breaks off once media has come has ended; one from which
+nothing comes for too long could not be read. A recording has one codec and one
+configuration for each track. If these change, except for H.264 parameter sets,
+the recording ends, and what follows is recorded into DIR-2, DIR-3 and so on.
+
+Examples:
   k2r record live.mtg --out rec/cam1
   k2r record movie.mp4 --out rec/movie --set Recording/FragmentDuration=2000
   k2r record rtsp://camera/stream --out rec/cam2 --append --config camera.conf
   k2r record rtmp://server/live/cam --out rec/cam2 --reconnect
   encoder | k2r record - --out rec/cam3
 
-Ctrl-C and SIGTERM end the input; the recording is finished as at its end. Nobody else records into DIR
-meanwhile, or repairs it. What an interrupted --overwrite left is told; k2r repair puts it back.
+The last line reports what was received, what the files contain of it, and what
+is lost, with the first reason.
 
-The last line tells what was received, what the files hold of it, and what is lost, with the first reason.
-Exit status: 0 all well, and all that was received is in the recording; 1 the recording could not be
-opened, is in use, or INPUT could not be read; 2 bad usage; 3 finished, but some messages were refused or
-errors came up; 6 finished, but some of what was received is not in the recording, or its files could not
-be finished.
-
-A live input that breaks off once media has come has ended; one that gives nothing for too long could not
-be read. A recording has one codec and configuration a track. Where these change, but for H.264 parameter
-sets, it ends, and what follows is recorded into DIR-2, DIR-3 and so on.)";
+Exit status:
+  0  all well, and everything that was received is in the recording
+  1  the recording could not be opened, is in use, or INPUT could not be read
+  2  bad usage
+  3  finished, but some messages were refused, or errors came up
+  6  finished, but some of what was received is not in the recording, or its
+     files could not be finished)";
 
 /// What the command line has in another form than the recording's options.
 struct Flags {
@@ -46,33 +47,7 @@ struct Flags {
   bool quiet = false;
   std::string durability = "device";
   std::string tail = "keep";
-  std::string maxQueue = "256M";
-  double stallTimeout = -1;
-  double maxGap = 3600;
 };
-
-/// The bytes that a number with one of the letters K, M and G behind it, or none, stands for. Throws UsageError for
-/// anything else, for 0, and beyond 64 bits; `option` is named then.
-std::uint64_t parseSize(const std::string& text, const char* option) {
-  std::uint64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  const std::string_view unit(end, text.data() + text.size());
-  constexpr std::string_view kUnits = "KMG";
-  const auto place = unit.size() == 1 ? kUnits.find(unit.front()) : std::string_view::npos;
-  const unsigned shift = place == std::string_view::npos ? 0 : 10 * (static_cast<unsigned>(place) + 1);
-  const bool isSize = error == std::errc() && (unit.empty() || shift != 0);
-  if (!isSize || number == 0 || number > std::numeric_limits<std::uint64_t>::max() >> shift) {
-    throw UsageError(fmt::format("{}: '{}' is no size; a number, with K, M or G behind it, expected", option, text));
-  }
-  return number << shift;
-}
-
-/// Throws UsageError for what is no length of time.
-std::chrono::milliseconds seconds(const char* option, double value) {
-  constexpr double kMost = 1e9;
-  if (!(value >= 0 && value <= kMost)) throw UsageError(fmt::format("{}: a number of seconds expected", option));
-  return std::chrono::milliseconds(static_cast<std::int64_t>(value * 1000));
-}
 
 ProgressStyle progressStyle(const Flags& flags) {
   const bool terminal = ::isatty(STDERR_FILENO) != 0;
@@ -85,140 +60,151 @@ OpenMode openMode(const Flags& flags) {
   return flags.append ? OpenMode::kAppend : OpenMode::kNew;
 }
 
-// A description has its own line ends: the parser breaks no lines.
+using Options = std::vector<Option>;
 
-void addInputOptions(Command command, RecordOptions& options) {
-  command
-      .option("INPUT", options.input,
-              "What to record: a tag stream (told by its content), - for one on\n"
-              "standard input, or whatever else libavformat opens: a file, a device,\n"
-              "a URL (pipe:0 is standard input in any format)")
-      .required();
-  command
-      .option("--map", options.inputOptions.maps,
-              "Stream to record, at most one video and one audio: v, a, a:1 (the second\n"
-              "audio stream), 2 (the stream of that index), 0:v:0. May be given again.\n"
-              "Default: the best video and the audio that goes with it")
-      .typeName("SPEC")
-      .oneValueEach();
-  command
-      .option("--input-option", options.inputOptions.avOptions,
-              "An option for libavformat, such as rtsp_transport=tcp or listen=1. May be\n"
-              "given again")
-      .typeName("KEY=VALUE")
-      .oneValueEach();
-  command.flag("--realtime", options.realTime, "Take the messages no faster than their timestamps say");
+// A group of options each; together they are longer than a function should be. The help shows them in this order.
+
+Options inputOptions(RecordOptions& options) {
+  InputOptions& input = options.inputOptions;
+  return {{.name = "INPUT",
+           .take = storeIn(options.input),
+           .text = "What to record: a tag stream (recognized by its content), - for one on standard input, or whatever "
+                   "else libavformat opens: a file, a device, a URL (pipe:0 is standard input in any format).",
+           .required = true},
+          {.name = "--map",
+           .value = "SPEC",
+           .take = addTo(input.maps),
+           .text = "Stream to record, at most one video and one audio: v, a, a:1 (the second audio stream), 2 (the "
+                   "stream of that index), 0:v:0. May be given again. Default: the best video and the audio that goes "
+                   "with it.",
+           .repeatable = true},
+          {.name = "--input-option",
+           .value = "KEY=VALUE",
+           .take = addTo(input.avOptions),
+           .text = "An option for libavformat, such as rtsp_transport=tcp or listen=1. May be given again.",
+           .repeatable = true},
+          {.name = "--realtime",
+           .take = turnOn(options.realTime),
+           .text = "Take the messages no faster than their times say."}};
 }
 
-void addTimeOptions(Command command, RecordOptions& options, Flags& flags) {
-  command
-      .option("--stall-timeout", flags.stallTimeout,
-              "Give up an input from which nothing comes for so many seconds; 0 waits\n"
-              "for ever. Default: 30 for what comes over a network, else 0")
-      .typeName("S");
-  command.flag("--reconnect", options.inputOptions.reconnect,
-               "Open a live input again when it ends or breaks off, until stopped; the\n"
-               "recording has a gap as long as it was away");
-  command
-      .option("--max-gap", flags.maxGap,
-              "Times that jump forward by more than so many seconds, like those that jump\n"
-              "back, are a new clock: the recording goes on from where it is. Default: 3600")
-      .typeName("S");
-  command.flag("--keep-times", options.inputOptions.keepTimes,
-               "Leave the times of a tag stream as they are; with --append it then has to\n"
-               "begin behind the recording's end");
+Options timeOptions(RecordOptions& options) {
+  InputOptions& input = options.inputOptions;
+  return {{.name = "--stall-timeout",
+           .value = "S",
+           .take = storeParsed(input.stallTimeout, parseSeconds),
+           .text = "Give up an input from which nothing comes for S seconds; 0 waits for ever. Default: 30 for what "
+                   "comes over a network, else 0."},
+          {.name = "--reconnect",
+           .take = turnOn(input.reconnect),
+           .text = "Open a live input again when it ends or breaks off, until stopped. The recording has a gap as long "
+                   "as the input was away."},
+          {.name = "--max-gap",
+           .value = "S",
+           .take = storeParsed(input.maxGap, parseSeconds),
+           .text = "Times that jump forward by more than S seconds, like those that jump back, are a new clock: the "
+                   "recording continues without a gap. Default: 3600."},
+          {.name = "--keep-times",
+           .take = turnOn(input.keepTimes),
+           .text = "Leave the times of a tag stream as they are. With --append it then has to begin after the "
+                   "recording's end."}};
 }
 
-void addOutputOptions(Command command, RecordOptions& options, Flags& flags) {
-  command
-      .option("--out", options.directory,
-              "Directory of the recording; its name is that of the files in it. Made if\n"
-              "missing, with those above it. Has to be empty without --append and\n"
-              "--overwrite")
-      .typeName("DIR")
-      .required();
-  const CommandOption append = command.flag("--append", flags.append,
-                                            "Continue the recording in DIR, if there is one. A damaged one is\n"
-                                            "refused");
-  command.flag("--force", options.force, "Continue a damaged recording all the same").needs(append);
-  command
-      .flag("--overwrite", flags.overwrite,
-            "Replace the recording in DIR; it stands aside, in DIR.replaced, until the\n"
-            "new one has its first fragment, and comes back where that never happens.\n"
-            "A DIR that holds anything else is refused")
-      .excludes(append);
-  command.flag("--no-stop", options.noStop, "Leave the recording as a crash would, without finishing it");
-  command
-      .option("--durability", flags.durability,
-              "What segment data outlive once written: device, a loss of power\n"
-              "(default); process, the end of this program only, which is faster")
-      .typeName("device|process")
-      .oneOf({"device", "process"});
+Options outputOptions(RecordOptions& options, Flags& flags) {
+  return {{.name = "--out",
+           .value = "DIR",
+           .take = storeIn(options.directory),
+           .text = "Directory of the recording; its name is that of the files in it. Made if missing, with those above "
+                   "it. Has to be empty without --append and --overwrite.",
+           .required = true},
+          {.name = "--append",
+           .take = turnOn(flags.append),
+           .text = "Continue the recording in DIR, if there is one. A damaged one is refused."},
+          {.name = "--force",
+           .take = turnOn(options.force),
+           .text = "Continue a damaged recording, too.",
+           .needs = {"--append"}},
+          {.name = "--overwrite",
+           .take = turnOn(flags.overwrite),
+           .text = "Replace the recording in DIR. The old one is kept as DIR.replaced until the new one has its first "
+                   "fragment, and is brought back if that never happens. A DIR with anything else in it is refused.",
+           .excludes = {"--append"}},
+          {.name = "--no-stop",
+           .take = turnOn(options.noStop),
+           .text = "Leave the recording as a crash would, without finishing it."},
+          {.name = "--durability",
+           .value = "device|process",
+           .take = storeOneOf({"device", "process"}, flags.durability),
+           .text = "What written segment data survive: device, a loss of power; process, only the end of this program, "
+                   "which is faster. Default: device."}};
 }
 
-void addKeepingOptions(Command command, Flags& flags) {
-  command
-      .option("--tail", flags.tail,
-              "What of the stream's two ends is recorded: keep, all (default); drop, whole\n"
-              "fragments only: nothing from before the first line of their grid, and\n"
-              "nothing behind the last fragment that the stream itself completes")
-      .typeName("keep|drop")
-      .oneOf({"keep", "drop"});
-  command
-      .option("--max-queue", flags.maxQueue,
-              "How much of the stream may wait for a fragment to be written; beyond it\n"
-              "messages are dropped until one has been. K, M and G stand behind the\n"
-              "number; default 256M")
-      .typeName("SIZE");
+Options keepingOptions(RecordOptions& options, Flags& flags) {
+  return {{.name = "--tail",
+           .value = "keep|drop",
+           .take = storeOneOf({"keep", "drop"}, flags.tail),
+           .text = "What is recorded of the stream's two ends: keep, all; drop, whole fragments only: nothing before "
+                   "the first line of their grid, and nothing after the last fragment that the stream itself "
+                   "completes. Default: keep."},
+          {.name = "--max-queue",
+           .value = "SIZE",
+           .take = storeParsed(options.maxQueue, parseSize),
+           .text = "How many bytes of the stream may wait for a fragment to be written, with K, M or G after the "
+                   "number; beyond it messages are dropped until one has been written. Default: 256M."}};
 }
 
-void addSettingsOptions(Command command, RecordOptions& options) {
-  command
-      .option("--set", options.settings,
-              "A setting by its whole key, such as Recording/FragmentDuration=2000\n"
-              "(milliseconds) or Recording/SegmentDuration=600000. May be given again;\n"
-              "the last value of a key counts")
-      .typeName("KEY=VALUE")
-      .oneValueEach();
-  command
-      .option("--config", options.settingsFile,
-              "File of settings, one KEY = VALUE a line, comments behind #; --set is\n"
-              "stronger")
-      .typeName("FILE");
+Options settingsOptions(RecordOptions& options) {
+  return {
+      {.name = "--set",
+       .value = "KEY=VALUE",
+       .take = addTo(options.settings),
+       .text = "A setting by its whole key, such as Recording/FragmentDuration=2000; see below. May be given again; "
+               "the last value of a key counts.",
+       .repeatable = true},
+      {.name = "--config",
+       .value = "FILE",
+       .take = storeIn(options.settingsFile),
+       .text = "File of settings, one KEY = VALUE a line, comments after #. Those of --set override it."}};
 }
 
-void addProgressOptions(Command command, RecordOptions& options, Flags& flags) {
-  const CommandOption progress = command.flag("--progress", flags.progress,
-                                              "Show time received, speed and size, also where standard error is no\n"
-                                              "terminal (there, a line each second)");
-  command.flag("--quiet", flags.quiet, "Show errors and warnings only").excludes(progress);
-  command.flag("--json", options.json, "Print what has come of it as one JSON document");
+Options reportOptions(RecordOptions& options, Flags& flags) {
+  return {{.name = "--progress",
+           .take = turnOn(flags.progress),
+           .text = "Show time received, speed and size, also if standard error is no terminal (then a line each "
+                   "second)."},
+          {.name = "--quiet",
+           .take = turnOn(flags.quiet),
+           .text = "Show errors and warnings only.",
+           .excludes = {"--progress"}},
+          {.name = "--json", .take = turnOn(options.json), .text = "Print the outcome as one JSON document."}};
+}
+
+/// Translates what the command line has in words of its own.
+ExitStatus run(RecordOptions& options, const Flags& flags) {
+  options.mode = openMode(flags);
+  options.durability = flags.durability == "process" ? Durability::kProcess : Durability::kDevice;
+  options.progress = progressStyle(flags);
+  options.quiet = flags.quiet;
+  options.keepsEnds = flags.tail == "keep";
+  return runRecord(options);
 }
 
 }  // namespace
 
-void addRecordCommand(Command program, ExitStatus& status) {
+Command recordCommand() {
   const auto options = std::make_shared<RecordOptions>();
   const auto flags = std::make_shared<Flags>();
-  Command command = program.subcommand("record", "Record a stream into a directory");
-  addInputOptions(command, *options);
-  addTimeOptions(command, *options, *flags);
-  addOutputOptions(command, *options, *flags);
-  addKeepingOptions(command, *flags);
-  addSettingsOptions(command, *options);
-  addProgressOptions(command, *options, *flags);
-  command.footer(kFooter);
-  command.action([options, flags, &status] {
-    options->mode = openMode(*flags);
-    if (flags->stallTimeout != -1) options->inputOptions.stallTimeout = seconds("--stall-timeout", flags->stallTimeout);
-    options->inputOptions.maxGap = seconds("--max-gap", flags->maxGap);
-    options->durability = flags->durability == "process" ? Durability::kProcess : Durability::kDevice;
-    options->progress = progressStyle(*flags);
-    options->quiet = flags->quiet;
-    options->keepsEnds = flags->tail == "keep";
-    options->maxQueue = parseSize(flags->maxQueue, "--max-queue");
-    status = runRecord(*options);
-  });
+  Command command{.name = "record",
+                  .text = "Record a stream into a directory.",
+                  // From the table, so that the help cannot differ from what is accepted.
+                  .footer = "Settings, for --set and --config:\n" + settingsHelp() + kFooter,
+                  .run = [options, flags] { return run(*options, *flags); }};
+  for (const Options& group :
+       {inputOptions(*options), timeOptions(*options), outputOptions(*options, *flags),
+        keepingOptions(*options, *flags), settingsOptions(*options), reportOptions(*options, *flags)}) {
+    command.options.insert(command.options.end(), group.begin(), group.end());
+  }
+  return command;
 }
 
 }  // namespace host

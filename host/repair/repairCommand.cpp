@@ -12,14 +12,19 @@ namespace host {
 namespace {
 
 constexpr const char* kFooter =
-    R"(What an interruption left is put right, and the recording is finished as at a proper stop: the segment
-gets its table of random access points, index and bootstrap agree, the bootstrap marks the end. Nothing
-that an index names is touched. A recording that is whole and finished stays as it is, byte for byte, and
-so does a damaged one. A DIR into which somebody is recording is refused. What an interrupted
-record --overwrite put aside comes back where DIR holds no fragment.
+    R"(Removes what an interruption left after the last fragment, and finishes the
+recording as a proper stop does: the segment gets its table of random access
+points, index and bootstrap agree, the bootstrap marks the end. Nothing that an
+index names is changed. A recording that is whole and finished keeps every byte,
+and so does a damaged one. A DIR that is being recorded into is refused. A
+recording that an interrupted record --overwrite put aside is brought back if
+DIR contains no fragment.
 
-Exit status: 0 finished, or nothing to do; 1 there is no recording in DIR, it is in use or cannot be written,
-2 bad usage, 4 damaged, and left as it is.)";
+Exit status:
+  0  finished, or nothing to do
+  1  there is no recording in DIR, it is in use, or it cannot be written
+  2  bad usage
+  4  damaged, and left as it is)";
 
 const char* wordsOf(Repair::Outcome outcome) {
   switch (outcome) {
@@ -44,6 +49,7 @@ ExitStatus runRepair(const Options& options) {
   Log log(stderr);
   Settings settings;
   if (!options.settingsFile.empty()) settings.readFile(options.settingsFile);
+  settings.requireComplete();
   const Repair repair = repairRecording(options.directory, settings, log);
   printText(textReport(repair.verification) + repair.verification.recording + ": " + wordsOf(repair.outcome) + "\n");
   return repair.verification.status();
@@ -51,17 +57,20 @@ ExitStatus runRepair(const Options& options) {
 
 }  // namespace
 
-void addRepairCommand(Command program, ExitStatus& status) {
+Command repairCommand() {
   const auto options = std::make_shared<Options>();
-  Command command = program.subcommand("repair", "Finish a recording that was interrupted");
-  command.option("DIR", options->directory, "Directory of the recording").required();
-  command
-      .option("--config", options->settingsFile,
-              "File of the settings with which it was recorded; a protected recording\n"
-              "needs it")
-      .typeName("FILE");
-  command.footer(kFooter);
-  command.action([options, &status] { status = runRepair(*options); });
+  return {.name = "repair",
+          .text = "Finish a recording that was interrupted.",
+          .options = {{.name = "DIR",
+                       .take = storeIn(options->directory),
+                       .text = "Directory of the recording.",
+                       .required = true},
+                      {.name = "--config",
+                       .value = "FILE",
+                       .take = storeIn(options->settingsFile),
+                       .text = "File of the settings that the recording was made with. Needed for a protected one."}},
+          .footer = kFooter,
+          .run = [options] { return runRepair(*options); }};
 }
 
 }  // namespace host

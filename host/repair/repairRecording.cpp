@@ -21,7 +21,7 @@ namespace {
 /// Lets the module take the recording up where it ends, and stop.
 void openAndStop(const OutputDirectory& place, const Settings& settings, Log& log) {
   FileContext files(Durability::kDevice, log);
-  StreamContext context(settings, log, files);
+  StreamContext context(settings, log, files, place.modulePath());
   OpenContext openContext(settings);
   const Module module(findModule());
   const auto adaptor = module.createAdaptor(context);

@@ -10,17 +10,23 @@ namespace host {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Reads every box of every file and compares the files with each other. Prints a line for each finding:
-file, offset, severity, what was expected and what was found.
+    R"(Reads every box of every file and compares the files with each other. Prints a
+line for each finding: file, offset in bytes, severity, what was expected and
+what was found; then a summary.
 
   note        for information; nothing is wrong
-  repairable  left by an interruption, after everything that the indexes name; an append or a repair
-              removes it
-  damage      something recorded cannot be read, or two files contradict each other
+  repairable  left by an interruption, after everything that the indexes name;
+              an append or a repair removes it
+  damage      something recorded cannot be read, or two files contradict each
+              other
 
-Exit status: 0 whole (also if it was not stopped, as long as nothing follows its last fragment),
-1 no recording in DIR, or it cannot be read, 2 bad usage, 4 damaged, 5 an append or a repair makes it
-whole.)";
+Exit status:
+  0  whole; also a recording that was not stopped, if nothing follows its last
+     fragment
+  1  there is no recording in DIR, or it cannot be read
+  2  bad usage
+  4  damaged
+  5  whole after an append or a repair)";
 
 struct Options {
   std::string directory;
@@ -41,13 +47,19 @@ ExitStatus runVerify(const Options& options) {
 
 }  // namespace
 
-void addVerifyCommand(Command program, ExitStatus& status) {
+Command verifyCommand() {
   const auto options = std::make_shared<Options>();
-  Command command = program.subcommand("verify", "Check whether a recording is whole");
-  command.option("DIR", options->directory, "Directory of the recording").required();
-  command.flag("--json", options->json, "Print one JSON document instead of lines");
-  command.footer(kFooter);
-  command.action([options, &status] { status = runVerify(*options); });
+  return {.name = "verify",
+          .text = "Check whether a recording is whole.",
+          .options = {{.name = "DIR",
+                       .take = storeIn(options->directory),
+                       .text = "Directory of the recording.",
+                       .required = true},
+                      {.name = "--json",
+                       .take = turnOn(options->json),
+                       .text = "Print one JSON document instead of lines."}},
+          .footer = kFooter,
+          .run = [options] { return runVerify(*options); }};
 }
 
 }  // namespace host

@@ -97,11 +97,8 @@ TEST_F(Safety, OverwriteKeepsTheOldRecordingUntilThereIsANewOne) {
   fs::permissions("cam1", fs::perms(0750));
   writeWholeFile("cut.mtg", readWholeFile("in.mtg").substr(0, 13));
   EXPECT_EQ(k2r("keys new keys"), 0);
-  const std::string rows[] = {"cut.mtg",
-                              "missing.mtg",
-                              "cam1/cam1Seg1.k2r",
+  const std::string rows[] = {"cut.mtg", "missing.mtg", "cam1/cam1Seg1.k2r",
                               "in.mtg --config keys/recording.conf --set Recording/VantryV2/PackagerCredentialPwd=x",
-                              "in.mtg --set Recording/FragmentDuration=0",
                               "in.mtg --tail drop --set Recording/FragmentDuration=99999999"};
   for (const std::string& row : rows) {
     k2r("record " + row + " --out cam1 --overwrite");

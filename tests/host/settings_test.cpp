@@ -2,13 +2,19 @@
 
 #include "host/Settings.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/algorithm/string/replace.hpp>
+
+#include "fragmentation/FragmentationConfig.h"
+#include "fragmentation/RecordingSettings.h"
 #include "host/FileContext.h"
 #include "host/OpenContext.h"
 #include "host/StreamContext.h"
 #include "host/errors.h"
+#include "host/settingsTable.h"
 #include "tests/host/hostTools.h"
 
 namespace host {
@@ -21,31 +27,35 @@ std::string valueOf(const Settings& settings, std::string_view key) {
 
 TEST(Settings, ReadsTheLinesOfAFile) {
   const std::tuple<const char*, const char*, const char*> rows[] = {
-      {"white space around", "  Recording/FrameRate \t=  25  \n", "25"},
-      {"nothing but the setting", "Recording/FrameRate=25", "25"},
-      {"line ends of two characters", "Recording/FrameRate = 25\r\n\r\n", "25"},
-      {"empty lines and comments", "\n# Recording/FrameRate = 1\n  # x\nRecording/FrameRate = 25\n", "25"},
-      {"comment behind a value", "Recording/FrameRate = 25  # per second = fps\n", "25"},
-      {"the last value counts", "Recording/FrameRate = 24\nRecording/FrameRate = 25\n", "25"},
-      {"equals signs and numbers in a value", "Recording/FrameRate = a=b#c\n", "a=b#c"},
-      {"empty value", "Recording/FrameRate =\n", ""},
+      {"white space around", "  KEY \t=  25  \n", "25"},
+      {"nothing but the setting", "KEY=25", "25"},
+      {"line ends of two characters", "KEY = 25\r\n\r\n", "25"},
+      {"empty lines and comments", "\n# KEY = 1\n  # x\nKEY = 25\n", "25"},
+      {"comment after a value", "KEY = 25  # per second = fps\n", "25"},
+      {"the last value counts", "KEY = 24\nKEY = 25\n", "25"},
+      {"equals signs and numbers in a value", "KEY = a=b#c\n", "a=b#c"},
+      {"empty value", "KEY =\n", ""},
       {"nothing at all", "", "(none)"}};
   for (const auto& [why, text, value] : rows) {
     Settings settings;
-    settings.readText(text, "x.conf");
-    EXPECT_EQ(valueOf(settings, "Recording/FrameRate"), value) << why;
+    settings.readText(boost::replace_all_copy<std::string>(text, "KEY", "Recording/VantryV2/ContentID"), "x.conf");
+    EXPECT_EQ(valueOf(settings, "Recording/VantryV2/ContentID"), value) << why;
   }
 }
 
 TEST(Settings, NameTheLineThatIsWrong) {
   const struct {
     const char *text, *message;
-  } rows[] = {{"\nRecording/FrameRate 25\n", "x.conf:2: expected KEY = VALUE"},
-              {"# a\n\nRecording/Framerate = 25", "x.conf:3: unknown setting 'Recording/Framerate'"},
-              {"= 25", "x.conf:1: unknown setting; the settings are"},
-              // What may be a key of another kind is not shown.
-              {"MIIEvQIBADANBgkqhkiG9w0BAQEFAASC", "x.conf:1: expected KEY = VALUE"},
-              {"c2VjcmV0+/c2VjcmV0==", "x.conf:1: unknown setting; the settings are"}};
+  } rows[] = {
+      {"\nRecording/FrameRate 25\n", "x.conf:2: expected KEY = VALUE"},
+      {"# a\n\nRecording/Framerate = 25",
+       "x.conf:3: unknown setting 'Recording/Framerate'; did you mean Recording/FrameRate?"},
+      {"SegmentDurations = 25", "x.conf:1: unknown setting; did you mean Recording/SegmentDuration?"},
+      {"= 25", "x.conf:1: unknown setting; k2r record --help lists the settings"},
+      {"\nRecording/FrameRate = 25 fps", "x.conf:2: Recording/FrameRate = '25 fps': expected a number from 0 to"},
+      // What may be a key of another kind is not shown.
+      {"MIIEvQIBADANBgkqhkiG9w0BAQEFAASC", "x.conf:1: expected KEY = VALUE"},
+      {"c2VjcmV0+/c2VjcmV0==", "x.conf:1: unknown setting; k2r record --help"}};
   for (const auto& row : rows) {
     Settings settings;
     EXPECT_THAT([&] { settings.readText(row.text, "x.conf"); },
@@ -56,13 +66,93 @@ TEST(Settings, NameTheLineThatIsWrong) {
 
 TEST(Settings, AssignmentsKeepTheValueAsItIs) {
   Settings settings;
-  settings.assign("Recording/FragmentDuration= 4000");
-  EXPECT_EQ(valueOf(settings, "Recording/FragmentDuration"), " 4000");
-  settings.assign("Recording/FragmentDuration=1=2");
-  EXPECT_EQ(valueOf(settings, "Recording/FragmentDuration"), "1=2");
+  settings.assign("Recording/VantryV2/ContentID= 1=2");
+  EXPECT_EQ(valueOf(settings, "Recording/VantryV2/ContentID"), " 1=2");
   for (const char* const bad : {"Recording/FragmentDuration", "", "=1", " k2r/EnableAggMsgs=true", "Recording=1"}) {
     EXPECT_THROW(settings.assign(bad), UsageError) << bad;
   }
+}
+
+/// What the module reads of the settings, by its own readers.
+double numberInModule(const Settings& settings, const SettingInfo& setting) {
+  OpenContext context(settings);
+  const ruvo::k2r::RecordingSettings reader(context);
+  const std::string key(setting.key);
+  if (setting.kind == SettingKind::kBoolean) return reader.readBool(key.c_str(), false) ? 1 : 0;
+  return setting.kind == SettingKind::kDecimal ? reader.readDouble(key.c_str(), -1)
+                                               : reader.readUnsigned(key.c_str(), 99);
+}
+
+TEST(Settings, TakeOnlyWhatTheModuleReadsAsItIsMeant) {
+  const std::tuple<const char*, std::vector<const char*>, std::vector<std::pair<const char*, double>>> rows[] = {
+      {"Recording/FragmentDuration",
+       {"0", "", " 1", "1 ", "-1", "+1", "4s", "0x10", "1e3", "4.0", "4294967296"},
+       {{"1", 1}, {"007", 7}, {"4294967295", 4294967295.0}}},
+      {"Recording/FramesPerKeyframeInterval", {"2.5", "-1"}, {{"50", 50}, {"0", 0}}},
+      {"Recording/FrameRate",
+       {"", "-1", "-0", "nan", "inf", "1001", "25fps", "2,5", "1e400", " 25"},
+       {{"29.97", 29.97}, {".5", 0.5}, {"25.", 25}, {"1e2", 100}, {"0", 0}, {"30000e-3", 30}}},
+      {"Recording/IsProtected", {"1", "yes", "", "true "}, {{"true", 1}, {"TRUE", 1}, {"False", 0}}},
+      {"Recording/VantryV2/VideoEncryptLevel", {"3", "-1"}, {{"0", 0}, {"2", 2}}},
+      {"k2r/EnableAggMsgs", {"0", "on"}, {{"FALSE", 0}, {"true", 1}}},
+      {"k2r/MaxEraseRetries", {"-5", "2x", "99999999999"}, {{"0", 0}, {"10", 10}}}};
+  for (const auto& [key, refused, accepted] : rows) {
+    Settings settings;
+    for (const char* const value : refused) {
+      const std::string assignment = fmt::format("{}={}", key, value);
+      EXPECT_THAT([&] { settings.assign(assignment); },
+                  testing::ThrowsMessage<UsageError>(testing::StartsWith(fmt::format("{} = '{}': exp", key, value))));
+    }
+    for (const auto& [value, number] : accepted) {
+      settings.assign(fmt::format("{}={}", key, value));
+      EXPECT_EQ(numberInModule(settings, *findSetting(key)), number) << key << " = " << value;
+    }
+  }
+}
+
+TEST(Settings, HaveTheDefaultsOfTheModuleAndAreInTheReadme) {
+  const std::string readme = test::readWholeFile(K2R_README);
+  Settings none;
+  Settings all;
+  for (const SettingInfo& setting : knownSettings()) {
+    const auto row = fmt::format("| `{}` | {} | {} |\n", setting.key, setting.fallback, describe(setting));
+    EXPECT_NE(readme.find(row), std::string::npos) << row;
+    if (!setting.fallback.empty()) all.assign(fmt::format("{}={}", setting.key, setting.fallback));
+  }
+  OpenContext noContext(none);
+  OpenContext allContext(all);
+  const auto expected = ruvo::k2r::readFragmentationConfig(noContext);
+  const auto found = ruvo::k2r::readFragmentationConfig(allContext);
+  EXPECT_EQ(std::tuple(found.fragmentDuration, found.durationPrecision, found.allowedDrift),
+            std::tuple(expected.fragmentDuration, expected.durationPrecision, expected.allowedDrift));
+}
+
+TEST(Settings, AreCompleteBeforeTheModuleHasThem) {
+  const test::TempDirectory directory;
+  test::writeWholeFile(directory.file("key"), "0123456789abcdef");
+  const std::string rate = "Recording/FrameRate = 25\nRecording/FramesPerKeyframeInterval = ";
+  const std::string secret =
+      "Recording/IsProtected = True\nRecording/VantryV2/ContentID = x\nRecording/VantryV2/CommonKeyPath = ";
+  const std::pair<std::string, const char*> rows[] = {
+      {"Recording/FrameRate = 25", "Recording/FramesPerKeyframeInterval has to be 1 or more"},
+      {rate + "50\nRecording/FramePrecision = 0", "Recording/FramePrecision has to be 1 or more"},
+      {rate + "4294967295", "make fragments of"},
+      {rate + "65536\nRecording/KeyframeIntervalsPerFragment = 65536", "make fragments of"},
+      {"Recording/FrameRate = 1e-9\nRecording/FramesPerKeyframeInterval = 1", "make fragments of"},
+      {"Recording/IsProtected = true", "Recording/VantryV2/ContentID is needed with Recording/IsProtected = true"},
+      {secret + directory.file("none"), "none': the file cannot be read: No such file or directory"},
+      {secret + directory.path().string(), "': the file cannot be read: Is a directory"},
+      {secret + directory.file("key"), "Recording/VantryV2/LicenseServerURL is needed"}};
+  for (const auto& [text, error] : rows) {
+    Settings settings;
+    settings.readText(text, "x.conf");
+    EXPECT_THAT([&] { settings.requireComplete(); }, testing::ThrowsMessage<UsageError>(testing::HasSubstr(error)));
+  }
+  Settings settings;
+  settings.readText(rate + "50\nRecording/VantryV2/PolicyPath = a\\b\nk2r/EnableAggMsgs = FALSE\n", "x.conf");
+  EXPECT_NO_THROW(settings.requireComplete());
+  EXPECT_EQ(valueOf(settings, "Recording/VantryV2/PolicyPath"), "a/b");
+  EXPECT_EQ(valueOf(settings, "k2r/EnableAggMsgs"), "false") << "the adaptor compares letter by letter";
 }
 
 TEST(Settings, RefuseFilesThatAreNone) {
@@ -80,7 +170,7 @@ TEST(StreamContext, AnswersByTheContract) {
   settings.assign("k2r/MaxEraseRetries=12345");
   test::LogCapture capture;
   FileContext files(Durability::kProcess, capture.log());
-  StreamContext context(settings, capture.log(), files);
+  StreamContext context(settings, capture.log(), files, "\\rec\\cam1");
   char buffer[8] = "???????";
   char* value = buffer;
   EXPECT_EQ(context.readConfiguration("k2r/MaxEraseRetries", &value, 5), 6) << "with the terminator";
@@ -91,11 +181,12 @@ TEST(StreamContext, AnswersByTheContract) {
 
   context.log("one", kIMOLogError, true);
   context.log("careful", kIMOLogWarning, false);
-  context.log("two", kIMOLogError, true);
-  EXPECT_EQ(capture.text(), "error: one\nwarning: careful\nerror: two\n");
+  context.log("'\\rec\\cam1\\cam1Seg1.k2r' of '\\rec\\cam1': a\\b, \\rec\\cam10\\c in \\rec\\cam1", kIMOLogError, true);
+  const std::string native = "'/rec/cam1/cam1Seg1.k2r' of '/rec/cam1': a\\b, \\rec\\cam10\\c in /rec/cam1";
+  EXPECT_EQ(capture.text(), "error: one\nwarning: careful\nerror: " + native + "\n");
   EXPECT_EQ(context.errorCount(), 2u);
   EXPECT_EQ(context.firstError(), "one");
-  EXPECT_EQ(context.lastError(), "two");
+  EXPECT_EQ(context.lastError(), native);
 }
 
 TEST(OpenContext, AnswersByTheContract) {

@@ -27,7 +27,7 @@ TEST(RecordSession, LosesNothingToADiskThatWasFullAndSendsNothingTwice) {
   test::DiskFileContext files;
   test::LogCapture capture;
   const Settings settings;
-  StreamContext context(settings, capture.log(), files);
+  StreamContext context(settings, capture.log(), files, {});
   OpenContext openContext(settings);
   IMOStreamAdaptor* made = nullptr;
   ASSERT_TRUE(test::loadModule()(&context, &made));
