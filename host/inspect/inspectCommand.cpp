@@ -4,33 +4,76 @@
 #include "host/OutputDirectory.h"
 #include "host/commands.h"
 #include "host/inspect/describeFile.h"
+#include "host/inspect/overviewText.h"
 #include "host/inspect/textTree.h"
+#include "host/jsonDocument.h"
+#include "platform/os/terminal.h"
 
 namespace host {
 namespace {
 
 constexpr const char* kFooter =
-    R"(A PATH is a .bootstrap, .k2i, .control, .meta, .drmmeta or .k2r file, or a .mtg tag stream, told by
-its content, or the directory of a recording, which stands for all of its files. All times are
-milliseconds, all offsets bytes from the start of the file.
+    R"(A PATH is the directory of a recording, or a .bootstrap, .k2i, .control, .meta, .drmmeta or .k2r file, or
+a .mtg tag stream; a file is recognised by its content.
 
-Exit status: 0 all well, 1 something cannot be read (what could be is printed), 2 bad usage.)";
+Of a directory it prints what is recorded, from the first sample to the last one, and a time line as wide
+as the terminal:
+
+  =  recorded            |  a fragment begins (if there is room to tell them apart)
+  .  gap                 !  a gap in a part of the column
+
+--full adds the fields of all files; a single file is always printed with its fields. --json prints both.
+All times there are milliseconds, all offsets bytes from the start of the file.
+
+Exit status: 0 all well, 1 something cannot be read (what can be read is printed), 2 bad usage.)";
 
 struct Options {
   std::vector<std::string> paths;
+  bool full = false;
   bool json = false;
 };
+
+std::vector<Description> describeAll(const std::vector<std::string>& paths, Detail detail, InspectErrors& errors) {
+  std::vector<Description> descriptions;
+  for (const std::string& path : paths) descriptions.push_back(describePath(path, detail, errors));
+  return descriptions;
+}
+
+void printDescription(const Description& description, bool full) {
+  constexpr std::size_t kUsualWidth = 80;
+  std::string text;
+  Json fields = description.document;
+  if (description.overview) {
+    text = overviewText(*description.overview, platform::os::terminalWidth().value_or(kUsualWidth)) + '\n';
+    fields.erase("summary");
+  }
+  // Without its kind nothing but the error is known, which has a line of its own.
+  const bool hasFields = full || !description.overview;
+  if (hasFields && fields.contains("kind")) text += textTree(Json::array({fields}));
+  printText(text);
+}
+
+CommandOutcome outcomeOf(std::vector<Description> descriptions, const InspectErrors& errors) {
+  Json files = Json::array();
+  for (Description& description : descriptions) files.push_back(std::move(description.document));
+  CommandOutcome outcome{.status = ExitStatus::kOk, .error = {}, .members = {{"files", std::move(files)}}};
+  if (errors.empty()) return outcome;
+  outcome.status = ExitStatus::kFailed;
+  outcome.error = errors.front();
+  return outcome;
+}
 
 ExitStatus runInspect(const Options& options) {
   Log log(stderr);
   InspectErrors errors;
-  Json files = Json::array();
   for (const std::string& path : options.paths) tellInterruptedOverwrite(path, log);
-  for (const std::string& path : options.paths) files.push_back(describePath(path, errors));
   if (options.json) {
-    printJson({{"files", std::move(files)}});
+    printOutcome("inspect", Json::object(),
+                 [&] { return outcomeOf(describeAll(options.paths, Detail::kFields, errors), errors); });
   } else {
-    printText(textTree(files));
+    const Detail detail = options.full ? Detail::kFields : Detail::kSummary;
+    for (const Description& description : describeAll(options.paths, detail, errors))
+      printDescription(description, options.full);
   }
   for (const std::string& error : errors) log.error(error);
   return errors.empty() ? ExitStatus::kOk : ExitStatus::kFailed;
@@ -40,9 +83,10 @@ ExitStatus runInspect(const Options& options) {
 
 void addInspectCommand(Command program, ExitStatus& status) {
   const auto options = std::make_shared<Options>();
-  Command command = program.subcommand("inspect", "Print what is in the files of a recording, or in a tag stream");
-  command.option("PATH", options->paths, "Files, or directories of recordings").required();
-  command.flag("--json", options->json, "Print one JSON document");
+  Command command = program.subcommand("inspect", "Print what is in a recording, one of its files, or a tag stream");
+  command.option("PATH", options->paths, "Directories of recordings, or files").required();
+  const CommandOption full = command.flag("--full", options->full, "Print the fields of all files of a recording");
+  command.flag("--json", options->json, "Print one JSON document").excludes(full);
   command.footer(kFooter);
   command.action([options, &status] { status = runInspect(*options); });
 }

@@ -1,0 +1,36 @@
+#include "host/jsonDocument.h"
+
+namespace host {
+namespace {
+
+/// Rises if a field goes or changes its meaning; docs/json.md promises that.
+constexpr int kSchema = 1;
+
+void print(const std::string& command, const Json& request, const CommandOutcome& outcome) {
+  Json document = {{"schema", kSchema}, {"command", command}};
+  document.update(request);
+  document["exitStatus"] = static_cast<int>(outcome.status);
+  document["error"] = outcome.error ? Json(*outcome.error) : Json();
+  document.update(outcome.members);
+  printJson(document);
+}
+
+}  // namespace
+
+ExitStatus printOutcome(const std::string& command, const Json& request, const std::function<CommandOutcome()>& run) {
+  CommandOutcome outcome;
+  try {
+    outcome = run();
+  } catch (const UsageError& error) {
+    print(command, request, {.status = ExitStatus::kBadUsage, .error = error.what(), .members = Json::object()});
+    throw;
+  } catch (const std::exception& error) {
+    print(command, request, {.status = ExitStatus::kFailed, .error = error.what(), .members = Json::object()});
+    throw;
+  }
+  // Not above: a document that cannot be printed must not be followed by a second one.
+  print(command, request, outcome);
+  return outcome.status;
+}
+
+}  // namespace host

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/errors.h"
+#include "host/output.h"
+
+namespace host {
+
+/// What a command that prints a document came to.
+struct CommandOutcome {
+  ExitStatus status = ExitStatus::kOk;
+  /// Of a command that failed.
+  std::optional<std::string> error;
+  /// The members behind those that every document has.
+  Json members = Json::object();
+};
+
+/// Prints the one document of a command: `schema`, `command`, the members of `request`, `exitStatus` and `error`, then
+/// those that `run` returns. docs/json.md describes all of them, and a test compares it with what is printed. If `run`
+/// throws, the document ends with the error, and the exception goes on to the caller, who words it on standard error.
+ExitStatus printOutcome(const std::string& command, const Json& request, const std::function<CommandOutcome()>& run);
+
+}  // namespace host
