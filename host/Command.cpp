@@ -94,11 +94,13 @@ Program::~Program() = default;
 
 std::optional<ExitStatus> Program::run(int argc, const char* const* argv) try {
   app_->parse(argc, argv);
-  if (app_->get_subcommands().empty()) throw UsageError("a command is needed; k2r --help lists them");
+  if (app_->get_subcommands().empty()) throw CallError("a command is needed; k2r --help lists them");
   return std::nullopt;
 } catch (const CLI::ParseError& stop) {
-  // A request for help ends here, too, with success.
-  return app_->exit(stop) == 0 ? ExitStatus::kOk : ExitStatus::kBadUsage;
+  // A request for help ends here, too.
+  if (stop.get_exit_code() != 0) throw CallError(stop.what());
+  app_->exit(stop);
+  return ExitStatus::kOk;
 }
 
 }  // namespace host

@@ -69,9 +69,8 @@ class Program {
   Program& operator=(const Program&) = delete;
 
   Command root() { return Command(*app_); }
-  /// Runs the action of the command that the arguments name. Nothing where one was run, else the answer to a request
-  /// for help, or to bad usage, once that is printed. Throws UsageError where there is no command, and what an action
-  /// throws.
+  /// Runs the action of the command that the arguments name, and returns nothing; or prints the help that they ask for,
+  /// and returns success. Throws CallError for arguments that are no call of a command, and what the action throws.
   std::optional<ExitStatus> run(int argc, const char* const* argv);
 
  private:

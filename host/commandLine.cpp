@@ -4,6 +4,7 @@
 
 #include "host/Log.h"
 #include "host/commands.h"
+#include "host/jsonDocument.h"
 
 namespace host {
 
@@ -23,6 +24,11 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   try {
     const auto answer = program.run(argc, argv);
     return answer ? *answer : status;
+  } catch (const CallError& error) {
+    // A call that a command refuses itself has its document already.
+    printRefusal({argv + (argc > 0 ? 1 : 0), argv + argc}, error.what());
+    log.error(error.what());
+    return ExitStatus::kBadUsage;
   } catch (const UsageError& error) {
     log.error(error.what());
     return ExitStatus::kBadUsage;

@@ -32,6 +32,12 @@ class UsageError : public CommandError {
   using CommandError::CommandError;
 };
 
+/// The words of the command line are no call of a command, so that none was run.
+class CallError : public UsageError {
+ public:
+  using UsageError::UsageError;
+};
+
 /// The input cannot be opened, or not be read any further.
 class InputError : public CommandError {
  public:

@@ -1,5 +1,7 @@
 #include "host/jsonDocument.h"
 
+#include <algorithm>
+
 namespace host {
 namespace {
 
@@ -31,6 +33,14 @@ ExitStatus printOutcome(const std::string& command, const Json& request, const s
   // Not above: a document that cannot be printed must not be followed by a second one.
   print(command, request, outcome);
   return outcome.status;
+}
+
+void printRefusal(const std::vector<std::string>& words, const std::string& error) {
+  const auto end = std::ranges::find(words, "--");
+  if (words.empty() || std::find(words.begin(), end, "--json") == end) return;
+  const std::string& command = words.front();
+  if (command != "record" && command != "inspect" && command != "verify") return;
+  print(command, Json::object(), {.status = ExitStatus::kBadUsage, .error = error, .members = Json::object()});
 }
 
 }  // namespace host

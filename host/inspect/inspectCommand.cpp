@@ -13,19 +13,25 @@ namespace host {
 namespace {
 
 constexpr const char* kFooter =
-    R"(A PATH is the directory of a recording, or a .bootstrap, .k2i, .control, .meta, .drmmeta or .k2r file, or
-a .mtg tag stream; a file is recognised by its content.
+    R"(A PATH is the directory of a recording, or a .bootstrap, .k2i, .control, .meta,
+.drmmeta or .k2r file, or a .mtg tag stream; a file is recognized by its content.
 
-Of a directory it prints what is recorded, from the first sample to the last one, and a time line as wide
-as the terminal:
+Of a directory it prints what is recorded, from the first sample to the last
+one, and a time line as wide as the terminal:
 
-  =  recorded            |  a fragment begins (if there is room to tell them apart)
-  .  gap                 !  a gap in a part of the column
+  =  recorded     |  a fragment begins (if there is room to tell them apart)
+  .  gap          !  gap in a part of the column
 
---full adds the fields of all files; a single file is always printed with its fields. --json prints both.
-All times there are milliseconds, all offsets bytes from the start of the file.
+A gap lies between two fragments; a pause inside one is not counted. The begin is
+the time of day at which the first segment was made, less its first fragment.
+--full adds the fields of all files; a single file is always printed with its
+fields. Their times are milliseconds, their offsets bytes from the start of the
+file. --json prints both.
 
-Exit status: 0 all well, 1 something cannot be read (what can be read is printed), 2 bad usage.)";
+Exit status:
+  0  all well
+  1  something cannot be read; what can be read is printed
+  2  bad usage)";
 
 struct Options {
   std::vector<std::string> paths;

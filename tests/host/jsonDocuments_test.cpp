@@ -140,6 +140,9 @@ TEST_F(JsonDocuments, AreAsThePageDescribesThemAndHaveAllThatItDescribes) {
   print({"record", "missing.mtg", "--out", "a"}, 1);
   print({"record", "in.mtg", "--out", "cam1"}, 1);
   print({"record", "in.mtg", "--out", "b", "--set", "nonsense"}, 2);
+  print({"record", "in.mtg"}, 2);
+  print({"inspect"}, 2);
+  print({"verify", "cam1", "--nonsense"}, 2);
 
   // Whole, running, damaged and repairable recordings.
   const MadeRecording rich(richPlan(true)), running(richPlan(false)), damaged(richPlan(true));
