@@ -169,7 +169,7 @@ TEST_F(JsonDocuments, AreAsThePageDescribesThemAndHaveAllThatItDescribes) {
 
   print({"verify", rich.directory()}, 0);
   print({"verify", repairable.directory()}, 5);
-  print({"verify", damaged.directory()}, 4);
+  EXPECT_EQ(print({"verify", damaged.directory()}, 4)["status"], "damaged");
   print({"verify", "missing"}, 1);
   EXPECT_EQ(page_.unseen(), std::set<std::string>());
 }

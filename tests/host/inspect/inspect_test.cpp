@@ -147,15 +147,9 @@ TEST(InspectVerifyAndRepair, AnswerByTheirExitStatus) {
   const MadeRecording damaged({.messages = av().until(8001)});
   damaged.remove(".meta");
   const std::tuple<std::vector<std::string>, int> rows[] = {
-      {{"inspect", directory}, 0},
       {{"inspect", directory + "/cam1.bootstrap", directory + "/cam1.control"}, 0},
-      {{"inspect", missing}, 1},
-      {{"inspect"}, 2},
       {{"inspect", directory, "--xml"}, 2},
-      {{"verify", directory}, 0},
-      {{"verify", missing}, 1},
       {{"verify", empty.path().string()}, 1},
-      {{"verify"}, 2},
       {{"verify", directory, directory}, 2},
       {{"verify", interrupted.directory()}, 5},
       {{"verify", damaged.directory()}, 4},
