@@ -133,6 +133,16 @@ std::string firstDamage(const RecordingDirectory& directory) {
   }
 }
 
+RecordingState stateOf(const RecordingDirectory& directory, const RecordedTimeline& timeline,
+                       const RecordingOverview& overview) {
+  if (!overview.writer.empty()) return RecordingState::kBeingWritten;
+  if (timeline.ended) return RecordingState::kEnded;
+  // The bootstrap is read first, so its fault is the first one.
+  const std::string bootstrap = fmt::format("'{}'", directory.pathOf(directory.bootstrapName()));
+  const bool isUnreadable = !overview.faults.empty() && overview.faults.front().starts_with(bootstrap);
+  return isUnreadable ? RecordingState::kUnknown : RecordingState::kNotEnded;
+}
+
 std::optional<double> perSecond(double amount, std::uint64_t ticks, std::uint32_t timescale) {
   if (ticks == 0) return std::nullopt;
   return amount * timescale / static_cast<double>(ticks);
@@ -178,9 +188,7 @@ RecordingOverview readOverview(const RecordingDirectory& directory) {
   overview.isProtected = overview.isProtected || directory.hasDrmMeta;
   if (directory.hasBootstrap) overview.damage = firstDamage(directory);
   overview.writer = lockHolder(directory.path);
-  overview.state = !overview.writer.empty() ? RecordingState::kBeingWritten
-                   : timeline.ended         ? RecordingState::kEnded
-                                            : RecordingState::kNotEnded;
+  overview.state = stateOf(directory, timeline, overview);
   return overview;
 }
 

@@ -49,6 +49,8 @@ enum class RecordingState {
   kBeingWritten,
   /// Being recorded by a host without a lock, or interrupted; the files do not tell which.
   kNotEnded,
+  /// The bootstrap, which has the end mark, cannot be read.
+  kUnknown,
 };
 
 /// What a person looks for in a recording. Times are those of its samples: the end in the bootstrap is a line of the

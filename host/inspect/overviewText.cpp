@@ -53,6 +53,8 @@ std::string stateText(const RecordingOverview& overview) {
       return "ended";
     case RecordingState::kBeingWritten:
       return "being written by " + overview.writer;
+    case RecordingState::kUnknown:
+      return "unknown: the bootstrap cannot be read";
     case RecordingState::kNotEnded:
       break;
   }
@@ -165,8 +167,7 @@ std::string overviewText(const RecordingOverview& overview, std::size_t columns)
   for (const TrackOverview& track : overview.tracks) lines.add(trackLabel(track), trackText(track));
   lines.add("size", sizeText(overview));
   lines.add("fragments", fragmentsText(overview));
-  if (overview.faultCount != 0)
-    lines.add("unreadable", fmt::format("{}, left out here", plural(overview.faultCount, "file or fragment")));
+  if (overview.faultCount != 0) lines.add("unreadable", plural(overview.faultCount, "place") + ", left out here");
   addGaps(overview, lines);
   lines.add("protected", protectionText(overview));
   addTimeBar(overview, columns, lines);
@@ -174,7 +175,7 @@ std::string overviewText(const RecordingOverview& overview, std::size_t columns)
 }
 
 Json overviewJson(const RecordingOverview& overview) {
-  const char* const states[] = {"ended", "beingWritten", "notEnded"};
+  const char* const states[] = {"ended", "beingWritten", "notEnded", "unknown"};
   Json tracks = Json::array();
   for (const TrackOverview& track : overview.tracks) tracks.push_back(trackJson(track));
   Json gaps = Json::array();

@@ -212,9 +212,11 @@ TEST(Overview, SaysWhatItCanOfADamagedRecording) {
   std::string segment = recording.read("Seg1.k2r");
   segment[third + 5] = '?';
   const std::tuple<const char*, std::string, std::vector<const char*>> rows[] = {
-      {"Seg1.k2r", segment, {"length:     0:00:16.", "fragments:  3; ", "at 0:00:08.", "1 file or fragment, left out"}},
+      {"Seg1.k2r",
+       segment,
+       {"length:     0:00:16.", "fragments:  3; ", "at 0:00:08.", "unreadable: 1 place, left out"}},
       {"Seg1.k2r", "", {"no pictures and no sound yet", "damage:     cam1Seg1.k2r", "fragments:  0\n"}},
-      {".bootstrap", "no bootstrap", {"not ended", "length:     0:00:16.", "damage:     "}},
+      {".bootstrap", "no bootstrap", {"state:      unknown", "length:     0:00:16.", "damage:     "}},
       {"Seg1.k2i", "no index", {"H.264 (avc1), 640x360, nothing recorded\n", "fragments:  0\n", "ended\n"}}};
   for (const auto& [file, content, parts] : rows) {
     recording.restore();
