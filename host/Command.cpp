@@ -57,7 +57,7 @@ class Parser {
  private:
   using Word = std::vector<std::string>::const_iterator;
 
-  [[noreturn]] void refuse(const std::string& reason) const { throw UsageError(fmt::format("{}: {}", path_, reason)); }
+  [[noreturn]] void refuse(const std::string& reason) const { throw CallError(fmt::format("{}: {}", path_, reason)); }
 
   const Option* find(std::string_view name) const {
     const auto found = std::find_if(command_.options.begin(), command_.options.end(),
@@ -145,7 +145,7 @@ ExitStatus runAt(const Command& command, const std::string& path, const std::vec
   }
   Parser(command, path).parse(words);
   if (command.run) return command.run();
-  throw UsageError(fmt::format("{}: a command is needed; {} --help lists them", path, path));
+  throw CallError(fmt::format("{}: a command is needed; {} --help lists them", path, path));
 }
 
 }  // namespace

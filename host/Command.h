@@ -64,7 +64,7 @@ TakeValue storeParsed(Target& target, Parse parse) {
 }
 
 /// Finds the command that `words` name, gives its options their values and runs it. `words` are the arguments of the
-/// program without its name. A request for help is printed instead, with success. Throws UsageError for words that are
+/// program without its name. A request for help is printed instead, with success. Throws CallError for words that are
 /// no correct call, in the order of the words; what is missing comes after all that is wrong.
 ExitStatus runCommand(const Command& program, const std::vector<std::string>& words);
 

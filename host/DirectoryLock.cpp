@@ -32,11 +32,11 @@ long lockingProcess(const struct stat& directory) {
   return 0;
 }
 
-std::string programOf(long process) {
-  std::string name;
+std::string nameOf(long process) {
+  std::string program;
   std::ifstream file(fmt::format("/proc/{}/comm", process));
-  std::getline(file, name);
-  return name;
+  std::getline(file, program);
+  return program.empty() ? fmt::format("process {}", process) : fmt::format("process {} ({})", process, program);
 }
 
 }  // namespace
@@ -66,9 +66,13 @@ bool DirectoryLock::isAt(const std::string& path) const {
 std::string DirectoryLock::holder() const {
   struct stat own {};
   const long process = fd_ != -1 && ::fstat(fd_, &own) == 0 ? lockingProcess(own) : 0;
-  if (process <= 0) return "another process";
-  const std::string program = programOf(process);
-  return program.empty() ? fmt::format("process {}", process) : fmt::format("process {} ({})", process, program);
+  return process <= 0 ? "another process" : nameOf(process);
+}
+
+std::string lockHolder(const std::string& path) {
+  struct stat there {};
+  const long process = ::stat(path.c_str(), &there) == 0 ? lockingProcess(there) : 0;
+  return process <= 0 ? "" : nameOf(process);
 }
 
 }  // namespace host

@@ -40,4 +40,8 @@ class DirectoryLock {
   State state_;
 };
 
+/// Who has the lock of a directory, as DirectoryLock::holder() says it; empty if nobody is known to. Takes no lock:
+/// even a short one would refuse a recorder that starts at this moment.
+std::string lockHolder(const std::string& path);
+
 }  // namespace host

@@ -5,6 +5,7 @@
 
 #include "host/Log.h"
 #include "host/commands.h"
+#include "host/jsonDocument.h"
 #include "host/output.h"
 #include "host/version.h"
 
@@ -22,7 +23,7 @@ Command program() {
                        playlistCommand(), keysCommand(), unprotectCommand()},
           .footer = "k2r COMMAND --help shows the options of one command, with its exit statuses.",
           .run = [wantsVersion] {
-            if (!*wantsVersion) throw UsageError("a command is needed; k2r --help lists them");
+            if (!*wantsVersion) throw CallError("a command is needed; k2r --help lists them");
             printText(versionText());
             return ExitStatus::kOk;
           }};
@@ -36,6 +37,11 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
   Log log(stderr);
   try {
     return runCommand(program(), {argv + (argc > 0 ? 1 : 0), argv + argc});
+  } catch (const CallError& error) {
+    // A call that a command refuses itself has its document already.
+    printRefusal({argv + (argc > 0 ? 1 : 0), argv + argc}, error.what());
+    log.error(error.what());
+    return ExitStatus::kBadUsage;
   } catch (const UsageError& error) {
     log.error(error.what());
     return ExitStatus::kBadUsage;

@@ -32,6 +32,12 @@ class UsageError : public CommandError {
   using CommandError::CommandError;
 };
 
+/// The words of the command line are not a correct call of a command, so none was run.
+class CallError : public UsageError {
+ public:
+  using UsageError::UsageError;
+};
+
 /// The input cannot be opened, or cannot be read any further.
 class InputError : public CommandError {
  public:

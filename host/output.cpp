@@ -1,7 +1,9 @@
 #include "host/output.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <chrono>
 #include <cstdio>
 
 #include "host/errors.h"
@@ -35,6 +37,12 @@ void printText(std::string_view text) {
 std::string timeText(std::uint64_t milliseconds) {
   const std::uint64_t seconds = milliseconds / 1000;
   return fmt::format("{}:{:02}:{:02}.{:03}", seconds / 3600, seconds / 60 % 60, seconds % 60, milliseconds % 1000);
+}
+
+std::string utcText(std::int64_t milliseconds) {
+  const std::chrono::sys_time time{std::chrono::milliseconds(milliseconds)};
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(seconds), (time - seconds).count());
 }
 
 std::string hexText(std::span<const std::byte> bytes) {

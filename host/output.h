@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <span>
 #include <string>
@@ -18,6 +19,9 @@ void printText(std::string_view text);
 
 /// Milliseconds as `h:mm:ss.mmm`.
 std::string timeText(std::uint64_t milliseconds);
+
+/// Milliseconds since 1970-01-01 UTC as `2026-01-31T12:00:00.000Z` (RFC 3339).
+std::string utcText(std::int64_t milliseconds);
 
 /// Two lower-case digits a byte.
 std::string hexText(std::span<const std::byte> bytes);

@@ -15,7 +15,6 @@ namespace host {
 
 using namespace krvo::container;
 using ruvo::k2r::AfraEntry;
-using ruvo::k2r::BootstrapInfo;
 
 namespace {
 
@@ -26,26 +25,52 @@ auto readNamed(const RecordingDirectory& directory, const std::string& name, con
   return inFile(path, [&] { return read(readSmallFile(path)); });
 }
 
-BootstrapInfo readBootstrapFile(const RecordingDirectory& directory) {
+RecordedSegment readIndexFile(const RecordingDirectory& directory, std::uint32_t number, std::uint64_t endMs) {
+  RecordedSegment segment{.number = number, .fragments = {}};
+  const auto index =
+      readNamed(directory, directory.indexName(number), [](const auto& bytes) { return parseAfra(bytes); });
+  std::copy_if(index.globalEntries.begin(), index.globalEntries.end(), std::back_inserter(segment.fragments),
+               [endMs](const AfraEntry& entry) { return entry.isWritten() && entry.time < endMs; });
+  return segment;
+}
+
+/// `attempt` runs the reading of one file, and decides what becomes of its errors.
+template <typename Attempt>
+RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t endWithoutBootstrap,
+                            const Attempt& attempt) {
   if (directory.empty()) throw CommandError(fmt::format("'{}' holds no recording", directory.path));
-  if (!directory.hasBootstrap) return {};
-  return readNamed(directory, directory.bootstrapName(), [](const auto& bytes) { return parseBootstrap(bytes); });
+  RecordedContent content;
+  std::uint64_t endMs = endWithoutBootstrap;
+  attempt([&] {
+    if (!directory.hasBootstrap) return;
+    const auto bootstrap =
+        readNamed(directory, directory.bootstrapName(), [](const auto& bytes) { return parseBootstrap(bytes); });
+    content.stopped = isStopped(bootstrap);
+    endMs = bootstrap.currentMediaTime;
+  });
+  for (const std::uint32_t number : directory.indexes) {
+    attempt([&] {
+      RecordedSegment segment = readIndexFile(directory, number, endMs);
+      if (!segment.fragments.empty()) content.segments.push_back(std::move(segment));
+    });
+  }
+  return content;
 }
 
 }  // namespace
 
 RecordedContent readRecordedContent(const RecordingDirectory& directory) {
-  const BootstrapInfo bootstrap = readBootstrapFile(directory);
-  RecordedContent content{.segments = {}, .stopped = isStopped(bootstrap)};
-  for (const std::uint32_t number : directory.indexes) {
-    RecordedSegment segment{.number = number, .fragments = {}};
-    const auto index =
-        readNamed(directory, directory.indexName(number), [](const auto& bytes) { return parseAfra(bytes); });
-    std::copy_if(index.globalEntries.begin(), index.globalEntries.end(), std::back_inserter(segment.fragments),
-                 [&](const AfraEntry& entry) { return entry.isWritten() && entry.time < bootstrap.currentMediaTime; });
-    if (!segment.fragments.empty()) content.segments.push_back(std::move(segment));
-  }
-  return content;
+  return readContent(directory, 0, [](const auto& read) { read(); });
+}
+
+RecordedContent readRecordedContent(const RecordingDirectory& directory, std::vector<std::string>& faults) {
+  return readContent(directory, UINT64_MAX, [&faults](const auto& read) {
+    try {
+      read();
+    } catch (const CommandError& error) {
+      faults.emplace_back(error.what());
+    }
+  });
 }
 
 const Track* leadingTrack(const Movie& movie) {

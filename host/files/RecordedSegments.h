@@ -30,6 +30,11 @@ struct RecordedContent {
 /// and for a small file that is not of its form.
 RecordedContent readRecordedContent(const RecordingDirectory& directory);
 
+/// The same for a recording that may be damaged: each small file that cannot be read is named in `faults`, and the rest
+/// is returned. Without a readable bootstrap the indexes alone decide which fragments there are; a segment without a
+/// readable index has none. Throws CommandError only if there is no recording.
+RecordedContent readRecordedContent(const RecordingDirectory& directory, std::vector<std::string>& faults);
+
 /// A segment file opened for its fragments.
 class OpenSegment {
  public:

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <string>
 
 #include "host/errors.h"
@@ -10,22 +11,22 @@
 
 namespace host {
 
-/// Runs `read`. What it finds malformed in a file becomes a CommandError that names file, offset and fault.
+/// A fault in a file, in words for the user.
+inline std::string faultText(const std::string& path, std::uint64_t offset, const std::string& fault) {
+  // Offset 0 means the file as a whole.
+  const std::string place = offset != 0 ? fmt::format("offset {}: ", offset) : "";
+  return fmt::format("'{}': {}{}", path, place, fault);
+}
+
+/// Runs `read`. If it finds a file malformed, throws a CommandError that names file, offset and fault.
 template <typename Read>
 auto inFile(const std::string& path, const Read& read) {
-  const auto fail = [&path](std::uint64_t offset, const std::string& fault) {
-    // An offset of 0 is that of a file as a whole.
-    const std::string place = offset != 0 ? fmt::format("offset {}: ", offset) : "";
-    throw CommandError(fmt::format("'{}': {}{}", path, place, fault));
-  };
   try {
     return read();
   } catch (const Malformed& error) {
-    fail(error.offset(), error.what());
-    throw;
+    throw CommandError(faultText(path, error.offset(), error.what()));
   } catch (const krvo::container::SegmentError& error) {
-    fail(error.offset(), error.fault());
-    throw;
+    throw CommandError(faultText(path, error.offset(), error.fault()));
   }
 }
 

@@ -9,6 +9,7 @@
 #include "host/files/FileView.h"
 #include "host/files/Malformed.h"
 #include "host/files/RecordingDirectory.h"
+#include "host/files/inFile.h"
 #include "host/files/protection.h"
 #include "host/files/smallFiles.h"
 #include "host/input/TagStream.h"
@@ -16,6 +17,7 @@
 #include "host/inspect/describeSegment.h"
 #include "host/inspect/describeSmallFiles.h"
 #include "host/inspect/describeTagStream.h"
+#include "host/inspect/overviewText.h"
 #include "host/inspect/scriptJson.h"
 #include "platform/container/SegmentError.h"
 
@@ -26,7 +28,7 @@ using qvs::util::operator""_4cc;
 
 namespace {
 
-/// Of the first box; 0 where the file is too short for one.
+/// Of the first box; 0 if the file is too short for one.
 FourCC firstType(FileView& file) {
   constexpr std::size_t kBoxHeader = 8;
   if (file.size() < kBoxHeader) return 0;
@@ -35,7 +37,7 @@ FourCC firstType(FileView& file) {
   return header.u32();
 }
 
-/// What stands behind the one box of a small file.
+/// Bytes after the one box of a small file.
 void noteRest(const std::vector<std::byte>& bytes, std::size_t boxSize, Json& document) {
   document["bytesBehind"] = bytes.size() - std::min(bytes.size(), boxSize);
 }
@@ -80,10 +82,11 @@ void describeContent(const std::string& path, Json& document) {
   }
 }
 
-void noteError(const std::string& path, std::uint64_t offset, const std::string& text, Json& document,
+/// `offset` is null if the fault has no place in the file. A fault that two readers meet is listed once.
+void noteError(const Json& offset, const std::string& fault, const std::string& line, Json& document,
                InspectErrors& errors) {
-  document["error"] = {{"offset", offset}, {"text", text}};
-  errors.push_back(fmt::format("'{}': offset {}: {}", path, offset, text));
+  document["error"] = {{"offset", offset}, {"text", fault}};
+  if (std::ranges::find(errors, line) == errors.end()) errors.push_back(line);
 }
 
 Json describeFile(const std::string& path, InspectErrors& errors) {
@@ -91,16 +94,17 @@ Json describeFile(const std::string& path, InspectErrors& errors) {
   try {
     describeContent(path, document);
   } catch (const Malformed& error) {
-    noteError(path, error.offset(), error.what(), document, errors);
+    noteError(error.offset(), error.what(), faultText(path, error.offset(), error.what()), document, errors);
   } catch (const krvo::container::SegmentError& error) {
-    noteError(path, error.offset(), error.fault(), document, errors);
+    noteError(error.offset(), error.fault(), faultText(path, error.offset(), error.fault()), document, errors);
+  } catch (const CommandError& error) {
+    noteError(Json(), error.what(), error.what(), document, errors);
   }
   return document;
 }
 
-Json describeDirectory(const std::string& path, InspectErrors& errors) {
-  const RecordingDirectory directory = readRecordingDirectory(path);
-  if (directory.empty()) throw CommandError(fmt::format("'{}' holds no recording", path));
+/// The fields of all files.
+Json describeFiles(const RecordingDirectory& directory, InspectErrors& errors) {
   Json files = Json::array();
   const auto add = [&](bool there, const std::string& name) {
     if (there) files.push_back(describeFile(directory.pathOf(name), errors));
@@ -115,19 +119,38 @@ Json describeDirectory(const std::string& path, InspectErrors& errors) {
     add(directory.indexes.contains(number), directory.indexName(number));
     add(directory.segments.contains(number), directory.segmentName(number));
   }
-  return {{"path", path},
-          {"kind", "recording"},
-          {"stem", directory.stem},
-          {"files", std::move(files)},
-          {"temporaryFiles", directory.temporary},
-          {"foreignFiles", directory.foreign}};
+  return files;
+}
+
+Description describeDirectory(const std::string& path, Detail detail, InspectErrors& errors) {
+  const RecordingDirectory directory = readRecordingDirectory(path);
+  Description description{.document = {}, .overview = readOverview(directory)};
+  const RecordingOverview& overview = *description.overview;
+  description.document = {{"path", path},
+                          {"kind", "recording"},
+                          {"stem", directory.stem},
+                          {"summary", overviewJson(overview)},
+                          {"temporaryFiles", directory.temporary},
+                          {"foreignFiles", directory.foreign}};
+  errors.insert(errors.end(), overview.faults.begin(), overview.faults.end());
+  if (overview.faultCount > overview.faults.size())
+    errors.push_back(fmt::format("'{}': {} more faults", path, overview.faultCount - overview.faults.size()));
+  if (detail == Detail::kFields) description.document["files"] = describeFiles(directory, errors);
+  return description;
 }
 
 }  // namespace
 
-Json describePath(const std::string& path, InspectErrors& errors) {
-  std::error_code error;
-  return std::filesystem::is_directory(path, error) ? describeDirectory(path, errors) : describeFile(path, errors);
+Description describePath(const std::string& path, Detail detail, InspectErrors& errors) {
+  std::error_code ignored;
+  if (!std::filesystem::is_directory(path, ignored)) return {.document = describeFile(path, errors), .overview = {}};
+  try {
+    return describeDirectory(path, detail, errors);
+  } catch (const CommandError& error) {
+    Description description{.document = {{"path", path}}, .overview = {}};
+    noteError(Json(), error.what(), error.what(), description.document, errors);
+    return description;
+  }
 }
 
 }  // namespace host

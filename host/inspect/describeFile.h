@@ -1,18 +1,33 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "host/inspect/RecordingOverview.h"
 #include "host/output.h"
 
 namespace host {
 
-/// What could not be read: file, place and reason, for the user.
+/// What cannot be read, a line each: file, place and reason, for the user.
 using InspectErrors = std::vector<std::string>;
 
-/// Describes a file of a recording or a tag stream, told by its content, a control file by its name or size; or a
-/// directory with all files of a recording. What cannot be read is in the document under `error`, and in `errors`.
-/// Throws CommandError where there is nothing at `path`.
-Json describePath(const std::string& path, InspectErrors& errors);
+/// How much of a recording's directory is described. A single file always has its fields.
+enum class Detail {
+  kSummary,
+  /// The fields of all files, too, which reads every fragment and tag.
+  kFields,
+};
+
+struct Description {
+  Json document;
+  /// Only of a recording's directory; `document` has it as `summary`.
+  std::optional<RecordingOverview> overview;
+};
+
+/// Describes a recording's directory; or a file of a recording or a tag stream, recognised by its content, or a control
+/// file by its name or size. What cannot be read is under `error` in the document, and in `errors`; if there is nothing
+/// at `path`, that is all. Takes no lock and changes nothing.
+Description describePath(const std::string& path, Detail detail, InspectErrors& errors);
 
 }  // namespace host

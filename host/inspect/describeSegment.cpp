@@ -49,7 +49,7 @@ Json describeTrack(const Track& track) {
   return document;
 }
 
-/// How many samples a track has in a fragment.
+/// The number of samples that a track has in a fragment.
 std::uint64_t sampleCount(const Fragment& fragment, const Track* track) {
   if (track == nullptr) return 0;
   const auto own = std::find_if(fragment.tracks.begin(), fragment.tracks.end(),
@@ -63,7 +63,7 @@ std::optional<qvs::MessageKind> scriptKind(const StoredTag& tag) {
   return isScript ? std::optional(kind) : std::nullopt;
 }
 
-/// Of the tags of a fragment, those with script data.
+/// Adds those tags of a fragment that have script data.
 void addScriptData(FileView& file, std::span<const StoredTag> tags, Json& list) {
   for (const StoredTag& tag : tags) {
     const auto kind = scriptKind(tag);
@@ -125,7 +125,7 @@ void describeSegment(FileView& file, Json& document) {
   document["fragmentCount"] = map.fragments.size();
   document["fragments"] = Json::array();
   document["scriptData"] = Json::array();
-  // Both keys are there before a reference is taken, which the next key would make invalid.
+  // References only now: adding a key to the document invalidates them.
   Json& fragments = document["fragments"];
   Json& scriptData = document["scriptData"];
   for (const FragmentBoxes& boxes : map.fragments)

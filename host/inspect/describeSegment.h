@@ -5,9 +5,9 @@
 
 namespace host {
 
-/// Puts into `document` what a segment holds: its tracks, each fragment with its place, times and samples, and what
-/// stands behind them. Throws SegmentError or Malformed where something cannot be read; what is in front of that is
-/// then in the document.
+/// Adds to `document` what a segment contains: its tracks, each fragment with its position, times and samples, and the
+/// boxes after the last one. Throws SegmentError or Malformed if something cannot be read; `document` then has what was
+/// read before.
 void describeSegment(FileView& file, Json& document);
 
 }  // namespace host

@@ -6,11 +6,11 @@
 
 namespace host {
 
-// What the small files of a recording say, with the meaning of what does not speak for itself.
+// The fields of a recording's small files. Entries whose numbers need an explanation have it as `meaning`.
 
 Json describeBootstrap(const ruvo::k2r::BootstrapInfo& info);
 Json describeIndex(const ruvo::k2r::AfraIndex& index);
-/// The local entries of an index, which is all that one in a fragment has.
+/// The local entries of an index. The index in a fragment has no others.
 Json describeAccessEntries(const ruvo::k2r::AfraIndex& index);
 
 }  // namespace host

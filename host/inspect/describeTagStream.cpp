@@ -27,12 +27,12 @@ class Context final : public IPackagerContext {
   RefCountedMemoryArena arena_;
 };
 
-/// Of the samples of one track.
+/// Counts the samples of one track.
 struct SampleCount {
   std::uint64_t samples = 0;
   std::uint64_t empty = 0;
   std::uint64_t keyFrames = 0;
-  /// Of the samples, without the tags around them.
+  /// Without the tags around the samples.
   std::uint64_t bytes = 0;
   std::uint64_t firstTime = 0;
   std::uint64_t lastTime = 0;
@@ -81,7 +81,7 @@ void addCount(const SampleCount& count, bool isVideo, Json& document) {
   document["lastTime"] = count.samples == 0 ? Json() : Json(count.lastTime);
 }
 
-/// Goes through all samples, audio first in the answer.
+/// Reads all samples. Returns the counts of audio, then of video.
 std::array<SampleCount, 2> countSamples(MTGMediaSource& source) {
   std::array<SampleCount, 2> counts;
   std::unique_ptr<ISampleIterator> samples;

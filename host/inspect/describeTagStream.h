@@ -6,9 +6,9 @@
 
 namespace host {
 
-/// Puts into `document` what the packager makes of a tag stream: its duration, its tracks, and of each track how many
-/// samples there are and from when to when. Throws CommandError where the file cannot be read; what is known by then is
-/// in the document.
+/// Adds to `document` what the packager reads from a tag stream: its duration, its tracks, and for each track the
+/// number of samples and the first and last time. Throws CommandError if the file cannot be read; `document` then has
+/// what was read before.
 void describeTagStream(const std::string& path, Json& document);
 
 }  // namespace host

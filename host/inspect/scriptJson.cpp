@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kCut = "...";
 constexpr std::size_t kMostJson = std::size_t{16} << 20;
-/// Of a payload: so many bytes for each of its own, and no less than that.
+/// Bytes of the document for each byte of the payload, and the least that a short payload gets.
 constexpr std::size_t kBytesPerByte = 16;
 constexpr std::size_t kLeastJson = std::size_t{16} << 10;
 
@@ -34,7 +34,7 @@ class Converter {
   explicit Converter(std::size_t most) : bytes_(most) {}
 
   Json value(const NQDataValue& value) {
-    // Values may share arrays and texts, so that a short payload stands for a document without end.
+    // Values may share arrays and texts: without a limit a short payload becomes an endless document.
     constexpr std::size_t kIndentation = 4;
     if (values_ == 0 || !take(sizeof(Json) + kIndentation * open_.size())) values_ = 0;
     if (values_ == 0) return kCut;
@@ -75,7 +75,7 @@ class Converter {
     return members;
   }
 
-  /// The elements of a strict array have no names, or their numbers for names.
+  /// Elements of a strict array have no names, or their numbers as names.
   static bool isList(const NQDataArray& array, NQDataKind kind) {
     for (std::size_t i = 0; i < array.size(); ++i) {
       if (!array.isNamedByIndex(i) && !array.name(i).empty()) return false;
@@ -91,7 +91,7 @@ class Converter {
 
   Json object(const NQDataArray& array) {
     Json members = Json::object();
-    // Straight to the list of members: looking each name up first takes too long for the largest of objects.
+    // Appends without looking the name up: that takes too long for a large object, and would merge equal names.
     Json::object_t::Container& list = members.get_ref<Json::object_t&>();
     for (std::size_t i = 0; i < array.size() && values_ != 0; ++i) {
       if (!take(sizeof(std::string))) values_ = 0;
@@ -102,7 +102,7 @@ class Converter {
 
   std::size_t values_ = 100000;
   std::size_t bytes_;
-  /// The arrays that the next value lies in.
+  /// The arrays around the next value, the outermost first.
   std::vector<const NQDataArray*> open_;
 };
 

@@ -27,7 +27,7 @@ std::string plainText(const Json& value) {
   return value.dump();
 }
 
-/// The items one behind another, those of an object as `time@offset`.
+/// The items in one line; an object among them as `time@offset`.
 std::string listText(const Json& list) {
   std::string text;
   for (const Json& item : list) {
@@ -42,7 +42,7 @@ std::string cellText(const Json& value) {
   return value.is_array() ? listText(value) : plainText(value);
 }
 
-/// A list so short in each of its items that it is shown in one line, and in a table.
+/// A list whose items are short enough for one line, so that it also fits into a table.
 bool isShortList(const std::string& key, const Json& value) {
   if (!value.is_array()) return false;
   return key == "randomAccess" ||
@@ -60,7 +60,8 @@ bool isTable(const Json& value) {
   });
 }
 
-/// Script data has names of its own, which stay as they are, and texts in which anything may stand.
+/// Below this key names come from the stream: they are printed unchanged, and texts are quoted as they may contain
+/// anything.
 constexpr const char* kScriptValues = "values";
 
 std::string scriptText(const Json& value) {

@@ -6,8 +6,8 @@
 
 namespace host {
 
-/// A document for people to read: a line a value, its key in words, what is in it indented; lists of objects that have
-/// plain values only as tables.
+/// A document for people to read: one line for each value, with its key in words; members are indented. A list of
+/// objects becomes a table if their values fit into one line.
 std::string textTree(const Json& document);
 
 }  // namespace host

@@ -1,12 +1,10 @@
 #include "host/plain/PlainView.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <openssl/evp.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <utility>
 
 #include "host/errors.h"
@@ -120,15 +118,9 @@ void PlainView::readFragment(std::size_t fragment, const Take& take) const {
 }
 
 std::string PlainView::wallTime(std::size_t fragment) const {
-  // A segment is begun when its first fragment is complete.
-  constexpr std::int64_t kFrom1904To1970 = 2082844800;
-  const TimedFragment& first = timeline_.fragments.front();
-  const auto begunMs = (static_cast<std::int64_t>(timeline_.segments.front().movie.created) - kFrom1904To1970) * 1000;
-  const auto startMs = static_cast<std::int64_t>(timeline_.fragments[fragment].startMs);
-  const auto firstEndMs = static_cast<std::int64_t>(first.startMs + first.durationMs);
-  const std::chrono::sys_time time{std::chrono::milliseconds(begunMs + startMs - firstEndMs)};
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
-  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(seconds), (time - seconds).count());
+  const auto startMs =
+      static_cast<std::int64_t>(timeline_.fragments[fragment].startMs - timeline_.fragments.front().startMs);
+  return utcText(recordedSinceMs(timeline_).value_or(0) + startMs);
 }
 
 std::string PlainView::playlist() const {

@@ -38,38 +38,66 @@ struct Extent {
 
 class TimelineReader {
  public:
-  explicit TimelineReader(const RecordingDirectory& directory) : directory_(directory) {}
+  /// With a visitor it reads what can be read; without one all of it or nothing.
+  TimelineReader(const RecordingDirectory& directory, TimelineVisitor* visitor)
+      : directory_(directory), visitor_(visitor) {}
 
   RecordedTimeline read() {
-    const RecordedContent content = readRecordedContent(directory_);
-    for (const RecordedSegment& segment : content.segments) addSegment(segment);
+    const RecordedContent content = readContent();
+    for (const RecordedSegment& segment : content.segments) tolerate([&] { addSegment(segment); });
     finishLast();
     timeline_.ended = content.stopped;
     return std::move(timeline_);
   }
 
  private:
+  RecordedContent readContent() {
+    if (visitor_ == nullptr) return readRecordedContent(directory_);
+    std::vector<std::string> faults;
+    RecordedContent content = readRecordedContent(directory_, faults);
+    for (const std::string& fault : faults) visitor_->fault(fault);
+    return content;
+  }
+
+  template <typename Read>
+  void tolerate(const Read& read) try {
+    read();
+  } catch (const CommandError& error) {
+    if (visitor_ == nullptr) throw;
+    visitor_->fault(error.what());
+  }
+
   void addSegment(const RecordedSegment& segment) {
+    // Little is read of each fragment, and far apart: a larger window would read most of the file.
+    constexpr std::size_t kWindow = std::size_t{16} << 10;
     const std::string path = directory_.pathOf(directory_.segmentName(segment.number));
     inFile(path, [&] {
-      OpenSegment open(path);
+      OpenSegment open(path, kWindow);
       SegmentReader& reader = open.reader();
-      if (hasProtectedTrack(reader.movie()))
+      if (visitor_ != nullptr) {
+        visitor_->segment(reader.movie());
+      } else if (hasProtectedTrack(reader.movie())) {
         throw CommandError(fmt::format("'{}' is protected; k2r unprotect makes a clear recording", path));
-      const std::size_t before = timeline_.fragments.size();
-      for (const auto& entry : segment.fragments) {
-        addFragment(segment.number, entry.fragment, reader.readFragment(entry.afraOffset), reader.movie());
       }
-      if (timeline_.fragments.size() == before) return;
-      timeline_.segments.push_back(
-          {.number = segment.number, .movie = reader.movie(), .headerSize = reader.firstFragment()});
+      for (const auto& entry : segment.fragments) {
+        tolerate([&] {
+          const Fragment fragment = inFile(path, [&] { return reader.readFragment(entry.afraOffset); });
+          addFragment(segment.number, entry.fragment, fragment, reader);
+        });
+      }
     });
   }
 
-  void addFragment(std::uint32_t segment, std::uint32_t number, const Fragment& fragment, const Movie& movie) {
+  void addFragment(std::uint32_t segment, std::uint32_t number, const Fragment& fragment, SegmentReader& reader) {
+    const Movie& movie = reader.movie();
+    if (visitor_ != nullptr) visitor_->fragment(movie, fragment);
     TimedFragment timed{.segment = segment, .number = number, .boxes = fragment.boxes, .firstDecodeTimes = {}};
     const auto extent = measure(fragment, movie, timed);
     if (!extent) return;
+    // Only now, so that the time line has no segment without fragments, and each segment whose end is damaged.
+    if (timeline_.segments.empty() || timeline_.segments.back().number != segment) {
+      timeline_.segments.push_back({.number = segment, .movie = movie, .headerSize = reader.firstFragment()});
+    }
     timed.startMs = extent->startMs;
     if (last_) joinTo(timed);
     timeline_.fragments.push_back(std::move(timed));
@@ -86,9 +114,10 @@ class TimelineReader {
       const StoredSample& last = part.samples.back();
       const std::uint64_t start = inMilliseconds(part.samples.front().decodeTime, **track);
       const std::uint64_t end = inMilliseconds(last.decodeTime + last.duration, **track);
-      if (!extent) extent = Extent{.startMs = start, .endMs = end};
+      if (!extent) extent = Extent{.startMs = start, .endMs = start};
       extent->startMs = std::min(extent->startMs, start);
-      extent->endMs = std::max(extent->endMs, end);
+      // A damaged time may wrap; nothing ends before it begins.
+      extent->endMs = std::max({extent->endMs, end, start});
       extent->lastSampleMs = std::max(extent->lastSampleMs, inMilliseconds(last.duration, **track));
     }
     return extent;
@@ -104,6 +133,8 @@ class TimelineReader {
     next.isBehindGap = next.startMs <= before.startMs || (!unknown && next.startMs > last_->endMs + tolerance);
     if (next.isBehindGap) {
       finishLast();
+      const std::uint64_t endMs = before.startMs + before.durationMs;
+      next.gapMs = next.startMs > endMs ? next.startMs - endMs : 0;
     } else {
       before.durationMs = next.startMs - before.startMs;
     }
@@ -116,6 +147,7 @@ class TimelineReader {
   }
 
   const RecordingDirectory& directory_;
+  TimelineVisitor* visitor_;
   RecordedTimeline timeline_;
   /// Of the last fragment.
   std::optional<Extent> last_;
@@ -128,7 +160,21 @@ const TimedSegment& RecordedTimeline::segment(std::uint32_t number) const {
 }
 
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory) {
-  return TimelineReader(directory).read();
+  return TimelineReader(directory, nullptr).read();
+}
+
+RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory, TimelineVisitor& visitor) {
+  return TimelineReader(directory, &visitor).read();
+}
+
+std::optional<std::int64_t> recordedSinceMs(const RecordedTimeline& timeline) {
+  constexpr std::uint64_t kFrom1904To1970 = 2082844800;
+  constexpr std::uint64_t kYear10000 = 255485145600;  // From 1904 on. A date behind that is damage.
+  if (timeline.fragments.empty()) return std::nullopt;
+  const std::uint64_t created = timeline.segments.front().movie.created;
+  if (created < kFrom1904To1970 || created >= kYear10000) return std::nullopt;
+  const std::uint64_t begunMs = (created - kFrom1904To1970) * 1000;
+  return static_cast<std::int64_t>(begunMs - std::min(begunMs, timeline.fragments.front().durationMs));
 }
 
 }  // namespace host

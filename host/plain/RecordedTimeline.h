@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "host/files/RecordingDirectory.h"
@@ -23,6 +25,8 @@ struct TimedFragment {
   std::uint64_t durationMs = 0;
   /// Something is missing between the fragment before this one and this one.
   bool isBehindGap = false;
+  /// How much: milliseconds without samples. 0 if the time goes back here, or without a gap.
+  std::uint64_t gapMs = 0;
   /// By track id: the decode time of its first sample, in the track's timescale.
   std::map<std::uint32_t, std::uint64_t> firstDecodeTimes;
 };
@@ -47,8 +51,28 @@ struct RecordedTimeline {
   const TimedSegment& segment(std::uint32_t number) const;
 };
 
-/// Reads it, while the recording runs, too. Throws CommandError where there is no recording, one whose samples are
-/// protected, or files that are not of their form.
+/// Reads it, also while the recording runs. Throws CommandError if there is no recording, if its samples are protected,
+/// or if a file is malformed.
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory);
+
+/// Sees what is read, for a caller that needs more than the time line, or as much as can be read.
+class TimelineVisitor {
+ public:
+  virtual ~TimelineVisitor() = default;
+  /// Before the first fragment of each segment that can be opened.
+  virtual void segment(const krvo::container::Movie& movie) = 0;
+  /// Each fragment that bootstrap and index name, in order; those without pictures and sound, too, which the time line
+  /// does not have.
+  virtual void fragment(const krvo::container::Movie& movie, const krvo::container::Fragment& fragment) = 0;
+  /// A file or fragment that cannot be read and is left out.
+  virtual void fault(const std::string& text) = 0;
+};
+
+/// The same for protected and damaged recordings, too. Throws CommandError only if there is no recording.
+RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory, TimelineVisitor& visitor);
+
+/// When the first sample was recorded, in milliseconds since 1970-01-01 UTC: a segment is begun when its first fragment
+/// is complete, and its header has the time. Nothing without fragments, or if the header has no time.
+std::optional<std::int64_t> recordedSinceMs(const RecordedTimeline& timeline);
 
 }  // namespace host

@@ -13,7 +13,7 @@
 #include "host/Settings.h"
 #include "host/StopSignal.h"
 #include "host/input/openInput.h"
-#include "host/output.h"
+#include "host/jsonDocument.h"
 #include "host/record/RecordSummary.h"
 #include "host/record/Recorder.h"
 
@@ -96,39 +96,25 @@ void report(const RecordSummary& summary, bool quiet, Log& log) {
   }
 }
 
-Json documentFor(const RecordOptions& options, ExitStatus status) {
-  return {{"schema", 1},
-          {"command", "record"},
-          {"input", options.input},
-          {"recording", options.directory},
-          {"exitStatus", static_cast<int>(status)}};
+CommandOutcome outcomeOf(const Outcome& outcome) {
+  const RecordSummary& summary = outcome.summary;
+  CommandOutcome result{.status = summary.status(), .error = summary.inputFailure, .members = Json::object()};
+  result.members["directories"] = outcome.directories;
+  result.members.update(summaryJson(summary));
+  return result;
 }
 
 }  // namespace
 
 ExitStatus runRecord(const RecordOptions& options) {
   Log log(stderr);
-  try {
+  const auto run = [&] {
     const Outcome outcome = recordInput(options, log);
-    const RecordSummary& summary = outcome.summary;
-    report(summary, options.quiet, log);
-    if (options.json) {
-      Json document = documentFor(options, summary.status());
-      document["error"] = summary.inputFailure ? Json(*summary.inputFailure) : Json();
-      document["directories"] = outcome.directories;
-      document.update(summaryJson(summary));
-      printJson(document);
-    }
-    return summary.status();
-  } catch (const CommandError& error) {
-    const bool isUsage = dynamic_cast<const UsageError*>(&error) != nullptr;
-    if (options.json) {
-      Json document = documentFor(options, isUsage ? ExitStatus::kBadUsage : ExitStatus::kFailed);
-      document["error"] = error.what();
-      printJson(document);
-    }
-    throw;
-  }
+    report(outcome.summary, options.quiet, log);
+    return outcomeOf(outcome);
+  };
+  if (!options.json) return run().status;
+  return printOutcome("record", {{"input", options.input}, {"recording", options.directory}}, run);
 }
 
 }  // namespace host

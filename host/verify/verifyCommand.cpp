@@ -4,6 +4,7 @@
 #include "host/Log.h"
 #include "host/OutputDirectory.h"
 #include "host/commands.h"
+#include "host/jsonDocument.h"
 #include "host/verify/verifyReport.h"
 
 namespace host {
@@ -36,12 +37,14 @@ struct Options {
 ExitStatus runVerify(const Options& options) {
   Log log(stderr);
   tellInterruptedOverwrite(options.directory, log);
-  const Verification verification = verifyRecording(options.directory);
   if (options.json) {
-    printJson(jsonReport(verification));
-  } else {
-    printText(textReport(verification));
+    return printOutcome("verify", {{"recording", options.directory}}, [&options] {
+      const Verification verification = verifyRecording(options.directory);
+      return CommandOutcome{.status = verification.status(), .error = {}, .members = jsonReport(verification)};
+    });
   }
+  const Verification verification = verifyRecording(options.directory);
+  printText(textReport(verification));
   return verification.status();
 }
 

@@ -81,9 +81,8 @@ Json jsonReport(const Verification& verification) {
   }
   const char* const statuses[] = {"whole", "repairable", "damaged"};
   Json document;
-  document["recording"] = verification.recording;
+  document["stem"] = verification.recording;
   document["status"] = statuses[static_cast<std::size_t>(findings.worst())];
-  document["exitStatus"] = static_cast<int>(verification.status());
   document["stopped"] = verification.stopped;
   document["summary"] = {{"text", summary(verification)},
                          {"segments", verification.segments},

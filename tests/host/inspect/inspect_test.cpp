@@ -1,14 +1,20 @@
 // What `k2r inspect` prints.
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <unistd.h>
 
 #include <limits>
 
+#include "host/DirectoryLock.h"
 #include "host/files/Malformed.h"
 #include "host/inspect/describeFile.h"
+#include "host/inspect/overviewText.h"
 #include "host/inspect/scriptJson.h"
 #include "host/inspect/textTree.h"
+#include "platform/os/terminal.h"
 #include "shared_nqserver/NQDataArray.h"
 #include "tests/host/hostTools.h"
 #include "tests/support/ScriptCodec.h"
@@ -20,10 +26,11 @@ using namespace test;
 using host::describePath;
 using host::InspectErrors;
 using host::Json;
+using testing::HasSubstr;
 
 Json describe(const std::string& path) {
   InspectErrors errors;
-  const Json document = describePath(path, errors);
+  const Json document = describePath(path, host::Detail::kFields, errors).document;
   EXPECT_TRUE(errors.empty()) << errors.front();
   return document;
 }
@@ -116,16 +123,16 @@ TEST(Inspect, NamesFileAndPlaceOfWhatCannotBeRead) {
       {"Seg1.k2r", segment.substr(0, segment.size() - 1), "cam1Seg1.k2r': offset "},
       {"Seg1.k2i", recording.read("Seg1.k2i").substr(0, 100), "cam1Seg1.k2i': offset 100: "},
       {".control", "abc", "cam1.control': offset 3: "},
-      {".bootstrap", "nothing at all", "cam1.bootstrap': offset 0: "}};
+      {".bootstrap", "nothing at all", "cam1.bootstrap': no file of a recording"}};
   for (const auto& [suffix, content, error] : rows) {
     recording.write(suffix, content);
     InspectErrors errors;
-    describePath(recording.path(suffix).string(), errors);
-    EXPECT_THAT(errors, testing::Contains(testing::HasSubstr(error)));
+    describePath(recording.path(suffix).string(), host::Detail::kFields, errors);
+    EXPECT_THAT(errors, testing::Contains(HasSubstr(error)));
   }
   recording.write("Seg1.k2r", segment.substr(0, 9000));
   InspectErrors errors;
-  const Json document = describePath(recording.path("Seg1.k2r").string(), errors);
+  const Json document = describePath(recording.path("Seg1.k2r").string(), host::Detail::kFields, errors).document;
   EXPECT_EQ(errors.size(), 1U);
   EXPECT_GE(document["fragments"].size(), 1U) << "what can be read is shown";
   EXPECT_TRUE(document.contains("error"));
@@ -140,15 +147,9 @@ TEST(InspectVerifyAndRepair, AnswerByTheirExitStatus) {
   const MadeRecording damaged({.messages = av().until(8001)});
   damaged.remove(".meta");
   const std::tuple<std::vector<std::string>, int> rows[] = {
-      {{"inspect", directory}, 0},
       {{"inspect", directory + "/cam1.bootstrap", directory + "/cam1.control"}, 0},
-      {{"inspect", missing}, 1},
-      {{"inspect"}, 2},
       {{"inspect", directory, "--xml"}, 2},
-      {{"verify", directory}, 0},
-      {{"verify", missing}, 1},
       {{"verify", empty.path().string()}, 1},
-      {{"verify"}, 2},
       {{"verify", directory, directory}, 2},
       {{"verify", interrupted.directory()}, 5},
       {{"verify", damaged.directory()}, 4},
@@ -161,20 +162,90 @@ TEST(InspectVerifyAndRepair, AnswerByTheirExitStatus) {
   }
 }
 
-TEST(Inspect, PrintsOneDocument) {
-  const std::string directory = sparse().directory();
-  const Json inspected = Json::parse(k2r({"inspect", directory, directory + "/cam1.control", "--json"}).output);
-  ASSERT_EQ(inspected["files"].size(), 2U);
-  EXPECT_EQ(inspected["files"][0]["kind"], "recording");
-  EXPECT_EQ(inspected["files"][0]["files"].size(), 5U);
-  EXPECT_EQ(inspected["files"][1]["baseTime"], 0);
+TEST(Inspect, PrintsTheFieldsOfAFileOrOnRequest) {
+  const std::string index = k2r({"inspect", sparse().path("Seg1.k2i").string()}).output;
+  EXPECT_THAT(index, testing::AllOf(HasSubstr("long ids: yes\n"), HasSubstr("  fragment  segment  time   position"),
+                                    HasSubstr("no fragment of its own\n")));
+  EXPECT_THAT(k2r({"inspect", sparse().directory()}).output, testing::Not(HasSubstr("long ids")));
+  EXPECT_THAT(k2r({"inspect", "--full", sparse().directory()}).output,
+              testing::AllOf(HasSubstr("  length:     0:00:"), HasSubstr("long ids: yes\n"),
+                             testing::Not(HasSubstr("summary:"))));
 }
 
-TEST(Inspect, PrintsTextForPeople) {
-  EXPECT_THAT(
-      k2r({"inspect", sparse().path("Seg1.k2i").string()}).output,
-      testing::AllOf(testing::HasSubstr("long ids: yes\n"), testing::HasSubstr("  fragment  segment  time   position"),
-                     testing::HasSubstr("no fragment of its own\n")));
+std::string overviewOf(const MadeRecording& recording, std::size_t columns) {
+  return host::overviewText(host::readOverview(host::readRecordingDirectory(recording.directory())), columns);
+}
+
+TEST(Overview, SaysWhatIsRecordedAndWhatIsMissing) {
+  const auto video = [](std::uint32_t period) { return stream().keyFramesEvery(2000).framesEvery(period); };
+  const auto later = [&video](std::uint32_t period) { return video(period).withoutHeaders(); };
+  const std::tuple<RecordingPlan, std::size_t, std::vector<const char*>> rows[] = {
+      {{.messages = video(40).audio(20).until(16001), .settings = {{"Recording/SegmentDuration", "7000"}}},
+       40,
+       {"state:      ended\n", "length:     0:00:16.000\n", "H.264 (avc1), 640x360, 25.00 frames/s, ", " kbit/s\n",
+        "AAC (mp4a), 44100 Hz, 2 channels, ", " 3 segments\n", "fragments:  4; shortest 4.000 s, median 4.000 s, ",
+        "gaps:       none\n", "protected:  no\n", "\n|=========|=========|=========|=========\n"}},
+      {{.messages = video(40).until(4041) + later(40).from(24000).until(32001)},
+       32,
+       {"length:     0:00:32.000, of which 0:00:19.920 is missing\n", "25.00 frames/s",
+        "gaps:       1, 0:00:19.920 in all\n    at 0:00:04.080: 19.920 s\n",
+        "fragments:  4; shortest 0.080 s, median 4.000 s, longest 4.000 s\n",
+        "\n|===!...................|===|===\n= recorded  | a fragment begins  . gap  ! gap in a part of the column "
+        "(1.000 s a column)\n"}},
+      // Too many fragments for eight columns; no gap is too short to be seen.
+      {{.messages = video(500).until(19001) + later(500).from(22000).until(64001)},
+       8,
+       {"\n==!=====\n", "at 0:00:19.500: 2.500 s"}},
+      {{.messages = stream().audio(20).until(8001), .stop = false},
+       8,
+       {"not ended: still being recorded, or interrupted", "length:     0:00:08.000\n  begin:      20",
+        "\n  audio:      AAC (mp4a), ", "\n|===|===\n"}}};
+  for (const auto& [plan, columns, parts] : rows) {
+    const std::string text = overviewOf(MadeRecording(plan), columns);
+    for (const char* part : parts) EXPECT_THAT(text, HasSubstr(part));
+  }
+}
+
+TEST(Overview, SaysWhatItCanOfADamagedRecording) {
+  const MadeRecording recording({.messages = av().until(16001)});
+  const auto third = recording.boxesOf("Seg1.k2r").fragments.at(2).position();
+  std::string segment = recording.read("Seg1.k2r");
+  segment[third + 5] = '?';
+  const std::tuple<const char*, std::string, std::vector<const char*>> rows[] = {
+      {"Seg1.k2r",
+       segment,
+       {"length:     0:00:16.", "fragments:  3; ", "at 0:00:08.", "unreadable: 1 place, left out"}},
+      {"Seg1.k2r", "", {"no pictures and no sound yet", "damage:     cam1Seg1.k2r", "fragments:  0\n"}},
+      {".bootstrap", "no bootstrap", {"state:      unknown", "length:     0:00:16.", "damage:     "}},
+      {"Seg1.k2i", "no index", {"H.264 (avc1), 640x360, nothing recorded\n", "fragments:  0\n", "ended\n"}}};
+  for (const auto& [file, content, parts] : rows) {
+    recording.restore();
+    recording.write(file, content);
+    const std::string text = overviewOf(recording, 40);
+    for (const char* part : parts) EXPECT_THAT(text, HasSubstr(part)) << file;
+    EXPECT_EQ(k2r({"inspect", recording.directory()}).status, 1) << file;
+  }
+  recording.restore();
+  recording.remove(".bootstrap");
+  EXPECT_THAT(overviewOf(recording, 40), HasSubstr("interrupted before its first fragment was complete"));
+}
+
+TEST(Overview, SaysWhoWritesTheRecording) {
+  const host::DirectoryLock lock(sparse().directory());
+  EXPECT_THAT(overviewOf(sparse(), 40), HasSubstr(fmt::format("being written by process {} (", ::getpid())));
+}
+
+TEST(Overview, IsAsWideAsTheTerminal) {
+  int terminal = -1, standardOutput = -1;
+  const winsize size{.ws_row = 24, .ws_col = 57, .ws_xpixel = 0, .ws_ypixel = 0};
+  ASSERT_EQ(::openpty(&terminal, &standardOutput, nullptr, nullptr, &size), 0);
+  const int saved = ::dup(STDOUT_FILENO);
+  ::dup2(standardOutput, STDOUT_FILENO);
+  const auto width = platform::os::terminalWidth();
+  ::dup2(saved, STDOUT_FILENO);
+  for (const int file : {terminal, standardOutput, saved}) ::close(file);
+  EXPECT_EQ(width, 57U);
+  EXPECT_THAT(k2r({"inspect", sparse().directory()}).output, testing::ContainsRegex("\n[|=]{80}\n"));
 }
 
 TEST(Inspect, PrintsNoControlCharactersOfAFile) {

@@ -290,7 +290,7 @@ TEST(VerifyAndInspect, AnswerWhateverTheBytes) {
     recording.write(suffix, mutate(good, random));
     host::InspectErrors errors;
     EXPECT_NO_THROW(recording.verify());
-    EXPECT_NO_THROW(host::describePath(recording.directory(), errors));
+    EXPECT_NO_THROW(host::describePath(recording.directory(), host::Detail::kFields, errors));
     recording.write(suffix, good);
   }
 }

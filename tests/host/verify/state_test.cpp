@@ -234,17 +234,6 @@ TEST(RecordingState, GoesByTheNameOfTheFiles) {
   EXPECT_THROW(repair(moved), host::CommandError);
 }
 
-TEST(RecordingState, IsOneDocumentOnRequest) {
-  const MadeRecording recording(threeFragments(true));
-  recording.changeIndex("Seg1.k2i", [](Entries& entries) { ++entries[1].afraOffset; });
-  const auto document = host::Json::parse(k2r({"verify", recording.directory(), "--json"}).output);
-  EXPECT_EQ(document["status"], "damaged");
-  EXPECT_EQ(document["exitStatus"], 4);
-  EXPECT_EQ(document["summary"]["fragments"], 2);
-  EXPECT_NE(document["faults"].dump().find(R"("file":"cam1Seg1.k2i","offset":73,)"), std::string::npos)
-      << document.dump(1);
-}
-
 // Recordings as the module makes them, each of which is whole.
 
 StreamBuilder dense(std::uint32_t keyFrames) {

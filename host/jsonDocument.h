@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/errors.h"
+#include "host/output.h"
+
+namespace host {
+
+/// What a command that prints a document came to.
+struct CommandOutcome {
+  ExitStatus status = ExitStatus::kOk;
+  /// Of a command that failed.
+  std::optional<std::string> error;
+  /// The members behind those that every document has.
+  Json members = Json::object();
+};
+
+/// Prints the one document of a command: `schema`, `command`, the members of `request`, `exitStatus` and `error`, then
+/// those that `run` returns. docs/json.md describes all of them, and a test compares it with what is printed. If `run`
+/// throws, the document ends with the error, and the exception goes on to the caller, who words it on standard error.
+ExitStatus printOutcome(const std::string& command, const Json& request, const std::function<CommandOutcome()>& run);
+
+/// Prints the document of a call that was refused before a command ran, if the words of the call ask for one: they name
+/// a command that prints documents, and `--json`.
+void printRefusal(const std::vector<std::string>& words, const std::string& error);
+
+}  // namespace host
