@@ -220,19 +220,19 @@ void K2RMediaWriter::writeMessages(std::span<const NQMessage> messages, std::uin
     // before it stops").
     switch (tagRawType(header)) {
       case kAudioTag:
-      case kAudioTag | kTagFilterBit:
+      case kAudioTag | kTagProtectedBit:
         writeAudio(message, timestamp);
         break;
       case kVideoTag:
-      case kVideoTag | kTagFilterBit:
+      case kVideoTag | kTagProtectedBit:
         // In front of the frame, so that a reader who begins at this fragment has the configuration first.
         if (isKeyFrameTag(header)) writeConfigs(message.time(), timestamp);
         policy_.writeVideoSample(writer_, hintTrack_, videoTrack_, message);
         break;
       case kAmf0DataTag:
-      case kAmf0DataTag | kTagFilterBit:
+      case kAmf0DataTag | kTagProtectedBit:
       case kAmf3DataTag:
-      case kAmf3DataTag | kTagFilterBit:
+      case kAmf3DataTag | kTagProtectedBit:
         policy_.writeDataSample(writer_, hintTrack_, dataTrack_, message);
         break;
       default:

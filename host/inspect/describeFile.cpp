@@ -17,7 +17,7 @@
 #include "host/inspect/describeSmallFiles.h"
 #include "host/inspect/describeTagStream.h"
 #include "host/inspect/scriptJson.h"
-#include "platform/container/SegmentError.h"
+#include "platform/container/reading/SegmentError.h"
 
 namespace host {
 

@@ -1,12 +1,14 @@
 #include "platform/container/FragmentPlan.h"
 
+#include <algorithm>
 #include <bit>
 #include <limits>
 #include <stdexcept>
 
-#include "platform/container/boxHeader.h"
-#include "platform/container/limits.h"
+#include "platform/container/reading/boxes.h"
+#include "platform/container/reading/fragmentFlags.h"
 #include "platform/container/retention.h"
+#include "util/box.h"
 #include "util/narrow.h"
 
 namespace krvo::container {
@@ -17,13 +19,11 @@ using qvs::util::narrow;
 constexpr std::uint64_t kBoxHeader = 8;
 constexpr std::uint64_t kFullBoxHeader = 12;
 constexpr std::uint64_t kAfraFixedFields = 9;
-constexpr std::uint64_t kAfraEntrySize = 16;
 constexpr std::uint64_t kMfhdSize = kFullBoxHeader + 4;
 constexpr std::uint64_t kTfdtSize = kFullBoxHeader + 8;
 constexpr std::uint32_t kTfhdOptionalFields =
     kTfhdDescriptionIndex | kTfhdDefaultDuration | kTfhdDefaultSize | kTfhdDefaultFlags;
 constexpr std::uint32_t kTrunOptionalFields = kTrunDataOffset | kTrunFirstSampleFlags;
-constexpr std::uint32_t kTrunSampleFields = kTrunDurations | kTrunSizes | kTrunSampleFlags | kTrunCompositionOffsets;
 
 std::uint32_t loadedBoxSize(std::uint64_t size) {
   if (size > kMaxLoadedBox) throw std::out_of_range("a box is too large to be read back");
@@ -45,6 +45,15 @@ std::uint32_t majority(std::size_t count, const Value& value) {
     votes = next == candidate ? votes + 1 : votes - 1;
   }
   return candidate;
+}
+
+/// The place of the run that begins with the first sync sample; the number of runs if there is none. In a track other
+/// than video every sample is a sync sample.
+std::size_t firstSyncRun(const TrafPlan& traf) {
+  const auto run = std::find_if(traf.runs.begin(), traf.runs.end(), [&traf](const RunPlan& candidate) {
+    return !traf.track->isVideo() || traf.samples[candidate.first].sync;
+  });
+  return static_cast<std::size_t>(run - traf.runs.begin());
 }
 
 bool startsRun(const TrafPlan& traf, std::size_t index) {
@@ -97,7 +106,7 @@ void FragmentPlan::make(const OpenFragment& fragment, const Movie& movie, const 
   afraSize_ = loadedBoxSize(kFullBoxHeader + kAfraFixedFields + fragment.accessPoints().size() * kAfraEntrySize);
   abstSize_ = loadedBoxSize(kFullBoxHeader + fragment.abst().size());
   tagBytes_ = fragment.bytes();
-  mdatSize_ = boxSizeFor(tagBytes_);
+  mdatSize_ = qvs::util::boxSizeFor(tagBytes_);
 }
 
 void FragmentPlan::clear() noexcept {
@@ -138,6 +147,21 @@ RunPlan FragmentPlan::planRun(const TrafPlan& traf, std::size_t first) const {
   } while (++end < traf.samples.size() && !startsRun(traf, end));
   run.count = end - first;
   return run;
+}
+
+void FragmentPlan::addEntries(RandomAccessTable& table, std::uint64_t moofOffset) const {
+  for (std::size_t i = 0; i < trafs_.size(); ++i) {
+    const TrafPlan& traf = trafs_[i];
+    const std::size_t run = firstSyncRun(traf);
+    if (traf.track->isHint() || run == traf.runs.size()) continue;
+    const Sample& sample = traf.samples[traf.runs[run].first];
+    table.add({.trackId = traf.track->id,
+               .time = presentationTime(sample.time, sample.compositionOffset),
+               .moofOffset = moofOffset,
+               .trafNumber = narrow<std::uint32_t>(i + 1),
+               .trunNumber = narrow<std::uint32_t>(run + 1),
+               .sampleNumber = 1});
+  }
 }
 
 }  // namespace krvo::container

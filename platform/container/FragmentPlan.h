@@ -5,29 +5,11 @@
 #include <span>
 #include <vector>
 
-#include "platform/container/Movie.h"
 #include "platform/container/OpenFragment.h"
+#include "platform/container/reading/Movie.h"
+#include "platform/container/reading/RandomAccessTable.h"
 
 namespace krvo::container {
-
-// The optional fields of `tfhd` and `trun` (ISO/IEC 14496-12, 8.8.7 and 8.8.8).
-inline constexpr std::uint32_t kTfhdBaseDataOffset = 0x000001;
-inline constexpr std::uint32_t kTfhdDescriptionIndex = 0x000002;
-inline constexpr std::uint32_t kTfhdDefaultDuration = 0x000008;
-inline constexpr std::uint32_t kTfhdDefaultSize = 0x000010;
-inline constexpr std::uint32_t kTfhdDefaultFlags = 0x000020;
-inline constexpr std::uint32_t kTfhdDefaultBaseIsMoof = 0x020000;
-inline constexpr std::uint32_t kTrunDataOffset = 0x000001;
-inline constexpr std::uint32_t kTrunFirstSampleFlags = 0x000004;
-inline constexpr std::uint32_t kTrunDurations = 0x000100;
-inline constexpr std::uint32_t kTrunSizes = 0x000200;
-inline constexpr std::uint32_t kTrunSampleFlags = 0x000400;
-inline constexpr std::uint32_t kTrunCompositionOffsets = 0x000800;
-
-// Sample flags (8.8.3.1): depends on no other sample; depends on others and is no sync sample.
-inline constexpr std::uint32_t kSyncSampleFlags = 0x02000000;
-inline constexpr std::uint32_t kNonSyncSampleFlags = 0x01010000;
-inline constexpr std::uint32_t kSampleIsNonSync = 0x00010000;
 
 /// One `trun`: samples of a track whose bytes touch, of which only the first may be a sync sample of a video track.
 struct RunPlan {
@@ -84,6 +66,10 @@ class FragmentPlan {
   std::uint64_t moofOffset() const { return std::uint64_t{afraSize_} + abstSize_; }
   /// Of all but the tags.
   std::uint64_t boxesSize() const { return moofOffset() + moofSize_ + (mdatSize_ - tagBytes_); }
+
+  /// Adds the fragment's entries, the first sync sample of each media track, to the table of the file. `moofOffset` is
+  /// the place of the `moof` in the file.
+  void addEntries(RandomAccessTable& table, std::uint64_t moofOffset) const;
 
   void clear() noexcept;
 

@@ -9,13 +9,13 @@
 
 namespace krvo::container {
 
-/// Writes many pieces of memory, one behind another, in few writes. Pieces whose memory touches are one run. The
-/// largest runs go to the stream from where they are, as long as that keeps to kWriteBudget writes; the others are
+/// Writes many pieces of memory, one behind another, in few writes. Pieces whose memory touches are one span. The
+/// largest spans go to the stream from where they are, as long as that keeps to kWriteBudget writes; the others are
 /// gathered in chunks of up to StagingBuffer::kCapacity bytes.
 class GatherWriter {
  public:
   static constexpr std::size_t kWriteBudget = 4;
-  /// A shorter run costs less to copy than to write.
+  /// A shorter span costs less to copy than to write.
   static constexpr std::size_t kMinDirectBytes = std::size_t{64} << 10;
 
   /// `allocator` outlives the writer.
@@ -28,18 +28,18 @@ class GatherWriter {
   void clear() noexcept;
 
  private:
-  struct Run {
+  struct Span {
     std::span<const std::byte> bytes;
     bool direct = false;
   };
 
-  void chooseDirectRuns();
-  /// Writes a direct run, or runs that are gathered; answers the position behind them.
-  std::uint64_t writeStretch(Stream& stream, std::uint64_t position, std::span<const Run> stretch);
+  void chooseDirectSpans();
+  /// Writes a direct span, or spans that are gathered; answers the position behind them.
+  std::uint64_t writeStretch(Stream& stream, std::uint64_t position, std::span<const Span> stretch);
   std::size_t writeCount() const;
 
-  std::vector<Run> runs_;
-  /// Places in `runs_`.
+  std::vector<Span> spans_;
+  /// Places in `spans_`.
   std::vector<std::size_t> candidates_;
   StagingBuffer staging_;
 };

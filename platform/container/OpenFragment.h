@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/container/OwnedData.h"
+#include "platform/container/reading/Fragment.h"
 
 namespace krvo::container {
 
@@ -28,14 +29,6 @@ struct Tag {
   std::uint32_t length = 0;
 
   std::span<const std::byte> bytes() const { return {data.data(), length}; }
-};
-
-/// A sample that an index may lead to.
-struct AccessPoint {
-  /// Milliseconds.
-  std::uint64_t time = 0;
-  /// Of the tag, from the start of the first one.
-  std::uint64_t offset = 0;
 };
 
 /// What has been added to the fragment that is open, in the order of its tags. Holds each buffer until it is cleared;

@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "platform/container/SegmentReader.h"
 #include "platform/container/Stream.h"
+#include "platform/container/reading/SegmentReader.h"
 
 namespace krvo::container {
 

@@ -4,13 +4,13 @@
 #include <limits>
 #include <utility>
 
-#include "platform/container/StatusError.h"
-#include "platform/container/boxHeader.h"
 #include "platform/container/fragmentBoxes.h"
-#include "platform/container/limits.h"
-#include "platform/container/moovWriter.h"
+#include "platform/container/reading/boxes.h"
+#include "platform/container/reading/moovWriter.h"
 #include "platform/container/retention.h"
+#include "platform/container/status.h"
 #include "platform/container/tagSamples.h"
+#include "util/box.h"
 #include "util/narrow.h"
 
 namespace krvo::container {
@@ -25,7 +25,7 @@ constexpr std::uint64_t kMaxBoxHeader = 16;
 /// Appends the header of a `free` box over what is left of the old bytes, which end at `leftoverEnd`; nothing where
 /// none are left. The box may be a few bytes longer than these.
 void writeCover(ByteWriter& out, std::uint64_t from, std::uint64_t leftoverEnd) {
-  if (leftoverEnd > from) writeBoxHeader(out, "free"_4cc, std::max(leftoverEnd - from, kMinBoxSize));
+  if (leftoverEnd > from) writeSizeAndType(out, "free"_4cc, std::max(leftoverEnd - from, kMinBoxSize));
 }
 
 }  // namespace
@@ -104,7 +104,7 @@ void SegmentWriter::writeTable() {
   stream_->write(state_.end + gap, boxes_.bytes());
   if (gap == 0) return;
   boxes_.clear();
-  writeBoxHeader(boxes_, "free"_4cc, gap);
+  writeSizeAndType(boxes_, "free"_4cc, gap);
   stream_->write(state_.end, boxes_.bytes());
 }
 
@@ -147,7 +147,7 @@ void SegmentWriter::writeFragment() {
   gather_.add(boxes.subspan(inFront));
 
   try {
-    if (state_.randomAccess) state_.randomAccess->addFragment(plan_, state_.end + plan_.moofOffset());
+    if (state_.randomAccess) plan_.addEntries(*state_.randomAccess, state_.end + plan_.moofOffset());
     gather_.write(*stream_, state_.end);
   } catch (...) {
     if (state_.randomAccess) state_.randomAccess->dropFrom(state_.end);

@@ -7,10 +7,10 @@
 
 #include "platform/container/FragmentPlan.h"
 #include "platform/container/GatherWriter.h"
-#include "platform/container/Movie.h"
 #include "platform/container/OpenFragment.h"
-#include "platform/container/RandomAccessTable.h"
 #include "platform/container/Stream.h"
+#include "platform/container/reading/Movie.h"
+#include "platform/container/reading/RandomAccessTable.h"
 #include "util/bytes.h"
 
 namespace krvo::container {

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <new>
 
-#include "platform/container/StatusError.h"
 #include "platform/container/retention.h"
+#include "platform/container/status.h"
 
 namespace krvo::container {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/container/StatusError.h"
+#include "platform/container/status.h"
 #include "util/narrow.h"
 
 namespace krvo::container {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/container/Source.h"
 #include "platform/container/krvo_k2m.h"
+#include "platform/container/reading/Source.h"
 
 namespace krvo::container {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "platform/container/StatusError.h"
+#include "platform/container/status.h"
 
 namespace krvo::container {
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/container/guard.h"
 #include "platform/container/handles.h"
 #include "platform/container/records.h"
+#include "platform/container/status.h"
 
 using namespace krvo::container;
 

@@ -4,9 +4,9 @@
 #include <span>
 #include <utility>
 
-#include "platform/container/guard.h"
 #include "platform/container/handles.h"
 #include "platform/container/records.h"
+#include "platform/container/status.h"
 
 using namespace krvo::container;
 

@@ -3,10 +3,10 @@
 #include <utility>
 
 #include "platform/container/OwnedData.h"
-#include "platform/container/guard.h"
 #include "platform/container/handles.h"
 #include "platform/container/records.h"
 #include "platform/container/reopen.h"
+#include "platform/container/status.h"
 
 using namespace krvo::container;
 

@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "platform/container/OwnedData.h"
-#include "platform/container/guard.h"
 #include "platform/container/handles.h"
-#include "platform/container/limits.h"
+#include "platform/container/reading/boxes.h"
 #include "platform/container/records.h"
+#include "platform/container/status.h"
 
 using namespace krvo::container;
 

@@ -1,6 +1,6 @@
 #include "platform/container/fragmentBoxes.h"
 
-#include "platform/container/boxHeader.h"
+#include "platform/container/reading/fragmentFlags.h"
 #include "util/box.h"
 #include "util/narrow.h"
 
@@ -11,12 +11,9 @@ using qvs::util::BoxScope;
 using qvs::util::ByteWriter;
 using qvs::util::narrow;
 
-constexpr std::uint8_t kLongIdsAndOffsets = 0xC0;
-constexpr std::uint32_t kAfraTimescale = 1000;
-
 void writeAfra(ByteWriter& out, std::span<const AccessPoint> points, std::uint64_t firstTag) {
   BoxScope afra(out, "afra"_4cc, 0, 0);
-  out.u8(kLongIdsAndOffsets);
+  out.u8(kAfraLongIdsAndOffsets);
   out.u32(kAfraTimescale);
   out.u32(narrow<std::uint32_t>(points.size()));
   for (const AccessPoint& point : points) {
@@ -79,7 +76,7 @@ void writeFragmentBoxes(ByteWriter& out, const FragmentPlan& plan, const OpenFra
     out.bytes(fragment.abst());
   }
   writeMoof(out, plan, sequenceNumber);
-  writeBoxHeader(out, "mdat"_4cc, plan.mdatSize());
+  writeSizeAndType(out, "mdat"_4cc, plan.mdatSize());
 }
 
 }  // namespace krvo::container

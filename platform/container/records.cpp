@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "platform/container/dates.h"
-#include "platform/container/sampleEntryWriter.h"
+#include "platform/container/reading/sampleEntry.h"
 #include "util/narrow.h"
 
 namespace krvo::container {

@@ -5,10 +5,10 @@
 #include <span>
 #include <string>
 
-#include "platform/container/Fragment.h"
-#include "platform/container/Movie.h"
-#include "platform/container/StatusError.h"
 #include "platform/container/krvo_k2m.h"
+#include "platform/container/reading/Fragment.h"
+#include "platform/container/reading/Movie.h"
+#include "platform/container/status.h"
 
 namespace krvo::container {
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <limits>
 
-#include "platform/container/SegmentReader.h"
-#include "platform/container/fragmentReader.h"
-#include "platform/container/mfraReader.h"
-#include "platform/container/moofReader.h"
+#include "platform/container/reading/RandomAccessTable.h"
+#include "platform/container/reading/SegmentReader.h"
+#include "platform/container/reading/fragmentReader.h"
+#include "platform/container/reading/moofReader.h"
 #include "util/narrow.h"
 
 namespace krvo::container {
@@ -56,7 +56,7 @@ std::optional<BoxSpan> findRandomAccess(Source& source, std::uint64_t end) {
 
 std::optional<RandomAccessTable> readTable(Source& source, const BoxSpan& mfra) {
   try {
-    return readMfra(source, mfra);
+    return RandomAccessTable(source, mfra);
   } catch (const SegmentError&) {
     return std::nullopt;
   }

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "platform/container/SegmentWriter.h"
-#include "platform/container/Source.h"
+#include "platform/container/reading/Source.h"
 
 namespace krvo::container {
 

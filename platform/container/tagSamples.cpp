@@ -1,7 +1,7 @@
 #include "platform/container/tagSamples.h"
 
-#include "platform/container/StatusError.h"
-#include "platform/container/numbers.h"
+#include "platform/container/reading/numbers.h"
+#include "platform/container/status.h"
 #include "util/bytes.h"
 #include "util/narrow.h"
 #include "util/tagHeader.h"
@@ -19,6 +19,15 @@ constexpr std::uint32_t kSyncMask = 0xFF;
 
 bool isSync(const K2MSampleInfo& info) {
   return (info.flags & kSyncMask) == 1;
+}
+
+/// Samples of these carry composition offsets: `avc1`, and `encv` in front of an `avcC` box.
+bool isAvc(const SampleDescription& description) {
+  if (description.formatCode == "avc1"_4cc) return true;
+  if (description.formatCode != "encv"_4cc || description.codecHeader.size() < 8) return false;
+  qvs::util::ByteReader header(description.codecHeader);
+  header.skip(4);
+  return header.u32() == "avcC"_4cc;
 }
 
 /// False for an AVC message too short for its codec header: its composition time would be read from what follows it,

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <span>
 
-#include "platform/container/Movie.h"
 #include "platform/container/OpenFragment.h"
 #include "platform/container/krvo_k2m.h"
+#include "platform/container/reading/Movie.h"
 
 namespace krvo::container {
 
