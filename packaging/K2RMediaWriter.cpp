@@ -92,8 +92,8 @@ krvo::k2m::Track K2RMediaWriter::addMediaTrack(const K2RTrack& track) {
 void K2RMediaWriter::addHintTrack(std::span<const Track> mediaTracks) {
   auto info = krvo::k2m::makeRecord<K2MTrackInfo>();
   info.handlerType = "hint"_4cc;
-  // Without video the first media track gives the language (docs/decisions.md, "The hint track speaks the language of
-  // the video track").
+  // Without video the first media track gives the language (docs/decisions.md, "The hint track has the language of the
+  // video track").
   const K2MTrackInfo model = (videoTrack_ ? videoTrack_ : mediaTracks.front()).info();
   std::copy(std::begin(model.language), std::end(model.language), info.language);
   info.handlerNameLength = sizeof(kHintHandlerName);

@@ -25,6 +25,7 @@ constexpr std::uint32_t kTfhdOptionalFields =
     kTfhdDescriptionIndex | kTfhdDefaultDuration | kTfhdDefaultSize | kTfhdDefaultFlags;
 constexpr std::uint32_t kTrunOptionalFields = kTrunDataOffset | kTrunFirstSampleFlags;
 
+/// Refuses a box that our own reader would refuse (kMaxLoadedBox): such a segment could be neither read nor continued.
 std::uint32_t loadedBoxSize(std::uint64_t size) {
   if (size > kMaxLoadedBox) throw std::out_of_range("a box is too large to be read back");
   return static_cast<std::uint32_t>(size);
@@ -34,7 +35,8 @@ std::uint64_t fieldBytes(std::uint32_t flags, std::uint32_t fields) {
   return 4 * static_cast<std::uint64_t>(std::popcount(flags & fields));
 }
 
-/// A value that more than half of `count` have, by pairing off different ones; any of them where there is none such.
+/// The value that more than half of `count` samples have, found in one pass and without memory by pairing off samples
+/// with different values. If no value has that majority, any of them: the file is only some bytes larger.
 template <typename Value>
 std::uint32_t majority(std::size_t count, const Value& value) {
   std::uint32_t candidate = 0;
@@ -56,6 +58,8 @@ std::size_t firstSyncRun(const TrafPlan& traf) {
   return static_cast<std::size_t>(run - traf.runs.begin());
 }
 
+/// A `trun` gives only the offset of its first sample, so samples of other tracks between two samples end it. In video
+/// a sync sample starts a new one, since only the flags of the first sample are written.
 bool startsRun(const TrafPlan& traf, std::size_t index) {
   const Sample& sample = traf.samples[index];
   const Sample& before = traf.samples[index - 1];
@@ -71,7 +75,7 @@ std::uint64_t RunPlan::size() const {
 std::uint32_t TrafPlan::duration(std::size_t sample) const {
   const std::size_t last = samples.size() - 1;
   if (last == 0) return loneDuration();
-  const std::size_t from = sample == last ? last - 1 : sample;
+  const std::size_t from = sample == last ? last - 1 : sample;  // the sample after the last one is not known yet
   if (samples[from + 1].time < samples[from].time) return 0;
   return narrow<std::uint32_t>(samples[from + 1].time - samples[from].time);
 }
@@ -79,7 +83,8 @@ std::uint32_t TrafPlan::duration(std::size_t sample) const {
 std::uint32_t TrafPlan::loneDuration() const {
   const std::uint64_t time = samples.front().time;
   if (!timeBefore || time <= *timeBefore) return 0;
-  // A guess that does not fit its field is none: the next fragment sets the time right.
+  // A duration that does not fit its field must not fail the fragment: it is a guess, and the `tfdt` of the next
+  // fragment sets the time right.
   const std::uint64_t distance = time - *timeBefore;
   return distance <= std::numeric_limits<std::uint32_t>::max() ? static_cast<std::uint32_t>(distance) : 0;
 }
@@ -94,7 +99,8 @@ void FragmentPlan::make(const OpenFragment& fragment, const Movie& movie, const 
   clear();
   std::size_t sampleCount = 0;
   for (std::size_t i = 0; i < movie.tracks.size(); ++i) sampleCount += fragment.samplesOf(i).size();
-  runs_.reserve(sampleCount);  // each `traf` has a view of its runs
+  // The largest possible number, so that the list never moves: each `traf` has a view of its runs in it.
+  runs_.reserve(sampleCount);
   for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
     if (fragment.samplesOf(i).empty()) continue;
     planTrack(*movie.tracks[i], fragment.samplesOf(i), i < before.size() ? before[i] : std::nullopt);
@@ -120,8 +126,11 @@ void FragmentPlan::planTrack(const Track& track, std::span<const Sample> samples
   traf.timeBefore = timeBefore;
   traf.track = &track;
   traf.samples = samples;
+  // What most samples have is written once, in the `tfhd`: that keeps the boxes of a recording with only audio below 15
+  // %.
   traf.defaultDuration = majority(samples.size(), [&traf](std::size_t i) { return traf.duration(i); });
   traf.defaultSize = majority(samples.size(), [samples](std::size_t i) { return samples[i].size; });
+  // Offsets count from the `moof`, so that a fragment can be moved to another place in a file.
   traf.tfhdFlags = kTfhdDefaultBaseIsMoof | kTfhdDefaultFlags;
   if (track.selectedDescription != 1) traf.tfhdFlags |= kTfhdDescriptionIndex;
 

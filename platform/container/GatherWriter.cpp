@@ -17,6 +17,7 @@ void GatherWriter::add(std::span<const std::byte> piece) {
   if (piece.empty()) return;
   if (!spans_.empty()) {
     auto& last = spans_.back().bytes;
+    // The queue cuts messages from large blocks, so neighbours in a fragment often touch in memory.
     if (last.data() + last.size() == piece.data()) {
       last = {last.data(), last.size() + piece.size()};
       return;
@@ -41,6 +42,7 @@ std::uint64_t GatherWriter::writeStretch(Stream& stream, std::uint64_t position,
     stream.write(position, bytes);
     position += bytes.size();
   };
+  // Nothing to gather: a single span is written from where it is.
   if (stretch.size() == 1) {
     put(stretch.front().bytes);
     return position;
@@ -68,13 +70,14 @@ void GatherWriter::clear() noexcept {
 
 void GatherWriter::chooseDirectSpans() {
   for (std::size_t i = 0; i < spans_.size(); ++i) {
-    // One that fills a chunk alone never adds a write worth a copy.
+    // A span that fills a chunk by itself takes a write anyway, so copying it would only cost time.
     spans_[i].direct = spans_[i].bytes.size() >= StagingBuffer::kCapacity;
     if (!spans_[i].direct && spans_[i].bytes.size() >= kMinDirectBytes) candidates_.push_back(i);
   }
   const std::size_t tries = std::min(candidates_.size(), kWriteBudget);
   std::partial_sort(candidates_.begin(), candidates_.begin() + static_cast<std::ptrdiff_t>(tries), candidates_.end(),
                     [this](std::size_t a, std::size_t b) { return spans_[a].bytes.size() > spans_[b].bytes.size(); });
+  // Largest first: each direct span saves its bytes of copying, and may split gathered ones into one write more.
   std::size_t writes = writeCount();
   for (std::size_t i = 0; i < tries; ++i) {
     Span& candidate = spans_[candidates_[i]];

@@ -7,12 +7,14 @@
 
 namespace krvo::container {
 
-/// Bytes that a caller handed over, given back once by its own free function when this goes.
+/// Bytes that a caller handed over. They are given back once, by the caller's own free function, when this is
+/// destroyed. The entries make one before they check anything else, so that a call that fails gives the bytes back,
+/// too.
 class OwnedData {
  public:
   OwnedData() = default;
-  /// Takes over what `record` holds. A null pointer or a record of the wrong size holds nothing that could be given
-  /// back; the result is then not valid().
+  /// Takes over the bytes of `record`. A null pointer, or a record of the wrong size, has no free function that could
+  /// be trusted; the result is then not valid() and gives nothing back.
   explicit OwnedData(const KrvoK2MDataBuffer* record) {
     if (record == nullptr || record->size != sizeof(KrvoK2MDataBuffer)) return;
     data_ = static_cast<const std::byte*>(record->data);

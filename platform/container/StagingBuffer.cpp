@@ -23,6 +23,7 @@ StagingBuffer::StagingBuffer(const KrvoK2MAllocatorCallBacks& allocator) : alloc
 void StagingBuffer::reserve(std::size_t bytes) {
   clear();
   if (bytes <= capacity_) return;
+  // Released first: nothing in it is needed any more, and both blocks at once would be twice the memory.
   release();
   const std::size_t capacity = std::min(kCapacity, (bytes + kGrain - 1) / kGrain * kGrain);
   block_ = static_cast<std::byte*>(allocator_.alloc(allocator_.context, capacity));

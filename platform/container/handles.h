@@ -9,9 +9,10 @@
 #include "platform/container/krvo_k2m.h"
 #include "platform/container/reading/Movie.h"
 
-// What the library's handles are. Each handle given out is an object of its own, which its release ends; tracks and
-// descriptions live as long as a handle or their segment holds them.
+// The objects behind the library's handles. Each handle that is given out is a separate object, destroyed by its
+// release. Tracks and descriptions are shared: they live as long as a handle or their segment refers to them.
 
+/// A view, part of its KrvoK2RWriter.
 struct KrvoK2MWriter {
   krvo::container::SegmentWriter* segment = nullptr;
 };
@@ -31,7 +32,7 @@ struct KrvoK2MTrack {
 
 struct KrvoK2MSampleDescriptor {
   std::shared_ptr<const krvo::container::SampleDescription> description;
-  /// Of its track.
+  /// The handler type of its track.
   krvo::container::FourCC handler = 0;
 };
 

@@ -8,6 +8,7 @@ namespace krvo::container {
 using qvs::util::giveHandle;
 using qvs::util::StatusError;
 
+/// Throws `status` unless `condition` is true.
 inline void require(bool condition, KrvoStatus status = kKrvoBadArgument) {
   if (!condition) throw StatusError(status);
 }

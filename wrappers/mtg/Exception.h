@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "platform/tagstream/krvo_mtg.h"
 #include "util/libraryEntry.h"
 
 namespace mtg {

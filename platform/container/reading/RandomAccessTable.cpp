@@ -23,7 +23,7 @@ void readTfra(ByteReader& in, std::vector<RandomAccessTable::Entry>& entries) {
   const std::uint32_t trackId = in.u32();
   demand(in.u32() == kNumberWidths, "numbers of four bytes expected");
   const std::uint32_t count = in.u32();
-  in.need(count * kTfraEntrySize);
+  in.need(count * kTfraEntrySize);  // before memory is allocated for what the file claims
   entries.reserve(entries.size() + count);
   for (std::uint32_t i = 0; i < count; ++i) {
     RandomAccessTable::Entry entry;
@@ -33,11 +33,13 @@ void readTfra(ByteReader& in, std::vector<RandomAccessTable::Entry>& entries) {
     entry.trafNumber = in.u32();
     entry.trunNumber = in.u32();
     entry.sampleNumber = in.u32();
+    // dropFrom() and appends go by this offset; 0 is a field that was never filled.
     if (entry.moofOffset == 0) throw MalformedInput("the offset of a `moof` expected");
     entries.push_back(entry);
   }
 }
 
+/// The `mfro` gives the size of the `mfra`, so that readers find it from the end of the file.
 void readMfro(ByteReader& in, std::uint64_t mfraSize) {
   in.skip(4);
   demand(in.u32() == mfraSize, "the size of the `mfra` expected");
@@ -70,7 +72,7 @@ RandomAccessTable::RandomAccessTable(Source& source, const BoxSpan& box) {
       if (inner.type == "tfra"_4cc) readTfra(in, entries_);
       if (inner.type == "mfro"_4cc) readMfro(in, box.size);
     });
-    hasMfro = inner.type == "mfro"_4cc;
+    hasMfro = inner.type == "mfro"_4cc;  // in the end: whether the last box is one
   });
   if (!hasMfro) throw SegmentError(box.offset, "`mfra` without `mfro` at its end");
   // The box lists one track after another. The table keeps the order of the file.
@@ -111,6 +113,7 @@ void RandomAccessTable::write(ByteWriter& out, const Movie& movie) const {
   out.u32(narrow<std::uint32_t>(out.size() + 4 - start));
 }
 
+// The field is unsigned, and the first picture of a stream with B-frames may be shown before its decode time.
 std::uint64_t presentationTime(std::uint64_t decodeTime, std::int64_t compositionOffset) {
   if (compositionOffset >= 0) return decodeTime + static_cast<std::uint64_t>(compositionOffset);
   return decodeTime - std::min(decodeTime, static_cast<std::uint64_t>(-compositionOffset));

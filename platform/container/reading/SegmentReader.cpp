@@ -14,6 +14,7 @@ SegmentReader::SegmentReader(Source& source) : source_(source) {
 }
 
 std::optional<BoxSpan> SegmentReader::boxAt(std::uint64_t offset) {
+  // Only exactly at the end: a few bytes more are a torn box, which is an error.
   if (offset == source_.size()) return std::nullopt;
   return readBoxAt(source_, offset);
 }

@@ -31,7 +31,7 @@ std::vector<AccessPoint> readAfra(Source& source, const BoxSpan& box) {
     demand((in.u8() & kSizesMask) == kAfraLongIdsAndOffsets, "long ids and offsets, and no more, expected");
     demand(in.u32() == kAfraTimescale, "timescale 1000 expected");
     const std::uint32_t count = in.u32();
-    in.need(count * kAfraEntrySize);
+    in.need(count * kAfraEntrySize);  // before memory is allocated for what the file claims
     std::vector<AccessPoint> points;
     points.reserve(count);
     for (std::uint32_t i = 0; i < count; ++i) {
@@ -52,7 +52,7 @@ std::vector<std::byte> readAbst(Source& source, const BoxSpan& box) {
   });
 }
 
-/// Reads the header at `offset`, of a tag that ends within `end`.
+/// Reads the header at `offset` of a tag that ends at `end` or before it.
 StoredTag readTagHeader(Source& source, std::uint64_t offset, std::uint64_t end) {
   if (end - offset < kTagOverhead) {
     throw SegmentError(offset, "a tag expected, " + std::to_string(end - offset) + " bytes left in the `mdat`");
@@ -70,6 +70,7 @@ StoredTag readTagHeader(Source& source, std::uint64_t offset, std::uint64_t end)
   return tag;
 }
 
+/// Nobody needs the back pointer of a segment's tag, but a wrong one shows that the sizes do not fit the content.
 void checkBackPointer(Source& source, const StoredTag& tag) {
   const std::uint64_t offset = tag.end() - kTagBackPointerSize;
   std::array<std::byte, kTagBackPointerSize> image{};
@@ -101,6 +102,7 @@ FragmentBoxes locateFragment(Source& source, std::uint64_t position) {
   return boxes;
 }
 
+// An append needs only this number of the last fragment, so the rest of its `moof` may be unreadable.
 std::uint32_t readSequenceNumber(Source& source, const BoxSpan& moof) {
   constexpr std::uint64_t kMfhdSize = 16;
   std::array<std::byte, kMfhdSize> image{};
@@ -114,6 +116,7 @@ std::uint32_t readSequenceNumber(Source& source, const BoxSpan& moof) {
   });
 }
 
+// From the front to the back of the file, so that the first error reported is the one nearest to the start.
 Fragment readFragment(Source& source, std::uint64_t position, const Movie& movie) {
   Fragment fragment;
   fragment.boxes = locateFragment(source, position);
@@ -126,6 +129,7 @@ Fragment readFragment(Source& source, std::uint64_t position, const Movie& movie
 
 std::vector<StoredTag> readTags(Source& source, const BoxSpan& mdat) {
   std::vector<StoredTag> tags;
+  // Each tag is checked to end inside the `mdat`, so the loop ends exactly at its end.
   for (std::uint64_t offset = mdat.payloadOffset(); offset < mdat.end(); offset = tags.back().end()) {
     tags.push_back(readTagHeader(source, offset, mdat.end()));
     checkBackPointer(source, tags.back());

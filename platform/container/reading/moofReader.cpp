@@ -12,7 +12,8 @@ namespace {
 
 using qvs::util::ByteReader;
 
-/// What `tfhd` says of all samples of a `traf`. What it leaves out is as the `trex` boxes have it.
+/// The values from the `tfhd` for all samples of a `traf`. Those that it leaves out come from the `trex`, which in our
+/// segments has 1, 0, 0, 0 (the movie's reader refuses others).
 struct Defaults {
   std::uint32_t description = 1;
   std::uint32_t duration = 0;
@@ -20,8 +21,8 @@ struct Defaults {
   std::uint32_t flags = 0;
 };
 
-/// Reads one `moof`. The samples of all its tracks are counted against the bytes in `mdat`: each tag is one sample of
-/// the hint track and at most one of another, so that memory stays in proportion to the file.
+/// Reads one `moof`. The number of samples is limited by the bytes of the `mdat`: each tag is one sample of the hint
+/// track and at most one of another. A damaged count therefore costs memory in proportion to the file at most.
 class MoofReader {
  public:
   MoofReader(const FragmentBoxes& boxes, const Movie& movie)
@@ -39,7 +40,7 @@ class MoofReader {
     TrackFragment track;
     track.offset = traf.offset;
     Defaults defaults;
-    // Until a `trun` says otherwise.
+    // Unless a `trun` has a data offset, samples begin at the base, which is the `moof`.
     nextOffset_ = boxes_.moof.offset;
     nextTime_ = 0;
     run_ = 0;
@@ -58,6 +59,7 @@ class MoofReader {
     constexpr std::uint32_t kKnown =
         kTfhdDescriptionIndex | kTfhdDefaultDuration | kTfhdDefaultSize | kTfhdDefaultFlags;
     const std::uint32_t flags = qvs::util::readVersionAndFlags(in).flags;
+    // Only offsets that count from the `moof` survive when a fragment is moved in a file.
     demand((flags & ~kKnown) == kTfhdDefaultBaseIsMoof, "no other base than the `moof` expected");
     demand(track.trackId == 0, "a second `tfhd`");
     track.trackId = in.u32();
@@ -76,6 +78,7 @@ class MoofReader {
   void readTfdt(ByteReader& in, TrackFragment& track) {
     const std::uint8_t version = qvs::util::readVersionAndFlags(in).version;
     demand(version <= 1, "unknown version");
+    // A `tfdt` after a `trun` would change the time of samples that have one already.
     demand(track.samples.empty(), "a `tfdt` behind samples");
     track.decodeTime = version == 1 ? in.u64() : in.u32();
     nextTime_ = track.decodeTime;
@@ -88,12 +91,14 @@ class MoofReader {
     demand(word.version <= 1, "unknown version");
     const std::uint32_t count = in.u32();
     if ((word.flags & kTrunDataOffset) != 0) {
+      // Signed in the format. A negative one leads in front of the `mdat` and is refused in place().
       const std::int64_t distance = in.i32();
       nextOffset_ = boxes_.moof.offset + static_cast<std::uint64_t>(distance);
     }
     std::uint32_t firstFlags = defaults.flags;
     if ((word.flags & kTrunFirstSampleFlags) != 0) firstFlags = in.u32();
 
+    // Both limits come before the loop: without sample fields, a count costs no bytes of the box.
     in.need(4ULL * count * static_cast<unsigned>(std::popcount(word.flags & kTrunSampleFields)));
     demand(count <= samplesLeft_, "more samples than there are tags");
     samplesLeft_ -= count;
@@ -113,7 +118,7 @@ class MoofReader {
     }
   }
 
-  /// Gives the sample its time and its place behind the one before it.
+  /// Gives the sample its time and its offset, both directly after the previous sample.
   void place(StoredSample& sample) {
     const BoxSpan& mdat = boxes_.mdat;
     sample.run = run_;
@@ -123,6 +128,7 @@ class MoofReader {
     demand(sample.offset >= mdat.payloadOffset() && sample.offset < mdat.end() &&
                sample.size <= mdat.end() - sample.offset,
            "a sample outside the `mdat`");
+    // Times are added up over all samples of the file's making, so the sum is checked each time.
     demand(sample.duration <= std::numeric_limits<std::uint64_t>::max() - nextTime_, "a time beyond 64 bits");
     nextOffset_ += sample.size;
     nextTime_ += sample.duration;
@@ -132,7 +138,7 @@ class MoofReader {
   const Movie& movie_;
   std::uint64_t samplesLeft_;
   std::vector<TrackFragment> tracks_;
-  // Of the `traf` being read.
+  // Of the `traf` that is being read: where and when its next sample begins, and the number of its `trun`.
   std::uint64_t nextOffset_ = 0;
   std::uint64_t nextTime_ = 0;
   std::uint32_t run_ = 0;

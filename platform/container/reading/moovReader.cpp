@@ -11,7 +11,7 @@ namespace {
 
 using qvs::util::ByteReader;
 
-/// A full box whose times have 32 bits in version 0 and 64 in version 1.
+/// A full box whose dates and durations have 32 bits in version 0 and 64 in version 1.
 class TimedBox {
  public:
   explicit TimedBox(ByteReader& in) : in_(in), word_(qvs::util::readVersionAndFlags(in)) {
@@ -43,11 +43,11 @@ void readTkhd(ByteReader& in, Track& track) {
   track.created = box.time();
   track.modified = box.time();
   track.id = in.u32();
-  in.skip(4);
-  box.time();  // the duration in the movie's timescale; `mdhd` has it in the track's
-  in.skip(8 + 2 + 2);
+  in.skip(4);          // reserved
+  box.time();          // the duration in the movie's timescale; `mdhd` has it in the track's
+  in.skip(8 + 2 + 2);  // reserved, layer, alternate group
   track.volume = fromFixed(in.i16(), 8);
-  in.skip(2 + 36);
+  in.skip(2 + 36);  // reserved, matrix
   track.width = fromFixed(in.u32(), 16);
   track.height = fromFixed(in.u32(), 16);
   demand(track.id != 0, "a track id of 0");
@@ -55,6 +55,7 @@ void readTkhd(ByteReader& in, Track& track) {
 
 void readMdhd(ByteReader& in, Track& track) {
   TimedBox box(in);
+  // The dates of the `tkhd` are those of the track; these are the same.
   box.time();
   box.time();
   track.timescale = in.u32();
@@ -64,23 +65,24 @@ void readMdhd(ByteReader& in, Track& track) {
 }
 
 void readHdlr(ByteReader& in, Track& track) {
-  in.skip(4 + 4);
+  in.skip(4 + 4);  // version and flags, a reserved field
   track.handler = in.u32();
   in.skip(12);
   track.handlerName.clear();
   while (in.remaining() > 0) {
     const std::uint8_t c = in.u8();
-    if (c == 0) return;
+    if (c == 0) return;  // some writers put further bytes after the end of the name
     track.handlerName.push_back(static_cast<char>(c));
   }
 }
 
+/// The count is passed on to whoever asks for it; samples of such a table are not read.
 void readStsz(ByteReader& in, Track& track) {
   in.skip(4 + 4);
   track.sampleCount = in.u32();
 }
 
-/// Needs the handler type.
+/// The form of an entry depends on the handler type, so `hdlr` must have been read.
 void readStsd(LoadedBox& stsd, Track& track) {
   const std::uint32_t count = readBox(stsd, [](ByteReader& in) {
     in.skip(4);
@@ -101,12 +103,13 @@ void readStbl(LoadedBox& stbl, Track& track) {
 }
 
 void readMdia(LoadedBox& mdia, Track& track) {
-  LoadedBox minf;
+  LoadedBox minf;  // read last, since `hdlr` may come after it
   forEachBox(mdia, [&](LoadedBox& box) {
     if (box.type == "mdhd"_4cc) readBox(box, [&](ByteReader& in) { readMdhd(in, track); });
     if (box.type == "hdlr"_4cc) readBox(box, [&](ByteReader& in) { readHdlr(in, track); });
     if (box.type == "minf"_4cc) minf = box;
   });
+  // Checked here and not while reading, since the boxes may come in any order.
   readBox(mdia, [&](ByteReader&) {
     demand(track.timescale != 0, "no `mdhd`");
     demand(track.handler != 0, "no `hdlr`");
@@ -139,12 +142,14 @@ std::shared_ptr<Track> readTrak(LoadedBox& trak) {
   return track;
 }
 
+/// The samples of a fragment are read without the `trex`, so its defaults must be those that a recorder writes.
 void readTrex(ByteReader& in) {
   constexpr std::uint32_t kDefaults[] = {1, 0, 0, 0};
   in.skip(4 + 4);
   for (const std::uint32_t value : kDefaults) demand(in.u32() == value, "defaults other than 1, 0, 0, 0");
 }
 
+/// Fragments name their track by its id.
 void checkIds(const Movie& movie) {
   std::vector<std::uint32_t> ids;
   for (const auto& track : movie.tracks) ids.push_back(track->id);

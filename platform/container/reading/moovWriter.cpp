@@ -15,6 +15,7 @@ using qvs::util::BoxScope;
 using qvs::util::ByteWriter;
 using qvs::util::narrow;
 
+/// ISO/IEC 14496-12, 8.4.2.3: each letter is stored as its difference to this one.
 constexpr char kLanguageBase = 0x60;
 /// `dref`: the media are in this file.
 constexpr std::uint32_t kSelfContained = 1;
@@ -23,6 +24,7 @@ bool fits32(std::uint64_t value) {
   return value <= std::numeric_limits<std::uint32_t>::max();
 }
 
+/// Version 1 has 64-bit times. Version 0 is preferred, since some players read nothing else.
 std::uint8_t versionFor(std::uint64_t created, std::uint64_t modified, std::uint64_t duration) {
   return fits32(created) && fits32(modified) && fits32(duration) ? 0 : 1;
 }
@@ -36,11 +38,13 @@ void writeTime(ByteWriter& out, std::uint8_t version, std::uint64_t time) {
   }
 }
 
+/// No rotation or scaling (8.2.2.2).
 void writeUnityMatrix(ByteWriter& out) {
   constexpr std::uint32_t kOne = 0x00010000;
   for (const std::uint32_t value : {kOne, 0U, 0U, 0U, kOne, 0U, 0U, 0U, 0x40000000U}) out.u32(value);
 }
 
+/// `iso6` has the offsets that count from the `moof` and the `tfdt`; the others let older players try.
 void writeFtyp(ByteWriter& out) {
   BoxScope ftyp(out, "ftyp"_4cc);
   out.u32("iso6"_4cc);
@@ -60,7 +64,7 @@ void writeMvhd(ByteWriter& out, const Movie& movie) {
   out.zeros(2 + 8);
   writeUnityMatrix(out);
   out.zeros(24);
-  out.u32(narrow<std::uint32_t>(movie.tracks.size() + 1));
+  out.u32(narrow<std::uint32_t>(movie.tracks.size() + 1));  // the next free track id
 }
 
 void writeTkhd(ByteWriter& out, const Track& track, const Movie& movie) {
@@ -80,6 +84,7 @@ void writeTkhd(ByteWriter& out, const Track& track, const Movie& movie) {
   out.u32(toFixed<std::uint32_t>(track.height, 16));
 }
 
+/// The hint track names the tracks whose samples its tags contain (8.3.3).
 void writeTref(ByteWriter& out, const Track& track) {
   if (track.hintedTracks.empty()) return;
   BoxScope tref(out, "tref"_4cc);
@@ -144,6 +149,7 @@ void writeStbl(ByteWriter& out, const Track& track) {
     out.u32(narrow<std::uint32_t>(track.descriptions.size()));
     for (const auto& description : track.descriptions) writeSampleEntry(out, *description);
   }
+  // The sample tables are mandatory, but all samples are in fragments, so they are empty.
   for (const FourCC type : {"stts"_4cc, "stsc"_4cc, "stsz"_4cc, "stco"_4cc}) {
     BoxScope table(out, type, 0, 0);
     if (type == "stsz"_4cc) out.u32(0);  // the size that all samples share
@@ -164,6 +170,7 @@ void writeTrak(ByteWriter& out, const Track& track, const Movie& movie) {
   writeStbl(out, track);
 }
 
+/// The box that announces fragments (8.8.1). Each `tfhd` has its own defaults, so those here are 1, 0, 0, 0.
 void writeMvex(ByteWriter& out, const Movie& movie) {
   BoxScope mvex(out, "mvex"_4cc);
   for (const auto& track : movie.tracks) {

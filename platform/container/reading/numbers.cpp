@@ -8,7 +8,7 @@ namespace krvo::container {
 
 std::uint64_t rescale(std::uint64_t value, std::uint32_t from, std::uint32_t to) {
   if (from == to) return value;
-  // Whole seconds and the rest apart: neither product of the second part passes 64 bits.
+  // Whole seconds and the rest are converted separately, so that no product of the rest exceeds 64 bits.
   const std::uint64_t seconds = value / from;
   const std::uint64_t rest = (value % from * to + from / 2) / from;
   if (seconds > (std::numeric_limits<std::uint64_t>::max() - rest) / to) {

@@ -14,6 +14,7 @@ constexpr std::uint16_t kDataReference = 1;
 /// Bytes of a field of `VisualSampleEntry` that is left empty.
 constexpr std::size_t kCompressorNameSize = 32;
 
+/// A data track has no further fields.
 void writeFormat(ByteWriter&, std::monostate) {}
 
 void writeFormat(ByteWriter& out, const VideoFormat& format) {
@@ -35,7 +36,7 @@ void writeFormat(ByteWriter& out, const AudioFormat& format) {
   out.u16(format.channels);
   out.u16(format.bitsPerSample);
   out.zeros(2 + 2);
-  // Decoders take a rate that does not fit from the codec header.
+  // A rate that does not fit the field is left out: decoders take it from the codec header.
   out.u32(format.sampleRate < kBeyondEntry ? toFixed<std::uint32_t>(format.sampleRate, 16) : 0);
 }
 
@@ -62,7 +63,7 @@ VideoFormat readVideoFormat(ByteReader& in) {
 
 AudioFormat readAudioFormat(ByteReader& in) {
   AudioFormat format;
-  // Version 1 has the same fields; that of another format has more of them.
+  // Versions 0 and 1 have the same fields here. In another container format, version 2 has more.
   if (in.u16() > 1) throw qvs::util::MalformedInput("unknown version of an audio entry");
   in.skip(6);
   format.channels = in.u16();
