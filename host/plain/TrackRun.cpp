@@ -11,6 +11,7 @@ namespace host {
 using namespace krvo::container;
 using qvs::util::ByteReader;
 using qvs::util::ByteWriter;
+using qvs::util::operator""_4cc;
 
 TrackRun::TrackRun(ByteReader payload, const SampleDefaults& defaults) {
   const auto word = qvs::util::readVersionAndFlags(payload);
