@@ -12,13 +12,11 @@
 
 #include "bench/allocationCount.h"
 #include "imo/imo.h"
+#include "util/tagHeader.h"
 
 namespace bench {
 namespace {
 
-constexpr std::uint8_t kAudio = 8;
-constexpr std::uint8_t kVideo = 9;
-constexpr std::uint8_t kData = 18;
 constexpr std::uint32_t kFragmentMs = 4000;
 
 std::string toNative(std::string path) {
@@ -109,10 +107,10 @@ class Recording {
     if (adaptor_->open(&host, "\\dev\\shm\\k2rbench", kOpenRecord, nullptr, stream_) != kStreamOpened) {
       throw std::runtime_error("cannot open");
     }
-    record(
-        {kData, 0, payload({2, 0, 10, 'o', 'n', 'M', 'e', 't', 'a', 'D', 'a', 't', 'a', 8, 0, 0, 0, 0, 0, 0, 9}, 21)});
-    record({kVideo, 0, payload({0x17, 0, 0, 0, 0, 1, 0x64, 0, 0x1E, 0xFF, 0xE0, 0}, 12)});
-    record({kAudio, 0, payload({0xAF, 0, 0x12, 0x10}, 4)});
+    record({qvs::util::kAmf0DataTag, 0,
+            payload({2, 0, 10, 'o', 'n', 'M', 'e', 't', 'a', 'D', 'a', 't', 'a', 8, 0, 0, 0, 0, 0, 0, 9}, 21)});
+    record({qvs::util::kVideoTag, 0, payload({0x17, 0, 0, 0, 0, 1, 0x64, 0, 0x1E, 0xFF, 0xE0, 0}, 12)});
+    record({qvs::util::kAudioTag, 0, payload({0xAF, 0, 0x12, 0x10}, 4)});
   }
   ~Recording() {
     adaptor_->stopRecord(stream_);
@@ -147,10 +145,11 @@ std::vector<Message> makeFragment(std::size_t videoBitRate) {
   std::vector<Message> messages;
   for (std::uint32_t frame = 0; frame < 100; ++frame) {
     const int frameType = frame % 50 == 0 ? 0x17 : 0x27;
-    messages.push_back({kVideo, frame * 40, payload({frameType, 1, 0, 0, 0}, videoBitRate / 8 / 25)});
+    messages.push_back({qvs::util::kVideoTag, frame * 40, payload({frameType, 1, 0, 0, 0}, videoBitRate / 8 / 25)});
   }
   for (std::uint32_t frame = 0; frame < 172; ++frame) {
-    messages.push_back({kAudio, static_cast<std::uint32_t>(frame * 1024ULL * 1000 / 44100), payload({0xAF, 1}, 371)});
+    messages.push_back(
+        {qvs::util::kAudioTag, static_cast<std::uint32_t>(frame * 1024ULL * 1000 / 44100), payload({0xAF, 1}, 371)});
   }
   std::stable_sort(messages.begin(), messages.end(),
                    [](const Message& a, const Message& b) { return a.timeMs < b.timeMs; });
@@ -165,7 +164,7 @@ std::size_t bytesOf(const std::vector<Message>& messages) {
 
 void measure(benchmark::State& state, const Measured& what) {
   const std::vector<Message> fragment = makeFragment(what.videoBitRate);
-  const std::vector<Message> small(1, {kVideo, 0, payload({0x17, 1, 0, 0, 0}, 100)});
+  const std::vector<Message> small(1, {qvs::util::kVideoTag, 0, payload({0x17, 1, 0, 0, 0}, 100)});
   const std::int64_t bytesBefore = allocationCount().liveBytes;
   Recording recording(what);
   for (int i = 0; i < what.fragmentsBefore; ++i) recording.recordFragment(small);

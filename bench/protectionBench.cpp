@@ -10,7 +10,7 @@
 #include <stdexcept>
 
 #include "bench/BenchRecording.h"
-#include "platform/encryption/issuing.h"
+#include "platform/encryption/krvo_issuing.h"
 
 namespace {
 

@@ -1,5 +1,7 @@
 #include "fragmentation/BoxHeader.h"
 
+#include "util/box.h"
+
 namespace ruvo::k2r {
 
 using namespace qvs::util;
@@ -8,13 +10,9 @@ BoxHeader readBoxHeader(StreamReader& in) {
   BoxHeader header;
   // Nothing is skipped by this size, so no value of it is dangerous here; util/box.h checks sizes for readers in
   // memory.
-  const std::uint64_t size = in.u32();
-  header.type = in.u32();
-  if (size == 1) {
-    header.size = in.u64();
-  } else if (size != 0) {
-    header.size = size;
-  }
+  const SizeAndType front = readSizeAndType(in);
+  header.type = front.type;
+  header.size = front.size;
   if (header.type == "uuid"_4cc) header.uuid = in.bytes(16);
   header.version = in.u8();
   header.flags = in.u24();

@@ -5,16 +5,14 @@
 namespace ruvo::k2r {
 namespace {
 
-// Types of messages after kTagTypeMask, and the frame type in the high four bits of a video payload.
-constexpr std::uint8_t kAudioType = 8;
-constexpr std::uint8_t kVideoType = 9;
+/// The frame type in the high four bits of a video payload.
 constexpr std::byte kKeyFrameType{1};
 
 SampleKind kindOf(std::uint8_t type) {
   switch (type & qvs::util::kTagTypeMask) {
-    case kAudioType:
+    case qvs::util::kAudioTag:
       return SampleKind::Audio;
-    case kVideoType:
+    case qvs::util::kVideoTag:
       return SampleKind::Video;
     default:
       return SampleKind::Data;

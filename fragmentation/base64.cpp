@@ -1,23 +1,18 @@
 #include "fragmentation/base64.h"
 
-#include <algorithm>
+#include <openssl/evp.h>
 
-#include "util/bytes.h"
+#include "util/narrow.h"
 
 namespace ruvo::k2r {
 
 std::string base64Encode(std::span<const std::byte> data) {
-  constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  constexpr std::size_t kGroup = 3;
-  std::string text;
-  text.reserve((data.size() + 2) / kGroup * 4);
-  for (; !data.empty(); data = data.subspan(std::min(data.size(), kGroup))) {
-    const std::size_t count = std::min(data.size(), kGroup);
-    const std::uint64_t bits = qvs::util::loadBigEndian(data.data(), count) << 8 * (kGroup - count);
-    for (const unsigned shift : {18U, 12U, 6U, 0U}) text += kAlphabet[bits >> shift & 63];
-    // A last group of one byte ends in two "=", one of two bytes in one; the characters under them were zero bits.
-    for (std::size_t i = count; i < kGroup; ++i) text[text.size() - kGroup + i] = '=';
-  }
+  // OpenSSL writes four characters for each group of three bytes, and a zero after the last one.
+  std::string text((data.size() + 2) / 3 * 4 + 1, '\0');
+  const int length =
+      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                      reinterpret_cast<const unsigned char*>(data.data()), qvs::util::narrow<int>(data.size()));
+  text.resize(static_cast<std::size_t>(length));
   return text;
 }
 

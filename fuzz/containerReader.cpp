@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fuzz/fuzzing.h"
-#include "platform/container/SegmentReader.h"
+#include "platform/container/reading/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
 #include "util/bytes.h"
 #include "wrappers/k2m/Reader.h"

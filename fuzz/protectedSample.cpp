@@ -6,7 +6,7 @@
 
 #include "fuzz/fuzzing.h"
 #include "platform/encryption/EncryptionChoice.h"
-#include "platform/encryption/unprotect.h"
+#include "platform/encryption/krvo_unprotect.h"
 
 using namespace krvo::encryption;
 

@@ -13,7 +13,7 @@
 #include <system_error>
 
 #include "platform/os/durableFiles.h"
-#include "platform/os/openFlags.h"
+#include "platform/os/fileCalls.h"
 #include "platform/os/paths.h"
 
 namespace host {

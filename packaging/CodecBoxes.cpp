@@ -107,8 +107,12 @@ ByteBuffer makeEsdsBox(std::span<const std::byte> config) {
   return ByteBuffer(out.bytes());
 }
 
+std::span<const std::byte> fromAvcCBox(const ByteBuffer& header) {
+  return fromBox(header, "avcC"_4cc);
+}
+
 std::span<const std::byte> findAvcCBox(const ByteBuffer& header) {
-  const auto found = fromBox(header, "avcC"_4cc);
+  const auto found = fromAvcCBox(header);
   if (found.empty()) return {};
   const std::uint32_t size = ByteReader(found).u32();
   return size < kBoxHeaderSize || size > found.size() ? std::span<const std::byte>() : found.first(size);

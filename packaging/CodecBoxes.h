@@ -45,5 +45,7 @@ std::span<const std::byte> findAacConfig(const qvs::util::ByteBuffer& header);
 /// Returns the bytes from the first `sinf` box to the end, whatever its size field says. A view of `header`; empty if
 /// there is no such box.
 std::span<const std::byte> fromSinfBox(const qvs::util::ByteBuffer& header);
+/// The same from the first `avcC` box.
+std::span<const std::byte> fromAvcCBox(const qvs::util::ByteBuffer& header);
 
 }  // namespace ruvo::k2rpkgutil

@@ -92,8 +92,8 @@ krvo::k2m::Track K2RMediaWriter::addMediaTrack(const K2RTrack& track) {
 void K2RMediaWriter::addHintTrack(std::span<const Track> mediaTracks) {
   auto info = krvo::k2m::makeRecord<K2MTrackInfo>();
   info.handlerType = "hint"_4cc;
-  // Without video the first media track gives the language (docs/decisions.md, "The hint track speaks the language of
-  // the video track").
+  // Without video the first media track gives the language (docs/decisions.md, "The hint track has the language of the
+  // video track").
   const K2MTrackInfo model = (videoTrack_ ? videoTrack_ : mediaTracks.front()).info();
   std::copy(std::begin(model.language), std::end(model.language), info.language);
   info.handlerNameLength = sizeof(kHintHandlerName);
@@ -220,19 +220,19 @@ void K2RMediaWriter::writeMessages(std::span<const NQMessage> messages, std::uin
     // before it stops").
     switch (tagRawType(header)) {
       case kAudioTag:
-      case kAudioTag | kTagFilterBit:
+      case kAudioTag | kTagProtectedBit:
         writeAudio(message, timestamp);
         break;
       case kVideoTag:
-      case kVideoTag | kTagFilterBit:
+      case kVideoTag | kTagProtectedBit:
         // In front of the frame, so that a reader who begins at this fragment has the configuration first.
         if (isKeyFrameTag(header)) writeConfigs(message.time(), timestamp);
         policy_.writeVideoSample(writer_, hintTrack_, videoTrack_, message);
         break;
       case kAmf0DataTag:
-      case kAmf0DataTag | kTagFilterBit:
+      case kAmf0DataTag | kTagProtectedBit:
       case kAmf3DataTag:
-      case kAmf3DataTag | kTagFilterBit:
+      case kAmf3DataTag | kTagProtectedBit:
         policy_.writeDataSample(writer_, hintTrack_, dataTrack_, message);
         break;
       default:

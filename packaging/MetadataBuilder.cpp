@@ -1,10 +1,10 @@
 // Collects the description of a recording, the content of its .meta file, from its tracks. This happens once, when the
 // first segment is begun, so lengths and frame counts are still 0 in it.
 
-#include <algorithm>
 #include <memory>
 #include <sstream>
 
+#include "packaging/CodecBoxes.h"
 #include "packaging/MetadataMessage.h"
 #include "packaging/tagCodec.h"
 #include "util/bytes.h"
@@ -27,15 +27,11 @@ struct AvcConfiguration {
 /// Profile and level of the decoder configuration record (ISO/IEC 14496-15, 5.3.3.1) in the first `avcC` box; zeros if
 /// there is none or it ends before the level. findAvcCBox() passes over a box of a wrong size; here it is an error,
 /// with a status that hosts may know.
-AvcConfiguration readAvcConfiguration(std::span<const std::byte> bytes) {
+AvcConfiguration readAvcConfiguration(const ByteBuffer& codecHeader) {
   constexpr std::size_t kTypeSize = 4;
-  const auto wanted = asBytes("avcC");
-  if (bytes.size() < kTypeSize) return {};
-  const auto searched = bytes.first(bytes.size() - 1);  // The type at the very end has no record behind it.
-  const auto found = std::search(searched.begin(), searched.end(), wanted.begin(), wanted.end());
-  const auto type = static_cast<std::size_t>(found - searched.begin());
-  if (found == searched.end() || type < kTypeSize) return {};
-  ByteReader box(bytes.subspan(type - kTypeSize));
+  const auto found = fromAvcCBox(codecHeader);
+  if (found.size() <= 2 * kTypeSize) return {};  // No record stands behind a type at the very end.
+  ByteReader box(found);
   // remaining() no longer counts the size field itself; kTypeSize stands for its four bytes.
   if (box.u32() > box.remaining() + kTypeSize) throw krvo::k2m::Exception(kInconsistentAvcC);
   box.skip(kTypeSize);
@@ -74,7 +70,7 @@ void addTrack(MetadataSummary& summary, MetadataSummary::Tracks& tracks, const K
   tracks.push_back(std::move(info));
   const FourCC format = descriptor.info->formatCode;
   if (track.handlerType == "vide"_4cc && (isAvcFormat(format) || format == "mp4v"_4cc)) {
-    const AvcConfiguration configuration = readAvcConfiguration(descriptor.codecHeader.bytes());
+    const AvcConfiguration configuration = readAvcConfiguration(descriptor.codecHeader);
     summary.setHasAvc(true);
     summary.setAvcProfile(configuration.profile);
     summary.setAvcLevel(configuration.level);

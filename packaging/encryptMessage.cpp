@@ -49,7 +49,7 @@ NQMessage EncryptedK2RMediaWriterPolicy::encryptMessage(NQMessage message) const
   const std::uint64_t dataSize =
       clear.size() + 1 + filterName.size() + 1 + kParametersSizeWidth + parametersSize + payloadSize;
   // Set, not added: a host may send a type that has the bit already (docs/decisions.md, "The filter bit is set").
-  const auto type = static_cast<std::uint8_t>(tagRawType(message.header()) | kTagFilterBit);
+  const auto type = static_cast<std::uint8_t>(tagRawType(message.header()) | kTagProtectedBit);
   MemoryHolder memory = allocateTag(context_.getArena(), type, dataSize, message.timestamp());
 
   std::byte* to = std::copy(clear.begin(), clear.end(), memory->getData() + kTagHeaderSize);

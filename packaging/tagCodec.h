@@ -9,13 +9,11 @@ namespace ruvo::k2rpkgutil {
 
 using qvs::util::FourCC;
 
-// The kinds of tags, as the type byte says them under kTagTypeMask.
-inline constexpr std::uint8_t kAudioTag = 8;
-inline constexpr std::uint8_t kVideoTag = 9;
-inline constexpr std::uint8_t kAmf3DataTag = 15;
-inline constexpr std::uint8_t kAmf0DataTag = 18;
-/// Set in the type byte of a protected tag.
-inline constexpr std::uint8_t kTagFilterBit = 0x20;
+using qvs::util::kAmf0DataTag;
+using qvs::util::kAmf3DataTag;
+using qvs::util::kAudioTag;
+using qvs::util::kTagProtectedBit;
+using qvs::util::kVideoTag;
 
 // The first data byte. Video: frame type in the high nibble, codec id in the low one. Audio: sound format in the high
 // nibble, then two bits of sample rate, one of sample size, one of channels. Hosts send these numbers and files contain

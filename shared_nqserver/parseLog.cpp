@@ -1,7 +1,7 @@
 #include "shared_nqserver/parseLog.h"
 
 #include "platform/os/durableFiles.h"
-#include "platform/os/programDirectory.h"
+#include "platform/os/paths.h"
 #include "util/bytes.h"
 
 void writeParseLog(const std::vector<std::string>& lines) {

@@ -14,25 +14,25 @@ BoxScope::BoxScope(ByteWriter& out, FourCC type, std::uint8_t version, std::uint
   out.u24(flags);
 }
 
+void writeSizeAndType(ByteWriter& out, FourCC type, std::uint64_t boxSize) {
+  const bool large = boxHeaderSize(boxSize) == 16;
+  out.u32(large ? 1 : static_cast<std::uint32_t>(boxSize));
+  out.u32(type);
+  if (large) out.u64(boxSize);
+}
+
 BoxView nextBox(ByteReader& in) {
-  const std::size_t start = in.position();
   const std::size_t available = in.remaining();
-  std::uint64_t size = in.u32();
-  BoxView box;
-  box.type = in.u32();
-  if (size == 1) {
-    size = in.u64();
-  } else if (size == 0) {
-    size = available;
-  }
-  box.headerSize = static_cast<std::uint32_t>(in.position() - start);
+  const SizeAndType front = readSizeAndType(in);
+  // A stored 64-bit size of 0 is malformed; only in 32 bits does 0 mean "to the end".
+  const bool reachesEnd = front.size == 0 && front.headerSize == 8;
+  const std::uint64_t size = reachesEnd ? available : front.size;
   // Both limits before the subtraction: a smaller size would wrap to a payload of almost 2^64 bytes.
-  if (size < box.headerSize || size > available) {
-    throw MalformedInput(toText(box.type) + ": box size " + std::to_string(size) + " with " +
+  if (size < front.headerSize || size > available) {
+    throw MalformedInput(toText(front.type) + ": box size " + std::to_string(size) + " with " +
                          std::to_string(available) + " bytes left");
   }
-  box.payload = ByteReader(in.bytes(size - box.headerSize));
-  return box;
+  return {front.type, front.headerSize, ByteReader(in.bytes(size - front.headerSize))};
 }
 
 ByteReader openBox(ByteReader& in, FourCC type) {

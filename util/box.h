@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "util/bytes.h"
 
@@ -27,6 +28,44 @@ class BoxScope {
   ByteWriter& out_;
   std::size_t start_;
 };
+
+/// The front of a box as stored: 8 bytes, or 16 with a 64-bit size (ISO/IEC 14496-12, 4.2).
+struct SizeAndType {
+  /// Bytes of the whole box, header included; 0 if the box reaches to the end of what contains it.
+  std::uint64_t size = 0;
+  FourCC type = 0;
+  /// 8 or 16.
+  std::uint32_t headerSize = 8;
+};
+
+/// Reads the front of a box from a ByteReader or a StreamReader. The size is as stored: the caller holds it against
+/// what is there.
+template <typename Reader>
+SizeAndType readSizeAndType(Reader& in) {
+  SizeAndType front;
+  front.size = in.u32();
+  front.type = in.u32();
+  if (front.size == 1) {
+    front.size = in.u64();
+    front.headerSize = 16;
+  }
+  return front;
+}
+
+// Fronts of boxes whose payload is not in memory with them.
+
+/// Bytes of the header of a box of `boxSize` bytes in all.
+inline std::uint32_t boxHeaderSize(std::uint64_t boxSize) {
+  return boxSize <= std::numeric_limits<std::uint32_t>::max() ? 8 : 16;
+}
+
+/// Bytes of a whole box around a payload of that many.
+inline std::uint64_t boxSizeFor(std::uint64_t payload) {
+  return payload + boxHeaderSize(payload + 8);
+}
+
+/// Appends the front of a box of `boxSize` bytes in all.
+void writeSizeAndType(ByteWriter& out, FourCC type, std::uint64_t boxSize);
 
 /// A box in memory, as a view of its bytes: they outlive it.
 struct BoxView {

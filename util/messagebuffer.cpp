@@ -10,14 +10,12 @@ namespace qvs::util {
 namespace {
 
 constexpr std::uint32_t kFirstCapacity = 32768;
-constexpr std::uint8_t kAudio = 8;
-constexpr std::uint8_t kVideo = 9;
 
 std::uint8_t contentOf(std::uint8_t type, bool isEmpty) {
   switch (type & kTagTypeMask) {
-    case kVideo:
+    case kVideoTag:
       return MessageBuffer::kHasVideo;
-    case kAudio:
+    case kAudioTag:
       return isEmpty ? std::uint8_t{0} : MessageBuffer::kHasAudio;
     default:
       return MessageBuffer::kHasOther;

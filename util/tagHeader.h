@@ -13,6 +13,12 @@ namespace qvs::util {
 //     1  u24  size of the data                         8  u24  stream id
 //     4  u24  timestamp, low 24 bits                  11       data, then u32 back pointer: data size + 11
 
+// The kinds of tags, as the type byte gives them under kTagTypeMask.
+inline constexpr std::uint8_t kAudioTag = 8;
+inline constexpr std::uint8_t kVideoTag = 9;
+inline constexpr std::uint8_t kAmf3DataTag = 15;
+inline constexpr std::uint8_t kAmf0DataTag = 18;
+
 inline constexpr std::size_t kTagHeaderSize = 11;
 inline constexpr std::size_t kTagBackPointerSize = 4;
 /// Bytes of a tag without its data.

@@ -8,7 +8,7 @@
 #include <filesystem>
 
 #include "host/errors.h"
-#include "platform/container/SegmentError.h"
+#include "platform/container/reading/SegmentError.h"
 
 namespace host {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/container/Source.h"
+#include "platform/container/reading/Source.h"
 
 namespace host {
 

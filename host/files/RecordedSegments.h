@@ -7,7 +7,7 @@
 #include "fragmentation/AfraIndex.h"
 #include "host/files/FileView.h"
 #include "host/files/RecordingDirectory.h"
-#include "platform/container/SegmentReader.h"
+#include "platform/container/reading/SegmentReader.h"
 
 namespace host {
 

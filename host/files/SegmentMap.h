@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "host/files/FileView.h"
-#include "platform/container/Fragment.h"
-#include "platform/container/boxes.h"
+#include "platform/container/reading/Fragment.h"
+#include "platform/container/reading/boxes.h"
 
 namespace host {
 

@@ -6,7 +6,7 @@
 
 #include "packaging/Message.h"
 #include "packaging/tagCodec.h"
-#include "platform/container/SegmentError.h"
+#include "platform/container/reading/SegmentError.h"
 #include "util/bytes.h"
 #include "util/tagHeader.h"
 
@@ -101,7 +101,7 @@ TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std
   }
   const auto data =
       front.subspan(kTagHeaderSize, std::min<std::size_t>(front.size() - kTagHeaderSize, tag.place.dataSize));
-  tag.isProtected = protectedRecording && (tag.place.rawType & kTagFilterBit) != 0;
+  tag.isProtected = protectedRecording && (tag.place.rawType & kTagProtectedBit) != 0;
   tag.sampleOffset = tag.isProtected ? protectedSampleOffset(tag, data)
                                      : codecHeaderSize(tag.place.rawType, data.data(), tag.place.dataSize);
   tag.backPointer = ByteReader(file.view(tag.place.end() - kTagBackPointerSize, kTagBackPointerSize)).u32();

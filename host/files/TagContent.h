@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "host/files/FileView.h"
-#include "platform/container/Fragment.h"
+#include "platform/container/reading/Fragment.h"
 #include "util/fourcc.h"
 
 namespace host {

@@ -7,7 +7,7 @@
 
 #include "host/errors.h"
 #include "host/files/Malformed.h"
-#include "platform/container/SegmentError.h"
+#include "platform/container/reading/SegmentError.h"
 
 namespace host {
 

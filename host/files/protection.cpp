@@ -1,6 +1,7 @@
 #include "host/files/protection.h"
 
 #include <fmt/format.h>
+#include <openssl/evp.h>
 
 #include <algorithm>
 #include <sstream>
@@ -11,8 +12,9 @@
 #include "host/files/smallFiles.h"
 #include "packaging/ProtectionBox.h"
 #include "packaging/tagCodec.h"
-#include "platform/container/sampleEntryWriter.h"
+#include "platform/container/reading/sampleEntry.h"
 #include "util/bytes.h"
+#include "util/narrow.h"
 #include "util/tagHeader.h"
 
 namespace host {
@@ -57,12 +59,6 @@ std::size_t metadataPlace() {
   return *firstDifference(asBytes(drmMetaImage("a")), asBytes(drmMetaImage("bb"))) - 2;
 }
 
-int sextet(char c) {
-  constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  const auto place = kAlphabet.find(c);
-  return place == std::string_view::npos ? -1 : static_cast<int>(place);
-}
-
 [[noreturn]] void failFilter(std::uint64_t offset, const std::string& reason) {
   throw Malformed(offset, "tag: " + reason);
 }
@@ -102,16 +98,13 @@ std::string readDrmMeta(std::span<const std::byte> bytes) {
 }
 
 std::vector<std::byte> metadataBlock(std::string_view text) {
-  std::vector<std::byte> block;
-  block.reserve(text.size() / 4 * 3);
-  std::uint32_t bits = 0;
-  unsigned count = 0;
-  for (const char c : text.substr(0, text.find('='))) {
-    bits = bits << 6 | static_cast<std::uint32_t>(std::max(sextet(c), 0));
-    if ((count += 6) < 8) continue;
-    count -= 8;
-    block.push_back(static_cast<std::byte>(bits >> count & 0xFF));
-  }
+  std::vector<std::byte> block(text.size() / 4 * 3);
+  const int size =
+      EVP_DecodeBlock(reinterpret_cast<unsigned char*>(block.data()),
+                      reinterpret_cast<const unsigned char*>(text.data()), qvs::util::narrow<int>(text.size()));
+  // OpenSSL decodes the padding, too, as zero bits.
+  const auto padding = std::min<std::size_t>(static_cast<std::size_t>(std::ranges::count(text, '=')), 2);
+  block.resize(std::max(static_cast<std::size_t>(std::max(size, 0)), padding) - padding);
   // Whatever is wrong with a text, it is not what the block would be written as.
   if (text.empty() || ruvo::k2r::base64Encode(block) != text) throw Malformed(0, "metadata: no Base64");
   return block;

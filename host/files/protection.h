@@ -11,7 +11,7 @@
 
 #include "host/files/FileView.h"
 #include "host/files/TagContent.h"
-#include "platform/container/Movie.h"
+#include "platform/container/reading/Movie.h"
 
 namespace host {
 

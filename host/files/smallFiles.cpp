@@ -10,7 +10,7 @@
 #include "fragmentation/BootstrapWriter.h"
 #include "host/errors.h"
 #include "host/files/Malformed.h"
-#include "platform/container/SegmentError.h"
+#include "platform/container/reading/SegmentError.h"
 #include "platform/os/durableFiles.h"
 #include "util/bytes.h"
 

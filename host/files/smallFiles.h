@@ -9,8 +9,8 @@
 
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapInfo.h"
-#include "platform/container/Source.h"
-#include "platform/container/boxes.h"
+#include "platform/container/reading/Source.h"
+#include "platform/container/reading/boxes.h"
 
 namespace host {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/container/Movie.h"
+#include "platform/container/reading/Movie.h"
 
 namespace host {
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/input/AvTrack.h"
+#include "util/tagHeader.h"
 
 namespace host {
 
@@ -14,7 +15,7 @@ class AacTrack : public AvTrack {
  public:
   AacTrack(const AVStream& stream, Log& log);
 
-  std::uint8_t messageType() const override { return 8; }
+  std::uint8_t messageType() const override { return qvs::util::kAudioTag; }
   bool prepare(AVPacket& packet) override;
   std::span<const std::byte> sequenceHeader() const override { return sequenceHeader_; }
   void writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, std::int32_t compositionMs) const override;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/errors.h"
+#include "util/tagHeader.h"
 
 namespace host {
 namespace {
@@ -14,7 +15,6 @@ namespace {
 using Clock = InputWatch::Clock;
 using std::chrono::milliseconds;
 
-constexpr std::uint8_t kScriptData = 18;
 /// Video and audio.
 constexpr std::size_t kMaxTracks = 2;
 
@@ -91,7 +91,7 @@ void AvInput::queue(SourceFrame source) {
 void AvInput::emit(const QueuedFrame& frame) {
   if (!baseMs_) {
     baseMs_ = earliestMs_ = frame.times.dtsMs;
-    outbox_.emplace_back(kScriptData, startMs_, metadata());
+    outbox_.emplace_back(qvs::util::kAmf0DataTag, startMs_, metadata());
   }
   constexpr std::int64_t kMaxComposition = 0x7FFFFF;
   const std::uint32_t timeMs = messageTime(frame.times.dtsMs);

@@ -14,6 +14,7 @@
 #include "host/input/LeadingFrames.h"
 #include "host/input/avObjects.h"
 #include "host/input/streamChoice.h"
+#include "util/tagHeader.h"
 
 namespace host {
 
@@ -55,7 +56,7 @@ class AvSource {
   AvSource(const std::string& url, const InputOptions& options, Log& log, const StopSignal& stop);
 
   std::size_t trackCount() const { return tracks_.size(); }
-  bool isVideo(std::size_t track) const { return tracks_[track].converter->messageType() == 9; }
+  bool isVideo(std::size_t track) const { return tracks_[track].converter->messageType() == qvs::util::kVideoTag; }
   const AVCodecParameters& codec(std::size_t track) const { return *streamOf(track).codecpar; }
   /// The sequence header with which the track begins; empty where there is none, or not yet.
   std::span<const std::byte> firstHeader(std::size_t track) const { return tracks_[track].firstHeader; }

@@ -4,6 +4,7 @@
 
 #include "host/input/AvTrack.h"
 #include "host/input/avcConfig.h"
+#include "util/tagHeader.h"
 
 namespace host {
 
@@ -14,7 +15,7 @@ class AvcTrack : public AvTrack {
  public:
   AvcTrack(const AVCodecParameters& codec, Log& log);
 
-  std::uint8_t messageType() const override { return 9; }
+  std::uint8_t messageType() const override { return qvs::util::kVideoTag; }
   bool prepare(AVPacket& packet) override;
   std::span<const std::byte> sequenceHeader() const override { return sequenceHeader_; }
   void writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, std::int32_t compositionMs) const override;

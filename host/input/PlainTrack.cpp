@@ -1,10 +1,9 @@
 #include "host/input/PlainTrack.h"
 
+#include "util/tagHeader.h"
+
 namespace host {
 namespace {
-
-constexpr std::uint8_t kAudio = 8;
-constexpr std::uint8_t kVideo = 9;
 
 // The audio byte: format in the high 4 bits, then rate, sample size and channels.
 constexpr unsigned kMp3 = 2;
@@ -25,7 +24,7 @@ unsigned rateBits(int rate) {
 
 PlainHeader audioHeader(unsigned format, unsigned rate, bool stereo) {
   const unsigned byte = format << 4 | rate | kSamplesOf16Bits | (stereo ? kStereo : 0);
-  return {.messageType = kAudio, .codecByte = static_cast<std::uint8_t>(byte), .adjustment = {}};
+  return {.messageType = qvs::util::kAudioTag, .codecByte = static_cast<std::uint8_t>(byte), .adjustment = {}};
 }
 
 PlainHeader nellymoserHeader(int rate, bool stereo) {
@@ -46,11 +45,11 @@ std::optional<PlainHeader> plainHeader(const AVCodecParameters& codec) {
   const bool stereo = codec.ch_layout.nb_channels == 2;
   switch (codec.codec_id) {
     case AV_CODEC_ID_FLV1:
-      return PlainHeader{.messageType = kVideo, .codecByte = 2, .adjustment = {}};
+      return PlainHeader{.messageType = qvs::util::kVideoTag, .codecByte = 2, .adjustment = {}};
     case AV_CODEC_ID_VP6F:
-      return PlainHeader{.messageType = kVideo, .codecByte = 4, .adjustment = vp6Adjustment(codec)};
+      return PlainHeader{.messageType = qvs::util::kVideoTag, .codecByte = 4, .adjustment = vp6Adjustment(codec)};
     case AV_CODEC_ID_VP6A:
-      return PlainHeader{.messageType = kVideo, .codecByte = 5, .adjustment = vp6Adjustment(codec)};
+      return PlainHeader{.messageType = qvs::util::kVideoTag, .codecByte = 5, .adjustment = vp6Adjustment(codec)};
     case AV_CODEC_ID_MP3:
       return audioHeader(kMp3, rateBits(codec.sample_rate), stereo);
     case AV_CODEC_ID_NELLYMOSER:
@@ -67,7 +66,7 @@ void PlainTrack::writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, 
   constexpr unsigned kKeyFrame = 0x10;
   constexpr unsigned kOtherFrame = 0x20;
   const bool key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
-  const unsigned frameType = header_.messageType == kVideo ? (key ? kKeyFrame : kOtherFrame) : 0;
+  const unsigned frameType = header_.messageType == qvs::util::kVideoTag ? (key ? kKeyFrame : kOtherFrame) : 0;
   out.u8(static_cast<std::uint8_t>(header_.codecByte | frameType));
   if (header_.adjustment) out.u8(*header_.adjustment);
   out.bytes(payloadOf(packet));

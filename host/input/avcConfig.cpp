@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <optional>
 
+#include "util/RbspReader.h"
 #include "util/bytes.h"
 
 namespace host {
 namespace {
 
+using qvs::util::RbspReader;
 using Sets = std::map<unsigned, std::vector<std::byte>>;
 
 // Of what the record has room for; set numbers end there, too (ITU-T H.264, 7.4.2.1.1 and 7.4.2.2).
@@ -16,47 +18,6 @@ constexpr unsigned kMaxPictureSets = 255;
 /// Header byte, profile, compatibility and level.
 constexpr std::size_t kMinSequenceSetSize = 4;
 constexpr std::size_t kRecordHeaderSize = 5;
-
-/// Bits of a NAL unit, most significant first, without its emulation prevention bytes (ITU-T H.264, 7.4.1). Behind the
-/// end come zeros.
-class NalBits {
- public:
-  explicit NalBits(NalUnit unit) {
-    int zeros = 0;
-    for (const std::byte value : unit) {
-      if (zeros >= 2 && value == std::byte{3}) {
-        zeros = 0;
-        continue;
-      }
-      zeros = value == std::byte{0} ? zeros + 1 : 0;
-      bytes_.push_back(std::to_integer<unsigned>(value));
-    }
-  }
-
-  unsigned bit() {
-    if (position_ >= 8 * bytes_.size()) return 0;
-    const unsigned value = bytes_[position_ / 8] >> (7 - position_ % 8) & 1;
-    ++position_;
-    return value;
-  }
-  unsigned bits(int count) {
-    unsigned value = 0;
-    while (count-- > 0) value = value << 1 | bit();
-    return value;
-  }
-  /// ue(v) (ITU-T H.264, 9.1); nothing for a code of more than 32 bits, which no field here needs.
-  std::optional<unsigned> exponentialGolomb() {
-    int zeros = 0;
-    while (bit() == 0) {
-      if (++zeros > 15) return std::nullopt;
-    }
-    return (1U << zeros) - 1 + bits(zeros);
-  }
-
- private:
-  std::vector<unsigned> bytes_;
-  std::size_t position_ = 0;
-};
 
 bool hasChromaFormat(unsigned profile) {
   constexpr unsigned kProfiles[] = {44, 83, 86, 100, 110, 118, 122, 128, 134, 135, 138, 139, 144, 244};
@@ -72,12 +33,12 @@ struct PictureFormat {
 
 PictureFormat readPictureFormat(NalUnit sequenceSet) {
   constexpr unsigned kSeparateColours = 3;
-  NalBits bits(sequenceSet.subspan(kMinSequenceSetSize));
-  bits.exponentialGolomb();  // The set's number.
-  const auto chromaFormat = bits.exponentialGolomb();
+  RbspReader bits(sequenceSet.subspan(kMinSequenceSetSize));
+  bits.unsignedGolomb();  // The set's number.
+  const auto chromaFormat = bits.unsignedGolomb();
   if (chromaFormat == kSeparateColours) bits.bit();
-  const auto luma = bits.exponentialGolomb();
-  const auto chroma = bits.exponentialGolomb();
+  const auto luma = bits.unsignedGolomb();
+  const auto chroma = bits.unsignedGolomb();
   if (!chromaFormat || !luma || !chroma || *chromaFormat > 3 || *luma > 7 || *chroma > 7) return {};
   return {*chromaFormat, *luma, *chroma};
 }
@@ -85,7 +46,7 @@ PictureFormat readPictureFormat(NalUnit sequenceSet) {
 /// Takes a set whose number stands behind `headerSize` bytes.
 void take(Sets& sets, NalUnit unit, std::size_t headerSize, unsigned maxCount) {
   if (unit.size() <= headerSize || unit.size() > 0xFFFF) return;
-  const auto number = NalBits(unit.subspan(headerSize)).exponentialGolomb();
+  const auto number = RbspReader(unit.subspan(headerSize)).unsignedGolomb();
   if (number && *number < maxCount) sets[*number].assign(unit.begin(), unit.end());
 }
 

@@ -19,7 +19,7 @@
 #include "host/inspect/describeTagStream.h"
 #include "host/inspect/overviewText.h"
 #include "host/inspect/scriptJson.h"
-#include "platform/container/SegmentError.h"
+#include "platform/container/reading/SegmentError.h"
 
 namespace host {
 

@@ -2,7 +2,8 @@
 
 #include "host/files/Malformed.h"
 #include "host/files/protection.h"
-#include "platform/encryption/unprotect.h"
+#include "host/output.h"
+#include "platform/encryption/krvo_unprotect.h"
 
 namespace host {
 namespace {
@@ -15,7 +16,7 @@ Json describeSigned(const krvo::encryption::SignedMetadata& metadata) {
           {"licenseServerUrl", statement.licenseServerUrl},
           {"policyBytes", std::move(policyBytes)},
           {"signer", metadata.signer},
-          {"signerFingerprint", metadata.signerFingerprint}};
+          {"signerFingerprint", hexText(metadata.signerFingerprint)}};
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "host/output.h"
-#include "platform/container/Movie.h"
+#include "platform/container/reading/Movie.h"
 
 namespace host {
 

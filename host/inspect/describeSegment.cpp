@@ -10,8 +10,8 @@
 #include "host/inspect/describeProtection.h"
 #include "host/inspect/describeSmallFiles.h"
 #include "host/inspect/scriptJson.h"
-#include "platform/container/SegmentError.h"
-#include "platform/container/SegmentReader.h"
+#include "platform/container/reading/SegmentError.h"
+#include "platform/container/reading/SegmentReader.h"
 #include "util/fourcc.h"
 
 namespace host {

@@ -1,14 +1,11 @@
 #include "host/keys/keySet.h"
 
 #include <fmt/format.h>
-#include <openssl/rand.h>
 
 #include "host/Settings.h"
 #include "host/errors.h"
 #include "host/output.h"
-#include "platform/encryption/SampleCipher.h"
-#include "platform/encryption/StatusError.h"
-#include "platform/encryption/issuing.h"
+#include "platform/encryption/krvo_issuing.h"
 #include "util/bytes.h"
 
 namespace host {
@@ -23,12 +20,6 @@ constexpr int kDaysGood = 3650;
 constexpr const char* kPolicy =
     "A policy is whatever the license server understands; the recorder only binds it to the key.\n"
     "play: anyone\n";
-
-Secret randomBytes(std::size_t size) {
-  Secret bytes(size);
-  requireOpenssl(RAND_bytes(raw(bytes.bytes().data()), static_cast<int>(size)) == 1);
-  return bytes;
-}
 
 std::string randomText(std::size_t bytes) {
   return hexText(randomBytes(bytes).bytes());
@@ -95,7 +86,7 @@ void makeKeySet(NewFiles& files) {
   const std::string settings = settingsText(files, password);
   checkPaths(files, settings);
   try {
-    files.write("common.key", randomBytes(kKeySize).bytes(), Access::kOwner);
+    files.write("common.key", generateContentKey().bytes(), Access::kOwner);
     writeKeyPair(files, "license-server", "k2r trial license server", KeyType::kRsa2048);
     writeKeyPair(files, "transport", "k2r trial transport", KeyType::kEcP256);
     writeCredential(files, password);

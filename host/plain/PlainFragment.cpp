@@ -7,9 +7,8 @@
 
 #include "host/plain/TrackRun.h"
 #include "host/plain/plainHeader.h"
-#include "platform/container/FragmentPlan.h"
-#include "platform/container/boxHeader.h"
-#include "platform/container/boxes.h"
+#include "platform/container/reading/boxes.h"
+#include "platform/container/reading/fragmentFlags.h"
 #include "util/box.h"
 #include "util/narrow.h"
 
@@ -80,11 +79,12 @@ class FragmentMaker {
     }
     std::sort(insertions_.begin(), insertions_.end());
     const BoxSpan& mdat = fragment_.boxes.mdat;
-    const std::uint64_t mdatSize = boxSizeFor(mdat.payloadSize() + insertions_.size() * plain_.inserted.size());
+    const std::uint64_t mdatSize =
+        qvs::util::boxSizeFor(mdat.payloadSize() + insertions_.size() * plain_.inserted.size());
     moveOffsets(mdatSize);
     ByteWriter out;
     writeMoof(out);
-    writeBoxHeader(out, "mdat"_4cc, mdatSize);
+    writeSizeAndType(out, "mdat"_4cc, mdatSize);
     plain_.boxes = out.take();
     cutStretches();
     return std::move(plain_);
@@ -169,7 +169,7 @@ class FragmentMaker {
     const FragmentBoxes& boxes = fragment_.boxes;
     ByteWriter measured;
     writeMoof(measured);
-    const std::uint64_t front = measured.size() + boxHeaderSize(mdatSize);
+    const std::uint64_t front = measured.size() + qvs::util::boxHeaderSize(mdatSize);
     for (PlainTraf& traf : trafs_) {
       for (TrackRun& run : traf.runs) {
         const std::uint64_t inFile = boxes.moof.offset + static_cast<std::uint64_t>(run.dataOffset());

@@ -5,9 +5,9 @@
 #include <map>
 #include <vector>
 
-#include "platform/container/Fragment.h"
-#include "platform/container/Movie.h"
-#include "platform/container/Source.h"
+#include "platform/container/reading/Fragment.h"
+#include "platform/container/reading/Movie.h"
+#include "platform/container/reading/Source.h"
 
 namespace host {
 

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "host/files/RecordingDirectory.h"
-#include "platform/container/Fragment.h"
-#include "platform/container/Movie.h"
+#include "platform/container/reading/Fragment.h"
+#include "platform/container/reading/Movie.h"
 
 namespace host {
 

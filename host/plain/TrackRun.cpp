@@ -2,7 +2,7 @@
 
 #include <bit>
 
-#include "platform/container/FragmentPlan.h"
+#include "platform/container/reading/fragmentFlags.h"
 #include "util/box.h"
 #include "util/narrow.h"
 
@@ -11,12 +11,7 @@ namespace host {
 using namespace krvo::container;
 using qvs::util::ByteReader;
 using qvs::util::ByteWriter;
-
-namespace {
-
-constexpr std::uint32_t kEachSample = kTrunDurations | kTrunSizes | kTrunSampleFlags | kTrunCompositionOffsets;
-
-}  // namespace
+using qvs::util::operator""_4cc;
 
 TrackRun::TrackRun(ByteReader payload, const SampleDefaults& defaults) {
   const auto word = qvs::util::readVersionAndFlags(payload);
@@ -25,7 +20,7 @@ TrackRun::TrackRun(ByteReader payload, const SampleDefaults& defaults) {
   const std::uint32_t count = payload.u32();
   if ((flags_ & kTrunDataOffset) != 0) dataOffset_ = payload.i32();
   if ((flags_ & kTrunFirstSampleFlags) != 0) firstSampleFlags_ = payload.u32();
-  payload.need(4ULL * count * static_cast<unsigned>(std::popcount(flags_ & kEachSample)));
+  payload.need(4ULL * count * static_cast<unsigned>(std::popcount(flags_ & kTrunSampleFields)));
   samples_.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     Sample sample{.duration = defaults.duration, .size = defaults.size};

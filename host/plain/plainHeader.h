@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/container/Movie.h"
+#include "platform/container/reading/Movie.h"
 
 namespace host {
 

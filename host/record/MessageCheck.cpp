@@ -30,7 +30,7 @@ bool isSkipped(const RefMessage& message) {
 /// the codecs that have a sample entry; 8 kHz MP3 has no code of its own and is stored all the same.
 bool isStored(const RefMessage& message) {
   using namespace ruvo::k2rpkgutil;
-  if ((qvs::util::tagRawType(message.header()) & ~(qvs::util::kTagTypeMask | kTagFilterBit)) != 0) return false;
+  if ((qvs::util::tagRawType(message.header()) & ~(qvs::util::kTagTypeMask | kTagProtectedBit)) != 0) return false;
   return message.formatCode() != 0 || (message.isAudio() && highNibble(message.firstByte()) == kMp3At8kHzAudio);
 }
 

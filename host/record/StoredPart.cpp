@@ -10,8 +10,8 @@
 #include "host/files/RecordingDirectory.h"
 #include "host/files/inFile.h"
 #include "host/files/tracks.h"
-#include "platform/container/SegmentError.h"
-#include "platform/container/boxes.h"
+#include "platform/container/reading/SegmentError.h"
+#include "platform/container/reading/boxes.h"
 #include "util/tagHeader.h"
 
 namespace host {

@@ -8,7 +8,7 @@
 #include "host/files/FileView.h"
 #include "host/files/inFile.h"
 #include "host/files/smallFiles.h"
-#include "platform/container/fragmentReader.h"
+#include "platform/container/reading/fragmentReader.h"
 #include "platform/os/durableFiles.h"
 
 namespace host {

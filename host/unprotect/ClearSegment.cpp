@@ -5,20 +5,21 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "host/errors.h"
 #include "host/files/SegmentMap.h"
 #include "host/files/inFile.h"
 #include "host/files/protection.h"
 #include "host/files/tracks.h"
-#include "host/unprotect/SegmentFile.h"
+#include "host/unprotect/NewSegmentFile.h"
 #include "packaging/Message.h"
 #include "packaging/tagCodec.h"
-#include "platform/container/SegmentError.h"
-#include "platform/container/SegmentReader.h"
-#include "platform/container/SegmentWriter.h"
-#include "platform/container/StatusError.h"
+#include "platform/container/reading/SegmentError.h"
+#include "platform/container/reading/SegmentReader.h"
+#include "platform/container/reading/moovWriter.h"
 #include "util/tagHeader.h"
+#include "wrappers/k2m/Exception.h"
 #include "wrappers/k2m/Writer.h"
 #include "wrappers/k2m/records.h"
 
@@ -50,13 +51,12 @@ Bytes readBytes(FileView& file, std::uint64_t offset, std::size_t size) {
   return bytes;
 }
 
-/// The library's view of bytes that it gives back when it has done with them.
-OwnedData owned(Bytes bytes) {
+/// The container library's view of bytes that it gives back when it has done with them.
+KrvoK2MDataBuffer handOver(Bytes bytes) {
   auto held = std::make_unique<Bytes>(std::move(bytes));
   const auto* const data = held->data();
-  const auto buffer = krvo::k2m::makeDataBuffer(
+  return krvo::k2m::makeDataBuffer(
       data, held.release(), [](void* context) { const std::unique_ptr<Bytes> done(static_cast<Bytes*>(context)); });
-  return OwnedData(&buffer);
 }
 
 /// What the first bytes of a clear tag say; `place` is that of the protected one.
@@ -69,12 +69,6 @@ TagContent contentOf(const Bytes& tag, const StoredTag& place) {
   return content;
 }
 
-/// The track that a clear tag is a sample of; null for a configuration, which the hint track alone has.
-const krvo::container::Track* mediaTrack(const Movie& movie, const TagContent& tag) {
-  if (tag.isSequenceHeader()) return nullptr;
-  return findTrack(movie, tag.isVideo() ? "vide"_4cc : tag.isAudio() ? "soun"_4cc : "meta"_4cc);
-}
-
 /// The format that protection data give a track is not under their signature, but the tags tell it, too.
 void requireFormat(const krvo::container::Track& track, const TagContent& tag) {
   const FourCC told = track.descriptions.empty() ? 0 : track.descriptions.front()->formatCode;
@@ -83,77 +77,118 @@ void requireFormat(const krvo::container::Track& track, const TagContent& tag) {
                      fmt::format("a tag of {} in a track of {}", toText(tag.formatCode()), toText(told)));
 }
 
+/// Makes the header of the new file, which the container library then continues: its tracks keep every field that way.
+void writeHeader(const Movie& movie, std::uint64_t moovOffset, NewSegmentFile& target) {
+  const auto isEmpty = [](const auto& track) { return track->descriptions.empty(); };
+  if (movie.tracks.empty() || std::any_of(movie.tracks.begin(), movie.tracks.end(), isEmpty)) {
+    throw SegmentError(moovOffset, "`moov` without a track, or with a track without a sample description");
+  }
+  ByteWriter header;
+  krvo::container::writeHeader(header, movie);
+  target.write(header.bytes().data(), header.size());
+}
+
+/// A new file has no remains of a crash that the library could warn of.
+class NoWarnings final : public krvo::k2m::WarningHandler {
+ public:
+  std::uint32_t warning(std::uint32_t) override { return 0; }
+};
+
 class SegmentCopy {
  public:
-  SegmentCopy(FileView& file, const std::string& name, SegmentFile& target, krvo::encryption::SampleDecipher& decipher)
-      : file_(file),
-        name_(name),
-        reader_(file),
-        writer_(std::make_unique<Stream>(krvo::k2m::makeCallBacks(target)), allocator_.callBacks(),
-                SegmentState{.movie = clearMovie(reader_.movie())}),
-        decipher_(decipher) {}
+  SegmentCopy(FileView& file, const std::string& name, krvo::encryption::SampleDecipher& decipher)
+      : file_(file), name_(name), reader_(file), movie_(clearMovie(reader_.movie())), decipher_(decipher) {}
 
-  std::map<std::uint64_t, std::uint64_t> run(const std::set<std::uint64_t>& positions) {
+  /// Writes the file and returns where each fragment has moved to.
+  std::map<std::uint64_t, std::uint64_t> run(const std::set<std::uint64_t>& positions, NewSegmentFile& target) {
+    writeHeader(movie_, reader_.moov().offset, target);
+    NoWarnings warnings;
+    const krvo::k2m::Allocator allocator;
+    krvo::k2m::K2RWriter writer(target, warnings, allocator, 0);
+    tracks_ = writer.k2mWriter().tracks();
     std::map<std::uint64_t, std::uint64_t> moved;
-    std::uint64_t begin = writer_.startFragment();
+    std::uint64_t begin = writer.startFragment();
     for (const std::uint64_t position : positions) {
-      copyFragment(reader_.readFragment(position));
+      const Fragment fragment = reader_.readFragment(position);
+      copyFragment(writer, fragment);
       moved.emplace(position, begin);
-      begin = writer_.startFragment();
+      begin = writer.startFragment();
     }
-    // A segment that was not ended goes on without its table.
-    if (mapSegment(file_, positions).randomAccess() != nullptr) writer_.finish();
+    end_ = begin;
     return moved;
   }
 
+  /// Of the last fragment in the new file.
+  std::uint64_t end() const { return end_; }
+
  private:
-  void copyFragment(const Fragment& fragment) {
-    const auto size = static_cast<std::uint32_t>(fragment.abstBody.size());
-    writer_.beginContent(owned(fragment.abstBody), size);
+  void copyFragment(krvo::k2m::K2RWriter& writer, const Fragment& fragment) {
+    writer.addAbst(fragment.abstBody);
     const krvo::container::Track* const hint = findTrack(reader_.movie(), "hint"_4cc);
-    const auto told = std::find_if(fragment.tracks.begin(), fragment.tracks.end(),
-                                   [hint](const auto& track) { return hint != nullptr && track.trackId == hint->id; });
+    const auto hintPart = std::find_if(fragment.tracks.begin(), fragment.tracks.end(), [hint](const auto& track) {
+      return hint != nullptr && track.trackId == hint->id;
+    });
     const auto tags = reader_.readTags(fragment);
     // A fragment whose messages are all of a codec that is not written has no tag, and no track fragment at all.
-    const std::size_t toldTags = told == fragment.tracks.end() ? 0 : told->samples.size();
-    if (toldTags != tags.size()) {
+    const std::size_t hintSamples = hintPart == fragment.tracks.end() ? 0 : hintPart->samples.size();
+    if (hintSamples != tags.size()) {
       throw SegmentError(fragment.boxes.moof.offset, "a hint track that does not tell of each tag");
     }
     std::set<std::uint64_t> indexed;
     for (const AccessPoint& point : fragment.accessPoints) indexed.insert(fragment.boxes.afra.offset + point.offset);
     for (std::size_t i = 0; i < tags.size(); ++i) {
-      copyTag(tags[i], told->samples[i].decodeTime, indexed.contains(tags[i].offset));
+      copyTag(writer, tags[i], hintPart->samples[i].decodeTime, indexed.contains(tags[i].offset));
     }
   }
 
-  void copyTag(const StoredTag& place, std::uint64_t time, bool isIndexed) {
+  void copyTag(krvo::k2m::K2RWriter& writer, const StoredTag& place, std::uint64_t time, bool isIndexed) {
     const TagContent stored = readTag(file_, place.offset, place.end() - place.offset, place.end(), true);
     Bytes bytes = clearTag(file_, stored, decipher_, name_);
     const TagContent tag = contentOf(bytes, place);
-    const krvo::container::Track* const track = mediaTrack(writer_.movie(), tag);
-    if (track != nullptr && (tag.isVideo() || tag.isAudio())) requireFormat(*track, tag);
+    const std::size_t hint = *placeOf("hint"_4cc);
+    const auto media = mediaTrack(tag);
+    if (media && (tag.isVideo() || tag.isAudio())) requireFormat(*movie_.tracks[*media], tag);
 
-    auto info = krvo::k2m::makeRecord<K2MSampleInfo>();
-    info.length = narrow<std::uint32_t>(bytes.size());
-    info.time = time;
-    info.timescale = findTrack(writer_.movie(), "hint"_4cc)->timescale;
-    info.sampleType = "hint"_4cc;
-    info.flags = tag.isKeyFrame() ? 1 : 0;
+    auto info = krvo::k2m::makeRecord<K2MHintInfo>();
+    info.sample.length = narrow<std::uint32_t>(bytes.size());
+    info.sample.time = time;
+    info.sample.timescale = movie_.tracks[hint]->timescale;
+    info.sample.sampleType = "hint"_4cc;
+    info.sample.flags = tag.isKeyFrame() ? 1 : 0;
     const auto dataSize = static_cast<std::uint32_t>(bytes.size() - kTagOverhead);
     const auto codecHeader =
         ruvo::k2rpkgutil::codecHeaderSize(tag.place.rawType, bytes.data() + kTagHeaderSize, dataSize);
-    K2MMediaRange media{};
-    media.offset = static_cast<std::uint32_t>(kTagHeaderSize) + codecHeader;
-    media.length = dataSize - codecHeader;
-    writer_.addTag(owned(std::move(bytes)), *findTrack(writer_.movie(), "hint"_4cc), track, info, media, isIndexed);
+    info.media.offset = static_cast<std::uint32_t>(kTagHeaderSize) + codecHeader;
+    info.media.length = dataSize - codecHeader;
+    const KrvoK2MDataBuffer data = handOver(std::move(bytes));
+    if (media) {
+      writer.addHintSample(tracks_[hint], tracks_[*media], data, info, isIndexed);
+    } else {
+      writer.addSampleWithAfra(tracks_[hint], data, info.sample, isIndexed);
+    }
+  }
+
+  /// The track that a clear tag is a sample of; none for a configuration, which the hint track alone has.
+  std::optional<std::size_t> mediaTrack(const TagContent& tag) const {
+    if (tag.isSequenceHeader()) return std::nullopt;
+    return placeOf(tag.isVideo() ? "vide"_4cc : tag.isAudio() ? "soun"_4cc : "meta"_4cc);
+  }
+
+  /// The place of the first track of that handler type, in the movie as among the handles.
+  std::optional<std::size_t> placeOf(FourCC handler) const {
+    for (std::size_t i = 0; i < movie_.tracks.size(); ++i) {
+      if (movie_.tracks[i]->handler == handler) return i;
+    }
+    return std::nullopt;
   }
 
   FileView& file_;
   const std::string& name_;
   SegmentReader reader_;
-  krvo::k2m::Allocator allocator_;
-  SegmentWriter writer_;
+  Movie movie_;
   krvo::encryption::SampleDecipher& decipher_;
+  std::vector<krvo::k2m::Track> tracks_;
+  std::uint64_t end_ = 0;
 };
 
 }  // namespace
@@ -180,7 +215,7 @@ Bytes clearTag(FileView& file, const TagContent& tag, krvo::encryption::SampleDe
   Bytes bytes(dataSize + kTagOverhead);
   const auto behindFront = std::copy(front.begin(), front.end(), bytes.begin());
   std::copy(payload.begin(), payload.end(), behindFront);
-  bytes.front() &= ~std::byte{ruvo::k2rpkgutil::kTagFilterBit};
+  bytes.front() &= ~std::byte{ruvo::k2rpkgutil::kTagProtectedBit};
   setTagDataSize(bytes.data(), dataSize);
   writeTagBackPointer(bytes.data() + kTagHeaderSize + dataSize, dataSize);
   return bytes;
@@ -190,11 +225,16 @@ std::map<std::uint64_t, std::uint64_t> writeClearSegment(const std::string& from
                                                          const std::set<std::uint64_t>& positions,
                                                          krvo::encryption::SampleDecipher& decipher) {
   FileView file(from);
-  SegmentFile target(to);
+  NewSegmentFile target(to);
   return inFile(from, [&] {
     try {
-      return SegmentCopy(file, from, target, decipher).run(positions);
-    } catch (const StatusError& error) {
+      SegmentCopy copy(file, from, decipher);
+      auto moved = copy.run(positions, target);
+      // The writer has ended the file with a table. A segment that was not ended continues without one.
+      const bool ended = mapSegment(file, positions).randomAccess() != nullptr;
+      target.close(ended ? std::nullopt : std::optional(copy.end()));
+      return moved;
+    } catch (const krvo::k2m::Exception& error) {
       throw CommandError(fmt::format("'{}' cannot be written: container status {}", to, error.status()));
     }
   });

@@ -8,7 +8,7 @@
 
 #include "host/files/FileView.h"
 #include "host/files/TagContent.h"
-#include "platform/encryption/unprotect.h"
+#include "platform/encryption/krvo_unprotect.h"
 
 namespace host {
 

@@ -8,7 +8,7 @@
 #include "host/files/inFile.h"
 #include "host/files/protection.h"
 #include "host/files/smallFiles.h"
-#include "platform/container/SegmentReader.h"
+#include "platform/container/reading/SegmentReader.h"
 
 namespace host {
 namespace {

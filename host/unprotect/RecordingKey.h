@@ -3,7 +3,7 @@
 #include <string>
 
 #include "host/files/RecordingDirectory.h"
-#include "platform/encryption/unprotect.h"
+#include "platform/encryption/krvo_unprotect.h"
 
 namespace host {
 

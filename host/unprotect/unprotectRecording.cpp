@@ -12,6 +12,7 @@
 #include "host/errors.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/files/smallFiles.h"
+#include "host/output.h"
 #include "host/recordingFiles.h"
 #include "host/unprotect/ClearSegment.h"
 #include "host/unprotect/RecordingKey.h"
@@ -147,7 +148,7 @@ ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log) {
   if (from.empty()) throw CommandError(fmt::format("'{}' holds no recording", options.directory));
   const RecordingKey opened = openRecordingKey(from, *licenseServerKey);
   log.note(fmt::format("content '{}', signed by {}, certificate {}", opened.metadata.content.statement.contentId,
-                       opened.metadata.signer, opened.metadata.signerFingerprint));
+                       opened.metadata.signer, hexText(opened.metadata.signerFingerprint)));
 
   krvo::encryption::SampleDecipher decipher(opened.key.bytes());
   const platform::os::PrivateFiles ownerOnly;  // What was protected is for the owner alone, from its first byte.

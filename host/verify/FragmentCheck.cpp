@@ -8,9 +8,9 @@
 #include "host/verify/moofForm.h"
 #include "host/verify/sampleCheck.h"
 #include "host/verify/tagCheck.h"
-#include "platform/container/SegmentError.h"
-#include "platform/container/fragmentReader.h"
-#include "platform/container/moofReader.h"
+#include "platform/container/reading/SegmentError.h"
+#include "platform/container/reading/fragmentReader.h"
+#include "platform/container/reading/moofReader.h"
 
 namespace host {
 

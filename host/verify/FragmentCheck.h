@@ -10,8 +10,8 @@
 #include "host/files/TagContent.h"
 #include "host/verify/BaseTimes.h"
 #include "host/verify/Findings.h"
-#include "platform/container/Fragment.h"
-#include "platform/container/Movie.h"
+#include "platform/container/reading/Fragment.h"
+#include "platform/container/reading/Movie.h"
 
 namespace host {
 

@@ -14,7 +14,7 @@
 #include "host/verify/FragmentCheck.h"
 #include "host/verify/accessCheck.h"
 #include "host/verify/segmentHeader.h"
-#include "platform/container/SegmentError.h"
+#include "platform/container/reading/SegmentError.h"
 
 namespace host {
 

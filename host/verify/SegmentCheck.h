@@ -10,7 +10,7 @@
 #include "host/verify/Findings.h"
 #include "host/verify/FragmentChain.h"
 #include "host/verify/IndexFile.h"
-#include "platform/container/Movie.h"
+#include "platform/container/reading/Movie.h"
 
 namespace host {
 

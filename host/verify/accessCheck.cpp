@@ -6,8 +6,8 @@
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
 #include "host/verify/tagCheck.h"
-#include "platform/container/SegmentError.h"
-#include "platform/container/mfraReader.h"
+#include "platform/container/reading/RandomAccessTable.h"
+#include "platform/container/reading/SegmentError.h"
 #include "util/bytes.h"
 
 namespace host {
@@ -94,7 +94,7 @@ class EntryWalk {
 /// Whether the box can be read. An append rebuilds one that cannot from the fragments, so that is less than damage.
 bool isTable(FileView& file, const krvo::container::BoxSpan& mfra) {
   try {
-    krvo::container::readMfra(file, mfra);
+    krvo::container::RandomAccessTable(file, mfra);
     return true;
   } catch (const krvo::container::SegmentError&) {
     return false;

@@ -2,7 +2,7 @@
 
 #include "fragmentation/AfraIndex.h"
 #include "host/verify/FragmentCheck.h"
-#include "platform/container/RandomAccessTable.h"
+#include "platform/container/reading/RandomAccessTable.h"
 
 namespace host {
 

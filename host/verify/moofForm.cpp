@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "platform/container/FragmentPlan.h"
-#include "platform/container/boxes.h"
+#include "platform/container/reading/boxes.h"
+#include "platform/container/reading/fragmentFlags.h"
 
 namespace host {
 

@@ -10,7 +10,7 @@
 #include "host/files/protection.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
-#include "platform/encryption/unprotect.h"
+#include "platform/encryption/krvo_unprotect.h"
 
 namespace host {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "host/verify/FragmentCheck.h"
 #include "host/verify/SegmentCheck.h"
-#include "platform/container/Movie.h"
+#include "platform/container/reading/Movie.h"
 
 namespace host {
 

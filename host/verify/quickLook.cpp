@@ -15,9 +15,9 @@
 #include "host/verify/bootstrapForm.h"
 #include "host/verify/bootstrapHistory.h"
 #include "host/verify/sideFiles.h"
-#include "platform/container/SegmentError.h"
-#include "platform/container/SegmentReader.h"
-#include "platform/container/fragmentReader.h"
+#include "platform/container/reading/SegmentError.h"
+#include "platform/container/reading/SegmentReader.h"
+#include "platform/container/reading/fragmentReader.h"
 
 namespace host {
 namespace {

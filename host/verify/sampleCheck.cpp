@@ -83,8 +83,8 @@ class TrackComparison {
                std::size_t index) {
     if (expected == found || reported_[field]) return;
     reported_[field] = true;
-    out_.damage(sample.toldAt, fmt::format("{} track: sample {}: {}: expected {}, found {}", track_, index + 1, name,
-                                           expected, found));
+    out_.damage(sample.fieldsOffset, fmt::format("{} track: sample {}: {}: expected {}, found {}", track_, index + 1,
+                                                 name, expected, found));
   }
 
   const FileFindings& out_;
@@ -120,7 +120,7 @@ void checkTrack(SegmentContext& segment, const FragmentContent& content, const T
   }
   TrackComparison(out, name).run(expected, own->samples);
   if (expected.size() == 1 && own->samples.size() == 1 && !mayLast(segment, track.id, own->samples.front())) {
-    out.damage(own->samples.front().toldAt,
+    out.damage(own->samples.front().fieldsOffset,
                fmt::format("{} track: duration of its only sample: found {}", name, own->samples.front().duration));
   }
 }

@@ -7,9 +7,9 @@
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
 #include "host/verify/protectionCheck.h"
-#include "platform/container/SegmentError.h"
-#include "platform/container/moovReader.h"
-#include "platform/container/moovWriter.h"
+#include "platform/container/reading/SegmentError.h"
+#include "platform/container/reading/moovReader.h"
+#include "platform/container/reading/moovWriter.h"
 
 namespace host {
 

@@ -3,7 +3,7 @@
 #include "host/files/FileView.h"
 #include "host/files/SegmentMap.h"
 #include "host/verify/Findings.h"
-#include "platform/container/Movie.h"
+#include "platform/container/reading/Movie.h"
 
 namespace host {
 

@@ -8,7 +8,7 @@
 #include "host/verify/protectionCheck.h"
 #include "packaging/CodecBoxes.h"
 #include "packaging/tagCodec.h"
-#include "platform/container/SegmentError.h"
+#include "platform/container/reading/SegmentError.h"
 #include "util/tagHeader.h"
 
 namespace host {
@@ -68,7 +68,7 @@ class TagChecker {
                                               "confirms either; the rest of the mdat cannot be read",
                                               own, sample.size));
     }
-    out_.damage(sample.toldAt,
+    out_.damage(sample.fieldsOffset,
                 fmt::format("hint sample of the tag at {}: size: expected {}, found {}", offset_, own, sample.size));
     return own;
   }
@@ -91,7 +91,7 @@ class TagChecker {
 bool isTagType(std::uint8_t rawType) {
   constexpr std::uint8_t kTypes[] = {kAudioTag, kVideoTag, kAmf3DataTag, kAmf0DataTag};
   return std::any_of(std::begin(kTypes), std::end(kTypes),
-                     [rawType](std::uint8_t type) { return rawType == type || rawType == (type | kTagFilterBit); });
+                     [rawType](std::uint8_t type) { return rawType == type || rawType == (type | kTagProtectedBit); });
 }
 
 const Track* trackOf(const SegmentContext& segment, const TagContent& tag) {

@@ -15,41 +15,43 @@ std::size_t chunksFor(std::uint64_t bytes) {
 
 void GatherWriter::add(std::span<const std::byte> piece) {
   if (piece.empty()) return;
-  if (!runs_.empty()) {
-    auto& last = runs_.back().bytes;
+  if (!spans_.empty()) {
+    auto& last = spans_.back().bytes;
+    // The queue cuts messages from large blocks, so neighbours in a fragment often touch in memory.
     if (last.data() + last.size() == piece.data()) {
       last = {last.data(), last.size() + piece.size()};
       return;
     }
   }
-  runs_.push_back({piece, false});
+  spans_.push_back({piece, false});
 }
 
 void GatherWriter::write(Stream& stream, std::uint64_t position) {
-  chooseDirectRuns();
-  for (auto run = runs_.begin(); run != runs_.end();) {
+  chooseDirectSpans();
+  for (auto span = spans_.begin(); span != spans_.end();) {
     const auto end =
-        run->direct ? run + 1 : std::find_if(run, runs_.end(), [](const Run& next) { return next.direct; });
-    position = writeStretch(stream, position, {run, end});
-    run = end;
+        span->direct ? span + 1 : std::find_if(span, spans_.end(), [](const Span& next) { return next.direct; });
+    position = writeStretch(stream, position, {span, end});
+    span = end;
   }
   clear();
 }
 
-std::uint64_t GatherWriter::writeStretch(Stream& stream, std::uint64_t position, std::span<const Run> stretch) {
+std::uint64_t GatherWriter::writeStretch(Stream& stream, std::uint64_t position, std::span<const Span> stretch) {
   const auto put = [&stream, &position](std::span<const std::byte> bytes) {
     stream.write(position, bytes);
     position += bytes.size();
   };
+  // Nothing to gather: a single span is written from where it is.
   if (stretch.size() == 1) {
     put(stretch.front().bytes);
     return position;
   }
   std::uint64_t size = 0;
-  for (const Run& run : stretch) size += run.bytes.size();
+  for (const Span& span : stretch) size += span.bytes.size();
   staging_.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(size, StagingBuffer::kCapacity)));
-  for (const Run& run : stretch) {
-    for (auto left = run.bytes; !left.empty();) {
+  for (const Span& span : stretch) {
+    for (auto left = span.bytes; !left.empty();) {
       left = left.subspan(staging_.append(left));
       if (!staging_.full()) continue;
       put(staging_.bytes());
@@ -61,23 +63,24 @@ std::uint64_t GatherWriter::writeStretch(Stream& stream, std::uint64_t position,
 }
 
 void GatherWriter::clear() noexcept {
-  clearRetained(runs_);
+  clearRetained(spans_);
   clearRetained(candidates_);
   staging_.trim();
 }
 
-void GatherWriter::chooseDirectRuns() {
-  for (std::size_t i = 0; i < runs_.size(); ++i) {
-    // One that fills a chunk alone never adds a write worth a copy.
-    runs_[i].direct = runs_[i].bytes.size() >= StagingBuffer::kCapacity;
-    if (!runs_[i].direct && runs_[i].bytes.size() >= kMinDirectBytes) candidates_.push_back(i);
+void GatherWriter::chooseDirectSpans() {
+  for (std::size_t i = 0; i < spans_.size(); ++i) {
+    // A span that fills a chunk by itself takes a write anyway, so copying it would only cost time.
+    spans_[i].direct = spans_[i].bytes.size() >= StagingBuffer::kCapacity;
+    if (!spans_[i].direct && spans_[i].bytes.size() >= kMinDirectBytes) candidates_.push_back(i);
   }
   const std::size_t tries = std::min(candidates_.size(), kWriteBudget);
   std::partial_sort(candidates_.begin(), candidates_.begin() + static_cast<std::ptrdiff_t>(tries), candidates_.end(),
-                    [this](std::size_t a, std::size_t b) { return runs_[a].bytes.size() > runs_[b].bytes.size(); });
+                    [this](std::size_t a, std::size_t b) { return spans_[a].bytes.size() > spans_[b].bytes.size(); });
+  // Largest first: each direct span saves its bytes of copying, and may split gathered ones into one write more.
   std::size_t writes = writeCount();
   for (std::size_t i = 0; i < tries; ++i) {
-    Run& candidate = runs_[candidates_[i]];
+    Span& candidate = spans_[candidates_[i]];
     candidate.direct = true;
     const std::size_t withIt = writeCount();
     candidate.direct = withIt <= std::max(writes, kWriteBudget);
@@ -88,9 +91,9 @@ void GatherWriter::chooseDirectRuns() {
 std::size_t GatherWriter::writeCount() const {
   std::size_t count = 0;
   std::uint64_t gathered = 0;
-  for (const Run& run : runs_) {
-    if (!run.direct) {
-      gathered += run.bytes.size();
+  for (const Span& span : spans_) {
+    if (!span.direct) {
+      gathered += span.bytes.size();
       continue;
     }
     count += chunksFor(gathered) + 1;

@@ -9,37 +9,43 @@
 
 namespace krvo::container {
 
-/// Writes many pieces of memory, one behind another, in few writes. Pieces whose memory touches are one run. The
-/// largest runs go to the stream from where they are, as long as that keeps to kWriteBudget writes; the others are
-/// gathered in chunks of up to StagingBuffer::kCapacity bytes.
+/// Writes many pieces of memory, one after another in the file, in few writes. Pieces that touch in memory form one
+/// span. Spans from StagingBuffer::kCapacity on, and the largest of the others as far as kWriteBudget allows, are
+/// written from where they are; smaller ones are copied together into chunks of up to that capacity. Belongs to one
+/// thread.
 class GatherWriter {
  public:
+  /// Writes of a fragment above which a span is rather copied.
   static constexpr std::size_t kWriteBudget = 4;
-  /// A shorter run costs less to copy than to write.
+  /// Bytes of a span from which on it may be worth a write; a shorter one is cheaper to copy.
   static constexpr std::size_t kMinDirectBytes = std::size_t{64} << 10;
 
   /// `allocator` outlives the writer.
   explicit GatherWriter(const KrvoK2MAllocatorCallBacks& allocator) : staging_(allocator) {}
 
-  /// A view; the bytes stay in place until they are written or cleared.
+  /// Appends a piece. A view: its bytes stay in place until write() or clear() returns.
   void add(std::span<const std::byte> piece);
-  /// Writes what was added, from `position` on. Throws StatusError for a failed write, and std::bad_alloc.
+  /// Writes all pieces from `position` in the file on, then forgets them. Throws StatusError for a failed write, and
+  /// std::bad_alloc; the pieces are then still there, for clear().
   void write(Stream& stream, std::uint64_t position);
+  /// Forgets all pieces, and gives memory beyond kRetainedBytes back.
   void clear() noexcept;
 
  private:
-  struct Run {
+  /// A stretch of memory, written alone if `direct`.
+  struct Span {
     std::span<const std::byte> bytes;
     bool direct = false;
   };
 
-  void chooseDirectRuns();
-  /// Writes a direct run, or runs that are gathered; answers the position behind them.
-  std::uint64_t writeStretch(Stream& stream, std::uint64_t position, std::span<const Run> stretch);
+  void chooseDirectSpans();
+  /// Writes one direct span, or several gathered ones. Returns the position after them.
+  std::uint64_t writeStretch(Stream& stream, std::uint64_t position, std::span<const Span> stretch);
+  /// Writes that the present choice of direct spans takes.
   std::size_t writeCount() const;
 
-  std::vector<Run> runs_;
-  /// Places in `runs_`.
+  std::vector<Span> spans_;
+  /// Indices in `spans_` of the spans that may be written directly.
   std::vector<std::size_t> candidates_;
   StagingBuffer staging_;
 };

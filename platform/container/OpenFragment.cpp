@@ -8,7 +8,7 @@
 namespace krvo::container {
 
 void OpenFragment::begin(OwnedData abst, std::uint32_t abstLength) {
-  clear();
+  clear();  // an attempt that broke off may have added tags, which its caller adds again
   abst_ = std::move(abst);
   abstLength_ = abstLength;
   begun_ = true;
@@ -16,13 +16,14 @@ void OpenFragment::begin(OwnedData abst, std::uint32_t abstLength) {
 
 void OpenFragment::add(Tag tag, const Samples& samples) {
   const std::size_t lastTrack = samples.media ? std::max(samples.hint.track, samples.media->track) : samples.hint.track;
+  // Room in all lists first, so that a tag is in all of them or in none.
   if (samples_.size() <= lastTrack) samples_.resize(lastTrack + 1);
   auto& hintSamples = samples_[samples.hint.track];
   growForOne(hintSamples);
   if (samples.media) growForOne(samples_[samples.media->track]);
   growForOne(accessPoints_);
   growForOne(tags_);
-  // From here on nothing fails.
+  // From here on nothing throws.
   const auto moved = [this](auto part) {
     part.offset += bytes_;
     return part;

@@ -6,14 +6,15 @@
 #include <vector>
 
 #include "platform/container/OwnedData.h"
+#include "platform/container/reading/Fragment.h"
 
 namespace krvo::container {
 
-/// A sample of a track as the fragment's boxes will tell it.
+/// A sample of a track, as the boxes of the fragment will describe it.
 struct Sample {
   /// Decode time, in the track's timescale.
   std::uint64_t time = 0;
-  /// Of the first byte, from the start of the first tag.
+  /// Offset of its first byte, from the start of the first tag.
   std::uint64_t offset = 0;
   /// Bytes.
   std::uint32_t size = 0;
@@ -22,50 +23,44 @@ struct Sample {
   bool sync = false;
 };
 
-/// A stored tag, held by reference.
+/// A stored tag. Owns a reference to the caller's bytes, not a copy.
 struct Tag {
   OwnedData data;
+  /// Bytes.
   std::uint32_t length = 0;
 
   std::span<const std::byte> bytes() const { return {data.data(), length}; }
 };
 
-/// A sample that an index may lead to.
-struct AccessPoint {
-  /// Milliseconds.
-  std::uint64_t time = 0;
-  /// Of the tag, from the start of the first one.
-  std::uint64_t offset = 0;
-};
-
-/// What has been added to the fragment that is open, in the order of its tags. Holds each buffer until it is cleared;
-/// keeps its lists from one fragment to the next.
+/// The content of the fragment that is being collected, in the order of its tags. Keeps a reference to each buffer
+/// until clear(), which gives it back once. Belongs to one thread; keeps its lists from one fragment to the next.
 class OpenFragment {
  public:
-  /// A sample and the place of its track in the movie.
+  /// A sample and the index of its track in the movie.
   struct TrackSample {
     std::size_t track = 0;
     Sample sample;
   };
-  /// What a tag is made of.
+  /// What a tag adds: a hint sample, and at most one media sample and one access point.
   struct Samples {
     TrackSample hint;
     std::optional<TrackSample> media;
     std::optional<AccessPoint> accessPoint;
   };
 
-  /// Begins with the body of its `abst`; what an earlier attempt had added is given back.
+  /// Begins the content with the body of the `abst`. The buffers of an earlier attempt are given back.
   void begin(OwnedData abst, std::uint32_t abstLength);
-  /// Adds a tag; offsets in `samples` are counted from its start. Adds nothing when it throws.
+  /// Adds a tag. Offsets in `samples` count from its start. Throws std::bad_alloc, and then has added nothing.
   void add(Tag tag, const Samples& samples);
+  /// Gives all buffers back.
   void clear() noexcept;
 
   bool begun() const { return begun_; }
   std::span<const std::byte> abst() const { return {abst_.data(), abstLength_}; }
   std::span<const Tag> tags() const { return tags_; }
-  /// Of all tags.
+  /// Bytes of all tags.
   std::uint64_t bytes() const { return bytes_; }
-  /// By the place of the track in the movie; empty for a track without samples.
+  /// `track` is an index in the movie. Empty for a track without samples.
   std::span<const Sample> samplesOf(std::size_t track) const;
   std::span<const AccessPoint> accessPoints() const { return accessPoints_; }
 

@@ -7,13 +7,21 @@
 
 namespace krvo::container {
 
-/// Bytes that a caller handed over, given back once by its own free function when this goes.
+/// Bytes that a caller handed over. They are given back once, by the caller's own free function, when this is
+/// destroyed. The entries make one before they check anything else, so that a call that fails gives the bytes back,
+/// too.
 class OwnedData {
  public:
   OwnedData() = default;
-  /// Takes over what `record` holds. A null pointer or a record of the wrong size holds nothing that could be given
-  /// back; the result is then not valid().
-  explicit OwnedData(const KrvoK2MDataBuffer* record);
+  /// Takes over the bytes of `record`. A null pointer, or a record of the wrong size, has no free function that could
+  /// be trusted; the result is then not valid() and gives nothing back.
+  explicit OwnedData(const KrvoK2MDataBuffer* record) {
+    if (record == nullptr || record->size != sizeof(KrvoK2MDataBuffer)) return;
+    data_ = static_cast<const std::byte*>(record->data);
+    context_ = record->context;
+    free_ = record->free;
+    valid_ = true;
+  }
   OwnedData(OwnedData&& other) noexcept { swap(other); }
   OwnedData& operator=(OwnedData&& other) noexcept {
     OwnedData(std::move(other)).swap(*this);
@@ -27,7 +35,12 @@ class OwnedData {
   const std::byte* data() const { return data_; }
 
  private:
-  void swap(OwnedData& other) noexcept;
+  void swap(OwnedData& other) noexcept {
+    std::swap(data_, other.data_);
+    std::swap(context_, other.context_);
+    std::swap(free_, other.free_);
+    std::swap(valid_, other.valid_);
+  }
 
   const std::byte* data_ = nullptr;
   void* context_ = nullptr;

@@ -14,6 +14,7 @@ std::optional<WalkedSample> SampleWalk::next() {
   }
   const StoredSample& sample = fragment_.samples[next_];
   const auto& descriptions = track_->descriptions;
+  // The number comes from the file; the iterator must not lead outside the list.
   if (sample.description == 0 || sample.description > descriptions.size()) {
     throw SegmentError(fragment_.offset, "`tfhd`: a sample description that the track does not have");
   }
@@ -25,6 +26,7 @@ bool SampleWalk::readOn() {
   SegmentReader& reader = segment_->reader;
   const auto box = reader.boxAt(offset_);
   if (!box) return false;
+  // A fragment begins with its `afra`. Other boxes between fragments, such as `free`, have no samples.
   if (box->type != "afra"_4cc) {
     offset_ = box->end();
     return true;

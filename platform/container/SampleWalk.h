@@ -5,12 +5,13 @@
 #include <memory>
 #include <optional>
 
-#include "platform/container/SegmentReader.h"
 #include "platform/container/Stream.h"
+#include "platform/container/reading/SegmentReader.h"
 
 namespace krvo::container {
 
-/// A segment that is read through the caller's stream.
+/// A segment that is read through the caller's stream. Shared by a reader, its iterators and their samples; the stream
+/// is released with the last of them.
 struct StoredSegment {
   explicit StoredSegment(const KrvoK2MIOStreamCallBacks& callBacks) : stream(callBacks), reader(stream) {}
 
@@ -18,7 +19,7 @@ struct StoredSegment {
   SegmentReader reader;
 };
 
-/// A sample that a walk came to, with what it takes to describe and to read it.
+/// A sample that a walk has reached, with everything needed to describe and to read it.
 struct WalkedSample {
   std::shared_ptr<StoredSegment> segment;
   std::shared_ptr<const Track> track;
@@ -26,21 +27,21 @@ struct WalkedSample {
   StoredSample stored;
 };
 
-/// Goes through the samples of one track, in the order of the fragments. Has one fragment in memory.
+/// Iterates over the samples of one track, in the order of the fragments. One fragment is in memory at a time.
 class SampleWalk {
  public:
   SampleWalk(std::shared_ptr<StoredSegment> segment, std::shared_ptr<const Track> track);
 
-  /// None behind the last one. Throws SegmentError for what is not of its form; the walk then stays in front of it.
+  /// Nothing after the last one. Throws SegmentError for a malformed box or fragment; the walk then stays before it.
   std::optional<WalkedSample> next();
 
  private:
-  /// Goes on to the next box, and takes the samples of a fragment. False at the end of the file.
+  /// Reads the next box at the top level, and keeps the samples if it begins a fragment. False at the end of the file.
   bool readOn();
 
   std::shared_ptr<StoredSegment> segment_;
   std::shared_ptr<const Track> track_;
-  /// Of the next box at the top level, in the file.
+  /// Offset in the file of the next box at the top level.
   std::uint64_t offset_;
   TrackFragment fragment_;
   std::size_t next_ = 0;

@@ -4,13 +4,13 @@
 #include <limits>
 #include <utility>
 
-#include "platform/container/StatusError.h"
-#include "platform/container/boxHeader.h"
 #include "platform/container/fragmentBoxes.h"
-#include "platform/container/limits.h"
-#include "platform/container/moovWriter.h"
+#include "platform/container/reading/boxes.h"
+#include "platform/container/reading/moovWriter.h"
 #include "platform/container/retention.h"
+#include "platform/container/status.h"
 #include "platform/container/tagSamples.h"
+#include "util/box.h"
 #include "util/narrow.h"
 
 namespace krvo::container {
@@ -22,10 +22,11 @@ using qvs::util::narrow;
 constexpr std::uint64_t kMinBoxSize = 8;
 constexpr std::uint64_t kMaxBoxHeader = 16;
 
-/// Appends the header of a `free` box over what is left of the old bytes, which end at `leftoverEnd`; nothing where
-/// none are left. The box may be a few bytes longer than these.
+/// Appends the header of a `free` box that covers old bytes from `from` to `leftoverEnd`, or nothing if there are none.
+/// Readers then find whole boxes up to the end of the file. The box may reach a few bytes beyond the old ones, since it
+/// has at least a header.
 void writeCover(ByteWriter& out, std::uint64_t from, std::uint64_t leftoverEnd) {
-  if (leftoverEnd > from) writeBoxHeader(out, "free"_4cc, std::max(leftoverEnd - from, kMinBoxSize));
+  if (leftoverEnd > from) writeSizeAndType(out, "free"_4cc, std::max(leftoverEnd - from, kMinBoxSize));
 }
 
 }  // namespace
@@ -75,7 +76,7 @@ void SegmentWriter::addTag(OwnedData data, const Track& hintTrack, const Track* 
     require(!mediaTrack->isHint());
     const std::size_t index = indexOf(*mediaTrack);
     const Sample sample = mediaSample(*mediaTrack, tag.bytes(), info, media);
-    // Players refuse a sample of no bytes.
+    // A message that is only its codec header has no sample: players refuse samples of 0 bytes.
     if (sample.size != 0) samples.media = {index, sample};
   }
   if (randomAccess) samples.accessPoint = accessPoint(info);
@@ -88,7 +89,7 @@ void SegmentWriter::finish() {
   try {
     writeTable();
   } catch (...) {
-    // A part of it must not stay behind the last fragment.
+    // Half a table must not remain after the last fragment: an append would take it for the remains of a crash.
     boxes_.clear();
     coverLeftover();
     throw;
@@ -96,21 +97,24 @@ void SegmentWriter::finish() {
 }
 
 void SegmentWriter::writeTable() {
-  // Also where it has no entry, as in a segment of fragments without samples: by its table a segment is known as ended.
+  // A table without entries is written, too, as in a segment whose fragments have no samples: a segment with a table is
+  // known to have ended.
   if (state_.randomAccess) state_.randomAccess->write(boxes_, state_.movie);
-  // Old bytes behind it would hide the `mfra` from readers, which look for it at the end of the file.
+  // Readers look for the `mfra` at the end of the file, and old bytes after it would hide it. The file cannot be cut
+  // off through the stream, so the table goes to the end and a `free` box fills the gap.
   const std::uint64_t leftover = std::max(stream_->size(), state_.end) - state_.end;
   const std::uint64_t gap = leftover > boxes_.size() ? std::max(leftover - boxes_.size(), kMinBoxSize) : 0;
   stream_->write(state_.end + gap, boxes_.bytes());
   if (gap == 0) return;
   boxes_.clear();
-  writeBoxHeader(boxes_, "free"_4cc, gap);
+  writeSizeAndType(boxes_, "free"_4cc, gap);
   stream_->write(state_.end, boxes_.bytes());
 }
 
 void SegmentWriter::writeHeader() {
   const auto& tracks = state_.movie.tracks;
   require(!tracks.empty());
+  // Players refuse a track without a description, and the header cannot be written again.
   require(std::none_of(tracks.begin(), tracks.end(), [](const auto& track) { return track->descriptions.empty(); }));
   boxes_.clear();
   container::writeHeader(boxes_, state_.movie);
@@ -123,17 +127,17 @@ void SegmentWriter::writeHeader() {
 }
 
 void SegmentWriter::writeFragment() {
-  // Whatever becomes of it, the fragment is done with.
+  // Written or failed, the fragment gives its buffers back: the caller adds its messages again after a failure.
   const struct Drop {
     SegmentWriter& writer;
     ~Drop() { writer.dropFragment(); }
   } drop{*this};
 
-  // Nothing after the write may fail.
+  // All that can throw comes before the write, so that a fragment that is in the file is also in the state.
   state_.lastTimes.resize(state_.movie.tracks.size());
   plan_.make(fragment_, state_.movie, state_.lastTimes);
   const std::uint64_t next = state_.end + plan_.size();
-  narrow<std::int64_t>(next + kMaxBoxHeader);
+  narrow<std::int64_t>(next + kMaxBoxHeader);  // the stream seeks with signed offsets
   const std::uint32_t following = narrow<std::uint32_t>(std::uint64_t{state_.nextSequenceNumber} + 1);
 
   boxes_.clear();
@@ -142,12 +146,13 @@ void SegmentWriter::writeFragment() {
   writeCover(boxes_, next, stream_->size());
   const auto boxes = boxes_.bytes();
   const auto inFront = static_cast<std::size_t>(plan_.boxesSize());
+  // The cover of old bytes is part of the same write: no moment shows a file with a torn box after the fragment.
   gather_.add(boxes.first(inFront));
   for (const Tag& tag : fragment_.tags()) gather_.add(tag.bytes());
   gather_.add(boxes.subspan(inFront));
 
   try {
-    if (state_.randomAccess) state_.randomAccess->addFragment(plan_, state_.end + plan_.moofOffset());
+    if (state_.randomAccess) plan_.addEntries(*state_.randomAccess, state_.end + plan_.moofOffset());
     gather_.write(*stream_, state_.end);
   } catch (...) {
     if (state_.randomAccess) state_.randomAccess->dropFrom(state_.end);
@@ -158,6 +163,7 @@ void SegmentWriter::writeFragment() {
   noteLastTimes();
 }
 
+// A track without samples in this fragment starts over: a duration across a gap would be a wrong guess.
 void SegmentWriter::noteLastTimes() {
   for (std::size_t i = 0; i < state_.lastTimes.size(); ++i) {
     const auto samples = fragment_.samplesOf(i);
@@ -168,7 +174,7 @@ void SegmentWriter::noteLastTimes() {
 void SegmentWriter::dropFragment() noexcept {
   gather_.clear();
   plan_.clear();
-  if (boxes_.size() > kRetainedBytes) boxes_.take();
+  if (boxes_.size() > kRetainedBytes) boxes_.take();  // and with it the memory
   boxes_.clear();
   fragment_.clear();
 }

@@ -7,56 +7,60 @@
 
 #include "platform/container/FragmentPlan.h"
 #include "platform/container/GatherWriter.h"
-#include "platform/container/Movie.h"
 #include "platform/container/OpenFragment.h"
-#include "platform/container/RandomAccessTable.h"
 #include "platform/container/Stream.h"
+#include "platform/container/reading/Movie.h"
+#include "platform/container/reading/RandomAccessTable.h"
 #include "util/bytes.h"
 
 namespace krvo::container {
 
-/// What a segment holds, as far as writing on needs it.
+/// The state of a segment, as far as continuing it needs: empty for a new file, from reopenSegment() for an existing
+/// one.
 struct SegmentState {
   Movie movie;
   bool headerWritten = false;
-  /// Of the last whole fragment, or of the `moov`: where the next fragment will begin.
+  /// Offset of the end of the last whole fragment, or of the `moov`: the next fragment begins there.
   std::uint64_t end = 0;
   std::uint32_t nextSequenceNumber = 1;
-  /// Of the last whole fragment; empty in front of the first one.
+  /// From the last whole fragment; empty before the first one.
   LastTimes lastTimes = {};
-  /// Null where it does not tell of every fragment in the file; such a table would mislead, so none is written.
+  /// Nothing if the entries of some fragments in the file are unknown. A table without them would hide these fragments
+  /// from players that seek by it, so none is written.
   std::optional<RandomAccessTable> randomAccess = RandomAccessTable{};
 };
 
-/// Writes the fragments of one segment. Belongs to one thread. Every operation throws StatusError, std::out_of_range
-/// for a number that does not fit, or std::bad_alloc.
+/// Writes the fragments of one segment (ISO/IEC 14496-12, 8.8). Belongs to one thread. Every operation throws
+/// StatusError, std::out_of_range for a number that does not fit its field, or std::bad_alloc.
 ///
-/// A fragment is in memory until the next one is started; it is then written front to back at end(). When that fails
-/// its buffers are given back and end() stays, so that the next fragment is written over what the failure left.
+/// A fragment is collected in memory until the next one is started. It is then written front to back at the end of the
+/// segment. If that fails, its buffers are given back and the end does not move, so the next fragment overwrites what
+/// the failure left.
 class SegmentWriter {
  public:
+  /// For an existing segment, covers bytes after `state.end` with a `free` box at once.
   SegmentWriter(std::unique_ptr<Stream> stream, const KrvoK2MAllocatorCallBacks& allocator, SegmentState state);
   SegmentWriter(const SegmentWriter&) = delete;
   SegmentWriter& operator=(const SegmentWriter&) = delete;
 
   const Movie& movie() const { return state_.movie; }
-  /// Until the first fragment is started.
+  /// True until the first fragment is started, which writes the header.
   bool takesTracks() const { return !state_.headerWritten; }
-  /// The track becomes the last one and gets its id.
+  /// The track becomes the last one and gets the next id.
   void addTrack(const std::shared_ptr<Track>& track);
-  /// The place of a track of this segment in the movie.
+  /// Index of `track` in the movie. Throws StatusError for a track of another segment.
   std::size_t indexOf(const Track& track) const;
 
-  /// Writes the open fragment, where there is one that has begun, or the header of a new file. Answers where the next
+  /// Writes the open fragment if it has content, or the header of a new file. Returns the offset at which the next
   /// fragment will begin.
   std::uint64_t startFragment();
-  /// Begins the content of the open fragment. What an attempt before it had added is given back.
+  /// Begins the content of the open fragment with the body of its `abst`. Content of an earlier attempt is given back.
   void beginContent(OwnedData abst, std::uint32_t length);
-  /// A tag of the open fragment, which has begun. Without a `mediaTrack`, `media` is not used.
+  /// Adds a tag to the open fragment, after beginContent(). Without a `mediaTrack`, `media` is not used.
   void addTag(OwnedData data, const Track& hintTrack, const Track* mediaTrack, const K2MSampleInfo& info,
               const K2MMediaRange& media, bool randomAccess);
   void flush() { stream_->flush(); }
-  /// Drops the open fragment and ends the file. To be called once, as the last operation.
+  /// Drops the open fragment and ends the file with its `mfra`. To be called once, as the last operation.
   void finish();
 
  private:
@@ -72,7 +76,7 @@ class SegmentWriter {
   bool fragmentOpen_ = false;
   OpenFragment fragment_;
   FragmentPlan plan_;
-  /// All of a fragment but its tags.
+  /// All boxes of a fragment but the tags in its `mdat`.
   qvs::util::ByteWriter boxes_;
   GatherWriter gather_;
 };

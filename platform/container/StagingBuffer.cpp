@@ -4,8 +4,8 @@
 #include <cstring>
 #include <new>
 
-#include "platform/container/StatusError.h"
 #include "platform/container/retention.h"
+#include "platform/container/status.h"
 
 namespace krvo::container {
 namespace {
@@ -23,6 +23,7 @@ StagingBuffer::StagingBuffer(const KrvoK2MAllocatorCallBacks& allocator) : alloc
 void StagingBuffer::reserve(std::size_t bytes) {
   clear();
   if (bytes <= capacity_) return;
+  // Released first: nothing in it is needed any more, and both blocks at once would be twice the memory.
   release();
   const std::size_t capacity = std::min(kCapacity, (bytes + kGrain - 1) / kGrain * kGrain);
   block_ = static_cast<std::byte*>(allocator_.alloc(allocator_.context, capacity));

@@ -7,24 +7,27 @@
 
 namespace krvo::container {
 
-/// A block of the caller's allocator in which bytes are gathered for a write. Filled from the front.
+/// A block from the caller's allocator in which bytes are gathered for one write, filled from the front. Belongs to one
+/// thread; the allocator outlives it.
 class StagingBuffer {
  public:
+  /// Bytes of the largest block.
   static constexpr std::size_t kCapacity = std::size_t{2} << 20;
 
+  /// Throws StatusError for an allocator record that is not complete.
   explicit StagingBuffer(const KrvoK2MAllocatorCallBacks& allocator);
   ~StagingBuffer() { release(); }
   StagingBuffer(const StagingBuffer&) = delete;
   StagingBuffer& operator=(const StagingBuffer&) = delete;
 
-  /// Makes room for `bytes`, at most kCapacity; what was in the buffer is lost. Throws std::bad_alloc.
+  /// Empties the buffer and makes room for `bytes`, at most kCapacity. Throws std::bad_alloc.
   void reserve(std::size_t bytes);
-  /// Takes as much of `bytes` as there is room for and answers how much that was.
+  /// Copies as many of `bytes` as there is room for and returns their number.
   std::size_t append(std::span<const std::byte> bytes);
   bool full() const { return size_ == capacity_; }
   std::span<const std::byte> bytes() const { return {block_, size_}; }
   void clear() { size_ = 0; }
-  /// Empties the buffer, and gives the block back where it is larger than a writer is to keep.
+  /// Empties the buffer, and gives a block above kRetainedBytes back.
   void trim() noexcept;
 
  private:

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/container/StatusError.h"
+#include "platform/container/status.h"
 #include "util/narrow.h"
 
 namespace krvo::container {
@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint32_t kFromStart = 0;
 constexpr std::uint32_t kFromEnd = 2;
-/// Hosts count the bytes of a call in 31 bits.
+/// Bytes of one call at most. Hosts count them in 31 bits.
 constexpr std::uint64_t kMaxTransfer = std::uint64_t{1} << 30;
 
 bool isComplete(const KrvoK2MIOStreamCallBacks& table) {
@@ -19,8 +19,8 @@ bool isComplete(const KrvoK2MIOStreamCallBacks& table) {
          table.tell != nullptr && table.write != nullptr && table.flush != nullptr;
 }
 
-/// Moves all of `bytes`, in as many calls as that takes, and tells how many after each. A call that moves none ends it
-/// with `failure`.
+/// Moves all of `bytes`, in as many calls as needed, and passes the number of each call to `progress`. A call that
+/// moves none throws `failure`.
 template <typename Byte, typename Call, typename Progress>
 void transfer(std::span<Byte> bytes, KrvoStatus failure, const Call& call, const Progress& progress) {
   while (!bytes.empty()) {
@@ -28,7 +28,7 @@ void transfer(std::span<Byte> bytes, KrvoStatus failure, const Call& call, const
     std::uint64_t done = 0;
     const KrvoStatus status = call(bytes.data(), count, &done);
     done = std::min(done, count);
-    progress(done);
+    progress(done);  // before the check: a call that fails may have moved some bytes
     check(status);
     require(done != 0, failure);
     bytes = bytes.subspan(static_cast<std::size_t>(done));
@@ -45,6 +45,7 @@ Stream::Stream(const KrvoK2MIOStreamCallBacks& callBacks) : callBacks_(callBacks
     check(callBacks_.seek(callBacks_.context, 0, kFromEnd));
     check(callBacks_.tell(callBacks_.context, &size_));
   } catch (...) {
+    // Without an object there is no destructor that would give the reference back.
     callBacks_.release(callBacks_.context);
     throw;
   }
@@ -55,6 +56,7 @@ Stream::~Stream() {
 }
 
 void Stream::read(std::uint64_t offset, std::span<std::byte> out) {
+  // Checked here, so that a damaged offset is an error of the file on every host.
   require(out.size() <= size_ && offset <= size_ - out.size(), kKrvoReadFailed);
   seek(offset);
   const auto call = [this](std::byte* at, std::uint64_t count, std::uint64_t* done) {
@@ -64,7 +66,7 @@ void Stream::read(std::uint64_t offset, std::span<std::byte> out) {
 }
 
 void Stream::write(std::uint64_t offset, std::span<const std::byte> bytes) {
-  if (bytes.empty()) return;
+  if (bytes.empty()) return;  // no bytes would count as a failed write below
   seek(offset);
   const auto call = [this](const std::byte* at, std::uint64_t count, std::uint64_t* done) {
     return callBacks_.write(callBacks_.context, at, count, done);

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "platform/container/Source.h"
 #include "platform/container/krvo_k2m.h"
+#include "platform/container/reading/Source.h"
 
 namespace krvo::container {
 
-/// The caller's stream: referred to and opened when this is made, released when it goes. Every operation throws
-/// StatusError: what a callback answered, or that it moved fewer bytes than asked.
+/// The caller's stream. The constructor adds a reference and opens it, the destructor releases it. Belongs to one
+/// thread. Every operation throws StatusError: the status of a callback, or that it moved fewer bytes than requested.
 class Stream final : public Source {
  public:
   explicit Stream(const KrvoK2MIOStreamCallBacks& callBacks);
@@ -14,7 +14,8 @@ class Stream final : public Source {
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
 
-  /// The end of what the stream held when it was opened, and of what was written since, also by a failed write.
+  /// The size at the time of opening, extended by what was written since, also by a failed write. Not asked again: the
+  /// writer must know which bytes of its own a failure left in the file.
   std::uint64_t size() override { return size_; }
   void read(std::uint64_t offset, std::span<std::byte> out) override;
   void write(std::uint64_t offset, std::span<const std::byte> bytes);

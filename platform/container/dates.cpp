@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "platform/container/StatusError.h"
+#include "platform/container/status.h"
 
 namespace krvo::container {
 namespace {
@@ -31,7 +31,7 @@ std::uint64_t secondsBefore(sys_days day) {
 std::uint64_t toSeconds(const K2MDate& date) {
   require(date.size == kDateSize);
   require(isDate(date), kKrvoBadDate);
-  // A day that its month does not have runs over into the next one.
+  // 31 June becomes 1 July: callers fill the record with whatever they have, and no recording should fail over it.
   const sys_days day =
       year_month_day(std::chrono::year(date.year), std::chrono::month(date.month), std::chrono::day(date.day));
   return secondsBefore(day) + date.hour * 3600ULL + date.minute * 60ULL + date.second;

@@ -1,19 +1,19 @@
-// The entries that tell of tracks and their descriptions, and end the handles on them.
+// The entries that read tracks and their descriptions, and release the handles on them.
 
 #include <algorithm>
 #include <cstring>
 
-#include "platform/container/guard.h"
 #include "platform/container/handles.h"
 #include "platform/container/records.h"
+#include "platform/container/status.h"
 
 using namespace krvo::container;
 
 namespace {
 
-/// Fills a record of the caller's with what `make` answers for the object behind a handle.
+/// Fills the caller's record with what `make` returns for the object of a handle.
 template <typename Handle, typename Record, typename Make>
-KrvoStatus tell(const Handle* handle, Record* out, const Make& make) {
+KrvoStatus fill(const Handle* handle, Record* out, const Make& make) {
   return guarded([&] {
     require(handle != nullptr);
     checked(out) = make(*handle);
@@ -35,7 +35,7 @@ KrvoStatus KrvoK2MTrackIteratorGetNext(KrvoK2MTrackIterator* iterator, KrvoK2MTr
     *track = nullptr;
     if (iterator->next == iterator->tracks.size()) return;
     *track = giveHandle<KrvoK2MTrack>(iterator->tracks[iterator->next]);
-    ++iterator->next;
+    ++iterator->next;  // after the handle, which may fail for lack of memory: the next call then repeats this one
   });
 }
 
@@ -44,11 +44,11 @@ KrvoStatus KrvoK2MReleaseTrackIterator(KrvoK2MTrackIterator* iterator) {
 }
 
 KrvoStatus KrvoK2MTrackGetInfo(KrvoK2MTrack* track, K2MTrackInfo* info) {
-  return tell(track, info, [](const KrvoK2MTrack& handle) { return trackInfo(*handle.track); });
+  return fill(track, info, [](const KrvoK2MTrack& handle) { return trackInfo(*handle.track); });
 }
 
 KrvoStatus KrvoK2MTrackGetEntriesInfo(KrvoK2MTrack* track, K2MEntriesInfo* info) {
-  return tell(track, info, [](const KrvoK2MTrack& handle) { return entriesInfo(*handle.track); });
+  return fill(track, info, [](const KrvoK2MTrack& handle) { return entriesInfo(*handle.track); });
 }
 
 KrvoStatus KrvoK2MTrackGetSampleCount(KrvoK2MTrack* track, std::uint32_t* count) {
@@ -82,23 +82,23 @@ KrvoStatus KrvoK2MReleaseSampleDescriptorIterator(KrvoK2MSampleDescriptorIterato
 }
 
 KrvoStatus KrvoK2MSampleDescriptorGetInfo(KrvoK2MSampleDescriptor* descriptor, K2MDescriptorInfo* info) {
-  return tell(descriptor, info, [](const KrvoK2MSampleDescriptor& handle) {
+  return fill(descriptor, info, [](const KrvoK2MSampleDescriptor& handle) {
     return descriptorInfo(*handle.description, handle.handler);
   });
 }
 
 KrvoStatus KrvoK2MSampleDescriptorGetVideoInfo(KrvoK2MSampleDescriptor* descriptor, K2MVideoDescriptorInfo* info) {
-  return tell(descriptor, info,
+  return fill(descriptor, info,
               [](const KrvoK2MSampleDescriptor& handle) { return videoDescriptorInfo(*handle.description); });
 }
 
 KrvoStatus KrvoK2MSampleDescriptorGetAudioInfo(KrvoK2MSampleDescriptor* descriptor, K2MAudioDescriptorInfo* info) {
-  return tell(descriptor, info,
+  return fill(descriptor, info,
               [](const KrvoK2MSampleDescriptor& handle) { return audioDescriptorInfo(*handle.description); });
 }
 
 KrvoStatus KrvoK2MSampleDescriptorGetRtmpInfo(KrvoK2MSampleDescriptor* descriptor, K2MRtmpDescriptorInfo* info) {
-  return tell(descriptor, info,
+  return fill(descriptor, info,
               [](const KrvoK2MSampleDescriptor& handle) { return rtmpDescriptorInfo(*handle.description); });
 }
 

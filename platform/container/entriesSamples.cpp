@@ -4,9 +4,9 @@
 #include <span>
 #include <utility>
 
-#include "platform/container/guard.h"
 #include "platform/container/handles.h"
 #include "platform/container/records.h"
+#include "platform/container/status.h"
 
 using namespace krvo::container;
 
@@ -28,6 +28,7 @@ KrvoStatus KrvoK2MReaderGetSamples(KrvoK2MReader* reader, KrvoK2MTrack* track, K
   return guarded([=] {
     require(reader != nullptr && track != nullptr && iterator != nullptr);
     const auto& tracks = reader->segment->reader.movie().tracks;
+    // A track of another segment would be searched for by its id, and found.
     require(std::ranges::find(tracks, track->track) != tracks.end());
     *iterator = giveHandle<KrvoK2MSampleIterator>(SampleWalk(reader->segment, track->track));
   });
@@ -59,6 +60,7 @@ KrvoStatus KrvoK2MSampleCopyData(KrvoK2MSample* sample, void* buffer, std::uint3
   return guarded([=] {
     require(sample != nullptr && buffer != nullptr);
     const StoredSample& stored = sample->sample.stored;
+    // Not less either: the caller's buffer would have bytes that nobody filled.
     require(length == stored.size);
     sample->sample.segment->stream.read(stored.offset, {static_cast<std::byte*>(buffer), length});
   });

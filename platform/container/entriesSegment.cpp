@@ -1,12 +1,13 @@
-// The entries that open a segment, write its fragments and end it.
+// The entries that open a segment, write its fragments and end it. Those that are given bytes take them over in an
+// OwnedData before the guard, so that they are given back also if the call fails.
 
 #include <utility>
 
 #include "platform/container/OwnedData.h"
-#include "platform/container/guard.h"
 #include "platform/container/handles.h"
 #include "platform/container/records.h"
 #include "platform/container/reopen.h"
+#include "platform/container/status.h"
 
 using namespace krvo::container;
 
@@ -18,6 +19,7 @@ void giveWriter(std::unique_ptr<Stream> stream, const KrvoK2MAllocatorCallBacks&
   *out = std::make_unique<KrvoK2RWriter>(std::move(segment)).release();
 }
 
+/// Reports a finding to the caller, who decides whether to continue.
 void warn(const KrvoK2MWarningHandlerCallBacks& handler, KrvoWarningCode code) {
   std::uint32_t answer = 0;
   check(handler.warning(handler.context, code, &answer));
@@ -45,6 +47,7 @@ KrvoStatus KrvoK2RDocOpenForAppend(const KrvoK2MIOStreamCallBacks* stream,
     require(warnings == nullptr || checked(warnings).warning != nullptr);
     auto opened = std::make_unique<Stream>(checked(stream));
     ReopenedSegment reopened = reopenSegment(*opened, position);
+    // Before the writer is made, since that overwrites the bytes of which the warning speaks.
     if (reopened.leftover && warnings != nullptr) warn(*warnings, kKrvoWarnLeftover);
     giveWriter(std::move(opened), checked(allocator), std::move(reopened.state), writer);
   });
@@ -102,6 +105,7 @@ KrvoStatus KrvoK2MWriterFlush(KrvoK2MWriter* writer) {
 KrvoStatus KrvoK2MDestroyWriter(KrvoK2RWriter* writer) {
   return guarded([=] {
     require(writer != nullptr);
+    // Owned again first: the writer is gone even if ending the file fails.
     const std::unique_ptr<KrvoK2RWriter> ended(writer);
     ended->segment->finish();
   });

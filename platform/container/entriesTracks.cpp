@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "platform/container/OwnedData.h"
-#include "platform/container/guard.h"
 #include "platform/container/handles.h"
-#include "platform/container/limits.h"
+#include "platform/container/reading/boxes.h"
 #include "platform/container/records.h"
+#include "platform/container/status.h"
 
 using namespace krvo::container;
 
@@ -22,7 +22,7 @@ bool isMediaHandler(FourCC handler) {
   return handler == "vide"_4cc || handler == "soun"_4cc || handler == "meta"_4cc;
 }
 
-/// What all four forms of a description have in common; `handler` is that of the tracks that take the form.
+/// Adds a description of any of the four forms. `handler` is the handler type of the tracks that may have this form.
 template <typename Record>
 void addDescription(KrvoK2MWriter* writer, KrvoK2MTrack* track, const Record* info, const OwnedData& codecHeader,
                     FourCC handler, KrvoK2MSampleDescriptor** out) {
@@ -40,10 +40,11 @@ void addDescription(KrvoK2MWriter* writer, KrvoK2MTrack* track, const Record* in
   }
   if (plain.codecHeaderLength != 0) {
     require(codecHeader.valid() && codecHeader.data() != nullptr);
-    require(plain.codecHeaderLength <= kMaxLoadedBox, kKrvoTooLarge);
+    require(plain.codecHeaderLength <= kMaxLoadedBox, kKrvoTooLarge);  // before it is copied
     description->codecHeader.assign(codecHeader.data(), codecHeader.data() + plain.codecHeaderLength);
   }
   auto& descriptions = track->track->descriptions;
+  // Room first, so that the description is not without a handle, nor the handle without its description.
   descriptions.reserve(descriptions.size() + 1);
   *out = giveHandle<KrvoK2MSampleDescriptor>(description, handler);
   descriptions.push_back(std::move(description));
@@ -59,6 +60,7 @@ KrvoStatus KrvoK2MWriterAddTrack(KrvoK2MWriter* writer, const K2MTrackInfo* info
     checked(entries);
     require(isMediaHandler(checked(info).handlerType));
     auto made = makeTrack(*info, name);
+    // The handle is made first: if it fails, the segment has no track that nobody knows.
     std::unique_ptr<KrvoK2MTrack> handle(giveHandle<KrvoK2MTrack>(made));
     segment.addTrack(made);
     *track = handle.release();
@@ -77,7 +79,7 @@ KrvoStatus KrvoK2RWriterAddHintTrack(KrvoK2RWriter* writer, std::uint32_t hintTy
     require(checked(info).handlerType == "hint"_4cc);
     SegmentWriter& segment = *writer->segment;
     const auto& known = segment.movie().tracks;
-    // Tags lie one behind another in a fragment, so that there is one track of them.
+    // All tags of a fragment form one sequence, so a segment has one hint track.
     require(std::none_of(known.begin(), known.end(), [](const auto& other) { return other->isHint(); }));
 
     auto made = makeTrack(*info, name);

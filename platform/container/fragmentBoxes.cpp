@@ -1,6 +1,6 @@
 #include "platform/container/fragmentBoxes.h"
 
-#include "platform/container/boxHeader.h"
+#include "platform/container/reading/fragmentFlags.h"
 #include "util/box.h"
 #include "util/narrow.h"
 
@@ -11,12 +11,10 @@ using qvs::util::BoxScope;
 using qvs::util::ByteWriter;
 using qvs::util::narrow;
 
-constexpr std::uint8_t kLongIdsAndOffsets = 0xC0;
-constexpr std::uint32_t kAfraTimescale = 1000;
-
+/// `firstTag` is the offset of the first tag from the start of the `afra`, from which its entries count.
 void writeAfra(ByteWriter& out, std::span<const AccessPoint> points, std::uint64_t firstTag) {
   BoxScope afra(out, "afra"_4cc, 0, 0);
-  out.u8(kLongIdsAndOffsets);
+  out.u8(kAfraLongIdsAndOffsets);
   out.u32(kAfraTimescale);
   out.u32(narrow<std::uint32_t>(points.size()));
   for (const AccessPoint& point : points) {
@@ -31,15 +29,17 @@ void writeTfhd(ByteWriter& out, const TrafPlan& traf) {
   if ((traf.tfhdFlags & kTfhdDescriptionIndex) != 0) out.u32(traf.track->selectedDescription);
   if ((traf.tfhdFlags & kTfhdDefaultDuration) != 0) out.u32(traf.defaultDuration);
   if ((traf.tfhdFlags & kTfhdDefaultSize) != 0) out.u32(traf.defaultSize);
+  // Most video samples are no sync samples, and all others are: a `trun` of video overrides the flags of its first one.
   out.u32(traf.track->isVideo() ? kNonSyncSampleFlags : kSyncSampleFlags);
 }
 
 void writeTfdt(ByteWriter& out, const TrafPlan& traf) {
+  // Always with 64 bits, so that the size of the box does not depend on the time.
   BoxScope tfdt(out, "tfdt"_4cc, 1, 0);
   out.u64(traf.samples.front().time);
 }
 
-/// `firstTag` is counted from the start of the `moof`.
+/// `firstTag` is the offset of the first tag from the start of the `moof`.
 void writeTrun(ByteWriter& out, const TrafPlan& traf, const RunPlan& run, std::uint64_t firstTag) {
   // Version 1: composition offsets are signed.
   const std::uint8_t version = (run.flags & kTrunCompositionOffsets) != 0 ? 1 : 0;
@@ -79,7 +79,7 @@ void writeFragmentBoxes(ByteWriter& out, const FragmentPlan& plan, const OpenFra
     out.bytes(fragment.abst());
   }
   writeMoof(out, plan, sequenceNumber);
-  writeBoxHeader(out, "mdat"_4cc, plan.mdatSize());
+  writeSizeAndType(out, "mdat"_4cc, plan.mdatSize());
 }
 
 }  // namespace krvo::container

@@ -4,14 +4,15 @@
 #include <memory>
 #include <vector>
 
-#include "platform/container/Movie.h"
 #include "platform/container/SampleWalk.h"
 #include "platform/container/SegmentWriter.h"
 #include "platform/container/krvo_k2m.h"
+#include "platform/container/reading/Movie.h"
 
-// What the library's handles are. Each handle given out is an object of its own, which its release ends; tracks and
-// descriptions live as long as a handle or their segment holds them.
+// The objects behind the library's handles. Each handle that is given out is a separate object, destroyed by its
+// release. Tracks and descriptions are shared: they live as long as a handle or their segment refers to them.
 
+/// A view, part of its KrvoK2RWriter.
 struct KrvoK2MWriter {
   krvo::container::SegmentWriter* segment = nullptr;
 };
@@ -31,7 +32,7 @@ struct KrvoK2MTrack {
 
 struct KrvoK2MSampleDescriptor {
   std::shared_ptr<const krvo::container::SampleDescription> description;
-  /// Of its track.
+  /// The handler type of its track.
   krvo::container::FourCC handler = 0;
 };
 
@@ -56,21 +57,3 @@ struct KrvoK2MSampleIterator {
 struct KrvoK2MSample {
   krvo::container::WalkedSample sample;
 };
-
-namespace krvo::container {
-
-/// Gives a handle to the caller, who owns it from here on.
-template <typename Handle, typename... Parts>
-Handle* giveHandle(Parts&&... parts) {
-  return std::make_unique<Handle>(Handle{std::forward<Parts>(parts)...}).release();
-}
-
-/// Takes back what giveHandle() gave.
-template <typename Handle>
-KrvoStatus takeHandle(Handle* handle) noexcept {
-  if (handle == nullptr) return kKrvoBadArgument;
-  const std::unique_ptr<Handle> ended(handle);
-  return kKrvoOk;
-}
-
-}  // namespace krvo::container

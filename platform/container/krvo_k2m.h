@@ -2,10 +2,12 @@
 
 #include <cstdint>
 
-// The container library: writes and continues fragmented segment files (ISO/IEC 14496-12) and tells of their tracks.
+// The container library: writes and continues segment files, which are fragmented movies (ISO/IEC 14496-12, 8.8), and
+// reads their tracks and samples.
 //
-// Every call answers a status, 0 for success. Handles are counted by the library; what a call gives out is released by
-// the matching release. One writer belongs to one thread. No exception leaves the library.
+// Every call returns a status, 0 for success. A handle that a call gives out belongs to the caller, who ends it with
+// the matching release. A writer belongs to one thread, like a reader with its iterators and samples. No exception
+// leaves the library.
 
 using KrvoStatus = std::uint32_t;
 
@@ -14,15 +16,15 @@ enum KrvoStatusCode : KrvoStatus {
   kKrvoUnknown = 1,
   /// A null pointer, a record of the wrong size, a call out of order.
   kKrvoBadArgument = 2,
-  /// The stream took fewer bytes than it was given.
+  /// The stream wrote fewer bytes than it was given.
   kKrvoWriteFailed = 3,
-  /// The stream gave fewer bytes than it was asked for.
+  /// The stream returned fewer bytes than requested.
   kKrvoReadFailed = 4,
-  /// The file is not of the expected form.
+  /// The file is malformed.
   kKrvoMalformed = 5,
   /// A number does not fit its field: a fragment or a box beyond the limits of the format.
   kKrvoTooLarge = 6,
-  /// The warning handler said to stop.
+  /// The warning handler asked to stop.
   kKrvoStopped = 7,
   kKrvoOutOfMemory = 18,
   kKrvoForeignException = 19,
@@ -50,7 +52,8 @@ struct KrvoK2MAllocatorCallBacks {
   void (*free)(void* context, void* block);
 };
 
-/// The segment file. The library calls addReference then open when it takes the stream, and release when it is done.
+/// The segment file. The library calls addReference and open when it takes the stream, and release when it is done with
+/// it. A callback returns 0 or a status, which the call in progress then returns, too.
 struct KrvoK2MIOStreamCallBacks {
   std::uint32_t size;
   void* context;
@@ -58,9 +61,9 @@ struct KrvoK2MIOStreamCallBacks {
   KrvoStatus (*release)(void* context);
   KrvoStatus (*open)(void* context);
   KrvoStatus (*close)(void* context);
-  /// Up to `count` bytes from the current position; `*done` tells how many.
+  /// Reads up to `count` bytes from the current position; `*done` is their number.
   KrvoStatus (*read)(void* context, void* buffer, std::uint64_t count, std::uint64_t* done);
-  /// Mode 0 from the start, 1 from the current position, 2 from the end.
+  /// `mode` is 0 from the start, 1 from the current position, 2 from the end.
   KrvoStatus (*seek)(void* context, std::int64_t offset, std::uint32_t mode);
   KrvoStatus (*tell)(void* context, std::uint64_t* position);
   KrvoStatus (*write)(void* context, const void* buffer, std::uint64_t count, std::uint64_t* done);
@@ -68,20 +71,20 @@ struct KrvoK2MIOStreamCallBacks {
 };
 
 enum KrvoWarningCode : std::uint32_t {
-  /// Bytes behind the last fragment that are no `mfra`: a crash left them. They will be overwritten.
+  /// After the last fragment there are bytes that are no `mfra` (8.8.9): a crash left them. They will be overwritten.
   kKrvoWarnLeftover = 1,
 };
 
 struct KrvoK2MWarningHandlerCallBacks {
   std::uint32_t size;
   void* context;
-  /// `*answer`: 1 carries on, 0 stops.
+  /// `*answer` is 1 to continue, 0 to stop.
   KrvoStatus (*warning)(void* context, std::uint32_t code, std::uint32_t* answer);
 };
 
 // ---- Records. The widths are fixed. ----
 
-/// UTC. A field out of its range is answered by kKrvoBadDate.
+/// A time of day in UTC. A field out of range is refused with kKrvoBadDate.
 struct K2MDate {
   std::uint8_t size;   // 8
   std::uint8_t day;    // 1 to 31
@@ -95,6 +98,7 @@ struct K2MDate {
 };
 static_assert(sizeof(K2MDate) == 10);
 
+/// The movie as a whole: what `mvhd` contains (8.2.2).
 struct K2MDocInfo {
   std::uint32_t size;  // 48
   std::uint32_t version;
@@ -110,6 +114,7 @@ static_assert(sizeof(K2MDocInfo) == 48);
 /// Three letters of ISO 639-2 and a zero byte.
 using KrvoK2MLanguage = char[4];
 
+/// A track: what `tkhd`, `mdhd` and `hdlr` contain (8.3.2, 8.4.2, 8.4.3).
 struct K2MTrackInfo {
   std::uint32_t size;  // 72
   std::uint32_t handlerType;
@@ -118,23 +123,25 @@ struct K2MTrackInfo {
   K2MDate created;
   K2MDate modified;
   std::uint64_t duration;  // in timescale
-  float width;             // pixels; what is below 0 or beyond 65535 is stored as the nearest of these
+  float width;             // pixels; values below 0 or above 65535 are stored as the nearest of these
   float height;
   float volume;
   KrvoK2MLanguage language;
-  /// Read back, with the terminating zero; not looked at when a track is added.
+  /// Filled when a track is read, counting the terminating zero. Ignored when a track is added.
   std::uint32_t handlerNameLength;
   std::uint32_t reserved;
 };
 static_assert(sizeof(K2MTrackInfo) == 72);
 
-/// Not stored. Read back, the values are 1, 1000 and the length of the first description's codec header.
+/// Not stored: files have no field for these numbers. When they are read, the values are 1, 1000 and the length of the
+/// first description's codec header.
 struct K2MEntriesInfo {
   std::uint32_t size;  // 16
   std::uint32_t values[3];
 };
 static_assert(sizeof(K2MEntriesInfo) == 16);
 
+/// A sample: what a `trun` contains of it (8.8.8).
 struct K2MSampleInfo {
   std::uint32_t size;    // 32
   std::uint32_t length;  // bytes of the sample
@@ -146,18 +153,20 @@ struct K2MSampleInfo {
 };
 static_assert(sizeof(K2MSampleInfo) == 32);
 
-/// The part of a hint sample that is the media sample, counted in the data buffer. Starts with a reserved word.
+/// The part of a hint sample that is the media sample, in bytes from the start of the data buffer.
 struct K2MMediaRange {
   std::uint32_t reserved;
   std::uint32_t offset;
   std::uint32_t length;
 };
 
+/// A hint sample and the media sample in it.
 struct K2MHintInfo {
   K2MSampleInfo sample;
   K2MMediaRange media;
 };
 
+/// A sample description (8.5.2).
 struct K2MDescriptorInfo {
   std::uint32_t size;  // of the whole record, 16 for this plain form
   std::uint32_t codecHeaderLength;
@@ -166,9 +175,10 @@ struct K2MDescriptorInfo {
 };
 static_assert(sizeof(K2MDescriptorInfo) == 16);
 
+/// With the fields of a `VisualSampleEntry` (12.1.3).
 struct K2MVideoDescriptorInfo {
   K2MDescriptorInfo base;
-  std::uint32_t width;  // from 65535 on, 65535
+  std::uint32_t width;  // pixels; stored as 65535 from there on
   std::uint32_t height;
   float horizontalResolution;  // dots per inch
   float verticalResolution;
@@ -176,13 +186,15 @@ struct K2MVideoDescriptorInfo {
   std::uint16_t depth;
 };
 
+/// With the fields of an `AudioSampleEntry` (12.2.3).
 struct K2MAudioDescriptorInfo {
   K2MDescriptorInfo base;
   float sampleRate;  // stored as 0 from 65536 on; decoders then take it from the codec header
   std::uint32_t channels;
-  std::uint32_t bytesPerSample;  // 0 where not known, stored as 2
+  std::uint32_t bytesPerSample;  // 0 if unknown, which is stored as 2
 };
 
+/// With the fields of a `HintSampleEntry` of tags (12.4.3).
 struct K2MRtmpDescriptorInfo {
   K2MDescriptorInfo base;
   std::uint16_t hintTrackVersion;
@@ -190,8 +202,9 @@ struct K2MRtmpDescriptorInfo {
   std::uint16_t maximumPacketSize;
 };
 
-/// Bytes handed over. `free`, unless null, is called once with `context` when the library has done with them, also when
-/// the call that brought them fails; only a record of the wrong size is left alone. It calls nothing of the library.
+/// Bytes that the caller hands over. The library calls `free`, unless it is null, once with `context` when it no longer
+/// needs them, also if the call that was given them fails; but not for a record of the wrong size, whose fields it
+/// cannot trust. `free` must not call the library.
 struct KrvoK2MDataBuffer {
   std::uint32_t size;  // 32
   const void* data;
@@ -202,17 +215,18 @@ static_assert(sizeof(KrvoK2MDataBuffer) == 32);
 
 // ---- A new segment ----
 
-/// Opens the stream. Nothing is written before the first fragment is started. Each writer takes a block of `allocator`
-/// for its larger writes, and keeps one of up to 256 KiB.
+/// Opens the stream. Nothing is written before the first fragment is started. A writer takes blocks from `allocator` to
+/// gather small pieces for one write; between fragments it keeps at most one of up to 256 KiB.
 KrvoStatus KrvoK2RDocCreateNew(const KrvoK2MIOStreamCallBacks* stream, const K2MDocInfo* info,
                                const KrvoK2MAllocatorCallBacks* allocator, KrvoK2RWriter** writer);
-/// The part of the writer that knows tracks. A view: it lives as long as the writer and is not released.
+/// The part of the writer that has the tracks. A view: valid as long as the writer, not to be released.
 KrvoStatus KrvoK2RWriterGetK2MWriterRef(KrvoK2RWriter* writer, KrvoK2MWriter** k2m);
-/// `name` is zero-terminated, or null; `interleave` is not used. A language that is empty becomes "und". Tracks are
-/// added before the first fragment is started.
+/// Tracks are added before the first fragment is started. `name` is zero-terminated, or null; `interleave` is not used.
+/// An empty language becomes "und".
 KrvoStatus KrvoK2MWriterAddTrack(KrvoK2MWriter* writer, const K2MTrackInfo* info, const K2MEntriesInfo* entries,
                                  std::uint32_t interleave, const char* name, KrvoK2MTrack** track);
-/// Each takes `info->codecHeaderLength` bytes of codec header, which may be 0 with a null buffer.
+/// Each adds a sample description (8.5.2) with `info->codecHeaderLength` bytes of codec header, which may be 0 with a
+/// null buffer.
 KrvoStatus KrvoK2MWriterAddVideoSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track,
                                                  const K2MVideoDescriptorInfo* info,
                                                  const KrvoK2MDataBuffer* codecHeader,
@@ -226,7 +240,7 @@ KrvoStatus KrvoK2MWriterAddRtmpSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTr
                                                 KrvoK2MSampleDescriptor** descriptor);
 KrvoStatus KrvoK2MWriterAddSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track, const K2MDescriptorInfo* info,
                                             const KrvoK2MDataBuffer* codecHeader, KrvoK2MSampleDescriptor** descriptor);
-/// `hintType` is 2; `mediaTracks` are the tracks that the hint track refers to.
+/// `hintType` is 2. `mediaTracks` are the tracks that the hint track refers to (`tref`, 8.3.3).
 KrvoStatus KrvoK2RWriterAddHintTrack(KrvoK2RWriter* writer, std::uint32_t hintType, const K2MTrackInfo* info,
                                      const K2MEntriesInfo* entries, std::uint32_t reserved, const char* name,
                                      KrvoK2MTrack* const* mediaTracks, std::uint32_t mediaTrackCount,
@@ -234,19 +248,20 @@ KrvoStatus KrvoK2RWriterAddHintTrack(KrvoK2RWriter* writer, std::uint32_t hintTy
 
 // ---- An existing segment ----
 
-/// Reopens the stream behind the fragment at `position`, that of its `afra` box; 0 and all ones name none. `scratch` is
-/// null. `warnings` may be null.
+/// Opens the stream to continue after the fragment whose `afra` box is at `position`; the values 0 and all ones stand
+/// for the last whole fragment. Bytes after that are overwritten. `scratch` is null. `warnings` may be null.
 KrvoStatus KrvoK2RDocOpenForAppend(const KrvoK2MIOStreamCallBacks* stream,
                                    const KrvoK2MWarningHandlerCallBacks* warnings,
                                    const KrvoK2MAllocatorCallBacks* allocator, std::uint64_t position, void* scratch,
                                    KrvoK2RWriter** writer);
+/// The description that the next samples of `track` get.
 KrvoStatus KrvoK2MWriterSetSampleDescriptor(KrvoK2MWriter* writer, KrvoK2MTrack* track,
                                             KrvoK2MSampleDescriptor* descriptor);
 
 // ---- Reading tracks back ----
 
 KrvoStatus KrvoK2MWriterGetTracks(KrvoK2MWriter* writer, KrvoK2MTrackIterator** iterator);
-/// `*track` is null behind the last one.
+/// `*track` is null after the last one.
 KrvoStatus KrvoK2MTrackIteratorGetNext(KrvoK2MTrackIterator* iterator, KrvoK2MTrack** track);
 KrvoStatus KrvoK2MReleaseTrackIterator(KrvoK2MTrackIterator* iterator);
 KrvoStatus KrvoK2MTrackGetInfo(KrvoK2MTrack* track, K2MTrackInfo* info);
@@ -260,7 +275,7 @@ KrvoStatus KrvoK2MSampleDescriptorGetInfo(KrvoK2MSampleDescriptor* descriptor, K
 KrvoStatus KrvoK2MSampleDescriptorGetVideoInfo(KrvoK2MSampleDescriptor* descriptor, K2MVideoDescriptorInfo* info);
 KrvoStatus KrvoK2MSampleDescriptorGetAudioInfo(KrvoK2MSampleDescriptor* descriptor, K2MAudioDescriptorInfo* info);
 KrvoStatus KrvoK2MSampleDescriptorGetRtmpInfo(KrvoK2MSampleDescriptor* descriptor, K2MRtmpDescriptorInfo* info);
-/// Copies the codec header; `length` is its length as the info told it.
+/// Copies the codec header; `length` must be `codecHeaderLength` of the description's info.
 KrvoStatus KrvoK2MSampleDescriptorCopyCodecHeaderData(KrvoK2MSampleDescriptor* descriptor, void* buffer,
                                                       std::uint32_t length);
 KrvoStatus KrvoK2MReleaseTrack(KrvoK2MTrack* track);
@@ -268,20 +283,20 @@ KrvoStatus KrvoK2MReleaseSampleDescriptor(KrvoK2MSampleDescriptor* descriptor);
 
 // ---- Reading samples back ----
 
-/// Opens the stream and reads the header. Nothing is written. The stream is released with the last of the reader, its
-/// sample iterators and their samples.
+/// Opens the stream and reads the header. Writes nothing. The stream is released together with the last of the reader,
+/// its sample iterators and their samples.
 KrvoStatus KrvoK2RDocOpenForRead(const KrvoK2MIOStreamCallBacks* stream, KrvoK2MReader** reader);
 KrvoStatus KrvoK2MReaderGetTracks(KrvoK2MReader* reader, KrvoK2MTrackIterator** iterator);
-/// The samples of `track`, in the order of the fragments. Reads one fragment at a time.
+/// The samples of `track`, in the order of the fragments. One fragment at a time is in memory, without its samples.
 KrvoStatus KrvoK2MReaderGetSamples(KrvoK2MReader* reader, KrvoK2MTrack* track, KrvoK2MSampleIterator** iterator);
-/// `*sample` is null behind the last one. Anything but whole boxes and fragments is answered by kKrvoMalformed; the
-/// iterator then stays in front of it.
+/// `*sample` is null after the last one. Returns kKrvoMalformed at a box or fragment that is malformed or not whole;
+/// the iterator then stays before it.
 KrvoStatus KrvoK2MSampleIteratorGetNext(KrvoK2MSampleIterator* iterator, KrvoK2MSample** sample);
-/// Time and composition offset in the track's timescale; the sample type is the track's handler type.
+/// Time and composition offset are in the track's timescale; the sample type is the track's handler type.
 KrvoStatus KrvoK2MSampleGetInfo(KrvoK2MSample* sample, K2MSampleInfo* info);
-/// The description that the sample has, which need not be the first one of its track.
+/// The sample's description, which need not be the first one of its track.
 KrvoStatus KrvoK2MSampleGetSampleDescriptor(KrvoK2MSample* sample, KrvoK2MSampleDescriptor** descriptor);
-/// Copies the sample's bytes from the stream; `length` is their number as the info told it.
+/// Copies the sample's bytes from the stream; `length` must be that of the sample's info.
 KrvoStatus KrvoK2MSampleCopyData(KrvoK2MSample* sample, void* buffer, std::uint32_t length);
 KrvoStatus KrvoK2MReleaseReader(KrvoK2MReader* reader);
 KrvoStatus KrvoK2MReleaseSampleIterator(KrvoK2MSampleIterator* iterator);
@@ -289,27 +304,26 @@ KrvoStatus KrvoK2MReleaseSample(KrvoK2MSample* sample);
 
 // ---- Fragments ----
 
-/// Writes the open fragment, if there is anything in it, and begins the next one; `*position` is where that one's first
-/// byte will stand. When the writing fails, the open fragment has lost what was added to it and still begins where it
-/// did: what is added again and written overwrites what the failure left.
+/// Writes the open fragment, if it has content, and begins the next one; `*position` is the offset of the first byte
+/// that the next one will have. If writing fails, the content of the open fragment is dropped, and the fragment stays
+/// open at the same position: content that is added again overwrites what the failure left in the file.
 KrvoStatus KrvoK2RWriterStartFragment(KrvoK2RWriter* writer, std::uint64_t* position);
-/// The body of the `abst` box of the open fragment, at least one byte, which stays in place until the call that ends
-/// the fragment. Comes before the samples: what an attempt that broke off had added to the fragment is given back and
-/// dropped.
+/// Begins the content of the open fragment with the body of its `abst` box, at least one byte, which stays in place
+/// until the call that ends the fragment. Comes before the samples; content that an earlier attempt added is dropped.
 KrvoStatus KrvoK2RWriterAddABST(KrvoK2RWriter* writer, const KrvoK2MDataBuffer* box, std::uint32_t length);
-/// One tag: a sample of `hintTrack` and, by `media`, of `mediaTrack`. With `randomAccess` 1 the fragment's `afra` gets
-/// an entry.
+/// Adds one tag: a sample of `hintTrack`, and its part `media` as a sample of `mediaTrack`. If `randomAccess` is not 0,
+/// the fragment's `afra` gets an entry.
 KrvoStatus KrvoK2RWriterAddHintSample(KrvoK2RWriter* writer, KrvoK2MTrack* hintTrack, KrvoK2MTrack* mediaTrack,
                                       const KrvoK2MDataBuffer* data, const K2MSampleInfo* info,
                                       const K2MMediaRange* media, std::uint32_t randomAccess);
-/// One tag that is a sample of `track`, the hint track, alone.
+/// Adds one tag that is only a sample of `track`, the hint track.
 KrvoStatus KrvoK2RWriterAddSampleWithAfra(KrvoK2RWriter* writer, KrvoK2MTrack* track, const KrvoK2MDataBuffer* data,
                                           const K2MSampleInfo* info, std::uint32_t randomAccess);
 
 // ---- The end ----
 
 KrvoStatus KrvoK2MWriterFlush(KrvoK2MWriter* writer);
-/// Drops the open fragment, ends the file and releases the stream. The writer is gone also when this fails.
+/// Drops the open fragment, writes the `mfra` (8.8.9) and releases the stream. The writer is gone even if this fails.
 KrvoStatus KrvoK2MDestroyWriter(KrvoK2RWriter* writer);
 
 }  // extern "C"

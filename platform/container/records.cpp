@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "platform/container/dates.h"
-#include "platform/container/sampleEntryWriter.h"
+#include "platform/container/reading/sampleEntry.h"
 #include "util/narrow.h"
 
 namespace krvo::container {
@@ -13,21 +13,23 @@ namespace {
 using qvs::util::narrow;
 
 constexpr std::uint32_t kMaxFlags = 0xFFFFFF;
-/// Of audio entries where the bytes per sample are not known.
+/// Bits of a sample in an audio entry if the caller does not know them: the value that most decoders expect.
 constexpr std::uint32_t kDefaultBits = 16;
 constexpr std::array<char, 3> kUndetermined{'u', 'n', 'd'};
 
+/// Fields that only describe how a picture is shown must not fail a recording.
 std::uint16_t saturate16(std::uint32_t value) {
   return static_cast<std::uint16_t>(std::min<std::uint32_t>(value, std::numeric_limits<std::uint16_t>::max()));
 }
 
 std::array<char, 3> languageOf(const K2MTrackInfo& info) {
-  if (info.language[0] == 0) return kUndetermined;
+  if (info.language[0] == 0) return kUndetermined;  // the field must have some language (ISO 639-2)
   const std::array<char, 3> letters{info.language[0], info.language[1], info.language[2]};
   require(std::all_of(letters.begin(), letters.end(), [](char c) { return c >= 'a' && c <= 'z'; }));
   return letters;
 }
 
+/// A record with its plain part, and the description's fields of that kind. Refuses a description of another kind.
 template <typename Record, typename Format>
 Record withPlainForm(const SampleDescription& description, const Format*& format, FourCC handler) {
   format = std::get_if<Format>(&description.format);
@@ -53,6 +55,7 @@ Movie makeMovie(const K2MDocInfo& info) {
 }
 
 std::shared_ptr<Track> makeTrack(const K2MTrackInfo& info, const char* name) {
+  // A timescale of 0 would make every time meaningless; players divide by it.
   require(info.timescale != 0 && info.flags <= kMaxFlags);
   auto track = std::make_shared<Track>();
   track->handler = info.handlerType;
@@ -167,6 +170,7 @@ K2MSampleInfo sampleInfo(const Track& track, const StoredSample& sample) {
           .length = sample.size,
           .time = sample.decodeTime,
           .timescale = track.timescale,
+          // Signed, in the unsigned field of the record.
           .compositionOffset = static_cast<std::uint32_t>(sample.compositionOffset),
           .sampleType = track.handler,
           .flags = sample.sync ? 1U : 0U};

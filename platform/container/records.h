@@ -5,17 +5,17 @@
 #include <span>
 #include <string>
 
-#include "platform/container/Fragment.h"
-#include "platform/container/Movie.h"
-#include "platform/container/StatusError.h"
 #include "platform/container/krvo_k2m.h"
+#include "platform/container/reading/Fragment.h"
+#include "platform/container/reading/Movie.h"
+#include "platform/container/status.h"
 
 namespace krvo::container {
 
-// The caller's records into the movie and back. Everything that takes a record throws StatusError(kKrvoBadArgument) for
-// one that is null, has the wrong size or holds a value that means nothing.
+// Conversion between the caller's records and the movie. Every function that takes a record throws
+// StatusError(kKrvoBadArgument) for a null pointer, a wrong size or a meaningless value.
 
-/// The size field of a record; the forms of a descriptor have theirs in the plain one.
+/// The size field of a record. The longer forms of a descriptor have it in their plain part.
 template <typename Record>
 auto& sizeField(Record& record) {
   if constexpr (requires { record.base; }) {
@@ -25,6 +25,7 @@ auto& sizeField(Record& record) {
   }
 }
 
+/// The record, if it is complete: its size tells which version of the header the caller was built with.
 template <typename Record>
 Record& checked(Record* record) {
   require(record != nullptr && sizeField(*record) == sizeof(Record));
@@ -34,21 +35,21 @@ Record& checked(Record* record) {
 Movie makeMovie(const K2MDocInfo& info);
 /// A track of the record's handler type, without id and descriptions.
 std::shared_ptr<Track> makeTrack(const K2MTrackInfo& info, const char* name);
-/// Width and height stop at 65535, where the entry does.
+/// Width and height above 65535 become 65535, the largest value of the entry's field.
 SampleDescription makeDescription(const K2MVideoDescriptorInfo& info);
 SampleDescription makeDescription(const K2MAudioDescriptorInfo& info);
 SampleDescription makeDescription(const K2MRtmpDescriptorInfo& info);
 SampleDescription makeDescription(const K2MDescriptorInfo& info);
 
 K2MTrackInfo trackInfo(const Track& track);
-/// 1, 1000 and the length of the first description's codec header: files have no place for these numbers.
+/// 1, 1000 and the length of the first description's codec header: files have no field for these numbers.
 K2MEntriesInfo entriesInfo(const Track& track);
-/// The plain form; `handler` is that of the track.
+/// The plain form. `handler` is the handler type of the track.
 K2MDescriptorInfo descriptorInfo(const SampleDescription& description, FourCC handler);
 K2MVideoDescriptorInfo videoDescriptorInfo(const SampleDescription& description);
 K2MAudioDescriptorInfo audioDescriptorInfo(const SampleDescription& description);
 K2MRtmpDescriptorInfo rtmpDescriptorInfo(const SampleDescription& description);
-/// Of a sample of `track`.
+/// `sample` is one of `track`.
 K2MSampleInfo sampleInfo(const Track& track, const StoredSample& sample);
 
 }  // namespace krvo::container

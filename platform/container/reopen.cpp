@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <limits>
 
-#include "platform/container/SegmentReader.h"
-#include "platform/container/fragmentReader.h"
-#include "platform/container/mfraReader.h"
-#include "platform/container/moofReader.h"
+#include "platform/container/reading/RandomAccessTable.h"
+#include "platform/container/reading/SegmentReader.h"
+#include "platform/container/reading/fragmentReader.h"
+#include "platform/container/reading/moofReader.h"
 #include "util/narrow.h"
 
 namespace krvo::container {
@@ -15,6 +15,7 @@ namespace {
 constexpr std::uint64_t kNoPosition = std::numeric_limits<std::uint64_t>::max();
 
 std::optional<FragmentBoxes> wholeFragmentAt(Source& source, std::uint64_t position) {
+  // A torn fragment is what a crash leaves; the search goes on to find where whole ones end.
   try {
     return locateFragment(source, position);
   } catch (const SegmentError&) {
@@ -30,7 +31,8 @@ std::optional<BoxSpan> wholeBoxAt(Source& source, std::uint64_t offset) {
   }
 }
 
-/// The last whole fragment from `offset` on. Other boxes between are passed over.
+/// The last whole fragment from `offset` on. Other whole boxes in between are skipped; the first torn one ends the
+/// search.
 std::optional<FragmentBoxes> findLastFragment(Source& source, std::uint64_t offset) {
   std::optional<FragmentBoxes> last;
   for (;;) {
@@ -45,7 +47,7 @@ std::optional<FragmentBoxes> findLastFragment(Source& source, std::uint64_t offs
   }
 }
 
-/// The `mfra` that ends the file, with nothing but a `free` box between it and `end`. One further behind may be older
+/// The `mfra` that ends the file, with at most a `free` box between it and `end`. After other boxes it may be older
 /// than the fragments before it.
 std::optional<BoxSpan> findRandomAccess(Source& source, std::uint64_t end) {
   auto box = wholeBoxAt(source, end);
@@ -56,13 +58,14 @@ std::optional<BoxSpan> findRandomAccess(Source& source, std::uint64_t end) {
 
 std::optional<RandomAccessTable> readTable(Source& source, const BoxSpan& mfra) {
   try {
-    return readMfra(source, mfra);
+    return RandomAccessTable(source, mfra);
   } catch (const SegmentError&) {
     return std::nullopt;
   }
 }
 
-/// From the fragments themselves; none where something else lies between them.
+/// The table of the fragments from `begin` to `end`. Nothing if a fragment cannot be read, or if anything else is
+/// between them: a table without all fragments would mislead players.
 std::optional<RandomAccessTable> rebuildTable(Source& source, std::uint64_t begin, std::uint64_t end,
                                               const Movie& movie) {
   RandomAccessTable table;
@@ -78,12 +81,13 @@ std::optional<RandomAccessTable> rebuildTable(Source& source, std::uint64_t begi
   return begin == end ? std::optional(std::move(table)) : std::nullopt;
 }
 
-/// Throws where what is written behind the box would become part of it.
+/// A box of size 0 reaches to the end of the file: a fragment written after it would become part of it.
 void requireAnEnd(const BoxSpan& box) {
   if (box.reachesEnd) throw SegmentError(box.offset, "`" + qvs::util::toText(box.type) + "` has no size to end it");
 }
 
-/// Where the tracks have got to in a fragment; empty where its samples cannot be read.
+/// The decode times of the last samples in a fragment. Empty if its samples cannot be read: they only improve a
+/// duration.
 LastTimes lastTimesOf(Source& source, const FragmentBoxes& boxes, const Movie& movie) {
   LastTimes times(movie.tracks.size());
   try {
@@ -108,6 +112,7 @@ ReopenedSegment reopenSegment(Source& source, std::uint64_t position) {
   if (position == 0 || position == kNoPosition) {
     last = findLastFragment(source, begin);
   } else {
+    // An index that names a place in the header belongs to another segment.
     if (position < begin) throw SegmentError(position, "a fragment expected, not the header of the file");
     last = locateFragment(source, position);
   }
@@ -124,9 +129,10 @@ ReopenedSegment reopenSegment(Source& source, std::uint64_t position) {
         qvs::util::narrow<std::uint32_t>(std::uint64_t{readSequenceNumber(source, last->moof)} + 1);
   }
   const auto mfra = findRandomAccess(source, state.end);
+  // A writer itself leaves an `mfra` there. Anything else is worth a warning before it is overwritten.
   reopened.leftover = !mfra && source.size() > state.end;
   state.randomAccess = mfra ? readTable(source, *mfra) : std::nullopt;
-  // What a loss of power has torn says nothing; the fragments do.
+  // A table torn by a loss of power is worth nothing, but the fragments still say where their sync samples are.
   if (!state.randomAccess) state.randomAccess = rebuildTable(source, begin, state.end, state.movie);
   return reopened;
 }

@@ -3,19 +3,20 @@
 #include <cstdint>
 
 #include "platform/container/SegmentWriter.h"
-#include "platform/container/Source.h"
+#include "platform/container/reading/Source.h"
 
 namespace krvo::container {
 
-/// Where an existing segment is to be continued, and whether more is behind that than the writer puts there itself.
+/// The state in which an existing segment is continued. `leftover`: after that point the file has other bytes than the
+/// `mfra` and `free` that a writer puts there, so a crash has left them.
 struct ReopenedSegment {
   SegmentState state;
   bool leftover = false;
 };
 
-/// Reads the header, then the fragment at `position`, of which the four boxes lie whole in the file; behind it writing
-/// goes on. A position of 0 or all ones names no fragment: the last whole one is then searched from box to box. Throws
-/// SegmentError for anything else than a segment with such a fragment.
+/// Reads the header and the fragment at `position`, whose four boxes must be whole; the segment is continued after it.
+/// A position of 0 or all ones names no fragment: the last whole one is then searched for, box by box. Throws
+/// SegmentError for a file that is no segment, has no such fragment, or ends in a box without a size.
 ReopenedSegment reopenSegment(Source& source, std::uint64_t position);
 
 }  // namespace krvo::container

@@ -1,7 +1,7 @@
 #include "platform/container/tagSamples.h"
 
-#include "platform/container/StatusError.h"
-#include "platform/container/numbers.h"
+#include "platform/container/reading/numbers.h"
+#include "platform/container/status.h"
 #include "util/bytes.h"
 #include "util/narrow.h"
 #include "util/tagHeader.h"
@@ -17,12 +17,23 @@ constexpr std::uint32_t kAvcHeaderSize = 5;
 constexpr std::size_t kCompositionTimeOffset = qvs::util::kTagHeaderSize + 2;
 constexpr std::uint32_t kSyncMask = 0xFF;
 
+/// Only the low byte counts; callers use the others for themselves.
 bool isSync(const K2MSampleInfo& info) {
   return (info.flags & kSyncMask) == 1;
 }
 
-/// False for an AVC message too short for its codec header: its composition time would be read from what follows it,
-/// which in a protected tag is the filter, behind a count of 1 in the place of the codec id.
+/// Samples of these carry composition offsets: `avc1`, and `encv` in front of an `avcC` box.
+bool isAvc(const SampleDescription& description) {
+  if (description.formatCode == "avc1"_4cc) return true;
+  if (description.formatCode != "encv"_4cc || description.codecHeader.size() < 8) return false;
+  qvs::util::ByteReader header(description.codecHeader);
+  header.skip(4);
+  return header.u32() == "avcC"_4cc;
+}
+
+/// False for an AVC message too short for its codec header. Its composition time would be read from what follows: the
+/// back pointer, or in a protected tag the filter. There the count of 1 is in the place of the codec id, so that is
+/// checked.
 bool hasAvcHeader(std::span<const std::byte> tag) {
   if (tag.size() < qvs::util::kTagOverhead + kAvcHeaderSize) return false;
   const auto first = std::to_integer<std::uint8_t>(tag[qvs::util::kTagHeaderSize]);
@@ -30,6 +41,7 @@ bool hasAvcHeader(std::span<const std::byte> tag) {
 }
 
 std::int32_t storedCompositionTime(const Track& track, std::span<const std::byte> tag) {
+  // The track may have lost its descriptions to a damaged header; the selection counts from 1.
   require(track.selectedDescription <= track.descriptions.size());
   const SampleDescription& description = *track.descriptions[track.selectedDescription - 1];
   if (!isAvc(description) || !hasAvcHeader(tag)) return 0;
@@ -59,6 +71,7 @@ Sample mediaSample(const Track& track, std::span<const std::byte> tag, const K2M
 }
 
 AccessPoint accessPoint(const K2MSampleInfo& info) {
+  // OpenFragment adds the offset of the tag in the fragment.
   return {.time = rescale(info.time, info.timescale, kMilliseconds), .offset = 0};
 }
 

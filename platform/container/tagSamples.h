@@ -3,20 +3,23 @@
 #include <cstddef>
 #include <span>
 
-#include "platform/container/Movie.h"
 #include "platform/container/OpenFragment.h"
 #include "platform/container/krvo_k2m.h"
+#include "platform/container/reading/Movie.h"
 
 namespace krvo::container {
 
-// From a sample record to the samples of a tag; offsets are counted from its start. Each throws
-// StatusError(kKrvoBadArgument) for numbers that contradict each other, and std::out_of_range for a time that does not
-// fit.
+// From a sample record to the samples of a tag. Offsets count from the start of the tag, times are in the track's
+// timescale. Each function throws StatusError(kKrvoBadArgument) for numbers that contradict each other, and
+// std::out_of_range for a time that does not fit.
 
+/// The sample of the hint track: the whole tag.
 Sample hintSample(const Track& track, const K2MSampleInfo& info);
-/// A sample of an AVC track is shown at its composition time: what the record says and the tag, clear or protected.
+/// The sample of a media track: the part `media` of the tag. In an AVC track the composition offset of the record and
+/// the one in the tag, clear or protected, are added.
 Sample mediaSample(const Track& track, std::span<const std::byte> tag, const K2MSampleInfo& info,
                    const K2MMediaRange& media);
+/// The entry of the `afra` for this tag.
 AccessPoint accessPoint(const K2MSampleInfo& info);
 
 }  // namespace krvo::container

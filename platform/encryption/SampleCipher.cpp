@@ -2,7 +2,7 @@
 
 #include <openssl/rand.h>
 
-#include "platform/encryption/StatusError.h"
+#include "platform/encryption/status.h"
 #include "util/narrow.h"
 
 namespace krvo::encryption {

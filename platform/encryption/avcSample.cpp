@@ -2,13 +2,14 @@
 
 #include <optional>
 
-#include "platform/encryption/RbspReader.h"
+#include "util/RbspReader.h"
 #include "util/bytes.h"
 
 namespace krvo::encryption {
 namespace {
 
 using qvs::util::ByteReader;
+using qvs::util::RbspReader;
 
 // NAL unit types (ISO/IEC 14496-10, table 7-1).
 enum NalType : unsigned {

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "platform/encryption/Secret.h"
-#include "platform/encryption/StatusError.h"
+#include "platform/encryption/status.h"
 #include "util/bytes.h"
 
 namespace krvo::encryption {

@@ -17,7 +17,7 @@ enum class DerTag : std::uint8_t {
   kSequence = 0x30,
 };
 
-/// Appends one value. Throws std::out_of_range from 2^32 bytes of content on.
+/// Appends one value. Throws std::out_of_range from 2^31 bytes of content on.
 void writeDer(qvs::util::ByteWriter& out, DerTag tag, std::span<const std::byte> content);
 
 /// Reads one value of the tag and answers its content, a view. Throws qvs::util::MalformedInput for another tag, a

@@ -7,10 +7,9 @@
 #include "platform/encryption/EncryptionChoice.h"
 #include "platform/encryption/SampleCipher.h"
 #include "platform/encryption/Secret.h"
-#include "platform/encryption/StatusError.h"
-#include "platform/encryption/guard.h"
 #include "platform/encryption/krvo_rkx.h"
 #include "platform/encryption/metadataBlock.h"
+#include "platform/encryption/status.h"
 
 namespace krvo::encryption {
 namespace {

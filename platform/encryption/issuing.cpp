@@ -1,10 +1,10 @@
-#include "platform/encryption/issuing.h"
+#include "platform/encryption/krvo_issuing.h"
 
 #include <openssl/pem.h>
 #include <openssl/rand.h>
 #include <openssl/x509v3.h>
 
-#include "platform/encryption/StatusError.h"
+#include "platform/encryption/SampleCipher.h"
 #include "util/bytes.h"
 
 namespace krvo::encryption {
@@ -63,6 +63,16 @@ KeyPtr generateKey(KeyType type) {
                                        : EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
   requireOpenssl(key != nullptr);
   return key;
+}
+
+Secret generateContentKey() {
+  return randomBytes(kKeySize);
+}
+
+Secret randomBytes(std::size_t size) {
+  Secret bytes(size);
+  requireOpenssl(RAND_bytes(raw(bytes.bytes().data()), qvs::util::narrow<int>(size)) == 1);
+  return bytes;
 }
 
 CertificatePtr issueCertificate(EVP_PKEY& key, const std::string& commonName, CertificateUse use, int fromDays,

@@ -6,7 +6,7 @@
 
 #include "platform/encryption/MetadataContent.h"
 #include "platform/encryption/Secret.h"
-#include "platform/encryption/StatusError.h"
+#include "platform/encryption/status.h"
 
 namespace krvo::encryption {
 namespace {

@@ -1,11 +1,11 @@
-#include "platform/encryption/unprotect.h"
+#include "platform/encryption/krvo_unprotect.h"
 
 #include <openssl/pem.h>
 
 #include <algorithm>
 
-#include "platform/encryption/StatusError.h"
 #include "platform/encryption/certificates.h"
+#include "platform/encryption/status.h"
 #include "util/bytes.h"
 
 namespace krvo::encryption {
@@ -56,16 +56,6 @@ std::string subjectOf(const X509& certificate) {
   char* data = nullptr;
   const long size = BIO_get_mem_data(out.get(), &data);
   return {data, static_cast<std::size_t>(size)};
-}
-
-std::string hexOf(std::span<const std::byte> bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const auto byte : bytes) {
-    text += kDigits[std::to_integer<unsigned>(byte) >> 4];
-    text += kDigits[std::to_integer<unsigned>(byte) & 15];
-  }
-  return text;
 }
 
 /// Returns the content of the envelope, or nothing if it cannot be opened or is too long for a ContentKey. A wrong key
@@ -128,7 +118,7 @@ SignedMetadata verifyMetadataBlock(std::span<const std::byte> block) {
   const auto fingerprint = sha256(derOf(*signer));
   expect(fingerprint == content.statement.signerDigest,
          "the metadata names another certificate than the one that signed it");
-  return {std::move(content), subjectOf(*signer), hexOf(fingerprint)};
+  return {std::move(content), subjectOf(*signer), fingerprint};
 }
 
 Secret openContentKey(const SignedMetadata& metadata, EVP_PKEY& licenseServerKey) {

@@ -9,6 +9,10 @@ namespace platform::os {
 // One function for each file call of the operating system. They return -1 for a failure, with the reason in errno. A
 // call interrupted by a signal is made again, so EINTR is never seen, except from closeDescriptor().
 
+/// Returns the flags for open(2). Always with close-on-exec, so that programs which a host starts inherit no file. Text
+/// and binary are the same here. Truncation is dropped for a file that is opened for reading only.
+int toPosixFlags(std::uint32_t flags);
+
 /// Returns a descriptor, which the caller closes. `path` may be the module's or native, `flags` are OpenFlags,
 /// `permission` is the mode of a new file before the umask. A directory is refused with EACCES, also for reading.
 int openDescriptor(std::string_view path, std::uint32_t flags, std::uint32_t permission);

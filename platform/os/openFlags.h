@@ -22,8 +22,4 @@ enum OpenFlags : std::uint32_t {
 /// Mode of a new file (octal 600): only its owner reads and writes it.
 inline constexpr std::uint32_t kOwnerReadsAndWrites = 0x180;
 
-/// Returns the flags for open(2). Always with close-on-exec, so that programs which a host starts inherit no file. Text
-/// and binary are the same here. Truncation is dropped for a file that is opened for reading only.
-int toPosixFlags(std::uint32_t flags);
-
 }  // namespace platform::os

@@ -10,4 +10,9 @@ namespace platform::os {
 /// harm. There is no file name with a backslash for the module: it would become a directory and a name.
 std::string toNative(std::string_view path);
 
+/// Returns the native path of the directory that contains the running program, links resolved, without a slash at its
+/// end except for the root; empty if the system does not say. Inside a host that is the directory of the host's
+/// program.
+std::string programDirectory();
+
 }  // namespace platform::os

@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "platform/tagstream/StatusError.h"
+#include "platform/tagstream/status.h"
 #include "util/narrow.h"
 
 namespace krvo::tagstream {

@@ -1,6 +1,6 @@
 #include "platform/tagstream/ScriptEntry.h"
 
-#include "platform/tagstream/StatusError.h"
+#include "platform/tagstream/status.h"
 
 namespace krvo::tagstream {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/tagstream/StatusError.h"
+#include "platform/tagstream/status.h"
 #include "util/bytes.h"
 
 namespace krvo::tagstream {

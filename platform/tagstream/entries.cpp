@@ -9,11 +9,10 @@
 #include <vector>
 
 #include "platform/tagstream/ScriptEntry.h"
-#include "platform/tagstream/StatusError.h"
+#include "platform/tagstream/TagCursor.h"
 #include "platform/tagstream/TagFile.h"
-#include "platform/tagstream/TagWalk.h"
-#include "platform/tagstream/guard.h"
 #include "platform/tagstream/krvo_mtg.h"
+#include "platform/tagstream/status.h"
 
 using namespace krvo::tagstream;
 
@@ -22,7 +21,7 @@ struct KrvoMTGReader {
 };
 
 struct KrvoMTGTagIterator {
-  TagWalk walk;
+  TagCursor walk;
 };
 
 struct KrvoMTGTag {
@@ -41,23 +40,8 @@ struct KrvoMTGScriptDataIterator {
 
 namespace {
 
-constexpr std::uint8_t kAudioTag = 8;
-constexpr std::uint8_t kVideoTag = 9;
-constexpr std::uint8_t kScriptTag = 18;
-
-/// Gives a handle to the caller, who owns it from here on.
-template <typename Handle, typename... Parts>
-Handle* giveHandle(Parts&&... parts) {
-  return std::make_unique<Handle>(Handle{std::forward<Parts>(parts)...}).release();
-}
-
-/// Takes back what giveHandle() gave.
-template <typename Handle>
-KrvoMTGStatus takeHandle(Handle* handle) noexcept {
-  if (handle == nullptr) return kKrvoMTGBadArgument;
-  const std::unique_ptr<Handle> ended(handle);
-  return kKrvoMTGOk;
-}
+using qvs::util::kAudioTag;
+using qvs::util::kVideoTag;
 
 /// Fills in the caller's record, whose size is checked before anything is written: a caller built against another
 /// version of the record must not have its stack overwritten.
@@ -75,7 +59,7 @@ TagChoice everything() {
 
 void giveWalk(KrvoMTGReader* reader, TagChoice choice, std::uint32_t reversed, KrvoMTGTagIterator** iterator) {
   require(reader != nullptr && iterator != nullptr);
-  *iterator = giveHandle<KrvoMTGTagIterator>(TagWalk(reader->file, std::move(choice), reversed != 0));
+  *iterator = giveHandle<KrvoMTGTagIterator>(TagCursor(reader->file, std::move(choice), reversed != 0));
 }
 
 /// The first byte of the data of a tag of that type.
@@ -115,7 +99,7 @@ KrvoMTGStatus KrvoMTGReaderGetDocInfo(KrvoMTGReader* reader, MTGDocInfo* info) {
     require(reader != nullptr);
     // The flags of the header are not used: a live capture was begun before anybody knew them.
     MTGDocInfo found = {};
-    TagWalk walk(reader->file, everything(), false);
+    TagCursor walk(reader->file, everything(), false);
     while (found.hasAudio == 0 || found.hasVideo == 0) {
       const auto tag = walk.next();
       if (!tag) break;
@@ -214,7 +198,7 @@ KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::ui
 KrvoMTGStatus KrvoMTGTagGetScriptData(KrvoMTGTag* tag, const KrvoMTGScriptCallBacks* script, KrvoMTGScriptData** data) {
   return guarded([=] {
     require(tag != nullptr && script != nullptr && data != nullptr);
-    require(tag->tag.type() == kScriptTag, kKrvoMTGOtherKind);
+    require(tag->tag.type() == qvs::util::kAmf0DataTag, kKrvoMTGOtherKind);
     *data =
         giveHandle<KrvoMTGScriptData>(ScriptEntry::read(*script, headerAndData(*tag).subspan(tag->tag.header.size())));
   });

@@ -7,7 +7,7 @@
 
 #include "host/files/FileView.h"
 #include "host/files/smallFiles.h"
-#include "platform/container/fragmentReader.h"
+#include "platform/container/reading/fragmentReader.h"
 #include "tests/durability/Reference.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/loadModule.h"

@@ -16,7 +16,7 @@
 #include "packaging/RefCountedObject.h"
 #include "packaging/RefMessage.h"
 #include "packaging/SampleDescriptors.h"
-#include "platform/container/SegmentReader.h"
+#include "platform/container/reading/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
 #include "tests/support/hex.h"
 

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/container/Source.h"
+#include "platform/container/reading/Source.h"
 #include "wrappers/k2m/IOStream.h"
 
 namespace test {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/encryption/issuing.h"
+#include "platform/encryption/krvo_issuing.h"
 #include "platform/encryption/krvo_rkx.h"
 
 namespace test {

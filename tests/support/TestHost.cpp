@@ -10,7 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "platform/os/openFlags.h"
+#include "platform/os/fileCalls.h"
 #include "platform/os/paths.h"
 
 namespace test {

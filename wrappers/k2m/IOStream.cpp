@@ -1,9 +1,7 @@
 #include "wrappers/k2m/IOStream.h"
 
-#include <new>
-
 #include "platform/container/krvo_k2m.h"
-#include "wrappers/k2m/Exception.h"
+#include "util/libraryEntry.h"
 
 namespace krvo::k2m {
 namespace {
@@ -13,19 +11,8 @@ namespace {
 /// number.
 template <typename Operation>
 KrvoStatus statusOf(const Operation& operation) noexcept {
-  try {
-    operation();
-    return kKrvoOk;
-  } catch (const Exception& error) {
-    return error.status();
-  } catch (const std::bad_alloc&) {
-    return kKrvoOutOfMemory;
-  } catch (const std::exception&) {
-    return kKrvoForeignException;
-  } catch (...) {
-    // A host's file services may throw anything.
-    return kKrvoUnknown;
-  }
+  constexpr auto kStatuses = qvs::util::memoryOrOther(kKrvoOutOfMemory, kKrvoForeignException, kKrvoUnknown);
+  return qvs::util::guarded(kStatuses, operation);
 }
 
 IOStream& stream(void* context) {

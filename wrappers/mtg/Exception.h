@@ -1,24 +1,19 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
 
 #include "platform/tagstream/krvo_mtg.h"
+#include "util/libraryEntry.h"
 
 namespace mtg {
 
 /// A status of the tag-stream library other than 0, see KrvoMTGStatusCode. Streams and decoders may throw it to the
 /// library, which returns the same status to its caller.
-class Exception : public std::exception {
+class Exception : public qvs::util::StatusError {
  public:
-  explicit Exception(std::uint32_t status) : status_(status) {}
-
-  std::uint32_t status() const { return status_; }
+  using StatusError::StatusError;
   /// Fixed, since the library gives a number only.
   const char* what() const noexcept override { return "tag-stream error"; }
-
- private:
-  std::uint32_t status_;
 };
 
 /// Throws Exception if `status` is not 0.

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <exception>
-#include <new>
-
 #include "platform/tagstream/krvo_mtg.h"
-#include "wrappers/mtg/Exception.h"
+#include "util/libraryEntry.h"
 
 namespace mtg {
 
@@ -12,18 +9,8 @@ namespace mtg {
 /// library, whose frames have C linkage.
 template <typename Operation>
 KrvoMTGStatus statusOf(const Operation& operation) noexcept {
-  try {
-    operation();
-    return kKrvoMTGOk;
-  } catch (const Exception& error) {
-    return error.status();
-  } catch (const std::bad_alloc&) {
-    return kKrvoMTGOutOfMemory;
-  } catch (const std::exception&) {
-    return kKrvoMTGForeignException;
-  } catch (...) {
-    return kKrvoMTGUnknown;
-  }
+  constexpr auto kStatuses = qvs::util::memoryOrOther(kKrvoMTGOutOfMemory, kKrvoMTGForeignException, kKrvoMTGUnknown);
+  return qvs::util::guarded(kStatuses, operation);
 }
 
 }  // namespace mtg

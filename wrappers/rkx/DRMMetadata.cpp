@@ -2,7 +2,7 @@
 
 #include "util/QVSException.h"
 #include "wrappers/rkx/RKXException.h"
-#include "wrappers/rkx/tables.h"
+#include "wrappers/rkx/library.h"
 
 namespace rkx {
 

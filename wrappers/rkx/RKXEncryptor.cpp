@@ -3,7 +3,7 @@
 #include "util/QVSException.h"
 #include "util/narrow.h"
 #include "wrappers/rkx/RKXException.h"
-#include "wrappers/rkx/tables.h"
+#include "wrappers/rkx/library.h"
 
 namespace rkx {
 namespace {

@@ -1,21 +1,17 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
+
+#include "util/libraryEntry.h"
 
 namespace rkx {
 
 /// A status of the encryption library other than 0, see RKXStatusCode. The host's log gets the number.
-class RKXException : public std::exception {
+class RKXException : public qvs::util::StatusError {
  public:
-  explicit RKXException(std::uint32_t status) : status_(status) {}
-
-  std::uint32_t status() const { return status_; }
+  using StatusError::StatusError;
   /// Fixed, since the library gives a number only.
   const char* what() const noexcept override { return "RKX error"; }
-
- private:
-  std::uint32_t status_;
 };
 
 /// Throws RKXException if `status` is not 0.

@@ -10,7 +10,7 @@
 #include "host/files/imageFields.h"
 #include "host/files/smallFiles.h"
 #include "host/inspect/describeFile.h"
-#include "platform/container/SegmentReader.h"
+#include "platform/container/reading/SegmentReader.h"
 #include "tests/host/hostTools.h"
 #include "util/bytes.h"
 
@@ -191,8 +191,8 @@ TEST(VerifySegment, NamesTheFieldThatChanges) {
       {"SMPTE offset in the abst", boxes.abst.offset + 30, boxes.abst.offset + 29},
       {"sequence number", boxes.moof.offset + 23, boxes.moof.offset},
       {"time of the video track", tfdt + 4 + 4 + 7, video.offset},
-      {"place of a video sample", video.samples[1].toldAt - 1, video.samples[1].toldAt},
-      {"duration in the hint track", hint.samples[2].toldAt + 3, hint.samples[2].toldAt},
+      {"place of a video sample", video.samples[1].fieldsOffset - 1, video.samples[1].fieldsOffset},
+      {"duration in the hint track", hint.samples[2].fieldsOffset + 3, hint.samples[2].fieldsOffset},
       {"size of the mdat", boxes.mdat.offset + 3, tags.back().offset},
       {"an entry of the mfra", map.tail.front().offset + 40, map.tail.front().offset + 40}};
   for (const auto& [what, changed, named] : rows) {

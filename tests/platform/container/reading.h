@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/container/SegmentReader.h"
+#include "platform/container/reading/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
 #include "tests/support/hex.h"
 

@@ -9,11 +9,11 @@
 #include <stdexcept>
 #include <tuple>
 
-#include "platform/container/StatusError.h"
-#include "platform/container/boxes.h"
 #include "platform/container/dates.h"
-#include "platform/container/numbers.h"
-#include "platform/container/sampleEntryWriter.h"
+#include "platform/container/reading/boxes.h"
+#include "platform/container/reading/numbers.h"
+#include "platform/container/reading/sampleEntry.h"
+#include "platform/container/status.h"
 #include "tests/platform/container/reading.h"
 #include "tests/support/SegmentMaker.h"
 

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "platform/encryption/MetadataContent.h"
-#include "platform/encryption/unprotect.h"
+#include "platform/encryption/krvo_unprotect.h"
 #include "tests/support/ProtectionSet.h"
 #include "tests/support/hex.h"
 
@@ -282,7 +282,7 @@ TEST(CreateMetadata, CanBeOpenedByTheLicenseServer) {
     EXPECT_EQ(statement.licenseServerUrl, set.url);
     EXPECT_EQ(statement.policies, (std::vector<std::vector<std::byte>>{set.policy}));
     EXPECT_EQ(verified.signer, "CN=packager");
-    EXPECT_EQ(verified.signerFingerprint.size(), 64U);
+    EXPECT_EQ(verified.signerFingerprint, statement.signerDigest);
     const auto key = openContentKey(verified, *readPrivateKey(set.licenseServerKey));
     EXPECT_EQ(hex(key.bytes()), hex(set.key));
     EXPECT_EQ(ERR_peek_error(), 0U);

@@ -94,6 +94,7 @@ class Reader {
     return AacVerdict::kRead;
   }
 
+  // For type 29 as well: parametric stereo comes with spectral band replication (14496-3, 1.6.2.1).
   void readExplicitSbr() {
     config_.extensionObjectType = kSbrObjectType;
     config_.sbrPresent = 1;
@@ -151,6 +152,7 @@ class Reader {
   /// False beyond the end: missing bits read as ones, and must not switch on a branch that reads further ones.
   bool flag() { return bits_.readBit() != 0 && !bits_.error(); }
 
+  // Each field keeps its value if the configuration breaks off in it: what was read before stays.
   void take(std::int32_t& field, std::int32_t bits) {
     const std::int32_t value = number(bits);
     if (!bits_.error()) field = value;
