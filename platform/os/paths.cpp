@@ -10,4 +10,10 @@ std::string toNative(std::string_view path) {
   return native;
 }
 
+std::string directoryOf(const std::string& native) {
+  // At least one character, so that "/file" gives the root and not the current directory.
+  const std::size_t slash = native.rfind('/');
+  return slash == std::string::npos ? "." : native.substr(0, std::max<std::size_t>(slash, 1));
+}
+
 }  // namespace platform::os

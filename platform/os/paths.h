@@ -10,4 +10,7 @@ namespace platform::os {
 /// harm. There is no file name with a backslash for the module: it would become a directory and a name.
 std::string toNative(std::string_view path);
 
+/// The directory that a native path is in: "." for a name alone, "/" for an entry of the root.
+std::string directoryOf(const std::string& native);
+
 }  // namespace platform::os

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <fstream>
 
+#include "fileset/RecordingDirectory.h"
 #include "fragmentation/AfraBox.h"
 #include "host/files/smallFiles.h"
-#include "host/recordingFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/support/hex.h"
@@ -40,7 +40,7 @@ TEST_F(OpenPoints, ARemovalTakesTheBootstrapFromTheDeviceFirst) {
   recordAndCrash(recorder_, video().until(3001));
   const auto& directory = recorder_.directory();
   const SystemCalls calls(directory);
-  EXPECT_TRUE(host::removeRecording(directory.string(), directory.filename().string(), host::Durability::kDevice));
+  EXPECT_TRUE(fileset::removeRecording(directory.string(), "cam1", platform::os::Durability::kDevice));
   ASSERT_GT(calls.operations().size(), 2U);
   EXPECT_TRUE(calls.operations()[0].name.ends_with(".bootstrap"));
   EXPECT_EQ(calls.operations()[1].kind, FileOperation::Kind::kFlushDirectory);

@@ -17,12 +17,7 @@ K2RData::K2RData(const char* path, const K2RConfig& config, IMOStreamContext* st
                  IMOStreamOpenContext* openContext, IMOFileContext* fileContext)
     : segmentDuration_(ruvo::k2r::RecordingSettings(*openContext).readUnsigned("Recording/SegmentDuration", 0)),
       streamPath_(path),
-      basePath_(makeBasePath(streamPath_)),
-      indexPath_(basePath_ + ".k2i"),
-      bootstrapPath_(basePath_ + ".bootstrap"),
-      drmMetaPath_(basePath_ + ".drmmeta"),
-      metaPath_(basePath_ + ".meta"),
-      controlPath_(basePath_ + ".control"),
+      names_(fileset::namesOfStream(streamPath_)),
       fileContext_(fileContext),
       config_(config),
       streamContext_(streamContext),
@@ -132,7 +127,7 @@ RecordTimes K2RData::liftBackward(RecordTimes times) {
 void K2RData::writeControlFile(std::uint32_t baseTime) {
   util::ByteWriter image;
   image.u32(baseTime);
-  controlBehind_ = !writeSmallFile(controlPath_, image.bytes());
+  controlBehind_ = !writeSmallFile(names_.controlName(), image.bytes());
 }
 
 std::uint32_t K2RData::getDuration() const {

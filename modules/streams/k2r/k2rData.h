@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "fileset/FileNames.h"
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapBuilder.h"
 #include "fragmentation/FragmentationConfig.h"
@@ -22,7 +23,6 @@
 #include "modules/streams/k2r/K2RWarningHandler.h"
 #include "modules/streams/k2r/RecordTimes.h"
 #include "modules/streams/k2r/StoredFragment.h"
-#include "modules/streams/k2r/fileNames.h"
 #include "packaging/IPackagerContext.h"
 #include "packaging/K2RMediaWriter.h"
 #include "packaging/NQMessage.h"
@@ -211,13 +211,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Milliseconds; 0 means one segment for ever.
   std::uint32_t segmentDuration_;
   std::string streamPath_;
-  std::string basePath_;
-  /// Stem of the temporary index file; the index files themselves are numbered.
-  std::string indexPath_;
-  std::string bootstrapPath_;
-  std::string drmMetaPath_;
-  std::string metaPath_;
-  std::string controlPath_;
+  /// Paths of the recording's files, in the module's form.
+  fileset::FileNames names_;
   IMOFileContext* fileContext_;
   K2RConfig config_;
   IMOStreamContext* streamContext_;

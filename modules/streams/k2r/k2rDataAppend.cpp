@@ -46,13 +46,13 @@ bool K2RData::initAppend() {
 
 void K2RData::logAppendFailure(const krvo::k2m::Exception& failure) {
   // It has no text of its own, so an empty line would be all that the host hears.
-  logError(*streamContext_, "Failed to continue file '" + formatSegmentName(basePath_, segmentNumber_, ".k2r") +
-                                "': K2M error " + std::to_string(failure.status()));
+  logError(*streamContext_, "Failed to continue file '" + names_.segmentName(segmentNumber_) + "': K2M error " +
+                                std::to_string(failure.status()));
 }
 
 bool K2RData::resumeRecording() {
   writerStarted_ = true;
-  BootstrapInfo bootstrap = readBootstrapFile(bootstrapPath_);
+  BootstrapInfo bootstrap = readBootstrapFile(names_.bootstrapName());
   if (bootstrap.segmentRunTables.empty() || bootstrap.segmentRunTables.front().segmentRuns.empty()) {
     logError(*streamContext_, "Failed to load segment run entries.");
     return false;

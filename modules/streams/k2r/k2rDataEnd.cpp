@@ -47,7 +47,7 @@ K2RData::RecordingEnd K2RData::loadIndexes(BootstrapInfo& bootstrap) {
 }
 
 AfraIndex K2RData::readIndex(std::uint32_t segment) const {
-  return readIndexFile(formatSegmentName(basePath_, segment, ".k2i"));
+  return readIndexFile(names_.indexName(segment));
 }
 
 void K2RData::passEmptySegments(BootstrapInfo& bootstrap) {
@@ -84,7 +84,7 @@ std::optional<StoredFragment> K2RData::takeUnannounced(BootstrapInfo& bootstrap)
 }
 
 std::optional<AfraIndex> K2RData::readIndexOfNext(std::uint32_t segment) const {
-  const std::string path = formatSegmentName(basePath_, segment, ".k2i");
+  const std::string path = names_.indexName(segment);
   if (!isThere(*fileContext_, path)) return std::nullopt;
   const auto content = loadSmallFile(path);
   try {
@@ -97,13 +97,13 @@ std::optional<AfraIndex> K2RData::readIndexOfNext(std::uint32_t segment) const {
 std::optional<StoredFragment> K2RData::lastStoredFragment(std::uint32_t segment, const AfraIndex& index) const {
   const AfraEntry* const entry = lastWritten(index);
   if (entry == nullptr || entry->segment != segment) return std::nullopt;
-  return readStoredFragment(*fileContext_, formatSegmentName(basePath_, segment, ".k2r"), entry->afraOffset);
+  return readStoredFragment(*fileContext_, names_.segmentName(segment), entry->afraOffset);
 }
 
 std::optional<std::uint32_t> K2RData::storedBaseTime() const {
   // Fragments whose messages are all of a codec that is not written have no tag to count from: one before them has.
   for (std::uint32_t segment = segmentNumber_; segment > 0; --segment) {
-    const std::string path = formatSegmentName(basePath_, segment, ".k2r");
+    const std::string path = names_.segmentName(segment);
     const AfraIndex index = segment == segmentNumber_ ? fragmentIndex_ : readIndex(segment);
     for (auto entry = index.globalEntries.rbegin(); entry != index.globalEntries.rend(); ++entry) {
       if (!entry->isWritten()) continue;

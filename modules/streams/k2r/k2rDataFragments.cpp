@@ -134,7 +134,7 @@ void K2RData::insertSafetyGap(std::uint32_t fragment) {
   std::uint32_t next = entries.back().fragment + 1;
   if (next >= fragment) return;
   logWarning(*streamContext_,
-             "Inserting safety gap before fragment " + std::to_string(fragment) + " in stream " + basePath_);
+             "Inserting safety gap before fragment " + std::to_string(fragment) + " in stream " + names_.stem);
   for (; next < fragment; ++next) addIndexEntry(time, next, ruvo::k2r::kNoFragmentOffset);
 }
 

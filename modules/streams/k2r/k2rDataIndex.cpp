@@ -49,14 +49,14 @@ bool K2RData::writeIndexFile() {
   }
   util::ByteWriter image;
   ruvo::k2r::appendAfra(image, fragmentIndex_);
-  indexBehind_ = !replaceFile(formatSegmentName(basePath_, segmentNumber_, ".k2i"), indexPath_ + ".tmp", image.bytes());
+  indexBehind_ = !replaceFile(names_.indexName(segmentNumber_), names_.temporaryIndexName(), image.bytes());
   return !indexBehind_;
 }
 
 void K2RData::writeBootstrapFile() {
   util::ByteWriter image;
   ruvo::k2r::appendBootstrap(image, bootstrapBuilder_->info(), false);
-  replaceFile(bootstrapPath_, bootstrapPath_ + ".tmp", image.bytes());
+  replaceFile(names_.bootstrapName(), names_.temporaryBootstrapName(), image.bytes());
 }
 
 bool K2RData::replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content) {

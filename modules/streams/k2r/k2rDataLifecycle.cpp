@@ -21,7 +21,7 @@ bool K2RData::initialise(std::uint32_t flags) {
   initialised_ = true;
   return guarded(*streamContext_, "Unknown Error in init()", false, [&] {
     prepareTimes();
-    if ((flags & kOpenAppend) != 0 && isThere(*fileContext_, bootstrapPath_)) return initAppend();
+    if ((flags & kOpenAppend) != 0 && isThere(*fileContext_, names_.bootstrapName())) return initAppend();
     return initNew();
   });
 }
@@ -40,9 +40,9 @@ void K2RData::prepareTimes() {
 }
 
 void K2RData::readControlFile() {
-  controlPending_ = !isThere(*fileContext_, controlPath_);
+  controlPending_ = !isThere(*fileContext_, names_.controlName());
   if (controlPending_) return;
-  const auto image = loadStart(controlPath_, kControlFileSize);
+  const auto image = loadStart(names_.controlName(), kControlFileSize);
   // A shorter file has no base: a fragment gives one, or the first message, as for a recording without the file.
   controlPending_ = image.size() < kControlFileSize;
   if (!controlPending_) baseTime_ = util::ByteReader(image).u32();
@@ -54,7 +54,7 @@ bool K2RData::initNew() {
     logError(*streamContext_, "Couldn't create directory for new record");
     return false;
   }
-  removeStaleFiles(basePath_);
+  removeStaleFiles(names_);
   bootstrapBuilder_ = std::make_unique<ruvo::k2r::BootstrapBuilder>(fragmentationConfig_.durationPrecision,
                                                                     fragmentationConfig_.allowedDrift);
   fragmenter_.makeForNew(fragmentationConfig_.fragmentDuration);

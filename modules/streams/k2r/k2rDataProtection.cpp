@@ -49,18 +49,18 @@ void K2RData::writeProtectionFile(std::string metadataText) {
   AdditionalHeader header;
   header.metadata = std::move(metadataText);
   {
-    std::ofstream out(platform::os::toNative(drmMetaPath_), std::ios::binary | std::ios::trunc);
+    std::ofstream out(platform::os::toNative(names_.drmMetaName()), std::ios::binary | std::ios::trunc);
     const util::ExceptionMask mask(out, std::ios::eofbit | std::ios::failbit | std::ios::badbit);
     writeAdditionalHeader(out, header);
     out.flush();
   }
-  if (!platform::os::syncFile(drmMetaPath_)) {
-    logError(*streamContext_, "Failed to write file '" + drmMetaPath_ + "'");
+  if (!platform::os::syncFile(names_.drmMetaName())) {
+    logError(*streamContext_, "Failed to write file '" + names_.drmMetaName() + "'");
   }
 }
 
 void K2RData::checkStoredSegment(IK2RMediaWriterPolicy& policy, std::uint64_t position) {
-  const std::string path = formatSegmentName(basePath_, segmentNumber_, ".k2r");
+  const std::string path = names_.segmentName(segmentNumber_);
   IMOFileStatus status;
   if (fileContext_->pathStatus(path.c_str(), &status, 0) != 0) return;
   TrialStream stream(fileContext_, path);

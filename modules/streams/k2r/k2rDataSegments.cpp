@@ -27,8 +27,7 @@ void K2RData::setPictureSize() {
 }
 
 void K2RData::makeSegmentStream(bool append) {
-  segmentStream_ =
-      std::make_unique<K2RIOStream>(fileContext_, formatSegmentName(basePath_, segmentNumber_, ".k2r"), append);
+  segmentStream_ = std::make_unique<K2RIOStream>(fileContext_, names_.segmentName(segmentNumber_), append);
 }
 
 void K2RData::openSegment() {
@@ -39,12 +38,12 @@ void K2RData::openSegment() {
 
 void K2RData::writeMetaFile() {
   const auto message = ruvo::k2rpkgutil::buildMetadataMessage(mediaProperties_, absoluteOffsetSet_, 0.0);
-  metaPending_ = !writeSmallFile(metaPath_, message.bytes());
+  metaPending_ = !writeSmallFile(names_.metaName(), message.bytes());
 }
 
 void K2RData::removeStaleIndex() {
   // An interrupted recorder may have left one, of a segment whose file is about to be begun anew.
-  const std::string path = formatSegmentName(basePath_, segmentNumber_, ".k2i");
+  const std::string path = names_.indexName(segmentNumber_);
   IMOFileStatus status;
   if (fileContext_->pathStatus(path.c_str(), &status, 0) == 0) platform::os::removeFile(path);
 }
@@ -53,7 +52,7 @@ void K2RData::addDuration(std::uint32_t milliseconds) {
   segmentElapsed_ += milliseconds;
   // An index that is left behind by a roll-over would stay so: the next fragment writes it, and rolls over then.
   if (segmentDuration_ == 0 || segmentElapsed_ <= segmentDuration_ || indexBehind_) return;
-  auto next = std::make_unique<K2RIOStream>(fileContext_, formatSegmentName(basePath_, segmentNumber_ + 1, ".k2r"),
+  auto next = std::make_unique<K2RIOStream>(fileContext_, names_.segmentName(segmentNumber_ + 1),
                                             /*append=*/false);
   mediaWriter_.reset();  // Ends the old file.
   // Before anything that can fail: a later attempt begins the new file, and never the old one anew.
