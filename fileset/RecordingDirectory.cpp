@@ -15,6 +15,7 @@ using Type = DirectoryEntry::Type;
 
 std::string nameOf(const fs::path& path) {
   std::error_code error;
+  // Canonical, because "." and "dir/.." are no names.
   const fs::path canonical = fs::weakly_canonical(fs::absolute(path), error);
   const fs::path& known = error ? path : canonical;
   return known.has_filename() ? known.filename().string() : known.parent_path().filename().string();
@@ -25,6 +26,7 @@ std::string chooseStem(const std::vector<DirectoryEntry>& entries, const std::st
   std::vector<std::string> others;
   for (const auto& [name, type] : entries) {
     if (name.starts_with(directoryName + ".") || name.starts_with(directoryName + "Seg")) return directoryName;
+    // A recording whose directory was renamed.
     if (type != Type::kOther && name.ends_with(kBootstrap)) {
       others.push_back(name.substr(0, name.size() - kBootstrap.size()));
     }
@@ -71,6 +73,7 @@ void sortIn(RecordingDirectory& directory, const DirectoryEntry& entry, Director
 
 RecordingDirectory sorted(const std::string& path, std::string stem, std::vector<DirectoryEntry> entries,
                           Directory::Links links) {
+  // So that reports name the same entry first on every file system.
   std::ranges::sort(entries, {}, &DirectoryEntry::name);
   RecordingDirectory directory;
   directory.path = path;
@@ -98,6 +101,7 @@ RecordingDirectory examineRecordingDirectory(const std::string& path, const std:
 }
 
 bool emptyRecording(const std::string& path, const std::string& stem, platform::os::Durability durability) {
+  // Opened once: what is removed is what was checked, even if another directory takes the path meanwhile.
   const Directory directory(path, Directory::Links::kRefuse);
   auto [entries, error] = directory.list();
   if (error) return error == std::errc::no_such_file_or_directory;
@@ -107,6 +111,7 @@ bool emptyRecording(const std::string& path, const std::string& stem, platform::
   const auto remove = [&](auto begin, auto end) {
     return std::all_of(begin, end, [&](const DirectoryEntry& entry) { return directory.removeFile(entry.name); });
   };
+  // An interruption must not leave a bootstrap that names removed files.
   const auto rest = std::partition(entries.begin(), entries.end(), [&](const DirectoryEntry& entry) {
     return roleOf(entry.name, stem)->kind == FileKind::kBootstrap;
   });

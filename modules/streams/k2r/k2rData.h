@@ -99,31 +99,42 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   };
 
   // k2rData.cpp: the path of a message
+  /// For a message that was accepted: its time, the decision of the fragmenter, the queue.
   bool recordMessage(RefMessage& message, std::uint8_t type, std::uint32_t time);
+  /// Logs the reason of a refusal.
   Check check(const RefMessage& message);
   /// Throws QVSException if the index of the segment would get too large by the numbers that the sample skips.
   void requireRoomForJump(const ruvo::k2r::SampleInfo& sample) const;
   RecordTimes computeTimes(std::uint32_t time) const;
+  /// A time before that of the last message becomes the last one, with a warning.
   RecordTimes liftBackward(RecordTimes times);
+  /// Writes the control file, too.
   void takeBaseTime(std::uint32_t absolute);
 
   // k2rDataMetadata.cpp: script data that controls the recording
+  /// A new recording accepts no other message before its metadata.
   Check checkMetadata(const RefMessage& message);
   /// True if the message is the metadata of this stream, which is then taken.
   bool captureMetadata(const RefMessage& message);
   void takePictureSize(const NQDataValue& metadata);
 
   // k2rDataTracks.cpp
+  /// Adds a track for the first message of a kind, until the writer has started. Later messages need the same codec.
   Check checkTrack(const RefMessage& message);
   void addTrackFor(const RefMessage& message, std::shared_ptr<ruvo::k2rpkgutil::K2RSampleDescriptor> descriptor);
 
   // k2rDataFragments.cpp: what a decision does
   Outcome act(const FragmentDecision& decision);
+  /// These two return the milliseconds for addDuration().
   std::uint32_t writeFragment(const FragmentRange& range);
-  void holdFragment(const FragmentDecision& decision);
   std::uint32_t flushHeldFragment(const FragmentRange& range);
+  /// Announces a fragment whose samples stay queued, because the next key frame has not come yet.
+  void holdFragment(const FragmentDecision& decision);
+  /// The first fragment that counts begins: drops the queue, and marks the numbers before it as skipped.
   void startRecording(const FragmentRange& range);
+  /// Adds the fragment to bootstrap and index in memory, and keeps what they were before.
   void announce(const FragmentRange& range);
+  /// Restores what announce() kept. Does nothing if no fragment is announced.
   void takeBackAnnounced();
   void addToBootstrap(const FragmentRange& range);
   /// Writes the announced fragment with all queued messages below `limit` (milliseconds). If that fails, the fragment
@@ -131,21 +142,29 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   void writeAnnounced(std::uint32_t fragment, std::uint32_t limit);
   /// What follows a fragment that is in the segment: small files, roll-over. Throws only if the index is corrupt.
   void finishFragment(std::uint32_t writtenMs);
+  /// A number without data.
   void skipFragment(const FragmentRange& range);
+  /// Gives the index entries for the numbers between its last one and `fragment`, with a warning.
   void insertSafetyGap(std::uint32_t fragment);
+  /// The same up to and including `fragment`, without a warning; `start` is the time of the entries.
   void markSkippedUpTo(std::uint32_t fragment, std::uint64_t start);
   void addIndexEntry(std::uint64_t time, std::uint32_t fragment, std::uint64_t afraOffset);
+  /// Throws QVSException if the first queued video message is no key frame.
   void requireKeyFrame() const;
+  /// Removes the messages below `limit` (milliseconds) from the queue.
   void dropWritten(std::uint32_t limit);
 
   // k2rDataSegments.cpp: the segment file and its writer
+  /// Before the first fragment of a new recording; does nothing later.
   void startWriter();
   void setPictureSize();
   void makeSegmentStream(bool append);
+  /// Begins the segment file, with a new writer.
   void openSegment();
   void removeStaleIndex();
 
   // k2rDataIndex.cpp: the small files
+  /// After each fragment: writes index and bootstrap, and what earlier fragments could not write.
   void flushSmallFiles();
   void writeControlFile(std::uint32_t baseTime);
   void writeMetaFile();
@@ -154,20 +173,26 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// On false the old file is in its place. Throws QVSException if the index is corrupt.
   bool writeIndexFile();
   void writeBootstrapFile();
+  /// Throws if the temporary file cannot be written. False if it could not replace the old one.
   bool replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content);
   bool swapInFile(const std::string& from, const std::string& to);
+  /// At a stop: takes a held fragment out of index and bootstrap.
   void trimIndex();
   void forgetEmptySegment();
 
   // k2rDataLifecycle.cpp: begin and end
+  /// Reads the base time and the fragmentation settings.
   void prepareTimes();
   void readControlFile();
+  /// Removes what is there and begins a recording. False, with a line in the log, if there is no directory.
   bool initNew();
+  /// At a stop: the last index, and the bootstrap with its end marker.
   void finishSmallFiles() noexcept;
   /// Whether the index file on disk is equal to the index in memory.
   bool isIndexOnDisk() const;
 
   // k2rDataAppend.cpp: continuing a recording
+  /// False, with a line in the log, if the recording cannot be continued.
   bool initAppend();
   void logAppendFailure(const krvo::k2m::Exception& failure);
   void resumeRecording();
