@@ -52,6 +52,7 @@ struct RecordingOnDisk {
         box("afra", "") + imageOf(builder.info()) + box("moof", box("traf", box("tfdt", noTime))) + box("mdat", tag);
   }
   std::vector<ruvo::k2r::AfraEntry>& entries(std::size_t segment) { return indexes[segment - 1].globalEntries; }
+  auto& fragmentRuns(std::size_t fragment) { return bootstraps[fragment - 1].fragmentRunTables[0].fragmentRuns; }
   std::string path(const std::string& suffix) const { return directory.file("cam1" + suffix); }
   /// The bootstrap as it was after a fragment.
   void writeBootstrap(std::size_t fragment) { writeWholeFile(path(".bootstrap"), imageOf(bootstraps[fragment - 1])); }
@@ -62,8 +63,8 @@ struct RecordingOnDisk {
       content.replace(at - 4, 27, box("mdat", "") + box("free", std::string(11, '\0')));
   }
 
-  /// "<last segment>x<its fragments, by the bootstrap> | <segment>: <last fragment>[, base <time>]", or why there is no
-  /// end.
+  /// "<last segment>x<its fragments, by the bootstrap> | <segment>: <last fragment>[, base <time>][, more runs]", or
+  /// why there is no end.
   std::string end(BaseTime baseTime) {
     for (std::size_t i = 0; i < 2; ++i) {
       ByteWriter image;
@@ -79,7 +80,9 @@ struct RecordingOnDisk {
       const auto& runs = found.bootstrap.segmentRunTables[0].segmentRuns;
       return std::to_string(runs.back().firstSegment) + "x" + std::to_string(runs.back().fragmentsPerSegment) + " | " +
              std::to_string(found.segment) + ": " + std::to_string(last->fragment) +
-             (found.baseTime ? ", base " + std::to_string(*found.baseTime) : "");
+             (found.baseTime ? ", base " + std::to_string(*found.baseTime) : "") +
+             (found.bootstrap.fragmentRunTables[0].fragmentRuns.back().firstFragment > last->fragment ? ", more runs"
+                                                                                                      : "");
     } catch (const qvs::QVSException& failure) {
       return failure.message();
     }
@@ -109,7 +112,13 @@ TEST(StoredRecordings, EndWhereTheirFragmentsDo) {
       {"no index", [](Disk& disk) { disk.writeBootstrap(3), writeWholeFile(disk.path("Seg2.k2i"), "x"); }, first},
       {"nothing in the last number", [](Disk& disk) { disk.entries(2)[1].afraOffset = ruvo::k2r::kNoFragmentOffset; },
        "2x2 | 2: 4, base 6000"},
-      {"an empty last segment", [](Disk& disk) { disk.entries(2).clear(); }, first},
+      {"begun behind a stop, by another recording",
+       [](Disk& disk) { disk.fragmentRuns(3).emplace_back(), disk.writeBootstrap(3); }, first},
+      {"an empty last segment, with a run of its own",
+       [](Disk& disk) {
+         disk.fragmentRuns(5).emplace_back(4U, 16000U, 9U), disk.writeBootstrap(5), disk.entries(2).clear();
+       },
+       first},
       {"no fragment in any index", [](Disk& disk) { disk.entries(1).clear(), disk.entries(2).clear(); },
        "The index of segment 1 names no fragment, but the bootstrap does; the recording is not continued."}};
   for (const auto& [what, change, expected] : rows) {
