@@ -12,9 +12,11 @@
 #include <limits>
 #include <system_error>
 
+#include "fileset/RecordingDirectory.h"
 #include "platform/os/durableFiles.h"
 #include "platform/os/fileCalls.h"
 #include "platform/os/paths.h"
+#include "platform/os/retried.h"
 
 namespace host {
 namespace {
@@ -28,8 +30,7 @@ template <typename Transfer>
 std::int32_t transferAll(std::size_t wanted, const Transfer& transfer) {
   std::size_t done = 0;
   while (done < wanted) {
-    const ssize_t count = transfer(done, wanted - done);
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count = platform::os::retried([&] { return transfer(done, wanted - done); });
     if (count < 0 && done == 0) return -1;
     if (count <= 0) break;
     done += static_cast<std::size_t>(count);
@@ -59,10 +60,7 @@ std::int32_t FileContext::open(const char* path, std::uint32_t flags, std::uint3
   const bool durable = durability_ == Durability::kDevice;
   // Not to wait for the other end of a pipe; it makes no difference to a file.
   const int posixFlags = platform::os::toPosixFlags(flags) | O_NOFOLLOW | O_NONBLOCK | (durable ? O_DSYNC : 0);
-  int fd = -1;
-  do {
-    fd = ::open(native.c_str(), posixFlags, creationMode(mode));
-  } while (fd == -1 && errno == EINTR);
+  const int fd = platform::os::retried([&] { return ::open(native.c_str(), posixFlags, creationMode(mode)); });
   if (fd == -1) return fail("open", native);
   if (durable && (flags & kIMOCreate) != 0 && !platform::os::syncFile(native)) {
     fail("flush", native);
@@ -109,13 +107,13 @@ std::int32_t FileContext::pathStatus(const char* path, IMOFileStatus* status, st
 
 std::int32_t FileContext::remove(const char* path, std::uint32_t, std::uint32_t) {
   const std::string native = platform::os::toNative(path);
-  const auto remove = native == held_ ? emptyRecording : removeRecording;
+  const auto remove = native == held_ ? fileset::emptyRecording : fileset::removeRecording;
   return remove(native, native.substr(native.rfind('/') + 1), durability_) ? 0 : -1;
 }
 
 std::int32_t FileContext::createDirectory(const char* path) {
   const std::string native = platform::os::toNative(path);
-  return makeDirectory(native, durability_) || (errno == EEXIST && native == held_)
+  return platform::os::makeDirectory(native, durability_) || (errno == EEXIST && native == held_)
              ? 0
              : fail("make the directory", native);
 }

@@ -5,10 +5,12 @@
 #include <utility>
 
 #include "host/Log.h"
-#include "host/recordingFiles.h"
 #include "imo/IMOFileContext.h"
+#include "platform/os/Directory.h"
 
 namespace host {
+
+using platform::os::Durability;
 
 /// The file services on POSIX. A handle is the descriptor. Reads and writes go on until all is done, or an end or error
 /// is met; the reason of a failure goes to the log, since the caller learns only that there was one.
@@ -29,7 +31,7 @@ class FileContext final : public IMOFileContext {
   std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) override;
   std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override;
   std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override;
-  /// Removes nothing but a recording, see removeRecording(); the stem is the directory's name.
+  /// Removes nothing but a recording, see fileset::removeRecording(); the stem is the directory's name.
   std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override;
   /// Makes the directories above it, too. Fails for one that is there already.
   std::int32_t createDirectory(const char* path) override;

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "fileset/RecordingDirectory.h"
 #include "host/errors.h"
 
 namespace host {
@@ -31,11 +32,11 @@ bool putBack(const OutputDirectory& place, Durability durability) {
   // Exchanged first, so that an interruption leaves the remains of the new one aside, and not the old one.
   bool back = exchangeDirectories(place.aside(), place.native());
   if (back) {
-    removeRecording(place.aside(), place.stem(), durability);
-  } else if (lacksOperation() && removeRecording(place.native(), place.stem(), durability)) {
+    fileset::removeRecording(place.aside(), place.stem(), durability);
+  } else if (lacksOperation() && fileset::removeRecording(place.native(), place.stem(), durability)) {
     back = std::rename(place.aside().c_str(), place.native().c_str()) == 0;
   }
-  flushParent(place.native(), durability);
+  platform::os::flushParent(place.native(), durability);
   return back;
 }
 
@@ -65,7 +66,7 @@ void HeldPlace::makeMissing(Durability durability) {
     missing.push_back(path.string());
   }
   if (missing.empty()) return;
-  if (!makeDirectory(place_.native(), durability) && errno != EEXIST) {
+  if (!platform::os::makeDirectory(place_.native(), durability) && errno != EEXIST) {
     throw CommandError(fmt::format("cannot make the directory '{}': {}", place_.native(), std::strerror(errno)));
   }
   made_ = std::move(missing);
@@ -104,7 +105,7 @@ ReplacedRecording::ReplacedRecording(const OutputDirectory& place, Durability du
   }
   putAside();
   held_ = true;
-  flushParent(aside_, durability_);
+  platform::os::flushParent(aside_, durability_);
 }
 
 void ReplacedRecording::putAside() {
@@ -147,9 +148,10 @@ ReplacedRecording::~ReplacedRecording() {
 }
 
 void ReplacedRecording::settle() {
-  if (!held_ || ::access((place_.native() + "/" + place_.stem() + ".bootstrap").c_str(), F_OK) != 0) return;
+  const std::string bootstrap = fileset::FileNames{place_.native() + "/" + place_.stem()}.bootstrapName();
+  if (!held_ || ::access(bootstrap.c_str(), F_OK) != 0) return;
   held_ = false;
-  if (!removeRecording(aside_, place_.stem(), durability_)) {
+  if (!fileset::removeRecording(aside_, place_.stem(), durability_)) {
     log_.warning(fmt::format("the old recording was left in '{}'", aside_));
   }
 }

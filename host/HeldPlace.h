@@ -7,9 +7,11 @@
 #include "host/DirectoryLock.h"
 #include "host/Log.h"
 #include "host/OutputDirectory.h"
-#include "host/recordingFiles.h"
+#include "platform/os/Directory.h"
 
 namespace host {
+
+using platform::os::Durability;
 
 /// The directory of a recording for as long as this process writes it: nobody else records into it or repairs it
 /// meanwhile. Where the file system has no locks, a warning says so and the work goes on.

@@ -6,19 +6,27 @@
 #include <climits>
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
+#include "fileset/RecordingDirectory.h"
 #include "host/DirectoryLock.h"
 #include "host/errors.h"
-#include "host/recordingFiles.h"
 
 namespace host {
 namespace {
 
-using Kind = DirectoryContent::Kind;
+using fileset::kLongestSuffix;
 
-/// The longest that follows a stem: with the 10 digits of the highest segment number.
-constexpr std::size_t kLongestSuffix = std::string_view("Seg4294967295.k2r").size();
+/// What is in the directory `path`, which may be missing. Nothing if something else is there. Throws std::system_error
+/// if it cannot be read.
+std::optional<fileset::RecordingDirectory> examine(const std::string& path, const std::string& stem) {
+  std::error_code error;
+  auto content = fileset::examineRecordingDirectory(path, stem, error);
+  if (error == std::errc::not_a_directory || error == std::errc::too_many_symbolic_link_levels) return std::nullopt;
+  if (error && error != std::errc::no_such_file_or_directory) throw std::system_error(error, path);
+  return content;
+}
 
 }  // namespace
 
@@ -49,34 +57,35 @@ std::string OutputDirectory::modulePath() const {
 }
 
 void OutputDirectory::require(OpenMode mode) const {
-  const DirectoryContent content = examineDirectory(native_, stem_);
-  if (content.kind == Kind::kOther) throw CommandError(fmt::format("'{}' is not a directory", native_));
-  if (content.kind == Kind::kMissing || content.empty) return;
+  const auto content = examine(native_, stem_);
+  if (!content) throw CommandError(fmt::format("'{}' is not a directory", native_));
+  if (content->hasNoEntry()) return;
   if (mode == OpenMode::kNew) {
     throw CommandError(
         fmt::format("'{}' is not empty; --append continues a recording in it, --overwrite replaces one", native_));
   }
   if (mode == OpenMode::kAppend) requireRegular();
-  if (mode == OpenMode::kAppend && content.hasBootstrap) return;
-  if (!content.foreignEntry.empty()) {
+  if (mode == OpenMode::kAppend && content->hasBootstrap) return;
+  if (!content->foreign.empty()) {
     throw CommandError(fmt::format("'{}' is not (only) a recording, since it holds '{}'; nothing was changed", native_,
-                                   content.foreignEntry));
+                                   content->foreign.front()));
   }
 }
 
 void OutputDirectory::requireRegular() const {
-  const DirectoryContent content = examineDirectory(native_, stem_);
-  if (content.irregularFile.empty()) return;
+  const auto content = examine(native_, stem_);
+  if (!content || content->irregular.empty()) return;
   throw CommandError(fmt::format("'{}' cannot be written to, since '{}' in it is no regular file; nothing was changed",
-                                 native_, content.irregularFile));
+                                 native_, content->irregular.front()));
 }
 
 std::string interruptedOverwrite(const OutputDirectory& place) {
   const std::string aside = place.aside();
-  const DirectoryContent old = examineDirectory(aside, place.stem());
-  if (old.kind != Kind::kDirectory || old.empty || !old.foreignEntry.empty()) return "";
+  const auto old = examine(aside, place.stem());
+  if (!old || old->hasNoEntry() || !old->foreign.empty()) return "";
   if (DirectoryLock(aside).state() == DirectoryLock::State::kTaken) return "";
-  const bool replaced = examineDirectory(place.native(), place.stem()).hasBootstrap;
+  const auto current = examine(place.native(), place.stem());
+  const bool replaced = current && current->hasBootstrap;
   return fmt::format("'{}' holds a recording that an interrupted --overwrite put aside; {}", aside,
                      replaced ? "the new one is in its place: move the old one or remove it"
                               : fmt::format("k2r repair '{}' puts it back", place.native()));

@@ -8,7 +8,8 @@ import sys
 
 EVERYWHERE = {"util", "imo", "platform/os"}
 ALLOWED = {
-    "modules/streams/k2r": EVERYWHERE | {"packaging", "fragmentation", "server", "shared_nqserver", "wrappers"},
+    "modules/streams/k2r": EVERYWHERE | {"packaging", "fragmentation", "server", "shared_nqserver", "wrappers", "fileset"},
+    "fileset": EVERYWHERE,
     "packaging": EVERYWHERE | {"fragmentation", "server", "wrappers"},
     "fragmentation": EVERYWHERE | {"server", "wrappers"},
     "server": EVERYWHERE | {"shared_nqserver"},

@@ -15,6 +15,7 @@
 #include "host/errors.h"
 #include "host/files/RecordingDirectory.h"
 #include "platform/os/durableFiles.h"
+#include "platform/os/fileCalls.h"
 #include "platform/os/retried.h"
 
 namespace host {
@@ -72,11 +73,7 @@ FreshFile::~FreshFile() {
 }
 
 void FreshFile::write(std::span<const std::byte> content) const {
-  while (!content.empty()) {
-    const auto written = platform::os::retried([&] { return ::write(fd_, content.data(), content.size()); });
-    if (written <= 0) fail();
-    content = content.subspan(static_cast<std::size_t>(written));
-  }
+  if (!platform::os::writeAll(fd_, content)) fail();
 }
 
 void FreshFile::setMode(mode_t mode) const {

@@ -65,13 +65,13 @@ void describeContent(const std::string& path, Json& document) {
   } else if (isTagStream(path)) {
     document["kind"] = "tagStream";
     describeTagStream(path, document);
-  } else if (path.ends_with(".control") || file.size() == kControlFileSize) {
+  } else if (path.ends_with(fileset::kControlSuffix) || file.size() == kControlFileSize) {
     document["kind"] = "control";
     document["baseTime"] = parseControl(readSmallFile(path));
-  } else if (path.ends_with(".meta")) {
+  } else if (path.ends_with(fileset::kMetaSuffix)) {
     document["kind"] = "description";
     document.update(describeScript(readSmallFile(path)));
-  } else if (path.ends_with(".drmmeta")) {
+  } else if (path.ends_with(fileset::kDrmMetaSuffix)) {
     document["kind"] = "protection";
     const auto bytes = readSmallFile(path);
     document.update(describeScript(bytes));

@@ -2,45 +2,19 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 
 #include "host/errors.h"
+#include "platform/os/Descriptor.h"
+#include "platform/os/fileCalls.h"
 
 namespace host {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// An open file, closed at the end.
-class File {
- public:
-  File(const std::string& path, mode_t mode)
-      : descriptor_(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode)) {}
-  ~File() {
-    if (isOpen()) ::close(descriptor_);
-  }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-
-  bool isOpen() const { return descriptor_ != -1; }
-
-  bool write(std::span<const std::byte> content) const {
-    while (!content.empty()) {
-      const auto written = ::write(descriptor_, content.data(), content.size());
-      if (written == -1 && errno == EINTR) continue;
-      if (written <= 0) return false;
-      content = content.subspan(static_cast<std::size_t>(written));
-    }
-    return ::fsync(descriptor_) == 0;
-  }
-
- private:
-  int descriptor_;
-};
 
 }  // namespace
 
@@ -65,9 +39,10 @@ NewFiles::~NewFiles() {
 void NewFiles::write(const std::string& name, std::span<const std::byte> content, Access access) {
   constexpr mode_t kOwnerOnly = 0600;
   constexpr mode_t kAll = 0644;
-  const File file(pathOf(name), access == Access::kOwner ? kOwnerOnly : kAll);
-  if (file.isOpen()) written_.push_back(name);
-  if (!file.isOpen() || !file.write(content)) {
+  const int flags = O_WRONLY | O_CREAT | O_EXCL;
+  const platform::os::Descriptor file(pathOf(name), flags, access == Access::kOwner ? kOwnerOnly : kAll);
+  if (file) written_.push_back(name);
+  if (!file || !platform::os::writeAll(file.get(), content) || !file.flush()) {
     throw CommandError(fmt::format("'{}' cannot be written: {}", pathOf(name), std::strerror(errno)));
   }
 }

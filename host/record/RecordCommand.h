@@ -8,9 +8,11 @@
 #include "host/errors.h"
 #include "host/input/Input.h"
 #include "host/record/Progress.h"
-#include "host/recordingFiles.h"
+#include "platform/os/Directory.h"
 
 namespace host {
+
+using platform::os::Durability;
 
 /// The options of `k2r record`.
 struct RecordOptions {

@@ -6,7 +6,6 @@
 
 #include "host/errors.h"
 #include "host/files/RecordingDirectory.h"
-#include "host/recordingFiles.h"
 #include "host/repair/firstFragment.h"
 #include "host/verify/quickLook.h"
 #include "host/verify/verifyRecording.h"
@@ -40,7 +39,7 @@ void takeUpBeginning(const OutputDirectory& place, const RecordingDirectory& dir
   }
   if (found.fragments != 0) {
     restoreFirstBootstrap(directory);
-  } else if (!emptyRecording(place.native(), place.stem(), Durability::kDevice)) {
+  } else if (!fileset::emptyRecording(place.native(), place.stem(), platform::os::Durability::kDevice)) {
     // The control file must go as well: the module would take its base time for that of the new recording.
     throw CommandError(fmt::format("the remains of a recording in '{}' cannot be removed", place.native()));
   }

@@ -13,7 +13,6 @@
 #include "host/files/RecordingDirectory.h"
 #include "host/files/smallFiles.h"
 #include "host/output.h"
-#include "host/recordingFiles.h"
 #include "host/unprotect/ClearSegment.h"
 #include "host/unprotect/RecordingKey.h"
 #include "host/verify/verifyRecording.h"
@@ -36,7 +35,7 @@ class Workshop {
     if (fs::exists(fs::symlink_status(place.native(), error))) {
       throw CommandError(fmt::format("'{}' exists; nothing was changed", place.native()));
     }
-    if (!makeDirectory(path_, Durability::kDevice)) {
+    if (!platform::os::makeDirectory(path_, platform::os::Durability::kDevice)) {
       throw CommandError(fmt::format("'{}' cannot be made: {}", path_, std::strerror(errno)));
     }
   }

@@ -10,57 +10,16 @@
 #include <cstdio>
 #include <new>
 #include <string>
-#include <utility>
 
+#include "platform/os/Descriptor.h"
+#include "platform/os/Directory.h"
+#include "platform/os/fileCalls.h"
 #include "platform/os/lastError.h"
 #include "platform/os/paths.h"
 #include "platform/os/retried.h"
 
 namespace platform::os {
 namespace {
-
-/// Owns a descriptor; -1 if the file could not be opened, and errno then says why.
-class Descriptor {
- public:
-  Descriptor(const std::string& path, int flags)
-      : fd_(retried([&] { return ::open(path.c_str(), flags | O_CLOEXEC, 0666); })) {}
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return fd_; }
-  explicit operator bool() const { return fd_ != -1; }
-  // Never retried after EINTR: Linux has released the descriptor by then, and another thread may have got its number.
-  /// Returns false if the system reports a late write error.
-  bool close() { return fd_ == -1 || ::close(std::exchange(fd_, -1)) == 0 || errno == EINTR; }
-
- private:
-  int fd_;
-};
-
-bool flush(const Descriptor& file) {
-  return retried([&] { return ::fsync(file.get()); }) == 0;
-}
-
-/// Some file systems cannot flush a directory and return EINVAL. Nothing better can be done there, so it is no failure.
-bool flushDirectory(const Descriptor& directory) {
-  return flush(directory) || errno == EINVAL;
-}
-
-std::string directoryOf(const std::string& native) {
-  // At least one character, so that "/file" gives the root and not the current directory.
-  const std::size_t slash = native.rfind('/');
-  return slash == std::string::npos ? "." : native.substr(0, std::max<std::size_t>(slash, 1));
-}
-
-bool writeAll(const Descriptor& file, std::span<const std::byte> content) {
-  while (!content.empty()) {
-    const ssize_t written = retried([&] { return ::write(file.get(), content.data(), content.size()); });
-    if (written <= 0) return false;
-    content = content.subspan(static_cast<std::size_t>(written));
-  }
-  return true;
-}
 
 bool isRegularFile(const Descriptor& file) {
   struct stat status {};
@@ -86,7 +45,7 @@ bool writeFile(std::string_view path, std::span<const std::byte> content) noexce
   // O_NOFOLLOW: a link planted under this name must not lead the content elsewhere. O_NONBLOCK: opening a pipe would
   // wait for its reader.
   Descriptor file(toNative(path), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK);
-  return file && isRegularFile(file) && writeAll(file, content) && file.close();
+  return file && isRegularFile(file) && writeAll(file.get(), content) && file.close();
 } catch (const std::bad_alloc&) {
   return false;
 }
@@ -94,8 +53,8 @@ bool writeFile(std::string_view path, std::span<const std::byte> content) noexce
 bool syncFile(std::string_view path) noexcept try {
   const std::string native = toNative(path);
   const Descriptor file(native, O_RDONLY);
-  const Descriptor directory(directoryOf(native), O_RDONLY | O_DIRECTORY);
-  return file && directory && flush(file) && flushDirectory(directory);
+  const Directory directory(directoryOf(native));
+  return file && directory && file.flush() && directory.flush();
 } catch (const std::bad_alloc&) {
   return false;
 }
@@ -105,10 +64,9 @@ bool replaceFile(std::string_view from, std::string_view to) noexcept try {
   const std::string target = toNative(to);
   const Descriptor file(source, O_RDONLY);
   // Opened before the rename: once the rename is done, a failure could no longer leave `to` as it was.
-  const Descriptor directory(directoryOf(target), O_RDONLY | O_DIRECTORY);
+  const Directory directory(directoryOf(target));
   // The content has to be on the device before the name points to it, or a loss of power leaves an empty file.
-  return file && directory && flush(file) && std::rename(source.c_str(), target.c_str()) == 0 &&
-         flushDirectory(directory);
+  return file && directory && file.flush() && std::rename(source.c_str(), target.c_str()) == 0 && directory.flush();
 } catch (const std::bad_alloc&) {
   return false;
 }
@@ -116,8 +74,8 @@ bool replaceFile(std::string_view from, std::string_view to) noexcept try {
 bool removeFile(std::string_view path) noexcept try {
   const std::string native = toNative(path);
   if (::unlink(native.c_str()) != 0) return errno == ENOENT;
-  const Descriptor directory(directoryOf(native), O_RDONLY | O_DIRECTORY);
-  return directory && flushDirectory(directory);
+  const Directory directory(directoryOf(native));
+  return directory && directory.flush();
 } catch (const std::bad_alloc&) {
   return false;
 }

@@ -75,6 +75,15 @@ std::int64_t writeDescriptor(int descriptor, const void* buffer, std::size_t cou
   return retried([&] { return ::write(descriptor, buffer, count); });
 }
 
+bool writeAll(int descriptor, std::span<const std::byte> content) {
+  while (!content.empty()) {
+    const std::int64_t written = writeDescriptor(descriptor, content.data(), content.size());
+    if (written <= 0) return false;
+    content = content.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
 std::int64_t seekDescriptor(int descriptor, std::int64_t offset, SeekFrom from) {
   return ::lseek(descriptor, offset, toWhence(from));
 }

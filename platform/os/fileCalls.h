@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 namespace platform::os {
@@ -22,6 +23,9 @@ int closeDescriptor(int descriptor);
 std::int64_t readDescriptor(int descriptor, void* buffer, std::size_t count);
 /// Returns the bytes written, which may be fewer than `count`: a caller that needs all of them has to loop.
 std::int64_t writeDescriptor(int descriptor, const void* buffer, std::size_t count);
+
+/// Writes all of `content` at the descriptor's position. False if a write fails; part of the content may be written.
+bool writeAll(int descriptor, std::span<const std::byte> content);
 
 enum class SeekFrom { kStart, kCurrent, kEnd };
 /// Returns the new position in bytes from the start. Beyond the end is allowed. Fails with ESPIPE for a pipe.

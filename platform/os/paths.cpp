@@ -18,4 +18,10 @@ std::string programDirectory() {
   return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
 }
 
+std::string directoryOf(const std::string& native) {
+  // At least one character, so that "/file" gives the root and not the current directory.
+  const std::size_t slash = native.rfind('/');
+  return slash == std::string::npos ? "." : native.substr(0, std::max<std::size_t>(slash, 1));
+}
+
 }  // namespace platform::os

@@ -15,4 +15,7 @@ std::string toNative(std::string_view path);
 /// program.
 std::string programDirectory();
 
+/// The directory that a native path is in: "." for a name alone, "/" for an entry of the root.
+std::string directoryOf(const std::string& native);
+
 }  // namespace platform::os

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <fstream>
 
+#include "fileset/RecordingDirectory.h"
 #include "fragmentation/AfraBox.h"
 #include "host/files/smallFiles.h"
-#include "host/recordingFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/support/hex.h"
@@ -40,25 +40,10 @@ TEST_F(OpenPoints, ARemovalTakesTheBootstrapFromTheDeviceFirst) {
   recordAndCrash(recorder_, video().until(3001));
   const auto& directory = recorder_.directory();
   const SystemCalls calls(directory);
-  EXPECT_TRUE(host::removeRecording(directory.string(), directory.filename().string(), host::Durability::kDevice));
+  EXPECT_TRUE(fileset::removeRecording(directory.string(), "cam1", platform::os::Durability::kDevice));
   ASSERT_GT(calls.operations().size(), 2U);
   EXPECT_TRUE(calls.operations()[0].name.ends_with(".bootstrap"));
   EXPECT_EQ(calls.operations()[1].kind, FileOperation::Kind::kFlushDirectory);
-}
-
-TEST_F(OpenPoints, ABaseTimeComesBackFromTheFragments) {
-  recordAndCrash(recorder_, video().from(7250).until(10001));
-  const std::string control = recorder_.content(".control");
-  const struct {
-    const char* damaged;
-    std::uint32_t from;
-  } rows[] = {{"", 20000}, {"xyz", 30000}};
-  for (const auto& row : rows) {
-    writeWholeFile(recorder_.file(".control"), row.damaged);
-    appendAndStop(recorder_, video().from(row.from).withoutHeaders().until(row.from + 2001));
-    expectWhole(recorder_);
-    EXPECT_EQ(recorder_.content(".control"), control);
-  }
 }
 
 TEST_F(OpenPoints, ASegmentOfWhichNothingRemainsIsForgotten) {
@@ -72,22 +57,6 @@ TEST_F(OpenPoints, ASegmentOfWhichNothingRemainsIsForgotten) {
   EXPECT_EQ(info.segmentRunTables.at(0).segmentRuns.size(), 1U) << "the first segment alone";
   appendAndStop(recorder_, laterPart());
   expectWhole(recorder_);
-}
-
-TEST_F(OpenPoints, AnEmptySegmentThatTheBootstrapKnowsIsBegunAgain) {
-  useShortGrid(recorder_, "2500");
-  recordAndCrash(recorder_, video().until(3001));
-  auto info = host::parseBootstrap(asBytes(recorder_.content(".bootstrap")));
-  info.segmentRunTables[0].segmentRuns.push_back({2, 1});
-  info.fragmentRunTables[0].fragmentRuns.emplace_back(4U, 3000U, 7000U);
-  writeWholeFile(recorder_.file(".bootstrap"), textOf(host::imageOf(info)));
-  auto index = host::parseAfra(asBytes(recorder_.content("Seg1.k2i")));
-  index.globalEntries.clear();
-  writeWholeFile(recorder_.file("Seg2.k2i"), textOf(host::imageOf(index)));
-  appendAndStop(recorder_, laterPart());
-  expectWhole(recorder_);
-  info = host::parseBootstrap(asBytes(recorder_.content(".bootstrap")));
-  EXPECT_EQ(info.segmentRunTables[0].segmentRuns[0].fragmentsPerSegment, 22U) << "by the grid, as the index has it";
 }
 
 /// Removes no directory.

@@ -7,7 +7,6 @@
 #include <tuple>
 
 #include "modules/streams/k2r/K2RIOStream.h"
-#include "modules/streams/k2r/fileNames.h"
 #include "modules/streams/k2r/k2rAdaptor.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
@@ -106,17 +105,6 @@ TEST_F(SegmentStream, AnswersNothingWhereThereIsNothing) {
   K2RIOStream missing(&files_, test::modulePath(directory_.path() / "no" / "such"), true);
   missing.open();
   EXPECT_EQ(missing.write("x", 1), 0U);
-}
-
-TEST(FileNames, FollowTheLastNameOfTheStreamPath) {
-  const std::pair<const char*, const char*> pathsAndStems[] = {
-      {"\\var\\rec\\live\\cam1", "\\var\\rec\\live\\cam1\\cam1"},
-      {"cam1", "cam1\\"},
-      {"/var/rec/cam1", "/var/rec/cam1\\"},
-      {"\\rec\\cam1\\", "\\rec\\cam1\\\\"},
-      {"", "\\"}};
-  for (const auto& [path, stem] : pathsAndStems) EXPECT_EQ(makeBasePath(path), stem) << path;
-  EXPECT_EQ(formatSegmentName("b", 4294967295U, ".k2i"), "bSeg4294967295.k2i");
 }
 
 class AdaptorConfig : public testing::Test {

@@ -10,12 +10,12 @@
 
 namespace qvs::k2r {
 
-/// One line for the host's log. A line that the host throws at is lost, and nothing else: lines are written half-way
-/// through steps that have to be finished.
+/// Writes one line to the host's log. If the host throws, only the line is lost: lines are written in the middle of
+/// steps that have to be completed.
 inline void logLine(IMOStreamContext& host, const char* text, IMOLogLevel level) noexcept {
   try {
     host.log(text, level, level == kIMOLogError);
-  } catch (...) {  // There is nobody left to tell.
+  } catch (...) {  // The log itself has failed.
   }
 }
 inline void logError(IMOStreamContext& host, const std::string& text) noexcept {
@@ -25,14 +25,15 @@ inline void logWarning(IMOStreamContext& host, const std::string& text) noexcept
   logLine(host, text.c_str(), kIMOLogWarning);
 }
 
+/// The exception has no text, only a status.
 inline void logError(IMOStreamContext& host, const rkx::RKXException& failure) {
   logError(host, "RKX error - " + std::to_string(failure.status()));
 }
 
-/// Runs `body` at the boundary to the host, and answers what it does: what it throws becomes a line in the host's log
-/// and `onFailure`. `unknownError` is logged for what is no failure of ours, whatever its type.
-template <typename Answer, typename Body>
-Answer guarded(IMOStreamContext& host, const char* unknownError, Answer onFailure, Body&& body) noexcept {
+/// Runs `body` at the boundary to the host and returns its result. If it throws, the result is `onFailure`, and the log
+/// has a line: the text of an exception of ours, the status of one of the libraries, `unknownError` for anything else.
+template <typename Result, typename Body>
+Result guarded(IMOStreamContext& host, const char* unknownError, Result onFailure, Body&& body) noexcept {
   try {
     try {
       return body();
@@ -50,7 +51,7 @@ Answer guarded(IMOStreamContext& host, const char* unknownError, Answer onFailur
   return onFailure;
 }
 
-/// The same for an operation without an answer, and for steps behind which the operation goes on.
+/// The same for an operation without a result, and for a step whose failure must not end the operation.
 template <typename Body>
 void guardedStep(IMOStreamContext& host, const char* unknownError, Body&& body) noexcept {
   guarded(host, unknownError, false, [&] {

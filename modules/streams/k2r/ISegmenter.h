@@ -7,8 +7,9 @@ namespace qvs::k2r {
 /// Decides when a segment file is full.
 class ISegmenter {
  public:
-  /// Accounts for the duration of a fragment, and begins a new segment where that fills the current one.
+  /// Adds the duration of a written fragment, and begins a new segment if the current one is full then.
   virtual void addDuration(std::uint32_t milliseconds) = 0;
+  /// Of the current segment, from 1.
   virtual std::uint32_t segmentNumber() const = 0;
   virtual ~ISegmenter() = default;
 };

@@ -4,7 +4,8 @@
 
 namespace qvs::k2r {
 
-/// The adaptor's own settings, read once when it is made; each stream gets a copy at its open.
+/// The adaptor's own settings. They are read once, when it is made; each stream gets a copy when it is opened.
+/// Only `maxEraseRetries` has an effect: the others are accepted so that a host's configuration stays valid.
 struct K2RConfig {
   bool enableAggregateMessages = true;
   /// Bytes.

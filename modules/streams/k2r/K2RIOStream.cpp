@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint32_t kKeepFlags = kIMOBinary | kIMOCreate | kIMOReadWrite;
 constexpr std::uint32_t kTruncateFlags = kKeepFlags | kIMOTruncate;
-/// The owner reads and writes.
+/// Owner may read and write.
 constexpr std::uint32_t kFileMode = 0x180;
 
 }  // namespace
@@ -17,7 +17,7 @@ constexpr std::uint32_t kFileMode = 0x180;
 K2RIOStream::~K2RIOStream() {
   try {
     K2RIOStream::close();
-  } catch (...) {  // What the host's close throws must not end the process.
+  } catch (...) {  // An exception of the host's close() would end the process here.
   }
 }
 
@@ -26,6 +26,7 @@ void K2RIOStream::release() {
 }
 
 void K2RIOStream::open() {
+  // Without a handle, reads and writes return 0, which the container library reports as its own failure.
   handle_ = fileContext_->open(path_.c_str(), append_ ? kKeepFlags : kTruncateFlags, kFileMode, 0);
   position_ = 0;
   IMOFileStatus status;
@@ -37,7 +38,7 @@ void K2RIOStream::close() {
   const std::int32_t handle = std::exchange(handle_, -1);
   position_ = 0;
   size_ = 0;
-  fileContext_->close(handle, 0);  // Last, since it may throw: whatever comes of it, the handle is gone.
+  fileContext_->close(handle, 0);  // Last, because it may throw. The handle is invalid either way.
 }
 
 std::uint64_t K2RIOStream::read(void* buffer, std::uint64_t count) {

@@ -8,35 +8,38 @@
 
 namespace qvs::k2r {
 
-/// A segment file as the container library sees it, on the host's file services. The position is kept here, since the
-/// host's calls are positional. Belongs to the thread that records its stream; `fileContext` outlives it.
+/// A segment file as the container library uses it, on the host's file services. Keeps the position itself, because
+/// each call of the host has one as a parameter. Belongs to the thread that records its stream; `fileContext` outlives
+/// it.
 ///
-/// A failed open is not reported: reads and writes on a closed stream answer 0.
+/// A failed open is not reported: reads and writes on a closed stream return 0.
 class K2RIOStream : public krvo::k2m::IOStream {
  public:
-  /// Opens nothing. With `append` the file keeps what it holds, else open() cuts it to zero.
+  /// Opens nothing yet. With `append` open() keeps the content of the file, else it truncates it to zero.
   K2RIOStream(IMOFileContext* fileContext, std::string path, bool append)
       : fileContext_(fileContext), path_(std::move(path)), append_(append) {}
-  /// Closes. Never throws; all other operations pass on what the host's file services throw.
+  /// Closes the file. Never throws; all other operations let exceptions of the host's file services through.
   ~K2RIOStream() override;
   K2RIOStream(const K2RIOStream&) = delete;
   K2RIOStream& operator=(const K2RIOStream&) = delete;
 
   void addReference() override { ++references_; }
-  /// Closes at the last reference. The object stays its owner's, and may be opened again.
+  /// Closes the file with the last reference. Does not delete the object, which belongs to its owner and may be opened
+  /// again.
   void release() override;
   void open() override;
   void close() override;
   std::uint64_t read(void* buffer, std::uint64_t count) override;
-  /// Throws QVSException for a mode above 2.
+  /// Mode 0 is from the start, 1 from the position, 2 from the end. Throws QVSException for any other.
   void seek(std::int64_t offset, std::uint32_t mode) override;
   std::uint64_t tell() override { return position_; }
   std::uint64_t write(const void* buffer, std::uint64_t count) override;
-  /// Nothing: every write goes to the host at once.
+  /// Does nothing: every write goes to the host at once.
   void flush() override {}
 
  private:
   IMOFileContext* fileContext_;
+  /// -1 while closed.
   std::int32_t handle_ = -1;
   std::string path_;
   std::uint64_t position_ = 0;

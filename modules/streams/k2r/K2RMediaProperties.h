@@ -8,11 +8,12 @@
 
 namespace qvs::k2r {
 
-/// The track table of a stream, in the form that the media writer takes. Tracks come in while the stream's first
-/// messages are checked and stay once the writer has started.
+/// The track table of a stream, in the form that the media writer takes. Tracks are added while the first messages of
+/// the stream are checked, and never removed. No track is added after the writer has started.
 class K2RMediaProperties : public ruvo::k2rpkgutil::IMediaProperties {
  public:
   ruvo::k2rpkgutil::DocumentProperties getDocumentProperties() override { return documentProperties_; }
+  /// The caller owns the iterator.
   ruvo::k2rpkgutil::ITrackIterator* getTracks() override;
 
   void addTrack(std::shared_ptr<ruvo::k2rpkgutil::K2RTrack> track) { tracks_.push_back(std::move(track)); }

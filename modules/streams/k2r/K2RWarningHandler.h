@@ -4,7 +4,7 @@
 
 namespace qvs::k2r {
 
-/// Lets the container library carry on whatever it warns of.
+/// Makes the container library continue after every warning. Stateless, and safe on any thread.
 class K2RWarningHandler : public krvo::k2m::WarningHandler {
  public:
   std::uint32_t warning(std::uint32_t) override { return 1; }

@@ -14,14 +14,14 @@ namespace {
 
 using namespace util;
 
-/// Of a box that is taken into memory, as the container library has it.
+/// Bytes of the largest box that is read into memory. The container library has the same limit.
 constexpr std::uint64_t kMaxLoadedBox = std::uint64_t{256} << 20;
 
-/// As every segment file is opened. The file is there, so that none is made.
+/// The flags with which every segment file is opened. The file exists, so none is created.
 constexpr std::uint32_t kFlags = kIMOBinary | kIMOCreate | kIMOReadWrite;
 constexpr std::uint32_t kFileMode = 0x180;
 
-/// A box of the file: where it begins and how far it reaches.
+/// Position and size of a box in the file, in bytes.
 struct FileBox {
   std::uint64_t begin = 0;
   std::uint64_t headerSize = 0;
@@ -30,11 +30,11 @@ struct FileBox {
   std::uint64_t end() const { return begin + size; }
 };
 
-/// The file, while it is read. What goes beyond its end throws MalformedInput; where the host cannot open or read it,
-/// UnreadableFile is thrown.
-class SegmentFile {
+/// An open segment file. Reading past its end throws MalformedInput; UnreadableFile is thrown if the host cannot open
+/// or read it.
+class StoredSegment {
  public:
-  SegmentFile(IMOFileContext& files, std::string path)
+  StoredSegment(IMOFileContext& files, std::string path)
       : files_(files), path_(std::move(path)), handle_(files.open(path_.c_str(), kFlags, kFileMode, 0)) {
     IMOFileStatus status;
     if (handle_ == -1) throw UnreadableFile(path_, "the host does not open it");
@@ -45,20 +45,20 @@ class SegmentFile {
     files_.close(handle_, 0);
     throw UnreadableFile(path_, "the host does not tell its size");
   }
-  ~SegmentFile() {
+  ~StoredSegment() {
     try {
       files_.close(handle_, 0);
-    } catch (...) {  // A host's close that throws must not end the process.
+    } catch (...) {  // An exception of the host's close() would end the process here.
     }
   }
-  SegmentFile(const SegmentFile&) = delete;
-  SegmentFile& operator=(const SegmentFile&) = delete;
+  StoredSegment(const StoredSegment&) = delete;
+  StoredSegment& operator=(const StoredSegment&) = delete;
 
   std::vector<std::byte> read(std::uint64_t offset, std::uint64_t count) {
     if (offset > size_ || count > size_ - offset) throw MalformedInput("a segment ends too early");
     std::vector<std::byte> bytes(static_cast<std::size_t>(count));
     for (std::size_t done = 0; done < bytes.size();) {
-      const auto left = static_cast<std::uint32_t>(bytes.size() - done);  // No box that is loaded needs more.
+      const auto left = static_cast<std::uint32_t>(bytes.size() - done);  // Fits: boxes are at most kMaxLoadedBox.
       const std::int32_t step = files_.read(handle_, offset + done, bytes.data() + done, left);
       if (step < 1) throw UnreadableFile(path_, "the host does not read it");
       done += static_cast<std::size_t>(step);
@@ -93,7 +93,7 @@ class SegmentFile {
   std::uint64_t size_ = 0;
 };
 
-/// The decode time of the fragment's first tag: the hint track is the last one, and all tags are its samples.
+/// The decode time of the fragment's first tag: that of the last track, the hint track, whose samples are all tags.
 std::optional<std::uint64_t> firstDecodeTime(std::span<const std::byte> moof) {
   std::optional<std::uint64_t> time;
   ByteReader in(moof);
@@ -109,12 +109,13 @@ std::optional<std::uint64_t> firstDecodeTime(std::span<const std::byte> moof) {
   return time;
 }
 
-StoredFragment readFragment(SegmentFile& file, std::uint64_t position) {
+StoredFragment readFragment(StoredSegment& file, std::uint64_t position) {
   const FileBox afra = file.box(position, "afra"_4cc);
   const FileBox abst = file.box(afra.end(), "abst"_4cc);
   const FileBox moof = file.box(abst.end(), "moof"_4cc);
   const FileBox mdat = file.box(moof.end(), "mdat"_4cc);
   StoredFragment fragment{.bootstrap = parseBootstrap(file.load(abst)), .baseTime = {}};
+  // Each tag has its absolute time, and the decode times count from the recording's start.
   const auto relative = firstDecodeTime(file.load(moof));
   if (relative && mdat.size - mdat.headerSize >= kTagOverhead) {
     const auto header = file.read(mdat.begin + mdat.headerSize, kTagHeaderSize);
@@ -128,13 +129,13 @@ StoredFragment readFragment(SegmentFile& file, std::uint64_t position) {
 std::optional<StoredFragment> readStoredFragment(IMOFileContext& files, const std::string& path,
                                                  std::uint64_t position) {
   if (!isThere(files, path)) return std::nullopt;
-  SegmentFile file(files, path);
+  StoredSegment file(files, path);
   try {
     return readFragment(file, position);
   } catch (const UnreadableFile&) {
     throw;
   } catch (const QVSException&) {
-    return std::nullopt;
+    return std::nullopt;  // Not a whole fragment: a crash may have interrupted it.
   }
 }
 

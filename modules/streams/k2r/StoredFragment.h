@@ -9,17 +9,17 @@
 
 namespace qvs::k2r {
 
-/// What a fragment in a segment file tells of its recording.
+/// What a fragment in a segment file says about its recording.
 struct StoredFragment {
-  /// As it was to be written to disk behind this fragment, which it names.
+  /// The bootstrap that was to be written to disk after this fragment, which is its last one.
   ruvo::k2r::BootstrapInfo bootstrap;
-  /// Absolute time of the recording's start; nothing where the fragment has no tag to count from.
+  /// Absolute time of the recording's start in milliseconds; nothing if the fragment has no tag to count from.
   std::optional<std::uint32_t> baseTime;
 };
 
-/// Reads the fragment that begins at `position` of a segment file: `afra`, `abst`, `moof` and `mdat`, each whole in the
-/// file. Nothing where there is anything else, or no such file. Throws UnreadableFile where the host cannot open or
-/// read the file. Changes nothing on disk.
+/// Reads the fragment at the offset `position` of a segment file: `afra`, `abst`, `moof` and `mdat`, each whole.
+/// Returns nothing if there is anything else, or no such file. Throws UnreadableFile if the host cannot open or read
+/// the file. Changes nothing on disk.
 std::optional<StoredFragment> readStoredFragment(IMOFileContext& files, const std::string& path,
                                                  std::uint64_t position);
 

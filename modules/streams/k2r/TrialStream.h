@@ -6,8 +6,8 @@
 
 namespace qvs::k2r {
 
-/// A segment file that is opened to see whether it could be continued: what is written to it goes nowhere. The file
-/// exists.
+/// An existing segment file that is opened to find out whether it can be continued. Reads come from the file; writes
+/// only move the position and change nothing on disk.
 class TrialStream final : public K2RIOStream {
  public:
   TrialStream(IMOFileContext* fileContext, std::string path) : K2RIOStream(fileContext, std::move(path), true) {}

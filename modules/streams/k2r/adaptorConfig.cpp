@@ -1,4 +1,4 @@
-// How the adaptor reads its own settings from the host.
+// Reads the adaptor's own settings from the host.
 
 #include <algorithm>
 #include <cstdlib>
@@ -15,10 +15,10 @@ namespace {
 
 namespace memory = util::memory;
 
-/// Room for the text of a setting, before the host asks for more.
+/// Bytes offered for the text of a setting, before the host asks for more.
 constexpr std::uint32_t kFirstBufferSize = 64;
 
-/// Owns the block that a reader may replace, also where that reader throws.
+/// Owns the block, which the reader may reallocate, even if the reader throws.
 struct TextBlock {
   explicit TextBlock(std::uint32_t size) : text(static_cast<char*>(memory::cAllocation.malloc(size))) {}
   ~TextBlock() { memory::cAllocation.free(text); }
@@ -28,7 +28,7 @@ struct TextBlock {
   char* text;
 };
 
-/// The number that a text begins with, 0 where it begins with none; saturates.
+/// The number at the start of a text; 0 if there is none, the nearest number if it is too large.
 std::int64_t toNumber(const std::string& text) {
   return std::strtoll(text.c_str(), nullptr, 10);
 }
@@ -55,9 +55,10 @@ void k2rAdaptor::config() {
 
 bool k2rAdaptor::readConfig(const char* key, char** value, std::uint32_t& length) {
   if (key == nullptr || value == nullptr || *value == nullptr) return false;
-  const std::int32_t answer = context_->readConfiguration(key, value, length);
-  if (answer <= 0) return answer == 0;
-  length = static_cast<std::uint32_t>(answer);
+  // 0: the text is in the block. Above 0: the size that the text needs. Below: no such key.
+  const std::int32_t result = context_->readConfiguration(key, value, length);
+  if (result <= 0) return result == 0;
+  length = static_cast<std::uint32_t>(result);
   char* const grown = static_cast<char*>(memory::cAllocation.realloc(*value, length));
   if (grown == nullptr) return false;
   *value = grown;

@@ -37,11 +37,13 @@ bool isContinuedBy(const BootstrapInfo& earlier, const BootstrapInfo& later, std
   if (counts.empty() || laterCounts.empty() || laterCounts.back().firstSegment != segment) return false;
   if (!startsWith(laterRuns, runs) || later.bootstrapVersion < earlier.bootstrapVersion) return false;
 
+  // A roll-over: the index of this segment may be left from another recording, so everything has to fit exactly.
   if (counts.back().firstSegment != segment) {
     return !ended && later.currentMediaTime > earlier.currentMediaTime && laterCounts.size() == counts.size() + 1 &&
            startsWith(laterCounts, counts);
   }
-  // The time is not compared: behind a held fragment that a stop took back, the next one may end before it.
+  // The time is not compared: if a stop took back a held fragment, the next one may end earlier than that. Nor may the
+  // count decide alone: the stop left the held fragment counted, so the runs may grow while the count stays.
   const std::uint32_t counted = counts.back().fragmentsPerSegment;
   const std::uint32_t laterCounted = laterCounts.back().fragmentsPerSegment;
   return laterCounts.size() == counts.size() && startsWith(laterCounts, counts.first(counts.size() - 1)) &&

@@ -1,4 +1,4 @@
-// The module's one entry, and the interface classes that it exports beside it.
+// The one entry of the module.
 
 #include <memory>
 
@@ -12,7 +12,7 @@ bool IMOCreateAdaptor(IMOStreamContext* context, IMOStreamAdaptor** adaptor) {
   try {
     *adaptor = std::make_unique<qvs::k2r::k2rAdaptor>(context).release();
   } catch (...) {
-    // Nothing to tell the host with but the answer: the context may be what failed.
+    // No line in the log: the context may be what failed.
   }
   return *adaptor != nullptr;
 }

@@ -1,6 +1,6 @@
-// Gives the interface classes that module and host share a home in the module: their constructors, tables and type
-// information are emitted here and exported, for hosts and modules that link against them. This file is compiled
-// without optimisation, which would inline them away.
+// Emits and exports what belongs to the interface classes that module and host share: constructors, virtual tables and
+// type information, for hosts and modules that link against them. This file is compiled without optimisation, which
+// would inline all of it.
 
 #include "imo/imo.h"
 
@@ -9,7 +9,7 @@ namespace qvs::k2r {
 template <typename Interface>
 class Emitted : public Interface {
  protected:
-  Emitted() {}  // Not defaulted: an instantiation defines only what is written out.
+  Emitted() {}  // Not defaulted: an explicit instantiation emits only what is user-provided.
   ~Emitted() = default;
 };
 
@@ -25,7 +25,7 @@ template class Emitted<IQvsServerContext>;
 template class Emitted<IMOFlowContext>;
 template class Emitted<IMOCodecAdaptor>;
 
-// The operations of the one class that is not abstract.
+// The class that is not abstract has no instantiation above: taking the addresses of calls emits its operations.
 [[gnu::used]] static constexpr void (*kSetters[])(QvsVariant&) = {[](QvsVariant& v) { v.setU8(0); },
                                                                   [](QvsVariant& v) { v.setU16(0); },
                                                                   [](QvsVariant& v) { v.setU32(0); },

@@ -26,9 +26,9 @@ bool put32(void* value, std::uint32_t number) {
 
 }  // namespace
 
-template <typename Answer, typename Body>
-Answer k2rAdaptor::guard(const char* operation, Answer onFailure, Body&& body) const noexcept {
-  char line[48];
+template <typename Result, typename Body>
+Result k2rAdaptor::guard(const char* operation, Result onFailure, Body&& body) const noexcept {
+  char line[48];  // On the stack, so that there is a line even without memory.
   std::snprintf(line, sizeof line, "Unknown Error in %s()", operation);
   return guarded(*context_, line, onFailure, std::forward<Body>(body));
 }
@@ -38,7 +38,7 @@ k2rAdaptor::k2rAdaptor(IMOStreamContext* context) : context_(context) {
   try {
     rkx::initialise(encryptionBlock_);
   } catch (const rkx::RKXException& failure) {
-    logError(*context_, failure);  // Recordings in the clear do without it.
+    logError(*context_, failure);  // Not fatal: recordings in the clear do not need the library.
   }
 }
 
@@ -63,6 +63,7 @@ StreamLoadStatus k2rAdaptor::open(IMOStreamOpenContext* context, const char* pat
 void k2rAdaptor::setUserData(void*, void*) {}
 
 void k2rAdaptor::close(void* handle) {
+  // The destructor guards its own steps, so that nothing is thrown here.
   const std::unique_ptr<K2RData> ended(static_cast<K2RData*>(handle));
 }
 
@@ -105,6 +106,7 @@ bool k2rAdaptor::loadSegment(void*, SegmentBounds*, ISegmentHolder*) {
 void k2rAdaptor::onFreeSegment(void*, std::uint32_t) {}
 
 bool k2rAdaptor::record(void* handle, std::uint8_t type, const void* data, std::uint32_t size, std::uint32_t time) {
+  // Guarded inside, with the same line for unknown errors.
   return stream(handle).record(type, static_cast<const std::byte*>(data), size, time);
 }
 

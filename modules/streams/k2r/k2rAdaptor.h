@@ -8,11 +8,12 @@
 
 namespace qvs::k2r {
 
-/// The module's face to the host. Has no state of any stream: a handle is the stream's K2RData, to which the stream
-/// operations go. Reads its settings at construction and never again.
+/// The interface of the module to the host, one object for all streams. Has no state of a stream: a handle is a pointer
+/// to the stream's K2RData, which does the work. Lets no exception out. The host may use several streams on several
+/// threads, but each stream on one at a time.
 class k2rAdaptor : public IMOStreamAdaptor {
  public:
-  /// `context` outlives the adaptor.
+  /// Reads the settings, which are not read again later. `context` outlives the adaptor.
   explicit k2rAdaptor(IMOStreamContext* context);
   k2rAdaptor(const k2rAdaptor&) = default;
   k2rAdaptor& operator=(const k2rAdaptor&) = default;
@@ -46,20 +47,19 @@ class k2rAdaptor : public IMOStreamAdaptor {
 
   /// Reads the four settings of the adaptor.
   virtual void config();
-  /// Reads a setting as text. `*value` is a block of `length` bytes from util::memory::cAllocation; where the text
-  /// needs more, the block is reallocated and `length` says how large it is then. The caller frees it. False where
-  /// there is no such key.
+  /// Reads a setting as text. `*value` is a block of `length` bytes from util::memory::cAllocation. If the text is
+  /// longer, the block is reallocated and `length` is its new size. The caller frees it. False if there is no such key.
   virtual bool readConfig(const char* key, char** value, std::uint32_t& length);
-  /// Each of these leaves `value` as it is where the key is missing or its text is not fit, and answers whether the key
-  /// was found. A bool changes on the exact text "true" or "false" only.
+  /// Each of these returns whether the key was found. `value` stays as it is if the key is missing or the text does not
+  /// fit: for a bool anything but exactly "true" or "false", for a number anything outside the limits.
   virtual bool readConfigBool(const char* key, bool& value);
   virtual bool readConfigUnsigned(const char* key, std::uint32_t& value, std::uint32_t minimum, std::uint32_t maximum);
   bool readConfigInt(const char* key, std::int32_t& value);
 
  private:
-  /// Lets no exception out of an operation, see guarded(). `operation` is its name, for the log.
-  template <typename Answer, typename Body>
-  Answer guard(const char* operation, Answer onFailure, Body&& body) const noexcept;
+  /// guarded() with the name of the operation in the line for an unknown error.
+  template <typename Result, typename Body>
+  Result guard(const char* operation, Result onFailure, Body&& body) const noexcept;
 
   IMOStreamContext* context_;
   K2RConfig config_;

@@ -1,4 +1,4 @@
-// The record path: a message is checked, timed, shown to the fragmenter and queued.
+// The path of a message: it is checked, its time is computed, the fragmenter decides, and it is queued.
 
 #include "modules/streams/k2r/k2rData.h"
 
@@ -15,22 +15,17 @@ using ruvo::k2rpkgutil::NQMessage;
 
 K2RData::K2RData(const char* path, const K2RConfig& config, IMOStreamContext* streamContext,
                  IMOStreamOpenContext* openContext, IMOFileContext* fileContext)
-    : segmentDuration_(ruvo::k2r::RecordingSettings(*openContext).readUnsigned("Recording/SegmentDuration", 0)),
-      streamPath_(path),
-      basePath_(makeBasePath(streamPath_)),
-      indexPath_(basePath_ + ".k2i"),
-      bootstrapPath_(basePath_ + ".bootstrap"),
-      drmMetaPath_(basePath_ + ".drmmeta"),
-      metaPath_(basePath_ + ".meta"),
-      controlPath_(basePath_ + ".control"),
+    : streamContext_(streamContext),
+      openContext_(openContext),
       fileContext_(fileContext),
       config_(config),
-      streamContext_(streamContext),
-      openContext_(openContext) {}
+      streamPath_(path),
+      names_(fileset::namesOfStream(streamPath_)),
+      segmentDuration_(ruvo::k2r::RecordingSettings(*openContext).readUnsigned("Recording/SegmentDuration", 0)) {}
 
 K2RData::~K2RData() {
-  // The file is closed before its writer goes, so that the writer's end-of-file steps reach nothing: without a stop the
-  // segment stays as the last fragment left it.
+  // Closed before its writer is destroyed, so that what the writer does at the end of a file has no effect: without a
+  // stop the segment stays as the last fragment left it.
   guardedStep(*streamContext_, "Unknown Error in close()", [this] {
     if (segmentStream_) segmentStream_->close();
   });
@@ -54,15 +49,15 @@ bool K2RData::record(std::uint8_t type, const std::byte* data, std::uint32_t siz
 bool K2RData::recordMessage(RefMessage& message, std::uint8_t type, std::uint32_t time) {
   const RecordTimes times = liftBackward(computeTimes(time));
   const auto sample = ruvo::k2r::SampleInfo::ofMessage(type, {message.data(), message.dataSize()}, times.absolute);
-  // Before anything moves: behind a refused jump the stream goes on from where it was.
+  // Before base time, last time or fragmenter change: after a refused jump the stream continues from before it.
   requireRoomForJump(sample);
-  if (controlPending_) takeBaseTime(times.absolute);
+  if (filesToWrite_.needBaseTime()) takeBaseTime(times.absolute);
   lastTimes_ = times;
   message.setTimestamp(times.absolute);
   const Outcome outcome = act(fragmenter_.get()->addSample(sample));
   if (!outcome.queue) return true;
-  // Only now: what a decision writes never contains the message that caused it. And not where that has failed: false
-  // means that the message is lost, so that a host may send it again (decisions.md, "False means lost").
+  // Queued only now: what a decision writes must not contain the message that caused it. If act() throws, the message
+  // is not queued at all, because the host may send it again (docs/decisions.md, "False means lost").
   pendingMessages_.emplace_back(messageArena_, times.relative, type, times.absolute, message.data(),
                                 message.dataSize());
   if (outcome.writtenMs) finishFragment(*outcome.writtenMs);
@@ -70,10 +65,10 @@ bool K2RData::recordMessage(RefMessage& message, std::uint8_t type, std::uint32_
 }
 
 void K2RData::requireRoomForJump(const ruvo::k2r::SampleInfo& sample) const {
-  // Each number that is passed over gets an entry in the index, which stays in memory and is written for each fragment.
+  // Each skipped number gets an entry in the index, which is kept in memory and written again for each fragment.
   constexpr std::uint64_t kMaxIndexSize = std::uint64_t{64} << 20;
   constexpr std::uint64_t kEntrySize = 32;
-  // The box's header, and the number in front of a recording's first one, take less room than two entries.
+  // The header of the box, and the number before the first one of a recording, need less space than two entries.
   constexpr std::uint64_t kMaxEntries = kMaxIndexSize / kEntrySize - 2;
   const std::uint32_t grid = fragmentationConfig_.fragmentDuration;
   const auto& entries = fragmentIndex_.globalEntries;
@@ -81,7 +76,7 @@ void K2RData::requireRoomForJump(const ruvo::k2r::SampleInfo& sample) const {
   std::uint64_t reached = ruvo::k2r::fragmentNumberAt(lastTimes_.absolute, grid);
   if (!entries.empty()) reached = std::max<std::uint64_t>(reached, entries.back().fragment);
   if (number <= reached + 1) return;
-  // Without entries the index begins with the open fragment. While there is none, it begins behind the jump.
+  // Without entries the index will begin with the open fragment, or after the jump if no fragment is open.
   const std::uint64_t first =
       entries.empty() ? fragmenter_.openNumber(sample.kind).value_or(number) : entries.front().fragment;
   if (number < first + kMaxEntries) return;
@@ -90,6 +85,7 @@ void K2RData::requireRoomForJump(const ruvo::k2r::SampleInfo& sample) const {
 }
 
 K2RData::Check K2RData::check(const RefMessage& message) {
+  // The writer no longer exists after a stop.
   if (stopped_) {
     logError(*streamContext_, "The recording is stopped.");
     return Check::kRefuse;
@@ -99,7 +95,7 @@ K2RData::Check K2RData::check(const RefMessage& message) {
     return Check::kRefuse;
   }
   if (message.dataSize() == 0 || message.data() == nullptr) {
-    if (message.isAudio()) return Check::kSkip;
+    if (message.isAudio()) return Check::kSkip;  // Nothing to record, so nothing is lost.
     logError(*streamContext_, "No message payload.");
     return Check::kRefuse;
   }
@@ -114,25 +110,19 @@ K2RData::Check K2RData::check(const RefMessage& message) {
 
 RecordTimes K2RData::computeTimes(std::uint32_t time) const {
   if (absoluteOffsetSet_) time += absoluteOffset_;
-  return {.relative = controlPending_ ? 0 : time - baseTime_, .absolute = time};
+  // Modulo 2^32, as the clock of the host.
+  return {.relative = filesToWrite_.needBaseTime() ? 0 : time - baseTime_, .absolute = time};
 }
 
 void K2RData::takeBaseTime(std::uint32_t absolute) {
   writeControlFile(absolute);
   baseTime_ = absolute;
-  controlPending_ = false;
 }
 
 RecordTimes K2RData::liftBackward(RecordTimes times) {
   if (times.relative >= lastTimes_.relative) return times;
   logWarning(*streamContext_, "Found backward timestamp while recording stream, adjusting time");
   return lastTimes_;
-}
-
-void K2RData::writeControlFile(std::uint32_t baseTime) {
-  util::ByteWriter image;
-  image.u32(baseTime);
-  controlBehind_ = !writeSmallFile(controlPath_, image.bytes());
 }
 
 std::uint32_t K2RData::getDuration() const {

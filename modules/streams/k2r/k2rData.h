@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "fileset/FileNames.h"
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapBuilder.h"
 #include "fragmentation/FragmentationConfig.h"
@@ -15,14 +16,13 @@
 #include "imo/IMOStreamContext.h"
 #include "imo/IMOStreamOpenContext.h"
 #include "imo/types.h"
+#include "modules/streams/k2r/FilesToWrite.h"
 #include "modules/streams/k2r/ISegmenter.h"
 #include "modules/streams/k2r/K2RConfig.h"
 #include "modules/streams/k2r/K2RIOStream.h"
 #include "modules/streams/k2r/K2RMediaProperties.h"
 #include "modules/streams/k2r/K2RWarningHandler.h"
 #include "modules/streams/k2r/RecordTimes.h"
-#include "modules/streams/k2r/StoredFragment.h"
-#include "modules/streams/k2r/fileNames.h"
 #include "packaging/IPackagerContext.h"
 #include "packaging/K2RMediaWriter.h"
 #include "packaging/NQMessage.h"
@@ -33,37 +33,39 @@
 
 namespace qvs::k2r {
 
-/// One stream being recorded: the object behind the handle that the host holds. Owns every piece of the recording's
-/// state; the three contexts are the host's and outlive it. The host calls its operations one at a time.
+/// One stream that is recorded: the object behind the handle that the host has. Owns all state of the recording; the
+/// three contexts are the host's and outlive it. The host calls its operations one at a time.
 ///
-/// The order on disk is its one design rule: a fragment's samples, then the index that says where they are, then the
-/// bootstrap that says that they exist. The latter two arrive by a temporary file and a durable swap.
+/// The order of writes is its one design rule: first the samples of a fragment, then the index that says where they
+/// are, then the bootstrap that says that they exist. Index and bootstrap are written to a temporary file that replaces
+/// the old one.
 class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
  public:
-  /// Derives the file names from `path`. Touches nothing on disk. Throws boost::bad_lexical_cast for a segment duration
-  /// that is no number.
+  /// Derives the file names from `path`, which is in the module's form. Touches nothing on disk. Throws
+  /// boost::bad_lexical_cast for a segment duration that is no number.
   K2RData(const char* path, const K2RConfig& config, IMOStreamContext* streamContext, IMOStreamOpenContext* openContext,
           IMOFileContext* fileContext);
-  /// Writes no file: a stream that ends without stopRecord() stays on disk as its last fragment left it.
+  /// Writes no file: without stopRecord() the files stay as the last fragment left them.
   ~K2RData() override;
   K2RData(const K2RData&) = delete;
   K2RData& operator=(const K2RData&) = delete;
 
-  /// Makes the object ready for record(), by the `flags` of the host's open. On false the reason, if there is one, is
-  /// in the host's log. A second call does nothing.
+  /// Makes the object ready for record(), according to the `flags` of the host's open. If it returns false, the reason
+  /// is in the host's log, except for flags without kOpenRecord. A second call does nothing.
   bool initialise(std::uint32_t flags);
-  /// Takes one message. False where it is lost, with a line in the log; the stream goes on either way.
+  /// Takes one message; `time` is in milliseconds. False means that the message is lost, and the log has the reason.
+  /// The stream can continue in both cases.
   bool record(std::uint8_t type, const std::byte* data, std::uint32_t size, std::uint32_t time);
-  /// Finishes the files: takes back what was announced and never written, marks the end, ends the segment. What was
-  /// recorded behind the last whole fragment is dropped. Always true.
+  /// Finishes the files: takes back what was announced and never written, marks the end in the bootstrap, and ends the
+  /// segment. Messages after the last whole fragment are dropped. Always true.
   bool stopRecord();
-  /// Removes the recording's directory. True when it is gone.
+  /// Removes the recording's directory. True if it is gone.
   bool erase();
   /// Milliseconds recorded so far, in whole fragments.
   std::uint32_t getDuration() const;
   std::uint8_t getType() const { return streamType_; }
-  /// Takes the offset of an "onTimeCoordInfo" command: from the next message on it is added to every time. Other
-  /// commands are ignored, and what cannot be decoded is no command.
+  /// Takes the offset of an "onTimeCoordInfo" command, which is added to the time of every later message. Ignores other
+  /// commands, and data that is no command.
   void updateMediaContext(std::uint8_t messageType, std::uint32_t time, std::span<const std::byte> data);
 
   ruvo::k2rpkgutil::IMemoryArena& getArena() override { return messageArena_; }
@@ -75,197 +77,203 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   using FragmentDecision = ruvo::k2r::FragmentDecision;
   using FragmentRange = ruvo::k2r::FragmentRange;
 
-  /// What a check of a message comes to.
+  /// What a check says of a message. A skipped one is not recorded, but not lost either.
   enum class Check { kAccept, kSkip, kRefuse };
-  /// The bootstrap, and how many entries the index had, before a fragment was announced in them.
+  /// The bootstrap, and the number of index entries, before a fragment was announced in them.
   struct BeforeAnnounced {
     ruvo::k2r::BootstrapBuilder bootstrap;
     std::size_t entries = 0;
   };
-  /// What a decision has come to.
+  /// The result of a decision.
   struct Outcome {
-    /// record() goes on to queue the message.
+    /// Whether record() has to queue the message.
     bool queue = true;
-    /// A fragment was written: milliseconds for addDuration(). Finished when the message is queued.
+    /// Set if a fragment was written: its milliseconds, for addDuration(). finishFragment() takes them after the
+    /// message is queued.
     std::optional<std::uint32_t> writtenMs = {};
   };
-
-  /// Where an append goes on: the position of the last fragment, and the base time that it tells.
-  struct RecordingEnd {
-    std::uint64_t position = 0;
-    std::optional<std::uint32_t> baseTime;
-  };
-
-  /// A writer's policy, and the text of the protection metadata; none in the clear.
+  /// A writer's policy, and the text of the protection metadata; without text in the clear.
   struct PreparedPolicy {
     std::shared_ptr<ruvo::k2rpkgutil::IK2RMediaWriterPolicy> policy;
     std::optional<std::string> metadataText;
   };
 
-  // Opening: k2rDataLifecycle.cpp
-  void prepareTimes();
-  void readControlFile();
-  bool initNew();
-
-  // Continuing a recording: k2rDataAppend.cpp
-  bool initAppend();
-  void logAppendFailure(const krvo::k2m::Exception& failure);
-  bool resumeRecording();
-  std::uint32_t lastIndexedFragment() const;
-  /// Whether there is video among them.
-  bool takeStoredTracks();
-
-  // Where a recording ends, by its files: k2rDataEnd.cpp
-  /// Takes the index of the last segment, and brings `bootstrap` in step with it. Throws UnreadableFile where it cannot
-  /// be seen what is there.
-  RecordingEnd loadIndexes(ruvo::k2r::BootstrapInfo& bootstrap);
-  ruvo::k2r::AfraIndex readIndex(std::uint32_t segment) const;
-  void passEmptySegments(ruvo::k2r::BootstrapInfo& bootstrap);
-  /// Answers the last fragment, where it is whole.
-  std::optional<StoredFragment> takeUnannounced(ruvo::k2r::BootstrapInfo& bootstrap);
-  std::optional<ruvo::k2r::AfraIndex> readIndexOfNext(std::uint32_t segment) const;
-  std::optional<StoredFragment> lastStoredFragment(std::uint32_t segment, const ruvo::k2r::AfraIndex& index) const;
-  std::optional<std::uint32_t> storedBaseTime() const;
-  /// `stored` is what the last fragment tells; one before it is asked where it tells none.
-  void restoreBaseTime(std::optional<std::uint32_t> stored);
-
-  // In the clear or protected: k2rDataProtection.cpp
-  bool isProtected() const;
-  /// Bytes of data that a message like this one may have.
-  std::uint32_t mostDataFor(const RefMessage& message) const;
-  void makeWriterPolicy() { takeWriterPolicy(prepareWriterPolicy()); }
-  /// Reads the settings and their files; touches nothing of the recording.
-  PreparedPolicy prepareWriterPolicy();
-  /// Writes the protection file, and makes the policy this recording's.
-  void takeWriterPolicy(PreparedPolicy prepared);
-  void writeProtectionFile(std::string metadataText);
-  /// Opens the last segment as if to continue it, and changes nothing. Throws what `policy` does where the segment is
-  /// not for it.
-  void checkStoredSegment(ruvo::k2rpkgutil::IK2RMediaWriterPolicy& policy, std::uint64_t position);
-
-  // The record path: k2rData.cpp
+  // k2rData.cpp: the path of a message
+  /// For a message that was accepted: its time, the decision of the fragmenter, the queue.
   bool recordMessage(RefMessage& message, std::uint8_t type, std::uint32_t time);
+  /// Logs the reason of a refusal.
   Check check(const RefMessage& message);
-  /// Throws QVSException where the numbers that the sample passes over would make the segment's index too large.
+  /// Throws QVSException if the index of the segment would get too large by the numbers that the sample skips.
   void requireRoomForJump(const ruvo::k2r::SampleInfo& sample) const;
   RecordTimes computeTimes(std::uint32_t time) const;
+  /// A time before that of the last message becomes the last one, with a warning.
   RecordTimes liftBackward(RecordTimes times);
+  /// Writes the control file, too.
   void takeBaseTime(std::uint32_t absolute);
-  void writeControlFile(std::uint32_t baseTime);
 
-  // Metadata: k2rDataMetadata.cpp
+  // k2rDataMetadata.cpp: script data that controls the recording
+  /// A new recording accepts no other message before its metadata.
   Check checkMetadata(const RefMessage& message);
-  /// Whether the message is the metadata of this stream, and is taken.
+  /// True if the message is the metadata of this stream, which is then taken.
   bool captureMetadata(const RefMessage& message);
   void takePictureSize(const NQDataValue& metadata);
 
-  // Tracks: k2rDataTracks.cpp
+  // k2rDataTracks.cpp
+  /// Adds a track for the first message of a kind, until the writer has started. Later messages need the same codec.
   Check checkTrack(const RefMessage& message);
   void addTrackFor(const RefMessage& message, std::shared_ptr<ruvo::k2rpkgutil::K2RSampleDescriptor> descriptor);
 
-  // What a decision does: k2rDataFragments.cpp
+  // k2rDataFragments.cpp: what a decision does
   Outcome act(const FragmentDecision& decision);
+  /// These two return the milliseconds for addDuration().
   std::uint32_t writeFragment(const FragmentRange& range);
-  void holdFragment(const FragmentDecision& decision);
   std::uint32_t flushHeldFragment(const FragmentRange& range);
+  /// Announces a fragment whose samples stay queued, because the next key frame has not come yet.
+  void holdFragment(const FragmentDecision& decision);
+  /// The first fragment that counts begins: drops the queue, and marks the numbers before it as skipped.
   void startRecording(const FragmentRange& range);
-  void startWriter();
-  void openSegment();
-  void removeStaleIndex();
-  void setPictureSize();
-  void writeMetaFile();
-  void makeSegmentStream(bool append);
+  /// Adds the fragment to bootstrap and index in memory, and keeps what they were before.
   void announce(const FragmentRange& range);
+  /// Restores what announce() kept. Does nothing if no fragment is announced.
   void takeBackAnnounced();
   void addToBootstrap(const FragmentRange& range);
-  /// Writes the announced fragment with what is queued below `limit`. On failure nothing is announced any more, and the
-  /// queue is as it was.
+  /// Writes the announced fragment with all queued messages below `limit` (milliseconds). If that fails, the fragment
+  /// is not announced any more, and the queue is as before.
   void writeAnnounced(std::uint32_t fragment, std::uint32_t limit);
-  /// What follows a fragment that is in the segment: small files, roll-over. Throws only where the index is corrupt.
+  /// What follows a fragment that is in the segment: small files, roll-over. Throws only if the index is corrupt.
   void finishFragment(std::uint32_t writtenMs);
+  /// A number without data.
   void skipFragment(const FragmentRange& range);
+  /// Gives the index entries for the numbers between its last one and `fragment`, with a warning.
   void insertSafetyGap(std::uint32_t fragment);
+  /// The same up to and including `fragment`, without a warning; `start` is the time of the entries.
   void markSkippedUpTo(std::uint32_t fragment, std::uint64_t start);
   void addIndexEntry(std::uint64_t time, std::uint32_t fragment, std::uint64_t afraOffset);
+  /// Throws QVSException if the first queued video message is no key frame.
   void requireKeyFrame() const;
+  /// Removes the messages below `limit` (milliseconds) from the queue.
   void dropWritten(std::uint32_t limit);
 
-  // The small files: k2rDataIndex.cpp
+  // k2rDataSegments.cpp: the segment file and its writer
+  /// Before the first fragment of a new recording; does nothing later.
+  void startWriter();
+  void setPictureSize();
+  void makeSegmentStream(bool append);
+  /// Begins the segment file, with a new writer.
+  void openSegment();
+  void removeStaleIndex();
+
+  // k2rDataIndex.cpp: the small files
+  /// After each fragment: writes index and bootstrap, and what earlier fragments could not write.
   void flushSmallFiles();
-  /// False, with a line in the log, where it may be cut short or missing now.
+  void writeControlFile(std::uint32_t baseTime);
+  void writeMetaFile();
+  /// Writes a file in its place. On false the log has a line, and the file may be missing or cut short.
   bool writeSmallFile(const std::string& path, std::span<const std::byte> content);
-  /// False where the old one stands.
+  /// On false the old file is in its place. Throws QVSException if the index is corrupt.
   bool writeIndexFile();
   void writeBootstrapFile();
+  /// Throws if the temporary file cannot be written. False if it could not replace the old one.
   bool replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content);
   bool swapInFile(const std::string& from, const std::string& to);
+  /// At a stop: takes a held fragment out of index and bootstrap.
   void trimIndex();
   void forgetEmptySegment();
+
+  // k2rDataLifecycle.cpp: begin and end
+  /// Reads the base time and the fragmentation settings.
+  void prepareTimes();
+  void readControlFile();
+  /// Removes what is there and begins a recording. False, with a line in the log, if there is no directory.
+  bool initNew();
+  /// At a stop: the last index, and the bootstrap with its end marker.
   void finishSmallFiles() noexcept;
-  /// Whether the index file, though it could not be replaced, has all that the new one would have.
+  /// Whether the index file on disk is equal to the index in memory.
   bool isIndexOnDisk() const;
 
-  std::uint32_t segmentNumber_ = 1;
-  /// Milliseconds of fragments in this segment.
-  std::uint32_t segmentElapsed_ = 0;
-  /// Milliseconds; 0 means one segment for ever.
-  std::uint32_t segmentDuration_;
-  std::string streamPath_;
-  std::string basePath_;
-  /// Stem of the temporary index file; the index files themselves are numbered.
-  std::string indexPath_;
-  std::string bootstrapPath_;
-  std::string drmMetaPath_;
-  std::string metaPath_;
-  std::string controlPath_;
-  IMOFileContext* fileContext_;
-  K2RConfig config_;
+  // k2rDataAppend.cpp: continuing a recording
+  /// False, with a line in the log, if the recording cannot be continued.
+  bool initAppend();
+  void logAppendFailure(const krvo::k2m::Exception& failure);
+  void resumeRecording();
+  std::uint32_t lastIndexedFragment() const;
+  /// Returns whether one of them is video.
+  bool takeStoredTracks();
+
+  // k2rDataProtection.cpp: in the clear or protected
+  bool isProtected() const;
+  /// The largest number of data bytes that a message like this one may have.
+  std::uint32_t mostDataFor(const RefMessage& message) const;
+  void makeWriterPolicy() { takeWriterPolicy(prepareWriterPolicy()); }
+  /// Reads the settings and the files they name. Touches nothing of the recording.
+  PreparedPolicy prepareWriterPolicy();
+  /// Writes the protection file, and keeps the policy.
+  void takeWriterPolicy(PreparedPolicy prepared);
+  void writeProtectionFile(std::string metadataText);
+  /// Opens the last segment as if to continue it, and changes nothing. Throws what `policy` throws if the segment does
+  /// not fit it.
+  void checkStoredSegment(ruvo::k2rpkgutil::IK2RMediaWriterPolicy& policy, std::uint64_t position);
+
+  // The host's, and what it gave when the stream was opened.
   IMOStreamContext* streamContext_;
   IMOStreamOpenContext* openContext_;
-  std::uint8_t streamType_ = 0;
+  IMOFileContext* fileContext_;
+  K2RConfig config_;
+  std::uint32_t openFlags_ = 0;
   bool initialised_ = false;
+  bool stopped_ = false;
+  std::uint8_t streamType_ = 0;
   ruvo::k2r::FragmentationConfig fragmentationConfig_;
-  /// Declared before all that may hold its blocks.
+
+  // Files.
+  std::string streamPath_;
+  /// Paths of the recording's files, in the module's form.
+  fileset::FileNames names_;
+  FilesToWrite filesToWrite_;
+  std::uint32_t swapRetries_ = 10;
+  /// Milliseconds between the attempts.
+  std::uint32_t swapDelay_ = 100;
+
+  // The current segment.
+  std::uint32_t segmentNumber_ = 1;
+  /// Milliseconds of fragments in it.
+  std::uint32_t segmentElapsed_ = 0;
+  /// Milliseconds; 0 means one segment of any length.
+  std::uint32_t segmentDuration_;
+  ruvo::k2r::AfraIndex fragmentIndex_;
+
+  // Messages and fragments. The arena is declared before everything that may contain its blocks.
   ruvo::k2rpkgutil::RefCountedMemoryArena messageArena_;
   /// Accepted and not yet written; oldest first.
   std::vector<ruvo::k2rpkgutil::NQMessage> pendingMessages_;
   ruvo::k2r::FragmenterChoice fragmenter_;
-  std::shared_ptr<ruvo::k2rpkgutil::IK2RMediaWriterPolicy> writerPolicy_;
+  FragmentDecision heldDecision_;
   std::unique_ptr<ruvo::k2r::BootstrapBuilder> bootstrapBuilder_;
-  /// Of the current segment only.
-  ruvo::k2r::AfraIndex fragmentIndex_;
+  /// Set while a fragment is announced that is not written yet.
+  std::optional<BeforeAnnounced> beforeAnnounced_;
+
+  // The writer, after all that it refers to.
   K2RMediaProperties mediaProperties_;
   K2RWarningHandler warningHandler_;
+  std::shared_ptr<ruvo::k2rpkgutil::IK2RMediaWriterPolicy> writerPolicy_;
   std::unique_ptr<K2RIOStream> segmentStream_;
-  /// Null before the first fragment, and while a new segment could not be begun.
+  /// Null before the first fragment, and after a segment that could not be begun.
   std::unique_ptr<ruvo::k2rpkgutil::K2RMediaWriter> mediaWriter_;
   bool writerStarted_ = false;
-  /// The base time could not be written: each fragment tries again.
-  bool controlBehind_ = false;
-  /// The description is written when the first segment has been begun, and tried again with each fragment.
-  bool metaPending_ = false;
-  /// The index file of this segment lacks entries.
-  bool indexBehind_ = false;
-  bool stopped_ = false;
-  /// The first "onMetaData" of this stream object has come. Of what was in it the picture size is kept alone: a
-  /// publisher may send megabytes.
+
+  // Metadata. Only the picture size is kept of it, since a publisher may send megabytes.
+  /// The first "onMetaData" of this stream object has come.
   bool metadataTaken_ = false;
   /// Pixels, by the metadata.
   std::uint32_t videoWidth_ = 0;
   std::uint32_t videoHeight_ = 0;
-  std::uint32_t openFlags_ = 0;
-  bool controlPending_ = false;
+
+  // Times, in milliseconds.
   /// Absolute time of the recording's start.
   std::uint32_t baseTime_ = 0;
   bool absoluteOffsetSet_ = false;
-  /// Milliseconds added to every time that comes in.
+  /// Added to every time that comes in.
   std::uint32_t absoluteOffset_ = 0;
-  std::uint32_t swapRetries_ = 10;
-  /// Milliseconds between the attempts.
-  std::uint32_t swapDelay_ = 100;
-  FragmentDecision heldDecision_;
-  /// Nothing where no fragment is announced that is not written yet.
-  std::optional<BeforeAnnounced> beforeAnnounced_;
   RecordTimes lastTimes_;
 };
 

@@ -1,8 +1,9 @@
-// Continuing a recording: everything is rebuilt from its files, and what a crash left is put right.
+// Continuing a recording: the state is restored from its files, and what a crash left incomplete is completed.
 
 #include <utility>
 
 #include "modules/streams/k2r/HostLog.h"
+#include "modules/streams/k2r/StoredRecording.h"
 #include "modules/streams/k2r/k2rData.h"
 #include "modules/streams/k2r/storedFiles.h"
 
@@ -13,7 +14,7 @@ using namespace ruvo::k2r;
 using namespace ruvo::k2rpkgutil;
 using namespace qvs::util;
 
-/// A track of the file as one to be declared again in the next segment.
+/// The same track without samples, as the header of the next segment declares it.
 std::shared_ptr<K2RTrack> asNewTrack(const K2RTrack& stored) {
   auto track = std::make_shared<K2RTrack>(stored);
   const auto& descriptors = track->sampleDescriptors;
@@ -27,13 +28,14 @@ std::shared_ptr<K2RTrack> asNewTrack(const K2RTrack& stored) {
 bool K2RData::initAppend() {
   constexpr const char* kUnknownError = "Unknown Error in initAppend()";
   try {
-    return resumeRecording();
+    resumeRecording();
+    return true;
   } catch (const krvo::k2m::Exception& failure) {
     logAppendFailure(failure);
   } catch (const rkx::RKXException& failure) {
     logError(*streamContext_, failure);
   } catch (const UnreadableFile& failure) {
-    // The first line is for people, the second one is what hosts know this by.
+    // The first line is for people. Hosts may look for the second one.
     logError(*streamContext_, failure.message());
     logError(*streamContext_, kUnknownError);
   } catch (const QVSException& failure) {
@@ -45,33 +47,31 @@ bool K2RData::initAppend() {
 }
 
 void K2RData::logAppendFailure(const krvo::k2m::Exception& failure) {
-  // It has no text of its own, so an empty line would be all that the host hears.
-  logError(*streamContext_, "Failed to continue file '" + formatSegmentName(basePath_, segmentNumber_, ".k2r") +
-                                "': K2M error " + std::to_string(failure.status()));
+  // The exception has no text, only a status.
+  logError(*streamContext_, "Failed to continue file '" + names_.segmentName(segmentNumber_) + "': K2M error " +
+                                std::to_string(failure.status()));
 }
 
-bool K2RData::resumeRecording() {
+void K2RData::resumeRecording() {
   writerStarted_ = true;
-  BootstrapInfo bootstrap = readBootstrapFile(bootstrapPath_);
-  if (bootstrap.segmentRunTables.empty() || bootstrap.segmentRunTables.front().segmentRuns.empty()) {
-    logError(*streamContext_, "Failed to load segment run entries.");
-    return false;
-  }
-  segmentNumber_ = bootstrap.segmentRunTables.front().segmentRuns.back().firstSegment;
+  StoredRecording stored(*fileContext_, names_);
   PreparedPolicy prepared = prepareWriterPolicy();
-  const RecordingEnd end = loadIndexes(bootstrap);
+  using enum StoredRecording::BaseTime;
+  StoredRecording::End end = stored.findEnd(filesToWrite_.needBaseTime() ? kSearched : kIfAtHand);
+  segmentNumber_ = end.segment;
+  fragmentIndex_ = std::move(end.index);
+  // Before the first write, so that a refused append leaves all files as they are.
   checkStoredSegment(*prepared.policy, end.position);
   takeWriterPolicy(std::move(prepared));
-  restoreBaseTime(end.baseTime);
+  if (filesToWrite_.needBaseTime() && end.baseTime) takeBaseTime(*end.baseTime);
   bootstrapBuilder_ =
       std::make_unique<BootstrapBuilder>(fragmentationConfig_.durationPrecision, fragmentationConfig_.allowedDrift,
-                                         std::move(bootstrap), lastIndexedFragment());
+                                         std::move(end.bootstrap), lastIndexedFragment());
   bootstrapBuilder_->resume();
   writeBootstrapFile();
   makeSegmentStream(true);
   mediaWriter_ = std::make_unique<K2RMediaWriter>(*writerPolicy_, *segmentStream_, end.position, warningHandler_);
   fragmenter_.makeForAppend(fragmentationConfig_.fragmentDuration, takeStoredTracks());
-  return true;
 }
 
 std::uint32_t K2RData::lastIndexedFragment() const {

@@ -49,13 +49,14 @@ std::uint32_t K2RData::writeFragment(const FragmentRange& range) {
 void K2RData::holdFragment(const FragmentDecision& decision) {
   heldDecision_ = decision;
   announce(decision.range);
-  startWriter();  // Where that fails, the flush tries again, and finds the fragment announced.
+  // Last: if the segment cannot be begun, the flush tries again and has to find the fragment announced.
+  startWriter();
 }
 
 std::uint32_t K2RData::flushHeldFragment(const FragmentRange& range) {
   skipFragment(range);
   writeAnnounced(heldDecision_.range.fragmentNumber, static_cast<std::uint32_t>(range.endTime));
-  // From the held fragment's end to this one's start, modulo 2^32: nothing where the flush follows the hold at once.
+  // From the end of the held fragment to the start of this one, modulo 2^32: 0 if the flush follows the hold directly.
   return static_cast<std::uint32_t>(heldDecision_.range.endTime - range.startTime);
 }
 
@@ -76,7 +77,7 @@ void K2RData::announce(const FragmentRange& range) {
 void K2RData::takeBackAnnounced() {
   if (!beforeAnnounced_) return;
   *bootstrapBuilder_ = std::move(beforeAnnounced_->bootstrap);
-  // Its own entry, and those of the numbers skipped in front of it and behind.
+  // Its own entry, and those of the numbers skipped before and after it.
   auto& entries = fragmentIndex_.globalEntries;
   entries.resize(std::min(entries.size(), beforeAnnounced_->entries));
   beforeAnnounced_.reset();
@@ -96,16 +97,16 @@ void K2RData::addToBootstrap(const FragmentRange& range) {
 void K2RData::writeAnnounced(std::uint32_t fragment, std::uint32_t limit) {
   std::uint64_t position = 0;
   try {
-    if (!mediaWriter_) openSegment();  // It could not be begun when it was due: this fragment tries again.
+    if (!mediaWriter_) openSegment();  // It could not be begun when it was due, so this fragment tries again.
     util::ByteWriter box;
     ruvo::k2r::appendBootstrap(box, bootstrapBuilder_->info(), true);
     position = mediaWriter_->writeFragment(pendingMessages_, limit, box.bytes()).position;
   } catch (...) {
-    // Its messages stay queued for the next fragment; its number has no fragment of its own.
+    // The messages stay queued for the next fragment, and the number becomes one without data.
     takeBackAnnounced();
     throw;
   }
-  // From here on it is in the segment: whatever fails behind it, its messages must not be written again.
+  // The fragment is in the segment now: whatever fails later, its messages must not be written again.
   beforeAnnounced_.reset();
   dropWritten(limit);
   auto& entries = fragmentIndex_.globalEntries;
@@ -116,7 +117,7 @@ void K2RData::writeAnnounced(std::uint32_t fragment, std::uint32_t limit) {
 
 void K2RData::finishFragment(std::uint32_t writtenMs) {
   flushSmallFiles();
-  // The fragment is written and the message queued. A segment that could not be begun is tried again by the next one.
+  // A failed roll-over must not fail the message: it is queued, and the next fragment tries to begin the segment again.
   guardedStep(*streamContext_, "Unknown Error in record()", [&] { addDuration(writtenMs); });
 }
 
@@ -134,13 +135,14 @@ void K2RData::insertSafetyGap(std::uint32_t fragment) {
   std::uint32_t next = entries.back().fragment + 1;
   if (next >= fragment) return;
   logWarning(*streamContext_,
-             "Inserting safety gap before fragment " + std::to_string(fragment) + " in stream " + basePath_);
+             "Inserting safety gap before fragment " + std::to_string(fragment) + " in stream " + names_.stem);
   for (; next < fragment; ++next) addIndexEntry(time, next, ruvo::k2r::kNoFragmentOffset);
 }
 
 void K2RData::markSkippedUpTo(std::uint32_t fragment, std::uint64_t start) {
   auto& entries = fragmentIndex_.globalEntries;
-  // A time that wraps in the lead-in of a new recording leaves only numbers without a fragment, all beyond this one.
+  // If the time of a new recording wraps in its lead-in, all entries are larger numbers without a fragment. Smaller
+  // ones cannot follow them, and every fragment would be refused.
   if (!entries.empty() && entries.back().fragment > fragment && bootstrapBuilder_->fragmentRuns().empty())
     entries.clear();
   if (entries.empty()) {
@@ -160,6 +162,7 @@ void K2RData::requireKeyFrame() const {
   const auto video = std::find_if(pendingMessages_.begin(), pendingMessages_.end(),
                                   [](const NQMessage& message) { return message.isVideo(); });
   if (video != pendingMessages_.end() && !video->isKeyFrame()) {
+    // A player could not begin there.
     throw QVSException("Tried to record fragment w/ no keyframe");
   }
 }

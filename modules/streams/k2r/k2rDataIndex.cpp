@@ -1,5 +1,5 @@
-// The small files: those written once, and those that follow each fragment: the segment's index, then the recording's
-// bootstrap.
+// The small files: those that are written once, and those that follow each fragment, which are the index of the segment
+// and the bootstrap of the recording.
 
 #include <algorithm>
 
@@ -7,6 +7,7 @@
 #include "fragmentation/BootstrapWriter.h"
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
+#include "packaging/MetadataMessage.h"
 #include "platform/os/durableFiles.h"
 #include "platform/os/sleep.h"
 #include "util/QVSException.h"
@@ -16,7 +17,7 @@ namespace {
 
 using ruvo::k2r::AfraEntry;
 
-/// A small file could not be written. The old one stands, and the next fragment writes it whole again.
+/// A temporary file could not be written. The old file is in its place, and the next fragment writes the whole again.
 class SmallFileFailure : public QVSException {
  public:
   using QVSException::QVSException;
@@ -25,15 +26,26 @@ class SmallFileFailure : public QVSException {
 }  // namespace
 
 void K2RData::flushSmallFiles() {
-  if (controlBehind_) writeControlFile(baseTime_);
-  if (metaPending_) writeMetaFile();
+  if (filesToWrite_.needControl()) writeControlFile(baseTime_);
+  if (filesToWrite_.needMeta()) writeMetaFile();
   try {
-    // What the index does not name yet, the bootstrap must not announce.
+    // The bootstrap must not name a fragment that the index on disk does not have.
     if (writeIndexFile()) writeBootstrapFile();
   } catch (const SmallFileFailure& failure) {
-    // The fragment is in the segment, and the next one writes these files whole again.
+    // No reason to fail the message: its fragment is in the segment, and the next one writes these files again.
     logError(*streamContext_, failure.message());
   }
+}
+
+void K2RData::writeControlFile(std::uint32_t baseTime) {
+  util::ByteWriter image;
+  image.u32(baseTime);
+  filesToWrite_.controlWritten(writeSmallFile(names_.controlName(), image.bytes()));
+}
+
+void K2RData::writeMetaFile() {
+  const auto message = ruvo::k2rpkgutil::buildMetadataMessage(mediaProperties_, absoluteOffsetSet_, 0.0);
+  filesToWrite_.metaWritten(writeSmallFile(names_.metaName(), message.bytes()));
 }
 
 bool K2RData::writeSmallFile(const std::string& path, std::span<const std::byte> content) {
@@ -43,20 +55,22 @@ bool K2RData::writeSmallFile(const std::string& path, std::span<const std::byte>
 }
 
 bool K2RData::writeIndexFile() {
-  indexBehind_ = true;
+  filesToWrite_.indexChanged();
+  // Consecutive numbers are the promise of an index file. No later fragment can repair one that has none, so this does
+  // fail the message.
   if (!hasConsecutiveFragments(fragmentIndex_)) {
     throw QVSException("afra index is corrupt, failing the record");
   }
   util::ByteWriter image;
   ruvo::k2r::appendAfra(image, fragmentIndex_);
-  indexBehind_ = !replaceFile(formatSegmentName(basePath_, segmentNumber_, ".k2i"), indexPath_ + ".tmp", image.bytes());
-  return !indexBehind_;
+  filesToWrite_.indexWritten(replaceFile(names_.indexName(segmentNumber_), names_.temporaryIndexName(), image.bytes()));
+  return !filesToWrite_.needIndex();
 }
 
 void K2RData::writeBootstrapFile() {
   util::ByteWriter image;
   ruvo::k2r::appendBootstrap(image, bootstrapBuilder_->info(), false);
-  replaceFile(bootstrapPath_, bootstrapPath_ + ".tmp", image.bytes());
+  replaceFile(names_.bootstrapName(), names_.temporaryBootstrapName(), image.bytes());
 }
 
 bool K2RData::replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content) {
@@ -67,6 +81,7 @@ bool K2RData::replaceFile(const std::string& path, const std::string& temporary,
 }
 
 bool K2RData::swapInFile(const std::string& from, const std::string& to) {
+  // On some file systems a reader that has the old file open makes the replacement fail for a moment.
   for (std::uint32_t attempt = 1;; ++attempt) {
     if (platform::os::replaceFile(from, to)) return true;
     if (attempt >= swapRetries_) break;
@@ -85,10 +100,10 @@ void K2RData::trimIndex() {
   });
   std::uint32_t last = entries.back().fragment;
   if (held != entries.rend() && held->fragment != 0) {
-    const bool isBehind =
+    const bool clockRestarted =
         std::any_of(held + 1, entries.rend(), [&](const AfraEntry& entry) { return entry.fragment >= held->fragment; });
-    // The clock has restarted behind the end: by its number it would take written fragments along.
-    if (isBehind && beforeAnnounced_) return takeBackAnnounced();
+    // Removing by number would then remove written fragments, too.
+    if (clockRestarted && beforeAnnounced_) return takeBackAnnounced();
     last = held->fragment - 1;
     while (!entries.empty() && entries.back().fragment > last) entries.pop_back();
   }
@@ -97,12 +112,14 @@ void K2RData::trimIndex() {
 }
 
 void K2RData::forgetEmptySegment() {
-  // The fragment taken back may have been the first of its segment; the recording then ends with the one before.
+  // The fragment that was taken back may have been the only one of its segment. The recording then ends with the
+  // previous segment.
   auto& segments = bootstrapBuilder_->segmentRuns();
   if (!fragmentIndex_.globalEntries.empty() || segments.size() < 2 || !beforeAnnounced_) return;
   if (segments.back().firstSegment != segmentNumber_) return;
   segments = beforeAnnounced_->bootstrap.segmentRuns();
-  // A jump in time in front of it had its mark and its numbers there, too.
+  // A jump in time before the fragment has its mark in the runs: after the last number of the previous segment, which
+  // never counted it, the next append would subtract it.
   bootstrapBuilder_->fragmentRuns() = beforeAnnounced_->bootstrap.fragmentRuns();
 }
 

@@ -1,10 +1,11 @@
-// How a recording begins and ends.
+// Begin and end of a recording.
 
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
 #include "modules/streams/k2r/staleFiles.h"
 #include "modules/streams/k2r/storedFiles.h"
 #include "platform/os/sleep.h"
+#include "util/bytes.h"
 
 namespace qvs::k2r {
 namespace {
@@ -21,31 +22,31 @@ bool K2RData::initialise(std::uint32_t flags) {
   initialised_ = true;
   return guarded(*streamContext_, "Unknown Error in init()", false, [&] {
     prepareTimes();
-    if ((flags & kOpenAppend) != 0 && isThere(*fileContext_, bootstrapPath_)) return initAppend();
+    if ((flags & kOpenAppend) != 0 && isThere(*fileContext_, names_.bootstrapName())) return initAppend();
     return initNew();
   });
 }
 
 void K2RData::prepareTimes() {
-  controlPending_ = false;
   try {
     readControlFile();
   } catch (const UnreadableFile&) {
-    // An append with another base would spoil every time behind it; a new recording can do with another one.
+    // An append with another base time would shift all its times against the old ones. A new recording can have any.
     if ((openFlags_ & kOpenAppend) != 0) throw;
-    controlPending_ = true;
+    filesToWrite_.baseTimeNotFound();
   }
   lastTimes_ = {};
   fragmentationConfig_ = ruvo::k2r::readFragmentationConfig(*openContext_);
 }
 
 void K2RData::readControlFile() {
-  controlPending_ = !isThere(*fileContext_, controlPath_);
-  if (controlPending_) return;
-  const auto image = loadStart(controlPath_, kControlFileSize);
-  // A shorter file has no base: a fragment gives one, or the first message, as for a recording without the file.
-  controlPending_ = image.size() < kControlFileSize;
-  if (!controlPending_) baseTime_ = util::ByteReader(image).u32();
+  filesToWrite_.baseTimeNotFound();
+  if (!isThere(*fileContext_, names_.controlName())) return;
+  const auto image = loadStart(names_.controlName(), kControlFileSize);
+  // A shorter file counts as missing: the base time then comes from a fragment or from the first message.
+  if (image.size() < kControlFileSize) return;
+  baseTime_ = util::ByteReader(image).u32();
+  filesToWrite_.baseTimeRead();
 }
 
 bool K2RData::initNew() {
@@ -54,7 +55,7 @@ bool K2RData::initNew() {
     logError(*streamContext_, "Couldn't create directory for new record");
     return false;
   }
-  removeStaleFiles(basePath_);
+  removeStaleFiles(names_);  // erase() may have failed, or removed less than everything.
   bootstrapBuilder_ = std::make_unique<ruvo::k2r::BootstrapBuilder>(fragmentationConfig_.durationPrecision,
                                                                     fragmentationConfig_.allowedDrift);
   fragmenter_.makeForNew(fragmentationConfig_.fragmentDuration);
@@ -62,7 +63,7 @@ bool K2RData::initNew() {
 }
 
 bool K2RData::erase() {
-  // What the host is told: the whole directory, with all that is in it.
+  // They mean the directory with all that is in it.
   constexpr std::uint32_t kKind = 3;
   constexpr std::uint32_t kRecursive = 1;
   for (std::uint32_t retries = 0;; ++retries) {
@@ -75,7 +76,7 @@ bool K2RData::erase() {
 bool K2RData::stopRecord() {
   finishSmallFiles();
   mediaWriter_.reset();
-  writerPolicy_.reset();  // And with it the key of a protected recording.
+  writerPolicy_.reset();  // It has the key of a protected recording, which must not stay in memory.
   pendingMessages_.clear();
   messageArena_.reset();
   stopped_ = true;
@@ -87,6 +88,7 @@ void K2RData::finishSmallFiles() noexcept {
     trimIndex();
     if (bootstrapBuilder_->fragmentRuns().empty()) return;
     bootstrapBuilder_->endPresentation();
+    // If the replacement fails, the old index is usually as good, since a stop adds nothing to it.
     if (writeIndexFile() || isIndexOnDisk()) writeBootstrapFile();
   } catch (...) {
     logLine(*streamContext_, "Unable to write bootstrap.", kIMOLogError);
@@ -95,7 +97,7 @@ void K2RData::finishSmallFiles() noexcept {
 
 bool K2RData::isIndexOnDisk() const {
   try {
-    return readIndex(segmentNumber_) == fragmentIndex_;
+    return readIndexFile(names_.indexName(segmentNumber_)) == fragmentIndex_;
   } catch (const std::exception&) {
     return false;
   }

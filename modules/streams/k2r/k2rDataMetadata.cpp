@@ -1,4 +1,4 @@
-// Script data that steers the recording: the metadata that a new one begins with, and the stream's time offset.
+// Script data that controls the recording: the metadata at the start of a new one, and the time offset of the stream.
 
 #include <span>
 #include <string>
@@ -15,6 +15,7 @@ namespace qvs::k2r {
 
 K2RData::Check K2RData::checkMetadata(const RefMessage& message) {
   if (captureMetadata(message)) return Check::kSkip;
+  // Only a new recording needs the picture size for its track headers; an append has them in the file.
   if ((openFlags_ & kOpenAppend) == 0 && !metadataTaken_) {
     streamContext_->log("Metadata is expected before other messages.", kIMOLogError, true);
     return Check::kRefuse;
@@ -27,6 +28,7 @@ bool K2RData::captureMetadata(const RefMessage& message) {
   const NQCommand command(static_cast<MessageKind>(message.type()), std::span(message.data(), message.dataSize()),
                           true);
   if (command.nameText() != "onMetaData") return false;
+  // Later ones are recorded like any script data.
   metadataTaken_ = true;
   takePictureSize(command.argument(0));
   return true;

@@ -1,4 +1,5 @@
-// The kind of a recording, in the clear or protected: set up for its writer, and held against what is on disk.
+// Whether a recording is in the clear or protected: sets up the policy of its writer, and checks that it fits the
+// files.
 
 #include <fstream>
 
@@ -27,7 +28,7 @@ bool K2RData::isProtected() const {
 }
 
 std::uint32_t K2RData::mostDataFor(const RefMessage& message) const {
-  // Few messages are so large that the setting matters, and the others do not wait for the host to look it up.
+  // The limit matters for few messages, so the host is asked for the setting only for these.
   return message.dataSize() > kMaxProtectedDataSize && isProtected() ? kMaxProtectedDataSize : util::kMaxTagDataSize;
 }
 
@@ -40,6 +41,8 @@ K2RData::PreparedPolicy K2RData::prepareWriterPolicy() {
 }
 
 void K2RData::takeWriterPolicy(PreparedPolicy prepared) {
+  // Before the segment, whose content needs it; after all checks of an append, so that a refused one keeps the old
+  // file.
   if (prepared.metadataText) writeProtectionFile(*std::move(prepared.metadataText));
   makeSegmentStream((openFlags_ & kOpenAppend) != 0);
   writerPolicy_ = std::move(prepared.policy);
@@ -49,25 +52,26 @@ void K2RData::writeProtectionFile(std::string metadataText) {
   AdditionalHeader header;
   header.metadata = std::move(metadataText);
   {
-    std::ofstream out(platform::os::toNative(drmMetaPath_), std::ios::binary | std::ios::trunc);
+    std::ofstream out(platform::os::toNative(names_.drmMetaName()), std::ios::binary | std::ios::trunc);
     const util::ExceptionMask mask(out, std::ios::eofbit | std::ios::failbit | std::ios::badbit);
     writeAdditionalHeader(out, header);
     out.flush();
   }
-  if (!platform::os::syncFile(drmMetaPath_)) {
-    logError(*streamContext_, "Failed to write file '" + drmMetaPath_ + "'");
+  if (!platform::os::syncFile(names_.drmMetaName())) {
+    logError(*streamContext_, "Failed to write file '" + names_.drmMetaName() + "'");
   }
 }
 
 void K2RData::checkStoredSegment(IK2RMediaWriterPolicy& policy, std::uint64_t position) {
-  const std::string path = formatSegmentName(basePath_, segmentNumber_, ".k2r");
+  const std::string path = names_.segmentName(segmentNumber_);
   IMOFileStatus status;
   if (fileContext_->pathStatus(path.c_str(), &status, 0) != 0) return;
   TrialStream stream(fileContext_, path);
   try {
     const K2RMediaWriter trial(policy, stream, position, warningHandler_);
   } catch (const krvo::k2m::Exception&) {
-    // A segment that cannot be continued at all shows when it is to be.
+    // Only a policy that does not fit counts here. A segment that cannot be continued fails later, after the bootstrap
+    // is completed.
   } catch (const MalformedProtection&) {
     logWarning(*streamContext_, "The protection data of segment '" + path + "' are damaged.");
     throw;

@@ -1,4 +1,4 @@
-// Tracks come from the stream's first messages, and every later message is held against them.
+// The first messages of a stream define its tracks, and every later message has to match them.
 
 #include <string_view>
 
@@ -18,8 +18,8 @@ FourCC handlerTypeOf(const RefMessage& message) {
   return message.isAudio() ? "soun"_4cc : "meta"_4cc;
 }
 
-/// A message that steers the decoder or the player. It may define a track, and is not recorded itself: the writer
-/// repeats the configuration where it is needed.
+/// Whether a message is only for the decoder or the player. It may define a track but is not recorded itself: the
+/// writer repeats the configuration where it is needed.
 bool isForDecoderOnly(const RefMessage& message) {
   if (message.isVideo() && message.isCommandFrame()) return true;
   const auto packet = message.packetType();
@@ -43,6 +43,7 @@ K2RData::Check K2RData::checkTrack(const RefMessage& message) {
   if (const auto track = mediaProperties_.findTrack(handlerType)) {
     return hasCodec(*track, message.formatCode()) ? accepted : refuse("Invalid codec.");
   }
+  // The track headers of the segment are written already.
   if (writerStarted_) return refuse("Track not found.");
   auto descriptor = makeSampleDescriptor(message, videoWidth_, videoHeight_);
   if (!descriptor) return refuse("Unable to create sample descriptor for message.");

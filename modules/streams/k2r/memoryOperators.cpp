@@ -1,6 +1,6 @@
-// `operator new` and `operator delete` of the module, on its memory layer. The module alone is linked with this file,
-// and with a C++ library of its own, so that both ends of every block are here: the host and the other libraries of its
-// process keep theirs, whichever they are.
+// `operator new` and `operator delete` of the module, on its memory layer. Only the module is linked with this file,
+// and with its own C++ library, so that every block is allocated and freed by the same operators. The host and the
+// other libraries of its process keep their own.
 
 #include <cstddef>
 #include <new>

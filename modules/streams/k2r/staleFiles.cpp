@@ -1,21 +1,23 @@
 #include "modules/streams/k2r/staleFiles.h"
 
 #include <algorithm>
-#include <string_view>
+#include <string>
 #include <system_error>
 
-#include "modules/streams/k2r/fileNames.h"
+#include "platform/os/Directory.h"
 #include "platform/os/durableFiles.h"
-#include "platform/os/listDirectory.h"
 #include "platform/os/paths.h"
 #include "util/QVSException.h"
 
 namespace qvs::k2r {
 namespace {
 
-/// Whether a file is to go, by what follows the stem in its name.
-bool isStale(std::string_view name) {
-  return name == ".drmmeta" || name == ".meta" || isSegmentName(name);
+using platform::os::DirectoryEntry;
+
+/// The bootstrap is not among them: it has been removed first.
+bool isStale(fileset::FileKind kind) {
+  using enum fileset::FileKind;
+  return kind == kMeta || kind == kDrmMeta || kind == kSegment || kind == kIndex;
 }
 
 void removeStale(const std::string& path) {
@@ -24,22 +26,23 @@ void removeStale(const std::string& path) {
 
 }  // namespace
 
-void removeStaleFiles(const std::string& basePath) {
-  const std::string native = platform::os::toNative(basePath);
-  const std::size_t stemBegin = native.rfind('/') + 1;  // A base path has a separator.
+void removeStaleFiles(const fileset::FileNames& names) {
+  const std::string native = platform::os::toNative(names.stem);
+  const std::size_t stemBegin = native.rfind('/') + 1;  // A stem from a stream path has a separator.
   const std::string directory = native.substr(0, stemBegin);
   const std::string stem = native.substr(stemBegin);
-  const platform::os::DirectoryListing listing = platform::os::listDirectory(directory);
-  // A host may make the directory with its first file.
-  if (listing.error == std::errc::no_such_file_or_directory) return;
-  if (listing.error) throw QVSException("Failed to list directory '" + directory + "': " + listing.error.message());
-  // The bootstrap goes first: it must never name what no index does.
-  constexpr const char* kBootstrap = ".bootstrap";
-  if (std::ranges::find(listing.names, stem + kBootstrap) != listing.names.end()) removeStale(basePath + kBootstrap);
-  for (const std::string& name : listing.names) {
-    if (!name.starts_with(stem)) continue;
-    const std::string suffix = name.substr(stem.size());
-    if (isStale(suffix)) removeStale(basePath + suffix);
+  const auto [entries, error] = platform::os::listDirectory(directory);
+  // A host may make the directory together with its first file.
+  if (error == std::errc::no_such_file_or_directory) return;
+  if (error) throw QVSException("Failed to list directory '" + directory + "': " + error.message());
+  // The bootstrap goes first: it must never name a fragment that no index names.
+  const std::string bootstrap = fileset::FileNames{stem}.bootstrapName();
+  if (std::ranges::find(entries, bootstrap, &DirectoryEntry::name) != entries.end()) {
+    removeStale(names.bootstrapName());
+  }
+  for (const DirectoryEntry& entry : entries) {
+    const auto role = fileset::roleOf(entry.name, stem);
+    if (role && isStale(role->kind)) removeStale(names.stem + entry.name.substr(stem.size()));
   }
 }
 

@@ -11,9 +11,10 @@
 namespace qvs::k2r {
 namespace {
 
+/// Bytes of the largest file that is read into memory.
 constexpr std::size_t kMaxSmallFile = std::size_t{256} << 20;
 
-/// Lets `read` fill a Value from a stream on the bytes.
+/// Fills a Value by `read`, which takes a stream.
 template <typename Value, typename Read>
 Value parse(std::span<const std::byte> content, const Read& read) {
   std::istringstream in(std::string(reinterpret_cast<const char*>(content.data()), content.size()));
@@ -26,7 +27,7 @@ Value parse(std::span<const std::byte> content, const Read& read) {
   return value;
 }
 
-/// Parses a whole file.
+/// Parses a whole file; the message names it.
 template <typename Parse>
 auto readWhole(const std::string& path, const Parse& parse) {
   const std::vector<std::byte> content = loadSmallFile(path);
@@ -40,11 +41,12 @@ auto readWhole(const std::string& path, const Parse& parse) {
 }  // namespace
 
 bool isThere(IMOFileContext& files, const std::string& path) {
+  // A host that cannot find out returns another value, or -1 as well: then an append becomes a new recording.
   constexpr std::int32_t kMissing = -1;
   IMOFileStatus status;
-  const std::int32_t answer = files.pathStatus(path.c_str(), &status, 0);
-  if (answer != 0 && answer != kMissing) throw UnreadableFile(path, "the host answers " + std::to_string(answer));
-  return answer == 0;
+  const std::int32_t result = files.pathStatus(path.c_str(), &status, 0);
+  if (result != 0 && result != kMissing) throw UnreadableFile(path, "the host answers " + std::to_string(result));
+  return result == 0;
 }
 
 std::vector<std::byte> loadStart(const std::string& path, std::size_t maxSize) {
@@ -54,6 +56,7 @@ std::vector<std::byte> loadStart(const std::string& path, std::size_t maxSize) {
 }
 
 std::vector<std::byte> loadSmallFile(const std::string& path) {
+  // One byte more than allowed, to notice a larger file.
   std::vector<std::byte> content = loadStart(path, kMaxSmallFile + 1);
   if (content.size() > kMaxSmallFile) throw UnreadableFile(path, "it is larger than any of its kind");
   return content;

@@ -13,29 +13,30 @@
 
 namespace qvs::k2r {
 
-// The small files of a recording, read back. Paths are the module's.
+// Reads the small files of a recording. Paths are in the module's form.
 
-/// A file is there, or may be, and could not be read: for want of descriptors or of rights, or because the device
-/// fails. It may be whole, so nothing may be decided as if it were missing.
+/// A file exists, or may exist, and cannot be read: no descriptors are left, permissions are missing, or the device
+/// fails. The file may be intact, so nothing may be decided as if it were missing.
 class UnreadableFile : public QVSException {
  public:
   UnreadableFile(const std::string& path, const std::string& reason)
       : QVSException("Failed to read file '" + path + "': " + reason) {}
 };
 
-/// Whether a path exists. Throws UnreadableFile where the host tells neither.
+/// Whether a path exists. Throws UnreadableFile if the host returns neither 0 (it exists) nor -1 (it does not).
 bool isThere(IMOFileContext& files, const std::string& path);
 
-/// The first `maxSize` bytes of a file. Throws UnreadableFile.
+/// The first `maxSize` bytes of a file, or all of a shorter one. Throws UnreadableFile.
 std::vector<std::byte> loadStart(const std::string& path, std::size_t maxSize);
-/// A whole file. Throws UnreadableFile, also above 256 MiB.
+/// A whole file. Throws UnreadableFile, also for one above 256 MiB.
 std::vector<std::byte> loadSmallFile(const std::string& path);
 
-/// Throw InvalidBootstrapFormat or InvalidAfraFormat for another box, MalformedInput where the bytes end in it.
+/// Both throw InvalidBootstrapFormat or InvalidAfraFormat for another box, and MalformedInput if the bytes end too
+/// early.
 ruvo::k2r::BootstrapInfo parseBootstrap(std::span<const std::byte> content);
 ruvo::k2r::AfraIndex parseIndex(std::span<const std::byte> content);
 
-/// Both steps. A file that ends in its box throws UnreadableFile, too.
+/// Load and parse. A file that ends too early throws UnreadableFile, because a whole one may be there a moment later.
 ruvo::k2r::BootstrapInfo readBootstrapFile(const std::string& path);
 ruvo::k2r::AfraIndex readIndexFile(const std::string& path);
 
