@@ -3,11 +3,13 @@
 #include "tests/durability/SystemCalls.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstring>
 #include <ctime>
@@ -37,19 +39,26 @@ struct Watch {
   std::map<int, OpenFile> open;
   std::uint32_t nextFile = 1;
   std::vector<FileOperation> operations;
+  /// Of a whole process only, whose operations are not kept.
+  CallListener listener = nullptr;
 
-  /// Whether the call that has come is one to fail, with errno set.
+  /// Counts the call. Whether it is one to fail, with errno set.
   bool fails(const char* call, std::string_view name) {
     if (std::strstr(fault.calls, call) == nullptr || !name.ends_with(fault.files)) return false;
     const std::uint32_t number = calls++;
-    if (number < fault.first || number - fault.first >= fault.count) return false;
+    const bool isHit = number >= fault.first && number - fault.first < fault.count;
+    if (listener != nullptr) listener(call, name, isHit);
+    if (!isHit) return false;
+    // A write is torn first.
+    if (fault.error == Fault::kKill && std::strcmp(call, "write") != 0) ::raise(SIGKILL);
+    if (fault.error == Fault::kStop) ::raise(SIGSTOP);
     errno = fault.error;
-    return true;
+    return fault.error != Fault::kStop;
   }
 
   void opened(int fd, const std::string& name, int flags) {
-    if (name.empty()) {
-      open[fd] = {};
+    if (name.empty() || listener != nullptr) {
+      open[fd] = {.name = name};
       return;
     }
     const auto [known, isNew] = names.try_emplace(name, nextFile);
@@ -59,11 +68,17 @@ struct Watch {
   }
 };
 
-thread_local std::optional<Watch> watch;
+thread_local std::optional<Watch> threadWatch;
+Watch* processWatch = nullptr;
+
+Watch* watching() {
+  return threadWatch ? &*threadWatch : processWatch;
+}
 
 /// The name in the directory; nothing for a path elsewhere. The directory's own name is empty.
 std::optional<std::string> watchedName(const char* path) {
-  if (!watch) return std::nullopt;
+  const Watch* const watch = watching();
+  if (watch == nullptr) return std::nullopt;
   const std::string text(path);
   if (text == watch->directory) return std::string();
   const std::string prefix = watch->directory + "/";
@@ -71,17 +86,41 @@ std::optional<std::string> watchedName(const char* path) {
 }
 
 OpenFile* watchedFile(int fd) {
-  const auto found = watch ? watch->open.find(fd) : std::map<int, OpenFile>::iterator();
-  return watch && found != watch->open.end() ? &found->second : nullptr;
+  Watch* const watch = watching();
+  if (watch == nullptr) return nullptr;
+  const auto found = watch->open.find(fd);
+  return found == watch->open.end() ? nullptr : &found->second;
+}
+
+/// A path that may count from an open directory.
+std::string fullPath(int directory, const char* path) {
+  const OpenFile* const file = *path == '/' ? nullptr : watchedFile(directory);
+  return file == nullptr ? path : watching()->directory + "/" + file->name + (file->name.empty() ? "" : "/") + path;
+}
+
+template <typename Perform>
+int onPath(const char* call, const char* path, const Perform& perform) {
+  const auto name = watchedName(path);
+  return name && watching()->fails(call, *name) ? -1 : static_cast<int>(perform());
+}
+
+template <typename Perform>
+int onFile(const char* call, int fd, const Perform& perform) {
+  return descriptorFails(call, fd) ? -1 : static_cast<int>(perform());
 }
 
 /// A read or write of `count` bytes, or of as many as a fault leaves.
 template <typename Perform>
 ssize_t transfer(const char* call, const OpenFile* file, std::size_t count, const Perform& perform) {
+  Watch* const watch = watching();
   if (file == nullptr || file->name.empty() || !watch->fails(call, file->name)) return perform(count);
   const bool isFirst = watch->calls == watch->fault.first + 1;
-  if (watch->fault.error != 0 && (watch->fault.error != ENOSPC || !isFirst)) return -1;
-  return perform(watch->fault.error == 0 ? (count + 1) / 2 : (count + 3) / 4);
+  if (watch->fault.error == Fault::kKill) {
+    perform((count + 1) / 2);
+    ::raise(SIGKILL);
+  }
+  if (watch->fault.error != Fault::kShort && (watch->fault.error != ENOSPC || !isFirst)) return -1;
+  return perform(watch->fault.error == Fault::kShort ? (count + 1) / 2 : (count + 3) / 4);
 }
 
 /// At the file's own position where it has no offset.
@@ -89,9 +128,9 @@ template <typename Perform>
 ssize_t watchedWrite(int fd, const void* data, std::size_t count, std::optional<off_t> offset, const Perform& perform) {
   OpenFile* const file = watchedFile(fd);
   const ssize_t done = transfer("write", file, count, perform);
-  if (done <= 0 || file == nullptr) return done;
+  if (done <= 0 || file == nullptr || !threadWatch) return done;
   const auto bytes = static_cast<std::size_t>(done);
-  watch->operations.push_back({.kind = Kind::kWrite,
+  threadWatch->operations.push_back({.kind = Kind::kWrite,
                                .file = file->file,
                                .offset = offset ? static_cast<std::uint64_t>(*offset) : file->position,
                                .data = std::string(static_cast<const char*>(data), bytes),
@@ -102,26 +141,39 @@ ssize_t watchedWrite(int fd, const void* data, std::size_t count, std::optional<
 
 }  // namespace
 
+bool descriptorFails(const char* call, int fd) {
+  const OpenFile* const file = watchedFile(fd);
+  return file != nullptr && watching()->fails(call, file->name);
+}
+
+void watchProcess(const std::filesystem::path& directory, const Fault& fault, CallListener listener) {
+  static Watch watch;
+  watch.directory = directory.string();
+  watch.fault = fault;
+  watch.listener = listener;
+  processWatch = &watch;
+}
+
 SystemCalls::SystemCalls(const std::filesystem::path& directory, const Fault& fault) {
-  watch.emplace();
-  watch->directory = directory.string();
-  watch->fault = fault;
+  threadWatch.emplace();
+  threadWatch->directory = directory.string();
+  threadWatch->fault = fault;
 }
 
 SystemCalls::~SystemCalls() {
-  watch.reset();
+  threadWatch.reset();
 }
 
 const std::vector<FileOperation>& SystemCalls::operations() const {
-  return watch->operations;
+  return threadWatch->operations;
 }
 
 bool SystemCalls::faultHappened() const {
-  return watch->calls > watch->fault.first;
+  return threadWatch->calls > threadWatch->fault.first;
 }
 
 bool SystemCalls::faultPassed() const {
-  return watch->calls >= watch->fault.first + watch->fault.count;
+  return threadWatch->calls >= threadWatch->fault.first + threadWatch->fault.count;
 }
 
 }  // namespace test
@@ -130,7 +182,7 @@ bool SystemCalls::faultPassed() const {
 #pragma GCC visibility push(default)
 extern "C" {
 
-int open(const char* path, int flags, ...) {
+int openat(int directory, const char* path, int flags, ...) {
   mode_t mode = 0;
   if ((flags & O_CREAT) != 0) {
     va_list rest;
@@ -138,16 +190,35 @@ int open(const char* path, int flags, ...) {
     mode = static_cast<mode_t>(va_arg(rest, unsigned));
     va_end(rest);
   }
-  const auto name = test::watchedName(path);
-  if (name && test::watch->fails("open", *name)) return -1;
-  const int fd = static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
-  if (fd != -1 && name) test::watch->opened(fd, *name, flags);
+  const auto name = test::watchedName(test::fullPath(directory, path).c_str());
+  const char* const call = (flags & O_CREAT) != 0 ? "create" : "open";
+  if (name && test::watching()->fails(call, *name)) return -1;
+  const int fd = static_cast<int>(::syscall(SYS_openat, directory, path, flags, mode));
+  test::Watch* const watch = test::watching();
+  if (fd == -1 || watch == nullptr) return fd;
+  watch->open.erase(fd);  // Of a file that a library closed by itself.
+  if (name) watch->opened(fd, *name, flags);
   return fd;
 }
 
+int open(const char* path, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(rest, unsigned) : 0;
+  va_end(rest);
+  return openat(AT_FDCWD, path, flags, mode);
+}
+
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
+
 int close(int fd) {
-  if (test::watch) test::watch->open.erase(fd);
-  return static_cast<int>(::syscall(SYS_close, fd));
+  const bool fails = test::descriptorFails("close", fd);
+  const int error = errno;
+  if (test::Watch* const watch = test::watching()) watch->open.erase(fd);
+  const int result = static_cast<int>(::syscall(SYS_close, fd));
+  if (!fails) return result;
+  errno = error;
+  return -1;
 }
 
 ssize_t read(int fd, void* data, size_t count) {
@@ -169,49 +240,98 @@ ssize_t pwrite(int fd, const void* data, size_t count, off_t offset) {
                             [&](size_t part) { return ::syscall(SYS_pwrite64, fd, data, part, offset); });
 }
 
+int ftruncate(int fd, off_t length) noexcept {
+  return test::onFile("truncate", fd, [&] { return ::syscall(SYS_ftruncate, fd, length); });
+}
+
 int fstat(int fd, struct stat* status) noexcept {
-  const test::OpenFile* const file = test::watchedFile(fd);
-  if (file != nullptr && test::watch->fails("fstat", file->name)) return -1;
-  return static_cast<int>(::syscall(SYS_fstat, fd, status));
+  return test::onFile("fstat", fd, [&] { return ::syscall(SYS_fstat, fd, status); });
+}
+
+int stat(const char* path, struct stat* status) noexcept {
+  return test::onPath("lookup", path, [&] { return ::syscall(SYS_stat, path, status); });
+}
+
+int lstat(const char* path, struct stat* status) noexcept {
+  return test::onPath("lookup", path, [&] { return ::syscall(SYS_lstat, path, status); });
+}
+
+int fstatat(int directory, const char* path, struct stat* status, int flags) noexcept {
+  return test::onPath("lookup", test::fullPath(directory, path).c_str(),
+                      [&] { return ::syscall(SYS_newfstatat, directory, path, status, flags); });
+}
+
+int access(const char* path, int mode) noexcept {
+  return test::onPath("lookup", path, [&] { return ::syscall(SYS_access, path, mode); });
+}
+
+int fchmod(int fd, mode_t mode) noexcept {
+  return test::onFile("chmod", fd, [&] { return ::syscall(SYS_fchmod, fd, mode); });
+}
+
+int flock(int fd, int operation) noexcept {
+  return test::onFile("flock", fd, [&] { return ::syscall(SYS_flock, fd, operation); });
 }
 
 int fsync(int fd) {
   const test::OpenFile* const file = test::watchedFile(fd);
   if (file == nullptr) return 0;
-  if (test::watch->fails("fsync", file->name)) return -1;
+  if (test::watching()->fails("fsync", file->name)) return -1;
+  if (!test::threadWatch) return 0;
   const auto kind = file->name.empty() ? test::Kind::kFlushDirectory : test::Kind::kFlush;
-  test::watch->operations.push_back({.kind = kind, .file = file->file});
+  test::threadWatch->operations.push_back({.kind = kind, .file = file->file});
   return 0;
+}
+
+int mkdir(const char* path, mode_t mode) noexcept {
+  return test::onPath("mkdir", path, [&] { return ::syscall(SYS_mkdir, path, mode); });
+}
+
+int rmdir(const char* path) noexcept {
+  return test::onPath("rmdir", path, [&] { return ::syscall(SYS_rmdir, path); });
+}
+
+int link(const char* from, const char* to) noexcept {
+  return test::onPath("link", to, [&] { return ::syscall(SYS_link, from, to); });
 }
 
 int rename(const char* from, const char* to) noexcept {
   const auto name = test::watchedName(from);
   const auto newName = test::watchedName(to);
   const bool isWatched = name && newName;
-  if (isWatched && test::watch->fails("rename", *newName)) return -1;
+  if (isWatched && test::watching()->fails("rename", *newName)) return -1;
   const int result = static_cast<int>(::syscall(SYS_rename, from, to));
-  if (result != 0 || !isWatched) return result;
-  const std::uint32_t file = test::watch->names[*name];
-  test::watch->operations.push_back({.kind = test::Kind::kRename, .file = file, .name = *name, .newName = *newName});
-  test::watch->names[*newName] = file;
-  test::watch->names.erase(*name);
+  if (result != 0 || !isWatched || !test::threadWatch) return result;
+  auto& names = test::threadWatch->names;
+  const std::uint32_t file = names[*name];
+  test::threadWatch->operations.push_back(
+      {.kind = test::Kind::kRename, .file = file, .name = *name, .newName = *newName});
+  names[*newName] = file;
+  names.erase(*name);
   return result;
+}
+
+int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to, unsigned flags) noexcept {
+  return test::onPath("rename", test::fullPath(toDirectory, to).c_str(),
+                      [&] { return ::syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags); });
 }
 
 int unlink(const char* path) noexcept {
   const auto name = test::watchedName(path);
-  if (name && test::watch->fails("unlink", *name)) return -1;
+  if (name && test::watching()->fails("unlink", *name)) return -1;
   const int result = static_cast<int>(::syscall(SYS_unlink, path));
-  if (result != 0 || !name) return result;
-  test::watch->operations.push_back({.kind = test::Kind::kRemove, .file = test::watch->names[*name], .name = *name});
-  test::watch->names.erase(*name);
+  if (result != 0 || !name || !test::threadWatch) return result;
+  auto& names = test::threadWatch->names;
+  test::threadWatch->operations.push_back({.kind = test::Kind::kRemove, .file = names[*name], .name = *name});
+  names.erase(*name);
   return result;
 }
 
 int unlinkat(int directory, const char* name, int flags) noexcept {
-  const int result = static_cast<int>(::syscall(SYS_unlinkat, directory, name, flags));
-  if (result != 0 || test::watchedFile(directory) == nullptr) return result;
-  test::watch->operations.push_back({.kind = test::Kind::kRemove, .name = name});
+  const int result = test::onPath("unlink", test::fullPath(directory, name).c_str(),
+                                  [&] { return ::syscall(SYS_unlinkat, directory, name, flags); });
+  if (result != 0 || !test::threadWatch || test::watchedFile(directory) == nullptr) return result;
+  test::threadWatch->operations.push_back({.kind = test::Kind::kRemove, .name = name});
   return result;
 }
 

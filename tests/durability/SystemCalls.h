@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace test {
@@ -24,12 +25,20 @@ struct FileOperation {
 
 /// What goes wrong in calls of some kinds on some files, and leaves the others alone.
 struct Fault {
-  /// "open", "read", "write", "fstat", "fsync", "rename", "unlink", with blanks between them.
+  static constexpr int kShort = 0;
+  static constexpr int kKill = -1;
+  static constexpr int kStop = -2;
+
+  /// With blanks between them: "open", "create" (an open that may), "close", "read", "write", "truncate", "fstat",
+  /// "lookup" (stat, lstat, access), "chmod", "flock", "fsync", "mkdir", "rmdir", "link", "rename", "unlink", and in a
+  /// whole process "readdir".
   const char* calls = "";
   /// How the names of the files end.
   const char* files = "";
-  /// 0: half of the bytes are read or written, and the answer says so. ENOSPC: the first write takes a quarter.
-  int error = 0;
+  /// The errno of the call; after ENOSPC, the first write still takes a quarter. kShort: half of the bytes are read or
+  /// written, and the result says so. kKill: the process is killed before the call, or with half of a write done.
+  /// kStop: the process is stopped (SIGSTOP) before the call.
+  int error = kShort;
   /// The first of these calls that fails, counted from 0, and how many do in all.
   std::uint32_t first = 0;
   std::uint32_t count = 1;
@@ -53,5 +62,14 @@ class SystemCalls {
   bool faultHappened() const;
   bool faultPassed() const;
 };
+
+/// For each call that the fault's kinds and files cover, whether it fails.
+using CallListener = void (*)(const char* call, std::string_view name, bool fails);
+
+/// Watches all threads of the process from here on, which makes its calls from one at a time. Operations are not kept.
+void watchProcess(const std::filesystem::path& directory, const Fault& fault, CallListener listener);
+
+/// For calls that are defined elsewhere: whether this one, on an open file, is to fail, with errno set.
+bool descriptorFails(const char* call, int fd);
 
 }  // namespace test

@@ -231,16 +231,16 @@ std::vector<NamedFault> faultsOfWriting() {
   return {{"ShortWrite", {.calls = "write", .files = ".k2r"}},
           {"WriteError", {.calls = "write", .files = ".k2r", .error = EIO}},
           {"NoSpace", {.calls = "write", .files = ".k2r", .error = ENOSPC}},
-          {"OpenError", {.calls = "open", .files = ".k2r", .error = EACCES}},
+          {"OpenError", {.calls = "open create", .files = ".k2r", .error = EACCES}},
           {"StatusError", {.calls = "fstat", .files = ".k2r", .error = EIO}},
-          {"NoSpaceAnywhere", {.calls = "open write fsync rename unlink", .error = ENOSPC}},
-          {"NoAccessAnywhere", {.calls = "open write fsync rename unlink", .error = EACCES}}};
+          {"NoSpaceAnywhere", {.calls = "open create write fsync rename unlink", .error = ENOSPC}},
+          {"NoAccessAnywhere", {.calls = "open create write fsync rename unlink", .error = EACCES}}};
 }
 
 std::vector<NamedFault> faultsOfReading() {
   return {{"ReadError", {.calls = "read", .files = ".k2r", .error = EIO}},
           {"ShortRead", {.calls = "read", .files = ".k2r"}},
-          {"NothingReadable", {.calls = "open read", .error = EMFILE}}};
+          {"NothingReadable", {.calls = "open create read", .error = EMFILE}}};
 }
 
 INSTANTIATE_TEST_SUITE_P(Recording, Faults, testing::ValuesIn(faultsOfWriting()), nameOf);

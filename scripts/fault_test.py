@@ -1,0 +1,518 @@
+"""The runs of fault_test.sh. A case is SCENARIO/FAULT/CALL/COUNT: the fault begins at the call of that number, of those that
+it concerns, and lasts for so many. A scenario is a directory, a command, and what may be there afterwards."""
+
+import collections
+import concurrent.futures
+import json
+import os
+import random
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import traceback
+
+from mtg import Tag, is_part, media, read_tags, write_tags
+
+CALLS = ("open create close read write truncate fstat lookup chmod flock fsync mkdir rmdir link rename unlink "
+         "readdir")
+FOR_EVER = 1000000000
+# Number that the library of the calls takes, the calls that can end so, and for how many in a row.
+FAULTS = {
+    "ENOSPC": (28, "create write truncate mkdir link rename", (1, 3, FOR_EVER)),
+    "EIO": (5, "open read write truncate fstat lookup fsync close readdir rename", (1, 3, FOR_EVER)),
+    "EMFILE": (24, "open create", (1, 3, FOR_EVER)),
+    "EACCES": (13, "open create lookup mkdir rmdir link rename unlink chmod", (1, 3, FOR_EVER)),
+    "ENOLCK": (37, "flock", (1, FOR_EVER)),
+    "EINTR": (4, "open create read write truncate fsync flock", (1, 3)),
+    "short": (0, "read write", (1, 3, FOR_EVER)),
+    "kill": (-1, CALLS, (1,)),
+}
+STOP = -2
+GRID = ["--set", "Recording/FragmentDuration=1000", "--set", "Recording/SegmentDuration=2000"]
+SECONDS = 20
+
+
+class Fault(Exception):
+    """What must not be."""
+
+
+def expect(holds, what):
+    if not holds:
+        raise Fault(what)
+
+
+def files_of(directory):
+    """The content of all files below, by their names."""
+    found = {}
+    for folder, _, names in os.walk(directory):
+        for name in names:
+            path = os.path.join(folder, name)
+            with open(path, "rb") as file:
+                found[os.path.relpath(path, directory)] = file.read()
+    return found
+
+
+class Program:
+    def __init__(self, folder):
+        self.path = folder + "/k2r"
+        self.calls = folder + "/libfault_calls.so"
+
+    def run(self, *arguments, environment=None, memory=None):
+        limit = (lambda: resource.setrlimit(resource.RLIMIT_AS, (memory, memory))) if memory else None
+        try:
+            return subprocess.run([self.path, *arguments], capture_output=True, text=True, errors="replace", timeout=SECONDS,
+                                  env={**os.environ, **(environment or {})}, preexec_fn=limit, stdin=subprocess.DEVNULL)
+        except subprocess.TimeoutExpired:
+            raise Fault(f"{arguments} hangs") from None
+
+    def expect(self, *arguments):
+        result = self.run(*arguments)
+        if result.returncode != 0:
+            raise SystemExit(f"{arguments}: status {result.returncode}\n{result.stderr}")
+
+    def environment(self, place, error, first, count, calls):
+        return {"LD_PRELOAD": self.calls, "K2R_FAULT_DIRECTORY": place, "K2R_FAULT_TRACE": place + ".trace",
+                "K2R_FAULT": f"{error} {first} {count} {calls}"}
+
+
+class Recording:
+    """A directory, looked at by the program without faults."""
+
+    def __init__(self, program, path):
+        self.program, self.path = program, path
+
+    def verify(self):
+        result = self.program.run("verify", self.path)
+        expect(result.returncode in (0, 1, 5), f"verify: {result.returncode}\n{result.stdout}{result.stderr}")
+        expect(result.returncode != 1 or not self.has_fragments(), f"verify cannot read it: {result.stderr}")
+        return result.returncode
+
+    def has_fragments(self):
+        return os.path.isdir(self.path) and any(
+            name.endswith((".k2i", ".bootstrap")) for name in os.listdir(self.path))
+
+    def tags(self, key=None):
+        """Of its media. Nothing where nothing is recorded."""
+        source = self.path
+        if not self.has_fragments():
+            return []
+        if key:
+            source += "-clear"
+            result = self.program.run("unprotect", self.path, "--key", key, "--out", source)
+            expect(result.returncode == 0, f"unprotect: {result.returncode} {result.stderr}")
+        out = self.path + "-export.mtg"
+        result = self.program.run("export", source, "--out", out)
+        if key:
+            shutil.rmtree(source)
+        if result.returncode == 0:
+            tags = read_tags(out)
+            os.remove(out)
+            return media(tags)
+        nothing = any(words in result.stderr for words in ("nothing is recorded", "has no fragment"))
+        expect(nothing, f"export: {result.returncode} {result.stderr}")
+        return []
+
+    def repair(self, config=None):
+        result = self.program.run("repair", self.path, *(["--config", config] if config else []))
+        expect(result.returncode == 0, f"repair: {result.returncode}\n{result.stdout}{result.stderr}")
+        return result
+
+class Run:
+    """What a command did under a fault, in a place of its own."""
+
+    def __init__(self, program, place, scenario, result):
+        self.program, self.place, self.scenario, self.result = program, place, scenario, result
+        self.status = result.returncode
+
+    def recording(self, name="cam"):
+        return Recording(self.program, f"{self.place}/{name}")
+
+    def expect_said(self):
+        """Each end but a good one is one that a user can understand."""
+        errors = self.result.stderr
+        expect(self.status in (0, 1, 3, 6) or self.status == -signal.SIGKILL, f"status {self.status}\n{errors}")
+        expect(self.status in (0, -signal.SIGKILL) or "error: " in errors, f"status {self.status} without a line")
+
+    def settle(self, name, key=None, config=None):
+        """Tags of a recording as it is, and as a repair leaves it; and whether there was one to do."""
+        recording = self.recording(name)
+        status = recording.verify()
+        expect(self.status != 0 or status != 5, f"status 0 and a recording to repair\n{self.result.stderr}")
+        before = recording.tags(key)
+        if status != 5:
+            return before, False
+        recording.repair(config)
+        expect(not recording.has_fragments() or recording.verify() == 0, "a repair leaves a recording that is not whole")
+        after = recording.tags(key)
+        expect(is_part(before, after), "a repair lost something")
+        return after, True
+
+
+class Scenario:
+    """`prepare` makes a template with the program; each run gets a copy of it as `place`."""
+    name = ""
+    foreign = {"notes.txt": b"mine", "cam.mp4.part": b"mine"}
+
+    def __init__(self, program, work, inputs):
+        self.program, self.inputs = program, inputs
+        self.template = f"{work}/template-{self.name}"
+        os.makedirs(self.template)
+        self.prepare(self.template)
+        for name, content in self.foreign.items():
+            with open(f"{self.template}/{name}", "wb") as file:
+                file.write(content)
+        place = f"{work}/golden-{self.name}"
+        self.copy(place)
+        result = program.run(*self.command(place), environment=program.environment(place, 0, FOR_EVER, 1, CALLS))
+        if result.returncode != 0:
+            raise SystemExit(f"{self.name}: {result.returncode} {result.stderr}")
+        with open(place + ".trace", encoding="utf-8") as trace:
+            self.calls = [line.split()[0] for line in trace]
+        self.learn(place)
+
+    def copy(self, place):
+        shutil.copytree(self.template, place)
+
+    def prepare(self, place):
+        pass
+
+    def command(self, place):
+        raise NotImplementedError
+
+    def learn(self, place):
+        """From a run without a fault."""
+
+    def check(self, run):
+        """Returns the kind of outcome."""
+        raise NotImplementedError
+
+    def cases(self):
+        for fault, (_, calls, counts) in FAULTS.items():
+            concerned = sum(call in calls.split() for call in self.calls)
+            for first in range(concerned):
+                for count in counts:
+                    yield fault, first, count
+
+    def expect_others_untouched(self, run):
+        for name, content in self.foreign.items():
+            with open(f"{run.place}/{name}", "rb") as file:
+                expect(file.read() == content, f"{name} of somebody else is another one")
+
+
+class RecordNew(Scenario):
+    name, source, options, key, config = "record tag stream", "in.mtg", (), None, None
+
+    def command(self, place):
+        shutil.copy(f"{self.inputs}/{self.source}", place)
+        return ["record", f"{place}/{self.source}", "--out", place + "/cam", *GRID, "--quiet", "--json", *self.options]
+
+    def learn(self, place):
+        self.parts = [Recording(self.program, f"{place}/{name}").tags(self.key) for name in self.directories(place)]
+        self.golden = [tag for part in self.parts for tag in part]
+        self.old = []
+
+    def directories(self, place):
+        names = ["cam", *(f"cam-{number}" for number in range(2, 9))]
+        return [name for name in names if Recording(self.program, f"{place}/{name}").has_fragments()]
+
+    def check(self, run):
+        stored, repaired = [], False
+        for name in self.directories(run.place) or ["cam"]:
+            tags, was_open = run.settle(name, self.key, self.config)
+            stored += [Tag(*tag) for tag in tags]
+            repaired |= was_open
+            expect(any(is_part(tags, self.old + part) for part in self.parts), f"what is in {name} was not in the input")
+        return self.judge(run, stored, repaired)
+
+    def judge(self, run, stored, repaired):
+        expect(run.status != 0 or [tag.data for tag in stored] == [tag.data for tag in self.old + self.golden],
+               f"status 0 with something missing: {len(stored)} of {len(self.golden)}\n{run.result.stderr}")
+        expect(stored[:len(self.old)] == self.old, "the old recording has lost something")
+        self.expect_true_account(run, len(stored) - len(self.old), repaired)
+        if run.status == 0:
+            return "whole, status 0"
+        if len(stored) == len(self.old):
+            return "old or nothing, and said so" if run.status > 0 else "killed: old or nothing"
+        if repaired:
+            return "a part, repaired" if run.status > 0 else "killed: a part, repaired"
+        return "a part, and said so" if run.status > 0 else "killed: a part"
+
+    def expect_true_account(self, run, stored, repaired):
+        if run.status < 0:
+            return
+        account = json.loads(run.result.stdout)
+        expect(account["exitStatus"] == run.status, "the document has another status")
+        if "stored" not in account:
+            expect(stored == 0, f"nothing is reported, and {stored} messages are stored")
+            return
+        told = account["stored"]["messages"]
+        expect(told == stored or (repaired and told <= stored), f"{told} reported as stored, and {stored} are")
+        lost = account["received"]["messages"] - told
+        expect(account["lost"]["messages"] == lost, f"{lost} are lost, and {account['lost']['messages']} reported so")
+
+
+class RecordFilm(RecordNew):
+    name, source = "record mp4", "film.mp4"
+
+
+class RecordProtected(RecordNew):
+    name = "record protected"
+
+    def prepare(self, place):
+        shutil.copytree(f"{self.inputs}/keys", place + "/keys")
+        self.key, self.config = f"{self.inputs}/keys/license-server.key", f"{self.inputs}/keys/recording.conf"
+
+    def command(self, place):
+        return [*super().command(place), "--config", place + "/keys/recording.conf"]
+
+
+class RecordChange(RecordNew):
+    name, source = "record codec change", "change.mtg"
+
+
+class Append(RecordNew):
+    name, options, ending = "record --append", ("--append",), ()
+
+    def prepare(self, place):
+        self.program.expect("record", f"{self.inputs}/old.mtg", "--out", place + "/cam", *GRID, *self.ending)
+
+    def learn(self, place):
+        super().learn(place)
+        self.old = Recording(self.program, self.template + "/cam").tags()
+        expect(self.golden[:len(self.old)] == self.old, "an append changes what there was")
+        self.golden = self.golden[len(self.old):]
+        self.parts = [self.golden]
+
+
+class AppendInterrupted(Append):
+    name, ending = "--append, interrupted", ("--no-stop",)
+
+
+class Overwrite(Append):
+    name, options = "record --overwrite", ("--overwrite",)
+
+    def learn(self, place):
+        RecordNew.learn(self, place)
+        self.before = files_of(self.template + "/cam")
+
+    def check(self, run):
+        aside = f"{run.place}/cam.replaced"
+        if os.path.isdir(run.place + "/cam") and files_of(run.place + "/cam") == self.before:
+            expect(run.status != 0, f"status 0 and the old recording\n{run.result.stderr}")
+            return "old or nothing, and said so" if run.status > 0 else "killed: old or nothing"
+        if not run.recording().has_fragments() or not run.recording().tags():
+            expect(os.path.isdir(aside) and files_of(aside) == self.before, f"the old recording is nowhere\n{run.result.stderr}")
+            expect(run.status < 0 or "cam.replaced" in run.result.stderr, "nobody says where the old recording is")
+            run.recording().repair()
+            expect(files_of(run.place + "/cam") == self.before, "a repair does not put the old recording back")
+            return "old put back by repair"
+        return super().check(run)
+
+
+class Repair(Scenario):
+    name, source, ending = "repair", "in.mtg", ("--no-stop",)
+
+    def prepare(self, place):
+        self.program.expect("record", f"{self.inputs}/{self.source}", "--out", place + "/cam", *GRID, *self.ending)
+
+    def command(self, place):
+        return ["repair", place + "/cam"]
+
+    def learn(self, place):
+        self.golden = Recording(self.program, place + "/cam").tags()
+        expect(len(self.golden) > 0, "nothing was repaired")
+
+    def check(self, run):
+        tags, repaired = run.settle("cam")
+        expect(tags == self.golden, f"{len(tags)} of {len(self.golden)} are left\n{run.result.stderr}")
+        if run.status == 0:
+            return "whole, status 0"
+        return ("repaired by the next" if repaired else "whole already") + (", and said so" if run.status > 0 else ", killed")
+
+
+class RepairFirst(Repair):
+    """A recording killed between the index and the bootstrap of its first fragment."""
+    name, source = "repair, no bootstrap", "short.mtg"
+
+    def prepare(self, place):
+        super().prepare(place)
+        os.remove(place + "/cam/cam.bootstrap")
+
+
+class RepairReplaced(Repair):
+    """A new recording killed before its first fragment, and the old one aside."""
+    name, ending = "repair, overwritten", ()
+
+    def prepare(self, place):
+        super().prepare(place)
+        os.rename(place + "/cam", place + "/cam.replaced")
+        os.mkdir(place + "/cam")
+        shutil.copy(place + "/cam.replaced/cam.control", place + "/cam")
+
+    def check(self, run):
+        if not run.recording().has_fragments():
+            run.recording().repair()
+        return super().check(run)
+
+
+class Derived(Scenario):
+    """What reads a recording makes its file whole or not at all, and touches nothing else."""
+    made = ""
+
+    def prepare(self, place):
+        self.program.expect("record", f"{self.inputs}/in.mtg", "--out", place + "/cam", *GRID)
+
+    def learn(self, place):
+        self.before, self.after = files_of(self.template), files_of(place)
+
+    def check(self, run):
+        found = files_of(run.place)
+        for name in [name for name in found if ".k2r-" in name]:
+            may_stay = run.status < 0 or "unlink" in run.failed or "open" in run.failed
+            expect(may_stay, f"{name} is left\n{run.result.stderr}")
+            del found[name]
+        if run.status == 0:
+            expect(found == self.after, f"status 0 with another outcome\n{run.result.stderr}")
+            return "whole, status 0"
+        for name in {**self.before, **found}:
+            content = found.get(name)
+            expect(content in (self.before.get(name), self.after.get(name)), f"{name} is neither old nor new")
+        expect(run.program.run(*self.command(run.place)).returncode == 0 or self.once, "a second attempt fails")
+        return ("killed: " if run.status < 0 else "") + ("old or whole" if run.status < 0 else "old or nothing, and said so")
+
+    once = False
+
+
+class ExportMtg(Derived):
+    name, once = "export .mtg", True
+
+    def command(self, place):
+        return ["export", place + "/cam", "--out", place + "/out.mtg"]
+
+
+class ExportMp4(Derived):
+    name, once = "export .mp4", True
+
+    def command(self, place):
+        return ["export", place + "/cam", "--out", place + "/out.mp4"]
+
+
+class Playlist(Derived):
+    name, options = "playlist", ("--out", "list.m3u8")
+
+    def prepare(self, place):
+        self.program.expect("record", f"{self.inputs}/old.mtg", "--out", place + "/cam", *GRID)
+        self.program.expect(*self.command(place))
+        self.program.expect("record", f"{self.inputs}/in.mtg", "--out", place + "/cam", "--append", *GRID)
+
+    def command(self, place):
+        return ["playlist", place + "/cam", self.options[0], f"{place}/{self.options[1]}"]
+
+
+class PlainView(Playlist):
+    name, options = "playlist --plain", ("--plain", "view")
+
+
+SCENARIOS = [RecordNew, RecordFilm, RecordProtected, RecordChange, Append, AppendInterrupted, Overwrite, Repair, RepairFirst,
+             RepairReplaced, ExportMtg, ExportMp4, Playlist, PlainView]
+
+
+def from_first_picture(tags):
+    """Sound ahead of it, as in a file, is not recorded from a tag stream."""
+    start = next(tag.time for tag in media(tags) if tag.type == 9)
+    return [tag._replace(time=max(tag.time - start, 0)) for tag in tags if tag.time >= start or tag not in media(tags)]
+
+
+def make_inputs(program, folder):
+    """Four seconds of pictures and sound, a shorter one, and one whose sound changes in the middle."""
+    os.makedirs(folder)
+    for name, rate in (("film", 8000), ("other", 11025)):
+        subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=64x48:r=10", "-f", "lavfi", "-i",
+                        f"anoisesrc=r={rate}:a=0.01:seed=1", "-t", "4.05", "-c:v", "libx264", "-preset", "ultrafast", "-bf", "0",
+                        "-g", "5", "-sc_threshold", "0", "-pix_fmt", "yuv420p", "-b:v", "20k", "-c:a", "aac", "-b:a", "8k",
+                        "-ac", "1", f"{folder}/{name}.mp4"], check=True)
+        program.expect("record", f"{folder}/{name}.mp4", "--out", f"{folder}/{name}", *GRID)
+        program.expect("export", f"{folder}/{name}", "--out", f"{folder}/{name}.mtg")
+    first, second = (from_first_picture(read_tags(f"{folder}/{name}.mtg")) for name in ("film", "other"))
+    write_tags(f"{folder}/in.mtg", first)
+    write_tags(f"{folder}/old.mtg", [tag for tag in second if tag.time < 2500])
+    write_tags(f"{folder}/short.mtg", [tag for tag in first if tag.time < 1400])
+    write_tags(f"{folder}/change.mtg",
+               [tag for tag in first if tag.time < 2000] +
+               [tag._replace(time=tag.time + 2000) for tag in second if tag.time < 2000 and tag.type in (8, 9)])
+    program.expect("keys", "new", f"{folder}/keys")
+
+
+class Adversary:
+    def __init__(self, program, work):
+        self.program, self.work = program, work
+        self.inputs = work + "/inputs"
+        make_inputs(program, self.inputs)
+        self.scenarios = {kind.name: kind(program, work, self.inputs) for kind in SCENARIOS}
+        self.outcomes = collections.Counter()
+        self.failures = []
+
+    def cases(self, runs, rng):
+        share = -(-runs // len(self.scenarios))
+        for name, scenario in self.scenarios.items():
+            everything = list(scenario.cases())
+            for fault, first, count in rng.sample(everything, min(share, len(everything))):
+                yield f"{name}/{fault}/{first}/{count}"
+
+    def run(self, case):
+        name, fault, first, count = case.split("/")
+        scenario = self.scenarios[name]
+        place = f"{self.work}/run-{case.replace('/', '-').replace(' ', '_')}"
+        scenario.copy(place)
+        error, calls, _ = FAULTS[fault]
+        result = self.program.run(*scenario.command(place),
+                                  environment=self.program.environment(place, error, first, count, calls))
+        run = Run(self.program, place, scenario, result)
+        with open(place + ".trace", encoding="utf-8") as trace:
+            run.failed = {line.split()[0] for line in trace if line.endswith(" !\n")}
+        run.expect_said()
+        outcome = scenario.check(run)
+        scenario.expect_others_untouched(run)
+        shutil.rmtree(place)
+        os.remove(place + ".trace")
+        return name, fault, outcome
+
+    def attempt(self, case):
+        try:
+            self.outcomes[self.run(case)] += 1
+        except Exception as fault:  # One that the driver did not think of is a failure, too.
+            words = str(fault) if isinstance(fault, Fault) else traceback.format_exc()
+            self.failures.append(case)
+            print(f"FAILED '{case}': {words}", flush=True)
+
+
+def print_table(outcomes):
+    rows, columns = collections.defaultdict(collections.Counter), collections.Counter()
+    for (name, fault, outcome), count in outcomes.items():
+        rows[name, fault][outcome] += count
+        columns[outcome] += count
+    for (name, fault), found in rows.items():
+        parts = ", ".join(f"{count} {outcome}" for outcome, count in found.most_common())
+        print(f"| {name} | {fault} | {sum(found.values())} | {parts} |")
+    print(dict(columns))
+
+
+def main():
+    folder, work, seed, amount = sys.argv[1:]
+    adversary = Adversary(Program(folder), work)
+    if not amount.isdigit():
+        print("|".join(adversary.run(amount)), "in", work)
+        return
+    begin = time.monotonic()
+    cases = list(adversary.cases(int(amount), random.Random(int(seed))))
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        list(pool.map(adversary.attempt, cases))
+    print_table(adversary.outcomes)
+    print(f"seed {seed}: {len(cases)} runs, {len(adversary.failures)} failed, {time.monotonic() - begin:.0f} s")
+    sys.exit(1 if adversary.failures else 0)
+
+
+main()
