@@ -54,7 +54,7 @@ class Files final : public IMOFileContext {
   }
   std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t) override {
     struct stat found {};
-    if (::stat(toNative(path).c_str(), &found) != 0) return -1;
+    if (::stat(toNative(path).c_str(), &found) != 0) return errno == ENOENT ? -1 : -2;
     status->size = found.st_size;
     return 0;
   }

@@ -99,8 +99,15 @@ std::int32_t FileContext::fileStatus(std::int32_t handle, IMOFileStatus* status,
 }
 
 std::int32_t FileContext::pathStatus(const char* path, IMOFileStatus* status, std::uint32_t) {
+  // -1 says that nothing is there, and an append to nothing removes what is there.
+  constexpr std::int32_t kUnknown = -2;
+  const std::string native = platform::os::toNative(path);
   struct stat found {};
-  if (::stat(platform::os::toNative(path).c_str(), &found) != 0) return -1;
+  if (::stat(native.c_str(), &found) != 0) {
+    const bool isMissing = errno == ENOENT || errno == ENOTDIR;
+    if (!isMissing) fail("look up", native);
+    return isMissing ? -1 : kUnknown;
+  }
   status->size = found.st_size;
   return 0;
 }

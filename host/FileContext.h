@@ -30,6 +30,7 @@ class FileContext final : public IMOFileContext {
   std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) override;
   std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) override;
   std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) override;
+  /// -1 for a missing path alone, so that no error of the system is taken for one.
   std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override;
   /// Removes nothing but a recording, see fileset::removeRecording(); the stem is the directory's name.
   std::int32_t remove(const char* path, std::uint32_t kind, std::uint32_t recursive) override;

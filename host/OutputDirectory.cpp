@@ -34,7 +34,7 @@ OutputDirectory::OutputDirectory(const std::string& given) {
   std::error_code error;
   const auto absolute = std::filesystem::absolute(given, error);
   const auto canonical = error ? absolute : std::filesystem::weakly_canonical(absolute, error);
-  if (error) throw UsageError(fmt::format("'{}' is no path of a directory: {}", given, error.message()));
+  if (error) throw CommandError(fmt::format("'{}' is no path of a directory: {}", given, error.message()));
   native_ = canonical.string();
   while (native_.size() > 1 && native_.back() == '/') native_.pop_back();
   stem_ = native_.substr(native_.rfind('/') + 1);

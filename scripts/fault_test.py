@@ -123,9 +123,28 @@ class Recording:
 class Run:
     """What a command did under a fault, in a place of its own."""
 
-    def __init__(self, program, place, scenario, result):
-        self.program, self.place, self.scenario, self.result = program, place, scenario, result
-        self.status = result.returncode
+    def __init__(self, program, case, place):
+        self.program, self.case, self.place = program, case, place
+        name, self.fault, first, count = case.split("/")
+        self.name, self.first, self.count = name, int(first), int(count)
+        self.failed = set()
+
+    def perform(self, scenario):
+        self.scenario = scenario
+        scenario.copy(self.place)
+        self.result = scenario.start(self)
+        self.status = self.result.returncode
+        if os.path.exists(self.place + ".trace"):
+            with open(self.place + ".trace", encoding="utf-8") as trace:
+                self.failed = {line.split()[0] for line in trace if line.endswith(" !\n")}
+        self.expect_said()
+        outcome = scenario.check(self)
+        scenario.expect_others_untouched(self)
+        return outcome
+
+    def environment(self):
+        error, calls, _ = FAULTS[self.fault]
+        return self.program.environment(self.place, error, self.first, self.count, calls)
 
     def recording(self, name="cam"):
         return Recording(self.program, f"{self.place}/{name}")
@@ -133,8 +152,17 @@ class Run:
     def expect_said(self):
         """Each end but a good one is one that a user can understand."""
         errors = self.result.stderr
-        expect(self.status in (0, 1, 3, 6) or self.status == -signal.SIGKILL, f"status {self.status}\n{errors}")
-        expect(self.status in (0, -signal.SIGKILL) or "error: " in errors, f"status {self.status} without a line")
+        is_killed = self.status == -signal.SIGKILL and "kill" in self.case
+        is_usage = self.status == 2 and "cannot read settings" in errors
+        expect(is_killed or is_usage or self.status in self.scenario.statuses, f"status {self.status}\n{errors}")
+        lines = self.result.stdout if self.status == 4 else errors
+        is_told = any(word in lines for word in ("error: ", "damage: ", "error while loading"))
+        expect(is_killed or self.status == 0 or is_told, f"status {self.status} without a line")
+
+    def lacks_index(self):
+        """Several fragments that no index names, since none could be written: no repair removes them."""
+        result = self.program.run("verify", f"{self.place}/cam")
+        return result.returncode == 4 and ", 0 fragments, " in result.stdout and "damage: missing" in result.stdout
 
     def settle(self, name, key=None, config=None):
         """Tags of a recording as it is, and as a repair leaves it; and whether there was one to do."""
@@ -153,7 +181,7 @@ class Run:
 
 class Scenario:
     """`prepare` makes a template with the program; each run gets a copy of it as `place`."""
-    name = ""
+    name, statuses = "", (0, 1)
     foreign = {"notes.txt": b"mine", "cam.mp4.part": b"mine"}
 
     def __init__(self, program, work, inputs):
@@ -185,6 +213,9 @@ class Scenario:
     def learn(self, place):
         """From a run without a fault."""
 
+    def start(self, run):
+        return self.program.run(*self.command(run.place), environment=run.environment())
+
     def check(self, run):
         """Returns the kind of outcome."""
         raise NotImplementedError
@@ -203,7 +234,8 @@ class Scenario:
 
 
 class RecordNew(Scenario):
-    name, source, options, key, config = "record tag stream", "in.mtg", (), None, None
+    name, source, options, key, config = "record tag stream", "film.mtg", (), None, None
+    statuses = (0, 1, 3, 6)
 
     def command(self, place):
         shutil.copy(f"{self.inputs}/{self.source}", place)
@@ -219,6 +251,9 @@ class RecordNew(Scenario):
         return [name for name in names if Recording(self.program, f"{place}/{name}").has_fragments()]
 
     def check(self, run):
+        if run.lacks_index():
+            expect(run.status in (1, 6), f"status {run.status} and no index")
+            return "fragments without an index: damaged, and said so"
         stored, repaired = [], False
         for name in self.directories(run.place) or ["cam"]:
             tags, was_open = run.settle(name, self.key, self.config)
@@ -248,6 +283,9 @@ class RecordNew(Scenario):
         if "stored" not in account:
             expect(stored == 0, f"nothing is reported, and {stored} messages are stored")
             return
+        if account["stored"] is None:
+            expect(run.status in (1, 6) and account["lost"] is None, "an unknown part that is not reported so")
+            return
         told = account["stored"]["messages"]
         expect(told == stored or (repaired and told <= stored), f"{told} reported as stored, and {stored} are")
         lost = account["received"]["messages"] - told
@@ -273,8 +311,37 @@ class RecordChange(RecordNew):
     name, source = "record codec change", "change.mtg"
 
 
+class RecordSmallQueue(RecordNew):
+    name, options = "record, small queue", ("--max-queue", "16K")
+
+
+class RecordLittleMemory(RecordNew):
+    """The address space ends so many pages below what the recording needs."""
+    name, PAGE = "record, little memory", 16384
+    statuses = (0, 1, 3, 6, 127)  # The last one is the loader's.
+
+    def learn(self, place):
+        super().learn(place)
+        low, high = 1, 1 << 17
+        while low + 1 < high:
+            middle = (low + high) // 2
+            good = self.program.run(*self.command(place), "--overwrite", memory=middle * self.PAGE).returncode == 0
+            low, high = (low, middle) if good else (middle, high)
+        self.least = high
+
+    def cases(self):
+        return (("memory", pages, 1) for pages in range(1, 400))
+
+    def start(self, run):
+        return self.program.run(*self.command(run.place), memory=(self.least - run.first) * self.PAGE)
+
+    def expect_true_account(self, run, stored, repaired):
+        if run.result.stdout:
+            super().expect_true_account(run, stored, repaired)
+
+
 class Append(RecordNew):
-    name, options, ending = "record --append", ("--append",), ()
+    name, source, options, ending = "record --append", "later.mtg", ("--append",), ()
 
     def prepare(self, place):
         self.program.expect("record", f"{self.inputs}/old.mtg", "--out", place + "/cam", *GRID, *self.ending)
@@ -313,7 +380,8 @@ class Overwrite(Append):
 
 
 class Repair(Scenario):
-    name, source, ending = "repair", "in.mtg", ("--no-stop",)
+    name, source, ending = "repair", "film.mtg", ("--no-stop",)
+    statuses = (0, 1, 4)  # What cannot be read is called damaged.
 
     def prepare(self, place):
         self.program.expect("record", f"{self.inputs}/{self.source}", "--out", place + "/cam", *GRID, *self.ending)
@@ -358,12 +426,96 @@ class RepairReplaced(Repair):
         return super().check(run)
 
 
+class Two(Scenario):
+    """A second program runs while the first one is stopped in front of a call, and that goes on or is killed afterwards.
+    What there is then is what the two leave one after the other, or one alone where the other was refused."""
+    kinds, statuses = ("", ""), (0, 1)
+    options = {"new": (), "append": ("--append",), "overwrite": ("--overwrite",), "repair": None}
+
+    def prepare(self, place):
+        if "new" not in self.kinds:
+            ending = ["--no-stop"] if "repair" in self.kinds else []
+            self.program.expect("record", f"{self.inputs}/old.mtg", "--out", place + "/cam", *GRID, *ending)
+
+    def command_of(self, which, place):
+        options = self.options[self.kinds[which]]
+        if options is None:
+            return ["repair", place + "/cam"]
+        source = f"{self.inputs}/{('film.mtg', 'later.mtg')[which]}"
+        return ["record", source, "--out", place + "/cam", *GRID, "--quiet", *options]
+
+    def command(self, place):
+        return self.command_of(0, place)
+
+    def content(self, place):
+        return [tag.data for tag in Recording(self.program, place + "/cam").tags()]
+
+    def learn(self, place):
+        """What any order leaves, by the commands that came to a good end."""
+        self.base = self.content(self.template)
+        self.expected = collections.defaultdict(list)
+        for order in ((0,), (1,), (0, 1), (1, 0)):
+            trial = f"{place}-{''.join(map(str, order))}"
+            self.copy(trial)
+            good = frozenset(which for which in order if self.program.run(*self.command_of(which, trial)).returncode == 0)
+            self.expected[good].append(self.content(trial))
+        self.expected[frozenset()].append(self.base)
+
+    def cases(self):
+        return ((fault, first, 1) for fault in ("stopped", "stopped, killed") for first in range(len(self.calls)))
+
+    def start(self, run):
+        environment = self.program.environment(run.place, STOP, run.first, 1, CALLS)
+        with subprocess.Popen([self.program.path, *self.command(run.place)], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              text=True, env={**os.environ, **environment}) as first:
+            os.waitid(os.P_PID, first.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+            run.second = self.program.run(*self.command_of(1, run.place))
+            first.send_signal(signal.SIGKILL if "killed" in run.fault else signal.SIGCONT)
+            output, errors = first.communicate(timeout=SECONDS)
+        return subprocess.CompletedProcess(first.args, first.returncode, output, errors)
+
+    def check(self, run):
+        expect(run.second.returncode in (0, 1), f"the second: {run.second.returncode}\n{run.second.stderr}")
+        expect(run.second.returncode == 0 or "error: " in run.second.stderr, "the second says nothing")
+        if run.status == 0:
+            expect(run.recording().verify() == 0, "a recording to repair")
+        good = frozenset(which for which, status in enumerate((run.status, run.second.returncode)) if status == 0)
+        if run.status < 0:
+            return self.check_killed(run)
+        found = self.content(run.place)
+        told = f"{run.status} {run.result.stderr}\n{run.second.returncode} {run.second.stderr}"
+        expect(found in self.expected[good], f"{len(found)} messages after {sorted(good)}\n{told}")
+        return {0: "both refused", 1: "one refused, the other whole", 2: "both whole"}[len(good)]
+
+    def check_killed(self, run):
+        """The second one may have had its turn before, or has it now."""
+        place, aside = run.recording(), run.place + "/cam.replaced"
+        if os.path.isdir(run.place + "/cam") and os.listdir(run.place + "/cam") or os.path.isdir(aside) and os.listdir(aside):
+            repaired = self.program.run("repair", place.path)
+            expect(repaired.returncode in (0, 1), f"repair: {repaired.returncode} {repaired.stdout}{repaired.stderr}")
+        status = self.program.run(*self.command_of(1, run.place)).returncode
+        expect(status == 0 or (status == 1 and self.kinds[1] in ("new", "repair")) or os.path.isdir(aside),
+               f"the second is refused afterwards: {status}")
+        place.verify()
+        known = {data for contents in self.expected.values() for content in contents for data in content}
+        found = self.content(run.place)
+        expect(set(found) <= known, "messages of nobody")
+        expect("overwrite" in self.kinds or found[:len(self.base)] == self.base, "the old recording has lost something")
+        return "killed, and the place is free"
+
+
+TWO = [type("Two", (Two,), {"kinds": kinds, "name": " and ".join(kinds)})
+       for kinds in (("new", "new"), ("new", "append"), ("new", "overwrite"), ("new", "repair"), ("append", "append"),
+                     ("append", "overwrite"), ("overwrite", "append"), ("overwrite", "overwrite"), ("append", "repair"),
+                     ("repair", "append"), ("overwrite", "repair"), ("repair", "repair"))]
+
+
 class Derived(Scenario):
     """What reads a recording makes its file whole or not at all, and touches nothing else."""
     made = ""
 
     def prepare(self, place):
-        self.program.expect("record", f"{self.inputs}/in.mtg", "--out", place + "/cam", *GRID)
+        self.program.expect("record", f"{self.inputs}/film.mtg", "--out", place + "/cam", *GRID)
 
     def learn(self, place):
         self.before, self.after = files_of(self.template), files_of(place)
@@ -406,7 +558,7 @@ class Playlist(Derived):
     def prepare(self, place):
         self.program.expect("record", f"{self.inputs}/old.mtg", "--out", place + "/cam", *GRID)
         self.program.expect(*self.command(place))
-        self.program.expect("record", f"{self.inputs}/in.mtg", "--out", place + "/cam", "--append", *GRID)
+        self.program.expect("record", f"{self.inputs}/film.mtg", "--out", place + "/cam", "--append", *GRID)
 
     def command(self, place):
         return ["playlist", place + "/cam", self.options[0], f"{place}/{self.options[1]}"]
@@ -416,8 +568,8 @@ class PlainView(Playlist):
     name, options = "playlist --plain", ("--plain", "view")
 
 
-SCENARIOS = [RecordNew, RecordFilm, RecordProtected, RecordChange, Append, AppendInterrupted, Overwrite, Repair, RepairFirst,
-             RepairReplaced, ExportMtg, ExportMp4, Playlist, PlainView]
+SCENARIOS = [RecordNew, RecordFilm, RecordProtected, RecordChange, RecordSmallQueue, RecordLittleMemory, Append, AppendInterrupted,
+             Overwrite, Repair, RepairFirst, RepairReplaced, ExportMtg, ExportMp4, Playlist, PlainView, *TWO]
 
 
 def from_first_picture(tags):
@@ -427,22 +579,23 @@ def from_first_picture(tags):
 
 
 def make_inputs(program, folder):
-    """Four seconds of pictures and sound, a shorter one, and one whose sound changes in the middle."""
+    """Four seconds of pictures and sound, others of the same kind, parts of them, and one whose sound changes."""
     os.makedirs(folder)
-    for name, rate in (("film", 8000), ("other", 11025)):
-        subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=64x48:r=10", "-f", "lavfi", "-i",
-                        f"anoisesrc=r={rate}:a=0.01:seed=1", "-t", "4.05", "-c:v", "libx264", "-preset", "ultrafast", "-bf", "0",
-                        "-g", "5", "-sc_threshold", "0", "-pix_fmt", "yuv420p", "-b:v", "20k", "-c:a", "aac", "-b:a", "8k",
-                        "-ac", "1", f"{folder}/{name}.mp4"], check=True)
+    tags = {}
+    for name, rate, picture in (("film", 8000, "null"), ("other", 11025, "null"), ("later", 8000, "negate")):
+        subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"testsrc2=s=64x48:r=10,{picture}", "-f", "lavfi", "-i",
+                        f"anoisesrc=r={rate}:a=0.01:seed={len(picture)}", "-t", "4.05", "-c:v", "libx264", "-preset", "ultrafast",
+                        "-bf", "0", "-g", "5", "-sc_threshold", "0", "-pix_fmt", "yuv420p", "-b:v", "20k", "-c:a", "aac",
+                        "-b:a", "8k", "-ac", "1", f"{folder}/{name}.mp4"], check=True)
         program.expect("record", f"{folder}/{name}.mp4", "--out", f"{folder}/{name}", *GRID)
         program.expect("export", f"{folder}/{name}", "--out", f"{folder}/{name}.mtg")
-    first, second = (from_first_picture(read_tags(f"{folder}/{name}.mtg")) for name in ("film", "other"))
-    write_tags(f"{folder}/in.mtg", first)
-    write_tags(f"{folder}/old.mtg", [tag for tag in second if tag.time < 2500])
-    write_tags(f"{folder}/short.mtg", [tag for tag in first if tag.time < 1400])
+        tags[name] = from_first_picture(read_tags(f"{folder}/{name}.mtg"))
+        write_tags(f"{folder}/{name}.mtg", tags[name])
+    for name, end in (("short", 1400), ("old", 2500)):
+        write_tags(f"{folder}/{name}.mtg", [tag for tag in tags["film"] if tag.time < end])
     write_tags(f"{folder}/change.mtg",
-               [tag for tag in first if tag.time < 2000] +
-               [tag._replace(time=tag.time + 2000) for tag in second if tag.time < 2000 and tag.type in (8, 9)])
+               [tag for tag in tags["film"] if tag.time < 2000] +
+               [tag._replace(time=tag.time + 2000) for tag in tags["other"] if tag.time < 2000 and tag.type in (8, 9)])
     program.expect("keys", "new", f"{folder}/keys")
 
 
@@ -456,29 +609,21 @@ class Adversary:
         self.failures = []
 
     def cases(self, runs, rng):
-        share = -(-runs // len(self.scenarios))
+        shares = {name: 1 if isinstance(scenario, Two) else 4 for name, scenario in self.scenarios.items()}
         for name, scenario in self.scenarios.items():
             everything = list(scenario.cases())
+            share = -(-runs * shares[name] // sum(shares.values()))
             for fault, first, count in rng.sample(everything, min(share, len(everything))):
                 yield f"{name}/{fault}/{first}/{count}"
 
     def run(self, case):
-        name, fault, first, count = case.split("/")
-        scenario = self.scenarios[name]
         place = f"{self.work}/run-{case.replace('/', '-').replace(' ', '_')}"
-        scenario.copy(place)
-        error, calls, _ = FAULTS[fault]
-        result = self.program.run(*scenario.command(place),
-                                  environment=self.program.environment(place, error, first, count, calls))
-        run = Run(self.program, place, scenario, result)
-        with open(place + ".trace", encoding="utf-8") as trace:
-            run.failed = {line.split()[0] for line in trace if line.endswith(" !\n")}
-        run.expect_said()
-        outcome = scenario.check(run)
-        scenario.expect_others_untouched(run)
+        run = Run(self.program, case, place)
+        outcome = run.perform(self.scenarios[run.name])
         shutil.rmtree(place)
-        os.remove(place + ".trace")
-        return name, fault, outcome
+        if os.path.exists(place + ".trace"):
+            os.remove(place + ".trace")
+        return run.name, run.fault, outcome
 
     def attempt(self, case):
         try:
@@ -508,7 +653,7 @@ def main():
         return
     begin = time.monotonic()
     cases = list(adversary.cases(int(amount), random.Random(int(seed))))
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+    with concurrent.futures.ThreadPoolExecutor(2 * os.cpu_count()) as pool:
         list(pool.map(adversary.attempt, cases))
     print_table(adversary.outcomes)
     print(f"seed {seed}: {len(cases)} runs, {len(adversary.failures)} failed, {time.monotonic() - begin:.0f} s")

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -66,14 +67,18 @@ Outcome recordInput(const RecordOptions& options, Log& log) {
   const auto input = openInput(options.input, options.inputOptions, log, stop);
 
   Outcome outcome{.summary = first.record(*input, options.mode), .directories = {place.native()}};
-  for (unsigned number = 2; input->change(); ++number) {
-    const OutputDirectory next = nextPlace(place, number);
-    log.warning(fmt::format("{}; the recording goes on in '{}'", *input->change(), next.native()));
-    input->beginRecording();
-    const HeldPlace nextHeld(next, options.durability, log);
-    Recorder recorder(options, settings, next, module, stop, log);
-    outcome.summary += recorder.record(*input, OpenMode::kNew);
-    outcome.directories.push_back(next.native());
+  try {
+    for (unsigned number = 2; input->change(); ++number) {
+      const OutputDirectory next = nextPlace(place, number);
+      log.warning(fmt::format("{}; the recording goes on in '{}'", *input->change(), next.native()));
+      input->beginRecording();
+      const HeldPlace nextHeld(next, options.durability, log);
+      Recorder recorder(options, settings, next, module, stop, log);
+      outcome.summary += recorder.record(*input, OpenMode::kNew);
+      outcome.directories.push_back(next.native());
+    }
+  } catch (const std::exception& error) {
+    outcome.summary.inputFailure = error.what();  // What is recorded until then is there, and is reported.
   }
   return outcome;
 }

@@ -49,6 +49,7 @@ std::uint32_t RecordSummary::lostMs() const {
 }
 
 std::string RecordSummary::reason() const {
+  if (!stored.unread.empty()) return "what is stored could not be read back: " + stored.unread;
   if (lost().messages != 0)
     return account.reason.empty() ? "the module took it, and the files lack it" : account.reason;
   if (!stored.hasFragments && account.leftOut.messages == 0) return "nothing came that could be recorded";
@@ -57,6 +58,7 @@ std::string RecordSummary::reason() const {
 
 ExitStatus RecordSummary::status() const {
   if (inputFailure) return ExitStatus::kFailed;
+  if (!stored.unread.empty()) return ExitStatus::kIncomplete;
   const std::uint64_t missing = lost().messages;
   const bool onlyRefused = missing != 0 && missing == account.refused.messages && stored.unfinished.empty();
   if (!reason().empty() && !(onlyRefused && stored.hasFragments)) return ExitStatus::kIncomplete;
@@ -65,8 +67,9 @@ ExitStatus RecordSummary::status() const {
 
 std::string summaryLine(const RecordSummary& summary) {
   const RecordAccount& account = summary.account;
-  std::string line = fmt::format("received {}; stored {}; ", text(account.spanMs, account.received),
-                                 text(summary.stored.spanMs, summary.stored.messages));
+  std::string line = fmt::format("received {}; ", text(account.spanMs, account.received));
+  if (!summary.stored.unread.empty()) return line + summary.reason();
+  line += fmt::format("stored {}; ", text(summary.stored.spanMs, summary.stored.messages));
   if (account.leftOut.messages != 0) line += fmt::format("left out {} messages as asked; ", account.leftOut.messages);
   const Tally lost = summary.lost();
   line += lost.messages == 0 ? "nothing lost" : "lost " + text(summary.lostMs(), lost);
@@ -78,9 +81,13 @@ Json summaryJson(const RecordSummary& summary) {
   const RecordAccount& account = summary.account;
   Json document;
   document["received"] = json(account.spanMs, account.received);
-  document["stored"] = json(summary.stored.spanMs, summary.stored.messages);
-  document["stored"]["fragments"] = summary.stored.fragments;
-  document["lost"] = json(summary.lostMs(), summary.lost());
+  document["stored"] = nullptr;
+  document["lost"] = nullptr;
+  if (summary.stored.unread.empty()) {
+    document["stored"] = json(summary.stored.spanMs, summary.stored.messages);
+    document["stored"]["fragments"] = summary.stored.fragments;
+    document["lost"] = json(summary.lostMs(), summary.lost());
+  }
   document["refused"] = {{"messages", account.refused.messages}, {"bytes", account.refused.bytes}};
   document["leftOut"] = {{"messages", account.leftOut.messages}, {"bytes", account.leftOut.bytes}};
   document["reason"] = summary.reason().empty() ? Json() : Json(summary.reason());

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <exception>
 #include <filesystem>
 
 #include "fragmentation/FragmentationConfig.h"
@@ -78,8 +79,8 @@ RecordSummary Recorder::run(Recording& recording, StreamFollower& follower, Code
   RecordSummary summary;
   try {
     session.run(input);
-  } catch (const InputError& error) {
-    summary.inputFailure = error.what();
+  } catch (const std::exception& error) {
+    summary.inputFailure = error.what();  // What has come until then is finished, and reported.
   }
   // Also after a failed input: what came before the failure is kept and the recording is finished.
   session.finish();
@@ -104,8 +105,8 @@ StoredPart Recorder::readStored(const std::optional<RecordingEnd>& end) const {
   try {
     stored = readStoredPart(place_, end ? end->lastFragment : 0);
     if (options_.noStop) stored.unfinished.clear();  // the user asked for a recording without an end
-  } catch (const CommandError& error) {
-    stored.unfinished = error.what();
+  } catch (const std::exception& error) {
+    stored.unread = error.what();
   }
   return stored;
 }

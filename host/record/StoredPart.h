@@ -22,6 +22,8 @@ struct StoredPart {
   bool hasFragments = false;
   /// What is missing that a stop writes; empty if nothing is.
   std::string unfinished;
+  /// Why the files could not be read; the rest then says nothing. Empty where they could.
+  std::string unread;
 
   /// Adds the part of the next recording that was made from the same input.
   StoredPart& operator+=(const StoredPart& other) {
@@ -31,6 +33,7 @@ struct StoredPart {
     isProtected = isProtected || other.isProtected;
     hasFragments = hasFragments && other.hasFragments;
     if (unfinished.empty()) unfinished = other.unfinished;
+    if (unread.empty()) unread = other.unread;
     return *this;
   }
 };

@@ -125,11 +125,13 @@ class RecordingChecker {
   }
 
   /// Judges a recording without a bootstrap. The first fragment is written before index and bootstrap, so up to one
-  /// fragment an interruption explains it, and an append begins anew.
+  /// fragment an interruption explains it, and an append begins anew. If the bootstrap cannot be written, the segment
+  /// goes on, and the index keeps to its first fragment.
   void judgeMissingBootstrap() const {
     if (recording_.directory.hasBootstrap || nothingRecorded()) return;
-    const bool justBegun =
-        content_.segments.size() == 1 && result_.fragments + content_.segments.front().result.unindexedFragments <= 1;
+    const bool hasOneFragment =
+        result_.fragments == 1 || (result_.fragments == 0 && content_.segments.front().result.unindexedFragments <= 1);
+    const bool justBegun = content_.segments.size() == 1 && hasOneFragment;
     bootstrapOut().add(justBegun ? Severity::kRepairable : Severity::kDamage, std::nullopt,
                        justBegun ? "missing: interrupted at the first fragment; an append begins anew" : "missing");
   }

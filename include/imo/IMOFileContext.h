@@ -43,8 +43,8 @@ class IMO_API IMOFileContext {
   virtual std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) = 0;
   /// Fills the status of an open file; returns 0 on success. `reserved` is 0.
   virtual std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) = 0;
-  /// Fills the status of a path; returns 0 if it exists, -1 if not. `reserved` is 0. Also called for small files, so it
-  /// has to see what the module writes by itself.
+  /// Fills the status of a path; returns 0 if it exists, -1 if not, and anything else if that is unknown, which ends an
+  /// opening. `reserved` is 0. Also called for small files, so it has to see what the module writes by itself.
   virtual std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) = 0;
   /// Removes a whole recording directory, with all that is in it; called with 3 and 1. Returns 0 if it is gone. Called
   /// for each new recording, also if there is no such directory, for which either result will do.

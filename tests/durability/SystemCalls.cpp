@@ -51,9 +51,9 @@ struct Watch {
     if (!isHit) return false;
     // A write is torn first.
     if (fault.error == Fault::kKill && std::strcmp(call, "write") != 0) ::raise(SIGKILL);
-    if (fault.error == Fault::kStop) ::raise(SIGSTOP);
+    if (fault.error == Fault::kStop) return ::raise(SIGSTOP) != 0;
     errno = fault.error;
-    return fault.error != Fault::kStop;
+    return true;
   }
 
   void opened(int fd, const std::string& name, int flags) {
@@ -131,10 +131,10 @@ ssize_t watchedWrite(int fd, const void* data, std::size_t count, std::optional<
   if (done <= 0 || file == nullptr || !threadWatch) return done;
   const auto bytes = static_cast<std::size_t>(done);
   threadWatch->operations.push_back({.kind = Kind::kWrite,
-                               .file = file->file,
-                               .offset = offset ? static_cast<std::uint64_t>(*offset) : file->position,
-                               .data = std::string(static_cast<const char*>(data), bytes),
-                               .durable = file->durable});
+                                     .file = file->file,
+                                     .offset = offset ? static_cast<std::uint64_t>(*offset) : file->position,
+                                     .data = std::string(static_cast<const char*>(data), bytes),
+                                     .durable = file->durable});
   if (!offset) file->position += bytes;
   return done;
 }

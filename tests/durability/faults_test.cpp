@@ -1,6 +1,7 @@
 // Calls on the files fail, those of the host's file services and those for the small files: at every call in turn, for
 // a while.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -8,13 +9,12 @@
 #include <optional>
 #include <regex>
 
-#include "host/commands.h"
-#include "host/exporting/RecordedTags.h"
 #include "host/files/smallFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
+#include "tests/host/hostTools.h"
+#include "tests/support/hex.h"
 #include "tests/support/loadModule.h"
-#include "tests/support/tagFile.h"
 #include "util/bytes.h"
 
 namespace {
@@ -182,44 +182,47 @@ TEST(StopFaults, AnIndexThatCannotBeReplacedLeavesTheEndUnmarkedWhereItLacksSome
   }
 }
 
-class CommandFaults : public Faults {};
-
-/// The messages that a recording holds, without the codec configurations.
-std::size_t storedMessages(const std::string& directory) {
-  std::size_t count = 0;
-  host::RecordedTags(host::readRecordingDirectory(directory)).forEach({}, [&count](const host::RecordedTag& tag) {
-    if (!tag.content.isSequenceHeader()) ++count;
-  });
-  return count;
+CommandAnswer recordIn(const TempDirectory& place, const std::vector<StreamMessage>& messages, const char* mode) {
+  writeTagStream(messages, place.file("in.mtg"));
+  return k2r(
+      {"record", place.file("in.mtg"), "--out", place.file("cam1"), mode, "--set", "Recording/FragmentDuration=1000"});
 }
 
-TEST_P(CommandFaults, NeverEndWellWhereSomethingIsMissing) {
-  constexpr std::size_t kHeaders = 3;
-  const auto messages = everyKindOfFragment();
-  atEveryCall(GetParam().fault, [&](const Fault& fault) {
+TEST(CommandFaults, ABootstrapThatCannotBeLookedUpIsNoMissingOne) {
+  Fault fault = {.calls = "lookup", .files = ".bootstrap", .error = EACCES};
+  for (bool met = true; met; ++fault.first) {
     const TempDirectory place;
-    const std::string in = place.file("in.mtg");
-    const std::string out = place.file("cam1");
-    writeWholeFile(in, textOf(tagFile(messages)));
-    const char* const arguments[] = {"k2r",       "record",
-                                     in.c_str(),  "--out",
-                                     out.c_str(), "--quiet",
-                                     "--set",     "Recording/FragmentDuration=1000",
-                                     "--set",     "Recording/SegmentDuration=4000"};
-    testing::internal::CaptureStderr();
-    std::optional<SystemCalls> calls(std::in_place, out, fault);
-    const auto status = host::runCommandLine(static_cast<int>(std::size(arguments)), arguments);
-    const bool happened = calls->faultHappened();
+    EXPECT_EQ(recordIn(place, video().until(4000), "--quiet").status, 0);
+    std::optional<SystemCalls> calls(std::in_place, place.path(), fault);
+    const auto answer = recordIn(place, video().until(4000), "--append");
+    met = calls->faultHappened();
     calls.reset();
-    const std::string errors = testing::internal::GetCapturedStderr();
-    if (status == host::ExitStatus::kFailed || status == host::ExitStatus::kIncomplete) return happened;
-    EXPECT_EQ(storedMessages(out), messages.size() - kHeaders) << errors;
-    const auto verification = host::verifyRecording(out);
-    EXPECT_TRUE(verification.stopped) << errors;
-    EXPECT_EQ(verification.status(), host::ExitStatus::kOk) << textReport(verification) << errors;
-    EXPECT_EQ(textReport(verification).find("mfra"), std::string::npos) << textReport(verification) << errors;
-    return happened;
-  });
+    EXPECT_EQ(host::verifyRecording(place.file("cam1")).fragments, answer.status == 0 ? 8U : 4U) << answer.errors;
+  }
+  EXPECT_GT(fault.first, 2U);
+}
+
+TEST(CommandFaults, AreReportedWithWhatIsStored) {
+  constexpr std::uint32_t kEver = UINT32_MAX;
+  const auto twoCodecs = video().until(4000) + std::vector<StreamMessage>{{8, 4000, fromHex("af001388")}} +
+                         video().from(4000).withoutHeaders().until(8000);
+  const struct {
+    const char* why;
+    Fault fault;
+    int status;
+    const char* text;
+  } rows[] = {{"files that cannot be read back", {"read", ".k2i", EIO, 0, kEver}, 6, "\"stored\": null"},
+              {"an error of the system", {"open", "cam1", EMFILE, 0, kEver}, 1, "\"exitStatus\": 1"},
+              {"no room for the next recording", {"mkdir", "cam1-2", ENOSPC}, 1, "\"fragments\": 4"}};
+  for (const auto& [why, fault, status, text] : rows) {
+    const TempDirectory place;
+    const SystemCalls calls(place.path(), fault);
+    const auto answer = recordIn(place, twoCodecs, "--json");
+    EXPECT_TRUE(calls.faultHappened()) << why;
+    EXPECT_EQ(answer.status, status) << why << answer.errors;
+    EXPECT_THAT(answer.output, testing::HasSubstr(text)) << why;
+    EXPECT_THAT(answer.errors, testing::HasSubstr("error: ")) << why;
+  }
 }
 
 std::string nameOf(const testing::TestParamInfo<NamedFault>& fault) {
@@ -245,7 +248,6 @@ std::vector<NamedFault> faultsOfReading() {
 
 INSTANTIATE_TEST_SUITE_P(Recording, Faults, testing::ValuesIn(faultsOfWriting()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Appending, AppendFaults, testing::ValuesIn(faultsOfWriting()), nameOf);
-INSTANTIATE_TEST_SUITE_P(Commanding, CommandFaults, testing::ValuesIn(faultsOfWriting()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Reading, AppendFaults, testing::ValuesIn(faultsOfReading()), nameOf);
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Faults in a whole program: a library for LD_PRELOAD, which puts the calls of SystemCalls.cpp in place of the C library's.
+// Faults in a whole program: a library for LD_PRELOAD, which puts the calls of SystemCalls.cpp in place of the C
+// library's.
 //
 //   K2R_FAULT_DIRECTORY   absolute; calls on what lies in it, and on itself, are counted
 //   K2R_FAULT             "ERROR FIRST COUNT CALL...", as in Fault

@@ -311,6 +311,14 @@ TEST_F(Safety, AnAppendRefusesADamagedRecordingAndTakesUpAnInterruptedOne) {
   EXPECT_EQ(k2r("verify cam1"), 0) << output_;
   EXPECT_THAT(output_, HasSubstr("from 0:00:00.000"));
 
+  // The index could be written once, the bootstrap never, and the segment had no such trouble.
+  made.changeIndex("Seg1.k2i", [](auto& entries) { entries.resize(1); });
+  put(made);
+  fs::remove("cam1/cam1.bootstrap");
+  EXPECT_EQ(k2r("repair cam1"), 0) << output_;
+  EXPECT_EQ(k2r("verify cam1"), 0) << output_;
+  EXPECT_THAT(output_, HasSubstr(" 1 fragment,"));
+
   // Killed before the first fragment: its base time is not that of the new recording.
   fs::remove_all("cam1");
   fs::create_directory("cam1");

@@ -143,6 +143,8 @@ TEST_F(FileContextTest, WritesAndReadsAtPositionsOfOldAndNewFiles) {
   EXPECT_EQ(files_.pathStatus(modulePath("a").c_str(), &status, 0), 0);
   EXPECT_EQ(status.size, 7);
   EXPECT_EQ(files_.pathStatus(modulePath("b").c_str(), &status, 0), -1);
+  std::filesystem::create_symlink("loop", directory_.file("loop"));
+  EXPECT_LT(files_.pathStatus(modulePath("loop").c_str(), &status, 0), -1) << "to the module -1 is a missing file";
   files_.close(handle, 0);
   files_.close(open("a", kOldSegment), 0);
   EXPECT_EQ(content("a"), "abcdefg");
