@@ -11,6 +11,7 @@ import shutil
 import signal
 import subprocess
 import sys
+import threading
 import time
 import traceback
 
@@ -57,7 +58,7 @@ def files_of(directory):
 
 class Program:
     def __init__(self, folder):
-        self.path = folder + "/k2r"
+        self.path, self.looks = folder + "/k2r", Looks(folder)
         self.calls = folder + "/libfault_calls.so"
 
     def run(self, *arguments, environment=None, memory=None):
@@ -78,17 +79,32 @@ class Program:
                 "K2R_FAULT": f"{error} {first} {count} {calls}"}
 
 
+class Looks(threading.local):
+    """The program that looks at recordings, one a thread."""
+
+    def __init__(self, folder):
+        self.process = subprocess.Popen([folder + "/recording_look"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+
+    def at(self, path):
+        self.process.stdin.write(path + "\n")
+        self.process.stdin.flush()
+        return json.loads(self.process.stdout.readline())
+
+
 class Recording:
-    """A directory, looked at by the program without faults."""
+    """A directory, looked at without faults."""
 
     def __init__(self, program, path):
         self.program, self.path = program, path
 
+    def look(self):
+        return self.program.looks.at(self.path)
+
     def verify(self):
-        result = self.program.run("verify", self.path)
-        expect(result.returncode in (0, 1, 5), f"verify: {result.returncode}\n{result.stdout}{result.stderr}")
-        expect(result.returncode != 1 or not self.has_fragments(), f"verify cannot read it: {result.stderr}")
-        return result.returncode
+        found = self.look()
+        expect(found["status"] in (0, 1, 5), f"verify: {found['status']}\n{found['report']}")
+        expect(found["status"] != 1 or not self.has_fragments(), f"verify cannot read it: {found['error']}")
+        return found["status"]
 
     def has_fragments(self):
         return os.path.isdir(self.path) and any(
@@ -96,29 +112,22 @@ class Recording:
 
     def tags(self, key=None):
         """Of its media. Nothing where nothing is recorded."""
-        source = self.path
-        if not self.has_fragments():
-            return []
-        if key:
-            source += "-clear"
-            result = self.program.run("unprotect", self.path, "--key", key, "--out", source)
-            expect(result.returncode == 0, f"unprotect: {result.returncode} {result.stderr}")
-        out = self.path + "-export.mtg"
-        result = self.program.run("export", source, "--out", out)
-        if key:
-            shutil.rmtree(source)
-        if result.returncode == 0:
-            tags = read_tags(out)
-            os.remove(out)
-            return media(tags)
-        nothing = any(words in result.stderr for words in ("nothing is recorded", "has no fragment"))
-        expect(nothing, f"export: {result.returncode} {result.stderr}")
-        return []
+        if not key or not self.has_fragments() or not self.look()["fragments"]:
+            found = self.look()
+            nothing_yet = found["status"] == 1 or "has no fragment yet" in found["error"]
+            expect(not found["error"] or nothing_yet, found["error"])
+            return [Tag(*tag) for tag in found["tags"] if tag[0] in (8, 9)]
+        clear = Recording(self.program, self.path + "-clear")
+        result = self.program.run("unprotect", self.path, "--key", key, "--out", clear.path)
+        expect(result.returncode == 0, f"unprotect: {result.returncode} {result.stderr}")
+        tags = clear.tags()
+        shutil.rmtree(clear.path)
+        return tags
 
     def repair(self, config=None):
         result = self.program.run("repair", self.path, *(["--config", config] if config else []))
         expect(result.returncode == 0, f"repair: {result.returncode}\n{result.stdout}{result.stderr}")
-        return result
+
 
 class Run:
     """What a command did under a fault, in a place of its own."""
@@ -161,8 +170,8 @@ class Run:
 
     def lacks_index(self):
         """Several fragments that no index names, since none could be written: no repair removes them."""
-        result = self.program.run("verify", f"{self.place}/cam")
-        return result.returncode == 4 and ", 0 fragments, " in result.stdout and "damage: missing" in result.stdout
+        found = self.recording().look()
+        return found["status"] == 4 and found["fragments"] == 0 and "bootstrap: damage: missing" in found["report"]
 
     def settle(self, name, key=None, config=None):
         """Tags of a recording as it is, and as a repair leaves it; and whether there was one to do."""
@@ -257,7 +266,7 @@ class RecordNew(Scenario):
         stored, repaired = [], False
         for name in self.directories(run.place) or ["cam"]:
             tags, was_open = run.settle(name, self.key, self.config)
-            stored += [Tag(*tag) for tag in tags]
+            stored += tags
             repaired |= was_open
             expect(any(is_part(tags, self.old + part) for part in self.parts), f"what is in {name} was not in the input")
         return self.judge(run, stored, repaired)
@@ -653,7 +662,7 @@ def main():
         return
     begin = time.monotonic()
     cases = list(adversary.cases(int(amount), random.Random(int(seed))))
-    with concurrent.futures.ThreadPoolExecutor(2 * os.cpu_count()) as pool:
+    with concurrent.futures.ThreadPoolExecutor(4 * os.cpu_count()) as pool:
         list(pool.map(adversary.attempt, cases))
     print_table(adversary.outcomes)
     print(f"seed {seed}: {len(cases)} runs, {len(adversary.failures)} failed, {time.monotonic() - begin:.0f} s")

@@ -93,7 +93,10 @@ class Unprotection {
       : from_(from), to_(to), decipher_(decipher) {}
 
   void run() {
-    for (const std::uint32_t number : from_.segments) convert(number);
+    for (const std::uint32_t number : from_.segments) {
+      // One without an index has just been begun: it has no fragment yet, and may end in its header.
+      if (from_.indexes.contains(number)) convert(number);
+    }
     copy(from_.hasControl, from_.controlName());
     copy(from_.hasMeta, from_.metaName());
     copy(from_.hasBootstrap, from_.bootstrapName());
@@ -103,8 +106,7 @@ class Unprotection {
   void convert(std::uint32_t number) {
     const std::string segment = from_.segmentName(number);
     const std::string index = from_.indexName(number);
-    ruvo::k2r::AfraIndex entries;
-    if (from_.indexes.contains(number)) entries = parseAfra(readSmallFile(from_.pathOf(index)));
+    ruvo::k2r::AfraIndex entries = parseAfra(readSmallFile(from_.pathOf(index)));
     std::set<std::uint64_t> positions;
     for (const auto& entry : entries.globalEntries) {
       if (entry.isWritten()) positions.insert(entry.afraOffset);
@@ -112,7 +114,6 @@ class Unprotection {
     const std::string target = to_.pathOf(from_, segment);
     const auto moved = writeClearSegment(from_.pathOf(segment), target, positions, decipher_);
     if (!platform::os::syncFile(target)) throw CommandError(fmt::format("'{}' cannot be written", target));
-    if (!from_.indexes.contains(number)) return;
     for (auto& entry : entries.globalEntries) {
       if (entry.isWritten()) entry.afraOffset = moved.at(entry.afraOffset);
     }
