@@ -616,6 +616,7 @@ class Adversary:
         self.scenarios = {kind.name: kind(program, work, self.inputs) for kind in SCENARIOS}
         self.outcomes = collections.Counter()
         self.failures = []
+        self.ended = threading.Event()
 
     def cases(self, runs, rng):
         shares = {name: 1 if isinstance(scenario, Two) else 4 for name, scenario in self.scenarios.items()}
@@ -635,6 +636,8 @@ class Adversary:
         return run.name, run.fault, outcome
 
     def attempt(self, case):
+        if self.ended.is_set():
+            return
         try:
             self.outcomes[self.run(case)] += 1
         except Exception as fault:  # One that the driver did not think of is a failure, too.
@@ -644,14 +647,13 @@ class Adversary:
 
 
 def print_table(outcomes):
-    rows, columns = collections.defaultdict(collections.Counter), collections.Counter()
+    rows = collections.defaultdict(collections.Counter)
     for (name, fault, outcome), count in outcomes.items():
         rows[name, fault][outcome] += count
-        columns[outcome] += count
+    print("| Command | Fault | Runs | What came of them |\n|---|---|---|---|")
     for (name, fault), found in rows.items():
         parts = ", ".join(f"{count} {outcome}" for outcome, count in found.most_common())
         print(f"| {name} | {fault} | {sum(found.values())} | {parts} |")
-    print(dict(columns))
 
 
 def main():
@@ -661,11 +663,15 @@ def main():
         print("|".join(adversary.run(amount)), "in", work)
         return
     begin = time.monotonic()
-    cases = list(adversary.cases(int(amount), random.Random(int(seed))))
-    with concurrent.futures.ThreadPoolExecutor(4 * os.cpu_count()) as pool:
+    rng = random.Random(int(seed))
+    cases = list(adversary.cases(int(amount), rng))
+    rng.shuffle(cases)  # So that a run that is broken off has some of each.
+    signal.signal(signal.SIGTERM, lambda *_: adversary.ended.set())
+    with concurrent.futures.ThreadPoolExecutor(int(os.environ.get("K2R_FAULT_JOBS", 2 * os.cpu_count()))) as pool:
         list(pool.map(adversary.attempt, cases))
     print_table(adversary.outcomes)
-    print(f"seed {seed}: {len(cases)} runs, {len(adversary.failures)} failed, {time.monotonic() - begin:.0f} s")
+    runs = sum(adversary.outcomes.values()) + len(adversary.failures)
+    print(f"seed {seed}: {runs} runs, {len(adversary.failures)} failed, {time.monotonic() - begin:.0f} s")
     sys.exit(1 if adversary.failures else 0)
 
 

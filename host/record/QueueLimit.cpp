@@ -14,6 +14,7 @@ bool QueueLimit::admits(const InputMessage& message) {
     // The first message is always admitted; one that is larger than the limit could otherwise never be recorded.
     if (model.waiting().messages == 0 || model.queueSize() + message.data.size() <= bytes_) return true;
     isFull_ = true;
+    sizeWhenFull_ = model.queueSize();
     dropped_ = {};
     firstDroppedMs_ = message.timeMs;
     log_.warning(
@@ -38,7 +39,8 @@ bool QueueLimit::bringsFragment(const InputMessage& message) const {
 
 void QueueLimit::update() {
   const FragmentModel& model = follower_.model();
-  if (!isFull_ || model.queueSize() > bytes_) return;
+  // What comes in meanwhile only adds to the queue: it is shorter once a fragment has been written.
+  if (!isFull_ || model.queueSize() >= sizeWhenFull_) return;
   isFull_ = false;
   if (dropped_.messages == 0) return;
   const std::uint32_t gapMs = model.lastTimeMs() - firstDroppedMs_;

@@ -32,6 +32,7 @@ class QueueLimit {
   RecordAccount& account_;
   Log& log_;
   bool isFull_ = false;
+  std::uint64_t sizeWhenFull_ = 0;
   Tally dropped_;
   std::uint32_t firstDroppedMs_ = 0;
 };

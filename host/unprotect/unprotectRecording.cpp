@@ -7,15 +7,19 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <map>
+#include <set>
 
 #include "host/OutputDirectory.h"
 #include "host/errors.h"
+#include "host/files/RecordedSegments.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/files/smallFiles.h"
 #include "host/output.h"
 #include "host/unprotect/ClearSegment.h"
 #include "host/unprotect/RecordingKey.h"
 #include "host/verify/verifyRecording.h"
+#include "platform/container/SegmentError.h"
 #include "platform/os/PrivateFiles.h"
 #include "platform/os/durableFiles.h"
 #include "platform/os/wipe.h"
@@ -87,16 +91,22 @@ void writeWhole(const std::string& path, std::span<const std::byte> content) {
   }
 }
 
+bool hasHeader(const std::string& segment) {
+  try {
+    const OpenSegment opened(segment);
+    return true;
+  } catch (const krvo::container::SegmentError&) {
+    return false;
+  }
+}
+
 class Unprotection {
  public:
   Unprotection(const RecordingDirectory& from, const Workshop& to, krvo::encryption::SampleDecipher& decipher)
       : from_(from), to_(to), decipher_(decipher) {}
 
   void run() {
-    for (const std::uint32_t number : from_.segments) {
-      // One without an index has just been begun: it has no fragment yet, and may end in its header.
-      if (from_.indexes.contains(number)) convert(number);
-    }
+    for (const std::uint32_t number : from_.segments) convert(number);
     copy(from_.hasControl, from_.controlName());
     copy(from_.hasMeta, from_.metaName());
     copy(from_.hasBootstrap, from_.bootstrapName());
@@ -106,14 +116,21 @@ class Unprotection {
   void convert(std::uint32_t number) {
     const std::string segment = from_.segmentName(number);
     const std::string index = from_.indexName(number);
-    ruvo::k2r::AfraIndex entries = parseAfra(readSmallFile(from_.pathOf(index)));
+    ruvo::k2r::AfraIndex entries;
+    if (from_.indexes.contains(number)) entries = parseAfra(readSmallFile(from_.pathOf(index)));
     std::set<std::uint64_t> positions;
     for (const auto& entry : entries.globalEntries) {
       if (entry.isWritten()) positions.insert(entry.afraOffset);
     }
     const std::string target = to_.pathOf(from_, segment);
-    const auto moved = writeClearSegment(from_.pathOf(segment), target, positions, decipher_);
-    if (!platform::os::syncFile(target)) throw CommandError(fmt::format("'{}' cannot be written", target));
+    std::map<std::uint64_t, std::uint64_t> moved;
+    if (positions.empty() && !hasHeader(from_.pathOf(segment))) {
+      writeWhole(target, {});  // It had just been begun.
+    } else {
+      moved = writeClearSegment(from_.pathOf(segment), target, positions, decipher_);
+      if (!platform::os::syncFile(target)) throw CommandError(fmt::format("'{}' cannot be written", target));
+    }
+    if (!from_.indexes.contains(number)) return;
     for (auto& entry : entries.globalEntries) {
       if (entry.isWritten()) entry.afraOffset = moved.at(entry.afraOffset);
     }

@@ -1,7 +1,8 @@
-// An input on its way into a recording, while the disk is full for a while.
+// An input on its way into a recording, while the disk is full.
 
 #include "host/record/RecordSession.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "host/OpenContext.h"
@@ -19,35 +20,57 @@ std::vector<test::StreamMessage> framesOf(std::vector<test::StreamMessage> messa
   return messages;
 }
 
-TEST(RecordSession, LosesNothingToADiskThatWasFullAndSendsNothingTwice) {
-  const test::TempDirectory directory;
-  const std::string path = directory.file("cam1");
-  const auto messages = test::av().until(20001);
-  const test::StreamMessage foreign{22, 20001, {std::byte{1}}};
-  test::DiskFileContext files;
-  test::LogCapture capture;
-  const Settings settings;
-  StreamContext context(settings, capture.log(), files, {});
-  OpenContext openContext(settings);
-  IMOStreamAdaptor* made = nullptr;
-  ASSERT_TRUE(test::loadModule()(&context, &made));
-  const std::unique_ptr<IMOStreamAdaptor> adaptor(made);
-  {
-    Recording recording(*adaptor, openContext, test::modulePath(path), false);
-    Progress progress(ProgressStyle::kNone, capture.log());
+class RecordSessionTest : public testing::Test {
+ protected:
+  /// Of writes from `first` on so many fail.
+  RecordAccount record(const std::vector<test::StreamMessage>& messages, int first, int failures,
+                       const SessionOptions& options = {}) {
+    IMOStreamAdaptor* made = nullptr;
+    EXPECT_TRUE(test::loadModule()(&context_, &made));
+    const std::unique_ptr<IMOStreamAdaptor> adaptor(made);
+    Recording recording(*adaptor, openContext_, test::modulePath(path_), false);
+    Progress progress(ProgressStyle::kNone, capture_.log());
     StreamFollower follower(4000, false);
-    RecordSession session(recording, context, follower, capture.log(), progress, nullptr, {});
-    // The segment's header, at the first two fragments; sent again, a message calls for no write.
-    files.permits = [toFail = 2](std::string_view operation) mutable { return operation != "write" || toFail-- <= 0; };
-    test::ListInput input(messages + std::vector{foreign, foreign});
+    RecordSession session(recording, context_, follower, capture_.log(), progress, nullptr, options);
+    files_.permits = [writes = 0, first, failures](std::string_view operation) mutable {
+      if (operation != "write") return true;
+      const int number = writes++ - first;
+      return number < 0 || number >= failures;
+    };
+    test::ListInput input(messages);
     session.run(input);
     recording.stop();
-    EXPECT_EQ(session.account().refused.messages, 2u);
-    EXPECT_EQ(session.account().refusal, "Invalid message type.");
+    return session.account();
   }
-  EXPECT_EQ(context.errorCount(), 4u) << "no line twice for one message\n" << capture.text();
-  EXPECT_EQ(test::k2r({"export", path, "--out", directory.file("all.mtg")}).status, 0);
-  EXPECT_EQ(framesOf(test::messagesOf(directory.file("all.mtg"))), framesOf(messages));
+
+  const test::TempDirectory directory_;
+  const std::string path_ = directory_.file("cam1");
+  test::DiskFileContext files_;
+  test::LogCapture capture_;
+  const Settings settings_;
+  StreamContext context_{settings_, capture_.log(), files_, {}};
+  OpenContext openContext_{settings_};
+};
+
+TEST_F(RecordSessionTest, LosesNothingToADiskThatWasFullAndSendsNothingTwice) {
+  const auto messages = test::av().until(20001);
+  const test::StreamMessage foreign{22, 20001, {std::byte{1}}};
+  // The segment's header, at the first two fragments; sent again, a message calls for no write.
+  const RecordAccount account = record(messages + std::vector{foreign, foreign}, 0, 2);
+  EXPECT_EQ(account.refused.messages, 2u);
+  EXPECT_EQ(account.refusal, "Invalid message type.");
+  EXPECT_EQ(context_.errorCount(), 4u) << "no line twice for one message\n" << capture_.text();
+  EXPECT_EQ(test::k2r({"export", path_, "--out", directory_.file("all.mtg")}).status, 0);
+  EXPECT_EQ(framesOf(test::messagesOf(directory_.file("all.mtg"))), framesOf(messages));
+}
+
+TEST_F(RecordSessionTest, DoesNotGoOnBehindAFullQueueBeforeAFragmentIsWritten) {
+  constexpr int kEver = 1 << 30;
+  const auto account = record(test::av().until(60001), 8, kEver, {.maxQueue = 4000});
+  EXPECT_THAT(capture_.text(), testing::HasSubstr("as many as --max-queue allows"));
+  EXPECT_THAT(capture_.text(), testing::Not(testing::HasSubstr("the recording goes on")));
+  EXPECT_EQ(account.gapMs, 0u) << "behind the last fragment nothing is a gap";
+  EXPECT_GT(account.lost.messages, 10u);
 }
 
 }  // namespace
