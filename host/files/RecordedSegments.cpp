@@ -10,6 +10,7 @@
 #include "host/files/inFile.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
+#include "platform/container/SegmentError.h"
 
 namespace host {
 
@@ -71,6 +72,15 @@ RecordedContent readRecordedContent(const RecordingDirectory& directory, std::ve
       faults.emplace_back(error.what());
     }
   });
+}
+
+bool hasSegmentHeader(const std::string& path) {
+  try {
+    const OpenSegment segment(path);
+    return true;
+  } catch (const SegmentError&) {
+    return false;
+  }
 }
 
 const Track* leadingTrack(const Movie& movie) {

@@ -50,6 +50,9 @@ class OpenSegment {
   krvo::container::SegmentReader reader_;
 };
 
+/// Whether a segment file begins as one. A recorder that was killed as it began the file leaves a part of its header.
+bool hasSegmentHeader(const std::string& path);
+
 /// The track by which a recording's time is told: its video, else its audio, else its data. Null where there is none of
 /// these. A view of the movie.
 const krvo::container::Track* leadingTrack(const krvo::container::Movie& movie);

@@ -52,7 +52,9 @@ ExitStatus runRepair(const Options& options) {
   settings.requireComplete();
   const Repair repair = repairRecording(options.directory, settings, log);
   printText(textReport(repair.verification) + repair.verification.recording + ": " + wordsOf(repair.outcome) + "\n");
-  return repair.verification.status();
+  // What is still to be repaired could not be written.
+  const ExitStatus status = repair.verification.status();
+  return status == ExitStatus::kRepairable ? ExitStatus::kFailed : status;
 }
 
 }  // namespace

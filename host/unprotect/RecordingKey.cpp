@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/files/FileView.h"
+#include "host/files/RecordedSegments.h"
 #include "host/files/inFile.h"
 #include "host/files/protection.h"
 #include "host/files/smallFiles.h"
@@ -52,6 +53,8 @@ RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& lic
   std::string firstName;
   for (const std::uint32_t number : directory.segments) {
     const std::string path = directory.pathOf(directory.segmentName(number));
+    // The last one may have just been begun.
+    if (number != *directory.segments.begin() && !hasSegmentHeader(path)) continue;
     const std::string own = inFile(path, [&] { return segmentMetadata(path); });
     if (own.empty()) throw CommandError(fmt::format("'{}' is not protected", path));
     if (!text.empty() && own != text) {

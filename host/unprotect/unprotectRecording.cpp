@@ -19,7 +19,6 @@
 #include "host/unprotect/ClearSegment.h"
 #include "host/unprotect/RecordingKey.h"
 #include "host/verify/verifyRecording.h"
-#include "platform/container/SegmentError.h"
 #include "platform/os/PrivateFiles.h"
 #include "platform/os/durableFiles.h"
 #include "platform/os/wipe.h"
@@ -91,15 +90,6 @@ void writeWhole(const std::string& path, std::span<const std::byte> content) {
   }
 }
 
-bool hasHeader(const std::string& segment) {
-  try {
-    const OpenSegment opened(segment);
-    return true;
-  } catch (const krvo::container::SegmentError&) {
-    return false;
-  }
-}
-
 class Unprotection {
  public:
   Unprotection(const RecordingDirectory& from, const Workshop& to, krvo::encryption::SampleDecipher& decipher)
@@ -124,7 +114,7 @@ class Unprotection {
     }
     const std::string target = to_.pathOf(from_, segment);
     std::map<std::uint64_t, std::uint64_t> moved;
-    if (positions.empty() && !hasHeader(from_.pathOf(segment))) {
+    if (positions.empty() && !hasSegmentHeader(from_.pathOf(segment))) {
       writeWhole(target, {});  // It had just been begun.
     } else {
       moved = writeClearSegment(from_.pathOf(segment), target, positions, decipher_);
