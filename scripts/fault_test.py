@@ -385,11 +385,10 @@ class Overwrite(Append):
             expect(os.path.isdir(aside) and files_of(aside) == self.before, f"the old recording is nowhere\n{run.result.stderr}")
             expect(run.status < 0 or "cam.replaced" in run.result.stderr, "nobody says where the old recording is")
             run.recording().repair()
-            if run.recording().tags():
-                expect(files_of(aside) == self.before, "the old recording is nowhere")
-                return "new one finished by repair, old one aside"
-            expect(files_of(run.place + "/cam") == self.before, "a repair does not put the old recording back")
-            return "old put back by repair"
+            if files_of(run.place + "/cam") == self.before:
+                return "old put back by repair"
+            expect(files_of(aside) == self.before and run.recording().tags(), "the old recording is nowhere")
+            return "new one finished by repair, old one aside"
         return super().check(run)
 
 
