@@ -10,7 +10,7 @@
 #include "host/files/inFile.h"
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
-#include "platform/container/SegmentError.h"
+#include "platform/container/reading/SegmentError.h"
 
 namespace host {
 
