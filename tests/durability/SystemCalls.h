@@ -28,7 +28,7 @@ struct Fault {
   const char* calls = "";
   /// How the names of the files end.
   const char* files = "";
-  /// 0: half of the bytes are read or written, and the answer says so. ENOSPC: the first write takes a quarter.
+  /// 0: half of the bytes are read or written, and the result says so. ENOSPC: the first write takes a quarter.
   int error = 0;
   /// The first of these calls that fails, counted from 0, and how many do in all.
   std::uint32_t first = 0;

@@ -1,11 +1,7 @@
 // Calls on the files fail, those of the host's file services and those for the small files: at every call in turn, for
 // a while.
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
-#include <functional>
-#include <optional>
 #include <regex>
 
 #include "host/commands.h"
@@ -42,7 +38,7 @@ std::vector<StreamMessage> everyKindOfFragment() {
 struct FaultRecorder : Recorder {
   FaultRecorder() : Recorder(loadModule()) { useShortGrid(*this, "4000"); }
 
-  /// From the opening to the end. Answers whether the fault happened.
+  /// From the opening to the end. Returns whether the fault happened.
   bool recordWith(const Fault& fault, const std::vector<StreamMessage>& messages, std::uint32_t flags) {
     const SystemCalls calls(directory(), fault);
     isOpened = open(flags);
@@ -70,7 +66,7 @@ void expectKnownLines(const Recorder& recorder) {
   for (const std::string& line : recorder.host.lines) EXPECT_TRUE(std::regex_match(line, kKnown)) << line;
 }
 
-/// How grave a finding may be where nothing is graver than `most`. A table of random access points, behind all
+/// How grave a finding may be where nothing is graver than `most`. A table of random access points, after all
 /// fragments of a segment, is written at its end only, and may be what fails: the next append writes it, where it is
 /// that of the last segment. Part of one stays where the disk has no room to cover it.
 host::Severity allowed(const host::Finding& finding, host::Severity most) {
@@ -100,7 +96,7 @@ void PrintTo(const NamedFault& fault, std::ostream* out) {
   *out << fault.name;
 }
 
-/// Runs `attempt` with a fault at its first call, its second and so on, until it answers that there is no such call any
+/// Runs `attempt` with a fault at its first call, its second and so on, until it returns that there is no such call any
 /// more. Of calls on all files each of so many fails, since they are many.
 void atEveryCall(Fault fault, const std::function<bool(const Fault&)>& attempt) {
   const bool isRare = *fault.files != '\0';
@@ -184,7 +180,7 @@ TEST(StopFaults, AnIndexThatCannotBeReplacedLeavesTheEndUnmarkedWhereItLacksSome
 
 class CommandFaults : public Faults {};
 
-/// The messages that a recording holds, without the codec configurations.
+/// The messages that a recording contains, without the codec configurations.
 std::size_t storedMessages(const std::string& directory) {
   std::size_t count = 0;
   host::RecordedTags(host::readRecordingDirectory(directory)).forEach({}, [&count](const host::RecordedTag& tag) {
