@@ -238,10 +238,10 @@ TEST(VerifyAndInspect, GiveAVerdictWhateverTheBytes) {
     recording.write(suffix, bad);
     const Verification verification = recording.verify();
     host::InspectErrors errors;
-    const host::Json description = host::describePath(recording.directory(), host::Detail::kFields, errors);
+    const auto description = host::describePath(recording.directory(), host::Detail::kFields, errors);
     EXPECT_EQ(names(verification, "cam1" + suffix), verification.status() != ExitStatus::kOk) << suffix;
     EXPECT_TRUE(!mustObject(suffix, good, bad) || verification.status() != ExitStatus::kOk) << suffix;
-    const std::string text = description.dump(-1, ' ', true, host::Json::error_handler_t::replace);
+    const std::string text = description.document.dump(-1, ' ', true, host::Json::error_handler_t::replace);
     EXPECT_EQ(text.find("\"error\":") != std::string::npos, !errors.empty()) << suffix;
     recording.write(suffix, good);
   }
