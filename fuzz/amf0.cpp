@@ -1,4 +1,4 @@
-// Script data of AMF0, and of AMF3 behind its marker: what can be read is dumped, written and read again as the same.
+// Script data of AMF0, and of AMF3 after its marker: what can be read is dumped, written and read again as the same.
 
 #include "fuzz/scriptTrip.h"
 

@@ -1,4 +1,4 @@
-// AMF3 values one behind another: what can be read is dumped, written and read again as the same, to the byte from the
+// AMF3 values one after another: what can be read is dumped, written and read again as the same, to the byte from the
 // second writing on.
 
 #include "fuzz/scriptTrip.h"

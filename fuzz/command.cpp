@@ -1,4 +1,4 @@
-// A message of the type that the first byte gives, its payload behind it: dumped, read as a command with and without
+// A message of the type that the first byte gives, its payload after it: dumped, read as a command with and without
 // exceptions, and where it is one, written in AMF0 and AMF3 and read again.
 
 #include <optional>

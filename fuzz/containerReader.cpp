@@ -83,7 +83,7 @@ k2m::Track readTracks(const k2m::Writer& writer) {
   return hint;
 }
 
-/// Reopens the file, and answers the end of a fragment added there. Throws k2m::Exception where it is refused.
+/// Reopens the file, and returns the end of a fragment added there. Throws k2m::Exception where it is refused.
 std::uint64_t addFragment(test::MemoryStream& stream, std::uint64_t position, std::uint64_t& added) {
   constexpr std::byte kTag[15] = {std::byte{8}};
   const k2m::Allocator allocator;

@@ -33,7 +33,7 @@ Tags readAll(const std::vector<std::byte>& input, bool seeks) {
   return all;
 }
 
-/// Bytes behind the last whole tag may look like another one from the end of the file, so the way back need not be the
+/// Bytes after the last whole tag may look like another one from the end of the file, so the way back need not be the
 /// way there; but it ends, at a tag or at a back pointer that leads to none.
 void checkWayBack(const std::vector<std::byte>& input) {
   test::MemoryInput stream(input);

@@ -1,18 +1,13 @@
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
-#include <map>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "host/files/FileView.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/files/SegmentMap.h"
 #include "host/files/smallFiles.h"
 #include "tests/durability/Disk.h"
+#include "tests/support/testing.h"
 #include "util/bytes.h"
 
 namespace test {

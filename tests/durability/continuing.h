@@ -1,11 +1,8 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "host/verify/verifyReport.h"
 #include "tests/support/Recorder.h"
+#include "tests/support/testing.h"
 
 namespace test {
 

@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <functional>
-#include <optional>
 #include <regex>
 
 #include "host/files/smallFiles.h"
@@ -42,7 +40,7 @@ std::vector<StreamMessage> everyKindOfFragment() {
 struct FaultRecorder : Recorder {
   FaultRecorder() : Recorder(loadModule()) { useShortGrid(*this, "4000"); }
 
-  /// From the opening to the end. Answers whether the fault happened.
+  /// From the opening to the end. Returns whether the fault happened.
   bool recordWith(const Fault& fault, const std::vector<StreamMessage>& messages, std::uint32_t flags) {
     const SystemCalls calls(directory(), fault);
     isOpened = open(flags);
@@ -70,7 +68,7 @@ void expectKnownLines(const Recorder& recorder) {
   for (const std::string& line : recorder.host.lines) EXPECT_TRUE(std::regex_match(line, kKnown)) << line;
 }
 
-/// How grave a finding may be where nothing is graver than `most`. A table of random access points, behind all
+/// How grave a finding may be where nothing is graver than `most`. A table of random access points, after all
 /// fragments of a segment, is written at its end only, and may be what fails: the next append writes it, where it is
 /// that of the last segment. Part of one stays where the disk has no room to cover it.
 host::Severity allowed(const host::Finding& finding, host::Severity most) {
@@ -100,7 +98,7 @@ void PrintTo(const NamedFault& fault, std::ostream* out) {
   *out << fault.name;
 }
 
-/// Runs `attempt` with a fault at its first call, its second and so on, until it answers that there is no such call any
+/// Runs `attempt` with a fault at its first call, its second and so on, until it returns that there is no such call any
 /// more. Of calls on all files each of so many fails, since they are many.
 void atEveryCall(Fault fault, const std::function<bool(const Fault&)>& attempt) {
   const bool isRare = *fault.files != '\0';

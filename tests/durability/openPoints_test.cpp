@@ -1,9 +1,6 @@
 // States that only an unlucky moment or another recorder leaves, and what an append makes of them.
 // Files beyond 4 GiB.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <fstream>
 
 #include "fileset/RecordingDirectory.h"
@@ -11,7 +8,6 @@
 #include "host/files/smallFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
-#include "tests/support/hex.h"
 #include "tests/support/loadModule.h"
 #include "util/bytes.h"
 
@@ -96,7 +92,7 @@ StreamBuilder sparseVideo() {
 TEST(Sizes, ASegmentThatEndsBeyond4GiBIsContinued) {
   Recorder recorder(loadModule());
   recordAndCrash(recorder, sparseVideo().until(2 * kGridMs + 1));
-  // The last fragment moves behind a hole of 5 GiB, which a `free` box covers.
+  // The last fragment moves after a hole of 5 GiB, which a `free` box covers.
   constexpr std::uint64_t kHole = std::uint64_t{5} << 30;
   auto index = host::parseAfra(asBytes(recorder.content("Seg1.k2i")));
   auto& last = index.globalEntries.back();

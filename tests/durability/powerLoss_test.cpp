@@ -1,11 +1,9 @@
-// The power fails: at any operation on the files, and with any part of what was not flushed on the disk.
+// The power fails: at any operation on the files, and with any part of what was not flushed on the disk. Between any
+// two operations another process may read what was done so far.
 //
 // K2R_POWER_LOSS_SEED starts other states than those of every run; K2R_POWER_LOSS_SCALE multiplies their number.
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
-#include <utility>
 
 #include "host/FileContext.h"
 #include "host/repair/repairRecording.h"
@@ -42,7 +40,7 @@ struct Scenario {
   const char* segmentDuration;
   /// The second and the later ones are appends.
   std::vector<Session> sessions;
-  /// What an append to any state of it may go on with.
+  /// What an append to any state of it may continue with.
   StreamBuilder continuation;
 };
 
@@ -70,7 +68,7 @@ std::vector<Scenario> scenarios() {
           {"AudioOnly", "9000", {{audio().from(5000).until(45001), false}}, audio()}};
 }
 
-/// Records a scenario with the services of the real host. Answers what was done to its files.
+/// Records a scenario with the services of the real host. Returns what was done to its files.
 std::vector<FileOperation> recordScenario(Recorder& recorder, const Scenario& scenario) {
   useShortGrid(recorder, scenario.segmentDuration);
   const SystemCalls calls(recorder.directory());
@@ -86,7 +84,7 @@ std::vector<FileOperation> recordScenario(Recorder& recorder, const Scenario& sc
   return calls.operations();
 }
 
-/// Goes on from a state, by an append or by a repair.
+/// Continues from a state, by an append or by a repair.
 void continueFrom(const Scenario& scenario, const Reference& reference, const DiskState& state, bool repair) {
   Recorder recorder(loadModule());
   useShortGrid(recorder, scenario.segmentDuration);
@@ -118,7 +116,7 @@ void continueFrom(const Scenario& scenario, const Reference& reference, const Di
 
 class PowerLoss : public testing::TestWithParam<Scenario> {};
 
-TEST_P(PowerLoss, LeavesAWholeRecordingInEveryState) {
+TEST_P(PowerLoss, LeavesAWholeRecordingInEveryStateAndReadersSeeNoOther) {
   const Scenario& scenario = GetParam();
   host::Log log(stderr);
   host::FileContext files(host::Durability::kDevice, log);
@@ -143,6 +141,7 @@ TEST_P(PowerLoss, LeavesAWholeRecordingInEveryState) {
       ASSERT_FALSE(HasFailure());
     }
     disk.apply(operations[i]);
+    ASSERT_EQ(reference.faultOf(disk.now()), "") << "what another process reads behind operation " << i;
   }
   RecordProperty("states", static_cast<int>(states));
   RecordProperty("continued", static_cast<int>(continued));

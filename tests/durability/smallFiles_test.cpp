@@ -1,19 +1,12 @@
 // The small files, at the system calls that write and swap them.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cerrno>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <vector>
 
 #include "platform/os/durableFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/testing.h"
 #include "util/bytes.h"
 
 namespace {

@@ -36,7 +36,7 @@ inline ShellAnswer runShell(const std::string& line) {
 /// A program that runs beside the test and reads what the test feeds it. It is killed at the end.
 class ChildProcess {
  public:
-  /// `line` is one command without anything behind it.
+  /// `line` is one command without anything after it.
   explicit ChildProcess(const std::string& line) {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");

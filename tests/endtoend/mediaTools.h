@@ -1,13 +1,10 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstdlib>
-#include <sstream>
-#include <vector>
 
 #include "tests/endtoend/ChildProcess.h"
+#include "tests/support/testing.h"
 
 namespace test {
 
@@ -33,7 +30,7 @@ inline std::string both(const std::string& coding = std::string(kVideoCoding) + 
   return std::string(kVideoSource) + kAudioSource + coding;
 }
 
-/// One frame or packet as ffmpeg's framemd5 tells it.
+/// One frame or packet as ffmpeg's framemd5 prints it.
 struct FrameHash {
   /// Presentation time in ms, rounded.
   std::int64_t timeMs = 0;
@@ -64,7 +61,7 @@ inline std::vector<FrameHash> frameHashes(const std::string& file, const std::st
   return frames;
 }
 
-/// Expects the first frames of the source, each later by the same time, which it answers. Times may differ by so much.
+/// Expects the first frames of the source, each later by the same time, which it returns. Times may differ by so much.
 inline std::int64_t expectPrefix(const std::vector<FrameHash>& found, const std::vector<FrameHash>& source,
                                  std::size_t atLeast, std::int64_t toleranceMs = 0) {
   EXPECT_GE(found.size(), atLeast);

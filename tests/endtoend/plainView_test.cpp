@@ -1,7 +1,5 @@
 // Independent players on the plain view of a recording.
 
-#include <gtest/gtest.h>
-
 #include "tests/endtoend/mediaTools.h"
 #include "tests/support/TempDirectory.h"
 
@@ -32,7 +30,7 @@ TEST_F(PlainViewPlayers, FfmpegDecodesEveryFrameFromThePlaylistAndFromAPipe) {
     expectPrefix(frameHashes(input, "v"), frameHashes(clip_, "v"), 300);
     expectPrefix(frameHashes(input, "a", "copy"), frameHashes(clip_, "a", "copy"), 600, 1);
   }
-  // Byte by byte, as no seek is possible: what stands in front of a sample has to tell where it is.
+  // Byte by byte, as no seek is possible: what is in front of a sample has to say where it is.
   EXPECT_EQ(mustRun("ffmpeg -v warning -i pipe:0 -f null - < '" + piped + "'"), "");
 }
 

@@ -3,11 +3,9 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "host/files/RecordingDirectory.h"
 #include "tests/endtoend/ChildProcess.h"
@@ -56,7 +54,7 @@ class Safety : public InDirectory {
   std::string output_;
 };
 
-TEST_F(Safety, OneRecorderADirectory) {
+TEST_F(Safety, AllowsOneRecorderPerDirectory) {
   fs::create_directory("new");
   for (const std::string options : {"--out new", "--out missing", "--out cam1 --append", "--out cam1 --overwrite"}) {
     SCOPED_TRACE(options);
@@ -197,7 +195,7 @@ TEST_F(Safety, FilesHaveThePermissionsThatTheyShould) {
   for (const auto& [name, content] : readAllFiles("clear")) EXPECT_EQ(mode("clear/" + name), "600") << name;
 }
 
-TEST_F(Safety, SecretsStandOnceInMemoryAndInNoMessage) {
+TEST_F(Safety, KeepsSecretsOnceInMemoryAndInNoMessage) {
   EXPECT_EQ(k2r("keys new keys"), 0);
   for (const char* const file : {"license-server.key", "common.key", "packager.p12"}) {
     EXPECT_EQ(k2r("record in.mtg --out cam2 --config keys/" + std::string(file)), 2);
@@ -300,7 +298,7 @@ TEST_F(Safety, AnAppendRefusesADamagedRecordingAndTakesUpAnInterruptedOne) {
   EXPECT_EQ(k2r("verify cam1"), 0) << output_;
 }
 
-TEST_F(Safety, LimitsAndWrongNamesAreAnswered) {
+TEST_F(Safety, ReportsLimitsAndWrongNames) {
   const std::string stem(238, 'n');
   EXPECT_EQ(k2r("record in.mtg --out " + stem + " --set Recording/SegmentDuration=4000"), 0) << output_;
   EXPECT_EQ(k2r("record in.mtg --out " + stem + "n"), 2);

@@ -1,13 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <cctype>
 #include <initializer_list>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "fragmentation/FragmenterChoice.h"
+#include "tests/support/describe.h"
+#include "tests/support/testing.h"
 
 namespace {
 
@@ -33,23 +29,13 @@ std::vector<SampleInfo> samples(const std::string& text) {
   return result;
 }
 
-/// "write 3 [8000,12000) ->4": action, fragment, range, next state.
-std::string describe(const FragmentDecision& decision) {
-  constexpr const char* kActions[] = {"none", "write", "hold", "skip", "flush", "start", "drop"};
-  const auto& range = decision.range;
-  std::ostringstream out;
-  out << kActions[static_cast<std::uint32_t>(decision.action)] << ' ' << range.fragmentNumber << " [" << range.startTime
-      << ',' << range.endTime << ") ->" << range.nextState;
-  return out.str();
-}
-
-/// Every decision that is not None, a line each, behind the time of its sample.
+/// Every decision that is not None, a line each, after the time of its sample.
 std::string trace(Fragmenter& fragmenter, const std::vector<SampleInfo>& stream) {
   std::ostringstream out;
   for (const auto& sample : stream) {
     const auto decision = fragmenter.addSample(sample);
     if (decision.action == FragmentAction::None) continue;
-    out << sample.time << ' ' << describe(decision) << '\n';
+    out << sample.time << ' ' << test::describe(decision) << '\n';
   }
   return out.str();
 }
@@ -61,14 +47,14 @@ std::string traceOf(const char* stream, std::uint32_t duration = kDuration, bool
   return trace(fragmenter, samples(stream));
 }
 
-/// What closes the open fragment behind such a stream, with this last sample. To ask changes nothing.
+/// What closes the open fragment after such a stream, with this last sample. To ask changes nothing.
 template <typename Kind>
 std::string endOf(const char* stream, const char* last) {
   Kind fragmenter(kDuration, true);
   trace(fragmenter, samples(stream));
   const SampleInfo sample = samples(last).front();
-  const std::string decision = describe(fragmenter.endOfStream(sample));
-  EXPECT_EQ(describe(fragmenter.endOfStream(sample)), decision) << stream << ", asked again";
+  const std::string decision = test::describe(fragmenter.endOfStream(sample));
+  EXPECT_EQ(test::describe(fragmenter.endOfStream(sample)), decision) << stream << ", asked again";
   return decision;
 }
 
@@ -84,83 +70,87 @@ void expectCourses(std::initializer_list<Course> rows) {
 // Each row leads into a state and then leaves it by one of its transitions.
 TEST(AVFragmenter, FollowsEveryTransition) {
   const std::tuple<const char*, const char*, const char*> rows[] = {
-      {"lead-in goes on", "1500 2000k 3999v", "none 0 [0,0) ->1"},
-      {"lead-in, crossing key", "1500 5000k", "start 2 [5000,5000) ->4"},
-      {"lead-in, crossing", "1500 4100", "none 0 [0,0) ->2"},
-      {"awaiting, crossing", "1500 4100 8200 12300", "none 0 [0,0) ->2"},
-      {"awaiting, key in the slot", "1500 4100 5000k", "start 2 [5000,5000) ->4"},
-      {"awaiting, key slots later", "1500 4100 13000k", "start 4 [13000,13000) ->4"},
-      {"open, key in the slot", "0k 1000k", "none 0 [0,0) ->4"},
-      {"open, crossing", "0k 4500v", "none 0 [0,0) ->3"},
-      {"open, crossing by slots", "0k 9000k", "write 1 [0,9000) ->4"},
-      {"slot over, same slot", "0k 4500v 5000v", "none 0 [0,0) ->3"},
-      {"slot over, key", "0k 4500v 5000v 5500k", "write 1 [0,5500) ->4"},
-      {"slot over, crossing", "0k 4500v 8500v", "hold 1 [0,4000) ->6"},
-      {"slot over, crossing key", "0k 4500v 8500k", "hold 1 [0,4000) ->7"},
-      {"held, key", "0k 4500v 8500v 9000k", "flush 2 [4000,9000) ->4"},
-      {"held, crossing", "0k 4500v 8500v 12500v", "skip 2 [4000,8000) ->6"},
-      {"held, crossing by slots", "0k 4500v 20500v 24500v 32500v", "skip 3 [8000,24000) ->6"},
-      {"held, crossing key", "0k 4500v 8500v 12500k", "skip 2 [4000,8000) ->7"},
-      {"held then key, another key", "0k 4500v 8500k 9000k", "none 0 [0,0) ->7"},
-      {"held then key, crossing", "0k 4500v 8500k 12500v", "flush 2 [4000,8000) ->8"},
-      {"held then key, crossing key", "0k 4500v 8500k 12500k", "flush 2 [4000,8000) ->5"},
-      {"open behind, key in the slot", "0k 4500v 8500k 12500k 13000k", "none 0 [0,0) ->5"},
-      {"open behind, crossing key", "0k 4500v 8500k 12500k 16500k", "write 3 [8000,12000) ->5"},
-      {"open behind, crossing", "0k 4500v 8500k 12500k 16500v", "none 0 [0,0) ->3"},
-      {"flushed, key", "0k 4500v 8500k 12500v 13000k", "write 3 [8000,13000) ->4"},
-      {"flushed, crossing", "0k 4500v 8500k 12500v 16500v", "hold 3 [8000,12000) ->6"},
-      {"flushed, crossing key", "0k 4500v 8500k 12500v 16500k", "hold 3 [8000,12000) ->7"},
+      {"lead-in goes on", "1500 2000k 3999v", "none ->leadIn"},
+      {"lead-in, crossing key", "1500 5000k", "start 2 [5000,5000) ->open"},
+      {"lead-in, crossing", "1500 4100", "none ->awaitingKey"},
+      {"awaiting, crossing", "1500 4100 8200 12300", "none ->awaitingKey"},
+      {"awaiting, key in the slot", "1500 4100 5000k", "start 2 [5000,5000) ->open"},
+      {"awaiting, key slots later", "1500 4100 13000k", "start 4 [13000,13000) ->open"},
+      {"open, key in the slot", "0k 1000k", "none ->open"},
+      {"open, crossing", "0k 4500v", "none ->slotOver"},
+      {"open, crossing by slots", "0k 9000k", "write 1 [0,9000) ->open"},
+      {"slot over, same slot", "0k 4500v 5000v", "none ->slotOver"},
+      {"slot over, key", "0k 4500v 5000v 5500k", "write 1 [0,5500) ->open"},
+      {"slot over, crossing", "0k 4500v 8500v", "hold 1 [0,4000) ->held"},
+      {"slot over, crossing key", "0k 4500v 8500k", "hold 1 [0,4000) ->heldThenKey"},
+      {"held, key", "0k 4500v 8500v 9000k", "flush 2 [4000,9000) ->open"},
+      {"held, crossing", "0k 4500v 8500v 12500v", "skip 2 [4000,8000) ->held"},
+      {"held, crossing by slots", "0k 4500v 20500v 24500v 32500v", "skip 3 [8000,24000) ->held"},
+      {"held, crossing key", "0k 4500v 8500v 12500k", "skip 2 [4000,8000) ->heldThenKey"},
+      {"held then key, another key", "0k 4500v 8500k 9000k", "none ->heldThenKey"},
+      {"held then key, crossing", "0k 4500v 8500k 12500v", "flush 2 [4000,8000) ->flushed"},
+      {"held then key, crossing key", "0k 4500v 8500k 12500k", "flush 2 [4000,8000) ->openBehind"},
+      {"open behind, key in the slot", "0k 4500v 8500k 12500k 13000k", "none ->openBehind"},
+      {"open behind, crossing key", "0k 4500v 8500k 12500k 16500k", "write 3 [8000,12000) ->openBehind"},
+      {"open behind, crossing", "0k 4500v 8500k 12500k 16500v", "none ->slotOver"},
+      {"flushed, key", "0k 4500v 8500k 12500v 13000k", "write 3 [8000,13000) ->open"},
+      {"flushed, crossing", "0k 4500v 8500k 12500v 16500v", "hold 3 [8000,12000) ->held"},
+      {"flushed, crossing key", "0k 4500v 8500k 12500v 16500k", "hold 3 [8000,12000) ->heldThenKey"},
   };
   for (const auto& [what, stream, lastDecision] : rows) {
     AVFragmenter fragmenter(kDuration, true);
     FragmentDecision last;
     for (const SampleInfo& sample : samples(stream)) last = fragmenter.addSample(sample);
-    EXPECT_EQ(describe(last), lastDecision) << what;
+    EXPECT_EQ(test::describe(last), lastDecision) << what;
   }
 }
 
 TEST(AVFragmenter, CutsStreamsOnTheGrid) {
   expectCourses(
       {{"samples at the start of a fragment close nothing", traceOf<AVFragmenter>("0k 4000k 4000v 4000k 8000k"),
-        "4000 write 1 [0,4000) ->4\n8000 write 2 [4000,8000) ->4\n"},
+        "4000 write 1 [0,4000) ->open\n8000 write 2 [4000,8000) ->open\n"},
        {"a key frame follows its grid line at the same time", traceOf<AVFragmenter>("0k 4000 4000k"),
-        "4000 write 1 [0,4000) ->4\n"},
+        "4000 write 1 [0,4000) ->open\n"},
        {"nothing is dropped before a key frame at the first time", traceOf<AVFragmenter>("0 0k 4000k"),
-        "4000 write 1 [0,4000) ->4\n"},
+        "4000 write 1 [0,4000) ->open\n"},
        {"the lead-in is kept on request", traceOf<AVFragmenter>("1500 4500k 8000k", kDuration, false),
-        "8000 write 2 [4500,8000) ->4\n"},
+        "8000 write 2 [4500,8000) ->open\n"},
        {"it is kept from the grid line on", traceOf<AVFragmenter>("1500 4500 5000k 8000k", kDuration, false),
-        "8000 write 2 [4000,8000) ->4\n"},
+        "8000 write 2 [4000,8000) ->open\n"},
        {"the end of the clock", traceOf<AVFragmenter>("0k 4294967295k", 0xF0000000, true),
-        "4294967295 write 1 [0,4294967295) ->4\n"},
+        "4294967295 write 1 [0,4294967295) ->open\n"},
        {"as many fragments as there are", traceOf<AVFragmenter>("4294967294k 4294967295k", 1, true),
-        "4294967295 write 4294967295 [4294967294,4294967295) ->4\n"}});
+        "4294967295 write 4294967295 [4294967294,4294967295) ->open\n"}});
 }
 
-TEST(AVFragmenter, TellsItsCourseInEveryDecision) {
-  AVFragmenter fragmenter(kDuration, true);
-  const std::pair<const char*, FragmentDecision> rows[] = {
-      {"0k", {FragmentAction::None, {0, 0, 0, 1, 0, 4}}},
-      {"1000v", {FragmentAction::None, {0, 0, 0, 1, 1, 4}}},
-      {"9000v", {FragmentAction::None, {0, 0, 0, 3, 1, 3}}},
-      {"10000k", {FragmentAction::WriteFragment, {1, 0, 10000, 3, 3, 4}}},
-      {"21000k", {FragmentAction::WriteFragment, {3, 10000, 21000, 6, 3, 4}}},
-  };
-  for (const auto& [sample, expected] : rows)
-    EXPECT_EQ(fragmenter.addSample(samples(sample).front()), expected) << sample;
+/// The numbers that each decision has: the sample's, and in parentheses that of the slot before it.
+template <typename Kind>
+std::string numbersOf(const char* stream) {
+  Kind fragmenter(kDuration, true);
+  std::ostringstream out;
+  for (const auto& sample : samples(stream)) {
+    const auto range = fragmenter.addSample(sample).range;
+    out << range.nextNumber << '(' << range.previousNumber << ") ";
+  }
+  return out.str();
+}
+
+TEST(Fragmenters, ReportTheNumbersOnBothSidesOfASample) {
+  EXPECT_EQ(numbersOf<AVFragmenter>("0k 1000v 9000v 10000k 21000k"), "1(0) 1(1) 3(1) 3(3) 6(3) ");
+  EXPECT_EQ(numbersOf<AudioFragmenter>("0 20000"), "0(0) 6(1) ");
 }
 
 TEST(AVFragmenter, EndOfStreamClosesWhatIsOpen) {
   const std::pair<const char*, const char*> rows[] = {
-      {"", "none 0 [0,0) ->0"},
-      {"1500", "skip 1 [0,20001) ->4294967295"},
-      {"1500 4500", "skip 2 [4000,20001) ->4294967295"},
-      {"0k 4500v", "write 1 [0,20001) ->4294967295"},
-      {"0k", "write 1 [0,20001) ->4294967295"},
-      {"0k 4500v 8500k 12500k", "none 0 [0,0) ->0"},
-      {"0k 4500v 8500v", "flush 2 [4000,20001) ->4294967295"},
-      {"0k 4500v 8500k", "flush 2 [4000,20001) ->4294967295"},
-      {"0k 4500v 8500k 12500v", "write 3 [8000,20001) ->4294967295"},
+      {"", "none"},
+      {"1500", "skip 1 [0,20001) ->ended"},
+      {"1500 4500", "skip 2 [4000,20001) ->ended"},
+      {"0k 4500v", "write 1 [0,20001) ->ended"},
+      {"0k", "write 1 [0,20001) ->ended"},
+      {"0k 4500v 8500k 12500k", "none"},
+      {"0k 4500v 8500v", "flush 2 [4000,20001) ->ended"},
+      {"0k 4500v 8500k", "flush 2 [4000,20001) ->ended"},
+      {"0k 4500v 8500k 12500v", "write 3 [8000,20001) ->ended"},
   };
   for (const auto& [stream, decision] : rows) EXPECT_EQ(endOf<AVFragmenter>(stream, "20000v"), decision) << stream;
 }
@@ -184,45 +174,37 @@ TEST(SampleInfo, IsReadFromAMessage) {
 
 TEST(AudioFragmenter, CutsAtTheFirstSampleOfALaterSlot) {
   expectCourses({{"from a grid line", traceOf<AudioFragmenter>("0 2000 4010 7999d 8000"),
-                  "4010 write 1 [0,4010) ->0\n8000 write 2 [4010,8000) ->0\n"},
+                  "4010 write 1 [0,4010)\n8000 write 2 [4010,8000)\n"},
                  {"a lead-in is dropped", traceOf<AudioFragmenter>("1500 3000 4000 6000 8000"),
-                  "4000 start 1 [1500,4000) ->0\n8000 write 2 [4000,8000) ->0\n"},
+                  "4000 start 1 [1500,4000)\n8000 write 2 [4000,8000)\n"},
                  {"a lead-in is kept on request", traceOf<AudioFragmenter>("1500 4000 8000", kDuration, false),
-                  "8000 write 2 [4000,8000) ->0\n"},
+                  "8000 write 2 [4000,8000)\n"},
                  {"a gap has no decisions of its own", traceOf<AudioFragmenter>("0 4000 24000 24500 28000"),
-                  "4000 write 1 [0,4000) ->0\n24000 write 2 [4000,24000) ->0\n28000 write 7 [24000,28000) ->0\n"},
+                  "4000 write 1 [0,4000)\n24000 write 2 [4000,24000)\n28000 write 7 [24000,28000)\n"},
                  {"video is turned away", traceOf<AudioFragmenter>("0 1000k 4000v 4000"),
-                  "1000 drop 0 [0,0) ->0\n4000 drop 0 [0,0) ->0\n4000 write 1 [0,4000) ->0\n"}});
-}
-
-TEST(AudioFragmenter, TellsTheNumbersOnBothSidesOfAGap) {
-  AudioFragmenter fragmenter(kDuration, true);
-  EXPECT_EQ(fragmenter.addSample(samples("0").front()), FragmentDecision{});
-  const auto range = fragmenter.addSample(samples("20000").front()).range;
-  EXPECT_EQ(range.previousNumber, 1U);
-  EXPECT_EQ(range.nextNumber, 6U);
+                  "1000 drop\n4000 drop\n4000 write 1 [0,4000)\n"}});
 }
 
 TEST(AudioFragmenter, EndOfStreamEndsAtTheLastSample) {
-  EXPECT_EQ(endOf<AudioFragmenter>("", "900"), "write 1 [0,900) ->0");
-  EXPECT_EQ(endOf<AudioFragmenter>("0 4100", "5000"), "write 2 [4100,5000) ->0");
+  EXPECT_EQ(endOf<AudioFragmenter>("", "900"), "write 1 [0,900)");
+  EXPECT_EQ(endOf<AudioFragmenter>("0 4100", "5000"), "write 2 [4100,5000)");
 }
 
 TEST(DualFragmenter, BecomesWhatTheStreamShows) {
-  expectCourses(
-      {{"audio until a fragment is complete", traceOf<DualFragmenter>("0 2000 4000 5000k 8000"),
-        "4000 write 1 [0,4000) ->0\n5000 drop 0 [0,0) ->0\n8000 write 2 [4000,8000) ->0\n"},
-       {"video after audio drops the lead-in", traceOf<DualFragmenter>("0 1000 3000k 4000k"),
-        "3000 start 1 [3000,3000) ->4\n4000 write 1 [3000,4000) ->4\n"},
-       {"video from the start", traceOf<DualFragmenter>("0 0k 2000 4000k"), "4000 write 1 [0,4000) ->4\n"},
-       {"an audio lead-in binds nothing", traceOf<DualFragmenter>("1500 4000 5000k 8000k"),
-        "4000 start 1 [1500,4000) ->0\n5000 start 2 [5000,5000) ->4\n8000 write 2 [5000,8000) ->4\n"},
-       {"audio goes to the video machine", traceOf<DualFragmenter>("0k 4000 6000k"), "6000 write 1 [0,6000) ->4\n"}});
+  expectCourses({{"audio until a fragment is complete", traceOf<DualFragmenter>("0 2000 4000 5000k 8000"),
+                  "4000 write 1 [0,4000)\n5000 drop\n8000 write 2 [4000,8000)\n"},
+                 {"video after audio drops the lead-in", traceOf<DualFragmenter>("0 1000 3000k 4000k"),
+                  "3000 start 1 [3000,3000) ->open\n4000 write 1 [3000,4000) ->open\n"},
+                 {"video from the start", traceOf<DualFragmenter>("0 0k 2000 4000k"), "4000 write 1 [0,4000) ->open\n"},
+                 {"an audio lead-in binds nothing", traceOf<DualFragmenter>("1500 4000 5000k 8000k"),
+                  "4000 start 1 [1500,4000)\n5000 start 2 [5000,5000) ->open\n8000 write 2 [5000,8000) ->open\n"},
+                 {"audio goes to the video machine", traceOf<DualFragmenter>("0k 4000 6000k"),
+                  "6000 write 1 [0,6000) ->open\n"}});
 }
 
 TEST(DualFragmenter, EndOfStreamIsThatOfTheLastSample) {
-  EXPECT_EQ(endOf<DualFragmenter>("0 1000", "2000v"), "skip 1 [0,2001) ->4294967295");
-  EXPECT_EQ(endOf<DualFragmenter>("0 1000", "2000"), "write 1 [0,2000) ->0");
+  EXPECT_EQ(endOf<DualFragmenter>("0 1000", "2000v"), "skip 1 [0,2001) ->ended");
+  EXPECT_EQ(endOf<DualFragmenter>("0 1000", "2000"), "write 1 [0,2000)");
 }
 
 TEST(FragmenterChoice, GivesEachRecordingItsClass) {
@@ -232,9 +214,9 @@ TEST(FragmenterChoice, GivesEachRecordingItsClass) {
   EXPECT_NE(dynamic_cast<DualFragmenter*>(choice.get()), nullptr);
   choice.makeForAppend(kDuration, true);
   EXPECT_EQ(trace(*choice.get(), samples("1500 4000k 8000k")),
-            "4000 start 2 [4000,4000) ->4\n8000 write 2 [4000,8000) ->4\n");
+            "4000 start 2 [4000,4000) ->open\n8000 write 2 [4000,8000) ->open\n");
   choice.makeForAppend(kDuration, false);
-  EXPECT_EQ(trace(*choice.get(), samples("1500k 1500 4000")), "1500 drop 0 [0,0) ->0\n4000 start 1 [1500,4000) ->0\n");
+  EXPECT_EQ(trace(*choice.get(), samples("1500k 1500 4000")), "1500 drop\n4000 start 1 [1500,4000)\n");
 }
 
 }  // namespace

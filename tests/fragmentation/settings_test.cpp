@@ -1,18 +1,11 @@
 // The settings of a recording, and what is made of those that protect it.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <array>
 #include <bit>
 #include <boost/lexical_cast.hpp>
 #include <cstring>
 #include <filesystem>
-#include <functional>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "fragmentation/AdditionalHeader.h"
 #include "fragmentation/EncryptorContext.h"
@@ -23,10 +16,11 @@
 #include "fragmentation/RecordingSettings.h"
 #include "fragmentation/base64.h"
 #include "fragmentation/loadFile.h"
+#include "tests/support/Amf0.h"
 #include "tests/support/FakeLibrary.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 #include "util/QVSException.h"
 #include "util/bytes.h"
 #include "wrappers/rkx/RKXException.h"
@@ -36,7 +30,7 @@ namespace {
 using namespace test;
 using namespace ruvo::k2r;
 
-/// Answers by a rule of the test and notes the sizes of the buffers that it was given.
+/// Returns by a rule of the test and notes the sizes of the buffers that it was given.
 class RuledContext final : public IMOStreamOpenContext {
  public:
   using Rule = std::function<std::int32_t(char* buffer, std::uint32_t size)>;
@@ -302,27 +296,13 @@ TEST(Base64, IsPaddedAndInOneLine) {
   for (const auto& [data, text] : rows) EXPECT_EQ(base64Encode(qvs::util::asBytes(data)), text);
 }
 
-constexpr char kHead[] =
-    "02 0011 7c4164646974696f6e616c486561646572"  // "|AdditionalHeader"
-    "03"
-    "000a 456e6372797074696f6e 03"                  // "Encryption"
-    "0007 56657273696f6e 00 4000000000000000"       // "Version", 2
-    "0006 4d6574686f64 02 0008 5374616e64617264"    // "Method", "Standard"
-    "0005 466c616773 00 0000000000000000"           // "Flags"
-    "0006 506172616d73 03"                          // "Params"
-    "0007 56657273696f6e 00 3ff0000000000000"       // "Version", 1
-    "0013 456e6372797074696f6e416c676f726974686d"   // "EncryptionAlgorithm"
-    "02 0007 4145532d434243"                        // "AES-CBC"
-    "0010 456e6372797074696f6e506172616d73 03"      // "EncryptionParams"
-    "0009 4b65794c656e677468 00 4030000000000000"   // "KeyLength", 16
-    "000009"                                        //
-    "0007 4b6579496e666f 03"                        // "KeyInfo"
-    "0007 73756254797065 02 0008 56616e7472797632"  // "subType", "Vantryv2"
-    "000e 564e5253565f4d45544144415441 03"          // "VNRSV_METADATA"
-    "0008 4d65746164617461";                        // "Metadata"
-constexpr char kTail[] = "000009 000009 000009 000009 000009";
-
 TEST(AdditionalHeader, IsWrittenByteForByte) {
+  test::Amf0 front;
+  front.string("|AdditionalHeader").object().name("Encryption").object();
+  front.name("Version").number(2).name("Method").string("Standard").name("Flags").number(0).name("Params").object();
+  front.name("Version").number(1).name("EncryptionAlgorithm").string("AES-CBC");
+  front.name("EncryptionParams").object().name("KeyLength").number(16).end();
+  front.name("KeyInfo").object().name("subType").string("Vantryv2").name("VNRSV_METADATA").object().name("Metadata");
   const std::pair<const char*, std::string> rows[] = {
       {"02 0004", "QUJD"}, {"02 ffff", std::string(65535, 'A')}, {"0c 00010000", std::string(65536, 'A')}};
   for (const auto& [lengthImage, metadata] : rows) {
@@ -330,7 +310,7 @@ TEST(AdditionalHeader, IsWrittenByteForByte) {
     AdditionalHeader header;
     header.metadata = metadata;
     writeAdditionalHeader(out, header);
-    EXPECT_EQ(hex(out.str()), hex(fromHex(std::string(kHead) + lengthImage + hex(metadata) + kTail)));
+    EXPECT_EQ(hex(out.str()), hex(fromHex(front.hex() + lengthImage + hex(metadata) + Amf0().end(5).hex())));
   }
 }
 

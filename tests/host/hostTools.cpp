@@ -1,15 +1,10 @@
 #include "tests/host/hostTools.h"
 
-#include <algorithm>
-#include <sstream>
-#include <stdexcept>
-
 #include "host/StopSignal.h"
 #include "host/commands.h"
 #include "host/files/smallFiles.h"
 #include "host/input/openInput.h"
 #include "tests/support/Recorder.h"
-#include "tests/support/hex.h"
 #include "tests/support/loadModule.h"
 #include "tests/support/tagFile.h"
 #include "util/bytes.h"

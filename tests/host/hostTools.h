@@ -1,15 +1,8 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapInfo.h"
@@ -20,6 +13,7 @@
 #include "tests/support/StreamBuilder.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/testing.h"
 
 namespace test {
 
@@ -82,7 +76,7 @@ struct RecordingPlan {
   std::vector<StreamMessage> messages = {};
   std::map<std::string, std::string> settings = {};
   bool stop = true;
-  /// Recorded behind that by an append, which ends the same way.
+  /// Recorded after that by an append, which ends the same way.
   std::vector<StreamMessage> appended = {};
 };
 
@@ -122,12 +116,12 @@ bool names(const host::Verification& verification, const std::string& file, std:
 
 /// Video and audio of few frames, so that files are small.
 StreamBuilder av(std::uint32_t keyFrames = 2000);
-/// AVC frames at the times of a text, of which key frames have a "k" behind them.
+/// AVC frames at the times of a text, of which key frames have a "k" after them.
 std::vector<StreamMessage> framesAt(const std::string& times);
 /// VP6, MP3, script data of both kinds, and now and then a picture of no bytes.
 std::vector<StreamMessage> otherCodecs(std::uint32_t until);
 
-/// Answers what a check says of a recording, which is to be whole.
+/// Returns what a check says of a recording, which is to be whole.
 host::Verification expectWhole(const std::string& directory);
 
 /// All messages of an input.

@@ -3,10 +3,7 @@
 #include "host/OutputDirectory.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <array>
 
 #include "fragmentation/FragmentationConfig.h"
 #include "host/FileContext.h"

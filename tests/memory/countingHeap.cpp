@@ -37,7 +37,7 @@ extern "C" __attribute__((visibility("default"))) std::int64_t countingHeapLive(
   return taken - givenBack;
 }
 
-/// How many of the module's four operators that do not throw answer null where there is no memory.
+/// How many of the module's four operators that do not throw return null where there is no memory.
 extern "C" __attribute__((visibility("default"))) int countingHeapNullsWhileShort() {
   constexpr std::align_val_t kAlignment{32};
   isShort = true;

@@ -1,15 +1,10 @@
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstdlib>
 #include <regex>
-#include <stdexcept>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "tests/support/Recorder.h"
+#include "tests/support/testing.h"
 
 namespace {
 
@@ -60,7 +55,7 @@ TEST(OwnMemory, AllBlocksComeFromTheHeapAndGoBackToIt) {
   }
 }
 
-TEST(OwnMemory, OperatorsThatDoNotThrowAnswerNull) {
+TEST(OwnMemory, NothrowOperatorsReturnNull) {
   EXPECT_EQ(find<int()>("countingHeapNullsWhileShort")(), 4);
 }
 

@@ -1,15 +1,11 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <string>
-#include <vector>
-
 #include "fragmentation/AfraBox.h"
 #include "fragmentation/BootstrapReader.h"
 #include "tests/support/Recorder.h"
+#include "tests/support/describe.h"
 #include "tests/support/loadModule.h"
+#include "tests/support/testing.h"
 
 namespace test {
 
@@ -39,35 +35,18 @@ struct OpenRecorder : Recorder {
   }
   std::uint32_t duration() { return adaptor().getDuration(handle()); }
 
-  /// The index file of a segment as text, an entry each: "fragment@time:place", the place being "held", "none" or
-  /// "written".
+  /// As describe() has them.
   std::string index(const std::string& segment = "Seg1") const {
     std::istringstream in(content(segment + ".k2i"));
     ruvo::k2r::AfraIndex index;
     ruvo::k2r::readAfra(in, index);
-    std::string text;
-    for (const auto& entry : index.globalEntries) {
-      const bool held = entry.afraOffset == ruvo::k2r::kHeldFragmentOffset;
-      text += (text.empty() ? "" : " ") + std::to_string(entry.fragment) + "@" + std::to_string(entry.time) +
-              (held ? ":held" : (entry.isWritten() ? ":written" : ":none"));
-    }
-    return text;
+    return describe(index);
   }
-  /// The bootstrap as text: "segment x fragments", then "first@timestamp+duration" or "first@timestamp!discontinuity"
-  /// for each run.
   std::string bootstrap() const {
     std::istringstream in(content(".bootstrap"));
     ruvo::k2r::BootstrapInfo info;
     ruvo::k2r::readBootstrap(in, info);
-    std::ostringstream text;
-    for (const auto& run : info.segmentRunTables.at(0).segmentRuns)
-      text << run.firstSegment << "x" << run.fragmentsPerSegment << " ";
-    text << "|";
-    for (const auto& run : info.fragmentRunTables.at(0).fragmentRuns) {
-      text << " " << run.firstFragment << "@" << run.firstTimestamp;
-      run.duration != 0 ? text << "+" << run.duration : text << "!" << run.discontinuity;
-    }
-    return text.str();
+    return describe(info);
   }
 };
 

@@ -1,21 +1,18 @@
 // Parts of the adaptor: segment files, their names, and how it reads its own settings.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <tuple>
 
 #include "modules/streams/k2r/K2RIOStream.h"
 #include "modules/streams/k2r/k2rAdaptor.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/testing.h"
 #include "util/QVSException.h"
 
 namespace qvs::k2r {
 namespace {
 
-/// Tells what reaches the host.
+/// Notes what reaches the host.
 class CountingFiles : public test::DiskFileContext {
  public:
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override {
@@ -94,7 +91,7 @@ TEST_F(SegmentStream, ClosesOnceWithItsLastReferenceAndCanBeOpenedAgain) {
   EXPECT_EQ(sizeOf(stream_), 2U) << "as far as it is known without a status";
 }
 
-TEST_F(SegmentStream, AnswersNothingWhereThereIsNothing) {
+TEST_F(SegmentStream, TransfersNothingWhereThereIsNothing) {
   char byte = 0;
   EXPECT_EQ(stream_.read(&byte, 1), 0U) << "closed";
   EXPECT_EQ(stream_.write(&byte, 1), 0U) << "closed";
@@ -124,7 +121,7 @@ TEST_F(AdaptorConfig, ChangesABoolOnTheExactTextOnly) {
   }
 }
 
-TEST_F(AdaptorConfig, HoldsNumbersWithinTheirBounds) {
+TEST_F(AdaptorConfig, KeepsNumbersWithinTheirBounds) {
   constexpr std::uint32_t kMost = 0xFFFFFFFF, kUnchanged = 99;
   using Row = std::tuple<std::string, std::uint32_t, std::uint32_t, std::uint32_t>;
   for (const auto& [text, minimum, maximum, expected] :

@@ -1,12 +1,7 @@
-// A host whose services fail or throw: what record() answers, what is in the recording then, and that nothing leaves
+// A host whose services fail or throw: what record() returns, what is in the recording then, and that nothing leaves
 // the module.
 
-#include <gtest/gtest.h>
-
-#include <tuple>
-
 #include "tests/modules/OpenRecorder.h"
-#include "tests/support/hex.h"
 
 namespace {
 
@@ -23,7 +18,7 @@ std::size_t occurrences(const std::string& text, const std::string& part) {
   return count;
 }
 
-/// Key frames every 8500, so that each is the first frame behind a grid line and fragments are held.
+/// Key frames every 8500, so that each is the first frame after a grid line and fragments are held.
 std::vector<StreamMessage> offTheGrid(std::initializer_list<std::uint32_t> times) {
   std::vector<StreamMessage> messages;
   for (const auto time : times) messages.push_back(avcFrame(time, time % 4000 == 500 || time == 0, 100, time));
@@ -37,7 +32,7 @@ TEST(FullDisk, CostsTheMessageThatMeetsItUnlessItIsSentAgain) {
     std::vector<StreamMessage> before;
     StreamMessage met;
     std::vector<StreamMessage> behind;
-    /// Refused behind it, and the index, where it is not sent again, and where it is.
+    /// Refused after it, and the index, where it is not sent again, and where it is.
     std::size_t lost;
     const char* lostIndex;
     const char* keptIndex;

@@ -1,9 +1,6 @@
-// Opening, stopping, erasing, closing and continuing; the module's fixed answers.
-
-#include <gtest/gtest.h>
+// Opening, stopping, erasing, closing and continuing; the module's fixed results.
 
 #include <boost/algorithm/string/replace.hpp>
-#include <tuple>
 
 #include "tests/modules/OpenRecorder.h"
 
@@ -11,7 +8,7 @@ namespace {
 
 using namespace test;
 
-/// Does not tell the status of one path.
+/// Does not return the status of one path.
 class StubbornFiles : public DiskFileContext {
  public:
   std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override {
@@ -86,7 +83,7 @@ TEST(Appending, GoesOnWhereTheIndexEnds) {
     recorder.stop();
     EXPECT_EQ(recorder.index(),
               "1@0:written 2@4000:written 3@20000:none 4@20000:none 5@20000:none 6@20000:written 7@24000:written");
-    EXPECT_EQ(recorder.bootstrap(), "1x7 | 1@0+4000 3@0!2 6@20000+4000 0@0!0");
+    EXPECT_EQ(recorder.bootstrap(), "1x7 | 1@0+4000 3@0!jump 6@20000+4000 end");
     EXPECT_EQ(recorder.duration(), 28000U);
     EXPECT_EQ(recorder.log(), "");
     // The table at the old end is the only thing that may go.
@@ -95,7 +92,7 @@ TEST(Appending, GoesOnWhereTheIndexEnds) {
   }
 }
 
-TEST(Appending, HoldsTheStreamToItsTracks) {
+TEST(Appending, RefusesMessagesOfOtherTracks) {
   OpenRecorder recorder(video().until(4001));
   recorder.stopAndClose();
   ASSERT_TRUE(recorder.open(kAppend));
@@ -167,7 +164,7 @@ TEST(Erasing, RemovesTheDirectory) {
   EXPECT_FALSE(std::filesystem::exists(recorder.directory()));
 }
 
-TEST(Adaptor, TellsItsAttributes) {
+TEST(Adaptor, ReturnsItsAttributes) {
   OpenRecorder recorder(video().until(4001));
   const std::tuple<std::uint32_t, std::uint32_t, bool, std::uint32_t, std::uint64_t> rows[] = {
       {1, 4, true, 4, 0x1111111100000000},  {2, 4, true, 4, 0x1111111100000FA0},

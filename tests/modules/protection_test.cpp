@@ -2,20 +2,15 @@
 // process.
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <span>
-#include <tuple>
 
 #include "tests/modules/OpenRecorder.h"
 #include "tests/support/ProtectionSet.h"
-#include "tests/support/hex.h"
 
 namespace {
 
@@ -189,7 +184,7 @@ TurnedKey makeKeyFile(const std::string& path) {
   return turned;
 }
 
-/// How often the key stands in the writable memory of this process, what a sanitizer fences off included.
+/// How often the key is in the writable memory of this process, what a sanitizer fences off included.
 [[gnu::no_sanitize("address")]] std::size_t countInMemory(const TurnedKey& turned) {
   std::size_t found = 0;
   std::ifstream maps("/proc/self/maps");

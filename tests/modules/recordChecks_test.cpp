@@ -1,13 +1,10 @@
 // What record() takes, skips and refuses, with the words that go to the host's log; the metadata that a recording
 // begins with, and the time offset that the host gives.
 
-#include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <tuple>
-
 #include "tests/modules/OpenRecorder.h"
-#include "tests/support/hex.h"
+#include "tests/support/Amf0.h"
 
 // The letters of a Turkish host, where "I" is not the capital of "i". The module finds them in front of the C
 // library's.
@@ -23,7 +20,7 @@ StreamMessage message(std::uint8_t type, const std::string& data, std::uint32_t 
   return {type, time, fromHex(data)};
 }
 
-TEST(RecordChecks, AnswerEachMessageByItself) {
+TEST(RecordChecks, AcceptOrRefuseEachMessage) {
   constexpr char kNoDescriptor[] = "error: Unable to create sample descriptor for message.\n";
   const std::tuple<const char*, StreamMessage, bool, const char*> rows[] = {
       {"an aggregate", message(22, "0102"), false, "error: Invalid message type.\n"},
@@ -46,7 +43,7 @@ TEST(RecordChecks, AnswerEachMessageByItself) {
   }
 }
 
-TEST(RecordChecks, HoldMessagesAgainstTheTracks) {
+TEST(RecordChecks, CompareMessagesWithTheTracks) {
   OpenRecorder recorder(video().until(2000));
   EXPECT_FALSE(recorder.record(message(9, "140001", 2000))) << "another video codec";
   EXPECT_TRUE(recorder.record(avcSequenceHeader(2000))) << "a second header";
@@ -108,7 +105,7 @@ TEST(Jumps, BeyondTheSizeOfAnIndexAreRefusedAndLeaveNoTrace) {
     const char* why;
     std::vector<StreamMessage> before;
     StreamMessage jump;
-    /// Goes on where `before` ends.
+    /// Continues where `before` ends.
     StreamBuilder behind;
     std::uint32_t from;
     bool append = false;
@@ -166,9 +163,9 @@ TEST(Jumps, OfALeadInAreTaken) {
   EXPECT_EQ(recorder.log(), "");
 }
 
-/// Script data in AMF0 from hex, behind the string "onMetaData".
+/// Script data in AMF0 from hex, after the string "onMetaData".
 StreamMessage metadataOf(const std::string& arguments) {
-  return message(18, "02 000a 6f6e4d65746144617461" + arguments);
+  return message(18, Amf0().string("onMetaData").hex() + arguments);
 }
 
 /// Width and height in the video's sample entry of a segment.
@@ -194,22 +191,24 @@ TEST(Metadata, IsExpectedBeforeOtherMessages) {
 }
 
 TEST(Metadata, GivesThePictureSize) {
-  const std::string number320 = "00 4074000000000000";
+  const std::string description = Amf0().string("onMetaData").hex();
+  const auto object = [] { return Amf0().object(); };
   const std::tuple<const char*, StreamMessage, const char*> rows[] = {
-      {"names in any case", metadataOf("03 0005 5749445448" + number320 + "0006 486569676874" + number320 + "000009"),
+      {"names in any case", metadataOf(object().name("WIDTH").number(320).name("HEIGHT").number(320).end().hex()),
        "01400140"},
-      {"a fraction is cut", metadataOf("03 0005 7769647468 00 40740ccccccccccd 000009"), "01400000"},
-      {"a string is passed over", metadataOf("03 0005 7769647468 02 0003 333230 000009"), "00000000"},
-      {"a longer name is another one", metadataOf("03 0006 776964746873" + number320 + "000009"), "00000000"},
-      {"a number", metadataOf(number320), "00000000"},
+      {"a fraction is cut", metadataOf(object().name("width").number(320.8).end().hex()), "01400000"},
+      {"a string is passed over", metadataOf(object().name("width").string("320").end().hex()), "00000000"},
+      {"a longer name is another one", metadataOf(object().name("widths").number(320).end().hex()), "00000000"},
+      {"a number", metadataOf(Amf0().number(320).hex()), "00000000"},
       {"no argument", metadataOf(""), "00000000"},
-      {"a typed object is no description", metadataOf("10 0001 61 0005 7769647468" + number320 + "000009"), "00000000"},
-      {"an array", metadataOf("08 00000001 0006 686569676874" + number320 + "000009"), "00000140"},
+      {"a typed object is no description", metadataOf("10" + Amf0().name("a").name("width").number(320).end().hex()),
+       "00000000"},
+      {"an array", metadataOf(Amf0().array(1).name("height").number(320).end().hex()), "00000140"},
       {"AMF3, an object of a class",
-       {15, 0, fromHex("00 02 000a 6f6e4d65746144617461 11 0a 23 03 61 0b 7769647468 0d 686569676874 04 8200 04 8134")},
+       {15, 0, fromHex("00" + description + "11 0a 23 03 61 0b 7769647468 0d 686569676874 04 8200 04 8134")},
        "010000b4"},
       {"AMF3, an anonymous object with dynamic members",
-       {15, 0, fromHex("00 02 000a 6f6e4d65746144617461 11 0a 0b 01 0b 7769647468 04 8200 0d 686569676874 04 8134 01")},
+       {15, 0, fromHex("00" + description + "11 0a 0b 01 0b 7769647468 04 8200 0d 686569676874 04 8134 01")},
        "010000b4"}};
   for (const auto& [why, message, size] : rows) {
     OpenRecorder recorder({message, avcSequenceHeader(0)});
@@ -254,10 +253,14 @@ void sendContext(Recorder& recorder, const std::string& payload, std::uint8_t ty
 }
 
 /// The command onTimeCoordInfo, and its argument.
-const std::string kName = "02 000f 6f6e54696d65436f6f7264496e666f ";
-const std::string kCommand = kName + "00 0000000000000000 05 ";
-const std::string kTwelve = kCommand + "03 000f 73747265616d2d6162736f6c757465 00 4028000000000000 000009";
-const std::string kTwelveAndAHalf = kCommand + "03 000f 73747265616d2d6162736f6c757465 00 4029000000000000 000009";
+const std::string kName = Amf0().string("onTimeCoordInfo").hex();
+const std::string kCommand = kName + Amf0().number(0).null().hex();
+
+std::string commandWith(double seconds, const char* name = "stream-absolute") {
+  return kCommand + Amf0().object().name(name).number(seconds).end().hex();
+}
+
+const std::string kTwelve = commandWith(12);
 
 TEST(TimeOffset, MovesEveryTimeFromTheNextMessageOn) {
   OpenRecorder recorder;
@@ -266,7 +269,7 @@ TEST(TimeOffset, MovesEveryTimeFromTheNextMessageOn) {
   EXPECT_EQ(recorder.index(), "4@12000:written");
   EXPECT_EQ(recorder.duration(), 4000U);
 
-  sendContext(recorder, kTwelveAndAHalf);
+  sendContext(recorder, commandWith(12.5));
   EXPECT_TRUE(recorder.record(avcFrame(7500, true, 50, 1)));
   EXPECT_EQ(recorder.index(), "4@12000:written 5@16000:written");
   sendContext(recorder, kTwelve);
@@ -276,18 +279,17 @@ TEST(TimeOffset, MovesEveryTimeFromTheNextMessageOn) {
 
 TEST(TimeOffset, ComesInAMessageOfAnyKindThatHasACommand) {
   const std::string data = kName + kTwelve.substr(kCommand.size());
-  const std::tuple<std::uint8_t, std::string, bool> rows[] = {
-      {20, kTwelve, true},
-      {17, "03" + kTwelve, true},
-      {18, data, true},
-      {15, "00" + data, true},
-      {15, "ff" + data, true},
-      {0xB4, kTwelve, true},
-      {9, kTwelve, false},
-      {20, "", false},
-      {20, "02 0003 6f6e58", false},
-      {20, kName, false},
-      {20, kCommand + "03 0005 6f74686572 00 4028000000000000 000009", false}};
+  const std::tuple<std::uint8_t, std::string, bool> rows[] = {{20, kTwelve, true},
+                                                              {17, "03" + kTwelve, true},
+                                                              {18, data, true},
+                                                              {15, "00" + data, true},
+                                                              {15, "ff" + data, true},
+                                                              {0xB4, kTwelve, true},
+                                                              {9, kTwelve, false},
+                                                              {20, "", false},
+                                                              {20, "02 0003 6f6e58", false},
+                                                              {20, kName, false},
+                                                              {20, commandWith(12, "other"), false}};
   for (const auto& [type, payload, isSet] : rows) {
     OpenRecorder recorder;
     sendContext(recorder, payload, type);

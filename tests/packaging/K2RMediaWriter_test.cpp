@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-
 #include "tests/packaging/recordingFixture.h"
 #include "util/QVSException.h"
 
@@ -139,6 +137,16 @@ TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationUntilItHasCaughtUpWithALateSta
             "8@4000*[soun 12+1]");
 }
 
+TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationThatAFailedWriteDidNotStore) {
+  addMp3Track();
+  add(8, 0, "2f aa");
+  const auto writer = newSegment();
+  file.failingWrite = file.writes.size();
+  EXPECT_THROW(write(*writer), krvo::k2m::Exception);
+  write(*writer);
+  EXPECT_EQ(image().fragments.at(0), "8@0*[soun 12+1]");
+}
+
 TEST_F(K2RMediaWriterTest, StopsAtTheFirstTimestampAtTheLimit) {
   addMp3Track();
   const std::pair<std::uint32_t, const char*> rows[] = {
@@ -191,7 +199,7 @@ TEST_F(K2RMediaWriterAppend, RefusesASegmentWithoutAHintTrack) {
   const std::uint64_t position = write(*newSegment());
   const std::string hintHandler = "hint";
   const auto bytes = asBytes(hintHandler);
-  // The last one: the track reference of that name stands in front of the handler.
+  // The last one: the track reference of that name is in front of the handler.
   const auto found = std::find_end(file.bytes.begin(), file.bytes.end(), bytes.begin(), bytes.end());
   ASSERT_NE(found, file.bytes.end());
   *found = std::byte{'H'};

@@ -1,13 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "packaging/mp4/K2MAdaptor/source/AACBitstream.h"
 #include "packaging/mp4/K2MAdaptor/source/CBitstreamReader.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 
 namespace {
 

@@ -1,17 +1,12 @@
 // Messages, and the arenas that their memory comes from.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "packaging/NQMessage.h"
 #include "packaging/PooledMemoryArena.h"
 #include "packaging/RefCountedMemoryArena.h"
 #include "packaging/RefMessage.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 #include "util/QVSException.h"
 
 namespace {
@@ -79,7 +74,7 @@ TEST(Messages, KnowTheirCodecsByANibble) {
   }
 }
 
-TEST(Messages, TellWhatTheyCarry) {
+TEST(Messages, DescribeWhatTheyCarry) {
   const std::tuple<std::uint8_t, const char*, const char*> rows[] = {
       {9, "14 0100000000", "video key VP6F+2"},
       {9, "57 0200000000", "video command H264+5 packet2"},

@@ -1,7 +1,5 @@
 // Protected recordings on a fake library: their tags and the descriptions of their tracks, byte for byte.
 
-#include <gtest/gtest.h>
-
 #include "packaging/EncryptedK2RMediaWriterPolicy.h"
 #include "tests/packaging/recordingFixture.h"
 #include "tests/support/FakeLibrary.h"

@@ -1,13 +1,6 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <memory>
-#include <sstream>
-#include <string>
 #include <variant>
-#include <vector>
 
 #include "packaging/IPackagerContext.h"
 #include "packaging/K2RMediaWriter.h"
@@ -18,7 +11,7 @@
 #include "packaging/SampleDescriptors.h"
 #include "platform/container/reading/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 
 namespace test {
 
@@ -29,7 +22,7 @@ inline constexpr char kEsds[] =
     "800102";
 
 /// What a sample description says: format and handler code, picture or sound, the length of the codec header, and the
-/// header itself with the protection behind it.
+/// header itself with the protection after it.
 inline std::string describe(const ruvo::k2rpkgutil::K2RSampleDescriptor& descriptor) {
   using namespace ruvo::k2rpkgutil;
   const SampleDescInfo& info = *descriptor.info;
@@ -196,7 +189,7 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
     properties.tracks.push_back(track);
     return *track;
   }
-  /// Behind the description of the track's own, that of another first message.
+  /// After the description of the track's own, that of another first message.
   void addSecondDescription(ruvo::k2rpkgutil::K2RTrack& track, std::uint8_t type, const char* firstData) {
     track.sampleDescriptors.push_back(addTrack(type, firstData).sampleDescriptors.front());
     properties.tracks.pop_back();
@@ -228,7 +221,7 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
     const auto bootstrap = fromHex("0a0b0c0d0e");
     return writer.writeFragment(queue, limit, bootstrap).position;
   }
-  /// The one fragment of a new segment that holds the queue.
+  /// The one fragment of a new segment that contains the queue.
   std::string writtenAlone() {
     write(*newSegment());
     return image().fragments.at(0);

@@ -1,15 +1,12 @@
 // Tags rebuilt from the samples that a segment stores.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
 
 #include "packaging/NQMessage.h"
 #include "packaging/RefCountedMemoryArena.h"
 #include "tests/support/MemoryStream.h"
 #include "tests/support/SegmentMaker.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 #include "util/QVSException.h"
 #include "util/bytes.h"
 #include "wrappers/k2m/Reader.h"

@@ -59,7 +59,7 @@ class Trial {
     recorder_.close();
     ++totals_.sessions;
     totals_.messages += session.messages.size();
-    // What a clock that restarts behind the end makes of an index: nothing more is recorded, and the stop fails.
+    // What a clock that restarts after the end makes of an index: nothing more is recorded, and the stop fails.
     const auto& lines = recorder_.host.lines;
     const bool failed =
         std::any_of(lines.begin() + static_cast<std::ptrdiff_t>(line), lines.end(), [](const auto& text) {

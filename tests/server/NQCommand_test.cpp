@@ -1,23 +1,20 @@
-// Commands: their names, their parts, how they are written, and what the message dump and the parse log tell of them.
+// Commands: their names, their parts, how they are written, and what the message dump and the parse log say of them.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <string>
-#include <tuple>
 
 #include "server/NQCommand.h"
 #include "server/NQCommandTable.h"
 #include "server/messagedump.h"
+#include "tests/support/Amf0.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 
 namespace {
 
 using qvs::MessageKind;
+using test::Amf0;
 using test::fromHex;
 using test::hex;
 
@@ -31,9 +28,8 @@ qvs::SingleMessagePtr messageOf(int type, const std::string& payload) {
   return message;
 }
 
-const std::string kConnect = "02 0007 636f6e6e656374 ";
-const std::string kOnMetaData = "02 000a 6f6e4d65746144617461 ";
-const std::string kOne = "00 3ff0000000000000 ";
+const std::string kConnect = Amf0().string("connect").hex(), kOnMetaData = Amf0().string("onMetaData").hex();
+const std::string kOne = Amf0().number(1).hex();
 const std::string kObject = "03 0001 61 0101 000009 ";
 
 TEST(NQCommandTable, FindsNamesInAnyCase) {
@@ -166,9 +162,10 @@ TEST(NQCommandWriting, TextOfLongArgumentsIsCut) {
   }
 }
 
-TEST(MessageDump, TellsKindAndContent) {
+TEST(MessageDump, ShowsKindAndContent) {
   // A name, an id and one beyond 32 bits.
-  const std::string name = "02 0004 706c6179 ", id = "00 4008000000000000 ", wide = "00 41f0000000200000";
+  const std::string name = Amf0().string("play").hex(), id = Amf0().number(3).hex(),
+                    wide = Amf0().number(0x100000002).hex();
   const std::tuple<int, std::string, const char*, const char*> rows[] = {
       {4, "0003 00001388", "kMsgUserCtrl", " kMsgSetBufferLen 000300001388"},
       {7, "00ff", "kMsgVirtualUserControl", " ctrlMsgType=255 00FF"},
@@ -212,7 +209,7 @@ TEST(MessageDump, TimesAreSigned) {
   EXPECT_EQ(dumpMessage(message), " kMsgVideo idByte=9 streamId=16777215 time=-1 kVideoCodecH264");
 }
 
-TEST(NQCommandLog, TellsHowFarTheLastPayloadWasRead) {
+TEST(NQCommandLog, SaysHowFarTheLastPayloadWasRead) {
   const std::string nothing = "](Command data kUndefinedType)( Command args";
   const std::tuple<int, const char*, const char*, std::string> rows[] = {
       {20, "02 0005 61", "command type (first arg)", "0: [0" + nothing},

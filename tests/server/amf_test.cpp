@@ -1,17 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <initializer_list>
-#include <limits>
 #include <regex>
-#include <sstream>
-#include <string>
-#include <tuple>
-#include <utility>
 
 #include "server/AMF0Items.h"
 #include "tests/support/ScriptCodec.h"
 #include "tests/support/TestHost.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 
 namespace {
 
@@ -88,7 +81,7 @@ TEST(AMF0, StringsTakeTheLongFormFrom65536BytesOn) {
   EXPECT_EQ(writtenHex(NQDataValue::string(std::string(65536, 'x'))).substr(0, 17), "0c000100 00787878");
 }
 
-/// A value as AMF3 has it stands behind this: within an array, as AMF0 has forms of its own for what stands alone.
+/// A value as AMF3 has it follows this: within an array, as AMF0 has forms of its own for what is alone.
 const std::string kInArray = "11 09 03 01";
 
 // Each marker of AMF3 (AMF 3 specification, 3.1).

@@ -1,21 +1,13 @@
 #include "server/compositemessage.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 #include "util/NQThrowable.h"
 #include "util/messagebuffer.h"
 
 namespace qvs {
 namespace {
 
-/// The aggregate over a block that holds just this body.
+/// The aggregate over a block that contains just this body.
 CompositeMessagePtr compositeOf(const char* body) {
   const auto bytes = test::fromHex(body);
   const auto block = NQMemoryPtr::make(static_cast<std::uint32_t>(bytes.size()));
@@ -83,7 +75,7 @@ TEST(CompositeMessage, CountsKindsAndCodecs) {
 }
 
 TEST(CompositeMessage, RefusesBodiesThatDoNotAddUpAndBlocksThatAreNotThere) {
-  // No member, half a header, a header only, lengths beyond the body and beyond all, a rest behind the last member.
+  // No member, half a header, a header only, lengths beyond the body and beyond all, a rest after the last member.
   for (const char* body : {"", "08000002 000005", "08000000 00000500 000000", "08000003 00000500 000000 af01",
                            "08ffffff 00000500 000000 af01 0000000d", "08000000 00000500 000000 0000000b 08"})
     EXPECT_THROW(compositeOf(body), NQException) << body;

@@ -1,12 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <string>
-#include <tuple>
-#include <vector>
-
 #include "tests/support/ScriptCodec.h"
-#include "tests/support/hex.h"
 #include "tests/support/sameValue.h"
+#include "tests/support/testing.h"
 
 namespace {
 
@@ -28,7 +22,7 @@ Lines logOf(const std::string& image) {
   return codec.errorLog();
 }
 
-TEST(ScriptErrors, LogTellsWhereWhatAndTheWayOut) {
+TEST(ScriptErrors, LogSaysWhereWhatAndInWhichValues) {
   const std::string front = "Error occured in serializing message buffer at position ";
   const Lines expected = {front + "5:\nMessage Buffer: (03 00 01 a 00 ? F0 )",
                           "Message data is not complete",
@@ -150,7 +144,7 @@ TEST(ScriptAllowance, RefusesMoreThanItsLengthAllows) {
   }
 }
 
-// Data that holds itself: a payload and where a text lies in it, whose count tells whether the data has gone.
+// Data that contains itself: a payload and where a text lies in it, whose count says whether the data has gone.
 const std::pair<const char*, const char*> kCyclic[] = {
     {"object", "03 0001 70 02 0001 70 0001 73 07 0000 000009"},
     {"array", "08 00000000 0001 70 02 0001 70 0001 73 07 0000 000009"},

@@ -1,12 +1,6 @@
 #include "shared_nqserver/nqmessage.h"
 
-#include <gtest/gtest.h>
-
-#include <sstream>
-#include <tuple>
-#include <vector>
-
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 #include "util/bytes.h"
 
 namespace qvs {
@@ -20,7 +14,7 @@ NQMessagePtr messageOf(MessageKind kind, const char* payload) {
   return message;
 }
 
-TEST(MessageHeader, StandsAsOnTheWire) {
+TEST(MessageHeader, IsLaidOutAsOnTheWire) {
   auto message = NQMessagePtr::make(0U);
   message->setHeader(Message::Header(test::fromHex("a8000000 00000000 000000")));
   message->setType(MessageKind::kVideo);
@@ -42,7 +36,7 @@ TEST(MessageHeader, ProtectionBitBecomesAFlag) {
   EXPECT_FALSE(message->protectedFlag());
 }
 
-TEST(SingleMessage, TellsFramesByTheFirstByte) {
+TEST(SingleMessage, ClassifiesFramesByTheFirstByte) {
   using Row = std::tuple<MessageKind, const char*, const char*>;
   using enum MessageKind;
   for (const auto& [kind, payload, expected] :
@@ -59,7 +53,7 @@ TEST(SingleMessage, TellsFramesByTheFirstByte) {
   }
 }
 
-TEST(SingleMessage, TheHeaderTellsWhetherThereIsAFirstByte) {
+TEST(SingleMessage, HasAFirstByteIfTheHeaderSaysSo) {
   const auto audio = messageOf(MessageKind::kAudio, "af01");
   audio->setLength(0, false);
   EXPECT_EQ(audio->codec(), 0);

@@ -1,13 +1,7 @@
 #include "shared_nqserver/nqparser.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "shared_nqserver/NQAMF3Parser.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 
 namespace {
 

@@ -1,12 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <string>
-#include <tuple>
-
 #include "shared_nqserver/NQDataArray.h"
 #include "shared_nqserver/NQDataValue.h"
 #include "tests/support/ScriptCodec.h"
+#include "tests/support/testing.h"
 
 namespace {
 
@@ -16,7 +11,7 @@ NQDataValue containerOf(const NQDataArrayPtr& array) {
   return NQDataValue::container(NQDataKind::kArrayType, array);
 }
 
-TEST(NQDataValue, ConversionsAnswerForAnyKind) {
+TEST(NQDataValue, ConvertsFromAnyKind) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
   constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
@@ -54,7 +49,7 @@ TEST(NQDataValue, CopiesShareAndClearedOnesLetGo) {
   EXPECT_EQ(text->refCount() + array->refCount() + memory->refCount(), 6);
 }
 
-TEST(NQDataDump, TellsWhatIsNeverRead) {
+TEST(NQDataDump, ShowsKindsThatAreNeverRead) {
   const auto array = NQDataArrayPtr::make();
   array->append(makeText("a"), NQDataValue::number(-1.9));
   array->append({}, NQDataValue::string("t\"x"));

@@ -31,7 +31,7 @@ std::string text(const void* bytes, std::uint32_t size) {
   return "'" + std::string(static_cast<const char*>(bytes), size) + "'";
 }
 
-/// Notes the call and answers its status.
+/// Notes the call and returns its status.
 template <typename... Arguments>
 RKXStatus called(const std::string& name, const Arguments&... arguments) {
   std::ostringstream call;

@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// The encryption library by rules of its own, for what the real one never answers. Linked in its place; one for the
+/// The encryption library by rules of its own, for what the real one never returns. Linked in its place; one for the
 /// program, made anew for each test.
 ///
 /// A cipher text is the sample with every bit turned, filled up to whole blocks of 16 as PKCS #7 does; the vector of

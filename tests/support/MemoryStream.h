@@ -12,7 +12,7 @@
 namespace test {
 
 /// A segment file in memory, for the container library to write and read. Counts what it is asked for, and fails where
-/// it is told to. Writing behind the end fills the gap with zeros.
+/// it is set to. Writing after the end fills the gap with zeros.
 class MemoryStream final : public krvo::k2m::IOStream, public krvo::container::Source {
  public:
   static constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();

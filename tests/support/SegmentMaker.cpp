@@ -135,7 +135,7 @@ SegmentMaker& SegmentMaker::add(const Track* track, std::uint8_t type, std::uint
   Block& block = blocks_.emplace_back();
   const auto dataSize = static_cast<std::uint32_t>(codecFields.size()) + size;
   block.bytes.resize(dataSize + kTagOverhead);
-  // Tells the bytes of one tag from those of the others.
+  // Distinguishes the bytes of one tag from those of the others.
   for (std::size_t i = 0; i < block.bytes.size(); ++i) block.bytes[i] = static_cast<std::byte>(time * 31 + type + i);
   writeTagHeader(block.bytes.data(), type, dataSize, static_cast<std::uint32_t>(time));
   std::ranges::copy(asBytes(codecFields), block.bytes.data() + kTagHeaderSize);

@@ -14,7 +14,7 @@
 namespace test {
 
 /// Writes a segment through the container library, a tag in a line, each in a heap block of its own. Whatever a call
-/// throws is the library's answer.
+/// throws is the library's status.
 ///
 ///     SegmentMaker maker(stream);
 ///     maker.addAudioTrack().addHintTrack().start();
@@ -29,7 +29,7 @@ class SegmentMaker {
   SegmentMaker(const SegmentMaker&) = delete;
   SegmentMaker& operator=(const SegmentMaker&) = delete;
 
-  /// 320 x 240, `H264` with eight bytes of `avcC` unless told otherwise.
+  /// 320 x 240, `H264` with eight bytes of `avcC` unless set otherwise.
   SegmentMaker& addVideoTrack(std::string_view formatCode = "H264", std::string_view codecHeader = kAvcC);
   /// 44100 Hz, two channels, `mp4a` with no codec header.
   SegmentMaker& addAudioTrack();
@@ -37,7 +37,7 @@ class SegmentMaker {
   /// Refers to the tracks added so far.
   SegmentMaker& addHintTrack();
 
-  /// Writes the open fragment and answers where the next one begins.
+  /// Writes the open fragment and returns where the next one begins.
   std::uint64_t start() { return writer().startFragment(); }
   SegmentMaker& begin(std::string_view abst = "bootstrap");
   /// A tag with `size` bytes of media in it.

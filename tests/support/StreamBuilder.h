@@ -17,7 +17,7 @@ struct StreamMessage {
 
 /// Makes the messages of a stream in the order of their times, with metadata and the AVC and AAC sequence
 /// headers in front:
-/// `stream().keyFramesEvery(2000).audio(23).until(20000)`. The payload of each frame tells which one it is, so that no
+/// `stream().keyFramesEvery(2000).audio(23).until(20000)`. The payload of each frame says which one it is, so that no
 /// two are alike.
 class StreamBuilder {
  public:
@@ -63,7 +63,7 @@ StreamMessage aacSequenceHeader(std::uint32_t timeMs);
 StreamMessage avcFrame(std::uint32_t timeMs, bool keyFrame, std::uint32_t size, std::uint32_t seed);
 StreamMessage aacFrame(std::uint32_t timeMs, std::uint32_t size, std::uint32_t seed);
 
-/// Messages of a stream one behind another.
+/// Messages of a stream one after another.
 std::vector<StreamMessage> operator+(std::vector<StreamMessage> first, const std::vector<StreamMessage>& second);
 
 }  // namespace test

@@ -43,7 +43,7 @@ class TestHost final : public IMOStreamContext, public IMOStreamOpenContext {
 };
 
 /// A file context on a real directory tree, with no durability beyond the process. Removes recursively whatever it is
-/// told to, as a host in tests may.
+/// set to, as a host in tests may.
 class DiskFileContext : public IMOFileContext {
  public:
   virtual ~DiskFileContext() = default;

@@ -23,7 +23,7 @@ inline std::string hex(std::span<const std::byte> bytes) {
   return text;
 }
 
-/// The same for bytes that stand in a string.
+/// The same for bytes that is in a string.
 inline std::string hex(std::string_view bytes) {
   return hex(std::as_bytes(std::span(bytes.data(), bytes.size())));
 }

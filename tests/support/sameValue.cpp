@@ -28,7 +28,7 @@ NQDataKind kindOnceWritten(const NQDataValue& value, bool isInAMF3) {
   }
 }
 
-/// Whether values are the same but for their members. Numbers are held against each other bit by bit, not-a-number
+/// Whether values are the same but for their members. Numbers are checked against each other bit by bit, not-a-number
 /// included, and what a kind has none of is nothing in both.
 bool sameContent(const NQDataValue& written, const NQDataValue& read, bool isInAMF3) {
   const auto content = [](const NQDataValue& value) {

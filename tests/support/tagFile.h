@@ -33,7 +33,7 @@ inline std::vector<std::byte> tagFile(std::span<const StreamMessage> messages) {
   return file.take();
 }
 
-/// A tag stream in memory, read as told.
+/// A tag stream in memory, read as the test says.
 class MemoryInput final : public mtg::InputStream {
  public:
   explicit MemoryInput(std::vector<std::byte> content, bool seekable = true)

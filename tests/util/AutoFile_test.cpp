@@ -1,19 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdint>
-#include <optional>
-#include <span>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <tuple>
-#include <utility>
-
-#include "imo/IMOFileContext.h"
-#include "tests/support/hex.h"
-#include "tests/util/failures.h"
 #include "util/AutoFile.h"
+#include "imo/IMOFileContext.h"
+#include "tests/support/testing.h"
+#include "tests/util/failures.h"
 #include "util/bytes.h"
 
 namespace qvs::util {
@@ -22,7 +10,7 @@ namespace {
 constexpr std::int32_t kHandle = 7;
 constexpr std::uint32_t kMostRead = 1U << 20;
 
-/// A host with one file in memory, which traces what it is asked for and answers what it is told to.
+/// A host with one file in memory, which traces what it is asked for and returns what it is set to.
 class OneFile final : public IMOFileContext {
  public:
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override {
@@ -65,7 +53,7 @@ class OneFile final : public IMOFileContext {
   std::int64_t size = 0;
   std::int32_t statusAnswer = 0;
   std::int32_t readAnswer = 0;
-  /// What the answer of a write has above its length.
+  /// What the result of a write has above its length.
   std::int32_t tooMany = 0;
   /// The one path that exists, and what is answered for any other.
   std::string present = "file";
@@ -75,7 +63,7 @@ class OneFile final : public IMOFileContext {
 
 class AutoFile : public testing::Test {
  protected:
-  /// Of as many bytes as there are, unless told otherwise.
+  /// Of as many bytes as there are, unless set otherwise.
   AutoFileLoad load(std::optional<std::int64_t> size = {}) {
     files_.size = size.value_or(static_cast<std::int64_t>(files_.content.size()));
     return {NQString(u"file"), &files_};
@@ -129,7 +117,7 @@ TEST_F(AutoFile, HandsOutTheFileFrontToBack) {
   EXPECT_EQ(readText(file, 0), "");
 }
 
-TEST_F(AutoFile, KeepsWhatIsDeliveredAndZerosBehindItWhateverTheHostAnswers) {
+TEST_F(AutoFile, KeepsWhatIsDeliveredAndZerosTheRestWhateverTheHostReturns) {
   for (const std::int32_t answer : {-1, 0, 1, 4, 5}) {
     files_.readAnswer = answer;
     for (const std::string delivered : {"0123", "01", ""}) {
@@ -187,7 +175,7 @@ TEST_F(AutoFile, CommitMakesTheDirectoryInFrontOfTheLastBackslash) {
   EXPECT_EQ(calls(), "open(file,8301,180,0) write(-1,0,0) ");
 }
 
-TEST_F(AutoFile, CommitReportsAnyOtherAnswerThanTheLength) {
+TEST_F(AutoFile, CommitReportsAnyResultButTheLength) {
   AutoFileSave file = save(4);
   file.write("0123", 4);
   for (const std::int32_t answer : {-28, -1, 0, 3, 4, 5}) {

@@ -1,15 +1,8 @@
 // Counted objects, their buffers, and messages in a buffer.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdint>
-#include <span>
 #include <thread>
-#include <tuple>
-#include <vector>
 
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 #include "tests/util/failures.h"
 #include "util/NQBuffer.h"
 #include "util/bytes.h"
@@ -109,7 +102,7 @@ struct MessageBufferTest : testing::Test {
   MessageBuffer buffer;
 };
 
-TEST_F(MessageBufferTest, WritesMembersByteForByteAndTellsOfThem) {
+TEST_F(MessageBufferTest, WritesMembersByteForByteAndCountsThem) {
   EXPECT_TRUE(buffer.append(0x29, asBytes("ab"), 0x12345678));
   EXPECT_TRUE(buffer.append(8, {}, 1));
   EXPECT_EQ(test::hex(buffer.buffer().window()),

@@ -1,24 +1,10 @@
-// Strings and their pool; their conversions, the formatter, and what is made of texts.
+// Strings, their conversions, and what is made of bytes for people.
 
-#include <gtest/gtest.h>
-#include <malloc.h>
-
-#include <atomic>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <limits>
-#include <string>
-#include <string_view>
-#include <thread>
-#include <tuple>
-#include <utility>
-#include <vector>
-
-#include "tests/support/TestHost.h"
-#include "tests/support/hex.h"
-#include "tests/util/failures.h"
 #include "util/NQString.h"
+#include "tests/support/TestHost.h"
+#include "tests/support/testing.h"
+#include "tests/util/failures.h"
+#include "util/NQStrUtil.h"
 
 namespace qvs::util {
 namespace {
@@ -104,113 +90,6 @@ TYPED_TEST(NQStringTest, ATextBeyondTheLengthFieldStaysWithinItsBlock) {
   EXPECT_EQ(string, this->string(std::string(42, 'x')));
 }
 
-using namespace std::string_view_literals;
-
-TEST(StringPool, SharesTextsUpToItsLength) {
-  StringPool pool(8);
-  const auto shared = pool.intern("12345678"sv);
-  const auto longer = pool.intern("123456789"sv);
-  EXPECT_EQ(shared, pool.intern(std::string_view(std::string("12345678"))));
-  EXPECT_EQ(shared.view(), "12345678");
-  EXPECT_TRUE(longer.isPrivate() && !shared.isPrivate());
-  pool.release(longer);
-  EXPECT_TRUE(pool.intern(""sv).isEmptyString());
-  EXPECT_NE(pool.intern(u"a\u0162"sv), pool.intern(u"ab"sv)) << "all bytes of a unit count";
-  EXPECT_NE(pool.intern("a\0"sv), pool.intern("a\1"sv)) << "nor does a zero end the text";
-}
-
-TEST(StringPool, KeepsAnUnusedTextUntilTheSweep) {
-  StringPool pool(8);
-  const auto first = pool.intern("abc"sv);
-  pool.release(first);
-  EXPECT_EQ(pool.intern("abc"sv), first);
-  EXPECT_EQ(pool.sweep(), 0U) << "in use again";
-  const auto wide = pool.intern(u"12345"sv);
-  pool.release(first);
-  EXPECT_EQ(pool.sweep(), 3U);
-  pool.release(wide);
-  EXPECT_EQ(pool.sweep(), 5U);
-  EXPECT_NE(pool.intern("abd"sv), pool.intern("abe"sv));
-  const auto statistics = pool.statistics<char>(3);
-  EXPECT_EQ(std::tuple(statistics.hits, statistics.misses, statistics.internedChars), std::tuple(1U, 3U, 9U));
-}
-
-constexpr auto bytesOfHeap = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
-
-TEST(StringPool, TakesMemoryForTheLengthsThatCame) {
-  const std::string longest(0xFFFFFF, 'x');
-  const std::size_t before = bytesOfHeap();
-  StringPool pool(0xFFFFFF);
-  const auto block = pool.intern(std::string_view(longest));
-  EXPECT_LT(bytesOfHeap(), before + 0xFFFFFF + 500000);
-  EXPECT_FALSE(block.isPrivate());
-  pool.release(block);
-  EXPECT_EQ(pool.sweep(), 0xFFFFFFU);
-}
-
-TEST(StringPool, NeverWritesASharedBlock) {
-  StringPool pool(64);
-  const auto shared = pool.intern("abc"sv);
-  auto assigned = pool.intern("abc"sv), appended = pool.intern("abc"sv), written = pool.intern("abc"sv);
-  pool.assign(assigned, "xy"sv);
-  pool.append(appended, "d"sv);
-  pool.makePrivate(written);
-  written.text()[0] = 'X';
-  EXPECT_EQ(shared.view(), "abc");
-  EXPECT_EQ(assigned, pool.intern("xy"sv));
-  EXPECT_EQ(appended.view(), "abcd");
-  EXPECT_EQ(written.view(), "Xbc");
-  for (const auto block : {appended, written, shared}) pool.release(block);
-  EXPECT_EQ(pool.sweep(), 3U) << "the other three gave their use back";
-}
-
-TEST(StringPool, ReadsItsLengthFromASetting) {
-  const std::pair<const char*, std::int32_t> rows[] = {{nullptr, 0},  {"", 0},   {"8", 8},
-                                                       {" 012x", 12}, {"-1", 0}, {"99999999999999999999", 0xFFFFFF}};
-  for (const auto& [setting, length] : rows)
-    EXPECT_EQ(StringPool::maxPooledLengthFrom(setting), length) << (setting ? setting : "(null)");
-}
-
-/// Runs in a process of its own, since the pool of a process is made once.
-void useStringsWithSetting() {
-  setenv("QVS_STRING_POOL", "8", 1);
-  const NQNarrowString a("12345678"), b(a), longer("123456789");
-  const NQString c(u"12345678"), d(c);
-  std::exit(a.c_str() == b.c_str() && c.c_str() == d.c_str() && longer.isPrivate() ? 8 : 0);
-}
-
-TEST(StringPoolDeathTest, TakesTheSettingOfTheEnvironment) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(useStringsWithSetting(), testing::ExitedWithCode(8), "");
-}
-
-TEST(StringPool, ServesManyThreadsAtOnce) {
-  constexpr int kRounds = 3000;
-  StringPool pool(4);
-  std::atomic<int> wrong = 0, working = 3;
-  const auto work = [&] {
-    for (int round = 0; round < kRounds; ++round) {
-      const std::string text = std::to_string(round % 300);
-      const auto shared = pool.intern(std::string_view(text));
-      auto copy = pool.intern(shared.view());
-      if (copy != shared) ++wrong;
-      pool.append(copy, "!"sv);
-      if (copy.view() != text + "!") ++wrong;
-      for (const auto block : {copy, shared}) pool.release(block);
-    }
-    --working;
-  };
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 3; ++i) threads.emplace_back(work);
-  while (working > 0) pool.sweep();
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(wrong, 0);
-  pool.sweep();
-  const auto statistics = pool.statistics<char>(3);
-  EXPECT_EQ(statistics.hits + statistics.misses, 3U * kRounds * 2 * 200 / 300);
-  EXPECT_EQ(pool.sweep(), 0U) << "no use was lost";
-}
-
 TEST(Utf8, IsTakenInFormsUpToThreeBytesAndGivenBack) {
   using Row = std::pair<std::string_view, std::u16string_view>;
   for (const auto& [utf8, units] :
@@ -231,70 +110,6 @@ TEST(Utf8, AnythingInvalidMakesTheWholeStringEmpty) {
     for (const auto& tried : {text, "good " + text + " good"})
       EXPECT_TRUE(NQString(std::string_view(tried)).empty()) << image;
   }
-}
-
-template <typename... Values>
-std::string formatted(const char16_t* pattern, Values... values) {
-  NQString out(u"old");
-  format(out, pattern, values...);
-  return test::narrow(out);
-}
-
-TEST(Format, LetterWidthAndModifierSayWhetherATextIsNarrow) {
-  EXPECT_EQ(formatted(u"%s|%S|%c|%C", "narrow", u"wide", 'n', u'w'), "narrow|wide|n|w");
-  EXPECT_EQ(formatted(u"%6s|%-6S|%3c|%.2s|%.2S", u"wide", "nar", u'w', u"wide", "narrow"), "  wide|nar   |  w|wi|na");
-  EXPECT_EQ(formatted(u"%hs|%hS|%ls|%lS|%ws|%hc|%lc", "n1", "n2", u"w1", u"w2", u"w3", 'n', u'w'),
-            "n1|n2|w1|w2|w3|n|w");
-}
-
-TEST(Format, WritesNumbers) {
-  EXPECT_EQ(formatted(u"%d %i %u %o %x %X", -5, 7, 4294967295U, 8U, 0xBEEFU, 0xBEEFU), "-5 7 4294967295 10 beef BEEF");
-  EXPECT_EQ(formatted(u"[%5d|%-5d|%05d|%+d|% d|%.3d|%#x|%*d|%-*d]", 42, 42, 42, 42, 42, 7, 255U, 4, 1, -3, 2),
-            "[   42|42   |00042|+42| 42|007|0xff|   1|2  ]");
-  EXPECT_EQ(
-      formatted(u"%hhd %hd %ld %lld %jd %zu %td %I64d %I32u", 0x1FF, 0x18000, -1L,
-                std::numeric_limits<long long>::min(), std::intmax_t{-2}, std::size_t{3}, std::ptrdiff_t{-4}, 5LL, 6U),
-      "-1 -32768 -1 -9223372036854775808 -2 3 -4 5 6");
-  EXPECT_EQ(formatted(u"%hhu %hx %llu %lu %ju", 0x1FFU, 0x12345U, ~0ULL, 7UL, std::uintmax_t{8}),
-            "255 2345 18446744073709551615 7 8");
-  EXPECT_EQ(formatted(u"%.2f %8.3f %e %g %G %Lf", 2.345, 3.0, 12345.678, 1e-7, 1e20, 2.5L),
-            "2.35    3.000 1.234568e+04 1e-07 1E+20 2.500000");
-  EXPECT_EQ(formatted(u"%.0f", std::numeric_limits<double>::max()).size(), 309U);
-}
-
-TEST(Format, CopiesWhatIsNoConversionAndWritesNothingForN) {
-  int untouched = 77;
-  EXPECT_EQ(formatted(u"%%s 100%% %5y abc%n%d %", &untouched, 5), "%s 100% %5y abc5 %");
-  EXPECT_EQ(untouched, 77);
-  EXPECT_EQ(formatted(u"%-08.3", 1), "%-08.3");
-}
-
-TEST(Format, ReadsNoFurtherThanItMay) {
-  const char* const narrow = nullptr;
-  const char16_t* const wide = nullptr;
-  EXPECT_EQ(formatted(u"%s %S %.3S", narrow, wide, narrow), "(null) (null) (nu");
-  const std::vector<char> open = {'a', 'b', 'c'};
-  const std::vector<char16_t> wideOpen = {u'd', u'e'};
-  EXPECT_EQ(formatted(u"%.3S %.*s", open.data(), 2, wideOpen.data()), "abc de") << "without a terminator";
-}
-
-TEST(Format, IsEmptyFrom65536CharactersOn) {
-  const std::string longest(65535, 'x');
-  EXPECT_EQ(formatted(u"%s", longest.c_str()), longest);
-  EXPECT_EQ(formatted(u"%s!", longest.c_str()), "");
-  EXPECT_EQ(formatted(u"%65535d", 1).size(), 65535U);
-  for (const auto* pattern : {u"%65536d", u"%2147483648d", u"%.99999999999d"}) EXPECT_EQ(formatted(pattern, 1), "");
-  EXPECT_EQ(formatted(u"%*S", std::numeric_limits<int>::min(), "x"), "");
-  const std::string euros = test::narrow(NQString(std::u16string(60000, u'\u20ac')));
-  EXPECT_EQ(formatted(u"%s", euros.c_str()), euros) << "characters, not bytes";
-}
-
-TEST(Format, KeepsInvalidBytesOfUtf8) {
-  NQString out;
-  format(out, u"<%s>", "A\xFF\xC3\xA9\xC3\xF0\x9F");
-  EXPECT_EQ(out.view(), u"<A\u00FF\u00E9\u00C3\u00F0\u009F>");
-  format(out, u"%S%S", out.c_str(), u"read before it is written");
-  EXPECT_EQ(out.view().substr(0, 3), u"<A\u00FF");
 }
 
 TEST(ByteDump, ShowsPrintableBytesAsTheyAre) {

@@ -1,14 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <cstdint>
 #include <cstdlib>
 #include <ctime>
-#include <limits>
-#include <string>
-#include <tuple>
-#include <utility>
 
+#include "tests/support/testing.h"
 #include "tests/util/failures.h"
 #include "util/NQTimeValue.h"
 

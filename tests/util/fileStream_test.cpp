@@ -1,20 +1,14 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <filesystem>
-#include <functional>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <utility>
 
 #include "platform/os/paths.h"
 #include "tests/support/TempDirectory.h"
 #include "tests/support/TestHost.h"
+#include "tests/support/testing.h"
 #include "util/FileStream.h"
 
 namespace ruvo::k2r {
@@ -158,7 +152,7 @@ TEST_F(FileStreamTest, TruncatesBothWays) {
   stream.close();
 }
 
-TEST_F(FileStreamTest, AnswersAShortWrite) {
+TEST_F(FileStreamTest, ReportsAShortWrite) {
   rlimit limit{};
   ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
   const rlimit six{6, limit.rlim_max};

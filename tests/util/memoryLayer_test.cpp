@@ -1,21 +1,16 @@
 #include "util/memoryLayer.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstdlib>
 #include <new>
-#include <sstream>
-#include <string>
-#include <tuple>
-#include <utility>
 
+#include "tests/support/testing.h"
 #include "tests/util/failures.h"
 
 namespace {
 
-/// The heap in these tests: that of the C library, which notes what it is asked for and refuses what it is told to.
+/// The heap in these tests: that of the C library, which notes what it is asked for and refuses what it is set to.
 struct FakeHeap {
   /// Calls since the heap was last put to its defaults: "init(8000) alloc(4,1) ...", numbers in hex.
   std::string calls;

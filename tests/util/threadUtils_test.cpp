@@ -1,10 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <string>
 #include <thread>
-#include <utility>
 
+#include "tests/support/testing.h"
 #include "util/QVSThreadUtils.h"
 #include "util/diagnostics.h"
 
@@ -25,7 +21,7 @@ struct MutexLockTest : testing::Test {
   NotingMutex a{'a', log}, b{'b', log};
 };
 
-TEST_F(MutexLockTest, AnswersTrueAndNotesEachLevelOnce) {
+TEST_F(MutexLockTest, ReturnsTrueAndNotesEachLevelOnce) {
   EXPECT_EQ(a.setSpinCount(1000), 0U);
   EXPECT_EQ(a.setSpinCount(0), 1000U);
   EXPECT_TRUE(a.lock() && a.lock() && a.unlock());

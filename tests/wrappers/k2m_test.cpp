@@ -1,16 +1,11 @@
-// What stands between us and the libraries: call backs on streams and warnings, dates, and the entries with what their
+// What is between us and the libraries: call backs on streams and warnings, dates, and the entries with what their
 // wrappers never give them.
 
-#include <gtest/gtest.h>
-
 #include <new>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "tests/support/MemoryStream.h"
 #include "tests/support/SegmentMaker.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 #include "util/fourcc.h"
 #include "wrappers/mtg/Exception.h"
 #include "wrappers/mtg/InputStream.h"
@@ -21,7 +16,7 @@ namespace {
 using qvs::util::operator""_4cc;
 using test::MemoryStream;
 
-/// Notes the operations that are called, each of which throws whatever it is told to.
+/// Notes the operations that are called, each of which throws whatever it is set to.
 template <typename Stream, typename Count, typename Position>
 struct Noting : Stream {
   void addReference() override { note("addReference"); }
@@ -95,7 +90,7 @@ TEST(TagStreamCallBacks, ReachTheirOperationAndTurnExceptionsIntoStatuses) {
   expectStatuses<mtg::Exception>(stream, callAll, "addReference release read seek tell open close ");
 }
 
-TEST(WarningCallBacks, PassTheAnswerOn) {
+TEST(WarningCallBacks, PassTheResultOn) {
   struct : WarningHandler {
     std::uint32_t warning(std::uint32_t code) override { return code == 0 ? throw Exception(55) : code; }
   } handler;

@@ -1,12 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <optional>
-#include <tuple>
-
 #include "tests/support/FakeLibrary.h"
-#include "tests/support/hex.h"
 #include "tests/support/statusOf.h"
+#include "tests/support/testing.h"
 #include "wrappers/rkx/RKXEncryptor.h"
 #include "wrappers/rkx/RKXException.h"
 #include "wrappers/rkx/library.h"

@@ -1,9 +1,5 @@
 // A recording back as one file.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
 #include "tests/host/hostTools.h"
 
 namespace {
@@ -54,21 +50,12 @@ TEST(Export, GivesBackTheStreamThatMakesTheSameRecording) {
     Messages again = exported(first);
     const MadeRecording running({.messages = messages, .settings = settings, .stop = false});
     EXPECT_EQ(exported(running), again) << "while it is recorded";
-    // A stop tells the end of no fragment: what came behind the last one that is stored comes again.
+    // A stop marks the end of no fragment: what came after the last one that is stored comes again.
     std::ranges::copy_if(messages, std::back_inserter(again),
                          [end = again.back().time](const auto& message) { return message.time > end; });
     const MadeRecording later({.messages = again, .settings = settings});
     expectSameFiles(first, later.directory());
   }
-}
-
-TEST(Export, HasEachConfigurationOnceAndInFront) {
-  const MadeRecording recording({.messages = stream().keyFramesEvery(2000).audio(23).until(12001)});
-  const Messages messages = exported(recording);
-  ASSERT_GT(messages.size(), 4U);
-  EXPECT_EQ(messages[0].type, 18);
-  EXPECT_TRUE(isSequenceHeader(messages[1]) && isSequenceHeader(messages[2]));
-  EXPECT_EQ(std::ranges::count_if(messages, isSequenceHeader), 2);
 }
 
 TEST(Export, TakesAPartFromAKeyFrameOn) {

@@ -1,14 +1,10 @@
 #include "host/input/AvInput.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "host/errors.h"
 #include "tests/endtoend/mediaTools.h"
 #include "tests/host/hostTools.h"
-#include "tests/support/hex.h"
 
 namespace host {
 namespace {
@@ -38,7 +34,7 @@ class AvInputTest : public test::InDirectory {
   std::string remuxed(const std::string& name, const std::string& options = "") {
     return clip("-i " + source() + " -c copy " + options, name);
   }
-  /// The messages behind the metadata, which are always first.
+  /// The messages after the metadata, which are always first.
   std::vector<StreamMessage> record(const std::string& file, const std::vector<std::string>& maps = {},
                                     std::uint32_t startMs = 0) {
     InputOptions options;

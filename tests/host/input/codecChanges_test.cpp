@@ -2,14 +2,8 @@
 
 #include "host/input/CodecChanges.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <sstream>
-
 #include "host/input/SteadyTags.h"
 #include "tests/host/hostTools.h"
-#include "tests/support/hex.h"
 
 namespace host {
 namespace {
@@ -33,7 +27,7 @@ std::string textOf(const InputMessage& message) {
   return std::to_string(message.type) + '@' + std::to_string(message.timeMs) + ':' + data + ' ';
 }
 
-/// What each recording gets, behind the reason for it.
+/// What each recording gets, after the reason for it.
 std::string recordings(const std::string& messages, const CodecHeaders& headers = {}) {
   CodecChanges changes(inputOf(messages), false);
   changes.expect(headers);

@@ -23,7 +23,7 @@ class TagStreamTest : public testing::Test {
     return directory_.file("in.mtg");
   }
   TagStream open(const std::string& path) { return TagStream(std::make_unique<FileInput>(path, stop_)); }
-  /// What the user is told where the file is refused.
+  /// What the user reads where the file is refused.
   std::string refusal(const std::string& path) {
     try {
       open(path).next();
@@ -37,7 +37,7 @@ class TagStreamTest : public testing::Test {
   StopSignal stop_;
 };
 
-TEST_F(TagStreamTest, GivesEachTagAsItStands) {
+TEST_F(TagStreamTest, GivesEachTagUnchanged) {
   TagStream stream = open(file(std::string(kHeader) +
                                "12 000002 000000 00 000000  0305      0000000d"
                                "29 000003 030405 02 000001  170100    00000000"  // wrong back pointer, a stream id
@@ -52,7 +52,7 @@ TEST_F(TagStreamTest, GivesEachTagAsItStands) {
   EXPECT_EQ(text, "18 0 0305;41 33752069 170100;22 1 ;136 4294967295 af;9 0 27;");
 }
 
-TEST_F(TagStreamTest, IsToldByItsContentAndRefusedWithAReason) {
+TEST_F(TagStreamTest, IsRecognisedByItsContentAndRefusedWithAReason) {
   const std::string noStream = " is not a tag stream: MTG and version 1 expected at its start",
                     badHeader = " is not a tag stream: a header of at least 9 bytes expected";
   const std::tuple<const char*, bool, std::string> rows[] = {

@@ -4,10 +4,6 @@ extern "C" {
 #include <libavutil/avutil.h>
 }
 
-#include <gtest/gtest.h>
-
-#include <sstream>
-
 #include "host/input/Interleaver.h"
 #include "host/input/LeadingFrames.h"
 #include "tests/host/hostTools.h"
@@ -18,7 +14,7 @@ namespace {
 constexpr std::int64_t kNone = AV_NOPTS_VALUE;
 constexpr AVRational kMs = {1, 1000};
 
-/// What two tracks give, "dts/pts" of one step behind another, "a" in front of those of the second track and "-" for an
+/// What two tracks give, "dts/pts" of one step after another, "a" in front of those of the second track and "-" for an
 /// unknown time; as it is mapped, in milliseconds.
 std::string mapped(const char* steps, AVRational unit, Timeline& timeline) {
   const auto time = [](const std::string& text) { return text == "-" ? kNone : std::stoll(text); };

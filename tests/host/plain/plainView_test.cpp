@@ -2,14 +2,8 @@
 
 #include "host/plain/PlainView.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <sstream>
-
 #include "host/plain/TrackRun.h"
 #include "tests/host/hostTools.h"
-#include "tests/support/hex.h"
 #include "util/box.h"
 
 namespace {
@@ -24,7 +18,7 @@ struct Played {
   /// Milliseconds.
   std::uint64_t startMs = 0;
   std::uint64_t endMs = 0;
-  /// The samples of all fragments, one behind another.
+  /// The samples of all fragments, one after another.
   std::vector<std::vector<std::byte>> samples;
   /// Places where the time of a fragment is not that at which the one before it ends.
   int breaks = 0;
@@ -79,7 +73,7 @@ std::map<std::uint32_t, Played> play(const PlainView& view) {
   return tracks;
 }
 
-/// The parameter sets of StreamBuilder's configuration, as they stand in a sample.
+/// The parameter sets of StreamBuilder's configuration, as they are in a sample.
 std::vector<std::byte> builtParameterSets() {
   return fromHex("00000019 6764001eacd940a02ff9610000030001000003003c8f162d96 00000006 68ebe3cb22c0");
 }
@@ -94,7 +88,7 @@ std::vector<std::vector<std::byte>> samplesOf(const std::vector<StreamMessage>& 
   return samples;
 }
 
-/// Takes the parameter sets off the samples that begin with them, and answers how many do.
+/// Takes the parameter sets off the samples that begin with them, and returns how many do.
 int takeParameterSets(std::vector<std::vector<std::byte>>& samples) {
   int taken = 0;
   const auto sets = builtParameterSets();
@@ -141,7 +135,7 @@ TEST(PlainView, PlaysEverySampleWithoutABreak) {
   }
 }
 
-TEST(PlainView, TellsGapsByTheTimeOfDay) {
+TEST(PlainView, MarksGapsWithTheTimeOfDay) {
   const MadeRecording recording({.messages = stream().keyFramesEvery(2000).until(4041) +
                                              stream().keyFramesEvery(2000).withoutHeaders().from(24000).until(28001)});
   const std::string playlist = viewOf(recording).playlist();

@@ -3,7 +3,6 @@
 #include "host/playlist/playlist.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
 
 #include "tests/host/hostTools.h"
 
@@ -15,7 +14,7 @@ host::RecordedTimeline timelineOf(const MadeRecording& recording) {
   return host::readRecordedTimeline(host::readRecordingDirectory(recording.directory()));
 }
 
-/// "segment:start+duration" of each fragment, "!" in front of one behind a gap, and "end" where nothing will follow.
+/// "segment:start+duration" of each fragment, "!" in front of one after a gap, and "end" where nothing will follow.
 std::string fragmentsOf(const host::RecordedTimeline& timeline) {
   std::string text;
   for (const auto& fragment : timeline.fragments) {
@@ -29,7 +28,7 @@ StreamBuilder video(std::uint32_t keyFrames = 2000) {
   return stream().keyFramesEvery(keyFrames);
 }
 
-TEST(Playlist, TellsHowLongEachFragmentLasts) {
+TEST(Playlist, SaysHowLongEachFragmentLasts) {
   const std::map<std::string, std::string> rolling{{"Recording/SegmentDuration", "7000"}};
   const std::tuple<const char*, RecordingPlan, const char*> rows[] = {
       {"key frames on the grid", {.messages = video().until(12001)}, "1:0+4000 1:4000+4000 1:8000+4000 end"},

@@ -1,14 +1,10 @@
 // Whatever comes is in the recording. Random streams and appends go through the whole command; what the segments then
-// hold is held against what went in. K2R_RANDOM_STREAMS sets how many, K2R_RANDOM_SEED where to begin.
+// hold is checked against what went in. K2R_RANDOM_STREAMS sets how many, K2R_RANDOM_SEED where to begin.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <random>
 
 #include "host/exporting/RecordedTags.h"
 #include "tests/host/hostTools.h"
-#include "tests/support/hex.h"
 
 namespace {
 
@@ -134,7 +130,7 @@ bool isSubsequence(const Payloads& part, const Payloads& whole) {
   });
 }
 
-/// Records part after part, and holds what is stored against what went in.
+/// Records part after part, and compares what is stored with what went in.
 class Trial {
  public:
   explicit Trial(std::uint32_t seed) : stream_(seed) {}
@@ -178,7 +174,7 @@ class Trial {
     EXPECT_EQ(document["received"]["messages"], received.size());
     EXPECT_EQ(document["stored"]["messages"], added.size());
     EXPECT_EQ(document["lost"]["messages"], received.size() - added.size());
-    // 3 tells of what the module refused, or of a fragment that could not be written at first.
+    // 3 says that the module refused something, or that a fragment could not be written at first.
     const bool refuses = document["refused"]["messages"] != 0;
     const bool isTold = refuses || document["errors"] != 0;
     const int expected = added.size() == received.size() ? 0 : 6;
@@ -194,7 +190,7 @@ class Trial {
     const bool isSuffix = std::ranges::equal(added, std::span(received).last(std::min(added.size(), received.size())));
     const auto fromKey = static_cast<std::size_t>(received.end() - firstKey);
     const bool isWhole = isSuffix && added.size() >= fromKey;
-    // A track whose first message comes behind the first fragment is refused by the module.
+    // A track whose first message comes after the first fragment is refused by the module.
     EXPECT_TRUE(isWhole || stream_.hasTies() || refuses) << added.size() << " of " << received.size() << answer.errors;
     EXPECT_TRUE(isSubsequence(added, received));
   }

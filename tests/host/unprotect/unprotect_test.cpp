@@ -1,10 +1,7 @@
 // Protected recordings and their keys, and the way back: what unprotecting gives is what was recorded in the clear.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <set>
-#include <sstream>
 #include <unordered_set>
 
 #include "host/exporting/RecordedTags.h"
@@ -12,7 +9,6 @@
 #include "host/unprotect/unprotectRecording.h"
 #include "tests/endtoend/mediaTools.h"
 #include "tests/host/hostTools.h"
-#include "tests/support/hex.h"
 #include "util/bytes.h"
 #include "util/tagHeader.h"
 
@@ -48,7 +44,7 @@ ExitStatus unprotect(const MadeRecording& secret, const std::string& output) {
       {.directory = secret.directory(), .keyFile = keys().file("license-server.key"), .output = output}, capture.log());
 }
 
-/// Holds the unprotected recording against the clear one, byte for byte.
+/// Compares the unprotected recording with the clear one, byte for byte.
 void expectTheSame(const MadeRecording& plain, const MadeRecording& secret) {
   const TempDirectory root;
   EXPECT_EQ(unprotect(secret, root.file("opened")), ExitStatus::kOk);
@@ -107,7 +103,7 @@ char kindOf(const host::RecordedTag& tag) {
   return 'B';
 }
 
-/// No frame of these kinds stands in any file, and every other one does.
+/// No frame of these kinds is in any file, and every other one is.
 void expectCovered(const MadeRecording& plain, const MadeRecording& secret, const std::string& covered) {
   constexpr std::size_t kWindow = 16;
   std::unordered_set<std::string_view> windows;
@@ -247,7 +243,7 @@ TEST(ProtectedRecording, ListsItsStreamsToOtherTools) {
             "h264,video,160,90\naac,audio\nunknown,data\n");
 }
 
-TEST(ProtectedRecording, TellsWhatProtectsIt) {
+TEST(ProtectedRecording, DescribesWhatProtectsIt) {
   const MadeRecording secret(protectedPlan({.messages = av().until(4001)}));
   const auto told = [&](const char* suffix) { return k2r({"inspect", secret.path(suffix).string()}).output; };
   for (const char* const suffix : {"Seg1.k2r", ".drmmeta"}) {

@@ -1,15 +1,10 @@
-// What stands in the directory as a whole: interruptions, missing files, files of different ages; what a check says of
+// What is in the directory as a whole: interruptions, missing files, files of different ages; what a check says of
 // it, and what a repair and an append make of it.
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "host/files/smallFiles.h"
 #include "host/repair/repairRecording.h"
 #include "host/verify/quickLook.h"
 #include "tests/host/hostTools.h"
-#include "tests/support/hex.h"
 
 namespace {
 
@@ -39,7 +34,7 @@ Change written(const char* suffix, const std::string& content) {
   return [=](const MadeRecording& made) { made.write(suffix, content); };
 }
 
-/// Behind the end of the segment.
+/// After the end of the segment.
 Change added(const std::string& bytes) {
   return [=](const MadeRecording& made) { made.write("Seg1.k2r", made.read("Seg1.k2r") + bytes); };
 }
@@ -55,7 +50,7 @@ Change both(const Change& one, const Change& other) {
   };
 }
 
-/// Cuts the segment behind its `moov`, or behind its first fragment.
+/// Cuts the segment after its `moov`, or after its first fragment.
 Change cutBehind(bool fragment, std::uint64_t more = 0) {
   return [=](const MadeRecording& made) {
     const auto boxes = made.boxesOf("Seg1.k2r");

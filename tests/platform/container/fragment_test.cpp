@@ -1,27 +1,17 @@
 // What is written of a fragment: a whole small segment, field by field of ISO/IEC 14496-12, how samples are laid out in
 // the boxes, and numbers at the edges of their fields.
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <stdexcept>
-
 #include "platform/container/FragmentPlan.h"
 #include "platform/container/fragmentBoxes.h"
 #include "tests/platform/container/reading.h"
 #include "tests/support/SegmentMaker.h"
+#include "tests/support/describe.h"
 
 namespace krvo::container {
 namespace {
 
 using k2m::makeRecord;
-using test::fromHex;
-using test::hex;
-using test::MemoryStream;
-using test::ReadSegment;
-using test::samplesOf;
-using test::SegmentMaker;
-using test::statusOf;
+using namespace test;
 
 constexpr const char* kHeader =
     // ftyp: iso6, minor version 1, compatible with iso6, isom, mp41
@@ -153,8 +143,8 @@ TEST(FragmentBoxes, OfVideoWithReorderedFramesByteForByte) {
         .video(200, false, 20, -40);
   }));
   const auto& tracks = segment.fragments.at(0).tracks;
-  // The first tag, the sequence header, is 300 behind the start of the moof; the frames lie in tags at 323, 443, 493
-  // and 533, behind 16 bytes of each. Where a run tells no duration it is 40 ms, where it tells no size 20 bytes.
+  // The first tag, the sequence header, is 300 after the start of the moof; the frames lie in tags at 323, 443, 493
+  // and 533, after 16 bytes of each. Where a run has no duration it is 40 ms, where it has no size 20 bytes.
   EXPECT_EQ(segment.image(tracks.at(0).offset),
             "000000a0 74726166 "
             "0000001c 74666864 00020038 00000001 00000028 00000014 01010000 "
@@ -171,7 +161,7 @@ TEST(FragmentBoxes, OfVideoWithReorderedFramesByteForByte) {
             "00000000 00000017 00000028 00000078 00000028 00000032 00000028 00000028 00000028 00000028");
 }
 
-TEST(FragmentBoxes, TellTheSamplesOfEachTrack) {
+TEST(FragmentBoxes, DescribeTheSamplesOfEachTrack) {
   const std::tuple<const char*, std::function<void(SegmentMaker&)>, const char*> rows[] = {
       {"the last one takes the duration before, a lone one none",
        [](auto& maker) { maker.audio(10, 5).audio(33, 5).audio(57, 5).video(40, true, 5); },
@@ -188,7 +178,7 @@ TEST(FragmentBoxes, TellTheSamplesOfEachTrack) {
        [](auto& maker) { maker.data(5, 7).video(5, true, 9).data(6, 8); }, "1: 5+0!, 3: 5+1! 6+1!, 3 tags"}};
   for (const auto& [what, fill, samples] : rows) {
     const ReadSegment segment(segmentOf(fill));
-    EXPECT_EQ(samplesOf(segment.fragments.at(0)), samples) << what;
+    EXPECT_EQ(describe(segment.fragments.at(0)), samples) << what;
   }
 }
 
@@ -206,11 +196,11 @@ TEST(FragmentSamples, ALoneOneLastsAsLongAsTheWayFromTheFragmentBefore) {
   const auto fragments = [&stream] { return ReadSegment(stream.bytes).fragments; };
   const char* const expected[] = {"1: 1000+0!, 2: 1000+23! 1023+23!, 3 tags", "1: 5000+4000!, 2: 5010+3987!, 2 tags",
                                   "2: 9000+3990!, 1 tags", "1: 9500+0!, 1 tags"};
-  for (std::size_t i = 0; i < std::size(expected); ++i) EXPECT_EQ(samplesOf(fragments().at(i)), expected[i]);
+  for (std::size_t i = 0; i < std::size(expected); ++i) EXPECT_EQ(describe(fragments().at(i)), expected[i]);
   SegmentMaker appended(stream, last);
   appended.start();
   appended.begin().video(12000, true, 5).start();
-  EXPECT_EQ(samplesOf(fragments().at(4)), "1: 12000+2500!, 1 tags");
+  EXPECT_EQ(describe(fragments().at(4)), "1: 12000+2500!, 1 tags");
 }
 
 TEST(CompositionOffsets, AreReadFromAvcTagsAlone) {
@@ -229,7 +219,7 @@ TEST(CompositionOffsets, AreReadFromAvcTagsAlone) {
     maker.addVideoTrack(format, codecHeader).addHintTrack().start();
     maker.begin().video(0, true, 5, given);
     maker.start();
-    EXPECT_EQ(samplesOf(ReadSegment(stream.bytes).fragments.at(0)), stored) << format;
+    EXPECT_EQ(describe(ReadSegment(stream.bytes).fragments.at(0)), stored) << format;
   }
 }
 
@@ -269,7 +259,7 @@ TEST(OpenFragment, BegunAgainDropsTheAttemptBefore) {
     maker.audio(46, 5);
   }));
   const Fragment& fragment = segment.fragments.at(0);
-  EXPECT_EQ(samplesOf(fragment), "2: 46+0!, 1 tags");
+  EXPECT_EQ(describe(fragment), "2: 46+0!, 1 tags");
   EXPECT_TRUE(fragment.accessPoints.empty());
   EXPECT_EQ(hex(fragment.abstBody), hex(std::string_view("again")));
 }
@@ -309,7 +299,7 @@ TEST(OpenFragment, RefusesSamplesThatContradictThemselves) {
   EXPECT_NO_THROW(maker.start()) << "the fragment is as it was";
 }
 
-/// The boxes of a fragment with a tag of that many bytes and, where wanted, a sample of audio in another one behind it.
+/// The boxes of a fragment with a tag of that many bytes and, where wanted, a sample of audio in another one after it.
 std::vector<std::byte> boxesAround(std::uint32_t tagBytes, bool hasAudio) {
   Movie movie;
   for (const FourCC handler : {"soun"_4cc, "hint"_4cc}) {

@@ -1,14 +1,8 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <span>
-#include <string>
-#include <vector>
-
 #include "platform/container/reading/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 
 namespace test {
 
@@ -22,7 +16,7 @@ class ReadSegment {
   ReadSegment(const ReadSegment&) = delete;
   ReadSegment& operator=(const ReadSegment&) = delete;
 
-  /// Behind the header: A for a whole fragment, F for `free`, R for `mfra`, ? for another box.
+  /// After the header: A for a whole fragment, F for `free`, R for `mfra`, ? for another box.
   std::string layout;
   std::vector<krvo::container::Fragment> fragments;
   /// What `mfra` says; none where it does not end the file.
@@ -35,7 +29,7 @@ class ReadSegment {
   }
 
  private:
-  /// Answers where the next box begins.
+  /// Returns where the next box begins.
   std::uint64_t readFrom(const krvo::container::BoxSpan& box) {
     using qvs::util::operator""_4cc;
     layout += box.type == "afra"_4cc ? 'A' : box.type == "free"_4cc ? 'F' : box.type == "mfra"_4cc ? 'R' : '?';
@@ -55,25 +49,5 @@ class ReadSegment {
   MemoryStream file_;
   krvo::container::SegmentReader reader_;
 };
-
-/// The samples of a fragment whose last track is the hint track. "1: 80+40/120! 120+40, 2: 80+23, 3 tags": time and
-/// duration, the composition offset where there is one, ! for a sync sample; one that shares a run with the sample
-/// before it is joined by ~.
-inline std::string samplesOf(const krvo::container::Fragment& fragment) {
-  std::string text;
-  for (const auto& track : std::span(fragment.tracks).first(fragment.tracks.size() - 1)) {
-    text += std::to_string(track.trackId) + ":";
-    std::uint32_t run = 0;
-    for (const auto& sample : track.samples) {
-      text +=
-          (sample.run == run ? "~" : " ") + std::to_string(sample.decodeTime) + "+" + std::to_string(sample.duration);
-      if (sample.compositionOffset != 0) text += "/" + std::to_string(sample.compositionOffset);
-      if (sample.sync) text += "!";
-      run = sample.run;
-    }
-    text += ", ";
-  }
-  return text + std::to_string(fragment.tracks.back().samples.size()) + " tags";
-}
 
 }  // namespace test

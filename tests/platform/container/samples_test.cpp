@@ -1,14 +1,9 @@
 // The samples of a segment, read back through the library's handles.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <optional>
-#include <string>
-
 #include "tests/support/MemoryStream.h"
 #include "tests/support/SegmentMaker.h"
-#include "tests/support/hex.h"
+#include "tests/support/describe.h"
+#include "tests/support/testing.h"
 #include "util/fourcc.h"
 #include "wrappers/k2m/Reader.h"
 
@@ -16,9 +11,7 @@ namespace krvo::k2m {
 namespace {
 
 using qvs::util::operator""_4cc;
-using test::MemoryStream;
-using test::SegmentMaker;
-using test::statusOf;
+using namespace test;
 
 /// Two fragments with a `free` box between them, and an `mfra`. The second one's audio has a description of its own.
 MemoryStream recorded() {
@@ -40,8 +33,8 @@ MemoryStream recorded() {
   return stream;
 }
 
-/// The samples of a track as "time+size", with "/composition", "!" for sync and "@rate" of an audio description; at the
-/// end the status of what could not be read.
+/// The samples of a track, described with their size in the place of the duration, and "@rate" of an audio description;
+/// at the end the status of what could not be read.
 std::string samplesOf(IOStream& stream, std::size_t track) {
   std::string text;
   const auto status = statusOf([&] {
@@ -49,9 +42,7 @@ std::string samplesOf(IOStream& stream, std::size_t track) {
     const auto samples = reader.samples(reader.tracks().at(track));
     while (const auto sample = samples.next()) {
       const K2MSampleInfo info = sample->info();
-      text += " " + std::to_string(info.time) + "+" + std::to_string(info.length);
-      if (info.compositionOffset != 0) text += "/" + std::to_string(info.compositionOffset);
-      if (info.flags != 0) text += "!";
+      text += ' ' + describeSample(info.time, info.length, info.compositionOffset, info.flags != 0);
       if (track == 1) text += "@" + std::to_string(static_cast<int>(sample->descriptor().audioInfo().sampleRate));
     }
   });

@@ -1,14 +1,6 @@
 // Tracks, sample descriptions, times and dates: what is stored of them, read back, and refused; and what a reader says
 // of damage, and where.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
-#include <limits>
-#include <stdexcept>
-#include <tuple>
-
 #include "platform/container/dates.h"
 #include "platform/container/reading/boxes.h"
 #include "platform/container/reading/numbers.h"
@@ -21,14 +13,7 @@ namespace krvo::container {
 namespace {
 
 using k2m::makeRecord;
-using test::documentInfo;
-using test::fromHex;
-using test::hex;
-using test::MemoryStream;
-using test::ReadSegment;
-using test::SegmentMaker;
-using test::statusOf;
-using test::trackInfo;
+using namespace test;
 
 using Bytes = std::vector<std::byte>;
 
@@ -262,7 +247,7 @@ TEST(SegmentReader, NamesThePlaceOfDamage) {
   }
 }
 
-TEST(BoxHeaders, AreHeldAgainstTheFile) {
+TEST(BoxHeaders, AreCheckedAgainstTheFile) {
   // Size and size of the header; none where the box is refused.
   const std::tuple<const char*, const char*, std::uint64_t, std::uint32_t> rows[] = {
       {"32 bits", "0000000c 66726565 00000000 ffff", 12, 8},

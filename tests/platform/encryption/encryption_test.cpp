@@ -1,29 +1,16 @@
 // The encryption of samples, and the metadata that open it again.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <set>
-#include <string>
 #include <type_traits>
-#include <utility>
 
 #include "platform/encryption/MetadataContent.h"
 #include "platform/encryption/krvo_unprotect.h"
 #include "tests/support/ProtectionSet.h"
-#include "tests/support/hex.h"
+#include "tests/support/testing.h"
 
 namespace {
 
 using namespace krvo::encryption;
-using test::bytesOf;
-using test::encryptorTable;
-using test::fromHex;
-using test::hex;
-using test::makeEncryptor;
-using test::makeMetadata;
-using test::metadataTable;
-using test::ProtectionSet;
+using namespace test;
 
 const std::vector<std::byte> kKey = fromHex("06a9214036b8a15b512e03d534120006");
 
@@ -73,7 +60,7 @@ TEST(EncryptSample, DrawsAVectorOfItsOwnForEachSample) {
   EXPECT_EQ(vectors.size(), 100000U);
 }
 
-TEST(EncryptSample, AnswersTheSizesItNeeds) {
+TEST(EncryptSample, ReturnsTheSizesItNeeds) {
   const auto encryptor = makeEncryptor(kKey);
   const std::uint8_t sample[20] = {};
   std::uint8_t destination[32] = {};
@@ -137,7 +124,7 @@ bool encrypts(const RKXEncryptionOptions& options, const std::string& sample, st
   return answer.info.encrypted != 0;
 }
 
-TEST(QuerySample, AnswersNameAndSizes) {
+TEST(QuerySample, ReturnsNameAndSizes) {
   const auto answer = [](const RKXEncryptionOptions& options) {
     const RKXSampleInfo info = query(options, std::vector<std::byte>(32), kRKXScriptData, 0).info;
     EXPECT_STREQ(info.filterName, "AES128CBC");
@@ -250,7 +237,7 @@ std::vector<std::byte> encoded(Structure* structure) {
   return der;
 }
 
-/// A credential of a key and a certificate that are not of one pair: the certificate stands with the further ones.
+/// A credential of a key and a certificate that are not of one pair: the certificate is among the further ones.
 std::vector<std::byte> mismatchedCredential(const Issued& own, const Issued& other, const std::string& password) {
   const CertificatesPtr others(sk_X509_new_null());
   X509_up_ref(other.certificate.get());

@@ -1,12 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdint>
 #include <cstring>
-#include <limits>
 #include <thread>
 
 #include "platform/heap/shsmp.h"
+#include "tests/support/testing.h"
 
 // Run for each heap that is built.
 
@@ -58,7 +54,7 @@ TEST_F(Heap, HonoursAlignments) {
 }
 
 #ifndef K2R_SANITIZED  // A sanitizer's heap ends the program instead.
-TEST_F(Heap, AnswersNullWhereThereIsNoMemory) {
+TEST_F(Heap, ReturnsNullWhereThereIsNoMemory) {
   EXPECT_EQ(MemAllocPtr(pool_, kTooMuch, 0), nullptr);
   EXPECT_EQ(MemAllocPtr(pool_, kTooMuch, kMemZeroFill), nullptr);
   EXPECT_EQ(MemAllocAligned(pool_, kTooMuch, 64, 0), nullptr);

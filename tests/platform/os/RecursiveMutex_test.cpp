@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <cstdint>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 #include "platform/os/RecursiveMutex.h"
+#include "tests/support/testing.h"
 
 namespace platform::os {
 namespace {

@@ -1,14 +1,9 @@
 // Tag streams as the tag-stream library reads them, through the handles on it.
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-
 #include "packaging/MTGScriptDecoder.h"
-#include "tests/support/hex.h"
 #include "tests/support/statusOf.h"
 #include "tests/support/tagFile.h"
+#include "tests/support/testing.h"
 #include "wrappers/mtg/Reader.h"
 
 namespace mtg {
@@ -134,7 +129,7 @@ TEST(TagStreamLibrary, GoesByTheHeaderAndEndsWhereATagIsCutShort) {
   }
 }
 
-/// "<name>" or "<name>=<number>", and behind it the members.
+/// "<name>" or "<name>=<number>", and after it the members.
 std::string textOf(const ScriptData& script) {
   std::string text(script.name());
   if (statusOf([&] { script.number(); }) == 0) text += '=' + std::to_string(static_cast<int>(script.number()));
@@ -158,7 +153,7 @@ TEST(TagStreamLibrary, HandsOutScriptDataAsFarAsTheyAreWellFormed) {
   }
 }
 
-TEST(TagStreamLibrary, PassesOnWhatTheDecoderAnswersAndTellsOfNoOtherKindNorOfNull) {
+TEST(TagStreamLibrary, PassesOnTheDecodersStatusAndRefusesOtherKindsAndNull) {
   struct : ScriptDecoder {
     std::unique_ptr<ScriptValue> read(std::span<const std::byte>) override { throw Exception(MemoryInput::kFailure); }
   } decoder;
@@ -235,7 +230,7 @@ TEST(TagStreamLibrary, SeesWhatIsWrittenMeanwhile) {
   EXPECT_EQ(timesOf(tags), "9 1560;");
 }
 
-TEST(TagStreamLibrary, PassesOnWhatTheStreamAnswersAndGoesOnBehindIt) {
+TEST(TagStreamLibrary, PassesOnTheStreamsStatusAndContinuesAfterIt) {
   const auto bytes = test::tagFile(manySizes());
   const Allocator allocator;
   for (int failing = 0; failing < 4; ++failing) {
