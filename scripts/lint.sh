@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks the tree against its own rules: includes go down only, comments name files that exist, formatting, clang-tidy.
+# Checks the tree against its own rules: includes go down only, comments name files that exist, the texts that
+# the module logs are in docs/hosting.md, formatting, clang-tidy.
 #   scripts/lint.sh                    all of it
 #   scripts/lint.sh --quick            without clang-tidy
 #   scripts/lint.sh --changed [BASE]   clang-tidy only, over what changed since BASE; by default since origin/main, or
@@ -29,6 +30,7 @@ tidy() {
 if [ "${1:-}" != --changed ]; then
   python3 scripts/check_includes.py
   python3 scripts/check_comments.py
+  python3 scripts/check_log_texts.py
   scripts/format.sh --check
   [ "${1:-}" != --quick ] || exit 0
 fi

@@ -2,7 +2,7 @@
 
 // Everything that a host compiles against. The host loads the module with dlopen(), asks dlsym() for
 // "IMOCreateAdaptor", and gives it an IMOStreamContext; the adaptor that it gets records any number of streams.
-// docs/architecture.md has the whole, examples/minimalHost.cpp a host in one file.
+// docs/hosting.md says how, examples/minimalHost.cpp is a host in one file.
 
 #include "imo/IMOFileContext.h"
 #include "imo/IMOStreamAdaptor.h"
