@@ -1,43 +1,47 @@
-// The smallest host: loads the module, records ten seconds of generated audio and prints the recorded duration.
+// The smallest host that loses nothing: loads the module, records ten seconds of generated audio and says what became
+// of them. docs/hosting.md explains each step.
 //
-//     minimal_host MODULE DIR      DIR is absolute, and is made; the recording's files are in it, named after it
+//     minimal_host MODULE DIR      DIR is absolute; it is made, or is empty. The files in it are named after it.
 //
 // A media server does the same with its real streams. All it needs is the headers of include/ and dlopen.
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
+#include <system_error>
 
 #include "imo/imo.h"
 
 namespace {
 
-/// Paths of the module have backslashes; these two functions are inverse for paths without one.
-std::string toNative(std::string path) {
-  std::replace(path.begin(), path.end(), '\\', '/');
+/// Paths of the module have backslashes, those of the system slashes.
+std::string replaced(std::string path, char from, char to) {
+  std::replace(path.begin(), path.end(), from, to);
   return path;
 }
 
-std::string toModule(std::string path) {
-  std::replace(path.begin(), path.end(), '/', '\\');
-  return path;
-}
-
-/// File services for the segment files. O_DSYNC makes each write durable before it returns: right after it the module
-/// names the bytes in its index.
+/// File services for the segment files of one directory, which is open as `directory`.
 class Files final : public IMOFileContext {
  public:
+  explicit Files(int directory) : directory_(directory) {}
+
+  /// O_DSYNC makes each write durable before it returns: right after it the module names the bytes in its index. The
+  /// name of a new file has to be durable, too.
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t) override {
     const int truncate = (flags & kIMOTruncate) != 0 ? O_TRUNC : 0;
-    return ::open(toNative(path).c_str(), O_RDWR | O_CREAT | O_DSYNC | truncate, mode);
+    const int file = ::open(replaced(path, '\\', '/').c_str(), O_RDWR | O_CREAT | O_DSYNC | O_CLOEXEC | truncate, mode);
+    if (file == -1 || ::fsync(directory_) == 0) return file;
+    ::close(file);
+    return -1;
   }
   void close(std::int32_t handle, std::uint32_t) override { ::close(handle); }
   std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) override {
@@ -48,73 +52,99 @@ class Files final : public IMOFileContext {
   }
   std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t) override {
     struct stat found {};
-    if (::fstat(handle, &found) != 0) return -1;
-    status->size = found.st_size;
-    return 0;
+    return result(::fstat(handle, &found), found, *status);
   }
   std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t) override {
     struct stat found {};
-    if (::stat(toNative(path).c_str(), &found) != 0) return errno == ENOENT ? -1 : -2;
-    status->size = found.st_size;
-    return 0;
+    return result(::stat(replaced(path, '\\', '/').c_str(), &found), found, *status);
   }
-  /// Removes an empty directory only: this host never deletes a recording, so one that is there fails the opening.
-  std::int32_t remove(const char* path, std::uint32_t, std::uint32_t) override {
-    const std::string native = toNative(path);
-    return ::rmdir(native.c_str()) == 0 || ::access(native.c_str(), F_OK) != 0 ? 0 : -1;
+  /// Removes nothing. The directory has to stay, since the lock is on it.
+  std::int32_t remove(const char*, std::uint32_t, std::uint32_t) override { return 0; }
+  /// The directory is there. If it is not empty, this ends the opening: without that the module would remove the old
+  /// recording in it.
+  std::int32_t createDirectory(const char* path) override {
+    std::error_code error;
+    return std::filesystem::is_empty(replaced(path, '\\', '/'), error) && !error ? 0 : -1;
   }
-  std::int32_t createDirectory(const char* path) override { return ::mkdir(toNative(path).c_str(), 0755); }
+
+ private:
+  /// -1 means "no such file" to the module, so any other failure needs another number.
+  static std::int32_t result(int failed, const struct stat& found, IMOFileStatus& status) {
+    status.size = found.st_size;
+    return failed == 0 ? 0 : errno == ENOENT ? -1 : -2;
+  }
+
+  int directory_;
 };
 
-/// -1 for every setting gives its default; the log goes to standard error.
+/// -1 for every setting gives its default. The log goes to standard error, and its errors are counted.
 class Host final : public IMOStreamContext, public IMOStreamOpenContext {
  public:
+  explicit Host(int directory) : files_(directory) {}
+
   void reserved() override {}
   std::int32_t readConfiguration(const char*, char**, std::uint32_t) override { return -1; }
   std::int32_t property(const char*, const char*, char*, std::uint32_t) override { return -1; }
   void log(const char* text, std::uint32_t level, bool) override {
+    if (level == kIMOLogError) ++errors_;
     std::fprintf(stderr, "%s: %s\n", level == kIMOLogError ? "error" : "warning", text);
   }
   IMOFileContext* fileContext() override { return &files_; }
+  unsigned errors() const { return errors_; }
 
  private:
   Files files_;
+  unsigned errors_ = 0;
 };
 
 constexpr std::uint8_t kAudio = 8;
 constexpr std::uint8_t kScriptData = 18;
+constexpr std::uint32_t kFragmentMs = 4000;  // The default of Recording/FragmentDuration.
 
-/// A new recording begins with its metadata, script data in AMF0: "onMetaData" and an array, empty here; with video it
-/// would have numbers "width" and "height".
-bool recordMetadata(IMOStreamAdaptor& adaptor, void* stream) {
-  constexpr char kMetadata[] = "\x02\0\x0aonMetaData\x08\0\0\0\0\0\0\x09";
-  return adaptor.record(stream, kScriptData, kMetadata, sizeof kMetadata - 1, 0);
+/// Sends a message again that was not taken: if a fragment could not be written, the module keeps it the second time.
+template <std::size_t size>
+bool send(IMOStreamAdaptor& adaptor, void* stream, std::uint8_t type, const char (&data)[size], std::uint32_t timeMs) {
+  constexpr std::uint32_t kLength = size - 1;  // A literal has a zero at its end.
+  return adaptor.record(stream, type, data, kLength, timeMs) || adaptor.record(stream, type, data, kLength, timeMs);
 }
 
-/// AAC-LC, 44100 Hz, stereo: the configuration, then a frame of silence every 1024 samples.
-bool recordAudio(IMOStreamAdaptor& adaptor, void* stream) {
-  constexpr std::uint8_t kConfiguration[] = {0xAF, 0x00, 0x12, 0x10};
-  constexpr std::uint8_t kSilence[] = {0xAF, 0x01, 0x21, 0x10, 0x04, 0x60, 0x8C, 0x1C};
-  bool accepted = adaptor.record(stream, kAudio, kConfiguration, sizeof kConfiguration, 0);
-  for (std::uint32_t frame = 0; frame < 430; ++frame) {
-    const std::uint32_t timeMs = static_cast<std::uint32_t>(frame * 1024ULL * 1000 / 44100);
-    accepted = adaptor.record(stream, kAudio, kSilence, sizeof kSilence, timeMs) && accepted;
+/// Frames of AAC-LC, 44100 Hz, have 1024 samples.
+constexpr unsigned kFrames = 430;
+constexpr std::uint32_t timeOfFrame(std::uint64_t frame) {
+  return static_cast<std::uint32_t>(frame * 1024 * 1000 / 44100);
+}
+
+/// Metadata ("onMetaData" and an empty array; with video it would have numbers "width" and "height"), the configuration
+/// of the codec, then frames of silence in stereo. Returns how many of them were taken.
+unsigned recordAudio(IMOStreamAdaptor& adaptor, void* stream) {
+  unsigned taken = 0;
+  if (!send(adaptor, stream, kScriptData, "\x02\0\x0aonMetaData\x08\0\0\0\0\0\0\x09", 0)) return 0;
+  if (!send(adaptor, stream, kAudio, "\xAF\x00\x12\x10", 0)) return 0;
+  for (unsigned frame = 0; frame < kFrames; ++frame) {
+    if (send(adaptor, stream, kAudio, "\xAF\x01\x21\x10\x04\x60\x8C\x1C", timeOfFrame(frame))) ++taken;
   }
-  return accepted;
+  return taken;
+}
+
+/// The stop drops what is not in a fragment yet. A made-up message on the next line of the grid closes the last
+/// fragment of audio; bit 7 in its type keeps it out of the recording.
+bool closeLastFragment(IMOStreamAdaptor& adaptor, void* stream) {
+  constexpr std::uint32_t kNextLineMs = (timeOfFrame(kFrames - 1) / kFragmentMs + 1) * kFragmentMs;
+  return send(adaptor, stream, kAudio | 0x80, "\xAF\x01", kNextLineMs);
 }
 
 int recordInto(IMOStreamAdaptor& adaptor, Host& host, const char* directory) {
   void* stream = nullptr;
-  if (adaptor.open(&host, toModule(directory).c_str(), kOpenRecord, nullptr, stream) != kStreamOpened) {
-    std::fprintf(stderr, "cannot record into %s\n", directory);
-    return 1;
-  }
-  const bool accepted = recordMetadata(adaptor, stream) && recordAudio(adaptor, stream);
-  adaptor.stopRecord(stream);
-  const unsigned durationMs = adaptor.getDuration(stream);
+  const std::string path = replaced(directory, '/', '\\');
+  if (adaptor.open(&host, path.c_str(), kOpenRecord, nullptr, stream) != kStreamOpened) return 1;
+  const unsigned taken = recordAudio(adaptor, stream);
+  const bool isClosed = closeLastFragment(adaptor, stream);
+  const unsigned errors = host.errors();
+  adaptor.stopRecord(stream);  // True always: what failed is in the log.
+  const bool isFinished = host.errors() == errors;
+  std::printf("%u of %u frames recorded into %s\n", taken, kFrames, directory);
   adaptor.close(stream);
-  std::printf("%u ms recorded into %s\n", durationMs, directory);
-  return accepted ? 0 : 1;
+  return taken == kFrames && isClosed && isFinished ? 0 : 1;
 }
 
 }  // namespace
@@ -124,13 +154,20 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s MODULE DIR\n", argv[0]);
     return 2;
   }
+  // One recorder a directory: k2r takes the same lock, which ends with the process. The flush is for a new directory.
+  ::mkdir(argv[2], 0777);
+  const int directory = ::open(argv[2], O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (directory == -1 || ::flock(directory, LOCK_EX | LOCK_NB) != 0 || ::syncfs(directory) != 0) {
+    std::perror(argv[2]);
+    return 1;
+  }
   void* const module = ::dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   void* const entry = module == nullptr ? nullptr : ::dlsym(module, "IMOCreateAdaptor");
   if (entry == nullptr) {
     std::fprintf(stderr, "%s\n", ::dlerror());
     return 1;
   }
-  Host host;
+  Host host(directory);
   IMOStreamAdaptor* made = nullptr;
   if (!reinterpret_cast<IMOCreateAdaptorFunction>(entry)(&host, &made)) return 1;
   const std::unique_ptr<IMOStreamAdaptor> adaptor(made);
