@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks the tree against its own rules: includes go down only, comments name files that exist, the texts that
-# the module logs are in docs/hosting.md, formatting, clang-tidy.
+# the module logs are in docs/hosting.md, CHANGELOG.md has the version, formatting, clang-tidy.
 #   scripts/lint.sh                    all of it
 #   scripts/lint.sh --quick            without clang-tidy
 #   scripts/lint.sh --changed [BASE]   clang-tidy only, over what changed since BASE; by default since origin/main, or
@@ -31,6 +31,7 @@ if [ "${1:-}" != --changed ]; then
   python3 scripts/check_includes.py
   python3 scripts/check_comments.py
   python3 scripts/check_log_texts.py
+  python3 scripts/check_changelog.py
   scripts/format.sh --check
   [ "${1:-}" != --quick ] || exit 0
 fi
