@@ -31,6 +31,7 @@ std::optional<fileset::RecordingDirectory> examine(const std::string& path, cons
 }  // namespace
 
 OutputDirectory::OutputDirectory(const std::string& given) {
+  if (given.empty()) throw UsageError("a recording needs a directory, and the path given is empty");
   std::error_code error;
   const auto absolute = std::filesystem::absolute(given, error);
   const auto canonical = error ? absolute : std::filesystem::weakly_canonical(absolute, error);

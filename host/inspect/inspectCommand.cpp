@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* kFooter =
     R"(A PATH is the directory of a recording, or a .bootstrap, .k2i, .control, .meta,
-.drmmeta or .k2r file, or a .mtg tag stream; a file is recognized by its content.
+.drmmeta or .k2r file, or a .mtg tag stream. Its content decides, not its name.
 
 Of a directory it prints what is recorded, from the first sample to the last
 one, and a time line as wide as the terminal:
@@ -22,8 +22,8 @@ one, and a time line as wide as the terminal:
   =  recorded     |  a fragment begins (if there is room to tell them apart)
   .  gap          !  gap in a part of the column
 
-A gap lies between two fragments; a pause inside one is not counted. The begin is
-the time of day at which the first segment was made, less its first fragment.
+A gap lies between two fragments; a pause inside one is not counted. The begin
+is the time of day at which the first segment was made, less its first fragment.
 --full adds the fields of all files; a single file is always printed with its
 fields. Their times are milliseconds, their offsets bytes from the start of the
 file. --json prints both.

@@ -95,7 +95,9 @@ OpenFile* watchedFile(int fd) {
 /// A path that may count from an open directory.
 std::string fullPath(int directory, const char* path) {
   const OpenFile* const file = *path == '/' ? nullptr : watchedFile(directory);
-  return file == nullptr ? path : watching()->directory + "/" + file->name + (file->name.empty() ? "" : "/") + path;
+  if (file == nullptr) return path;
+  const std::string opened = watching()->directory + (file->name.empty() ? "" : "/" + file->name);
+  return std::string_view(path) == "." ? opened : opened + "/" + path;  // "." opens the directory a second time
 }
 
 template <typename Perform>

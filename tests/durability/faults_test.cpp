@@ -197,7 +197,7 @@ TEST(CommandFaults, ABootstrapThatCannotBeLookedUpIsNoMissingOne) {
     calls.reset();
     EXPECT_EQ(host::verifyRecording(place.file("cam1")).fragments, answer.status == 0 ? 8U : 4U) << answer.errors;
   }
-  EXPECT_GT(fault.first, 2U);
+  EXPECT_GT(fault.first, 1U) << "at least one look was met";
 }
 
 TEST(CommandFaults, AreReportedWithWhatIsStored) {
