@@ -23,11 +23,14 @@ class StreamContext final : public IMOStreamContext {
 
   void reserved() override {}
   /// If the value does not fit, the size that is returned counts the terminator.
+  /// Copies the value of `key` with its terminator to `*value`, which has room for `length` bytes, and returns 0.
+  /// Returns -1 if there is no such setting.
   std::int32_t readConfiguration(const char* key, char** value, std::uint32_t length) override;
   void log(const char* text, std::uint32_t level, bool flag) override;
   IMOFileContext* fileContext() override { return &files_; }
 
-  /// While set, an error with the same text as the one before is neither logged nor counted.
+  /// While set, an error with the same text as the one before is neither logged nor counted. For a message that is sent
+  /// a second time.
   void hideRepeats(bool hide) { hidesRepeats_ = hide; }
   std::uint64_t errorCount() const { return errorCount_; }
   const std::string& firstError() const { return firstError_; }

@@ -123,7 +123,7 @@ ExitStatus runExport(const Options& options) {
   Log log(stderr);
   // For the muxer's errors.
   const AvLogRoute route(log);
-  tellInterruptedOverwrite(options.directory, log);
+  warnOfInterruptedOverwrite(options.directory, log);
   const RecordingDirectory directory = readRecordingDirectory(options.directory);
   RecordedTags tags(directory);
   const auto file = makeFile(options.out);

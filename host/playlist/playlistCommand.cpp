@@ -80,7 +80,7 @@ void writePlaylist(const std::string& path, const std::string& text) {
 
 ExitStatus runPlaylist(const Options& options) {
   Log log(stderr);
-  tellInterruptedOverwrite(options.directory, log);
+  warnOfInterruptedOverwrite(options.directory, log);
   const RecordingDirectory directory = readRecordingDirectory(options.directory);
   if (!options.plainFolder.empty()) {
     // A folder among the files of a recording would be a foreign entry, and other commands would refuse that recording.

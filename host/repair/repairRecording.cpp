@@ -68,7 +68,7 @@ Repair repairRecording(const std::string& path, const Settings& settings, Log& l
   // Under the lock: the process that records there could be about to write its first fragment.
   std::optional<DirectoryLock> old;
   if (interrupted && !hasFragments(place)) old = restoreInterrupted(place);
-  if (interrupted && !old) tellInterruptedOverwrite(place.native(), log);
+  if (interrupted && !old) warnOfInterruptedOverwrite(place.native(), log);
   if (old) log.note(fmt::format("'{}' was moved back from '{}'", place.native(), place.aside()));
 
   // With the checks of `k2r verify`, so that a repair never touches what those call damaged.

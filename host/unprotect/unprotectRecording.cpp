@@ -161,7 +161,7 @@ ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log) {
     }
   }();
   const OutputDirectory place(options.output);
-  tellInterruptedOverwrite(options.directory, log);
+  warnOfInterruptedOverwrite(options.directory, log);
   const RecordingDirectory from = readRecordingDirectory(options.directory);
   if (from.empty()) throw CommandError(fmt::format("'{}' contains no recording", options.directory));
   const RecordingKey opened = openRecordingKey(from, *licenseServerKey);

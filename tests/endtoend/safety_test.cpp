@@ -159,7 +159,7 @@ TEST_F(Safety, AnAppendFollowsNoLinkAndWaitsForNoPipe) {
     fs::remove(file);
     fs::create_symlink(fs::absolute("outside"), file);
     EXPECT_EQ(k2r("record later.mtg --out cam1 --append"), 1);
-    EXPECT_THAT(output_, HasSubstr("is no regular file"));
+    EXPECT_THAT(output_, HasSubstr("is not a regular file"));
     EXPECT_EQ(k2r("repair cam1"), 1);
     EXPECT_EQ(readWholeFile("outside"), content);
     fs::remove(file);
