@@ -11,7 +11,7 @@ namespace {
 
 using ruvo::k2r::AfraIndex;
 
-/// Names the fields one behind another.
+/// Lists fields that follow each other, and counts their offsets.
 class FieldList {
  public:
   void add(std::uint64_t width, std::string name) {
@@ -82,6 +82,7 @@ std::vector<ImageField> listFields(const ruvo::k2r::BootstrapInfo& info) {
 }
 
 std::uint64_t localEntryOffset(const AfraIndex& index, std::size_t entry) {
+  // After the fields in fieldNameAt().
   constexpr std::uint64_t kFirst = 21;
   return kFirst + entry * (index.longOffsets ? 16U : 12U);
 }
@@ -112,6 +113,7 @@ std::string fieldText(std::span<const std::byte> image, const ImageField& field)
   const auto bytes =
       image.subspan(begin, std::min<std::size_t>(static_cast<std::size_t>(field.width), image.size() - begin));
   qvs::util::ByteReader reader(bytes);
+  // The image may be cut off within the field; what is there is then shown in hexadecimal.
   if (bytes.size() == field.width) {
     switch (field.width) {
       case 1:

@@ -17,14 +17,14 @@
 namespace host {
 namespace {
 
-/// Lets `read` take its value from a stream on `bytes`, and tells where in the file it stopped when it fails.
+/// Calls `read` with a stream of `bytes`. Turns its exceptions into Malformed, with the offset in the file.
 template <typename Read>
 void readFromStream(std::span<const std::byte> bytes, std::uint64_t offset, const char* what, Read read) {
   std::istringstream in(std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
   try {
     read(in);
   } catch (const std::ios_base::failure&) {
-    throw Malformed(offset + bytes.size(), fmt::format("the {} goes on, the bytes end here", what));
+    throw Malformed(offset + bytes.size(), fmt::format("the {} continues, but the bytes end here", what));
   } catch (const qvs::QVSException& error) {
     in.clear();
     throw Malformed(offset, fmt::format("{}: a box of another type or version than an {}'s", error.message(), what));

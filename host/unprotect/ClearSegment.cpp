@@ -79,8 +79,8 @@ void requireFormat(const krvo::container::Track& track, const TagContent& tag) {
                      fmt::format("a tag of {} in a track of {}", toText(tag.formatCode()), toText(trackFormat)));
 }
 
-/// Writes the header of the new file with all fields of the tracks. The container library continues a file with a header,
-/// and would lose some of them if it made the tracks itself.
+/// Writes the header of the new file with all fields of the tracks. The container library continues a file with a
+/// header, and would lose some of them if it made the tracks itself.
 void writeHeader(const Movie& movie, std::uint64_t moovOffset, NewSegmentFile& target) {
   const auto isEmpty = [](const auto& track) { return track->descriptions.empty(); };
   if (movie.tracks.empty() || std::any_of(movie.tracks.begin(), movie.tracks.end(), isEmpty)) {
