@@ -20,6 +20,7 @@ FileView::FileView(const std::string& path, std::size_t window) : readSize_(wind
     throw CommandError(
         fmt::format("'{}' {}", path, error ? "cannot be opened: " + error.message() : "is not a regular file"));
   }
+  // Streams need not set it, and the message must not have the text of an older error.
   errno = 0;
   in_.open(path, std::ios::binary);
   if (in_) in_.seekg(0, std::ios::end);

@@ -63,6 +63,7 @@ RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t e
 }  // namespace
 
 RecordedContent readRecordedContent(const RecordingDirectory& directory) {
+  // Without a bootstrap nothing is announced yet.
   return readContent(directory, 0, [](const auto& read) { read(); });
 }
 

@@ -40,6 +40,7 @@ class SpanMapper {
  private:
   BoxSpan next() {
     const BoxSpan box = readBoxAt(file_, offset_);
+    // A damaged size would otherwise swallow the fragments after it, which are known.
     if (box.end() > end_) {
       throw SegmentError(offset_, fmt::format("{} of {} bytes, but by the index a fragment begins at {}",
                                               toText(box.type), box.size, end_));
@@ -62,6 +63,7 @@ class SpanMapper {
   }
 
   void readFragment() {
+    // Added when all four boxes are there: the map has whole fragments only.
     FragmentBoxes fragment;
     fragment.afra = take("afra"_4cc);
     fragment.abst = take("abst"_4cc);

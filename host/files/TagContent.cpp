@@ -69,6 +69,7 @@ bool TagContent::hidesCodec() const {
 }
 bool TagContent::isRecordable() const {
   if (formatCode() != 0) return true;
+  // 8 kHz MP3 is stored, but has no format code of its own.
   return isAudio() && highNibble(firstByte) == kMp3At8kHzAudio;
 }
 
@@ -96,6 +97,7 @@ TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std
   tag.streamId = reader.u24();
   tag.firstByte = reader.u8();
   tag.secondByte = reader.u8();
+  // A shorter tag is malformed, but its other fields are worth reading.
   if (tag.formatCode() == "H264"_4cc && size >= kCompositionTimeOffset + 3 + kTagBackPointerSize) {
     tag.compositionTime = reader.i24();
   }
@@ -104,6 +106,7 @@ TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std
   tag.isProtected = protectedRecording && (tag.place.rawType & kTagProtectedBit) != 0;
   tag.sampleOffset = tag.isProtected ? protectedSampleOffset(tag, data)
                                      : codecHeaderSize(tag.place.rawType, data.data(), tag.place.dataSize);
+  // A second view, which may move the window: `front` and `data` must not be used after it.
   tag.backPointer = ByteReader(file.view(tag.place.end() - kTagBackPointerSize, kTagBackPointerSize)).u32();
   return tag;
 }

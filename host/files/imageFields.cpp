@@ -55,6 +55,7 @@ void addTable(FieldList& list, const ruvo::k2r::FragmentRunTable& table) {
     list.add(4, fmt::format("fragment run {}: first fragment", i + 1));
     list.add(8, fmt::format("fragment run {}: first timestamp", i + 1));
     list.add(4, fmt::format("fragment run {}: duration", i + 1));
+    // The byte is only there if the duration is 0.
     if (table.fragmentRuns[i].isDiscontinuity()) list.add(1, fmt::format("fragment run {}: discontinuity", i + 1));
   }
 }

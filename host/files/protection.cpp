@@ -131,6 +131,7 @@ TagFilter readTagFilter(FileView& file, const TagContent& tag) {
     failFilter(data + filter.clearBytes + 1, "another filter than " + std::string(kFilterName));
 
   const std::uint32_t left = tag.place.dataSize - parameters;
+  // A recorder writes either no vector or a whole one.
   if (size > left || (size != 1 && size != 1 + kVectorSize)) {
     failFilter(data + parameters - 3, fmt::format("filter parameters of {} bytes", size));
   }

@@ -24,6 +24,7 @@ void readFromStream(std::span<const std::byte> bytes, std::uint64_t offset, cons
   try {
     read(in);
   } catch (const std::ios_base::failure&) {
+    // The bytes ended within a field: that is the only failure of the stream, as it is in memory.
     throw Malformed(offset + bytes.size(), fmt::format("the {} continues, but the bytes end here", what));
   } catch (const qvs::QVSException& error) {
     in.clear();
@@ -40,6 +41,7 @@ std::vector<std::byte> readSmallFile(const std::string& path) {
 }
 
 void replaceSmallFile(const std::string& path, std::span<const std::byte> content) {
+  // The name that the recorder gives its temporary files, so that an append removes one that a crash left.
   const std::string temporary = path + ".tmp";
   if (platform::os::writeFile(temporary, content) && platform::os::replaceFile(temporary, path)) return;
   platform::os::removeFile(temporary);
@@ -77,6 +79,7 @@ std::uint32_t parseControl(std::span<const std::byte> bytes) {
 
 bool isStopped(const ruvo::k2r::BootstrapInfo& info) {
   if (info.fragmentRunTables.empty()) return false;
+  // The mark is a run entry; a stop puts it at the end of the table.
   const auto& runs = info.fragmentRunTables.front().fragmentRuns;
   return !runs.empty() && runs.back().isEndOfPresentation();
 }
