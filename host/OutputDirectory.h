@@ -21,7 +21,7 @@ class OutputDirectory {
  public:
   /// Takes the path that the user gave, and follows the links in the part that exists. Throws UsageError if it cannot
   /// be the directory of a recording: the root; a path with a backslash, which the module takes for a separator; a name
-  /// so long that the names of the files would be too long.
+  /// so long that the names of the files would be too long; CommandError if the path cannot be followed.
   explicit OutputDirectory(const std::string& given);
 
   const std::string& native() const { return native_; }

@@ -175,12 +175,14 @@ RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory, Timel
 }
 
 std::optional<std::int64_t> recordedSinceMs(const RecordedTimeline& timeline) {
+  // Dates in boxes count from 1904 (ISO/IEC 14496-12, 8.2.2), in s.
   constexpr std::uint64_t kFrom1904To1970 = 2082844800;
-  constexpr std::uint64_t kYear10000 = 255485145600;  // From 1904 on. A date behind that is damage.
+  constexpr std::uint64_t kYear10000 = 255485145600;  // from 1904 on; a later date is damage
   if (timeline.fragments.empty()) return std::nullopt;
   const std::uint64_t created = timeline.segments.front().movie.created;
   if (created < kFrom1904To1970 || created >= kYear10000) return std::nullopt;
   const std::uint64_t begunMs = (created - kFrom1904To1970) * 1000;
+  // The header is written when the first fragment is complete, so its date is that of the end of that fragment.
   return static_cast<std::int64_t>(begunMs - std::min(begunMs, timeline.fragments.front().durationMs));
 }
 

@@ -83,7 +83,7 @@ RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& lic
   if (!std::ranges::equal(appended.key.bytes(), opened.key.bytes())) {
     throw CommandError(
         fmt::format("'{}' has another key than '{}': the recording was continued under it, and nothing "
-                    "tells which samples are whose",
+                    "says which samples are encrypted with which",
                     drmMeta, firstName));
   }
   return opened;
