@@ -16,8 +16,9 @@
 namespace host {
 namespace {
 
-/// The process with a lock of the inode, by the system's table of locks; 0 where that does not tell.
+/// The process with a lock on the inode, by the system's table of locks; 0 if the table does not have it.
 long lockingProcess(const struct stat& directory) {
+  // The form of the table: device numbers in hexadecimal, the inode in decimal.
   const std::string inode =
       fmt::format("{:02x}:{:02x}:{}", major(directory.st_dev), minor(directory.st_dev), directory.st_ino);
   std::ifstream table("/proc/locks");
@@ -48,6 +49,7 @@ DirectoryLock::DirectoryLock(const std::string& path)
   if (platform::os::retried([this] { return ::flock(fd_, LOCK_EX | LOCK_NB); }) == 0) {
     state_ = State::kHeld;
   } else {
+    // Any other error means that flock() does not work on this file system. That must not keep anybody from recording.
     state_ = errno == EWOULDBLOCK ? State::kTaken : State::kUnsupported;
   }
 }
@@ -59,6 +61,7 @@ DirectoryLock::~DirectoryLock() {
 bool DirectoryLock::isAt(const std::string& path) const {
   struct stat own {};
   struct stat there {};
+  // lstat(): a link to the directory at its old path would be another place.
   return fd_ != -1 && ::fstat(fd_, &own) == 0 && ::lstat(path.c_str(), &there) == 0 && own.st_dev == there.st_dev &&
          own.st_ino == there.st_ino;
 }

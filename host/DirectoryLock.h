@@ -5,21 +5,24 @@
 
 namespace host {
 
-/// An advisory lock of a directory (flock(2)). It ends with the object, and with the process, however that ends.
-/// Movable; one that was moved from holds nothing.
+/// An advisory lock on a directory (flock(2)), for all processes that use this class. It ends with the object, and with
+/// the process, even after a kill. A lock file would be a foreign entry in the recording and would outlive a kill.
+/// Movable; an object that was moved from has no lock. Belongs to one thread.
 class DirectoryLock {
  public:
   enum class State {
+    /// This object has the lock.
     kHeld,
-    /// Somebody else has it.
+    /// Another process, or another object of this one, has the lock.
     kTaken,
     /// The file system has no locks.
     kUnsupported,
-    /// There is no directory, or it cannot be opened; errno says why.
+    /// There is no directory, or it cannot be opened. errno has the reason until the next call.
     kUnopened,
   };
 
-  /// Does not wait, and follows no link.
+  /// Tries to lock the directory at `path`. Does not wait, does not follow a symbolic link, and does not throw: see
+  /// state().
   explicit DirectoryLock(const std::string& path);
   ~DirectoryLock();
   DirectoryLock(DirectoryLock&& other) noexcept : fd_(std::exchange(other.fd_, -1)), state_(other.state_) {}
@@ -30,12 +33,13 @@ class DirectoryLock {
   }
 
   State state() const { return state_; }
-  /// Whether the directory is still the one at `path`: it may have been moved between the opening and the lock.
+  /// Whether the locked directory is the one at `path` now. It may have been moved between opening and locking.
   bool isAt(const std::string& path) const;
-  /// Who has it, such as "process 1234 (k2r)", as far as the system tells.
+  /// Who has the lock, such as "process 1234 (k2r)"; "another process" if the system does not say. For kTaken only.
   std::string holder() const;
 
  private:
+  /// -1 if it is not open. Closing it ends the lock.
   int fd_;
   State state_;
 };

@@ -21,11 +21,11 @@
 namespace host {
 namespace {
 
-/// The answer of a transfer has a sign, so that no more than this can be done at once.
+/// The number of bytes is returned with a sign, so one call can do no more than this.
 constexpr std::uint32_t kMaxTransfer = std::numeric_limits<std::int32_t>::max();
 
-/// Repeats `transfer(done, left)` until `wanted` bytes are done or it answers 0 or an error. Answers the bytes done; -1
-/// where there was an error before the first.
+/// Calls `transfer(done, left)` until `wanted` bytes are done or it returns 0 or an error. Returns the bytes done; -1
+/// for an error before the first byte. A disk that becomes full fails with the second write only, hence the loop.
 template <typename Transfer>
 std::int32_t transferAll(std::size_t wanted, const Transfer& transfer) {
   std::size_t done = 0;
@@ -38,13 +38,13 @@ std::int32_t transferAll(std::size_t wanted, const Transfer& transfer) {
   return static_cast<std::int32_t>(done);
 }
 
-/// What the module asks for has one bit for reading and one for writing. Who else may is the umask's to say.
+/// The module specifies read and write for the owner only. Group and others get the same bits; the umask limits them.
 mode_t creationMode(std::uint32_t mode) {
   const mode_t owner = static_cast<mode_t>(mode) & S_IRWXU;
   return owner | owner >> 3 | owner >> 6;
 }
 
-/// What to call an open file. Keeps errno.
+/// The path of an open file, for messages. Keeps errno.
 std::string nameOf(std::int32_t handle) {
   const int savedErrno = errno;
   std::error_code failed;
@@ -58,10 +58,11 @@ std::string nameOf(std::int32_t handle) {
 std::int32_t FileContext::open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t) {
   const std::string native = platform::os::toNative(path);
   const bool durable = durability_ == Durability::kDevice;
-  // Not to wait for the other end of a pipe; it makes no difference to a file.
+  // O_NONBLOCK so that a pipe in place of a file does not block the recorder; regular files are not affected.
   const int posixFlags = platform::os::toPosixFlags(flags) | O_NOFOLLOW | O_NONBLOCK | (durable ? O_DSYNC : 0);
   const int fd = platform::os::retried([&] { return ::open(native.c_str(), posixFlags, creationMode(mode)); });
   if (fd == -1) return fail("open", native);
+  // O_DSYNC covers the data only. The name of a new file is durable once its directory is flushed.
   if (durable && (flags & kIMOCreate) != 0 && !platform::os::syncFile(native)) {
     fail("flush", native);
     ::close(fd);
@@ -71,7 +72,8 @@ std::int32_t FileContext::open(const char* path, std::uint32_t flags, std::uint3
 }
 
 void FileContext::close(std::int32_t handle, std::uint32_t) {
-  // Linux frees the descriptor also where a signal interrupts the call.
+  // Linux closes the descriptor even if a signal interrupts the call. Closing it again could close another thread's
+  // file.
   if (::close(handle) != 0 && errno != EINTR) fail("close", nameOf(handle));
 }
 
@@ -114,13 +116,14 @@ std::int32_t FileContext::pathStatus(const char* path, IMOFileStatus* status, st
 
 std::int32_t FileContext::remove(const char* path, std::uint32_t, std::uint32_t) {
   const std::string native = platform::os::toNative(path);
-  const auto remove = native == held_ ? fileset::emptyRecording : fileset::removeRecording;
+  // Removing the locked directory would remove the lock with it.
+  const auto remove = native == lockedDirectory_ ? fileset::emptyRecording : fileset::removeRecording;
   return remove(native, native.substr(native.rfind('/') + 1), durability_) ? 0 : -1;
 }
 
 std::int32_t FileContext::createDirectory(const char* path) {
   const std::string native = platform::os::toNative(path);
-  return platform::os::makeDirectory(native, durability_) || (errno == EEXIST && native == held_)
+  return platform::os::makeDirectory(native, durability_) || (errno == EEXIST && native == lockedDirectory_)
              ? 0
              : fail("make the directory", native);
 }

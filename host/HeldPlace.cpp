@@ -18,18 +18,20 @@
 namespace host {
 namespace {
 
-/// Exchanges two directories in one step. False, with errno, where that fails.
+/// Exchanges two directories in one step. Returns false, with errno, if that fails.
 bool exchangeDirectories(const std::string& one, const std::string& other) {
   return ::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0;
 }
 
+/// Whether errno means that the file system cannot exchange or that the system does not know the call.
 bool lacksOperation() {
   return errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
 }
 
-/// Puts the old recording back into its place and removes what has come there. False where it stays aside.
+/// Moves the old recording back to its place and removes what is there. Returns false if it could not be moved.
 bool putBack(const OutputDirectory& place, Durability durability) {
-  // Exchanged first, so that an interruption leaves the remains of the new one aside, and not the old one.
+  // Exchanged before anything is removed: after an interruption the remains of the new recording are aside, and not the
+  // old one.
   bool back = exchangeDirectories(place.aside(), place.native());
   if (back) {
     fileset::removeRecording(place.aside(), place.stem(), durability);
@@ -43,17 +45,18 @@ bool putBack(const OutputDirectory& place, Durability durability) {
 }  // namespace
 
 HeldPlace::HeldPlace(const OutputDirectory& place, Durability durability, Log& log) : place_(place) {
-  // One that is being removed, or put aside, at this very moment is gone at the second look.
+  // If another process is removing the directory or moving it aside, it has gone by the next attempt.
   constexpr int kAttempts = 100;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     makeMissing(durability);
     if (tryLock(log)) return;
   }
-  throw CommandError(fmt::format("'{}' is in use: it moves away again and again", place_.native()));
+  throw CommandError(fmt::format("'{}' is in use: it is moved away again and again", place_.native()));
 }
 
 HeldPlace::~HeldPlace() {
   for (const std::string& path : made_) {
+    // rmdir() removes empty directories only. Those above one that is not empty are not empty either.
     if (::rmdir(path.c_str()) != 0) return;
   }
 }
@@ -79,6 +82,7 @@ bool HeldPlace::tryLock(Log& log) {
     case State::kHeld:
       return lock_->isAt(place_.native());
     case State::kTaken:
+      // The directory is another process's now, even if this one made it.
       made_.clear();
       throw CommandError(fmt::format("'{}' is in use: {} is writing the recording in it; nothing was changed",
                                      place_.native(), lock_->holder()));
@@ -91,6 +95,7 @@ bool HeldPlace::tryLock(Log& log) {
     case State::kUnopened:
       break;
   }
+  // The directory was removed after makeMissing().
   if (errno == ENOENT) return false;
   throw CommandError(fmt::format("cannot open the directory '{}': {}", place_.native(), std::strerror(errno)));
 }
@@ -104,15 +109,15 @@ ReplacedRecording::ReplacedRecording(const OutputDirectory& place, Durability du
     throw CommandError(fmt::format("'{}' is in the way; move it or remove it", aside_));
   }
   putAside();
-  held_ = true;
+  isAside_ = true;
   platform::os::flushParent(aside_, durability_);
 }
 
 void ReplacedRecording::putAside() {
-  // Whoever may look into the old directory, and nobody else, may look into the new one.
+  // Those who may look into the old directory, and no others, may look into the new one.
   struct stat old {};
   if (::stat(place_.native().c_str(), &old) == 0) ::chmod(aside_.c_str(), old.st_mode & 07777);
-  // Locked before it stands in its place, so that no other recorder comes between.
+  // Locked before it is moved to its place, so that no other recorder can lock it in between.
   lock_.emplace(aside_);
   const bool free = lock_->state() != DirectoryLock::State::kTaken;
   if (free && exchangeDirectories(aside_, place_.native())) return;
@@ -120,13 +125,14 @@ void ReplacedRecording::putAside() {
     putAsideInSteps();
     return;
   }
+  // rmdir() may change it.
   const int error = errno;
   ::rmdir(aside_.c_str());
   throw CommandError(fmt::format("cannot put aside '{}': {}", place_.native(), std::strerror(error)));
 }
 
 void ReplacedRecording::putAsideInSteps() {
-  // Onto the empty directory just made.
+  // A directory can be moved over an empty one, and `aside_` has just been made.
   if (std::rename(place_.native().c_str(), aside_.c_str()) == 0) {
     if (::mkdir(place_.native().c_str(), 0777) == 0) {
       lock_.emplace(place_.native());
@@ -139,7 +145,7 @@ void ReplacedRecording::putAsideInSteps() {
 
 ReplacedRecording::~ReplacedRecording() {
   settle();
-  if (!held_) return;
+  if (!isAside_) return;
   if (putBack(place_, durability_)) {
     log_.warning(fmt::format("no fragment was recorded: the old recording is back in '{}'", place_.native()));
   } else {
@@ -149,8 +155,9 @@ ReplacedRecording::~ReplacedRecording() {
 
 void ReplacedRecording::settle() {
   const std::string bootstrap = fileset::FileNames{place_.native() + "/" + place_.stem()}.bootstrapName();
-  if (!held_ || ::access(bootstrap.c_str(), F_OK) != 0) return;
-  held_ = false;
+  // The bootstrap is written with the first fragment. The module does not report that, so the host looks for the file.
+  if (!isAside_ || ::access(bootstrap.c_str(), F_OK) != 0) return;
+  isAside_ = false;
   if (!fileset::removeRecording(aside_, place_.stem(), durability_)) {
     log_.warning(fmt::format("the old recording was left in '{}'", aside_));
   }

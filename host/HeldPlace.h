@@ -13,61 +13,68 @@ namespace host {
 
 using platform::os::Durability;
 
-/// The directory of a recording for as long as this process writes it: nobody else records into it or repairs it
-/// meanwhile. Where the file system has no locks, a warning says so and the work goes on.
+/// The directory of a recording, locked while this process writes it: no other process records into it or repairs it
+/// meanwhile. If the file system has no locks, the log gets a warning and there is no lock.
 class HeldPlace {
  public:
-  /// Makes the directory, and those above it, where it is missing. Throws CommandError where another process holds it,
-  /// with its name, and where it cannot be made or opened. `place` and `log` outlive it.
+  /// Locks the directory. Makes it, and those above it, if missing. Throws CommandError if another process has locked
+  /// it, naming that process, and if it cannot be made or opened. `place` outlives it; `log` is used during the call
+  /// only.
   HeldPlace(const OutputDirectory& place, Durability durability, Log& log);
-  /// Removes again the directories that it made, unless something has come into them.
+  /// Removes the directories that it made, unless something was put into them.
   ~HeldPlace();
   HeldPlace(const HeldPlace&) = delete;
   HeldPlace& operator=(const HeldPlace&) = delete;
 
  private:
+  /// Makes the directory if it is missing.
   void makeMissing(Durability durability);
-  /// False where the directory has moved away since it was opened.
+  /// Returns false if the directory was moved away since it was opened. Throws CommandError if it is locked.
   bool tryLock(Log& log);
 
   const OutputDirectory& place_;
   std::optional<DirectoryLock> lock_;
-  /// The directories made, the deepest first.
+  /// The directories that were made, the deepest first.
   std::vector<std::string> made_;
 };
 
-/// A recording that a new one is about to replace. It stands aside, under its path with `.replaced` behind it, until
-/// the new one has its first fragment in the bootstrap, and comes back where that never happens. A kill at any moment
-/// leaves both where they are; see interruptedOverwrite().
+/// A recording that a new one is about to replace. It is kept at its path with the suffix `.replaced` until the
+/// bootstrap of the new recording exists, and is moved back if that never happens. A kill at any moment leaves both on
+/// disk; see interruptedOverwrite().
 class ReplacedRecording {
  public:
-  /// Exchanges the recording in `place`, which is held and not empty, with a new empty directory, which is locked, too.
-  /// Throws CommandError where it cannot be put aside; nothing has changed then. `place` and `log` outlive it.
+  /// Exchanges the recording in `place`, which must be locked and not empty, for a new empty directory, and locks that.
+  /// Throws CommandError if the recording cannot be moved aside; nothing has changed then. `place` and `log` outlive
+  /// it.
   ReplacedRecording(const OutputDirectory& place, Durability durability, Log& log);
-  /// Judges a last time. Whoever recorded has closed the recording.
+  /// Calls settle(), and moves the old recording back if the new one still has no bootstrap. The new recording must be
+  /// closed before.
   ~ReplacedRecording();
   ReplacedRecording(const ReplacedRecording&) = delete;
   ReplacedRecording& operator=(const ReplacedRecording&) = delete;
 
-  /// Removes the old recording once the new one has its bootstrap. Costs a look at one file until then.
+  /// Removes the old recording if the new one has its bootstrap. Cheap enough to call after each message: it looks at
+  /// one file.
   void settle();
 
  private:
+  /// Moves the old recording aside and puts a new directory in its place.
   void putAside();
-  /// The same where the file system cannot exchange two directories.
+  /// The same, for file systems that cannot exchange two directories in one step.
   void putAsideInSteps();
   const OutputDirectory& place_;
   Durability durability_;
   Log& log_;
   std::string aside_;
-  /// Of the new directory.
+  /// Lock of the new directory. The HeldPlace still has that of the old one.
   std::optional<DirectoryLock> lock_;
-  bool held_ = false;
+  /// Whether the old recording is aside and not settled.
+  bool isAside_ = false;
 };
 
-/// Puts the recording that an interrupted `--overwrite` left aside back into `place`, which holds no fragment; what it
-/// holds is removed. Answers a lock of the recording, which nobody has written since; nothing where there is none.
-/// Throws CommandError where it stays aside.
+/// Moves the recording that an interrupted `--overwrite` left aside back to `place`, and removes what is there; call it
+/// only if that has no fragment. Returns a lock of the recording; nothing if there is none aside. Throws CommandError
+/// if it cannot be moved.
 std::optional<DirectoryLock> restoreInterrupted(const OutputDirectory& place);
 
 }  // namespace host

@@ -15,6 +15,7 @@ std::string findModule() {
   constexpr const char* kName = "libk2r.so";
   if (const char* const chosen = std::getenv("K2R_MODULE"); chosen != nullptr && *chosen != '\0') return chosen;
   std::error_code ignored;
+  // By the program's real path: it may have been started through a link or by the search path.
   const auto folder = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
   for (const auto& candidate : {folder / kName, folder.parent_path() / "lib" / kName}) {
     if (std::filesystem::exists(candidate, ignored)) return candidate.string();
@@ -26,7 +27,7 @@ Module::Module(const std::string& path) : path_(path), library_(::dlopen(path.c_
   if (!library_) throw CommandError(fmt::format("cannot load the module: {}", ::dlerror()));
   create_ = reinterpret_cast<IMOCreateAdaptorFunction>(::dlsym(library_.get(), "IMOCreateAdaptor"));
   if (create_ == nullptr) {
-    throw CommandError(fmt::format("'{}' is no stream module, since it has no IMOCreateAdaptor", path));
+    throw CommandError(fmt::format("'{}' is not a stream module: it has no IMOCreateAdaptor", path));
   }
 }
 

@@ -8,17 +8,17 @@
 
 namespace host {
 
-/// Where the module is: the value of the environment variable K2R_MODULE, else `libk2r.so` beside this program or in
-/// the folder `../lib`, else the bare name, for the loader to search.
+/// Path of the module: the value of the environment variable K2R_MODULE, else `libk2r.so` next to this program or in
+/// the folder `../lib`, else the bare name, which the loader searches.
 std::string findModule();
 
-/// A loaded module. Outlives its adaptors.
+/// A loaded module. Outlives its adaptors, whose code it is.
 class Module {
  public:
-  /// Throws CommandError, with the loader's reason, where the file is no module.
+  /// Loads the module. Throws CommandError, with the loader's reason, if the file is no module.
   explicit Module(const std::string& path);
 
-  /// A new adaptor. `context` outlives it. Throws CommandError where the module makes none.
+  /// Makes an adaptor. `context` outlives it. Throws CommandError if the module makes none.
   std::unique_ptr<IMOStreamAdaptor> createAdaptor(IMOStreamContext& context) const;
 
  private:

@@ -34,14 +34,16 @@ OutputDirectory::OutputDirectory(const std::string& given) {
   if (given.empty()) throw UsageError("a recording needs a directory, and the path given is empty");
   std::error_code error;
   const auto absolute = std::filesystem::absolute(given, error);
+  // Without links: the same directory must have the same lock and the same stem, however the user names it.
   const auto canonical = error ? absolute : std::filesystem::weakly_canonical(absolute, error);
-  if (error) throw CommandError(fmt::format("'{}' is no path of a directory: {}", given, error.message()));
+  if (error) throw CommandError(fmt::format("'{}' is not the path of a directory: {}", given, error.message()));
   native_ = canonical.string();
   while (native_.size() > 1 && native_.back() == '/') native_.pop_back();
   stem_ = native_.substr(native_.rfind('/') + 1);
   if (stem_.empty()) throw UsageError("a recording needs a directory of its own, not the root directory");
   if (native_.find('\\') != std::string::npos) {
-    throw UsageError(fmt::format("'{}' cannot hold a recording, since there is a backslash in its path", native_));
+    throw UsageError(
+        fmt::format("'{}' cannot be the directory of a recording, because its path has a backslash", native_));
   }
   if (stem_.size() + kLongestSuffix > NAME_MAX || native_.size() + 1 + stem_.size() + kLongestSuffix >= PATH_MAX) {
     throw UsageError(
@@ -66,43 +68,47 @@ void OutputDirectory::require(OpenMode mode) const {
         fmt::format("'{}' is not empty; --append continues a recording in it, --overwrite replaces one", native_));
   }
   if (mode == OpenMode::kAppend) requireRegular();
+  // With a bootstrap an append removes nothing, so foreign entries are no danger.
   if (mode == OpenMode::kAppend && content->hasBootstrap) return;
   if (!content->foreign.empty()) {
-    throw CommandError(fmt::format("'{}' is not (only) a recording, since it holds '{}'; nothing was changed", native_,
-                                   content->foreign.front()));
+    throw CommandError(fmt::format("'{}' is not a recording, or not only one: it contains '{}'; nothing was changed",
+                                   native_, content->foreign.front()));
   }
 }
 
 void OutputDirectory::requireRegular() const {
   const auto content = examine(native_, stem_);
   if (!content || content->irregular.empty()) return;
-  throw CommandError(fmt::format("'{}' cannot be written to, since '{}' in it is no regular file; nothing was changed",
-                                 native_, content->irregular.front()));
+  throw CommandError(
+      fmt::format("'{}' cannot be written to, since '{}' in it is not a regular file; nothing was changed", native_,
+                  content->irregular.front()));
 }
 
 std::string interruptedOverwrite(const OutputDirectory& place) {
   const std::string aside = place.aside();
   const auto old = examine(aside, place.stem());
+  // With foreign entries it may be the user's own copy under that name.
   if (!old || old->hasNoEntry() || !old->foreign.empty()) return "";
+  // A running --overwrite still has the lock of the old recording.
   if (DirectoryLock(aside).state() == DirectoryLock::State::kTaken) return "";
   const auto current = examine(place.native(), place.stem());
   const bool replaced = current && current->hasBootstrap;
-  return fmt::format("'{}' holds a recording that an interrupted --overwrite put aside; {}", aside,
+  return fmt::format("'{}' contains a recording that an interrupted --overwrite put aside; {}", aside,
                      replaced ? "the new one is in its place: move the old one or remove it"
                               : fmt::format("k2r repair '{}' puts it back", place.native()));
 }
 
 void requireNothingAside(const OutputDirectory& place) {
-  const std::string told = interruptedOverwrite(place);
-  if (!told.empty()) throw CommandError(told);
+  const std::string text = interruptedOverwrite(place);
+  if (!text.empty()) throw CommandError(text);
 }
 
-void tellInterruptedOverwrite(const std::string& path, Log& log) {
+void warnOfInterruptedOverwrite(const std::string& path, Log& log) {
   try {
-    const std::string told = interruptedOverwrite(OutputDirectory(path));
-    if (!told.empty()) log.warning(told);
+    const std::string text = interruptedOverwrite(OutputDirectory(path));
+    if (!text.empty()) log.warning(text);
   } catch (const std::exception&) {
-    // What is wrong with the path is told by whoever reads there.
+    // The command that reads the path reports what is wrong with it.
   }
 }
 

@@ -6,34 +6,36 @@
 
 namespace host {
 
-/// What to do with what is at the place of a new recording.
+/// What to do with a recording that is already in the directory.
 enum class OpenMode {
-  /// Nothing may be there.
+  /// Refuse it: the directory must be empty or missing.
   kNew,
+  /// Continue it.
   kAppend,
+  /// Replace it.
   kOverwrite,
 };
 
-/// The directory of a recording, made absolute from what the user gave. Its name is the stem of the files in it.
+/// The directory of a recording, as an absolute path. Its name is the stem of the names of its files.
 class OutputDirectory {
  public:
-  /// Follows the links in the part that exists. Throws UsageError where the path names no directory that can hold a
-  /// recording: the root, one with a backslash in its path, which to the module is a separator, or one that is so long
-  /// that the files' names would find no room.
+  /// Takes the path that the user gave, and follows the links in the part that exists. Throws UsageError if it cannot
+  /// be the directory of a recording: the root; a path with a backslash, which the module takes for a separator; a name
+  /// so long that the names of the files would be too long; CommandError if the path cannot be followed.
   explicit OutputDirectory(const std::string& given);
 
   const std::string& native() const { return native_; }
   const std::string& stem() const { return stem_; }
-  /// The path in the module's form.
+  /// The path in the form of the module, with backslashes.
   std::string modulePath() const;
 
-  /// Where `--overwrite` keeps the old recording for as long as it may be wanted back.
+  /// Where `--overwrite` keeps the old recording until the new one has its first fragment.
   std::string aside() const { return native_ + ".replaced"; }
 
-  /// Throws CommandError where `mode` does not allow what is there. Changes nothing.
+  /// Throws CommandError if `mode` does not allow what is in the directory. Changes nothing.
   void require(OpenMode mode) const;
-  /// Throws CommandError where a link, a pipe or the like is called like a file of the recording: writing there would
-  /// write elsewhere.
+  /// Throws CommandError if a link, a pipe or the like has the name of a file of the recording: writing to it would
+  /// write somewhere else.
   void requireRegular() const;
 
  private:
@@ -41,12 +43,12 @@ class OutputDirectory {
   std::string stem_;
 };
 
-/// What an interrupted `--overwrite` has left beside `place`, and what to do about it, in words for the user; empty
-/// where there is nothing, or where that command is still at work.
+/// Describes what an interrupted `--overwrite` has left next to `place`, and what to do about it, for the user. Empty
+/// if there is nothing, or if that command is still running.
 std::string interruptedOverwrite(const OutputDirectory& place);
-/// Throws CommandError with that, for a command that would leave the old recording behind.
+/// Throws CommandError with that text. For a command that would make the old recording harder to find.
 void requireNothingAside(const OutputDirectory& place);
-/// The same as a warning, for a command that reads the recording in `path`.
-void tellInterruptedOverwrite(const std::string& path, Log& log);
+/// Logs that text as a warning. For a command that reads the recording in `path`. Does not throw.
+void warnOfInterruptedOverwrite(const std::string& path, Log& log);
 
 }  // namespace host

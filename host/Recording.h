@@ -8,23 +8,25 @@
 
 namespace host {
 
-/// One open stream of an adaptor. Closes it at its end, which touches no file: without stop() the recording stays on
-/// disk as its last fragment left it. Adaptor and settings outlive it.
+/// One open stream of an adaptor, for recording. The destructor closes it, which changes no file: without stop() the
+/// files stay as the last fragment left them. `adaptor` and `settings` outlive it. Belongs to one thread.
 class Recording {
  public:
-  /// `path` is in the module's form. Throws CommandError where the module does not open it; the reason is in the log.
+  /// Opens the stream. `path` is in the module's form. Throws CommandError if the module cannot open it; the log has
+  /// the reason then.
   Recording(IMOStreamAdaptor& adaptor, IMOStreamOpenContext& settings, const std::string& path, bool append);
   ~Recording() { adaptor_.close(handle_); }
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
 
-  /// False where the module refuses the message.
+  /// Passes a message to the module. Returns false if the module refuses it, or could not write a fragment.
   bool record(const InputMessage& message);
-  /// Finishes the files. Once, behind the last message.
+  /// Finishes the files. Call it once, after the last message.
   void stop() { adaptor_.stopRecord(handle_); }
 
  private:
   IMOStreamAdaptor& adaptor_;
+  /// The module's handle of the stream.
   void* handle_ = nullptr;
 };
 

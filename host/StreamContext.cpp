@@ -22,6 +22,7 @@ void StreamContext::log(const char* text, std::uint32_t level, bool) {
     log_.warning(line);
     return;
   }
+  // Only the last text: another error in between is news for the user.
   if (hidesRepeats_ && lastError_ == line) return;
   log_.error(line);
   lastError_ = line;

@@ -22,12 +22,14 @@ class StreamContext final : public IMOStreamContext {
       : settings_(settings), log_(log), files_(files), modulePath_(std::move(modulePath)) {}
 
   void reserved() override {}
-  /// If the value does not fit, the size that is returned counts the terminator.
+  /// Copies the value of `key` with its terminator to `*value`, which has room for `length` bytes, and returns 0.
+  /// Returns the size needed, with the terminator, if that is too small, and -1 if there is no such setting.
   std::int32_t readConfiguration(const char* key, char** value, std::uint32_t length) override;
   void log(const char* text, std::uint32_t level, bool flag) override;
   IMOFileContext* fileContext() override { return &files_; }
 
-  /// While set, an error with the same text as the one before is neither logged nor counted.
+  /// While set, an error with the same text as the one before is neither logged nor counted. For a message that is sent
+  /// a second time.
   void hideRepeats(bool hide) { hidesRepeats_ = hide; }
   std::uint64_t errorCount() const { return errorCount_; }
   const std::string& firstError() const { return firstError_; }

@@ -12,6 +12,7 @@ namespace host {
 namespace {
 
 void write(std::string_view text) {
+  // Flushed here, since an error of a full disk would be lost at the exit.
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
     throw CommandError("standard output cannot be written");
   }

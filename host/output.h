@@ -12,9 +12,11 @@ namespace host {
 /// A document for standard output. Keys stay in the order in which they are set.
 using Json = nlohmann::ordered_json;
 
-/// Prints the one document of a command. Text that is no UTF-8 is made so.
+/// Prints the one document of a command to standard output. Bytes that are not UTF-8 are replaced. Throws CommandError
+/// if it cannot be written.
 void printJson(const Json& document);
-/// Prints text in which bytes of a file may stand: control characters, but for line ends, become `\xNN`.
+/// Prints text to standard output. Control characters except line ends become `\xNN`, since text from a file could
+/// otherwise control the terminal. Throws CommandError if it cannot be written.
 void printText(std::string_view text);
 
 /// Milliseconds as `h:mm:ss.mmm`.

@@ -26,12 +26,13 @@ using qvs::util::toText;
 
 namespace {
 
-/// Finer than the milliseconds of tags, so that frames that share one can stand behind one another.
+/// Finer than the milliseconds of tags: pictures of the same millisecond are put one tick apart.
 constexpr int kVideoTimescale = 90000;
-constexpr int kTicksAMillisecond = kVideoTimescale / 1000;
-/// Of an audio track that has nothing to say for so long.
-constexpr int kUsualRate = 44100;
-constexpr std::size_t kMostWaiting = 1000;
+constexpr int kTicksPerMillisecond = kVideoTimescale / 1000;
+/// In Hz, for an audio track without any frame or configuration among the first tags, and how many tags may wait for
+/// one.
+constexpr int kFallbackRate = 44100;
+constexpr std::size_t kMaxWaiting = 1000;
 
 void check(int error, const std::string& path) {
   if (error < 0) throw CommandError(fmt::format("'{}' cannot be written: {}", path, avErrorText(error)));
@@ -44,14 +45,15 @@ AVCodecID codecOf(FourCC format) {
   throw CommandError(fmt::format("MP4 does not have the codec '{}'; a .mtg file takes it", toText(format)));
 }
 
-/// Frames of 1024 samples (ISO/IEC 14496-3, 4.5.1.1), or 1152, and 576 at the low rates of MPEG-2 (ISO/IEC 13818-3).
-std::int64_t samplesAFrame(AVCodecID codec, int sampleRate) {
+/// Samples per frame: 1024 for AAC (ISO/IEC 14496-3, 4.5.1.1); for MP3 1152, and 576 at the low rates of MPEG-2
+/// (ISO/IEC 13818-3).
+std::int64_t samplesPerFrame(AVCodecID codec, int sampleRate) {
   if (codec == AV_CODEC_ID_AAC) return 1024;
   return sampleRate < 32000 ? 576 : 1152;
 }
 
-/// Of an MPEG audio frame (ISO/IEC 11172-3, 2.4.1.3; ISO/IEC 13818-3, 2.4.2.3), in hertz; 0 where it is none. The codec
-/// byte of a tag knows four rates only.
+/// Sample rate in Hz of an MPEG audio frame (ISO/IEC 11172-3, 2.4.1.3; ISO/IEC 13818-3, 2.4.2.3); 0 if it is malformed.
+/// It is read from the frame, because the first byte of a tag can express four rates only.
 int mpegSampleRate(std::span<const std::byte> frame) {
   constexpr int kRates[] = {44100, 48000, 32000, 0};
   if (frame.size() < 4 || frame[0] != std::byte{0xFF} || (frame[1] & std::byte{0xE0}) != std::byte{0xE0}) return 0;
@@ -68,7 +70,8 @@ int mpegSampleRate(std::span<const std::byte> frame) {
   }
 }
 
-/// Of the frames themselves; spectral band replication doubles it when they are played.
+/// Sample rate in Hz of the coded frames. Spectral band replication may double it at playback, but a frame has 1024
+/// samples at this rate.
 int aacSampleRate(std::span<const std::byte> configuration) {
   AacConfig config;
   config.data = configuration.data();
@@ -85,7 +88,7 @@ void setExtradata(AVCodecParameters& codec, std::span<const std::byte> bytes) {
   codec.extradata_size = static_cast<int>(bytes.size());
 }
 
-/// What a tag carries behind its codec header.
+/// The data of a tag after its codec header.
 std::span<const std::byte> sampleOf(const RecordedTag& tag) {
   return tag.data.subspan(std::min<std::size_t>(tag.content.sampleOffset.value_or(0), tag.data.size()));
 }
@@ -125,6 +128,7 @@ void Mp4File::addStream(const Track& track) {
   }
   codec.codec_type = AVMEDIA_TYPE_AUDIO;
   if (!track.descriptions.empty()) {
+    // The tags do not repeat the number of channels; the sample entry has it.
     if (const auto* format = std::get_if<AudioFormat>(&track.descriptions.front()->format)) {
       av_channel_layout_default(&codec.ch_layout, format->channels);
     }
@@ -135,8 +139,8 @@ void Mp4File::setAudioRate(int sampleRate) {
   if (sampleRate <= 0) throw CommandError("the audio does not tell its sample rate");
   AVCodecParameters& codec = *audio_.stream->codecpar;
   codec.sample_rate = sampleRate;
-  audio_.samplesAFrame = samplesAFrame(codec.codec_id, sampleRate);
-  codec.frame_size = static_cast<int>(audio_.samplesAFrame);
+  audio_.samplesPerFrame = samplesPerFrame(codec.codec_id, sampleRate);
+  codec.frame_size = static_cast<int>(audio_.samplesPerFrame);
   audio_.stream->time_base = {1, sampleRate};
 }
 
@@ -157,13 +161,14 @@ void Mp4File::add(const RecordedTag& tag) {
 }
 
 bool Mp4File::waitsForRate(const Output& output, const RecordedTag& tag) {
-  if (started_ || audio_.stream == nullptr || audio_.samplesAFrame != 0) return false;
+  if (started_ || audio_.stream == nullptr || audio_.samplesPerFrame != 0) return false;
   if (!output.isVideo) {
     setAudioRate(mpegSampleRate(sampleOf(tag)));
     return false;
   }
-  if (waiting_.size() == kMostWaiting) {
-    setAudioRate(kUsualRate);
+  // Audio that never comes must not keep the whole video in memory.
+  if (waiting_.size() == kMaxWaiting) {
+    setAudioRate(kFallbackRate);
     return false;
   }
   waiting_.push_back({tag.content, {tag.data.begin(), tag.data.end()}});
@@ -171,17 +176,20 @@ bool Mp4File::waitsForRate(const Output& output, const RecordedTag& tag) {
 }
 
 void Mp4File::setConfiguration(Output& output, const RecordedTag& tag) {
+  // The `moov` has one sample entry for each track, and it is already chosen.
   if (started_)
     throw CommandError(fmt::format("the configuration of the {} changes at {} ms, which MP4 cannot express here",
-                                   output.isVideo ? "video" : "audio", tag.timestamp()));
+                                   output.isVideo ? "video" : "audio", tag.timestampMs()));
   setExtradata(*output.stream->codecpar, sampleOf(tag));
   if (!output.isVideo) setAudioRate(aacSampleRate(sampleOf(tag)));
 }
 
 void Mp4File::start() {
   if (started_) return;
-  if (audio_.stream != nullptr && audio_.samplesAFrame == 0) setAudioRate(kUsualRate);
+  // There is no audio frame at all, but the track has to be written with some rate.
+  if (audio_.stream != nullptr && audio_.samplesPerFrame == 0) setAudioRate(kFallbackRate);
   AVDictionary* options = nullptr;
+  // `moov` first, so that players of a web server can start before they have the whole file.
   av_dict_set(&options, "movflags", "+faststart", 0);
   av_dict_set_int(&options, "video_track_timescale", kVideoTimescale, 0);
   const int error = avformat_write_header(context_.get(), &options);
@@ -194,10 +202,12 @@ void Mp4File::start() {
 
 std::int64_t Mp4File::decodeTime(Output& output, std::uint64_t timeMs) const {
   if (output.isVideo) {
-    const auto time = static_cast<std::int64_t>(timeMs) * kTicksAMillisecond;
+    const auto time = static_cast<std::int64_t>(timeMs) * kTicksPerMillisecond;
+    // The muxer refuses decode times that do not rise.
     return output.lastTime ? std::max(time, *output.lastTime + 1) : time;
   }
-  // A tag's time is rounded to milliseconds. Frames that follow one another without a gap do so by their samples.
+  // Tags are rounded to milliseconds. Frames that follow each other within that are placed by their number of samples,
+  // or players would hear the rounding as gaps.
   constexpr std::int64_t kRoundingMs = 2;
   const std::int64_t rate = output.stream->codecpar->sample_rate;
   const auto time = static_cast<std::int64_t>(timeMs) * rate / 1000;
@@ -207,10 +217,10 @@ std::int64_t Mp4File::decodeTime(Output& output, std::uint64_t timeMs) const {
 }
 
 void Mp4File::write(Output& output, const RecordedTag& tag) {
-  if (!firstTime_) firstTime_ = tag.timestamp();
-  const std::int64_t time = decodeTime(output, tag.timestamp() - *firstTime_);
+  if (!firstTimestampMs_) firstTimestampMs_ = tag.timestampMs();
+  const std::int64_t time = decodeTime(output, tag.timestampMs() - *firstTimestampMs_);
   const auto sample = sampleOf(tag);
-  // How long a picture stands, the next one tells.
+  // The time of this picture gives the duration of the one before.
   if (output.held) send(output, time - output.held->dts);
   output.held = makePacket();
   AVPacket& packet = *output.held;
@@ -221,11 +231,11 @@ void Mp4File::write(Output& output, const RecordedTag& tag) {
   packet.pts = time;
   if (!output.isVideo || tag.content.isKeyFrame()) packet.flags |= AV_PKT_FLAG_KEY;
   if (output.isVideo) {
-    packet.pts += std::int64_t{tag.content.compositionTime} * kTicksAMillisecond;
-    output.nextTime = time + std::max<std::int64_t>(time - output.lastTime.value_or(time), kTicksAMillisecond);
+    packet.pts += std::int64_t{tag.content.compositionTime} * kTicksPerMillisecond;
+    output.nextTime = time + std::max<std::int64_t>(time - output.lastTime.value_or(time), kTicksPerMillisecond);
   } else {
-    output.nextTime = time + output.samplesAFrame;
-    send(output, output.samplesAFrame);
+    output.nextTime = time + output.samplesPerFrame;
+    send(output, output.samplesPerFrame);
   }
   output.lastTime = time;
 }
@@ -233,16 +243,16 @@ void Mp4File::write(Output& output, const RecordedTag& tag) {
 void Mp4File::send(Output& output, std::int64_t duration) {
   const Packet packet = std::move(output.held);
   packet->duration = duration;
-  // The muxer may have given the streams time bases of its own.
-  const AVRational own =
+  // avformat_write_header() may have changed the time bases of the streams.
+  const AVRational ownTimeBase =
       output.isVideo ? AVRational{1, kVideoTimescale} : AVRational{1, output.stream->codecpar->sample_rate};
-  av_packet_rescale_ts(packet.get(), own, output.stream->time_base);
+  av_packet_rescale_ts(packet.get(), ownTimeBase, output.stream->time_base);
   check(av_interleaved_write_frame(context_.get(), packet.get()), path_);
 }
 
 void Mp4File::finish() {
   start();
-  // Of no length, the last pictures would be cut off. They stand as long as the one before.
+  // The last picture gets the duration of the one before. With a duration of 0 it would not be shownTimeBase.
   if (video_.held) send(video_, video_.nextTime - *video_.lastTime);
   check(av_write_trailer(context_.get()), path_);
   check(avio_closep(&context_->pb), path_);

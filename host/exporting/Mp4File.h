@@ -10,50 +10,61 @@
 
 namespace host {
 
-/// A plain MP4 file with the frames as they were recorded, decode and presentation times included. It has AVC, AAC and
-/// MP3; script data stays out.
+/// A plain MP4 file with the recorded frames and their decode and presentation times. It has AVC, AAC and MP3; script
+/// data are left out. If the audio does not say its sample rate before its first frame, video tags wait in memory until
+/// then.
 class Mp4File final : public TagSink {
  public:
-  /// Makes the file at `path`. Throws CommandError where it cannot be made, and for a track that MP4 cannot hold, by
-  /// its name.
+  /// Makes the file at `path`; an existing one is overwritten. Throws CommandError if it cannot be made, and for a
+  /// track whose codec MP4 cannot have, naming the codec. `movie` is used during the call only.
   Mp4File(const std::string& path, const krvo::container::Movie& movie);
 
-  /// Throws CommandError, too, for a configuration that is not the one that the track began with.
+  /// As TagSink::add(). Also throws CommandError if a configuration changes after the first frame.
   void add(const RecordedTag& tag) override;
+  /// Writes the last frame and the `moov`, and closes the file.
   void finish() override;
 
  private:
   struct CloseOutput {
     void operator()(AVFormatContext* context) const;
   };
-  /// A stream of the file, and where its time has got to.
+  /// A stream of the file, and how far it is written.
   struct Output {
     AVStream* stream = nullptr;
     bool isVideo = false;
-    /// In units of its time base; of the next packet by its duration.
+    /// Decode time of the last packet, and the expected one of the next. In units of the time base that the track has
+    /// here: 1/90000 s for video, 1/rate for audio.
     std::optional<std::int64_t> lastTime;
     std::int64_t nextTime = 0;
-    std::int64_t samplesAFrame = 0;
-    /// The last picture, whose duration is not known yet.
+    /// Samples in each audio frame; 0 until the rate is known.
+    std::int64_t samplesPerFrame = 0;
+    /// The last picture, whose duration is known when the next one comes.
     Packet held;
   };
 
-  /// A tag that waits until the rate of the audio is known.
+  /// A video tag that waits until the sample rate of the audio is known. Owns its data.
   struct Waiting {
     TagContent content;
     std::vector<std::byte> data;
   };
 
+  /// Adds an output for a track of the recording.
   void addStream(const krvo::container::Track& track);
+  /// The output to which the tag belongs, or null.
   Output* outputFor(const TagContent& tag);
+  /// Takes a sequence header.
   void setConfiguration(Output& output, const RecordedTag& tag);
-  /// True where the tag has to wait.
+  /// Whether the tag was put into `waiting_`.
   bool waitsForRate(const Output& output, const RecordedTag& tag);
+  /// In Hz. Throws CommandError for a rate that is not above 0.
   void setAudioRate(int sampleRate);
+  /// Writes the header of the file and the tags that waited. Does nothing if it was called before.
   void start();
+  /// Writes one frame.
   void write(Output& output, const RecordedTag& tag);
-  /// Gives the held packet to the muxer.
+  /// Passes the held packet to the muxer; `duration` in units of the track's time base here.
   void send(Output& output, std::int64_t duration);
+  /// Decode time of a frame whose tag is at `timeMs` from the first tag, in units of the track's time base here.
   std::int64_t decodeTime(Output& output, std::uint64_t timeMs) const;
 
   std::string path_;
@@ -62,7 +73,8 @@ class Mp4File final : public TagSink {
   Output audio_;
   std::vector<Waiting> waiting_;
   bool started_ = false;
-  std::optional<std::uint32_t> firstTime_;
+  /// Timestamp in ms of the first tag that is written.
+  std::optional<std::uint32_t> firstTimestampMs_;
 };
 
 }  // namespace host

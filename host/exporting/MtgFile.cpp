@@ -16,6 +16,7 @@ namespace host {
 using namespace qvs::util;
 
 void MtgFile::Close::operator()(std::FILE* file) const {
+  // Standard output belongs to the program.
   if (file != stdout) std::fclose(file);
 }
 
@@ -36,16 +37,18 @@ void MtgFile::writeHeader(const krvo::container::Movie& movie) {
   header.bytes(asBytes("MTG\x01"));
   header.u8(flags);
   header.u32(kHeaderSize);
+  // The back pointer before the first tag.
   header.u32(0);
   write(header.bytes());
 }
 
 void MtgFile::add(const RecordedTag& tag) {
+  // Not in the constructor: its timestamp is that of the first tag.
   if (!description_.empty()) {
-    writeTag(ruvo::k2rpkgutil::kAmf0DataTag, tag.timestamp(), description_);
+    writeTag(ruvo::k2rpkgutil::kAmf0DataTag, tag.timestampMs(), description_);
     description_.clear();
   }
-  writeTag(tag.content.place.rawType, tag.timestamp(), tag.data);
+  writeTag(tag.content.place.rawType, tag.timestampMs(), tag.data);
 }
 
 void MtgFile::writeTag(std::uint8_t type, std::uint32_t timestamp, std::span<const std::byte> data) {

@@ -9,14 +9,16 @@
 
 namespace host {
 
-/// A tag stream file, as TagStream reads it.
+/// A tag-stream file: a header, and each tag with its back pointer. TagStream reads it.
 class MtgFile final : public TagSink {
  public:
-  /// Makes the file at `path`; `-` is standard output. `description` is the payload of an AMF0 data message that comes
-  /// first; none where it is empty. Throws CommandError where the file cannot be made.
+  /// Makes the file at `path`; `-` is standard output. `description` is the payload of an AMF0 data message to write
+  /// first, with the timestamp of the first tag; empty for none. Throws CommandError if the file cannot be made.
   MtgFile(const std::string& path, const krvo::container::Movie& movie, std::vector<std::byte> description);
 
+  /// Writes the tag unchanged.
   void add(const RecordedTag& tag) override;
+  /// Flushes the file. Does not close standard output.
   void finish() override;
 
  private:
@@ -30,6 +32,7 @@ class MtgFile final : public TagSink {
 
   std::string path_;
   std::unique_ptr<std::FILE, Close> file_;
+  /// Empty once it is written.
   std::vector<std::byte> description_;
 };
 

@@ -36,10 +36,10 @@ std::vector<TagContent> tagsOf(OpenSegment& segment, std::uint64_t position) {
 
 }  // namespace
 
-/// One pass over the tags.
-class RecordedTags::Run {
+/// Walks once over the tags of the fragments, and passes those in the range on.
+class RecordedTags::Walker {
  public:
-  Run(const Movie& movie, const TimeRange& range, const std::function<void(const RecordedTag&)>& take)
+  Walker(const Movie& movie, const TimeRange& range, const std::function<void(const RecordedTag&)>& take)
       : movie_(movie), range_(range), take_(take) {}
 
   bool isDone() const { return done_; }
@@ -47,11 +47,12 @@ class RecordedTags::Run {
   void addFragment(OpenSegment& segment, std::uint64_t position, bool endsBeforeRange) {
     const std::vector<TagContent> tags = tagsOf(segment, position);
     if (tags.empty()) return;
-    if (!firstTime_) firstTime_ = tags.front().place.timestamp;
+    // Also from a fragment before the range: times count from the first tag of the recording.
+    if (!firstTimestampMs_) firstTimestampMs_ = tags.front().place.timestamp;
     if (endsBeforeRange) return;
     std::size_t first = 0;
     if (!begun_) {
-      first = firstOf(tags);
+      first = firstInRange(tags);
       if (first == tags.size()) return;
       begin(segment.file(), tags, first);
     }
@@ -59,22 +60,26 @@ class RecordedTags::Run {
   }
 
  private:
-  std::uint64_t timeOf(const TagContent& tag) const { return tag.place.timestamp - *firstTime_; }
+  /// Time of a tag in ms from the first one.
+  std::uint64_t timeMsOf(const TagContent& tag) const { return tag.place.timestamp - *firstTimestampMs_; }
 
-  /// The first tag of the range in a fragment; the number of tags if none of them is in it.
-  std::size_t firstOf(const std::vector<TagContent>& tags) const {
-    if (range_.from == 0) return 0;
+  /// Index of the tag with which the range begins, in the first fragment that reaches into it; the number of tags if
+  /// this one does not.
+  std::size_t firstInRange(const std::vector<TagContent>& tags) const {
+    if (range_.fromMs == 0) return 0;
     const bool hasVideo = std::any_of(tags.begin(), tags.end(), [](const auto& tag) { return tag.isVideo(); });
     std::size_t first = tags.size();
     for (std::size_t i = 0; i < tags.size(); ++i) {
-      const bool isInRange = timeOf(tags[i]) >= range_.from;
+      const bool isInRange = timeMsOf(tags[i]) >= range_.fromMs;
+      // The key frame, not the tag in the range: between them are the frames that are needed to decode it.
       if (isInRange && (first != tags.size() || !hasVideo)) return hasVideo ? first : i;
       if (hasVideo && tags[i].isKeyFrame() && !tags[i].isSequenceHeader()) first = i;
     }
     return tags.size();
   }
 
-  /// Gives the configuration of each track at the first tag, in the order in which the tracks came up in the recording.
+  /// Passes on the configuration that each track has there, in the order in which the recording got its tracks. A track
+  /// whose configuration only comes later in the fragment gets that one now.
   void begin(FileView& file, const std::vector<TagContent>& tags, std::size_t first) {
     begun_ = true;
     std::map<std::uint8_t, TagContent> chosen;
@@ -85,6 +90,7 @@ class RecordedTags::Run {
     for (const auto& track : movie_.tracks) {
       const auto found = chosen.find(track->isVideo() ? kVideoTag : kAudioTag);
       if (found == chosen.end() || track->isHint()) continue;
+      // Its own timestamp may be before the range.
       found->second.place.timestamp = tags[first].place.timestamp;
       give(file, found->second);
       chosen.erase(found);
@@ -92,14 +98,14 @@ class RecordedTags::Run {
   }
 
   void add(FileView& file, const TagContent& tag) {
-    if (timeOf(tag) >= range_.to) {
+    if (timeMsOf(tag) >= range_.toMs) {
       done_ = true;
       return;
     }
     give(file, tag);
   }
 
-  /// Leaves out a configuration that decoders already have.
+  /// Passes a tag on, unless it is a configuration that decoders have already.
   void give(FileView& file, const TagContent& tag) {
     const Bytes data = dataOf(file, tag.place);
     if (tag.isSequenceHeader()) {
@@ -113,10 +119,10 @@ class RecordedTags::Run {
   const Movie& movie_;
   TimeRange range_;
   const std::function<void(const RecordedTag&)>& take_;
-  std::optional<std::uint32_t> firstTime_;
+  std::optional<std::uint32_t> firstTimestampMs_;
   bool begun_ = false;
   bool done_ = false;
-  /// By the type of tag, the last one that was given.
+  /// By tag type: the configuration that was passed on last.
   std::map<std::uint8_t, Bytes> configurations_;
 };
 
@@ -130,20 +136,22 @@ RecordedTags::RecordedTags(const RecordingDirectory& directory)
 }
 
 bool RecordedTags::forEach(const TimeRange& range, const std::function<void(const RecordedTag&)>& take) {
-  Run run(movie_, range, take);
+  Walker walker(movie_, range, take);
   const std::uint64_t start = segments_.front().fragments.front().time;
-  for (auto segment = segments_.begin(); segment != segments_.end() && !run.isDone(); ++segment) {
+  for (auto segment = segments_.begin(); segment != segments_.end() && !walker.isDone(); ++segment) {
     const std::string path = directory_.pathOf(directory_.segmentName(segment->number));
     inFile(path, [&] {
       OpenSegment open(path);
-      for (auto entry = segment->fragments.begin(); entry != segment->fragments.end() && !run.isDone(); ++entry) {
+      for (auto entry = segment->fragments.begin(); entry != segment->fragments.end() && !walker.isDone(); ++entry) {
+        // A fragment that ends before the range is still opened, because the first one has the time of the first tag.
         const auto next = std::next(entry);
-        const bool isBefore = next != segment->fragments.end() && next->time - start <= range.from && range.from != 0;
-        run.addFragment(open, entry->afraOffset, isBefore);
+        const bool isBefore =
+            next != segment->fragments.end() && next->time - start <= range.fromMs && range.fromMs != 0;
+        walker.addFragment(open, entry->afraOffset, isBefore);
       }
     });
   }
-  return !run.isDone();
+  return !walker.isDone();
 }
 
 }  // namespace host

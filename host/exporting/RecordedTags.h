@@ -14,38 +14,38 @@
 
 namespace host {
 
-/// A part of a recording, in milliseconds from its first tag.
+/// A part of a recording, in ms from its first tag; `toMs` is the first time after it.
 struct TimeRange {
-  std::uint64_t from = 0;
-  std::uint64_t to = std::numeric_limits<std::uint64_t>::max();
+  std::uint64_t fromMs = 0;
+  std::uint64_t toMs = std::numeric_limits<std::uint64_t>::max();
 };
 
-/// A tag with its data, which are valid during the call that gets it.
+/// A tag with its data. The data are valid during the call that gets it.
 struct RecordedTag {
   TagContent content;
   std::span<const std::byte> data;
 
-  std::uint32_t timestamp() const { return content.place.timestamp; }
+  std::uint32_t timestampMs() const { return content.place.timestamp; }
 };
 
-/// The tags of a recording as the stream that it was made from: each track's configuration once, first, then all tags
-/// in order, across segments and gaps. The copies of a configuration that the recorder stored are left out; one that
-/// differs comes at its place. While the recording runs, what is added during the reading is left out.
+/// Reads the tags of a recording as the stream from which it was made: the configuration of each track once, at the
+/// start, then all tags in order, over segments and gaps. Configurations that the recorder repeated are left out; one
+/// that differs stays where it is. What is recorded after the constructor is left out. `directory` outlives it.
 class RecordedTags {
  public:
-  /// Throws CommandError if there is no recording, if it has no fragment, or if its samples are protected.
+  /// Reads bootstrap and indexes. Throws CommandError if there is no recording, or it has no fragment or is protected.
   explicit RecordedTags(const RecordingDirectory& directory);
 
   /// The tracks, from the first segment.
   const krvo::container::Movie& movie() const { return movie_; }
 
-  /// Calls `take` with each tag of the range. It begins with the last key frame at or before its start, so that it can
-  /// be decoded; without video with the first tag in it. Returns whether the recording ended before the range did.
-  /// Throws CommandError for what cannot be read.
+  /// Calls `take` for each tag of the range, in order. With video, the range begins at the last key frame at or before
+  /// its start, so that it can be decoded; without, at the first tag in it. Returns whether the recording ended before
+  /// the range did. Throws CommandError for files that cannot be read, and passes on the exceptions of `take`.
   bool forEach(const TimeRange& range, const std::function<void(const RecordedTag&)>& take);
 
  private:
-  class Run;
+  class Walker;
 
   const RecordingDirectory& directory_;
   std::vector<RecordedSegment> segments_;

@@ -4,12 +4,13 @@
 
 namespace host {
 
-/// A file in the making, to which a recording's tags go. Without finish() the file is of no use.
+/// A file that is being made from the tags of a recording. Without finish() it is incomplete.
 class TagSink {
  public:
   virtual ~TagSink() = default;
-  /// Throws CommandError where the file cannot hold the tag, or cannot be written.
+  /// Adds the next tag. Throws CommandError if the format cannot have it or the file cannot be written.
   virtual void add(const RecordedTag& tag) = 0;
+  /// Completes the file. Call it once, after the last tag. Throws CommandError if it cannot be written.
   virtual void finish() = 0;
 };
 

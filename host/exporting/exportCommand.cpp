@@ -53,12 +53,13 @@ struct Options {
 
 TimeRange rangeOf(const Options& options) {
   TimeRange range;
-  range.from = static_cast<std::uint64_t>(options.from.count());
-  if (options.to) range.to = static_cast<std::uint64_t>(options.to->count());
-  if (range.to > range.from) return range;
-  throw UsageError(fmt::format("--to, {}, is not after --from, {}", timeText(range.to), timeText(range.from)));
+  range.fromMs = static_cast<std::uint64_t>(options.from.count());
+  if (options.to) range.toMs = static_cast<std::uint64_t>(options.to->count());
+  if (range.toMs > range.fromMs) return range;
+  throw UsageError(fmt::format("--to, {}, is not after --from, {}", timeText(range.toMs), timeText(range.fromMs)));
 }
 
+/// The metadata message that the recording keeps; empty if it has none.
 std::vector<std::byte> descriptionOf(const RecordingDirectory& directory) {
   return directory.hasMeta ? readSmallFile(directory.pathOf(directory.metaName())) : std::vector<std::byte>();
 }
@@ -76,7 +77,7 @@ std::unique_ptr<TagSink> makeSink(const std::string& path, bool mp4, const Recor
   return std::make_unique<MtgFile>(path, tags.movie(), descriptionOf(directory));
 }
 
-/// Whoever may read all segments may read the export, and nobody else.
+/// The permissions that all segments have: an export must not show anyone what they could not read before.
 mode_t segmentMode(const RecordingDirectory& directory) {
   constexpr mode_t kAll = 0666;
   mode_t mode = kAll;
@@ -87,8 +88,10 @@ mode_t segmentMode(const RecordingDirectory& directory) {
   return mode;
 }
 
-/// Throws CommandError if anything has that name, even a link that leads nowhere.
+/// Makes the file under a temporary name; null for standard output. Throws CommandError if there is anything at its
+/// place, even a link to nothing: an export is never made twice by accident, unlike a playlist.
 std::unique_ptr<FreshFile> makeFile(const std::string& path) {
+  // Until it is complete; setMode() comes before it gets its name.
   constexpr mode_t kOwnerOnly = 0600;
   if (path == "-") return nullptr;
   if (fs::exists(fs::symlink_status(path))) throw CommandError(fmt::format("'{}' exists already", path));
@@ -106,11 +109,11 @@ void checkRange(const TimeRange& range, bool isEmpty, bool reachedEnd, const Rec
   const std::uint64_t length = reachedEnd ? lengthOf(directory) : 0;
   if (isEmpty && reachedEnd) {
     throw UsageError(
-        fmt::format("--from, {}, is after the recording's end, {}", timeText(range.from), timeText(length)));
+        fmt::format("--from, {}, is after the recording's end, {}", timeText(range.fromMs), timeText(length)));
   }
   if (isEmpty) throw CommandError("nothing is recorded in that part");
-  if (reachedEnd && range.to != TimeRange().to && range.to > length) {
-    log.warning(fmt::format("--to, {}, is after the recording's end, {}", timeText(range.to), timeText(length)));
+  if (reachedEnd && range.toMs != TimeRange().toMs && range.toMs > length) {
+    log.warning(fmt::format("--to, {}, is after the recording's end, {}", timeText(range.toMs), timeText(length)));
   }
 }
 
@@ -118,8 +121,9 @@ ExitStatus runExport(const Options& options) {
   const TimeRange range = rangeOf(options);
   const bool mp4 = isMp4(options.out);
   Log log(stderr);
+  // For the muxer's errors.
   const AvLogRoute route(log);
-  tellInterruptedOverwrite(options.directory, log);
+  warnOfInterruptedOverwrite(options.directory, log);
   const RecordingDirectory directory = readRecordingDirectory(options.directory);
   RecordedTags tags(directory);
   const auto file = makeFile(options.out);
@@ -134,6 +138,7 @@ ExitStatus runExport(const Options& options) {
     sink->finish();
   }
   if (!file) return ExitStatus::kOk;
+  // Only after the sink is gone, which closes the file.
   file->setMode(segmentMode(directory));
   file->keepAsNew();
   return ExitStatus::kOk;

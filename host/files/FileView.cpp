@@ -14,11 +14,13 @@ namespace host {
 
 using krvo::container::SegmentError;
 
-FileView::FileView(const std::string& path, std::size_t window) : atOnce_(window) {
+FileView::FileView(const std::string& path, std::size_t window) : readSize_(window) {
   std::error_code error;
   if (!std::filesystem::is_regular_file(path, error)) {
-    throw CommandError(fmt::format("'{}' {}", path, error ? "cannot be opened: " + error.message() : "is no file"));
+    throw CommandError(
+        fmt::format("'{}' {}", path, error ? "cannot be opened: " + error.message() : "is not a regular file"));
   }
+  // Streams need not set it, and the message must not have the text of an older error.
   errno = 0;
   in_.open(path, std::ios::binary);
   if (in_) in_.seekg(0, std::ios::end);
@@ -28,6 +30,7 @@ FileView::FileView(const std::string& path, std::size_t window) : atOnce_(window
 }
 
 void FileView::read(std::uint64_t offset, std::span<std::byte> out) {
+  // A large piece would only push everything else out of the window.
   if (out.size() > kWindow) {
     need(offset, out.size());
     readDirectly(offset, out);
@@ -42,7 +45,8 @@ std::span<const std::byte> FileView::view(std::uint64_t offset, std::size_t coun
   const bool inWindow = offset >= start_ && offset - start_ <= window_.size() &&
                         count <= window_.size() - static_cast<std::size_t>(offset - start_);
   if (!inWindow) {
-    const std::uint64_t wanted = std::max(atOnce_, count);
+    const std::uint64_t wanted = std::max(readSize_, count);
+    // A buffer of its own: if reading fails, the window must still be valid for its old place.
     std::vector<std::byte> fresh(static_cast<std::size_t>(std::min(wanted, size_ - offset)));
     readDirectly(offset, fresh);
     window_ = std::move(fresh);
@@ -52,12 +56,14 @@ std::span<const std::byte> FileView::view(std::uint64_t offset, std::size_t coun
 }
 
 void FileView::need(std::uint64_t offset, std::uint64_t count) const {
+  // Without a sum: offset and count come from the file and could exceed 64 bits.
   if (offset > size_ || count > size_ - offset) {
     throw SegmentError(std::min(offset, size_), fmt::format("{} bytes expected, the file ends at {}", count, size_));
   }
 }
 
 void FileView::readDirectly(std::uint64_t offset, std::span<std::byte> out) {
+  // An earlier read may have met the end of the file.
   in_.clear();
   in_.seekg(static_cast<std::streamoff>(offset));
   in_.read(reinterpret_cast<char*>(out.data()), static_cast<std::streamsize>(out.size()));

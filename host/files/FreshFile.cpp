@@ -27,6 +27,7 @@ fs::path folderOf(const std::string& place) {
   return fs::absolute(place).parent_path();
 }
 
+/// A name that no user has chosen: `FILE.part` could be somebody's.
 std::string newName() {
   return fmt::format(".k2r-{:08x}.part", std::random_device()());
 }
@@ -34,7 +35,7 @@ std::string newName() {
 bool moveToFreeName(const std::string& from, const std::string& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
-  // A file system without that operation: a second name, which replaces nothing either.
+  // For file systems without that operation: a second name for the file does not replace anything either.
   return ::link(from.c_str(), to.c_str()) == 0 && ::unlink(from.c_str()) == 0;
 }
 
@@ -48,7 +49,7 @@ void requireOutsideRecordings(const std::string& place) {
   try {
     isRecording = !readRecordingDirectory(folder.string()).empty();
   } catch (const CommandError&) {
-    // A directory that may be written and not read.
+    // The directory may be written but not read: the file cannot be checked, and is made.
   }
   if (isRecording) {
     throw CommandError(fmt::format("'{}' lies among the files of a recording; nothing was changed", place));
@@ -58,6 +59,7 @@ void requireOutsideRecordings(const std::string& place) {
 FreshFile::FreshFile(const std::string& place, mode_t mode) : place_(place) {
   requireOutsideRecordings(place);
   const fs::path folder = folderOf(place);
+  // A name may be taken by chance.
   for (int attempt = 0; attempt < 100 && fd_ == -1; ++attempt) {
     path_ = (folder / newName()).string();
     fd_ = platform::os::retried(
@@ -81,6 +83,7 @@ void FreshFile::setMode(mode_t mode) const {
 }
 
 void FreshFile::keepAsNew() {
+  // Flushed before it gets its name: after a power failure the name must not belong to an empty file.
   if (!platform::os::syncFile(path_) || !moveToFreeName(path_, place_)) fail();
   path_.clear();
   platform::os::syncFile(place_);

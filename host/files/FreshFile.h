@@ -8,34 +8,39 @@
 
 namespace host {
 
-/// Throws CommandError where something at `place` would lie among the files of a recording: whoever finds a foreign
-/// entry there leaves the whole directory alone.
+/// Throws CommandError if a file at `place` would be among the files of a recording. Commands leave a directory with a
+/// foreign entry alone, so it would keep them from removing or replacing that recording.
 void requireOutsideRecordings(const std::string& place);
 
-/// A file under a new name beside its place until it is whole. What is there already is neither opened nor followed;
-/// the new file goes again unless one of the last two operations puts it in its place.
+/// A file that is written under a temporary name next to its place, and gets its name when it is complete. What is at
+/// its place is not opened, and links are not followed. Unless keepAsNew() or keepInstead() is called, the destructor
+/// removes the file. Belongs to one thread.
 class FreshFile {
  public:
-  /// Makes it, with the permissions that the umask leaves of `mode`. Throws CommandError where it cannot, and where the
-  /// place lies among the files of a recording.
+  /// Makes the file with the permissions of `mode` that the umask allows. Throws CommandError if that fails, or if the
+  /// place is among the files of a recording.
   FreshFile(const std::string& place, mode_t mode);
   ~FreshFile();
   FreshFile(const FreshFile&) = delete;
   FreshFile& operator=(const FreshFile&) = delete;
 
-  /// Where it is until then.
+  /// The temporary path.
   const std::string& path() const { return path_; }
+  /// Appends. Throws CommandError if that fails.
   void write(std::span<const std::byte> content) const;
+  /// Sets the permissions, whatever the umask.
   void setMode(mode_t mode) const;
-  /// Puts it into its place, flushed. Throws CommandError where it cannot, and where something has come there.
+  /// Flushes the file and moves it to its place. Throws CommandError if that fails or something is there: then nothing
+  /// is replaced.
   void keepAsNew();
-  /// The same in the place of what is there.
+  /// The same, and replaces a file that is there.
   void keepInstead();
 
  private:
   [[noreturn]] void fail() const;
 
   std::string place_;
+  /// Empty once it is at its place.
   std::string path_;
   int fd_ = -1;
 };

@@ -6,10 +6,10 @@
 
 namespace host {
 
-/// The bytes of a file are not what their format says.
+/// The bytes of a file do not have the form of its format. inFile() turns it into a CommandError with the file's name.
 class Malformed : public std::runtime_error {
  public:
-  /// `offset` counts from the start of the file.
+  /// `offset` in bytes from the start of the file; 0 for the file as a whole. `reason` is for the user.
   Malformed(std::uint64_t offset, const std::string& reason) : std::runtime_error(reason), offset_(offset) {}
 
   std::uint64_t offset() const { return offset_; }

@@ -19,7 +19,7 @@ using ruvo::k2r::AfraEntry;
 
 namespace {
 
-/// Runs `read` on the content of a small file.
+/// Runs `read` on the content of a small file. Throws CommandError, with the file's name, if it is malformed.
 template <typename Read>
 auto readNamed(const RecordingDirectory& directory, const std::string& name, const Read& read) {
   const std::string path = directory.pathOf(name);
@@ -35,11 +35,12 @@ RecordedSegment readIndexFile(const RecordingDirectory& directory, std::uint32_t
   return segment;
 }
 
-/// `attempt` runs the reading of one file, and decides what becomes of its errors.
+/// Reads bootstrap and indexes. `attempt` calls the function that reads one file, and handles its errors.
+/// `endWithoutBootstrap` in ms limits the fragments if there is no bootstrap.
 template <typename Attempt>
 RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t endWithoutBootstrap,
                             const Attempt& attempt) {
-  if (directory.empty()) throw CommandError(fmt::format("'{}' holds no recording", directory.path));
+  if (directory.empty()) throw CommandError(fmt::format("'{}' contains no recording", directory.path));
   RecordedContent content;
   std::uint64_t endMs = endWithoutBootstrap;
   attempt([&] {
@@ -49,6 +50,7 @@ RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t e
     content.stopped = isStopped(bootstrap);
     endMs = bootstrap.currentMediaTime;
   });
+  // After the bootstrap, against the order in which a recorder writes: what comes meanwhile has times beyond `endMs`.
   for (const std::uint32_t number : directory.indexes) {
     attempt([&] {
       RecordedSegment segment = readIndexFile(directory, number, endMs);
@@ -61,6 +63,7 @@ RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t e
 }  // namespace
 
 RecordedContent readRecordedContent(const RecordingDirectory& directory) {
+  // Without a bootstrap nothing is announced yet.
   return readContent(directory, 0, [](const auto& read) { read(); });
 }
 
@@ -81,28 +84,6 @@ bool hasSegmentHeader(const std::string& path) {
   } catch (const SegmentError&) {
     return false;
   }
-}
-
-const Track* leadingTrack(const Movie& movie) {
-  for (const FourCC handler : {"vide"_4cc, "soun"_4cc, "meta"_4cc}) {
-    if (const Track* const track = findTrack(movie, handler)) return track;
-  }
-  return nullptr;
-}
-
-TimeSpan timeSpanOf(const Fragment& fragment, const Track* track, std::uint64_t otherwise) {
-  constexpr std::uint64_t kMillisecondsASecond = 1000;
-  const auto own = std::find_if(fragment.tracks.begin(), fragment.tracks.end(), [track](const TrackFragment& part) {
-    return track != nullptr && part.trackId == track->id;
-  });
-  if (own == fragment.tracks.end() || own->samples.empty()) return {otherwise, otherwise};
-  const auto inMilliseconds = [scale = std::max(track->timescale, 1U)](std::uint64_t time) {
-    return scale == kMillisecondsASecond
-               ? time
-               : time / scale * kMillisecondsASecond + time % scale * kMillisecondsASecond / scale;
-  };
-  const StoredSample& last = own->samples.back();
-  return {inMilliseconds(own->samples.front().decodeTime), inMilliseconds(last.decodeTime + last.duration)};
 }
 
 }  // namespace host

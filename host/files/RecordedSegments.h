@@ -11,23 +11,24 @@
 
 namespace host {
 
-/// One segment file of a recording, and the fragments in it that bootstrap and index name.
+/// A segment file of a recording, and the fragments in it that the bootstrap and its index have.
 struct RecordedSegment {
   std::uint32_t number = 0;
-  /// Entries of fragments that are in the file, in order.
+  /// Their index entries, in order. Times are in ms, positions in bytes of the segment file.
   std::vector<ruvo::k2r::AfraEntry> fragments;
 };
 
+/// What bootstrap and indexes say of a recording.
 struct RecordedContent {
-  /// Those that have fragments, in order.
+  /// The segments that have fragments, in rising order.
   std::vector<RecordedSegment> segments;
-  /// Nothing will be added, unless an append goes on.
+  /// Whether the recording was stopped. Only an append could add to it then.
   bool stopped = false;
 };
 
-/// What of a recording can be read, while it runs, too: what comes meanwhile is left out. The bootstrap is read first,
-/// then the indexes, as a recorder writes them the other way round. Throws CommandError where there is no recording,
-/// and for a small file that is not of its form.
+/// Reads what a recording has; it may still be running. Throws CommandError if there is no recording, and for a small
+/// file that is malformed. The bootstrap is read first: a recorder writes it last, so each fragment in it is in the
+/// indexes that are read after it, and later fragments are left out.
 RecordedContent readRecordedContent(const RecordingDirectory& directory);
 
 /// The same for a recording that may be damaged: each small file that cannot be read is named in `faults`, and the rest
@@ -35,10 +36,11 @@ RecordedContent readRecordedContent(const RecordingDirectory& directory);
 /// readable index has none. Throws CommandError only if there is no recording.
 RecordedContent readRecordedContent(const RecordingDirectory& directory, std::vector<std::string>& faults);
 
-/// A segment file opened for its fragments.
+/// A segment file, open for reading its fragments.
 class OpenSegment {
  public:
-  /// Throws CommandError where the file cannot be opened, and SegmentError where it does not begin as a segment does.
+  /// `window` as for FileView. Throws CommandError if the file cannot be opened, and SegmentError if its header is
+  /// malformed.
   explicit OpenSegment(const std::string& path, std::size_t window = FileView::kWindow)
       : file_(path, window), reader_(file_) {}
 
@@ -50,21 +52,8 @@ class OpenSegment {
   krvo::container::SegmentReader reader_;
 };
 
-/// Whether a segment file begins as one. A recorder that was killed as it began the file leaves a part of its header.
+/// Whether a segment file begins with a whole header. After a kill at its beginning there is only a part of one. Throws
+/// CommandError if the file cannot be opened.
 bool hasSegmentHeader(const std::string& path);
-
-/// The track by which a recording's time is told: its video, else its audio, else its data. Null where there is none of
-/// these. A view of the movie.
-const krvo::container::Track* leadingTrack(const krvo::container::Movie& movie);
-
-/// A stretch of time in milliseconds.
-struct TimeSpan {
-  std::uint64_t start = 0;
-  std::uint64_t end = 0;
-};
-
-/// From the first sample of the track in a fragment to the end of the last one; empty at `otherwise` where it has none.
-TimeSpan timeSpanOf(const krvo::container::Fragment& fragment, const krvo::container::Track* track,
-                    std::uint64_t otherwise);
 
 }  // namespace host

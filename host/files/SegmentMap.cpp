@@ -17,10 +17,10 @@ namespace {
 
 constexpr std::size_t kBoxHeader = 8;
 
-/// Maps the part of a file between two known places.
-class Stretch {
+/// Maps the boxes from one known position to the next.
+class SpanMapper {
  public:
-  Stretch(FileView& file, std::uint64_t begin, std::uint64_t end, SegmentMap& map)
+  SpanMapper(FileView& file, std::uint64_t begin, std::uint64_t end, SegmentMap& map)
       : file_(file), offset_(begin), end_(end), map_(map) {}
 
   void read() {
@@ -30,7 +30,7 @@ class Stretch {
       if (end_ == file_.size()) {
         readTail();
       } else if (offset_ != end_) {
-        throw SegmentError(offset_, "no box of a fragment, and the index has a fragment further on");
+        throw SegmentError(offset_, "not a box of a fragment, but the index has a fragment further on");
       }
     } catch (const SegmentError& error) {
       map_.breaks.push_back({error.offset(), error.fault()});
@@ -40,8 +40,9 @@ class Stretch {
  private:
   BoxSpan next() {
     const BoxSpan box = readBoxAt(file_, offset_);
+    // A damaged size would otherwise swallow the fragments after it, which are known.
     if (box.end() > end_) {
-      throw SegmentError(offset_, fmt::format("{} of {} bytes, and by the index a fragment begins at {}",
+      throw SegmentError(offset_, fmt::format("{} of {} bytes, but by the index a fragment begins at {}",
                                               toText(box.type), box.size, end_));
     }
     return box;
@@ -62,6 +63,7 @@ class Stretch {
   }
 
   void readFragment() {
+    // Added when all four boxes are there: the map has whole fragments only.
     FragmentBoxes fragment;
     fragment.afra = take("afra"_4cc);
     fragment.abst = take("abst"_4cc);
@@ -87,6 +89,7 @@ class Stretch {
   SegmentMap& map_;
 };
 
+/// Whether the fragment of an index entry is there. A wrong entry must not break the map where the boxes are whole.
 bool hasFragment(FileView& file, std::uint64_t position) {
   if (position == 0 || position >= file.size() || file.size() - position < kBoxHeader) return false;
   qvs::util::ByteReader header(file.view(position, kBoxHeader));
@@ -114,10 +117,10 @@ SegmentMap mapSegment(FileView& file, const std::set<std::uint64_t>& known) {
   std::uint64_t begin = 0;
   for (const std::uint64_t position : known) {
     if (!hasFragment(file, position)) continue;
-    Stretch(file, begin, position, map).read();
+    SpanMapper(file, begin, position, map).read();
     begin = position;
   }
-  Stretch(file, begin, file.size(), map).read();
+  SpanMapper(file, begin, file.size(), map).read();
   return map;
 }
 

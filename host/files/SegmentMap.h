@@ -12,30 +12,35 @@
 
 namespace host {
 
-/// Where something is that is no part of the list of boxes.
+/// A place at which the list of boxes is broken.
 struct SegmentBreak {
+  /// In bytes from the start of the file.
   std::uint64_t offset = 0;
   std::string reason;
 };
 
-/// The boxes of a segment file: `ftyp moov (afra abst moof mdat)* [free] [mfra]`.
+/// The boxes of a segment file: `ftyp moov (afra abst moof mdat)* [free] [mfra]` (ISO/IEC 14496-12, 8.8, and the two of
+/// the index and the bootstrap before each fragment).
 struct SegmentMap {
   std::uint64_t fileSize = 0;
   std::optional<krvo::container::BoxSpan> ftyp;
   std::optional<krvo::container::BoxSpan> moov;
-  /// In the order of the file; none begins before the one in front of it ends.
+  /// In the order of the file. They do not overlap.
   std::vector<krvo::container::FragmentBoxes> fragments;
-  /// Behind the last fragment, or `moov`.
+  /// The boxes after the last fragment, or after `moov` if there is none.
   std::vector<krvo::container::BoxSpan> tail;
-  /// One for each place where the list does not go on as it should; the map goes on at the next known fragment.
+  /// The places where the list is broken. After each, the map continues at the next known fragment.
   std::vector<SegmentBreak> breaks;
 
+  /// The fragment that begins at that offset, or null. A view.
   const krvo::container::FragmentBoxes* fragmentAt(std::uint64_t position) const;
+  /// The `mfra`, or null. A view.
   const krvo::container::BoxSpan* randomAccess() const;
 };
 
-/// Goes from box to box, reading headers only. `known` are positions that an index gives: where one of them has an
-/// `afra` box, no box in front of it may reach beyond it, and the map goes on there when it has lost its way.
+/// Maps a segment by the headers of its boxes. `known` has positions of fragments from an index. If there is an `afra`
+/// box at such a position, no box before it may reach beyond it, and the map continues there after a broken place.
+/// Throws only what reading throws at the known positions; all other faults are in `breaks`.
 SegmentMap mapSegment(FileView& file, const std::set<std::uint64_t>& known = {});
 
 }  // namespace host

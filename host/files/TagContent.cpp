@@ -17,21 +17,21 @@ using namespace qvs::util;
 using namespace ruvo::k2rpkgutil;
 using krvo::container::SegmentError;
 
-/// Of an AVC tag, where the composition time stands, behind the two first bytes.
+/// Offset of the composition time in an AVC tag, after the first two bytes of data.
 constexpr std::size_t kCompositionTimeOffset = kTagHeaderSize + 2;
-/// Longer than any filter name.
+/// Longer than any filter name. Limits the search for its end.
 constexpr std::size_t kMaxFilterName = 32;
 
-/// How many of the data bytes stand in the clear in front of the filter fields of a protected tag.
+/// Number of data bytes of a protected tag that are in the clear, before the filter fields.
 std::uint32_t clearBytes(const TagContent& tag, std::span<const std::byte> data) {
   const auto code = tag.formatCode();
-  // Of the two bytes of a VP6 header, the second is part of what is protected.
+  // VP6 has a header of two bytes, but the second is encrypted with the sample.
   if (code == "VP6F"_4cc || code == "VP6A"_4cc) return 1;
   return codecHeaderSize(tag.place.rawType, data.data(), tag.place.dataSize);
 }
 
-/// Behind the clear bytes: u8 filter count, the name with its zero byte, u24 length of the parameters, with which the
-/// sample begins.
+/// Offset of the filter parameters. After the clear bytes come: u8 filter count, the name with its terminator, u24
+/// length of the parameters. Nothing if they do not fit in the tag.
 std::optional<std::uint32_t> protectedSampleOffset(const TagContent& tag, std::span<const std::byte> data) {
   std::uint32_t offset = clearBytes(tag, data) + 1;
   const std::size_t first = offset;
@@ -69,6 +69,7 @@ bool TagContent::hidesCodec() const {
 }
 bool TagContent::isRecordable() const {
   if (formatCode() != 0) return true;
+  // 8 kHz MP3 is stored, but has no format code of its own.
   return isAudio() && highNibble(firstByte) == kMp3At8kHzAudio;
 }
 
@@ -84,7 +85,7 @@ TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std
   if (size < kTagOverhead || size > left) {
     throw SegmentError(offset, fmt::format("a tag of {} bytes, {} bytes left in the `mdat`", size, left));
   }
-  // As much of the front as is ever looked at.
+  // The part of the tag that is ever read. One view: tags are small, and each view may move the window.
   constexpr std::size_t kFront = kTagHeaderSize + 8 + kMaxFilterName;
   const auto front = file.view(offset, static_cast<std::size_t>(std::min<std::uint64_t>(size, kFront)));
   TagContent tag;
@@ -96,6 +97,7 @@ TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std
   tag.streamId = reader.u24();
   tag.firstByte = reader.u8();
   tag.secondByte = reader.u8();
+  // A shorter tag is malformed, but its other fields are worth reading.
   if (tag.formatCode() == "H264"_4cc && size >= kCompositionTimeOffset + 3 + kTagBackPointerSize) {
     tag.compositionTime = reader.i24();
   }
@@ -104,6 +106,7 @@ TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std
   tag.isProtected = protectedRecording && (tag.place.rawType & kTagProtectedBit) != 0;
   tag.sampleOffset = tag.isProtected ? protectedSampleOffset(tag, data)
                                      : codecHeaderSize(tag.place.rawType, data.data(), tag.place.dataSize);
+  // A second view, which may move the window: `front` and `data` must not be used after it.
   tag.backPointer = ByteReader(file.view(tag.place.end() - kTagBackPointerSize, kTagBackPointerSize)).u32();
   return tag;
 }

@@ -9,44 +9,47 @@
 
 namespace host {
 
-/// A media tag in a segment: where it lies, and what its first bytes say.
+/// A media tag in a segment: its place, and what its first bytes say.
 struct TagContent {
   krvo::container::StoredTag place;
   std::uint32_t streamId = 0;
   std::uint32_t backPointer = 0;
-  /// The two bytes behind the header; where there are less than two of data, the back pointer follows at once.
+  /// The first two bytes after the tag header. If there are fewer than two bytes of data, bytes of the back pointer.
   std::uint8_t firstByte = 0;
   std::uint8_t secondByte = 0;
-  /// Milliseconds from the decode to the presentation of a sample; of an AVC tag only.
+  /// Presentation time less decode time in ms. For AVC only; 0 for other tags.
   std::int32_t compositionTime = 0;
-  /// Of the sample, from the start of the data. Nothing where a protected tag is too short for what stands in front.
+  /// Offset of the sample from the start of the data, in bytes. Nothing for a protected tag that is too short for its
+  /// filter fields.
   std::optional<std::uint32_t> sampleOffset;
-  /// Has an encryption header in front of its sample. The filter bit alone does not say so: a clear recording stores
-  /// the type byte as its host gave it.
+  /// Whether there are filter fields before the sample. The bit in the type byte is not enough: a clear recording
+  /// stores the type byte as its host gave it.
   bool isProtected = false;
 
   std::uint8_t type() const;
   bool isVideo() const;
   bool isAudio() const;
   bool isKeyFrame() const;
-  /// A codec's configuration: a sample of the hint track alone.
+  /// Whether it is the configuration of a codec, which is a sample of the hint track only.
   bool isSequenceHeader() const;
-  /// Of the codec; 0 for one that is not known.
+  /// Format code of the codec; 0 if unknown.
   qvs::util::FourCC formatCode() const;
-  /// A protected tag of video or audio whose data were too short for a codec header: all of them stand behind the
-  /// filter, with whose count the data begin. What sample it makes is then not to be told.
+  /// Whether the codec cannot be known: the data of a protected video or audio tag were too short for a codec header,
+  /// so the filter fields come first, and the first byte is their count.
   bool hidesCodec() const;
-  /// Of a kind and codec that a recorder stores.
+  /// Whether its kind and codec are ones that a recorder stores.
   bool isRecordable() const;
+  /// In bytes, with header and back pointer.
   std::uint64_t size() const { return place.end() - place.offset; }
 };
 
-/// The size, header and back pointer included, that the header of the tag at `offset` tells. Throws SegmentError where
-/// the header does not end at `limit` or before.
+/// The size in bytes of the tag at `offset`, with header and back pointer, by its header. Throws SegmentError if the
+/// header does not end at `limit` or before.
 std::uint64_t tagSizeAt(FileView& file, std::uint64_t offset, std::uint64_t limit);
 
-/// Reads the tag at `offset`, whose size is `size` whatever its header says. Throws SegmentError, at the tag, where it
-/// does not end at `limit` or before. `protectedRecording` tells whether the filter bit means anything.
+/// Reads the tag at `offset`. `size` is its size in bytes, whatever its header says: a fault in one must be reported
+/// once. `protectedRecording`: whether the filter bit means anything. Throws SegmentError, with the offset of the tag,
+/// if the tag does not end at `limit` or before.
 TagContent readTag(FileView& file, std::uint64_t offset, std::uint64_t size, std::uint64_t limit,
                    bool protectedRecording = false);
 

@@ -11,7 +11,7 @@ namespace {
 
 using ruvo::k2r::AfraIndex;
 
-/// Names the fields one behind another.
+/// Lists fields that follow each other, and counts their offsets.
 class FieldList {
  public:
   void add(std::uint64_t width, std::string name) {
@@ -55,6 +55,7 @@ void addTable(FieldList& list, const ruvo::k2r::FragmentRunTable& table) {
     list.add(4, fmt::format("fragment run {}: first fragment", i + 1));
     list.add(8, fmt::format("fragment run {}: first timestamp", i + 1));
     list.add(4, fmt::format("fragment run {}: duration", i + 1));
+    // The byte is only there if the duration is 0.
     if (table.fragmentRuns[i].isDiscontinuity()) list.add(1, fmt::format("fragment run {}: discontinuity", i + 1));
   }
 }
@@ -82,6 +83,7 @@ std::vector<ImageField> listFields(const ruvo::k2r::BootstrapInfo& info) {
 }
 
 std::uint64_t localEntryOffset(const AfraIndex& index, std::size_t entry) {
+  // After the fields in fieldNameAt().
   constexpr std::uint64_t kFirst = 21;
   return kFirst + entry * (index.longOffsets ? 16U : 12U);
 }
@@ -112,6 +114,7 @@ std::string fieldText(std::span<const std::byte> image, const ImageField& field)
   const auto bytes =
       image.subspan(begin, std::min<std::size_t>(static_cast<std::size_t>(field.width), image.size() - begin));
   qvs::util::ByteReader reader(bytes);
+  // The image may be cut off within the field; what is there is then shown in hexadecimal.
   if (bytes.size() == field.width) {
     switch (field.width) {
       case 1:

@@ -10,8 +10,9 @@
 
 namespace host {
 
-/// One field of a box, by its place in the box's image.
+/// A field of a box, by its place in the image of the box (its bytes in a file).
 struct ImageField {
+  /// In bytes from the start of the box.
   std::uint64_t offset = 0;
   std::uint64_t width = 0;
   std::string name;
@@ -19,24 +20,23 @@ struct ImageField {
   std::uint64_t end() const { return offset + width; }
 };
 
-/// All fields of the image of a bootstrap, in the order of the image and without a gap.
+/// All fields of the image of a bootstrap, in order and without holes.
 std::vector<ImageField> listFields(const ruvo::k2r::BootstrapInfo& info);
 
-// Fields of the image of an index. Entries are counted from 0; fields of a global entry by their names.
-
+/// Offsets of entries in the image of an index, in bytes. Entries are counted from 0.
 std::uint64_t localEntryOffset(const ruvo::k2r::AfraIndex& index, std::size_t entry);
 std::uint64_t globalEntryOffset(const ruvo::k2r::AfraIndex& index, std::size_t entry);
-/// Which field the byte at `offset` belongs to.
+/// The name of the field to which the byte at `offset` belongs.
 std::string fieldNameAt(const ruvo::k2r::AfraIndex& index, std::uint64_t offset);
-/// Of an index: where its sizes byte stands.
+/// Offset of the byte with the widths of the entries, in the image of an index.
 inline constexpr std::uint64_t kSizesByte = 12;
-/// Of an entry with numbers and offsets of full width: counted from its start.
+/// Offsets of fields from the start of a global entry with numbers and offsets of full width.
 inline constexpr std::uint64_t kEntrySegment = 8;
 inline constexpr std::uint64_t kEntryFragment = 12;
 inline constexpr std::uint64_t kEntryPosition = 16;
 inline constexpr std::uint64_t kEntryOffsetInside = 24;
 
-/// The big-endian number in a field of up to eight bytes, a longer one as hex.
+/// The value of a field for the user: a number of up to eight bytes in decimal, a longer field in hexadecimal.
 std::string fieldText(std::span<const std::byte> image, const ImageField& field);
 
 }  // namespace host

@@ -26,8 +26,8 @@ using qvs::util::ByteReader;
 
 namespace {
 
-// Behind the metadata text in a `sinf`: its zero byte, and an `adaf` box.
-constexpr std::size_t kBehindText = 1 + 15;
+// What follows the metadata text in a `sinf`: its terminator, and an `adaf` box.
+constexpr std::size_t kAfterText = 1 + 15;
 
 constexpr std::uint8_t kStringMarker = 2;
 constexpr std::uint8_t kLongStringMarker = 12;
@@ -41,20 +41,22 @@ std::string textOf(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+/// The metadata text in a `sinf`. Its place is computed from an empty box, so that the layout has one home.
 std::string metadataOf(const ruvo::k2rpkgutil::ProtectedCodecHeader& header) {
   const auto sinf = header.sinf.bytes();
   const std::size_t around = ruvo::k2rpkgutil::makeSinfBox(header.clearFormat, {}).bytes().size();
-  return textOf(sinf.subspan(around - kBehindText, sinf.size() - around));
+  return textOf(sinf.subspan(around - kAfterText, sinf.size() - around));
 }
 
+/// The `.drmmeta` file that a recorder writes for that text.
 std::string drmMetaImage(const std::string& metadata) {
   std::ostringstream out;
   ruvo::k2r::writeAdditionalHeader(out, {.metadata = metadata});
   return std::move(out).str();
 }
 
-/// Where the metadata stands in a `.drmmeta` file, with its marker. Images of texts of one and two bytes begin to
-/// differ in the low byte of the length, two bytes behind the marker.
+/// Offset of the metadata in a `.drmmeta` file, with its marker. Found by comparing two images, so that the layout has
+/// one home: texts of one and two bytes first differ in the low byte of the length, two bytes after the marker.
 std::size_t metadataPlace() {
   return *firstDifference(asBytes(drmMetaImage("a")), asBytes(drmMetaImage("bb"))) - 2;
 }
@@ -93,6 +95,7 @@ std::string readDrmMeta(std::span<const std::byte> bytes) {
   } catch (const qvs::util::MalformedInput&) {
     fail(bytes.size());
   }
+  // The whole file is compared with what a recorder writes: no other field of it is read.
   if (const auto difference = firstDifference(asBytes(drmMetaImage(text)), bytes)) fail(*difference);
   return text;
 }
@@ -105,8 +108,8 @@ std::vector<std::byte> metadataBlock(std::string_view text) {
   // OpenSSL decodes the padding, too, as zero bits.
   const auto padding = std::min<std::size_t>(static_cast<std::size_t>(std::ranges::count(text, '=')), 2);
   block.resize(std::max(static_cast<std::size_t>(std::max(size, 0)), padding) - padding);
-  // Whatever is wrong with a text, it is not what the block would be written as.
-  if (text.empty() || ruvo::k2r::base64Encode(block) != text) throw Malformed(0, "metadata: no Base64");
+  // Encoded again, so that every deviation is found: other alphabets, line ends, bits in the padding.
+  if (text.empty() || ruvo::k2r::base64Encode(block) != text) throw Malformed(0, "metadata: not Base64");
   return block;
 }
 
@@ -128,6 +131,7 @@ TagFilter readTagFilter(FileView& file, const TagContent& tag) {
     failFilter(data + filter.clearBytes + 1, "another filter than " + std::string(kFilterName));
 
   const std::uint32_t left = tag.place.dataSize - parameters;
+  // A recorder writes either no vector or a whole one.
   if (size > left || (size != 1 && size != 1 + kVectorSize)) {
     failFilter(data + parameters - 3, fmt::format("filter parameters of {} bytes", size));
   }

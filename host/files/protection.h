@@ -17,39 +17,40 @@ namespace host {
 
 // What makes a recording a protected one, as its files have it.
 
-/// The protected description of a track, taken apart.
+/// The sample description of a protected track, split.
 struct TrackProtection {
-  /// What the track is without its protection.
+  /// The description of the track without protection.
   krvo::container::SampleDescription clear;
-  /// The protection metadata in Base64.
+  /// The protection metadata, in Base64.
   std::string metadata;
 };
 
-/// Nothing for a description that is not protected. Throws Malformed, at 0, where its `sinf` box is not exactly as a
-/// recorder writes it.
+/// Nothing for a description that is not protected. Throws Malformed, with offset 0, if its `sinf` box (ISO/IEC
+/// 14496-12, 8.12.1) differs from what a recorder writes.
 std::optional<TrackProtection> readProtection(const krvo::container::SampleDescription& description);
 
-/// The metadata text in a `.drmmeta` file. Throws Malformed where anything in it is not as a recorder writes it.
+/// The metadata text in a `.drmmeta` file. Throws Malformed, with the offset, if anything in it differs from what a
+/// recorder writes.
 std::string readDrmMeta(std::span<const std::byte> bytes);
 
-/// The metadata block that a text stands for. Throws Malformed, at 0, for what is not Base64 (RFC 4648) in one line.
+/// Decodes a metadata text. Throws Malformed, with offset 0, if it is not Base64 (RFC 4648) in one line.
 std::vector<std::byte> metadataBlock(std::string_view text);
 
-/// What stands in front of the sample of a protected tag.
+/// The filter fields of a protected tag, which are before its sample.
 struct TagFilter {
-  /// Bytes of codec header that stay in the clear in front of the filter.
+  /// Number of bytes before the fields: those of the codec header, in the clear.
   std::uint32_t clearBytes = 0;
   std::uint32_t count = 0;
   std::string name;
   bool encrypted = false;
-  /// Empty where the sample is in the clear.
+  /// Initialization vector; empty if the sample is in the clear.
   std::vector<std::byte> vector;
-  /// Of the sample, from the start of the tag's data.
+  /// Offset of the sample from the start of the tag's data, in bytes.
   std::uint32_t payloadOffset = 0;
 };
 
-/// Reads the filter of a tag that has one. Throws Malformed, in the file, for a count or a name that no recorder
-/// writes, and for parameters of another form or beyond the tag.
+/// Reads the fields of a protected tag. Throws Malformed, with the offset in the file, for a count, a name or
+/// parameters that no recorder writes, and if they reach beyond the tag.
 TagFilter readTagFilter(FileView& file, const TagContent& tag);
 
 }  // namespace host

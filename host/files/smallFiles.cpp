@@ -17,14 +17,15 @@
 namespace host {
 namespace {
 
-/// Lets `read` take its value from a stream on `bytes`, and tells where in the file it stopped when it fails.
+/// Calls `read` with a stream of `bytes`. Turns its exceptions into Malformed, with the offset in the file.
 template <typename Read>
 void readFromStream(std::span<const std::byte> bytes, std::uint64_t offset, const char* what, Read read) {
   std::istringstream in(std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
   try {
     read(in);
   } catch (const std::ios_base::failure&) {
-    throw Malformed(offset + bytes.size(), fmt::format("the {} goes on, the bytes end here", what));
+    // The bytes ended within a field: that is the only failure of the stream, as it is in memory.
+    throw Malformed(offset + bytes.size(), fmt::format("the {} continues, but the bytes end here", what));
   } catch (const qvs::QVSException& error) {
     in.clear();
     throw Malformed(offset, fmt::format("{}: a box of another type or version than an {}'s", error.message(), what));
@@ -40,6 +41,7 @@ std::vector<std::byte> readSmallFile(const std::string& path) {
 }
 
 void replaceSmallFile(const std::string& path, std::span<const std::byte> content) {
+  // The name that the recorder gives its temporary files, so that an append removes one that a crash left.
   const std::string temporary = path + ".tmp";
   if (platform::os::writeFile(temporary, content) && platform::os::replaceFile(temporary, path)) return;
   platform::os::removeFile(temporary);
@@ -77,6 +79,7 @@ std::uint32_t parseControl(std::span<const std::byte> bytes) {
 
 bool isStopped(const ruvo::k2r::BootstrapInfo& info) {
   if (info.fragmentRunTables.empty()) return false;
+  // The mark is a run entry; a stop puts it at the end of the table.
   const auto& runs = info.fragmentRunTables.front().fragmentRuns;
   return !runs.empty() && runs.back().isEndOfPresentation();
 }

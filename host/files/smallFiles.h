@@ -14,37 +14,38 @@
 
 namespace host {
 
-/// Size of a control file.
+/// Size of a control file in bytes.
 inline constexpr std::size_t kControlFileSize = 4;
-/// No file that is kept in memory as a whole has more bytes.
+/// Limit in bytes of files and boxes that are read as a whole: a damaged size must not fill the memory.
 inline constexpr std::size_t kMaxSmallFile = std::size_t{256} << 20;
 
-/// A whole file. Throws CommandError where it cannot be read or is larger than that.
+/// Reads a whole file. Throws CommandError if it cannot be read or is larger than kMaxSmallFile.
 std::vector<std::byte> readSmallFile(const std::string& path);
 
-/// Puts `content` in the place of what the file held; whoever opens it finds the whole old or the whole new one. Throws
-/// CommandError where it cannot be written.
+/// Replaces a file, in one step and flushed to the device: a reader finds all of the old content or all of the new.
+/// Throws CommandError if it cannot be written; the old content is then unchanged.
 void replaceSmallFile(const std::string& path, std::span<const std::byte> content);
 
-/// A whole box of a segment, its header included. Throws SegmentError where it cannot be read or is larger than that.
+/// Reads a box of a segment, with its header. Throws SegmentError if it cannot be read or is larger than kMaxSmallFile.
 std::vector<std::byte> loadBox(krvo::container::Source& file, const krvo::container::BoxSpan& box);
 
-// The boxes that stand in small files and in fragments alike, read from `bytes`, which begin at `offset` of a file.
-// What follows the box is not looked at. Throw Malformed.
+// Boxes that are in small files as well as in fragments. `bytes` begin at `offset` of a file; bytes after the box are
+// ignored. They throw Malformed.
 
 ruvo::k2r::BootstrapInfo parseBootstrap(std::span<const std::byte> bytes, std::uint64_t offset = 0);
 ruvo::k2r::AfraIndex parseAfra(std::span<const std::byte> bytes, std::uint64_t offset = 0);
-/// The base time. Throws Malformed for any other size than kControlFileSize.
+/// The base time in ms. Throws Malformed for any size other than kControlFileSize.
 std::uint32_t parseControl(std::span<const std::byte> bytes);
 
-/// The bootstrap has the mark with which a stop ends it.
+/// Whether the bootstrap has the mark with which a stop ends it.
 bool isStopped(const ruvo::k2r::BootstrapInfo& info);
 
-/// The one form in which a recorder writes such a box.
+/// The bytes that a recorder writes for such a box; there is only one form.
 std::vector<std::byte> imageOf(const ruvo::k2r::BootstrapInfo& info);
 std::vector<std::byte> imageOf(const ruvo::k2r::AfraIndex& index);
 
-/// Where two images begin to differ; where one is the beginning of the other, that is its end.
+/// Offset of the first byte in which two images differ. If one is the beginning of the other, its size; nothing if they
+/// are equal.
 std::optional<std::size_t> firstDifference(std::span<const std::byte> a, std::span<const std::byte> b);
 
 }  // namespace host

@@ -14,7 +14,7 @@ using qvs::util::operator""_4cc;
 
 namespace {
 
-/// The payload of the first box of this type, empty where there is none or the boxes in front of it are malformed.
+/// The payload of the first box of that type; empty if there is none, or the boxes before it are malformed.
 ByteReader findInnerBox(ByteReader boxes, FourCC type) {
   try {
     while (boxes.remaining() > 0) {
@@ -22,7 +22,7 @@ ByteReader findInnerBox(ByteReader boxes, FourCC type) {
       if (box.type == type) return box.payload;
     }
   } catch (const qvs::util::MalformedInput&) {
-    // As good as none.
+    // A box that cannot be found is the same as none: the format code is then that of the sample entry.
   }
   return ByteReader({});
 }

@@ -4,15 +4,15 @@
 
 namespace host {
 
-/// The code of a track's samples once they are clear again: that of its first sample entry, or the one that its `sinf`
-/// keeps (ISO/IEC 14496-12, 8.12).
+/// The format code of a track's samples without protection: that of its first sample entry, or for a protected track
+/// the one in its `sinf` (ISO/IEC 14496-12, 8.12.2). 0 if it has no sample entry.
 qvs::util::FourCC clearFormat(const krvo::container::Track& track);
-/// The track says that its samples are protected.
+/// Whether the sample entry says that the samples are protected.
 bool isProtected(const krvo::container::Track& track);
-/// Any of the tracks does.
+/// Whether any track is protected.
 bool hasProtectedTrack(const krvo::container::Movie& movie);
 
-/// The track of this handler type, or null. A view of the movie.
+/// The first track of that handler type (ISO/IEC 14496-12, 8.4.3), or null. A view of the movie.
 const krvo::container::Track* findTrack(const krvo::container::Movie& movie, qvs::util::FourCC handler);
 
 }  // namespace host

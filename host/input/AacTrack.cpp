@@ -9,6 +9,8 @@
 namespace host {
 namespace {
 
+/// First byte of every message: format 10, and 44 kHz, 16 bits and stereo, which AAC always has there. The
+/// configuration has the true values.
 constexpr std::uint8_t kAac = 0xAF;
 constexpr std::uint8_t kSequenceHeader = 0;
 constexpr std::uint8_t kFrame = 1;
@@ -36,12 +38,14 @@ AacTrack::AacTrack(const AVStream& stream, Log& log) : stream_(stream), log_(log
 bool AacTrack::prepare(AVPacket& packet) {
   if (payloadOf(packet).empty()) return false;
   takeConfiguration(newExtradataOf(packet));
+  // Before the filter, which removes the header.
   followAdts(payloadOf(packet));
   int error = av_bsf_send_packet(filter_.get(), &packet);
   if (error >= 0) error = av_bsf_receive_packet(filter_.get(), &packet);
+  // One damaged frame must not end a recording.
   if (error < 0) return refuse("damaged frames are left out");
   takeConfiguration(newExtradataOf(packet));
-  if (sequenceHeader_.empty()) return refuse("frames ahead of the first configuration are left out");
+  if (sequenceHeader_.empty()) return refuse("frames before the first configuration are left out");
   return true;
 }
 
@@ -58,7 +62,7 @@ void AacTrack::followAdts(std::span<const std::byte> frame) {
   if ((header & 0xFFF60000) != 0xFFF00000) return;
   // Without the bits that may differ from frame to frame: private, originality and copyright.
   const std::uint32_t configuration = header & 0xFDC0;
-  // The filter looks at the first header only.
+  // The filter makes the configuration from the first header that it sees, and never again.
   if (adts_ && *adts_ != configuration) filter_ = makeFilter(stream_);
   adts_ = configuration;
 }
@@ -73,7 +77,7 @@ void AacTrack::takeConfiguration(std::span<const std::byte> configuration) {
 }
 
 bool AacTrack::refuse(const char* reason) {
-  if (!std::exchange(warnedOfRefusal_, true)) log_.warning(fmt::format("audio: {}", reason));
+  if (!std::exchange(hasWarned_, true)) log_.warning(fmt::format("audio: {}", reason));
   return false;
 }
 

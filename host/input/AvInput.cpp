@@ -15,10 +15,10 @@ namespace {
 using Clock = InputWatch::Clock;
 using std::chrono::milliseconds;
 
-/// Video and audio.
+/// One video and one audio track. A source may have fewer, and another number after each reconnect.
 constexpr std::size_t kMaxTracks = 2;
 
-// Between the attempts to open an input again.
+// Pauses between the attempts to open an input again; each is twice as long as the one before.
 constexpr milliseconds kFirstPause{500};
 constexpr milliseconds kLongestPause = std::chrono::seconds(30);
 
@@ -49,7 +49,7 @@ std::optional<InputMessage> AvInput::next() {
       emit(*frame);
     } else if (!source_->hasEnded()) {
       read();
-    } else if (!goOn()) {
+    } else if (!openNext()) {
       return std::nullopt;
     }
   }
@@ -68,10 +68,12 @@ void AvInput::read() {
 }
 
 void AvInput::queue(SourceFrame source) {
+  // By kind, and not by track number: the tracks of a source that is opened again may be numbered differently, and the
+  // time line has to continue for each of them.
   FrameTimes times = timeline_.map(source_->isVideo(source.track) ? 0 : 1, source.frame.times);
   if (source_->isVideo(source.track)) {
-    // A frame at the very millisecond of the key frame behind it could take that one's place at the head of a fragment,
-    // and the recording would then have no fragment any more.
+    // An inter frame in the same millisecond as the key frame after it could become the first frame of the next
+    // fragment, and no fragment can begin with it: no fragment would be written any more.
     times.dtsMs = std::max(times.dtsMs, nextVideoMs_);
     nextVideoMs_ = times.dtsMs + 1;
   }
@@ -89,14 +91,17 @@ void AvInput::queue(SourceFrame source) {
 }
 
 void AvInput::emit(const QueuedFrame& frame) {
+  // Known only now: the first frame that leaves the interleaver is the earliest of all tracks.
   if (!baseMs_) {
     baseMs_ = earliestMs_ = frame.times.dtsMs;
     outbox_.emplace_back(qvs::util::kAmf0DataTag, startMs_, metadata());
   }
+  // The composition time of a message has 24 bits and a sign.
   constexpr std::int64_t kMaxComposition = 0x7FFFFF;
   const std::uint32_t timeMs = messageTime(frame.times.dtsMs);
   announceTracks(timeMs);
   const std::uint8_t type = frame.converter->messageType();
+  // The frame has its header with it: the converter may have learnt a later one from packets that still wait.
   if (!frame.newHeader.empty()) outbox_.emplace_back(type, timeMs, frame.newHeader);
   const std::int64_t compositionMs = frame.times.ptsMs - frame.times.dtsMs;
   qvs::util::ByteWriter data;
@@ -116,30 +121,37 @@ void AvInput::announceTracks(std::uint32_t timeMs) {
 }
 
 std::uint32_t AvInput::messageTime(std::int64_t dtsMs) const {
-  // A track that begins late in the file, and earlier in time than what is out already, cannot go below the start.
+  // A track that begins late in the file may have times before those of messages that are already out. It must not get
+  // a time before the start.
   return startMs_ + static_cast<std::uint32_t>(std::max(dtsMs, earliestMs_) - *baseMs_);
 }
 
-bool AvInput::goOn() {
+bool AvInput::openNext() {
   if (stop_.requested()) return false;
   const std::string failure = source_->failure();
+  // Before the failure is judged: with --reconnect an end and a failure of a live input are the same.
   if (options_.reconnect && source_->isLive()) return reconnect();
   if (failure.empty()) return false;
+  // A server ends a live stream by breaking the connection, so that is an end (status 0), once there was media. A stall
+  // is a failure, because it is the recorder that gives up, and a supervisor decides by the status.
   if (!source_->isLive() || source_->isStalled() || !baseMs_) throw InputError(failure);
   log_.warning(fmt::format("the input has ended: {}", failure));
   return false;
 }
 
 bool AvInput::reconnect() {
-  log_.warning(fmt::format("the input has ended{}; it is opened again",
+  log_.warning(fmt::format("the input has ended{}; opening it again",
                            source_->failure().empty() ? "" : ": " + source_->failure()));
+  // A source that gave no packet keeps the time of the one before it.
   const auto lastPacketAt = source_->lastPacketAt().value_or(lastPacketAt_);
+  // Before the next attempt: a device, or a server socket of ours, cannot be opened twice.
   source_->close();
   auto source = openAgain();
   if (!source) return false;
   lastPacketAt_ = lastPacketAt;
-  // Without a frame yet there is nothing that a gap could follow.
+  // Before the first frame there is nothing that a gap could follow.
   if (baseMs_) {
+    // Real time, because media time is not known while the source is away.
     const auto awayMs = std::chrono::duration_cast<milliseconds>(source->openedAt() - lastPacketAt).count();
     earliestMs_ = timeline_.endMs() + std::max<std::int64_t>(awayMs, 0);
     timeline_.restartAt(earliestMs_);
@@ -150,7 +162,8 @@ bool AvInput::reconnect() {
 }
 
 std::unique_ptr<AvSource> AvInput::openAgain() {
-  // A server may be there and end each stream at once: every attempt comes after a pause.
+  // The first pause comes before the first attempt, because a server may accept each connection and end it at once.
+  // There is no limit of attempts: nobody may be there to start the recorder again.
   for (milliseconds pause = kFirstPause; stop_.waitUntil(Clock::now() + pause);
        pause = std::min(2 * pause, kLongestPause)) {
     try {

@@ -14,11 +14,13 @@ extern "C" {
 namespace host {
 namespace {
 
+/// libav's callback has no argument for an object of ours, so the log is found here. Atomic: libav's own threads log.
 std::atomic<Log*> target = nullptr;
 
 __attribute__((format(printf, 3, 0))) void onAvLog(void* object, int level, const char* format, va_list arguments) {
   Log* const log = target.load();
   if (level > AV_LOG_ERROR || log == nullptr) return;
+  // Longer texts are cut; libav's own log does the same.
   char text[1024];
   std::vsnprintf(text, sizeof text, format, arguments);
   const AVClass* const type = object != nullptr ? *static_cast<const AVClass* const*>(object) : nullptr;
@@ -33,6 +35,7 @@ AvLogRoute::AvLogRoute(Log& log) {
 }
 
 AvLogRoute::~AvLogRoute() {
+  // First the callback, then the target: a message of another thread must not find a log that is gone.
   av_log_set_callback(av_log_default_callback);
   target = nullptr;
 }

@@ -4,8 +4,9 @@
 
 namespace host {
 
-/// While it lives, what libav has to say of errors goes to a log, as warnings, since what they cost shows elsewhere;
-/// all else it says is dropped. libav logs from any thread. One object at a time; `log` outlives it.
+/// While it exists, the errors that libav reports go to a log. They are warnings there, because their consequences are
+/// reported where they occur. All lesser messages of libav are dropped. Any thread may log meanwhile. One object at a
+/// time; `log` outlives it.
 class AvLogRoute {
  public:
   explicit AvLogRoute(Log& log);

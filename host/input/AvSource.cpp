@@ -22,13 +22,14 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// A file whose name looks like a URL is a file all the same.
+/// If there is a file of that name, it is the input, even if the name looks like a URL.
 std::string urlOf(const std::string& input) {
   std::error_code ignored;
   return std::filesystem::exists(input, ignored) ? "file:" + input : input;
 }
 
-/// What is no protocol of libavformat's own is a format that does its networking itself, such as RTSP.
+/// Whether the URL refers to another machine. A URL without a protocol of libavformat belongs to a format that does its
+/// own networking, such as RTSP.
 bool isFromNetwork(const std::string& url) {
   constexpr std::string_view kLocal[] = {"file", "pipe", "data", "concat", "concatf", "subfile", "cache", "crypto"};
   const char* const protocol = avio_find_protocol_name(url.c_str());
@@ -39,7 +40,7 @@ milliseconds stallLimit(const std::string& url, const InputOptions& options) {
   return options.stallTimeout.value_or(isFromNetwork(url) ? InputOptions::kLiveStall : milliseconds(0));
 }
 
-/// Owner of libav's options.
+/// Owns options for libav.
 class AvOptions {
  public:
   explicit AvOptions(const std::vector<std::string>& assignments) {
@@ -56,7 +57,7 @@ class AvOptions {
   AvOptions& operator=(const AvOptions&) = delete;
 
   AVDictionary** get() { return &options_; }
-  /// The first one that nothing has taken; null where there is none.
+  /// The first option that libav did not take, or null. It is a view of this object.
   const char* left() const {
     const AVDictionaryEntry* const entry = av_dict_get(options_, "", nullptr, AV_DICT_IGNORE_SUFFIX);
     return entry == nullptr ? nullptr : entry->key;
@@ -72,6 +73,7 @@ AVIOInterruptCB InputWatch::callback() {
   const auto interrupts = [](void* self) {
     auto& watch = *static_cast<InputWatch*>(self);
     if (!watch.stop_.requested() && !watch.isStalled()) return 0;
+    // From now on read() must not count packets as received: libavformat may still return some that it had buffered.
     watch.interrupted_ = true;
     return 1;
   };
@@ -87,20 +89,24 @@ AvSource::AvSource(const std::string& url, const InputOptions& options, Log& log
       choice_(chooseStreams(*format_, options.maps)),
       streamsAtStart_(format_->nb_streams),
       isLive_(isFromNetwork(urlOf(url)) && format_->duration <= 0) {
+  // libavformat then skips the packets of all streams. addTracks() turns those on that are recorded.
   for (AVStream* const stream : std::span(format_->streams, format_->nb_streams)) stream->discard = AVDISCARD_ALL;
   addTracks();
 }
 
 FormatContext AvSource::open(const InputOptions& options) {
+  // Before the context is allocated: this may throw, and the context has no owner yet.
   AvOptions avOptions(options.avOptions);  // First: it throws, and nobody owns the context yet.
   AVFormatContext* context = avformat_alloc_context();
   if (context == nullptr) throw std::bad_alloc();
   context->interrupt_callback = watch_.callback();
-  // On failure this frees the context.
+  // Frees the context if it fails, and then sets the pointer to null.
   int error = avformat_open_input(&context, urlOf(url_).c_str(), nullptr, avOptions.get());
   FormatContext format(context);
   openedAt_ = InputWatch::Clock::now();
+  // Opening and probing are two waits, each with the full limit.
   watch_.restart();
+  // libavformat ignores options that it does not know. A typing error must not go unnoticed.
   if (error >= 0 && avOptions.left() != nullptr) {
     throw UsageError(fmt::format("--input-option {}: '{}' has no such option", avOptions.left(), url_));
   }
@@ -118,10 +124,11 @@ bool AvSource::isStall(int error) const {
 
 std::string AvSource::describe(int error) const {
   if (!isStall(error)) return avErrorText(error);
-  return fmt::format("nothing has come for {:g} s", static_cast<double>(watch_.limit().count()) / 1000);
+  return fmt::format("no data for {:g} s", static_cast<double>(watch_.limit().count()) / 1000);
 }
 
 void AvSource::addTracks() {
+  // One track that cannot be recorded must not cost the other: it is refused only if no track is left.
   std::optional<InputError> refusal;
   for (int* const index : {&choice_.video, &choice_.audio}) {
     if (*index == -1) continue;
@@ -153,6 +160,7 @@ std::vector<SourceFrame> AvSource::read() {
   std::vector<SourceFrame> frames;
   Packet packet = makePacket();
   const int error = stop_.requested() ? AVERROR_EXIT : av_read_frame(format_.get(), packet.get());
+  // Some devices do not wait for data.
   if (error == AVERROR(EAGAIN) && !watch_.isStalled()) {
     stop_.waitUntil(InputWatch::Clock::now() + milliseconds(5));
     return frames;
@@ -161,6 +169,7 @@ std::vector<SourceFrame> AvSource::read() {
     end(error, frames);
     return frames;
   }
+  // A packet that was buffered before the interruption would make the gap of a reconnect too short.
   if (!watch_.wasInterrupted()) {
     watch_.restart();
     lastPacketAt_ = InputWatch::Clock::now();
@@ -168,6 +177,7 @@ std::vector<SourceFrame> AvSource::read() {
   const auto track = trackOf(*packet);
   if (!track || !tracks_[*track].converter->prepare(*packet)) return frames;
   const AVStream& stream = streamOf(*track);
+  // After prepare(): a filter may change the packet's times.
   const RawTimes times{.dts = packet->dts,
                        .pts = packet->pts,
                        .duration = packet->duration,
@@ -181,8 +191,10 @@ std::vector<SourceFrame> AvSource::read() {
 std::optional<std::size_t> AvSource::trackOf(const AVPacket& packet) {
   for (std::size_t track = 0; track < tracks_.size(); ++track) {
     if (tracks_[track].streamIndex != packet.stream_index) continue;
+    // libavformat may change the codec of a stream in place, for example if a program of a transport stream changes.
     return codec(track).codec_id == tracks_[track].codecId ? track : adopt(packet.stream_index);
   }
+  // A stream that was there from the start was not chosen. A new one may take the place of one that ended.
   return static_cast<unsigned>(packet.stream_index) < streamsAtStart_ ? std::nullopt : adopt(packet.stream_index);
 }
 
@@ -190,7 +202,8 @@ std::optional<std::size_t> AvSource::adopt(int streamIndex) {
   AVStream& stream = *format_->streams[streamIndex];
   for (std::size_t track = 0; track < tracks_.size(); ++track) {
     if (streamOf(track).codecpar->codec_type != stream.codecpar->codec_type) continue;
-    if (stream.codecpar->width == 0) {  // Nobody has looked into it.
+    // libavformat does not probe streams that appear later. The picture size of the old stream is a good guess.
+    if (stream.codecpar->width == 0) {
       stream.codecpar->width = codec(track).width;
       stream.codecpar->height = codec(track).height;
     }
@@ -205,6 +218,7 @@ std::optional<std::size_t> AvSource::adopt(int streamIndex) {
     (isVideo(track) ? choice_.video : choice_.audio) = streamIndex;
     return track;
   }
+  // No track of its kind, or a codec that cannot be recorded: its packets are not even read any more.
   stream.discard = AVDISCARD_ALL;
   return std::nullopt;
 }
@@ -212,6 +226,7 @@ std::optional<std::size_t> AvSource::adopt(int streamIndex) {
 void AvSource::end(int error, std::vector<SourceFrame>& frames) {
   hasEnded_ = true;
   for (std::size_t track = 0; track < tracks_.size(); ++track) give(track, tracks_[track].leading.flush(), frames);
+  // An interrupted call may also return the end of the file, so the watch decides and not the error alone.
   isStalled_ = isStall(error);
   if ((error == AVERROR_EOF && !isStalled_) || stop_.requested()) return;
   failure_ = fmt::format("cannot read '{}' any further: {}", url_, describe(error));
@@ -227,6 +242,7 @@ std::vector<std::byte> AvSource::changedHeader(Track& track) const {
   const auto header = track.converter->sequenceHeader();
   if (std::ranges::equal(header, track.lastHeader)) return {};
   track.lastHeader.assign(header.begin(), header.end());
+  // The first header is announced by firstHeader(), before the first frame, and is no change.
   if (track.firstHeader.empty()) {
     track.firstHeader = track.lastHeader;
     return {};

@@ -18,19 +18,22 @@
 
 namespace host {
 
-/// Tells libav, in the midst of a wait, that the user wants to stop or that nothing has come for too long.
+/// Ends libav's waits: after a request to stop, or if the input gives no data for too long.
 class InputWatch {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// A `limit` of 0 is none. `stop` outlives it.
+  /// `limit` in ms; 0 is no limit. `stop` outlives it.
   InputWatch(const StopSignal& stop, std::chrono::milliseconds limit) : stop_(stop), limit_(limit) {}
+  /// Starts to count the time without data from now.
   void restart() { start_ = Clock::now(); }
+  /// Whether there was no restart() within the limit.
   bool isStalled() const { return limit_.count() > 0 && Clock::now() - start_.load() > limit_; }
-  /// libav was told. What it still gives came earlier.
+  /// Whether a call of libav was interrupted. Packets that it still returns were received before that.
   bool wasInterrupted() const { return interrupted_; }
   std::chrono::milliseconds limit() const { return limit_; }
-  /// For libav, which may ask on threads of its own. It keeps the address of this.
+  /// For the context of libav, which may call it from its own threads. It points to this object, which must not move
+  /// and outlives the context.
   AVIOInterruptCB callback();
 
  private:
@@ -40,64 +43,81 @@ class InputWatch {
   std::atomic<bool> interrupted_ = false;
 };
 
-/// A frame as it comes from a source, and what makes a message of it.
+/// A frame of a source, and the converter that makes a message of it. The converter stays valid after the track has got
+/// another one.
 struct SourceFrame {
   std::size_t track = 0;
   std::shared_ptr<const AvTrack> converter;
   RawFrame frame;
 };
 
-/// An input of libavformat from one opening to its end: the packets of one video and one audio stream.
+/// An input of libavformat, from one opening to its end: the packets of one video and one audio stream. Belongs to one
+/// thread.
 class AvSource {
  public:
-  /// Throws InputError where the input cannot be opened or has nothing that can be recorded, and UsageError for options
-  /// that do not fit it. A track that cannot be recorded costs a warning where there is another. `log` and `stop`
-  /// outlive it.
+  /// Opens the input, which may take twice the stall limit. Throws InputError if the input cannot be opened or has
+  /// nothing that can be recorded, and UsageError for options that do not fit it. If only one of two tracks can be
+  /// recorded, the log gets a warning. `log` and `stop` outlive it.
   AvSource(const std::string& url, const InputOptions& options, Log& log, const StopSignal& stop);
 
+  /// Tracks are counted from 0, video first. All `track` arguments are below trackCount().
   std::size_t trackCount() const { return tracks_.size(); }
   bool isVideo(std::size_t track) const { return tracks_[track].converter->messageType() == qvs::util::kVideoTag; }
   const AVCodecParameters& codec(std::size_t track) const { return *streamOf(track).codecpar; }
-  /// The sequence header with which the track begins; empty where there is none, or not yet.
+  /// The first sequence header of the track. Empty if its codec has none, or before it is known. Valid until read().
   std::span<const std::byte> firstHeader(std::size_t track) const { return tracks_[track].firstHeader; }
+  /// The data of an `onMetaData` message for the streams as they are now.
   std::vector<std::byte> metadata() const;
 
-  /// Comes from a network, and has no end that is known.
+  /// Whether it comes from a network and has no known length.
   bool isLive() const { return isLive_; }
-  /// When the other side began to answer, and when its last packet came; nothing where none came.
+  /// When the connection was open, and when the last packet was received; nothing if none was.
   InputWatch::Clock::time_point openedAt() const { return openedAt_; }
   std::optional<InputWatch::Clock::time_point> lastPacketAt() const { return lastPacketAt_; }
 
-  /// Takes one packet, and answers the frames that need not wait any more; none where it was no frame, and at the end.
+  /// Reads one packet. Returns the frames whose times are known by now: none, one or several. A failure of the input
+  /// ends it: see hasEnded() and failure(). Throws InputError if a codec changes in a way that libavcodec cannot
+  /// follow.
   std::vector<SourceFrame> read();
-  /// Lets go of what it was opened from, which may then be opened again. No more reading and no more metadata.
+  /// Closes the connection, so that the input can be opened again. No call but failure(), isLive() and the times after
+  /// it.
   void close() { format_.reset(); }
+  /// Whether read() has met the end or a failure. It returns nothing more then.
   bool hasEnded() const { return hasEnded_; }
+  /// Whether the end is a stall.
   bool isStalled() const { return isStalled_; }
-  /// Why reading failed; empty where the input came to its end.
+  /// Why reading failed; empty if the input ended normally or was stopped.
   const std::string& failure() const { return failure_; }
 
  private:
   struct Track {
     int streamIndex;
     std::shared_ptr<AvTrack> converter;
+    /// The codec for which the converter was made.
     AVCodecID codecId = AV_CODEC_ID_NONE;
+    /// Frames whose decode times are not known yet.
     LeadingFrames leading = {};
     std::vector<std::byte> firstHeader = {};
     std::vector<std::byte> lastHeader = {};
   };
 
   const AVStream& streamOf(std::size_t track) const { return *format_->streams[tracks_[track].streamIndex]; }
+  /// Throws as the constructor does.
   FormatContext open(const InputOptions& options);
+  /// Whether an error of libav was caused by the stall limit.
   bool isStall(int error) const;
   std::string describe(int error) const;
+  /// Makes the tracks of the chosen streams, and warns of one that cannot be recorded.
   void addTracks();
+  /// The track to which the packet belongs; nothing if it is not recorded. May call adopt().
   std::optional<std::size_t> trackOf(const AVPacket& packet);
-  /// Lets a stream that comes up on the way follow the one of its kind.
+  /// Lets a stream that appeared later continue the track of its kind. Returns that track.
   std::optional<std::size_t> adopt(int streamIndex);
+  /// Ends the source. Adds the frames that still wait to `frames`.
   void end(int error, std::vector<SourceFrame>& frames);
+  /// Appends the frames of a track to `frames`.
   void give(std::size_t track, std::vector<RawFrame> ready, std::vector<SourceFrame>& frames) const;
-  /// The header that the track has with the packet just prepared, where that is a new one.
+  /// The sequence header of the packet just prepared, if it differs from the one before; empty otherwise.
   std::vector<std::byte> changedHeader(Track& track) const;
 
   std::string url_;

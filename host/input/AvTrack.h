@@ -10,7 +10,8 @@
 
 namespace host {
 
-/// One stream of an input on its way into messages: knows its codec's header bytes and sequence header.
+/// Turns the packets of one stream into messages: knows the header bytes and the sequence header of its codec. Belongs
+/// to the thread that reads the input.
 class AvTrack {
  public:
   AvTrack() = default;
@@ -18,19 +19,20 @@ class AvTrack {
   AvTrack(const AvTrack&) = delete;
   AvTrack& operator=(const AvTrack&) = delete;
 
-  /// The type of its messages, 8 or 9.
+  /// The type of its messages: 8 for audio, 9 for video.
   virtual std::uint8_t messageType() const = 0;
-  /// Takes a packet fresh from the demuxer, in file order: learns from it, and may change it. False where it can be no
-  /// frame; the reason is in the log.
+  /// Takes the next packet of the demuxer, in file order. Learns configurations from it, and may change it. Returns
+  /// false if it cannot be made a frame; the log says why.
   virtual bool prepare(AVPacket& packet) = 0;
-  /// The data of the message that goes ahead of the next frame that prepare() takes. Empty for a codec that has none,
-  /// and before prepare() has learnt it. Changes where the stream's configuration does.
+  /// The data of the sequence header that is valid for the packet that prepare() got last. Empty if the codec has none,
+  /// and before it is known. A view, valid until prepare().
   virtual std::span<const std::byte> sequenceHeader() const { return {}; }
-  /// Appends the data of a frame's message. `compositionMs` is presentation less decode time.
+  /// Appends the data of a frame's message to `out`. `compositionMs` is the presentation time less the decode time.
   virtual void writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, std::int32_t compositionMs) const = 0;
 };
 
-/// Throws InputError for a codec that messages cannot carry. `log` outlives the track.
+/// Makes the converter for a stream. Throws InputError for a codec that messages cannot carry. `stream` and `log`
+/// outlive the track.
 std::unique_ptr<AvTrack> makeTrack(const AVStream& stream, Log& log);
 
 }  // namespace host

@@ -5,12 +5,14 @@
 namespace host {
 namespace {
 
+// Frame type in the high 4 bits, codec 7 in the low ones.
 constexpr std::uint8_t kKeyFrame = 0x17;
 constexpr std::uint8_t kOtherFrame = 0x27;
 constexpr std::uint8_t kSequenceHeader = 0;
 constexpr std::uint8_t kNalUnits = 1;
 
-/// A configuration record begins with version 1, a byte stream with zeros.
+/// Whether the private data of a stream are a configuration record, which begins with version 1. In a byte stream they
+/// begin with the zeros of a start code.
 bool isConfigurationRecord(std::span<const std::byte> extradata) {
   constexpr std::size_t kMinSize = 7;
   return extradata.size() >= kMinSize && extradata[0] == std::byte{1};
@@ -31,10 +33,11 @@ bool AvcTrack::prepare(AVPacket& packet) {
   if (payloadOf(packet).empty()) return false;
   const auto changed = newExtradataOf(packet);
   if (!annexB_ && isConfigurationRecord(changed)) setConfiguration(changed);
+  // Only until the first header: later parameter sets are in the frames, and CodecChanges takes them from there.
   if (annexB_ && sequenceHeader_.empty()) learn(payloadOf(packet));
   if (!sequenceHeader_.empty()) return true;
-  if (!std::exchange(warnedOfStart_, true)) {
-    log_.warning("video frames ahead of the first parameter sets (SPS and PPS) are left out");
+  if (!std::exchange(hasWarned_, true)) {
+    log_.warning("video frames before the first parameter sets (SPS and PPS) are left out");
   }
   return false;
 }
@@ -42,6 +45,7 @@ bool AvcTrack::prepare(AVPacket& packet) {
 void AvcTrack::writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, std::int32_t compositionMs) const {
   out.u8((packet.flags & AV_PKT_FLAG_KEY) != 0 ? kKeyFrame : kOtherFrame);
   out.u8(kNalUnits);
+  // Negative times as well: the low 24 bits of a two's complement.
   out.u24(static_cast<std::uint32_t>(compositionMs));
   if (annexB_) {
     writeLengthPrefixed(out, payloadOf(packet));

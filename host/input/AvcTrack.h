@@ -8,11 +8,13 @@
 
 namespace host {
 
-/// H.264. Data: frame type (1 key frame, 2 other) and codec 7 in a byte, packet type 0 or 1, i24 composition time, then
-/// the configuration record, or the NAL units behind their lengths. A stream that has them behind start codes is
-/// rewritten; its sequence header is made from its first parameter sets, and later ones are in its frames anyway.
+/// An H.264 stream. Message data: frame type (1 key frame, 2 other) and codec 7 in one byte, packet type 0 or 1, i24
+/// composition time in ms, then the configuration record (ISO/IEC 14496-15, 5.3.3.1) or the NAL units, each after its
+/// length. Start codes are replaced by lengths. The sequence header of a stream with start codes is made from its first
+/// parameter sets; later ones stay in the frames. Frames before them are left out, with one warning.
 class AvcTrack : public AvTrack {
  public:
+  /// `log` outlives it. `codec` is used during the call only.
   AvcTrack(const AVCodecParameters& codec, Log& log);
 
   std::uint8_t messageType() const override { return qvs::util::kVideoTag; }
@@ -21,16 +23,18 @@ class AvcTrack : public AvTrack {
   void writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, std::int32_t compositionMs) const override;
 
  private:
+  /// Makes the sequence header from a configuration record.
   void setConfiguration(std::span<const std::byte> record);
-  /// What a byte stream tells by its parameter sets.
+  /// Collects the parameter sets of a byte stream, and makes the sequence header when it has both kinds.
   void learn(std::span<const std::byte> stream);
 
   Log& log_;
+  /// Whether NAL units come after start codes (ITU-T H.264, Annex B), and not after lengths.
   bool annexB_;
-  /// Of a byte stream, until there is a sequence header.
+  /// Those found so far in a byte stream; not used once there is a sequence header.
   ParameterSets parameterSets_;
   std::vector<std::byte> sequenceHeader_;
-  bool warnedOfStart_ = false;
+  bool hasWarned_ = false;
 };
 
 }  // namespace host

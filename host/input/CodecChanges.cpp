@@ -18,7 +18,7 @@ using Bytes = std::span<const std::byte>;
 
 /// Frame type and codec, packet type, composition time.
 constexpr std::size_t kAvcHeaderSize = 5;
-/// Of pictures that wait for a new recording. With more it begins with the next key frame.
+/// Limit of the video messages that are kept for a new recording. If there are more, it begins with the next key frame.
 constexpr std::size_t kMostPictureBytes = std::size_t{64} << 20;
 
 std::uint8_t firstByte(const InputMessage& message) {
@@ -29,7 +29,7 @@ Bytes avcBody(Bytes data) {
   return data.subspan(std::min(kAvcHeaderSize, data.size()));
 }
 
-/// The NAL units of a frame; nothing where they do not fill it.
+/// The NAL units of a frame; nothing if their lengths do not fit the frame.
 std::optional<std::vector<NalUnit>> nalUnits(Bytes frame, std::size_t lengthSize) {
   std::vector<NalUnit> units;
   while (!frame.empty()) {
@@ -50,7 +50,8 @@ void writeUnit(qvs::util::ByteWriter& out, NalUnit unit, std::size_t lengthSize)
   out.bytes(unit);
 }
 
-/// Frames and parameter sets of that configuration record can stand behind lengths of so many bytes.
+/// Whether frames and parameter sets of a stream with that configuration record can be written after lengths of
+/// `lengthSize` bytes, which is what all frames of a recording must have.
 bool fits(Bytes record, std::size_t lengthSize) {
   const auto sets = ParameterSets(record).units();
   return nalLengthSize(record) <= lengthSize &&
@@ -61,8 +62,8 @@ bool contains(std::span<const NalUnit> units, NalUnit wanted) {
   return std::any_of(units.begin(), units.end(), [&](NalUnit unit) { return std::ranges::equal(unit, wanted); });
 }
 
-/// The sets that a key frame has to carry and does not. All of them where one is missing, as a decoder drops picture
-/// sets when the sequence set changes to which they belong.
+/// The sets to insert into a key frame with these `units`. If one of `wanted` is missing it is all of them: a decoder
+/// drops picture sets when the sequence set changes to which they refer.
 std::vector<NalUnit> missingSets(std::span<const NalUnit> units, const ParameterSets& wanted) {
   auto sets = wanted.units();
   const bool complete = std::ranges::all_of(sets, [&](NalUnit set) { return contains(units, set); });
@@ -72,6 +73,7 @@ std::vector<NalUnit> missingSets(std::span<const NalUnit> units, const Parameter
 }  // namespace
 
 std::optional<InputMessage> CodecChanges::next() {
+  // The message after the change is already in `ahead_`. It belongs to the next recording.
   if (change_) return std::nullopt;
   auto message = read();
   if (!message) return std::nullopt;
@@ -83,6 +85,7 @@ std::optional<InputMessage> CodecChanges::next() {
     change_ = std::move(change);
     return std::nullopt;
   }
+  // Before adapted(), which needs what a header says.
   learn(*message, kind);
   keepForNext(*message, kind);
   InputMessage result = adapted(*message, kind);
@@ -93,8 +96,9 @@ std::optional<InputMessage> CodecChanges::next() {
 std::uint32_t CodecChanges::timeOf(const InputMessage& message, const MessageKind& kind) {
   if (keepTimes_ || !isContinued_) return message.timeMs;
   if (kind.isFrame() && !distanceMs_) distanceMs_ = message.timeMs;
+  // Before the first frame there is no distance: headers and metadata get the time 0.
   const std::uint32_t timeMs = message.timeMs - distanceMs_.value_or(message.timeMs);
-  // What is older than the first frame goes to the start.
+  // A message that is older than the first frame would get a huge unsigned time.
   return static_cast<std::int32_t>(timeMs) < 0 && message.timeMs < *distanceMs_ ? 0 : timeMs;
 }
 
@@ -116,6 +120,7 @@ std::optional<std::string> CodecChanges::changeBy(const InputMessage& message, c
   if (message.data.empty()) return std::nullopt;
   if (kind.isAudio()) {
     const auto codec = tagCodec(kAudioTag, firstByte(message)).formatCode;
+    // 0 is a codec without a format code. It does not make a new recording.
     if (audio_.codec != 0 && codec != 0 && codec != audio_.codec) return "the audio's codec changes";
     const bool isOther =
         kind.isSequenceHeader() && audio_.hasHeader && !std::ranges::equal(message.data, audio_.header);
@@ -124,6 +129,7 @@ std::optional<std::string> CodecChanges::changeBy(const InputMessage& message, c
   if (!kind.isVideo() || !video_.codec || isCommandFrame(message.type, firstByte(message))) return std::nullopt;
   const auto codec = tagCodec(kVideoTag, firstByte(message)).formatCode;
   if (codec != 0 && lowNibble(firstByte(message)) != *video_.codec) return "the video's codec changes";
+  // Other changes of the AVC configuration stay in the recording; see adapted().
   if (kind.isSequenceHeader() && video_.hasHeader && !fits(avcBody(message.data), video_.lengthSize)) {
     return "the form of the video's frames changes";
   }
@@ -148,18 +154,20 @@ void CodecChanges::learn(const InputMessage& message, const MessageKind& kind) {
 void CodecChanges::learnVideoHeader(const InputMessage& message) {
   const auto record = avcBody(message.data);
   const ParameterSets sets(record);
-  // They belong to the configuration before.
+  // The pictures kept so far belong to the configuration before, and cannot begin a recording with this one.
   if (sets != video_.streamSets) pictures_.clear();
   video_.header.assign(message.data.begin(), message.data.end());
   video_.streamLengthSize = nalLengthSize(record);
   video_.streamSets = sets;
   video_.codec = kAvcVideo;
+  // The first header is the recording's: the module repeats it before every key frame.
   if (std::exchange(video_.hasHeader, true)) return;
   video_.lengthSize = video_.streamLengthSize;
   video_.sets = sets;
 }
 
 void CodecChanges::keepForNext(const InputMessage& message, const MessageKind& kind) {
+  // They are only needed if the audio changes; a change of the video begins with a picture that can be decoded.
   if (!hasAudio_ || !kind.isVideo() || kind.isSequenceHeader()) return;
   if (kind.isKeyFrame()) {
     pictures_.clear();
@@ -183,8 +191,11 @@ bool CodecChanges::isTooOften(const InputMessage& message) {
 }
 
 void CodecChanges::prepareNext(const InputMessage& message, const MessageKind& kind) {
+  // They belong to the old codec.
   if (kind.isVideo()) pictures_.clear();
+  // All that is sent before the pictures gets the time of the first of them, so that times do not fall.
   const std::uint32_t timeMs = pictures_.empty() ? message.timeMs : pictures_.front().timeMs;
+  // An input that makes metadata knows the new codecs; otherwise the stream's last one is sent again.
   auto metadata = input_->metadata();
   if (metadata.empty()) {
     if (!metadata_.data.empty()) ahead_.emplace_back(metadata_.type, timeMs, metadata_.data);
@@ -196,6 +207,7 @@ void CodecChanges::prepareNext(const InputMessage& message, const MessageKind& k
   const bool needsAudio = kind.isAudio() ? kind.isAac() && !isHeader : hasAudio_ && audio_.codec == "mp4a"_4cc;
   if (needsVideo && !video_.header.empty()) ahead_.emplace_back(kVideoTag, timeMs, currentVideoHeader());
   if (needsAudio && !audio_.header.empty()) ahead_.emplace_back(kAudioTag, timeMs, audio_.header);
+  // A header that causes the change goes before the pictures, a frame goes after them.
   if (isHeader) ahead_.emplace_back(message);
   std::move(pictures_.begin(), pictures_.end(), std::back_inserter(ahead_));
   if (!isHeader) ahead_.emplace_back(message);
@@ -208,6 +220,7 @@ void CodecChanges::beginRecording() {
   distanceMs_.reset();
   auto videoHeader = std::move(video_.header);
   auto audioHeader = std::move(audio_.header);
+  // The stream's last headers stay: it may return to their codec without repeating them.
   video_ = {};
   audio_ = {};
   video_.header = std::move(videoHeader);
@@ -217,6 +230,7 @@ void CodecChanges::beginRecording() {
 std::vector<std::byte> CodecChanges::currentVideoHeader() const {
   if (!video_.hasHeader) return video_.header;
   const auto record = avcBody(video_.header);
+  // Parameter sets may have changed within the frames, so the last header may be out of date.
   if (video_.streamSets == ParameterSets(record) || !video_.streamSets.complete()) return video_.header;
   std::vector<std::byte> header(video_.header.begin(), video_.header.begin() + kAvcHeaderSize);
   const auto current = video_.streamSets.configurationRecord(video_.streamLengthSize);
@@ -227,7 +241,9 @@ std::vector<std::byte> CodecChanges::currentVideoHeader() const {
 InputMessage CodecChanges::adapted(const InputMessage& message, const MessageKind& kind) {
   if (!kind.isAvc() || !kind.isFrame()) return message;
   const auto units = nalUnits(avcBody(message.data), video_.streamLengthSize);
+  // A frame that is not well formed is recorded as it is, as is one of a stream without such changes.
   if (!units) return message;
+  // Also those of frames that are not key frames: the next key frame needs them.
   video_.streamSets.collect(*units);
   std::vector<NalUnit> sets;
   if (kind.isKeyFrame() && video_.streamSets != video_.sets) sets = missingSets(*units, video_.streamSets);
@@ -237,7 +253,7 @@ InputMessage CodecChanges::adapted(const InputMessage& message, const MessageKin
   out.reserve(2 * message.data.size());
   out.bytes(message.data.first(kAvcHeaderSize));
   auto unit = units->begin();
-  // An access unit delimiter comes first (ITU-T H.264, 7.4.1.2.3).
+  // An access unit delimiter must stay the first NAL unit (ITU-T H.264, 7.4.1.2.3).
   while (unit != units->end() && nalType(*unit) == NalType::kAccessUnitDelimiter) {
     writeUnit(out, *unit++, video_.lengthSize);
   }

@@ -13,22 +13,23 @@
 
 namespace host {
 
-/// The data with which messages of a recording's tracks begin: the sequence header, or of a codec without one the byte
-/// that names it. Empty for a track that the recording does not have.
+/// The first bytes of message data in each track of a recording: the sequence header, or for a codec without one the
+/// byte that names the codec. Empty if the recording has no such track.
 struct CodecHeaders {
   std::vector<std::byte> video;
   std::vector<std::byte> audio;
 };
 
-/// The messages of an input, such that each recording gets one codec and one configuration a track, which is all that a
-/// recording can have. What changes of AVC goes into the stream: parameter sets that the recording did not begin with
-/// stand in every key frame from then on, since a player may begin at any of them. Any other change ends the recording:
-/// next() answers nothing, change() says why, and after beginRecording() the messages go on as those of a new one, with
-/// metadata and sequence headers in front, and with the pictures since the last key frame once more where only the
-/// sound changed, so that none is lost.
+/// Splits the messages of an input into recordings, so that each recording has one codec and one configuration for each
+/// track: a recording cannot have more.
+///
+/// A changed AVC configuration does not split: its parameter sets are inserted into every key frame from then on, since
+/// a player may begin at any of them. Any other change ends the recording: next() returns nothing, and change() says
+/// why. After beginRecording() the messages of the next recording follow: metadata, sequence headers, and if only the
+/// audio changed, the pictures since the last key frame again, so that none is lost.
 class CodecChanges : public Input {
  public:
-  /// With `keepTimes` a new recording goes on with the times of the old one; else its times begin at 0.
+  /// `input` is not null. With `keepTimes` the next recording keeps the times of the input; else its times begin at 0.
   CodecChanges(std::unique_ptr<Input> input, bool keepTimes) : input_(std::move(input)), keepTimes_(keepTimes) {}
 
   void continueAt(std::uint32_t timeMs) override { input_->continueAt(timeMs); }
@@ -36,44 +37,55 @@ class CodecChanges : public Input {
   std::optional<std::uint32_t> keptStart() override { return input_->keptStart(); }
   std::optional<InputMessage> next() override;
 
-  /// What the recording has that is to be continued. Before the first next().
+  /// Sets the codecs of the recording that an append continues. Call it before the first next().
   void expect(const CodecHeaders& headers);
-  /// Why the next message belongs into a new recording; nothing where it does not.
+  /// Why the next message needs a new recording; nothing if it does not.
   const std::optional<std::string>& change() const { return change_; }
+  /// Call it after a change, when the next recording is ready for messages.
   void beginRecording();
 
  private:
-  /// What the recording began with, and the stream has now.
+  /// The configuration with which the recording began, and the one that the stream has now.
   struct Video {
+    /// Number of the codec, as in the first byte of a message.
     std::optional<std::uint8_t> codec;
     bool hasHeader = false;
+    /// Bytes of the length before each NAL unit in the recording: 1, 2 or 4.
     std::size_t lengthSize = 4;
     ParameterSets sets;
-    /// The stream's last sequence header.
+    /// The last sequence header of the stream.
     std::vector<std::byte> header;
+    /// The same as `lengthSize` and `sets`, for the stream now.
     std::size_t streamLengthSize = 4;
     ParameterSets streamSets;
   };
   struct Audio {
-    /// By which the module tells codecs apart.
+    /// Format code, by which the module distinguishes codecs; 0 if there is no track or its codec is unknown.
     std::uint32_t codec = 0;
     bool hasHeader = false;
-    /// The stream's last sequence header.
+    /// The last sequence header of the stream.
     std::vector<std::byte> header;
   };
 
+  /// The next message of the input, or one of those that were prepared for a new recording.
   std::optional<InputMessage> read();
+  /// The time in ms that the message gets in the recording.
   std::uint32_t timeOf(const InputMessage& message, const MessageKind& kind);
+  /// Why the message needs a new recording; nothing if it fits.
   std::optional<std::string> changeBy(const InputMessage& message, const MessageKind& kind) const;
+  /// Remembers codec, configuration and metadata.
   void learn(const InputMessage& message, const MessageKind& kind);
   void learnVideoHeader(const InputMessage& message);
-  /// A stream whose messages have now this codec and now that one does not get a recording for each of them.
+  /// Whether there were too many changes within a second each. A stream that alternates between two codecs must not
+  /// make a recording of each message.
   bool isTooOften(const InputMessage& message);
-  /// For a new recording: what has to come in front of the message with which it begins.
+  /// Puts the messages with which the new recording begins into `ahead_`. `message` is the one that caused the change.
   void prepareNext(const InputMessage& message, const MessageKind& kind);
+  /// Keeps the video messages since the last key frame.
   void keepForNext(const InputMessage& message, const MessageKind& kind);
-  /// An AVC frame as the recording needs it.
+  /// Returns an AVC frame in the form that the recording needs, and other messages as they are.
   InputMessage adapted(const InputMessage& message, const MessageKind& kind);
+  /// The sequence header for a recording that begins now.
   std::vector<std::byte> currentVideoHeader() const;
 
   std::unique_ptr<Input> input_;
@@ -81,21 +93,24 @@ class CodecChanges : public Input {
   std::optional<std::string> change_;
   Video video_;
   Audio audio_;
-  /// This is not the first recording, and how much earlier its times are; known from its first frame on.
+  /// Whether this is not the first recording.
   bool isContinued_ = false;
-  std::optional<std::uint32_t> lastChangeMs_;
-  unsigned quickChanges_ = 0;
+  /// How much earlier than in the input its times are; nothing before its first frame.
   std::optional<std::uint32_t> distanceMs_;
-  /// What the input has given so far.
+  std::optional<std::uint32_t> lastChangeMs_;
+  /// Number of changes in a row that came within a second of the one before.
+  unsigned quickChanges_ = 0;
+  /// Whether the input has given messages of that kind.
   bool hasVideo_ = false;
   bool hasAudio_ = false;
-  /// The last message that was metadata.
+  /// The last metadata message of the stream.
   OwnedMessage metadata_;
-  /// Video messages since the last key frame.
+  /// The video messages since the last key frame; empty if they are not kept.
   std::vector<OwnedMessage> pictures_;
   std::size_t pictureBytes_ = 0;
-  /// Come before what the input has.
+  /// Messages to return before those of the input.
   std::deque<OwnedMessage> ahead_;
+  /// Owners of the data of the message that next() returned last.
   OwnedMessage current_;
   std::vector<std::byte> adapted_;
 };

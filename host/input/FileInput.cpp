@@ -26,6 +26,7 @@ std::uint32_t FileInput::read(void* buffer, std::uint32_t count) {
   while (waitForBytes()) {
     const ssize_t done = ::read(fd_, buffer, count);
     if (done >= 0) {
+      // The library checks no signature, and a pipe cannot be read twice; see start().
       constexpr std::size_t kKept = 3;
       if (start_.size() < kKept) {
         start_.append(static_cast<const char*>(buffer),
@@ -33,6 +34,7 @@ std::uint32_t FileInput::read(void* buffer, std::uint32_t count) {
       }
       return static_cast<std::uint32_t>(done);
     }
+    // EAGAIN: another process may have set our standard input to non-blocking.
     if (errno != EINTR && errno != EAGAIN) fail(std::strerror(errno));
   }
   return 0;
@@ -40,9 +42,10 @@ std::uint32_t FileInput::read(void* buffer, std::uint32_t count) {
 
 void FileInput::seek(std::int64_t offset, std::uint32_t mode) {
   constexpr int kModes[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+  // Even if it is a file: the process that shares it may read on from where we are.
   if (standardInput_ || mode > 2) throw mtg::Exception(kKrvoMTGStreamFailed);
   if (::lseek(fd_, offset, kModes[mode]) != -1) return;
-  // A pipe with a name: it is read front to back, like standard input.
+  // A named pipe is read front to back, like standard input. That is no failure for the user.
   if (errno == ESPIPE) throw mtg::Exception(kKrvoMTGStreamFailed);
   fail(std::strerror(errno));
 }
@@ -60,7 +63,7 @@ bool FileInput::waitForBytes() {
   if (stallLimit_.count() == 0) return stop_.waitReadable(fd_);
   if (stop_.waitReadable(fd_, std::chrono::steady_clock::now() + stallLimit_)) return true;
   if (stop_.requested()) return false;
-  fail(fmt::format("nothing has come for {:g} s", static_cast<double>(stallLimit_.count()) / 1000));
+  fail(fmt::format("no data for {:g} s", static_cast<double>(stallLimit_.count()) / 1000));
 }
 
 void FileInput::fail(const std::string& reason) {

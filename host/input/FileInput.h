@@ -9,28 +9,30 @@
 
 namespace host {
 
-/// A file or standard input, for the tag-stream library. Waits for bytes for as long as it takes, unless
-/// giveUpAfter() says otherwise; a request to stop is the end of the file. Each operation is one call of the system;
-/// what fails is an mtg::Exception with code 5, and failure() then tells what it was.
+/// A file or standard input, for the tag-stream library. Waits for data without a limit, unless giveUpAfter() sets one.
+/// A request to stop is reported as the end of the file. Each operation is one system call. Failures throw
+/// mtg::Exception with status 5, because the library passes on nothing else; failure() then has the reason.
 class FileInput final : public mtg::InputStream {
  public:
-  /// Opens the file. Throws InputError where that fails. `stop` outlives the input.
+  /// Opens the file. Throws InputError if that fails. `stop` outlives the input.
   FileInput(const std::string& path, const StopSignal& stop);
-  /// Standard input, which stays open behind this, and is never moved: others may read on.
+  /// Standard input. It is not closed at the end and its position is never set: other processes may share it.
   explicit FileInput(const StopSignal& stop);
   ~FileInput() override { close(); }
   FileInput(const FileInput&) = delete;
   FileInput& operator=(const FileInput&) = delete;
 
-  /// An input that gives nothing for so long has failed.
+  /// Sets how long to wait for data; after that, the input has failed. 0 is no limit.
   void giveUpAfter(std::chrono::milliseconds limit) { stallLimit_ = limit; }
+  /// What to call it in messages: the path, or "standard input".
   const std::string& name() const { return name_; }
-  /// For the user; empty where nothing has failed.
+  /// The reason of the last failure, for the user; empty if nothing has failed.
   const std::string& failure() const { return failure_; }
 
-  /// The first bytes that were read, three at most.
+  /// The first bytes that were read, at most three.
   const std::string& start() const { return start_; }
 
+  // Not counted: its owner is a TagStream, which outlives the reader.
   void addReference() override {}
   void release() override {}
   std::uint32_t read(void* buffer, std::uint32_t count) override;
@@ -40,7 +42,9 @@ class FileInput final : public mtg::InputStream {
   void close() override;
 
  private:
+  /// Returns false after a request to stop. Throws as fail() does after the time limit.
   bool waitForBytes();
+  /// Sets failure() and throws mtg::Exception.
   [[noreturn]] void fail(const std::string& reason);
 
   std::string name_;

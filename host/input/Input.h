@@ -10,34 +10,35 @@
 
 namespace host {
 
-/// One message of a stream, as it goes to the module. The data are the input's, and stay until its next().
+/// One message of a stream, as the module gets it. `data` belongs to the input, and is valid until its next next().
 struct InputMessage {
-  /// 8 audio, 9 video, 18 script data in AMF0, 15 in AMF3; from a tag stream any other, too.
+  /// 8 for audio, 9 for video, 18 for script data in AMF0, 15 in AMF3. A tag stream may have any other value, too.
   std::uint8_t type = 0;
+  /// In ms, modulo 2^32.
   std::uint32_t timeMs = 0;
   std::span<const std::byte> data;
 };
 
-/// What the user says of an input.
+/// What the user specifies for an input.
 struct InputOptions {
-  /// Streams of a media file to record, see chooseStreams().
+  /// Specifiers of the streams of a media file to record; see chooseStreams().
   std::vector<std::string> maps;
-  /// `KEY=VALUE` each, for libavformat.
+  /// Options for libavformat, each `KEY=VALUE`.
   std::vector<std::string> avOptions;
-  /// How long an input may give nothing before it is given up; 0 is for ever. Without a value it is kLiveStall for
-  /// inputs from a network and for ever for others.
+  /// An input that gives no data for so long has failed; 0 is no limit. Nothing is the default: kLiveStall for an input
+  /// from a network, no limit for others.
   std::optional<std::chrono::milliseconds> stallTimeout;
-  /// Opens a live input again when it ends.
+  /// Whether to open a live input again when it ends.
   bool reconnect = false;
-  /// Leaves the times of a tag stream as they are.
+  /// Whether the messages of a tag stream keep their timestamps.
   bool keepTimes = false;
-  /// A jump forward by more is a new clock.
+  /// If times jump forward by more than this, the source has started a new clock.
   std::chrono::milliseconds maxGap = std::chrono::hours(1);
 
   static constexpr std::chrono::milliseconds kLiveStall = std::chrono::seconds(30);
 };
 
-/// A source of messages.
+/// A source of messages. Belongs to one thread.
 class Input {
  public:
   Input() = default;
@@ -45,17 +46,19 @@ class Input {
   Input(const Input&) = delete;
   Input& operator=(const Input&) = delete;
 
-  /// Asks for times such that the first frame is at `timeMs`, for the continuation of a recording. Before the first
-  /// next(). An input whose times are to be kept keeps them.
+  /// Sets the time of the first frame in ms, for an append. Call it before the first next(). Inputs that keep their
+  /// times ignore it.
   virtual void continueAt(std::uint32_t) {}
-  /// Its messages are handed on as they are, whatever can be made of them.
+  /// Whether its messages must be recorded unchanged, even if they are of no use: those of a tag stream.
   virtual bool isVerbatim() const { return false; }
-  /// The time of the first frame, of an input that keeps its times. Before the first next(); waits for the frame.
+  /// The time in ms of the first frame, if the input keeps its times; nothing otherwise. Call it before the first
+  /// next(). Waits for the frame. Throws as next() does.
   virtual std::optional<std::uint32_t> keptStart() { return std::nullopt; }
-  /// The data of an `onMetaData` message in AMF0 that tells what the input is now; empty where only its own messages
-  /// say so.
+  /// The data of an `onMetaData` message in AMF0 that describes the input as it is now. Empty if the input describes
+  /// itself by messages of its own.
   virtual std::vector<std::byte> metadata() const { return {}; }
-  /// The next message; nothing at the end, and soon after a request to stop. Throws InputError where the source fails.
+  /// Returns the next message, or nothing at the end and soon after a request to stop. Waits for data. Throws
+  /// InputError if the source fails.
   virtual std::optional<InputMessage> next() = 0;
 };
 

@@ -7,7 +7,7 @@
 namespace host {
 namespace {
 
-/// What a frame takes beside its payload.
+/// Estimated bytes that a frame takes beside its payload. Without it, many tiny frames would go past the limit.
 constexpr std::size_t kFrameOverhead = 256;
 
 std::size_t weightOf(const QueuedFrame& frame) {
@@ -23,10 +23,12 @@ void Interleaver::push(QueuedFrame frame) {
 
 std::optional<QueuedFrame> Interleaver::pop(bool atEnd) {
   const auto isEmpty = [](const auto& track) { return track.empty(); };
+  // A track without a frame may still give one that is older than all others.
   if (!atEnd && !full() && std::any_of(tracks_.begin(), tracks_.end(), isEmpty)) return std::nullopt;
   std::deque<QueuedFrame>* oldest = nullptr;
   for (auto& track : tracks_) {
     if (track.empty()) continue;
+    // "Less", so that of two frames with the same time the one of the lower track number comes first.
     if (oldest == nullptr || track.front().times.dtsMs < oldest->front().times.dtsMs) oldest = &track;
   }
   if (oldest == nullptr) return std::nullopt;

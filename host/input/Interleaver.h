@@ -12,31 +12,34 @@
 
 namespace host {
 
-/// A frame between demuxer and message.
+/// A frame between demuxer and message. Owns its packet.
 struct QueuedFrame {
   std::size_t track = 0;
   FrameTimes times;
   Packet packet;
-  /// The sequence header that its track has from here on; empty where nothing changes.
+  /// The sequence header of its track from this frame on, if it changes here; empty otherwise.
   std::vector<std::byte> newHeader = {};
+  /// Makes the message. Not null.
   std::shared_ptr<const AvTrack> converter = {};
 };
 
-/// Brings the frames of several tracks into the order of their decode times; on a tie the track of lower number comes
-/// first. A frame waits until every track has one, so that none can come that is older. As a track may fall silent, the
-/// wait ends when the frames spread over more media time, or have more bytes, than such an input would ever need.
+/// Sorts the frames of several tracks by decode time; on a tie the track of the lower number comes first. A frame waits
+/// until every track has one, because an older one could still come. A track may fall silent, so the wait also ends
+/// when the frames spread over more media time, or take more bytes, than the limits below; no file or live stream that
+/// is interleaved needs so much.
 class Interleaver {
  public:
   static constexpr std::int64_t kMaxSpreadMs = 5000;
   static constexpr std::size_t kMaxBytes = std::size_t{64} << 20;
 
   explicit Interleaver(std::size_t tracks) : tracks_(tracks) {}
-  /// The times of a track do not fall.
+  /// The times of a track must not fall.
   void push(QueuedFrame frame);
-  /// The next frame, or nothing where it is too early to tell. With `atEnd` none waits.
+  /// Returns the next frame, or nothing if an older one could still come. With `atEnd` no frame waits.
   std::optional<QueuedFrame> pop(bool atEnd);
 
  private:
+  /// Whether a limit is exceeded.
   bool full() const;
 
   std::vector<std::deque<QueuedFrame>> tracks_;

@@ -5,7 +5,7 @@
 namespace host {
 namespace {
 
-// The audio byte: format in the high 4 bits, then rate, sample size and channels.
+// The first byte of an audio message has the format in the high 4 bits, then rate, sample size and channels.
 constexpr unsigned kMp3 = 2;
 constexpr unsigned kNellymoser16kMono = 4;
 constexpr unsigned kNellymoser8kMono = 5;
@@ -14,7 +14,8 @@ constexpr unsigned kSpeex = 11;
 constexpr unsigned kSamplesOf16Bits = 0x02;
 constexpr unsigned kStereo = 0x01;
 
-/// 5.5, 11, 22 and 44 kHz; what lies between belongs to the lower one, and nothing but 5.5 kHz itself to that.
+/// The rate field of the byte: 5.5, 11, 22 or 44 kHz. A rate that it cannot express gets that of its family: 32 and 48
+/// kHz get 44, half of them 22, a quarter of them 11.
 unsigned rateBits(int rate) {
   if (rate >= 32000) return 0x0C;
   if (rate >= 16000) return 0x08;
@@ -28,11 +29,14 @@ PlainHeader audioHeader(unsigned format, unsigned rate, bool stereo) {
 }
 
 PlainHeader nellymoserHeader(int rate, bool stereo) {
+  // Formats of their own, because the rate field has no code for 8 and 16 kHz.
   if (!stereo && rate == 8000) return audioHeader(kNellymoser8kMono, 0, false);
   if (!stereo && rate == 16000) return audioHeader(kNellymoser16kMono, 0, false);
   return audioHeader(kNellymoser, rateBits(rate), stereo);
 }
 
+/// VP6 codes whole blocks of 16 pixels. The first byte of the private data says how much of them is not shown; without
+/// them, it is computed from the picture size.
 std::uint8_t vp6Adjustment(const AVCodecParameters& codec) {
   const auto extradata = extradataOf(codec);
   if (!extradata.empty()) return std::to_integer<std::uint8_t>(extradata[0]);
@@ -55,6 +59,7 @@ std::optional<PlainHeader> plainHeader(const AVCodecParameters& codec) {
     case AV_CODEC_ID_NELLYMOSER:
       return nellymoserHeader(codec.sample_rate, stereo);
     case AV_CODEC_ID_SPEEX:
+      // The format code stands for 16 kHz mono, whatever the rate field says.
       if (codec.sample_rate != 16000 || stereo) return std::nullopt;
       return audioHeader(kSpeex, 0, false);
     default:

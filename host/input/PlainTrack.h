@@ -6,20 +6,21 @@
 
 namespace host {
 
-/// The bytes in front of the frames of a codec without a sequence header.
+/// The bytes before the frames of a codec without a sequence header.
 struct PlainHeader {
+  /// 8 or 9.
   std::uint8_t messageType = 0;
-  /// Of a video byte the codec id; the frame type comes with the frame.
+  /// For audio the complete first byte. For video the codec number; the frame type is added for each frame.
   std::uint8_t codecByte = 0;
-  /// A second byte, which VP6 has: how much of the picture is cut off to its right (high 4 bits) and below.
+  /// The second byte of VP6: how many pixels to cut off at the right (high 4 bits) and at the bottom (low 4 bits).
   std::optional<std::uint8_t> adjustment;
 };
 
-/// Nothing for a codec, or a form of it, that messages cannot carry in this way. An MP3 rate that a message has no code
-/// for gets that of its family (ISO/IEC 11172-3 and 13818-3: 44100, 22050, 11025).
+/// Returns the header for a codec; nothing if messages cannot carry it, or not with these parameters. An MP3 rate that
+/// the rate field cannot express gets the one of its family (ISO/IEC 11172-3 and 13818-3: 44100, 22050, 11025).
 std::optional<PlainHeader> plainHeader(const AVCodecParameters& codec);
 
-/// A codec whose frames stand behind a fixed header: MP3, Nellymoser, Speex, Sorenson H.263, VP6.
+/// A stream whose messages are a fixed header and the frame: MP3, Nellymoser, Speex, Sorenson H.263, VP6.
 class PlainTrack : public AvTrack {
  public:
   explicit PlainTrack(const PlainHeader& header) : header_(header) {}

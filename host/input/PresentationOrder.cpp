@@ -13,6 +13,7 @@ PresentationOrder::PresentationOrder(const AVCodecParameters& codec)
       parser_(av_parser_init(codec.codec_id)),
       delay_(static_cast<std::size_t>(codec.video_delay)) {
   if (!context_ || !parser_ || avcodec_parameters_to_context(context_.get(), &codec) < 0) throw std::bad_alloc();
+  // Each packet is a whole frame, so the parser need not wait for the start of the next one.
   parser_->flags |= PARSER_FLAG_COMPLETE_FRAMES;
 }
 
@@ -22,8 +23,9 @@ std::vector<QueuedFrame> PresentationOrder::push(QueuedFrame frame) {
   held_.insert(pictureOf(*frame.packet));
   ++count_;
   waiting_.push_back({.frame = std::move(frame), .known = false});
+  // What a decoder does: it returns one picture for each that it gets, once it has as many as the stream reorders.
   if (held_.size() > delay_) present(lastMs_);
-  // No stream reorders so much: its numbers are wrong, and the first frame would wait for ever.
+  // No stream reorders that much, so its picture numbers are wrong. Without this the first frame would wait for ever.
   if (waiting_.size() > kMaxWaiting) {
     while (!held_.empty()) present(lastMs_);
   }
@@ -31,6 +33,7 @@ std::vector<QueuedFrame> PresentationOrder::push(QueuedFrame frame) {
 }
 
 std::vector<QueuedFrame> PresentationOrder::flush() {
+  // No more frames come whose decode times could be taken, so the last distance is continued.
   while (!held_.empty()) present(lastMs_ += stepMs_);
   return takeKnown();
 }
@@ -40,7 +43,7 @@ PresentationOrder::Picture PresentationOrder::pictureOf(const AVPacket& packet) 
   int size = 0;
   av_parser_parse2(parser_.get(), context_.get(), &data, &size, packet.data, packet.size, AV_NOPTS_VALUE,
                    AV_NOPTS_VALUE, 0);
-  // With an IDR picture the counting begins anew, and all that came before is presented before it.
+  // An IDR picture restarts the numbers, and all pictures before it are shown before it.
   if (parser_->key_frame == 1 && parser_->output_picture_number == 0) ++sequence_;
   return {{sequence_, parser_->output_picture_number}, count_};
 }
@@ -48,6 +51,7 @@ PresentationOrder::Picture PresentationOrder::pictureOf(const AVPacket& packet) 
 void PresentationOrder::present(std::int64_t timeMs) {
   const std::uint64_t number = held_.begin()->second;
   held_.erase(held_.begin());
+  // Frames leave `waiting_` in decode order only, so a frame's number gives its place there.
   Waiting& waiting = waiting_[number - firstWaiting_];
   waiting.known = true;
   waiting.frame.times.ptsMs = timeMs;

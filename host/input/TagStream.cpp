@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view kSignature = "MTG";
 
-/// What the user is told where the tag-stream library answers `status` for `file`.
+/// The message for the user if the tag-stream library returns `status` for `file`.
 std::string describe(std::uint32_t status, const FileInput& file) {
   switch (status) {
     case kKrvoMTGNoTagStream:
@@ -31,7 +31,7 @@ std::string describe(std::uint32_t status, const FileInput& file) {
   }
 }
 
-/// Runs an operation of the reader of `file`; what it throws becomes an InputError.
+/// Runs an operation of the library's reader. Turns its exceptions into InputError.
 template <typename Operation>
 auto reading(const FileInput& file, const Operation& operation) {
   try {
@@ -45,6 +45,7 @@ auto reading(const FileInput& file, const Operation& operation) {
 
 bool isTagStream(const std::string& path) {
   std::error_code ignored;
+  // A pipe is not read here: the bytes would be missing later.
   if (!std::filesystem::is_regular_file(path, ignored)) return false;
   std::string start(kSignature.size(), ' ');
   std::ifstream(path, std::ios::binary).read(start.data(), static_cast<std::streamsize>(start.size()));
@@ -54,7 +55,7 @@ bool isTagStream(const std::string& path) {
 TagStream::TagStream(std::unique_ptr<FileInput> file) : file_(std::move(file)) {
   reading(*file_, [this] {
     reader_.emplace(*file_, allocator_);
-    // The library takes any three letters.
+    // The library accepts any three letters.
     if (file_->start() != kSignature) throw mtg::Exception(kKrvoMTGNoTagStream);
     tags_.emplace(reader_->tags());
   });
@@ -64,6 +65,7 @@ std::optional<InputMessage> TagStream::next() {
   return reading(*file_, [this]() -> std::optional<InputMessage> {
     const auto tag = tags_->next();
     if (!tag) return std::nullopt;
+    // The library's tag is valid until the next one is read; the message must not depend on when that is.
     tag_.resize(tag->length());
     tag->copyHeaderAndData(tag_);
     return InputMessage{.type = qvs::util::tagRawType(tag_.data()),

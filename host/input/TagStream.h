@@ -11,15 +11,15 @@
 
 namespace host {
 
-/// Whether a file has the signature of a tag stream, MTG. False, too, for what cannot be read, and for what is no
-/// regular file, since a look would take bytes away.
+/// Whether a file begins with the signature of a tag stream, MTG. False if it cannot be read or is no regular file:
+/// reading from a pipe would consume the bytes.
 bool isTagStream(const std::string& path);
 
-/// A tag stream, front to back: each tag is one message, with type, data and timestamp as they stand. Back pointers are
-/// not looked at; a tag that the end of the file cuts short is the end.
+/// A tag stream, read front to back. Each tag becomes one message, with its type, data and timestamp unchanged. Back
+/// pointers are ignored. A tag that is cut off by the end of the file is the end.
 class TagStream : public Input {
  public:
-  /// Reads the header. Throws InputError where it is none.
+  /// Reads the file header. Throws InputError if it is not that of a tag stream, or cannot be read.
   explicit TagStream(std::unique_ptr<FileInput> file);
   bool isVerbatim() const override { return true; }
   std::optional<InputMessage> next() override;

@@ -15,6 +15,7 @@ namespace host {
 
 // Owners of libav's objects, and views of what they hold.
 
+// Owners of libav's objects, and views of their contents.
 struct CloseInput {
   void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
 };
@@ -31,19 +32,19 @@ using BitstreamFilter = std::unique_ptr<AVBSFContext, FreeFilter>;
 /// An empty packet. Throws std::bad_alloc.
 Packet makePacket();
 
-/// What libav says to an error number.
+/// The text of a libav error number.
 std::string avErrorText(int error);
 
-/// The payload of a packet, which stays the packet's.
+/// A view of the packet's payload; empty for a packet without one.
 inline std::span<const std::byte> payloadOf(const AVPacket& packet) {
   return std::as_bytes(std::span(packet.data, packet.size > 0 ? static_cast<std::size_t>(packet.size) : 0));
 }
-/// The codec's private data, which stay the stream's.
+/// A view of the codec's private data, which belong to the stream.
 inline std::span<const std::byte> extradataOf(const AVCodecParameters& codec) {
   return std::as_bytes(
       std::span(codec.extradata, codec.extradata_size > 0 ? static_cast<std::size_t>(codec.extradata_size) : 0));
 }
-/// The new private data that a packet brings along; empty where it brings none.
+/// A view of the new private data in a packet; empty if it has none.
 std::span<const std::byte> newExtradataOf(const AVPacket& packet);
 
 }  // namespace host

@@ -12,10 +12,10 @@ namespace {
 using qvs::util::RbspReader;
 using Sets = std::map<unsigned, std::vector<std::byte>>;
 
-// Of what the record has room for; set numbers end there, too (ITU-T H.264, 7.4.2.1.1 and 7.4.2.2).
+// Limits of the count fields of the record. Set numbers end there, too (ITU-T H.264, 7.4.2.1.1 and 7.4.2.2).
 constexpr unsigned kMaxSequenceSets = 31;
 constexpr unsigned kMaxPictureSets = 255;
-/// Header byte, profile, compatibility and level.
+/// NAL header byte, profile, compatibility and level.
 constexpr std::size_t kMinSequenceSetSize = 4;
 constexpr std::size_t kRecordHeaderSize = 5;
 
@@ -24,7 +24,8 @@ bool hasChromaFormat(unsigned profile) {
   return std::find(std::begin(kProfiles), std::end(kProfiles), profile) != std::end(kProfiles);
 }
 
-/// What the record repeats of a sequence parameter set (ITU-T H.264, 7.3.2.1.1); 4:2:0 in 8 bits where it is malformed.
+/// The fields of a sequence parameter set that the record repeats (ITU-T H.264, 7.3.2.1.1). The defaults, 4:2:0 in 8
+/// bits, are used if the set is malformed.
 struct PictureFormat {
   unsigned chromaFormat = 1;
   unsigned lumaBitsAbove8 = 0;
@@ -34,7 +35,7 @@ struct PictureFormat {
 PictureFormat readPictureFormat(NalUnit sequenceSet) {
   constexpr unsigned kSeparateColours = 3;
   RbspReader bits(sequenceSet.subspan(kMinSequenceSetSize));
-  bits.unsignedGolomb();  // The set's number.
+  bits.unsignedGolomb();  // the set's number
   const auto chromaFormat = bits.unsignedGolomb();
   if (chromaFormat == kSeparateColours) bits.bit();
   const auto luma = bits.unsignedGolomb();
@@ -43,7 +44,7 @@ PictureFormat readPictureFormat(NalUnit sequenceSet) {
   return {*chromaFormat, *luma, *chroma};
 }
 
-/// Takes a set whose number stands behind `headerSize` bytes.
+/// Adds a parameter set. Its number is read after `headerSize` bytes. Ignores one that the record has no room for.
 void take(Sets& sets, NalUnit unit, std::size_t headerSize, unsigned maxCount) {
   if (unit.size() <= headerSize || unit.size() > 0xFFFF) return;
   const auto number = RbspReader(unit.subspan(headerSize)).unsignedGolomb();
@@ -57,7 +58,7 @@ void writeSets(qvs::util::ByteWriter& out, const Sets& sets) {
   }
 }
 
-/// Takes one list of a record, whose count comes first. Ends early where the record does.
+/// Reads one list of a record, which begins with its count. Throws MalformedInput if the record ends early.
 std::vector<NalUnit> readSets(qvs::util::ByteReader& in, unsigned countMask) {
   std::vector<NalUnit> units;
   for (unsigned count = in.u8() & countMask; count > 0; --count) {
@@ -76,7 +77,7 @@ ParameterSets::ParameterSets(std::span<const std::byte> record) {
     collect(readSets(in, kMaxSequenceSets));
     collect(readSets(in, kMaxPictureSets));
   } catch (const qvs::util::MalformedInput&) {
-    // What was read so far is what a decoder would have, too.
+    // The sets read before the fault are kept, as a decoder would do.
   }
 }
 

@@ -9,21 +9,22 @@
 
 namespace host {
 
-/// Sequence and picture parameter sets of a stream, one of each number: a later one replaces the earlier. Owns its
-/// bytes.
+/// The sequence and picture parameter sets of an AVC stream, one for each number: a later one replaces an earlier one
+/// of the same kind and number. Owns its bytes.
 class ParameterSets {
  public:
   ParameterSets() = default;
-  /// Those of an `AVCDecoderConfigurationRecord`, as far as it is well formed.
+  /// Those of an `AVCDecoderConfigurationRecord`. If it is malformed, those before the fault.
   explicit ParameterSets(std::span<const std::byte> record);
 
-  /// Takes the parameter sets among `units`.
+  /// Adds the parameter sets among `units`, and ignores all other units.
   void collect(std::span<const NalUnit> units);
+  /// Whether it has at least one set of each kind.
   bool complete() const { return !sequence_.empty() && !picture_.empty(); }
-  /// Views of all sets, in the order in which a decoder needs them.
+  /// Views of all sets, in the order in which a decoder needs them. Valid until the object changes.
   std::vector<NalUnit> units() const;
 
-  /// The `AVCDecoderConfigurationRecord` (ISO/IEC 14496-15, 5.3.3.1) for lengths of 1, 2 or 4 bytes. Only when
+  /// The `AVCDecoderConfigurationRecord` (ISO/IEC 14496-15, 5.3.3.1); `lengthSize` is 1, 2 or 4. Call it only if
   /// complete().
   ///
   ///     0  u8  version 1         4  u8  0xFC | length size - 1    6  per set: u16 size, set
@@ -32,17 +33,18 @@ class ParameterSets {
   ///     3  u8  level
   ///
   /// and for the profiles with a chroma format: 0xFC | format, 0xF8 | luma bits - 8, 0xF8 | chroma bits - 8, and a
-  /// count of 0 sequence parameter set extensions. Sets beyond the room of a field are left out.
+  /// count of 0 sequence parameter set extensions. Sets for which a field has no room are left out.
   std::vector<std::byte> configurationRecord(std::size_t lengthSize = 4) const;
 
   bool operator==(const ParameterSets&) const = default;
 
  private:
+  /// By set number.
   std::map<unsigned, std::vector<std::byte>> sequence_;
   std::map<unsigned, std::vector<std::byte>> picture_;
 };
 
-/// Bytes of the length in front of each NAL unit, as a configuration record tells; 4 for what is none.
+/// Bytes of the length before each NAL unit, by a configuration record; 4 if `record` is too short for one.
 std::size_t nalLengthSize(std::span<const std::byte> record);
 
 }  // namespace host

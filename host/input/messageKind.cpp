@@ -11,7 +11,8 @@ using namespace ruvo::k2rpkgutil;
 
 namespace {
 
-/// The name of a command comes first: in AMF0 behind a marker and its length, in AMF3 messages behind a zero more.
+/// Whether the first value is the string "onMetaData". AMF0 has a marker and the length before the text; an AMF3
+/// message has a zero byte before that.
 bool isNamedOnMetaData(std::span<const std::byte> data) {
   constexpr std::string_view kName("\x02\x00\x0aonMetaData", 13);
   if (!data.empty() && data[0] == std::byte{0}) data = data.subspan(1);

@@ -8,7 +8,8 @@
 
 namespace host {
 
-/// What the type byte and the first two bytes of a message's data say of it.
+/// What a message is, by its type byte and the first two bytes of its data. Looks at nothing else, and keeps no
+/// reference.
 class MessageKind {
  public:
   explicit MessageKind(const InputMessage& message);
@@ -19,17 +20,18 @@ class MessageKind {
   bool isAac() const;
   /// The configuration of an AVC or AAC stream.
   bool isSequenceHeader() const;
-  /// A picture or a sound: what has a place in time. False for sequence headers, ends of sequence, command frames and
-  /// messages without data.
+  /// Whether it is a video or audio frame, which has a time of its own. False for sequence headers, ends of sequence,
+  /// command frames and messages without data.
   bool isFrame() const;
   bool isKeyFrame() const;
-  /// Script data whose command is `onMetaData`.
+  /// Whether it is script data with the command `onMetaData`.
   bool isMetadata() const { return metadata_; }
 
  private:
   bool video_ = false;
   bool audio_ = false;
   bool metadata_ = false;
+  /// Whether it has no data. `first_` and `second_` are then 0.
   bool empty_ = true;
   std::uint8_t first_ = 0;
   std::uint8_t second_ = 0;
@@ -46,7 +48,7 @@ struct OwnedMessage {
       : type(typeByte), timeMs(time), data(std::move(bytes)) {}
   explicit OwnedMessage(const InputMessage& message)
       : type(message.type), timeMs(message.timeMs), data(message.data.begin(), message.data.end()) {}
-  /// Valid as long as this is neither changed nor moved.
+  /// Valid until the object is changed, moved or destroyed.
   InputMessage view() const { return {.type = type, .timeMs = timeMs, .data = data}; }
 };
 

@@ -9,7 +9,7 @@
 namespace host {
 namespace {
 
-/// The number by which messages call a codec; 0 for one that they cannot carry.
+/// The number of a codec in messages; 0 for one that they cannot carry. Video and audio have separate numbers.
 int codecNumber(AVCodecID codec) {
   switch (codec) {
     case AV_CODEC_ID_FLV1:
@@ -33,7 +33,7 @@ int codecNumber(AVCodecID codec) {
   }
 }
 
-/// Numbers that are not known, and so not above 0, are left out.
+/// Adds a number. Leaves it out if it is 0 or less: libavformat does not know it then.
 void put(std::ostream& out, const char* name, double value) {
   if (value > 0) qvs::amfmessage::AMF0PropNumber(name, value).writeTo(out);
 }

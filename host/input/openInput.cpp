@@ -4,7 +4,7 @@
 
 #include "host/errors.h"
 #include "host/input/AvInput.h"
-#include "host/input/SteadyTags.h"
+#include "host/input/RetimedTags.h"
 #include "host/input/TagStream.h"
 
 namespace host {
@@ -19,7 +19,7 @@ std::unique_ptr<Input> openTagStream(const std::string& name, const InputOptions
   if (!options.avOptions.empty()) throw UsageError("--input-option is for libavformat, which reads no tag stream");
   auto file = name == "-" ? std::make_unique<FileInput>(stop) : std::make_unique<FileInput>(name, stop);
   if (options.stallTimeout) file->giveUpAfter(*options.stallTimeout);
-  return std::make_unique<SteadyTags>(std::make_unique<TagStream>(std::move(file)), options, log);
+  return std::make_unique<RetimedTags>(std::make_unique<TagStream>(std::move(file)), options, log);
 }
 
 std::unique_ptr<Input> openMedia(const std::string& name, const InputOptions& options, Log& log,

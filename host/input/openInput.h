@@ -9,9 +9,9 @@
 
 namespace host {
 
-/// Opens what the user named: `-` is a tag stream on standard input, a file that begins like a tag stream is one, and
-/// all else is libavformat's. Messages whose codec configuration changes go by CodecChanges. `log` and `stop` outlive
-/// the input. Throws InputError, and UsageError for options that do not fit.
+/// Opens the input that the user named: `-` is a tag stream on standard input, a file with the signature of a tag
+/// stream is one, and libavformat opens everything else. `log` and `stop` outlive the input. Throws InputError if it
+/// cannot be opened, and UsageError for options that do not fit it.
 std::unique_ptr<CodecChanges> openInput(const std::string& name, const InputOptions& options, Log& log,
                                         const StopSignal& stop);
 

@@ -16,7 +16,7 @@ std::span<AVStream* const> streamsOf(const AVFormatContext& input) {
   return std::span(input.streams, input.nb_streams);
 }
 
-/// Takes the number of the input away from `0:v` and the like. There is one input only.
+/// Removes the number of the input from `0:v` and the like. The only input has number 0.
 std::string withoutInputNumber(const std::string& map) {
   const std::size_t colon = map.find(':');
   if (colon == std::string::npos || colon == 0) return map;
@@ -29,7 +29,7 @@ std::string withoutInputNumber(const std::string& map) {
 
 const AVStream& findStream(AVFormatContext& input, const std::string& map) {
   const std::string specifier = withoutInputNumber(map);
-  if (specifier.empty()) throw UsageError("--map needs a stream specifier");  // To libav it would be any stream.
+  if (specifier.empty()) throw UsageError("--map needs a stream specifier");  // libav would take any stream
   for (AVStream* const stream : streamsOf(input)) {
     const int match = avformat_match_stream_specifier(&input, stream, specifier.c_str());
     if (match < 0) throw UsageError(fmt::format("--map {}: not a stream specifier", map));
@@ -55,7 +55,9 @@ StreamChoice chooseMapped(AVFormatContext& input, const std::vector<std::string>
 
 StreamChoice chooseBest(AVFormatContext& input) {
   StreamChoice choice;
+  // The functions of libav return a negative error if there is none.
   choice.video = std::max(av_find_best_stream(&input, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0), -1);
+  // A cover picture of music is a video stream of one picture, and would bind the recording to key frames.
   if (choice.video != -1 &&
       (streamsOf(input)[static_cast<std::size_t>(choice.video)]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
     choice.video = -1;

@@ -15,9 +15,10 @@ struct StreamChoice {
   int audio = -1;
 };
 
-/// Without `maps` the best video stream, pictures attached to music excepted, and the audio stream that goes with it.
-/// With `maps` the first stream of each specifier: `v`, `a:1`, `2`, all also with `0:` in front. Throws UsageError for
-/// a specifier that is malformed or fits no stream, and for two of a kind; InputError where there is nothing to record.
+/// Without `maps`: the best video stream, but no picture attached to music, and the audio stream that belongs to it.
+/// With `maps`: the first stream of each specifier, such as `v`, `a:1` or `2`, all also with `0:` before. Throws
+/// UsageError for a specifier that is malformed or matches no stream, and for two of a kind; InputError if there is
+/// nothing to record.
 StreamChoice chooseStreams(AVFormatContext& input, const std::vector<std::string>& maps);
 
 }  // namespace host

@@ -85,7 +85,7 @@ class OverviewVisitor final : public TimelineVisitor {
 void addStretches(const RecordedTimeline& timeline, RecordingOverview& overview) {
   std::uint64_t atMs = 0;
   for (const TimedFragment& fragment : timeline.fragments) {
-    if (fragment.isBehindGap) overview.gaps.push_back({.startMs = atMs, .durationMs = fragment.gapMs});
+    if (fragment.followsGap) overview.gaps.push_back({.startMs = atMs, .durationMs = fragment.gapMs});
     atMs += fragment.gapMs;
     overview.fragments.push_back({.startMs = atMs, .durationMs = fragment.durationMs});
     atMs += fragment.durationMs;

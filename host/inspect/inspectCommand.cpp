@@ -72,7 +72,7 @@ CommandOutcome outcomeOf(std::vector<Description> descriptions, const InspectErr
 ExitStatus runInspect(const Options& options) {
   Log log(stderr);
   InspectErrors errors;
-  for (const std::string& path : options.paths) tellInterruptedOverwrite(path, log);
+  for (const std::string& path : options.paths) warnOfInterruptedOverwrite(path, log);
   if (options.json) {
     printOutcome("inspect", Json::object(),
                  [&] { return outcomeOf(describeAll(options.paths, Detail::kFields, errors), errors); });

@@ -39,8 +39,11 @@ NewFiles::~NewFiles() {
 void NewFiles::write(const std::string& name, std::span<const std::byte> content, Access access) {
   constexpr mode_t kOwnerOnly = 0600;
   constexpr mode_t kAll = 0644;
+  // With its final permissions from the start, since a secret must not be readable even for a moment. O_EXCL also
+  // refuses a symbolic link at its place.
   const int flags = O_WRONLY | O_CREAT | O_EXCL;
   const platform::os::Descriptor file(pathOf(name), flags, access == Access::kOwner ? kOwnerOnly : kAll);
+  // Also if the write fails: the part of the file has to be removed.
   if (file) written_.push_back(name);
   if (!file || !platform::os::writeAll(file.get(), content) || !file.flush()) {
     throw CommandError(fmt::format("'{}' cannot be written: {}", pathOf(name), std::strerror(errno)));

@@ -14,9 +14,10 @@ namespace {
 using namespace krvo::encryption;
 using Access = NewFiles::Access;
 
-constexpr int kDaysBack = 1;  // for clocks that lag behind this one
-constexpr int kDaysGood = 3650;
+constexpr int kDaysBack = 1;  // for machines whose clock is slow
+constexpr int kDaysValid = 3650;
 
+/// The policy of the set. Recordings carry it, and no program here reads it.
 constexpr const char* kPolicy =
     "A policy is whatever the license server understands; the recorder only binds it to the key.\n"
     "play: anyone\n";
@@ -28,15 +29,16 @@ std::string randomText(std::size_t bytes) {
 /// Writes `<name>.key` and `<name>.crt`.
 void writeKeyPair(NewFiles& files, const std::string& name, const std::string& commonName, KeyType type) {
   const auto key = generateKey(type);
-  const auto certificate = issueCertificate(*key, commonName, CertificateUse::kKeyWrapping, -kDaysBack, kDaysGood);
+  const auto certificate = issueCertificate(*key, commonName, CertificateUse::kKeyWrapping, -kDaysBack, kDaysValid);
   files.write(name + ".key", privateKeyPem(*key).bytes(), Access::kOwner);
   files.write(name + ".crt", qvs::util::asBytes(certificatePem(*certificate)), Access::kEveryone);
 }
 
+/// Writes the packager's certificate with its key, encrypted with the password that is in the settings.
 void writeCredential(NewFiles& files, const std::string& password) {
   const auto key = generateKey(KeyType::kEcP256);
   const auto certificate =
-      issueCertificate(*key, "k2r trial packager", CertificateUse::kSigning, -kDaysBack, kDaysGood);
+      issueCertificate(*key, "k2r trial packager", CertificateUse::kSigning, -kDaysBack, kDaysValid);
   files.write("packager.p12", makeCredential(key.get(), certificate.get(), password), Access::kOwner);
 }
 
@@ -62,7 +64,7 @@ std::string settingsText(const NewFiles& files, const std::string& password) {
   return text;
 }
 
-/// Not every path can stand in a file of settings.
+/// Throws UsageError if the settings, read back, do not have the path: an end of line or a quote in it would change it.
 void checkPaths(const NewFiles& files, const std::string& text) {
   Settings settings;
   const auto readBack = [&]() -> const std::string* {
@@ -75,7 +77,7 @@ void checkPaths(const NewFiles& files, const std::string& text) {
   };
   const std::string* const path = readBack();
   if (path == nullptr || *path != files.pathOf("policy.txt")) {
-    throw UsageError(fmt::format("the path '{}' cannot stand in a file of settings", files.directory()));
+    throw UsageError(fmt::format("the path '{}' cannot be written in a file of settings", files.directory()));
   }
 }
 
@@ -84,6 +86,7 @@ void checkPaths(const NewFiles& files, const std::string& text) {
 void makeKeySet(NewFiles& files) {
   const std::string password = randomText(16);
   const std::string settings = settingsText(files, password);
+  // Before the first file is written, as the user has to choose another directory.
   checkPaths(files, settings);
   try {
     files.write("common.key", generateContentKey().bytes(), Access::kOwner);
@@ -94,6 +97,7 @@ void makeKeySet(NewFiles& files) {
     throw CommandError(fmt::format("keys cannot be made: encryption status {}", error.status()));
   }
   files.write("policy.txt", qvs::util::asBytes(kPolicy), Access::kEveryone);
+  // Last, and for the owner only: it has the password.
   files.write(kKeySetSettings, qvs::util::asBytes(settings), Access::kOwner);
 }
 

@@ -6,12 +6,13 @@
 
 namespace host {
 
-/// The file of settings in a key set.
+/// Name of the settings file in a key set.
 inline constexpr const char* kKeySetSettings = "recording.conf";
 
-/// Makes, in an empty directory, all that protected recordings need for a trial: a content key; keys and certificates
-/// of a license server and of its transport; a packager's credential; a policy; and the settings that name them by
-/// absolute paths. The certificates vouch for themselves and are good for ten years. Throws CommandError.
+/// Makes everything that protected recordings need for a trial, in an empty directory: a content key; keys and
+/// certificates of a license server and its transport; a packager's credential; a policy; and settings that refer to
+/// them by absolute paths. The certificates are self-signed and valid for ten years. Throws CommandError if a file
+/// cannot be made, and UsageError for a path that settings cannot express.
 void makeKeySet(NewFiles& files);
 
 }  // namespace host

@@ -23,6 +23,7 @@ Exit status:
   2  bad usage)";
 
 ExitStatus runKeysNew(const std::string& directory) {
+  // Before the first secret is in memory.
   platform::os::makeNoDumps();
   NewFiles files(directory);
   makeKeySet(files);

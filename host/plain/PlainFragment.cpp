@@ -22,7 +22,7 @@ using qvs::util::ByteWriter;
 
 namespace {
 
-constexpr std::int64_t kMillisecondsASecond = 1000;
+constexpr std::int64_t kMillisecondsPerSecond = 1000;
 
 const Track* findTrack(const Movie& movie, std::uint32_t id) {
   const auto found =
@@ -30,7 +30,8 @@ const Track* findTrack(const Movie& movie, std::uint32_t id) {
   return found == movie.tracks.end() ? nullptr : found->get();
 }
 
-/// Whether the parameter sets already stand in an AVC sample, in front of its first slice (ISO/IEC 14496-10, 7.4.1).
+/// Whether an AVC sample has parameter sets of its own, before its first slice (ISO/IEC 14496-10, 7.4.1). Reads the
+/// headers of its NAL units only.
 bool beginsWithParameterSets(Source& source, const StoredSample& sample, std::size_t lengthSize) {
   constexpr unsigned kLastSlice = 5;
   constexpr unsigned kSequenceParameterSet = 7;
@@ -42,13 +43,14 @@ bool beginsWithParameterSets(Source& source, const StoredSample& sample, std::si
     if (type == kSequenceParameterSet) return true;
     if (type >= 1 && type <= kLastSlice) return false;
     const std::uint64_t size = lengthSize + qvs::util::loadBigEndian(front.data(), lengthSize);
+    // A length beyond the sample: what follows cannot be found.
     if (size > end - at) return false;
     at += size;
   }
   return false;
 }
 
-/// One `traf` of the view while it is changed.
+/// One `traf` (ISO/IEC 14496-12, 8.8.6) of the view. `tfhd` is a view of the stored box.
 struct PlainTraf {
   std::span<const std::byte> tfhd;
   std::uint64_t decodeTime = 0;
@@ -58,6 +60,7 @@ struct PlainTraf {
     const BoxScope traf(out, "traf"_4cc);
     out.bytes(tfhd);
     {
+      // Always version 1, with 64 bits.
       const BoxScope tfdt(out, "tfdt"_4cc, 1, 0);
       out.u64(decodeTime);
     }
@@ -65,6 +68,8 @@ struct PlainTraf {
   }
 };
 
+/// Makes one plain fragment. Its order matters: the samples grow first, then the offsets can be computed, and only then
+/// the boxes be written.
 class FragmentMaker {
  public:
   FragmentMaker(Source& source, const Movie& movie, const Fragment& fragment, const PlainPlace& place)
@@ -77,6 +82,7 @@ class FragmentMaker {
       const BoxView box = qvs::util::nextBox(in);
       if (box.type == "traf"_4cc) takeTraf(box.payload);
     }
+    // The runs of a fragment need not be in the order of their bytes.
     std::sort(insertions_.begin(), insertions_.end());
     const BoxSpan& mdat = fragment_.boxes.mdat;
     const std::uint64_t mdatSize =
@@ -86,11 +92,12 @@ class FragmentMaker {
     writeMoof(out);
     writeSizeAndType(out, "mdat"_4cc, mdatSize);
     plain_.boxes = out.take();
-    cutStretches();
+    cutSpans();
     return std::move(plain_);
   }
 
  private:
+  /// Adds a stored `traf`, if its track is in the view.
   void takeTraf(ByteReader traf) {
     PlainTraf plain;
     SampleDefaults defaults;
@@ -116,6 +123,7 @@ class FragmentMaker {
     trafs_.push_back(std::move(plain));
   }
 
+  /// Returns the track id, and sets the defaults that the box has.
   static std::uint32_t readTfhd(ByteReader tfhd, SampleDefaults& defaults) {
     const std::uint32_t flags = qvs::util::readVersionAndFlags(tfhd).flags;
     const std::uint32_t id = tfhd.u32();
@@ -133,21 +141,24 @@ class FragmentMaker {
   }
 
   static std::uint64_t shifted(std::uint64_t decodeTime, std::int64_t shiftMs, const Track& track) {
-    const std::int64_t shift = shiftMs * static_cast<std::int64_t>(track.timescale) / kMillisecondsASecond;
+    const std::int64_t shift = shiftMs * static_cast<std::int64_t>(track.timescale) / kMillisecondsPerSecond;
+    // A decode time has no sign, and the times of a malformed fragment could fall below 0.
     return static_cast<std::uint64_t>(std::max<std::int64_t>(static_cast<std::int64_t>(decodeTime) - shift, 0));
   }
 
+  /// Sets the duration of the last sample so that it ends where the track continues in the next fragment.
   void lengthenLastSample(PlainTraf& plain, const TrackFragment& stored, const Track& track) const {
     const auto next = place_.nextDecodeTimes.find(stored.trackId);
     if (next == place_.nextDecodeTimes.end()) return;
     const std::uint64_t last = shifted(stored.samples.back().decodeTime, place_.shiftMs, track);
     const std::uint64_t end = shifted(next->second, place_.nextShiftMs, track);
+    // Times that do not rise belong to a clock that was set back: the stored duration is the better one.
     if (end <= last || end - last > std::numeric_limits<std::uint32_t>::max()) return;
     TrackRun& run = plain.runs.back();
     run.setDuration(run.count() - 1, static_cast<std::uint32_t>(end - last));
   }
 
-  /// Lets each key frame without parameter sets grow by them. Their places in the `mdat` are noted.
+  /// Adds the parameter sets to the size of each key frame that has none, and notes where to insert them.
   void insertParameterSets(PlainTraf& plain, const TrackFragment& stored, const Track& track) {
     std::vector<std::byte> sets = parameterSets(track);
     if (sets.empty()) return;
@@ -164,15 +175,18 @@ class FragmentMaker {
     }
   }
 
-  /// Counts data offsets from the start of the new `moof`, over what is inserted in front of them.
+  /// Sets the data offsets of all runs: they count from the start of the new `moof`, and over the bytes inserted
+  /// before.
   void moveOffsets(std::uint64_t mdatSize) {
     const FragmentBoxes& boxes = fragment_.boxes;
+    // The size of the `moof` does not depend on the offsets in it, so one trial gives it.
     ByteWriter measured;
     writeMoof(measured);
     const std::uint64_t front = measured.size() + qvs::util::boxHeaderSize(mdatSize);
     for (PlainTraf& traf : trafs_) {
       for (TrackRun& run : traf.runs) {
         const std::uint64_t inFile = boxes.moof.offset + static_cast<std::uint64_t>(run.dataOffset());
+        // A parameter set that is inserted at the run's own first sample belongs to that sample, so it is not counted.
         const auto before = std::lower_bound(insertions_.begin(), insertions_.end(), inFile) - insertions_.begin();
         const std::uint64_t grown = static_cast<std::uint64_t>(before) * plain_.inserted.size();
         run.setDataOffset(static_cast<std::int64_t>(front + (inFile - boxes.mdat.payloadOffset()) + grown));
@@ -189,14 +203,14 @@ class FragmentMaker {
     for (const PlainTraf& traf : trafs_) traf.write(out);
   }
 
-  void cutStretches() {
+  void cutSpans() {
     const BoxSpan& mdat = fragment_.boxes.mdat;
     std::uint64_t from = mdat.payloadOffset();
     for (const std::uint64_t place : insertions_) {
-      plain_.stretches.push_back({.offset = from, .size = place - from});
+      plain_.spans.push_back({.offset = from, .size = place - from});
       from = place;
     }
-    plain_.stretches.push_back({.offset = from, .size = mdat.end() - from});
+    plain_.spans.push_back({.offset = from, .size = mdat.end() - from});
   }
 
   Source& source_;
@@ -205,15 +219,15 @@ class FragmentMaker {
   const PlainPlace& place_;
   PlainFragment plain_;
   std::vector<PlainTraf> trafs_;
-  /// Offsets in the file, in front of which the parameter sets go.
+  /// Offsets in the segment file before which the parameter sets are inserted. Sorted once all tracks are read.
   std::vector<std::uint64_t> insertions_;
 };
 
 }  // namespace
 
 std::uint64_t PlainFragment::size() const {
-  std::uint64_t size = boxes.size() + inserted.size() * (stretches.size() - 1);
-  for (const Stretch& stretch : stretches) size += stretch.size;
+  std::uint64_t size = boxes.size() + inserted.size() * (spans.size() - 1);
+  for (const Span& span : spans) size += span.size;
   return size;
 }
 

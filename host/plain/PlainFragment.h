@@ -11,46 +11,45 @@
 
 namespace host {
 
-/// Where a fragment stands in a plain view.
+/// The position of a fragment in a plain view.
 struct PlainPlace {
-  /// A running number over the whole view.
+  /// Number of the `moof` (ISO/IEC 14496-12, 8.8.5), rising over the whole view.
   std::uint32_t sequenceNumber = 1;
-  /// Milliseconds that its decode times in the view lie before those in the recording: the gaps so far.
+  /// How much smaller its decode times in the view are than in the recording, in ms: the sum of the gaps before it.
   std::int64_t shiftMs = 0;
-  /// By track id: the decode time in the recording at which the track goes on in the next fragment, in the track's
-  /// timescale. In the view the last sample of the track lasts until then, over a gap, too, so that players see one
-  /// stretch. A track that is not in here keeps the duration it has.
+  /// By track id: the decode time in the recording of the track's first sample in the next fragment, in the track's
+  /// timescale. In the view, the last sample here lasts until then, even over a gap, so that players see no hole. A
+  /// track without an entry keeps the stored duration.
   std::map<std::uint32_t, std::uint64_t> nextDecodeTimes = {};
   /// `shiftMs` of the next fragment.
   std::int64_t nextShiftMs = 0;
 };
 
-/// A fragment as players get it: a `moof` that is made anew, and the stored `mdat` with the bytes of the file. In front
-/// of each AVC key frame that has none stand the parameter sets, so that players follow a change of configuration that
-/// they would miss in the header.
+/// A fragment as players get it: a new `moof`, and an `mdat` with the bytes of the segment file. The parameter sets are
+/// inserted before each AVC key frame that has none, because players miss a changed configuration in a second header.
 struct PlainFragment {
-  /// A stretch of the segment file.
-  struct Stretch {
+  /// A span of bytes in the segment file.
+  struct Span {
     std::uint64_t offset = 0;
     std::uint64_t size = 0;
   };
 
   /// The `moof` and the header of the `mdat`.
   std::vector<std::byte> boxes;
-  /// What is in the `mdat`: these stretches, with `inserted` between each two of them.
-  std::vector<Stretch> stretches;
+  /// The content of the `mdat`: these spans, with `inserted` between each two of them. Never empty.
+  std::vector<Span> spans;
   std::vector<std::byte> inserted;
 
-  /// Bytes in all.
+  /// Bytes of `boxes` and content together.
   std::uint64_t size() const;
 };
 
-/// Whether a fragment has samples of the view; one that has none is no part of it.
+/// Whether the fragment has samples in the tracks of the view. A fragment without any is not part of it.
 bool hasPlainSamples(const krvo::container::Fragment& fragment, const krvo::container::Movie& movie);
 
-/// Makes the plain form of `fragment`, which was read from `source`, a segment with the tracks of `movie`. Throws
-/// SegmentError if the file cannot be read, and MalformedInput or std::out_of_range for boxes that are not of their
-/// form.
+/// Makes the plain form of `fragment`, which SegmentReader has read from `source`, a segment with the tracks of
+/// `movie`. The result refers to the file by offsets only. Throws SegmentError if the file cannot be read, and
+/// MalformedInput or std::out_of_range for malformed boxes.
 PlainFragment makePlainFragment(krvo::container::Source& source, const krvo::container::Movie& movie,
                                 const krvo::container::Fragment& fragment, const PlainPlace& place);
 

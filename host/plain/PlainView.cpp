@@ -16,7 +16,8 @@
 namespace host {
 namespace {
 
-/// Enough of a SHA-256 to tell the headers of all configurations apart.
+/// The beginning of a SHA-256, long enough to give different headers different names. A hash and no number, so that a
+/// player that caches by name never gets the header of another configuration.
 std::string shortHash(std::span<const std::byte> bytes) {
   constexpr std::size_t kShown = 8;
   std::array<std::byte, EVP_MAX_MD_SIZE> digest{};
@@ -27,7 +28,7 @@ std::string shortHash(std::span<const std::byte> bytes) {
   return hexText(std::span(digest).first(kShown));
 }
 
-/// Runs `read`; what is malformed in the boxes of a segment becomes a CommandError with its name.
+/// Runs `read`. Turns exceptions about malformed boxes into a CommandError that names the segment.
 template <typename Read>
 auto inSegment(const std::string& path, const Read& read) {
   try {
@@ -39,11 +40,11 @@ auto inSegment(const std::string& path, const Read& read) {
   }
 }
 
-/// Gives `take` a stretch of a file in pieces of bounded size.
-void readStretch(FileView& file, const PlainFragment::Stretch& stretch, const PlainView::Take& take) {
-  for (std::uint64_t done = 0; done < stretch.size;) {
-    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(stretch.size - done, FileView::kWindow));
-    take(file.view(stretch.offset + done, count));
+/// Passes a span of a file to `take` in pieces of at most FileView::kWindow, so that memory does not grow with it.
+void readSpan(FileView& file, const PlainFragment::Span& span, const PlainView::Take& take) {
+  for (std::uint64_t done = 0; done < span.size;) {
+    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(span.size - done, FileView::kWindow));
+    take(file.view(span.offset + done, count));
     done += count;
   }
 }
@@ -86,6 +87,7 @@ std::string PlainView::fragmentName(std::size_t fragment) const {
 }
 
 std::int64_t PlainView::shiftMs(std::size_t fragment) const {
+  // May be negative: fragments of an append whose clock restarted can begin before those they follow.
   return static_cast<std::int64_t>(timeline_.fragments[fragment].startMs) -
          static_cast<std::int64_t>(places_[fragment].startMs);
 }
@@ -110,9 +112,9 @@ void PlainView::readFragment(std::size_t fragment, const Take& take) const {
     const auto stored = open.reader().readFragment(timed.boxes.position());
     const PlainFragment plain = makePlainFragment(open.file(), open.reader().movie(), stored, plainPlace(fragment));
     take(plain.boxes);
-    for (std::size_t i = 0; i < plain.stretches.size(); ++i) {
+    for (std::size_t i = 0; i < plain.spans.size(); ++i) {
       if (i > 0) take(plain.inserted);
-      readStretch(open.file(), plain.stretches[i], take);
+      readSpan(open.file(), plain.spans[i], take);
     }
   });
 }
@@ -128,10 +130,12 @@ std::string PlainView::playlist() const {
   for (std::size_t i = 0; i < places_.size(); ++i) {
     const TimedFragment& fragment = timeline_.fragments[i];
     if (i == 0 || places_[i].header != places_[i - 1].header) {
+      // Required by RFC 8216, 4.3.2.3, if the encoding changes. A gap alone needs none, because the times have none.
       if (i > 0) text += "#EXT-X-DISCONTINUITY\n";
       text += fmt::format("#EXT-X-MAP:URI=\"{}\"\n", places_[i].header);
     }
-    if (i == 0 || fragment.isBehindGap) text += fmt::format("#EXT-X-PROGRAM-DATE-TIME:{}\n", wallTime(i));
+    // Once for each stretch without gaps: players compute the times of the other fragments from it.
+    if (i == 0 || fragment.followsGap) text += fmt::format("#EXT-X-PROGRAM-DATE-TIME:{}\n", wallTime(i));
     text += playlistDuration(fragment) + fragmentName(i) + "\n";
   }
   return text + playlistEnd(timeline_);

@@ -15,47 +15,53 @@
 
 namespace host {
 
-/// A recording as standard fragmented MP4 and a playlist over it (RFC 8216): for players that stumble over the hint
-/// track of the segment files. No stored sample is copied or moved; headers and `moof` boxes are made anew. Its time
-/// line has no gaps: EXT-X-PROGRAM-DATE-TIME tells where some time is missing. Names of headers and fragments tell what
-/// is in them, so that the same name always means the same bytes, and players and proxies may keep them for ever.
+/// A recording as standard fragmented MP4 with a playlist (RFC 8216), for players that cannot handle the hint track of
+/// the segment files. Sample data are not copied; headers and `moof` boxes are made new. Its time line has no gaps:
+/// EXT-X-PROGRAM-DATE-TIME says where some time is missing. A name of a header or fragment always means the same bytes,
+/// so that players and proxies may keep them for ever.
 class PlainView {
  public:
-  /// What is to be sent, piece by piece; a piece is valid during the call.
+  /// Receives a file in pieces, in order. A piece is valid during the call.
   using Take = std::function<void(std::span<const std::byte>)>;
 
-  /// Reads the recording as it is now, while it runs, too. Throws CommandError as readRecordedTimeline() does.
+  /// Reads the recording as it is now; it may still be running. Throws CommandError as readRecordedTimeline() does.
   explicit PlainView(RecordingDirectory directory);
 
-  /// By name, the headers that the playlist refers to.
+  /// The headers to which the playlist refers, by file name.
   const std::map<std::string, std::vector<std::byte>>& headers() const { return headers_; }
+  /// Fragments are counted from 0. All `fragment` arguments are below this number, or std::out_of_range is thrown.
   std::size_t fragmentCount() const { return timeline_.fragments.size(); }
-  /// `<number>-<milliseconds on the time line>.m4s`. `fragment` counts from 0.
+  /// `<number>-<start in ms>.m4s`, with the fragment's number and its start on the time line of the view.
   std::string fragmentName(std::size_t fragment) const;
-  /// Gives `take` the bytes of a fragment. The last one of a recording that still runs has no successor yet and ends as
-  /// it is stored. Throws CommandError if its segment can no longer be read.
+  /// Passes the bytes of a fragment to `take`. The last fragment of a running recording has no successor yet, so its
+  /// last samples keep their stored durations. Throws CommandError if the segment can no longer be read.
   void readFragment(std::size_t fragment, const Take& take) const;
-  /// The media playlist, with names relative to its own place.
+  /// The media playlist. Its names are relative to its own location.
   std::string playlist() const;
 
  private:
-  /// A fragment's place in the view.
+  /// Position and header of one fragment.
   struct Place {
-    /// Milliseconds from the beginning of the view, without gaps.
+    /// In ms from the beginning of the view, without gaps.
     std::uint64_t startMs = 0;
+    /// Name of the header that it needs.
     std::string header;
   };
 
+  /// Computes the time line without gaps.
   void placeFragments();
+  /// Reads the headers of all segments. Equal ones become one.
   void makeHeaders();
   PlainPlace plainPlace(std::size_t fragment) const;
+  /// The sum of the gaps before the fragment, in ms.
   std::int64_t shiftMs(std::size_t fragment) const;
+  /// Time of day at which the fragment starts, as EXT-X-PROGRAM-DATE-TIME has it (ISO 8601, UTC).
   std::string wallTime(std::size_t fragment) const;
 
   RecordingDirectory directory_;
   RecordedTimeline timeline_;
   std::map<std::string, std::vector<std::byte>> headers_;
-  /// One for each fragment of the time line.
+  /// One for each fragment of `timeline_`.
   std::vector<Place> places_;
 };
 

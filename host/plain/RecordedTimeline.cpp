@@ -17,25 +17,27 @@ using namespace krvo::container;
 
 namespace {
 
-/// Encoders and the grid of milliseconds let fragments that belong together stand that far apart.
+/// Fragments that follow each other may be this far apart, because of encoders and rounding to milliseconds.
 constexpr std::uint64_t kSmallestGapMs = 500;
-/// What a lone sample lasts if nothing follows and nothing came before it: players give up on 0.
+/// Duration of a single sample that nothing precedes and nothing follows. Players give up on a duration of 0.
 constexpr std::uint64_t kUnknownDurationMs = 1000;
 
+/// Divides first, so that no product exceeds 64 bits.
 std::uint64_t inMilliseconds(std::uint64_t time, const Track& track) {
   constexpr std::uint64_t kMillisecondsASecond = 1000;
   const std::uint64_t scale = std::max(track.timescale, 1U);
   return time / scale * kMillisecondsASecond + time % scale * kMillisecondsASecond / scale;
 }
 
-/// The samples of all tracks together.
+/// The span of time of the samples of all tracks.
 struct Extent {
   std::uint64_t startMs = 0;
   std::uint64_t endMs = 0;
-  /// How long the last samples last, the longest of them.
+  /// Duration of the last samples; of several tracks the longest.
   std::uint64_t lastSampleMs = 0;
 };
 
+/// Builds a RecordedTimeline, fragment by fragment.
 class TimelineReader {
  public:
   /// With a visitor it reads what can be read; without one all of it or nothing.
@@ -93,17 +95,19 @@ class TimelineReader {
     if (visitor_ != nullptr) visitor_->fragment(movie, fragment);
     TimedFragment timed{.segment = segment, .number = number, .boxes = fragment.boxes, .firstDecodeTimes = {}};
     const auto extent = measure(fragment, movie, timed);
+    // Its time belongs to the fragment before it, which lasts until the next one.
     if (!extent) return;
     // Only now, so that the time line has no segment without fragments, and each segment whose end is damaged.
     if (timeline_.segments.empty() || timeline_.segments.back().number != segment) {
       timeline_.segments.push_back({.number = segment, .movie = movie, .headerSize = reader.firstFragment()});
     }
     timed.startMs = extent->startMs;
-    if (last_) joinTo(timed);
+    if (last_) endBefore(timed);
     timeline_.fragments.push_back(std::move(timed));
     last_ = extent;
   }
 
+  /// The extent of the samples in the view; nothing if there are none. Also sets `timed.firstDecodeTimes`.
   static std::optional<Extent> measure(const Fragment& fragment, const Movie& movie, TimedFragment& timed) {
     std::optional<Extent> extent;
     for (const TrackFragment& part : fragment.tracks) {
@@ -123,15 +127,17 @@ class TimelineReader {
     return extent;
   }
 
-  /// A fragment lasts until the next one begins, unless that one begins behind the end of all tracks. A stream of few
-  /// pictures has no gap where the next picture is away for no longer than the last one. A lone first sample, whose
-  /// duration nobody knows, lasts until the next one.
-  void joinTo(TimedFragment& next) {
+  /// Ends the last fragment, which `next` follows. It lasts until `next` begins, unless there is a gap. There is none
+  /// if a picture is missing while sound continues, nor if the stream has few pictures and the next one is not away for
+  /// longer than the last one was shown. The duration of a single first sample is unknown, so it lasts until the next
+  /// one.
+  void endBefore(TimedFragment& next) {
     TimedFragment& before = timeline_.fragments.back();
     const std::uint64_t tolerance = std::max(kSmallestGapMs, last_->lastSampleMs);
     const bool unknown = last_->lastSampleMs == 0;
-    next.isBehindGap = next.startMs <= before.startMs || (!unknown && next.startMs > last_->endMs + tolerance);
-    if (next.isBehindGap) {
+    // Times that do not rise come from a clock that was set back, and are a gap as well.
+    next.followsGap = next.startMs <= before.startMs || (!unknown && next.startMs > last_->endMs + tolerance);
+    if (next.followsGap) {
       finishLast();
       const std::uint64_t endMs = before.startMs + before.durationMs;
       next.gapMs = next.startMs > endMs ? next.startMs - endMs : 0;
@@ -140,6 +146,7 @@ class TimelineReader {
     }
   }
 
+  /// Ends the last fragment with its own last sample.
   void finishLast() {
     if (!last_) return;
     const std::uint64_t own = last_->endMs - last_->startMs;
@@ -149,7 +156,7 @@ class TimelineReader {
   const RecordingDirectory& directory_;
   TimelineVisitor* visitor_;
   RecordedTimeline timeline_;
-  /// Of the last fragment.
+  /// Extent of the last fragment.
   std::optional<Extent> last_;
 };
 
@@ -168,12 +175,14 @@ RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory, Timel
 }
 
 std::optional<std::int64_t> recordedSinceMs(const RecordedTimeline& timeline) {
+  // Dates in boxes count from 1904 (ISO/IEC 14496-12, 8.2.2), in s.
   constexpr std::uint64_t kFrom1904To1970 = 2082844800;
-  constexpr std::uint64_t kYear10000 = 255485145600;  // From 1904 on. A date behind that is damage.
+  constexpr std::uint64_t kYear10000 = 255485145600;  // from 1904 on; a later date is damage
   if (timeline.fragments.empty()) return std::nullopt;
   const std::uint64_t created = timeline.segments.front().movie.created;
   if (created < kFrom1904To1970 || created >= kYear10000) return std::nullopt;
   const std::uint64_t begunMs = (created - kFrom1904To1970) * 1000;
+  // The header is written when the first fragment is complete, so its date is that of the end of that fragment.
   return static_cast<std::int64_t>(begunMs - std::min(begunMs, timeline.fragments.front().durationMs));
 }
 

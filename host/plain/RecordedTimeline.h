@@ -12,47 +12,48 @@
 
 namespace host {
 
-/// A fragment with pictures or sound, and its place in time. Times are milliseconds from the recording's start.
+/// A fragment with pictures or sound, and its times in ms from the start of the recording.
 struct TimedFragment {
-  /// Of the segment file.
+  /// Number of its segment file.
   std::uint32_t segment = 0;
-  /// The fragment's number.
+  /// Number of the fragment.
   std::uint32_t number = 0;
   krvo::container::FragmentBoxes boxes;
-  /// Where its first sample begins, whichever track that is of.
+  /// Decode time of its first sample, of whichever track.
   std::uint64_t startMs = 0;
-  /// Until the next fragment begins; in front of a gap, and at the end, until its own last sample ends. Never 0.
+  /// Until the start of the next fragment. Before a gap, and at the end, until the end of its own last sample. Not 0.
   std::uint64_t durationMs = 0;
-  /// Something is missing between the fragment before this one and this one.
-  bool isBehindGap = false;
-  /// How much: milliseconds without samples. 0 if the time goes back here, or without a gap.
+  /// Whether some time is missing between the fragment before and this one.
+  bool followsGap = false;
+  /// The time without samples there, in ms. 0 without a gap, and if the time goes back.
   std::uint64_t gapMs = 0;
   /// By track id: the decode time of its first sample, in the track's timescale.
   std::map<std::uint32_t, std::uint64_t> firstDecodeTimes;
 };
 
+/// One segment file with such fragments.
 struct TimedSegment {
   std::uint32_t number = 0;
   krvo::container::Movie movie;
-  /// Bytes of `ftyp` and `moov`.
+  /// Bytes of `ftyp` and `moov` together.
   std::uint64_t headerSize = 0;
 };
 
-/// What a recording has to show and to be heard, in order: its fragments that bootstrap and index name and that have
-/// samples of pictures or sound.
+/// What can be seen and heard of a recording, in order: the fragments that bootstrap and index name, and that have
+/// samples of video or audio. A copy of what was read: later changes of the files do not show in it.
 struct RecordedTimeline {
-  /// Those that have such fragments.
+  /// The segments with such fragments, in rising order.
   std::vector<TimedSegment> segments;
   std::vector<TimedFragment> fragments;
-  /// The recording was stopped: nothing will be added, unless an append goes on.
+  /// Whether the recording was stopped. Only an append could add to it then.
   bool ended = false;
 
-  /// `number` is that of one of `segments`.
+  /// `number` must be that of one of `segments`.
   const TimedSegment& segment(std::uint32_t number) const;
 };
 
-/// Reads it, also while the recording runs. Throws CommandError if there is no recording, if its samples are protected,
-/// or if a file is malformed.
+/// Reads the time line; the recording may still be running. Throws CommandError if there is no recording, if it is
+/// protected, and for files that are malformed.
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory);
 
 /// Sees what is read, for a caller that needs more than the time line, or as much as can be read.

@@ -20,6 +20,7 @@ TrackRun::TrackRun(ByteReader payload, const SampleDefaults& defaults) {
   const std::uint32_t count = payload.u32();
   if ((flags_ & kTrunDataOffset) != 0) dataOffset_ = payload.i32();
   if ((flags_ & kTrunFirstSampleFlags) != 0) firstSampleFlags_ = payload.u32();
+  // Before memory is reserved for a count that the file claims.
   payload.need(4ULL * count * static_cast<unsigned>(std::popcount(flags_ & kTrunSampleFields)));
   samples_.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
@@ -34,6 +35,7 @@ TrackRun::TrackRun(ByteReader payload, const SampleDefaults& defaults) {
 
 void TrackRun::setDuration(std::size_t sample, std::uint32_t duration) {
   if (samples_[sample].duration == duration) return;
+  // One sample with a duration of its own needs the field in all of them; the others keep the default there.
   flags_ |= kTrunDurations;
   samples_[sample].duration = duration;
 }
@@ -45,6 +47,7 @@ void TrackRun::setSize(std::size_t sample, std::uint32_t size) {
 }
 
 void TrackRun::write(ByteWriter& out) const {
+  // Always with a data offset: without it the run would begin where the one before it ends.
   qvs::util::BoxScope trun(out, "trun"_4cc, version_, flags_ | kTrunDataOffset);
   out.u32(qvs::util::narrow<std::uint32_t>(samples_.size()));
   out.i32(qvs::util::narrow<std::int32_t>(dataOffset_));

@@ -7,32 +7,34 @@
 
 namespace host {
 
-/// What `tfhd` says of the samples whose run is silent (ISO/IEC 14496-12, 8.8.7). What it leaves out is 0.
+/// The values of `tfhd` for samples whose `trun` has none (ISO/IEC 14496-12, 8.8.7); 0 if it has none either. The
+/// duration is in the track's timescale, the size in bytes.
 struct SampleDefaults {
   std::uint32_t duration = 0;
   std::uint32_t size = 0;
 };
 
-/// One `trun` (ISO/IEC 14496-12, 8.8.8) that can be changed: every sample knows its duration and size, wherever these
-/// were told. Flags and composition offsets pass through.
+/// One `trun` (ISO/IEC 14496-12, 8.8.8) that can be changed. Each sample has its own duration and size here, whether
+/// the box had them or not. Sample flags and composition offsets are kept as they are.
 class TrackRun {
  public:
-  /// `payload` is that of the box, from its version on, in a fragment that SegmentReader has read: that reader checks
-  /// the count against the bytes of the `mdat`. Throws MalformedInput if the payload ends early.
+  /// `payload` begins with the version, and belongs to a fragment that SegmentReader has read: it has checked the count
+  /// against the bytes of the `mdat`. Throws MalformedInput if the payload ends early.
   TrackRun(qvs::util::ByteReader payload, const SampleDefaults& defaults);
 
-  /// Bytes from the start of the `moof` to the first sample.
+  /// Offset of the first sample in bytes, from the start of the `moof`.
   std::int64_t dataOffset() const { return dataOffset_; }
   void setDataOffset(std::int64_t offset) { dataOffset_ = offset; }
 
+  /// All `sample` arguments are below this number.
   std::size_t count() const { return samples_.size(); }
   std::uint32_t duration(std::size_t sample) const { return samples_[sample].duration; }
   std::uint32_t size(std::size_t sample) const { return samples_[sample].size; }
-  /// The box then tells the durations, or sizes, of all its samples. `sample` is below count().
+  /// Changes one sample. The box then stores the durations, or sizes, of all its samples.
   void setDuration(std::size_t sample, std::uint32_t duration);
   void setSize(std::size_t sample, std::uint32_t size);
 
-  /// Appends the box. Throws std::out_of_range for a data offset beyond 32 bits.
+  /// Appends the box. Throws std::out_of_range if the data offset does not fit in 32 bits.
   void write(qvs::util::ByteWriter& out) const;
 
  private:

@@ -20,7 +20,7 @@ bool isInPlainView(FourCC handler) {
   return handler == "vide"_4cc || handler == "soun"_4cc;
 }
 
-/// Runs `visit(type, whole)` on each box of a payload; `whole` is the box with its header.
+/// Calls `visit(box, whole)` for each box of a payload; `whole` includes the header. Throws MalformedInput.
 template <typename Visit>
 void forEachWholeBox(std::span<const std::byte> boxes, const Visit& visit) {
   ByteReader in(boxes);
@@ -36,7 +36,7 @@ std::span<const std::byte> payloadOf(const BoxView& box) {
   return payload.bytes(payload.remaining());
 }
 
-/// The payload of the first box of that type.
+/// The payload of the first box of that type; nothing if there is none.
 std::optional<std::span<const std::byte>> findBox(std::span<const std::byte> boxes, FourCC type) {
   std::optional<std::span<const std::byte>> found;
   forEachWholeBox(boxes, [&](const BoxView& box, std::span<const std::byte>) {
@@ -60,11 +60,12 @@ std::uint32_t trackIdOf(std::span<const std::byte> trak) {
 
 FourCC handlerOf(std::span<const std::byte> trak) {
   ByteReader hdlr(needBox(needBox(trak, "mdia"_4cc), "hdlr"_4cc));
-  hdlr.skip(8);  // Version and flags, and a field that is not used.
+  hdlr.skip(8);  // version and flags, and an unused field
   return hdlr.u32();
 }
 
-/// `mvhd`, `tkhd` and `mdhd` begin alike: version and flags, then the times of creation and of the last change.
+/// A copy of `mvhd`, `tkhd` or `mdhd` with the dates of creation and change set to 0. They follow version and flags in
+/// all three, and would make the headers of each segment different.
 std::vector<std::byte> withoutDates(std::span<const std::byte> whole, std::size_t headerSize) {
   std::vector<std::byte> box(whole.begin(), whole.end());
   ByteReader in(whole);
@@ -75,6 +76,7 @@ std::vector<std::byte> withoutDates(std::span<const std::byte> whole, std::size_
   return box;
 }
 
+/// Writes the header of the view.
 class HeaderWriter {
  public:
   std::vector<std::byte> write(std::span<const std::byte> header) {
@@ -87,6 +89,7 @@ class HeaderWriter {
 
  private:
   void writeMoov(std::span<const std::byte> moov) {
+    // In a pass of their own, since `mvhd` comes before the tracks and needs the highest id.
     forEachWholeBox(moov, [this](const BoxView& box, std::span<const std::byte>) {
       if (box.type != "trak"_4cc) return;
       if (isInPlainView(handlerOf(payloadOf(box)))) kept_.insert(trackIdOf(payloadOf(box)));
@@ -108,7 +111,8 @@ class HeaderWriter {
   void writeMvhd(std::span<const std::byte> whole, std::size_t headerSize) {
     auto mvhd = withoutDates(whole, headerSize);
     if (mvhd.size() < headerSize + sizeof(std::uint32_t)) throw MalformedInput("an `mvhd` that is too short");
-    // The next track's id is its last field.
+    // `next_track_ID` is the last field of the box. It is computed from the kept tracks, so that recordings with the
+    // same view have the same header.
     const std::uint32_t nextId = kept_.empty() ? 1 : *kept_.rbegin() + 1;
     storeBigEndian(mvhd.data() + mvhd.size() - sizeof nextId, sizeof nextId, nextId);
     out_.bytes(mvhd);
@@ -121,7 +125,7 @@ class HeaderWriter {
         out_.bytes(withoutDates(whole, box.headerSize));
       } else if (box.type == "mdia"_4cc) {
         writeMdia(payloadOf(box));
-      } else if (box.type != "tref"_4cc) {  // It would refer to tracks that are not here.
+      } else if (box.type != "tref"_4cc) {  // it may refer to tracks that are left out
         out_.bytes(whole);
       }
     });
@@ -154,13 +158,13 @@ class HeaderWriter {
   TrackIds kept_;
 };
 
-/// The decoder configuration record of an AVC track; empty for others.
+/// The decoder configuration record of an AVC track (ISO/IEC 14496-15, 5.3.3.1); empty for others. A view.
 std::span<const std::byte> avcConfigurationOf(const Track& track) {
   if (!track.isVideo() || track.descriptions.empty()) return {};
   return findBox(track.descriptions.front()->codecHeader, "avcC"_4cc).value_or(std::span<const std::byte>{});
 }
 
-/// Copies that many parameter sets, from the 16-bit lengths of the record to lengths of `lengthSize` bytes.
+/// Copies `count` parameter sets. Their lengths have 16 bits in the record, and `lengthSize` bytes in `out`.
 void copySets(ByteReader& record, unsigned count, std::size_t lengthSize, ByteWriter& out) {
   for (unsigned i = 0; i < count; ++i) {
     const std::uint16_t size = record.u16();
@@ -194,7 +198,7 @@ std::vector<std::byte> parameterSets(const Track& track) {
   if (lengthSize == 0) return {};
   try {
     ByteReader record(avcConfigurationOf(track));
-    record.skip(5);  // Version, profile, compatibility, level, length size.
+    record.skip(5);  // version, profile, compatibility, level, length size
     ByteWriter out;
     const unsigned sequenceSets = record.u8() & 0x1FU;
     copySets(record, sequenceSets, lengthSize, out);

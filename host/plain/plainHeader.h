@@ -8,20 +8,20 @@
 
 namespace host {
 
-/// Whether the plain view of a segment has this track: pictures and sound. Players stumble over the hint track, whose
-/// samples overlap those of the others.
+/// Whether the track is in the plain view: video and audio are. The hint track is not, because players cannot handle
+/// that its samples overlap those of the other tracks.
 bool isInPlainView(const krvo::container::Track& track);
 
-/// The header of a plain view: `ftyp` as it is, and `moov` with the tracks of the view only, without dates, so that all
-/// segments and recordings of one configuration have the same header. `header` is the beginning of a segment file, both
-/// boxes. Throws MalformedInput if it is not of that form.
+/// Makes the header of the plain view: `ftyp` unchanged, and `moov` with the tracks of the view only and without dates,
+/// so that all segments, and all recordings, of the same configuration have the same header. `header` is the beginning
+/// of a segment file with both boxes. Throws MalformedInput for malformed boxes.
 std::vector<std::byte> plainHeader(std::span<const std::byte> header);
 
-/// The parameter sets of an AVC track, each behind its length as in a sample (ISO/IEC 14496-15, 5.3.4). Empty for other
-/// tracks, and where the configuration is malformed.
+/// The parameter sets of an AVC track, each after its length, as in a sample (ISO/IEC 14496-15, 5.3.4). Empty for other
+/// tracks, and if the configuration is malformed: the view then has the samples as they are.
 std::vector<std::byte> parameterSets(const krvo::container::Track& track);
 
-/// Bytes of the length in front of each NAL unit of an AVC track: 1, 2 or 4; 0 for other tracks.
+/// Bytes of the length before each NAL unit of an AVC track: 1, 2 or 4. 0 for other tracks.
 std::size_t nalLengthSize(const krvo::container::Track& track);
 
 }  // namespace host

@@ -6,13 +6,13 @@
 
 namespace host {
 
-// Lines that every media playlist over a recording has (RFC 8216, 4.3).
+// Lines of every media playlist for a recording (RFC 8216, 4.3).
 
-/// All in front of the first fragment. EXT-X-TARGETDURATION is whole seconds, rounded, of the longest fragment.
+/// All lines before the first fragment. EXT-X-TARGETDURATION is the longest fragment in whole seconds, rounded.
 std::string playlistHead(const RecordedTimeline& timeline);
-/// The EXTINF line of a fragment.
+/// The EXTINF line of a fragment, in seconds with three decimals.
 std::string playlistDuration(const TimedFragment& fragment);
-/// What ends the list of a recording that was stopped; empty while it runs.
+/// The end tag if the recording was stopped; empty while it is running, so that players read the list again.
 std::string playlistEnd(const RecordedTimeline& timeline);
 
 }  // namespace host

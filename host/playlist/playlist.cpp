@@ -14,6 +14,7 @@ std::string encodedPath(const std::string& path) {
   std::string text;
   for (const char c : path) {
     const auto code = static_cast<unsigned char>(c);
+    // The range first: for other bytes isalnum() would depend on the locale.
     const bool stays =
         code < 0x80 && (std::isalnum(code) != 0 || std::string_view("-._~/").find(c) != std::string::npos);
     text += stays ? std::string(1, c) : fmt::format("%{:02X}", code);
@@ -27,7 +28,9 @@ std::string playlistText(const RecordedTimeline& timeline, const RecordingDirect
   std::optional<std::uint32_t> segment;
   std::string uri;
   for (const TimedFragment& fragment : timeline.fragments) {
-    if (fragment.isBehindGap) text += "#EXT-X-DISCONTINUITY\n";
+    // The times in the segment files jump at a gap. Players need the tag to follow them.
+    if (fragment.followsGap) text += "#EXT-X-DISCONTINUITY\n";
+    // Each segment file has its own header, so the map changes with the file.
     if (segment != fragment.segment) {
       segment = fragment.segment;
       uri = encodedPath(prefix + directory.segmentName(fragment.segment));

@@ -7,13 +7,13 @@
 
 namespace host {
 
-/// A media playlist (RFC 8216, 4.3) of version 7 over the segment files as they are: each fragment a byte range from
-/// its `moof` to the end of its `mdat`, the header of its file an EXT-X-MAP, and a gap in time a discontinuity.
-/// `prefix` stands in front of the names of the segment files; names are percent-encoded (RFC 3986, 2.1).
+/// A media playlist of version 7 (RFC 8216, 4.3) for the segment files as they are. Each fragment is a byte range from
+/// its `moof` to the end of its `mdat`, the header of its file is an EXT-X-MAP, and a gap in time is a discontinuity.
+/// `prefix` is put before the names of the segment files. Names are percent-encoded (RFC 3986, 2.1).
 std::string playlistText(const RecordedTimeline& timeline, const RecordingDirectory& directory,
                          const std::string& prefix);
 
-/// Percent-encodes all of a path but letters, digits, `-._~` and slashes.
+/// Percent-encodes a path: all bytes but letters, digits, `-._~` and slashes.
 std::string encodedPath(const std::string& path);
 
 }  // namespace host

@@ -46,14 +46,15 @@ struct Options {
   std::string plainFolder;
 };
 
-/// The path from the playlist's folder to the segment files.
+/// The relative path from the playlist's folder to the segment files; empty if they are in the same one.
 std::string prefixFrom(const std::string& playlist, const std::string& directory) {
   const fs::path place = fs::absolute(playlist).parent_path();
   const fs::path relative = fs::absolute(directory).lexically_normal().lexically_relative(place.lexically_normal());
   return relative.empty() || relative == "." ? "" : relative.string() + "/";
 }
 
-/// A playlist replaces the one before, since it is made again while the recording runs; it replaces nothing else.
+/// Throws CommandError if the file exists and is neither a playlist nor empty. A playlist is made again and again and
+/// replaces the one before, but a typing error in --out must not replace another file.
 void requirePlaylist(const std::string& path) {
   constexpr std::string_view kBegin = "#EXTM3U";
   const auto status = fs::symlink_status(path);
@@ -65,7 +66,7 @@ void requirePlaylist(const std::string& path) {
   begin.resize(static_cast<std::size_t>(in.gcount()));
   const bool isEmpty = in.is_open() && begin.empty();
   if (begin != kBegin && !isEmpty) {
-    throw CommandError(fmt::format("'{}' exists and is no playlist; nothing was changed", path));
+    throw CommandError(fmt::format("'{}' exists and is not a playlist; nothing was changed", path));
   }
 }
 
@@ -79,9 +80,10 @@ void writePlaylist(const std::string& path, const std::string& text) {
 
 ExitStatus runPlaylist(const Options& options) {
   Log log(stderr);
-  tellInterruptedOverwrite(options.directory, log);
+  warnOfInterruptedOverwrite(options.directory, log);
   const RecordingDirectory directory = readRecordingDirectory(options.directory);
   if (!options.plainFolder.empty()) {
+    // A folder among the files of a recording would be a foreign entry, and other commands would refuse that recording.
     requireOutsideRecordings(options.plainFolder);
     writePlainFolder(PlainView(directory), options.plainFolder);
   } else if (options.out.empty()) {

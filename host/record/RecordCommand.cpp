@@ -57,7 +57,7 @@ Outcome recordInput(const RecordOptions& options, Log& log) {
   stop.catchSignals();
   const Settings settings = readSettings(options);
   const OutputDirectory place(options.directory);
-  if (options.mode == OpenMode::kNew) tellInterruptedOverwrite(place.native(), log);
+  if (options.mode == OpenMode::kNew) warnOfInterruptedOverwrite(place.native(), log);
   place.require(options.mode);
   requireOtherPlace(options.input, place);
   const HeldPlace held(place, options.durability, log);

@@ -50,7 +50,7 @@ void takeUpBeginning(const OutputDirectory& place, const RecordingDirectory& dir
 void prepareAppend(const OutputDirectory& place, bool force, Log& log) {
   const RecordingDirectory directory = readRecordingDirectory(place.native());
   if (directory.hasBootstrap) {
-    tellInterruptedOverwrite(place.native(), log);
+    warnOfInterruptedOverwrite(place.native(), log);
     requireUndamaged(directory, force, log);
     return;
   }

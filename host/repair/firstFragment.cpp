@@ -14,6 +14,7 @@
 namespace host {
 namespace {
 
+/// Removes a file and flushes the directory.
 void removeDurably(const std::string& path) {
   if (!platform::os::removeFile(path)) throw CommandError(fmt::format("cannot remove '{}'", path));
 }
@@ -30,16 +31,19 @@ void restoreFirstBootstrap(const RecordingDirectory& directory) {
   inFile(path, [&] {
     FileView file(path);
     const auto abst = krvo::container::locateFragment(file, first->afraOffset).abst;
-    // The fragment has it in the form of the file.
+    // A bootstrap in a fragment has the same form as the file, so its bytes are copied.
     const auto image = loadBox(file, abst);
+    // Only to refuse one that is malformed.
     parseBootstrap(image, abst.offset);
     replaceSmallFile(directory.pathOf(directory.bootstrapName()), image);
   });
 }
 
 void removeUnfinished(const RecordingDirectory& directory) {
+  // Indexes first: an interruption must not leave an index whose segment is gone.
   for (const auto number : directory.indexes) removeDurably(directory.pathOf(directory.indexName(number)));
   for (const auto number : directory.segments) removeDurably(directory.pathOf(directory.segmentName(number)));
+  // Only a control file that was cut short: a whole one is valid, and a repair removes no more than it must.
   const std::string control = directory.pathOf(directory.controlName());
   if (directory.hasControl && readSmallFile(control).size() != kControlFileSize) removeDurably(control);
 }

@@ -6,12 +6,12 @@ namespace host {
 
 // What an interruption at the very first fragment leaves: a recording without a bootstrap, with one segment at most.
 
-/// Makes the bootstrap, by the one fragment that the index names. Throws CommandError where it cannot be written, and
-/// where the files are not of that kind.
+/// Writes the bootstrap file of a recording with a single fragment, from the bootstrap in that fragment. `directory`
+/// has at least one index. Throws CommandError if the file cannot be written, and for malformed files.
 void restoreFirstBootstrap(const RecordingDirectory& directory);
 
-/// Removes the segment, in which no fragment was indexed, its index, and a base time that was cut short. Throws
-/// CommandError where one stays.
+/// Removes a segment in which no fragment was indexed, its index, and a control file that was cut short. Throws
+/// CommandError if a file cannot be removed.
 void removeUnfinished(const RecordingDirectory& directory);
 
 }  // namespace host

@@ -18,7 +18,7 @@
 namespace host {
 namespace {
 
-/// Lets the module take the recording up where it ends, and stop.
+/// Lets the module open the recording for an append, and stop at once. Opening completes what an interruption left.
 void openAndStop(const OutputDirectory& place, const Settings& settings, Log& log) {
   FileContext files(Durability::kDevice, log);
   StreamContext context(settings, log, files, place.modulePath());
@@ -29,27 +29,30 @@ void openAndStop(const OutputDirectory& place, const Settings& settings, Log& lo
   recording.stop();
 }
 
+/// Throws CommandError if the directory was renamed. The module takes the files' names from the directory's, so it
+/// would begin a new recording beside the files.
 void requireItsName(const OutputDirectory& place, const RecordingDirectory& directory) {
   if (!directory.renamed) return;
   throw CommandError(fmt::format("the files in '{}' are named after '{}': give the directory that name first",
                                  place.native(), directory.stem));
 }
 
-/// Makes of an interrupted recording a finished one, or removes what it began with.
-Repair::Outcome finish(const OutputDirectory& place, bool hasFragments, const Settings& settings, Log& log) {
+/// Completes an interrupted recording, or removes its remains if it has no fragment.
+Repair::Outcome finish(const OutputDirectory& place, bool withFragments, const Settings& settings, Log& log) {
   const RecordingDirectory directory = readRecordingDirectory(place.native());
   requireItsName(place, directory);
-  if (!hasFragments) {
+  if (!withFragments) {
     removeUnfinished(directory);
     return Repair::Outcome::kEmptied;
   }
-  // The module begins anew where there is no bootstrap.
+  // Without a bootstrap the module would begin a new recording, and remove the fragment.
   if (!directory.hasBootstrap) restoreFirstBootstrap(directory);
   openAndStop(place, settings, log);
   return Repair::Outcome::kFinished;
 }
 
-bool holdsFragments(const OutputDirectory& place) {
+/// Whether the recording has a fragment. A bootstrap file is only written with one.
+bool hasFragments(const OutputDirectory& place) {
   const RecordingDirectory directory = readRecordingDirectory(place.native());
   return directory.hasBootstrap || (!directory.empty() && verifyRecording(place.native()).fragments != 0);
 }
@@ -59,14 +62,16 @@ bool holdsFragments(const OutputDirectory& place) {
 Repair repairRecording(const std::string& path, const Settings& settings, Log& log) {
   const OutputDirectory place(path);
   const bool interrupted = !interruptedOverwrite(place).empty();
-  if (!interrupted) readRecordingDirectory(place.native());  // One that is missing is not made.
+  if (!interrupted) readRecordingDirectory(place.native());  // throws if it is missing, instead of making it
   const HeldPlace held(place, Durability::kDevice, log);
   place.requireRegular();
+  // Under the lock: the process that records there could be about to write its first fragment.
   std::optional<DirectoryLock> old;
-  if (interrupted && !holdsFragments(place)) old = restoreInterrupted(place);
-  if (interrupted && !old) tellInterruptedOverwrite(place.native(), log);
-  if (old) log.note(fmt::format("'{}' is back from '{}'", place.native(), place.aside()));
+  if (interrupted && !hasFragments(place)) old = restoreInterrupted(place);
+  if (interrupted && !old) warnOfInterruptedOverwrite(place.native(), log);
+  if (old) log.note(fmt::format("'{}' was moved back from '{}'", place.native(), place.aside()));
 
+  // With the checks of `k2r verify`, so that a repair never touches what those call damaged.
   Repair repair{.outcome = Repair::Outcome::kUntouched, .verification = verifyRecording(place.native())};
   const Verification& found = repair.verification;
   const bool whole = found.status() == ExitStatus::kOk;
@@ -74,6 +79,7 @@ Repair repairRecording(const std::string& path, const Settings& settings, Log& l
   if (repair.outcome == Repair::Outcome::kRefused || (whole && (found.stopped || found.fragments == 0))) return repair;
 
   repair.outcome = finish(place, found.fragments != 0, settings, log);
+  // There is nothing left to verify.
   if (readRecordingDirectory(place.native()).empty()) {
     repair.verification = {};
     repair.verification.recording = place.stem();

@@ -9,25 +9,27 @@
 
 namespace host {
 
-/// What a repair has come to.
+/// The result of a repair.
 struct Repair {
   enum class Outcome {
-    /// It was whole and finished, or nothing has been recorded in it. Not a byte was changed.
+    /// The recording was whole and finished, or nothing was recorded. No byte was changed.
     kUntouched,
-    /// It was damaged. Not a byte was changed.
+    /// The recording is damaged. No byte was changed.
     kRefused,
+    /// The recording is whole and finished now.
     kFinished,
-    /// The interruption came before the first fragment was complete: what was left of it is gone.
+    /// The interruption was before the first fragment was complete. The remains were removed.
     kEmptied,
   } outcome = Outcome::kUntouched;
-  /// Of the recording as it is now.
+  /// The check of the recording after the repair.
   Verification verification;
 };
 
-/// Does to an interrupted recording what an append and a stop do to it, without adding to it: afterwards it is finished
-/// and whole. A recording that an interrupted `--overwrite` put aside comes back first, where there is no fragment in
-/// its place. Throws CommandError where there is no recording, where somebody else is writing it, and where the module
-/// does not open it; the reason is in the log then. `settings` are those of the recording: a protected one needs them.
+/// Completes an interrupted recording as an append and a stop would do, without adding to it. If an interrupted
+/// `--overwrite` put a recording aside and there is no fragment in its place, that one is moved back first. Throws
+/// CommandError if there is no recording, if another process is writing it, and if the module cannot open it; the log
+/// has the reason then. `settings` are those of the recording; a protected one needs them. `path` is as the user gave
+/// it.
 Repair repairRecording(const std::string& path, const Settings& settings, Log& log);
 
 }  // namespace host

@@ -31,10 +31,11 @@ using Bytes = std::vector<std::byte>;
 
 namespace {
 
-/// The movie without the protection of its tracks.
+/// A copy of the movie whose tracks have their unprotected sample descriptions.
 Movie clearMovie(const Movie& movie) {
   Movie clear = movie;
   for (auto& track : clear.tracks) {
+    // The tracks and descriptions are shared with the reader's movie, which must not change.
     track = std::make_shared<krvo::container::Track>(*track);
     for (auto& description : track->descriptions) {
       if (auto protection = readProtection(*description)) {
@@ -51,7 +52,7 @@ Bytes readBytes(FileView& file, std::uint64_t offset, std::size_t size) {
   return bytes;
 }
 
-/// The container library's view of bytes that it gives back when it has done with them.
+/// Hands bytes over to the container library, which frees them when it has written them.
 KrvoK2MDataBuffer handOver(Bytes bytes) {
   auto held = std::make_unique<Bytes>(std::move(bytes));
   const auto* const data = held->data();
@@ -59,7 +60,7 @@ KrvoK2MDataBuffer handOver(Bytes bytes) {
       data, held.release(), [](void* context) { const std::unique_ptr<Bytes> done(static_cast<Bytes*>(context)); });
 }
 
-/// What the first bytes of a clear tag say; `place` is that of the protected one.
+/// The content of a clear tag. `place` is the place of the protected one, for error messages.
 TagContent contentOf(const Bytes& tag, const StoredTag& place) {
   TagContent content;
   content.place = place;
@@ -69,15 +70,17 @@ TagContent contentOf(const Bytes& tag, const StoredTag& place) {
   return content;
 }
 
-/// The format that protection data give a track is not under their signature, but the tags tell it, too.
+/// Throws SegmentError if the codec of a tag is not that of its track. The track's format comes from protection data
+/// that no signature covers, so a changed one would otherwise produce a wrong recording without an error.
 void requireFormat(const krvo::container::Track& track, const TagContent& tag) {
-  const FourCC told = track.descriptions.empty() ? 0 : track.descriptions.front()->formatCode;
-  if (tag.formatCode() == 0 || ruvo::k2rpkgutil::tagFormatCode(told) == tag.formatCode()) return;
+  const FourCC trackFormat = track.descriptions.empty() ? 0 : track.descriptions.front()->formatCode;
+  if (tag.formatCode() == 0 || ruvo::k2rpkgutil::tagFormatCode(trackFormat) == tag.formatCode()) return;
   throw SegmentError(tag.place.offset,
-                     fmt::format("a tag of {} in a track of {}", toText(tag.formatCode()), toText(told)));
+                     fmt::format("a tag of {} in a track of {}", toText(tag.formatCode()), toText(trackFormat)));
 }
 
-/// Makes the header of the new file, which the container library then continues: its tracks keep every field that way.
+/// Writes the header of the new file with all fields of the tracks. The container library continues a file with a
+/// header, and would lose some of them if it made the tracks itself.
 void writeHeader(const Movie& movie, std::uint64_t moovOffset, NewSegmentFile& target) {
   const auto isEmpty = [](const auto& track) { return track->descriptions.empty(); };
   if (movie.tracks.empty() || std::any_of(movie.tracks.begin(), movie.tracks.end(), isEmpty)) {
@@ -88,18 +91,20 @@ void writeHeader(const Movie& movie, std::uint64_t moovOffset, NewSegmentFile& t
   target.write(header.bytes().data(), header.size());
 }
 
-/// A new file has no remains of a crash that the library could warn of.
+/// The library warns of the remains of a crash, which a new file cannot have.
 class NoWarnings final : public krvo::k2m::WarningHandler {
  public:
   std::uint32_t warning(std::uint32_t) override { return 0; }
 };
 
+/// Copies one segment fragment by fragment with the container library's writer, so that the result is what a recorder
+/// would have written.
 class SegmentCopy {
  public:
   SegmentCopy(FileView& file, const std::string& name, krvo::encryption::SampleDecipher& decipher)
       : file_(file), name_(name), reader_(file), movie_(clearMovie(reader_.movie())), decipher_(decipher) {}
 
-  /// Writes the file and returns where each fragment has moved to.
+  /// Writes the file. Returns the new position of each fragment by its old one.
   std::map<std::uint64_t, std::uint64_t> run(const std::set<std::uint64_t>& positions, NewSegmentFile& target) {
     writeHeader(movie_, reader_.moov().offset, target);
     NoWarnings warnings;
@@ -107,6 +112,7 @@ class SegmentCopy {
     krvo::k2m::K2RWriter writer(target, warnings, allocator, 0);
     tracks_ = writer.k2mWriter().tracks();
     std::map<std::uint64_t, std::uint64_t> moved;
+    // Returns the position of the fragment that is written next, so it is asked for before each one.
     std::uint64_t begin = writer.startFragment();
     for (const std::uint64_t position : positions) {
       const Fragment fragment = reader_.readFragment(position);
@@ -118,26 +124,27 @@ class SegmentCopy {
     return moved;
   }
 
-  /// Of the last fragment in the new file.
+  /// End of the last fragment in the new file.
   std::uint64_t end() const { return end_; }
 
  private:
   void copyFragment(krvo::k2m::K2RWriter& writer, const Fragment& fragment) {
     writer.addAbst(fragment.abstBody);
     const krvo::container::Track* const hint = findTrack(reader_.movie(), "hint"_4cc);
-    const auto hintPart = std::find_if(fragment.tracks.begin(), fragment.tracks.end(), [hint](const auto& track) {
+    const auto hintTrack = std::find_if(fragment.tracks.begin(), fragment.tracks.end(), [hint](const auto& track) {
       return hint != nullptr && track.trackId == hint->id;
     });
     const auto tags = reader_.readTags(fragment);
-    // A fragment whose messages are all of a codec that is not written has no tag, and no track fragment at all.
-    const std::size_t hintSamples = hintPart == fragment.tracks.end() ? 0 : hintPart->samples.size();
+    // A fragment may have no hint samples at all, if all its messages had a codec that is not stored.
+    const std::size_t hintSamples = hintTrack == fragment.tracks.end() ? 0 : hintTrack->samples.size();
     if (hintSamples != tags.size()) {
-      throw SegmentError(fragment.boxes.moof.offset, "a hint track that does not tell of each tag");
+      throw SegmentError(fragment.boxes.moof.offset, "the hint track does not have one sample for each tag");
     }
+    // Positions of tags change with the filter fields, so the entries are matched by tag and not copied.
     std::set<std::uint64_t> indexed;
     for (const AccessPoint& point : fragment.accessPoints) indexed.insert(fragment.boxes.afra.offset + point.offset);
     for (std::size_t i = 0; i < tags.size(); ++i) {
-      copyTag(writer, tags[i], hintPart->samples[i].decodeTime, indexed.contains(tags[i].offset));
+      copyTag(writer, tags[i], hintTrack->samples[i].decodeTime, indexed.contains(tags[i].offset));
     }
   }
 
@@ -151,6 +158,7 @@ class SegmentCopy {
 
     auto info = krvo::k2m::makeRecord<K2MHintInfo>();
     info.sample.length = narrow<std::uint32_t>(bytes.size());
+    // From the hint sample and not from the tag: the container has relative times in the track's timescale.
     info.sample.time = time;
     info.sample.timescale = movie_.tracks[hint]->timescale;
     info.sample.sampleType = "hint"_4cc;
@@ -168,13 +176,13 @@ class SegmentCopy {
     }
   }
 
-  /// The track that a clear tag is a sample of; none for a configuration, which the hint track alone has.
+  /// The track of which a clear tag is a sample. Nothing for a configuration, which is a sample of the hint track only.
   std::optional<std::size_t> mediaTrack(const TagContent& tag) const {
     if (tag.isSequenceHeader()) return std::nullopt;
     return placeOf(tag.isVideo() ? "vide"_4cc : tag.isAudio() ? "soun"_4cc : "meta"_4cc);
   }
 
-  /// The place of the first track of that handler type, in the movie as among the handles.
+  /// Index of the first track of that handler type, in `movie_` and in `tracks_` alike.
   std::optional<std::size_t> placeOf(FourCC handler) const {
     for (std::size_t i = 0; i < movie_.tracks.size(); ++i) {
       if (movie_.tracks[i]->handler == handler) return i;
@@ -213,8 +221,9 @@ Bytes clearTag(FileView& file, const TagContent& tag, krvo::encryption::SampleDe
   const Bytes front = readBytes(file, tag.place.offset, kTagHeaderSize + filter.clearBytes);
   const auto dataSize = static_cast<std::uint32_t>(filter.clearBytes + payload.size());
   Bytes bytes(dataSize + kTagOverhead);
-  const auto behindFront = std::copy(front.begin(), front.end(), bytes.begin());
-  std::copy(payload.begin(), payload.end(), behindFront);
+  const auto afterFront = std::copy(front.begin(), front.end(), bytes.begin());
+  std::copy(payload.begin(), payload.end(), afterFront);
+  // Without the bit that marks a protected tag, or readers would look for filter fields.
   bytes.front() &= ~std::byte{ruvo::k2rpkgutil::kTagProtectedBit};
   setTagDataSize(bytes.data(), dataSize);
   writeTagBackPointer(bytes.data() + kTagHeaderSize + dataSize, dataSize);
@@ -230,7 +239,7 @@ std::map<std::uint64_t, std::uint64_t> writeClearSegment(const std::string& from
     try {
       SegmentCopy copy(file, from, decipher);
       auto moved = copy.run(positions, target);
-      // The writer has ended the file with a table. A segment that was not ended continues without one.
+      // The writer ends the file with a table. A segment that was not ended must have none: an append continues it.
       const bool ended = mapSegment(file, positions).randomAccess() != nullptr;
       target.close(ended ? std::nullopt : std::optional(copy.end()));
       return moved;

@@ -12,13 +12,16 @@
 
 namespace host {
 
-/// A tag as it was before it was protected: without filter, in the clear. One without a filter stays as it is. Throws
-/// CommandError, naming `name` and the offset, for a filter or a cipher text that is none under this key.
+/// Returns the bytes of a tag as they were before it was protected: without filter fields, decrypted, and with the
+/// sizes in header and back pointer corrected. A tag without a filter is returned unchanged. Throws CommandError, with
+/// `name` and the offset, for malformed filter fields, and for cipher text that does not decrypt with this key;
+/// SegmentError if the file cannot be read.
 std::vector<std::byte> clearTag(FileView& file, const TagContent& tag, krvo::encryption::SampleDecipher& decipher,
                                 const std::string& name);
 
-/// Writes the segment `from` again as `to`: the same tracks, fragments and times, all tags clear. Only the fragments at
-/// `positions` are written. Answers where each of them begins now. Throws CommandError.
+/// Writes the segment `from` to the new file `to`: the same tracks, fragments and times, with all tags in the clear.
+/// Only the fragments at `positions` (byte offsets in `from`) are written. Returns the new position of each. Throws
+/// CommandError if that fails; `to` is then incomplete.
 std::map<std::uint64_t, std::uint64_t> writeClearSegment(const std::string& from, const std::string& to,
                                                          const std::set<std::uint64_t>& positions,
                                                          krvo::encryption::SampleDecipher& decipher);

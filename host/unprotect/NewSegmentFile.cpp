@@ -16,6 +16,7 @@ NewSegmentFile::NewSegmentFile(const std::string& path)
 std::uint64_t NewSegmentFile::read(void* buffer, std::uint64_t count) {
   file_.read(static_cast<char*>(buffer), static_cast<std::streamsize>(count));
   const auto done = static_cast<std::uint64_t>(file_.gcount());
+  // The library may read up to the end, which is no failure; without this all later operations would fail.
   file_.clear();
   return done;
 }
@@ -31,6 +32,7 @@ std::uint64_t NewSegmentFile::tell() {
 
 std::uint64_t NewSegmentFile::write(const void* buffer, std::uint64_t count) {
   file_.write(static_cast<const char*>(buffer), static_cast<std::streamsize>(count));
+  // 0 makes the library fail with a status.
   return file_ ? count : 0;
 }
 

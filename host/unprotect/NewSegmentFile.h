@@ -9,11 +9,11 @@
 
 namespace host {
 
-/// A new segment file that the container library writes. Belongs to whoever made it; the library's references count for
-/// nothing.
+/// The file that the container library writes a segment to. Its owner is whoever made it; references that the library
+/// counts have no effect.
 class NewSegmentFile final : public krvo::k2m::IOStream {
  public:
-  /// Throws CommandError where the file cannot be made.
+  /// Makes the file, or truncates it. Throws CommandError if that fails.
   explicit NewSegmentFile(const std::string& path);
 
   void addReference() override {}

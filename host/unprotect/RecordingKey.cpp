@@ -18,7 +18,8 @@ using krvo::encryption::Secret;
 using krvo::encryption::SignedMetadata;
 using krvo::encryption::UnprotectError;
 
-/// The one metadata text of all tracks of a segment; empty where none is protected.
+/// The metadata text of the tracks of a segment, which must be the same in all; empty if no track is protected. Throws
+/// Malformed and SegmentError.
 std::string segmentMetadata(const std::string& path) {
   FileView file(path);
   const krvo::container::SegmentReader reader(file);
@@ -34,6 +35,7 @@ std::string segmentMetadata(const std::string& path) {
   return text;
 }
 
+/// Verifies the signature of a metadata text and opens its content key. `name` is the file, for messages.
 RecordingKey openText(const std::string& name, const std::string& text, EVP_PKEY& licenseServerKey) {
   return inFile(name, [&] {
     try {
@@ -56,6 +58,7 @@ RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& lic
     // The last one may have just been begun.
     if (number != *directory.segments.begin() && !hasSegmentHeader(path)) continue;
     const std::string own = inFile(path, [&] { return segmentMetadata(path); });
+    // A clear segment among protected ones is not of the same recorder.
     if (own.empty()) throw CommandError(fmt::format("'{}' is not protected", path));
     if (!text.empty() && own != text) {
       throw CommandError(fmt::format("'{}' has other metadata than '{}'", path, firstName));
@@ -69,14 +72,18 @@ RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& lic
   const std::string drmMeta = directory.pathOf(directory.drmMetaName());
   const std::string last = inFile(drmMeta, [&] { return readDrmMeta(readSmallFile(drmMeta)); });
   if (last == text) return opened;
+  // The file was written by a later append. Its signature and its wrapped key are new, so the keys themselves are
+  // compared.
   const auto appended = openText(drmMeta, last, licenseServerKey);
+  // The same wrapped key in another text: not an append, which wraps the key again.
   if (appended.metadata.content.wrappedKey == opened.metadata.content.wrappedKey) {
     throw CommandError(fmt::format("'{}' has another form of the metadata in '{}'", drmMeta, firstName));
   }
+  // Samples do not say under which key they are encrypted.
   if (!std::ranges::equal(appended.key.bytes(), opened.key.bytes())) {
     throw CommandError(
-        fmt::format("'{}' holds another key than '{}': the recording was continued under it, and nothing "
-                    "tells which samples are whose",
+        fmt::format("'{}' has another key than '{}': the recording was continued under it, and nothing "
+                    "says which samples are encrypted with which",
                     drmMeta, firstName));
   }
   return opened;

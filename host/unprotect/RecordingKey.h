@@ -7,15 +7,15 @@
 
 namespace host {
 
-/// The content key of a recording, and who signed the metadata that it was in.
+/// The content key of a recording, and the signed metadata from which it was taken.
 struct RecordingKey {
   krvo::encryption::Secret key;
   krvo::encryption::SignedMetadata metadata;
 };
 
-/// Opens the metadata in the sample descriptions of all segments, which have to be the same, and those of the
-/// `.drmmeta` file, which an append makes anew, and which have to hold the same key. Throws CommandError that says why
-/// not.
+/// Decrypts the content key with the license server's private key. The metadata in the sample descriptions of all
+/// segments must be equal. Those in the `.drmmeta` file may differ, because each append writes them again, but must
+/// have the same key. Throws CommandError with the reason if any of this is not so, and if a signature is wrong.
 RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& licenseServerKey);
 
 }  // namespace host

@@ -28,12 +28,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Limit in bytes of the private key's file.
 constexpr std::size_t kMaxKeyFile = 1 << 20;
 
-/// The new recording while it is made: in a directory beside its place, with the names that it will have there.
-class Workshop {
+/// The new recording while it is made, in a directory next to its place. Its files have the names that they will have
+/// there. Removed by the destructor unless publish() was called.
+class StagedRecording {
  public:
-  explicit Workshop(const OutputDirectory& place) : place_(place), path_(place.native() + ".unprotecting") {
+  /// Makes the directory. Throws CommandError if something is at the new recording's place.
+  explicit StagedRecording(const OutputDirectory& place) : place_(place), path_(place.native() + ".unprotecting") {
     std::error_code error;
     if (fs::exists(fs::symlink_status(place.native(), error))) {
       throw CommandError(fmt::format("'{}' exists; nothing was changed", place.native()));
@@ -42,32 +45,34 @@ class Workshop {
       throw CommandError(fmt::format("'{}' cannot be made: {}", path_, std::strerror(errno)));
     }
   }
-  ~Workshop() {
+  ~StagedRecording() {
     std::error_code ignored;
-    if (!delivered_) fs::remove_all(path_, ignored);
+    if (!published_) fs::remove_all(path_, ignored);
   }
-  Workshop(const Workshop&) = delete;
-  Workshop& operator=(const Workshop&) = delete;
+  StagedRecording(const StagedRecording&) = delete;
+  StagedRecording& operator=(const StagedRecording&) = delete;
 
   const std::string& path() const { return path_; }
-  /// For a file of the recording `from`.
+  /// Path of the new file for the file `name` of the recording `from`.
   std::string pathOf(const RecordingDirectory& from, const std::string& name) const {
     return path_ + "/" + place_.stem() + name.substr(from.stem.size());
   }
 
-  void deliver() {
+  /// Moves the directory to its place, in one step. Throws CommandError if something is there now.
+  void publish() {
     if (::renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, place_.native().c_str(), RENAME_NOREPLACE) != 0) {
       throw CommandError(fmt::format("'{}' cannot be made: {}", place_.native(), std::strerror(errno)));
     }
-    delivered_ = true;
+    published_ = true;
   }
 
  private:
   const OutputDirectory& place_;
   std::string path_;
-  bool delivered_ = false;
+  bool published_ = false;
 };
 
+/// The first finding that is damage, for the user; empty if there is none.
 std::string firstDamage(const Verification& verification) {
   for (const Finding& finding : verification.findings.kept()) {
     if (finding.severity != Severity::kDamage) continue;
@@ -77,26 +82,30 @@ std::string firstDamage(const Verification& verification) {
   return "";
 }
 
+/// Verifies the new recording, and warns of damage in it.
 ExitStatus judge(const std::string& path, Log& log) {
   const Verification verification = verifyRecording(path);
   if (verification.findings.worst() != Severity::kDamage) return ExitStatus::kOk;
-  log.warning(fmt::format("the recording is damaged; k2r verify tells all: {}", firstDamage(verification)));
+  log.warning(fmt::format("the recording is damaged; k2r verify shows everything: {}", firstDamage(verification)));
   return ExitStatus::kFlawed;
 }
 
+/// Writes a file and flushes it to the device.
 void writeWhole(const std::string& path, std::span<const std::byte> content) {
   if (!platform::os::writeFile(path, content) || !platform::os::syncFile(path)) {
     throw CommandError(fmt::format("'{}' cannot be written", path));
   }
 }
 
+/// Converts a recording, file by file.
 class Unprotection {
  public:
-  Unprotection(const RecordingDirectory& from, const Workshop& to, krvo::encryption::SampleDecipher& decipher)
+  Unprotection(const RecordingDirectory& from, const StagedRecording& to, krvo::encryption::SampleDecipher& decipher)
       : from_(from), to_(to), decipher_(decipher) {}
 
   void run() {
     for (const std::uint32_t number : from_.segments) convert(number);
+    // The `.drmmeta` file is not copied: a clear recording has none.
     copy(from_.hasControl, from_.controlName());
     copy(from_.hasMeta, from_.metaName());
     copy(from_.hasBootstrap, from_.bootstrapName());
@@ -122,6 +131,7 @@ class Unprotection {
     }
     if (!from_.indexes.contains(number)) return;
     for (auto& entry : entries.globalEntries) {
+      // Fragments became shorter, so their positions changed. Numbers and times did not.
       if (entry.isWritten()) entry.afraOffset = moved.at(entry.afraOffset);
     }
     writeWhole(to_.pathOf(from_, index), imageOf(entries));
@@ -132,13 +142,14 @@ class Unprotection {
   }
 
   const RecordingDirectory& from_;
-  const Workshop& to_;
+  const StagedRecording& to_;
   krvo::encryption::SampleDecipher& decipher_;
 };
 
 }  // namespace
 
 ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log) {
+  // Before any secret is in memory.
   platform::os::makeNoDumps();
   const auto licenseServerKey = [&] {
     try {
@@ -150,19 +161,20 @@ ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log) {
     }
   }();
   const OutputDirectory place(options.output);
-  tellInterruptedOverwrite(options.directory, log);
+  warnOfInterruptedOverwrite(options.directory, log);
   const RecordingDirectory from = readRecordingDirectory(options.directory);
-  if (from.empty()) throw CommandError(fmt::format("'{}' holds no recording", options.directory));
+  if (from.empty()) throw CommandError(fmt::format("'{}' contains no recording", options.directory));
   const RecordingKey opened = openRecordingKey(from, *licenseServerKey);
   log.note(fmt::format("content '{}', signed by {}, certificate {}", opened.metadata.content.statement.contentId,
                        opened.metadata.signer, hexText(opened.metadata.signerFingerprint)));
 
   krvo::encryption::SampleDecipher decipher(opened.key.bytes());
-  const platform::os::PrivateFiles ownerOnly;  // What was protected is for the owner alone, from its first byte.
-  Workshop workshop(place);
-  Unprotection(from, workshop, decipher).run();
-  const ExitStatus status = judge(workshop.path(), log);
-  workshop.deliver();
+  // What was protected must not be readable for others, not even while it is written.
+  const platform::os::PrivateFiles ownerOnly;
+  StagedRecording staged(place);
+  Unprotection(from, staged, decipher).run();
+  const ExitStatus status = judge(staged.path(), log);
+  staged.publish();
   return status;
 }
 

@@ -7,15 +7,16 @@
 
 namespace host {
 
-/// What the user asked `k2r unprotect` for.
+/// The options of `k2r unprotect`: paths as the user gave them.
 struct UnprotectOptions {
   std::string directory;
   std::string keyFile;
   std::string output;
 };
 
-/// Writes the clear recording of a protected one into a new directory. Throws CommandError where that cannot be done;
-/// nothing of it is left then. Damage beside the protection comes along, and is warned of: kFlawed is then the answer.
+/// Writes the clear recording of a protected one into a new directory. Throws CommandError if that fails; nothing is
+/// left of the new one then. If the recording has damage besides its protection, so has the new one: the log gets a
+/// warning, and the result is kFlawed.
 ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log);
 
 }  // namespace host

@@ -36,7 +36,7 @@ struct Options {
 
 ExitStatus runVerify(const Options& options) {
   Log log(stderr);
-  tellInterruptedOverwrite(options.directory, log);
+  warnOfInterruptedOverwrite(options.directory, log);
   if (options.json) {
     return printOutcome("verify", {{"recording", options.directory}}, [&options] {
       const Verification verification = verifyRecording(options.directory);

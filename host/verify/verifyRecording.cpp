@@ -181,7 +181,7 @@ ExitStatus Verification::status() const {
 
 Verification verifyRecording(const std::string& path) {
   const RecordingDirectory directory = readRecordingDirectory(path);
-  if (directory.empty()) throw CommandError(fmt::format("'{}' holds no recording", path));
+  if (directory.empty()) throw CommandError(fmt::format("'{}' contains no recording", path));
   Verification result;
   result.recording = directory.stem;
   RecordingChecker(directory, result).run();

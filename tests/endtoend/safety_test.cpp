@@ -133,8 +133,8 @@ TEST_F(Safety, FilesOfOthersStayAsTheyAre) {
       {"export cam1 --out no/a.mp4", 1, "cannot be written"},
       {"playlist cam1 --out mine/list.m3u8", 0, ""},
       {"playlist cam1 --out mine/list.m3u8", 0, ""},
-      {"playlist cam1 --out mine/link.m3u8", 1, "is no playlist"},
-      {"playlist cam1 --out mine/notes.txt", 1, "is no playlist"},
+      {"playlist cam1 --out mine/link.m3u8", 1, "is not a playlist"},
+      {"playlist cam1 --out mine/notes.txt", 1, "is not a playlist"},
       {"playlist cam1 --plain cam1/plain", 1, "lies among the files of a recording"},
       {"playlist cam1 --out cam1/list.m3u8", 1, "lies among the files of a recording"}};
   for (const auto& [command, status, output] : rows) {
@@ -159,7 +159,7 @@ TEST_F(Safety, AnAppendFollowsNoLinkAndWaitsForNoPipe) {
     fs::remove(file);
     fs::create_symlink(fs::absolute("outside"), file);
     EXPECT_EQ(k2r("record later.mtg --out cam1 --append"), 1);
-    EXPECT_THAT(output_, HasSubstr("is no regular file"));
+    EXPECT_THAT(output_, HasSubstr("is not a regular file"));
     EXPECT_EQ(k2r("repair cam1"), 1);
     EXPECT_EQ(readWholeFile("outside"), content);
     fs::remove(file);

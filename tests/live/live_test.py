@@ -20,7 +20,7 @@ PUSH = f"ffmpeg -v quiet -re -i {CLIP} -c copy -f "
 SCENARIOS = [
     ("srt", PUSH + "mpegts srt://127.0.0.1:{p}?mode=listener", "srt://127.0.0.1:{p}", "", False, 0, "the input has ended: "),
     ("udp", PUSH + "mpegts udp://127.0.0.1:{p}", "udp://127.0.0.1:{p}", "--stall-timeout 2", False, 1,
-     "any further: nothing has come for 2 s"),
+     "any further: no data for 2 s"),
     ("udp-back", PUSH + "mpegts udp://127.0.0.1:{p}", "udp://127.0.0.1:{p}", "--stall-timeout 2 --reconnect", True, 0,
      "the input is back after "),
     ("rtmp", PUSH + "flv -listen 1 rtmp://127.0.0.1:{p}/live/x", "rtmp://127.0.0.1:{p}/live/x", "", False, 0, "the input has ended: "),

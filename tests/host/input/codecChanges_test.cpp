@@ -2,7 +2,7 @@
 
 #include "host/input/CodecChanges.h"
 
-#include "host/input/SteadyTags.h"
+#include "host/input/RetimedTags.h"
 #include "tests/host/hostTools.h"
 
 namespace host {
@@ -109,14 +109,14 @@ std::string times(const std::string& messages, bool keepTimes, std::optional<std
   test::LogCapture capture;
   InputOptions options;
   options.keepTimes = keepTimes;
-  SteadyTags tags(inputOf(input), options, capture.log());
+  RetimedTags tags(inputOf(input), options, capture.log());
   if (startMs) tags.continueAt(*startMs);
   std::string text;
   while (const auto next = tags.next()) text += (text.empty() ? "" : " ") + std::to_string(next->timeMs);
   return text;
 }
 
-TEST(SteadyTags, GoOnOverClocksAndBehindARecording) {
+TEST(RetimedTags, ContinueOverNewClocksAndAfterARecording) {
   const std::tuple<const char*, bool, std::optional<std::uint32_t>, const char*, const char*> rows[] = {
       {"as they are", false, {}, "d0 v5000 a4990 v5040 v4900", "0 5000 4990 5040 4900"},
       {"begins again", false, {}, "v0 a0 v40 v8000 a8000 v0 d0 a5 v40", "0 0 40 8000 8000 8040 8040 8045 8080"},

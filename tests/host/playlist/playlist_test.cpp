@@ -18,7 +18,7 @@ host::RecordedTimeline timelineOf(const MadeRecording& recording) {
 std::string fragmentsOf(const host::RecordedTimeline& timeline) {
   std::string text;
   for (const auto& fragment : timeline.fragments) {
-    text += fmt::format("{}{}:{}+{} ", fragment.isBehindGap ? "!" : "", fragment.segment, fragment.startMs,
+    text += fmt::format("{}{}:{}+{} ", fragment.followsGap ? "!" : "", fragment.segment, fragment.startMs,
                         fragment.durationMs);
   }
   return text + (timeline.ended ? "end" : "...");

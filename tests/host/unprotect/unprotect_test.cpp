@@ -223,7 +223,7 @@ TEST(UnprotectCommand, SaysWhyNotAndLeavesNothing) {
       {secret.directory(), keys().file("missing"), "cannot be read"},
       {changed.directory(), key, "does not end in the padding of a sample"},
       {plain.directory(), key, "is not protected"},
-      {keys().path().string(), key, "holds no recording"}};
+      {keys().path().string(), key, "contains no recording"}};
   for (const auto& [directory, keyFile, reason] : rows) {
     const CommandAnswer answer = unprotecting(directory, keyFile);
     EXPECT_EQ(answer.status, 1) << reason;
