@@ -20,7 +20,7 @@ Json tagsOf(const std::string& path) {
   host::RecordedTags(host::readRecordingDirectory(path)).forEach({}, [&tags](const host::RecordedTag& tag) {
     const std::string_view data(reinterpret_cast<const char*>(tag.data.data()), tag.data.size());
     if (tag.content.isSequenceHeader()) return;
-    tags.push_back({tag.content.place.rawType, tag.timestamp(), std::hash<std::string_view>()(data)});
+    tags.push_back({tag.content.place.rawType, tag.timestampMs(), std::hash<std::string_view>()(data)});
   });
   return tags;
 }
