@@ -7,6 +7,14 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# GNUInstallDirs uses the folder of the architecture for the prefix /usr only; ours is the same for every prefix, since the
+# way from the program to the module is compiled in.
+if(CMAKE_LIBRARY_ARCHITECTURE)
+  set(K2R_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE})
+else()
+  set(K2R_LIBDIR ${CMAKE_INSTALL_LIBDIR})
+endif()
+
 # The host finds its module beside itself, in whichever folder the build stands.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
@@ -29,6 +37,13 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   add_link_options($<$<CONFIG:Release>:LINKER:-z,shstk>)
 endif()
 
+# What nearly every source includes, compiled once: three quarters of a build are spent in the front end. Sources include
+# what they use all the same; scripts/lint.sh compiles them without this.
+set(K2R_STANDARD_HEADERS <algorithm> <array> <cstddef> <cstdint> <cstring> <functional> <limits> <map> <memory> <optional>
+                         <span> <sstream> <stdexcept> <string> <string_view> <utility> <vector>)
+add_library(k2r_precompiled OBJECT ${CMAKE_CURRENT_LIST_DIR}/precompiled.cpp)
+target_precompile_headers(k2r_precompiled PRIVATE ${K2R_STANDARD_HEADERS})
+
 # k2r_library(NAME LINKS...): the static library of the current folder, from all *.cpp below it, tests excepted.
 function(k2r_library name)
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
@@ -36,4 +51,5 @@ function(k2r_library name)
   set_target_properties(${name} PROPERTIES LINKER_LANGUAGE CXX)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PUBLIC ${ARGN})
+  target_precompile_headers(${name} REUSE_FROM k2r_precompiled)
 endfunction()

@@ -17,8 +17,10 @@ std::string findModule() {
   std::error_code ignored;
   // By the program's real path: it may have been started through a link or by the search path.
   const auto folder = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
-  for (const auto& candidate : {folder / kName, folder.parent_path() / "lib" / kName}) {
-    if (std::filesystem::exists(candidate, ignored)) return candidate.string();
+  // In the build the two are side by side; where they are installed, the way from one to the other is the same for
+  // every prefix.
+  for (const auto& candidate : {folder / kName, folder / K2R_MODULE_FOLDER / kName}) {
+    if (std::filesystem::exists(candidate, ignored)) return candidate.lexically_normal().string();
   }
   return kName;
 }

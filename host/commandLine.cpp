@@ -10,9 +10,8 @@
 #include "host/version.h"
 
 namespace host {
-namespace {
 
-Command program() {
+Command programCommand() {
   const auto wantsVersion = std::make_shared<bool>(false);
   return {.name = "k2r",
           .text = "Record media streams into fragmented segment files; check, repair and export them.",
@@ -29,14 +28,12 @@ Command program() {
           }};
 }
 
-}  // namespace
-
 ExitStatus runCommandLine(int argc, const char* const* argv) {
   // A file that has reached the limit of its size is a write that fails, like a disk that is full.
   std::signal(SIGXFSZ, SIG_IGN);
   Log log(stderr);
   try {
-    return runCommand(program(), {argv + (argc > 0 ? 1 : 0), argv + argc});
+    return runCommand(programCommand(), {argv + (argc > 0 ? 1 : 0), argv + argc});
   } catch (const CallError& error) {
     // A call that a command refuses itself has its document already.
     printRefusal({argv + (argc > 0 ? 1 : 0), argv + argc}, error.what());

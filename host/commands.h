@@ -16,6 +16,9 @@ Command playlistCommand();
 Command keysCommand();
 Command unprotectCommand();
 
+/// The program with all its commands, from which the help, the manual and the completions are made.
+Command programCommand();
+
 /// The whole program. Prints to standard output and standard error; throws nothing.
 ExitStatus runCommandLine(int argc, const char* const* argv);
 

@@ -1,19 +1,22 @@
 #!/usr/bin/env bash
-# Installs what building and proving need, on Debian 12, as root or with sudo; with --browser also what the test of
-# playback needs. Does nothing where all is there.
+# Installs what building and recording need, on Debian 12, as root or with sudo; with --tests also what the tests need,
+# the browser's included. Does nothing where all is there.
 set -euo pipefail
 
 packages=(
-  g++ cmake ninja-build pkg-config python3 bc
-  libboost-dev libfmt-dev nlohmann-json3-dev
-  libavformat-dev libavcodec-dev libavutil-dev ffmpeg
-  gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav
-  libssl-dev libmimalloc-dev libgtest-dev libgmock-dev libbenchmark-dev
-  python3-gi gir1.2-gst-rtsp-server-1.0
-  clang-14 libclang-rt-14-dev clang-format clang-tidy
+  g++ cmake ninja-build pkg-config
+  libboost-dev libfmt-dev nlohmann-json3-dev libavformat-dev libavcodec-dev libavutil-dev libssl-dev libmimalloc-dev
+  ffmpeg
 )
-if [ "${1:-}" = --browser ]; then
-  packages+=(chromium)
+if [ "${1:-}" = --tests ]; then
+  packages+=(
+    python3 bc git clang-14 libclang-rt-14-dev clang-format clang-tidy
+    libgtest-dev libgmock-dev libbenchmark-dev
+    gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav
+    python3-gi gir1.2-gst-rtsp-server-1.0
+    dpkg-dev lintian man-db groff-base zsh fish
+    chromium
+  )
   # Another node than Debian's does as well.
   command -v node >/dev/null || packages+=(nodejs)
   command -v npm >/dev/null || packages+=(npm)

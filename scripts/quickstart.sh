@@ -3,13 +3,15 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+echo "1/3 packages"
 scripts/install_packages.sh
-cmake --preset release >/dev/null
-cmake --build --preset release
+echo "2/3 building the command line, the module and the example (some minutes)"
+cmake --preset release -DK2R_TESTS=OFF >/dev/null
+cmake --build --preset release --target k2r k2r_module minimal_host
 
 mkdir -p rec
 clip=rec/clip.mp4
-echo "making a clip of 20 seconds: H.264 with B-frames, AAC"
+echo "3/3 a clip of 20 seconds, H.264 with B-frames and AAC, and a recording of it"
 ffmpeg -v error -y -f lavfi -i testsrc2=size=640x360:rate=25 -f lavfi -i sine=frequency=440:sample_rate=44100 -t 20 \
   -c:v libx264 -preset veryfast -bf 2 -g 50 -pix_fmt yuv420p -c:a aac -b:a 96k "$clip"
 

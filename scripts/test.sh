@@ -4,9 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install_packages.sh --browser
+scripts/install_packages.sh --tests
 scripts/lint.sh --quick
-cmake --preset release >/dev/null
 scripts/lint.sh --changed
 for preset in release asan; do
   cmake --preset "$preset" >/dev/null

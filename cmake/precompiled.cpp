@@ -1,0 +1,1 @@
+// The source without content that a precompiled header is made with.
