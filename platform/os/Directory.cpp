@@ -44,7 +44,7 @@ DirectoryListing readEntries(const Stream& stream) {
   if (!stream) return {.entries = {}, .error = lastError()};
   DirectoryListing listing;
   for (;;) {
-    errno = 0;  // readdir() returns null at the end and on failure; only errno tells them apart.
+    errno = 0;  // readdir() returns null at the end and on failure; only errno distinguishes the two.
     const dirent* const entry = ::readdir(stream.get());
     if (entry == nullptr && errno != 0) return {.entries = {}, .error = lastError()};
     if (entry == nullptr) return listing;
