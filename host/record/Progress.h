@@ -19,7 +19,7 @@ enum class ProgressStyle {
 };
 
 /// Shows how much of a stream was received: media time since the first message, speed relative to real time, bytes of
-/// media. RecordSummary says at the end how much of it is stored.
+/// media. RecordSummary says at the end how much of it is stored. Belongs to one thread.
 class Progress {
  public:
   using Clock = std::chrono::steady_clock;
@@ -28,9 +28,9 @@ class Progress {
   Progress(ProgressStyle style, Log& log);
   /// Counts a message, and shows the state if the last display is old enough.
   void add(std::uint32_t timeMs, std::uint64_t bytes);
-  /// Shows the state a last time.
+  /// Shows the state a last time, whatever the time since the last display.
   void finish();
-  /// The text that is shown after `elapsed` of real time.
+  /// The text that is shown after `elapsed` of real time, from which the speed is computed.
   std::string text(Clock::duration elapsed) const;
 
  private:
