@@ -7,7 +7,6 @@ extern "C" {
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
