@@ -29,7 +29,7 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
   return near.empty() ? fmt::format("; {} --help lists what there is", path) : fmt::format("; did you mean {}?", near);
 }
 
-/// The name with what stands for the value, as in the help.
+/// The name with the placeholder of the value, as in the help.
 std::string shown(const Option& option) {
   return option.value.empty() ? option.name : option.name + " " + option.value;
 }
@@ -169,6 +169,10 @@ TakeValue storeOneOf(std::vector<std::string> values, std::string& target) {
     }
     target = value;
   };
+}
+
+Option recordingArgument(std::string& directory) {
+  return {.name = "DIR", .take = storeIn(directory), .text = "Directory of the recording.", .required = true};
 }
 
 ExitStatus runCommand(const Command& program, const std::vector<std::string>& words) {

@@ -38,10 +38,12 @@ class Settings {
   void set(std::string_view key, std::string_view value);
   /// The value or the default, of a key in the table.
   std::string_view text(std::string_view key) const;
+  /// Only for keys whose values are numbers: they were checked when they came in.
   double number(std::string_view key) const;
   void requireFrames() const;
   void requireProtection() const;
 
+  /// In the one form that the module reads; see the table.
   std::map<std::string, std::string, std::less<>> values_;
 };
 

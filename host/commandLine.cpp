@@ -12,6 +12,7 @@
 namespace host {
 namespace {
 
+/// The variables of the options are owned by their commands, which live until the program ends.
 Command program() {
   const auto wantsVersion = std::make_shared<bool>(false);
   return {.name = "k2r",

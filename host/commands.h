@@ -16,7 +16,8 @@ Command playlistCommand();
 Command keysCommand();
 Command unprotectCommand();
 
-/// The whole program. Prints to standard output and standard error; throws nothing.
+/// The whole program. Prints to standard output and standard error; throws nothing. The one place that words failures:
+/// `error: `, the text, and for a wrong call how to get help.
 ExitStatus runCommandLine(int argc, const char* const* argv);
 
 }  // namespace host

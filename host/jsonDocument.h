@@ -10,12 +10,12 @@
 
 namespace host {
 
-/// What a command that prints a document came to.
+/// The result of a command that prints a document.
 struct CommandOutcome {
   ExitStatus status = ExitStatus::kOk;
-  /// Of a command that failed.
+  /// The text of the failure; nothing for a command that succeeded.
   std::optional<std::string> error;
-  /// The members behind those that every document has.
+  /// The members after those that every document has.
   Json members = Json::object();
 };
 

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <initializer_list>
 #include <iterator>
 
 #include "host/errors.h"

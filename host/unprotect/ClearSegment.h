@@ -21,7 +21,8 @@ std::vector<std::byte> clearTag(FileView& file, const TagContent& tag, krvo::enc
 
 /// Writes the segment `from` to the new file `to`: the same tracks, fragments and times, with all tags in the clear.
 /// Only the fragments at `positions` (byte offsets in `from`) are written. Returns the new position of each. Throws
-/// CommandError if that fails; `to` is then incomplete.
+/// CommandError if that fails; `to` is then incomplete. The map lets the caller correct the index. `decipher` has the
+/// content key of the recording.
 std::map<std::uint64_t, std::uint64_t> writeClearSegment(const std::string& from, const std::string& to,
                                                          const std::set<std::uint64_t>& positions,
                                                          krvo::encryption::SampleDecipher& decipher);
