@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Prints the figures of the tree that docs/architecture.md quotes: lines of files and functions, comments by kind of
-file, the share of tests, includes, and lines that stand twice.
+file, the share of tests, includes, and lines that are written twice.
 
     scripts/figures.py [COMMIT]    the work tree, or the tree of a commit, for a comparison
 """
