@@ -35,6 +35,14 @@ struct Option {
 };
 
 /// A command of the program, or the program itself.
+///
+///     Command greet() {
+///       const auto name = std::make_shared<std::string>();
+///       return {.name = "greet",
+///               .text = "Greet somebody.",
+///               .options = {{.name = "NAME", .take = storeIn(*name), .text = "Who.", .required = true}},
+///               .run = [name] { return printText("hello " + *name + "\n"), ExitStatus::kOk; }};
+///     }
 struct Command {
   std::string name;
   /// One sentence for the help.
@@ -49,9 +57,9 @@ struct Command {
   std::function<ExitStatus()> run = {};
 };
 
-/// Puts the value into `target`.
+/// Puts the value into `target`. Each of these refers to `target`, which outlives the parsing.
 TakeValue storeIn(std::string& target);
-/// Adds the value to `target`.
+/// Adds the value to `target`. For a repeatable option.
 TakeValue addTo(std::vector<std::string>& target);
 /// Sets the variable of a flag.
 TakeValue turnOn(bool& target);
@@ -59,6 +67,7 @@ TakeValue turnOn(bool& target);
 TakeValue storeOneOf(std::vector<std::string> values, std::string& target);
 /// Puts the result of `parse` for the text into `target`.
 template <typename Target, typename Parse>
+/// `parse` throws UsageError for a text of the wrong form.
 TakeValue storeParsed(Target& target, Parse parse) {
   return [&target, parse](const std::string& text) { target = parse(text); };
 }

@@ -6,7 +6,7 @@
 
 namespace host {
 
-/// What to do with a recording that is already in the directory.
+/// What to do with a recording that is already in the directory. Chosen by `--append` and `--overwrite`.
 enum class OpenMode {
   /// Refuse it: the directory must be empty or missing.
   kNew,

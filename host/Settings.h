@@ -35,6 +35,7 @@ class Settings {
   const std::string* find(std::string_view key) const;
 
  private:
+  /// Checks the value by the table and stores it in the form that the module reads.
   void set(std::string_view key, std::string_view value);
   /// The value or the default, of a key in the table.
   std::string_view text(std::string_view key) const;

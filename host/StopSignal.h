@@ -31,6 +31,7 @@ class StopSignal {
   bool waitUntil(std::chrono::steady_clock::time_point time) const;
 
  private:
+  /// With null there is no end but data and a stop.
   bool wait(int fd, const std::chrono::steady_clock::time_point* until) const;
 
   std::atomic<bool> requested_ = false;

@@ -9,7 +9,7 @@
 
 namespace host {
 
-/// How progress is shown to the user.
+/// How progress is shown to the user. Chosen by the options, and by whether standard error is a terminal.
 enum class ProgressStyle {
   kNone,
   /// One line, rewritten a few times a second.
@@ -41,6 +41,7 @@ class Progress {
   Clock::time_point start_ = Clock::now();
   Clock::time_point nextShow_ = start_;
   std::optional<std::uint32_t> firstTimeMs_;
+  /// From the first message to the last one.
   std::uint32_t mediaMs_ = 0;
   std::uint64_t bytes_ = 0;
 };

@@ -37,6 +37,7 @@ class QueueLimit {
   bool isFull_ = false;
   /// The size at which the limit was reached: room has come as soon as the queue is smaller.
   std::uint64_t sizeWhenFull_ = 0;
+  /// Since the limit was reached last.
   Tally dropped_;
   std::uint32_t firstDroppedMs_ = 0;
 };

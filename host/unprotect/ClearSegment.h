@@ -15,7 +15,7 @@ namespace host {
 /// Returns the bytes of a tag as they were before it was protected: without filter fields, decrypted, and with the
 /// sizes in header and back pointer corrected. A tag without a filter is returned unchanged. Throws CommandError, with
 /// `name` and the offset, for malformed filter fields, and for cipher text that does not decrypt with this key;
-/// SegmentError if the file cannot be read.
+/// SegmentError if the file cannot be read. One tag is in memory at a time.
 std::vector<std::byte> clearTag(FileView& file, const TagContent& tag, krvo::encryption::SampleDecipher& decipher,
                                 const std::string& name);
 

@@ -46,7 +46,9 @@ class IndexFile {
  private:
   /// Compares the bytes with those that the module writes for the same entries.
   void checkForm(const std::vector<std::byte>& bytes);
+  /// Finds the numbers that most entries agree on, and corrects the others.
   void checkNumbers();
+  /// Each entry must name the segment whose index this is.
   void checkSegment(std::uint32_t segment);
   void checkSkippedTime(std::size_t entry, const FragmentRuns& runs) const;
 
