@@ -6,7 +6,6 @@
 #include "util/ByteSource.h"
 #include "util/box.h"
 #include "util/bytes.h"
-#include "util/narrow.h"
 
 namespace ruvo::k2rpkgutil {
 namespace {

@@ -8,7 +8,6 @@
 #include "host/errors.h"
 #include "host/files/inFile.h"
 #include "host/files/smallFiles.h"
-#include "host/files/tracks.h"
 #include "platform/container/reading/SegmentError.h"
 
 namespace host {

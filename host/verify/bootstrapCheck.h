@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "fragmentation/BootstrapInfo.h"
-#include "host/verify/FragmentChain.h"
 #include "host/verify/SegmentCheck.h"
 
 namespace host {
