@@ -33,7 +33,7 @@ class HeldPlace {
   bool tryLock(Log& log);
 
   const OutputDirectory& place_;
-  /// Empty on a file system without locks.
+  /// Its state says whether there is a lock: some file systems have none.
   std::optional<DirectoryLock> lock_;
   /// The directories that were made, the deepest first.
   std::vector<std::string> made_;

@@ -11,6 +11,8 @@
 namespace host {
 
 using namespace ruvo::k2rpkgutil;
+using qvs::util::FourCC;
+using qvs::util::operator""_4cc;
 using qvs::util::toText;
 
 AVCodecID codecOf(FourCC format) {

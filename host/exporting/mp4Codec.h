@@ -1,11 +1,11 @@
 #pragma once
 
+#include <cstdint>
+#include <span>
+
 extern "C" {
 #include <libavcodec/codec_id.h>
 }
-
-#include <cstdint>
-#include <span>
 
 #include "util/fourcc.h"
 
@@ -13,7 +13,7 @@ namespace host {
 
 /// The codec of a sample description without protection. Throws CommandError for a format that an MP4 of the export
 /// cannot have.
-AVCodecID codecOf(FourCC format);
+AVCodecID codecOf(qvs::util::FourCC format);
 
 /// Samples per frame: 1024 for AAC (ISO/IEC 14496-3, 4.5.1.1); for MP3 1152, and 576 at the low rates of MPEG-2
 /// (ISO/IEC 13818-3). `sampleRate` in Hz.

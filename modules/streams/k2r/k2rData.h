@@ -124,7 +124,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   // k2rDataTracks.cpp
   /// Adds a track for the first message of a kind, until the writer has started. Later messages need the same codec.
   Check checkTrack(const RefMessage& message);
-  /// With the handler type, timescale and language that new segments get.
+  /// With one description; language and timescale are the defaults of a new track.
   void addTrackFor(const RefMessage& message, std::shared_ptr<ruvo::k2rpkgutil::K2RSampleDescriptor> descriptor);
 
   // k2rDataFragments.cpp: what a decision does Carries out what the fragmenter decided. Throws if a fragment that is
