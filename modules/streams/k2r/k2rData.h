@@ -127,8 +127,9 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// With one description; language and timescale are the defaults of a new track.
   void addTrackFor(const RefMessage& message, std::shared_ptr<ruvo::k2rpkgutil::K2RSampleDescriptor> descriptor);
 
-  // k2rDataFragments.cpp: what a decision does Carries out what the fragmenter decided. Throws if a fragment that is
-  // due cannot be written; the message is then lost.
+  // k2rDataFragments.cpp: what a decision does
+  /// Carries out what the fragmenter decided. Throws if a fragment that is due cannot be written; the message is then
+  /// lost.
   Outcome act(const FragmentDecision& decision);
   /// These two return the milliseconds for addDuration().
   std::uint32_t writeFragment(const FragmentRange& range);
@@ -217,7 +218,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Returns whether one of them is video.
   bool takeStoredTracks();
 
-  // k2rDataProtection.cpp: in the clear or protected By the settings, not by what is on disk.
+  // k2rDataProtection.cpp: in the clear or protected
+  /// By the settings, not by what is on disk.
   bool isProtected() const;
   /// The largest number of data bytes that a message like this one may have.
   std::uint32_t mostDataFor(const RefMessage& message) const;
