@@ -34,7 +34,9 @@ std::string shown(const Option& option) {
   return option.value.empty() ? option.name : option.name + " " + option.value;
 }
 
-/// Matches the words of one call with the options of its command.
+/// Matches the words of one call with the options of its command. Takes the words of one command in their order, so
+/// that the first wrong one is reported, and what is missing only if none is wrong (docs/decisions.md, "The command
+/// line has its own parser").
 class Parser {
  public:
   Parser(const Command& command, const std::string& path) : command_(command), path_(path) {}

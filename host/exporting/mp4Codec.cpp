@@ -37,7 +37,7 @@ int mpegSampleRate(std::span<const std::byte> frame) {
       return rate;
     case 2:  // MPEG-2
       return rate / 2;
-    case 0:  // MPEG-2.5, which no standard has, but encoders do
+    case 0:  // MPEG-2.5, which encoders write although no standard has it
       return rate / 4;
     default:
       return 0;

@@ -50,7 +50,7 @@ bool isShortList(const std::string& key, const Json& value) {
          std::all_of(value.begin(), value.end(), [](const Json& item) { return item.is_primitive(); });
 }
 
-/// Rows of unequal keys would need empty cells, but lists of one kind have the same keys in each.
+/// The first row gives the columns: all objects in a list of the document have the same keys.
 bool isTable(const Json& value) {
   if (!value.is_array() || value.empty()) return false;
   return std::all_of(value.begin(), value.end(), [](const Json& row) {

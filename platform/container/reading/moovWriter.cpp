@@ -80,7 +80,7 @@ void writeTkhd(ByteWriter& out, const Track& track, const Movie& movie) {
   out.i16(toFixed<std::int16_t>(track.volume, 8));
   out.zeros(2);
   writeUnityMatrix(out);
-  // 16.16 fixed point (8.3.2.2), as players need it for pixels that are not square.
+  // 16.16 fixed point (8.3.2.2).
   out.u32(toFixed<std::uint32_t>(track.width, 16));
   out.u32(toFixed<std::uint32_t>(track.height, 16));
 }
