@@ -15,11 +15,13 @@ extern "C" {
 #include "host/errors.h"
 #include "host/exporting/mp4Codec.h"
 #include "host/files/tracks.h"
+#include "packaging/tagCodec.h"
 #include "util/fourcc.h"
 
 namespace host {
 
 using namespace krvo::container;
+using namespace ruvo::k2rpkgutil;
 
 namespace {
 
