@@ -24,7 +24,7 @@ std::string toNative(std::string path) {
   return path;
 }
 
-/// Counts writes, and keeps their bytes only where told so.
+/// Counts writes, and keeps their bytes only on request.
 class BenchFiles final : public IMOFileContext {
  public:
   explicit BenchFiles(bool keepsBytes) : keepsBytes_(keepsBytes) {}

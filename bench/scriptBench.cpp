@@ -23,7 +23,7 @@ using Bytes = std::vector<std::byte>;
 
 constexpr std::uint8_t kAmf3 = 3;
 
-/// What an encoder sends in front of a stream.
+/// What an encoder sends before a stream.
 Bytes typicalMetadata(std::uint8_t encoding) {
   const bool isAmf3 = encoding == kAmf3;
   const auto members = NQDataArrayPtr::make();
@@ -122,7 +122,7 @@ void splitAggregate(benchmark::State& state) {
 /// Payloads of which each byte makes as much of a decoder's memory as its format lets it.
 struct Shape {
   const char* name;
-  /// Behind the name "onMetaData"; `%` stands for the element count, as AMF0 or as AMF3 writes it.
+  /// After the name "onMetaData"; `%` is the element count, as AMF0 or as AMF3 writes it.
   std::string_view front;
   std::string_view element;
   std::string_view back = {};
@@ -148,7 +148,7 @@ constexpr Shape kShapes[] = {
 void putCount(qvs::util::ByteWriter& out, const Shape& shape, std::size_t count) {
   const auto number = static_cast<std::uint32_t>(count);
   if (shape.front.front() == '\x0a') return out.u32(number);
-  // A class tells its members above four bits of the U29, an array its elements above one.
+  // A class has the number of its members above four bits of the U29, an array its elements above one.
   const std::uint32_t head = shape.front[1] == '\x0a' ? number << 4 | 3 : number << 1 | 1;
   out.u8(static_cast<std::uint8_t>(0x80 | head >> 22));
   out.u8(static_cast<std::uint8_t>(0x80 | head >> 15));

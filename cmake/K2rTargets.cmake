@@ -15,7 +15,7 @@ else()
   set(K2R_LIBDIR ${CMAKE_INSTALL_LIBDIR})
 endif()
 
-# The host finds its module beside itself, in whichever folder the build stands.
+# The host finds its module beside itself, in whichever folder the build is.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 

@@ -19,6 +19,7 @@ std::optional<std::uint32_t> parseNumber(std::string_view digits) {
 std::optional<FileRole> numberedRole(std::string_view suffix) {
   if (!suffix.starts_with(kSegmentMark)) return std::nullopt;
   suffix.remove_prefix(kSegmentMark.size());
+  // The number of an index names its segment, so both have one form.
   const bool isSegment = suffix.ends_with(kSegmentSuffix);
   if (!isSegment && !suffix.ends_with(kIndexSuffix)) return std::nullopt;
   const auto number = parseNumber(suffix.substr(0, suffix.rfind('.')));
@@ -49,6 +50,7 @@ FileNames namesOfStream(std::string_view streamPath) {
 std::optional<FileRole> roleOf(std::string_view name, std::string_view stem) {
   if (!name.starts_with(stem)) return std::nullopt;
   name.remove_prefix(stem.size());
+  // With an empty stem its names are the suffixes alone.
   const FileNames suffixes;
   if (name == kBootstrapSuffix) return FileRole{.kind = FileKind::kBootstrap};
   if (name == kControlSuffix) return FileRole{.kind = FileKind::kControl};

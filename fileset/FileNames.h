@@ -59,7 +59,8 @@ struct FileRole {
   std::uint32_t segment = 0;
 };
 
-/// Nothing if a file with this name does not belong to the recording `stem`.
+/// Nothing if a file with this name does not belong to the recording `stem`. A number with leading zeros, of 0 or above
+/// 32 bits is none: the recorder makes no such name, and two names must not mean one segment.
 std::optional<FileRole> roleOf(std::string_view name, std::string_view stem);
 
 }  // namespace fileset

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <optional>
 #include <string_view>
 
 namespace fileset {
@@ -21,6 +20,7 @@ std::string nameOf(const fs::path& path) {
   return known.has_filename() ? known.filename().string() : known.parent_path().filename().string();
 }
 
+/// A directory's name may be that of no file: users rename directories. Then a single bootstrap shows the stem.
 std::string chooseStem(const std::vector<DirectoryEntry>& entries, const std::string& directoryName) {
   constexpr std::string_view kBootstrap = kBootstrapSuffix;
   std::vector<std::string> others;
@@ -67,6 +67,7 @@ void sortIn(RecordingDirectory& directory, const DirectoryEntry& entry, Director
     addFile(directory, *role, entry.name);
     return;
   }
+  // Listed also if it only looks like a file of the recording: removing or overwriting it would reach something else.
   directory.foreign.push_back(entry.name + (isFile ? "" : "/"));
   if (role) directory.irregular.push_back(entry.name);
 }
@@ -104,6 +105,7 @@ bool emptyRecording(const std::string& path, const std::string& stem, platform::
   // Opened once: what is removed is what was checked, even if another directory takes the path meanwhile.
   const Directory directory(path, Directory::Links::kRefuse);
   auto [entries, error] = directory.list();
+  // A missing directory is empty already.
   if (error) return error == std::errc::no_such_file_or_directory;
   for (const auto& [name, type] : entries) {
     if (type != Type::kFile || !roleOf(name, stem)) return false;

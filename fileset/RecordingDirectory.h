@@ -21,7 +21,8 @@ struct RecordingDirectory : FileNames {
   bool hasControl = false;
   bool hasMeta = false;
   bool hasDrmMeta = false;
-  /// Numbers of the segment files, and of the index files.
+  /// Numbers of the segment files, and of the index files. A segment without its index, or the reverse, is what a crash
+  /// may leave.
   std::set<std::uint32_t> segments;
   std::set<std::uint32_t> indexes;
   /// Small files that were not renamed.

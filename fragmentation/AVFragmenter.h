@@ -52,7 +52,9 @@ class AVFragmenter final : public Fragmenter {
   std::optional<std::uint64_t> openNumber() const;
 
  private:
+  /// Takes the first sample, which sets the first slot.
   void begin(std::uint64_t time);
+  /// The first key frame: opens the first fragment, and gives up the lead-in if it is to be dropped.
   FragmentDecision startAtKey(std::uint64_t time, std::uint64_t number);
   /// Makes `number` the current slot, and the current one the previous.
   void enterSlot(std::uint64_t number);
@@ -63,6 +65,7 @@ class AVFragmenter final : public Fragmenter {
   std::uint32_t fragmentDuration_;
   bool dropLeadIn_;
   State state_ = State::kNothingSeen;
+  /// Of the first sample, in ms.
   std::uint64_t firstTime_ = 0;
   /// Start of the open fragment, in milliseconds.
   std::uint64_t fragmentStart_ = 0;

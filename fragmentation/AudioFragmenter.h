@@ -25,6 +25,7 @@ class AudioFragmenter final : public Fragmenter {
   std::optional<std::uint64_t> openNumber() const;
 
  private:
+  /// In kLeadIn the first slot is not recorded, because it did not begin on its line.
   enum class State : std::uint32_t { kNothingSeen = 0, kLeadIn = 1, kOpen = 2 };
 
   /// A decision about the fragment from `start` to the sample at `end`, both in milliseconds.
@@ -32,6 +33,7 @@ class AudioFragmenter final : public Fragmenter {
 
   std::uint32_t fragmentDuration_;
   bool dropLeadIn_;
+  /// Of the first sample, in ms.
   std::uint64_t firstTime_ = 0;
   /// Start of the open fragment, in milliseconds.
   std::uint64_t fragmentStart_ = 0;

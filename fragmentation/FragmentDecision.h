@@ -14,7 +14,7 @@ enum class FragmentAction : std::uint32_t {
   /// The fragment is closed in the timeline, but the key frame that would let it be written has not come: announce it
   /// and keep what is queued.
   HoldFragment = 2,
-  /// The slot passed with nothing of its own while a fragment is held: mark its number as empty.
+  /// The slot passed without a fragment while an earlier one is held: mark its number as empty.
   SkipFragment = 3,
   /// As SkipFragment; then write the held fragment with what is queued below this range's end.
   FlushHeldFragment = 4,

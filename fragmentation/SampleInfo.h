@@ -6,7 +6,7 @@
 
 namespace ruvo::k2r {
 
-/// What the type of a message stands for; Data is any type that is neither audio nor video.
+/// The kind of a message by its type; Data is any type that is neither audio nor video.
 enum class SampleKind : std::uint32_t { Audio = 0, Video = 1, Data = 2 };
 
 /// What a fragmenter sees of one message. A value; refers to nothing.

@@ -1,4 +1,4 @@
-// AMF0 items read one after another, each of a kind that the byte in front of it chooses: an item that was read is
+// AMF0 items read one after another, each of a kind that the byte before it chooses: an item that was read is
 // written as bytes from which the same item is read.
 
 #include <array>

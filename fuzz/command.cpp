@@ -12,7 +12,7 @@ namespace {
 
 using Payload = std::vector<std::byte>;
 
-/// What a command becomes in an encoding; nothing where that cannot hold it.
+/// What a command becomes in an encoding; nothing if the encoding has no form for it.
 std::optional<Payload> written(NQCommand& command, std::uint8_t encoding) {
   command.setEncoding(encoding);
   NQMessagePtr message;

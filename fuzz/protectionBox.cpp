@@ -1,4 +1,4 @@
-// Codec headers of protected tracks. What is taken apart is the input again, and comes of the writer.
+// Codec headers of protected tracks. If one can be taken apart, the writer makes the same bytes of its parts.
 
 #include "packaging/ProtectionBox.h"
 #include "fuzz/fuzzing.h"

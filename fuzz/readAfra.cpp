@@ -1,4 +1,4 @@
-// Any bytes as an index file: an error of its own or an index that comes back as it is.
+// Any bytes as an index file: its own error or an index that comes back as it is.
 
 #include "fragmentation/AfraBox.h"
 #include "fuzz/fuzzing.h"

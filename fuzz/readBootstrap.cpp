@@ -1,4 +1,4 @@
-// Any bytes as a bootstrap file: an error of its own, or a bootstrap that comes back as it is and can be continued.
+// Any bytes as a bootstrap file: its own error, or a bootstrap that comes back as it is and can be continued.
 
 #include "fragmentation/BootstrapBuilder.h"
 #include "fragmentation/BootstrapReader.h"

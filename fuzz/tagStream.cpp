@@ -65,7 +65,7 @@ class Context final : public IPackagerContext {
   RefCountedMemoryArena arena_;
 };
 
-/// What the packager makes of the same file on the disk.
+/// The result of the packager for the same file on disk.
 void checkSource(const std::string& path, const Tags& all) {
   Context context;
   MTGMediaSource source(context, path, ruvo::k2r::openFlagsFor(false, true));

@@ -1,4 +1,4 @@
-// A media context from a host, of the type that the first byte gives: whatever is in it, nothing comes of it but the
+// A media context from a host, of the type that the first byte gives: whatever is in it, the only effect is the
 // stream's time offset, and nothing is thrown.
 
 #include "fuzz/fuzzing.h"

@@ -29,12 +29,14 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
   return near.empty() ? fmt::format("; {} --help lists what there is", path) : fmt::format("; did you mean {}?", near);
 }
 
-/// The name with what stands for the value, as in the help.
+/// The name with the placeholder of the value, as in the help.
 std::string shown(const Option& option) {
   return option.value.empty() ? option.name : option.name + " " + option.value;
 }
 
-/// Matches the words of one call with the options of its command.
+/// Matches the words of one call with the options of its command. Takes the words of one command in their order, so
+/// that the first wrong one is reported, and what is missing only if none is wrong (docs/decisions.md, "The command
+/// line has its own parser").
 class Parser {
  public:
   Parser(const Command& command, const std::string& path) : command_(command), path_(path) {}
@@ -169,6 +171,10 @@ TakeValue storeOneOf(std::vector<std::string> values, std::string& target) {
     }
     target = value;
   };
+}
+
+Option recordingArgument(std::string& directory) {
+  return {.name = "DIR", .take = storeIn(directory), .text = "Directory of the recording.", .required = true};
 }
 
 ExitStatus runCommand(const Command& program, const std::vector<std::string>& words) {

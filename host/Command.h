@@ -16,7 +16,7 @@ using TakeValue = std::function<void(const std::string& value)>;
 struct Option {
   /// "--out", or of an argument the word that the help shows, such as "DIR".
   std::string name;
-  /// What the help shows in the place of the value; empty for an argument, and for a flag, which takes no value.
+  /// The placeholder of the value in the help; empty for an argument, and for a flag, which takes no value.
   std::string value = {};
   /// The variables that it writes to outlive the parsing.
   TakeValue take;
@@ -35,6 +35,14 @@ struct Option {
 };
 
 /// A command of the program, or the program itself.
+///
+///     Command greet() {
+///       const auto name = std::make_shared<std::string>();
+///       return {.name = "greet",
+///               .text = "Greet somebody.",
+///               .options = {{.name = "NAME", .take = storeIn(*name), .text = "Who.", .required = true}},
+///               .run = [name] { return printText("hello " + *name + "\n"), ExitStatus::kOk; }};
+///     }
 struct Command {
   std::string name;
   /// One sentence for the help.
@@ -49,19 +57,23 @@ struct Command {
   std::function<ExitStatus()> run = {};
 };
 
-/// Puts the value into `target`.
+/// Puts the value into `target`. Each of these refers to `target`, which outlives the parsing.
 TakeValue storeIn(std::string& target);
-/// Adds the value to `target`.
+/// Adds the value to `target`. For a repeatable option.
 TakeValue addTo(std::vector<std::string>& target);
 /// Sets the variable of a flag.
 TakeValue turnOn(bool& target);
 /// Puts the value into `target` if it is one of `values`.
 TakeValue storeOneOf(std::vector<std::string> values, std::string& target);
-/// Puts what `parse` makes of the text into `target`.
+/// Puts the result of `parse` for the text into `target`.
 template <typename Target, typename Parse>
+/// `parse` throws UsageError for a text of the wrong form.
 TakeValue storeParsed(Target& target, Parse parse) {
   return [&target, parse](const std::string& text) { target = parse(text); };
 }
+
+/// The argument DIR of a command that reads a recording.
+Option recordingArgument(std::string& directory);
 
 /// Finds the command that `words` name, gives its options their values and runs it. `words` are the arguments of the
 /// program without its name. A request for help is printed instead, with success. Throws CallError for words that are
@@ -71,7 +83,7 @@ ExitStatus runCommand(const Command& program, const std::vector<std::string>& wo
 /// The help of a command. `path` is how it is called: "k2r", "k2r record".
 std::string helpText(const Command& command, const std::string& path);
 
-/// Lines of at most 80 columns: `left`, then in a column of its own `text`, broken between words. For the help.
+/// Lines of at most 80 columns: `left`, then in a second column `text`, broken between words. For the help.
 std::string helpEntry(const std::string& left, const std::string& text);
 
 }  // namespace host

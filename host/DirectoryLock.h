@@ -41,6 +41,7 @@ class DirectoryLock {
  private:
   /// -1 if it is not open. Closing it ends the lock.
   int fd_;
+  /// Of the attempt in the constructor.
   State state_;
 };
 

@@ -33,6 +33,7 @@ class HeldPlace {
   bool tryLock(Log& log);
 
   const OutputDirectory& place_;
+  /// Its state says whether there is a lock: some file systems have none.
   std::optional<DirectoryLock> lock_;
   /// The directories that were made, the deepest first.
   std::vector<std::string> made_;
@@ -60,11 +61,13 @@ class ReplacedRecording {
  private:
   /// Moves the old recording aside and puts a new directory in its place.
   void putAside();
-  /// The same, for file systems that cannot exchange two directories in one step.
+  /// The same, for file systems that cannot exchange two directories in one step. A kill between the steps leaves the
+  /// old recording aside and nothing in its place, which interruptedOverwrite() recognises.
   void putAsideInSteps();
   const OutputDirectory& place_;
   Durability durability_;
   Log& log_;
+  /// Where the old recording is meanwhile.
   std::string aside_;
   /// Lock of the new directory. The HeldPlace still has that of the old one.
   std::optional<DirectoryLock> lock_;

@@ -37,13 +37,17 @@ class Log {
   };
 
   void line(std::string_view prefix, std::string_view text);
+  /// Counts the repetition, and writes the count if it is a power of ten.
   void repeat(std::deque<Entry>::iterator entry);
   void tellRepeats(Entry& entry);
   void writeLine(std::string_view line);
+  /// Flushes at once: the line must be there if the process is killed.
   void write(const std::string& bytes);
 
+  /// Guards everything below: libav logs from threads of its own.
   std::mutex mutex_;
   std::FILE* out_;
+  /// Empty if there is none on the screen.
   std::string statusLine_;
   /// The last lines, newest first.
   std::deque<Entry> recent_;

@@ -25,6 +25,7 @@ std::string findModule() {
   return kName;
 }
 
+// All symbols at once, so that a module that lacks one is refused here and not in the middle of a recording.
 Module::Module(const std::string& path) : path_(path), library_(::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
   if (!library_) throw CommandError(fmt::format("cannot load the module: {}", ::dlerror()));
   create_ = reinterpret_cast<IMOCreateAdaptorFunction>(::dlsym(library_.get(), "IMOCreateAdaptor"));
@@ -36,6 +37,7 @@ Module::Module(const std::string& path) : path_(path), library_(::dlopen(path.c_
 std::unique_ptr<IMOStreamAdaptor> Module::createAdaptor(IMOStreamContext& context) const {
   IMOStreamAdaptor* made = nullptr;
   const bool ok = create_(&context, &made);
+  // Owned before the check, in case the module fails and leaves one.
   std::unique_ptr<IMOStreamAdaptor> adaptor(made);
   if (!ok || !adaptor) throw CommandError(fmt::format("the module '{}' made no adaptor", path_));
   return adaptor;

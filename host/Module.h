@@ -18,7 +18,8 @@ class Module {
   /// Loads the module. Throws CommandError, with the loader's reason, if the file is no module.
   explicit Module(const std::string& path);
 
-  /// Makes an adaptor. `context` outlives it. Throws CommandError if the module makes none.
+  /// Makes an adaptor. `context` outlives it. Throws CommandError if the module makes none. Deleting the adaptor runs
+  /// the module's code, through its vtable.
   std::unique_ptr<IMOStreamAdaptor> createAdaptor(IMOStreamContext& context) const;
 
  private:
@@ -27,6 +28,7 @@ class Module {
   };
 
   std::string path_;
+  /// The handle of dlopen(3).
   std::unique_ptr<void, Unload> library_;
   IMOCreateAdaptorFunction create_ = nullptr;
 };

@@ -12,6 +12,7 @@ std::int32_t OpenContext::property(const char* section, const char* key, char* b
   const std::string* const text = settings_.find(key);
   if (text == nullptr) return -1;
   const std::size_t length = text->size();
+  // Nothing is copied then: the module asks again with a larger buffer.
   if (length >= size) return qvs::util::narrow<std::int32_t>(length);
   std::memcpy(buffer, text->c_str(), length + 1);
   return 0;

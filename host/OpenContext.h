@@ -7,7 +7,8 @@
 
 namespace host {
 
-/// The `Recording/...` settings of one stream, for the module. Keeps a reference to `settings`, which outlive it.
+/// The `Recording/...` settings of one stream, for the module. Keeps a reference to `settings`, which outlive it. The
+/// module reads it while a stream is opened and at the first fragment, so it has to live as long as the stream.
 class OpenContext final : public IMOStreamOpenContext {
  public:
   explicit OpenContext(const Settings& settings) : settings_(settings) {}

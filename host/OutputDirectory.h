@@ -6,7 +6,7 @@
 
 namespace host {
 
-/// What to do with a recording that is already in the directory.
+/// What to do with a recording that is already in the directory. Chosen by `--append` and `--overwrite`.
 enum class OpenMode {
   /// Refuse it: the directory must be empty or missing.
   kNew,
@@ -32,7 +32,8 @@ class OutputDirectory {
   /// Where `--overwrite` keeps the old recording until the new one has its first fragment.
   std::string aside() const { return native_ + ".replaced"; }
 
-  /// Throws CommandError if `mode` does not allow what is in the directory. Changes nothing.
+  /// Throws CommandError if `mode` does not allow what is in the directory. Changes nothing. Call it again once the
+  /// directory is locked: another process may have changed it.
   void require(OpenMode mode) const;
   /// Throws CommandError if a link, a pipe or the like has the name of a file of the recording: writing to it would
   /// write somewhere else.

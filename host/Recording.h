@@ -19,7 +19,8 @@ class Recording {
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
 
-  /// Passes a message to the module. Returns false if the module refuses it, or could not write a fragment.
+  /// Passes a message to the module. Returns false if the module refuses it, or could not write a fragment. The module
+  /// copies what it keeps; the data may go afterwards. The reason of a failure is in the StreamContext.
   bool record(const InputMessage& message);
   /// Finishes the files. Call it once, after the last message.
   void stop() { adaptor_.stopRecord(handle_); }

@@ -29,6 +29,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
 }
 
+/// A `#` within a word is part of the value, since URLs and passwords have it.
 std::string_view withoutComment(std::string_view line) {
   for (std::size_t at = line.find('#'); at != std::string_view::npos; at = line.find('#', at + 1)) {
     if (at == 0 || kWhiteSpace.find(line[at - 1]) != std::string_view::npos) return line.substr(0, at);
@@ -88,6 +89,7 @@ void Settings::assign(std::string_view assignment) {
 void Settings::readFile(const std::string& path) {
   auto content = platform::os::readFile(path, kMaxFileSize, platform::os::FileKind::kAny);
   if (!content) throw UsageError(fmt::format("cannot read settings from '{}' (a file of at most 1 MiB)", path));
+  // The file may contain the password.
   const Wiped wiped(*content);
   readText({reinterpret_cast<const char*>(content->data()), content->size()}, path);
 }

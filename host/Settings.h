@@ -35,13 +35,16 @@ class Settings {
   const std::string* find(std::string_view key) const;
 
  private:
+  /// Checks the value by the table and stores it in the form that the module reads.
   void set(std::string_view key, std::string_view value);
   /// The value or the default, of a key in the table.
   std::string_view text(std::string_view key) const;
+  /// Only for keys whose values are numbers: they were checked when they came in.
   double number(std::string_view key) const;
   void requireFrames() const;
   void requireProtection() const;
 
+  /// In the one form that the module reads; see the table.
   std::map<std::string, std::string, std::less<>> values_;
 };
 

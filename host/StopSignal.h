@@ -20,6 +20,7 @@ class StopSignal {
   void catchSignals();
   /// Requests the stop, and ends a wait. May be called again.
   void request() noexcept;
+  /// Relaxed: only the flag is exchanged between threads, no other data.
   bool requested() const noexcept { return requested_.load(std::memory_order_relaxed); }
 
   /// Waits until `fd` has data, or has ended or failed. Returns false after a request to stop.
@@ -30,11 +31,13 @@ class StopSignal {
   bool waitUntil(std::chrono::steady_clock::time_point time) const;
 
  private:
+  /// With null there is no end but data and a stop.
   bool wait(int fd, const std::chrono::steady_clock::time_point* until) const;
 
   std::atomic<bool> requested_ = false;
   /// A request writes a byte, which is never read: so it ends a poll that began before it and every later one.
   int pipe_[2] = {-1, -1};
+  /// Whether the destructor has to restore the handlers.
   bool catching_ = false;
 };
 

@@ -13,7 +13,8 @@
 namespace host {
 
 /// What this host offers to an adaptor: the `k2r/...` settings, the log, the file services. Remembers how many errors
-/// came, and the texts of the first and the last. In all texts the paths of the recording are native.
+/// came, and the texts of the first and the last. In all texts the paths of the recording are native. One for each
+/// recording: the counts are those of that recording.
 class StreamContext final : public IMOStreamContext {
  public:
   /// Keeps references to the first three, which outlive it. `modulePath` is the recording's directory in the module's
@@ -25,6 +26,7 @@ class StreamContext final : public IMOStreamContext {
   /// Copies the value of `key` with its terminator to `*value`, which has room for `length` bytes, and returns 0.
   /// Returns the size needed, with the terminator, if that is too small, and -1 if there is no such setting.
   std::int32_t readConfiguration(const char* key, char** value, std::uint32_t length) override;
+  /// Errors are counted; all lesser levels are warnings for the user. `flag` is not used.
   void log(const char* text, std::uint32_t level, bool flag) override;
   IMOFileContext* fileContext() override { return &files_; }
 

@@ -11,6 +11,7 @@
 
 namespace host {
 
+// The variables of the options are owned by their commands, which live until the program ends.
 Command programCommand() {
   const auto wantsVersion = std::make_shared<bool>(false);
   return {.name = "k2r",

@@ -19,7 +19,8 @@ Command unprotectCommand();
 /// The program with all its commands, from which the help, the manual and the completions are made.
 Command programCommand();
 
-/// The whole program. Prints to standard output and standard error; throws nothing.
+/// The whole program. Prints to standard output and standard error; throws nothing. The one place that words failures:
+/// `error: `, the text, and for a wrong call how to get help.
 ExitStatus runCommandLine(int argc, const char* const* argv);
 
 }  // namespace host

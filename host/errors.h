@@ -4,13 +4,13 @@
 
 namespace host {
 
-/// The exit status of the program.
+/// The exit status of the program. The numbers are part of the interface for scripts (README.md).
 enum class ExitStatus : int {
   kOk = 0,
   /// The recording could not be opened, or the input could not be read.
   kFailed = 1,
   kBadUsage = 2,
-  /// The recording was finished, but some messages were refused, or errors came up on the way.
+  /// The recording was finished, but some messages were refused, or errors came up.
   kFlawed = 3,
   /// A check found damage.
   kDamaged = 4,
@@ -20,7 +20,8 @@ enum class ExitStatus : int {
   kIncomplete = 6,
 };
 
-/// A failure that ends a command; the text is for the user.
+/// A failure that ends a command; the text is for the user. One sentence without `error: ` and without a line end. Exit
+/// status 1, unless a class below says otherwise.
 class CommandError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -10,12 +10,12 @@
 
 namespace host {
 
-/// What a command that prints a document came to.
+/// The result of a command that prints a document.
 struct CommandOutcome {
   ExitStatus status = ExitStatus::kOk;
-  /// Of a command that failed.
+  /// The text of the failure; nothing for a command that succeeded.
   std::optional<std::string> error;
-  /// The members behind those that every document has.
+  /// The members after those that every document has.
   Json members = Json::object();
 };
 
@@ -25,7 +25,7 @@ struct CommandOutcome {
 ExitStatus printOutcome(const std::string& command, const Json& request, const std::function<CommandOutcome()>& run);
 
 /// Prints the document of a call that was refused before a command ran, if the words of the call ask for one: they name
-/// a command that prints documents, and `--json`.
+/// a command that prints documents, and `--json`. So a script gets one document for each call.
 void printRefusal(const std::vector<std::string>& words, const std::string& error);
 
 }  // namespace host

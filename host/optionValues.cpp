@@ -45,6 +45,7 @@ std::optional<std::uint64_t> placeOf(std::string_view text) {
   const std::size_t colon = text.rfind(':');
   const auto milliseconds = millisecondsOf(text.substr(colon + 1));
   if (colon == std::string_view::npos || !milliseconds) return milliseconds;
+  // Hours and minutes, or minutes alone.
   const std::string_view above = text.substr(0, colon);
   const std::size_t first = above.find(':');
   const auto minutes = wholeNumber(above.substr(first + 1));

@@ -29,6 +29,7 @@ void printText(std::string_view text) {
   std::string clean;
   for (const char c : text) {
     const auto code = static_cast<unsigned char>(c);
+    // Bytes from 0x80 on are parts of UTF-8 and stay.
     const bool control = (code < ' ' && c != '\n') || code == 0x7F;
     clean += control ? fmt::format("\\x{:02x}", code) : std::string(1, c);
   }

@@ -22,6 +22,7 @@ using Kind = SettingKind;
 constexpr std::uint32_t kMostFramesASecond = 1000;
 constexpr std::uint32_t kAnyNumber = std::numeric_limits<std::uint32_t>::max();
 
+/// In the order of README.md, which a test compares with it.
 constexpr SettingInfo kSettings[] = {
     {"Recording/FragmentDuration", Kind::kMilliseconds, "4000", "grid of the fragments", 1},
     {"Recording/SegmentDuration", Kind::kMilliseconds, "0",
@@ -55,6 +56,7 @@ constexpr SettingInfo kSettings[] = {
     {"k2r/MaxAggMsgSize", Kind::kNumber, "65536", "read by the module, without effect"},
 };
 
+/// ASCII only: the locale must not decide whether a setting is valid.
 char lowerCase(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }

@@ -26,7 +26,7 @@ enum class SettingKind {
   kSecret,
 };
 
-/// A setting that the module reads. The texts are literals.
+/// A setting that the module reads. The texts are literals. README.md has a row for each.
 struct SettingInfo {
   std::string_view key;
   SettingKind kind;
@@ -43,7 +43,7 @@ struct SettingInfo {
 /// (which a test compares) go by it.
 std::span<const SettingInfo> knownSettings();
 
-/// Null if there is no setting of that key.
+/// Null if there is no setting of that key. Keys are compared with their case.
 const SettingInfo* findSetting(std::string_view key);
 /// The key that `typed` was probably meant to be, or empty.
 std::string nearestSetting(std::string_view typed);
@@ -57,7 +57,7 @@ void normalize(const SettingInfo& setting, std::string& value);
 
 /// Its meaning with unit and range, for help and README.md.
 std::string describe(const SettingInfo& setting);
-/// The table for the help of a command.
+/// The table for the help of a command. Ends in a newline.
 std::string settingsHelp();
 
 }  // namespace host

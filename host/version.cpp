@@ -23,6 +23,7 @@ std::string avVersion(const char* name, unsigned version) {
 }  // namespace
 
 std::string versionText() {
+  // Of the libraries that are loaded where they say it, since a distribution may replace them; the others are headers.
   return fmt::format("k2r {}\n", K2R_VERSION) + avVersion("libavformat", avformat_version()) +
          avVersion("libavcodec", avcodec_version()) + avVersion("libavutil", avutil_version()) +
          fmt::format("{}\n", OpenSSL_version(OPENSSL_VERSION)) +  // The text begins with the name.

@@ -6,7 +6,6 @@
 #include "util/ByteSource.h"
 #include "util/box.h"
 #include "util/bytes.h"
-#include "util/narrow.h"
 
 namespace ruvo::k2rpkgutil {
 namespace {
@@ -50,7 +49,7 @@ std::span<const std::byte> fromBox(const ByteBuffer& header, FourCC type) {
   boost::iostreams::stream<k2r::ByteSource> stream{k2r::ByteSource(copy)};
   if (!k2r::findBox(stream, type)) return {};
   const auto found = header.bytes().subspan(static_cast<std::size_t>(stream.tellg()));
-  // The four characters may be found so early that there is no room for a size in front of them.
+  // The four characters may be found so early that there is no room for a size before them.
   ByteReader in(found);
   in.skip(sizeof(std::uint32_t));
   return in.remaining() >= sizeof(FourCC) && in.u32() == type ? found : std::span<const std::byte>();
@@ -62,7 +61,7 @@ std::span<const std::byte> readDecoderSpecificInfo(ByteReader in) {
     readDescriptorLength(in);
     in.skip(3);  // ES id and flags
   } else {
-    in.skip(2);  // some writers have the ES id alone in the place of the descriptor
+    in.skip(2);  // some writers have the ES id alone instead of the descriptor
   }
   if (in.u8() != kDecoderConfig) return {};
   readDescriptorLength(in);

@@ -25,7 +25,7 @@ std::uint32_t EncryptedK2RMediaWriterPolicy::addEntries(Entries& entries, const 
 }
 
 krvo::k2m::Track EncryptedK2RMediaWriterPolicy::addVideoTrack(K2RWriter& writer, const K2RTrack& track) {
-  // The third entry counts the `sinf` boxes, too, in the place of the track's own figure.
+  // The third entry counts the `sinf` boxes, too, instead of the track's own figure.
   Track handle = sampleWriter_.addTrack(writer, track, addEntries(videoEntries_, track));
   for (std::size_t i = 0; i < track.sampleDescriptors.size(); ++i) {
     // Entry i from the front, not one of those just added: a later segment has to repeat the `sinf` boxes of the first.
@@ -112,7 +112,7 @@ std::shared_ptr<K2RSampleDescriptor> EncryptedK2RMediaWriterPolicy::readDescript
     throw qvs::QVSException("The recording is in the clear and cannot be continued as a protected one.");
   }
   ProtectedCodecHeader header = splitCodecHeader(codecHeader);
-  // With the `sinf` box of the file, so that the segments of an append go on with the first metadata text.
+  // With the `sinf` box of the file, so that the segments of an append continue with the first metadata text.
   entries.push_back({info->formatCode, header.clearFormat, header.codec, header.sinf});
   info->formatCode = header.clearFormat;
   auto result = std::make_shared<K2RSampleDescriptor>();

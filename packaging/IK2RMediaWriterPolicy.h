@@ -40,7 +40,7 @@ class IK2RMediaWriterPolicy {
   virtual void writeVideoSample(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message) = 0;
   virtual void writeDataSample(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message) = 0;
 
-  /// Stores the codec configuration once more, if the codec has one, in front of a sample with these two clocks, both
+  /// Stores the codec configuration once more, if the codec has one, before a sample with these two clocks, both
   /// in milliseconds: `time` from the start of the recording, `timestamp` on the stream's clock.
   virtual void writeVideoConfig(K2RWriter& writer, const Track& hint, const Track& track, std::uint32_t time,
                                 std::uint32_t timestamp) = 0;

@@ -15,8 +15,8 @@
 
 namespace ruvo::k2rpkgutil {
 
-/// Writes one segment file: sorts the messages of finished fragments onto their tracks and puts codec configurations in
-/// front of key frames. It never looks into a sample and does not know whether the recording is protected; that is the
+/// Writes one segment file: sorts the messages of finished fragments onto their tracks and puts codec configurations
+/// before key frames. It never looks into a sample and does not know whether the recording is protected; that is the
 /// policy's part.
 ///
 /// Lives as long as its segment is being written. Its destructor ends the file; the policy and the stream must outlive
@@ -61,12 +61,12 @@ class K2RMediaWriter final : public IMediaWriter, public IMediaProperties {
   /// The member that stores the track of this handler type; null for a type that is not stored.
   Track* trackSlot(FourCC handlerType);
 
-  /// Passes on the messages below `limit`, each to its track, with configurations in front where they are due.
+  /// Passes on the messages below `limit`, each to its track, with configurations before them where they are due.
   void writeMessages(std::span<const NQMessage> messages, std::uint32_t limit);
-  /// The configurations in front of a key frame, with its two clocks.
+  /// The configurations before a key frame, with its two clocks.
   void writeConfigs(std::uint32_t time, std::uint32_t timestamp);
   void writeAudio(const NQMessage& message, std::uint32_t timestamp);
-  /// Whether a message at `time` (ms) is to have the configuration in front of it; if so, counts it as repeated.
+  /// Whether a message at `time` (ms) is to have the configuration before it; if so, counts it as repeated.
   bool takeAudioConfigTurn(std::uint32_t timeMs);
 
   IK2RMediaWriterPolicy& policy_;

@@ -1,7 +1,6 @@
 #include "packaging/K2RSampleWriter.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "packaging/CodecBoxes.h"
 #include "packaging/tagCodec.h"
@@ -54,7 +53,7 @@ SampleKind videoKind(const std::byte* tag) {
     case kVp6AlphaVideo:
       return {SampleKind::Form::kHintAndMedia, sync, sync};
     case kAvcVideo:
-      // The index leads to the sequence header in front of the key frame, not to the frame.
+      // The index leads to the sequence header before the key frame, not to the frame.
       if (isSequenceHeader(tag)) return {SampleKind::Form::kHintAlone, true, true};
       return {SampleKind::Form::kHintAndMedia, sync, false};
     default:

@@ -14,7 +14,7 @@ SampleKind kindOf(std::uint32_t type) {
   return type == kVideoTag ? SampleKind::Video : SampleKind::Data;
 }
 
-/// Bytes of the data in front of the sample; 0 if the data are shorter, so that the sample never begins beyond them.
+/// Bytes of the data before the sample; 0 if the data are shorter, so that the sample never begins beyond them.
 std::uint32_t codecHeaderBytes(const mtg::Tag& tag, const MTGTagInfo& info) {
   // Asked for the audio or video info of a tag without data, the library fails with kKrvoMTGOtherKind.
   if (info.dataSize == 0) return 0;

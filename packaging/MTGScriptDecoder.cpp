@@ -36,7 +36,7 @@ std::unique_ptr<mtg::ScriptValue> MTGScriptDecoder::read(std::span<const std::by
     in.readValue(name);
     if (in.remaining() > 0) in.readValue(value);
   } catch (const NQBreakConnection&) {
-    // Not an error: what was read in front of the fault is returned, since picture sizes often come first.
+    // Not an error: what was read before the fault is returned, since picture sizes often come first.
   }
   return std::make_unique<NamedValue>(name.text(), std::move(value));
 }

@@ -9,7 +9,7 @@ namespace ruvo::k2rpkgutil {
 /// thread at a time.
 class MTGScriptDecoder final : public mtg::ScriptDecoder {
  public:
-  /// Reads a name and a value (AMF0). Data that are malformed give what could be read in front of the fault, possibly
+  /// Reads a name and a value (AMF0). Data that are malformed give what could be read before the fault, possibly
   /// an empty value with an empty name. The result does not refer to `data`. Throws std::bad_alloc.
   std::unique_ptr<mtg::ScriptValue> read(std::span<const std::byte> data) override;
 };

@@ -14,7 +14,7 @@ namespace ruvo::k2rpkgutil {
 using qvs::util::FourCC;
 
 // The records by which recordings, stored streams and segments describe their tracks to each other. All are plain
-// values for one thread; those behind a `shared_ptr` are shared between a source, its iterators and the writer of a
+// values for one thread; those in a `shared_ptr` are shared between a source, its iterators and the writer of a
 // segment.
 
 /// The fields of a recording as a whole, as they are stored in the `mvhd` box (ISO/IEC 14496-12, 8.2.2).

@@ -28,7 +28,7 @@ class Message {
   virtual std::uint32_t dataSize() const = 0;
   /// The part of the data after the codec header bytes.
   virtual const std::byte* sample() const = 0;
-  /// Bytes in front of the sample. Classes count from different starts: RefMessage from its data, NQMessage from its
+  /// Bytes before the sample. Classes count from different starts: RefMessage from its data, NQMessage from its
   /// header.
   virtual std::uint32_t sampleOffset() const = 0;
   virtual std::uint32_t sampleSize() const = 0;
@@ -45,7 +45,7 @@ class Message {
   bool isData() const { return isAmf0() || isAmf3(); }
   /// True for a video tag of frame type 1; false for any other kind, and for a video tag without data.
   bool isKeyFrame() const;
-  /// True for a video tag that carries a command to the player in the place of a picture.
+  /// True for a video tag that carries a command to the player instead of a picture.
   bool isCommandFrame() const;
   /// The codec by the tables of tagCodec(); 0 for one that is unknown.
   FourCC formatCode() const;
@@ -58,7 +58,7 @@ class Message {
   ruvo::k2r::SampleInfo sampleInfo() const;
 };
 
-/// Bytes of the data in front of the sample, for `size` bytes at `data` of a tag of that type. Returns 0 if the codec's
+/// Bytes of the data before the sample, for `size` bytes at `data` of a tag of that type. Returns 0 if the codec's
 /// header does not fit: the whole data are then the sample, and the message is still stored.
 std::uint32_t codecHeaderSize(std::uint8_t type, const std::byte* data, std::uint32_t size);
 

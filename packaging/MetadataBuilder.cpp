@@ -30,9 +30,9 @@ struct AvcConfiguration {
 AvcConfiguration readAvcConfiguration(const ByteBuffer& codecHeader) {
   constexpr std::size_t kTypeSize = 4;
   const auto found = fromAvcCBox(codecHeader);
-  if (found.size() <= 2 * kTypeSize) return {};  // No record stands behind a type at the very end.
+  if (found.size() <= 2 * kTypeSize) return {};  // No record follows a type at the very end.
   ByteReader box(found);
-  // remaining() no longer counts the size field itself; kTypeSize stands for its four bytes.
+  // remaining() no longer counts the size field itself; kTypeSize adds its four bytes.
   if (box.u32() > box.remaining() + kTypeSize) throw krvo::k2m::Exception(kInconsistentAvcC);
   box.skip(kTypeSize);
   constexpr std::size_t kUpToLevel = 4;

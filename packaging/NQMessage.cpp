@@ -1,8 +1,6 @@
 #include "packaging/NQMessage.h"
 
-#include <algorithm>
 #include <string>
-#include <utility>
 
 #include "util/QVSException.h"
 

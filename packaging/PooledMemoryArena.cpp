@@ -45,7 +45,7 @@ void PooledMemoryArena::reset() {
     freeBytes_ += free_.back()->getSize();
     if (freeBytes_ > poolLimitKiB_ * kKiB) break;
   }
-  used_.clear();  // destroys the blocks beyond the limit; the entries in front of them have been moved from
+  used_.clear();  // destroys the blocks beyond the limit; the entries before them have been moved from
 }
 
 }  // namespace ruvo::k2rpkgutil

@@ -117,7 +117,7 @@ ProtectedCodecHeader splitCodecHeader(const ByteBuffer& header) {
   } catch (const MalformedInput&) {
     throw MalformedProtection();
   }
-  // A comparison of all bytes in the place of a check per field: an append copies this box into its own segments, so
+  // A comparison of all bytes instead of a check for each field: an append copies this box into its own segments, so
   // anything that the module would not write must not be carried on.
   if (sinf != makeSinfBox(content.clearFormat, content.metadataText)) throw MalformedProtection();
   return {.clearFormat = content.clearFormat, .codec = std::move(codec), .sinf = std::move(sinf)};

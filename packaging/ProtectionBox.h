@@ -39,7 +39,7 @@ qvs::util::ByteBuffer makeSinfBox(FourCC clearFormat, std::string_view metadataT
 /// A codec header split into its parts, which are copies.
 struct ProtectedCodecHeader {
   FourCC clearFormat = 0;
-  /// The bytes in front of the `sinf` box; empty for script data.
+  /// The bytes before the `sinf` box; empty for script data.
   qvs::util::ByteBuffer codec;
   /// From the first byte of the `sinf` box to the end of the header.
   qvs::util::ByteBuffer sinf;

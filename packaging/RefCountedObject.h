@@ -20,7 +20,7 @@ struct NoopCountingPolicy {
 
 /// Implements `addRef` and `release` of `Interface`, which has both as virtual operations and a virtual destructor.
 ///
-/// The count starts at 0: an object that nobody ever references is never deleted. When the policy returns 0 from
+/// The count starts at 0: an object that is never referenced is never deleted. When the policy returns 0 from
 /// `release` the object deletes itself, so it must have been made by `new`, not on the stack or inside another object.
 template <typename Interface, typename CountingPolicy>
 class RefCountedObjectT : public Interface {

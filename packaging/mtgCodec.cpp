@@ -75,7 +75,7 @@ std::uint32_t mtgAudioHeaderBytes(FourCC format) {
 }
 
 float mtgSampleRate(std::uint32_t rateIndex) {
-  // 5500 here and 5000 in audioSampleRate(): neither is a misprint, each is the figure of its own descriptions.
+  // 5500 here and 5000 in audioSampleRate() are no misprint: the two kinds of descriptions differ.
   constexpr float kRates[] = {5500.0F, 11000.0F, 22000.0F, 44000.0F};
   return kRates[rateIndex & 3];
 }

@@ -17,7 +17,7 @@ using namespace qvs::util;
 
 constexpr std::uint64_t kMilliseconds = 1000;
 
-/// The bytes of a tag's data in front of its sample: at most the five of AVC.
+/// The bytes of a tag's data before its sample: at most the five of AVC.
 class CodecHeader {
  public:
   void add(std::uint8_t byte) { bytes_.at(size_++) = byte; }

@@ -19,7 +19,7 @@ constexpr CodecRow kVideoCodecs[] = {
     {kAvcVideo, {"H264"_4cc, 5}},
 };
 
-// MP3 at 8 kHz (14) is missing on purpose: such tags are stored, but no bytes are taken off in front of their sample.
+// MP3 at 8 kHz (14) is missing on purpose: such tags are stored, but no bytes are taken off before their sample.
 // Existing files have them so.
 constexpr CodecRow kAudioCodecs[] = {
     {kMp3Audio, {".mp3"_4cc, 1}},        {kNellymoser16Audio, {"nmos"_4cc, 1}}, {kNellymoser8Audio, {"nmos"_4cc, 1}},

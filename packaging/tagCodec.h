@@ -47,7 +47,7 @@ constexpr std::uint8_t lowNibble(std::uint8_t byte) {
 struct TagCodec {
   /// The format code of sample descriptions; 0 for an unknown codec.
   FourCC formatCode = 0;
-  /// Bytes of the data in front of the sample; 0 for an unknown codec.
+  /// Bytes of the data before the sample; 0 for an unknown codec.
   std::uint32_t headerSize = 0;
 };
 

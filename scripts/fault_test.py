@@ -132,7 +132,7 @@ class Recording:
 
 
 class Run:
-    """What a command did under a fault, in a place of its own."""
+    """What a command did under a fault, in a separate place."""
 
     def __init__(self, program, case, place):
         self.program, self.case, self.place = program, case, place
@@ -440,7 +440,7 @@ class RepairReplaced(Repair):
 
 
 class Two(Scenario):
-    """A second program runs while the first one is stopped in front of a call, and that goes on or is killed afterwards.
+    """A second program runs while the first one is stopped before a call, and continues or is killed afterwards.
     What there is then is what the two leave one after the other, or one alone where the other was refused."""
     kinds, statuses = ("", ""), (0, 1)
     options = {"new": (), "append": ("--append",), "overwrite": ("--overwrite",), "repair": None}
@@ -501,7 +501,7 @@ class Two(Scenario):
         return {0: "both refused", 1: "one refused, the other whole", 2: "both whole"}[len(good)]
 
     def check_killed(self, run):
-        """The second one may have had its turn before, or has it now."""
+        """The second one may have run before, or runs now."""
         place, aside = run.recording(), run.place + "/cam.replaced"
         if os.path.isdir(run.place + "/cam") and os.listdir(run.place + "/cam") or os.path.isdir(aside) and os.listdir(aside):
             repaired = self.program.run("repair", place.path)

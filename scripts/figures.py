@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Prints the figures of the tree that docs/architecture.md quotes: lines of files and functions, comments by kind of
-file, the share of tests, includes, and lines that stand twice.
+file, the share of tests, includes, and lines that are written twice.
 
     scripts/figures.py [COMMIT]    the work tree, or the tree of a commit, for a comparison
 """
@@ -71,7 +71,7 @@ def function_lengths(lines):
 
 
 def repeated_lines(files):
-    """Lines of code in runs of WINDOW or more that stand somewhere else, too, letter by letter."""
+    """Lines of code in runs of WINDOW or more that are somewhere else, too, letter by letter."""
     places = collections.defaultdict(list)
     for path, lines in files.items():
         code = [(number, line.strip()) for number, line in enumerate(lines)
@@ -114,13 +114,13 @@ def main():
         ("lines of a function, 99 of 100 at most", functions[len(functions) * 99 // 100]),
         ("lines of a function, most", functions[-1]),
         ("includes of a file, mean", f"{statistics.mean(includes):.1f}"),
-        (f"lines in runs of {WINDOW} that stand twice", repeated_lines(product)),
+        (f"lines in runs of {WINDOW} that are written twice", repeated_lines(product)),
     ])
     print("tests and fuzz targets")
     print_rows([
         ("lines of code", code["tests and fuzz targets"]),
         ("share of all lines of code", f"{100 * code['tests and fuzz targets'] / sum(code.values()):.1f} %"),
-        (f"lines in runs of {WINDOW} that stand twice", repeated_lines(groups["tests and fuzz targets"])),
+        (f"lines in runs of {WINDOW} that are written twice", repeated_lines(groups["tests and fuzz targets"])),
     ])
 
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Formats every C++ file of the tree; with --check only tells whether that would change one.
+# Formats every C++ file of the tree; with --check it only reports whether that would change one.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 mode=(-i)

@@ -56,7 +56,7 @@ def end_of_fragment(segment, position):
             raise SystemExit(f"a fragment is broken at {position}: {found} where {kind} belongs")
         position += size
     if position > len(segment):
-        raise SystemExit("a fragment goes on behind the end of the file")
+        raise SystemExit("a fragment reaches beyond the end of the file")
     return position
 
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Kills `k2r record` at random moments, again and again, and looks at what it leaves: nothing that the bootstrap had named
-# is lost or changed, the recording verifies (0 or 5), an append goes on, and ffmpeg plays what comes of it.
+# is lost or changed, the recording verifies (0 or 5), an append continues, and ffmpeg plays the result.
 #
 #   scripts/kill_test.sh [KILLS] [BUILD]     300 kills of the programs in build/release
 #

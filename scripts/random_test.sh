@@ -4,7 +4,7 @@
 #
 #   scripts/random_test.sh [COUNT|SECONDSs] [BUILD]     10000 streams, or as many as "1200s" allow, by build/release
 #
-# Prints the seed of each stream that fails; `random_streams SEED` in the same build tells all of it. K2R_RANDOM_SEED is the
+# Prints the seed of each stream that fails; `random_streams SEED` in the same build prints all of it. K2R_RANDOM_SEED is the
 # first one, 1 by default. Streams are shared out among the processors.
 set -euo pipefail
 

@@ -9,9 +9,11 @@ enum class Amf3Marker : std::uint8_t {
   kNull = 1,
   kFalse = 2,
   kTrue = 3,
+  /// 29 bits; larger numbers are doubles.
   kInteger = 4,
   kDouble = 5,
   kString = 6,
+  /// The older of the two forms of XML, beside kXml.
   kXmlDocument = 7,
   kDate = 8,
   kArray = 9,

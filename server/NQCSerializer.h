@@ -91,24 +91,32 @@ class NQCSerializer : public NQAMF3Parser {
     const ObjectTable::Opening opening(objectTable_, array, objectKind);
     operation();
   }
+  /// Reports the error, in the words of the direction.
   void refuseNesting();
 
   // Reading: memory is taken from the payload's allowance before anything is made.
 
   /// A new array with room for `room` values, and its entry in the table paid for. Null on an error.
   NQDataArrayPtr newArray(std::size_t room = 0);
+  /// Adds a member, if the allowance has room for it.
   void append(NQDataArray& array, NQTextPtr name, NQDataValue value);
+  /// Adds an element, whose name is its index and is made only on demand.
   void appendElement(NQDataArray& array, NQDataValue value);
 
   // AMF0, reading: the bytes after a marker.
   void readBody(NQDataKind marker, NQDataValue& value);
+  /// u16 index. An index that nothing has leaves `value` as it was.
   void readReference(NQDataValue& value);
+  /// These give `value` the array first and the members afterwards: members may refer to it, and after a fault it has
+  /// those before the fault.
   void readObject(NQDataValue& value);
   void readTypedObject(NQDataValue& value);
   void readArray(NQDataValue& value);
   void readStrictArray(NQDataValue& value);
+  /// Up to the end: an empty name and the marker 9.
   void readMembers(NQDataArray& array);
   void readDate(NQDataValue& value);
+  /// u32 length, and a copy of the bytes.
   void readBlob(NQDataValue& value);
 
   // AMF0, writing.
@@ -118,19 +126,25 @@ class NQCSerializer : public NQAMF3Parser {
   void writeDate(const NQDataValue& value);
   void writeBlob(const NQDataValue& value);
   void writeContainer(const NQDataValue& value);
+  /// Instead of a container that was written before.
   void writeReference(std::uint32_t index);
   void writeMembers(NQDataKind kind, const NQDataArray& array);
+  /// The members from subscript `first` on.
   void writeNamed(const NQDataArray& array, std::size_t first);
 
   // AMF3, reading: the bytes after a marker.
   void readAMF3Body(Amf3Marker marker, NQDataValue& value);
   /// The U29 after a marker without its low bit. Nothing on an error, and for a reference, which it resolves.
   std::optional<std::uint32_t> readAMF3Head(Amf3Marker marker, NQDataValue& value);
+  /// An entry of another marker has no effect: the value would not be what the marker announces.
   void readAMF3Reference(std::uint32_t index, Amf3Marker marker, NQDataValue& value);
-  /// Enters a value without members, to which later values may refer all the same.
+  /// Enters a value without members, to which later values may refer nevertheless.
   void enterLeaf(Amf3Marker marker, const NQDataValue& value);
+  /// 29 bits in two's complement.
   void readAMF3Integer(NQDataValue& value);
   void readAMF3Double(NQDataValue& value);
+  /// XML, dates and byte arrays are entered in the table when they are complete, as nothing inside them can refer to
+  /// them.
   void readAMF3Xml(Amf3Marker marker, NQDataValue& value);
   void readAMF3Date(NQDataValue& value);
   void readAMF3Bytes(NQDataValue& value);
@@ -141,7 +155,9 @@ class NQCSerializer : public NQAMF3Parser {
   // Views into the table of classes; null on an error.
   const ClassTraits* readTraits(std::uint32_t head);
   const ClassTraits* knownTraits(std::uint32_t index);
+  /// Names and values, up to an empty name.
   void readDynamic(NQDataArray& array);
+  /// Vectors and dictionaries become arrays; the sub-kind of the value keeps the marker for writing.
   void readVector(Amf3Marker marker, NQDataValue& value);
   void readVectorElement(Amf3Marker marker, NQDataArray& array);
   void readDictionary(NQDataValue& value);

@@ -16,7 +16,7 @@ constexpr std::uint32_t kInlineClass = 2;
 constexpr std::uint32_t kExternalizableClass = 4;
 constexpr std::uint32_t kDynamicClass = 8;
 
-/// The most members that stand before the elements of a vector or dictionary: size, a flag, a class.
+/// The most members that come before the elements of a vector or dictionary: size, a flag, a class.
 constexpr std::size_t kHeadMembers = 3;
 
 /// The least bytes that an element of a vector takes.

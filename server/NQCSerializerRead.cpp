@@ -22,8 +22,7 @@ void NQCSerializer::readBody(NQDataKind marker, NQDataValue& value) {
       return;
     case NQDataKind::kUndefinedType:
     case NQDataKind::kUnsupportedType:
-      value.clear();
-      return;
+      return value.clear();
     case NQDataKind::kReferenceType:
       return inContext(context::kReference, [&] { readReference(value); });
     case NQDataKind::kArrayType:
@@ -48,7 +47,7 @@ void NQCSerializer::readBody(NQDataKind marker, NQDataValue& value) {
     case NQDataKind::kInt64Type:
       return inContext(context::kInt64, [&] { value = NQDataValue::int64(readInt64()); });
   }
-  // Thrown in either mode and without a line of its own: nothing after an unknown marker can be read.
+  // Thrown in either mode and without a log line: nothing after an unknown marker can be read.
   throw NQBreakConnection(NQBreakConnection::kBadScriptData);
 }
 

@@ -3,7 +3,6 @@
 #include <string>
 
 #include "server/NQCSerializer.h"
-#include "server/memberNames.h"
 #include "server/objectClass.h"
 #include "server/serializerContexts.h"
 #include "util/narrow.h"

@@ -1,7 +1,6 @@
 #include "server/NQCommand.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "server/NQCommandTable.h"
 #include "shared_nqserver/NQDataDump.h"

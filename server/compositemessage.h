@@ -34,7 +34,7 @@ class CompositeMessage final : public Message {
   class ProxyMemory;
 
   /// Reads the body of an aggregate message: the used length of its block. A message of another kind is a diagnostic,
-  /// and is read all the same. Throws what the constructor throws.
+  /// and is read nevertheless. Throws what the constructor throws.
   static CompositeMessagePtr create(const SingleMessagePtr& message);
   /// Reads `length` bytes of `block`, which becomes its used length. Throws NQException for a null or shorter block,
   /// for lengths in the body that do not add up, and for a body without members.
@@ -100,7 +100,7 @@ class CompositeMessage final : public Message {
   KindCounts kindCounts_ = {};
 };
 
-/// One member of an aggregate. It has no count of its own: a reference to it is a reference to the root, which owns it.
+/// One member of an aggregate. It has no separate count: a reference to it is a reference to the root, which owns it.
 class SubMessage final : public SingleMessage {
  public:
   SubMessage(CompositeMessage& owner, std::uint32_t index, std::uint32_t offset, Header header, NQMemoryPtr payload);

@@ -62,6 +62,7 @@ bool isNumber(NQDataKind kind) {
   return kind == NQDataKind::kNumberType || kind == NQDataKind::kInt64Type;
 }
 
+/// Kinds that may describe a stream: those whose members have names.
 bool isDescription(NQDataKind kind) {
   return kind == NQDataKind::kObjectType || kind == NQDataKind::kArrayType || kind == NQDataKind::kAvmPlusObjectType;
 }

@@ -1,6 +1,5 @@
 #include "shared_nqserver/NQDataValue.h"
 
-#include <cstdlib>
 #include <utility>
 
 #include "shared_nqserver/NQDataArray.h"
@@ -171,7 +170,7 @@ void NQDataValue::hold() const {
   if (holding_ == Holding::kBackReference) static_cast<NQDataArray*>(payload_.object)->holdShell();
 }
 
-// In the manner of hold(): a back reference that were released as a counted one would free members that others use.
+// As hold() does: releasing a back reference like a counted one would free members that others use.
 void NQDataValue::release() noexcept {
   if (holding_ == Holding::kObject) payload_.object->release();
   if (holding_ == Holding::kBackReference) static_cast<NQDataArray*>(payload_.object)->releaseShell();

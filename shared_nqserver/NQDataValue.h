@@ -23,10 +23,12 @@ class NQDataValue {
   NQDataValue& operator=(NQDataValue other) noexcept;
   ~NQDataValue() { release(); }
 
+  /// Any double, not-a-number included.
   static NQDataValue number(double value);
   static NQDataValue boolean(bool value);
   static NQDataValue string(const NQTextPtr& text);
   static NQDataValue string(std::string_view text) { return string(makeText(text)); }
+  /// A null text is the empty one, here and in string().
   static NQDataValue xml(const NQTextPtr& text);
   static NQDataValue null();
   /// `milliseconds` since 1970-01-01 UTC; `zone` in minutes as AMF0 carries it; AMF3 has none.
@@ -82,6 +84,7 @@ class NQDataValue {
   /// How `payload_.object` is counted, if at all.
   enum class Holding : std::uint8_t { kNothing, kObject, kBackReference };
 
+  /// Which member is valid follows from the kind; `object` is a text, an array or a block.
   union Payload {
     std::int64_t integer = 0;
     double number;
@@ -96,7 +99,9 @@ class NQDataValue {
   };
 
   NQDataValue(NQDataKind kind, NQObject* object);
+  /// Null for every kind without a text.
   NQText* heldText() const;
+  /// Adds the reference that a copy needs, of the kind that `holding_` says.
   void hold() const;
   void release() noexcept;
 

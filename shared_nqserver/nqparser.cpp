@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <functional>
-#include <utility>
 
 #include "shared_nqserver/parseLog.h"
 #include "util/NQStrUtil.h"

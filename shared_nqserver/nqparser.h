@@ -15,9 +15,9 @@
 #include "util/NQMemory.h"
 #include "util/NQThrowable.h"
 
-/// A cursor over script data, big-endian, that either reads a buffer or writes a growing one of its own, and collects
-/// the lines of an error log. The constructor decides the direction; operations of the other direction must not be
-/// called. Belongs to one thread for its whole life.
+/// A cursor over script data, big-endian, that either reads a buffer or writes a growing buffer that it owns, and
+/// collects the lines of an error log. The constructor decides the direction; operations of the other direction must
+/// not be called. Belongs to one thread for its whole life.
 ///
 /// A read that fails yields 0 or null and is reported. With `throwOnError` that is an NQBreakConnection with
 /// kBadScriptData. Without it the error flag is set, the parse log is written, and the cursor moves to the end, so that
@@ -35,6 +35,7 @@ class NQDataParser {
   std::uint32_t position() const { return position_; }
   /// Bytes of the buffer when reading; its capacity when writing.
   std::uint32_t length() const { return length_; }
+  /// Compare a count from the input with it before memory is taken.
   std::uint32_t remaining() const { return length_ - position_; }
   /// What a writer prefers: 0 for AMF0, 3 for AMF3. Reading does not use it.
   std::uint8_t encoding() const { return encoding_; }
@@ -108,9 +109,11 @@ class NQDataParser {
   }
 
  private:
+  /// Reports the error if `isLeft` is false, and returns it.
   bool isAllowed(bool isLeft);
   /// Whether `length` bytes are left; reports an error if not. `what` begins its text.
   bool has(std::uint32_t length, std::string_view what);
+  /// `width` bytes, at most 8.
   std::uint64_t readBigEndian(std::uint32_t width);
   void writeBigEndian(std::uint32_t width, std::uint64_t value);
   /// Makes room for `count` bytes at the cursor, moves the cursor after them and returns their place. Throws
@@ -127,6 +130,7 @@ class NQDataParser {
   std::vector<std::string> errorLog_;
   /// The block of the buffer; null if the buffer is the caller's.
   NQMemoryPtr memory_;
+  /// What the payload may still become; not used for writing.
   ReadAllowance allowance_;
   /// Names read last, by their hash. A cache of fixed size: a table of all names would itself be memory for a sender to
   /// fill.

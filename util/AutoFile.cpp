@@ -40,8 +40,8 @@ class HostFile {
   std::int32_t handle_;
 };
 
-/// A window with the same offsets on a block that nobody else has. Sharing the block would not do: when it grows, its
-/// bytes move, and other windows on it would point to freed memory.
+/// A window with the same offsets on a block that nothing else refers to. Sharing the block would not do: when it
+/// grows, its bytes move, and other windows on it would point to freed memory.
 NQBuffer copyOf(const NQBuffer& source) {
   if (!source.memory()) return {};
   NQBuffer copy(NQMemoryPtr::make(source.capacity()));

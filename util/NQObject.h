@@ -27,6 +27,7 @@ class NQObject {
  protected:
   /// Decrements the count and returns it, for a class that overrides `release`.
   std::int32_t countDown() { return count_.fetch_sub(1) - 1; }
+  /// To be called once, by the release() that brings the count to 0.
   void destroy() { delete this; }
 
  private:

@@ -11,7 +11,7 @@ namespace qvs::util {
 /// The UTF-8 form of a wide text; lone halves of surrogate pairs become three bytes each (see util/typeconvertor.h).
 NQNarrowString toNarrow(std::u16string_view wide);
 
-/// Sets `out` to the text that `pattern` makes of the arguments, by the rules at `formatWide`: directly after a "%",
+/// Sets `out` to the arguments as formatted by `pattern`, by the rules at `formatWide`: directly after a "%",
 /// `s` takes a narrow string and `S` a wide one, `c` and `C` likewise. A text of 65536 characters or more leaves `out`
 /// empty. Arguments may not be objects of classes: pass the c_str() of an NQString. An argument may point into `out`.
 void format(NQString& out, const char16_t* pattern, ...);

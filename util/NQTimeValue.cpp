@@ -11,7 +11,7 @@
 namespace qvs::util {
 namespace {
 
-// 2^32 seconds, in the year 2106. The text for later times says 2038 all the same; it is fixed.
+// 2^32 seconds, in the year 2106. The text for later times says 2038 nevertheless; it is fixed.
 constexpr std::int64_t kFirstLateTick = 0x98968000000000;
 constexpr std::size_t kMaxText = 512;
 

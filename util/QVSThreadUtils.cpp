@@ -52,7 +52,8 @@ thread_local ThreadTable threadTable;
 
 MutexLock& MutexLock::operator=(MutexLock&& other) noexcept {
   if (this == &other) return *this;
-  // Both hold the same mutex, which counts two locks: one has to go, since this object will unlock once.
+  // Both have locked the same mutex, which counts two locks. One of them is released, since this object will unlock
+  // once.
   if (mutex_ == other.mutex_) release();
   assign(std::exchange(other.mutex_, nullptr), true);
   return *this;

@@ -53,7 +53,7 @@ namespace qvs::util {
 class MutexLock {
  public:
   MutexLock() = default;
-  /// Locks `mutex`, or with `alreadyHeld` takes over the lock that the caller already has. With null it holds nothing.
+  /// Locks `mutex`, or with `alreadyHeld` takes over the lock that the caller already has. With null it has no lock.
   explicit MutexLock(IMutex* mutex, bool alreadyHeld = false) { assign(mutex, alreadyHeld); }
   ~MutexLock() { release(); }
   /// Takes over the lock of `other`, without unlocking in between.

@@ -27,7 +27,7 @@ class StringPool {
   /// The pool of all NQStrings, made at its first use and never destroyed. The environment variable QVS_STRING_POOL is
   /// the greatest length, in characters, that is shared; without it no text is.
   static StringPool& instance();
-  /// The length that a value of QVS_STRING_POOL stands for: 0 for null, a negative one or no number, at most 0xFFFFFF.
+  /// The length that a value of QVS_STRING_POOL means: 0 for null, a negative one or no number, at most 0xFFFFFF.
   static std::int32_t maxPooledLengthFrom(const char* setting);
 
   /// `maxPooledLength` in characters. A length takes memory only once a text of it has come (LazyArray). The pool

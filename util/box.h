@@ -14,6 +14,8 @@ namespace qvs::util {
 ///
 ///     0  u32  size of the whole box, below 4 GiB     8  u8   version   (full box)
 ///     4  u32  type                                   9  u24  flags     (full box)
+///
+/// Scopes nest: `{ BoxScope moov(out, "moov"_4cc); { BoxScope mvhd(out, "mvhd"_4cc, 0, 0); ... } }`.
 class BoxScope {
  public:
   /// A plain box, 8 bytes of header.
@@ -38,8 +40,8 @@ struct SizeAndType {
   std::uint32_t headerSize = 8;
 };
 
-/// Reads the front of a box from a ByteReader or a StreamReader. The size is as stored: the caller holds it against
-/// what is there.
+/// Reads the front of a box from a ByteReader or a StreamReader. The size is as stored: the caller compares it
+/// with what is there.
 template <typename Reader>
 SizeAndType readSizeAndType(Reader& in) {
   SizeAndType front;

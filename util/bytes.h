@@ -56,6 +56,7 @@ class ByteWriter {
   void bytes(std::span<const std::byte> value) { data_.insert(data_.end(), value.begin(), value.end()); }
   /// The characters alone, neither length nor terminator.
   void text(std::string_view value) { bytes(asBytes(value)); }
+  /// For reserved fields.
   void zeros(std::size_t count) { data_.resize(data_.size() + count); }
 
   /// Overwrites four bytes that were written before. Throws std::out_of_range if `offset` + 4 exceeds size().
@@ -84,6 +85,7 @@ class ByteWriter {
 
 /// Reads big-endian fields from a view, front to back. A read beyond the end throws MalformedInput and leaves the
 /// position where it was. A value of a pointer, size and position: a copy reads on by itself. The bytes outlive it.
+/// Nothing is allocated and nothing copied.
 class ByteReader {
  public:
   explicit ByteReader(std::span<const std::byte> data) : data_(data) {}

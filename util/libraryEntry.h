@@ -35,7 +35,7 @@ struct FailureStatuses {
   std::uint32_t notAnException = 0;
 };
 
-/// Of a library that tells only a lack of memory from other failures.
+/// For a library that distinguishes only a lack of memory from other failures.
 constexpr FailureStatuses memoryOrOther(std::uint32_t outOfMemory, std::uint32_t otherException,
                                         std::uint32_t notAnException) {
   return {.malformedInput = otherException,

@@ -33,7 +33,7 @@ void release(void* block) noexcept;
 /// Called if memory is short and there is no new handler. It either frees memory and returns, or throws. It runs on the
 /// allocating thread, without any lock of this layer.
 using OutOfMemoryHook = void (*)();
-/// Returns the old hook; null stands for none.
+/// Returns the old hook; null means none.
 OutOfMemoryHook setOutOfMemoryHook(OutOfMemoryHook hook) noexcept;
 
 /// Gives up the default pool: its blocks stay valid, the next allocation makes a new pool. Nothing in the module calls

@@ -40,6 +40,7 @@ class MessageBuffer {
   const NQBuffer& buffer() const { return buffer_; }
 
  private:
+  /// What is counted since the last allocate() or clear().
   struct Counts {
     std::uint8_t contents = 0;
     std::uint32_t lastTime = 0;

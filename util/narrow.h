@@ -1,6 +1,5 @@
 #pragma once
 
-#include <limits>
 #include <stdexcept>
 #include <type_traits>
 #include <utility>

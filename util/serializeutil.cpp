@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kMaxBytes = sizeof(std::uint64_t);
 
 std::size_t checkedCount(std::size_t byteCount) {
-  // A diagnostic stops nobody, so the count is cut as well: the image below has 8 bytes.
+  // A diagnostic does not stop the caller, so the count is cut as well: the image below has 8 bytes.
   diagnose(byteCount <= kMaxBytes);
   return std::min(byteCount, kMaxBytes);
 }

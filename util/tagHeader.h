@@ -40,8 +40,11 @@ void setTagDataSize(std::byte* header, std::uint32_t dataSize);
 void setTagTimestamp(std::byte* header, std::uint32_t timestamp);
 /// The low 24 bits of `streamId`.
 void setTagStreamId(std::byte* header, std::uint32_t streamId);
+/// Up to kMaxTagDataSize. It may be wrong in a damaged file: compare it with the bytes that are there.
 std::uint32_t tagDataSize(const std::byte* header);
+/// In ms, modulo 2^32, put together from its two places.
 std::uint32_t tagTimestamp(const std::byte* header);
+/// 24 bits; 0 in every tag that a recorder writes.
 std::uint32_t tagStreamId(const std::byte* header);
 /// The type byte with all of its bits; mask with kTagTypeMask for the kind.
 inline std::uint8_t tagRawType(const std::byte* header) {

@@ -1,7 +1,6 @@
 #include "util/wideFormat.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <iterator>

@@ -9,7 +9,7 @@ namespace qvs::util {
 /// The longest text that a pattern may produce, in units.
 inline constexpr std::size_t kMaxFormatted = 65535;
 
-/// The text that a printf pattern of 16-bit units makes of the arguments; empty if it would have more than
+/// The arguments as formatted by a printf pattern of 16-bit units; empty if it would have more than
 /// kMaxFormatted units. Numbers are those of the C library's printf, in the locale of the process. There is no wide
 /// printf for 16-bit units in the C library, whose wchar_t has 32 bits.
 ///

@@ -13,8 +13,8 @@ extern "C" {
 #include <utility>
 
 #include "host/errors.h"
+#include "host/exporting/mp4Codec.h"
 #include "host/files/tracks.h"
-#include "packaging/mp4/K2MAdaptor/source/AACBitstream.h"
 #include "packaging/tagCodec.h"
 #include "util/fourcc.h"
 
@@ -22,7 +22,6 @@ namespace host {
 
 using namespace krvo::container;
 using namespace ruvo::k2rpkgutil;
-using qvs::util::toText;
 
 namespace {
 
@@ -36,48 +35,6 @@ constexpr std::size_t kMaxWaiting = 1000;
 
 void check(int error, const std::string& path) {
   if (error < 0) throw CommandError(fmt::format("'{}' cannot be written: {}", path, avErrorText(error)));
-}
-
-AVCodecID codecOf(FourCC format) {
-  if (isAvcFormat(format)) return AV_CODEC_ID_H264;
-  if (format == "mp4a"_4cc) return AV_CODEC_ID_AAC;
-  if (format == ".mp3"_4cc) return AV_CODEC_ID_MP3;
-  throw CommandError(fmt::format("MP4 does not have the codec '{}'; a .mtg file takes it", toText(format)));
-}
-
-/// Samples per frame: 1024 for AAC (ISO/IEC 14496-3, 4.5.1.1); for MP3 1152, and 576 at the low rates of MPEG-2
-/// (ISO/IEC 13818-3).
-std::int64_t samplesPerFrame(AVCodecID codec, int sampleRate) {
-  if (codec == AV_CODEC_ID_AAC) return 1024;
-  return sampleRate < 32000 ? 576 : 1152;
-}
-
-/// Sample rate in Hz of an MPEG audio frame (ISO/IEC 11172-3, 2.4.1.3; ISO/IEC 13818-3, 2.4.2.3); 0 if it is malformed.
-/// It is read from the frame, because the first byte of a tag can express four rates only.
-int mpegSampleRate(std::span<const std::byte> frame) {
-  constexpr int kRates[] = {44100, 48000, 32000, 0};
-  if (frame.size() < 4 || frame[0] != std::byte{0xFF} || (frame[1] & std::byte{0xE0}) != std::byte{0xE0}) return 0;
-  const int rate = kRates[std::to_integer<unsigned>(frame[2] >> 2 & std::byte{3})];
-  switch (std::to_integer<unsigned>(frame[1] >> 3 & std::byte{3})) {
-    case 3:
-      return rate;
-    case 2:
-      return rate / 2;
-    case 0:
-      return rate / 4;
-    default:
-      return 0;
-  }
-}
-
-/// Sample rate in Hz of the coded frames. Spectral band replication may double it at playback, but a frame has 1024
-/// samples at this rate.
-int aacSampleRate(std::span<const std::byte> configuration) {
-  AacConfig config;
-  config.data = configuration.data();
-  config.dataSize = static_cast<std::int32_t>(configuration.size());
-  readAacConfig(config);
-  return config.sampleRate;
 }
 
 void setExtradata(AVCodecParameters& codec, std::span<const std::byte> bytes) {
@@ -252,7 +209,7 @@ void Mp4File::send(Output& output, std::int64_t duration) {
 
 void Mp4File::finish() {
   start();
-  // The last picture gets the duration of the one before. With a duration of 0 it would not be shownTimeBase.
+  // The last picture gets the duration of the one before. With a duration of 0 players would not show it.
   if (video_.held) send(video_, video_.nextTime - *video_.lastTime);
   check(av_write_trailer(context_.get()), path_);
   check(avio_closep(&context_->pb), path_);

@@ -12,7 +12,7 @@ namespace host {
 
 /// A plain MP4 file with the recorded frames and their decode and presentation times. It has AVC, AAC and MP3; script
 /// data are left out. If the audio does not say its sample rate before its first frame, video tags wait in memory until
-/// then.
+/// then. The `moov` is written at the end, so the file needs a place that can be sought. Belongs to one thread.
 class Mp4File final : public TagSink {
  public:
   /// Makes the file at `path`; an existing one is overwritten. Throws CommandError if it cannot be made, and for a
@@ -25,6 +25,7 @@ class Mp4File final : public TagSink {
   void finish() override;
 
  private:
+  /// Closes the file, also of an export that failed.
   struct CloseOutput {
     void operator()(AVFormatContext* context) const;
   };
@@ -58,7 +59,8 @@ class Mp4File final : public TagSink {
   bool waitsForRate(const Output& output, const RecordedTag& tag);
   /// In Hz. Throws CommandError for a rate that is not above 0.
   void setAudioRate(int sampleRate);
-  /// Writes the header of the file and the tags that waited. Does nothing if it was called before.
+  /// Writes the header of the file and the tags that waited. Does nothing if it was called before. From here on the
+  /// configurations of the tracks are fixed.
   void start();
   /// Writes one frame.
   void write(Output& output, const RecordedTag& tag);
@@ -72,6 +74,7 @@ class Mp4File final : public TagSink {
   Output video_;
   Output audio_;
   std::vector<Waiting> waiting_;
+  /// Whether the header is written.
   bool started_ = false;
   /// Timestamp in ms of the first tag that is written.
   std::optional<std::uint32_t> firstTimestampMs_;

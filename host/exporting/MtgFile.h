@@ -9,7 +9,8 @@
 
 namespace host {
 
-/// A tag-stream file: a header, and each tag with its back pointer. TagStream reads it.
+/// A tag-stream file: a header, and each tag with its back pointer. TagStream reads it. Never seeks, so it can write
+/// into a pipe. Belongs to one thread.
 class MtgFile final : public TagSink {
  public:
   /// Makes the file at `path`; `-` is standard output. `description` is the payload of an AMF0 data message to write

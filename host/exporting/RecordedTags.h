@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -30,7 +29,8 @@ struct RecordedTag {
 
 /// Reads the tags of a recording as the stream from which it was made: the configuration of each track once, at the
 /// start, then all tags in order, over segments and gaps. Configurations that the recorder repeated are left out; one
-/// that differs stays where it is. What is recorded after the constructor is left out. `directory` outlives it.
+/// that differs stays where it is. What is recorded after the constructor is left out. `directory` outlives it. One
+/// fragment's boxes and one tag are in memory at a time. Belongs to one thread.
 class RecordedTags {
  public:
   /// Reads bootstrap and indexes. Throws CommandError if there is no recording, or it has no fragment or is protected.

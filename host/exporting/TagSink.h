@@ -4,7 +4,7 @@
 
 namespace host {
 
-/// A file that is being made from the tags of a recording. Without finish() it is incomplete.
+/// A file that is being made from the tags of a recording. Without finish() it is incomplete. Belongs to one thread.
 class TagSink {
  public:
   virtual ~TagSink() = default;

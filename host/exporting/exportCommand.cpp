@@ -150,10 +150,7 @@ Command exportCommand() {
   const auto options = std::make_shared<Options>();
   return {.name = "export",
           .text = "Make one file of a recording, or of a part of it.",
-          .options = {{.name = "DIR",
-                       .take = storeIn(options->directory),
-                       .text = "Directory of the recording.",
-                       .required = true},
+          .options = {recordingArgument(options->directory),
                       {.name = "--out",
                        .value = "FILE",
                        .take = storeIn(options->out),

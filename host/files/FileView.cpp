@@ -46,7 +46,7 @@ std::span<const std::byte> FileView::view(std::uint64_t offset, std::size_t coun
                         count <= window_.size() - static_cast<std::size_t>(offset - start_);
   if (!inWindow) {
     const std::uint64_t wanted = std::max(readSize_, count);
-    // A buffer of its own: if reading fails, the window must still be valid for its old place.
+    // A new buffer: if reading fails, the window must still be valid for its old place.
     std::vector<std::byte> fresh(static_cast<std::size_t>(std::min(wanted, size_ - offset)));
     readDirectly(offset, fresh);
     window_ = std::move(fresh);

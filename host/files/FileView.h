@@ -36,6 +36,7 @@ class FileView final : public krvo::container::Source {
   void readDirectly(std::uint64_t offset, std::span<std::byte> out);
 
   std::ifstream in_;
+  /// Less than kWindow for readers that look at a few boxes here and there.
   std::size_t readSize_;
   std::uint64_t size_ = 0;
   std::vector<std::byte> window_;

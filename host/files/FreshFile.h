@@ -37,8 +37,10 @@ class FreshFile {
   void keepInstead();
 
  private:
+  /// Throws CommandError with the text for errno.
   [[noreturn]] void fail() const;
 
+  /// Where the file goes in the end.
   std::string place_;
   /// Empty once it is at its place.
   std::string path_;

@@ -3,13 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <initializer_list>
 #include <iterator>
 
 #include "host/errors.h"
 #include "host/files/inFile.h"
 #include "host/files/smallFiles.h"
-#include "host/files/tracks.h"
 #include "platform/container/reading/SegmentError.h"
 
 namespace host {

@@ -36,7 +36,7 @@ RecordedContent readRecordedContent(const RecordingDirectory& directory);
 /// readable index has none. Throws CommandError only if there is no recording.
 RecordedContent readRecordedContent(const RecordingDirectory& directory, std::vector<std::string>& faults);
 
-/// A segment file, open for reading its fragments.
+/// A segment file, open for reading its fragments. Cannot be copied or moved: the reader refers to the file.
 class OpenSegment {
  public:
   /// `window` as for FileView. Throws CommandError if the file cannot be opened, and SegmentError if its header is

@@ -40,7 +40,8 @@ struct SegmentMap {
 
 /// Maps a segment by the headers of its boxes. `known` has positions of fragments from an index. If there is an `afra`
 /// box at such a position, no box before it may reach beyond it, and the map continues there after a broken place.
-/// Throws only what reading throws at the known positions; all other faults are in `breaks`.
+/// Throws only what reading throws at the known positions; all other faults are in `breaks`. Reads no payload, so it
+/// takes little time and memory for a file of any size.
 SegmentMap mapSegment(FileView& file, const std::set<std::uint64_t>& known = {});
 
 }  // namespace host

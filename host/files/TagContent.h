@@ -26,6 +26,7 @@ struct TagContent {
   /// stores the type byte as its host gave it.
   bool isProtected = false;
 
+  /// The kind: 8 audio, 9 video, 15 and 18 script data, without the bits of protection.
   std::uint8_t type() const;
   bool isVideo() const;
   bool isAudio() const;

@@ -10,7 +10,8 @@
 
 namespace host {
 
-/// A field of a box, by its place in the image of the box (its bytes in a file).
+/// A field of a box, by its place in the image of the box (its bytes in a file). For findings that name a field and its
+/// offset.
 struct ImageField {
   /// In bytes from the start of the box.
   std::uint64_t offset = 0;
@@ -23,7 +24,8 @@ struct ImageField {
 /// All fields of the image of a bootstrap, in order and without holes.
 std::vector<ImageField> listFields(const ruvo::k2r::BootstrapInfo& info);
 
-/// Offsets of entries in the image of an index, in bytes. Entries are counted from 0.
+/// Offsets of entries in the image of an index, in bytes. Entries are counted from 0. They depend on the widths that
+/// the index announces.
 std::uint64_t localEntryOffset(const ruvo::k2r::AfraIndex& index, std::size_t entry);
 std::uint64_t globalEntryOffset(const ruvo::k2r::AfraIndex& index, std::size_t entry);
 /// The name of the field to which the byte at `offset` belongs.

@@ -11,7 +11,7 @@
 
 namespace host {
 
-/// A fault in a file, in words for the user.
+/// A fault in a file, in words for the user. One line, without `error: `.
 inline std::string faultText(const std::string& path, std::uint64_t offset, const std::string& fault) {
   // Offset 0 means the file as a whole.
   const std::string place = offset != 0 ? fmt::format("offset {}: ", offset) : "";
@@ -20,6 +20,7 @@ inline std::string faultText(const std::string& path, std::uint64_t offset, cons
 
 /// Runs `read`. If it finds a file malformed, throws a CommandError that names file, offset and fault.
 template <typename Read>
+/// Other exceptions pass through.
 auto inFile(const std::string& path, const Read& read) {
   try {
     return read();

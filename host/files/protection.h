@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -15,7 +14,7 @@
 
 namespace host {
 
-// What makes a recording a protected one, as its files have it.
+// The parts of its files that make a recording a protected one.
 
 /// The sample description of a protected track, split.
 struct TrackProtection {
@@ -26,7 +25,8 @@ struct TrackProtection {
 };
 
 /// Nothing for a description that is not protected. Throws Malformed, with offset 0, if its `sinf` box (ISO/IEC
-/// 14496-12, 8.12.1) differs from what a recorder writes.
+/// 14496-12, 8.12.1) differs from what a recorder writes. Strict, because an append copies the box into its own
+/// segments, and `unprotect` goes by it.
 std::optional<TrackProtection> readProtection(const krvo::container::SampleDescription& description);
 
 /// The metadata text in a `.drmmeta` file. Throws Malformed, with the offset, if anything in it differs from what a
@@ -40,6 +40,7 @@ std::vector<std::byte> metadataBlock(std::string_view text);
 struct TagFilter {
   /// Number of bytes before the fields: those of the codec header, in the clear.
   std::uint32_t clearBytes = 0;
+  /// Always 1 in a recorder's tags.
   std::uint32_t count = 0;
   std::string name;
   bool encrypted = false;

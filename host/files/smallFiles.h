@@ -19,7 +19,8 @@ inline constexpr std::size_t kControlFileSize = 4;
 /// Limit in bytes of files and boxes that are read as a whole: a damaged size must not fill the memory.
 inline constexpr std::size_t kMaxSmallFile = std::size_t{256} << 20;
 
-/// Reads a whole file. Throws CommandError if it cannot be read or is larger than kMaxSmallFile.
+/// Reads a whole file. Throws CommandError if it cannot be read or is larger than kMaxSmallFile. The content is that of
+/// one moment: recorders replace small files as a whole.
 std::vector<std::byte> readSmallFile(const std::string& path);
 
 /// Replaces a file, in one step and flushed to the device: a reader finds all of the old content or all of the new.
@@ -34,13 +35,14 @@ std::vector<std::byte> loadBox(krvo::container::Source& file, const krvo::contai
 
 ruvo::k2r::BootstrapInfo parseBootstrap(std::span<const std::byte> bytes, std::uint64_t offset = 0);
 ruvo::k2r::AfraIndex parseAfra(std::span<const std::byte> bytes, std::uint64_t offset = 0);
-/// The base time in ms. Throws Malformed for any size other than kControlFileSize.
+/// The base time in ms. Throws Malformed for any size other than kControlFileSize. Big-endian.
 std::uint32_t parseControl(std::span<const std::byte> bytes);
 
-/// Whether the bootstrap has the mark with which a stop ends it.
+/// Whether the bootstrap has the mark with which a stop ends it. An append removes the mark with its first fragment.
 bool isStopped(const ruvo::k2r::BootstrapInfo& info);
 
-/// The bytes that a recorder writes for such a box; there is only one form.
+/// The bytes that a recorder writes for such a box; there is only one form. So a comparison with it finds every byte
+/// that a reader of fields passes over.
 std::vector<std::byte> imageOf(const ruvo::k2r::BootstrapInfo& info);
 std::vector<std::byte> imageOf(const ruvo::k2r::AfraIndex& index);
 

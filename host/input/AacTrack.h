@@ -35,6 +35,7 @@ class AacTrack : public AvTrack {
   BitstreamFilter filter_;
   /// Object type, rate and channels of the last ADTS header; nothing before the first one.
   std::optional<std::uint32_t> adts_;
+  /// Message data: 0xAF, 0, and the configuration. Empty before the first one.
   std::vector<std::byte> sequenceHeader_;
   bool hasWarned_ = false;
 };

@@ -44,7 +44,7 @@ class AvInput : public Input {
   void read();
   /// Puts a frame on the time line and into the queues. `frame` comes in decode order of its track.
   void queue(SourceFrame frame);
-  /// Turns a frame into messages in the outbox.
+  /// Turns a frame into messages in the outbox. The sequence header comes first if the frame has a new one.
   void emit(const QueuedFrame& frame);
   /// Sends the first sequence header of each track that has one and has not sent it.
   void announceTracks(std::uint32_t timeMs);
@@ -61,6 +61,7 @@ class AvInput : public Input {
   InputOptions options_;
   Log& log_;
   const StopSignal& stop_;
+  /// Before the source, which may log already while it is opened.
   AvLogRoute logRoute_;
   std::unique_ptr<AvSource> source_;
   Timeline timeline_;

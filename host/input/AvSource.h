@@ -102,10 +102,11 @@ class AvSource {
   };
 
   const AVStream& streamOf(std::size_t track) const { return *format_->streams[tracks_[track].streamIndex]; }
-  /// Throws as the constructor does.
+  /// Throws as the constructor does. Sets the options, opens the input and reads enough of it to know its streams.
   FormatContext open(const InputOptions& options);
   /// Whether an error of libav was caused by the stall limit.
   bool isStall(int error) const;
+  /// The text for a failure: that of libav, or how long nothing came.
   std::string describe(int error) const;
   /// Makes the tracks of the chosen streams, and warns of one that cannot be recorded.
   void addTracks();
@@ -127,7 +128,9 @@ class AvSource {
   InputWatch::Clock::time_point openedAt_;
   std::optional<InputWatch::Clock::time_point> lastPacketAt_;
   FormatContext format_;
+  /// The chosen streams, by which adopt() knows the kinds that are recorded.
   StreamChoice choice_;
+  /// Streams from this number on appeared later, as when a transport stream gets new ones.
   unsigned streamsAtStart_;
   bool isLive_;
   std::vector<Track> tracks_;

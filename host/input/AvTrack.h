@@ -11,7 +11,8 @@
 namespace host {
 
 /// Turns the packets of one stream into messages: knows the header bytes and the sequence header of its codec. Belongs
-/// to the thread that reads the input.
+/// to the thread that reads the input. For each packet prepare() comes first, then sequenceHeader() and writeFrame() if
+/// it returned true.
 class AvTrack {
  public:
   AvTrack() = default;

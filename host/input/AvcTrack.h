@@ -33,6 +33,7 @@ class AvcTrack : public AvTrack {
   bool annexB_;
   /// Those found so far in a byte stream; not used once there is a sequence header.
   ParameterSets parameterSets_;
+  /// Message data: 0x17, 0, composition time 0, and the configuration record. Empty before the first one.
   std::vector<std::byte> sequenceHeader_;
   bool hasWarned_ = false;
 };

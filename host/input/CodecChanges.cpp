@@ -1,11 +1,12 @@
 #include "host/input/CodecChanges.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 #include <utility>
 
+#include "host/input/avcFrame.h"
 #include "packaging/tagCodec.h"
-#include "util/bytes.h"
 
 namespace host {
 
@@ -29,45 +30,12 @@ Bytes avcBody(Bytes data) {
   return data.subspan(std::min(kAvcHeaderSize, data.size()));
 }
 
-/// The NAL units of a frame; nothing if their lengths do not fit the frame.
-std::optional<std::vector<NalUnit>> nalUnits(Bytes frame, std::size_t lengthSize) {
-  std::vector<NalUnit> units;
-  while (!frame.empty()) {
-    if (frame.size() < lengthSize) return std::nullopt;
-    const std::uint64_t size = qvs::util::loadBigEndian(frame.data(), lengthSize);
-    frame = frame.subspan(lengthSize);
-    if (size > frame.size()) return std::nullopt;
-    if (size > 0) units.push_back(frame.first(size));
-    frame = frame.subspan(size);
-  }
-  return units;
-}
-
-void writeUnit(qvs::util::ByteWriter& out, NalUnit unit, std::size_t lengthSize) {
-  std::byte length[sizeof(std::uint32_t)];
-  qvs::util::storeBigEndian(length, lengthSize, unit.size());
-  out.bytes(Bytes(length).first(lengthSize));
-  out.bytes(unit);
-}
-
 /// Whether frames and parameter sets of a stream with that configuration record can be written after lengths of
 /// `lengthSize` bytes, which is what all frames of a recording must have.
 bool fits(Bytes record, std::size_t lengthSize) {
   const auto sets = ParameterSets(record).units();
   return nalLengthSize(record) <= lengthSize &&
          std::ranges::all_of(sets, [&](NalUnit set) { return std::uint64_t{set.size()} >> (8 * lengthSize) == 0; });
-}
-
-bool contains(std::span<const NalUnit> units, NalUnit wanted) {
-  return std::any_of(units.begin(), units.end(), [&](NalUnit unit) { return std::ranges::equal(unit, wanted); });
-}
-
-/// The sets to insert into a key frame with these `units`. If one of `wanted` is missing it is all of them: a decoder
-/// drops picture sets when the sequence set changes to which they refer.
-std::vector<NalUnit> missingSets(std::span<const NalUnit> units, const ParameterSets& wanted) {
-  auto sets = wanted.units();
-  const bool complete = std::ranges::all_of(sets, [&](NalUnit set) { return contains(units, set); });
-  return complete ? std::vector<NalUnit>() : sets;
 }
 
 }  // namespace
@@ -249,17 +217,7 @@ InputMessage CodecChanges::adapted(const InputMessage& message, const MessageKin
   if (kind.isKeyFrame() && video_.streamSets != video_.sets) sets = missingSets(*units, video_.streamSets);
   if (sets.empty() && video_.streamLengthSize == video_.lengthSize) return message;
 
-  qvs::util::ByteWriter out;
-  out.reserve(2 * message.data.size());
-  out.bytes(message.data.first(kAvcHeaderSize));
-  auto unit = units->begin();
-  // An access unit delimiter must stay the first NAL unit (ITU-T H.264, 7.4.1.2.3).
-  while (unit != units->end() && nalType(*unit) == NalType::kAccessUnitDelimiter) {
-    writeUnit(out, *unit++, video_.lengthSize);
-  }
-  for (const NalUnit set : sets) writeUnit(out, set, video_.lengthSize);
-  for (; unit != units->end(); ++unit) writeUnit(out, *unit, video_.lengthSize);
-  adapted_ = out.take();
+  adapted_ = avcFrameWith(sets, *units, message.data.first(kAvcHeaderSize), video_.lengthSize);
   return {.type = message.type, .timeMs = message.timeMs, .data = adapted_};
 }
 

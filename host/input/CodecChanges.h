@@ -39,7 +39,8 @@ class CodecChanges : public Input {
 
   /// Sets the codecs of the recording that an append continues. Call it before the first next().
   void expect(const CodecHeaders& headers);
-  /// Why the next message needs a new recording; nothing if it does not.
+  /// Why the next message needs a new recording; nothing if it does not. A clause for the log, such as "the audio's
+  /// codec changes".
   const std::optional<std::string>& change() const { return change_; }
   /// Call it after a change, when the next recording is ready for messages.
   void beginRecording();
@@ -75,6 +76,7 @@ class CodecChanges : public Input {
   std::optional<std::string> changeBy(const InputMessage& message, const MessageKind& kind) const;
   /// Remembers codec, configuration and metadata.
   void learn(const InputMessage& message, const MessageKind& kind);
+  /// The first header becomes that of the recording; each one becomes the stream's.
   void learnVideoHeader(const InputMessage& message);
   /// Whether there were too many changes within a second each. A stream that alternates between two codecs must not
   /// make a recording of each message.

@@ -35,6 +35,7 @@ class FileInput final : public mtg::InputStream {
   // Not counted: its owner is a TagStream, which outlives the reader.
   void addReference() override {}
   void release() override {}
+  /// These are called by the library, on the thread that reads the input.
   std::uint32_t read(void* buffer, std::uint32_t count) override;
   void seek(std::int64_t offset, std::uint32_t mode) override;
   std::int64_t tell() override;
@@ -52,6 +53,7 @@ class FileInput final : public mtg::InputStream {
   std::string start_;
   const StopSignal& stop_;
   int fd_;
+  /// Neither seeks nor closes then.
   bool standardInput_;
   /// 0 for none.
   std::chrono::milliseconds stallLimit_{0};

@@ -38,7 +38,8 @@ struct InputOptions {
   static constexpr std::chrono::milliseconds kLiveStall = std::chrono::seconds(30);
 };
 
-/// A source of messages. Belongs to one thread.
+/// A source of messages. Belongs to one thread. The order of calls: continueAt() or keptStart() once, then next() until
+/// it returns nothing.
 class Input {
  public:
   Input() = default;

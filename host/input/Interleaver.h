@@ -42,7 +42,9 @@ class Interleaver {
   /// Whether a limit is exceeded.
   bool full() const;
 
+  /// By track, the oldest frame first.
   std::vector<std::deque<QueuedFrame>> tracks_;
+  /// Of the packets in all queues.
   std::size_t bytes_ = 0;
 };
 

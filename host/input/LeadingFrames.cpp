@@ -4,7 +4,6 @@ extern "C" {
 #include <libavutil/avutil.h>
 }
 
-#include <iterator>
 #include <utility>
 
 namespace host {

@@ -35,6 +35,7 @@ class LeadingFrames {
 
   /// Whether a decode time was known, or the limit reached: no frame waits any more.
   bool done_ = false;
+  /// The frames before the first known decode time, in order.
   std::vector<RawFrame> waiting_;
 };
 

@@ -59,7 +59,7 @@ std::optional<PlainHeader> plainHeader(const AVCodecParameters& codec) {
     case AV_CODEC_ID_NELLYMOSER:
       return nellymoserHeader(codec.sample_rate, stereo);
     case AV_CODEC_ID_SPEEX:
-      // The format code stands for 16 kHz mono, whatever the rate field says.
+      // The format code means 16 kHz mono, whatever the rate field says.
       if (codec.sample_rate != 16000 || stereo) return std::nullopt;
       return audioHeader(kSpeex, 0, false);
     default:

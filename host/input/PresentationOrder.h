@@ -7,7 +7,6 @@ extern "C" {
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -41,6 +40,7 @@ class PresentationOrder {
   struct FreeContext {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
   };
+  /// A frame, and whether its presentation time is known.
   struct Waiting {
     QueuedFrame frame;
     bool known = false;

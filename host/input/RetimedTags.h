@@ -21,6 +21,7 @@ class RetimedTags : public Input {
   RetimedTags(std::unique_ptr<Input> tags, const InputOptions& options, Log& log);
 
   void continueAt(std::uint32_t timeMs) override { startMs_ = timeMs; }
+  /// Only times are changed; type and data of a message never are.
   bool isVerbatim() const override { return true; }
   std::optional<std::uint32_t> keptStart() override;
   std::optional<InputMessage> next() override;
@@ -35,6 +36,7 @@ class RetimedTags : public Input {
 
   std::unique_ptr<Input> tags_;
   bool keepTimes_;
+  /// Up to this distance from the last frame, the time of another message is believed.
   std::int64_t maxGapMs_;
   SourceClock clock_;
   /// Time of the first frame of an append.

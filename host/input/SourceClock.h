@@ -13,7 +13,7 @@ namespace host {
 /// Puts the times of all tracks of a source on one continuous time line, in ms. If the times of a track jump back by
 /// more than reordering explains, or forward by more than a gap may last, the source has started a new clock: the time
 /// line continues where it is. The other tracks move by the same distance as soon as they have reached the new clock,
-/// so that sound and picture stay together.
+/// so that sound and picture stay together. All times are signed and do not wrap, so that steps back can be recognised.
 class SourceClock {
  public:
   /// Steps back up to this are reordering or rounding. A source that starts again has lasted longer.
@@ -43,6 +43,7 @@ class SourceClock {
     /// Whether it has had a frame since the start or restartAt().
     bool started = false;
     std::int64_t distanceMs = 0;
+    /// Time of its last frame on the line.
     std::int64_t lastMs = 0;
     /// Duration of the last frame by the source, and by its distance from the frame before, for sources without
     /// durations.
@@ -67,6 +68,7 @@ class SourceClock {
   std::int64_t latestDistanceMs_ = 0;
   /// Target of restartAt(), until the next frame.
   std::optional<std::int64_t> restartMs_;
+  /// Nothing before the first frame.
   std::optional<std::int64_t> endMs_;
 };
 

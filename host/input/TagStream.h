@@ -25,11 +25,12 @@ class TagStream : public Input {
   std::optional<InputMessage> next() override;
 
  private:
+  /// In the order of destruction: the library's objects go before the stream that they use.
   std::unique_ptr<FileInput> file_;
   mtg::Allocator allocator_;
   std::optional<mtg::Reader> reader_;
   std::optional<mtg::TagIterator> tags_;
-  /// Header and data of the last message.
+  /// Header and data of the last message. Overwritten by the next next(), so the message's data are valid until then.
   std::vector<std::byte> tag_;
 };
 

@@ -13,8 +13,6 @@ extern "C" {
 
 namespace host {
 
-// Owners of libav's objects, and views of what they hold.
-
 // Owners of libav's objects, and views of their contents.
 struct CloseInput {
   void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
@@ -25,6 +23,7 @@ struct FreePacket {
 struct FreeFilter {
   void operator()(AVBSFContext* filter) const { av_bsf_free(&filter); }
 };
+/// One type for each function that libav has for the end of an object, so that no path forgets it.
 using FormatContext = std::unique_ptr<AVFormatContext, CloseInput>;
 using Packet = std::unique_ptr<AVPacket, FreePacket>;
 using BitstreamFilter = std::unique_ptr<AVBSFContext, FreeFilter>;
@@ -32,7 +31,7 @@ using BitstreamFilter = std::unique_ptr<AVBSFContext, FreeFilter>;
 /// An empty packet. Throws std::bad_alloc.
 Packet makePacket();
 
-/// The text of a libav error number.
+/// The text of a libav error number. For the user, without the number.
 std::string avErrorText(int error);
 
 /// A view of the packet's payload; empty for a packet without one.
@@ -44,7 +43,8 @@ inline std::span<const std::byte> extradataOf(const AVCodecParameters& codec) {
   return std::as_bytes(
       std::span(codec.extradata, codec.extradata_size > 0 ? static_cast<std::size_t>(codec.extradata_size) : 0));
 }
-/// A view of the new private data in a packet; empty if it has none.
+/// A view of the new private data in a packet; empty if it has none. A demuxer adds them to the first packet to which
+/// they apply. Valid as long as the packet.
 std::span<const std::byte> newExtradataOf(const AVPacket& packet);
 
 }  // namespace host

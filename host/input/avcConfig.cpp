@@ -1,7 +1,6 @@
 #include "host/input/avcConfig.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "util/RbspReader.h"
 #include "util/bytes.h"

@@ -9,7 +9,8 @@
 namespace host {
 
 /// What a message is, by its type byte and the first two bytes of its data. Looks at nothing else, and keeps no
-/// reference.
+/// reference. For video the first byte has frame type and codec, for audio codec, rate and channels; the second byte of
+/// AVC and AAC is the packet type.
 class MessageKind {
  public:
   explicit MessageKind(const InputMessage& message);

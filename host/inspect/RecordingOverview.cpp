@@ -26,7 +26,9 @@ TrackOverview overviewOf(const Track& track) {
   TrackOverview overview;
   overview.id = track.id;
   overview.handler = toText(track.handler);
+  // The codec inside the protection: `encv` would say nothing to a viewer.
   overview.format = toText(clearFormat(track));
+  // Rates are divided by it.
   overview.timescale = std::max(track.timescale, 1U);
   if (track.descriptions.empty()) return overview;
   const auto& format = track.descriptions.front()->format;
@@ -63,6 +65,7 @@ class OverviewVisitor final : public TimelineVisitor {
     ++overview_.fragmentCount;
     for (const TrackFragment& part : fragment.tracks) {
       const auto track = std::ranges::find(overview_.tracks, part.trackId, &TrackOverview::id);
+      // The hint track, and tracks that only a damaged segment has.
       if (track == overview_.tracks.end()) continue;
       track->samples += part.samples.size();
       for (const StoredSample& sample : part.samples) {
@@ -82,6 +85,7 @@ class OverviewVisitor final : public TimelineVisitor {
   RecordingOverview& overview_;
 };
 
+/// The time line has durations and gaps only; sums of them give the places, which therefore never overlap.
 void addStretches(const RecordedTimeline& timeline, RecordingOverview& overview) {
   std::uint64_t atMs = 0;
   for (const TimedFragment& fragment : timeline.fragments) {
@@ -105,6 +109,8 @@ void readTracksAlone(const RecordingDirectory& directory, OverviewVisitor& visit
   }
 }
 
+/// By the names that belong to the recording: foreign entries are not counted. A file that goes meanwhile counts
+/// nothing.
 std::uint64_t sizeOfFiles(const RecordingDirectory& directory) {
   std::vector<std::string> names = directory.temporary;
   for (const auto& name :
@@ -122,6 +128,7 @@ std::uint64_t sizeOfFiles(const RecordingDirectory& directory) {
   return bytes;
 }
 
+/// The first damage only: `k2r verify` lists all, and takes as long as it needs for that.
 std::string firstDamage(const RecordingDirectory& directory) {
   try {
     const auto found = quickLook(directory);
@@ -135,6 +142,7 @@ std::string firstDamage(const RecordingDirectory& directory) {
 
 RecordingState stateOf(const RecordingDirectory& directory, const RecordedTimeline& timeline,
                        const RecordingOverview& overview) {
+  // First, since a recorder that appends has not removed the end mark before its first fragment.
   if (!overview.writer.empty()) return RecordingState::kBeingWritten;
   if (timeline.ended) return RecordingState::kEnded;
   // The bootstrap is read first, so its fault is the first one.
@@ -185,7 +193,9 @@ RecordingOverview readOverview(const RecordingDirectory& directory) {
   overview.recordedSinceMs = recordedSinceMs(timeline);
   overview.bytes = sizeOfFiles(directory);
   overview.segments = directory.segments.size();
+  // The segments may be unreadable while the protection file is there.
   overview.isProtected = overview.isProtected || directory.hasDrmMeta;
+  // Without a bootstrap there may be nothing but the beginning of a recording, which is no damage.
   if (directory.hasBootstrap) overview.damage = firstDamage(directory);
   overview.writer = lockHolder(directory.path);
   overview.state = stateOf(directory, timeline, overview);

@@ -20,7 +20,7 @@ struct TrackOverview {
   /// Pixels; 0 if the track has no pictures.
   std::uint32_t width = 0;
   std::uint32_t height = 0;
-  /// Hertz; 0 if the track has no sound, or does not tell.
+  /// Hertz; 0 if the track has no sound, or if its description does not say.
   std::uint32_t sampleRate = 0;
   std::uint32_t channels = 0;
   /// Ticks a second, of `ticks`.
@@ -36,8 +36,8 @@ struct TrackOverview {
   std::optional<double> bitRate() const;
 };
 
-/// A fragment, or a gap, on a line that begins with the first sample. If times go back, what follows is put behind the
-/// rest.
+/// A fragment, or a gap, on a line that begins with the first sample. If times go back, what follows is put after the
+/// rest. In ms.
 struct TimedStretch {
   std::uint64_t startMs = 0;
   std::uint64_t durationMs = 0;
@@ -47,7 +47,7 @@ enum class RecordingState {
   kEnded,
   /// Another process holds the lock of the directory.
   kBeingWritten,
-  /// Being recorded by a host without a lock, or interrupted; the files do not tell which.
+  /// Being recorded by a host without a lock, or interrupted; the files do not show which.
   kNotEnded,
   /// The bootstrap, which has the end mark, cannot be read.
   kUnknown,
@@ -82,6 +82,7 @@ struct RecordingOverview {
   std::vector<std::string> faults;
   std::uint64_t faultCount = 0;
 
+  /// Sum of all gaps.
   std::uint64_t gapMs() const;
 };
 

@@ -37,13 +37,16 @@ FourCC firstType(FileView& file) {
   return header.u32();
 }
 
-/// Bytes after the one box of a small file.
+/// Adds the number of bytes after the one box of a small file: its readers stop at the end of the box.
 void noteRest(const std::vector<std::byte>& bytes, std::size_t boxSize, Json& document) {
   document["bytesBehind"] = bytes.size() - std::min(bytes.size(), boxSize);
 }
 
+/// By the content first, because users rename files. A control file is four bytes without a mark, so only name and size
+/// can show it, and it comes after all forms that have one.
 void describeContent(const std::string& path, Json& document) {
   FileView file(path);
+  // Replaced below; it stays if the file cannot be recognised.
   document["kind"] = "unknown";
   document["size"] = file.size();
   const FourCC type = firstType(file);
@@ -114,6 +117,7 @@ Json describeFiles(const RecordingDirectory& directory, InspectErrors& errors) {
   add(directory.hasMeta, directory.metaName());
   add(directory.hasDrmMeta, directory.drmMetaName());
   std::set<std::uint32_t> numbers = directory.segments;
+  // Also numbers of which only one file exists, as a crash may leave them.
   numbers.insert(directory.indexes.begin(), directory.indexes.end());
   for (const std::uint32_t number : numbers) {
     add(directory.indexes.contains(number), directory.indexName(number));
@@ -133,6 +137,7 @@ Description describeDirectory(const std::string& path, Detail detail, InspectErr
                           {"temporaryFiles", directory.temporary},
                           {"foreignFiles", directory.foreign}};
   errors.insert(errors.end(), overview.faults.begin(), overview.faults.end());
+  // The overview keeps the first few texts.
   if (overview.faultCount > overview.faults.size())
     errors.push_back(fmt::format("'{}': {} more faults", path, overview.faultCount - overview.faults.size()));
   if (detail == Detail::kFields) description.document["files"] = describeFiles(directory, errors);

@@ -2,12 +2,12 @@
 
 #include "host/files/Malformed.h"
 #include "host/files/protection.h"
-#include "host/output.h"
 #include "platform/encryption/krvo_unprotect.h"
 
 namespace host {
 namespace {
 
+/// What the packager signed and anybody may read; the content key in the block is for the license server alone.
 Json describeSigned(const krvo::encryption::SignedMetadata& metadata) {
   const auto& statement = metadata.content.statement;
   Json policyBytes = Json::array();
@@ -22,8 +22,10 @@ Json describeSigned(const krvo::encryption::SignedMetadata& metadata) {
 }  // namespace
 
 Json describeMetadata(const std::string& text) {
+  // Known also of a text that cannot be decoded.
   Json document = {{"metadataCharacters", text.size()}};
   try {
+    // Verified first: fields of a block whose signature is wrong could say anything.
     document.update(describeSigned(krvo::encryption::verifyMetadataBlock(metadataBlock(text))));
   } catch (const Malformed& error) {
     document["unreadable"] = error.what();

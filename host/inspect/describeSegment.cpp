@@ -21,6 +21,7 @@ using qvs::util::toText;
 
 namespace {
 
+/// Only the first description is shown: the recorder makes one for each track.
 Json describeTrack(const Track& track) {
   Json document = {{"id", track.id},
                    {"handler", toText(track.handler)},
@@ -57,6 +58,7 @@ std::uint64_t sampleCount(const Fragment& fragment, const Track* track) {
   return own == fragment.tracks.end() ? 0 : own->samples.size();
 }
 
+/// Compared with all bits of the type byte: the data of a protected tag cannot be read.
 std::optional<qvs::MessageKind> scriptKind(const StoredTag& tag) {
   const auto kind = static_cast<qvs::MessageKind>(tag.rawType);
   const bool isScript = kind == qvs::MessageKind::kData || kind == qvs::MessageKind::kDataEx;
@@ -74,12 +76,15 @@ void addScriptData(FileView& file, std::span<const StoredTag> tags, Json& list) 
     try {
       entry.update(describeScript(payload, *kind));
     } catch (const Malformed& error) {
+      // One malformed message must not hide the fragments after it.
       entry["unreadable"] = error.what();
     }
     list.push_back(std::move(entry));
   }
 }
 
+/// `scriptData` gets the script data of the fragment; they are listed for the whole segment, since few fragments have
+/// any.
 Json describeFragment(SegmentReader& reader, FileView& file, const FragmentBoxes& boxes, Json& scriptData) {
   const Fragment fragment = reader.readFragment(boxes.position());
   const std::vector<StoredTag> tags = reader.readTags(fragment);
@@ -137,6 +142,7 @@ void describeSegment(FileView& file, Json& document) {
   }
   if (const BoxSpan* const mfra = map.randomAccess())
     document["accessTable"] = describeTable(reader.readRandomAccess(*mfra));
+  // At the end, so that the document has everything that could be read.
   if (!map.breaks.empty()) throw SegmentError(map.breaks.front().offset, map.breaks.front().reason);
 }
 

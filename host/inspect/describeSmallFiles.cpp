@@ -9,6 +9,7 @@ using ruvo::k2r::AfraEntry;
 using ruvo::k2r::BootstrapInfo;
 using ruvo::k2r::FragmentRunEntry;
 
+/// A run without a duration is a marker; its `discontinuity` says of what.
 std::string meaningOf(const FragmentRunEntry& run) {
   if (!run.isDiscontinuity()) return fmt::format("fragments from {} on", run.firstFragment);
   if (run.isEndOfPresentation()) return "end of the presentation";
@@ -37,6 +38,7 @@ Json describeTable(const ruvo::k2r::FragmentRunTable& table) {
     runs.push_back({{"firstFragment", run.firstFragment},
                     {"firstTimestamp", run.firstTimestamp},
                     {"duration", run.duration},
+                    // The field exists in the box only for runs of duration 0.
                     {"discontinuity", run.isDiscontinuity() ? Json(run.discontinuity) : Json()},
                     {"meaning", meaningOf(run)}});
   }
@@ -47,6 +49,7 @@ Json describeTable(const ruvo::k2r::FragmentRunTable& table) {
 }
 
 template <typename Table>
+/// The boxes may have several tables of each kind, for qualities; a recorder writes one.
 Json describeTables(const std::vector<Table>& tables) {
   Json list = Json::array();
   for (const Table& table : tables) list.push_back(describeTable(table));

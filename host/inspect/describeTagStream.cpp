@@ -19,6 +19,7 @@ using qvs::util::operator""_4cc;
 
 namespace {
 
+/// The packager allocates its messages here; they go with the context.
 class Context final : public IPackagerContext {
  public:
   IMemoryArena& getArena() override { return arena_; }
@@ -39,6 +40,7 @@ struct SampleCount {
 
   void add(const ruvo::k2r::SampleInfo& info, const NQMessage& message) {
     if (samples == 0) firstTime = info.time;
+    // The highest, since times of a tag stream may fall.
     lastTime = std::max(lastTime, info.time);
     ++samples;
     empty += info.empty ? 1 : 0;
@@ -60,6 +62,7 @@ Json describeTrack(const K2RTrack& track) {
                    {"bitsPerSample", Json()}};
   if (track.sampleDescriptors.empty()) return document;
   const SampleDescInfo& info = *track.sampleDescriptors.front()->info;
+  // 0 is a codec that has no code in segments.
   document["format"] = info.formatCode == 0 ? Json() : Json(toText(info.formatCode));
   if (const auto* const video = dynamic_cast<const VideoSampleDescInfo*>(&info)) {
     document["width"] = video->width;

@@ -53,7 +53,7 @@ void printDescription(const Description& description, bool full) {
     text = overviewText(*description.overview, platform::os::terminalWidth().value_or(kUsualWidth)) + '\n';
     fields.erase("summary");
   }
-  // Without its kind nothing but the error is known, which has a line of its own.
+  // Without its kind nothing but the error is known, which is logged separately.
   const bool hasFields = full || !description.overview;
   if (hasFields && fields.contains("kind")) text += textTree(Json::array({fields}));
   printText(text);

@@ -19,7 +19,7 @@ std::string plural(std::uint64_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
-/// The name that people know, with the code behind it.
+/// The common name of a codec, followed by its code, by which other programs call it.
 std::string codecName(const std::string& format) {
   constexpr std::pair<std::string_view, std::string_view> kNames[] = {
       {"avc1", "H.264"}, {"H264", "H.264"}, {"mp4a", "AAC"}, {".mp3", "MP3"}};
@@ -35,6 +35,7 @@ const char* trackLabel(const TrackOverview& track) {
 }
 
 std::string trackText(const TrackOverview& track) {
+  // Script data have neither a codec nor a rate that would say anything.
   if (track.handler == "meta") return fmt::format("script data, {}", plural(track.samples, "message"));
   std::string text = codecName(track.format);
   if (track.width != 0 && track.height != 0) text += fmt::format(", {}x{}", track.width, track.height);
@@ -58,6 +59,7 @@ std::string stateText(const RecordingOverview& overview) {
     case RecordingState::kNotEnded:
       break;
   }
+  // The module writes the bootstrap with the first fragment.
   if (!overview.hasBootstrap) return "not ended: just begun, or interrupted before its first fragment was complete";
   return "not ended: still being recorded, or interrupted (k2r repair ends an interrupted recording)";
 }
@@ -77,6 +79,7 @@ std::string sizeText(const RecordingOverview& overview) {
 
 std::string fragmentsText(const RecordingOverview& overview) {
   std::string text = std::to_string(overview.fragmentCount);
+  // Fragments of script data alone have no place on the time line.
   const std::uint64_t others = overview.fragmentCount - overview.fragments.size();
   if (others != 0) text += fmt::format(", {} of them without pictures and sound", others);
   if (overview.fragments.empty()) return text;
@@ -94,6 +97,7 @@ std::string protectionText(const RecordingOverview& overview) {
   return fmt::format("yes; content {}, license server {}", text("contentId"), text("licenseServerUrl"));
 }
 
+/// The labels are as wide as the longest of them, so that the values are one below the other.
 class Lines {
  public:
   void add(std::string_view label, const std::string& text) {
@@ -111,6 +115,7 @@ void addGaps(const RecordingOverview& overview, Lines& lines) {
   const auto& gaps = overview.gaps;
   lines.add("gaps", gaps.empty() ? "none" : fmt::format("{}, {} in all", gaps.size(), timeText(overview.gapMs())));
   for (std::size_t i = 0; i < std::min(gaps.size(), kShown); ++i) {
+    // A gap of no length is a place where the recording's times fall.
     const std::string length = gaps[i].durationMs == 0 ? "the times go back" : seconds(gaps[i].durationMs);
     lines.addWhole(fmt::format("    at {}: {}", timeText(gaps[i].startMs), length));
   }
@@ -125,6 +130,7 @@ void addTimeBar(const RecordingOverview& overview, std::size_t columns, Lines& l
                              seconds(overview.lengthMs / columns)));
 }
 
+/// In the document null says that a value does not exist or is not known; 0 would be a wrong value.
 Json orNull(std::uint64_t value) {
   return value == 0 ? Json() : Json(value);
 }
@@ -175,6 +181,7 @@ std::string overviewText(const RecordingOverview& overview, std::size_t columns)
 }
 
 Json overviewJson(const RecordingOverview& overview) {
+  // In the order of RecordingState. Part of the interface for scripts (docs/json.md).
   const char* const states[] = {"ended", "beingWritten", "notEnded", "unknown"};
   Json tracks = Json::array();
   for (const TrackOverview& track : overview.tracks) tracks.push_back(trackJson(track));

@@ -21,6 +21,7 @@ constexpr std::size_t kBytesPerByte = 16;
 constexpr std::size_t kLeastJson = std::size_t{16} << 10;
 
 Json numberJson(double number) {
+  // Up to here every integer is exact in a double, and prints as one.
   constexpr double kExactIntegers = 9007199254740992.0;  // 2^53
   if (std::isnan(number)) return "NaN";
   if (std::isinf(number)) return number > 0 ? "Infinity" : "-Infinity";
@@ -59,6 +60,7 @@ class Converter {
   }
 
  private:
+  /// Takes from the room of the document; false if it is used up.
   bool take(std::size_t bytes) {
     if (bytes > bytes_) return false;
     bytes_ -= bytes;

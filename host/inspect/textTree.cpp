@@ -20,6 +20,7 @@ std::string inWords(const std::string& key) {
   return words;
 }
 
+/// Null and the empty text look alike to people; the JSON document distinguishes them.
 std::string plainText(const Json& value) {
   if (value.is_null() || value == "") return "-";
   if (value.is_string()) return value.get<std::string>();
@@ -49,6 +50,7 @@ bool isShortList(const std::string& key, const Json& value) {
          std::all_of(value.begin(), value.end(), [](const Json& item) { return item.is_primitive(); });
 }
 
+/// The first row gives the columns: all objects in a list of the document have the same keys.
 bool isTable(const Json& value) {
   if (!value.is_array() || value.empty()) return false;
   return std::all_of(value.begin(), value.end(), [](const Json& row) {
@@ -64,6 +66,7 @@ bool isTable(const Json& value) {
 /// anything.
 constexpr const char* kScriptValues = "values";
 
+/// As JSON, in quotes, and without characters that could control a terminal. Bytes that are not UTF-8 are replaced.
 std::string scriptText(const Json& value) {
   return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -131,6 +134,7 @@ class Tree {
     for (std::size_t i = 0; i < rows.size(); ++i) {
       for (const Json& cell : rows[i]) cells[i + 1].push_back(cellText(cell));
     }
+    // In bytes: keys and numbers are ASCII.
     std::vector<std::size_t> widths(cells[0].size());
     for (const auto& row : cells) {
       for (std::size_t column = 0; column < std::min(row.size(), widths.size()); ++column) {
@@ -140,6 +144,7 @@ class Tree {
     for (const auto& row : cells) {
       std::string text;
       for (std::size_t column = 0; column < std::min(row.size(), widths.size()); ++column) {
+        // No blanks at the end of a line.
         const bool last = column + 1 == row.size();
         text += last ? row[column] : fmt::format("{:<{}}  ", row[column], widths[column]);
       }

@@ -20,6 +20,7 @@ class Bar {
     const double start = columnOf(gap.startMs);
     const double end = columnOf(gap.startMs + gap.durationMs);
     std::size_t column = cell(start);
+    // At least one column, so that a gap of no length is seen, too.
     do {
       const auto left = static_cast<double>(column);
       const bool whole = left >= start && left + 1 <= end;
@@ -28,6 +29,7 @@ class Bar {
     } while (column < text_.size() && static_cast<double>(column) < end);
   }
 
+  /// Gaps are marked before and keep their mark.
   void addBegin(const TimedStretch& fragment) {
     char& mark = text_[cell(columnOf(fragment.startMs))];
     if (mark == kRecorded) mark = kBegin;
@@ -49,6 +51,7 @@ class Bar {
 }  // namespace
 
 std::string timeBar(const RecordingOverview& overview, std::size_t columns) {
+  // With fewer columns for each, the marks would cover the line.
   constexpr std::size_t kColumnsAFragment = 4;
   if (overview.lengthMs == 0 || columns == 0) return "";
   Bar bar(overview.lengthMs, columns);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "host/keys/NewFiles.h"
 
 namespace host {

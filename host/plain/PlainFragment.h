@@ -27,6 +27,9 @@ struct PlainPlace {
 
 /// A fragment as players get it: a new `moof`, and an `mdat` with the bytes of the segment file. The parameter sets are
 /// inserted before each AVC key frame that has none, because players miss a changed configuration in a second header.
+///
+///     moof  mfhd, and for each media track with samples a traf: tfhd, tfdt, trun (ISO/IEC 14496-12, 8.8.4 to 8.8.12)
+///     mdat  the samples without the tags around them
 struct PlainFragment {
   /// A span of bytes in the segment file.
   struct Span {

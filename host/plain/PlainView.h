@@ -25,6 +25,7 @@ class PlainView {
   using Take = std::function<void(std::span<const std::byte>)>;
 
   /// Reads the recording as it is now; it may still be running. Throws CommandError as readRecordedTimeline() does.
+  /// Keeps the state of that moment: later fragments need a new object. Belongs to one thread.
   explicit PlainView(RecordingDirectory directory);
 
   /// The headers to which the playlist refers, by file name.
@@ -52,14 +53,16 @@ class PlainView {
   void placeFragments();
   /// Reads the headers of all segments. Equal ones become one.
   void makeHeaders();
+  /// Where a fragment is in the view, from its neighbours in the time line.
   PlainPlace plainPlace(std::size_t fragment) const;
   /// The sum of the gaps before the fragment, in ms.
   std::int64_t shiftMs(std::size_t fragment) const;
-  /// Time of day at which the fragment starts, as EXT-X-PROGRAM-DATE-TIME has it (ISO 8601, UTC).
+  /// Time of day at which the fragment starts, in the form of EXT-X-PROGRAM-DATE-TIME (ISO 8601, UTC).
   std::string wallTime(std::size_t fragment) const;
 
   RecordingDirectory directory_;
   RecordedTimeline timeline_;
+  /// By file name; one for each different header of the segments.
   std::map<std::string, std::vector<std::byte>> headers_;
   /// One for each fragment of `timeline_`.
   std::vector<Place> places_;

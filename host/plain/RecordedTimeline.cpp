@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <optional>
 
 #include "host/errors.h"
 #include "host/files/RecordedSegments.h"

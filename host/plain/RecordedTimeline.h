@@ -48,7 +48,7 @@ struct RecordedTimeline {
   /// Whether the recording was stopped. Only an append could add to it then.
   bool ended = false;
 
-  /// `number` must be that of one of `segments`.
+  /// `number` must be that of one of `segments`. A view.
   const TimedSegment& segment(std::uint32_t number) const;
 };
 
@@ -56,7 +56,8 @@ struct RecordedTimeline {
 /// protected, and for files that are malformed.
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory);
 
-/// Sees what is read, for a caller that needs more than the time line, or as much as can be read.
+/// Sees what is read, for a caller that needs more than the time line, or as much as can be read. It is called while
+/// the recording is read, from the first segment to the last.
 class TimelineVisitor {
  public:
   virtual ~TimelineVisitor() = default;
@@ -65,7 +66,7 @@ class TimelineVisitor {
   /// Each fragment that bootstrap and index name, in order; those without pictures and sound, too, which the time line
   /// does not have.
   virtual void fragment(const krvo::container::Movie& movie, const krvo::container::Fragment& fragment) = 0;
-  /// A file or fragment that cannot be read and is left out.
+  /// A file or fragment that cannot be read and is left out. One line for the user, with the name of the file.
   virtual void fault(const std::string& text) = 0;
 };
 

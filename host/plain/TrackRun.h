@@ -15,7 +15,7 @@ struct SampleDefaults {
 };
 
 /// One `trun` (ISO/IEC 14496-12, 8.8.8) that can be changed. Each sample has its own duration and size here, whether
-/// the box had them or not. Sample flags and composition offsets are kept as they are.
+/// the box had them or not. Sample flags and composition offsets are kept as they are. Owns its samples.
 class TrackRun {
  public:
   /// `payload` begins with the version, and belongs to a fragment that SegmentReader has read: it has checked the count
@@ -38,6 +38,7 @@ class TrackRun {
   void write(qvs::util::ByteWriter& out) const;
 
  private:
+  /// All fields of a sample, whether the box stores them or not.
   struct Sample {
     std::uint32_t duration = 0;
     std::uint32_t size = 0;
@@ -46,6 +47,7 @@ class TrackRun {
   };
 
   std::uint8_t version_ = 0;
+  /// Which fields the box has: kTrun... in reading/fragmentFlags.h.
   std::uint32_t flags_ = 0;
   std::int64_t dataOffset_ = 0;
   std::uint32_t firstSampleFlags_ = 0;

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <regex>
 #include <sstream>
-#include <string>
 #include <system_error>
 #include <vector>
 

@@ -102,10 +102,7 @@ Command playlistCommand() {
   const auto options = std::make_shared<Options>();
   return {.name = "playlist",
           .text = "Make an HLS playlist over the files of a recording.",
-          .options = {{.name = "DIR",
-                       .take = storeIn(options->directory),
-                       .text = "Directory of the recording.",
-                       .required = true},
+          .options = {recordingArgument(options->directory),
                       {.name = "--out",
                        .value = "FILE",
                        .take = storeIn(options->out),

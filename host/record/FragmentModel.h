@@ -4,7 +4,6 @@
 #include <deque>
 #include <optional>
 #include <span>
-#include <vector>
 
 #include "fragmentation/FragmenterChoice.h"
 #include "host/input/Input.h"
@@ -18,7 +17,9 @@ inline constexpr std::uint8_t kMadeUpBit = 0x80;
 
 /// A model of the module's state for one stream: its fragmenter and its queue. Given every message that the module's
 /// fragmenter gets, it knows at any moment which messages are not on disk yet. A copy of it shows what further messages
-/// would do. Costs a few operations for each message. Belongs to the thread that records the stream.
+/// would do. Costs a few operations for each message. Belongs to the thread that records the stream. It uses the
+/// module's own fragmenter (fragmentation/Fragmenter.h), so both decide alike; only the queue is a copy, of sizes and
+/// times without data.
 class FragmentModel {
  public:
   /// What one message did.
@@ -62,6 +63,7 @@ class FragmentModel {
   struct Queued {
     std::uint32_t timeMs = 0;
     std::uint32_t bytes = 0;
+    /// Of the queue's front these decide whether a fragment can be written.
     bool isVideo = false;
     bool isKeyFrame = false;
     bool isMadeUp = false;
@@ -69,8 +71,11 @@ class FragmentModel {
 
   /// The time with which the fragmenter gets a message: its own, or that of the message before if it is older.
   std::uint32_t lift(std::uint32_t timeMs) const;
+  /// Does to the queue what the module does for the decision.
   void settle(const ruvo::k2r::FragmentDecision& decision, bool recorded, Step& step);
+  /// Whether the first queued video message is a key frame; true without video.
   bool beginsWithKeyFrame() const;
+  /// Drops the messages of a written fragment. `limitMs` is its end.
   void dropBelow(std::uint32_t limitMs);
   void push(const Queued& message);
   void popFront();
@@ -78,11 +83,13 @@ class FragmentModel {
   std::uint32_t fragmentDuration_;
   ruvo::k2r::FragmenterChoice fragmenter_;
   std::deque<Queued> queue_;
+  /// Sums over `queue_`, so that waiting() and queueSize() do not walk it for each message.
   Tally waiting_;
   std::uint64_t queueSize_ = 0;
   /// Whether a fragment is announced and not written yet.
   bool isHeld_ = false;
   bool started_ = false;
+  /// The recording's base time; nothing before the first message of a new recording.
   std::optional<std::uint32_t> baseMs_;
   std::uint32_t lastTimeMs_ = 0;
   /// Time of the last message that was not lifted, relative to the base, modulo 2^32.

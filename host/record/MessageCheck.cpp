@@ -27,7 +27,7 @@ bool isSkipped(const RefMessage& message) {
 }
 
 /// Whether the segment writer stores the message. It accepts the known tag types with the filter bit or without, and
-/// the codecs that have a sample entry; 8 kHz MP3 has no code of its own and is stored all the same.
+/// the codecs that have a sample entry; 8 kHz MP3 has no format code and is stored nevertheless.
 bool isStored(const RefMessage& message) {
   using namespace ruvo::k2rpkgutil;
   if ((qvs::util::tagRawType(message.header()) & ~(qvs::util::kTagTypeMask | kTagProtectedBit)) != 0) return false;

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 
 #include "fragmentation/SampleInfo.h"
@@ -34,7 +33,9 @@ constexpr bool reachesFragmenter(Reception reception) {
 using TrackCodecs = std::array<std::optional<qvs::util::FourCC>, 3>;
 
 /// Repeats the module's check of messages on the host's side. It is needed because the result of `record` does not say
-/// whether a message was queued or skipped, or whether it was refused or its fragment could not be written.
+/// whether a message was queued or skipped, or whether it was refused or its fragment could not be written. A
+/// difference between the two makes FragmentModel wrong, and the end of a recording may be lost (docs/decisions.md,
+/// "The host checks messages as the module does"). Belongs to the thread that records the stream.
 class MessageCheck {
  public:
   /// `stored` has the tracks of the recording to append to; nothing for a new recording. A protected recording accepts
@@ -50,13 +51,17 @@ class MessageCheck {
   void fixTracks() { fixed_ = true; }
 
  private:
+  /// Whether the message is the metadata that a new recording waits for.
   bool takeMetadata(const InputMessage& message);
   Reception judgeTrack(const InputMessage& message);
 
+  /// Bytes of data that a message may have.
   std::size_t mostData_;
   TrackCodecs codecs_{};
+  /// Tracks are known and cannot be added any more; an append has them from the start.
   bool fixed_ = false;
   bool continued_ = false;
+  /// A new recording takes no other message before its metadata.
   bool hasMetadata_ = false;
   bool madeTrack_ = false;
 };

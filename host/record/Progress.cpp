@@ -8,9 +8,11 @@ Progress::Progress(ProgressStyle style, Log& log) : style_(style), log_(log) {}
 
 void Progress::add(std::uint32_t timeMs, std::uint64_t bytes) {
   if (!firstTimeMs_) firstTimeMs_ = timeMs;
+  // Unsigned: timestamps wrap at 32 bits, the distance does not.
   mediaMs_ = timeMs - *firstTimeMs_;
   bytes_ += bytes;
   if (style_ == ProgressStyle::kNone) return;
+  // The clock is read only if somebody looks: a recording may get thousands of messages a second.
   if (const auto now = Clock::now(); now >= nextShow_) show(now);
 }
 

@@ -9,7 +9,7 @@
 
 namespace host {
 
-/// How progress is shown to the user.
+/// How progress is shown to the user. Chosen by the options, and by whether standard error is a terminal.
 enum class ProgressStyle {
   kNone,
   /// One line, rewritten a few times a second.
@@ -19,7 +19,7 @@ enum class ProgressStyle {
 };
 
 /// Shows how much of a stream was received: media time since the first message, speed relative to real time, bytes of
-/// media. RecordSummary says at the end how much of it is stored.
+/// media. RecordSummary says at the end how much of it is stored. Belongs to one thread.
 class Progress {
  public:
   using Clock = std::chrono::steady_clock;
@@ -28,9 +28,9 @@ class Progress {
   Progress(ProgressStyle style, Log& log);
   /// Counts a message, and shows the state if the last display is old enough.
   void add(std::uint32_t timeMs, std::uint64_t bytes);
-  /// Shows the state a last time.
+  /// Shows the state a last time, whatever the time since the last display.
   void finish();
-  /// The text that is shown after `elapsed` of real time.
+  /// The text that is shown after `elapsed` of real time, from which the speed is computed.
   std::string text(Clock::duration elapsed) const;
 
  private:
@@ -41,6 +41,7 @@ class Progress {
   Clock::time_point start_ = Clock::now();
   Clock::time_point nextShow_ = start_;
   std::optional<std::uint32_t> firstTimeMs_;
+  /// From the first message to the last one.
   std::uint32_t mediaMs_ = 0;
   std::uint64_t bytes_ = 0;
 };

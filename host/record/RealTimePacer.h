@@ -9,7 +9,8 @@
 namespace host {
 
 /// Delays each message until the real time since the first one equals the distance of their timestamps. Timestamps are
-/// in ms and may wrap at 32 bits.
+/// in ms and may wrap at 32 bits. One that falls moves the due time back. A message that comes late is not delayed, and
+/// neither are those after it until the stream has caught up.
 class RealTimePacer {
  public:
   /// `stop` outlives it.

@@ -45,6 +45,7 @@ struct RecordAccount {
     return *this;
   }
 
+  /// `bytes` of the message's data.
   void receive(std::uint64_t bytes) { received.add(bytes); }
   void seeTime(std::uint32_t timeMs) {
     if (!firstMs) firstMs = timeMs;
@@ -56,6 +57,7 @@ struct RecordAccount {
     lost += messages;
     if (reason.empty()) reason = why;
   }
+  /// A refused message is lost, too; the first reason is kept for the exit status and the summary.
   void refuse(const Tally& messages, const std::string& why) {
     refused += messages;
     if (refusal.empty()) refusal = why;

@@ -6,7 +6,6 @@
 #include <exception>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
 #include "host/HeldPlace.h"
 #include "host/Log.h"
@@ -21,7 +20,7 @@
 namespace host {
 namespace {
 
-/// The recordings that one input has become.
+/// The recordings that were made from one input.
 struct Outcome {
   RecordSummary summary;
   std::vector<std::string> directories;
@@ -30,12 +29,14 @@ struct Outcome {
 Settings readSettings(const RecordOptions& options) {
   Settings settings;
   if (!options.settingsFile.empty()) settings.readFile(options.settingsFile);
+  // After the file, so that they override it.
   for (const std::string& assignment : options.settings) settings.assign(assignment);
   settings.requireComplete();
   return settings;
 }
 
-/// Reading from what is being written would never end, or lose the rest of it.
+/// An input inside the directory would be read while it is written, or removed before it is read (docs/decisions.md,
+/// "An INPUT inside DIR is refused").
 void requireOtherPlace(const std::string& input, const OutputDirectory& place) {
   std::error_code ignored;
   const std::string canonical = std::filesystem::canonical(input, ignored).string();
@@ -44,7 +45,7 @@ void requireOtherPlace(const std::string& input, const OutputDirectory& place) {
       fmt::format("'{}' lies in '{}', where the recording goes; nothing was changed", input, place.native()));
 }
 
-/// The first free directory for what goes on behind the recording in `first`: `DIR-2`, `DIR-3` and so on.
+/// The first free directory for the recording that follows the one in `first`: `DIR-2`, `DIR-3` and so on.
 OutputDirectory nextPlace(const OutputDirectory& first, unsigned& number) {
   for (;; ++number) {
     OutputDirectory place(fmt::format("{}-{}", first.native(), number));
@@ -83,7 +84,7 @@ Outcome recordInput(const RecordOptions& options, Log& log) {
   return outcome;
 }
 
-/// Says what has become of the recording.
+/// Says what the recording contains and what is missing.
 void report(const RecordSummary& summary, bool quiet, Log& log) {
   const RecordAccount& account = summary.account;
   if (account.refused.messages > 0) {

@@ -23,6 +23,7 @@ struct RecordOptions {
   bool force = false;
   /// `KEY=VALUE` each. They override the file.
   std::vector<std::string> settings;
+  /// Empty for none.
   std::string settingsFile;
   InputOptions inputOptions;
   bool realTime = false;
@@ -30,8 +31,9 @@ struct RecordOptions {
   bool keepsEnds = true;
   /// Bytes that may wait for a fragment.
   std::uint64_t maxQueue = std::uint64_t{256} << 20;
-  /// Leaves the recording as a crash would.
+  /// Leaves the recording as a crash would. For tests and demonstrations of the recovery.
   bool noStop = false;
+  /// How far a replaced file is flushed before the next step.
   Durability durability = Durability::kDevice;
   ProgressStyle progress = ProgressStyle::kNone;
   /// Nothing but errors and warnings on standard error.
@@ -40,9 +42,10 @@ struct RecordOptions {
   bool json = false;
 };
 
-/// Records one input, into one recording and, where its codecs change, into further ones in directories beside it,
-/// whose names end in -2, -3 and so on. Throws CommandError where nothing could be recorded; what goes wrong later is
-/// in the answer, with a line on standard error.
+/// Records one input. If its codecs change so that a recording cannot have both, the stream continues in further
+/// recordings, in directories beside the first one whose names end in -2, -3 and so on. Throws CommandError if nothing
+/// could be recorded. Later failures are lines on standard error, and the exit status says that there were some. SIGINT
+/// and SIGTERM end the recording properly.
 ExitStatus runRecord(const RecordOptions& options);
 
 }  // namespace host

@@ -88,6 +88,7 @@ void RecordSession::takeRefused(const InputMessage& message) {
     account_.refuse(tallyOf(message), reason);
     return;
   }
+  // The module's own reason is better than ours, but it has one only if it logged something for this message.
   const std::uint64_t errorsBefore = context_.errorCount();
   if (recording_.record(message)) {
     follower_.take(message, true);
@@ -99,6 +100,7 @@ void RecordSession::takeRefused(const InputMessage& message) {
 
 void RecordSession::moveTime(InputMessage& message) {
   if (!options_.startMs) return;
+  // Modulo 2^32, as timestamps are: the distance may be negative.
   if (!distanceMs_) distanceMs_ = *options_.startMs - message.timeMs;
   message.timeMs += *distanceMs_;
 }

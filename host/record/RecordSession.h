@@ -57,17 +57,25 @@ class RecordSession {
   const RecordAccount& account() const { return account_; }
 
  private:
+  /// The way of one message: judged, timed, limited, recorded, counted.
   void take(InputMessage message);
+  /// Records it nevertheless, so that the module's log says why it is refused.
   void takeRefused(const InputMessage& message);
+  /// Applies `startMs`. The first message gives the distance.
   void moveTime(InputMessage& message);
   /// False for a video message before the first key frame, which no decoder could use.
   bool isDecodable(const InputMessage& message);
+  /// Records the made-up message that must come first, if one is needed.
   void recordHead(const InputMessage& message);
   void recordMessage(const InputMessage& message, Reception reception);
+  /// Returns whether the second attempt succeeded; if not, the message is counted as lost.
   bool sendOnceMore(const InputMessage& message);
+  /// Counts and logs what the fragmenter dropped.
   void note(const InputMessage& message, const FragmentModel::Step& step);
   void noteDiscarded(const FragmentModel::Step& step);
+  /// Warns once if no key frame has come for 10 s of media time.
   void watchKeyFrames(const InputMessage& message);
+  /// Why messages are still queued at the end, for the summary.
   std::string reasonOfWaiting() const;
 
   Recording& recording_;
@@ -80,6 +88,7 @@ class RecordSession {
   SessionOptions options_;
   RecordAccount account_;
   QueueLimit limit_;
+  /// The input is a tag stream, which is recorded without additions where that is possible.
   bool isVerbatim_ = false;
   bool headIsMissing_ = false;
   bool hasKeyFrame_ = false;
@@ -87,6 +96,7 @@ class RecordSession {
   bool hasWarnedOfVideo_ = false;
   /// Time of the last key frame, or of the first message that needed one.
   std::optional<std::uint32_t> noKeyFrameSinceMs_;
+  /// What moveTime() adds to each time, modulo 2^32; nothing before the first message.
   std::optional<std::uint32_t> distanceMs_;
   /// The module's error message, if the last fragment could not be written.
   std::string writeFailure_;

@@ -42,6 +42,7 @@ Tally RecordSummary::lost() const {
 }
 
 std::uint32_t RecordSummary::lostMs() const {
+  // Without a lost message a difference of the spans is rounding.
   if (lost().messages == 0) return 0;
   // What was left out as asked is in no file either.
   if (account.leftOut.messages != 0) return account.lostMs;
@@ -57,9 +58,11 @@ std::string RecordSummary::reason() const {
 }
 
 ExitStatus RecordSummary::status() const {
+  // First: a supervisor restarts the command by this status, whatever is missing.
   if (inputFailure) return ExitStatus::kFailed;
   if (!stored.unread.empty()) return ExitStatus::kIncomplete;
   const std::uint64_t missing = lost().messages;
+  // Refused messages have another status, since the rest of the recording is as it should be.
   const bool onlyRefused = missing != 0 && missing == account.refused.messages && stored.unfinished.empty();
   if (!reason().empty() && !(onlyRefused && stored.hasFragments)) return ExitStatus::kIncomplete;
   return missing != 0 || errors != 0 ? ExitStatus::kFlawed : ExitStatus::kOk;

@@ -11,30 +11,33 @@
 
 namespace host {
 
-/// What has come of a recording: what was received, what of it the files hold, and what is lost. The files decide: the
-/// session's own account gives reasons, and what no file tells.
+/// The result of a recording: what was received, how much of it the files contain, and what is lost. The files decide
+/// how much is stored. The session's account gives the reasons, and the counts that no file has.
 struct RecordSummary {
   RecordAccount account;
   StoredPart stored;
-  /// The module's errors, also those behind which nothing is missing.
+  /// Number of lines that the module logged as errors, including those after which nothing is missing.
   std::uint64_t errors = 0;
   std::string firstError;
   /// Why the input could not be read to its end.
   std::optional<std::string> inputFailure;
 
-  /// Adds what came of the next recording of the same input.
+  /// Adds the summary of the next recording that was made from the same input.
   RecordSummary& operator+=(const RecordSummary& next);
 
+  /// Received, and neither stored nor left out at the user's request.
   Tally lost() const;
+  /// Media time without any stored message, in ms.
   std::uint32_t lostMs() const;
-  /// Why something is missing; empty where nothing is.
+  /// Why something is missing; empty if nothing is.
   std::string reason() const;
+  /// kOk only if all that was received is in the files and they are finished.
   ExitStatus status() const;
 };
 
-/// For the user, in one line.
+/// For the user, in one line. Without a line end. Scripts read the same numbers from summaryJson().
 std::string summaryLine(const RecordSummary& summary);
-/// The members of the document that the command prints.
+/// The members of the document that the command prints. docs/json.md describes them.
 Json summaryJson(const RecordSummary& summary);
 
 }  // namespace host

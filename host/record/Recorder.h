@@ -22,6 +22,8 @@
 namespace host {
 
 /// Makes one recording from an input, from opening it to its end. Keeps references to all arguments, which outlive it.
+/// For one recording; the next one, after a change of codecs, gets another object. The module's adaptor is made in the
+/// constructor and lives as long.
 class Recorder {
  public:
   /// This process must hold the lock of `place` (HeldPlace).
@@ -35,9 +37,13 @@ class Recorder {
  private:
   std::unique_ptr<ReplacedRecording> prepare(OpenMode mode);
   void prepareInput(CodecChanges& input);
+  /// The part while the module has the recording open. `old` is the recording that an --overwrite moved aside, or null;
+  /// it is removed as soon as the new one has a bootstrap.
   RecordSummary run(Recording& recording, StreamFollower& follower, CodecChanges& input,
                     const std::optional<RecordingEnd>& end, ReplacedRecording* old);
+  /// An append begins at the recording's end, unless the input keeps its times.
   SessionOptions sessionOptions(const std::optional<RecordingEnd>& end) const;
+  /// Counts what this call stored. Never throws for files that cannot be read: the result says so.
   StoredPart readStored(const std::optional<RecordingEnd>& end) const;
 
   const RecordOptions& options_;

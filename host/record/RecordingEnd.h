@@ -18,6 +18,7 @@ struct RecordingEnd {
   std::uint32_t lastFragment = 0;
   /// The base time of the recording, in ms.
   std::uint32_t baseMs = 0;
+  /// Of the last segment: an append must have the same codecs.
   TrackCodecs codecs;
 };
 

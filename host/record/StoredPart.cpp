@@ -33,6 +33,7 @@ class PartReader {
     part_.hasFragments = !content.segments.empty();
     if (part_.hasFragments && !content.stopped) part_.unfinished = "the bootstrap has no end mark";
     for (const RecordedSegment& segment : content.segments) {
+      // Also without a new fragment: its table says whether the recording was finished.
       const bool isLast = &segment == &content.segments.back();
       if (isLast || segment.fragments.back().fragment > lastFragment_) readSegment(segment);
     }
@@ -71,6 +72,7 @@ class PartReader {
     const std::vector<StoredSample>& tags = hint->samples;
     for (const TrackFragment& track : fragment.tracks) {
       if (track.trackId == hintId) continue;
+      // Both lists are in the order of the file, so one pass finds the tag around each sample.
       auto tag = tags.begin();
       for (const StoredSample& sample : track.samples) {
         while (tag != tags.end() && tag->offset + tag->size <= sample.offset) ++tag;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "host/OutputDirectory.h"
@@ -9,7 +8,8 @@
 
 namespace host {
 
-/// What one call of `k2r record` stored, counted in the files of the recording.
+/// What one call of `k2r record` stored, counted in the files of the recording. RecordSummary compares it with what the
+/// session counted.
 struct StoredPart {
   /// Without the codec configurations that the recorder adds. In a protected recording the bytes are those in the
   /// segments: cipher text and filter headers.
@@ -39,7 +39,7 @@ struct StoredPart {
 };
 
 /// Counts the messages in all fragments with a number above `lastFragment` that bootstrap and index name. Reads boxes
-/// only, no samples. Throws CommandError if a file cannot be read.
+/// only, no samples. Throws CommandError if a file cannot be read. `lastFragment` is 0 for a new recording.
 StoredPart readStoredPart(const OutputDirectory& place, std::uint32_t lastFragment);
 
 }  // namespace host

@@ -49,6 +49,7 @@ Reception StreamFollower::judge(const InputMessage& message) {
 std::optional<InputMessage> StreamFollower::headFor(const InputMessage& message, bool keepsLeadIn) {
   const std::uint32_t offLineMs = message.timeMs % model_.fragmentDuration();
   const std::uint32_t lineMs = message.timeMs - offLineMs;
+  // Before the first line of an append a message could not be stored at all.
   if (!model_.isFresh() || lineMs < firstLineMs_ || isMadeUp(message)) return std::nullopt;
   if (keepsLeadIn && !announced_.empty() && kindOf(message) != SampleKind::Video) {
     learnPayload({.type = ruvo::k2rpkgutil::kVideoTag, .timeMs = lineMs, .data = announced_}, SampleKind::Video);
@@ -130,6 +131,7 @@ void StreamFollower::learnPayload(const InputMessage& message, SampleKind kind) 
       interFrame_ = picture(kInterFrame, first);
       break;
     case SampleKind::Audio:
+      // The packet type 1: with 0 AAC data would be taken for a configuration.
       payload = {first, std::byte{1}};
       break;
     case SampleKind::Data:

@@ -18,8 +18,8 @@ namespace host {
 /// kMadeUpBit in their type, belong to an existing track, and are never stored.
 ///
 ///     switch (follower.judge(message)) ...           for every message, in order
-///     if (auto head = follower.headFor(message, true)) record(*head), follower.take(*head, answer);
-///     record(message); follower.take(message, answer);
+///     if (auto head = follower.headFor(message, true)) follower.take(*head, record(*head));
+///     follower.take(message, record(message));
 ///     for (message : follower.closing()) ...         once, before the stop
 ///
 /// Made-up messages are views of data of this object and must not outlive it. Belongs to the thread that records the
@@ -58,7 +58,10 @@ class StreamFollower {
   /// A made-up message of this kind. Its payload must be known.
   InputMessage madeUp(ruvo::k2r::SampleKind kind, std::uint64_t timeMs) const;
   InputMessage madeUpInterFrame(std::uint64_t timeMs) const;
+  /// Keeps data of which made-up messages of that kind can be made: the module checks codec and packet type of them,
+  /// too.
   void learnPayload(const InputMessage& message, ruvo::k2r::SampleKind kind);
+  /// The sequences of made-up messages that closing() tries, the least intrusive first.
   std::vector<std::vector<InputMessage>> candidates() const;
 
   MessageCheck check_;

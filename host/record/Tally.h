@@ -18,6 +18,7 @@ struct Tally {
     bytes += other.bytes;
     return *this;
   }
+  /// `other` must be a part of this: the numbers are unsigned.
   Tally& operator-=(const Tally& other) {
     messages -= other.messages;
     bytes -= other.bytes;

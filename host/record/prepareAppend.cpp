@@ -54,6 +54,7 @@ void prepareAppend(const OutputDirectory& place, bool force, Log& log) {
     requireUndamaged(directory, force, log);
     return;
   }
+  // The recording may be the one that an interrupted --overwrite moved aside; a new one would hide it.
   requireNothingAside(place);
   if (!directory.empty()) takeUpBeginning(place, directory);
 }

@@ -39,7 +39,8 @@ Exit status:
   6  finished, but some of what was received is not in the recording, or its
      files could not be finished)";
 
-/// What the command line has in another form than the recording's options.
+/// What the command line has in another form than the recording's options. They are combined when all of them are
+/// known.
 struct Flags {
   bool append = false;
   bool overwrite = false;
@@ -50,11 +51,13 @@ struct Flags {
 };
 
 ProgressStyle progressStyle(const Flags& flags) {
+  // In a file or a pipe a line that is rewritten would be one endless line.
   const bool terminal = ::isatty(STDERR_FILENO) != 0;
   if (flags.quiet || !(flags.progress || terminal)) return ProgressStyle::kNone;
   return terminal ? ProgressStyle::kTerminal : ProgressStyle::kLines;
 }
 
+/// The parser has refused both at once.
 OpenMode openMode(const Flags& flags) {
   if (flags.overwrite) return OpenMode::kOverwrite;
   return flags.append ? OpenMode::kAppend : OpenMode::kNew;
@@ -179,7 +182,7 @@ Options reportOptions(RecordOptions& options, Flags& flags) {
           {.name = "--json", .take = turnOn(options.json), .text = "Print the outcome as one JSON document."}};
 }
 
-/// Translates what the command line has in words of its own.
+/// Translates the words of the command line.
 ExitStatus run(RecordOptions& options, const Flags& flags) {
   options.mode = openMode(flags);
   options.durability = flags.durability == "process" ? Durability::kProcess : Durability::kDevice;

@@ -43,6 +43,7 @@ std::vector<std::byte> audioHeader(const Track& track) {
   const FourCC format = clearFormat(track);
   if (format != "mp4a"_4cc) return byteOf(kAudioTag, format, 4);
   qvs::util::ByteWriter out;
+  // The low four bits have no meaning for AAC; servers send these.
   out.u8(kAacAudio << 4 | 0x0F);
   out.u8(kSequenceHeader);
   out.bytes(findAacConfig(qvs::util::ByteBuffer(track.descriptions.front()->codecHeader)));

@@ -63,10 +63,7 @@ Command repairCommand() {
   const auto options = std::make_shared<Options>();
   return {.name = "repair",
           .text = "Finish a recording that was interrupted.",
-          .options = {{.name = "DIR",
-                       .take = storeIn(options->directory),
-                       .text = "Directory of the recording.",
-                       .required = true},
+          .options = {recordingArgument(options->directory),
                       {.name = "--config",
                        .value = "FILE",
                        .take = storeIn(options->settingsFile),

@@ -10,7 +10,6 @@
 #include "host/OpenContext.h"
 #include "host/OutputDirectory.h"
 #include "host/Recording.h"
-#include "host/Settings.h"
 #include "host/StreamContext.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/repair/firstFragment.h"
@@ -57,6 +56,14 @@ bool hasFragments(const OutputDirectory& place) {
   return directory.hasBootstrap || (!directory.empty() && verifyRecording(place.native()).fragments != 0);
 }
 
+/// Verifies what a repair left. If that is nothing, because no fragment was complete, the result has only a name.
+Verification verifyRemainder(const OutputDirectory& place) {
+  if (!readRecordingDirectory(place.native()).empty()) return verifyRecording(place.native());
+  Verification nothing;
+  nothing.recording = place.stem();
+  return nothing;
+}
+
 }  // namespace
 
 Repair repairRecording(const std::string& path, const Settings& settings, Log& log) {
@@ -79,13 +86,7 @@ Repair repairRecording(const std::string& path, const Settings& settings, Log& l
   if (repair.outcome == Repair::Outcome::kRefused || (whole && (found.stopped || found.fragments == 0))) return repair;
 
   repair.outcome = finish(place, found.fragments != 0, settings, log);
-  // There is nothing left to verify.
-  if (readRecordingDirectory(place.native()).empty()) {
-    repair.verification = {};
-    repair.verification.recording = place.stem();
-  } else {
-    repair.verification = verifyRecording(place.native());
-  }
+  repair.verification = verifyRemainder(place);
   return repair;
 }
 

@@ -4,7 +4,6 @@
 
 #include "host/Log.h"
 #include "host/Settings.h"
-#include "host/errors.h"
 #include "host/verify/verifyRecording.h"
 
 namespace host {

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -230,6 +229,8 @@ Bytes clearTag(FileView& file, const TagContent& tag, krvo::encryption::SampleDe
   return bytes;
 }
 
+/// The container library writes the boxes around the clear tags, as it would have done in the clear. Recording them
+/// again would give other fragments, since these depend on settings that are not stored.
 std::map<std::uint64_t, std::uint64_t> writeClearSegment(const std::string& from, const std::string& to,
                                                          const std::set<std::uint64_t>& positions,
                                                          krvo::encryption::SampleDecipher& decipher) {

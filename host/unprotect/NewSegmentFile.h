@@ -21,6 +21,7 @@ class NewSegmentFile final : public krvo::k2m::IOStream {
   void open() override {}
   /// The library's; the file stays open until close(end).
   void close() override {}
+  /// A failed operation leaves the stream failed; close(end) reports it.
   std::uint64_t read(void* buffer, std::uint64_t count) override;
   void seek(std::int64_t offset, std::uint32_t mode) override;
   std::uint64_t tell() override;

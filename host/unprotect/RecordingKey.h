@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "host/files/RecordingDirectory.h"
 #include "platform/encryption/krvo_unprotect.h"
 
@@ -9,6 +7,7 @@ namespace host {
 
 /// The content key of a recording, and the signed metadata from which it was taken.
 struct RecordingKey {
+  /// 16 bytes; wiped when it goes.
   krvo::encryption::Secret key;
   krvo::encryption::SignedMetadata metadata;
 };

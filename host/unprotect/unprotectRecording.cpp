@@ -11,7 +11,6 @@
 #include <set>
 
 #include "host/OutputDirectory.h"
-#include "host/errors.h"
 #include "host/files/RecordedSegments.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/files/smallFiles.h"
@@ -146,20 +145,23 @@ class Unprotection {
   krvo::encryption::SampleDecipher& decipher_;
 };
 
+/// Throws CommandError with the file's name, also for what is no private key. The text in memory is erased.
+auto readLicenseServerKey(const std::string& path) {
+  try {
+    auto content = platform::os::readFile(path, kMaxKeyFile, platform::os::FileKind::kAny);
+    if (!content) throw CommandError(fmt::format("'{}' cannot be read", path));
+    return krvo::encryption::readPrivateKey(krvo::encryption::Secret(*std::move(content)).bytes());
+  } catch (const krvo::encryption::UnprotectError& error) {
+    throw CommandError(fmt::format("'{}': {}", path, error.what()));
+  }
+}
+
 }  // namespace
 
 ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log) {
   // Before any secret is in memory.
   platform::os::makeNoDumps();
-  const auto licenseServerKey = [&] {
-    try {
-      auto content = platform::os::readFile(options.keyFile, kMaxKeyFile, platform::os::FileKind::kAny);
-      if (!content) throw CommandError(fmt::format("'{}' cannot be read", options.keyFile));
-      return krvo::encryption::readPrivateKey(krvo::encryption::Secret(*std::move(content)).bytes());
-    } catch (const krvo::encryption::UnprotectError& error) {
-      throw CommandError(fmt::format("'{}': {}", options.keyFile, error.what()));
-    }
-  }();
+  const auto licenseServerKey = readLicenseServerKey(options.keyFile);
   const OutputDirectory place(options.output);
   warnOfInterruptedOverwrite(options.directory, log);
   const RecordingDirectory from = readRecordingDirectory(options.directory);

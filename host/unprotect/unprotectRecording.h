@@ -16,7 +16,8 @@ struct UnprotectOptions {
 
 /// Writes the clear recording of a protected one into a new directory. Throws CommandError if that fails; nothing is
 /// left of the new one then. If the recording has damage besides its protection, so has the new one: the log gets a
-/// warning, and the result is kFlawed.
+/// warning, and the result is kFlawed. Only the owner can read the new files. The key file is read once; the process
+/// makes no core dump from then on.
 ExitStatus unprotectRecording(const UnprotectOptions& options, Log& log);
 
 }  // namespace host

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <utility>
-
 namespace host {
 
 void Findings::add(Finding finding) {

@@ -12,6 +12,7 @@
 
 namespace host {
 
+/// In rising order, so that they can be compared.
 enum class Severity {
   /// Information for the user; nothing is wrong.
   kNote,
@@ -22,12 +23,14 @@ enum class Severity {
   kDamage,
 };
 
+/// docs/json.md has its form in the document.
 struct Finding {
   Severity severity = Severity::kNote;
   /// Name in the directory.
   std::string file;
   /// In bytes; nothing if the finding concerns the whole file.
   std::optional<std::uint64_t> offset;
+  /// One sentence without a line end, without the file's name.
   std::string text;
 };
 
@@ -37,6 +40,7 @@ class Findings {
  public:
   static constexpr std::size_t kMaxKept = 1000;
 
+  /// Never throws for their number: beyond `kMaxKept` only the count rises.
   void add(Finding finding);
   const std::vector<Finding>& kept() const { return kept_; }
   std::uint64_t count(Severity severity) const { return counts_[static_cast<std::size_t>(severity)]; }
@@ -48,7 +52,7 @@ class Findings {
   std::array<std::uint64_t, 3> counts_{};
 };
 
-/// Adds findings about one file to `findings`, which outlives it.
+/// Adds findings about one file to `findings`, which outlives it. Copying it is cheap; a copy keeps the limit.
 class FileFindings {
  public:
   FileFindings(Findings& findings, std::string file) : findings_(&findings), file_(std::move(file)) {}
@@ -56,7 +60,8 @@ class FileFindings {
   const std::string& file() const { return file_; }
   /// The same findings, for another file.
   FileFindings in(std::string file) const { return {*findings_, std::move(file)}; }
-  /// Lowers every later finding of this object to `worst`, if it is graver.
+  /// Lowers every later finding of this object to `worst`, if it is graver. For a file that a running recorder may be
+  /// writing: what looks damaged may only be unfinished.
   void limit(Severity worst) { worst_ = worst; }
   void add(Severity severity, std::optional<std::uint64_t> offset, std::string text) const {
     findings_->add({std::min(severity, worst_), file_, offset, std::move(text)});

@@ -13,10 +13,12 @@
 namespace host {
 
 /// Compares consecutive fragments of a recording: their index entries, the bootstraps in them and the times of their
-/// tags. The fragments of all segments form one chain, in the order of their positions.
+/// tags. The fragments of all segments form one chain, in the order of their positions. What is reported once is not
+/// reported again for the next link: each link has the corrected values.
 class FragmentChain {
  public:
   struct Link {
+    /// The fragment as index and tags describe it together.
     HistoryStep step;
     /// The bootstrap in the fragment; the expected one if it differed, so that one error is reported once.
     ruvo::k2r::BootstrapInfo bootstrap;
@@ -28,7 +30,8 @@ class FragmentChain {
   /// Adds the fragment that `entry` of `index` names. Corrects number and time of the entry in `index` if the fragment
   /// contradicts them, after reporting the difference.
   void add(const FileFindings& segment, IndexFile& index, std::size_t entry, const FragmentContent& content);
-  /// Makes the next fragment the successor of `last`. Both links are trusted as they are.
+  /// Makes the next fragment the successor of `last`. Both links are trusted as they are. For quickLook(), which begins
+  /// in the middle of a recording.
   void resume(std::optional<Link> beforeLast, Link last) {
     beforeLast_ = std::move(beforeLast);
     last_ = std::move(last);
@@ -42,9 +45,12 @@ class FragmentChain {
   const Link* beforeLast() const { return beforeLast_ ? &*beforeLast_ : nullptr; }
 
  private:
+  /// Compares the number in the index with the one that the fragment's bootstrap ends with.
   void checkNumber(IndexFile& index, std::size_t entry, const FragmentContent& content) const;
+  /// Compares the time in the index with the bootstrap's, which says when the fragment begins.
   void checkTime(const FileFindings& segment, IndexFile& index, std::size_t entry,
                  const FragmentContent& content) const;
+  /// Checks that no tag is older than the fragment may have.
   void checkTagTimes(const FileFindings& segment, const FragmentContent& content,
                      const ruvo::k2r::AfraEntry& entry) const;
   void checkStart(const FileFindings& segment, const FragmentContent& content, const HistoryStep& step) const;
@@ -55,6 +61,7 @@ class FragmentChain {
 
   std::optional<Link> last_;
   std::optional<Link> beforeLast_;
+  /// Set by breakOff() until the next fragment was added.
   bool broken_ = false;
 };
 

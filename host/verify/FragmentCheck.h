@@ -15,10 +15,12 @@
 
 namespace host {
 
-/// What the checks of all fragments of a segment share. `file` and `bases` outlive it.
+/// What the checks of all fragments of a segment share. `file` and `bases` outlive it. Made anew for each segment,
+/// except `bases`.
 struct SegmentContext {
   FileView& file;
   FileFindings out;
+  /// From the `moov`; without tracks if that cannot be read, and then samples are not checked.
   krvo::container::Movie movie;
   BaseTimes& bases;
   /// By track id: the decode time, in ms, of the track's last sample in the previous fragment. Nothing if that fragment
@@ -38,7 +40,9 @@ struct FragmentContent {
 };
 
 /// Checks one fragment by itself: each box is well formed, the tags are contiguous, each track has exactly the samples
-/// that the tags produce, and the entries of `afra` point to the right tags. Updates `segment.lastTimes`.
+/// that the tags produce, and the entries of `afra` point to the right tags. Updates `segment.lastTimes`. Never throws
+/// for what is in the file: each fault is a finding in `segment.out`, and what cannot be read is missing in the result.
+/// Throws what reading the file throws.
 FragmentContent checkFragment(SegmentContext& segment, const krvo::container::FragmentBoxes& boxes);
 
 }  // namespace host

@@ -8,7 +8,6 @@
 #include "host/files/Malformed.h"
 #include "host/files/imageFields.h"
 #include "host/files/smallFiles.h"
-#include "host/verify/bootstrapHistory.h"
 
 namespace host {
 namespace {

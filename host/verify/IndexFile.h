@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 #include <set>
-#include <string>
 #include <vector>
 
 #include "fragmentation/AfraIndex.h"
@@ -15,7 +14,8 @@
 namespace host {
 
 /// The index file (`.k2i`) of a segment. If an entry contradicts the rest of the recording, the difference is reported
-/// and the entry corrected in memory, so that one wrong number is one finding.
+/// and the entry corrected in memory, so that one wrong number is one finding. Entries must not be added or removed:
+/// subscripts and offsets in the file go by their order.
 class IndexFile {
  public:
   /// Parses `bytes` and checks what needs no other file: its form, numbers that rise by one, the segment number, fixed
@@ -33,7 +33,8 @@ class IndexFile {
   void correctNumber(std::size_t entry, std::uint32_t number);
   /// Checks that the numbers rise by one. The numbers of entries with a position must have been corrected before.
   void checkSequence();
-  /// The positions of all entries that have one.
+  /// The positions of all entries that have one. Offsets in the segment file. Entries without a position are numbers
+  /// without a fragment.
   std::set<std::uint64_t> positions() const;
   /// Subscript of the last entry with a position, or nothing.
   std::optional<std::size_t> lastWritten() const;
@@ -43,8 +44,11 @@ class IndexFile {
   void checkSkippedTimes(const ruvo::k2r::BootstrapInfo& bootstrap) const;
 
  private:
+  /// Compares the bytes with those that the module writes for the same entries.
   void checkForm(const std::vector<std::byte>& bytes);
+  /// Finds the numbers that most entries agree on, and corrects the others.
   void checkNumbers();
+  /// Each entry must name the segment whose index this is.
   void checkSegment(std::uint32_t segment);
   void checkSkippedTime(std::size_t entry, const FragmentRuns& runs) const;
 

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 #include "fragmentation/BootstrapInfo.h"
 #include "host/files/RecordingDirectory.h"
@@ -18,11 +17,14 @@ namespace host {
 struct RecordingContext {
   const RecordingDirectory& directory;
   Findings& findings;
+  /// Compared over all segments, since a recording has one base time.
   BaseTimes bases;
+  /// Runs across segments, since the numbers do.
   FragmentChain chain;
   /// The tracks of the first segment with a readable header.
   krvo::container::Movie movie;
 
+  /// The findings of one file of the recording.
   FileFindings in(const std::string& file) const { return {findings, file}; }
 };
 
@@ -39,6 +41,7 @@ struct SegmentRole {
   Severity leftover = Severity::kDamage;
 };
 
+/// Times are those of the tags, in ms.
 struct SegmentResult {
   /// Nothing if it is missing or cannot be read.
   std::optional<IndexFile> index;
@@ -52,7 +55,8 @@ struct SegmentResult {
 };
 
 /// Checks the segment file `number` and its index, of which at least one exists. Adds the fragments to
-/// `recording.chain`, so segments must be checked in rising order.
+/// `recording.chain`, so segments must be checked in rising order. Reads one fragment at a time. Never throws for what
+/// the files contain.
 SegmentResult checkSegment(RecordingContext& recording, std::uint32_t number, SegmentRole role);
 
 }  // namespace host

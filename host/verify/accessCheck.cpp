@@ -6,7 +6,6 @@
 #include "host/files/smallFiles.h"
 #include "host/files/tracks.h"
 #include "host/verify/tagCheck.h"
-#include "platform/container/reading/RandomAccessTable.h"
 #include "platform/container/reading/SegmentError.h"
 #include "util/bytes.h"
 

@@ -7,7 +7,8 @@
 namespace host {
 
 /// Compares the entries of a fragment's `afra` with its tags. Each entry must point to the start of a tag at which a
-/// decoder can start, and have its time; no tag for which every recorder writes an entry may be without one.
+/// decoder can start, and have its time; no tag for which every recorder writes an entry may be without one. Times are
+/// in ms since the recording's base time, offsets count from the start of the `afra`.
 void checkAccessEntries(const SegmentContext& segment, const FragmentContent& content,
                         const ruvo::k2r::AfraIndex& afra);
 

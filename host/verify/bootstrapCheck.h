@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "fragmentation/BootstrapInfo.h"
-#include "host/verify/FragmentChain.h"
 #include "host/verify/SegmentCheck.h"
 
 namespace host {
@@ -22,7 +21,8 @@ struct RecordingContent {
   std::vector<Segment> segments;
 };
 
-/// Compares the bootstrap file with the bootstraps in the last two fragments.
+/// Compares the bootstrap file with the bootstraps in the last two fragments. Uses recording.chain, so all segments
+/// must have been checked before.
 void checkAgainstFragments(const RecordingContext& recording, const RecordingContent& content);
 
 /// Compares the indexes of all segments with the run tables: a number with data must have a position, one without data

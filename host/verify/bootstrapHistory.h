@@ -17,6 +17,7 @@ namespace host {
 
 using FragmentRuns = std::vector<ruvo::k2r::FragmentRunEntry>;
 
+/// The first table of each kind; recordings have one. Empty if there is none. The result lives as long as `info`.
 const FragmentRuns& fragmentRuns(const ruvo::k2r::BootstrapInfo& info);
 const std::vector<ruvo::k2r::SegmentRunEntry>& segmentRuns(const ruvo::k2r::BootstrapInfo& info);
 /// How many fragment numbers the segment runs count, in all segments.

@@ -154,8 +154,8 @@ void correctTagTimes(const SegmentContext& segment, const std::vector<StoredSamp
     const auto before = i == 0 ? segment.bases.base() : base(i - 1);
     if (!before || base(i) == *before) continue;
     const bool isLast = i + 1 == count;
-    // The last tag has no successor. Its sample repeats the duration of the one before it, so if that holds, the
-    // sample's time is sound and the tag's is not.
+    // The last tag has no successor. A recorder gives its sample the duration of the one before. If the two are equal,
+    // the time of the sample is right, and that of the tag is wrong.
     const bool restAgrees = isLast ? i > 0 && hints[i].duration == hints[i - 1].duration : base(i + 1) == *before;
     if (!restAgrees) continue;
     const std::uint32_t time = *before + static_cast<std::uint32_t>(hints[i].decodeTime);

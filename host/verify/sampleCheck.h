@@ -10,13 +10,15 @@ namespace host {
 struct ExpectedSample {
   /// Timestamp of the tag, in ms.
   std::uint32_t timestamp = 0;
+  /// In the file; of the sample's data in a media track, of the whole tag in the hint track.
   std::uint64_t offset = 0;
   std::uint32_t size = 0;
   std::int32_t compositionOffset = 0;
   bool sync = false;
 };
 
-/// The samples of `track` that follow from the tags of a fragment, in the order of the tags.
+/// The samples of `track` that follow from the tags of a fragment, in the order of the tags. Tags that are only a codec
+/// header produce none in a media track.
 std::vector<ExpectedSample> expectSamples(const krvo::container::Track& track, const std::vector<TagContent>& tags);
 
 /// Reports and corrects the time of a tag if the tags before and after it agree with their hint samples (`hints`) on

@@ -8,7 +8,8 @@
 namespace host {
 
 /// Checks `ftyp` and `moov` of a segment, if they exist, and returns the content of `moov`; without tracks if it cannot
-/// be read.
+/// be read. The bytes are compared with the header that a recorder writes for the same tracks, so boxes that nothing
+/// reads are checked, too.
 krvo::container::Movie checkHeader(FileView& file, const SegmentMap& map, const FileFindings& out);
 
 /// Checks that `movie` has the same tracks as `first`, as all segments of a recording must. `moov` is the offset of the

@@ -21,7 +21,8 @@ std::vector<TagContent> checkTags(const SegmentContext& segment, const krvo::con
 /// Checks that each tag is of a known kind and has its fixed fields, and that each configuration is that of its track.
 void checkTagContents(const SegmentContext& segment, const std::vector<TagContent>& tags);
 
-/// Checks that the times of tags do not fall.
+/// Checks that the times of tags do not fall. Equal times are allowed: the recorder lifts a time that falls to the one
+/// before.
 void checkTagOrder(const SegmentContext& segment, const std::vector<TagContent>& tags);
 
 }  // namespace host

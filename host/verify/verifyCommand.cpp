@@ -54,10 +54,7 @@ Command verifyCommand() {
   const auto options = std::make_shared<Options>();
   return {.name = "verify",
           .text = "Check whether a recording is whole.",
-          .options = {{.name = "DIR",
-                       .take = storeIn(options->directory),
-                       .text = "Directory of the recording.",
-                       .required = true},
+          .options = {recordingArgument(options->directory),
                       {.name = "--json",
                        .take = turnOn(options->json),
                        .text = "Print one JSON document instead of lines."}},

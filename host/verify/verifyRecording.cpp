@@ -126,7 +126,7 @@ class RecordingChecker {
 
   /// Judges a recording without a bootstrap. The first fragment is written before index and bootstrap, so up to one
   /// fragment an interruption explains it, and an append begins anew. If the bootstrap cannot be written, the segment
-  /// goes on, and the index keeps to its first fragment.
+  /// continues, and the index keeps its first fragment only.
   void judgeMissingBootstrap() const {
     if (recording_.directory.hasBootstrap || nothingRecorded()) return;
     const bool hasOneFragment =

@@ -23,12 +23,14 @@ struct Verification {
   std::optional<std::uint32_t> firstTime;
   std::optional<std::uint32_t> lastTime;
 
+  /// kDamaged, kRepairable or kOk, by the gravest finding.
   ExitStatus status() const;
 };
 
 /// Checks the recording in the directory `path`: each file by itself, and all against each other. Changes nothing,
 /// takes no lock, and may run during a recording. Throws CommandError if there is no recording or the directory cannot
-/// be read.
+/// be read. Reads all boxes and tag headers, but no samples beyond their first bytes. For a running recording, what the
+/// recorder may be writing at the moment is no damage.
 Verification verifyRecording(const std::string& path);
 
 }  // namespace host

@@ -9,7 +9,7 @@ namespace host {
 
 /// One line for each finding that was kept, then a summary line.
 std::string textReport(const Verification& verification);
-/// The members of the document that the command prints.
+/// The members of the document that the command prints. docs/json.md describes them.
 Json jsonReport(const Verification& verification);
 
 }  // namespace host

@@ -20,7 +20,7 @@ struct RunPlan {
   /// Of the box: kTrun... in reading/fragmentFlags.h.
   std::uint32_t flags = 0;
 
-  /// Bytes of the box.
+  /// Bytes of the box. 8 bytes of header, version and flags, the count, then the fields that `flags` announces.
   std::uint64_t size() const;
 };
 
@@ -30,9 +30,12 @@ using LastTimes = std::vector<std::optional<std::uint64_t>>;
 
 /// One `traf` to be written (8.8.6). A view of the fragment's samples and the plan's runs.
 struct TrafPlan {
+  /// Never null in a plan; the movie owns it.
   const Track* track = nullptr;
+  /// In decoding order. At least one.
   std::span<const Sample> samples;
   std::span<const RunPlan> runs;
+  /// kTfhd... in reading/fragmentFlags.h.
   std::uint32_t tfhdFlags = 0;
   // The values that most samples have, for the `tfhd`: a run needs a field only if one of its samples differs.
   std::uint32_t defaultDuration = 0;
@@ -53,12 +56,14 @@ struct TrafPlan {
 
 /// The boxes that a fragment gets and their sizes, so that they can be written front to back with all offsets known.
 /// Has views of the fragment and the movie, which must outlive it; keeps its lists from one fragment to the next.
+/// Belongs to one thread.
 class FragmentPlan {
  public:
   /// `before` has the times of the previous fragment and is empty for the first one. Throws std::out_of_range if a box
   /// other than `mdat` exceeds kMaxLoadedBox, or a duration its field.
   void make(const OpenFragment& fragment, const Movie& movie, const LastTimes& before);
 
+  /// In the order of the movie's tracks, without those that have no sample. Valid until the next make() or clear().
   std::span<const TrafPlan> trafs() const { return trafs_; }
   // Bytes of each box.
   std::uint32_t afraSize() const { return afraSize_; }
@@ -66,6 +71,7 @@ class FragmentPlan {
   std::uint32_t moofSize() const { return moofSize_; }
   /// With the header.
   std::uint64_t mdatSize() const { return mdatSize_; }
+  /// All four boxes with the tags: the distance to the next fragment.
   std::uint64_t size() const { return boxesSize() + tagBytes_; }
 
   /// Bytes from the start of the `afra` to the `moof`.
@@ -81,7 +87,9 @@ class FragmentPlan {
   void clear() noexcept;
 
  private:
+  /// Chooses the defaults of the `traf`, and splits its samples into runs.
   void planTrack(const Track& track, std::span<const Sample> samples, std::optional<std::uint64_t> timeBefore);
+  /// The longest run that begins with the sample `first`.
   RunPlan planRun(const TrafPlan& traf, std::size_t first) const;
 
   std::vector<TrafPlan> trafs_;
@@ -90,6 +98,7 @@ class FragmentPlan {
   std::uint32_t abstSize_ = 0;
   std::uint32_t moofSize_ = 0;
   std::uint64_t mdatSize_ = 0;
+  /// The payload of the `mdat`.
   std::uint64_t tagBytes_ = 0;
 };
 

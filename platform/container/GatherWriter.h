@@ -13,6 +13,9 @@ namespace krvo::container {
 /// span. Spans from StagingBuffer::kCapacity on, and the largest of the others as far as kWriteBudget allows, are
 /// written from where they are; smaller ones are copied together into chunks of up to that capacity. Belongs to one
 /// thread.
+///
+///     gather.add(boxes); for (tag : tags) gather.add(tag.bytes());
+///     gather.write(stream, position);   // or clear(), if the fragment is dropped
 class GatherWriter {
  public:
   /// Writes of a fragment above which a span is rather copied.
@@ -38,12 +41,15 @@ class GatherWriter {
     bool direct = false;
   };
 
+  /// Sets `direct` of each span. Copying costs time in proportion to the bytes, a write a fixed time: the largest spans
+  /// gain most by a write of their own.
   void chooseDirectSpans();
   /// Writes one direct span, or several gathered ones. Returns the position after them.
   std::uint64_t writeStretch(Stream& stream, std::uint64_t position, std::span<const Span> stretch);
   /// Writes that the present choice of direct spans takes.
   std::size_t writeCount() const;
 
+  /// In the order of the file.
   std::vector<Span> spans_;
   /// Indices in `spans_` of the spans that may be written directly.
   std::vector<std::size_t> candidates_;

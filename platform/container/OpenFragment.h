@@ -20,6 +20,7 @@ struct Sample {
   std::uint32_t size = 0;
   /// In the track's timescale.
   std::int32_t compositionOffset = 0;
+  /// Decoding can start here (8.8.3.1).
   bool sync = false;
 };
 
@@ -55,13 +56,17 @@ class OpenFragment {
   /// Gives all buffers back.
   void clear() noexcept;
 
+  /// Whether begin() was called since the last clear(). An abst of no bytes is never accepted, so a fragment that has
+  /// begun has content.
   bool begun() const { return begun_; }
+  /// Without box header, version and flags, which the writer adds.
   std::span<const std::byte> abst() const { return {abst_.data(), abstLength_}; }
   std::span<const Tag> tags() const { return tags_; }
   /// Bytes of all tags.
   std::uint64_t bytes() const { return bytes_; }
   /// `track` is an index in the movie. Empty for a track without samples.
   std::span<const Sample> samplesOf(std::size_t track) const;
+  /// In the order of the tags, so their times do not fall unless those of the tags do.
   std::span<const AccessPoint> accessPoints() const { return accessPoints_; }
 
  private:
@@ -70,6 +75,7 @@ class OpenFragment {
   std::uint32_t abstLength_ = 0;
   std::vector<Tag> tags_;
   std::uint64_t bytes_ = 0;
+  /// By track index; shorter than the movie's list if the last tracks have no sample.
   std::vector<std::vector<Sample>> samples_;
   std::vector<AccessPoint> accessPoints_;
 };

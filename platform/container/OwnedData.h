@@ -9,7 +9,7 @@ namespace krvo::container {
 
 /// Bytes that a caller handed over. They are given back once, by the caller's own free function, when this is
 /// destroyed. The entries make one before they check anything else, so that a call that fails gives the bytes back,
-/// too.
+/// too. The length is not part of the record; each entry has it from another parameter. Can be moved, not copied.
 class OwnedData {
  public:
   OwnedData() = default;
@@ -31,6 +31,8 @@ class OwnedData {
     if (free_ != nullptr) free_(context_);
   }
 
+  /// Whether a record was taken over. Its pointer may be null even so: data() has to be checked for calls that
+  /// need bytes.
   bool valid() const { return valid_; }
   const std::byte* data() const { return data_; }
 

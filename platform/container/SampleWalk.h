@@ -15,6 +15,7 @@ namespace krvo::container {
 struct StoredSegment {
   explicit StoredSegment(const KrvoK2MIOStreamCallBacks& callBacks) : stream(callBacks), reader(stream) {}
 
+  /// Before the reader, which refers to it.
   Stream stream;
   SegmentReader reader;
 };
@@ -27,9 +28,11 @@ struct WalkedSample {
   StoredSample stored;
 };
 
-/// Iterates over the samples of one track, in the order of the fragments. One fragment is in memory at a time.
+/// Iterates over the samples of one track, in the order of the fragments. One fragment is in memory at a time. Boxes at
+/// the top level that are no fragment, such as `free` and `mfra`, are passed over.
 class SampleWalk {
  public:
+  /// Reads nothing yet. `track` is one of the segment's.
   SampleWalk(std::shared_ptr<StoredSegment> segment, std::shared_ptr<const Track> track);
 
   /// Nothing after the last one. Throws SegmentError for a malformed box or fragment; the walk then stays before it.
@@ -43,6 +46,7 @@ class SampleWalk {
   std::shared_ptr<const Track> track_;
   /// Offset in the file of the next box at the top level.
   std::uint64_t offset_;
+  /// The track's samples in the last fragment that was read, and the next one to return.
   TrackFragment fragment_;
   std::size_t next_ = 0;
 };

@@ -1,7 +1,6 @@
 #include "platform/container/SegmentWriter.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "platform/container/fragmentBoxes.h"

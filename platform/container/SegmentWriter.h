@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
 
 #include "platform/container/FragmentPlan.h"
 #include "platform/container/GatherWriter.h"
@@ -19,9 +18,11 @@ namespace krvo::container {
 /// one.
 struct SegmentState {
   Movie movie;
+  /// Whether the file has a `moov`. No track or description can be added then.
   bool headerWritten = false;
   /// Offset of the end of the last whole fragment, or of the `moov`: the next fragment begins there.
   std::uint64_t end = 0;
+  /// For the `mfhd` (8.8.5): one more than that of the last fragment.
   std::uint32_t nextSequenceNumber = 1;
   /// From the last whole fragment; empty before the first one.
   LastTimes lastTimes = {};
@@ -46,7 +47,8 @@ class SegmentWriter {
   const Movie& movie() const { return state_.movie; }
   /// True until the first fragment is started, which writes the header.
   bool takesTracks() const { return !state_.headerWritten; }
-  /// The track becomes the last one and gets the next id.
+  /// The track becomes the last one and gets the next id. Throws StatusError once takesTracks() is false: the header
+  /// cannot be written again.
   void addTrack(const std::shared_ptr<Track>& track);
   /// Index of `track` in the movie. Throws StatusError for a track of another segment.
   std::size_t indexOf(const Track& track) const;
@@ -56,9 +58,12 @@ class SegmentWriter {
   std::uint64_t startFragment();
   /// Begins the content of the open fragment with the body of its `abst`. Content of an earlier attempt is given back.
   void beginContent(OwnedData abst, std::uint32_t length);
-  /// Adds a tag to the open fragment, after beginContent(). Without a `mediaTrack`, `media` is not used.
+  /// Adds a tag to the open fragment, after beginContent(). Without a `mediaTrack`, `media` is not used. Throws
+  /// StatusError for a track of another segment, a media track that is a hint track, or a part outside the tag; the tag
+  /// is then not in the fragment.
   void addTag(OwnedData data, const Track& hintTrack, const Track* mediaTrack, const K2MSampleInfo& info,
               const K2MMediaRange& media, bool randomAccess);
+  /// Of the stream; what is collected stays in memory.
   void flush() { stream_->flush(); }
   /// Drops the open fragment and ends the file with its `mfra`. To be called once, as the last operation.
   void finish();
@@ -66,13 +71,16 @@ class SegmentWriter {
  private:
   void writeHeader();
   void writeFragment();
+  /// The times from which the next fragment takes the duration of a single sample.
   void noteLastTimes();
   void writeTable();
   void dropFragment() noexcept;
+  /// Puts a `free` box over the bytes after the last fragment, so that no reader takes them for boxes.
   void coverLeftover();
 
   std::unique_ptr<Stream> stream_;
   SegmentState state_;
+  /// Whether startFragment() has succeeded once, and content may be added.
   bool fragmentOpen_ = false;
   OpenFragment fragment_;
   FragmentPlan plan_;

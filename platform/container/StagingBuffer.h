@@ -8,7 +8,8 @@
 namespace krvo::container {
 
 /// A block from the caller's allocator in which bytes are gathered for one write, filled from the front. Belongs to one
-/// thread; the allocator outlives it.
+/// thread; the allocator outlives it. The block is made with the first reserve() and kept from one fragment to the
+/// next, up to kRetainedBytes.
 class StagingBuffer {
  public:
   /// Bytes of the largest block.
@@ -24,8 +25,11 @@ class StagingBuffer {
   void reserve(std::size_t bytes);
   /// Copies as many of `bytes` as there is room for and returns their number.
   std::size_t append(std::span<const std::byte> bytes);
+  /// True for a buffer without a block, too.
   bool full() const { return size_ == capacity_; }
+  /// A view, valid until the next call that changes the buffer.
   std::span<const std::byte> bytes() const { return {block_, size_}; }
+  /// Keeps the block.
   void clear() { size_ = 0; }
   /// Empties the buffer, and gives a block above kRetainedBytes back.
   void trim() noexcept;

@@ -11,7 +11,8 @@ namespace krvo::container {
 /// a field out of its range.
 std::uint64_t toSeconds(const K2MDate& date);
 
-/// The inverse. A time after the year 9999, which only a damaged file has, becomes the last second of that year.
+/// The inverse. A time after the year 9999, which only a damaged file has, becomes the last second of that year. Never
+/// throws.
 K2MDate toDate(std::uint64_t seconds);
 
 }  // namespace krvo::container

@@ -1,6 +1,5 @@
 // The entries that read tracks and their descriptions, and release the handles on them.
 
-#include <algorithm>
 #include <cstring>
 
 #include "platform/container/handles.h"

@@ -1,7 +1,6 @@
 // The entries that read the samples of a segment back.
 
 #include <algorithm>
-#include <span>
 #include <utility>
 
 #include "platform/container/handles.h"
@@ -60,7 +59,7 @@ KrvoStatus KrvoK2MSampleCopyData(KrvoK2MSample* sample, void* buffer, std::uint3
   return guarded([=] {
     require(sample != nullptr && buffer != nullptr);
     const StoredSample& stored = sample->sample.stored;
-    // Not less either: the caller's buffer would have bytes that nobody filled.
+    // Not less either: the caller's buffer would have bytes that were not filled.
     require(length == stored.size);
     sample->sample.segment->stream.read(stored.offset, {static_cast<std::byte*>(buffer), length});
   });

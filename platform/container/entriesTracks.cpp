@@ -60,7 +60,7 @@ KrvoStatus KrvoK2MWriterAddTrack(KrvoK2MWriter* writer, const K2MTrackInfo* info
     checked(entries);
     require(isMediaHandler(checked(info).handlerType));
     auto made = makeTrack(*info, name);
-    // The handle is made first: if it fails, the segment has no track that nobody knows.
+    // The handle is made first: if it fails, the segment has no track without a handle.
     std::unique_ptr<KrvoK2MTrack> handle(giveHandle<KrvoK2MTrack>(made));
     segment.addTrack(made);
     *track = handle.release();

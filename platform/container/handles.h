@@ -9,14 +9,16 @@
 #include "platform/container/krvo_k2m.h"
 #include "platform/container/reading/Movie.h"
 
-// The objects behind the library's handles. Each handle that is given out is a separate object, destroyed by its
-// release. Tracks and descriptions are shared: they live as long as a handle or their segment refers to them.
+// The objects to which the library's handles point. Each handle that is given out is a separate object, destroyed by
+// its release. Tracks and descriptions are shared: they live as long as a handle or their segment refers to them.
 
 /// A view, part of its KrvoK2RWriter.
 struct KrvoK2MWriter {
   krvo::container::SegmentWriter* segment = nullptr;
 };
 
+/// Owns the writer of a segment. Destroying it without SegmentWriter::finish() leaves the file as the last fragment
+/// did.
 struct KrvoK2RWriter {
   explicit KrvoK2RWriter(std::unique_ptr<krvo::container::SegmentWriter> owned) : segment(std::move(owned)) {
     tracks.segment = segment.get();
@@ -26,6 +28,7 @@ struct KrvoK2RWriter {
   KrvoK2MWriter tracks;
 };
 
+/// The object is that of the movie, not a copy: a description that is added through one handle is there for all.
 struct KrvoK2MTrack {
   std::shared_ptr<krvo::container::Track> track;
 };
@@ -36,6 +39,8 @@ struct KrvoK2MSampleDescriptor {
   krvo::container::FourCC handler = 0;
 };
 
+/// A copy of the list, so that tracks which are added during a walk do not disturb it. `next` is the subscript of the
+/// next one.
 struct KrvoK2MTrackIterator {
   std::vector<std::shared_ptr<krvo::container::Track>> tracks;
   std::size_t next = 0;
@@ -46,6 +51,7 @@ struct KrvoK2MSampleDescriptorIterator {
   std::size_t next = 0;
 };
 
+/// Reader, iterators and samples share the segment with its stream, so they can be released in any order.
 struct KrvoK2MReader {
   std::shared_ptr<krvo::container::StoredSegment> segment;
 };
@@ -54,6 +60,7 @@ struct KrvoK2MSampleIterator {
   krvo::container::SampleWalk walk;
 };
 
+/// Without the bytes, which are read from the stream on demand.
 struct KrvoK2MSample {
   krvo::container::WalkedSample sample;
 };

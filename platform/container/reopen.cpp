@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint64_t kNoPosition = std::numeric_limits<std::uint64_t>::max();
 
 std::optional<FragmentBoxes> wholeFragmentAt(Source& source, std::uint64_t position) {
-  // A torn fragment is what a crash leaves; the search goes on to find where whole ones end.
+  // A torn fragment is what a crash leaves; the search continues, to find where whole ones end.
   try {
     return locateFragment(source, position);
   } catch (const SegmentError&) {

@@ -16,7 +16,9 @@ struct ReopenedSegment {
 
 /// Reads the header and the fragment at `position`, whose four boxes must be whole; the segment is continued after it.
 /// A position of 0 or all ones names no fragment: the last whole one is then searched for, box by box. Throws
-/// SegmentError for a file that is no segment, has no such fragment, or ends in a box without a size.
+/// SegmentError for a file that is no segment, has no such fragment, or ends in a box without a size. Writes nothing.
+/// The table of the last `mfra` is taken over; a file without one is read fragment by fragment, and has no table if one
+/// of them cannot be read.
 ReopenedSegment reopenSegment(Source& source, std::uint64_t position);
 
 }  // namespace krvo::container

@@ -22,7 +22,7 @@ bool isSync(const K2MSampleInfo& info) {
   return (info.flags & kSyncMask) == 1;
 }
 
-/// Samples of these carry composition offsets: `avc1`, and `encv` in front of an `avcC` box.
+/// Samples of these carry composition offsets: `avc1`, and `encv` before an `avcC` box.
 bool isAvc(const SampleDescription& description) {
   if (description.formatCode == "avc1"_4cc) return true;
   if (description.formatCode != "encv"_4cc || description.codecHeader.size() < 8) return false;
@@ -32,7 +32,7 @@ bool isAvc(const SampleDescription& description) {
 }
 
 /// False for an AVC message too short for its codec header. Its composition time would be read from what follows: the
-/// back pointer, or in a protected tag the filter. There the count of 1 is in the place of the codec id, so that is
+/// back pointer, or in a protected tag the filter. There the count of 1 is where the codec id would be, so that is
 /// checked.
 bool hasAvcHeader(std::span<const std::byte> tag) {
   if (tag.size() < qvs::util::kTagOverhead + kAvcHeaderSize) return false;

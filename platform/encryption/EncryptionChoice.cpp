@@ -11,7 +11,7 @@ enum Level : std::uint32_t { kKeyFrames = 0, kReferences = 1, kEveryFrame = 2 };
 
 /// Whether an audio sample is an AudioSpecificConfig (ISO/IEC 14496-3, 1.6.2.1) in one of the two forms that streams
 /// have: two bytes of a plain AAC object type, or these and three bytes that announce spectral band replication. Judged
-/// by the bytes, since the library is not told the packet type. A frame of AAC is longer or begins with other bits, so
+/// by the bytes, since the library does not get the packet type. A frame of AAC is longer or begins with other bits, so
 /// none is taken for a configuration; a longer configuration is taken for a frame, and encrypted. Throws nothing.
 bool isAacConfiguration(std::span<const std::byte> sample) {
   constexpr std::size_t kPlain = 2;

@@ -68,7 +68,7 @@ std::vector<std::byte> writeMetadataContent(std::span<const std::byte> statement
 }
 
 Secret writeContentKey(std::span<const std::byte> key, const Digest& statementDigest) {
-  // Enough that neither writer grows: a growing writer would leave a copy of the key in memory that nobody wipes.
+  // Enough that neither writer grows: a growing writer would leave a copy of the key in memory that is not wiped.
   constexpr std::size_t kEnough = 128;
   ByteWriter values;
   values.reserve(kEnough);

@@ -13,7 +13,7 @@
 namespace krvo::encryption {
 
 /// Secret bytes: kept out of the swap space and of core dumps, and wiped when the object is destroyed. It cannot be
-/// copied or grow, because either would leave bytes in memory that nobody wipes. Belongs to one thread at a time.
+/// copied or grow, because either would leave bytes in memory that is not wiped. Belongs to one thread at a time.
 class Secret {
  public:
   Secret() = default;

@@ -94,7 +94,7 @@ Credential readCredential(std::span<const std::byte> file, std::string_view pass
   const auto* at = raw(file.data());
   const Pkcs12Ptr structure(d2i_PKCS12(nullptr, &at, static_cast<long>(file.size())));
   require(structure != nullptr, kRKXBadCredential);
-  // OpenSSL would take only the part in front of a zero byte as the password.
+  // OpenSSL would take only the part before a zero byte as the password.
   require(password.find('\0') == std::string_view::npos, kRKXBadPassword);
   const Secret text = terminated(password);
   const auto* const characters = reinterpret_cast<const char*>(text.bytes().data());

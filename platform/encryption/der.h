@@ -20,11 +20,11 @@ enum class DerTag : std::uint8_t {
 /// Appends one value. Throws std::out_of_range from 2^31 bytes of content on.
 void writeDer(qvs::util::ByteWriter& out, DerTag tag, std::span<const std::byte> content);
 
-/// Reads one value of the tag and answers its content, a view. Throws qvs::util::MalformedInput for another tag, a
+/// Reads one value of the tag and returns its content, a view. Throws qvs::util::MalformedInput for another tag, a
 /// length that is not in its shortest form, and one beyond the input.
 std::span<const std::byte> readDer(qvs::util::ByteReader& in, DerTag tag);
 
-/// Reads one value of the tag and answers it whole, with tag and length.
+/// Reads one value of the tag and returns it whole, with tag and length.
 std::span<const std::byte> readWholeDer(qvs::util::ByteReader& in, std::span<const std::byte> input, DerTag tag);
 
 }  // namespace krvo::encryption

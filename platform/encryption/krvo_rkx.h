@@ -41,7 +41,7 @@ enum RKXStatusCode : RKXStatus {
   kRKXBadLicenseServerUrl = 13,
   /// A sample longer than a tag can hold.
   kRKXSampleTooLarge = 14,
-  /// OpenSSL refused for a reason that has no number of its own.
+  /// OpenSSL refused for a reason that has no number here.
   kRKXCryptographyFailed = 15,
 };
 

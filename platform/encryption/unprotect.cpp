@@ -100,6 +100,7 @@ MetadataContent readContent(std::span<const std::byte> content) {
 
 KeyPtr readPrivateKey(std::span<const std::byte> file) {
   const ErrorQueueScope errors;
+  // A prompt of OpenSSL would stop a script for ever.
   const auto refusePassword = [](char*, int, int, void*) { return -1; };
   KeyPtr key(PEM_read_bio_PrivateKey(readingBio(file).get(), nullptr, refusePassword, nullptr));
   if (!key) {

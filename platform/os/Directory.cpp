@@ -36,6 +36,7 @@ DirectoryEntry::Type typeOf(int directory, const dirent& entry) {
   struct stat status {};
   if (::fstatat(directory, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return kOther;
   if (S_ISREG(status.st_mode)) return kFile;
+  // The caller decides whether a link counts as the file to which it leads.
   const bool leadsToFile = S_ISLNK(status.st_mode) && ::fstatat(directory, entry.d_name, &status, 0) == 0;
   return leadsToFile && S_ISREG(status.st_mode) ? kLinkToFile : kOther;
 }
@@ -44,7 +45,7 @@ DirectoryListing readEntries(const Stream& stream) {
   if (!stream) return {.entries = {}, .error = lastError()};
   DirectoryListing listing;
   for (;;) {
-    errno = 0;  // readdir() returns null at the end and on failure; only errno tells them apart.
+    errno = 0;  // readdir() returns null at the end and on failure; only errno distinguishes the two.
     const dirent* const entry = ::readdir(stream.get());
     if (entry == nullptr && errno != 0) return {.entries = {}, .error = lastError()};
     if (entry == nullptr) return listing;

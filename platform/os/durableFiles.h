@@ -21,7 +21,7 @@ bool writeFile(std::string_view path, std::span<const std::byte> content) noexce
 /// entry would not be found after a loss of power.
 bool syncFile(std::string_view path) noexcept;
 
-/// Puts the file `from` in the place of `to`, in one attempt: flushes `from`, renames it, flushes the directory of
+/// Replaces the file `to` by `from`, in one attempt: flushes `from`, renames it, flushes the directory of
 /// `to`. Both are in one file system. Whoever opens `to` finds the whole old or the whole new file, also after a loss
 /// of power at any time. Returns true once the new file is on the device. After false `to` is unchanged, unless it was
 /// the last flush that failed: then it is the new file, perhaps not durably.

@@ -91,7 +91,7 @@ void InputWindow::moveTo(std::uint64_t offset, std::size_t count) {
     }
     return;
   }
-  // A caller who moves backwards asks next for the bytes in front of these, so the window ends with these.
+  // A caller who moves backwards asks next for the bytes before these, so the window ends with these.
   const bool backwards = offset < start_;
   const std::uint64_t wantedEnd = offset + count;
   restartAt(backwards ? wantedEnd - std::min<std::uint64_t>(wantedEnd, std::max(kReadAheadBytes, count)) : offset);

@@ -13,7 +13,7 @@ namespace krvo::tagstream {
 /// throws StatusError with the stream's failure, and std::bad_alloc if the allocator has no block. Belongs to one
 /// thread at a time.
 ///
-/// A stream that cannot seek (a pipe) is read front to back only: bytes in front of the window cannot be reached again,
+/// A stream that cannot seek (a pipe) is read front to back only: bytes before the window cannot be reached again,
 /// which gives kKrvoMTGPassed.
 class InputWindow {
  public:
@@ -30,7 +30,7 @@ class InputWindow {
   /// Whether the stream has `count` bytes from `offset` on. A stream that can seek is asked for its size and nothing is
   /// read; of any other the bytes are in the window afterwards.
   bool holds(std::uint64_t offset, std::size_t count);
-  /// Whether size() and offsets in front of the window may be asked for.
+  /// Whether size() and offsets before the window may be asked for.
   bool canSeek() const { return canSeek_; }
   /// Bytes of the file at this moment; a file that is still written grows. Only if canSeek().
   std::uint64_t size();
@@ -41,7 +41,7 @@ class InputWindow {
   void moveTo(std::uint64_t offset, std::size_t count);
   /// Empties the window; it then begins at `offset`.
   void restartAt(std::uint64_t offset);
-  /// Drops the bytes in front of `offset`, which is in the window or at its end.
+  /// Drops the bytes before `offset`, which is in the window or at its end.
   void dropUntil(std::uint64_t offset);
   /// Reads once, up to `step` bytes, and appends them. Returns false at the end of the stream.
   bool fill(std::size_t step);

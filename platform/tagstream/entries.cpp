@@ -4,9 +4,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <optional>
 #include <utility>
-#include <vector>
 
 #include "platform/tagstream/ScriptEntry.h"
 #include "platform/tagstream/TagCursor.h"

@@ -25,7 +25,7 @@ enum KrvoMTGStatusCode : KrvoMTGStatus {
   kKrvoMTGBadHeader = 4,
   /// Returned by a stream that cannot be read or moved.
   kKrvoMTGStreamFailed = 5,
-  /// The offset is in front of the position of a stream that cannot seek.
+  /// The offset is before the position of a stream that cannot seek.
   kKrvoMTGPassed = 6,
   /// The tag, or the value, is not of the kind that was asked about, or too short for it.
   kKrvoMTGOtherKind = 7,
@@ -68,6 +68,7 @@ struct KrvoMTGInputStreamCallBacks {
   /// Mode 0 counts from the start, 1 from the current position, 2 from the end. A stream that refuses the first call, a
   /// move to its end, is read front to back without another call.
   KrvoMTGStatus (*seek)(void* context, std::int64_t offset, std::uint32_t mode);
+  /// Bytes from the start.
   KrvoMTGStatus (*tell)(void* context, std::int64_t* position);
   KrvoMTGStatus (*open)(void* context);
   KrvoMTGStatus (*close)(void* context);
@@ -109,6 +110,7 @@ struct MTGDocInfo {
 };
 static_assert(sizeof(MTGDocInfo) == 12);
 
+/// The fields of the 11 bytes of a tag header (util/tagHeader.h).
 struct MTGTagInfo {
   std::uint32_t size;  // 20
   /// 8 audio, 9 video, 18 and 15 script data; without the bits of the stored byte beside the kind.
@@ -126,6 +128,7 @@ struct MTGVideoInfo {
   std::uint32_t size;  // 12
   /// 1 is a key frame.
   std::uint32_t frameType;
+  /// As the low four bits have it: 2 Sorenson H.263, 4 and 5 VP6, 7 AVC.
   std::uint32_t codecId;
 };
 static_assert(sizeof(MTGVideoInfo) == 12);
@@ -133,6 +136,7 @@ static_assert(sizeof(MTGVideoInfo) == 12);
 /// The fields of the first data byte of an audio tag.
 struct MTGAudioInfo {
   std::uint32_t size;  // 20
+  /// As the high four bits have it: 2 MP3, 4 to 6 Nellymoser, 10 AAC, 11 Speex.
   std::uint32_t soundFormat;
   /// 0 to 3: 5.5, 11, 22 and 44 kHz.
   std::uint32_t rateIndex;
@@ -146,7 +150,8 @@ static_assert(sizeof(MTGAudioInfo) == 20);
 // ---- A file ----
 
 /// Takes the stream and reads the header. The bytes that are read ahead are in blocks of `allocator`, whose context
-/// must outlive the reader: 64 KiB, and as much as the largest tag whose data are read.
+/// must outlive the reader: 64 KiB, and as much as the largest tag whose data are read. The stream is at its start. A
+/// reader with its iterators and tags belongs to one thread at a time.
 KrvoMTGStatus KrvoMTGDocOpenForRead(const KrvoMTGInputStreamCallBacks* stream,
                                     const KrvoMTGAllocatorCallBacks* allocator, KrvoMTGReader** reader);
 KrvoMTGStatus KrvoMTGReleaseReader(KrvoMTGReader* reader);
@@ -169,24 +174,31 @@ KrvoMTGStatus KrvoMTGReleaseTagIterator(KrvoMTGTagIterator* iterator);
 /// Sets `*answer` to 1 or 0. Of a stream that cannot seek the next tag is in memory afterwards, and the data of the
 /// tags before it cannot be read any more.
 KrvoMTGStatus KrvoMTGTagIteratorHasMoreEntries(KrvoMTGTagIterator* iterator, std::uint32_t* answer);
+/// The tag is a handle that may outlive the iterator. Returns kKrvoMTGNoMoreEntries after the last one.
 KrvoMTGStatus KrvoMTGTagIteratorGetNextEntry(KrvoMTGTagIterator* iterator, KrvoMTGTag** tag);
 
+/// Each release takes one handle, which is invalid from then on. The order does not matter.
 KrvoMTGStatus KrvoMTGReleaseTag(KrvoMTGTag* tag);
+/// From the header, so without reading the stream.
 KrvoMTGStatus KrvoMTGTagGetInfo(KrvoMTGTag* tag, MTGTagInfo* info);
+/// Both return kKrvoMTGOtherKind for a tag of another type and for one without data.
 KrvoMTGStatus KrvoMTGTagGetVideoInfo(KrvoMTGTag* tag, MTGVideoInfo* info);
 KrvoMTGStatus KrvoMTGTagGetAudioInfo(KrvoMTGTag* tag, MTGAudioInfo* info);
 /// Sets `*length` to the bytes of header and data.
 KrvoMTGStatus KrvoMTGTagGetLength(KrvoMTGTag* tag, std::uint32_t* length);
-/// Copies header and data as they are stored; `length` is the one of KrvoMTGTagGetLength.
+/// Copies header and data as they are stored; `length` is the one of KrvoMTGTagGetLength. Another length is
+/// kKrvoMTGBadArgument. Returns kKrvoMTGStreamFailed if the file has become shorter.
 KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::uint32_t length);
 
-// ---- Script data: a name and a value. Malformed data end the members; those in front of the fault are returned. ----
+// ---- Script data: a name and a value. Malformed data end the members; those before the fault are returned. ----
 
 /// Reads the data of a tag of type 18 with `script`, whose context must outlive all handles made from the result.
+/// Returns kKrvoMTGOtherKind for a tag of another type.
 KrvoMTGStatus KrvoMTGTagGetScriptData(KrvoMTGTag* tag, const KrvoMTGScriptCallBacks* script, KrvoMTGScriptData** data);
 KrvoMTGStatus KrvoMTGReleaseScriptData(KrvoMTGScriptData* data);
 /// Sets `*name` to a view that is valid as long as `data`; empty if the data do not begin with a text.
 KrvoMTGStatus KrvoMTGScriptDataGetName(KrvoMTGScriptData* data, const char** name, std::uint32_t* length);
+/// Returns kKrvoMTGOtherKind for a value that is no number.
 KrvoMTGStatus KrvoMTGScriptDataGetNumber(KrvoMTGScriptData* data, double* number);
 /// Makes an iterator over the members of an object or a named array; any other value has none.
 KrvoMTGStatus KrvoMTGScriptDataGetIterator(KrvoMTGScriptData* data, KrvoMTGScriptDataIterator** iterator);

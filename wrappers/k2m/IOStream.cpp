@@ -6,7 +6,7 @@
 namespace krvo::k2m {
 namespace {
 
-/// Runs an operation for the library and returns the status that stands for its result. No exception may reach the
+/// Runs an operation for the library and returns the status for its result. No exception may reach the
 /// library, whose frames have C linkage. The classes are tried from the special to the general: an Exception keeps its
 /// number.
 template <typename Operation>

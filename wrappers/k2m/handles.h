@@ -48,6 +48,7 @@ class Track {
   K2MEntriesInfo entriesInfo() const;
   /// Samples in the whole file.
   std::uint32_t sampleCount() const;
+  /// All of them, in the order of the file; samples name them by their number from 1.
   std::vector<SampleDescriptor> sampleDescriptors() const;
 
   /// A view; the handle keeps its reference.

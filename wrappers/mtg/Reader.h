@@ -49,7 +49,7 @@ class Tag {
   MTGAudioInfo audioInfo() const;
   /// The script data of a tag of type 18, read by `decoder`, which outlives all values of it.
   ScriptData scriptData(ScriptDecoder& decoder) const;
-  /// Bytes of header and data.
+  /// Bytes of header and data. The back pointer is not part of it.
   std::uint32_t length() const;
   /// Header and data; `out` has length() bytes.
   void copyHeaderAndData(std::span<std::byte> out) const;
@@ -78,6 +78,9 @@ class TagIterator {
 };
 
 /// One tag stream, such as a file or a pipe.
+///
+///     mtg::Reader reader(stream, allocator);
+///     for (auto tags = reader.tags(); auto tag = tags.next();) use(tag->info());
 class Reader {
  public:
   /// Reads the file header; the stream is at its start. `stream` and `allocator` outlive the reader and all that comes

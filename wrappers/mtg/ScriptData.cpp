@@ -12,6 +12,7 @@ std::string_view ScriptData::name() const {
   const char* name = nullptr;
   std::uint32_t length = 0;
   check(KrvoMTGScriptDataGetName(handle_.get(), &name, &length));
+  // Not by the terminator: a name may contain zero bytes.
   return {name, length};
 }
 
@@ -33,6 +34,7 @@ ScriptDataIterator::ScriptDataIterator(KrvoMTGScriptDataIterator* handle)
 std::optional<ScriptData> ScriptDataIterator::next() const {
   KrvoMTGScriptData* next = nullptr;
   check(KrvoMTGScriptDataIteratorGetNext(handle_.get(), &next));
+  // The library reports the end by a null handle, not by a status.
   return next == nullptr ? std::nullopt : std::optional<ScriptData>(next);
 }
 

@@ -10,7 +10,8 @@ struct KrvoMTGScriptCallBacks;
 
 namespace mtg {
 
-/// A named value of script data that a decoder has read. The library owns it and calls its operations.
+/// A named value of script data that a decoder has read. The library owns it and calls its operations. Members are made
+/// when they are asked for, one at a time: copies of all of them could need far more memory than the data.
 class ScriptValue {
  public:
   virtual ~ScriptValue() = default;
@@ -23,7 +24,7 @@ class ScriptValue {
   virtual std::unique_ptr<ScriptValue> member(std::size_t index) const = 0;
 };
 
-/// Reads script data for the tag-stream library, which has no reader of its own: it may not include the one of the
+/// Reads script data for the tag-stream library, which has no such reader: it may not include the one of the
 /// message layer, and a second reader would disagree with it.
 class ScriptDecoder {
  public:

@@ -5,7 +5,7 @@
 
 namespace mtg {
 
-/// Runs an operation for the library and returns the status that stands for its result. No exception may reach the
+/// Runs an operation for the library and returns the status for its result. No exception may reach the
 /// library, whose frames have C linkage.
 template <typename Operation>
 KrvoMTGStatus statusOf(const Operation& operation) noexcept {

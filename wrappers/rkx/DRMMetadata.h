@@ -18,6 +18,7 @@ class DRMMetadata : public CSmartPtrBase {
   /// An empty handle. Throws RKXException if the library has no table for metadata.
   DRMMetadata();
 
+  /// The library's functions on the object; valid until the process ends.
   const RKXMetadataInterface* table_;
 };
 

@@ -27,6 +27,11 @@ struct MetadataSources {
 
 /// A counted handle on an encryptor: AES-128-CBC (NIST SP 800-38A) with one key for a whole recording. Every operation
 /// throws RKXException for a status other than 0, and std::out_of_range for a size that does not fit 32 bits.
+///
+///     RKXEncryptor encryptor(key, contentId, options);
+///     auto block = encryptor.makeMetadata(sources).bytes();   // before the first sample
+///     auto info = encryptor.querySample(sample, kind, time, avc);
+///     encryptor.encryptSample(sample, destination, vector);   // if `info` says so
 class RKXEncryptor : public CSmartPtrBase {
  public:
   /// `key` has 16 bytes. Key and content identifier are copied; the library wipes its copy of the key.

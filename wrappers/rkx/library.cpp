@@ -1,7 +1,6 @@
 #include "wrappers/rkx/library.h"
 
 #include <atomic>
-#include <cstdint>
 
 #include "wrappers/rkx/RKXException.h"
 

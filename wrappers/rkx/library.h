@@ -8,7 +8,7 @@
 namespace rkx {
 
 /// Room in which the encryption library keeps its state for one user, such as the adaptor. Zero before initialise(); it
-/// must not move before terminate().
+/// must not move before terminate(). 32 bytes, as the library asks for; their content is the library's alone.
 using LibraryBlock = std::array<std::uint64_t, 4>;
 
 /// To be called once before any other use of the library. Throws RKXException.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <exception>
 #include <string>
 
 #include "imo/IMOStreamContext.h"
@@ -18,6 +17,7 @@ inline void logLine(IMOStreamContext& host, const char* text, IMOLogLevel level)
   } catch (...) {  // The log itself has failed.
   }
 }
+/// These copy nothing: the host gets the text for the time of the call.
 inline void logError(IMOStreamContext& host, const std::string& text) noexcept {
   logLine(host, text.c_str(), kIMOLogError);
 }

@@ -4,7 +4,8 @@
 
 namespace qvs::k2r {
 
-/// Decides when a segment file is full.
+/// Decides when a segment file is full. The stream implements it; the interface keeps what fragments do to segments in
+/// one place.
 class ISegmenter {
  public:
   /// Adds the duration of a written fragment, and begins a new segment if the current one is full then.

@@ -29,6 +29,8 @@ class K2RIOStream : public krvo::k2m::IOStream {
   void release() override;
   void open() override;
   void close() override;
+  /// Both return the bytes done, and move the position by them; less than `count` at the end of the file or if the host
+  /// fails.
   std::uint64_t read(void* buffer, std::uint64_t count) override;
   /// Mode 0 is from the start, 1 from the position, 2 from the end. Throws QVSException for any other.
   void seek(std::int64_t offset, std::uint32_t mode) override;
@@ -43,6 +45,7 @@ class K2RIOStream : public krvo::k2m::IOStream {
   std::int32_t handle_ = -1;
   std::string path_;
   std::uint64_t position_ = 0;
+  /// For mode 2 of seek(). Taken from the host when the file is opened, then counted.
   std::uint64_t size_ = 0;
   std::int32_t references_ = 0;
   bool append_;

@@ -7,7 +7,8 @@
 namespace qvs::k2r {
 
 /// An existing segment file that is opened to find out whether it can be continued. Reads come from the file; writes
-/// only move the position and change nothing on disk.
+/// only move the position and change nothing on disk. The writer that is opened on it must be destroyed without an
+/// effect on the file, which this guarantees whatever the library writes at its end.
 class TrialStream final : public K2RIOStream {
  public:
   TrialStream(IMOFileContext* fileContext, std::string path) : K2RIOStream(fileContext, std::move(path), true) {}

@@ -7,7 +7,6 @@
 #include "fragmentation/RecordingSettings.h"
 #include "modules/streams/k2r/HostLog.h"
 #include "util/QVSException.h"
-#include "util/tagHeader.h"
 
 namespace qvs::k2r {
 

@@ -33,7 +33,7 @@
 
 namespace qvs::k2r {
 
-/// One stream that is recorded: the object behind the handle that the host has. Owns all state of the recording; the
+/// One stream that is recorded: the object to which the host's handle points. Owns all state of the recording; the
 /// three contexts are the host's and outlive it. The host calls its operations one at a time.
 ///
 /// The order of writes is its one design rule: first the samples of a fragment, then the index that says where they
@@ -77,7 +77,8 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   using FragmentDecision = ruvo::k2r::FragmentDecision;
   using FragmentRange = ruvo::k2r::FragmentRange;
 
-  /// What a check says of a message. A skipped one is not recorded, but not lost either.
+  /// What a check says of a message. A skipped one is not recorded, but not lost either. kRefuse makes record() return
+  /// false.
   enum class Check { kAccept, kSkip, kRefuse };
   /// The bootstrap, and the number of index entries, before a fragment was announced in them.
   struct BeforeAnnounced {
@@ -105,6 +106,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   Check check(const RefMessage& message);
   /// Throws QVSException if the index of the segment would get too large by the numbers that the sample skips.
   void requireRoomForJump(const ruvo::k2r::SampleInfo& sample) const;
+  /// `time` is that of the host, in ms; the offset of updateMediaContext() is added.
   RecordTimes computeTimes(std::uint32_t time) const;
   /// A time before that of the last message becomes the last one, with a warning.
   RecordTimes liftBackward(RecordTimes times);
@@ -116,14 +118,18 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   Check checkMetadata(const RefMessage& message);
   /// True if the message is the metadata of this stream, which is then taken.
   bool captureMetadata(const RefMessage& message);
+  /// From `width` and `height`; anything but numbers is ignored.
   void takePictureSize(const NQDataValue& metadata);
 
   // k2rDataTracks.cpp
   /// Adds a track for the first message of a kind, until the writer has started. Later messages need the same codec.
   Check checkTrack(const RefMessage& message);
+  /// With one description; language and timescale are the defaults of a new track.
   void addTrackFor(const RefMessage& message, std::shared_ptr<ruvo::k2rpkgutil::K2RSampleDescriptor> descriptor);
 
   // k2rDataFragments.cpp: what a decision does
+  /// Carries out what the fragmenter decided. Throws if a fragment that is due cannot be written; the message is then
+  /// lost.
   Outcome act(const FragmentDecision& decision);
   /// These two return the milliseconds for addDuration().
   std::uint32_t writeFragment(const FragmentRange& range);
@@ -136,6 +142,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   void announce(const FragmentRange& range);
   /// Restores what announce() kept. Does nothing if no fragment is announced.
   void takeBackAnnounced();
+  /// Its duration is rounded to the precision of the settings.
   void addToBootstrap(const FragmentRange& range);
   /// Writes the announced fragment with all queued messages below `limit` (milliseconds). If that fails, the fragment
   /// is not announced any more, and the queue is as before.
@@ -148,6 +155,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   void insertSafetyGap(std::uint32_t fragment);
   /// The same up to and including `fragment`, without a warning; `start` is the time of the entries.
   void markSkippedUpTo(std::uint32_t fragment, std::uint64_t start);
+  /// `time` in ms; `afraOffset` in bytes from the start of the segment file, 0 for a number without data.
   void addIndexEntry(std::uint64_t time, std::uint32_t fragment, std::uint64_t afraOffset);
   /// Throws QVSException if the first queued video message is no key frame.
   void requireKeyFrame() const;
@@ -157,32 +165,41 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   // k2rDataSegments.cpp: the segment file and its writer
   /// Before the first fragment of a new recording; does nothing later.
   void startWriter();
+  /// Once the metadata are known: every `tkhd` of the recording gets the same size.
   void setPictureSize();
+  /// For the file of the current segment number. Opens nothing yet.
   void makeSegmentStream(bool append);
   /// Begins the segment file, with a new writer.
   void openSegment();
+  /// An interrupted recorder may have left the index of the segment that is begun now. Until the first fragment it
+  /// would describe a file that is gone.
   void removeStaleIndex();
 
   // k2rDataIndex.cpp: the small files
   /// After each fragment: writes index and bootstrap, and what earlier fragments could not write.
   void flushSmallFiles();
+  /// Four bytes: the base time in ms.
   void writeControlFile(std::uint32_t baseTime);
+  /// The description of the tracks, as script data.
   void writeMetaFile();
   /// Writes a file in its place. On false the log has a line, and the file may be missing or cut short.
   bool writeSmallFile(const std::string& path, std::span<const std::byte> content);
   /// On false the old file is in its place. Throws QVSException if the index is corrupt.
   bool writeIndexFile();
+  /// Never while the index on disk lacks what it names.
   void writeBootstrapFile();
   /// Throws if the temporary file cannot be written. False if it could not replace the old one.
   bool replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content);
   bool swapInFile(const std::string& from, const std::string& to);
   /// At a stop: takes a held fragment out of index and bootstrap.
   void trimIndex();
+  /// For a segment whose only fragment was taken back: the bootstrap must not name it.
   void forgetEmptySegment();
 
   // k2rDataLifecycle.cpp: begin and end
   /// Reads the base time and the fragmentation settings.
   void prepareTimes();
+  /// A missing file, or one shorter than 4 bytes, leaves the base time to be found elsewhere.
   void readControlFile();
   /// Removes what is there and begins a recording. False, with a line in the log, if there is no directory.
   bool initNew();
@@ -195,12 +212,14 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// False, with a line in the log, if the recording cannot be continued.
   bool initAppend();
   void logAppendFailure(const krvo::k2m::Exception& failure);
+  /// Takes over what StoredRecording found, and opens the last segment after its last fragment.
   void resumeRecording();
   std::uint32_t lastIndexedFragment() const;
   /// Returns whether one of them is video.
   bool takeStoredTracks();
 
   // k2rDataProtection.cpp: in the clear or protected
+  /// By the settings, not by what is on disk.
   bool isProtected() const;
   /// The largest number of data bytes that a message like this one may have.
   std::uint32_t mostDataFor(const RefMessage& message) const;
@@ -230,6 +249,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   /// Paths of the recording's files, in the module's form.
   fileset::FileNames names_;
   FilesToWrite filesToWrite_;
+  /// Attempts to replace a small file, if the host's file system refuses it for a moment.
   std::uint32_t swapRetries_ = 10;
   /// Milliseconds between the attempts.
   std::uint32_t swapDelay_ = 100;

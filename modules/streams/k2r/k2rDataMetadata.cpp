@@ -30,6 +30,7 @@ bool K2RData::captureMetadata(const RefMessage& message) {
   if (command.nameText() != "onMetaData") return false;
   // Later ones are recorded like any script data.
   metadataTaken_ = true;
+  // The rest is dropped: a publisher may send megabytes, and a server has a thousand streams.
   takePictureSize(command.argument(0));
   return true;
 }

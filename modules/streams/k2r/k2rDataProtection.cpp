@@ -49,6 +49,7 @@ void K2RData::takeWriterPolicy(PreparedPolicy prepared) {
 }
 
 void K2RData::writeProtectionFile(std::string metadataText) {
+  // The old file is not read: readers take the text from the segments, so its loss is no reason to refuse an append.
   AdditionalHeader header;
   header.metadata = std::move(metadataText);
   {

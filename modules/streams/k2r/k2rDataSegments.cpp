@@ -30,7 +30,9 @@ void K2RData::makeSegmentStream(bool append) {
 }
 
 void K2RData::openSegment() {
-  if (!writerPolicy_) makeWriterPolicy();  // It exists if an earlier attempt failed only at the file.
+  // Here, so that the next fragment repeats a set-up that failed: a key file may come late, and the messages wait. The
+  // policy exists if an earlier attempt failed only at the file.
+  if (!writerPolicy_) makeWriterPolicy();
   mediaWriter_ = std::make_unique<ruvo::k2rpkgutil::K2RMediaWriter>(*writerPolicy_, mediaProperties_, *segmentStream_);
   if (filesToWrite_.needMeta()) writeMetaFile();
 }

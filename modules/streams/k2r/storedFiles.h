@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -37,6 +36,7 @@ ruvo::k2r::BootstrapInfo parseBootstrap(std::span<const std::byte> content);
 ruvo::k2r::AfraIndex parseIndex(std::span<const std::byte> content);
 
 /// Load and parse. A file that ends too early throws UnreadableFile, because a whole one may be there a moment later.
+/// Nothing is cached: each call reads the file.
 ruvo::k2r::BootstrapInfo readBootstrapFile(const std::string& path);
 ruvo::k2r::AfraIndex readIndexFile(const std::string& path);
 

@@ -9,7 +9,12 @@
 namespace krvo::container {
 
 /// The four boxes of a fragment in a file, each directly after the one before. `moof` and `mdat` are those of ISO/IEC
-/// 14496-12, 8.8.4 and 8.1.1; `afra` and `abst` are in front of them, so that players pass over them.
+/// 14496-12, 8.8.4 and 8.1.1; `afra` and `abst` come before them, and players skip these.
+///
+///     afra  where a player may start; time and offset of tags
+///     abst  the bootstrap as it was to be after this fragment
+///     moof  the samples of all tracks
+///     mdat  the tags, one after another
 struct FragmentBoxes {
   BoxSpan afra;
   BoxSpan abst;
@@ -58,6 +63,7 @@ struct TrackFragment {
   std::uint64_t offset = 0;
   /// From its `tfdt` (8.8.12), in the track's timescale.
   std::uint64_t decodeTime = 0;
+  /// In decoding order, from all `trun` boxes of the `traf`.
   std::vector<StoredSample> samples;
 };
 

@@ -89,6 +89,7 @@ void RandomAccessTable::addFragment(const Fragment& fragment, const Movie& movie
     const auto& [trackId, offset, decodeTime, samples] = fragment.tracks[i];
     const auto sync = std::find_if(samples.begin(), samples.end(), [](const StoredSample& s) { return s.sync; });
     if (isHint(trackId) || sync == samples.end()) continue;
+    // Samples are counted within their `trun`, so from the first one of that run.
     const auto run = std::find_if(samples.begin(), sync, [&sync](const StoredSample& s) { return s.run == sync->run; });
     add({.trackId = trackId,
          .time = presentationTime(sync->decodeTime, sync->compositionOffset),
@@ -107,6 +108,7 @@ void RandomAccessTable::write(ByteWriter& out, const Movie& movie) const {
   const std::size_t start = out.size();
   BoxScope mfra(out, "mfra"_4cc);
   for (const auto& track : movie.tracks) {
+    // Players enter media tracks; the hint track would double the table.
     if (!track->isHint()) writeTfra(out, track->id, entries_);
   }
   BoxScope mfro(out, "mfro"_4cc, 0, 0);

@@ -8,7 +8,8 @@
 namespace krvo::container {
 
 /// A segment that is malformed, or a box other than expected. The text begins with the place: "offset 1254: `moof`
-/// expected, `free` found".
+/// expected, `free` found". The commands print the text to users, and `k2r verify` makes a finding of offset() and
+/// fault().
 class SegmentError : public qvs::util::MalformedInput {
  public:
   SegmentError(std::uint64_t offset, const std::string& fault)

@@ -32,12 +32,14 @@ class SegmentReader {
   const BoxSpan& moov() const { return moov_; }
   /// Offset of the first byte after the header, where the first fragment begins.
   std::uint64_t firstFragment() const { return moov_.end(); }
-  /// The box that begins at `offset`, the border of a box at the top level. Nothing at the end of the file.
+  /// The box that begins at `offset`, the border of a box at the top level. Nothing at the end of the file. A size of 0
+  /// reaches to the end of the file, so that box is the last one.
   std::optional<BoxSpan> boxAt(std::uint64_t offset);
 
-  /// The fragment whose `afra` begins at `position`.
+  /// The fragment whose `afra` begins at `position`. Throws also for a sample outside the `mdat`, and for one of a
+  /// track that the `moov` does not have.
   Fragment readFragment(std::uint64_t position);
-  /// Its tags, in the order of the file.
+  /// Its tags, in the order of the file. Reads 15 bytes of each tag.
   std::vector<StoredTag> readTags(const Fragment& fragment);
   /// The entries of an `mfra`.
   RandomAccessTable readRandomAccess(const BoxSpan& mfra);

@@ -43,7 +43,7 @@ BoxSpan expectBoxAt(Source& source, std::uint64_t offset, FourCC type) {
   return box;
 }
 
-// The limit stands before the allocation: a damaged size field must not make a reader allocate gigabytes.
+// The limit is checked before the allocation: a damaged size field must not make a reader allocate gigabytes.
 std::vector<std::byte> loadPayload(Source& source, const BoxSpan& box) {
   if (box.payloadSize() > kMaxLoadedBox) {
     throw SegmentError(box.offset, quoted(box.type) + " of " + std::to_string(box.size) + " bytes is too large");

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "platform/container/reading/Movie.h"
@@ -34,12 +33,13 @@ struct BoxSpan {
 };
 
 /// Reads the header at `offset`. A size of 0 reaches to the end of the file. Throws SegmentError if the file does not
-/// contain the whole box.
+/// contain the whole box. A size of 1 announces a 64-bit size after the type.
 BoxSpan readBoxAt(Source& source, std::uint64_t offset);
 /// The same, and throws SegmentError for a box of another type.
 BoxSpan expectBoxAt(Source& source, std::uint64_t offset, FourCC type);
 
-/// Reads the payload into memory. Throws SegmentError for one beyond kMaxLoadedBox.
+/// Reads the payload into memory. Throws SegmentError for one beyond kMaxLoadedBox. The limit is checked before memory
+/// is allocated.
 std::vector<std::byte> loadPayload(Source& source, const BoxSpan& box);
 
 /// A box in memory with its place in the file, so that errors can name it. A view of the payload.
@@ -74,6 +74,8 @@ auto readBox(LoadedBox& box, const Read& read) {
 
 /// Runs `visit` on each box in the payload, from the position of its reader on.
 template <typename Visit>
+/// Throws SegmentError with the place of `parent` for a box that does not fit into it; boxes that were visited before
+/// stay visited.
 void forEachBox(LoadedBox& parent, const Visit& visit) {
   readBox(parent, [&](qvs::util::ByteReader& payload) {
     while (payload.remaining() > 0) {

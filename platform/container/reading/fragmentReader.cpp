@@ -1,6 +1,5 @@
 #include "platform/container/reading/fragmentReader.h"
 
-#include <algorithm>
 #include <array>
 
 #include "platform/container/reading/fragmentFlags.h"
@@ -47,6 +46,7 @@ std::vector<std::byte> readAbst(Source& source, const BoxSpan& box) {
   LoadedBox abst = loadedBox(box, payload);
   return readBox(abst, [](ByteReader& in) {
     expectVersion0(in);
+    // Not parsed here: the form of the body is that of the bootstrap file, and fragmentation/ reads both.
     const auto body = in.bytes(in.remaining());
     return std::vector<std::byte>(body.begin(), body.end());
   });

@@ -79,19 +79,19 @@ class MoofReader {
     const std::uint8_t version = qvs::util::readVersionAndFlags(in).version;
     demand(version <= 1, "unknown version");
     // A `tfdt` after a `trun` would change the time of samples that have one already.
-    demand(track.samples.empty(), "a `tfdt` behind samples");
+    demand(track.samples.empty(), "a `tfdt` after samples");
     track.decodeTime = version == 1 ? in.u64() : in.u32();
     nextTime_ = track.decodeTime;
   }
 
   /// `payloadOffset` is that of the box in the file.
   void readTrun(ByteReader& in, std::uint64_t payloadOffset, TrackFragment& track, const Defaults& defaults) {
-    demand(track.trackId != 0, "a `trun` in front of `tfhd`");
+    demand(track.trackId != 0, "a `trun` before `tfhd`");
     const auto word = qvs::util::readVersionAndFlags(in);
     demand(word.version <= 1, "unknown version");
     const std::uint32_t count = in.u32();
     if ((word.flags & kTrunDataOffset) != 0) {
-      // Signed in the format. A negative one leads in front of the `mdat` and is refused in place().
+      // Signed in the format. A negative one leads to a place before the `mdat` and is refused in place().
       const std::int64_t distance = in.i32();
       nextOffset_ = boxes_.moof.offset + static_cast<std::uint64_t>(distance);
     }

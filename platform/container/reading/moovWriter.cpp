@@ -1,6 +1,5 @@
 #include "platform/container/reading/moovWriter.h"
 
-#include <algorithm>
 #include <limits>
 
 #include "platform/container/reading/numbers.h"
@@ -67,6 +66,7 @@ void writeMvhd(ByteWriter& out, const Movie& movie) {
   out.u32(narrow<std::uint32_t>(movie.tracks.size() + 1));  // the next free track id
 }
 
+/// The duration is in the timescale of the movie here, and in that of the track in the `mdhd` (8.3.2.2, 8.4.2.2).
 void writeTkhd(ByteWriter& out, const Track& track, const Movie& movie) {
   const std::uint64_t duration = rescale(track.duration, track.timescale, movie.timescale);
   const std::uint8_t version = versionFor(track.created, track.modified, duration);
@@ -80,6 +80,7 @@ void writeTkhd(ByteWriter& out, const Track& track, const Movie& movie) {
   out.i16(toFixed<std::int16_t>(track.volume, 8));
   out.zeros(2);
   writeUnityMatrix(out);
+  // 16.16 fixed point (8.3.2.2).
   out.u32(toFixed<std::uint32_t>(track.width, 16));
   out.u32(toFixed<std::uint32_t>(track.height, 16));
 }
@@ -103,6 +104,7 @@ void writeMdhd(ByteWriter& out, const Track& track) {
   out.zeros(2);
 }
 
+/// The name ends in a zero byte (8.4.3.2).
 void writeHdlr(ByteWriter& out, const Track& track) {
   BoxScope hdlr(out, "hdlr"_4cc, 0, 0);
   out.zeros(4);
@@ -135,6 +137,7 @@ void writeMediaHeader(ByteWriter& out, const Track& track) {
   }
 }
 
+/// One data reference for all samples: this file (8.7.2).
 void writeDinf(ByteWriter& out) {
   BoxScope dinf(out, "dinf"_4cc);
   BoxScope dref(out, "dref"_4cc, 0, 0);

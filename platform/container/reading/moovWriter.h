@@ -8,11 +8,19 @@ namespace krvo::container {
 /// Appends the header of a segment, `ftyp` and `moov`: a `trak` for each track, with empty sample tables, and an `mvex`
 /// with one `trex` each (ISO/IEC 14496-12, 8.2 and 8.8). Boxes have version 1 if a time needs 64 bits. It is beside the
 /// readers because who reads a segment compares its header with what a recorder writes. Throws std::out_of_range for a
-/// number that its field does not hold.
+/// number that does not fit its field.
+///
+///     ftyp                                       4.3: major brand iso6, then iso6, isom, mp41
+///     moov  mvhd                                 8.2.2
+///           trak  tkhd  tref of the hint track   8.3.2, 8.3.3
+///                 mdia  mdhd  hdlr               8.4.2, 8.4.3
+///                       minf  vmhd, smhd, hmhd or nmhd;  dinf;  stbl  8.4.5, 8.7.2, 8.5.1
+///           mvex  trex for each track            8.8.1, 8.8.3
 void writeHeader(qvs::util::ByteWriter& out, const Movie& movie);
 
-/// The language code of an `mdhd` (8.4.2): three letters of five bits each.
+/// The language code of an `mdhd` (8.4.2): three letters of five bits each. The letters are lower-case.
 std::uint16_t packLanguage(const std::array<char, 3>& letters);
+/// The inverse. Any value gives three characters, though not always letters.
 std::array<char, 3> unpackLanguage(std::uint16_t packed);
 
 }  // namespace krvo::container

@@ -23,7 +23,8 @@ float fromFixed(From value, int fractionBits) {
 }
 
 /// Converts a time from the timescale `from` to the timescale `to`, rounded to the nearest. Neither is 0. Throws
-/// std::out_of_range if the result does not fit.
+/// std::out_of_range if the result does not fit. Computed in whole numbers: a double would lose ticks in times beyond
+/// 53 bits.
 std::uint64_t rescale(std::uint64_t value, std::uint32_t from, std::uint32_t to);
 std::int32_t rescale(std::int32_t value, std::uint32_t from, std::uint32_t to);
 

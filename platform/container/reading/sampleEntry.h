@@ -16,11 +16,12 @@ namespace krvo::container {
 /// The code under which an entry is stored: players know AVC as `avc1`, whatever the stream called it.
 FourCC storedFormatCode(FourCC code);
 
-/// Appends the entry.
+/// Appends the entry. Throws std::out_of_range for an entry above 32 bits.
 void writeSampleEntry(qvs::util::ByteWriter& out, const SampleDescription& description);
 
 /// Reads one entry of a track with this handler type. Throws SegmentError for one that is too short, and for an audio
-/// entry of a version above 1.
+/// entry of a version above 1. The result owns a copy of the codec header. An entry of a handler type other than
+/// `vide`, `soun` and `hint` is all codec header.
 SampleDescription readSampleEntry(LoadedBox& entry, FourCC handler);
 
 }  // namespace krvo::container

@@ -54,6 +54,7 @@ std::uint32_t CBitstreamReader::peek32() {
   if (position_ % kBitsPerByte == 0 && bytesLeft() >= 4) {
     return qvs::util::ByteReader(std::span(data_ + bytesRead(), 4)).u32();
   }
+  // A look beyond the end is no error: the caller may need fewer bits than it looks at.
   const bool error = error_;
   const std::uint32_t value = peekBits(32);
   error_ = error;
