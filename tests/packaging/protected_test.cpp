@@ -124,7 +124,7 @@ TEST_F(ProtectedTracks, AreDescribedUnderAProtectedCode) {
   addSecondDescription(addAacTrack(), 8, "2f");
   addDataTrack();
   for (int segment = 0; segment < 2; ++segment) {
-    newSegment(protectedPolicy);
+    newSegment(&protectedPolicy);
     EXPECT_EQ(image().tracks.at(0),
               "vide 'MainConcept' eng encv " + flat(kAvcC + sinfImage("48323634")) + " encv " + sinfImage("56503646"));
     EXPECT_EQ(image().tracks.at(1),
@@ -138,7 +138,7 @@ TEST_F(ProtectedTracks, TakeNoCompositionTimeFromAMessageTooShortToHaveOne) {
   addAvcTrack();
   add(9, 0, "27 01 aaaa");
   EXPECT_EQ(writtenAlone(), "9@0[vide 11+4]");
-  write(*newSegment(protectedPolicy));
+  write(*newSegment(&protectedPolicy));
   EXPECT_EQ(image().fragments.at(0), "41@0[vide 19+33]");
 }
 
@@ -146,7 +146,7 @@ TEST_F(ProtectedTracks, AreReadBack) {
   addSecondDescription(addAvcTrack(), 9, "14 00");
   addDataTrack();
   add(9, 0, "17 01 000000 aa");
-  const std::uint64_t position = write(*newSegment(protectedPolicy));
+  const std::uint64_t position = write(*newSegment(&protectedPolicy));
   K2RMediaWriter writer(protectedPolicy, file, position, warnings);
   EXPECT_EQ(tracksOf(writer), "vide eng 1000 7 0 0x0 1 12 1 1000 160 H264 vide 640x360 72x72 1 24 160: " + flat(kAvcC) +
                                   ": " + sinfImage("48323634") +
