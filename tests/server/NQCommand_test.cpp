@@ -1,8 +1,5 @@
 // Commands: their names, their parts, how they are written, and what the message dump and the parse log say of them.
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "server/NQCommand.h"
 #include "server/NQCommandTable.h"
 #include "server/messagedump.h"
