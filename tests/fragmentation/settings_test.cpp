@@ -5,7 +5,6 @@
 #include <bit>
 #include <boost/lexical_cast.hpp>
 #include <cstring>
-#include <filesystem>
 
 #include "fragmentation/AdditionalHeader.h"
 #include "fragmentation/EncryptorContext.h"
@@ -22,7 +21,6 @@
 #include "tests/support/TestHost.h"
 #include "tests/support/testing.h"
 #include "util/QVSException.h"
-#include "util/bytes.h"
 #include "wrappers/rkx/RKXException.h"
 
 namespace {

@@ -1,12 +1,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <iterator>
-#include <sstream>
 #include <thread>
 
 #include "host/optionValues.h"

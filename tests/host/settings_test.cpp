@@ -4,7 +4,6 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <boost/algorithm/string/replace.hpp>
 

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 
 #include "platform/os/paths.h"
 #include "tests/support/TempDirectory.h"

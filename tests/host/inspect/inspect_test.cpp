@@ -2,11 +2,8 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <unistd.h>
-
-#include <limits>
 
 #include "host/DirectoryLock.h"
 #include "host/files/Malformed.h"
@@ -18,7 +15,6 @@
 #include "shared_nqserver/NQDataArray.h"
 #include "tests/host/hostTools.h"
 #include "tests/support/ScriptCodec.h"
-#include "tests/support/hex.h"
 
 namespace {
 
