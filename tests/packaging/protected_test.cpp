@@ -138,4 +138,17 @@ TEST_F(ProtectedTracks, TakeNoCompositionTimeFromAMessageTooShortToHaveOne) {
   EXPECT_EQ(image().fragments.at(0), "41@0[vide 19+33]");
 }
 
+TEST_F(ProtectedTracks, AreReadBack) {
+  addSecondDescription(addAvcTrack(), 9, "14 00");
+  addDataTrack();
+  add(9, 0, "17 01 000000 aa");
+  const std::uint64_t position = write(*newSegment(&protectedPolicy));
+  K2RMediaWriter writer(protectedPolicy, file, position, warnings);
+  EXPECT_EQ(tracksOf(writer),
+            "vide eng 1000 7 0 0x0 1 12 1 1000 160 H264 vide 640x360 72x72 1 24 160: " + hex(fromHex(kAvcC)) + ": " +
+                sinfImage("48323634") + " VP6F vide 640x360 72x72 1 24 145: " + sinfImage("56503646") +
+                "\nmeta eng 1000 7 0 0x0 1 12 1 1000 145 amf0 meta 145: " + sinfImage("616d6630") +
+                "\nhint eng 1000 0 0 0x0 0 32 1 1000 16\n");
+}
+
 }  // namespace
