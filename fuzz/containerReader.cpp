@@ -4,9 +4,6 @@
 //     0  u64  position for the reopening
 //     8       the file
 
-#include <algorithm>
-#include <vector>
-
 #include "fuzz/fuzzing.h"
 #include "platform/container/reading/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
@@ -65,11 +62,6 @@ void readSamples(fuzz::Bytes file) {
   require(stream.references == 0, "the stream is released");
 }
 
-class CarryOn final : public k2m::WarningHandler {
- public:
-  std::uint32_t warning(std::uint32_t) override { return 1; }
-};
-
 /// Reads everything that an append asks of tracks. The hint track, where there is one.
 k2m::Track readTracks(const k2m::Writer& writer) {
   k2m::Track hint;
@@ -87,7 +79,7 @@ k2m::Track readTracks(const k2m::Writer& writer) {
 std::uint64_t addFragment(test::MemoryStream& stream, std::uint64_t position, std::uint64_t& added) {
   constexpr std::byte kTag[15] = {std::byte{8}};
   const k2m::Allocator allocator;
-  CarryOn warnings;
+  test::CarryOn warnings;
   k2m::K2RWriter writer(stream, warnings, allocator, position);
   const k2m::Track hint = readTracks(writer.k2mWriter());
   added = writer.startFragment();

@@ -1,7 +1,6 @@
 // Runs every file of the directories given through a fuzz target. A directory that does not exist is passed over, but
 // there has to be a file.
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>

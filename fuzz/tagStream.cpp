@@ -3,8 +3,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <vector>
-
 #include "fuzz/fuzzing.h"
 #include "packaging/MTGMediaSource.h"
 #include "packaging/RefCountedMemoryArena.h"

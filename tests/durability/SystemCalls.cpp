@@ -15,7 +15,6 @@
 #include <ctime>
 #include <map>
 #include <optional>
-#include <string_view>
 
 namespace test {
 namespace {

@@ -6,8 +6,6 @@
 
 namespace test {
 
-inline constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
-
 /// Fragments of a second.
 inline void useShortGrid(Recorder& recorder, const char* segmentDuration = "0") {
   recorder.host.settings["Recording/FragmentDuration"] = "1000";

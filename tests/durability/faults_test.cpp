@@ -2,7 +2,6 @@
 // a while.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <regex>
@@ -11,7 +10,6 @@
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
 #include "tests/host/hostTools.h"
-#include "tests/support/hex.h"
 #include "tests/support/loadModule.h"
 #include "util/bytes.h"
 

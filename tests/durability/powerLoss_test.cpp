@@ -3,8 +3,6 @@
 //
 // K2R_POWER_LOSS_SEED starts other states than those of every run; K2R_POWER_LOSS_SCALE multiplies their number.
 
-#include <cstdlib>
-
 #include "host/FileContext.h"
 #include "host/repair/repairRecording.h"
 #include "tests/durability/Reference.h"

@@ -1,7 +1,6 @@
 // What the program must not ruin, shown with the program as it is: recordings that are being written or replaced, files
 // of others, secrets.
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "fragmentation/AdditionalHeader.h"
 #include "fragmentation/AfraBox.h"
 #include "fragmentation/BootstrapBuilder.h"
 #include "fragmentation/BootstrapReader.h"
@@ -13,8 +12,7 @@
 namespace {
 
 using namespace ruvo::k2r;
-using test::fromHex;
-using test::hex;
+using namespace test;
 
 /// A stream of these bytes.
 std::istringstream streamOf(std::span<const std::byte> bytes) {
@@ -34,26 +32,16 @@ std::string written(const BootstrapInfo& info, bool bodyOnly = false) {
   return out.str();
 }
 
-AfraIndex readIndex(std::istream& in) {
+AfraIndex readIndex(std::istream&& in) {
   AfraIndex index;
   readAfra(in, index);
   return index;
 }
 
-AfraIndex readIndex(std::string_view hexImage) {
-  auto in = streamOf(fromHex(hexImage));
-  return readIndex(in);
-}
-
-BootstrapInfo read(std::istream& in) {
+BootstrapInfo read(std::istream&& in) {
   BootstrapInfo info;
   readBootstrap(in, info);
   return info;
-}
-
-BootstrapInfo read(std::span<const std::byte> image) {
-  auto in = streamOf(image);
-  return read(in);
 }
 
 const struct Sample {
@@ -75,26 +63,26 @@ const struct Sample {
      "00000031 61667261 00000000 a0 000003e8 00000000 00000001 0000000000000009 00000001 00000002 00000000 00000000"},
     {"long offsets, local only",
      {false, true, 1000, {{5, 6}}, {}},
-     "00000025 61667261 00000000 40 000003e8 00000001 0000000000000005 0000000000000006"},
-};
+     "00000025 61667261 00000000 40 000003e8 00000001 0000000000000005 0000000000000006"}};
 
 TEST(Afra, IsWrittenAndReadByteForByte) {
   for (const auto& sample : kSamples) {
     EXPECT_EQ(hex(written(sample.index)), hex(fromHex(sample.image))) << sample.what;
-    EXPECT_EQ(readIndex(sample.image), sample.index) << sample.what;
+    EXPECT_EQ(readIndex(streamOf(fromHex(sample.image))), sample.index) << sample.what;
   }
 }
 
 TEST(Afra, IgnoresFlagsReservedBitsSizeAndBytesBehind) {
   auto in = streamOf(fromHex("00000001 61667261 0000000000000003 00ffffff df 000003e8 00000000 ffffffff"));
-  EXPECT_EQ(readIndex(in), AfraIndex{});
+  EXPECT_EQ(readIndex(std::move(in)), AfraIndex{});
   EXPECT_EQ(in.tellg(), 29);
 }
 
 TEST(Afra, RefusesOtherBoxesAndVersions) {
   for (const char* image :
        {"00000015 61667262 00000000 c0 000003e8 00000000", "00000015 61667261 01000000 c0 000003e8 00000000"})
-    EXPECT_THAT([&] { readIndex(image); }, testing::ThrowsMessage<InvalidAfraFormat>("Could not parse afra index"))
+    EXPECT_THAT([&] { readIndex(streamOf(fromHex(image))); },
+                testing::ThrowsMessage<InvalidAfraFormat>("Could not parse afra index"))
         << image;
 }
 
@@ -154,16 +142,15 @@ TEST(Bootstrap, IsWrittenAndReadByteForByte) {
     const std::string whole = hex(fromHex(image));
     EXPECT_EQ(hex(written(info)), whole);
     EXPECT_EQ(hex(written(info, true)), whole.substr(27)) << "without the first twelve bytes";
-    EXPECT_EQ(read(fromHex(image)), info) << image;
+    EXPECT_EQ(read(streamOf(fromHex(image))), info) << image;
   }
 }
 
 /// The image of the first fragment with some bytes of it replaced.
-std::vector<std::byte> patched(std::size_t offset, std::string_view bytes) {
+std::istringstream patched(std::size_t offset, std::string_view bytes) {
   auto image = fromHex(kFirstFragmentImage);
-  const auto patch = fromHex(bytes);
-  std::copy(patch.begin(), patch.end(), image.begin() + static_cast<std::ptrdiff_t>(offset));
-  return image;
+  std::ranges::copy(fromHex(bytes), image.begin() + static_cast<std::ptrdiff_t>(offset));
+  return streamOf(image);
 }
 
 TEST(Bootstrap, RefusesOtherBoxesAndVersions) {
@@ -173,8 +160,9 @@ TEST(Bootstrap, RefusesOtherBoxesAndVersions) {
                                                                     {"a table that is no asrt", 47, "61667274"},
                                                                     {"a table that is no afrt", 73, "61737274"}};
   for (const auto& [what, offset, bytes] : rows) {
-    const auto image = patched(offset, bytes);
-    EXPECT_THAT([&] { read(image); }, testing::ThrowsMessage<InvalidBootstrapFormat>("Could not parse bootstrap info"))
+    auto in = patched(offset, bytes);
+    EXPECT_THAT([&] { read(std::move(in)); },
+                testing::ThrowsMessage<InvalidBootstrapFormat>("Could not parse bootstrap info"))
         << what;
   }
 }
@@ -190,13 +178,13 @@ TEST(Bootstrap, IgnoresWhatIsNotForReaders) {
 TEST(Bootstrap, MayHaveALongSizeAndBytesBehindIt) {
   std::istringstream in = streamOf(fromHex("00000001 61627374 0000000000000072"));
   in.str(in.str() + written(firstFragment()).substr(8) + "rest");
-  EXPECT_EQ(read(in), firstFragment());
+  EXPECT_EQ(read(std::move(in)), firstFragment());
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "rest");
 }
 
 TEST(Bootstrap, TakesNoMemoryOnTheWordOfACount) {
   for (const std::size_t countOffset : {56U, 86U}) {
-    std::istringstream in = streamOf(patched(countOffset, "ffffffff"));
+    auto in = patched(countOffset, "ffffffff");
     BootstrapInfo info;
     EXPECT_THROW(readBootstrap(in, info), std::ios_base::failure);
     for (const auto& table : info.segmentRunTables) EXPECT_LT(table.segmentRuns.capacity(), 64U);
@@ -204,29 +192,16 @@ TEST(Bootstrap, TakesNoMemoryOnTheWordOfACount) {
   }
 }
 
-BootstrapBuilder newBuilder() {
-  return {100.0, 1000};
-}
-
 /// Calls a builder, a word a call: "f1/3@8000+4000" adds fragment 3 to segment 1, "e1/4@12000" an empty fragment and
 /// "g1/5@16000" a timestamp gap.
 void add(BootstrapBuilder& builder, const std::string& calls) {
   std::istringstream in(calls);
-  char kind = 0;
-  char mark = 0;
-  std::uint32_t segment = 0;
-  std::uint32_t fragment = 0;
-  std::uint32_t start = 0;
-  std::uint32_t duration = 0;
+  char kind = 0, mark = 0;
+  std::uint32_t segment = 0, fragment = 0, start = 0, duration = 0;
   while (in >> kind >> segment >> mark >> fragment >> mark >> start) {
-    if (kind == 'e') {
-      builder.addEmptyFragment(segment, fragment, start);
-    } else if (kind == 'g') {
-      builder.addTimestampGap(segment, fragment, start);
-    } else {
-      in >> mark >> duration;
-      builder.addFragment(segment, fragment, start, duration);
-    }
+    if (kind == 'e') builder.addEmptyFragment(segment, fragment, start);
+    if (kind == 'g') builder.addTimestampGap(segment, fragment, start);
+    if (kind == 'f' && in >> mark >> duration) builder.addFragment(segment, fragment, start, duration);
   }
 }
 
@@ -262,10 +237,9 @@ TEST(BootstrapBuilder, ExtendsRunsByItsRules) {
       {"a gap may begin a segment", "f1/1@0+4000 f1/2@4000+4000 g2/3@0", "1x2 2x2 | 1@0+4000 3@0!jump"},
       // Key frames every 10000: fragment 1 is held, 2 empty, 3 held again.
       {"held and skipped fragments", "f1/1@0+4000 e1/2@4000 f1/3@10000+2000",
-       "1x3 | 1@0+4000 2@4000!empty 3@10000+2000"},
-  };
+       "1x3 | 1@0+4000 2@4000!empty 3@10000+2000"}};
   for (const auto& [what, calls, expected] : rows) {
-    BootstrapBuilder builder = newBuilder();
+    BootstrapBuilder builder(100.0, 1000);
     add(builder, calls);
     EXPECT_EQ(test::describe(builder.info()), expected) << what;
     EXPECT_EQ(builder.info().bootstrapVersion, builder.fragmentRuns().size()) << what;
@@ -293,7 +267,7 @@ TEST(BootstrapBuilder, RoundsDurations) {
 }
 
 TEST(BootstrapBuilder, CountsNeitherTheEndNorTakingItBackAsChanges) {
-  BootstrapBuilder builder = newBuilder();
+  BootstrapBuilder builder(100.0, 1000);
   add(builder, "f1/1@0+4000");
   builder.info().live = true;
   builder.endPresentation();
@@ -310,7 +284,7 @@ TEST(BootstrapBuilder, CountsNeitherTheEndNorTakingItBackAsChanges) {
 
 /// Three fragments and the end, as a stopped recording leaves them.
 BootstrapInfo stopped() {
-  BootstrapBuilder builder = newBuilder();
+  BootstrapBuilder builder(100.0, 1000);
   add(builder, "f1/1@0+4000 f1/2@4000+6000 f2/3@10000+4000");
   builder.endPresentation();
   return builder.info();
@@ -338,8 +312,7 @@ TEST(BootstrapBuilder, ResumesWhereTheIndexEnds) {
        "1x2 2x2 | 1@0+4000 2@4000+6000 3@10000+4000 3@10000!both"},
       {"a foreign file without tables", {}, 7, "e1/8@0 f1/9@32000+4000", "1x1 | 9@32000+4000"},
       {"a foreign file without segments", noSegments, 1, "e1/2@4000 f1/3@8000+4000",
-       "4294967295x1 1x3 | 1@0+4000 2@4000!empty 1@0!jump 3@8000+4000"},
-  };
+       "4294967295x1 1x3 | 1@0+4000 2@4000!empty 1@0!jump 3@8000+4000"}};
   for (const auto& [what, info, lastFragment, calls, expected] : rows) {
     BootstrapBuilder builder(100.0, 1000, info, lastFragment);
     builder.resume();

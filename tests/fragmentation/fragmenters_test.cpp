@@ -1,4 +1,3 @@
-#include <cctype>
 #include <initializer_list>
 
 #include "fragmentation/FragmenterChoice.h"

@@ -5,7 +5,6 @@
 #include <bit>
 #include <boost/lexical_cast.hpp>
 #include <cstring>
-#include <filesystem>
 
 #include "fragmentation/AdditionalHeader.h"
 #include "fragmentation/EncryptorContext.h"
@@ -22,7 +21,6 @@
 #include "tests/support/TestHost.h"
 #include "tests/support/testing.h"
 #include "util/QVSException.h"
-#include "util/bytes.h"
 #include "wrappers/rkx/RKXException.h"
 
 namespace {
@@ -72,8 +70,7 @@ TEST(RecordingSettings, CountAKeyAsAbsentThatTheHostNeverHandsOver) {
       {"always longer", [](char*, std::uint32_t size) { return static_cast<std::int32_t>(size + 1); }, 100},
       {"always the same", [](char*, std::uint32_t) { return 1500; }, 100},
       {"absurdly long", [](char*, std::uint32_t) { return 0x7FFFFFFF; }, 1},
-      {"a little too long", [](char*, std::uint32_t) { return 1024 * 1024 + 1; }, 1},
-  };
+      {"a little too long", [](char*, std::uint32_t) { return 1024 * 1024 + 1; }, 1}};
   for (const auto& [what, rule, mostCalls] : rows) {
     RuledContext context(rule);
     EXPECT_EQ(read(context), "absent") << what;
@@ -89,54 +86,45 @@ TEST(RecordingSettings, EndAValueThatTheHostDoesNotEnd) {
   EXPECT_EQ(read(context), std::string(1024, 'x'));
 }
 
-/// A host with this value of the key, and none of any other.
-test::TestHost hostWith(const std::string& value) {
-  test::TestHost host(nullptr);
-  host.settings["Recording/Key"] = value;
-  return host;
-}
-
-TEST(RecordingSettings, TakeAValueOfAnyLength) {
-  for (const std::size_t length : {0U, 1U, 1023U, 1024U, 5000U, 1024U * 1024U}) {
-    auto host = hostWith(std::string(length, 'x'));
-    EXPECT_EQ(RecordingSettings(host).readString("Recording/Key", "absent"), std::string(length, 'x')) << length;
+/// Of a host with one value.
+struct OneSetting : testing::Test {
+  const RecordingSettings& with(const std::string& value) {
+    host.settings["Recording/Key"] = value;
+    return settings;
   }
+
+  TestHost host{nullptr};
+  RecordingSettings settings{host};
+};
+
+TEST_F(OneSetting, MayBeOfAnyLength) {
+  for (const std::size_t length : {0U, 1U, 1023U, 1024U, 5000U, 1024U * 1024U})
+    EXPECT_EQ(with(std::string(length, 'x')).readString("Recording/Key", "absent"), std::string(length, 'x')) << length;
 }
 
-TEST(RecordingSettings, ReadUnsignedNumbers) {
+TEST_F(OneSetting, IsAnUnsignedNumberOrRefused) {
   const std::pair<const char*, std::uint32_t> rows[] = {
       {"0", 0}, {"4000", 4000}, {"+7", 7}, {"007", 7}, {"4294967295", 0xFFFFFFFF}, {"-1", 0xFFFFFFFF}};
-  for (const auto& [text, number] : rows) {
-    auto host = hostWith(text);
-    EXPECT_EQ(RecordingSettings(host).readUnsigned("Recording/Key", 5), number) << text;
-    EXPECT_EQ(RecordingSettings(host).readUnsigned("Recording/Other", 5), 5U);
-  }
+  for (const auto& [text, number] : rows) EXPECT_EQ(with(text).readUnsigned("Recording/Key", 5), number) << text;
+  EXPECT_EQ(settings.readUnsigned("Recording/Other", 5), 5U);
+  for (const char* text : {"", " 4000", "4000 ", "4000ms", "4e3", "0x10", "4294967296", "4000.0"})
+    EXPECT_THROW(with(text).readUnsigned("Recording/Key", 5), boost::bad_lexical_cast) << text;
+  for (const char* text : {"", " 1.5", "1.5 ", "1,5", "fast"})
+    EXPECT_THROW(with(text).readDouble("Recording/Key", 5), boost::bad_lexical_cast) << text;
 }
 
-TEST(RecordingSettings, RefuseWhatIsNoNumber) {
-  for (const char* text : {"", " 4000", "4000 ", "4000ms", "4e3", "0x10", "4294967296", "4000.0"}) {
-    auto host = hostWith(text);
-    EXPECT_THROW(RecordingSettings(host).readUnsigned("Recording/Key", 5), boost::bad_lexical_cast) << text;
-  }
-  for (const char* text : {"", " 1.5", "1.5 ", "1,5", "fast"}) {
-    auto host = hostWith(text);
-    EXPECT_THROW(RecordingSettings(host).readDouble("Recording/Key", 5), boost::bad_lexical_cast) << text;
-  }
-}
-
-TEST(RecordingSettings, ReadTruthInAnyCase) {
+TEST_F(OneSetting, IsTrueInAnyCase) {
   const std::pair<const char*, bool> rows[] = {{"true", true}, {"TRUE", true}, {"tRuE", true},   {"1", false},
                                                {"", false},    {"yes", false}, {"true ", false}, {"false", false}};
   for (const auto& [text, truth] : rows) {
-    auto host = hostWith(text);
-    EXPECT_EQ(RecordingSettings(host).readBool("Recording/Key", true), truth) << text;
-    EXPECT_EQ(RecordingSettings(host).readBool("Recording/Other", truth), truth);
+    EXPECT_EQ(with(text).readBool("Recording/Key", true), truth) << text;
+    EXPECT_EQ(settings.readBool("Recording/Other", truth), truth);
   }
 }
 
 /// From settings in a line: "FrameRate=25 FramePrecision=2".
 FragmentationConfig configOf(const std::string& settings) {
-  test::TestHost host(nullptr);
+  TestHost host(nullptr);
   std::istringstream in(settings);
   for (std::string setting; in >> setting;) {
     const auto equals = setting.find('=');
@@ -167,17 +155,14 @@ TEST(FragmentationConfig, IsReadFromTheSettings) {
        "FrameRate=2000 FramesPerKeyframeInterval=65537 KeyframeIntervalsPerFragment=65536"},
       {"broadcast rates in double precision",
        {4004, 1.0 * (1.0 / 29.97) * 1000.0, 1000},
-       "FrameRate=29.97 FramesPerKeyframeInterval=60 KeyframeIntervalsPerFragment=2"},
-  };
+       "FrameRate=29.97 FramesPerKeyframeInterval=60 KeyframeIntervalsPerFragment=2"}};
   for (const auto& [what, config, settings] : rows) EXPECT_EQ(configOf(settings), config) << what;
 }
 
 TEST(FragmentationConfig, RefusesSettingsThatGiveNoDuration) {
   constexpr char kNoDuration[] = "invalid fragment duration specified";
   constexpr char kNoInterval[] = "no value specified for frames-per-keyframe-interval";
-  const struct {
-    const char *settings, *message;
-  } rows[] = {
+  const std::pair<const char*, const char*> rows[] = {
       {"FragmentDuration=0", kNoDuration},
       {"FragmentDuration=0 FrameRate=25 FramesPerKeyframeInterval=50", kNoDuration},
       {"DurationPrecision=0", "invalid duration precision specified"},
@@ -190,11 +175,10 @@ TEST(FragmentationConfig, RefusesSettingsThatGiveNoDuration) {
        "no value specified for keyframe-intervals-per-fragment"},
       {"FrameRate=25 FramesPerKeyframeInterval=50 FramePrecision=0", "no value specified for frame precision"},
       {"FrameRate=1e9 FramesPerKeyframeInterval=50", kNoDuration},
-      {"FrameRate=25 FramesPerKeyframeInterval=65536 KeyframeIntervalsPerFragment=65536", kNoDuration},
-  };
-  for (const auto& row : rows)
-    EXPECT_THAT([&] { configOf(row.settings); }, testing::ThrowsMessage<qvs::QVSException>(row.message))
-        << row.settings;
+      {"FrameRate=25 FramesPerKeyframeInterval=65536 KeyframeIntervalsPerFragment=65536", kNoDuration}};
+  for (const auto& [settings, message] : rows)
+    EXPECT_THAT([given = settings] { configOf(given); }, testing::ThrowsMessage<qvs::QVSException>(message))
+        << settings;
 }
 
 /// Settings of a protected recording; each value and each file is its own name.
@@ -236,8 +220,7 @@ TEST(EncryptorContext, FailsAtTheFirstThatIsMissing) {
       {"TransportCertPath", "no transport certificate specified"},
       {"LicenseServerURL", "no license server URL specified"},
       {"CommonKeyPath", "no common key specified"},
-      {"ContentID", "no content ID specified"},
-  };
+      {"ContentID", "no content ID specified"}};
   Protected recording;
   recording.set("VideoEncryptLevel", "3");
   const auto read = [&recording] { recording.read(); };

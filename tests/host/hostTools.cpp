@@ -7,7 +7,6 @@
 #include "tests/support/Recorder.h"
 #include "tests/support/loadModule.h"
 #include "tests/support/tagFile.h"
-#include "util/bytes.h"
 
 namespace test {
 namespace {

@@ -1,10 +1,6 @@
 // docs/json.md and the documents that the commands print say the same.
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
-
-#include <set>
-#include <sstream>
 
 #include "host/DirectoryLock.h"
 #include "host/output.h"

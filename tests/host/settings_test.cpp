@@ -4,7 +4,6 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <boost/algorithm/string/replace.hpp>
 
@@ -44,9 +43,7 @@ TEST(Settings, ReadsTheLinesOfAFile) {
 }
 
 TEST(Settings, NameTheLineThatIsWrong) {
-  const struct {
-    const char *text, *message;
-  } rows[] = {
+  const std::pair<const char*, const char*> rows[] = {
       {"\nRecording/FrameRate 25\n", "x.conf:2: expected KEY = VALUE"},
       {"# a\n\nRecording/Framerate = 25",
        "x.conf:3: unknown setting 'Recording/Framerate'; did you mean Recording/FrameRate?"},
@@ -56,11 +53,11 @@ TEST(Settings, NameTheLineThatIsWrong) {
       // What may be a key of another kind is not shown.
       {"MIIEvQIBADANBgkqhkiG9w0BAQEFAASC", "x.conf:1: expected KEY = VALUE"},
       {"c2VjcmV0+/c2VjcmV0==", "x.conf:1: unknown setting; k2r record --help"}};
-  for (const auto& row : rows) {
+  for (const auto& [text, message] : rows) {
     Settings settings;
-    EXPECT_THAT([&] { settings.readText(row.text, "x.conf"); },
+    EXPECT_THAT([&, lines = text] { settings.readText(lines, "x.conf"); },
                 testing::ThrowsMessage<UsageError>(
-                    testing::AllOf(testing::StartsWith(row.message), testing::Not(testing::HasSubstr("c2V")))));
+                    testing::AllOf(testing::StartsWith(message), testing::Not(testing::HasSubstr("c2V")))));
   }
 }
 
@@ -112,19 +109,14 @@ TEST(Settings, TakeOnlyWhatTheModuleReadsAsItIsMeant) {
 
 TEST(Settings, HaveTheDefaultsOfTheModuleAndAreInTheReadme) {
   const std::string readme = test::readWholeFile(K2R_README);
-  Settings none;
-  Settings all;
+  Settings none, all;
   for (const SettingInfo& setting : knownSettings()) {
     const auto row = fmt::format("| `{}` | {} | {} |\n", setting.key, setting.fallback, describe(setting));
     EXPECT_NE(readme.find(row), std::string::npos) << row;
     if (!setting.fallback.empty()) all.assign(fmt::format("{}={}", setting.key, setting.fallback));
   }
-  OpenContext noContext(none);
-  OpenContext allContext(all);
-  const auto expected = ruvo::k2r::readFragmentationConfig(noContext);
-  const auto found = ruvo::k2r::readFragmentationConfig(allContext);
-  EXPECT_EQ(std::tuple(found.fragmentDuration, found.durationPrecision, found.allowedDrift),
-            std::tuple(expected.fragmentDuration, expected.durationPrecision, expected.allowedDrift));
+  OpenContext noContext(none), allContext(all);
+  EXPECT_EQ(ruvo::k2r::readFragmentationConfig(allContext), ruvo::k2r::readFragmentationConfig(noContext));
 }
 
 TEST(Settings, AreCompleteBeforeTheModuleHasThem) {

@@ -1,6 +1,5 @@
 #include <dlfcn.h>
 
-#include <cstdlib>
 #include <regex>
 
 #include "tests/support/Recorder.h"

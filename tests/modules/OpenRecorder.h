@@ -9,8 +9,6 @@
 
 namespace test {
 
-constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
-
 /// Video with a key frame every two seconds.
 inline StreamBuilder video() {
   return stream().keyFramesEvery(2000);

@@ -9,12 +9,10 @@ namespace {
 using namespace test;
 
 /// Does not return the status of one path.
-class StubbornFiles : public DiskFileContext {
- public:
+struct StubbornFiles : DiskFileContext {
   std::int32_t pathStatus(const char* path, IMOFileStatus* status, std::uint32_t reserved) override {
     return path == untold ? -5 : DiskFileContext::pathStatus(path, status, reserved);
   }
-
   std::string untold;
 };
 

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <random>
 
@@ -41,14 +40,12 @@ struct ProtectedRecorder : Recorder {
   TempDirectory keys;
 };
 
-StreamBuilder av() {
-  return video().audio(23);
-}
+const StreamBuilder kAv = video().audio(23);
 
 /// Two fragments that were not stopped.
 void recordAndClose(ProtectedRecorder& recorder) {
   ASSERT_TRUE(recorder.open()) << recorder.log();
-  EXPECT_EQ(recorder.record(av().until(8001)), 0U) << recorder.log();
+  EXPECT_EQ(recorder.record(kAv.until(8001)), 0U) << recorder.log();
   recorder.close();
 }
 
@@ -62,7 +59,7 @@ TEST(Protection, FailsInItsSetUpAndLeavesTheFilesAsTheyAre) {
     ProtectedRecorder fresh;
     fresh.setting(key) = value;
     ASSERT_TRUE(fresh.open());
-    EXPECT_EQ(fresh.record(av().until(4001)), 1U);
+    EXPECT_EQ(fresh.record(kAv.until(4001)), 1U);
     EXPECT_EQ(fresh.log(), log);
     fresh.stop();
     EXPECT_EQ(fresh.files(), "cam1.control");
@@ -82,9 +79,9 @@ TEST(Protection, BeginsWhenItsSetUpIsPutRight) {
   const std::string path = recorder.setting("CommonKeyPath");
   recorder.setting("CommonKeyPath") = "/no/such/file";
   ASSERT_TRUE(recorder.open());
-  EXPECT_EQ(recorder.record(av().until(4001)), 1U);
+  EXPECT_EQ(recorder.record(kAv.until(4001)), 1U);
   recorder.setting("CommonKeyPath") = path;
-  EXPECT_EQ(recorder.record(av().withoutHeaders().from(4001).until(12003)), 0U);
+  EXPECT_EQ(recorder.record(StreamBuilder(kAv).withoutHeaders().from(4001).until(12003)), 0U);
   recorder.stop();
   EXPECT_EQ(recorder.log(), "error: Error (2) - Cannot open file '/no/such/file'\n");
   const std::string segment = recorder.content("Seg1.k2r");
@@ -95,9 +92,9 @@ TEST(Protection, NeedsItsKeysOnlyToBegin) {
   ProtectedRecorder recorder;
   recorder.host.settings["Recording/SegmentDuration"] = "4000";
   ASSERT_TRUE(recorder.open());
-  EXPECT_EQ(recorder.record(av().until(4001)), 0U);
+  EXPECT_EQ(recorder.record(kAv.until(4001)), 0U);
   std::filesystem::remove_all(recorder.keys.path());
-  EXPECT_EQ(recorder.record(av().withoutHeaders().from(4001).until(16003)), 0U);
+  EXPECT_EQ(recorder.record(StreamBuilder(kAv).withoutHeaders().from(4001).until(16003)), 0U);
   recorder.stop();
   recorder.close();
   EXPECT_TRUE(recorder.has("Seg2.k2i"));
@@ -139,21 +136,17 @@ TEST(Protection, IsNotContinuedBehindDamage) {
   }
 }
 
-TEST(Protection, MakesAMissingMetadataFileAnew) {
-  ProtectedRecorder recorder;
+TEST(Protection, MakesAMissingMetadataFileAnewAndFailsWithoutOne) {
+  ProtectedRecorder recorder, failing;
   recordAndClose(recorder);
   std::filesystem::remove(recorder.file(".drmmeta"));
   ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
   EXPECT_TRUE(recorder.content(".drmmeta").starts_with(std::string("\x02\0\x11|AdditionalHeader\x03", 21)));
-}
-
-TEST(Protection, FailsWithoutItsMetadataFile) {
-  ProtectedRecorder recorder;
-  ASSERT_TRUE(recorder.open());
-  std::filesystem::create_directory(recorder.file(".drmmeta"));
-  EXPECT_EQ(recorder.record(av().until(4001)), 1U);
-  EXPECT_EQ(recorder.log(), "error: Unknown Error in record()\n");
-  EXPECT_EQ(recorder.files(), "cam1.control cam1.drmmeta");
+  ASSERT_TRUE(failing.open());
+  std::filesystem::create_directory(failing.file(".drmmeta"));
+  EXPECT_EQ(failing.record(kAv.until(4001)), 1U);
+  EXPECT_EQ(failing.log(), "error: Unknown Error in record()\n");
+  EXPECT_EQ(failing.files(), "cam1.control cam1.drmmeta");
 }
 
 TEST(Protection, LeavesRoomInTheLargestMessage) {
@@ -208,7 +201,7 @@ TEST(KeyMemory, IsWipedWithTheRecording) {
   const TurnedKey turned = makeKeyFile(recorder.setting("CommonKeyPath"));
   EXPECT_EQ(countInMemory(turned), 0U);
   ASSERT_TRUE(recorder.open());
-  EXPECT_EQ(recorder.record(stream().keyFramesEvery(2000).audio(23).until(8001)), 0U);
+  EXPECT_EQ(recorder.record(kAv.until(8001)), 0U);
   EXPECT_EQ(countInMemory(turned), 1U) << "in use";
   recorder.stop();
   EXPECT_EQ(countInMemory(turned), 0U);
@@ -217,15 +210,10 @@ TEST(KeyMemory, IsWipedWithTheRecording) {
   EXPECT_EQ(countInMemory(turned), 1U);
   recorder.close();
   EXPECT_EQ(countInMemory(turned), 0U) << "also without a stop";
-}
-
-TEST(KeyMemory, IsWipedWhereTheSetUpFails) {
-  ProtectedRecorder recorder;
-  const TurnedKey turned = makeKeyFile(recorder.setting("CommonKeyPath"));
   recorder.setting("PackagerCredentialPwd") = "wrong";
   ASSERT_TRUE(recorder.open());
-  EXPECT_EQ(recorder.record(stream().keyFramesEvery(2000).until(4001)), 1U);
-  EXPECT_EQ(countInMemory(turned), 0U);
+  EXPECT_EQ(recorder.record(video().until(4001)), 1U);
+  EXPECT_EQ(countInMemory(turned), 0U) << "also where the set-up fails";
 }
 
 }  // namespace

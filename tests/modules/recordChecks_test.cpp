@@ -84,23 +84,16 @@ TEST(RecordTimes, LiftEverythingToAMessageFromBeforeTheBase) {
   EXPECT_EQ(recorder.log(), "warning: Found backward timestamp while recording stream, adjusting time\n");
 }
 
-StreamBuilder audio() {
-  return stream().audio(500);
-}
-
 StreamBuilder everySecond() {
   return stream().keyFramesEvery(1000);
 }
 
-/// So rare key frames that fragments of a second are held.
-StreamBuilder rareKeys() {
-  return stream().keyFramesEvery(3500).framesEvery(500);
-}
-
 TEST(Jumps, BeyondTheSizeOfAnIndexAreRefusedAndLeaveNoTrace) {
   constexpr std::uint32_t kFar = 4000000000U;
-  const auto aac = aacFrame(kFar, 50, 1);
-  const auto key = avcFrame(kFar, true, 50, 1), inter = avcFrame(kFar, false, 50, 1);
+  const auto aac = aacFrame(kFar, 50, 1), key = avcFrame(kFar, true, 50, 1), inter = avcFrame(kFar, false, 50, 1);
+  auto audio = stream().audio(500);
+  // So rare key frames that fragments of a second are held.
+  const auto rareKeys = stream().keyFramesEvery(3500).framesEvery(500);
   const struct {
     const char* why;
     std::vector<StreamMessage> before;
@@ -112,10 +105,10 @@ TEST(Jumps, BeyondTheSizeOfAnIndexAreRefusedAndLeaveNoTrace) {
     const char* segmentDuration = "0";
   } rows[] = {{"a fragment is open", video().until(1500), key, video(), 2000},
               {"no key frame", video().until(4500), inter, video(), 6000},
-              {"a fragment is held", rareKeys().until(3001), inter, rareKeys(), 3500},
-              {"a fragment is held, and a key frame came", rareKeys().until(7001), key, rareKeys(), 10500},
-              {"audio", audio().until(3001), aac, audio(), 3500},
-              {"audio in its lead-in", audio().from(500).until(900), aac, audio(), 900},
+              {"a fragment is held", rareKeys.until(3001), inter, rareKeys, 3500},
+              {"a fragment is held, and a key frame came", rareKeys.until(7001), key, rareKeys, 10500},
+              {"audio", audio.until(3001), aac, audio, 3500},
+              {"audio in its lead-in", audio.from(500).until(900), aac, audio, 900},
               {"an append", video().until(4001), inter, video(), 6000, true},
               {"a segment without a fragment", everySecond().until(4500), key, everySecond(), 5000, false, "3000"}};
   for (const auto& row : rows) {
@@ -191,7 +184,7 @@ TEST(Metadata, IsExpectedBeforeOtherMessages) {
 }
 
 TEST(Metadata, GivesThePictureSize) {
-  const std::string description = Amf0().string("onMetaData").hex();
+  const std::string description = "00" + Amf0().string("onMetaData").hex();
   const auto object = [] { return Amf0().object(); };
   const std::tuple<const char*, StreamMessage, const char*> rows[] = {
       {"names in any case", metadataOf(object().name("WIDTH").number(320).name("HEIGHT").number(320).end().hex()),
@@ -205,13 +198,11 @@ TEST(Metadata, GivesThePictureSize) {
        "00000000"},
       {"an array", metadataOf(Amf0().array(1).name("height").number(320).end().hex()), "00000140"},
       {"AMF3, an object of a class",
-       {15, 0, fromHex("00" + description + "11 0a 23 03 61 0b 7769647468 0d 686569676874 04 8200 04 8134")},
-       "010000b4"},
+       message(15, description + "11 0a 23 03 61 0b 7769647468 0d 686569676874 04 8200 04 8134"), "010000b4"},
       {"AMF3, an anonymous object with dynamic members",
-       {15, 0, fromHex("00" + description + "11 0a 0b 01 0b 7769647468 04 8200 0d 686569676874 04 8134 01")},
-       "010000b4"}};
-  for (const auto& [why, message, size] : rows) {
-    OpenRecorder recorder({message, avcSequenceHeader(0)});
+       message(15, description + "11 0a 0b 01 0b 7769647468 04 8200 0d 686569676874 04 8134 01"), "010000b4"}};
+  for (const auto& [why, described, size] : rows) {
+    OpenRecorder recorder({described, avcSequenceHeader(0)});
     EXPECT_EQ(recorder.record(video().withoutHeaders().until(4001)), 0U);
     EXPECT_EQ(pictureSize(recorder.content("Seg1.k2r")), size) << why;
     EXPECT_EQ(recorder.log(), "") << why;

@@ -122,19 +122,18 @@ TEST_F(K2RMediaWriterTest, PacesTheConfigurationOfAudioAlone) {
             "8@2999[soun 13+1] 8@3000 8@3000[soun 13+1] 8@3001[soun 13+1]");
 }
 
-TEST_F(K2RMediaWriterTest, IndexesThePacedMessageWhereThereIsNoConfiguration) {
+TEST_F(K2RMediaWriterTest, IndexesThePacedMessageWhereThereIsNoConfigurationAndEachUntilItHasCaughtUpWithALateStart) {
   addMp3Track();
-  for (const std::uint32_t time : {0U, 1500U, 2000U, 2500U, 3200U}) add(8, time, "2f aa");
-  EXPECT_EQ(writtenAlone(),
-            "8@0*[soun 12+1] 8@1500[soun 12+1] 8@2000*[soun 12+1] 8@2500[soun 12+1] 8@3200*[soun 12+1]");
-}
-
-TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationUntilItHasCaughtUpWithALateStart) {
-  addMp3Track();
-  for (const std::uint32_t time : {3000U, 3010U, 3020U, 3030U, 3040U, 4000U}) add(8, time, "2f aa");
-  EXPECT_EQ(writtenAlone(),
-            "8@3000*[soun 12+1] 8@3010*[soun 12+1] 8@3020*[soun 12+1] 8@3030[soun 12+1] 8@3040[soun 12+1] "
-            "8@4000*[soun 12+1]");
+  const std::pair<std::vector<std::uint32_t>, const char*> rows[] = {
+      {{0, 1500, 2000, 2500, 3200},
+       "8@0*[soun 12+1] 8@1500[soun 12+1] 8@2000*[soun 12+1] 8@2500[soun 12+1] 8@3200*[soun 12+1]"},
+      {{3000, 3010, 3020, 3030, 4000},
+       "8@3000*[soun 12+1] 8@3010*[soun 12+1] 8@3020*[soun 12+1] 8@3030[soun 12+1] 8@4000*[soun 12+1]"}};
+  for (const auto& [times, stored] : rows) {
+    queue.clear();
+    for (const std::uint32_t time : times) add(8, time, "2f aa");
+    EXPECT_EQ(writtenAlone(), stored);
+  }
 }
 
 TEST_F(K2RMediaWriterTest, RepeatsTheConfigurationThatAFailedWriteDidNotStore) {

@@ -14,7 +14,6 @@
 namespace ruvo::k2rpkgutil {
 namespace {
 
-using qvs::util::operator""_4cc;
 using test::Amf0;
 using test::StreamMessage;
 using test::tracksOf;

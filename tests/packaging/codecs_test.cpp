@@ -7,8 +7,6 @@
 #include "packaging/K2RSampleWriter.h"
 #include "packaging/MediaTime.h"
 #include "packaging/MetadataMessage.h"
-#include "packaging/RefMessage.h"
-#include "packaging/SampleDescriptors.h"
 #include "tests/packaging/recordingFixture.h"
 #include "tests/support/Amf0.h"
 #include "tests/support/ScriptCodec.h"
@@ -23,9 +21,7 @@ using test::hex;
 
 /// What a first message says of its track, or "none".
 std::string describe(std::uint8_t type, const char* firstData) {
-  const auto data = fromHex(firstData);
-  const auto made =
-      makeSampleDescriptor(RefMessage(type, data.data(), static_cast<std::uint32_t>(data.size()), 0), 640, 360);
+  const auto made = test::descriptorOf(type, firstData);
   return made ? test::describe(*made) : "none";
 }
 
@@ -70,11 +66,11 @@ TEST(CodecBoxes, WriteLongDescriptorLengthsInSevenBitGroups) {
   EXPECT_EQ(findAacConfig(box).size(), 300U);
 }
 
-TEST(CodecBoxes, FindTheConfigurationBetweenOtherBytes) {
+TEST(CodecBoxes, FindTheConfigurationThatLiesBetweenOtherBytes) {
   const std::string box = "00000033 65736473 00000000 ";
   const std::string es = "03 03 004010 ";
   const std::string decoder = "04 05 40150006000000000000000000 ";
-  const std::tuple<const char*, std::string, const char*> rows[] = {
+  const std::tuple<const char*, std::string, const char*> configs[] = {
       {"as written", test::kEsds, "1210"},
       {"behind something", "ffff " + box + es + decoder + "05 02 1210", "1210"},
       {"no ES descriptor tag", box + "02 aabb " + decoder + "05 02 1210", "1210"},
@@ -88,14 +84,9 @@ TEST(CodecBoxes, FindTheConfigurationBetweenOtherBytes) {
       {"type without a size in front", "0033 65736473 00000000", ""},
       {"nothing behind the type", "00000033 65736473", ""},
       {"nothing", "", ""}};
-  for (const auto& [why, bytes, config] : rows) {
-    const ByteBuffer header(fromHex(bytes));
-    EXPECT_EQ(hex(findAacConfig(header)), config) << why;
-  }
-}
-
-TEST(CodecBoxes, FindAnAvcBoxThatLiesInTheBytes) {
-  const std::tuple<const char*, const char*, const char*> rows[] = {
+  for (const auto& [why, bytes, config] : configs)
+    EXPECT_EQ(hex(findAacConfig(ByteBuffer(fromHex(bytes)))), config) << why;
+  const std::tuple<const char*, const char*, const char*> avcBoxes[] = {
       {"alone", "0000000a 61766343 0164", "0000000a 61766343 0164"},
       {"between others", "00000008 70617370 0000000a 61766343 0164 00000008", "0000000a 61766343 0164"},
       {"at an odd place", "aa 00000009 61766343 01", "00000009 61766343 01"},
@@ -105,10 +96,8 @@ TEST(CodecBoxes, FindAnAvcBoxThatLiesInTheBytes) {
       {"no size", "61766343 0164", ""},
       {"half a type", "0000000a 617663", ""},
       {"nothing", "", ""}};
-  for (const auto& [why, bytes, box] : rows) {
-    const ByteBuffer header(fromHex(bytes));
-    EXPECT_EQ(hex(findAvcCBox(header)), box) << why;
-  }
+  for (const auto& [why, bytes, found] : avcBoxes)
+    EXPECT_EQ(hex(findAvcCBox(ByteBuffer(fromHex(bytes)))), found) << why;
 }
 
 using ConfigMessages = test::RecordingFixture;
@@ -150,14 +139,9 @@ class MetadataMessage : public test::RecordingFixture {
     std::ostringstream text;
     for (std::size_t i = 0; i < array->size(); ++i) {
       const NQDataValue& value = array->value(i);
-      text << (i == 0 ? "" : " ") << array->name(i) << "=";
-      if (value.array() != nullptr) {
-        text << "(" << describe(value.array()) << ")";
-      } else if (value.kind() == NQDataKind::kStringType) {
-        text << value.toString().view();
-      } else {
-        text << value.toDouble();
-      }
+      text << (i == 0 ? "" : " ") << array->name(i) << "=" << value.toString().view();
+      if (value.array() != nullptr) text << "(" << describe(value.array()) << ")";
+      if (value.kind() == NQDataKind::kNumberType) text << value.toDouble();
     }
     return text.str();
   }

@@ -16,10 +16,6 @@ using namespace qvs::util;
 using test::fromHex;
 using test::hex;
 
-RefMessage view(std::uint8_t type, const std::vector<std::byte>& data, std::uint32_t timestamp = 0) {
-  return RefMessage(type, data.data(), static_cast<std::uint32_t>(data.size()), timestamp);
-}
-
 NQMessage store(std::uint8_t type, const std::vector<std::byte>& data, std::uint32_t time = 0,
                 std::uint32_t timestamp = 0) {
   RefCountedMemoryArena arena;
@@ -41,12 +37,10 @@ TEST(NQMessage, IsATagByteForByte) {
   }
 }
 
-/// What a message says of itself: its kind, "key" and "command", the format code with the bytes of the codec header,
-/// and "packet" with the packet type.
+/// What a message says of its codec: the format code with the bytes of the codec header, and "packet" with the packet
+/// type.
 std::string describe(const Message& message, std::uint32_t codecHeader) {
-  std::string text = message.isVideo() ? "video" : message.isAudio() ? "audio" : message.isData() ? "data" : "other";
-  if (message.isKeyFrame()) text += " key";
-  if (message.isCommandFrame()) text += " command";
+  std::string text = message.isVideo() ? "video" : "audio";
   if (message.formatCode() != 0) text += " " + toText(message.formatCode());
   if (codecHeader != 0) text += "+" + std::to_string(codecHeader);
   if (message.packetType()) text += " packet" + std::to_string(*message.packetType());
@@ -54,7 +48,7 @@ std::string describe(const Message& message, std::uint32_t codecHeader) {
 }
 
 void expectSays(std::uint8_t type, const std::vector<std::byte>& data, const std::string& says) {
-  const RefMessage seen = view(type, data);
+  const RefMessage seen(type, data.data(), static_cast<std::uint32_t>(data.size()), 0);
   const NQMessage stored = store(type, data);
   EXPECT_EQ(describe(seen, seen.sampleOffset()), says) << int{type} << " " << hex(data);
   EXPECT_EQ(describe(stored, stored.sampleOffset() - 11), says) << int{type} << " " << hex(data);
@@ -72,24 +66,6 @@ TEST(Messages, KnowTheirCodecsByANibble) {
     expectSays(9, {low, std::byte{3}, {}, {}, {}, {}}, "video" + video[nibble]);
     expectSays(8, {high, std::byte{3}, {}}, "audio" + audio[nibble]);
   }
-}
-
-TEST(Messages, DescribeWhatTheyCarry) {
-  const std::tuple<std::uint8_t, const char*, const char*> rows[] = {
-      {9, "14 0100000000", "video key VP6F+2"},
-      {9, "57 0200000000", "video command H264+5 packet2"},
-      {41, "17 0100000000", "video key H264+5 packet1"},
-      {0x89, "17 0100000000", "video key H264+5 packet1"},
-      {18, "17 00", "data amf0"},
-      {15, "af 00", "data amf3"},
-      {22, "17 00", "other"},
-      {18, "", "data amf0"},
-      {9, "", "video"},
-      {9, "170100", "video key H264 packet1"},  // too short for the codec header, as are the next three
-      {9, "17", "video key H264"},
-      {9, "24", "video VP6F"},
-      {8, "af", "audio mp4a"}};
-  for (const auto& [type, data, says] : rows) expectSays(type, fromHex(data), says);
 }
 
 TEST(NQMessage, RefusesWhatTheSizeFieldCannotHold) {
@@ -128,23 +104,22 @@ MemoryHolder take(IMemoryArena& arena, std::uint64_t size) {
   return memory;
 }
 
-/// The data pointers of so many blocks, whose holders are gone.
-std::vector<const std::byte*> blocks(PooledMemoryArena& arena, std::size_t count) {
-  std::vector<const std::byte*> result;
-  while (result.size() < count) result.push_back(take(arena, 10)->getData());
-  return result;
-}
-
 TEST(PooledMemoryArena, KeepsOneBlockBeyondTheLimit) {
   const std::pair<std::uint64_t, std::size_t> limitsInKiBAndBlocksKept[] = {{0, 1},   {63, 1},  {64, 2},
                                                                             {127, 2}, {128, 3}, {1000, 3}};
   for (const auto& [limit, kept] : limitsInKiBAndBlocksKept) {
     PooledMemoryArena arena(limit);
-    auto first = blocks(arena, 3);
+    // The data pointers of so many blocks, whose holders are gone.
+    const auto blocks = [&arena](std::size_t count) {
+      std::vector<const std::byte*> result;
+      while (result.size() < count) result.push_back(take(arena, 10)->getData());
+      return result;
+    };
+    auto first = blocks(3);
     arena.reset();
     // The blocks that were kept come back, last kept first; the allocator may place new ones where dropped ones were.
     first.resize(kept);
-    EXPECT_EQ(blocks(arena, kept), std::vector<const std::byte*>(first.rbegin(), first.rend())) << limit;
+    EXPECT_EQ(blocks(kept), std::vector<const std::byte*>(first.rbegin(), first.rend())) << limit;
   }
 }
 

@@ -42,10 +42,6 @@ std::string sinfImage(const std::string& format) {
               "0000000f 61646166 00000000 800010"));                     // adaf
 }
 
-std::string flat(const std::string& image) {
-  return hex(fromHex(image));
-}
-
 std::string imageOf(const NQMessage& message) {
   return hex(std::span(message.header(), message.totalSize()));
 }
@@ -124,11 +120,11 @@ TEST_F(ProtectedTracks, AreDescribedUnderAProtectedCode) {
   addSecondDescription(addAacTrack(), 8, "2f");
   addDataTrack();
   for (int segment = 0; segment < 2; ++segment) {
-    newSegment(protectedPolicy);
-    EXPECT_EQ(image().tracks.at(0),
-              "vide 'MainConcept' eng encv " + flat(kAvcC + sinfImage("48323634")) + " encv " + sinfImage("56503646"));
-    EXPECT_EQ(image().tracks.at(1),
-              "soun 'MainConcept' eng enca " + flat(kEsds + sinfImage("6d703461")) + " enca " + sinfImage("2e6d7033"));
+    newSegment(&protectedPolicy);
+    EXPECT_EQ(image().tracks.at(0), "vide 'MainConcept' eng encv " + hex(fromHex(kAvcC + sinfImage("48323634"))) +
+                                        " encv " + sinfImage("56503646"));
+    EXPECT_EQ(image().tracks.at(1), "soun 'MainConcept' eng enca " + hex(fromHex(kEsds + sinfImage("6d703461"))) +
+                                        " enca " + sinfImage("2e6d7033"));
     EXPECT_EQ(image().tracks.at(2), "meta 'MainConcept' eng encr " + sinfImage("616d6630"));
   }
 }
@@ -138,7 +134,7 @@ TEST_F(ProtectedTracks, TakeNoCompositionTimeFromAMessageTooShortToHaveOne) {
   addAvcTrack();
   add(9, 0, "27 01 aaaa");
   EXPECT_EQ(writtenAlone(), "9@0[vide 11+4]");
-  write(*newSegment(protectedPolicy));
+  write(*newSegment(&protectedPolicy));
   EXPECT_EQ(image().fragments.at(0), "41@0[vide 19+33]");
 }
 
@@ -146,13 +142,13 @@ TEST_F(ProtectedTracks, AreReadBack) {
   addSecondDescription(addAvcTrack(), 9, "14 00");
   addDataTrack();
   add(9, 0, "17 01 000000 aa");
-  const std::uint64_t position = write(*newSegment(protectedPolicy));
+  const std::uint64_t position = write(*newSegment(&protectedPolicy));
   K2RMediaWriter writer(protectedPolicy, file, position, warnings);
-  EXPECT_EQ(tracksOf(writer), "vide eng 1000 7 0 0x0 1 12 1 1000 160 H264 vide 640x360 72x72 1 24 160: " + flat(kAvcC) +
-                                  ": " + sinfImage("48323634") +
-                                  " VP6F vide 640x360 72x72 1 24 145: " + sinfImage("56503646") +
-                                  "\nmeta eng 1000 7 0 0x0 1 12 1 1000 145 amf0 meta 145: " + sinfImage("616d6630") +
-                                  "\nhint eng 1000 0 0 0x0 0 32 1 1000 16\n");
+  EXPECT_EQ(tracksOf(writer),
+            "vide eng 1000 7 0 0x0 1 12 1 1000 160 H264 vide 640x360 72x72 1 24 160: " + hex(fromHex(kAvcC)) + ": " +
+                sinfImage("48323634") + " VP6F vide 640x360 72x72 1 24 145: " + sinfImage("56503646") +
+                "\nmeta eng 1000 7 0 0x0 1 12 1 1000 145 amf0 meta 145: " + sinfImage("616d6630") +
+                "\nhint eng 1000 0 0 0x0 0 32 1 1000 16\n");
 }
 
 }  // namespace

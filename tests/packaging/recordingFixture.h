@@ -62,6 +62,13 @@ std::string tracksOf(Source& source) {
   return text;
 }
 
+/// What a stream's first message of this kind makes of its track's description; null where that says nothing of it.
+inline auto descriptorOf(std::uint8_t type, const char* firstData) {
+  const auto data = fromHex(firstData);
+  const ruvo::k2rpkgutil::RefMessage message(type, data.data(), static_cast<std::uint32_t>(data.size()), 0);
+  return ruvo::k2rpkgutil::makeSampleDescriptor(message, 640, 360);
+}
+
 /// A segment file as lines of text.
 class SegmentImage {
  public:
@@ -73,7 +80,6 @@ class SegmentImage {
     for (auto box = reader.boxAt(reader.firstFragment()); box; box = reader.boxAt(box->end())) {
       if (box->type != "afra"_4cc) continue;
       const Fragment fragment = reader.readFragment(box->offset);
-      positions.push_back(fragment.boxes.position());
       std::string line;
       for (const StoredTag& tag : reader.readTags(fragment))
         line += (line.empty() ? "" : " ") + describe(tag, fragment, reader.movie());
@@ -84,8 +90,6 @@ class SegmentImage {
   /// "handler name language entry-code codec-header", in file order. A hint track has its versions and packet size in
   /// front of the codec header, and ends in the ids that it refers to.
   std::vector<std::string> tracks;
-  /// Where the fragments begin.
-  std::vector<std::uint64_t> positions;
   /// A fragment each: its tags, separated by blanks. "type@time", "/timestamp" where that differs, a star where the
   /// index leads to it, and in brackets the media sample in it: handler, offset and size, with "!" for a sync sample of
   /// video and the composition time in milliseconds where it is not 0.
@@ -109,8 +113,7 @@ class SegmentImage {
 
   static std::string describe(const krvo::container::StoredTag& tag, const krvo::container::Fragment& fragment,
                               const krvo::container::Movie& movie) {
-    std::string head;
-    std::string media;
+    std::string head, media;
     for (const auto& part : fragment.tracks) {
       const auto& track = *movie.tracks.at(part.trackId - 1);
       for (const auto& sample : part.samples) {
@@ -178,12 +181,9 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
 
   /// The track that a stream's first message of this kind makes.
   ruvo::k2rpkgutil::K2RTrack& addTrack(std::uint8_t type, const char* firstData) {
-    using namespace ruvo::k2rpkgutil;
-    const auto data = fromHex(firstData);
-    auto track = std::make_shared<K2RTrack>();
-    track->sampleDescriptors.push_back(
-        makeSampleDescriptor(RefMessage(type, data.data(), static_cast<std::uint32_t>(data.size()), 0), 640, 360));
-    const SampleDescInfo& info = *track->sampleDescriptors.front()->info;
+    auto track = std::make_shared<ruvo::k2rpkgutil::K2RTrack>();
+    track->sampleDescriptors.push_back(descriptorOf(type, firstData));
+    const auto& info = *track->sampleDescriptors.front()->info;
     track->handlerType = info.handlerCode;
     track->entries = {1, 1000, info.codecHeaderLength};
     properties.tracks.push_back(track);
@@ -191,8 +191,7 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
   }
   /// After the description of the track's own, that of another first message.
   void addSecondDescription(ruvo::k2rpkgutil::K2RTrack& track, std::uint8_t type, const char* firstData) {
-    track.sampleDescriptors.push_back(addTrack(type, firstData).sampleDescriptors.front());
-    properties.tracks.pop_back();
+    track.sampleDescriptors.push_back(descriptorOf(type, firstData));
   }
   ruvo::k2rpkgutil::K2RTrack& addAvcTrack() { return addTrack(9, "17 00 000000 0164001e ffe100"); }
   void addVp6Track() { addTrack(9, "14 00"); }
@@ -209,10 +208,9 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
     queue.push_back(message(type, data, time, time + offset));
   }
 
-  std::unique_ptr<K2RMediaWriter> newSegment() { return newSegment(policy); }
-  std::unique_ptr<K2RMediaWriter> newSegment(Policy& policyOfSegment) {
+  std::unique_ptr<K2RMediaWriter> newSegment(Policy* policyOfSegment = nullptr) {
     file = MemoryStream();
-    return std::make_unique<K2RMediaWriter>(policyOfSegment, properties, file);
+    return std::make_unique<K2RMediaWriter>(policyOfSegment == nullptr ? policy : *policyOfSegment, properties, file);
   }
   std::unique_ptr<K2RMediaWriter> continueSegment(std::uint64_t position) {
     return std::make_unique<K2RMediaWriter>(policy, file, position, warnings);
@@ -228,13 +226,9 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
   }
   SegmentImage image() const { return SegmentImage(file.bytes); }
 
-  class Warnings final : public krvo::k2m::WarningHandler {
-    std::uint32_t warning(std::uint32_t) override { return 1; }
-  };
-
   WatchedArena arena;
   TrackTable properties;
-  Warnings warnings;
+  CarryOn warnings;
   MemoryStream file;
   std::vector<ruvo::k2rpkgutil::NQMessage> queue;
   ruvo::k2rpkgutil::K2RMediaWriterPolicy policy{*this};

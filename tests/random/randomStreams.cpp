@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 
 #include "host/verify/quickLook.h"
 #include "host/verify/verifyReport.h"

@@ -1,8 +1,5 @@
 // Commands: their names, their parts, how they are written, and what the message dump and the parse log say of them.
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "server/NQCommand.h"
 #include "server/NQCommandTable.h"
 #include "server/messagedump.h"
@@ -13,10 +10,8 @@
 
 namespace {
 
+using namespace test;
 using qvs::MessageKind;
-using test::Amf0;
-using test::fromHex;
-using test::hex;
 
 /// A message of a raw type byte and a payload.
 qvs::SingleMessagePtr messageOf(int type, const std::string& payload) {
@@ -59,8 +54,7 @@ TEST(NQCommand, ReadsThePartsOfAPayload) {
       {MessageKind::kVideo, kOnMetaData, kNothing},
       {MessageKind::kContainerEx, kOnMetaData, kNothing},
       {MessageKind::kDataEx, "03" + kOnMetaData, kNothing},
-      {MessageKind::kCommandEx, "01" + kConnect, kNothing},
-  };
+      {MessageKind::kCommandEx, "01" + kConnect, kNothing}};
   for (const auto& [kind, payload, text] : rows)
     EXPECT_EQ(NQCommand(kind, fromHex(payload), true).toText(), text) << payload;
   // A message is read in whatever form.
@@ -124,23 +118,18 @@ TEST(NQCommandWriting, EachMessageRefersToItsOwnValuesOnly) {
   for (int i = 0; i < 2; ++i) EXPECT_EQ(hex(command.toDataMessage()->payload()), "02000161 03000161 01010000 09070000");
 }
 
-TEST(NQCommandWriting, CopiesHaveAllPartsAndGrowAlone) {
-  const NQCommand command = filled();
-  NQCommand copy(command);
+TEST(NQCommandWriting, CopiesHaveAllPartsAndGrowAloneAndPropertiesNeedAnObject) {
+  NQCommand command = filled(), copy(command);
   EXPECT_EQ(copy.toText(), command.toText());
   copy.addArgument(NQDataValue::number(1));
   EXPECT_EQ(command.argumentCount(), 2U);
-}
-
-TEST(NQCommandWriting, PropertiesNeedAnObject) {
-  NQCommand command;
-  for (const char* name : {"a", "b"}) EXPECT_TRUE(command.addProperty(name, NQDataValue::number(1)));
-  EXPECT_EQ(command.argumentCount(), 1U);
-  EXPECT_EQ(command.argument(0).array()->size(), 2U);
-  NQCommand other;
-  other.addArgument(NQDataValue::null());
-  EXPECT_FALSE(other.addProperty("a", NQDataValue::number(1)));
-  EXPECT_EQ(other.argumentCount(), 1U);
+  NQCommand other, withoutObject;
+  withoutObject.addArgument(NQDataValue::null());
+  EXPECT_FALSE(withoutObject.addProperty("a", NQDataValue::number(1)));
+  EXPECT_EQ(withoutObject.argumentCount(), 1U);
+  for (const char* name : {"a", "b"}) EXPECT_TRUE(other.addProperty(name, NQDataValue::number(1)));
+  EXPECT_EQ(other.toText(),
+            "0: [0](Command data kNullType)( Command args kObjectType ( a= kNumberType 1, b= kNumberType 1 ))");
 }
 
 TEST(NQCommandWriting, RefusesMoreThanAMessageHolds) {
@@ -194,8 +183,7 @@ TEST(MessageDump, ShowsKindAndContent) {
        " trxId=0 kEncodingAMF0 play cmdData=( kUndefinedType ) arg0=(  kboolType true )"},
       {18, "02 0009 706c6179", "kMsgData", "BAD_PARSE"},
       {18, "0e", "kMsgData", "BAD_PARSE"},
-      {18, "02 0001 61 03 0001 61", "kMsgData", "BAD_PARSE"},
-  };
+      {18, "02 0001 61 03 0001 61", "kMsgData", "BAD_PARSE"}};
   for (const auto& [type, payload, kind, content] : rows) {
     const std::string front = std::string(" ") + kind + " idByte=" + std::to_string(type) + " streamId=0 time=0";
     EXPECT_EQ(dumpMessage(messageOf(type, payload)), front + content);
@@ -216,10 +204,9 @@ TEST(NQCommandLog, SaysHowFarTheLastPayloadWasRead) {
       {20, "02 0004 73656564 00 01", "transaction id", "0: seed[0" + nothing},
       {20, "02 0004 7365656b 00 4000000000000000 0e", "command data", "2: seek[17" + nothing},
       {18, "02 0001 61 05 0101 02 0009", "argument number2", "0: a[0" + nothing + " kNullType,  kboolType true"},
-      {15, "", "command type (first arg)", "0: [0" + nothing},
-  };
+      {15, "", "command type (first arg)", "0: [0" + nothing}};
   // A folder with the reader in it (see commandReader.cpp), whose log goes into `logs` beside it.
-  const test::TempDirectory folder;
+  const TempDirectory folder;
   std::filesystem::copy_file(K2R_COMMAND_READER, folder.file("reader"));
   const auto read = [&](int kind, const std::string& payload) {
     const std::string command = folder.file("reader") + " " + std::to_string(kind) + " '" + payload + "'";
@@ -230,7 +217,7 @@ TEST(NQCommandLog, SaysHowFarTheLastPayloadWasRead) {
   std::filesystem::create_directory(folder.file("logs"));
   for (const auto& [kind, payload, unread, command] : rows) {
     read(kind, payload);
-    const std::string log = test::readWholeFile(folder.file("logs/cmdParsingLog.log"));
+    const std::string log = readWholeFile(folder.file("logs/cmdParsingLog.log"));
     EXPECT_EQ(log.substr(std::min(log.find("while parsing"), log.size())),
               "while parsing buffer with message id " + std::to_string(kind) + ", failed to read the " + unread +
                   "\nCommand parsed as \n" + command + ")\n");

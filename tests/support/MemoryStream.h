@@ -58,4 +58,9 @@ class MemoryStream final : public krvo::k2m::IOStream, public krvo::container::S
   std::uint64_t position_ = 0;
 };
 
+/// Goes on whatever the library warns of.
+struct CarryOn final : krvo::k2m::WarningHandler {
+  std::uint32_t warning(std::uint32_t) override { return 1; }
+};
+
 }  // namespace test

@@ -6,23 +6,7 @@
 
 namespace test {
 
-using krvo::encryption::certificatePem;
-using krvo::encryption::CertificateUse;
-using krvo::encryption::generateKey;
-using krvo::encryption::issueCertificate;
-using krvo::encryption::KeyType;
-
-namespace {
-
-const std::uint8_t* raw(std::span<const std::byte> bytes) {
-  return reinterpret_cast<const std::uint8_t*>(bytes.data());
-}
-
-std::uint32_t sizeOf(std::span<const std::byte> bytes) {
-  return static_cast<std::uint32_t>(bytes.size());
-}
-
-}  // namespace
+using namespace krvo::encryption;
 
 std::vector<std::byte> bytesOf(std::string_view text) {
   const auto bytes = qvs::util::asBytes(text);
@@ -32,7 +16,7 @@ std::vector<std::byte> bytesOf(std::string_view text) {
 ProtectionSet::ProtectionSet(KeyType licenseServerKeyType)
     : key(bytesOf("a key of 16 byte")), policy(bytesOf("play until 2030")) {
   const auto licenseServer = generateKey(licenseServerKeyType);
-  const auto pem = krvo::encryption::privateKeyPem(*licenseServer);
+  const auto pem = privateKeyPem(*licenseServer);
   licenseServerKey.assign(pem.bytes().begin(), pem.bytes().end());
   licenseServerCertificate = bytesOf(
       certificatePem(*issueCertificate(*licenseServer, "license server", CertificateUse::kKeyWrapping, -1, 30)));
@@ -41,7 +25,15 @@ ProtectionSet::ProtectionSet(KeyType licenseServerKeyType)
       bytesOf(certificatePem(*issueCertificate(*transport, "transport", CertificateUse::kKeyWrapping, -1, 30)));
   const auto packager = generateKey(KeyType::kEcP256);
   const auto certificate = issueCertificate(*packager, "packager", CertificateUse::kSigning, -1, 30);
-  credential = krvo::encryption::makeCredential(packager.get(), certificate.get(), password);
+  credential = makeCredential(packager.get(), certificate.get(), password);
+}
+
+const std::uint8_t* raw(std::span<const std::byte> bytes) {
+  return reinterpret_cast<const std::uint8_t*>(bytes.data());
+}
+
+std::uint32_t sizeOf(std::span<const std::byte> bytes) {
+  return static_cast<std::uint32_t>(bytes.size());
 }
 
 const RKXEncryptorInterface& encryptorTable() {

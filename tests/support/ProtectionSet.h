@@ -28,6 +28,9 @@ struct ProtectionSet {
 };
 
 std::vector<std::byte> bytesOf(std::string_view text);
+/// Bytes and their number, as the library takes them.
+const std::uint8_t* raw(std::span<const std::byte> bytes);
+std::uint32_t sizeOf(std::span<const std::byte> bytes);
 
 /// The library's table.
 const RKXEncryptorInterface& encryptorTable();

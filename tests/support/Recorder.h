@@ -13,6 +13,8 @@
 
 namespace test {
 
+inline constexpr std::uint32_t kAppend = kOpenRecord | kOpenAppend;
+
 /// Records into `<temporary directory>/rec/cam1` through an adaptor, as a host does:
 ///
 ///     Recorder recorder(createAdaptor);

@@ -2,26 +2,17 @@
 
 #include <algorithm>
 #include <chrono>
-#include <string>
 
 #include "util/bytes.h"
 #include "util/fourcc.h"
 #include "util/tagHeader.h"
 
 namespace test {
-namespace {
 
 using namespace krvo::k2m;
 using qvs::util::asBytes;
 using qvs::util::operator""_4cc;
 using std::chrono::sys_days;
-
-class CarryOn final : public WarningHandler {
- public:
-  std::uint32_t warning(std::uint32_t) override { return 1; }
-};
-
-}  // namespace
 
 K2MDocInfo documentInfo() {
   auto info = makeRecord<K2MDocInfo>();
@@ -46,13 +37,13 @@ K2MTrackInfo trackInfo(std::uint32_t handlerType) {
   return info;
 }
 
-SegmentMaker::SegmentMaker(IOStream& stream) {
-  writer_.emplace(stream, documentInfo(), allocator_);
+SegmentMaker::SegmentMaker(IOStream& elsewhere) {
+  writer_.emplace(elsewhere, documentInfo(), allocator_);
 }
 
-SegmentMaker::SegmentMaker(IOStream& stream, std::uint64_t position) {
+SegmentMaker::SegmentMaker(IOStream& elsewhere, std::uint64_t position) {
   CarryOn warnings;
-  writer_.emplace(stream, warnings, allocator_, position);
+  writer_.emplace(elsewhere, warnings, allocator_, position);
   for (const Track& track : writer().k2mWriter().tracks()) {
     const auto type = track.info().handlerType;
     (type == "vide"_4cc ? video_ : type == "soun"_4cc ? audio_ : type == "meta"_4cc ? data_ : hint_) = track;

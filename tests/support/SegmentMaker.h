@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/MemoryStream.h"
 #include "tests/support/statusOf.h"
 #include "wrappers/k2m/Writer.h"
 
@@ -16,16 +17,17 @@ namespace test {
 /// Writes a segment through the container library, a tag in a line, each in a heap block of its own. Whatever a call
 /// throws is the library's status.
 ///
-///     SegmentMaker maker(stream);
+///     SegmentMaker maker;
 ///     maker.addAudioTrack().addHintTrack().start();
 ///     maker.begin().audio(0, 100).audio(23, 101);
 ///     maker.start();
 class SegmentMaker {
  public:
   /// A new segment, made at the start of 2024.
-  explicit SegmentMaker(krvo::k2m::IOStream& stream);
+  SegmentMaker() : SegmentMaker(stream) {}
+  explicit SegmentMaker(krvo::k2m::IOStream& elsewhere);
   /// An existing one, with its tracks.
-  SegmentMaker(krvo::k2m::IOStream& stream, std::uint64_t position);
+  SegmentMaker(krvo::k2m::IOStream& elsewhere, std::uint64_t position);
   SegmentMaker(const SegmentMaker&) = delete;
   SegmentMaker& operator=(const SegmentMaker&) = delete;
 
@@ -66,6 +68,9 @@ class SegmentMaker {
       "avcC",
       8};
 
+  /// Where a new segment goes.
+  MemoryStream stream;
+
  private:
   struct Block {
     std::vector<std::byte> bytes;
@@ -79,10 +84,7 @@ class SegmentMaker {
   krvo::k2m::Allocator allocator_;
   std::deque<Block> blocks_;
   std::optional<krvo::k2m::K2RWriter> writer_;
-  krvo::k2m::Track video_;
-  krvo::k2m::Track audio_;
-  krvo::k2m::Track data_;
-  krvo::k2m::Track hint_;
+  krvo::k2m::Track video_, audio_, data_, hint_;
   std::string abst_;
 };
 

@@ -7,7 +7,6 @@
 namespace qvs::util {
 namespace {
 
-constexpr std::int32_t kHandle = 7;
 constexpr std::uint32_t kMostRead = 1U << 20;
 
 /// A host with one file in memory, which traces what it is asked for and returns what it is set to.
@@ -49,12 +48,9 @@ class OneFile final : public IMOFileContext {
   }
 
   std::string content;
-  std::int32_t handle = kHandle;
   std::int64_t size = 0;
-  std::int32_t statusAnswer = 0;
-  std::int32_t readAnswer = 0;
-  /// What the result of a write has above its length.
-  std::int32_t tooMany = 0;
+  /// `tooMany` is what the result of a write has above its length.
+  std::int32_t handle = 7, statusAnswer = 0, readAnswer = 0, tooMany = 0;
   /// The one path that exists, and what is answered for any other.
   std::string present = "file";
   std::int32_t absentAnswer = -1;

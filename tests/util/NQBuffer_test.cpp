@@ -27,7 +27,7 @@ class Probe : public NQObject {
   int& ended_;
 };
 
-TEST(NQObject, StartsWithoutAHolderAndEndsWithTheLast) {
+TEST(NQPtr, EndsItsObjectWithTheLastHolderAndTakesTheNewOneBeforeItDropsTheOld) {
   int ended = 0;
   {
     auto held = NQPtr<Probe>::make(ended);
@@ -36,9 +36,6 @@ TEST(NQObject, StartsWithoutAHolderAndEndsWithTheLast) {
     EXPECT_EQ(held->release(), 1);
   }
   EXPECT_EQ(ended, 1);
-}
-
-TEST(NQPtr, TakesTheNewObjectBeforeItDropsTheOld) {
   struct Link : NQObject {
     NQPtr<Link> next;
   };

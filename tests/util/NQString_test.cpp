@@ -4,7 +4,6 @@
 #include "tests/support/TestHost.h"
 #include "tests/support/testing.h"
 #include "tests/util/failures.h"
-#include "util/NQStrUtil.h"
 
 namespace qvs::util {
 namespace {

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 
 #include "platform/os/paths.h"
 #include "tests/support/TempDirectory.h"
@@ -14,8 +13,7 @@
 namespace ruvo::k2r {
 namespace {
 
-class FileStreamTest : public testing::Test {
- protected:
+struct FileStreamTest : testing::Test {
   std::string path() { return dir_.file("file"); }
   void put(std::string_view content) { test::writeWholeFile(path(), std::string(content)); }
   std::string get() { return test::readWholeFile(path()); }

@@ -32,9 +32,7 @@ void note(const char* call, Numbers... numbers) {
   fakeHeap.calls += text.str() + ')';
 }
 
-bool fails(int& failing) {
-  return failing > 0 && failing-- > 0;
-}
+constexpr auto fails = [](int& failing) { return failing > 0 && failing-- > 0; };
 
 char poolMemory;
 MemPool* const thePool = reinterpret_cast<MemPool*>(&poolMemory);

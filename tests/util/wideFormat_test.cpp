@@ -2,7 +2,6 @@
 
 #include "tests/support/testing.h"
 #include "tests/util/failures.h"
-#include "util/NQStrUtil.h"
 #include "util/NQString.h"
 
 namespace qvs::util {

@@ -7,7 +7,6 @@
 #include "host/input/avcConfig.h"
 #include "host/input/onMetaData.h"
 #include "tests/support/Amf0.h"
-#include "tests/support/hex.h"
 
 namespace host {
 namespace {

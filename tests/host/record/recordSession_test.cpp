@@ -3,7 +3,6 @@
 #include "host/record/RecordSession.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "host/OpenContext.h"
 #include "tests/host/hostTools.h"

@@ -40,8 +40,7 @@ RecordingPlan protectedPlan(RecordingPlan plan, const Settings& changes = {}) {
 
 ExitStatus unprotect(const MadeRecording& secret, const std::string& output) {
   LogCapture capture;
-  return host::unprotectRecording(
-      {.directory = secret.directory(), .keyFile = keys().file("license-server.key"), .output = output}, capture.log());
+  return host::unprotectRecording({secret.directory(), keys().file("license-server.key"), output}, capture.log());
 }
 
 /// Compares the unprotected recording with the clear one, byte for byte.
@@ -118,8 +117,7 @@ void expectCovered(const MadeRecording& plain, const MadeRecording& secret, cons
   const auto directory = host::readRecordingDirectory(plain.directory());
   host::RecordedTags(directory).forEach({}, [&](const host::RecordedTag& tag) {
     const std::string data = textOf(tag.data);
-    std::size_t found = 0;
-    std::size_t searched = 0;
+    std::size_t found = 0, searched = 0;
     for (std::size_t at = *tag.content.sampleOffset; at + kWindow <= data.size(); ++at) {
       const auto window = std::string_view(data).substr(at, kWindow);
       if (std::set<char>(window.begin(), window.end()).size() < 8) continue;  // runs of zeros are everywhere
@@ -201,16 +199,13 @@ TEST(UnprotectCommand, OpensWhatTheCommandsRecordedAndShowsNoKey) {
 
 TEST(UnprotectCommand, SaysWhyNotAndLeavesNothing) {
   const RecordingPlan plan{.messages = av(2000).until(9000)};
-  const MadeRecording plain(plan);
-  const MadeRecording secret(protectedPlan(plan));
-  const MadeRecording changed(protectedPlan(plan));
+  const MadeRecording plain(plan), secret(protectedPlan(plan)), changed(protectedPlan(plan));
   // The last byte but one block of the last cipher text decides on the padding.
   std::string bytes = changed.read("Seg1.k2r");
   bytes[changed.boxesOf("Seg1.k2r").fragments.back().end() - qvs::util::kTagBackPointerSize - 17] ^= '\x7F';
   changed.write("Seg1.k2r", bytes);
-  const TempDirectory others;
+  const TempDirectory others, place;
   EXPECT_EQ(k2r({"keys", "new", others.path().string()}).status, 0);
-  const TempDirectory place;
   const auto unprotecting = [&](const std::string& directory, const std::string& key) {
     return k2r({"unprotect", directory, "--key", key, "--out", place.file("opened")});
   };

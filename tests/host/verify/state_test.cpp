@@ -1,7 +1,6 @@
 // What is in the directory as a whole: interruptions, missing files, files of different ages; what a check says of
 // it, and what a repair and an append make of it.
 
-#include "host/files/smallFiles.h"
 #include "host/repair/repairRecording.h"
 #include "host/verify/quickLook.h"
 #include "tests/host/hostTools.h"
@@ -16,11 +15,7 @@ using enum host::Repair::Outcome;
 using Change = std::function<void(const MadeRecording&)>;
 using Entries = std::vector<ruvo::k2r::AfraEntry>;
 
-RecordingPlan threeFragments(bool stop) {
-  return {.messages = av().until(12001), .stop = stop};
-}
-
-// Changes to such a recording.
+// Changes to a recording of three fragments.
 
 void nothing(const MadeRecording&) {}
 
@@ -143,7 +138,7 @@ void expectStates(const MadeRecording& recording, const std::vector<State>& stat
 }
 
 TEST(RecordingState, OfAnInterruptionIsMadeWhole) {
-  const MadeRecording recording(threeFragments(false));
+  const MadeRecording recording({.messages = av().until(12001), .stop = false});
   const std::string atEnd = "cam1Seg1.k2r: offset " + std::to_string(recording.read("Seg1.k2r").size());
   const std::string part = recording.read("Seg1.k2r").substr(recording.boxesOf("Seg1.k2r").moov->end(), 700);
   expectStates(
@@ -181,7 +176,7 @@ TEST(RecordingState, OfAnInterruptionIsMadeWhole) {
 TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
   using ruvo::k2r::kHeldFragmentOffset;
   using ruvo::k2r::kNoFragmentOffset;
-  const MadeRecording recording(threeFragments(true));
+  const MadeRecording recording({.messages = av().until(12001)});
   expectStates(
       recording,
       {{"as it was made", nothing, kOk, "whole; 1 segment, 3 fragments", kUntouched},
@@ -222,7 +217,7 @@ TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
 }
 
 TEST(RecordingState, GoesByTheNameOfTheFiles) {
-  const MadeRecording recording(threeFragments(false));
+  const MadeRecording recording({.messages = av().until(12001), .stop = false});
   const std::string moved = recording.directory() + "-moved";
   std::filesystem::rename(recording.directory(), moved);
   EXPECT_NE(textReport(expectWhole(moved)).find("the directory was renamed"), std::string::npos);
@@ -254,9 +249,8 @@ std::vector<StreamMessage> withGap(StreamBuilder builder, std::uint32_t end, std
 /// Of a codec that gets a track, and is not written.
 std::vector<StreamMessage> notWritten(std::uint32_t until) {
   std::vector<StreamMessage> messages{metadata(0)};
-  for (std::uint32_t time = 0; time < until; time += 500) {
+  for (std::uint32_t time = 0; time < until; time += 500)
     messages.push_back({9, time, fromHex(time % 2000 == 0 ? "13 00" : "23 00")});
-  }
   return messages;
 }
 

@@ -100,38 +100,36 @@ std::string content(const MemoryStream& stream) {
 }
 
 TEST(SegmentImage, OfAnAudioTrackAndItsHints) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addAudioTrack().addHintTrack();
-  EXPECT_EQ(content(stream), "") << "nothing is written before the first fragment is started";
+  EXPECT_EQ(content(maker.stream), "") << "nothing is written before the first fragment is started";
 
   EXPECT_EQ(maker.start(), 972U);
-  EXPECT_EQ(content(stream), canonical(kHeader));
+  EXPECT_EQ(content(maker.stream), canonical(kHeader));
 
   maker.begin("abc").audio(1000, 4, true).audio(1023, 5);
-  EXPECT_EQ(content(stream), canonical(kHeader)) << "an open fragment has no byte in the file";
+  EXPECT_EQ(content(maker.stream), canonical(kHeader)) << "an open fragment has no byte in the file";
 
   EXPECT_EQ(maker.start(), 972U + 307U);
-  EXPECT_EQ(content(stream), canonical(std::string(kHeader) + kFragment));
+  EXPECT_EQ(content(maker.stream), canonical(std::string(kHeader) + kFragment));
 
   maker.begin().audio(1046, 6);
   maker.end();
-  EXPECT_EQ(content(stream), canonical(std::string(kHeader) + kFragment + kRandomAccess))
+  EXPECT_EQ(content(maker.stream), canonical(std::string(kHeader) + kFragment + kRandomAccess))
       << "a fragment still open at the end is dropped";
   EXPECT_EQ(maker.heldTags(), 0U);
-  EXPECT_FALSE(stream.isOpen);
+  EXPECT_FALSE(maker.stream.isOpen);
 }
 
 /// Video, audio, data and hint tracks (1 to 4), and one fragment that `fill` has filled.
 std::vector<std::byte> segmentOf(const std::function<void(SegmentMaker&)>& fill) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addVideoTrack().addAudioTrack().addDataTrack().addHintTrack().start();
   fill(maker.begin());
   maker.start();
   maker.end();
   EXPECT_EQ(maker.heldTags(), 0U);
-  return stream.bytes;
+  return maker.stream.bytes;
 }
 
 TEST(FragmentBoxes, OfVideoWithReorderedFramesByteForByte) {
@@ -214,33 +212,29 @@ TEST(CompositionOffsets, AreReadFromAvcTagsAlone) {
       {"encv", {"\0\0\0\x08sinf", 8}, 80, "1: 0+0!, 1 tags"},
       {"VP6F", kAvcC, 80, "1: 0+0!, 1 tags"}};
   for (const auto& [format, codecHeader, given, stored] : rows) {
-    MemoryStream stream;
-    SegmentMaker maker(stream);
+    SegmentMaker maker;
     maker.addVideoTrack(format, codecHeader).addHintTrack().start();
     maker.begin().video(0, true, 5, given);
     maker.start();
-    EXPECT_EQ(describe(ReadSegment(stream.bytes).fragments.at(0)), stored) << format;
+    EXPECT_EQ(describe(ReadSegment(maker.stream.bytes).fragments.at(0)), stored) << format;
   }
 }
 
 TEST(RandomAccess, HasTheFirstSyncSampleOfEachFragmentAndTrack) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addVideoTrack().addAudioTrack().addHintTrack().start();
-  maker.begin().video(0, false, 5).video(40, true, 5, 80).audio(11, 5).audio(34, 5);
-  maker.start();
+  maker.begin().video(0, false, 5).video(40, true, 5, 80).audio(11, 5).audio(34, 5).start();
   maker.begin().video(80, false, 5);
   maker.start();
   maker.end();
-  const ReadSegment segment(stream.bytes);
+  const ReadSegment segment(maker.stream.bytes);
   const std::uint64_t moof = segment.fragments.at(0).boxes.moof.offset;
   EXPECT_EQ(segment.accessPoints,
             (std::vector<RandomAccessTable::Entry>{{1, 120, moof, 1, 2, 1}, {2, 11, moof, 2, 1, 1}}));
 }
 
 TEST(OpenFragment, RefusesCallsOutOfOrder) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addAudioTrack().addHintTrack();
   EXPECT_EQ(statusOf([&] { maker.begin(); }), kKrvoBadArgument) << "no fragment started";
   const std::uint64_t position = maker.start();
@@ -333,13 +327,12 @@ TEST(LargeFragment, ReachesNoFurtherThanARunCanTell) {
 }
 
 TEST(LargeFragment, IsRefusedWhereADistanceTakesMoreThan32Bits) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addAudioTrack().addHintTrack();
   const std::uint64_t position = maker.start();
   maker.begin().audio(0, 10).audio(0xFFFFFFFF, 10).audio(0x1FFFFFFFF, 10);
   EXPECT_EQ(statusOf([&] { maker.start(); }), kKrvoTooLarge);
-  EXPECT_EQ(stream.size(), position) << "nothing was written";
+  EXPECT_EQ(maker.stream.size(), position) << "nothing was written";
   EXPECT_EQ(maker.heldTags(), 0U);
   maker.begin().audio(0x1FFFFFFFF, 10);
   EXPECT_GT(maker.start(), position);

@@ -127,8 +127,7 @@ TEST(MovieHeader, BoundsWhatOnlyDescribesTheDisplay) {
 }
 
 TEST(Tracks, AreRefusedWithWhatMeansNothing) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addVideoTrack().addAudioTrack();
   auto writer = maker.writer().k2mWriter();
   const std::pair<void (*)(K2MTrackInfo&), std::uint32_t> changes[] = {
@@ -152,13 +151,12 @@ TEST(Tracks, AreRefusedWithWhatMeansNothing) {
 }
 
 TEST(Tracks, AreThereBeforeTheFirstFragment) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   auto writer = maker.writer().k2mWriter();
   EXPECT_EQ(statusOf([&] { maker.start(); }), kKrvoBadArgument) << "no track at all";
   const auto bare = writer.addTrack(trackInfo("soun"_4cc), makeRecord<K2MEntriesInfo>(), "");
   EXPECT_EQ(statusOf([&] { maker.start(); }), kKrvoBadArgument) << "a track with no description";
-  EXPECT_TRUE(stream.bytes.empty());
+  EXPECT_TRUE(maker.stream.bytes.empty());
   const auto describe = [&] { writer.addAudioSampleDescriptor(bare, makeRecord<K2MAudioDescriptorInfo>(), {}); };
   describe();
   maker.addHintTrack().start();
@@ -167,13 +165,11 @@ TEST(Tracks, AreThereBeforeTheFirstFragment) {
 
 /// Video, audio and hints (1 to 3); one fragment of a sequence header, two frames and an audio message.
 Bytes oneFragment() {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addVideoTrack().addAudioTrack().addHintTrack().start();
-  maker.begin().sequenceHeader(0).video(0, true, 50, 40).audio(5, 20).video(40, false, 30);
-  maker.start();
+  maker.begin().sequenceHeader(0).video(0, true, 50, 40).audio(5, 20).video(40, false, 30).start();
   maker.end();
-  return stream.bytes;
+  return maker.stream.bytes;
 }
 
 /// The offset of the box with this type, the nth one from 0.

@@ -114,55 +114,50 @@ TEST_F(Gather, WithoutMemoryWritesNothing) {
 }
 
 TEST(FragmentWrites, AreFewWhateverTheNumberOfTags) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addVideoTrack().addAudioTrack().addHintTrack().start();
   for (int round = 0; round < 3; ++round) {
     // 270 blocks from 200 bytes to 40 KB with three of 100 KB among them, 3 MB together.
     maker.begin();
     for (std::uint32_t i = 0; i < 135; ++i)
       maker.video(i * 40, i % 60 == 0, i % 60 == 0 ? 100'000 : 200 + i * 295 + i % 7).audio(i * 40, 370 + i % 5);
-    stream.writes.clear();
+    maker.stream.writes.clear();
     maker.start();
-    EXPECT_LE(stream.writes.size(), GatherWriter::kWriteBudget) << "round " << round;
+    EXPECT_LE(maker.stream.writes.size(), GatherWriter::kWriteBudget) << "round " << round;
   }
 }
 
 TEST(FailedWrite, IsCoveredWhereLessFollows) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addVideoTrack().addAudioTrack().addHintTrack();
   const std::uint64_t position = maker.start();
   // The second of several writes takes a part, and then nothing.
-  stream.failingWrite = stream.writes.size() + 1;
-  stream.failingWrites = 2;
-  stream.bytesOfFailingWrite = 50'000;
+  maker.stream.failingWrite = maker.stream.writes.size() + 1;
+  maker.stream.failingWrites = 2;
+  maker.stream.bytesOfFailingWrite = 50'000;
   maker.begin().video(0, true, 120'000).audio(0, 300).video(40, false, 90'000);
   EXPECT_EQ(statusOf([&] { maker.start(); }), kKrvoWriteFailed);
   EXPECT_EQ(maker.heldTags(), 0U);
   EXPECT_EQ(maker.start(), position) << "it is written again where it was";
   for (const char* const layout : {"AF", "AAF"}) {
-    maker.begin().video(0, true, 500);
-    maker.start();
-    EXPECT_EQ(ReadSegment(stream.bytes).layout, layout);
+    maker.begin().video(0, true, 500).start();
+    EXPECT_EQ(ReadSegment(maker.stream.bytes).layout, layout);
   }
   maker.end();
-  const ReadSegment segment(stream.bytes);
+  const ReadSegment segment(maker.stream.bytes);
   EXPECT_EQ(segment.layout, "AAFR");
   EXPECT_EQ(segment.accessPoints.size(), 2U) << "none for the fragment that failed";
 }
 
 TEST(FailedWrite, OfTheTableIsCovered) {
-  MemoryStream stream;
-  SegmentMaker maker(stream);
+  SegmentMaker maker;
   maker.addAudioTrack().addHintTrack().start();
-  maker.begin().audio(0, 100);
-  maker.start();
-  stream.failingWrite = stream.writes.size();
-  stream.failingWrites = 2;
-  stream.bytesOfFailingWrite = 20;
+  maker.begin().audio(0, 100).start();
+  maker.stream.failingWrite = maker.stream.writes.size();
+  maker.stream.failingWrites = 2;
+  maker.stream.bytesOfFailingWrite = 20;
   maker.end();
-  EXPECT_EQ(ReadSegment(stream.bytes).layout, "AF");
+  EXPECT_EQ(ReadSegment(maker.stream.bytes).layout, "AF");
 }
 
 TEST(NewSegment, CoversWhatTheFileHeld) {
@@ -193,8 +188,7 @@ void addFragment(SegmentMaker& maker, std::uint32_t number, std::uint32_t frameS
 /// Three fragments and an `mfra`; an index names the first two, or as many as a test wants.
 struct Recorded {
   Recorded() {
-    MemoryStream stream;
-    SegmentMaker maker(stream);
+    SegmentMaker maker;
     maker.addVideoTrack().addAudioTrack().addHintTrack();
     positions.push_back(maker.start());
     for (std::uint32_t number = 0; number < 3; ++number) {
@@ -202,7 +196,7 @@ struct Recorded {
       positions.push_back(maker.start());
     }
     maker.end();
-    bytes = stream.bytes;
+    bytes = maker.stream.bytes;
   }
 
   Bytes until(std::uint64_t end) const { return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(end)}; }

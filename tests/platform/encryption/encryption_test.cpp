@@ -14,21 +14,16 @@ using namespace test;
 
 const std::vector<std::byte> kKey = fromHex("06a9214036b8a15b512e03d534120006");
 
-struct Encrypted {
-  RKXStatus status;
-  std::vector<std::byte> cipher;
-  std::vector<std::byte> vector;
-};
-
-Encrypted encrypt(RKXObject* encryptor, const std::vector<std::byte>& sample) {
-  Encrypted result{0, std::vector<std::byte>(sample.size() + 16), std::vector<std::byte>(16)};
-  auto size = static_cast<std::uint32_t>(result.cipher.size());
-  std::uint32_t vectorSize = 16;
-  result.status =
-      encryptorTable().encryptSample(encryptor, raw(sample.data()), static_cast<std::uint32_t>(sample.size()),
-                                     raw(result.cipher.data()), &size, raw(result.vector.data()), &vectorSize);
-  result.cipher.resize(size);
-  return result;
+/// Cipher text and vector.
+std::pair<std::vector<std::byte>, std::vector<std::byte>> encrypt(RKXObject* encryptor,
+                                                                  const std::vector<std::byte>& sample) {
+  std::vector<std::byte> cipher(sample.size() + 16), vector(16);
+  std::uint32_t size = sizeOf(cipher), vectorSize = 16;
+  EXPECT_EQ(encryptorTable().encryptSample(encryptor, raw(sample), sizeOf(sample), raw(cipher.data()), &size,
+                                           raw(vector.data()), &vectorSize),
+            kRKXOk);
+  cipher.resize(size);
+  return {cipher, vector};
 }
 
 // The way back is held against RFC 3602, 4, case 1, and the block of padding that belongs behind it.
@@ -43,19 +38,17 @@ TEST(EncryptSample, IsCipherBlockChainingWithPadding) {
   for (const std::size_t size : {1U, 15U, 16U, 17U, 32U, 100U}) {
     std::vector<std::byte> sample(size);
     for (std::size_t i = 0; i < size; ++i) sample[i] = static_cast<std::byte>(i * 7);
-    const auto encrypted = encrypt(encryptor.get(), sample);
-    ASSERT_EQ(encrypted.status, kRKXOk);
-    EXPECT_EQ(encrypted.cipher.size(), size / 16 * 16 + 16);
-    EXPECT_EQ(decipher.decrypt(encrypted.cipher, encrypted.vector), sample) << size;
+    const auto [cipher, vector] = encrypt(encryptor.get(), sample);
+    EXPECT_EQ(cipher.size(), size / 16 * 16 + 16);
+    EXPECT_EQ(decipher.decrypt(cipher, vector), sample) << size;
   }
 }
 
 TEST(EncryptSample, DrawsAVectorOfItsOwnForEachSample) {
-  const auto first = makeEncryptor(kKey);
-  const auto second = makeEncryptor(kKey);
+  const auto first = makeEncryptor(kKey), second = makeEncryptor(kKey);
   std::set<std::vector<std::byte>> vectors;
   for (int i = 0; i < 50000; ++i) {
-    for (auto* encryptor : {first.get(), second.get()}) vectors.insert(encrypt(encryptor, fromHex("00")).vector);
+    for (auto* encryptor : {first.get(), second.get()}) vectors.insert(encrypt(encryptor, fromHex("00")).second);
   }
   EXPECT_EQ(vectors.size(), 100000U);
 }
@@ -63,8 +56,7 @@ TEST(EncryptSample, DrawsAVectorOfItsOwnForEachSample) {
 TEST(EncryptSample, ReturnsTheSizesItNeeds) {
   const auto encryptor = makeEncryptor(kKey);
   const std::uint8_t sample[20] = {};
-  std::uint8_t destination[32] = {};
-  std::uint8_t vector[16] = {};
+  std::uint8_t destination[32] = {}, vector[16] = {};
   const auto call = [&](std::uint32_t room, std::uint32_t vectorRoom) {
     const auto status =
         encryptorTable().encryptSample(encryptor.get(), sample, 20, destination, &room, vector, &vectorRoom);
@@ -79,21 +71,25 @@ TEST(EncryptSample, ReturnsTheSizesItNeeds) {
   EXPECT_EQ(call(32, 16), kRKXOk);
 }
 
-TEST(EncryptSample, RefusesBadArguments) {
+TEST(EncryptorTable, RefusesBadArguments) {
   const auto encryptor = makeEncryptor(kKey);
+  const std::uint8_t sample[4] = {};
   std::uint8_t bytes[64] = {};
-  std::uint32_t size = 64;
-  std::uint32_t vectorSize = 16;
-  const auto call = encryptorTable().encryptSample;
-  EXPECT_EQ(call(encryptor.get(), bytes, 0xFFFFFF, bytes, &size, bytes, &vectorSize), kRKXSampleTooLarge);
+  std::uint32_t size = 64, vectorSize = 16;
+  RKXSampleInfo info{};
+  const auto encryptSample = encryptorTable().encryptSample;
+  EXPECT_EQ(encryptSample(encryptor.get(), bytes, 0xFFFFFF, bytes, &size, bytes, &vectorSize), kRKXSampleTooLarge);
   EXPECT_EQ(metadataTable().metadataSize(encryptor.get(), &size), kRKXBadArgument) << "an object of another kind";
-}
+  const auto query = encryptorTable().querySample;
+  EXPECT_EQ(query(encryptor.get(), sample, 4, 3, 0, 0, 0, &info, 0, 4), kRKXBadArgument) << "no such kind";
+  EXPECT_EQ(query(encryptor.get(), sample, 4, kRKXVideo, 0, 0, 0, &info, 1, 2), kRKXBadArgument);
+  const std::vector<std::byte> large(0xFFFFFF - 70);
+  EXPECT_EQ(query(encryptor.get(), raw(large), sizeOf(large), kRKXAudio, 40, 0, 0, &info, 0, 4), kRKXSampleTooLarge);
 
-TEST(CreateEncryptor, RefusesBadArguments) {
   const auto create = [](std::uint32_t keySize, std::uint32_t contentIdSize, const RKXEncryptionOptions& options) {
     RKXObject* made = nullptr;
-    const auto* const key = raw(kKey.data());
-    const auto status = encryptorTable().createEncryptor(&made, key, keySize, "id", contentIdSize, &options, 1, 0);
+    const auto status =
+        encryptorTable().createEncryptor(&made, raw(kKey), keySize, "id", contentIdSize, &options, 1, 0);
     EXPECT_EQ(made, nullptr);
     return status;
   };
@@ -103,30 +99,22 @@ TEST(CreateEncryptor, RefusesBadArguments) {
   EXPECT_EQ(create(16, 2, {1, 2, 1, 2, 0}), kRKXBadArgument) << "a flag of 2";
 }
 
-struct Query {
-  RKXStatus status;
-  RKXSampleInfo info;
-};
-
-Query query(const RKXEncryptionOptions& options, const std::vector<std::byte>& sample, std::uint32_t kind,
-            std::uint32_t avc) {
-  const auto encryptor = makeEncryptor(kKey, options);
-  Query answer{};
-  answer.status =
-      encryptorTable().querySample(encryptor.get(), reinterpret_cast<const std::uint8_t*>(sample.data()),
-                                   static_cast<std::uint32_t>(sample.size()), kind, 40, 0, 0, &answer.info, avc, 4);
-  return answer;
+RKXSampleInfo query(const RKXEncryptionOptions& options, const std::vector<std::byte>& sample, std::uint32_t kind,
+                    std::uint32_t avc) {
+  RKXSampleInfo info{};
+  EXPECT_EQ(encryptorTable().querySample(makeEncryptor(kKey, options).get(), raw(sample), sizeOf(sample), kind, 40, 0,
+                                         0, &info, avc, 4),
+            kRKXOk);
+  return info;
 }
 
 bool encrypts(const RKXEncryptionOptions& options, const std::string& sample, std::uint32_t kind, std::uint32_t avc) {
-  const auto answer = query(options, fromHex(sample), kind, avc);
-  EXPECT_EQ(answer.status, kRKXOk);
-  return answer.info.encrypted != 0;
+  return query(options, fromHex(sample), kind, avc).encrypted != 0;
 }
 
 TEST(QuerySample, ReturnsNameAndSizes) {
   const auto answer = [](const RKXEncryptionOptions& options) {
-    const RKXSampleInfo info = query(options, std::vector<std::byte>(32), kRKXScriptData, 0).info;
+    const RKXSampleInfo info = query(options, std::vector<std::byte>(32), kRKXScriptData, 0);
     EXPECT_STREQ(info.filterName, "AES128CBC");
     return std::array{info.filterCount, info.encrypted, info.encryptedSize, info.vectorSize};
   };
@@ -163,8 +151,7 @@ TEST(QuerySample, EncryptsAvcByLevelAndAlwaysWhatItCannotJudge) {
       {"an unknown type", "00000003 019880 00000003 1f9880", 0},
       {"a message with something behind it", "00000006 06 0501aa 80 00 00000003 019880", 0},
       {"a message that ends early", "00000003 06 0509 00000003 019880", 0},
-      {"no run at all", "de", 0},
-  };
+      {"no run at all", "de", 0}};
   for (const auto& [what, sample, lowestLevel] : rows) {
     for (std::uint32_t level = 0; level < 3; ++level) {
       EXPECT_EQ(encrypts({1, 0, 0, level, 0}, sample, kRKXVideo, 1), level >= lowestLevel) << what << level;
@@ -191,43 +178,25 @@ TEST(QuerySample, LeavesConfigurationsInTheClear) {
       {"a frame of a fill element", "c1c0", kRKXAudio, 0, true},
       {"the end of a sequence", "", kRKXVideo, 1, false},
       {"an empty sample", "", kRKXAudio, 0, false},
-      {"empty data", "", kRKXScriptData, 0, false},
-  };
+      {"empty data", "", kRKXScriptData, 0, false}};
   for (const auto& [what, sample, kind, avc, encrypted] : rows)
     EXPECT_EQ(encrypts(all, sample, kind, avc), encrypted) << what;
 }
 
-TEST(QuerySample, RefusesBadArguments) {
-  const auto encryptor = makeEncryptor(kKey);
-  const std::uint8_t sample[4] = {};
-  RKXSampleInfo info{};
-  const auto call = encryptorTable().querySample;
-  EXPECT_EQ(call(encryptor.get(), sample, 4, 3, 0, 0, 0, &info, 0, 4), kRKXBadArgument) << "no such kind";
-  EXPECT_EQ(call(encryptor.get(), sample, 4, kRKXVideo, 0, 0, 0, &info, 1, 2), kRKXBadArgument);
-  const std::vector<std::byte> large(0xFFFFFF - 70);
-  EXPECT_EQ(query({1, 1, 1, 2, 0}, large, kRKXAudio, 0).status, kRKXSampleTooLarge);
-}
-
 struct Issued {
-  Issued(KeyType type, CertificateUse use, int fromDays, int toDays)
-      : key(generateKey(type)), certificate(issueCertificate(*key, "someone", use, fromDays, toDays)) {}
-
   std::vector<std::byte> pem() const { return bytesOf(certificatePem(*certificate)); }
   std::vector<std::byte> credential(const std::string& password) const {
     return makeCredential(key.get(), certificate.get(), password);
   }
 
-  KeyPtr key;
-  CertificatePtr certificate;
+  CertificateUse use = CertificateUse::kSigning;
+  int fromDays = -1, toDays = 9;
+  KeyType type = KeyType::kEcP256;
+  KeyPtr key = generateKey(type);
+  CertificatePtr certificate = issueCertificate(*key, "someone", use, fromDays, toDays);
 };
-
-Issued wrapping(KeyType type, int fromDays, int toDays) {
-  return {type, CertificateUse::kKeyWrapping, fromDays, toDays};
-}
-
-Issued signing(int fromDays = -1, int toDays = 9, KeyType type = KeyType::kEcP256) {
-  return {type, CertificateUse::kSigning, fromDays, toDays};
-}
+constexpr auto kWrapping = CertificateUse::kKeyWrapping;
+constexpr auto kSigning = CertificateUse::kSigning;
 
 template <auto write, typename Structure>
 std::vector<std::byte> encoded(Structure* structure) {
@@ -302,21 +271,21 @@ TEST(CreateMetadata, RefusesEachBadInputWithItsOwnNumber) {
   const auto transport = &ProtectionSet::transportCertificate;
   expect("an empty certificate", kRKXBadTransportCertificate, transport, {});
   expect("no certificate", kRKXBadTransportCertificate, transport, bytesOf("-----BEGIN CERTIFICATE-----\n"));
-  expect("an old certificate", kRKXCertificateExpired, transport, wrapping(KeyType::kEcP256, -9, -1).pem());
+  expect("an old certificate", kRKXCertificateExpired, transport, Issued{kWrapping, -9, -1}.pem());
   const auto server = &ProtectionSet::licenseServerCertificate;
   expect("an empty certificate", kRKXBadLicenseServerCertificate, server, {});
   expect("no certificate", kRKXBadLicenseServerCertificate, server, good.credential);
-  expect("may not wrap", kRKXBadLicenseServerCertificate, server, signing(-1, 9, KeyType::kRsa2048).pem());
-  expect("a certificate of tomorrow", kRKXCertificateExpired, server, wrapping(KeyType::kRsa2048, 1, 9).pem());
+  expect("may not wrap", kRKXBadLicenseServerCertificate, server, Issued{kSigning, -1, 9, KeyType::kRsa2048}.pem());
+  expect("a certificate of tomorrow", kRKXCertificateExpired, server, Issued{kWrapping, 1, 9, KeyType::kRsa2048}.pem());
   const auto credential = &ProtectionSet::credential;
   const auto& word = good.password;
   expect("no credential", kRKXBadCredential, credential, good.transportCertificate);
   expect("a cut one", kRKXBadCredential, credential, {good.credential.begin(), good.credential.end() - 1});
-  expect("no key", kRKXBadCredential, credential, makeCredential(nullptr, signing().certificate.get(), word));
-  expect("no certificate", kRKXBadCredential, credential, makeCredential(signing().key.get(), nullptr, word));
-  expect("may not sign", kRKXBadCredential, credential, wrapping(KeyType::kEcP256, -1, 9).credential(word));
-  expect("an old credential", kRKXCertificateExpired, credential, signing(-9, -1).credential(word));
-  expect("two pairs", kRKXCredentialMismatch, credential, mismatchedCredential(signing(), signing(), word));
+  expect("no key", kRKXBadCredential, credential, makeCredential(nullptr, Issued{}.certificate.get(), word));
+  expect("no certificate", kRKXBadCredential, credential, makeCredential(Issued{}.key.get(), nullptr, word));
+  expect("may not sign", kRKXBadCredential, credential, Issued{kWrapping}.credential(word));
+  expect("an old credential", kRKXCertificateExpired, credential, Issued{kSigning, -9, -1}.credential(word));
+  expect("two pairs", kRKXCredentialMismatch, credential, mismatchedCredential(Issued{}, Issued{}, word));
 }
 
 std::string reasonOf(const std::vector<std::byte>& block, EVP_PKEY& key) {
@@ -347,14 +316,15 @@ TEST(OpenMetadataBlock, SaysWhyNot) {
   // What others signed: the same under another name, and the wrapped key with other words.
   auto content = verifyMetadataBlock(block).content;
   EXPECT_EQ(reasonOf(content.wrappedKey, *key), "the metadata is no CMS signed-data");
-  const Issued other = signing();
-  const auto forged = [&] {
-    return signedBlock(writeMetadataContent(writeStatement(content.statement), content.wrappedKey), other);
+  const Issued other;
+  const auto reasonOfForged = [&] {
+    return reasonOf(signedBlock(writeMetadataContent(writeStatement(content.statement), content.wrappedKey), other),
+                    *key);
   };
-  EXPECT_EQ(reasonOf(forged(), *key), "the metadata names another certificate than the one that signed it");
+  EXPECT_EQ(reasonOfForged(), "the metadata names another certificate than the one that signed it");
   content.statement.signerDigest = sha256(derOf(*other.certificate));
   content.statement.policies = {bytesOf("play for ever")};
-  EXPECT_EQ(reasonOf(forged(), *key), "the wrapped key was made for other metadata");
+  EXPECT_EQ(reasonOfForged(), "the wrapped key was made for other metadata");
   EXPECT_THROW(verifyMetadataBlock(signedBlock(bytesOf("something"), other)), UnprotectError);
   EXPECT_EQ(ERR_peek_error(), 0U);
 }

@@ -18,15 +18,10 @@ constexpr const char* kThreeTags =
     "29 000003 030405 82 000007 170100 0000000e"  // protected, a time beyond 31 bits, a stream id
     "08 000001 000005 00 000000 af     0000000c";
 
-/// Adds each tag as "<type> <time>;".
-void appendTimes(const TagIterator& tags, std::string& text) {
+/// Each tag as "<type> <time>;", after what `text` has had already.
+std::string timesOf(const TagIterator& tags, std::string&& text = {}) {
   while (const auto tag = tags.next())
     text += std::to_string(tag->info().type) + ' ' + std::to_string(tag->info().timestamp) + ';';
-}
-
-std::string timesOf(const TagIterator& tags) {
-  std::string text;
-  appendTimes(tags, text);
   return text;
 }
 
@@ -65,18 +60,13 @@ TEST(TagStreamLibrary, WalksBothWaysAndByType) {
   EXPECT_EQ(statusOf([&] { file.reader.tagsByTypes({15}).nextEntry(); }), kKrvoMTGNoMoreEntries);
 }
 
-/// Opens an input without the wrapper's help.
-KrvoMTGStatus openPlainly(MemoryInput& input, const KrvoMTGAllocatorCallBacks& allocator, KrvoMTGReader*& reader) {
-  KrvoMTGInputStreamCallBacks stream{};
-  input.fill(stream);
-  return KrvoMTGDocOpenForRead(&stream, &allocator, &reader);
-}
-
 TEST(TagStreamLibrary, TakesTimesForSignedNumbers) {
   MemoryInput input(fromHex(std::string(kHeader) + kThreeTags));
   const Allocator allocator;
   KrvoMTGReader* reader = nullptr;
-  ASSERT_EQ(openPlainly(input, allocator.callBacks(), reader), kKrvoMTGOk);
+  KrvoMTGInputStreamCallBacks stream{};
+  input.fill(stream);
+  ASSERT_EQ(KrvoMTGDocOpenForRead(&stream, &allocator.callBacks(), &reader), kKrvoMTGOk);
   const std::tuple<std::int32_t, std::int32_t, const char*> rows[] = {
       {0, 5, "18 0;8 5;"}, {0, 4, "18 0;"}, {1, 5, "8 5;"}, {INT32_MIN, -1, "9 2181235717;"}, {6, 4, ""}};
   for (const auto& [from, to, times] : rows) {
@@ -244,24 +234,23 @@ TEST(TagStreamLibrary, PassesOnTheStreamsStatusAndContinuesAfterIt) {
   const TagIterator tags = file.reader.tags();
   std::string seen;
   file.input.failingRead = file.input.reads + 5;
-  EXPECT_EQ(statusOf([&] { appendTimes(tags, seen); }), MemoryInput::kFailure);
-  appendTimes(tags, seen);
-  EXPECT_EQ(seen, all);
+  EXPECT_EQ(statusOf([&] { timesOf(tags, std::move(seen)); }), MemoryInput::kFailure);
+  EXPECT_EQ(timesOf(tags, std::move(seen)), all);
 }
 
 TEST(TagStreamLibrary, RefusesWhatIsNoStreamAndFailsWithoutMemory) {
   MemoryInput input(fromHex(kHeader));
-  const Allocator allocator;
   KrvoMTGInputStreamCallBacks stream{};
   KrvoMTGReader* reader = nullptr;
-  const auto open = [&] { return KrvoMTGDocOpenForRead(&stream, &allocator.callBacks(), &reader); };
+  auto allocator = Allocator().callBacks();
+  const auto open = [&] { return KrvoMTGDocOpenForRead(&stream, &allocator, &reader); };
   EXPECT_EQ(open(), kKrvoMTGBadArgument) << "no size";
   input.fill(stream);
-  stream.read = nullptr;
+  const auto read = std::exchange(stream.read, nullptr);
   EXPECT_EQ(open(), kKrvoMTGBadArgument) << "no read";
-  auto callBacks = allocator.callBacks();
-  callBacks.alloc = [](void*, std::uint64_t) -> void* { return nullptr; };
-  EXPECT_EQ(openPlainly(input, callBacks, reader), kKrvoMTGOutOfMemory);
+  stream.read = read;
+  allocator.alloc = [](void*, std::uint64_t) -> void* { return nullptr; };
+  EXPECT_EQ(open(), kKrvoMTGOutOfMemory);
   EXPECT_EQ(input.references, 0);
 }
 
