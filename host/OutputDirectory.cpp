@@ -92,10 +92,12 @@ std::string interruptedOverwrite(const OutputDirectory& place) {
   // A running --overwrite still has the lock of the old recording.
   if (DirectoryLock(aside).state() == DirectoryLock::State::kTaken) return "";
   const auto current = examine(place.native(), place.stem());
-  const bool replaced = current && current->hasBootstrap;
+  const char* repaired = "puts it back";
+  // With an index the new recording may have its first fragment, which a repair keeps. Only a look into it would show.
+  if (current && !current->indexes.empty()) repaired = "finishes the new one if it has a fragment, else puts this back";
   return fmt::format("'{}' contains a recording that an interrupted --overwrite put aside; {}", aside,
-                     replaced ? "the new one is in its place: move the old one or remove it"
-                              : fmt::format("k2r repair '{}' puts it back", place.native()));
+                     current && current->hasBootstrap ? "the new one is in its place: move the old one or remove it"
+                                                      : fmt::format("k2r repair '{}' {}", place.native(), repaired));
 }
 
 void requireNothingAside(const OutputDirectory& place) {

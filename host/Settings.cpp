@@ -37,13 +37,16 @@ std::string_view withoutComment(std::string_view line) {
   return line;
 }
 
-/// Says that a key is unknown, and which one is near. The key itself is shown only if it looks like one: a line of
-/// base64 has an equals sign, too, and may be secret.
-std::string unknownKey(std::string_view key) {
-  const bool isKey = (key.starts_with("Recording/") || key.starts_with("k2r/")) &&
-                     key.find_first_of(kWhiteSpace) == std::string_view::npos;
+/// Whether a key looks like one. A line of base64 has an equals sign, too, and may be secret.
+bool looksLikeKey(std::string_view key) {
+  return (key.starts_with("Recording/") || key.starts_with("k2r/")) &&
+         key.find_first_of(kWhiteSpace) == std::string_view::npos;
+}
+
+/// Says that a key is unknown, and which one is near.
+std::string unknownKey(std::string_view key, bool isShown) {
   const std::string near = nearestSetting(key);
-  return fmt::format("unknown setting{}; {}", isKey ? fmt::format(" '{}'", key) : "",
+  return fmt::format("unknown setting{}; {}", isShown ? fmt::format(" '{}'", key) : "",
                      near.empty() ? "k2r record --help lists the settings" : fmt::format("did you mean {}?", near));
 }
 
@@ -83,7 +86,10 @@ void Settings::assign(std::string_view assignment) {
   if (equals == std::string_view::npos) {
     throw UsageError(fmt::format("setting '{}' is not of the form KEY=VALUE", assignment));
   }
-  set(assignment.substr(0, equals), assignment.substr(equals + 1));
+  const std::string_view key = assignment.substr(0, equals);
+  // Shown whatever it looks like: a user has typed it, and it is in no file that may be secret.
+  if (findSetting(key) == nullptr) throw UsageError(unknownKey(key, true));
+  set(key, assignment.substr(equals + 1));
 }
 
 void Settings::readFile(const std::string& path) {
@@ -119,7 +125,7 @@ const std::string* Settings::find(std::string_view key) const {
 
 void Settings::set(std::string_view key, std::string_view value) {
   const SettingInfo* const setting = findSetting(key);
-  if (setting == nullptr) throw UsageError(unknownKey(key));
+  if (setting == nullptr) throw UsageError(unknownKey(key, looksLikeKey(key)));
   checkValue(*setting, value);
   std::string& kept = values_[std::string(key)];
   platform::os::wipe(bytesOf(kept));

@@ -28,7 +28,7 @@ constexpr const char* kFooter =
 
   .mtg  a tag stream: the description, the configuration of each track, and
         every tag as it was recorded; k2r record makes the same recording of it
-        again
+        again, without sound that is earlier than the first picture
   .mp4  a plain file that plays everywhere; it has AVC, AAC and MP3, and no
         script data
 

@@ -69,7 +69,7 @@ class AvSource {
   /// The data of an `onMetaData` message for the streams as they are now.
   std::vector<std::byte> metadata() const;
 
-  /// Whether it comes from a network and has no known length.
+  /// Whether it comes from a network and has no known length; a length that an RTMP publisher announces does not count.
   bool isLive() const { return isLive_; }
   /// When the connection was open, and when the last packet was received; nothing if none was.
   InputWatch::Clock::time_point openedAt() const { return openedAt_; }

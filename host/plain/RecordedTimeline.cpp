@@ -101,6 +101,7 @@ class TimelineReader {
       timeline_.segments.push_back({.number = segment, .movie = movie, .headerSize = reader.firstFragment()});
     }
     timed.startMs = extent->startMs;
+    timed.ownMs = extent->endMs - extent->startMs;
     if (last_) endBefore(timed);
     timeline_.fragments.push_back(std::move(timed));
     last_ = extent;
@@ -148,8 +149,8 @@ class TimelineReader {
   /// Ends the last fragment with its own last sample.
   void finishLast() {
     if (!last_) return;
-    const std::uint64_t own = last_->endMs - last_->startMs;
-    timeline_.fragments.back().durationMs = own != 0 ? own : kUnknownDurationMs;
+    TimedFragment& last = timeline_.fragments.back();
+    last.durationMs = last.ownMs != 0 ? last.ownMs : kUnknownDurationMs;
   }
 
   const RecordingDirectory& directory_;
@@ -181,8 +182,9 @@ std::optional<std::int64_t> recordedSinceMs(const RecordedTimeline& timeline) {
   const std::uint64_t created = timeline.segments.front().movie.created;
   if (created < kFrom1904To1970 || created >= kYear10000) return std::nullopt;
   const std::uint64_t begunMs = (created - kFrom1904To1970) * 1000;
-  // The header is written when the first fragment is complete, so its date is that of the end of that fragment.
-  return static_cast<std::int64_t>(begunMs - std::min(begunMs, timeline.fragments.front().durationMs));
+  // The header is written when the first fragment is complete, so its date is that of the end of that fragment. Without
+  // `durationMs`, which changes when the second fragment comes: what was once said of the beginning must not change.
+  return static_cast<std::int64_t>(begunMs - std::min(begunMs, timeline.fragments.front().ownMs));
 }
 
 }  // namespace host

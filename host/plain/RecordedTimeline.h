@@ -23,6 +23,8 @@ struct TimedFragment {
   std::uint64_t startMs = 0;
   /// Until the start of the next fragment. Before a gap, and at the end, until the end of its own last sample. Not 0.
   std::uint64_t durationMs = 0;
+  /// Until the end of its own last sample, as stored. 0 if that is its only one.
+  std::uint64_t ownMs = 0;
   /// Whether some time is missing between the fragment before and this one.
   bool followsGap = false;
   /// The time without samples there, in ms. 0 without a gap, and if the time goes back.

@@ -14,7 +14,8 @@ namespace {
 constexpr const char* kFooter = R"(
 Ctrl-C and SIGTERM end the input; the recording is finished as at its end. One
 record or repair at a time works on a DIR. What an interrupted --overwrite left
-is reported; k2r repair puts it back.
+is reported; k2r repair puts it back, or finishes the new recording if that has
+a fragment.
 
 A live input that breaks off once media has come has ended; one from which
 nothing comes for too long could not be read. A recording has one codec and one

@@ -59,6 +59,12 @@ FragmentRuns plausibleEntries(const AddedRuns& added, const HistoryStep& step) {
   return expected;
 }
 
+/// Whether a fragment may end at `endMs`. A recorder computes ends from message times and from grid lines before them,
+/// and message times have 32 bits.
+bool isRecordedTime(std::uint64_t endMs) {
+  return endMs <= UINT32_MAX;
+}
+
 /// The width of the grid in ms, computed from the last marker of a skipped number; 0 if there is none. A marker whose
 /// time was cut to 32 bits is not divisible, and is ignored.
 std::uint64_t gridOf(const FragmentRuns& runs) {
@@ -79,6 +85,7 @@ bool mayBeCount(std::uint32_t before, std::uint32_t after, std::uint32_t ahead) 
 bool mayEnd(std::uint64_t found, const HistoryStep& step, std::uint32_t duration) {
   // The recorder accepts a message whose time is older than the base time or exceeds 32 bits. If that message closes a
   // fragment, the fragment ends before its first message, and contains no tag.
+  if (!isRecordedTime(found)) return false;
   if (found < step.time) return !step.lastTagTime;
   if (step.lastTagTime && found <= *step.lastTagTime) return false;
   // The recorder rounds a duration to a multiple of its precision, and never to 0. So the real duration exceeds the
@@ -92,6 +99,7 @@ bool mayEnd(std::uint64_t found, const HistoryStep& step, std::uint32_t duration
 /// announcement; `jumped` says that an append has begun between the two.
 bool wasAnnounced(const BootstrapInfo& last, const BootstrapInfo& found, std::uint32_t version, bool jumped,
                   const Unwritten& unwritten) {
+  if (!isRecordedTime(found.currentMediaTime)) return false;
   const bool otherEnd = found.currentMediaTime != last.currentMediaTime;
   // If the segment of the fragment was taken back, too, then so was the count; only the end can show it, by being
   // later.

@@ -115,6 +115,15 @@ TEST_F(Safety, AnInterruptedOverwriteIsReportedAndTakenBack) {
   }
   EXPECT_EQ(k2r("repair cam1"), 0) << output_;
   expectOld("put back");
+  // A kill between the first index and the first bootstrap.
+  k2r("record in.mtg --set Recording/FragmentDuration=99999 --out new/cam1");
+  fs::remove("new/cam1/cam1.bootstrap");
+  fs::rename("cam1", "cam1.replaced");
+  fs::rename("new/cam1", "cam1");
+  k2r("verify cam1");
+  EXPECT_THAT(output_, HasSubstr("k2r repair '" + fs::absolute("cam1").string() + "' finishes the new one if"));
+  EXPECT_EQ(k2r("repair cam1"), 0) << output_;
+  EXPECT_EQ(readAllFiles("cam1.replaced"), old_);
 }
 
 TEST_F(Safety, FilesOfOthersStayAsTheyAre) {

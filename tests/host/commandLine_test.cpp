@@ -83,6 +83,7 @@ TEST_F(RecordCommandTest, AnswersByStatus) {
       {{"in.mtg", "--out", "noise"}, 1, "noise' is not a directory"},
       {{"in.mtg", "--out", "b", "--config", "bad.conf"}, 2, "bad.conf:1: unknown setting"},
       {{"in.mtg", "--out", "b", "--config", "missing.conf"}, 2, "missing.conf"},
+      {{"in.mtg", "--out", "b", "--set", "Speed=1"}, 2, "unknown setting 'Speed'; "},
       {{"in.mtg", "--out", "b", "--map", "v"}, 2, "--map"},
       {{"in.mtg", "--out", "b", "--input-option", "a=b"}, 2, "--input-option"},
       {{"noise", "--out", "b", "--keep-times"}, 2, "--keep-times is for tag streams"},

@@ -13,7 +13,8 @@ import time
 K2R, ROOT = sys.argv[1], pathlib.Path(sys.argv[2])
 HERE = pathlib.Path(__file__).parent
 CLIP = ROOT / "clip.ts"
-PUSH = f"ffmpeg -v quiet -re -i {CLIP} -c copy -f "
+# With a length, which FLV announces: a live source may do that, too.
+PUSH = f"ffmpeg -v quiet -re -i {CLIP} -t 50 -c copy -f "
 
 # Name; source, `{p}` being a port of its own, `{d}` a directory; input; options of k2r; whether the source comes back;
 # exit status; what the log says.

@@ -186,7 +186,7 @@ TEST(PlainView, OfARunningRecordingGrowsAndChangesNothing) {
 }
 
 TEST(PlainView, GoesIntoAFolderOfItsOwn) {
-  const MadeRecording recording({.messages = av().audio(20).until(12001)});
+  const MadeRecording recording({.messages = av().audio(23).until(4001), .stop = false});
   const MadeRecording other({.messages = av().audio(20).from(4000).until(20001)});
   const TempDirectory place;
   const std::string folder = place.file("view");
@@ -194,6 +194,8 @@ TEST(PlainView, GoesIntoAFolderOfItsOwn) {
     return k2r({"playlist", from.directory(), "--plain", folder});
   };
   ASSERT_EQ(write(recording).status, 0);
+  recording.append(av().audio(23).from(4000).until(12001));
+  EXPECT_EQ(write(recording).status, 0) << "continued";
   const std::string fragment = readWholeFile(folder + "/2-4000.m4s");
   EXPECT_EQ(write(recording).status, 0) << "again";
   EXPECT_EQ(readWholeFile(folder + "/2-4000.m4s"), fragment);

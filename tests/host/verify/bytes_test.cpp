@@ -218,11 +218,16 @@ std::string mutate(std::string bytes, std::mt19937& random) {
   return bytes;
 }
 
-/// Whether a check has to object to a file that was changed: to another size of any, and to any change of an index or
-/// the base time. Of the others some bytes, such as dates, are in no other place.
-bool mustObject(const std::string& suffix, const std::string& good, const std::string& bad) {
-  const bool isRepeated = suffix == ".control" || suffix.ends_with(".k2i");
-  return isRepeated ? good != bad : good.size() != bad.size();
+/// Whether a check has to object to a file that was changed: to another size of any, and to any change of an index, the
+/// base time or the bootstrap. Of the others some bytes, such as dates, are in no other place; of the bootstrap only
+/// its version and the 32 bits of the end, since the stop takes back the segment of an announced fragment.
+bool mustObject(const std::string& suffix, const std::string& good, std::string bad) {
+  if (good.size() != bad.size()) return true;
+  if (suffix == ".bootstrap") {
+    for (const std::size_t unknown : {12U, 25U}) bad.replace(unknown, 4, good, unknown, 4);
+    return good != bad;
+  }
+  return (suffix == ".control" || suffix.ends_with(".k2i")) && good != bad;
 }
 
 TEST(VerifyAndInspect, GiveAVerdictWhateverTheBytes) {
