@@ -84,7 +84,7 @@ void K2RMediaWriter::writeMessages(std::span<const NQMessage> messages, std::uin
     const std::uint32_t timestamp = tagTimestamp(header);
     if (timestamp >= limit) break;
     // The type byte with all its bits, not the kind under kTagTypeMask: the host program marks messages that must never
-    // be stored by bit 0x80, and they have to end in the default (docs/decisions.md, "The host closes the last fragment
+    // be stored by bit 0x80, and they have to match no case (docs/decisions.md, "The host closes the last fragment
     // before it stops").
     switch (tagRawType(header)) {
       case kAudioTag:
@@ -102,8 +102,6 @@ void K2RMediaWriter::writeMessages(std::span<const NQMessage> messages, std::uin
       case kAmf3DataTag:
       case kAmf3DataTag | kTagProtectedBit:
         policy_.writeDataSample(writer_, hintTrack_, dataTrack_, message);
-        break;
-      default:
         break;
     }
   }

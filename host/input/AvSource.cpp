@@ -36,12 +36,6 @@ bool isFromNetwork(const std::string& url) {
   return protocol == nullptr || std::find(std::begin(kLocal), std::end(kLocal), protocol) == std::end(kLocal);
 }
 
-/// Whether the length that libavformat knows of the URL is only what a publisher announced. An encoder that sends a
-/// file in real time announces the length of the file, and the server passes it on.
-bool isLengthAnnounced(const std::string& url) {
-  return url.starts_with("rtmp");
-}
-
 milliseconds stallLimit(const std::string& url, const InputOptions& options) {
   return options.stallTimeout.value_or(isFromNetwork(url) ? InputOptions::kLiveStall : milliseconds(0));
 }
@@ -94,7 +88,8 @@ AvSource::AvSource(const std::string& url, const InputOptions& options, Log& log
       format_(open(options)),
       choice_(chooseStreams(*format_, options.maps)),
       streamsAtStart_(format_->nb_streams),
-      isLive_(isFromNetwork(urlOf(url)) && (format_->duration <= 0 || isLengthAnnounced(urlOf(url)))) {
+      // Over RTMP a length is only what a publisher announced: an encoder that sends a file in real time does so.
+      isLive_(isFromNetwork(urlOf(url)) && (format_->duration <= 0 || urlOf(url).starts_with("rtmp"))) {
   // libavformat then skips the packets of all streams. addTracks() turns those on that are recorded.
   for (AVStream* const stream : std::span(format_->streams, format_->nb_streams)) stream->discard = AVDISCARD_ALL;
   addTracks();
@@ -102,7 +97,7 @@ AvSource::AvSource(const std::string& url, const InputOptions& options, Log& log
 
 FormatContext AvSource::open(const InputOptions& options) {
   // Before the context is allocated: this may throw, and the context has no owner yet.
-  AvOptions avOptions(options.avOptions);  // First: it throws, and nobody owns the context yet.
+  AvOptions avOptions(options.avOptions);
   AVFormatContext* context = avformat_alloc_context();
   if (context == nullptr) throw std::bad_alloc();
   context->interrupt_callback = watch_.callback();
