@@ -55,12 +55,9 @@ void checkOrder(const std::vector<std::byte>& input, const Tags& all) {
   }
 }
 
-class Context final : public IPackagerContext {
- public:
-  IMemoryArena& getArena() override { return arena_; }
-
- private:
-  RefCountedMemoryArena arena_;
+struct Context final : IPackagerContext {
+  IMemoryArena& getArena() override { return arena; }
+  RefCountedMemoryArena arena;
 };
 
 /// The result of the packager for the same file on disk.
@@ -70,14 +67,13 @@ void checkSource(const std::string& path, const Tags& all) {
   std::unique_ptr<ISampleIterator> samples;
   source.getSamples(samples);
   std::size_t count = 0;
-  while (samples->hasNext()) {
+  for (; samples->hasNext(); ++count) {
     ruvo::k2r::SampleInfo info;
     NQMessage message;
     samples->nextInfo(info);
     samples->currentMessage(message);
     fuzz::require(message.sampleOffset() + message.sampleSize() + 4 == message.totalSize(),
                   "samples end with the data");
-    ++count;
   }
   const auto isMedia = [](const auto& tag) { return (std::to_integer<int>(tag[0]) & 0x5E) == 8; };
   fuzz::require(count == static_cast<std::size_t>(std::count_if(all.begin(), all.end(), isMedia)),

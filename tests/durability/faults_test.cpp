@@ -60,9 +60,9 @@ struct FaultRecorder : Recorder {
 /// What may be said of a fault. Anything else is a fault of its own.
 void expectKnownLines(const Recorder& recorder) {
   static const std::regex kKnown(
-      "error: (K2M error: \\d+|Failed to (write|swap in) file '.*'|Failed to (read|continue) file '.*': .+|"
-      "Unable to write bootstrap.|"
-      "Unknown Error in initAppend\\(\\))|warning: Inserting safety gap before fragment \\d+ in stream .*");
+      "error: (K2M error: \\d+|Failed to (write|swap in) file '.*'|Failed to (read|continue) file '.*': .+|Unable to "
+      "write "
+      "bootstrap.|Unknown Error in initAppend\\(\\))|warning: Inserting safety gap before fragment \\d+ in stream .*");
   for (const std::string& line : recorder.host.lines) EXPECT_TRUE(std::regex_match(line, kKnown)) << line;
 }
 
@@ -221,9 +221,7 @@ TEST(CommandFaults, AreReportedWithWhatIsStored) {
   }
 }
 
-std::string nameOf(const testing::TestParamInfo<NamedFault>& fault) {
-  return fault.param.name;
-}
+constexpr auto nameOf = [](const auto& fault) { return std::string(fault.param.name); };
 
 /// Those of the host's services, and those of the calls that the module makes by itself.
 std::vector<NamedFault> faultsOfWriting() {

@@ -20,10 +20,6 @@ StreamBuilder video() {
   return stream().keyFramesEvery(1000).framesEvery(250);
 }
 
-std::vector<StreamMessage> laterPart() {
-  return video().from(20000).withoutHeaders().until(22001);
-}
-
 /// A recording of fragments of a second.
 class OpenPoints : public testing::Test {
  protected:
@@ -51,7 +47,7 @@ TEST_F(OpenPoints, ASegmentOfWhichNothingRemainsIsForgotten) {
   recorder_.close();
   const auto info = host::parseBootstrap(asBytes(recorder_.content(".bootstrap")));
   EXPECT_EQ(info.segmentRunTables.at(0).segmentRuns.size(), 1U) << "the first segment alone";
-  appendAndStop(recorder_, laterPart());
+  appendAndStop(recorder_, video().from(20000).withoutHeaders().until(22001));
   expectWhole(recorder_);
 }
 
@@ -83,15 +79,11 @@ TEST(NewRecordings, MeetNothingOfAnOldOneThatTheHostCannotRemove) {
             "error: Failed to remove file '" + modulePath(recorder.file("Seg77.k2i")) + "' of an old recording\n");
 }
 
-constexpr std::uint32_t kGridMs = 4000;
-
-StreamBuilder sparseVideo() {
-  return stream().keyFramesEvery(kGridMs).framesEvery(1000);
-}
-
 TEST(Sizes, ASegmentThatEndsBeyond4GiBIsContinued) {
+  constexpr std::uint32_t kGridMs = 4000;
+  auto sparseVideo = stream().keyFramesEvery(kGridMs).framesEvery(1000);
   Recorder recorder(loadModule());
-  recordAndCrash(recorder, sparseVideo().until(2 * kGridMs + 1));
+  recordAndCrash(recorder, sparseVideo.until(2 * kGridMs + 1));
   // The last fragment moves after a hole of 5 GiB, which a `free` box covers.
   constexpr std::uint64_t kHole = std::uint64_t{5} << 30;
   auto index = host::parseAfra(asBytes(recorder.content("Seg1.k2i")));
@@ -105,7 +97,7 @@ TEST(Sizes, ASegmentThatEndsBeyond4GiBIsContinued) {
   writeWholeFile(recorder.file("Seg1.k2i"), textOf(host::imageOf(index)));
   const std::uint64_t end = std::filesystem::file_size(recorder.file("Seg1.k2r"));
 
-  appendAndStop(recorder, sparseVideo().from(5 * kGridMs).withoutHeaders().until(7 * kGridMs + 1));
+  appendAndStop(recorder, sparseVideo.from(5 * kGridMs).withoutHeaders().until(7 * kGridMs + 1));
   const auto after = host::parseAfra(asBytes(recorder.content("Seg1.k2i")));
   EXPECT_EQ(after.globalEntries.back().fragment, 7U);
   EXPECT_EQ(after.globalEntries.at(1).afraOffset, last.afraOffset);

@@ -17,10 +17,6 @@ namespace fs = std::filesystem;
 using namespace test;
 using testing::HasSubstr;
 
-std::string tagText(const std::vector<StreamMessage>& messages) {
-  return textOf(tagFile(messages));
-}
-
 /// In a directory of its own, with `in.mtg`, a stream of two fragments, and `cam1`, a recording of it.
 class Safety : public InDirectory {
  protected:
@@ -75,7 +71,7 @@ TEST_F(Safety, AllowsOneRecorderPerDirectory) {
       }
     };
     expectAllRefused();
-    recorder.feed(tagText(av().from(20000).until(32001)));
+    recorder.feed(textOf(tagFile(av().from(20000).until(32001))));
     recorder.waitFor([&] { return host::readRecordingDirectory(place).hasBootstrap; });
     expectAllRefused();
     EXPECT_EQ(k2r("verify " + place), 0) << output_ << "readers are free";
@@ -216,7 +212,7 @@ TEST_F(Safety, KeepsSecretsOnceInMemoryAndInNoMessage) {
   const auto at = settings.find("PackagerCredentialPwd = ") + 24;
   const std::string password = settings.substr(at, settings.find('\n', at) - at);
   ChildProcess recorder(program_ + " record - --out secret --config keys/recording.conf");
-  recorder.feed(tagText(av().until(8001)));
+  recorder.feed(textOf(tagFile(av().until(8001))));
   recorder.waitFor([] { return fs::exists("secret/secret.bootstrap"); });
 
   const std::string process = "/proc/" + std::to_string(recorder.pid());

@@ -72,13 +72,10 @@ TEST(Afra, IsWrittenAndReadByteForByte) {
   }
 }
 
-TEST(Afra, IgnoresFlagsReservedBitsSizeAndBytesBehind) {
+TEST(Afra, IgnoresFlagsReservedBitsSizeAndBytesBehindAndRefusesOtherBoxesAndVersions) {
   auto in = streamOf(fromHex("00000001 61667261 0000000000000003 00ffffff df 000003e8 00000000 ffffffff"));
   EXPECT_EQ(readIndex(std::move(in)), AfraIndex{});
   EXPECT_EQ(in.tellg(), 29);
-}
-
-TEST(Afra, RefusesOtherBoxesAndVersions) {
   for (const char* image :
        {"00000015 61667262 00000000 c0 000003e8 00000000", "00000015 61667261 01000000 c0 000003e8 00000000"})
     EXPECT_THAT([&] { readIndex(streamOf(fromHex(image))); },

@@ -57,13 +57,9 @@ std::string endOf(const char* stream, const char* last) {
   return decision;
 }
 
-struct Course {
-  const char* what;
-  std::string found, expected;
-};
-
-void expectCourses(std::initializer_list<Course> rows) {
-  for (const Course& row : rows) EXPECT_EQ(row.found, row.expected) << row.what;
+/// What each course is, what is found of it, and what is expected.
+void expectCourses(std::initializer_list<std::tuple<const char*, std::string, std::string>> rows) {
+  for (const auto& [what, found, expected] : rows) EXPECT_EQ(found, expected) << what;
 }
 
 // Each row leads into a state and then leaves it by one of its transitions.
@@ -94,8 +90,7 @@ TEST(AVFragmenter, FollowsEveryTransition) {
       {"open behind, crossing", "0k 4500v 8500k 12500k 16500v", "none ->slotOver"},
       {"flushed, key", "0k 4500v 8500k 12500v 13000k", "write 3 [8000,13000) ->open"},
       {"flushed, crossing", "0k 4500v 8500k 12500v 16500v", "hold 3 [8000,12000) ->held"},
-      {"flushed, crossing key", "0k 4500v 8500k 12500v 16500k", "hold 3 [8000,12000) ->heldThenKey"},
-  };
+      {"flushed, crossing key", "0k 4500v 8500k 12500v 16500k", "hold 3 [8000,12000) ->heldThenKey"}};
   for (const auto& [what, stream, lastDecision] : rows) {
     AVFragmenter fragmenter(kDuration, true);
     FragmentDecision last;
@@ -140,17 +135,15 @@ TEST(Fragmenters, ReportTheNumbersOnBothSidesOfASample) {
 }
 
 TEST(AVFragmenter, EndOfStreamClosesWhatIsOpen) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"", "none"},
-      {"1500", "skip 1 [0,20001) ->ended"},
-      {"1500 4500", "skip 2 [4000,20001) ->ended"},
-      {"0k 4500v", "write 1 [0,20001) ->ended"},
-      {"0k", "write 1 [0,20001) ->ended"},
-      {"0k 4500v 8500k 12500k", "none"},
-      {"0k 4500v 8500v", "flush 2 [4000,20001) ->ended"},
-      {"0k 4500v 8500k", "flush 2 [4000,20001) ->ended"},
-      {"0k 4500v 8500k 12500v", "write 3 [8000,20001) ->ended"},
-  };
+  const std::pair<const char*, const char*> rows[] = {{"", "none"},
+                                                      {"1500", "skip 1 [0,20001) ->ended"},
+                                                      {"1500 4500", "skip 2 [4000,20001) ->ended"},
+                                                      {"0k 4500v", "write 1 [0,20001) ->ended"},
+                                                      {"0k", "write 1 [0,20001) ->ended"},
+                                                      {"0k 4500v 8500k 12500k", "none"},
+                                                      {"0k 4500v 8500v", "flush 2 [4000,20001) ->ended"},
+                                                      {"0k 4500v 8500k", "flush 2 [4000,20001) ->ended"},
+                                                      {"0k 4500v 8500k 12500v", "write 3 [8000,20001) ->ended"}};
   for (const auto& [stream, decision] : rows) EXPECT_EQ(endOf<AVFragmenter>(stream, "20000v"), decision) << stream;
 }
 
@@ -184,11 +177,6 @@ TEST(AudioFragmenter, CutsAtTheFirstSampleOfALaterSlot) {
                   "1000 drop\n4000 drop\n4000 write 1 [0,4000)\n"}});
 }
 
-TEST(AudioFragmenter, EndOfStreamEndsAtTheLastSample) {
-  EXPECT_EQ(endOf<AudioFragmenter>("", "900"), "write 1 [0,900)");
-  EXPECT_EQ(endOf<AudioFragmenter>("0 4100", "5000"), "write 2 [4100,5000)");
-}
-
 TEST(DualFragmenter, BecomesWhatTheStreamShows) {
   expectCourses({{"audio until a fragment is complete", traceOf<DualFragmenter>("0 2000 4000 5000k 8000"),
                   "4000 write 1 [0,4000)\n5000 drop\n8000 write 2 [4000,8000)\n"},
@@ -201,7 +189,9 @@ TEST(DualFragmenter, BecomesWhatTheStreamShows) {
                   "6000 write 1 [0,6000) ->open\n"}});
 }
 
-TEST(DualFragmenter, EndOfStreamIsThatOfTheLastSample) {
+TEST(AudioAndDualFragmenter, EndWithTheLastSample) {
+  EXPECT_EQ(endOf<AudioFragmenter>("", "900"), "write 1 [0,900)");
+  EXPECT_EQ(endOf<AudioFragmenter>("0 4100", "5000"), "write 2 [4100,5000)");
   EXPECT_EQ(endOf<DualFragmenter>("0 1000", "2000v"), "skip 1 [0,2001) ->ended");
   EXPECT_EQ(endOf<DualFragmenter>("0 1000", "2000"), "write 1 [0,2000)");
 }

@@ -55,9 +55,9 @@ TEST(Settings, NameTheLineThatIsWrong) {
       {"c2VjcmV0+/c2VjcmV0==", "x.conf:1: unknown setting; k2r record --help"}};
   for (const auto& [text, message] : rows) {
     Settings settings;
-    EXPECT_THAT([&, lines = text] { settings.readText(lines, "x.conf"); },
-                testing::ThrowsMessage<UsageError>(
-                    testing::AllOf(testing::StartsWith(message), testing::Not(testing::HasSubstr("c2V")))));
+    const auto read = [&settings, lines = text] { settings.readText(lines, "x.conf"); };
+    EXPECT_THAT(read, testing::ThrowsMessage<UsageError>(
+                          testing::AllOf(testing::StartsWith(message), testing::Not(testing::HasSubstr("c2V")))));
   }
 }
 

@@ -22,13 +22,12 @@ class CountingFiles : public test::DiskFileContext {
   }
   CountingFiles() {
     permits = [this](std::string_view operation) {
-      closes += operation == "close" ? 1 : 0;
+      closes += operation == "close" ? 1U : 0U;
       return operation != "fileStatus" || !statusFails;
     };
   }
   bool statusFails = false;
-  std::uint32_t flagsSeen = 0;
-  int closes = 0;
+  std::uint32_t flagsSeen = 0, closes = 0;
 };
 
 class SegmentStream : public testing::Test {
@@ -80,10 +79,10 @@ TEST_F(SegmentStream, ClosesOnceWithItsLastReferenceAndCanBeOpenedAgain) {
   stream_.open();
   stream_.seek(4, 0);
   stream_.release();
-  EXPECT_EQ(files_.closes, 0);
+  EXPECT_EQ(files_.closes, 0U);
   stream_.release();
   stream_.close();
-  EXPECT_EQ(files_.closes, 1);
+  EXPECT_EQ(files_.closes, 1U);
   files_.statusFails = true;
   stream_.open();
   EXPECT_EQ(stream_.tell(), 0U);

@@ -12,12 +12,6 @@ void throwAt(DiskFileContext& files, std::string_view operation) {
   files.permits = [operation](std::string_view called) { return called == operation ? throw 1 : true; };
 }
 
-std::size_t occurrences(const std::string& text, const std::string& part) {
-  std::size_t count = 0;
-  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
-}
-
 /// Key frames every 8500, so that each is the first frame after a grid line and fragments are held.
 std::vector<StreamMessage> offTheGrid(std::initializer_list<std::uint32_t> times) {
   std::vector<StreamMessage> messages;
@@ -57,8 +51,7 @@ TEST(FullDisk, CostsTheMessageThatMeetsItUnlessItIsSentAgain) {
       recorder.stop();
       EXPECT_EQ(recorder.index(), sentAgain ? row.keptIndex : row.lostIndex);
       EXPECT_EQ(recorder.log(), failed + (sentAgain || row.lost == 0 ? "" : noKey + noKey));
-      const std::string payload(reinterpret_cast<const char*>(row.met.data.data()), row.met.data.size());
-      EXPECT_EQ(occurrences(recorder.content("Seg1.k2r"), payload), sentAgain ? 1U : 0U);
+      EXPECT_EQ(occurrences(recorder.content("Seg1.k2r"), textOf(row.met.data)), sentAgain ? 1U : 0U);
     }
   }
 }

@@ -52,25 +52,26 @@ class Trial {
     if (!recorder_.open(flags)) return "not opened";
     const std::size_t refused = recorder_.record(session.messages);
     totals_.refused += refused;
-    if (const std::size_t said = errorsFrom(line); said != refused)
+    const auto isError = [](const std::string& text) { return text.starts_with("error: "); };
+    if (const std::size_t said = linesFrom(line, isError); said != refused)
       return fmt::format("{} messages refused in {} lines", refused, said);
     if (session.stop) recorder_.stop();
     recorder_.close();
     ++totals_.sessions;
     totals_.messages += session.messages.size();
     // What a clock that restarts after the end makes of an index: nothing more is recorded, and the stop fails.
-    const auto& lines = recorder_.host.lines;
     const bool failed =
-        std::any_of(lines.begin() + static_cast<std::ptrdiff_t>(line), lines.end(), [](const auto& text) {
+        linesFrom(line, [](const std::string& text) {
           return text.find("afra index is corrupt") != std::string::npos || text == "error: Unable to write bootstrap.";
-        });
+        }) != 0;
     return judge(session.stop && !failed, goesOn);
   }
 
-  std::size_t errorsFrom(std::size_t line) const {
+  template <typename Condition>
+  std::size_t linesFrom(std::size_t line, const Condition& condition) const {
     const auto& lines = recorder_.host.lines;
-    return static_cast<std::size_t>(std::count_if(lines.begin() + static_cast<std::ptrdiff_t>(line), lines.end(),
-                                                  [](const std::string& text) { return text.starts_with("error: "); }));
+    return static_cast<std::size_t>(
+        std::count_if(lines.begin() + static_cast<std::ptrdiff_t>(line), lines.end(), condition));
   }
 
   std::string judge(bool stopped, bool goesOn) {

@@ -13,8 +13,7 @@ NQDataValue containerOf(const NQDataArrayPtr& array) {
 
 TEST(NQDataValue, ConvertsFromAnyKind) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
-  constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
+  constexpr std::int64_t kMost = INT64_MAX, kLeast = INT64_MIN;
   const std::tuple<NQDataValue, double, std::int64_t, const char*> rows[] = {
       {NQDataValue(), 0, 0, ""},
       {NQDataValue::number(-2.9), -2.9, -2, ""},
@@ -27,8 +26,7 @@ TEST(NQDataValue, ConvertsFromAnyKind) {
       {NQDataValue::xml(makeText("7")), 0, 0, "7"},
       {NQDataValue::date(1500, 60), 1.5, 0, ""},
       {NQDataValue::int64(kMost), 0x1p63, kMost, ""},
-      {NQDataValue::container(NQDataKind::kObjectType, NQDataArrayPtr::make()), 0, 0, ""},
-  };
+      {NQDataValue::container(NQDataKind::kObjectType, NQDataArrayPtr::make()), 0, 0, ""}};
   for (const auto& [value, number, integer, string] : rows) {
     EXPECT_EQ(std::tuple(value.toDouble(), value.toInt64()), std::tuple(number, integer)) << dumpOf(value);
     EXPECT_EQ(value.toString().view(), string) << dumpOf(value);

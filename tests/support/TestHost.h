@@ -63,6 +63,8 @@ class DiskFileContext : public IMOFileContext {
 std::string modulePath(const std::filesystem::path& native);
 /// The same bytes.
 std::string textOf(std::span<const std::byte> bytes);
+/// How often a text is in another one.
+std::size_t occurrences(std::string_view text, std::string_view part);
 std::string readWholeFile(const std::filesystem::path& path);
 void writeWholeFile(const std::filesystem::path& path, const std::string& content);
 /// The files of a directory, by their names.

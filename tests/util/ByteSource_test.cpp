@@ -58,8 +58,7 @@ TEST(ByteSource, ReadsAndOverwritesWithinItsSizeOnly) {
 
 TEST(ByteSource, SeeksStopAtTheBorders) {
   using Ios = std::ios_base;
-  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
-  constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+  constexpr std::int64_t kMost = INT64_MAX, kLeast = INT64_MIN;
   // What becomes of position 4 of 10.
   const std::tuple<std::int64_t, Ios::seekdir, std::int64_t> rows[] = {
       {7, Ios::beg, 7},      {10, Ios::beg, 10},    {11, Ios::beg, 10},   {kMost, Ios::beg, 10}, {-1, Ios::beg, 0},

@@ -11,8 +11,7 @@ namespace {
 
 using test::narrow;
 
-constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
-constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+constexpr std::int64_t kMax = INT64_MAX, kMin = INT64_MIN;
 const std::string kNothing = "(nothing)";
 
 constexpr auto failureOf = [](const auto& operation) { return test::failureOf<NQTimeValueError>(operation); };

@@ -176,12 +176,9 @@ TEST_F(AvInputTest, RecordsWhatIsThereOfACutFile) {
   EXPECT_THAT(capture_.text(), testing::AllOf(testing::StartsWith("warning: "), testing::HasSubstr("partial file")));
 }
 
-TEST_F(AvInputTest, TakesFilesWhoseNamesLookLikeUrls) {
+TEST_F(AvInputTest, TakesFilesWhoseNamesLookLikeUrlsAndEndsAtAStop) {
   std::filesystem::copy_file(source(), "cam:1 100%.mp4");
   EXPECT_GT(record("cam:1 100%.mp4").size(), 100u);
-}
-
-TEST_F(AvInputTest, StopEndsTheInputAndKeepsWhatWasRead) {
   AvInput input(source(), {}, capture_.log(), stop_);
   ASSERT_TRUE(input.next());
   stop_.request();

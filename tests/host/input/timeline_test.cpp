@@ -86,16 +86,13 @@ std::vector<std::int64_t> decodeTimes(const std::vector<std::int64_t>& dts, std:
   return out;
 }
 
-TEST(LeadingFrames, AreCountedBackFromTheFirstKnownTime) {
+TEST(LeadingFrames, AreCountedBackFromTheFirstKnownTimeAndDoNotWaitForEver) {
   const std::tuple<const char*, std::vector<std::int64_t>, std::int64_t, std::vector<std::int64_t>> rows[] = {
       {"known from the start", {0, 40, kNone, 80}, 40, {0, 40, kNone, 80}},
       {"two reordered frames", {kNone, kNone, 0, 40}, 40, {-80, -40, 0, 40}},
       {"no durations", {kNone, 0, 40}, 0, {kNone, 0, 40}},
       {"never known", {kNone, kNone}, 40, {kNone, kNone}}};
   for (const auto& [why, dts, duration, expected] : rows) EXPECT_EQ(decodeTimes(dts, duration), expected) << why;
-}
-
-TEST(LeadingFrames, DoNotWaitForEver) {
   LeadingFrames leading;
   std::size_t out = 0;
   for (std::size_t i = 0; i <= LeadingFrames::kMaxWaiting; ++i) out += leading.push({{kNone, 0, 0}, nullptr}).size();
@@ -122,17 +119,13 @@ TEST(Interleaver, OrdersTracksByTime) {
   EXPECT_EQ(drain(interleaver, true), (std::vector<std::int64_t>{80}));
 }
 
-TEST(Interleaver, DoesNotWaitForASilentTrackForEver) {
-  Interleaver interleaver(2);
-  interleaver.push(frame(0, 0));
-  interleaver.push(frame(0, Interleaver::kMaxSpreadMs));
-  EXPECT_TRUE(drain(interleaver, false).empty());
-  interleaver.push(frame(0, Interleaver::kMaxSpreadMs + 1));
-  EXPECT_EQ(drain(interleaver, false), (std::vector<std::int64_t>{0}));
-}
-
-TEST(Interleaver, BoundsItsMemory) {
-  Interleaver interleaver(2);
+TEST(Interleaver, BoundsItsWaitForASilentTrackAndItsMemory) {
+  Interleaver interleaver(2), silent(2);
+  silent.push(frame(0, 0));
+  silent.push(frame(0, Interleaver::kMaxSpreadMs));
+  EXPECT_TRUE(drain(silent, false).empty());
+  silent.push(frame(0, Interleaver::kMaxSpreadMs + 1));
+  EXPECT_EQ(drain(silent, false), (std::vector<std::int64_t>{0}));
   for (int i = 0; i < 5; ++i) {
     QueuedFrame large = frame(0, 0);
     ASSERT_EQ(av_new_packet(large.packet.get(), static_cast<int>(Interleaver::kMaxBytes / 4)), 0);

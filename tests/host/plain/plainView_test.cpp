@@ -73,11 +73,6 @@ std::map<std::uint32_t, Played> play(const PlainView& view) {
   return tracks;
 }
 
-/// The parameter sets of StreamBuilder's configuration, as they are in a sample.
-std::vector<std::byte> builtParameterSets() {
-  return fromHex("00000019 6764001eacd940a02ff9610000030001000003003c8f162d96 00000006 68ebe3cb22c0");
-}
-
 /// What a player gets of the messages of one type: media without their codec's header.
 std::vector<std::vector<std::byte>> samplesOf(const std::vector<StreamMessage>& messages, std::uint8_t type) {
   std::vector<std::vector<std::byte>> samples;
@@ -91,7 +86,8 @@ std::vector<std::vector<std::byte>> samplesOf(const std::vector<StreamMessage>& 
 /// Takes the parameter sets off the samples that begin with them, and returns how many do.
 int takeParameterSets(std::vector<std::vector<std::byte>>& samples) {
   int taken = 0;
-  const auto sets = builtParameterSets();
+  // Those of StreamBuilder's configuration, as they are in a sample.
+  const auto sets = fromHex("00000019 6764001eacd940a02ff9610000030001000003003c8f162d96 00000006 68ebe3cb22c0");
   for (auto& sample : samples) {
     if (sample.size() < sets.size() || !std::equal(sets.begin(), sets.end(), sample.begin())) continue;
     sample.erase(sample.begin(), sample.begin() + static_cast<std::ptrdiff_t>(sets.size()));
@@ -100,8 +96,7 @@ int takeParameterSets(std::vector<std::vector<std::byte>>& samples) {
   return taken;
 }
 
-constexpr std::uint32_t kVideoTrack = 1;
-constexpr std::uint32_t kAudioTrack = 2;
+constexpr std::uint32_t kVideoTrack = 1, kAudioTrack = 2;
 
 TEST(PlainView, PlaysEverySampleWithoutABreak) {
   const auto before = av().audio(20).until(4101);
@@ -159,16 +154,8 @@ TEST(PlainView, HasOneHeaderForAllRecordingsOfAConfiguration) {
 
   // `moov` with two tracks of the media, ids 1 and 2, and no other.
   const auto& header = first.begin()->second;
-  const std::string text(reinterpret_cast<const char*>(header.data()), header.size());
-  const auto count = [&text](std::string_view word) {
-    int found = 0;
-    for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) ++found;
-    return found;
-  };
-  EXPECT_EQ(count("trak"), 2);
-  EXPECT_EQ(count("trex"), 2);
-  EXPECT_EQ(count("tref"), 0);
-  EXPECT_EQ(count("hint"), 0);
+  for (const auto& [word, count] : {std::pair("trak", 2U), {"trex", 2U}, {"tref", 0U}, {"hint", 0U}})
+    EXPECT_EQ(occurrences(textOf(header), word), count) << word;
 }
 
 TEST(PlainView, OfARunningRecordingGrowsAndChangesNothing) {

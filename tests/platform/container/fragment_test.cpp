@@ -91,31 +91,26 @@ constexpr const char* kRandomAccess =
     "00000000000003e8 0000000000000400 00000001 00000001 00000001"
     "00000010 6d66726f 00000000 0000004c";
 
-std::string canonical(const std::string& image) {
-  return hex(fromHex(image));
-}
-
-std::string content(const MemoryStream& stream) {
-  return hex(stream.bytes);
-}
+constexpr auto spaced = [](const std::string& image) { return hex(fromHex(image)); };
 
 TEST(SegmentImage, OfAnAudioTrackAndItsHints) {
   SegmentMaker maker;
   maker.addAudioTrack().addHintTrack();
-  EXPECT_EQ(content(maker.stream), "") << "nothing is written before the first fragment is started";
+  const auto written = [&maker] { return hex(maker.stream.bytes); };
+  EXPECT_EQ(written(), "") << "nothing is written before the first fragment is started";
 
   EXPECT_EQ(maker.start(), 972U);
-  EXPECT_EQ(content(maker.stream), canonical(kHeader));
+  EXPECT_EQ(written(), spaced(kHeader));
 
   maker.begin("abc").audio(1000, 4, true).audio(1023, 5);
-  EXPECT_EQ(content(maker.stream), canonical(kHeader)) << "an open fragment has no byte in the file";
+  EXPECT_EQ(written(), spaced(kHeader)) << "an open fragment has no byte in the file";
 
   EXPECT_EQ(maker.start(), 972U + 307U);
-  EXPECT_EQ(content(maker.stream), canonical(std::string(kHeader) + kFragment));
+  EXPECT_EQ(written(), spaced(std::string(kHeader) + kFragment));
 
   maker.begin().audio(1046, 6);
   maker.end();
-  EXPECT_EQ(content(maker.stream), canonical(std::string(kHeader) + kFragment + kRandomAccess))
+  EXPECT_EQ(written(), spaced(std::string(kHeader) + kFragment + kRandomAccess))
       << "a fragment still open at the end is dropped";
   EXPECT_EQ(maker.heldTags(), 0U);
   EXPECT_FALSE(maker.stream.isOpen);
@@ -259,15 +254,12 @@ TEST(OpenFragment, BegunAgainDropsTheAttemptBefore) {
 }
 
 TEST(OpenFragment, RefusesSamplesThatContradictThemselves) {
-  MemoryStream streams[2];
-  SegmentMaker maker(streams[0]);
-  SegmentMaker other(streams[1]);
+  SegmentMaker maker, other;
   maker.addAudioTrack().addHintTrack().start();
   maker.begin();
   other.addAudioTrack().addHintTrack();
   const std::byte tag[20]{};
-  k2m::Track hint;
-  k2m::Track media;
+  k2m::Track hint, media;
   K2MHintInfo info;
   const auto add = [&](const std::function<void()>& spoil) {
     hint = maker.hintTrack();

@@ -114,9 +114,8 @@ TEST(MovieHeader, WidensWhereATimeNeedsIt) {
 }
 
 TEST(MovieHeader, BoundsWhatOnlyDescribesTheDisplay) {
-  const std::pair<float, float> rows[] = {
-      {0.5F, 0.5F}, {-1, 0}, {std::numeric_limits<float>::quiet_NaN(), 0}, {1e9F, 65536}};
-  for (const auto& [given, stored] : rows) {
+  for (const auto& [given, stored] :
+       {std::pair(0.5F, 0.5F), {-1, 0}, {std::numeric_limits<float>::quiet_NaN(), 0}, {1e9F, 65536}}) {
     auto track = trackInfo("vide"_4cc);
     track.width = given;
     track.language[0] = 0;

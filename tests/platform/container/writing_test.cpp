@@ -213,11 +213,9 @@ const Recorded& recorded() {
 
 /// Each fragment can be entered in both tracks, and nothing else is named.
 void expectAccessToAll(const ReadSegment& segment) {
-  std::vector<std::pair<std::uint64_t, std::uint32_t>> expected;
-  for (const auto& fragment : segment.fragments) {
+  std::vector<std::pair<std::uint64_t, std::uint32_t>> expected, found;
+  for (const auto& fragment : segment.fragments)
     for (const std::uint32_t id : {1U, 2U}) expected.emplace_back(fragment.boxes.moof.offset, id);
-  }
-  std::vector<std::pair<std::uint64_t, std::uint32_t>> found;
   for (const auto& entry : segment.accessPoints) found.emplace_back(entry.moofOffset, entry.trackId);
   EXPECT_EQ(found, expected);
 }
