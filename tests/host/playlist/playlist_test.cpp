@@ -48,6 +48,10 @@ TEST(Playlist, SaysHowLongEachFragmentLasts) {
        {.messages = video().audio(20).until(4041) + stream().withoutHeaders().audio(20).from(4060).until(12000) +
                     video().withoutHeaders().audio(20).from(12000).until(20001)},
        "1:0+4000 1:4000+8000 1:12000+4000 end"},
+      {"a picture missing of a few",
+       {.messages =
+            video().framesEvery(1000).until(3001) + video().withoutHeaders().framesEvery(1000).from(4900).until(8901)},
+       "1:0+4900 1:4900+4000 end"},
       {"a picture in each fragment",
        {.messages = video(4000).framesEvery(4000).until(16001)},
        "1:0+4000 1:4000+4000 1:8000+4000 1:12000+4000 end"}};

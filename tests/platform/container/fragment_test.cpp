@@ -181,13 +181,13 @@ TEST(FragmentSamples, ALoneOneLastsAsLongAsTheWayFromTheFragmentBefore) {
   {
     SegmentMaker maker(stream);
     maker.addVideoTrack().addAudioTrack().addHintTrack().start();
-    maker.begin().video(1000, true, 5).audio(1000, 5).audio(1023, 5).start();
+    maker.begin().video(0, true, 5).audio(1000, 5).audio(1023, 5).start();
     maker.begin().video(5000, true, 5).audio(5010, 5).start();
     last = maker.begin().audio(9000, 5).start();
     maker.begin().video(9500, true, 5).start();
   }
   const auto fragments = [&stream] { return ReadSegment(stream.bytes).fragments; };
-  const char* const expected[] = {"1: 1000+0!, 2: 1000+23! 1023+23!, 3 tags", "1: 5000+4000!, 2: 5010+3987!, 2 tags",
+  const char* const expected[] = {"1: 0+0!, 2: 1000+23! 1023+23!, 3 tags", "1: 5000+5000!, 2: 5010+3987!, 2 tags",
                                   "2: 9000+3990!, 1 tags", "1: 9500+0!, 1 tags"};
   for (std::size_t i = 0; i < std::size(expected); ++i) EXPECT_EQ(describe(fragments().at(i)), expected[i]);
   SegmentMaker appended(stream, last);
@@ -285,13 +285,30 @@ TEST(OpenFragment, RefusesSamplesThatContradictThemselves) {
   EXPECT_NO_THROW(maker.start()) << "the fragment is as it was";
 }
 
-/// The boxes of a fragment with a tag of that many bytes and, where wanted, a sample of audio in another one after it.
-std::vector<std::byte> boxesAround(std::uint32_t tagBytes, bool hasAudio) {
+Movie movieWith(FourCC media) {
   Movie movie;
-  for (const FourCC handler : {"soun"_4cc, "hint"_4cc}) {
+  for (const FourCC handler : {media, "hint"_4cc}) {
     movie.tracks.push_back(std::make_shared<Track>());
     movie.tracks.back()->handler = handler;
   }
+  return movie;
+}
+
+TEST(FragmentPlan, BeginsARunWithEachKeyFrameEvenIfItTouchesThePictureBefore) {
+  const Movie movie = movieWith("vide"_4cc);
+  OpenFragment fragment;
+  for (const bool key : {false, true, false, true}) {
+    const OpenFragment::TrackSample picture{0, {.size = 5, .sync = key}};
+    fragment.add({OwnedData(), 5}, {.hint = {1, {.size = 5}}, .media = picture, .accessPoint = {}});
+  }
+  FragmentPlan plan;
+  plan.make(fragment, movie, {});
+  EXPECT_EQ(plan.trafs().front().runs.size(), 3U);
+}
+
+/// The boxes of a fragment with a tag of that many bytes and, where wanted, a sample of audio in another one after it.
+std::vector<std::byte> boxesAround(std::uint32_t tagBytes, bool hasAudio) {
+  const Movie movie = movieWith("soun"_4cc);
   OpenFragment fragment;
   fragment.add({OwnedData(), tagBytes}, {.hint = {1, {.size = tagBytes}}, .media = {}, .accessPoint = {}});
   const OpenFragment::TrackSample audio{0, {.offset = 13, .size = 5}};

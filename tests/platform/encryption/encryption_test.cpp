@@ -124,11 +124,13 @@ TEST(QuerySample, ReturnsNameAndSizes) {
 }
 
 TEST(QuerySample, EncryptsAvcByLevelAndAlwaysWhatItCannotJudge) {
-  // Slices begin with first_mb_in_slice 0 ("1"), then slice_type: 5 is P ("00110"), 7 is I ("0001000").
+  // Slices begin with first_mb_in_slice 0 ("1"), then slice_type: 5 is P ("00110"), 7 is I ("0001000"), 9 is SI
+  // ("0001010").
   const std::tuple<const char*, const char*, std::uint32_t> rows[] = {
       {"an IDR picture", "00000003 658880", 0},
       {"an IDR picture behind its parameters", "00000002 6742 00000002 68ce 00000003 658880", 0},
       {"an intra picture", "00000003 018880", 0},
+      {"an intra picture that switches streams", "00000003 018a80", 0},
       {"a P picture that others refer to", "00000003 419880", 1},
       {"a P picture that none refers to", "00000003 019880", 2},
       {"the same in two slices, the last of a reference", "00000003 019880 00000003 219880", 1},
