@@ -121,6 +121,10 @@ TEST_F(RecordCommandTest, AppendsWhatGoesOnBehindTheEnd) {
   writeTagStream(stream().keyFramesEvery(2000).from(36000).withoutHeaders().until(40001), "later.mtg");
   EXPECT_EQ(record({"later.mtg", "--out", "cam1", "--append", "--keep-times"}), 0);
   EXPECT_EQ(fragmentsIn("cam1"), 10U);
+  writeTagStream(framesAt("0k 4000 8000 8100k"), "held.mtg");
+  EXPECT_EQ(record({"held.mtg", "--out", "held", "--tail=drop"}), 0);
+  EXPECT_EQ(record({"in.mtg", "--out", "held", "--append", "--keep-times"}), 1);
+  EXPECT_THAT(answer_.errors, HasSubstr("continues from 12000 ms")) << "a picture is stored at 8000 ms";
 }
 
 TEST_F(RecordCommandTest, TellsWhatIsLostAndWhy) {

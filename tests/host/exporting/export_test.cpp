@@ -48,6 +48,7 @@ TEST(Export, GivesBackTheStreamThatMakesTheSameRecording) {
     const MadeRecording first({.messages = messages, .settings = settings});
     EXPECT_GE(first.verify().fragments, 2U);
     Messages again = exported(first);
+    EXPECT_LE(std::ranges::count(again, avcSequenceHeader(0).data, &StreamMessage::data), 1) << "none comes twice";
     const MadeRecording running({.messages = messages, .settings = settings, .stop = false});
     EXPECT_EQ(exported(running), again) << "while it is recorded";
     // A stop marks the end of no fragment: what came after the last one that is stored comes again.

@@ -46,8 +46,8 @@ TEST(Timeline, RoundsFillsInAndNeverStepsBack) {
       {"a jump that is small for the second track", kMs, "10000/10000 a9700/9700 8800/8800 a8740/8740",
        "10000/10000 9700/9700 10040/10040 9980/9980", "jump back by 1240 ms"},
       {"a gap", kMs, "0/0 a0/0 3600000/3600000 a3600000/3600000", "0/0 0/0 3600000/3600000 3600000/3600000", ""},
-      {"no gap is so long", kMs, "0/0 a0/0 9000000/9000000 a9000010/9000010 9000040/9000040",
-       "0/0 0/0 40/40 50/50 80/80", "jump forward by 8999960 ms"},
+      {"no gap is so long", kMs, "0/0 a0/0 3600041/3600041 a3600051/3600051 3600081/3600081",
+       "0/0 0/0 40/40 50/50 80/80", "jump forward by 3600001 ms"},
       {"a track that begins late and far off", kMs, "0/0 40/40 a95443718/95443718", "0/0 40/40 80/80", "jump forward"},
       {"over the end of the clock", {1, 90000}, "8589930992/3600", "95443678/95443758", ""}};
   for (const auto& [why, unit, steps, times, said] : rows) {

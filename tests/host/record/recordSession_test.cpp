@@ -51,6 +51,17 @@ class RecordSessionTest : public testing::Test {
   OpenContext openContext_{settings_};
 };
 
+TEST(FragmentModel, TakesATimeAfterTheWrapOf32BitsForALaterOne) {
+  FragmentModel model(4000);
+  const std::byte sound[] = {std::byte{0x2F}, std::byte{1}};
+  const std::pair<std::uint32_t, std::uint32_t> rows[] = {
+      {0xFFFFFF00, 0xFFFFFF00}, {0xFFFFFFF0, 0xFFFFFFF0}, {0xFFFFFFE0, 0xFFFFFFF0}, {0x100, 0x100}, {0xFF, 0x100}};
+  for (const auto& [timeMs, keptMs] : rows) {
+    model.add({.type = 8, .timeMs = timeMs, .data = sound}, true);
+    EXPECT_EQ(model.lastTimeMs(), keptMs) << timeMs;
+  }
+}
+
 TEST_F(RecordSessionTest, LosesNothingToADiskThatWasFullAndSendsNothingTwice) {
   const auto messages = test::av().until(20001);
   const test::StreamMessage foreign{22, 20001, {std::byte{1}}};

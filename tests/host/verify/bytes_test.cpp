@@ -170,6 +170,7 @@ TEST(VerifySegment, NamesTheFieldThatChanges) {
       {"sequence number", boxes.moof.offset + 23, boxes.moof.offset},
       {"time of the video track", tfdt + 4 + 4 + 7, video.offset},
       {"place of a video sample", video.samples[1].fieldsOffset - 1, video.samples[1].fieldsOffset},
+      {"key frame in the middle", video.samples[2].fieldsOffset - 3, video.samples[2].fieldsOffset},
       {"duration in the hint track", hint.samples[2].fieldsOffset + 3, hint.samples[2].fieldsOffset},
       {"size of the mdat", boxes.mdat.offset + 3, tags.back().offset},
       {"an entry of the mfra", map.tail.front().offset + 40, map.tail.front().offset + 40}};
