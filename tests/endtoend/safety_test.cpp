@@ -99,7 +99,7 @@ TEST_F(Safety, OverwriteKeepsTheOldRecordingUntilThereIsANewOne) {
   expectOld("an empty directory of somebody else");
   EXPECT_EQ(k2r("record in.mtg --out cam1 --overwrite"), 0) << output_;
   EXPECT_EQ(mode("cam1"), "750");
-  writeWholeFile("short.mtg", tagText(av().until(2001)));
+  writeTagStream(av().until(2001), "short.mtg");
   EXPECT_EQ(k2r("record short.mtg --out cam1 --overwrite"), 0) << output_;
   EXPECT_THAT(output_, testing::Not(HasSubstr("the old recording"))) << "the only fragment is written at the end";
 }
