@@ -44,7 +44,7 @@ if [ "${1:-}" = --changed ]; then
   mapfile -t files < <(changed_sources "$base" | product)
   echo "clang-tidy: ${#files[@]} sources changed since $(git rev-parse --short "$base")"
   if [ ${#files[@]} -gt $most_changed ]; then echo "clang-tidy: looks at the first $most_changed; scripts/lint.sh looks at all"; fi
-  printf '%s\n' "${files[@]:0:$most_changed}" | grep . | tidy
+  [ ${#files[@]} -eq 0 ] || printf '%s\n' "${files[@]:0:$most_changed}" | tidy
 else
   git ls-files '*.cpp' | product | tidy
 fi
