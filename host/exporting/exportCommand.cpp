@@ -95,6 +95,7 @@ std::unique_ptr<FreshFile> makeFile(const std::string& path) {
   constexpr mode_t kOwnerOnly = 0600;
   if (path == "-") return nullptr;
   if (fs::exists(fs::symlink_status(path))) throw CommandError(fmt::format("'{}' exists already", path));
+  requireOutsideRecordings(path);
   return std::make_unique<FreshFile>(path, kOwnerOnly);
 }
 

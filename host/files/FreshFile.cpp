@@ -39,25 +39,30 @@ bool moveToFreeName(const std::string& from, const std::string& to) {
   return ::link(from.c_str(), to.c_str()) == 0 && ::unlink(from.c_str()) == 0;
 }
 
+bool isRecording(const fs::path& folder) {
+  try {
+    return !readRecordingDirectory(folder.string()).empty();
+  } catch (const CommandError&) {
+    return false;  // it may be written and not read, and cannot be checked
+  }
+}
+
 }  // namespace
 
 void requireOutsideRecordings(const std::string& place) {
   std::error_code error;
-  const fs::path folder = fs::canonical(folderOf(place), error);
+  fs::path folder = fs::canonical(folderOf(place), error);
   if (error) throw CommandError(fmt::format("'{}' cannot be written: {}", place, error.message()));
-  bool isRecording = false;
-  try {
-    isRecording = !readRecordingDirectory(folder.string()).empty();
-  } catch (const CommandError&) {
-    // The directory may be written but not read: the file cannot be checked, and is made.
-  }
-  if (isRecording) {
-    throw CommandError(fmt::format("'{}' lies among the files of a recording; nothing was changed", place));
+  // The folders above as well: what is in a folder of a recording is in that recording.
+  for (;; folder = folder.parent_path()) {
+    if (isRecording(folder)) {
+      throw CommandError(fmt::format("'{}' lies among the files of a recording; nothing was changed", place));
+    }
+    if (folder == folder.root_path()) return;
   }
 }
 
 FreshFile::FreshFile(const std::string& place, mode_t mode) : place_(place) {
-  requireOutsideRecordings(place);
   const fs::path folder = folderOf(place);
   // A name may be taken by chance.
   for (int attempt = 0; attempt < 100 && fd_ == -1; ++attempt) {

@@ -8,8 +8,9 @@
 
 namespace host {
 
-/// Throws CommandError if a file at `place` would be among the files of a recording. Commands leave a directory with a
-/// foreign entry alone, so it would keep them from removing or replacing that recording.
+/// Throws CommandError if a file at `place` would be among the files of a recording, or in a folder there. Commands
+/// leave a directory with a foreign entry alone, so it would keep them from removing or replacing that recording. Lists
+/// each folder on the way to the root: once for a command, not for each of many files.
 void requireOutsideRecordings(const std::string& place);
 
 /// A file that is written under a temporary name next to its place, and gets its name when it is complete. What is at
@@ -17,8 +18,8 @@ void requireOutsideRecordings(const std::string& place);
 /// removes the file. Belongs to one thread.
 class FreshFile {
  public:
-  /// Makes the file with the permissions of `mode` that the umask allows. Throws CommandError if that fails, or if the
-  /// place is among the files of a recording.
+  /// Makes the file with the permissions of `mode` that the umask allows. Throws CommandError if that fails. Whether
+  /// the place is allowed, requireOutsideRecordings() has said before.
   FreshFile(const std::string& place, mode_t mode);
   ~FreshFile();
   FreshFile(const FreshFile&) = delete;

@@ -39,6 +39,11 @@ template <typename Attempt>
 RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t endWithoutBootstrap,
                             const Attempt& attempt) {
   if (directory.empty()) throw CommandError(fmt::format("'{}' contains no recording", directory.path));
+  // A pipe or a folder with the name of an index is not read, and must not pass for an index that is not there.
+  attempt([&] {
+    if (directory.irregular.empty()) return;
+    throw CommandError(fmt::format("'{}' is not a regular file", directory.pathOf(directory.irregular.front())));
+  });
   RecordedContent content;
   std::uint64_t endMs = endWithoutBootstrap;
   attempt([&] {

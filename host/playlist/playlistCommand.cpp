@@ -73,6 +73,7 @@ void requirePlaylist(const std::string& path) {
 void writePlaylist(const std::string& path, const std::string& text) {
   constexpr mode_t kForAll = 0666;
   requirePlaylist(path);
+  requireOutsideRecordings(path);
   FreshFile file(path, kForAll);
   file.write(qvs::util::asBytes(text));
   file.keepInstead();

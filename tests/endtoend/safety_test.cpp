@@ -153,6 +153,13 @@ TEST_F(Safety, FilesOfOthersStayAsTheyAre) {
   EXPECT_EQ(output_,
             "a.mp4\na.mp4.part\na.mtg\na.mtg.part\nlink.m3u8\nlink.mp4\nlist.m3u8\nlist.m3u8.tmp\nnotes.txt\n"
             "target\n");
+  fs::create_directory("cam1/folder");
+  EXPECT_EQ(k2r("export cam1 --out cam1/folder/a.mp4"), 1);
+  EXPECT_THAT(output_, HasSubstr("lies among the files of a recording"));
+  fs::rename("cam1/folder", "cam1/cam1Seg9.k2i");
+  EXPECT_EQ(k2r("playlist cam1"), 1);
+  EXPECT_THAT(output_, HasSubstr("cam1Seg9.k2i' is not a regular file"));
+  fs::remove("cam1/cam1Seg9.k2i");
   expectOld("the recording");
 }
 
