@@ -54,7 +54,7 @@ class AVFragmenter final : public Fragmenter {
  private:
   /// Takes the first sample, which sets the first slot.
   void begin(std::uint64_t time);
-  /// The first key frame: opens the first fragment, and gives up the lead-in if it is to be dropped.
+  /// The first key frame: opens the first fragment, and gives up the lead-in unless it is kept.
   FragmentDecision startAtKey(std::uint64_t time, std::uint64_t number);
   /// Makes `number` the current slot, and the current one the previous.
   void enterSlot(std::uint64_t number);

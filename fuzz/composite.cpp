@@ -11,7 +11,7 @@ namespace {
 using qvs::CompositeMessage;
 using qvs::CompositeMessagePtr;
 
-/// Returns the place after a part that is to be at `place`.
+/// Returns the offset after a part that begins at `place`.
 const std::byte* behind(const std::byte* place, const CompositeMessagePtr& part) {
   if (!part) return place;
   fuzz::require(part->payload().data() == place, "a part lies where it lay");

@@ -52,7 +52,7 @@ class Parser {
         takeOption(word, words.end());
       }
     }
-    // Only after all words: a misspelt `--ouput DIR` is to be named, and not to be reported as a missing --out.
+    // Only after all words: a misspelt `--ouput DIR` is named, and not reported as a missing --out.
     checkRules();
   }
 

@@ -26,7 +26,7 @@ class MetaTrackInfo {
   virtual void setLength(double length) = 0;
   /// Units a second.
   virtual void setTimescale(double timescale) = 0;
-  /// Three letters of ISO 639-2; empty if it is to be left out of the description.
+  /// Three letters of ISO 639-2; empty if the description does not have it.
   virtual void setLanguage(std::string language) = 0;
   virtual std::uint32_t getType() const = 0;
   virtual FourCC getCodecId() const = 0;

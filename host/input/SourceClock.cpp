@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
+#include <limits>
 
 namespace host {
 
@@ -40,9 +43,12 @@ void SourceClock::chooseClock(Track& track, std::int64_t rawMs) {
   // The frame goes to the latest end of all tracks, so that no track gets times before those it has.
   latestDistanceMs_ = endMs() - rawMs;
   track.distanceMs = latestDistanceMs_;
-  log_.warning(fmt::format(
-      "the input's times jump {} by {} ms: the source has a new clock; the recording continues without the jump",
-      jumpMs < 0 ? "back" : "forward", std::abs(jumpMs)));
+  // Timestamps have 32 bits. At the wrap of a source's clock there is no later time to continue at.
+  const bool hasRoom = endMs() <= std::numeric_limits<std::uint32_t>::max();
+  log_.warning(fmt::format("the input's times jump {} by {} ms: the source has a new clock; {}",
+                           jumpMs < 0 ? "back" : "forward", std::abs(jumpMs),
+                           hasRoom ? "the recording continues without the jump"
+                                   : "a recording ends at 2^32 ms, so what follows cannot be recorded"));
 }
 
 bool SourceClock::isJump(const Track& track, std::int64_t timeMs) const {
