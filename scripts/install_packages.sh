@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
   g++ cmake ninja-build pkg-config
   libboost-dev libfmt-dev nlohmann-json3-dev libavformat-dev libavcodec-dev libavutil-dev libssl-dev libmimalloc-dev
+  libmicrohttpd-dev libtomlplusplus-dev
   ffmpeg
 )
 if [ "${1:-}" = --tests ]; then
@@ -14,6 +15,7 @@ if [ "${1:-}" = --tests ]; then
     libgtest-dev libgmock-dev libbenchmark-dev
     gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav
     python3-gi gir1.2-gst-rtsp-server-1.0
+    rclone nginx-light
     dpkg-dev file lintian man-db groff-base zsh fish
     chromium
   )

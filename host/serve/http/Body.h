@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/os/Descriptor.h"
+
+namespace host::serve {
+
+/// The content of an answer: pieces of memory and spans of open files, one after the other. Copying shares the pieces.
+/// A file stays open as long as a body refers to it, so that it can be read to its end after it was removed.
+class Body {
+ public:
+  using File = std::shared_ptr<const platform::os::Descriptor>;
+
+  Body() = default;
+  explicit Body(std::string text) { add(std::move(text)); }
+
+  void add(std::string text);
+  void add(std::vector<std::byte> bytes);
+  /// `size` bytes of the file from `offset` on.
+  void add(File file, std::uint64_t offset, std::uint64_t size);
+
+  /// Bytes in all.
+  std::uint64_t size() const { return size_; }
+  /// Reads up to `out.size()` bytes from `offset` on, and returns how many; 0 at the end. May wait for the disk. Throws
+  /// std::system_error if a file cannot be read, or is shorter than it was said to be.
+  std::size_t read(std::uint64_t offset, std::span<std::byte> out) const;
+  /// The bytes [from, from + count) of this body, which has them, as a body of its own.
+  Body slice(std::uint64_t from, std::uint64_t count) const;
+
+ private:
+  struct Span {
+    File file;
+    std::uint64_t offset = 0;
+  };
+  struct Piece {
+    /// Offset of its first byte in the body.
+    std::uint64_t start = 0;
+    std::uint64_t size = 0;
+    std::variant<std::shared_ptr<const std::string>, std::shared_ptr<const std::vector<std::byte>>, Span> content;
+    /// Bytes of memory content to skip, after slice().
+    std::uint64_t skip = 0;
+  };
+
+  std::uint64_t size_ = 0;
+  std::vector<Piece> pieces_;
+};
+
+}  // namespace host::serve

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+namespace host::serve {
+
+/// What the recording threads tell the rest of the program. Called on the thread of the stream, which waits meanwhile:
+/// no call may block or throw. `stream` is a stream's name, `recording` the name of a recording's directory.
+class RecordingEvents {
+ public:
+  /// The directory exists and is locked by this process.
+  virtual void began(const std::string& stream, const std::string& recording) = 0;
+  /// A fragment is on disk, and bootstrap and index name it.
+  virtual void grew(const std::string& stream, const std::string& recording) = 0;
+  /// Nothing is written to the directory any more, and it is not locked. A directory without a fragment was removed
+  /// before, and `isEmpty` is set.
+  virtual void finished(const std::string& stream, const std::string& recording, bool isEmpty) = 0;
+
+ protected:
+  ~RecordingEvents() = default;
+};
+
+}  // namespace host::serve
