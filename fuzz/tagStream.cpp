@@ -15,9 +15,8 @@ using namespace ruvo::k2rpkgutil;
 using Tags = std::vector<std::vector<std::byte>>;
 
 std::vector<std::byte> bytesOf(const mtg::Tag& tag) {
-  std::vector<std::byte> bytes(tag.length());
-  tag.copyHeaderAndData(bytes);
-  return bytes;
+  const auto bytes = tag.viewHeaderAndData();
+  return {bytes.begin(), bytes.end()};
 }
 
 /// All tags, header and data each.

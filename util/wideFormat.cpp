@@ -1,7 +1,6 @@
 #include "util/wideFormat.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <iterator>
 #include <string_view>

@@ -15,7 +15,6 @@
 #include "platform/container/reading/sampleEntry.h"
 #include "util/bytes.h"
 #include "util/narrow.h"
-#include "util/tagHeader.h"
 
 namespace host {
 

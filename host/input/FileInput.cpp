@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +18,8 @@ namespace host {
 FileInput::FileInput(const std::string& path, const StopSignal& stop)
     : name_(path), stop_(stop), fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), standardInput_(false) {
   if (fd_ == -1) throw InputError(fmt::format("cannot open '{}': {}", name_, std::strerror(errno)));
+  struct stat status = {};
+  mayWait_ = ::fstat(fd_, &status) != 0 || !S_ISREG(status.st_mode);
 }
 
 FileInput::FileInput(const StopSignal& stop)
@@ -60,6 +63,7 @@ void FileInput::close() {
 }
 
 bool FileInput::waitForBytes() {
+  if (!mayWait_) return !stop_.requested();
   if (stallLimit_.count() == 0) return stop_.waitReadable(fd_);
   if (stop_.waitReadable(fd_, std::chrono::steady_clock::now() + stallLimit_)) return true;
   if (stop_.requested()) return false;

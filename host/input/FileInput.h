@@ -10,7 +10,7 @@
 namespace host {
 
 /// A file or standard input, for the tag-stream library. Waits for data without a limit, unless giveUpAfter() sets one.
-/// A request to stop is reported as the end of the file. Each operation is one system call. Failures throw
+/// A request to stop is reported as the end of the file. Failures throw
 /// mtg::Exception with status 5, because the library passes on nothing else; failure() then has the reason.
 class FileInput final : public mtg::InputStream {
  public:
@@ -43,7 +43,8 @@ class FileInput final : public mtg::InputStream {
   void close() override;
 
  private:
-  /// Returns false after a request to stop. Throws as fail() does after the time limit.
+  /// Returns at once for a regular file. Returns false after a request to stop. Throws as fail() does after the time
+  /// limit.
   bool waitForBytes();
   /// Sets failure() and throws mtg::Exception.
   [[noreturn]] void fail(const std::string& reason);
@@ -55,6 +56,8 @@ class FileInput final : public mtg::InputStream {
   int fd_;
   /// Neither seeks nor closes then.
   bool standardInput_;
+  /// A regular file never makes a reader wait, so it is not polled before each read.
+  bool mayWait_ = true;
   /// 0 for none.
   std::chrono::milliseconds stallLimit_{0};
 };

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <span>
 #include <string_view>
 #include <utility>
 
@@ -65,12 +64,12 @@ std::optional<InputMessage> TagStream::next() {
   return reading(*file_, [this]() -> std::optional<InputMessage> {
     const auto tag = tags_->next();
     if (!tag) return std::nullopt;
-    // The library's tag is valid until the next one is read; the message must not depend on when that is.
-    tag_.resize(tag->length());
-    tag->copyHeaderAndData(tag_);
-    return InputMessage{.type = qvs::util::tagRawType(tag_.data()),
-                        .timeMs = qvs::util::tagTimestamp(tag_.data()),
-                        .data = std::span(tag_).subspan(qvs::util::kTagHeaderSize)};
+    // Not copied: the view is valid until the next tag is looked for, as long as a message has to be (docs/decisions.md,
+    // "A message of a tag stream is a view of what was read ahead").
+    const auto bytes = tag->viewHeaderAndData();
+    return InputMessage{.type = qvs::util::tagRawType(bytes.data()),
+                        .timeMs = qvs::util::tagTimestamp(bytes.data()),
+                        .data = bytes.subspan(qvs::util::kTagHeaderSize)};
   });
 }
 

@@ -3,7 +3,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "host/input/FileInput.h"
 #include "host/input/Input.h"
@@ -30,8 +29,6 @@ class TagStream : public Input {
   mtg::Allocator allocator_;
   std::optional<mtg::Reader> reader_;
   std::optional<mtg::TagIterator> tags_;
-  /// Header and data of the last message. Overwritten by the next next(), so the message's data are valid until then.
-  std::vector<std::byte> tag_;
 };
 
 }  // namespace host

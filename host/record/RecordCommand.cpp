@@ -1,6 +1,7 @@
 #include "host/record/RecordCommand.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 
 #include <cstdio>
 #include <exception>
@@ -19,6 +20,16 @@
 
 namespace host {
 namespace {
+
+/// Lets the process keep the memory of the messages from fragment to fragment. By default the C library returns it to
+/// the system after each fragment and takes it again, page by page, for the next. The module must not do this: its host
+/// decides (docs/decisions.md, "The command line keeps its heap").
+void keepHeap() {
+  constexpr int kLargestHeapBlock = 32 << 20;
+  constexpr int kKeptBytes = 64 << 20;
+  ::mallopt(M_MMAP_THRESHOLD, kLargestHeapBlock);
+  ::mallopt(M_TRIM_THRESHOLD, kKeptBytes);
+}
 
 /// The recordings that were made from one input.
 struct Outcome {
@@ -54,6 +65,7 @@ OutputDirectory nextPlace(const OutputDirectory& first, unsigned& number) {
 }
 
 Outcome recordInput(const RecordOptions& options, Log& log) {
+  keepHeap();
   StopSignal stop;
   stop.catchSignals();
   const Settings settings = readSettings(options);

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <functional>
 #include <sstream>
-#include <vector>
 
 #include "packages/manual/pages.h"
 

@@ -14,8 +14,8 @@ namespace {
 constexpr std::uint32_t kFromStart = 0;
 constexpr std::uint32_t kFromEnd = 2;
 /// Bytes read at once by a caller who reads sequentially, and by one who jumps from tag header to tag header: for the
-/// latter most of 64 KiB would be read in vain.
-constexpr std::size_t kReadAheadBytes = std::size_t{64} << 10;
+/// latter most of 256 KiB would be read in vain.
+constexpr std::size_t kReadAheadBytes = std::size_t{256} << 10;
 constexpr std::size_t kJumpBytes = std::size_t{4} << 10;
 
 bool isComplete(const KrvoMTGInputStreamCallBacks& stream) {

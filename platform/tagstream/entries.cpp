@@ -193,6 +193,13 @@ KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::ui
   });
 }
 
+KrvoMTGStatus KrvoMTGTagViewHeaderAndData(KrvoMTGTag* tag, const void** bytes) {
+  return guarded([=] {
+    require(tag != nullptr && bytes != nullptr);
+    *bytes = headerAndData(*tag).data();
+  });
+}
+
 KrvoMTGStatus KrvoMTGTagGetScriptData(KrvoMTGTag* tag, const KrvoMTGScriptCallBacks* script, KrvoMTGScriptData** data) {
   return guarded([=] {
     require(tag != nullptr && script != nullptr && data != nullptr);

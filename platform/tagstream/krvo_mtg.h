@@ -189,6 +189,9 @@ KrvoMTGStatus KrvoMTGTagGetLength(KrvoMTGTag* tag, std::uint32_t* length);
 /// Copies header and data as they are stored; `length` is the one of KrvoMTGTagGetLength. Another length is
 /// kKrvoMTGBadArgument. Returns kKrvoMTGStreamFailed if the file has become shorter.
 KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::uint32_t length);
+/// Sets `*bytes` to header and data, KrvoMTGTagGetLength bytes, without a copy: they are valid until the next call for
+/// any handle of the same reader. Returns kKrvoMTGStreamFailed if the file has become shorter.
+KrvoMTGStatus KrvoMTGTagViewHeaderAndData(KrvoMTGTag* tag, const void** bytes);
 
 // ---- Script data: a name and a value. Malformed data end the members; those before the fault are returned. ----
 

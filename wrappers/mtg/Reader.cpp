@@ -56,6 +56,12 @@ void Tag::copyHeaderAndData(std::span<std::byte> out) const {
   check(KrvoMTGTagCopyHeaderAndData(handle_.get(), out.data(), qvs::util::narrow<std::uint32_t>(out.size())));
 }
 
+std::span<const std::byte> Tag::viewHeaderAndData() const {
+  const void* bytes = nullptr;
+  check(KrvoMTGTagViewHeaderAndData(handle_.get(), &bytes));
+  return {static_cast<const std::byte*>(bytes), length()};
+}
+
 TagIterator::TagIterator(KrvoMTGTagIterator* handle) : handle_(handle, &KrvoMTGReleaseTagIterator) {}
 
 bool TagIterator::hasMoreEntries() const {

@@ -1,6 +1,5 @@
 // The first messages of a stream define its tracks, and every later message has to match them.
 
-#include <string_view>
 
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
