@@ -64,8 +64,8 @@ std::optional<InputMessage> TagStream::next() {
   return reading(*file_, [this]() -> std::optional<InputMessage> {
     const auto tag = tags_->next();
     if (!tag) return std::nullopt;
-    // Not copied: the view is valid until the next tag is looked for, as long as a message has to be (docs/decisions.md,
-    // "A message of a tag stream is a view of what was read ahead").
+    // Not copied: the view is valid until the next tag is looked for, as long as a message has to be
+    // (docs/decisions.md, "A message of a tag stream is a view of what was read ahead").
     const auto bytes = tag->viewHeaderAndData();
     return InputMessage{.type = qvs::util::tagRawType(bytes.data()),
                         .timeMs = qvs::util::tagTimestamp(bytes.data()),

@@ -1,6 +1,5 @@
 // The first messages of a stream define its tracks, and every later message has to match them.
 
-
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
 #include "packaging/SampleDescriptors.h"
