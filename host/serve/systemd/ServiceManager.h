@@ -9,7 +9,8 @@ namespace host::serve {
 
 /// Reports the state of the process to the service manager that started it: one datagram each to the socket that the
 /// environment names (sd_notify(3)). Does nothing if it names none. A datagram that cannot be sent is not an error: the
-/// service works without it. A change of state waits up to a second for room in the manager's queue. Any thread may call it.
+/// service works without it. A change of state waits up to a second for room in the manager's queue. Any thread may
+/// call it.
 class ServiceManager {
  public:
   /// Reads NOTIFY_SOCKET, WATCHDOG_USEC and WATCHDOG_PID. The environment must not change meanwhile.
