@@ -37,6 +37,7 @@ struct StreamConfig {
   std::string root;
   /// A new recording begins at each multiple of this, counted from 1970-01-01 UTC; nothing: never.
   std::optional<std::chrono::milliseconds> rotate = {};
+  /// Of its recordings; `age` is the one of `[storage]` if the stream has none.
   KeepLimits keep = {};
   Durability durability = Durability::kDevice;
   /// The words of the program to run for each finished recording; empty for none.
@@ -62,12 +63,17 @@ struct ServeConfig {
   bool readToken = true;
   std::vector<std::string> allowOrigins = {};
 
-  /// Of `[storage]`: for all streams of that root together.
+  /// Of `[storage]`; a stream may have its own root.
   std::string root = "/var/lib/k2r";
+  /// `bytes` is for all streams together. `age` is the default of streams, and for recordings of streams that are not
+  /// configured any more.
   KeepLimits keep = {};
   /// Bytes of the file system of each root that stay free.
   std::uint64_t keepFree = 0;
+  /// Hooks that run at once.
   unsigned hookParallel = 4;
+  /// A hook that runs longer is ended, and tried again later; nothing: it may run for ever.
+  std::optional<std::chrono::milliseconds> hookTimeout = std::chrono::hours(1);
 
   std::vector<StreamConfig> streams = {};
 };

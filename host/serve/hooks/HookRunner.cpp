@@ -1,0 +1,311 @@
+#include "host/serve/hooks/HookRunner.h"
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <set>
+#include <system_error>
+#include <tuple>
+
+#include "host/errors.h"
+#include "host/serve/config/maskedSource.h"
+#include "host/serve/hooks/HookMarkers.h"
+#include "host/serve/hooks/hookWords.h"
+
+namespace host::serve {
+namespace {
+
+/// The pauses double; more doublings than this are longer than any limit.
+constexpr unsigned kMostDoublings = 20;
+
+std::string nameOf(const std::pair<std::string, std::string>& key) {
+  return fmt::format("hook of {}/{}", key.first, key.second);
+}
+
+HookMarkers::Marker markerOf(const std::pair<std::string, std::string>& key) {
+  return {.stream = key.first, .recording = key.second};
+}
+
+}  // namespace
+
+HookRunner::HookRunner(Log& log) : HookRunner(log, Timing()) {}
+
+HookRunner::HookRunner(Log& log, Timing timing)
+    : log_(log), timing_(std::move(timing)), wakeFd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  if (wakeFd_ == -1) throw std::system_error(errno, std::generic_category(), "eventfd");
+}
+
+HookRunner::~HookRunner() {
+  stop();
+  ::close(wakeFd_);
+}
+
+void HookRunner::configure(const ServeConfig& config) {
+  std::set<std::string> roots;
+  for (const StreamConfig& stream : config.streams) {
+    if (!stream.onRecording.empty()) roots.insert(stream.root);
+  }
+  std::map<std::string, std::vector<HookMarkers::Marker>> markers;
+  for (const std::string& root : roots) markers[root] = HookMarkers(root).list();
+
+  const std::scoped_lock lock(mutex_);
+  parallel_ = config.hookParallel;
+  timeLimit_ = config.hookTimeout;
+  std::map<std::string, Stream> streams;
+  for (const StreamConfig& stream : config.streams) {
+    if (stream.onRecording.empty()) continue;
+    Stream& taken = streams[stream.name] = {.root = stream.root, .words = stream.onRecording, .counts = {}};
+    if (const auto old = streams_.find(stream.name); old != streams_.end()) taken.counts = old->second.counts;
+  }
+  streams_ = std::move(streams);
+  // The markers of a stream that is gone stay on disk, for the case that it comes back.
+  std::erase_if(hooks_, [this](const auto& hook) { return !streams_.contains(hook.first.first); });
+  for (const auto& [root, list] : markers) {
+    for (const auto& [stream, recording] : list) {
+      const auto found = streams_.find(stream);
+      if (found == streams_.end() || found->second.root != root) continue;
+      hooks_.try_emplace({stream, recording}, Hook{.root = root, .due = timing_.now()});
+    }
+  }
+  wake();
+}
+
+void HookRunner::start() {
+  thread_ = std::thread([this] { run(); });
+}
+
+void HookRunner::stop() {
+  {
+    const std::scoped_lock lock(mutex_);
+    isStopping_ = true;
+  }
+  wake();
+  if (thread_.joinable()) thread_.join();
+  endAll();
+}
+
+void HookRunner::add(const std::string& stream, const std::string& recording) {
+  std::string root;
+  {
+    const std::scoped_lock lock(mutex_);
+    const auto found = streams_.find(stream);
+    if (found == streams_.end()) return;
+    root = found->second.root;
+  }
+  const Key key(stream, recording);
+  // First the marker: the hook may end before this returns, and would leave it.
+  if (!HookMarkers(root).add(markerOf(key))) {
+    log_.warning(
+        fmt::format("{}: would be forgotten by a restart, since its marker in '{}/.k2r/hooks' cannot be made: {}",
+                    nameOf(key), root, std::error_code(errno, std::generic_category()).message()));
+  }
+  const std::scoped_lock lock(mutex_);
+  if (streams_.contains(stream)) hooks_.try_emplace(key, Hook{.root = root, .due = timing_.now()});
+  wake();
+}
+
+bool HookRunner::mustKeep(const std::string& stream, const std::string& recording) const {
+  const std::scoped_lock lock(mutex_);
+  return hooks_.contains({stream, recording});
+}
+
+void HookRunner::forget(const std::string& stream, const std::string& recording) {
+  const Key key(stream, recording);
+  std::string root;
+  {
+    const std::scoped_lock lock(mutex_);
+    const auto found = hooks_.find(key);
+    if (found == hooks_.end()) return;
+    root = found->second.root;
+    hooks_.erase(found);
+  }
+  HookMarkers(root).remove(markerOf(key));
+  log_.warning(fmt::format("{}: did not succeed before the recording was removed", nameOf(key)));
+}
+
+std::map<std::string, HookStatus> HookRunner::status() const {
+  const std::scoped_lock lock(mutex_);
+  std::map<std::string, HookStatus> status;
+  for (const auto& [name, stream] : streams_) status[name] = stream.counts;
+  for (const auto& [key, hook] : hooks_) {
+    HookStatus& counts = status[key.first];
+    ++counts.waiting;
+    if (hook.isRunning) ++counts.running;
+    if (hook.failures >= kAlarmFailures) ++counts.alarms;
+  }
+  return status;
+}
+
+void HookRunner::run() {
+  while (!isStopping()) step(true);
+}
+
+bool HookRunner::isStopping() const {
+  const std::scoped_lock lock(mutex_);
+  return isStopping_;
+}
+
+void HookRunner::wake() const {
+  [[maybe_unused]] const int ignored = ::eventfd_write(wakeFd_, 1);
+}
+
+void HookRunner::step(bool wait) {
+  while (const auto job = takeDue()) startHook(*job);
+  waitForEvent(wait);
+  takeEnded();
+}
+
+std::optional<HookRunner::Job> HookRunner::takeDue() {
+  const std::scoped_lock lock(mutex_);
+  if (isStopping_ || running_.size() >= parallel_) return std::nullopt;
+  std::map<std::string, std::size_t> runningOf;
+  for (const Running& running : running_) ++runningOf[running.key.first];
+  // A stream whose hooks hang or fail must not take all the places from the others.
+  const auto rank = [&runningOf](const auto& entry) {
+    const auto& [key, hook] = entry;
+    return std::tuple(runningOf[key.first], hook.failures, hook.due, key.second);
+  };
+  const auto now = timing_.now();
+  auto first = hooks_.end();
+  for (auto hook = hooks_.begin(); hook != hooks_.end(); ++hook) {
+    if (hook->second.isRunning || hook->second.due > now) continue;
+    if (first == hooks_.end() || rank(*hook) < rank(*first)) first = hook;
+  }
+  if (first == hooks_.end()) return std::nullopt;
+  first->second.isRunning = true;
+  return Job{.key = first->first, .root = first->second.root, .words = streams_.at(first->first.first).words};
+}
+
+void HookRunner::startHook(const Job& job) {
+  const auto& [stream, recording] = job.key;
+  const std::string directory = fmt::format("{}/{}/{}", job.root, stream, recording);
+  std::error_code error;
+  if (!std::filesystem::exists(directory, error) && !error) return forget(stream, recording);
+  const auto words = hookWords(job.words, {.directory = directory, .stream = stream, .recording = recording});
+  const auto takeLine = [this, name = nameOf(job.key)](std::string_view line) {
+    log_.note(fmt::format("{}: {}", name, maskedText(line, "")));
+  };
+  std::optional<Clock::time_point> deadline;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (timeLimit_) deadline = timing_.now() + *timeLimit_;
+  }
+  try {
+    running_.push_back({.key = job.key,
+                        .root = job.root,
+                        .process = std::make_unique<HookProcess>(words, takeLine),
+                        .deadline = deadline,
+                        .killAt = {}});
+  } catch (const CommandError& failure) {
+    settle(job.key, job.root, false, failure.what());
+  }
+}
+
+void HookRunner::waitForEvent(bool wait) {
+  std::vector<pollfd> watched{{wakeFd_, POLLIN, 0}};
+  for (const Running& running : running_) {
+    watched.push_back({running.process->endDescriptor(), POLLIN, 0});
+    // poll(2) ignores -1.
+    watched.push_back({running.process->outputDescriptor(), POLLIN, 0});
+  }
+  // EINTR is an event as good as any.
+  ::poll(watched.data(), watched.size(), wait ? pollTimeoutMs() : 0);
+  eventfd_t ignored = 0;
+  ::eventfd_read(wakeFd_, &ignored);
+}
+
+int HookRunner::pollTimeoutMs() const {
+  using std::chrono::milliseconds;
+  // poll() takes an int; a step more does no harm.
+  constexpr milliseconds kLongest = std::chrono::hours(1);
+  std::optional<Clock::time_point> next;
+  const auto take = [&next](Clock::time_point time) { next = next ? std::min(*next, time) : time; };
+  for (const Running& running : running_) {
+    if (const auto time = running.killAt ? running.killAt : running.deadline) take(*time);
+  }
+  {
+    const std::scoped_lock lock(mutex_);
+    for (const auto& [key, hook] : hooks_) {
+      if (!hook.isRunning && running_.size() < parallel_) take(hook.due);
+    }
+  }
+  if (!next) return -1;
+  const auto left = std::chrono::ceil<milliseconds>(*next - timing_.now());
+  return static_cast<int>(std::clamp(left, milliseconds(0), kLongest).count());
+}
+
+void HookRunner::takeEnded() {
+  const auto now = timing_.now();
+  for (Running& running : running_) {
+    running.process->readOutput();
+    if (const auto failure = running.process->result()) {
+      running.process.reset();
+      settle(running.key, running.root, running.killAt.has_value(), *failure);
+    } else {
+      endOverdue(running, now);
+    }
+  }
+  std::erase_if(running_, [](const Running& running) { return running.process == nullptr; });
+}
+
+void HookRunner::endOverdue(Running& running, Clock::time_point now) const {
+  if (running.killAt && now >= *running.killAt) running.process->endBy(SIGKILL);
+  if (running.killAt || !running.deadline || now < *running.deadline) return;
+  running.process->endBy(SIGTERM);
+  running.killAt = now + timing_.grace;
+}
+
+void HookRunner::settle(const Key& key, const std::string& root, bool isTimeout, const std::string& failure) {
+  if (isTimeout || !failure.empty()) return countFailure(key, isTimeout, failure);
+  // Before the retention may remove the recording: no marker must be left without one.
+  const bool isRemoved = HookMarkers(root).remove(markerOf(key));
+  if (!isRemoved)
+    log_.warning(fmt::format("{}: succeeded, but its marker cannot be removed, so a restart repeats it", nameOf(key)));
+  const std::scoped_lock lock(mutex_);
+  hooks_.erase(key);
+  if (const auto stream = streams_.find(key.first); stream != streams_.end()) ++stream->second.counts.succeeded;
+}
+
+void HookRunner::countFailure(const Key& key, bool isTimeout, const std::string& failure) {
+  std::string text = isTimeout ? "ran too long and was ended" : failure;
+  Clock::duration pause{};
+  unsigned failures = 0;
+  {
+    const std::scoped_lock lock(mutex_);
+    const auto found = hooks_.find(key);
+    // Forgotten, or its stream is gone, while it ran.
+    if (found == hooks_.end()) return;
+    Hook& hook = found->second;
+    hook.isRunning = false;
+    pause = std::min(timing_.longestPause, timing_.firstPause * (1 << std::min(hook.failures, kMostDoublings)));
+    failures = ++hook.failures;
+    hook.due = timing_.now() + pause;
+    HookStatus& counts = streams_.at(key.first).counts;
+    ++(isTimeout ? counts.timedOut : counts.failed);
+    counts.lastError = text;
+  }
+  text = fmt::format("{}: {} (failure {}); again in {} s", nameOf(key), text, failures,
+                     std::chrono::duration_cast<std::chrono::seconds>(pause).count());
+  failures == kAlarmFailures ? log_.error(text) : log_.warning(text);
+}
+
+void HookRunner::endAll() {
+  for (Running& running : running_) running.process->endBy(SIGTERM);
+  const auto killAt = timing_.now() + timing_.grace;
+  while (!running_.empty()) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(killAt - timing_.now()).count();
+    pollfd end{running_.back().process->endDescriptor(), POLLIN, 0};
+    if (left > 0 && ::poll(&end, 1, static_cast<int>(left)) < 1) continue;
+    // Not counted, and the marker stays: the next process runs it again. The destructor kills what is left.
+    if (left > 0) running_.back().process->result();
+    running_.pop_back();
+  }
+}
+
+}  // namespace host::serve
