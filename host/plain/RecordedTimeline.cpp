@@ -16,32 +16,17 @@ using namespace krvo::container;
 
 namespace {
 
-/// Fragments that follow each other may be this far apart, because of encoders and rounding to milliseconds.
-constexpr std::uint64_t kSmallestGapMs = 500;
 /// Duration of a single sample that nothing precedes and nothing follows. Players give up on a duration of 0.
 constexpr std::uint64_t kUnknownDurationMs = 1000;
-
-/// Divides first, so that no product exceeds 64 bits.
-std::uint64_t inMilliseconds(std::uint64_t time, const Track& track) {
-  constexpr std::uint64_t kMillisecondsASecond = 1000;
-  const std::uint64_t scale = std::max(track.timescale, 1U);
-  return time / scale * kMillisecondsASecond + time % scale * kMillisecondsASecond / scale;
-}
-
-/// The span of time of the samples of all tracks.
-struct Extent {
-  std::uint64_t startMs = 0;
-  std::uint64_t endMs = 0;
-  /// Duration of the last samples; of several tracks the longest.
-  std::uint64_t lastSampleMs = 0;
-};
 
 /// Builds a RecordedTimeline, fragment by fragment.
 class TimelineReader {
  public:
   /// With a visitor it reads what can be read; without one all of it or nothing.
-  TimelineReader(const RecordingDirectory& directory, TimelineVisitor* visitor)
-      : directory_(directory), visitor_(visitor) {}
+  TimelineReader(const RecordingDirectory& directory, TimelineVisitor* visitor, RecordedTimeline before = {})
+      : directory_(directory), visitor_(visitor), timeline_(std::move(before)) {
+    if (!timeline_.fragments.empty()) known_ = timeline_.fragments.back();
+  }
 
   RecordedTimeline read() {
     const RecordedContent content = readContent();
@@ -53,7 +38,7 @@ class TimelineReader {
 
  private:
   RecordedContent readContent() {
-    if (visitor_ == nullptr) return readRecordedContent(directory_);
+    if (visitor_ == nullptr) return readRecordedContent(directory_, known_.segment);
     std::vector<std::string> faults;
     RecordedContent content = readRecordedContent(directory_, faults);
     for (const std::string& fault : faults) visitor_->fault(fault);
@@ -69,6 +54,7 @@ class TimelineReader {
   }
 
   void addSegment(const RecordedSegment& segment) {
+    if (segment.fragments.back().fragment <= known_.number) return;
     // Little is read of each fragment, and far apart: a larger window would read most of the file.
     constexpr std::size_t kWindow = std::size_t{16} << 10;
     const std::string path = directory_.pathOf(directory_.segmentName(segment.number));
@@ -81,6 +67,7 @@ class TimelineReader {
         throw CommandError(fmt::format("'{}' is protected; k2r unprotect makes a clear recording", path));
       }
       for (const auto& entry : segment.fragments) {
+        if (entry.fragment <= known_.number) continue;
         tolerate([&] {
           const Fragment fragment = inFile(path, [&] { return reader.readFragment(entry.afraOffset); });
           addFragment(segment.number, entry.fragment, fragment, reader);
@@ -92,39 +79,39 @@ class TimelineReader {
   void addFragment(std::uint32_t segment, std::uint32_t number, const Fragment& fragment, SegmentReader& reader) {
     const Movie& movie = reader.movie();
     if (visitor_ != nullptr) visitor_->fragment(movie, fragment);
-    TimedFragment timed{.segment = segment, .number = number, .boxes = fragment.boxes, .firstDecodeTimes = {}};
-    const auto extent = measure(fragment, movie, timed);
+    TimedFragment timed{.segment = segment, .number = number, .boxes = fragment.boxes, .tracks = {}};
+    measure(fragment, movie, timed);
     // Its time belongs to the fragment before it, which lasts until the next one.
-    if (!extent) return;
+    if (timed.tracks.empty()) return;
     // Only now, so that the time line has no segment without fragments, and each segment whose end is damaged.
     if (timeline_.segments.empty() || timeline_.segments.back().number != segment) {
       timeline_.segments.push_back({.number = segment, .movie = movie, .headerSize = reader.firstFragment()});
     }
-    timed.startMs = extent->startMs;
-    timed.ownMs = extent->endMs - extent->startMs;
-    if (last_) endBefore(timed);
+    if (!timeline_.fragments.empty()) endBefore(timed);
     timeline_.fragments.push_back(std::move(timed));
-    last_ = extent;
   }
 
-  /// The extent of the samples in the view; nothing if there are none. Also sets `timed.firstDecodeTimes`.
-  static std::optional<Extent> measure(const Fragment& fragment, const Movie& movie, TimedFragment& timed) {
-    std::optional<Extent> extent;
+  /// Sets the times of the fragment, and its tracks: none if it has no samples in the view.
+  static void measure(const Fragment& fragment, const Movie& movie, TimedFragment& timed) {
+    std::uint64_t endMs = 0;
     for (const TrackFragment& part : fragment.tracks) {
       const auto track = std::find_if(movie.tracks.begin(), movie.tracks.end(),
                                       [&part](const auto& known) { return known->id == part.trackId; });
       if (track == movie.tracks.end() || !isInPlainView(**track) || part.samples.empty()) continue;
-      timed.firstDecodeTimes.emplace(part.trackId, part.samples.front().decodeTime);
       const StoredSample& last = part.samples.back();
-      const std::uint64_t start = inMilliseconds(part.samples.front().decodeTime, **track);
-      const std::uint64_t end = inMilliseconds(last.decodeTime + last.duration, **track);
-      if (!extent) extent = Extent{.startMs = start, .endMs = start};
-      extent->startMs = std::min(extent->startMs, start);
+      const std::uint64_t start = inMilliseconds(part.samples.front().decodeTime, (*track)->timescale);
+      const std::uint64_t end = inMilliseconds(last.decodeTime + last.duration, (*track)->timescale);
+      timed.startMs = timed.tracks.empty() ? start : std::min(timed.startMs, start);
       // A damaged time may wrap; nothing ends before it begins.
-      extent->endMs = std::max({extent->endMs, end, start});
-      extent->lastSampleMs = std::max(extent->lastSampleMs, inMilliseconds(last.duration, **track));
+      endMs = std::max({endMs, end, start});
+      timed.lastSampleMs = std::max(timed.lastSampleMs, inMilliseconds(last.duration, (*track)->timescale));
+      timed.tracks.push_back({.id = part.trackId,
+                              .timescale = (*track)->timescale,
+                              .firstDecodeTime = part.samples.front().decodeTime,
+                              .lastDecodeTime = last.decodeTime,
+                              .lastDuration = last.duration});
     }
-    return extent;
+    timed.ownMs = endMs - timed.startMs;
   }
 
   /// Ends the last fragment, which `next` follows. It lasts until `next` begins, unless there is a gap. There is none
@@ -133,10 +120,10 @@ class TimelineReader {
   /// one.
   void endBefore(TimedFragment& next) {
     TimedFragment& before = timeline_.fragments.back();
-    const std::uint64_t tolerance = std::max(kSmallestGapMs, last_->lastSampleMs);
-    const bool unknown = last_->lastSampleMs == 0;
+    const std::uint64_t tolerance = std::max(kSmallestGapMs, before.lastSampleMs);
+    const bool unknown = before.lastSampleMs == 0;
     // Times that do not rise come from a clock that was set back, and are a gap as well.
-    next.followsGap = next.startMs <= before.startMs || (!unknown && next.startMs > last_->endMs + tolerance);
+    next.followsGap = next.startMs <= before.startMs || (!unknown && next.startMs > before.ownEndMs() + tolerance);
     if (next.followsGap) {
       finishLast();
       const std::uint64_t endMs = before.startMs + before.durationMs;
@@ -148,7 +135,7 @@ class TimelineReader {
 
   /// Ends the last fragment with its own last sample.
   void finishLast() {
-    if (!last_) return;
+    if (timeline_.fragments.empty()) return;
     TimedFragment& last = timeline_.fragments.back();
     last.durationMs = last.ownMs != 0 ? last.ownMs : kUnknownDurationMs;
   }
@@ -156,11 +143,18 @@ class TimelineReader {
   const RecordingDirectory& directory_;
   TimelineVisitor* visitor_;
   RecordedTimeline timeline_;
-  /// Extent of the last fragment.
-  std::optional<Extent> last_;
+  /// The last fragment that was read before; number 0 if there is none.
+  TimedFragment known_;
 };
 
 }  // namespace
+
+std::uint64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale) {
+  constexpr std::uint64_t kMillisecondsASecond = 1000;
+  const std::uint64_t scale = std::max(timescale, 1U);
+  // Divides first, so that no product exceeds 64 bits.
+  return time / scale * kMillisecondsASecond + time % scale * kMillisecondsASecond / scale;
+}
 
 const TimedSegment& RecordedTimeline::segment(std::uint32_t number) const {
   return *std::find_if(segments.begin(), segments.end(), [number](const auto& item) { return item.number == number; });
@@ -168,6 +162,10 @@ const TimedSegment& RecordedTimeline::segment(std::uint32_t number) const {
 
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory) {
   return TimelineReader(directory, nullptr).read();
+}
+
+RecordedTimeline extendRecordedTimeline(const RecordingDirectory& directory, const RecordedTimeline& before) {
+  return TimelineReader(directory, nullptr, before).read();
 }
 
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory, TimelineVisitor& visitor) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +10,23 @@
 #include "platform/container/reading/Movie.h"
 
 namespace host {
+
+/// Fragments that follow each other may be this far apart, because of encoders and rounding to milliseconds.
+inline constexpr std::uint64_t kSmallestGapMs = 500;
+
+/// A time of a track in whole ms.
+std::uint64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale);
+
+/// The samples of one track in a fragment. Times are in the track's timescale.
+struct TimedTrack {
+  std::uint32_t id = 0;
+  /// Units a second.
+  std::uint32_t timescale = 0;
+  std::uint64_t firstDecodeTime = 0;
+  std::uint64_t lastDecodeTime = 0;
+  /// Of the last sample, as stored: a guess, or 0.
+  std::uint32_t lastDuration = 0;
+};
 
 /// A fragment with pictures or sound, and its times in ms from the start of the recording.
 struct TimedFragment {
@@ -29,8 +45,12 @@ struct TimedFragment {
   bool followsGap = false;
   /// The time without samples there, in ms. 0 without a gap, and if the time goes back.
   std::uint64_t gapMs = 0;
-  /// By track id: the decode time of its first sample, in the track's timescale.
-  std::map<std::uint32_t, std::uint64_t> firstDecodeTimes;
+  /// Stored duration of the last samples; of several tracks the longest.
+  std::uint64_t lastSampleMs = 0;
+  /// Those with samples, of video and audio, in the order of the file.
+  std::vector<TimedTrack> tracks;
+
+  std::uint64_t ownEndMs() const { return startMs + ownMs; }
 };
 
 /// One segment file with such fragments.
@@ -57,6 +77,10 @@ struct RecordedTimeline {
 /// Reads the time line; the recording may still be running. Throws CommandError if there is no recording, if it is
 /// protected, and for files that are malformed.
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory);
+
+/// Reads what has come to a running recording since `before` was read: only the new fragments. The result is what
+/// readRecordedTimeline() would read now. Throws as that does.
+RecordedTimeline extendRecordedTimeline(const RecordingDirectory& directory, const RecordedTimeline& before);
 
 /// Sees what is read, for a caller that needs more than the time line, or as much as can be read. It is called while
 /// the recording is read, from the first segment to the last.
