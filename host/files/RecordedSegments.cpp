@@ -34,10 +34,11 @@ RecordedSegment readIndexFile(const RecordingDirectory& directory, std::uint32_t
 }
 
 /// Reads bootstrap and indexes. `attempt` calls the function that reads one file, and handles its errors.
-/// `endWithoutBootstrap` in ms limits the fragments if there is no bootstrap.
+/// `endWithoutBootstrap` in ms limits the fragments if there is no bootstrap. Indexes before `firstSegment` are not
+/// read.
 template <typename Attempt>
 RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t endWithoutBootstrap,
-                            const Attempt& attempt) {
+                            std::uint32_t firstSegment, const Attempt& attempt) {
   if (directory.empty()) throw CommandError(fmt::format("'{}' contains no recording", directory.path));
   // A pipe or a folder with the name of an index is not read, and must not pass for an index that is not there.
   attempt([&] {
@@ -55,6 +56,7 @@ RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t e
   });
   // After the bootstrap, against the order in which a recorder writes: what comes meanwhile has times beyond `endMs`.
   for (const std::uint32_t number : directory.indexes) {
+    if (number < firstSegment) continue;
     attempt([&] {
       RecordedSegment segment = readIndexFile(directory, number, endMs);
       if (!segment.fragments.empty()) content.segments.push_back(std::move(segment));
@@ -65,13 +67,13 @@ RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t e
 
 }  // namespace
 
-RecordedContent readRecordedContent(const RecordingDirectory& directory) {
+RecordedContent readRecordedContent(const RecordingDirectory& directory, std::uint32_t firstSegment) {
   // Without a bootstrap nothing is announced yet.
-  return readContent(directory, 0, [](const auto& read) { read(); });
+  return readContent(directory, 0, firstSegment, [](const auto& read) { read(); });
 }
 
 RecordedContent readRecordedContent(const RecordingDirectory& directory, std::vector<std::string>& faults) {
-  return readContent(directory, UINT64_MAX, [&faults](const auto& read) {
+  return readContent(directory, UINT64_MAX, 0, [&faults](const auto& read) {
     try {
       read();
     } catch (const CommandError& error) {

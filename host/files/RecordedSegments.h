@@ -30,8 +30,9 @@ struct RecordedContent {
 
 /// Reads what a recording has; it may still be running. Throws CommandError if there is no recording, and for a small
 /// file that is malformed. The bootstrap is read first: a recorder writes it last, so each fragment in it is in the
-/// indexes that are read after it, and later fragments are left out.
-RecordedContent readRecordedContent(const RecordingDirectory& directory);
+/// indexes that are read after it, and later fragments are left out. Indexes of segments before `firstSegment` are not
+/// read.
+RecordedContent readRecordedContent(const RecordingDirectory& directory, std::uint32_t firstSegment = 0);
 
 /// The same for a recording that may be damaged: each small file that cannot be read is named in `faults`, and the rest
 /// is returned. Without a readable bootstrap the indexes alone decide which fragments there are; a segment without a

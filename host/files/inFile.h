@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 #include "host/errors.h"
 #include "host/files/Malformed.h"
 #include "platform/container/reading/SegmentError.h"
+#include "util/bytes.h"
 
 namespace host {
 
@@ -28,6 +30,18 @@ auto inFile(const std::string& path, const Read& read) {
     throw CommandError(faultText(path, error.offset(), error.what()));
   } catch (const krvo::container::SegmentError& error) {
     throw CommandError(faultText(path, error.offset(), error.fault()));
+  }
+}
+
+/// The same, also for exceptions about malformed boxes of a segment.
+template <typename Read>
+auto inSegment(const std::string& path, const Read& read) {
+  try {
+    return inFile(path, read);
+  } catch (const qvs::util::MalformedInput& error) {
+    throw CommandError(faultText(path, 0, error.message()));
+  } catch (const std::out_of_range& error) {
+    throw CommandError(faultText(path, 0, error.what()));
   }
 }
 

@@ -1,13 +1,30 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
+#include <vector>
 
 #include "platform/container/reading/Fragment.h"
 #include "platform/container/reading/Movie.h"
 
 namespace host {
+
+/// Fragments that follow each other may be this far apart, because of encoders and rounding to milliseconds.
+inline constexpr std::uint64_t kSmallestGapMs = 500;
+
+/// A time of a track in whole ms.
+std::uint64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale);
+
+/// The samples of one track in a fragment. Times are in the track's timescale.
+struct TimedTrack {
+  std::uint32_t id = 0;
+  /// Units a second.
+  std::uint32_t timescale = 0;
+  std::uint64_t firstDecodeTime = 0;
+  std::uint64_t lastDecodeTime = 0;
+  /// Of the last sample, as stored: a guess, or 0.
+  std::uint32_t lastDuration = 0;
+};
 
 /// The span of time of a fragment's samples of all tracks in the plain view, in ms from the base time of the recording.
 struct FragmentExtent {
@@ -16,8 +33,8 @@ struct FragmentExtent {
   std::uint64_t endMs = 0;
   /// Duration of the last samples; of several tracks the longest.
   std::uint64_t lastSampleMs = 0;
-  /// By track id: the decode time of its first sample, in the track's timescale.
-  std::map<std::uint32_t, std::uint64_t> firstDecodeTimes = {};
+  /// Those with samples, of video and audio, in the order of the file.
+  std::vector<TimedTrack> tracks = {};
 
   /// Whether time is missing between this fragment and the next one, which begins at `nextStartMs`. None is if a
   /// picture is missing while sound continues, nor if the stream has few pictures and the next one is not away for

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 #include <span>
 
 #include "host/plain/TrackRun.h"
@@ -21,8 +20,6 @@ using qvs::util::ByteReader;
 using qvs::util::ByteWriter;
 
 namespace {
-
-constexpr std::int64_t kMillisecondsPerSecond = 1000;
 
 const Track* findTrack(const Movie& movie, std::uint32_t id) {
   const auto found =
@@ -117,8 +114,8 @@ class FragmentMaker {
       if (box.type == "trun"_4cc) plain.runs.emplace_back(box.payload, defaults);
     }
     if (stored == nullptr || stored->samples.empty()) return;
-    plain.decodeTime = shifted(stored->decodeTime, place_.shiftMs, *track);
-    lengthenLastSample(plain, *stored, *track);
+    plain.decodeTime = shiftedTime(stored->decodeTime, place_.shiftMs, track->timescale);
+    setLastDuration(plain, stored->trackId);
     insertParameterSets(plain, *stored, *track);
     trafs_.push_back(std::move(plain));
   }
@@ -140,22 +137,12 @@ class FragmentMaker {
     return found == tracks.end() ? nullptr : &*found;
   }
 
-  static std::uint64_t shifted(std::uint64_t decodeTime, std::int64_t shiftMs, const Track& track) {
-    const std::int64_t shift = shiftMs * static_cast<std::int64_t>(track.timescale) / kMillisecondsPerSecond;
-    // A decode time has no sign, and the times of a malformed fragment could fall below 0.
-    return static_cast<std::uint64_t>(std::max<std::int64_t>(static_cast<std::int64_t>(decodeTime) - shift, 0));
-  }
-
-  /// Sets the duration of the last sample so that it ends where the track continues in the next fragment.
-  void lengthenLastSample(PlainTraf& plain, const TrackFragment& stored, const Track& track) const {
-    const auto next = place_.nextDecodeTimes.find(stored.trackId);
-    if (next == place_.nextDecodeTimes.end()) return;
-    const std::uint64_t last = shifted(stored.samples.back().decodeTime, place_.shiftMs, track);
-    const std::uint64_t end = shifted(next->second, place_.nextShiftMs, track);
-    // Times that do not rise belong to a clock that was set back: the stored duration is the better one.
-    if (end <= last || end - last > std::numeric_limits<std::uint32_t>::max()) return;
+  /// Sets the duration of the last sample to that of its place.
+  void setLastDuration(PlainTraf& plain, std::uint32_t trackId) const {
+    const auto found = place_.lastDurations.find(trackId);
+    if (found == place_.lastDurations.end()) return;
     TrackRun& run = plain.runs.back();
-    run.setDuration(run.count() - 1, static_cast<std::uint32_t>(end - last));
+    run.setDuration(run.count() - 1, found->second);
   }
 
   /// Adds the parameter sets to the size of each key frame that has none, and notes where to insert them.

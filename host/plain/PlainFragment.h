@@ -2,28 +2,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <vector>
 
+#include "host/plain/PlainPlace.h"
 #include "platform/container/reading/Fragment.h"
 #include "platform/container/reading/Movie.h"
 #include "platform/container/reading/Source.h"
 
 namespace host {
-
-/// The position of a fragment in a plain view.
-struct PlainPlace {
-  /// Number of the `moof` (ISO/IEC 14496-12, 8.8.5), rising over the whole view.
-  std::uint32_t sequenceNumber = 1;
-  /// How much smaller its decode times in the view are than in the recording, in ms: the sum of the gaps before it.
-  std::int64_t shiftMs = 0;
-  /// By track id: the decode time in the recording of the track's first sample in the next fragment, in the track's
-  /// timescale. In the view, the last sample here lasts until then, even over a gap, so that players see no hole. A
-  /// track without an entry keeps the stored duration.
-  std::map<std::uint32_t, std::uint64_t> nextDecodeTimes = {};
-  /// `shiftMs` of the next fragment.
-  std::int64_t nextShiftMs = 0;
-};
 
 /// A fragment as players get it: a new `moof`, and an `mdat` with the bytes of the segment file. The parameter sets are
 /// inserted before each AVC key frame that has none, because players miss a changed configuration in a second header.

@@ -1,10 +1,8 @@
 #include "host/plain/PlainView.h"
 
 #include <fmt/format.h>
-#include <openssl/evp.h>
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "host/errors.h"
@@ -15,30 +13,6 @@
 
 namespace host {
 namespace {
-
-/// The beginning of a SHA-256, long enough to give different headers different names. A hash and no number, so that a
-/// player that caches by name never gets the header of another configuration.
-std::string shortHash(std::span<const std::byte> bytes) {
-  constexpr std::size_t kShown = 8;
-  std::array<std::byte, EVP_MAX_MD_SIZE> digest{};
-  if (EVP_Digest(bytes.data(), bytes.size(), reinterpret_cast<unsigned char*>(digest.data()), nullptr, EVP_sha256(),
-                 nullptr) != 1) {
-    throw CommandError("no SHA-256 can be computed");
-  }
-  return hexText(std::span(digest).first(kShown));
-}
-
-/// Runs `read`. Turns exceptions about malformed boxes into a CommandError that names the segment.
-template <typename Read>
-auto inSegment(const std::string& path, const Read& read) {
-  try {
-    return inFile(path, read);
-  } catch (const qvs::util::MalformedInput& error) {
-    throw CommandError(fmt::format("'{}': {}", path, error.message()));
-  } catch (const std::out_of_range& error) {
-    throw CommandError(fmt::format("'{}': {}", path, error.what()));
-  }
-}
 
 /// Passes a span of a file to `take` in pieces of at most FileView::kWindow, so that memory does not grow with it.
 void readSpan(FileView& file, const PlainFragment::Span& span, const PlainView::Take& take) {
@@ -71,10 +45,8 @@ void PlainView::makeHeaders() {
     const std::string path = directory_.pathOf(directory_.segmentName(segment.number));
     inSegment(path, [&] {
       FileView file(path);
-      std::vector<std::byte> stored(static_cast<std::size_t>(segment.headerSize));
-      file.read(0, stored);
-      auto header = plainHeader(stored);
-      const std::string name = fmt::format("init-{}.mp4", shortHash(header));
+      auto header = readPlainHeader(file, segment.headerSize);
+      const std::string name = plainHeaderName(header);
       names.emplace(segment.number, name);
       headers_.emplace(name, std::move(header));
     });
@@ -93,13 +65,11 @@ std::int64_t PlainView::shiftMs(std::size_t fragment) const {
 }
 
 PlainPlace PlainView::plainPlace(std::size_t fragment) const {
-  PlainPlace place{.sequenceNumber = static_cast<std::uint32_t>(fragment + 1),
-                   .shiftMs = shiftMs(fragment),
-                   .nextDecodeTimes = {},
-                   .nextShiftMs = 0};
+  PlainPlace place{
+      .sequenceNumber = static_cast<std::uint32_t>(fragment + 1), .shiftMs = shiftMs(fragment), .lastDurations = {}};
   if (fragment + 1 < timeline_.fragments.size()) {
-    place.nextDecodeTimes = timeline_.fragments[fragment + 1].firstDecodeTimes;
-    place.nextShiftMs = shiftMs(fragment + 1);
+    place.lastDurations = durationsUntil(timeline_.fragments[fragment], place.shiftMs,
+                                         timeline_.fragments[fragment + 1], shiftMs(fragment + 1));
   }
   return place;
 }
@@ -136,7 +106,7 @@ std::string PlainView::playlist() const {
     }
     // Once for each stretch without gaps: players compute the times of the other fragments from it.
     if (i == 0 || fragment.followsGap) text += fmt::format("#EXT-X-PROGRAM-DATE-TIME:{}\n", wallTime(i));
-    text += playlistDuration(fragment) + fragmentName(i) + "\n";
+    text += playlistDuration(fragment.durationMs) + fragmentName(i) + "\n";
   }
   return text + playlistEnd(timeline_);
 }

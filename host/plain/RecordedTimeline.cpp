@@ -24,8 +24,10 @@ constexpr std::uint64_t kUnknownDurationMs = 1000;
 class TimelineReader {
  public:
   /// With a visitor it reads what can be read; without one all of it or nothing.
-  TimelineReader(const RecordingDirectory& directory, TimelineVisitor* visitor)
-      : directory_(directory), visitor_(visitor) {}
+  TimelineReader(const RecordingDirectory& directory, TimelineVisitor* visitor, RecordedTimeline before = {})
+      : directory_(directory), visitor_(visitor), timeline_(std::move(before)) {
+    if (!timeline_.fragments.empty()) known_ = timeline_.fragments.back();
+  }
 
   RecordedTimeline read() {
     const RecordedContent content = readContent();
@@ -37,7 +39,7 @@ class TimelineReader {
 
  private:
   RecordedContent readContent() {
-    if (visitor_ == nullptr) return readRecordedContent(directory_);
+    if (visitor_ == nullptr) return readRecordedContent(directory_, known_.segment);
     std::vector<std::string> faults;
     RecordedContent content = readRecordedContent(directory_, faults);
     for (const std::string& fault : faults) visitor_->fault(fault);
@@ -53,6 +55,7 @@ class TimelineReader {
   }
 
   void addSegment(const RecordedSegment& segment) {
+    if (segment.fragments.back().fragment <= known_.number) return;
     // Little is read of each fragment, and far apart: a larger window would read most of the file.
     constexpr std::size_t kWindow = std::size_t{16} << 10;
     const std::string path = directory_.pathOf(directory_.segmentName(segment.number));
@@ -65,6 +68,7 @@ class TimelineReader {
         throw CommandError(fmt::format("'{}' is protected; k2r unprotect makes a clear recording", path));
       }
       for (const auto& entry : segment.fragments) {
+        if (entry.fragment <= known_.number) continue;
         tolerate([&] {
           const Fragment fragment = inFile(path, [&] { return reader.readFragment(entry.afraOffset); });
           addFragment(segment.number, entry.fragment, fragment, reader);
@@ -76,26 +80,30 @@ class TimelineReader {
   void addFragment(std::uint32_t segment, std::uint32_t number, const Fragment& fragment, SegmentReader& reader) {
     const Movie& movie = reader.movie();
     if (visitor_ != nullptr) visitor_->fragment(movie, fragment);
-    TimedFragment timed{.segment = segment, .number = number, .boxes = fragment.boxes, .firstDecodeTimes = {}};
-    auto extent = extentOf(fragment, movie);
+    const auto extent = extentOf(fragment, movie);
     // Its time belongs to the fragment before it, which lasts until the next one.
     if (!extent) return;
     // Only now, so that the time line has no segment without fragments, and each segment whose end is damaged.
     if (timeline_.segments.empty() || timeline_.segments.back().number != segment) {
       timeline_.segments.push_back({.number = segment, .movie = movie, .headerSize = reader.firstFragment()});
     }
-    timed.startMs = extent->startMs;
-    timed.ownMs = extent->endMs - extent->startMs;
-    timed.firstDecodeTimes = std::move(extent->firstDecodeTimes);
-    if (last_) endBefore(timed);
+    TimedFragment timed{.segment = segment,
+                        .number = number,
+                        .boxes = fragment.boxes,
+                        .startMs = extent->startMs,
+                        .ownMs = extent->endMs - extent->startMs,
+                        .lastSampleMs = extent->lastSampleMs,
+                        .tracks = extent->tracks};
+    if (!timeline_.fragments.empty()) endBefore(timed);
     timeline_.fragments.push_back(std::move(timed));
-    last_ = std::move(extent);
   }
 
   /// Ends the last fragment, which `next` follows. It lasts until `next` begins, unless there is a gap.
   void endBefore(TimedFragment& next) {
     TimedFragment& before = timeline_.fragments.back();
-    next.followsGap = last_->isGapBefore(next.startMs);
+    const FragmentExtent extent{
+        .startMs = before.startMs, .endMs = before.ownEndMs(), .lastSampleMs = before.lastSampleMs, .tracks = {}};
+    next.followsGap = extent.isGapBefore(next.startMs);
     if (next.followsGap) {
       finishLast();
       const std::uint64_t endMs = before.startMs + before.durationMs;
@@ -107,7 +115,7 @@ class TimelineReader {
 
   /// Ends the last fragment with its own last sample.
   void finishLast() {
-    if (!last_) return;
+    if (timeline_.fragments.empty()) return;
     TimedFragment& last = timeline_.fragments.back();
     last.durationMs = last.ownMs != 0 ? last.ownMs : kUnknownDurationMs;
   }
@@ -115,8 +123,8 @@ class TimelineReader {
   const RecordingDirectory& directory_;
   TimelineVisitor* visitor_;
   RecordedTimeline timeline_;
-  /// Extent of the last fragment.
-  std::optional<FragmentExtent> last_;
+  /// The last fragment that was read before; number 0 if there is none.
+  TimedFragment known_;
 };
 
 }  // namespace
@@ -127,6 +135,10 @@ const TimedSegment& RecordedTimeline::segment(std::uint32_t number) const {
 
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory) {
   return TimelineReader(directory, nullptr).read();
+}
+
+RecordedTimeline extendRecordedTimeline(const RecordingDirectory& directory, const RecordedTimeline& before) {
+  return TimelineReader(directory, nullptr, before).read();
 }
 
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory, TimelineVisitor& visitor) {

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "host/files/RecordingDirectory.h"
+#include "host/plain/FragmentExtent.h"
 #include "platform/container/reading/Fragment.h"
 #include "platform/container/reading/Movie.h"
 
@@ -29,8 +29,12 @@ struct TimedFragment {
   bool followsGap = false;
   /// The time without samples there, in ms. 0 without a gap, and if the time goes back.
   std::uint64_t gapMs = 0;
-  /// By track id: the decode time of its first sample, in the track's timescale.
-  std::map<std::uint32_t, std::uint64_t> firstDecodeTimes;
+  /// Stored duration of the last samples; of several tracks the longest.
+  std::uint64_t lastSampleMs = 0;
+  /// Those with samples, of video and audio, in the order of the file.
+  std::vector<TimedTrack> tracks;
+
+  std::uint64_t ownEndMs() const { return startMs + ownMs; }
 };
 
 /// One segment file with such fragments.
@@ -57,6 +61,10 @@ struct RecordedTimeline {
 /// Reads the time line; the recording may still be running. Throws CommandError if there is no recording, if it is
 /// protected, and for files that are malformed.
 RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory);
+
+/// Reads what has come to a running recording since `before` was read: only the new fragments. The result is what
+/// readRecordedTimeline() would read now. Throws as that does.
+RecordedTimeline extendRecordedTimeline(const RecordingDirectory& directory, const RecordedTimeline& before);
 
 /// Sees what is read, for a caller that needs more than the time line, or as much as can be read. It is called while
 /// the recording is read, from the first segment to the last.

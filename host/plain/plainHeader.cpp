@@ -1,9 +1,14 @@
 #include "host/plain/plainHeader.h"
 
+#include <openssl/evp.h>
+
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <set>
 
+#include "host/errors.h"
+#include "host/output.h"
 #include "util/box.h"
 #include "util/bytes.h"
 
@@ -184,6 +189,23 @@ bool isInPlainView(const Track& track) {
 
 std::vector<std::byte> plainHeader(std::span<const std::byte> header) {
   return HeaderWriter().write(header);
+}
+
+std::vector<std::byte> readPlainHeader(krvo::container::Source& file, std::uint64_t size) {
+  std::vector<std::byte> stored(static_cast<std::size_t>(size));
+  file.read(0, stored);
+  return plainHeader(stored);
+}
+
+std::string plainHeaderName(std::span<const std::byte> header) {
+  // The beginning of a SHA-256, long enough to give different headers different names.
+  constexpr std::size_t kShown = 8;
+  std::array<std::byte, EVP_MAX_MD_SIZE> digest{};
+  if (EVP_Digest(header.data(), header.size(), reinterpret_cast<unsigned char*>(digest.data()), nullptr, EVP_sha256(),
+                 nullptr) != 1) {
+    throw CommandError("no SHA-256 can be computed");
+  }
+  return "init-" + hexText(std::span(digest).first(kShown)) + ".mp4";
 }
 
 std::size_t nalLengthSize(const Track& track) {

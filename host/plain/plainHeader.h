@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "platform/container/reading/Movie.h"
+#include "platform/container/reading/Source.h"
 
 namespace host {
 
@@ -16,6 +18,13 @@ bool isInPlainView(const krvo::container::Track& track);
 /// so that all segments, and all recordings, of the same configuration have the same header. `header` is the beginning
 /// of a segment file with both boxes. Throws MalformedInput for malformed boxes.
 std::vector<std::byte> plainHeader(std::span<const std::byte> header);
+
+/// The same for the first `size` bytes of a segment file. Throws also what `file` throws.
+std::vector<std::byte> readPlainHeader(krvo::container::Source& file, std::uint64_t size);
+
+/// `init-<hash of the bytes>.mp4`. A hash and no number, so that a player that caches by name never gets the header of
+/// another configuration.
+std::string plainHeaderName(std::span<const std::byte> header);
 
 /// The parameter sets of an AVC track, each after its length, as in a sample (ISO/IEC 14496-15, 5.3.4). Empty for other
 /// tracks, and if the configuration is malformed: the view then has the samples as they are.

@@ -9,18 +9,21 @@ namespace host {
 constexpr std::uint64_t kMillisecondsPerSecond = 1000;
 
 std::string playlistHead(const RecordedTimeline& timeline) {
-  // At least one second: players of a running recording wait that long before they load the list again.
-  std::uint64_t longest = kMillisecondsPerSecond;
+  std::uint64_t longest = 0;
   for (const TimedFragment& fragment : timeline.fragments) longest = std::max(longest, fragment.durationMs);
   return fmt::format(
       "#EXTM3U\n#EXT-X-VERSION:7\n#EXT-X-TARGETDURATION:{}\n#EXT-X-MEDIA-SEQUENCE:0\n#EXT-X-PLAYLIST-TYPE:{}\n"
       "#EXT-X-INDEPENDENT-SEGMENTS\n",
-      (longest + kMillisecondsPerSecond / 2) / kMillisecondsPerSecond, timeline.ended ? "VOD" : "EVENT");
+      roundedSeconds(longest), timeline.ended ? "VOD" : "EVENT");
 }
 
-std::string playlistDuration(const TimedFragment& fragment) {
-  return fmt::format("#EXTINF:{}.{:03},\n", fragment.durationMs / kMillisecondsPerSecond,
-                     fragment.durationMs % kMillisecondsPerSecond);
+std::uint64_t roundedSeconds(std::uint64_t durationMs) {
+  // At least one: players of a running recording wait that long before they load the list again.
+  return std::max<std::uint64_t>((durationMs + kMillisecondsPerSecond / 2) / kMillisecondsPerSecond, 1);
+}
+
+std::string playlistDuration(std::uint64_t durationMs) {
+  return fmt::format("#EXTINF:{}.{:03},\n", durationMs / kMillisecondsPerSecond, durationMs % kMillisecondsPerSecond);
 }
 
 std::string playlistEnd(const RecordedTimeline& timeline) {

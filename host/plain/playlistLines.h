@@ -10,8 +10,10 @@ namespace host {
 
 /// All lines before the first fragment. EXT-X-TARGETDURATION is the longest fragment in whole seconds, rounded.
 std::string playlistHead(const RecordedTimeline& timeline);
-/// The EXTINF line of a fragment, in seconds with three decimals.
-std::string playlistDuration(const TimedFragment& fragment);
+/// The EXTINF line of a fragment of this length, in seconds with three decimals.
+std::string playlistDuration(std::uint64_t durationMs);
+/// A length in whole seconds as EXT-X-TARGETDURATION has it: rounded, at least 1.
+std::uint64_t roundedSeconds(std::uint64_t durationMs);
 /// The end tag if the recording was stopped; empty while it is running, so that players read the list again.
 std::string playlistEnd(const RecordedTimeline& timeline);
 

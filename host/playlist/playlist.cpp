@@ -38,8 +38,8 @@ std::string playlistText(const RecordedTimeline& timeline, const RecordingDirect
           fmt::format("#EXT-X-MAP:URI=\"{}\",BYTERANGE=\"{}@0\"\n", uri, timeline.segment(fragment.segment).headerSize);
     }
     const std::uint64_t offset = fragment.boxes.moof.offset;
-    text += fmt::format("{}#EXT-X-BYTERANGE:{}@{}\n{}\n", playlistDuration(fragment), fragment.boxes.end() - offset,
-                        offset, uri);
+    text += fmt::format("{}#EXT-X-BYTERANGE:{}@{}\n{}\n", playlistDuration(fragment.durationMs),
+                        fragment.boxes.end() - offset, offset, uri);
   }
   return text + playlistEnd(timeline);
 }

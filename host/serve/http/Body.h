@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <variant>
@@ -31,6 +32,9 @@ class Body {
   /// Reads up to `out.size()` bytes from `offset` on, and returns how many; 0 at the end. May wait for the disk. Throws
   /// std::system_error if a file cannot be read, or is shorter than it was said to be.
   std::size_t read(std::uint64_t offset, std::span<std::byte> out) const;
+  /// Does the same as far as no disk is waited for. Nothing if the first byte would have to be waited for, or cannot be
+  /// read: then only read() knows.
+  std::optional<std::size_t> readReady(std::uint64_t offset, std::span<std::byte> out) const;
   /// The bytes [from, from + count) of this body, which has them, as a body of its own.
   Body slice(std::uint64_t from, std::uint64_t count) const;
 
@@ -46,7 +50,16 @@ class Body {
     std::variant<std::shared_ptr<const std::string>, std::shared_ptr<const std::vector<std::byte>>, Span> content;
     /// Bytes of memory content to skip, after slice().
     std::uint64_t skip = 0;
+
+    /// Of memory content: the bytes from `from`, counted in the piece.
+    std::span<const std::byte> memory(std::uint64_t from) const;
   };
+
+  /// The index of the piece with that byte.
+  std::size_t pieceAt(std::uint64_t offset) const;
+  void append(Piece piece);
+  template <typename ReadFile>
+  std::size_t readWith(const ReadFile& readFile, std::uint64_t offset, std::span<std::byte> out) const;
 
   std::uint64_t size_ = 0;
   std::vector<Piece> pieces_;

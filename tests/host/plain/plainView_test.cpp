@@ -2,27 +2,14 @@
 
 #include "host/plain/PlainView.h"
 
-#include "host/plain/TrackRun.h"
+#include "tests/host/PlainPlayer.h"
 #include "tests/host/hostTools.h"
-#include "util/box.h"
 
 namespace {
 
 using namespace test;
 using namespace qvs::util;
 using host::PlainView;
-using host::TrackRun;
-
-/// What a track has to play.
-struct Played {
-  /// Milliseconds.
-  std::uint64_t startMs = 0;
-  std::uint64_t endMs = 0;
-  /// The samples of all fragments, one after another.
-  std::vector<std::vector<std::byte>> samples;
-  /// Places where the time of a fragment is not that at which the one before it ends.
-  int breaks = 0;
-};
 
 std::vector<std::byte> fragmentOf(const PlainView& view, std::size_t index) {
   std::vector<std::byte> bytes;
@@ -34,43 +21,10 @@ PlainView viewOf(const MadeRecording& recording) {
   return PlainView(host::readRecordingDirectory(recording.directory()));
 }
 
-/// Plays the fragments as a player does, by nothing but their boxes; by the ids of tracks.
 std::map<std::uint32_t, Played> play(const PlainView& view) {
-  std::map<std::uint32_t, Played> tracks;
-  Played* track = nullptr;
-  host::SampleDefaults defaults;
-  const auto addRun = [&](const TrackRun& run, ByteReader fragment) {
-    fragment.skip(static_cast<std::uint64_t>(run.dataOffset()));
-    for (std::size_t i = 0; i < run.count(); ++i) {
-      const auto sample = fragment.bytes(run.size(i));
-      track->samples.emplace_back(sample.begin(), sample.end());
-      track->endMs += run.duration(i);
-    }
-  };
-  const std::function<void(ByteReader, ByteReader)> playBoxes = [&](ByteReader boxes, ByteReader fragment) {
-    while (boxes.remaining() > 0) {
-      BoxView box = nextBox(boxes);
-      if (box.type == "moof"_4cc || box.type == "traf"_4cc) playBoxes(box.payload, fragment);
-      if (box.type == "trun"_4cc) addRun(TrackRun(box.payload, defaults), fragment);
-      if (box.type == "tfhd"_4cc) {
-        const std::uint32_t flags = readVersionAndFlags(box.payload).flags;
-        track = &tracks[box.payload.u32()];
-        defaults.duration = (flags & 0x8) != 0 ? box.payload.u32() : 0;
-        defaults.size = (flags & 0x10) != 0 ? box.payload.u32() : 0;
-      } else if (box.type == "tfdt"_4cc) {
-        readVersionAndFlags(box.payload);
-        const std::uint64_t time = box.payload.u64();
-        if (track->samples.empty()) track->startMs = time;
-        if (!track->samples.empty() && time != track->endMs) ++track->breaks;
-        track->endMs = time;
-      }
-    }
-  };
-  for (std::size_t i = 0; i < view.fragmentCount(); ++i) {
-    const auto fragment = fragmentOf(view, i);
-    playBoxes(ByteReader(fragment), ByteReader(fragment));
-  }
-  return tracks;
+  std::vector<std::vector<std::byte>> fragments;
+  for (std::size_t i = 0; i < view.fragmentCount(); ++i) fragments.push_back(fragmentOf(view, i));
+  return playFragments(fragments);
 }
 
 /// What a player gets of the messages of one type: media without their codec's header.

@@ -1,0 +1,270 @@
+#include "host/serve/play/Playback.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "host/errors.h"
+#include "host/files/inFile.h"
+#include "host/output.h"
+#include "host/serve/play/TimedPlaylist.h"
+#include "platform/container/reading/fragmentReader.h"
+
+namespace host::serve {
+namespace {
+
+/// So far back the newest fragments of a stream that is recorded are looked for.
+constexpr std::int64_t kRecentMs = 600000;
+constexpr std::int64_t kForEverMs = std::numeric_limits<std::int64_t>::max();
+
+RecordingName nameOf(const RecordingInfo& info) {
+  return parseRecordingName(info.name).value_or(RecordingName{});
+}
+
+HttpResponse playlistResponse(std::string text) {
+  HttpResponse response;
+  response.type = "application/vnd.apple.mpegurl";
+  response.body = Body(std::move(text));
+  return response;
+}
+
+/// An answer that never changes under its address.
+HttpResponse lastingResponse(const std::string& name, Body body) {
+  HttpResponse response;
+  response.type = "video/mp4";
+  response.etag = '"' + name + '"';
+  response.cache = HttpResponse::kForEver;
+  response.body = std::move(body);
+  return response;
+}
+
+/// Drops the recordings after the one in progress: it has the newest fragments, and what seems to come later was
+/// recorded before the clock was set back.
+std::vector<RecordingInfo> upToCurrent(std::vector<RecordingInfo> infos) {
+  const auto current = std::find_if(infos.rbegin(), infos.rend(), [](const RecordingInfo& info) {
+    return info.state == RecordingState::kInProgress;
+  });
+  if (current != infos.rend()) infos.erase(current.base(), infos.end());
+  return infos;
+}
+
+void appendFragments(const RecordingPointer& recording, std::size_t from, std::vector<PlayedFragment>& fragments) {
+  for (std::size_t i = from; i < recording->timeline.fragments.size(); ++i) fragments.push_back({recording, i});
+}
+
+}  // namespace
+
+Playback::Playback(const RecordingSource& source, Log& log, Clock clock, Limits limits)
+    : source_(source),
+      log_(log),
+      clock_(std::move(clock)),
+      headers_(log),
+      recordings_(limits.timelines, headers_, log),
+      fragments_(limits.fragments) {}
+
+bool Playback::isPlayable(const RecordingInfo& info) {
+  const bool isWhole = info.state == RecordingState::kInProgress || info.state == RecordingState::kFinished;
+  return isWhole && !info.isProtected && parseRecordingName(info.name);
+}
+
+std::string Playback::folderOf(const std::string& stream) const {
+  auto folder = source_.folderOf(stream);
+  if (!folder) throw HttpError{.status = 404, .text = "there is no such stream"};
+  return *std::move(folder);
+}
+
+RecordingPointer Playback::open(const std::string& stream, const RecordingInfo& info) {
+  if (!isPlayable(info)) return nullptr;
+  return recordings_.get(folderOf(stream) + "/" + info.name, nameOf(info));
+}
+
+Playback::Live& Playback::liveOf(const std::string& stream) {
+  const std::lock_guard lock(mutex_);
+  auto& live = live_[stream];
+  if (!live) live = std::make_unique<Live>();
+  return *live;
+}
+
+HttpResponse Playback::livePlaylist(const std::string& stream) {
+  // After such a time without requests nobody remembers the list, and it is cheaper to begin anew than to catch up.
+  constexpr std::int64_t kForgottenMs = 300000;
+  folderOf(stream);
+  Live& live = liveOf(stream);
+  const std::lock_guard lock(live.mutex);
+  const std::int64_t nowMs = clock_();
+  const bool isForgotten = nowMs - live.lastRequestMs > kForgottenMs;
+  live.lastRequestMs = nowMs;
+  if (!live.window.empty() && !isForgotten) {
+    if (const auto added = following(stream, live.window.newest(), nowMs)) {
+      live.window.append(*added);
+      return playlistResponse(live.window.playlist());
+    }
+  }
+  const auto newest = newestFragments(stream, nowMs);
+  if (newest.empty()) throwNothing(stream, 0, kForEverMs);
+  live.window.restart(newest, nowMs, source_.fragmentDurationMs(stream));
+  return playlistResponse(live.window.playlist());
+}
+
+std::vector<PlayedFragment> Playback::newestFragments(const std::string& stream, std::int64_t nowMs) {
+  std::vector<PlayedFragment> fragments;
+  const auto collect = [&](std::int64_t fromMs) {
+    const auto infos = upToCurrent(source_.list(stream, fromMs, kForEverMs));
+    std::uint64_t lengthMs = 0;
+    for (auto info = infos.rbegin(); info != infos.rend(); ++info) {
+      const RecordingPointer recording = open(stream, *info);
+      if (!recording) continue;
+      for (std::size_t i = recording->timeline.fragments.size(); i-- > 0;) {
+        if (fragments.size() >= LiveWindow::kLeastFragments && lengthMs >= LiveWindow::kLeastMs) return;
+        fragments.push_back({recording, i});
+        lengthMs += recording->timeline.fragments[i].durationMs;
+      }
+    }
+  };
+  collect(nowMs - kRecentMs);
+  if (fragments.empty()) collect(0);
+  std::ranges::reverse(fragments);
+  return fragments;
+}
+
+std::optional<std::vector<PlayedFragment>> Playback::following(const std::string& stream, const PlayedFragment& newest,
+                                                               std::int64_t nowMs) {
+  std::vector<PlayedFragment> fragments;
+  const RecordingName& name = newest.recording->name;
+  for (const RecordingInfo& info : upToCurrent(source_.list(stream, name.beginMs, kForEverMs))) {
+    const RecordingPointer recording = nameOf(info) < name ? nullptr : open(stream, info);
+    if (!recording) continue;
+    const bool isSame = recording->name == name;
+    appendFragments(recording, isSame ? recording->find(newest.timed().number).value_or(0) + 1 : 0, fragments);
+  }
+  if (!fragments.empty()) return fragments;
+  // A clock that was set back gives new recordings names before this one.
+  for (const RecordingInfo& info : source_.list(stream, nowMs - kRecentMs, name.beginMs + 1)) {
+    if (info.state == RecordingState::kInProgress && nameOf(info) < name && open(stream, info)) return std::nullopt;
+  }
+  return fragments;
+}
+
+HttpResponse Playback::timedPlaylist(const std::string& stream, std::int64_t fromMs, std::int64_t toMs) {
+  folderOf(stream);
+  if (fromMs >= toMs) throw HttpError{.status = 400, .text = "the time ends before it begins"};
+  if (toMs - fromMs > kLongestMs) {
+    throw HttpError{.status = 400, .text = "a playlist covers 25 hours at most; ask for less time"};
+  }
+  // Asked first: a recording that ends now has all its fragments in the list that is read afterwards.
+  const bool isRecording = source_.isRecording(stream);
+  TimedPlaylist playlist(fragmentsIn(stream, fromMs, toMs), source_.fragmentDurationMs(stream));
+  // How late the last fragment of that time may come.
+  constexpr std::int64_t kLateMs = 60000;
+  const bool grows = isRecording && clock_() - kLateMs < toMs && playlist.endMs() < toMs;
+  auto text = playlist.text(grows);
+  if (!text) throwNothing(stream, fromMs, toMs);
+  return playlistResponse(*std::move(text));
+}
+
+std::vector<PlayedFragment> Playback::fragmentsIn(const std::string& stream, std::int64_t fromMs, std::int64_t toMs) {
+  std::vector<PlayedFragment> fragments;
+  for (const RecordingInfo& info : source_.list(stream, fromMs, toMs)) {
+    const RecordingPointer recording = open(stream, info);
+    if (!recording) continue;
+    for (std::size_t i = 0; i < recording->timeline.fragments.size(); ++i) {
+      PlayedFragment fragment{recording, i};
+      const std::int64_t beginMs = fragment.wallMs();
+      const std::int64_t endMs = beginMs + static_cast<std::int64_t>(fragment.timed().durationMs);
+      if (beginMs < toMs && endMs > fromMs) fragments.push_back(std::move(fragment));
+    }
+  }
+  return fragments;
+}
+
+void Playback::throwNothing(const std::string& stream, std::int64_t fromMs, std::int64_t toMs) const {
+  const auto infos = source_.list(stream, fromMs, toMs);
+  if (!infos.empty() && std::ranges::all_of(infos, &RecordingInfo::isProtected)) {
+    throw HttpError{.status = 403, .text = "the recordings are protected, and k2r serve has no keys to play them"};
+  }
+  throw HttpError{.status = 404, .text = "nothing is recorded there"};
+}
+
+HttpResponse Playback::header(const std::string& stream, const std::string& name) {
+  const std::string folder = folderOf(stream);
+  std::vector<HeaderStore::Place> places;
+  for (const RecordingInfo& info : source_.list(stream, 0, kForEverMs)) {
+    if (!isPlayable(info)) continue;
+    places.push_back({.path = folder + "/" + info.name, .isFinished = info.state == RecordingState::kFinished});
+  }
+  std::ranges::reverse(places);
+  const HeaderPointer header = headers_.find(name, places);
+  if (!header) throw HttpError{.status = 404, .text = "there is no such header"};
+  Body body;
+  body.add(header->bytes);
+  return lastingResponse(header->name, std::move(body));
+}
+
+HttpResponse Playback::fragment(const std::string& stream, const std::string& recording, const std::string& address) {
+  const HttpError missing{.status = 404, .text = "there is no such fragment"};
+  folderOf(stream);
+  const auto info = source_.find(stream, recording);
+  const auto parsed = parseFragmentAddress(address);
+  if (!info || !parsed) throw missing;
+  const RecordingPointer opened = open(stream, *info);
+  const auto index = opened ? opened->find(parsed->number) : std::nullopt;
+  if (!index) throw missing;
+  const PlayedFragment fragment{opened, *index};
+  // Without durations the address means one with a successor in its recording, which the newest does not have yet.
+  const bool isComplete = parsed->lastDurations.empty()
+                              ? !fragment.isLast()
+                              : parsed->lastDurations.size() == fragment.timed().tracks.size();
+  if (!isComplete) throw missing;
+  const std::string path = opened->directory.pathOf(opened->directory.segmentName(fragment.timed().segment));
+  try {
+    const auto file = files_.open(path);
+    const auto made = makeFragment(fragment, *parsed, path, file);
+    Body body;
+    body.add(made->boxes);
+    for (std::size_t i = 0; i < made->spans.size(); ++i) {
+      if (i > 0) body.add(made->inserted);
+      body.add(file, made->spans[i].offset, made->spans[i].size);
+    }
+    return lastingResponse(recording + "/" + address, std::move(body));
+  } catch (const std::system_error& error) {
+    // Removed meanwhile.
+    if (error.code() == std::errc::no_such_file_or_directory) throw missing;
+    log_.warning(fmt::format("'{}': {}", path, error.what()));
+  } catch (const CommandError& error) {
+    log_.warning(error.what());
+  }
+  throw HttpError{.status = 500, .text = "the fragment cannot be read"};
+}
+
+std::shared_ptr<const PlainFragment> Playback::makeFragment(const PlayedFragment& fragment,
+                                                            const FragmentAddress& address, const std::string& path,
+                                                            const OpenFiles::File& file) {
+  const std::string key = fmt::format("{}/{}", fragment.recording->directory.path, address.text());
+  if (auto known = fragments_.find(key)) return known;
+  const TimedFragment& timed = fragment.timed();
+  const auto shiftOf = [](const TimedFragment& of, std::uint64_t placeMs) {
+    return static_cast<std::int64_t>(of.startMs) - static_cast<std::int64_t>(placeMs);
+  };
+  PlainPlace place{.sequenceNumber = address.sequenceNumber(), .shiftMs = shiftOf(timed, address.placeMs)};
+  if (address.lastDurations.empty()) {
+    const TimedFragment& next = fragment.recording->timeline.fragments[fragment.index + 1];
+    place.lastDurations = durationsUntil(timed, place.shiftMs, next, shiftOf(next, address.placeMs + timed.durationMs));
+  }
+  for (std::size_t i = 0; i < address.lastDurations.size(); ++i) {
+    place.lastDurations[timed.tracks[i].id] = address.lastDurations[i];
+  }
+  auto made = inSegment(path, [&] {
+    OpenFileSource source(*file);
+    const auto& movie = fragment.recording->timeline.segment(timed.segment).movie;
+    const auto stored = krvo::container::readFragment(source, timed.boxes.position(), movie);
+    return std::make_shared<const PlainFragment>(makePlainFragment(source, movie, stored, place));
+  });
+  fragments_.put(key, made, made->boxes.size() + made->inserted.size() + made->spans.size() * sizeof(made->spans[0]));
+  return made;
+}
+
+}  // namespace host::serve

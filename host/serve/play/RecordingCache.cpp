@@ -1,0 +1,89 @@
+#include "host/serve/play/RecordingCache.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <exception>
+
+#include "host/files/FileView.h"
+#include "host/files/inFile.h"
+#include "host/plain/plainHeader.h"
+
+namespace host::serve {
+namespace {
+
+/// The reason may be a passing one: too many open files.
+constexpr std::chrono::seconds kRetryAfter(10);
+
+/// A recording is named by the time of its first picture, before which sound may begin.
+std::uint64_t namedMs(const RecordedTimeline& timeline) {
+  if (timeline.fragments.empty()) return 0;
+  const TimedFragment& first = timeline.fragments.front();
+  for (const auto& track : timeline.segments.front().movie.tracks) {
+    const auto found = std::ranges::find(first.tracks, track->id, &TimedTrack::id);
+    if (track->isVideo() && found != first.tracks.end())
+      return inMilliseconds(found->firstDecodeTime, found->timescale);
+  }
+  return first.startMs;
+}
+
+}  // namespace
+
+RecordingCache::RecordingCache(std::uint64_t limit, HeaderStore& headers, Log& log)
+    : headers_(headers), log_(log), slots_(limit) {}
+
+RecordingPointer RecordingCache::get(const std::string& path, const RecordingName& name) {
+  const auto slot = slots_.findOrAdd(path, [] { return std::make_shared<Slot>(); });
+  const std::lock_guard lock(slot->mutex);
+  // Before the files are read: what comes meanwhile changes it again, and is read by the next call.
+  const auto stamp = stampOf(path + "/" + fileset::FileNames{recordingNameText(name)}.bootstrapName());
+  const auto now = std::chrono::steady_clock::now();
+  if (!stamp) slot->recording = nullptr;
+  const bool isKnown = slot->stamp == stamp && (slot->recording || now < slot->retry);
+  if (!stamp || isKnown) return slot->recording;
+  // After a failure, too, so that a damaged recording is not read with each request.
+  slot->stamp = stamp;
+  slot->retry = now + kRetryAfter;
+  try {
+    slot->recording = read(path, name, slot->recording);
+    slots_.setBytes(path, slot->recording->bytes());
+  } catch (const std::exception& error) {
+    slot->recording = nullptr;
+    log_.warning(fmt::format("a recording is not played: {}", error.what()));
+  }
+  return slot->recording;
+}
+
+std::optional<RecordingCache::Stamp> RecordingCache::stampOf(const std::string& bootstrap) {
+  constexpr std::int64_t kNanoseconds = 1000000000;
+  struct stat status {};
+  if (::stat(bootstrap.c_str(), &status) != 0) return std::nullopt;
+  return Stamp{.inode = status.st_ino,
+               .changed = status.st_mtim.tv_sec * kNanoseconds + status.st_mtim.tv_nsec,
+               .size = status.st_size};
+}
+
+RecordingPointer RecordingCache::read(const std::string& path, const RecordingName& name,
+                                      const RecordingPointer& before) {
+  auto recording = std::make_shared<PlayedRecording>();
+  recording->name = name;
+  recording->directory = readRecordingDirectory(path);
+  // A recording that was stopped changes by a repair or an append only, and those may change anything.
+  const bool continues = before && !before->timeline.ended;
+  recording->timeline = continues ? extendRecordedTimeline(recording->directory, before->timeline)
+                                  : readRecordedTimeline(recording->directory);
+  if (continues) recording->headers = before->headers;
+  for (const TimedSegment& segment : recording->timeline.segments) {
+    if (recording->headers.contains(segment.number)) continue;
+    const std::string file = recording->directory.pathOf(recording->directory.segmentName(segment.number));
+    inSegment(file, [&] {
+      FileView view(file, segment.headerSize);
+      recording->headers.emplace(segment.number, headers_.add(readPlainHeader(view, segment.headerSize)));
+    });
+  }
+  recording->namedMs = namedMs(recording->timeline);
+  return recording;
+}
+
+}  // namespace host::serve

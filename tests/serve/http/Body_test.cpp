@@ -1,0 +1,87 @@
+#include "host/serve/http/Body.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "tests/support/TempDirectory.h"
+
+namespace {
+
+using namespace host::serve;
+
+Body::File fileWith(const std::string& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+  return std::make_shared<platform::os::Descriptor>(path, O_RDONLY);
+}
+
+/// The whole body, in reads of `step` bytes.
+std::string textOf(const Body& body, std::size_t step = 64) {
+  std::string text;
+  std::vector<std::byte> buffer(step);
+  while (const std::size_t count = body.read(text.size(), buffer)) {
+    text.append(reinterpret_cast<const char*>(buffer.data()), count);
+  }
+  return text;
+}
+
+struct BodyTest : testing::Test {
+  test::TempDirectory directory;
+  /// "head" in memory, "345678" from a file, nothing, and "tail" as bytes.
+  Body mixed() {
+    Body body("head");
+    body.add(fileWith(directory.file("f"), "0123456789"), 3, 6);
+    body.add(std::string());
+    body.add(std::vector<std::byte>(4, std::byte{'t'}));
+    return body;
+  }
+};
+
+TEST_F(BodyTest, IsReadAcrossItsPieces) {
+  const Body body = mixed();
+  EXPECT_EQ(body.size(), 14u);
+  for (const std::size_t step : {1u, 3u, 5u, 64u}) EXPECT_EQ(textOf(body, step), "head345678tttt") << step;
+  EXPECT_EQ(textOf(Body()), "");
+}
+
+TEST_F(BodyTest, EverySliceHasTheBytesAskedFor) {
+  const Body body = mixed();
+  const std::string all = textOf(body);
+  for (std::size_t from = 0; from <= all.size(); ++from) {
+    for (std::size_t count = 0; from + count <= all.size(); ++count) {
+      const Body slice = body.slice(from, count);
+      EXPECT_EQ(textOf(slice), all.substr(from, count));
+      EXPECT_EQ(textOf(slice.slice(count / 2, count - count / 2)), all.substr(from + count / 2, count - count / 2));
+    }
+  }
+}
+
+TEST_F(BodyTest, IsReadAfterItsFileWasRemoved) {
+  const Body body = mixed();
+  std::filesystem::remove(directory.file("f"));
+  EXPECT_EQ(textOf(body), "head345678tttt");
+}
+
+TEST_F(BodyTest, ReportsAFileThatBecameShorter) {
+  const Body body = mixed();
+  std::filesystem::resize_file(directory.file("f"), 5);
+  EXPECT_THROW(textOf(body), std::system_error);
+}
+
+TEST_F(BodyTest, OnlyCachedBytesAreReady) {
+  const std::string path = directory.file("f");
+  const auto file = fileWith(path, std::string(1 << 20, 'x'));
+  std::vector<std::byte> buffer(4096);
+  ASSERT_EQ(::fsync(file->get()), 0);
+  ASSERT_EQ(::posix_fadvise(file->get(), 0, 0, POSIX_FADV_DONTNEED), 0);
+  Body body("head");
+  body.add(file, 0, 1 << 20);
+  EXPECT_EQ(body.readReady(0, buffer), 4u) << "memory alone";
+  EXPECT_EQ(body.readReady(4, buffer), std::nullopt) << "not cached (a file system in memory keeps everything)";
+  EXPECT_EQ(body.read(4, buffer), buffer.size());
+  EXPECT_EQ(body.readReady(body.size(), buffer), 0u);
+}
+
+}  // namespace
