@@ -7,7 +7,6 @@ extern "C" {
 }
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -81,6 +80,7 @@ void Mp4File::addStream(const Track& track) {
     codec.width = static_cast<int>(track.width);
     codec.height = static_cast<int>(track.height);
     output.stream->time_base = {1, kVideoTimescale};
+    output.clock = TrackClock(kVideoTimescale);
     return;
   }
   codec.codec_type = AVMEDIA_TYPE_AUDIO;
@@ -96,8 +96,8 @@ void Mp4File::setAudioRate(int sampleRate) {
   if (sampleRate <= 0) throw CommandError("the audio does not tell its sample rate");
   AVCodecParameters& codec = *audio_.stream->codecpar;
   codec.sample_rate = sampleRate;
-  audio_.samplesPerFrame = samplesPerFrame(codec.codec_id, sampleRate);
-  codec.frame_size = static_cast<int>(audio_.samplesPerFrame);
+  audio_.clock = TrackClock(sampleRate, samplesPerFrame(codec.codec_id, sampleRate));
+  codec.frame_size = static_cast<int>(audio_.clock.samplesPerFrame());
   audio_.stream->time_base = {1, sampleRate};
 }
 
@@ -118,7 +118,7 @@ void Mp4File::add(const RecordedTag& tag) {
 }
 
 bool Mp4File::waitsForRate(const Output& output, const RecordedTag& tag) {
-  if (started_ || audio_.stream == nullptr || audio_.samplesPerFrame != 0) return false;
+  if (started_ || audio_.stream == nullptr || audio_.clock.samplesPerFrame() != 0) return false;
   if (!output.isVideo) {
     setAudioRate(mpegSampleRate(sampleOf(tag)));
     return false;
@@ -144,7 +144,7 @@ void Mp4File::setConfiguration(Output& output, const RecordedTag& tag) {
 void Mp4File::start() {
   if (started_) return;
   // There is no audio frame at all, but the track has to be written with some rate.
-  if (audio_.stream != nullptr && audio_.samplesPerFrame == 0) setAudioRate(kFallbackRate);
+  if (audio_.stream != nullptr && audio_.clock.samplesPerFrame() == 0) setAudioRate(kFallbackRate);
   AVDictionary* options = nullptr;
   // `moov` first, so that players of a web server can start before they have the whole file.
   av_dict_set(&options, "movflags", "+faststart", 0);
@@ -157,28 +157,15 @@ void Mp4File::start() {
   waiting_.clear();
 }
 
-std::int64_t Mp4File::decodeTime(Output& output, std::uint64_t timeMs) const {
-  if (output.isVideo) {
-    const auto time = static_cast<std::int64_t>(timeMs) * kTicksPerMillisecond;
-    // The muxer refuses decode times that do not rise.
-    return output.lastTime ? std::max(time, *output.lastTime + 1) : time;
-  }
-  // Tags are rounded to milliseconds. Frames that follow each other within that are placed by their number of samples,
-  // or players would hear the rounding as gaps.
-  constexpr std::int64_t kRoundingMs = 2;
-  const std::int64_t rate = output.stream->codecpar->sample_rate;
-  const auto time = static_cast<std::int64_t>(timeMs) * rate / 1000;
-  if (!output.lastTime) return time;
-  const std::int64_t distance = time - output.nextTime;
-  return std::abs(distance) * 1000 <= kRoundingMs * rate ? output.nextTime : std::max(time, *output.lastTime + 1);
-}
-
 void Mp4File::write(Output& output, const RecordedTag& tag) {
   if (!firstTimestampMs_) firstTimestampMs_ = tag.timestampMs();
-  const std::int64_t time = decodeTime(output, tag.timestampMs() - *firstTimestampMs_);
+  const std::int64_t time = output.clock.place(tag.timestampMs() - *firstTimestampMs_);
   const auto sample = sampleOf(tag);
   // The time of this picture gives the duration of the one before.
-  if (output.held) send(output, time - output.held->dts);
+  if (output.held) {
+    output.pictureDuration = time - output.held->dts;
+    send(output, output.pictureDuration);
+  }
   output.held = makePacket();
   AVPacket& packet = *output.held;
   check(av_new_packet(&packet, static_cast<int>(sample.size())), path_);
@@ -189,12 +176,9 @@ void Mp4File::write(Output& output, const RecordedTag& tag) {
   if (!output.isVideo || tag.content.isKeyFrame()) packet.flags |= AV_PKT_FLAG_KEY;
   if (output.isVideo) {
     packet.pts += std::int64_t{tag.content.compositionTime} * kTicksPerMillisecond;
-    output.nextTime = time + std::max<std::int64_t>(time - output.lastTime.value_or(time), kTicksPerMillisecond);
   } else {
-    output.nextTime = time + output.samplesPerFrame;
-    send(output, output.samplesPerFrame);
+    send(output, output.clock.samplesPerFrame());
   }
-  output.lastTime = time;
 }
 
 void Mp4File::send(Output& output, std::int64_t duration) {
@@ -210,7 +194,7 @@ void Mp4File::send(Output& output, std::int64_t duration) {
 void Mp4File::finish() {
   start();
   // The last picture gets the duration of the one before. With a duration of 0 players would not show it.
-  if (video_.held) send(video_, video_.nextTime - *video_.lastTime);
+  if (video_.held) send(video_, std::max<std::int64_t>(video_.pictureDuration, kTicksPerMillisecond));
   check(av_write_trailer(context_.get()), path_);
   check(avio_closep(&context_->pb), path_);
 }

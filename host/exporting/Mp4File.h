@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/exporting/TagSink.h"
+#include "host/exporting/TrackClock.h"
 #include "host/input/avObjects.h"
 
 namespace host {
@@ -33,12 +34,10 @@ class Mp4File final : public TagSink {
   struct Output {
     AVStream* stream = nullptr;
     bool isVideo = false;
-    /// Decode time of the last packet, and the expected one of the next. In units of the time base that the track has
-    /// here: 1/90000 s for video, 1/rate for audio.
-    std::optional<std::int64_t> lastTime;
-    std::int64_t nextTime = 0;
-    /// Samples in each audio frame; 0 until the rate is known.
-    std::int64_t samplesPerFrame = 0;
+    /// Units of the time base that the track has here: 1/90000 s for video, 1/rate for audio.
+    TrackClock clock;
+    /// Duration of the last picture if it is like the one before.
+    std::int64_t pictureDuration = 0;
     /// The last picture, whose duration is known when the next one comes.
     Packet held;
   };
@@ -66,9 +65,6 @@ class Mp4File final : public TagSink {
   void write(Output& output, const RecordedTag& tag);
   /// Passes the held packet to the muxer; `duration` in units of the track's time base here.
   void send(Output& output, std::int64_t duration);
-  /// Decode time of a frame whose tag is at `timeMs` from the first tag, in units of the track's time base here.
-  std::int64_t decodeTime(Output& output, std::uint64_t timeMs) const;
-
   std::string path_;
   std::unique_ptr<AVFormatContext, CloseOutput> context_;
   Output video_;

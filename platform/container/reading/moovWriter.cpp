@@ -66,9 +66,8 @@ void writeMvhd(ByteWriter& out, const Movie& movie) {
   out.u32(narrow<std::uint32_t>(movie.tracks.size() + 1));  // the next free track id
 }
 
-/// The duration is in the timescale of the movie here, and in that of the track in the `mdhd` (8.3.2.2, 8.4.2.2).
-void writeTkhd(ByteWriter& out, const Track& track, const Movie& movie) {
-  const std::uint64_t duration = rescale(track.duration, track.timescale, movie.timescale);
+/// `duration` is in the timescale of the movie here, and in that of the track in the `mdhd` (8.3.2.2, 8.4.2.2).
+void writeTkhd(ByteWriter& out, const Track& track, std::uint64_t duration) {
   const std::uint8_t version = versionFor(track.created, track.modified, duration);
   BoxScope tkhd(out, "tkhd"_4cc, version, track.flags);
   writeTime(out, version, track.created);
@@ -145,14 +144,8 @@ void writeDinf(ByteWriter& out) {
   BoxScope url(out, "url "_4cc, 0, kSelfContained);
 }
 
-void writeStbl(ByteWriter& out, const Track& track) {
-  BoxScope stbl(out, "stbl"_4cc);
-  {
-    BoxScope stsd(out, "stsd"_4cc, 0, 0);
-    out.u32(narrow<std::uint32_t>(track.descriptions.size()));
-    for (const auto& description : track.descriptions) writeSampleEntry(out, *description);
-  }
-  // The sample tables are mandatory, but all samples are in fragments, so they are empty.
+/// The sample tables are mandatory; if all samples are in fragments, they are empty.
+void writeEmptyTables(ByteWriter& out, const Track&) {
   for (const FourCC type : {"stts"_4cc, "stsc"_4cc, "stsz"_4cc, "stco"_4cc}) {
     BoxScope table(out, type, 0, 0);
     if (type == "stsz"_4cc) out.u32(0);  // the size that all samples share
@@ -160,17 +153,29 @@ void writeStbl(ByteWriter& out, const Track& track) {
   }
 }
 
-void writeTrak(ByteWriter& out, const Track& track, const Movie& movie) {
+void writeStbl(ByteWriter& out, const Track& track, const TrackBoxWriter& writeTables) {
+  BoxScope stbl(out, "stbl"_4cc);
+  {
+    BoxScope stsd(out, "stsd"_4cc, 0, 0);
+    out.u32(narrow<std::uint32_t>(track.descriptions.size()));
+    for (const auto& description : track.descriptions) writeSampleEntry(out, *description);
+  }
+  writeTables(out, track);
+}
+
+void writeTrak(ByteWriter& out, const Track& track, const Movie& movie, const TrackBoxWriters& writers) {
   BoxScope trak(out, "trak"_4cc);
-  writeTkhd(out, track, movie);
+  writeTkhd(out, track,
+            writers.duration ? writers.duration(track) : rescale(track.duration, track.timescale, movie.timescale));
   writeTref(out, track);
+  if (writers.edits) writers.edits(out, track);
   BoxScope mdia(out, "mdia"_4cc);
   writeMdhd(out, track);
   writeHdlr(out, track);
   BoxScope minf(out, "minf"_4cc);
   writeMediaHeader(out, track);
   writeDinf(out);
-  writeStbl(out, track);
+  writeStbl(out, track, writers.tables);
 }
 
 /// The box that announces fragments (8.8.1). Each `tfhd` has its own defaults, so those here are 1, 0, 0, 0.
@@ -190,8 +195,15 @@ void writeHeader(ByteWriter& out, const Movie& movie) {
   writeFtyp(out);
   BoxScope moov(out, "moov"_4cc);
   writeMvhd(out, movie);
-  for (const auto& track : movie.tracks) writeTrak(out, *track, movie);
+  const TrackBoxWriters writers{.duration = nullptr, .edits = nullptr, .tables = writeEmptyTables};
+  for (const auto& track : movie.tracks) writeTrak(out, *track, movie, writers);
   writeMvex(out, movie);
+}
+
+void writeMovie(ByteWriter& out, const Movie& movie, const TrackBoxWriters& writers) {
+  BoxScope moov(out, "moov"_4cc);
+  writeMvhd(out, movie);
+  for (const auto& track : movie.tracks) writeTrak(out, *track, movie, writers);
 }
 
 std::uint16_t packLanguage(const std::array<char, 3>& letters) {

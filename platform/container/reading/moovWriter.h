@@ -1,5 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
+#include <functional>
+
 #include "platform/container/reading/Movie.h"
 #include "util/bytes.h"
 
@@ -17,6 +21,22 @@ namespace krvo::container {
 ///                       minf  vmhd, smhd, hmhd or nmhd;  dinf;  stbl  8.4.5, 8.7.2, 8.5.1
 ///           mvex  trex for each track            8.8.1, 8.8.3
 void writeHeader(qvs::util::ByteWriter& out, const Movie& movie);
+
+/// Appends boxes of a track.
+using TrackBoxWriter = std::function<void(qvs::util::ByteWriter& out, const Track& track)>;
+/// What the `moov` of a file without fragments has in addition to the fields of Movie.
+struct TrackBoxWriters {
+  /// The duration of a track after its edits, for the `tkhd`, in the movie's timescale; null for that of the track.
+  std::function<std::uint64_t(const Track& track)> duration;
+  /// The `edts` (8.6.5); null for none.
+  TrackBoxWriter edits;
+  /// The tables of the `stbl` after its `stsd`.
+  TrackBoxWriter tables;
+};
+
+/// Appends the `moov` of a file whose samples are all in its tables. Throws as writeHeader() does, and what the writers
+/// throw.
+void writeMovie(qvs::util::ByteWriter& out, const Movie& movie, const TrackBoxWriters& writers);
 
 /// The language code of an `mdhd` (8.4.2): three letters of five bits each. The letters are lower-case.
 std::uint16_t packLanguage(const std::array<char, 3>& letters);

@@ -1,0 +1,147 @@
+#include "host/serve/media/DatedRecording.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <numeric>
+#include <system_error>
+
+#include "host/files/inFile.h"
+#include "host/files/tracks.h"
+#include "host/plain/plainHeader.h"
+#include "host/serve/http/HttpMessage.h"
+#include "platform/container/reading/numbers.h"
+
+namespace host::serve {
+
+using namespace krvo::container;
+
+namespace {
+
+/// Little is read of each fragment, and far apart: a larger window would read most of the file.
+constexpr std::size_t kWindow = std::size_t{16} << 10;
+constexpr std::uint32_t kMillisecondsPerSecond = 1000;
+
+const Track* presentedTrack(const Movie& movie, std::uint32_t id) {
+  const auto found =
+      std::find_if(movie.tracks.begin(), movie.tracks.end(), [id](const auto& track) { return track->id == id; });
+  return found != movie.tracks.end() && isInPlainView(**found) ? found->get() : nullptr;
+}
+
+}  // namespace
+
+std::int64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale) {
+  constexpr std::uint64_t kLatest = std::uint64_t{1} << 53;
+  const std::uint64_t seconds = time / std::max(timescale, 1U);
+  if (seconds > kLatest / kMillisecondsPerSecond) return static_cast<std::int64_t>(kLatest);
+  return static_cast<std::int64_t>(rescale(time, std::max(timescale, 1U), kMillisecondsPerSecond));
+}
+
+DatedRecording::Segment::Segment(std::uint32_t segmentNumber, const std::string& path)
+    : number(segmentNumber),
+      open(path, kWindow),
+      shared(std::make_shared<platform::os::Descriptor>(path, O_RDONLY)),
+      header(static_cast<std::size_t>(open.reader().firstFragment())) {
+  if (!*shared) throw std::system_error(errno, std::generic_category(), path);
+  open.file().read(0, header);
+  header = plainHeader(header);
+}
+
+DatedRecording::DatedRecording(const MediaRecording& recording)
+    : directory_(readRecordingDirectory(recording.directory)),
+      name_(std::filesystem::path(recording.directory).filename().string()) {
+  // A recording that has just begun has a directory and no file yet.
+  if (directory_.empty()) return;
+  for (const RecordedSegment& segment : readRecordedContent(directory_).segments) {
+    for (const auto& entry : segment.fragments) places_.push_back({segment.number, entry.fragment, entry.afraOffset});
+  }
+  for (std::size_t i = 0; i < places_.size(); ++i) {
+    // Only a fragment of script data has none, and the next one has the first sample then.
+    const auto start = startOf(read(i).fragment);
+    if (!start) continue;
+    shiftMs_ = recording.beginMs - *start;
+    break;
+  }
+}
+
+void DatedRecording::openSegment(std::uint32_t number) {
+  if (segment_ && segment_->number == number) return;
+  const std::string path = directory_.pathOf(directory_.segmentName(number));
+  segment_ = inFile(path, [&] { return std::make_unique<Segment>(number, path); });
+  if (!hasProtectedTrack(movie())) return;
+  throw HttpError{409, fmt::format("the recording {} is protected; k2r unprotect makes a clear one", name())};
+}
+
+DatedRecording::Numbered DatedRecording::read(std::size_t index) {
+  const Place& place = places_.at(index);
+  openSegment(place.segment);
+  return inFile(directory_.pathOf(directory_.segmentName(place.segment)), [&] {
+    return Numbered{place.segment, place.number, segment_->open.reader().readFragment(place.position)};
+  });
+}
+
+std::int64_t DatedRecording::decodedAt(const StoredSample& sample, const Track& track) const {
+  return inMilliseconds(sample.decodeTime, track.timescale) + shiftMs_;
+}
+
+std::int64_t DatedRecording::presentedAt(const StoredSample& sample, const Track& track) const {
+  const std::int64_t offset = std::int64_t{sample.compositionOffset} * kMillisecondsPerSecond;
+  return decodedAt(sample, track) + offset / std::max(track.timescale, 1U);
+}
+
+std::optional<std::int64_t> DatedRecording::startOf(const Fragment& fragment) const {
+  std::optional<std::int64_t> start;
+  for (const TrackFragment& part : fragment.tracks) {
+    const Track* const track = presentedTrack(movie(), part.trackId);
+    if (track == nullptr || part.samples.empty()) continue;
+    const std::int64_t time = decodedAt(part.samples.front(), *track);
+    start = std::min(start.value_or(time), time);
+  }
+  return start;
+}
+
+std::vector<DatedRecording::Entry> DatedRecording::entriesOf(std::size_t index) {
+  const Fragment fragment = read(index).fragment;
+  const Track* const video = findTrack(movie(), "vide"_4cc);
+  const Track* const leading = video != nullptr ? video : findTrack(movie(), "soun"_4cc);
+  std::vector<Entry> entries;
+  for (const TrackFragment& part : fragment.tracks) {
+    if (leading == nullptr || part.trackId != leading->id) continue;
+    for (const StoredSample& sample : part.samples) {
+      if (!sample.sync) continue;
+      entries.push_back({index, sample, decodedAt(sample, *leading), presentedAt(sample, *leading)});
+    }
+  }
+  return entries;
+}
+
+std::optional<DatedRecording::Entry> DatedRecording::lastEntry(std::int64_t atMs) {
+  // The first fragment that begins after `atMs`, by bisection, since a recording may have very many.
+  std::vector<std::size_t> indexes(places_.size());
+  std::iota(indexes.begin(), indexes.end(), 0);
+  const auto later = std::partition_point(indexes.begin(), indexes.end(), [&](std::size_t index) {
+    const auto start = startOf(read(index).fragment);
+    return !start || *start <= atMs;
+  });
+  // Key frames may be rarer than fragments, and may be presented later than they are decoded.
+  for (auto index = static_cast<std::size_t>(later - indexes.begin()); index-- > 0;) {
+    const auto entries = entriesOf(index);
+    const auto found =
+        std::find_if(entries.rbegin(), entries.rend(), [atMs](const Entry& entry) { return entry.presentMs <= atMs; });
+    if (found != entries.rend()) return *found;
+  }
+  return std::nullopt;
+}
+
+std::optional<DatedRecording::Entry> DatedRecording::firstEntry() {
+  for (std::size_t index = 0; index < places_.size(); ++index) {
+    const auto entries = entriesOf(index);
+    if (!entries.empty()) return entries.front();
+  }
+  return std::nullopt;
+}
+
+}  // namespace host::serve
