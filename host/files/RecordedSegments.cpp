@@ -51,7 +51,7 @@ RecordedContent readContent(const RecordingDirectory& directory, std::uint64_t e
     const auto bootstrap =
         readNamed(directory, directory.bootstrapName(), [](const auto& bytes) { return parseBootstrap(bytes); });
     content.stopped = isStopped(bootstrap);
-    endMs = bootstrap.currentMediaTime;
+    content.endMs = endMs = bootstrap.currentMediaTime;
   });
   // After the bootstrap, against the order in which a recorder writes: what comes meanwhile has times beyond `endMs`.
   for (const std::uint32_t number : directory.indexes) {

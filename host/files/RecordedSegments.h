@@ -24,6 +24,8 @@ struct RecordedContent {
   std::vector<RecordedSegment> segments;
   /// Whether the recording was stopped. Only an append could add to it then.
   bool stopped = false;
+  /// End of the last fragment on the time line of the index, by the bootstrap. 0 without one.
+  std::uint64_t endMs = 0;
 };
 
 /// Reads what a recording has; it may still be running. Throws CommandError if there is no recording, and for a small

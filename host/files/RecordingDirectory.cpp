@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
 #include "host/errors.h"
 
 namespace host {
@@ -14,6 +18,23 @@ RecordingDirectory readRecordingDirectory(const std::string& path) {
   }
   if (error) throw CommandError(fmt::format("'{}' cannot be read: {}", path, error.message()));
   return directory;
+}
+
+std::uint64_t sizeOfFiles(const RecordingDirectory& directory) {
+  std::vector<std::string> names = directory.temporary;
+  for (const auto& name :
+       {directory.bootstrapName(), directory.controlName(), directory.metaName(), directory.drmMetaName()}) {
+    names.push_back(name);
+  }
+  for (const std::uint32_t number : directory.segments) names.push_back(directory.segmentName(number));
+  for (const std::uint32_t number : directory.indexes) names.push_back(directory.indexName(number));
+  std::uint64_t bytes = 0;
+  for (const std::string& name : names) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(directory.pathOf(name), error);
+    if (!error) bytes += size;
+  }
+  return bytes;
 }
 
 }  // namespace host

@@ -3,9 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <numeric>
-#include <system_error>
 
 #include "host/DirectoryLock.h"
 #include "host/errors.h"
@@ -107,25 +105,6 @@ void readTracksAlone(const RecordingDirectory& directory, OverviewVisitor& visit
       // The fault is reported by the fields of the file, or the segment has only just been begun.
     }
   }
-}
-
-/// By the names that belong to the recording: foreign entries are not counted. A file that goes meanwhile counts
-/// nothing.
-std::uint64_t sizeOfFiles(const RecordingDirectory& directory) {
-  std::vector<std::string> names = directory.temporary;
-  for (const auto& name :
-       {directory.bootstrapName(), directory.controlName(), directory.metaName(), directory.drmMetaName()}) {
-    names.push_back(name);
-  }
-  for (const std::uint32_t number : directory.segments) names.push_back(directory.segmentName(number));
-  for (const std::uint32_t number : directory.indexes) names.push_back(directory.indexName(number));
-  std::uint64_t bytes = 0;
-  for (const std::string& name : names) {
-    std::error_code error;
-    const auto size = std::filesystem::file_size(directory.pathOf(name), error);
-    if (!error) bytes += size;
-  }
-  return bytes;
 }
 
 /// The first damage only: `k2r verify` lists all, and takes as long as it needs for that.

@@ -8,6 +8,7 @@
 #include "host/files/RecordedSegments.h"
 #include "host/files/inFile.h"
 #include "host/files/tracks.h"
+#include "host/plain/FragmentExtent.h"
 #include "host/plain/plainHeader.h"
 
 namespace host {
@@ -16,25 +17,8 @@ using namespace krvo::container;
 
 namespace {
 
-/// Fragments that follow each other may be this far apart, because of encoders and rounding to milliseconds.
-constexpr std::uint64_t kSmallestGapMs = 500;
 /// Duration of a single sample that nothing precedes and nothing follows. Players give up on a duration of 0.
 constexpr std::uint64_t kUnknownDurationMs = 1000;
-
-/// Divides first, so that no product exceeds 64 bits.
-std::uint64_t inMilliseconds(std::uint64_t time, const Track& track) {
-  constexpr std::uint64_t kMillisecondsASecond = 1000;
-  const std::uint64_t scale = std::max(track.timescale, 1U);
-  return time / scale * kMillisecondsASecond + time % scale * kMillisecondsASecond / scale;
-}
-
-/// The span of time of the samples of all tracks.
-struct Extent {
-  std::uint64_t startMs = 0;
-  std::uint64_t endMs = 0;
-  /// Duration of the last samples; of several tracks the longest.
-  std::uint64_t lastSampleMs = 0;
-};
 
 /// Builds a RecordedTimeline, fragment by fragment.
 class TimelineReader {
@@ -93,7 +77,7 @@ class TimelineReader {
     const Movie& movie = reader.movie();
     if (visitor_ != nullptr) visitor_->fragment(movie, fragment);
     TimedFragment timed{.segment = segment, .number = number, .boxes = fragment.boxes, .firstDecodeTimes = {}};
-    const auto extent = measure(fragment, movie, timed);
+    auto extent = extentOf(fragment, movie);
     // Its time belongs to the fragment before it, which lasts until the next one.
     if (!extent) return;
     // Only now, so that the time line has no segment without fragments, and each segment whose end is damaged.
@@ -102,41 +86,16 @@ class TimelineReader {
     }
     timed.startMs = extent->startMs;
     timed.ownMs = extent->endMs - extent->startMs;
+    timed.firstDecodeTimes = std::move(extent->firstDecodeTimes);
     if (last_) endBefore(timed);
     timeline_.fragments.push_back(std::move(timed));
-    last_ = extent;
+    last_ = std::move(extent);
   }
 
-  /// The extent of the samples in the view; nothing if there are none. Also sets `timed.firstDecodeTimes`.
-  static std::optional<Extent> measure(const Fragment& fragment, const Movie& movie, TimedFragment& timed) {
-    std::optional<Extent> extent;
-    for (const TrackFragment& part : fragment.tracks) {
-      const auto track = std::find_if(movie.tracks.begin(), movie.tracks.end(),
-                                      [&part](const auto& known) { return known->id == part.trackId; });
-      if (track == movie.tracks.end() || !isInPlainView(**track) || part.samples.empty()) continue;
-      timed.firstDecodeTimes.emplace(part.trackId, part.samples.front().decodeTime);
-      const StoredSample& last = part.samples.back();
-      const std::uint64_t start = inMilliseconds(part.samples.front().decodeTime, **track);
-      const std::uint64_t end = inMilliseconds(last.decodeTime + last.duration, **track);
-      if (!extent) extent = Extent{.startMs = start, .endMs = start};
-      extent->startMs = std::min(extent->startMs, start);
-      // A damaged time may wrap; nothing ends before it begins.
-      extent->endMs = std::max({extent->endMs, end, start});
-      extent->lastSampleMs = std::max(extent->lastSampleMs, inMilliseconds(last.duration, **track));
-    }
-    return extent;
-  }
-
-  /// Ends the last fragment, which `next` follows. It lasts until `next` begins, unless there is a gap. There is none
-  /// if a picture is missing while sound continues, nor if the stream has few pictures and the next one is not away for
-  /// longer than the last one was shown. The duration of a single first sample is unknown, so it lasts until the next
-  /// one.
+  /// Ends the last fragment, which `next` follows. It lasts until `next` begins, unless there is a gap.
   void endBefore(TimedFragment& next) {
     TimedFragment& before = timeline_.fragments.back();
-    const std::uint64_t tolerance = std::max(kSmallestGapMs, last_->lastSampleMs);
-    const bool unknown = last_->lastSampleMs == 0;
-    // Times that do not rise come from a clock that was set back, and are a gap as well.
-    next.followsGap = next.startMs <= before.startMs || (!unknown && next.startMs > last_->endMs + tolerance);
+    next.followsGap = last_->isGapBefore(next.startMs);
     if (next.followsGap) {
       finishLast();
       const std::uint64_t endMs = before.startMs + before.durationMs;
@@ -157,7 +116,7 @@ class TimelineReader {
   TimelineVisitor* visitor_;
   RecordedTimeline timeline_;
   /// Extent of the last fragment.
-  std::optional<Extent> last_;
+  std::optional<FragmentExtent> last_;
 };
 
 }  // namespace

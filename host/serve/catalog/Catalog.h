@@ -1,10 +1,17 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "host/serve/catalog/Surroundings.h"
+#include "host/serve/streams/RecordingEvents.h"
 
 namespace host::serve {
 
@@ -42,11 +49,34 @@ struct RecordingInfo {
   bool isProtected = false;
 };
 
-/// What is recorded, by stream. Any thread may call it. A start-up scan fills it in the background, the newest
-/// recording first; the recording threads report what changes.
-class Catalog {
+class RootScan;
+class StreamRecordings;
+
+/// What is recorded, by stream. Any thread may call it; only list(), find() and totals() may wait for a disk. A
+/// start-up scan fills it in the background, the newest recording first, with a thread for each root, so that a disk
+/// which does not respond delays nobody else. What the scan has not reached yet is read when it is asked for.
+///
+/// A directory whose name is none of a recording, and one with an entry that is no file of its recording, is not ours:
+/// it is not in here.
+class Catalog final : public RecordingEvents {
  public:
-  /// Adds a stream whose recordings are in `folder`, a native path, or changes its folder.
+  /// Called for a recording of an earlier process that was interrupted, once the scan has read all recordings of its
+  /// root; on the thread of that scan, which waits. It may repair the recording and then calls repaired().
+  using OnInterrupted =
+      std::function<void(const std::string& stream, const std::string& folder, const std::string& recording)>;
+
+  /// `surroundings` outlives it.
+  explicit Catalog(const Surroundings& surroundings = systemSurroundings(), OnInterrupted onInterrupted = {});
+  /// Waits for what the scans are reading at the moment.
+  ~Catalog();
+  Catalog(const Catalog&) = delete;
+  Catalog& operator=(const Catalog&) = delete;
+
+  /// Adds a folder whose folders are streams, by their names; scans it. A native path; it may be missing. A stream that
+  /// is there and that addStream() does not name was recorded under another configuration.
+  void addRoot(const std::string& root);
+  /// Adds a stream whose recordings are in `folder`, a native path, or changes its folder. The folder above is a root
+  /// then.
   void addStream(const std::string& stream, const std::string& folder);
 
   /// Whether the scan has seen all recordings of all streams.
@@ -55,15 +85,55 @@ class Catalog {
   std::vector<std::string> streams() const;
   /// Native path of the stream's folder; nothing if there is no such stream.
   std::optional<std::string> folderOf(const std::string& stream) const;
-  /// The recordings with any time in [from, to), by rising begin.
+  /// The recordings with any time in [from, to), by rising begin; of those without a fragment, with their begin in it.
+  /// Without those that are about to be removed. None of them is removed in the minute after this.
   std::vector<RecordingInfo> list(const std::string& stream, std::int64_t fromMs, std::int64_t toMs) const;
+  /// Also for a recording that lists do not contain any more, as long as it is there.
   std::optional<RecordingInfo> find(const std::string& stream, const std::string& recording) const;
-  /// The sum over all recordings of a stream, finished or not.
+  /// The sum over all recordings of a stream, finished or not. Until isReady(), bytes of those that were read.
   struct Totals {
     std::uint64_t recordings = 0;
     std::uint64_t bytes = 0;
   };
   Totals totals(const std::string& stream) const;
+
+  void began(const std::string& stream, const std::string& recording) override;
+  void grew(const std::string& stream, const std::string& recording) override;
+  void finished(const std::string& stream, const std::string& recording, bool isEmpty) override;
+  /// A repair has changed the files of a recording, or has refused them as damaged.
+  void repaired(const std::string& stream, const std::string& recording, bool isDamaged);
+
+  /// All folders of streams below a root, by the stream's name: those of streams that have another folder by now, too.
+  std::vector<std::shared_ptr<StreamRecordings>> foldersIn(const std::string& root) const;
+  /// Forgets a folder that was removed, unless it is that of an addStream().
+  void forget(const std::string& folder);
+
+ private:
+  friend class RootScan;
+
+  struct Folder {
+    std::shared_ptr<StreamRecordings> recordings;
+    /// By addStream(), not only found in a root.
+    bool isConfigured = false;
+  };
+
+  /// The folder of a stream; null if there is none.
+  std::shared_ptr<StreamRecordings> recordingsOf(const std::string& stream) const;
+  /// Adds what a scan found. Returns the folder's recordings.
+  std::shared_ptr<StreamRecordings> found(const std::string& stream, const std::string& folder);
+  RootScan& scanOf(const std::string& root);
+
+  const Surroundings& surroundings_;
+  const OnInterrupted onInterrupted_;
+
+  /// Guards the maps; nobody reads the disk under it.
+  mutable std::mutex mutex_;
+  /// By native path.
+  std::map<std::string, Folder> folders_;
+  /// The path of each stream's folder.
+  std::map<std::string, std::string> paths_;
+  /// By the root's path. Last, so that the threads end before what they use.
+  std::map<std::string, std::unique_ptr<RootScan>> scans_;
 };
 
 }  // namespace host::serve

@@ -1,0 +1,269 @@
+#include "host/serve/catalog/StreamRecordings.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "platform/os/Directory.h"
+
+namespace host::serve {
+namespace {
+
+using FolderTime = std::pair<std::time_t, long>;
+
+/// When an entry was last added to the folder or removed; nothing if that was only just now, so that one more would not
+/// change it, or if there is no folder.
+std::optional<FolderTime> settledTime(const std::string& folder) {
+  struct stat status {};
+  if (::stat(folder.c_str(), &status) != 0) return std::nullopt;
+  // The clock of file systems ticks some hundred times a second, that of a few only every two.
+  constexpr std::time_t kTick = 2;
+  if (std::time(nullptr) <= status.st_mtim.tv_sec + kTick) return std::nullopt;
+  return FolderTime(status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
+}
+
+}  // namespace
+
+void StreamRecordings::readNames() {
+  const auto time = settledTime(folder_);
+  // A folder to which recordings come and go all the time is taken as it is.
+  constexpr int kAttempts = 3;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    std::uint64_t events = 0;
+    {
+      const std::scoped_lock lock(mutex_);
+      if (time && namesOf_ == time) return;
+      events = events_;
+    }
+    const auto listing = platform::os::listDirectory(folder_);
+    // A folder that cannot be read may be a disk that is away for a moment: what is known of it stays.
+    if (listing.error && listing.error != std::errc::no_such_file_or_directory) return;
+    std::vector<RecordingName> names;
+    for (const auto& entry : listing.entries) {
+      const auto name =
+          entry.type == platform::os::DirectoryEntry::Type::kOther ? parseRecordingName(entry.name) : std::nullopt;
+      if (name) names.push_back(*name);
+    }
+    std::ranges::sort(names);
+    if (!reconcile(names, events)) continue;
+    const std::scoped_lock lock(mutex_);
+    namesOf_ = time;
+    return;
+  }
+}
+
+bool StreamRecordings::reconcile(const std::vector<RecordingName>& names, std::uint64_t eventsBefore) {
+  const std::scoped_lock lock(mutex_);
+  for (const RecordingName& name : names) entries_.try_emplace(name, Entry{.endMs = name.beginMs});
+  // One that began and finished while the folder was read may not be in the list, and must not go for that.
+  if (events_ != eventsBefore) return false;
+  std::erase_if(entries_, [&](const auto& item) {
+    return !item.second.isInProgress && !std::ranges::binary_search(names, item.first);
+  });
+  return true;
+}
+
+void StreamRecordings::read(const RecordingName& name) {
+  // Again if it changed meanwhile: what was read may be a recording in progress that is finished by now.
+  constexpr int kAttempts = 3;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    std::uint32_t version = 0;
+    {
+      const std::scoped_lock lock(mutex_);
+      const auto found = entries_.find(name);
+      if (found == entries_.end() || found->second.readVersion == found->second.version) return;
+      version = found->second.version;
+    }
+    RecordingFacts facts = readFacts(folder_, name);
+    const std::scoped_lock lock(mutex_);
+    const auto found = entries_.find(name);
+    if (found == entries_.end()) return;
+    found->second.readVersion = version;
+    if (facts.kind == RecordingFacts::Kind::kMissing && !found->second.isInProgress) {
+      entries_.erase(found);
+      return;
+    }
+    take(found->second, std::move(facts));
+  }
+}
+
+void StreamRecordings::take(Entry& entry, RecordingFacts facts) {
+  entry.isForeign = facts.kind == RecordingFacts::Kind::kForeign && !entry.isInProgress;
+  if (facts.kind != RecordingFacts::Kind::kRecording) return;
+  entry.bytes = facts.bytes;
+  entry.isProtected = facts.isProtected;
+  // Its recorder writes file by file, so that a reader in between may see what does not fit together.
+  if (entry.isInProgress && facts.state == RecordingState::kDamaged) return;
+  entry.state = facts.state;
+  entry.endMs = facts.endMs;
+  entry.gaps = std::move(facts.gaps);
+  entry.gaps.shrink_to_fit();
+}
+
+template <typename Change>
+void StreamRecordings::change(const RecordingName& name, const Change& change) {
+  const std::scoped_lock lock(mutex_);
+  const auto found = entries_.find(name);
+  if (found != entries_.end()) change(found->second);
+}
+
+void StreamRecordings::began(const RecordingName& name) {
+  const std::scoped_lock lock(mutex_);
+  ++events_;
+  entries_[name] = Entry{.endMs = name.beginMs, .isInProgress = true};
+}
+
+void StreamRecordings::grew(const RecordingName& name) {
+  change(name, [](Entry& entry) { ++entry.version; });
+}
+
+void StreamRecordings::finished(const RecordingName& name, bool isEmpty) {
+  if (isEmpty) {
+    removed(name);
+    return;
+  }
+  const std::scoped_lock lock(mutex_);
+  ++events_;
+  const auto found = entries_.find(name);
+  if (found == entries_.end()) return;
+  found->second.isInProgress = false;
+  ++found->second.version;
+}
+
+void StreamRecordings::repaired(const RecordingName& name, bool isDamaged) {
+  const std::scoped_lock lock(mutex_);
+  // The scan may not have come to it yet.
+  Entry& entry = entries_.try_emplace(name, Entry{.endMs = name.beginMs}).first->second;
+  ++entry.version;
+  entry.isRefused = isDamaged;
+}
+
+void StreamRecordings::removed(const RecordingName& name) {
+  const std::scoped_lock lock(mutex_);
+  ++events_;
+  entries_.erase(name);
+}
+
+std::optional<std::int64_t> StreamRecordings::setLeaving(const RecordingName& name, bool isLeaving) {
+  std::optional<std::int64_t> listedAtMs;
+  change(name, [&](Entry& entry) {
+    entry.isLeaving = isLeaving;
+    listedAtMs = entry.listedAtMs;
+  });
+  return listedAtMs;
+}
+
+RecordingInfo StreamRecordings::infoOf(const RecordingName& name, const Entry& entry) {
+  RecordingInfo info{.name = recordingNameText(name),
+                     .state = entry.state,
+                     .time = {.beginMs = name.beginMs, .endMs = entry.endMs},
+                     .bytes = entry.bytes,
+                     .gaps = entry.gaps,
+                     .isProtected = entry.isProtected};
+  if (entry.isRefused && info.state == RecordingState::kInterrupted) info.state = RecordingState::kDamaged;
+  if (entry.isInProgress) info.state = RecordingState::kInProgress;
+  return info;
+}
+
+std::vector<RecordingInfo> StreamRecordings::list(std::int64_t fromMs, std::int64_t toMs, std::int64_t nowMs) {
+  readNames();
+  for (const RecordingName& name : toRead(fromMs, toMs)) read(name);
+  std::vector<RecordingInfo> found;
+  const std::scoped_lock lock(mutex_);
+  for (auto& [name, entry] : entries_) {
+    if (name.beginMs >= toMs) break;
+    // One without a fragment has no time, and is there at its begin all the same.
+    const bool isIn = entry.endMs > fromMs || name.beginMs >= fromMs;
+    if (!isIn || entry.isForeign || entry.isLeaving) continue;
+    entry.listedAtMs = nowMs;
+    found.push_back(infoOf(name, entry));
+  }
+  return found;
+}
+
+std::vector<RecordingName> StreamRecordings::toRead(std::int64_t fromMs, std::int64_t toMs) const {
+  std::vector<RecordingName> names;
+  const std::scoped_lock lock(mutex_);
+  for (auto item = entries_.begin(); item != entries_.end() && item->first.beginMs < toMs; ++item) {
+    const Entry& entry = item->second;
+    if (entry.readVersion == entry.version) continue;
+    const auto next = std::next(item);
+    // Until it is read it is taken to end before the next one begins.
+    const bool mayBeIn = next == entries_.end() || next->first.beginMs > fromMs;
+    if (mayBeIn || entry.isInProgress || entry.endMs > fromMs) names.push_back(item->first);
+  }
+  return names;
+}
+
+std::optional<RecordingInfo> StreamRecordings::find(const RecordingName& name) {
+  readNames();
+  read(name);
+  const std::scoped_lock lock(mutex_);
+  const auto found = entries_.find(name);
+  if (found == entries_.end() || found->second.isForeign) return std::nullopt;
+  return infoOf(name, found->second);
+}
+
+std::vector<RecordingName> StreamRecordings::grown() const {
+  std::vector<RecordingName> names;
+  const std::scoped_lock lock(mutex_);
+  for (const auto& [name, entry] : entries_) {
+    // Those that were never read are the scan's.
+    const bool wasKnown = entry.isInProgress || entry.readVersion != 0;
+    if (wasKnown && entry.readVersion != entry.version) names.push_back(name);
+  }
+  return names;
+}
+
+Catalog::Totals StreamRecordings::totals() {
+  for (const RecordingName& name : grown()) read(name);
+  Catalog::Totals totals;
+  const std::scoped_lock lock(mutex_);
+  for (const auto& [name, entry] : entries_) {
+    if (entry.isForeign) continue;
+    ++totals.recordings;
+    totals.bytes += entry.bytes;
+  }
+  return totals;
+}
+
+std::vector<StoredRecording> StreamRecordings::stored() {
+  readNames();
+  for (const RecordingName& name : grown()) read(name);
+  std::vector<StoredRecording> recordings;
+  const std::scoped_lock lock(mutex_);
+  recordings.reserve(entries_.size());
+  for (const auto& [name, entry] : entries_) {
+    if (entry.isForeign) continue;
+    recordings.push_back({.name = name,
+                          .endMs = entry.endMs,
+                          .bytes = entry.bytes,
+                          .listedAtMs = entry.listedAtMs,
+                          .isRead = entry.readVersion != 0,
+                          .isInProgress = entry.isInProgress});
+  }
+  return recordings;
+}
+
+std::vector<RecordingName> StreamRecordings::unread() const {
+  std::vector<RecordingName> names;
+  const std::scoped_lock lock(mutex_);
+  for (const auto& [name, entry] : entries_) {
+    if (entry.readVersion != entry.version && !entry.isInProgress) names.push_back(name);
+  }
+  return names;
+}
+
+std::vector<RecordingName> StreamRecordings::interrupted() const {
+  std::vector<RecordingName> names;
+  const std::scoped_lock lock(mutex_);
+  for (const auto& [name, entry] : entries_) {
+    const bool isOurs = entry.isInProgress || entry.isForeign || entry.isRefused || entry.readVersion == 0;
+    if (!isOurs && entry.state == RecordingState::kInterrupted) names.push_back(name);
+  }
+  return names;
+}
+
+}  // namespace host::serve

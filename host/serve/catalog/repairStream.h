@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/Log.h"
+#include "host/Settings.h"
+#include "host/serve/catalog/Catalog.h"
+
+namespace host::serve {
+
+/// Completes a recording of an earlier process that was interrupted, as `k2r repair` does; removes one without a
+/// fragment. Returns whether it is finished now and was not before. A damaged one stays as it is, and so does one that
+/// another process writes or that cannot be written. The log and the catalog get the result. `settings` are those of
+/// the stream; a protected recording needs them. Does not throw.
+bool repairInterrupted(Catalog& catalog, const std::string& stream, const std::string& folder,
+                       const std::string& recording, const Settings& settings, Log& log);
+
+/// Does that for the newest recordings of a stream in `folder`, before the stream begins the next one: from the newest
+/// on until two need nothing. Older ones are the catalog's to report. Returns the names of those that are finished now.
+/// Reads only what it needs of the others. Does not throw; may wait for the disk of `folder`.
+std::vector<std::string> repairStream(Catalog& catalog, const std::string& stream, const std::string& folder,
+                                      const Settings& settings, Log& log);
+
+}  // namespace host::serve

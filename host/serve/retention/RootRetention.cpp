@@ -1,0 +1,161 @@
+#include "host/serve/retention/RootRetention.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ranges>
+
+#include "host/serve/catalog/Surroundings.h"
+#include "host/serve/catalog/removal.h"
+#include "platform/os/Directory.h"
+
+namespace host::serve {
+namespace {
+
+/// A reader that has just seen a recording in a list gets so long to open it.
+constexpr std::int64_t kListedMs = 60'000;
+/// Before a recording that could not be removed is tried again.
+constexpr std::int64_t kRetryMs = 600'000;
+
+bool isLimited(const KeepLimits& limits) {
+  return limits.age || limits.bytes;
+}
+
+const KeepLimits& limitsOf(const RootLimits& limits, const std::string& stream, const KeepLimits& ofOthers) {
+  const auto own = limits.streams.find(stream);
+  return own == limits.streams.end() ? ofOthers : own->second;
+}
+
+}  // namespace
+
+bool RootLimits::isAny() const {
+  return isLimited(all) || keepFree != 0 ||
+         std::ranges::any_of(streams | std::views::values, [](const auto& limits) { return isLimited(limits); });
+}
+
+std::uint64_t RootRetention::bytesToFree(const RootLimits& limits) const {
+  if (limits.keepFree == 0) return 0;
+  const auto free = surroundings_.freeBytes(root_);
+  return free && *free < limits.keepFree ? limits.keepFree - *free : 0;
+}
+
+void RootRetention::pass(const RootLimits& limits) {
+  std::map<Key, std::shared_ptr<StreamRecordings>> leftBefore;
+  leaving_.swap(leftBefore);
+  if (limits.isAny()) {
+    const Folders folders = catalog_.foldersIn(root_);
+    KeepPlan plan{.streams = {}, .bytes = limits.all.bytes, .bytesToFree = bytesToFree(limits)};
+    // Their limit in bytes is that of all together.
+    const KeepLimits ofOthers{.age = limits.all.age};
+    std::map<const StreamRecordings*, std::size_t> places;
+    for (const auto& folder : folders) {
+      places.emplace(folder.get(), plan.streams.size());
+      plan.streams.push_back(limitsOf(limits, folder->stream(), ofOthers));
+    }
+    const std::vector<Item> items = collect(folders, limits, plan.bytesToFree);
+    std::vector<KeptRecording> kept;
+    kept.reserve(items.size());
+    for (const auto& [folder, stored] : items) {
+      kept.push_back({.stream = places.at(folder.get()),
+                      .name = stored.name,
+                      .endMs = stored.endMs,
+                      .bytes = stored.bytes,
+                      .isFixed = stored.isInProgress || !stored.isRead || isStuck({folder->folder(), stored.name})});
+    }
+    const auto isHeld = [&](const KeptRecording& recording) {
+      return mustKeep_ && mustKeep_(folders[recording.stream]->stream(), recordingNameText(recording.name));
+    };
+    for (const auto& removal : planRemovals(kept, plan, surroundings_.nowMs(), isHeld)) {
+      remove(items[removal.recording], removal);
+    }
+  }
+  for (const auto& [key, folder] : leftBefore) {
+    if (!leaving_.contains(key)) folder->setLeaving(key.second, false);
+  }
+}
+
+std::vector<RootRetention::Item> RootRetention::collect(const Folders& folders, const RootLimits& limits,
+                                                        std::uint64_t bytesToFree) const {
+  std::vector<Item> items;
+  for (const auto& folder : folders) {
+    for (const StoredRecording& stored : folder->stored()) items.push_back({folder, stored});
+  }
+  std::ranges::sort(items, {}, [](const Item& item) { return item.stored.name; });
+  // The scan comes to the oldest last, and they are the first to go.
+  std::optional<std::chrono::milliseconds> shortest = limits.all.age;
+  for (const auto& own : limits.streams | std::views::values) {
+    if (own.age) shortest = shortest ? std::min(*shortest, *own.age) : *own.age;
+  }
+  const std::int64_t nowMs = surroundings_.nowMs();
+  std::uint64_t freed = 0;
+  for (Item& item : items) {
+    const bool isOld = shortest && item.stored.name.beginMs <= nowMs - shortest->count();
+    if (!isOld && freed >= bytesToFree) break;
+    if (!item.stored.isRead) {
+      item.folder->read(item.stored.name);
+      const auto info = item.folder->find(item.stored.name);
+      item.stored.isRead = info.has_value();
+      if (info) item.stored.endMs = info->time.endMs;
+      if (info) item.stored.bytes = info->bytes;
+    }
+    if (!item.stored.isInProgress) freed += item.stored.bytes;
+  }
+  return items;
+}
+
+bool RootRetention::isStuck(const Key& key) {
+  const auto found = stuckUntilMs_.find(key);
+  if (found == stuckUntilMs_.end()) return false;
+  const std::int64_t waitMs = found->second - surroundings_.nowMs();
+  // More than it ever was: the clock was set back.
+  const bool isOver = waitMs <= 0 || waitMs > kRetryMs;
+  if (isOver) stuckUntilMs_.erase(found);
+  return !isOver;
+}
+
+void RootRetention::remove(const Item& item, const PlannedRemoval& removal) {
+  StreamRecordings& folder = *item.folder;
+  const RecordingName& name = item.stored.name;
+  const std::string text = recordingNameText(name);
+  // Before the look at its time: from here on no list has it.
+  const auto listedAtMs = folder.setLeaving(name, true);
+  const std::int64_t nowMs = surroundings_.nowMs();
+  if (listedAtMs && *listedAtMs <= nowMs && *listedAtMs > nowMs - kListedMs) {
+    leaving_.emplace(Key(folder.folder(), name), item.folder);
+    return;
+  }
+  switch (removeRecordingOf(folder.folder(), text)) {
+    case RemovalResult::kDone:
+      folder.removed(name);
+      counts_[static_cast<std::size_t>(removal.reason)].fetch_add(1, std::memory_order_relaxed);
+      if (removal.isHeld) {
+        log_.warning(fmt::format("{}: recording {} was removed for keep_free before its hook had succeeded",
+                                 folder.stream(), text));
+      }
+      removeIfEmpty(folder);
+      return;
+    case RemovalResult::kInUse:
+      log_.warning(fmt::format("{}: recording {} is due, and stays: another process uses it", folder.stream(), text));
+      break;
+    case RemovalResult::kRefused:
+      log_.warning(fmt::format("{}: recording {} is due, and stays: it cannot be removed, or contains other files",
+                               folder.stream(), text));
+      break;
+  }
+  folder.setLeaving(name, false);
+  // It is read again: with another file in it it is not ours any more.
+  folder.grew(name);
+  stuckUntilMs_[Key(folder.folder(), name)] = nowMs + kRetryMs;
+}
+
+void RootRetention::removeIfEmpty(StreamRecordings& folder) {
+  if (folder.totals().recordings != 0) return;
+  // Fails if anything else is in it. A recorder that begins now makes it again.
+  if (platform::os::removeDirectory(folder.folder(), platform::os::Durability::kProcess)) {
+    catalog_.forget(folder.folder());
+  }
+}
+
+}  // namespace host::serve

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/Log.h"
+#include "host/serve/catalog/Catalog.h"
+#include "host/serve/catalog/StreamRecordings.h"
+#include "host/serve/retention/planRemovals.h"
+
+namespace host::serve {
+
+/// Limits of the recordings below one root.
+struct RootLimits {
+  /// `bytes` is of all streams together, `age` of those that are not in `streams`.
+  KeepLimits all = {};
+  /// Bytes of the root's file system that stay free.
+  std::uint64_t keepFree = 0;
+  /// By stream.
+  std::map<std::string, KeepLimits> streams = {};
+
+  /// Whether anything ever has to go.
+  bool isAny() const;
+};
+
+/// Removed recordings by RemovalReason, since the start of the process.
+using RemovalCounts = std::array<std::atomic<std::uint64_t>, kRemovalReasons>;
+
+/// Keeps the recordings below one root within their limits. Belongs to one thread. All references outlive it.
+class RootRetention {
+ public:
+  /// Whether a recording has to stay, since its hook has not succeeded yet.
+  using MustKeep = std::function<bool(const std::string& stream, const std::string& recording)>;
+
+  RootRetention(std::string root, Catalog& catalog, MustKeep mustKeep, Log& log, const Surroundings& surroundings,
+                RemovalCounts& counts)
+      : root_(std::move(root)),
+        catalog_(catalog),
+        mustKeep_(std::move(mustKeep)),
+        log_(log),
+        surroundings_(surroundings),
+        counts_(counts) {}
+
+  /// Removes what is over the limits now. What was in a list a moment ago is only marked as leaving; a later pass
+  /// removes it.
+  void pass(const RootLimits& limits);
+
+ private:
+  using Folders = std::vector<std::shared_ptr<StreamRecordings>>;
+  /// Folder and name of a recording.
+  using Key = std::pair<std::string, RecordingName>;
+  /// A recording and the folder that has it.
+  struct Item {
+    std::shared_ptr<StreamRecordings> folder;
+    StoredRecording stored;
+  };
+
+  std::uint64_t bytesToFree(const RootLimits& limits) const;
+  /// All recordings, the oldest first. Those on which a decision may depend are read.
+  std::vector<Item> collect(const Folders& folders, const RootLimits& limits, std::uint64_t bytesToFree) const;
+  void remove(const Item& item, const PlannedRemoval& removal);
+  void removeIfEmpty(StreamRecordings& folder);
+  bool isStuck(const Key& key);
+
+  const std::string root_;
+  Catalog& catalog_;
+  const MustKeep mustKeep_;
+  Log& log_;
+  const Surroundings& surroundings_;
+  RemovalCounts& counts_;
+  /// Recordings that the last pass wanted to remove and that wait, since they were in a list.
+  std::map<Key, std::shared_ptr<StreamRecordings>> leaving_;
+  /// Recordings that could not be removed, and when they are tried again. They must not keep others from going.
+  std::map<Key, std::int64_t> stuckUntilMs_;
+};
+
+}  // namespace host::serve
