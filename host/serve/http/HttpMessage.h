@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/output.h"
 #include "host/serve/http/Body.h"
 
 namespace host::serve {
@@ -23,11 +24,18 @@ struct HttpRequest {
   /// Percent-decoded; of a name that comes twice the last value.
   std::map<std::string, std::string, std::less<>> query;
   /// Names in lower case.
-  std::map<std::string, std::string, std::less<>> headers;
+  std::map<std::string, std::string, std::less<>> headers = {};
+  /// Of a POST; limited to a few KiB.
+  std::string body = {};
 
   const std::string* parameter(std::string_view name) const {
     const auto found = query.find(name);
     return found == query.end() ? nullptr : &found->second;
+  }
+  /// `name` in lower case.
+  const std::string* header(std::string_view name) const {
+    const auto found = headers.find(name);
+    return found == headers.end() ? nullptr : &found->second;
   }
 };
 
@@ -36,22 +44,27 @@ struct HttpRequest {
 struct HttpResponse {
   unsigned status = 200;
   std::string type = "text/plain; charset=utf-8";
-  Body body;
+  Body body = {};
   /// With its quotes; empty for none. Only answers with one have ranges.
-  std::string etag;
+  std::string etag = {};
   /// For Cache-Control; the default is for answers that change.
   std::string cache = "no-store";
-  std::vector<std::pair<std::string, std::string>> headers;
+  std::vector<std::pair<std::string, std::string>> headers = {};
 
   /// A file or a fragment that never changes under its address.
   static constexpr const char* kForEver = "public, max-age=31536000, immutable";
 };
 
-/// A request that cannot be answered as asked. The server makes a JSON document of it: {"error": text}.
+/// A request that cannot be answered as asked. The server turns it into errorResponse().
 struct HttpError {
   unsigned status = 400;
-  std::string text;
+  std::string text = {};
 };
+
+/// The answer to an error: {"error": text}.
+HttpResponse errorResponse(const HttpError& error);
+/// A JSON document, with status 200.
+HttpResponse jsonResponse(const Json& document);
 
 /// Answers a request. Runs on a worker thread, several at once, and may read from disk. Throws HttpError; any other
 /// exception is answered with 500 and goes to the log.
