@@ -6,11 +6,13 @@
 #include <chrono>
 #include <string>
 
+#include "host/errors.h"
+#include "host/serve/config/units.h"
+
 namespace host::serve {
 namespace {
 
 constexpr std::int64_t kYear10000Ms = 253402300800000;
-constexpr std::int64_t kLongestMs = std::int64_t{10000} * 366 * 24 * 3600 * 1000;
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
@@ -26,11 +28,6 @@ class Scanner {
   bool skip(std::string_view wanted) {
     if (rest_.empty() || wanted.find(rest_.front()) == std::string_view::npos) return false;
     rest_.remove_prefix(1);
-    return true;
-  }
-  bool skipWord(std::string_view word) {
-    if (!rest_.starts_with(word)) return false;
-    rest_.remove_prefix(word.size());
     return true;
   }
   /// The digits at the front, of which there are from `least` to `most`.
@@ -119,16 +116,6 @@ std::optional<std::int64_t> rfc3339(std::string_view text) {
   return *day + *time - *offset * 60'000;
 }
 
-/// Milliseconds of the unit at the front; 0 if there is none.
-std::int64_t unitMs(Scanner& in) {
-  if (in.skipWord("ms")) return 1;
-  if (in.skip("s")) return 1000;
-  if (in.skip("m")) return 60'000;
-  if (in.skip("h")) return 3'600'000;
-  if (in.skip("d")) return 86'400'000;
-  return 0;
-}
-
 }  // namespace
 
 std::optional<std::int64_t> parseMoment(std::string_view text) {
@@ -137,25 +124,15 @@ std::optional<std::int64_t> parseMoment(std::string_view text) {
   return moment && *moment >= 0 && *moment < kYear10000Ms ? moment : std::nullopt;
 }
 
-std::optional<std::int64_t> parseDuration(std::string_view text) {
-  constexpr std::size_t kMostDigits = 12;
+std::optional<std::int64_t> lengthInRequest(std::string_view text) try {
+  constexpr std::size_t kMostDigits = 9;
   Scanner in(text);
-  std::int64_t sum = 0;
-  bool isFirst = true;
-  do {
-    const auto whole = in.digits(1, kMostDigits);
-    if (!whole) return std::nullopt;
-    const auto thousandths = in.thousandths();
-    if (!thousandths) return std::nullopt;
-    std::int64_t unit = unitMs(in);
-    // Only a number alone is in seconds: `1h30` could be minutes as well.
-    if (unit == 0 && isFirst && in.atEnd()) unit = 1000;
-    if (unit == 0 || *whole > kLongestMs / unit) return std::nullopt;
-    sum += *whole * unit + *thousandths * unit / 1000;
-    if (sum > kLongestMs) return std::nullopt;
-    isFirst = false;
-  } while (!in.atEnd());
-  return sum;
+  const auto seconds = in.digits(1, kMostDigits);
+  const auto thousandths = in.thousandths();
+  if (seconds && thousandths && in.atEnd()) return *seconds * 1000 + *thousandths;
+  return parseDuration(text).count();
+} catch (const UsageError&) {
+  return std::nullopt;
 }
 
 std::optional<std::int64_t> requestedMoment(const HttpRequest& request, std::string_view name) {
@@ -174,8 +151,8 @@ RequestedTime requestedTime(const HttpRequest& request) {
   if (const std::string* text = request.parameter("duration")) {
     if (time.endMs) throw HttpError{.status = 400, .text = "end and duration: give one of them"};
     if (!time.startMs) throw HttpError{.status = 400, .text = "duration: needs a start"};
-    const auto duration = parseDuration(*text);
-    if (!duration) throw HttpError{.status = 400, .text = "duration: not a length of time as 1h30m, or in seconds"};
+    const auto duration = lengthInRequest(*text);
+    if (!duration) throw HttpError{.status = 400, .text = "duration: not a length of time as 15m, or in seconds"};
     time.endMs = *time.startMs + *duration;
   }
   if (time.startMs && time.endMs && *time.endMs <= *time.startMs) {

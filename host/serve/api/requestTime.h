@@ -13,9 +13,9 @@ namespace host::serve {
 /// the text is neither.
 std::optional<std::int64_t> parseMoment(std::string_view text);
 
-/// A length of time in milliseconds, from 0 to 10,000 years: numbers with the units `ms`, `s`, `m`, `h` and `d`, one
-/// after the other (`1h30m`), or seconds without a unit (`90`, `2.5`). Nothing if the text is anything else.
-std::optional<std::int64_t> parseDuration(std::string_view text);
+/// A length of time in milliseconds: seconds (`90`, `2.5`), or as in the configuration (`15m`). Nothing if the text is
+/// neither.
+std::optional<std::int64_t> lengthInRequest(std::string_view text);
 
 /// The time a request asks for. What it leaves out is empty.
 struct RequestedTime {
