@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/serve/http/HttpMessage.h"
+
+namespace host::serve {
+
+/// Finds the handler of a request by its method and path.
+class Router {
+ public:
+  /// `pattern` is a path such as `/v1/streams/*/recordings`, in which `*` is any one part but an empty one; the handler
+  /// finds it in HttpRequest::path and compares it with the names that it knows. Of several patterns that match, the
+  /// first one added counts. A handler for GET answers HEAD, too.
+  void add(std::string method, std::string_view pattern, HttpHandler handler);
+
+  /// An HttpHandler itself. Without a handler: 404, or 405 if the path has one for another method.
+  HttpResponse operator()(const HttpRequest& request) const;
+
+ private:
+  struct Route {
+    std::string method;
+    std::vector<std::string> parts;
+    HttpHandler handler;
+  };
+
+  std::vector<Route> routes_;
+};
+
+}  // namespace host::serve

@@ -1,0 +1,296 @@
+#include "host/serve/api/apiRoutes.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <set>
+
+#include "host/serve/api/StaticFiles.h"
+#include "host/serve/http/HttpFront.h"
+#include "tests/support/TempDirectory.h"
+
+namespace {
+
+using namespace host::serve;
+using host::Json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+std::string textOf(const HttpResponse& response) {
+  std::string text(static_cast<std::size_t>(response.body.size()), '\0');
+  response.body.read(0, std::as_writable_bytes(std::span(text)));
+  return text;
+}
+
+Supervisor::View stream(const std::string& name, StreamState state) {
+  Supervisor::View view{.config = {.name = name, .source = "rtsp://me:secret@" + name, .root = "/r"}, .snapshot = {}};
+  view.snapshot.state = state;
+  view.snapshot.sinceMs = 1'795'615'400'500;
+  return view;
+}
+
+/// Three recordings of `gate`, an hour each, without time between them; `attic` is not recorded, and has none.
+struct ApiTest : testing::Test {
+  std::vector<Supervisor::View> views{stream("attic", StreamState::kFailed), stream("gate", StreamState::kRecording),
+                                      stream("yard", StreamState::kStopped)};
+  std::vector<RecordingInfo> recordings;
+  std::vector<std::string> actions;
+  DurationHistogram writes;
+  ApiSources sources;
+  bool isReady = true;
+  Router router;
+
+  ApiTest() {
+    views[0].snapshot.lastError = "no route to host";
+    views[0].snapshot.lastErrorAtMs = 1'795'615'400'000;
+    views[1].snapshot.receivedBytesPerSecond = 1000;
+    for (std::int64_t hour = 12; hour < 15; ++hour) {
+      const std::int64_t begin = 1'795'564'800'000 + hour * 3'600'000;
+      recordings.push_back({.name = "20261125T" + std::to_string(hour) + "0000.000Z",
+                            .time = {begin, begin + 3'600'000},
+                            .bytes = 100,
+                            .gaps = {{begin + 1000, begin + 2000}}});
+    }
+    recordings[2].state = RecordingState::kInProgress;
+    connect();
+    addApiRoutes(router, sources);
+  }
+
+  void connect() {
+    sources.views = [this] { return views; };
+    sources.find = [this](const std::string& name) {
+      const auto found = std::ranges::find(views, name, [](const auto& view) { return view.config.name; });
+      return found == views.end() ? std::nullopt : std::optional(*found);
+    };
+    sources.start = [this](const std::string& name) { return actions.push_back("start " + name), true; };
+    sources.stop = [this](const std::string& name) { return actions.push_back("stop " + name), true; };
+    sources.rotate = [this](const std::string& name) { return actions.push_back("rotate " + name), name == "gate"; };
+    sources.maskedSource = [](const std::string& source) { return "***" + source.substr(source.find('@')); };
+    sources.isReady = [this] { return isReady; };
+    sources.folderOf = [this](const std::string& name) {
+      return sources.find(name) ? std::optional("/r/" + name) : std::nullopt;
+    };
+    sources.list = [this](const std::string& name, std::int64_t from, std::int64_t to) {
+      auto list = name == "gate" ? recordings : std::vector<RecordingInfo>();
+      std::erase_if(
+          list, [&](const auto& recording) { return recording.time.endMs <= from || recording.time.beginMs >= to; });
+      return list;
+    };
+    sources.totals = [](const std::string& name) {
+      return Catalog::Totals{.recordings = name == "gate" ? 3u : 0, .bytes = 300};
+    };
+  }
+
+  HttpResponse ask(const std::string& target, const std::string& method = "GET") {
+    const HttpFront front(
+        {}, [this](const HttpRequest& request) { return router(request); }, [](const std::string&) {});
+    return front.answer({.method = method, .target = target, .headers = {{"Host", "localhost"}}, .body = {}});
+  }
+  Json document(const std::string& target) { return Json::parse(textOf(ask(target))); }
+  std::vector<std::string> names(const std::string& query) {
+    std::vector<std::string> result;
+    const Json page = document("/v1/streams/gate/recordings" + query);
+    for (const auto& recording : page["recordings"]) {
+      result.push_back(recording["name"].get<std::string>().substr(9, 2));
+    }
+    return result;
+  }
+};
+
+TEST_F(ApiTest, ListsStreamsWithoutTheirSecrets) {
+  const Json list = document("/v1/streams");
+  EXPECT_EQ(list["streams"].size(), 3u);
+  EXPECT_EQ(list["streams"][0], Json::parse(R"({
+    "name": "attic", "state": "failed", "since": "2026-11-25T14:03:20.500Z",
+    "lastError": {"text": "no route to host", "time": "2026-11-25T14:03:20.000Z"}, "source": "***@attic",
+    "receivedBytesPerSecond": 0.0, "lastFragment": null, "recording": "", "recordings": 0, "bytes": 300})"));
+  EXPECT_EQ(list["streams"][1]["lastError"], nullptr);
+}
+
+TEST_F(ApiTest, ListsTheRecordingsOfATime) {
+  EXPECT_THAT(names(""), ElementsAre("12", "13", "14"));
+  EXPECT_THAT(names("?start=2026-11-25T13:30:00Z"), ElementsAre("13", "14"));
+  EXPECT_THAT(names("?start=2026-11-25T12:00:00Z&duration=1h"), ElementsAre("12"));
+  EXPECT_THAT(names("?end=2026-11-25T13:30:00%2B00:00"), ElementsAre("12", "13"));
+  EXPECT_EQ(document("/v1/streams/gate/recordings?limit=1")["recordings"][0], Json::parse(R"({
+    "name": "20261125T120000.000Z", "begin": "2026-11-25T12:00:00.000Z", "end": "2026-11-25T13:00:00.000Z",
+    "bytes": 100, "state": "finished", "protected": false,
+    "gaps": [{"begin": "2026-11-25T12:00:01.000Z", "end": "2026-11-25T12:00:02.000Z"}]})"));
+  EXPECT_THAT(document("/v1/streams/attic/recordings")["recordings"], testing::IsEmpty());
+}
+
+TEST_F(ApiTest, PagesHaveEachRecordingOnce) {
+  // Two with the same begin.
+  recordings.insert(recordings.begin() + 1, recordings[0]);
+  recordings[1].name += "-2";
+  for (const int limit : {1, 2, 3, 4}) {
+    std::vector<std::string> seen;
+    std::string after;
+    for (bool isMore = true; isMore;) {
+      const Json page =
+          document("/v1/streams/gate/recordings?start=2026-11-25T12:10:00Z&limit=" + std::to_string(limit) + after);
+      for (const auto& recording : page["recordings"]) seen.push_back(recording["name"]);
+      isMore = !page["next"].is_null();
+      if (isMore) after = "&after=" + page["next"].get<std::string>();
+    }
+    EXPECT_THAT(seen, ElementsAre("20261125T120000.000Z", "20261125T120000.000Z-2", "20261125T130000.000Z",
+                                  "20261125T140000.000Z"))
+        << limit;
+  }
+}
+
+TEST_F(ApiTest, RefusesWhatItDoesNotKnow) {
+  const struct {
+    const char* method;
+    const char* target;
+    unsigned status;
+  } rows[] = {{"GET", "/v1/streams/gate/recordings?start=yesterday", 400},
+              {"GET", "/v1/streams/gate/recordings?limit=0", 400},
+              {"GET", "/v1/streams/gate/recordings?limit=10001", 400},
+              {"GET", "/v1/streams/gate/recordings?limit=-1", 400},
+              {"GET", "/v1/streams/gate/recordings?after=../x", 400},
+              {"GET", "/v1/streams/nobody/recordings", 404},
+              {"GET", "/v1/streams/..%2Fgate/recordings", 404},
+              {"GET", "/v1/streams/ga%00te/recordings", 404},
+              {"GET", "/v1/streams/../streams/gate/recordings", 404},
+              {"GET", "/v1/streams//recordings", 404},
+              {"GET", "/v1/streams/", 404},
+              {"GET", "/v1/streams/gate/start", 405},
+              {"POST", "/v1/streams", 405},
+              {"POST", "/v1/streams/nobody/start", 404},
+              {"POST", "/v1/streams/yard/rotate", 409},
+              {"GET", "/", 404}};
+  for (const auto& row : rows) EXPECT_EQ(ask(row.target, row.method).status, row.status) << row.target;
+  for (const auto& [name, value] : ask("/v1/streams/gate/start").headers) {
+    EXPECT_TRUE(name != "Allow" || value == "POST") << value;
+  }
+}
+
+TEST_F(ApiTest, ControlsStreams) {
+  EXPECT_EQ(ask("/v1/streams/yard/start", "POST").status, 204u);
+  EXPECT_EQ(ask("/v1/streams/gate/stop", "POST").status, 204u);
+  EXPECT_EQ(ask("/v1/streams/gate/rotate", "POST").status, 204u);
+  EXPECT_THAT(actions, ElementsAre("start yard", "stop gate", "rotate gate"));
+}
+
+TEST_F(ApiTest, HealthNamesWhatDoesNotRecord) {
+  isReady = false;
+  EXPECT_EQ(ask("/livez").status, 200u);
+  EXPECT_EQ(ask("/readyz").status, 503u);
+  EXPECT_EQ(ask("/v1/health").status, 200u);
+  Json health = document("/v1/health");
+  EXPECT_EQ(health["status"], "degraded");
+  EXPECT_EQ(health["ready"], false);
+  EXPECT_EQ(health["notRecording"].size(), 2u);
+  EXPECT_EQ(health["notRecording"][0]["name"], "attic");
+  EXPECT_EQ(health["notRecording"][0]["lastError"]["text"], "no route to host");
+  isReady = true;
+  EXPECT_EQ(ask("/readyz").status, 200u);
+  views.erase(views.begin());
+  EXPECT_EQ(document("/v1/health")["status"], "ok") << "a stream that somebody stopped is no fault";
+  sources.hooks = [] { return std::map<std::string, HookCounts>{{"gate", {.alarms = 1, .lastError = "exit 1"}}}; };
+  health = document("/v1/health");
+  EXPECT_EQ(health["status"], "degraded");
+  EXPECT_EQ(health["failingHooks"][0]["lastError"], "exit 1");
+}
+
+/// Name, labels and value of each sample. Fails on a line that is none of the format, and on a sample without a type.
+std::map<std::string, double> samplesOf(const std::string& text) {
+  static const std::regex kSample(
+      R"re(([a-z_][a-z0-9_]*)((?:\{(?:[a-z]+="(?:[^"\\\n]|\\[\\"n])*",?)+\})?) ([-+.0-9eInf]+))re");
+  static const std::regex kComment("# (HELP|TYPE) ([a-z_0-9]+) .+");
+  std::map<std::string, double> samples;
+  std::set<std::string> typed;
+  std::istringstream lines(text);
+  std::smatch match;
+  for (std::string line; std::getline(lines, line);) {
+    if (std::regex_match(line, match, kComment)) {
+      EXPECT_TRUE(match[1] == "HELP" || typed.insert(match[2]).second) << "typed twice: " << line;
+    } else if (std::regex_match(line, match, kSample)) {
+      const std::string family = std::regex_replace(match[1].str(), std::regex("_(bucket|sum|count)$"), "");
+      EXPECT_TRUE(typed.contains(match[1]) || typed.contains(family)) << line;
+      EXPECT_TRUE(samples.emplace(match[1].str() + match[2].str(), std::stod(match[3])).second) << "twice: " << line;
+    } else {
+      ADD_FAILURE() << line;
+    }
+  }
+  return samples;
+}
+
+TEST_F(ApiTest, MetricsHaveEveryStreamAndReasonFromTheStart) {
+  const auto samples = samplesOf(textOf(ask("/metrics")));
+  const auto at = [&](const std::string& name) { return samples.contains(name) ? samples.at(name) : -1; };
+  EXPECT_EQ(at(R"(k2r_stream_up{stream="gate"})"), 1);
+  EXPECT_EQ(at(R"(k2r_stream_up{stream="attic"})"), 0);
+  EXPECT_EQ(at(R"(k2r_stream_recordings{stream="gate"})"), 3);
+  for (const char* reason : {"source", "no_key_frame", "queue", "refused", "tail"}) {
+    for (const char* unit : {"seconds", "frames"}) {
+      EXPECT_EQ(at(fmt::format("k2r_stream_lost_{}_total{{stream=\"yard\",reason=\"{}\"}}", unit, reason)), 0);
+    }
+  }
+  for (const char* name : {"received_bytes_total", "received_frames_total", "stored_bytes_total", "stored_frames_total",
+                           "gaps_total", "reconnects_total", "queue_bytes", "last_fragment_timestamp_seconds"}) {
+    EXPECT_EQ(at(fmt::format("k2r_stream_{}{{stream=\"yard\"}}", name)), 0) << name;
+  }
+  EXPECT_EQ(at(R"(k2r_fragment_write_duration_seconds_bucket{le="+Inf"})"), 0);
+}
+
+TEST_F(ApiTest, MetricsKeepLargeNumbersAndOddNames) {
+  views[1].snapshot.stored.bytes = 9'007'199'254'740'991;
+  views[1].snapshot.lastFragmentAtMs = 1'795'615'400'500;
+  views[1].snapshot.lostSeconds[2] = 0.5;
+  sources.disks = [] { return std::vector<DiskSpace>{{"/a \"b\"\\c\n", 7}, {"/gone", std::nullopt}}; };
+  sources.removed = [] { return std::vector<RemovedCount>{{"keep_for", 0}, {"keep_bytes", 2}}; };
+  sources.hooks = [] {
+    return std::map<std::string, HookCounts>{{"gate", {.succeeded = 1, .failed = 2, .waiting = 3}}};
+  };
+  sources.fragmentWrites = &writes;
+  for (const auto duration : {std::chrono::microseconds(1000), std::chrono::microseconds(1001),
+                              std::chrono::microseconds(20'000'000), std::chrono::microseconds(-5)}) {
+    writes.add(duration);
+  }
+  const auto samples = samplesOf(textOf(ask("/metrics")));
+  EXPECT_EQ(samples.at(R"(k2r_stream_stored_bytes_total{stream="gate"})"), 9'007'199'254'740'991.0);
+  EXPECT_EQ(samples.at(R"(k2r_stream_last_fragment_timestamp_seconds{stream="gate"})"), 1'795'615'400.5);
+  EXPECT_EQ(samples.at(R"(k2r_stream_lost_seconds_total{stream="gate",reason="queue"})"), 0.5);
+  EXPECT_EQ(samples.at(R"(k2r_disk_free_bytes{root="/a \"b\"\\c\n"})"), 7);
+  EXPECT_EQ(samples.at(R"(k2r_removed_recordings_total{reason="keep_bytes"})"), 2);
+  EXPECT_EQ(samples.at(R"(k2r_hook_runs_total{stream="gate",result="failure"})"), 2);
+  const std::string histogram = "k2r_fragment_write_duration_seconds";
+  EXPECT_EQ(samples.at(histogram + R"(_bucket{le="0.001"})"), 2);
+  EXPECT_EQ(samples.at(histogram + R"(_bucket{le="0.0025"})"), 3);
+  EXPECT_EQ(samples.at(histogram + R"(_bucket{le="10"})"), 3);
+  EXPECT_EQ(samples.at(histogram + R"(_bucket{le="+Inf"})"), 4);
+  EXPECT_EQ(samples.at(histogram + "_count"), 4);
+  EXPECT_DOUBLE_EQ(samples.at(histogram + "_sum"), 20.002001);
+}
+
+TEST_F(ApiTest, ServesTheFilesOfThePageAndNoOthers) {
+  test::TempDirectory web;
+  std::filesystem::create_directory(web.path() / "lib");
+  std::ofstream(web.file("index.html")) << "<p>";
+  std::ofstream(web.file("lib/a.mjs")) << "let a;";
+  std::ofstream(web.file("*")) << "star";
+  std::ofstream(web.file("%41")) << "percent";
+  StaticFiles(web.path()).addRoutes(router);
+  const auto page = ask("/");
+  EXPECT_EQ(page.type, "text/html; charset=utf-8");
+  EXPECT_EQ(textOf(page), "<p>");
+  EXPECT_THAT(page.headers,
+              testing::Contains(testing::Pair("Content-Security-Policy", HasSubstr("default-src 'self'"))));
+  EXPECT_EQ(ask("/index.html").etag, page.etag);
+  EXPECT_EQ(ask("/lib/a.mjs?v=1").type, "text/javascript; charset=utf-8");
+  EXPECT_NE(ask("/lib/a.mjs").etag, page.etag);
+  // Whatever comes into the folder later was not there.
+  std::ofstream(web.file("later.txt")) << "later";
+  for (const char* target : {"/later.txt", "/lib", "/lib/", "/lib%2Fa.mjs", "/x", "/*", "/%41", "/A", "/../index.html",
+                             "/lib/../index.html", "//index.html", "/etc/passwd"}) {
+    EXPECT_EQ(ask(target).status, 404u) << target;
+  }
+  EXPECT_TRUE(StaticFiles(web.file("none")).isEmpty());
+}
+
+}  // namespace
