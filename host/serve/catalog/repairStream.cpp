@@ -78,28 +78,27 @@ bool repairInterrupted(Catalog& catalog, const std::string& stream, const std::s
                        const std::string& recording, const Settings& settings, Log& log) try {
   return Repairer(catalog, stream, folder, recording, log).run(settings);
 } catch (const std::exception& error) {
-  log.warning(
-      fmt::format("{}: recording {} was interrupted, and cannot be finished: {}", stream, recording, error.what()));
+  log.warning(fmt::format("{}: recording {} is not finished, and cannot be: {}", stream, recording, error.what()));
   return false;
 }
 
 std::vector<std::string> repairStream(Catalog& catalog, const std::string& stream, const std::string& folder,
                                       const Settings& settings, Log& log) try {
-  // A process writes one recording of a stream, or two at a rotation.
+  // A process writes one recording of a stream, or two at a rotation. Whatever there is, the stream must begin soon.
   constexpr int kEnough = 2;
+  constexpr int kMost = 8;
   std::vector<std::string> finished;
   int whole = 0;
+  int looked = 0;
   for (const RecordingName& name : namesIn(folder)) {
-    if (whole == kEnough) break;
     const RecordingFacts facts = readFacts(folder, name);
-    const bool isInterrupted =
-        facts.kind == RecordingFacts::Kind::kRecording && facts.state == RecordingState::kInterrupted;
+    if (facts.kind != RecordingFacts::Kind::kRecording) continue;
+    if (facts.state == RecordingState::kFinished) ++whole;
     const std::string text = recordingNameText(name);
-    if (!isInterrupted) {
-      ++whole;
-    } else if (repairInterrupted(catalog, stream, folder, text, settings, log)) {
-      finished.push_back(text);
-    }
+    // Also what looks damaged: the check of the repair decides.
+    const bool isOpen = facts.state != RecordingState::kFinished;
+    if (isOpen && repairInterrupted(catalog, stream, folder, text, settings, log)) finished.push_back(text);
+    if (whole == kEnough || ++looked == kMost) break;
   }
   return finished;
 } catch (const std::exception& error) {

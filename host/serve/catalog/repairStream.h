@@ -17,8 +17,8 @@ bool repairInterrupted(Catalog& catalog, const std::string& stream, const std::s
                        const std::string& recording, const Settings& settings, Log& log);
 
 /// Does that for the newest recordings of a stream in `folder`, before the stream begins the next one: from the newest
-/// on until two need nothing. Older ones are the catalog's to report. Returns the names of those that are finished now.
-/// Reads only what it needs of the others. Does not throw; may wait for the disk of `folder`.
+/// on until two are finished, or some more were looked at. Older ones are the catalog's to report. Returns the names of
+/// those that are finished now. Does not throw; may wait for the disk of `folder`.
 std::vector<std::string> repairStream(Catalog& catalog, const std::string& stream, const std::string& folder,
                                       const Settings& settings, Log& log);
 

@@ -1,0 +1,224 @@
+#include "host/serve/catalog/Catalog.h"
+
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "host/DirectoryLock.h"
+#include "host/serve/catalog/StreamRecordings.h"
+#include "host/serve/catalog/removal.h"
+#include "host/serve/catalog/repairStream.h"
+#include "tests/serve/catalog/storedRecordings.h"
+
+namespace host::serve {
+namespace {
+
+using namespace test;
+namespace fs = std::filesystem;
+
+class CatalogTest : public testing::Test {
+ protected:
+  void scan(Catalog& catalog) {
+    catalog.addRoot(root_.path().string());
+    while (!catalog.isReady()) std::this_thread::yield();
+  }
+  fs::path put(const MadeRecording& made, const std::string& stream, double hour) {
+    return store(made, root_.path(), stream, atHour(hour));
+  }
+  std::string folder(const std::string& stream) { return (root_.path() / stream).string(); }
+  /// "14:00 finished, 15:00 recording" of all that a list of these hours has; in hours after the first.
+  static std::string listed(const Catalog& catalog, const std::string& stream, double from = -10000,
+                            double to = 10000) {
+    std::string text;
+    const auto time = [](double hour) { return kTwoOClock + static_cast<std::int64_t>(hour * kHourMs); };
+    for (const RecordingInfo& info : catalog.list(stream, time(from), time(to))) {
+      const double hour = static_cast<double>(info.time.beginMs - kTwoOClock) / kHourMs;
+      text += fmt::format("{}{} {}", text.empty() ? "" : ", ", hour, recordingStateText(info.state));
+    }
+    return text;
+  }
+
+  TempDirectory root_;
+  SetSurroundings world_;
+  LogCapture log_;
+};
+
+TEST_F(CatalogTest, KnowsTheRecordingsOfAllStreams) {
+  put(finishedRecording(), "cam1", 1);
+  put(interruptedRecording(), "cam1", 0);
+  put(finishedRecording(), "cam1", 2.5);
+  put(finishedRecording(), "gone", 0);
+  writeWholeFile(put(finishedRecording(), "cam1", 3) / "mine.txt", "");
+  fs::create_directory(root_.path() / "cam1" / "20261125T14");
+  fs::create_directory(root_.path() / "Not a stream");
+  Catalog catalog(world_);
+  scan(catalog);
+  EXPECT_EQ(catalog.streams(), (std::vector<std::string>{"cam1", "gone"}));
+  EXPECT_EQ(listed(catalog, "cam1"), "0 interrupted, 1 finished, 2.5 finished");
+  EXPECT_EQ(listed(catalog, "gone"), "0 finished");
+  EXPECT_EQ(listed(catalog, "nobody"), "");
+  EXPECT_EQ(catalog.totals("cam1").recordings, 3U);
+  const auto info = catalog.find("cam1", atHour(1));
+  ASSERT_TRUE(info);
+  EXPECT_EQ(info->time.endMs - info->time.beginMs, 12600);
+  EXPECT_GT(info->bytes, 1000U);
+  EXPECT_FALSE(catalog.find("cam1", atHour(3)));
+  EXPECT_FALSE(catalog.find("cam1", "../cam1"));
+}
+
+TEST_F(CatalogTest, ListsWhatHasAnyTimeInTheSpan) {
+  for (const double hour : {0, 1, 2}) put(finishedRecording(), "cam1", hour);
+  Catalog catalog(world_);
+  scan(catalog);
+  constexpr double kSecond = 1.0 / 3600;
+  EXPECT_EQ(listed(catalog, "cam1", 0, 1), "0 finished");
+  EXPECT_EQ(listed(catalog, "cam1", 11 * kSecond, 1 + kSecond), "0 finished, 1 finished");
+  EXPECT_EQ(listed(catalog, "cam1", 13 * kSecond, 2), "1 finished");
+  EXPECT_EQ(listed(catalog, "cam1", 2 + 13 * kSecond), "");
+}
+
+TEST_F(CatalogTest, ReadsWhatTheScanHasNotReached) {
+  for (const double hour : {0, 1, 2}) put(finishedRecording(), "cam1", hour);
+  StreamRecordings recordings("cam1", folder("cam1"));
+  const auto list = recordings.list(kTwoOClock + 2000, kTwoOClock + 2 * kHourMs, 0);
+  ASSERT_EQ(list.size(), 2U);
+  EXPECT_EQ(list.front().time.endMs, kTwoOClock + 12600);
+  // The third one was not asked for.
+  EXPECT_EQ(recordings.unread().size(), 1U);
+}
+
+TEST_F(CatalogTest, FollowsWhatIsRecorded) {
+  fs::create_directory(root_.path() / "cam1");
+  Catalog catalog(world_);
+  catalog.addStream("cam1", folder("cam1"));
+  fs::create_directory(root_.path() / "cam1" / atHour(0));
+  catalog.began("cam1", atHour(0));
+  EXPECT_EQ(listed(catalog, "cam1"), "0 recording");
+  EXPECT_EQ(catalog.find("cam1", atHour(0))->bytes, 0U);
+  // As if it had grown to this.
+  fs::remove(root_.path() / "cam1" / atHour(0));
+  put(interruptedRecording(), "cam1", 0);
+  catalog.grew("cam1", atHour(0));
+  EXPECT_EQ(listed(catalog, "cam1"), "0 recording");
+  EXPECT_EQ(catalog.find("cam1", atHour(0))->time.endMs, kTwoOClock + 12600);
+  EXPECT_GT(catalog.totals("cam1").bytes, 1000U);
+  fs::remove_all(root_.path() / "cam1" / atHour(0));
+  put(finishedRecording(), "cam1", 0);
+  catalog.finished("cam1", atHour(0), false);
+  catalog.began("cam1", atHour(1));
+  EXPECT_EQ(listed(catalog, "cam1"), "0 finished, 1 recording");
+  catalog.finished("cam1", atHour(1), true);
+  EXPECT_EQ(listed(catalog, "cam1"), "0 finished");
+}
+
+TEST_F(CatalogTest, SeesWhatOthersPutThereAndTake) {
+  put(finishedRecording(), "cam1", 0);
+  Catalog catalog(world_);
+  scan(catalog);
+  put(finishedRecording(), "cam1", 1);
+  fs::remove_all(root_.path() / "cam1" / atHour(0));
+  EXPECT_EQ(listed(catalog, "cam1"), "1 finished");
+  EXPECT_FALSE(catalog.find("cam1", atHour(0)));
+}
+
+TEST_F(CatalogTest, MayBeAskedWhileItIsFilledAndRecorded) {
+  for (int hour = 0; hour < 20; ++hour) put(finishedRecording(), "cam1", hour);
+  Catalog catalog(world_);
+  catalog.addStream("cam1", folder("cam1"));
+  std::jthread recorder([&](const std::stop_token& stop) {
+    for (int hour = 100; !stop.stop_requested(); ++hour) {
+      catalog.began("cam1", atHour(hour));
+      catalog.grew("cam1", atHour(hour));
+      catalog.finished("cam1", atHour(hour), true);
+    }
+  });
+  std::jthread reader([&](const std::stop_token& stop) {
+    while (!stop.stop_requested()) catalog.totals("cam1");
+  });
+  std::size_t listed = 0;
+  while (!catalog.isReady() || listed < 20) listed = catalog.list("cam1", 0, kTwoOClock + 50 * kHourMs).size();
+  EXPECT_EQ(listed, 20U);
+}
+
+TEST_F(CatalogTest, FinishesRemovalsThatWereInterrupted) {
+  const fs::path path = put(finishedRecording(), "cam1", 0);
+  std::vector<fs::path> files;
+  for (const auto& file : fs::directory_iterator(path)) files.push_back(file.path().filename());
+  // What a kill leaves after none, one and all of its files were removed.
+  for (std::size_t removed = 0; removed <= files.size(); ++removed) {
+    fs::remove_all(path);
+    put(finishedRecording(), "cam1", 0);
+    fs::rename(path, path.string() + kRemovedSuffix);
+    for (std::size_t i = 0; i < removed; ++i) fs::remove(fs::path(path.string() + kRemovedSuffix) / files[i]);
+    Catalog catalog(world_);
+    scan(catalog);
+    EXPECT_EQ(listed(catalog, "cam1"), "");
+    EXPECT_TRUE(fs::is_empty(root_.path() / "cam1")) << removed;
+  }
+  // Not ours, for all its name.
+  const fs::path foreign = root_.path() / "cam1" / (std::string("holiday") + kRemovedSuffix);
+  writeWholeFile((fs::create_directory(foreign), foreign / "picture"), "");
+  Catalog catalog(world_);
+  scan(catalog);
+  EXPECT_TRUE(fs::exists(foreign / "picture"));
+}
+
+TEST_F(CatalogTest, ReportsInterruptedRecordingsOfEarlierProcesses) {
+  put(interruptedRecording(), "cam1", -2);
+  put(finishedRecording(), "cam1", -1);
+  put(interruptedRecording(), "cam1", 1);
+  std::vector<std::string> reported;
+  Catalog* own = nullptr;
+  Catalog catalog(world_, [&](const std::string& stream, const std::string& folder, const std::string& recording) {
+    reported.push_back(recording);
+    EXPECT_TRUE(repairInterrupted(*own, stream, folder, recording, Settings(), log_.log()));
+  });
+  own = &catalog;
+  scan(catalog);
+  EXPECT_EQ(reported, std::vector{atHour(-2)});
+  EXPECT_EQ(listed(catalog, "cam1"), "-2 finished, -1 finished, 1 interrupted");
+}
+
+class RepairStream : public CatalogTest {
+ protected:
+  std::vector<std::string> repair() {
+    return repairStream(catalog_, "cam1", folder("cam1"), Settings(), log_.log());
+  }
+
+  Catalog catalog_{world_};
+};
+
+TEST_F(RepairStream, FinishesTheNewestAndLeavesTheDamaged) {
+  put(interruptedRecording(), "cam1", -1);
+  put(finishedRecording(), "cam1", -0.75);
+  put(finishedRecording(), "cam1", 0);
+  put(interruptedRecording(), "cam1", 1);
+  const fs::path damaged = put(interruptedRecording(), "cam1", 2);
+  const fs::path segment = damaged / (atHour(2) + "Seg1.k2r");
+  writeWholeFile(segment, readWholeFile(segment).substr(0, 2000));
+  fs::create_directory(root_.path() / "cam1" / atHour(3));
+  const fs::path foreign = put(interruptedRecording(), "cam1", 4);
+  writeWholeFile(foreign / "mine.txt", "");
+  const auto before = readAllFiles(foreign.string());
+  const auto damagedBefore = readAllFiles(damaged.string());
+  catalog_.addStream("cam1", folder("cam1"));
+  EXPECT_EQ(repair(), std::vector{atHour(1)});
+  EXPECT_EQ(listed(catalog_, "cam1"), "-1 interrupted, -0.75 finished, 0 finished, 1 finished, 2 damaged");
+  EXPECT_FALSE(fs::exists(root_.path() / "cam1" / atHour(3)));
+  EXPECT_EQ(readAllFiles(damaged.string()), damagedBefore);
+  EXPECT_EQ(readAllFiles(foreign.string()), before);
+  EXPECT_THAT(log_.text(), testing::HasSubstr("cam1: recording " + atHour(1) + " was interrupted, and is finished now"));
+  EXPECT_THAT(log_.text(), testing::HasSubstr("is damaged, and stays as it is: " + atHour(2)));
+}
+
+TEST_F(RepairStream, LeavesWhatAnotherProcessWrites) {
+  const fs::path path = put(interruptedRecording(), "cam1", 0);
+  const auto before = readAllFiles(path.string());
+  const DirectoryLock lock(path.string());
+  EXPECT_TRUE(repair().empty());
+  EXPECT_EQ(readAllFiles(path.string()), before);
+  EXPECT_THAT(log_.text(), testing::HasSubstr("is in use"));
+}
+
+}  // namespace
+}  // namespace host::serve

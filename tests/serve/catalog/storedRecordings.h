@@ -1,0 +1,54 @@
+#pragma once
+
+#include <fmt/format.h>
+
+#include <atomic>
+
+#include "host/serve/catalog/Surroundings.h"
+#include "host/serve/recordingName.h"
+#include "tests/host/hostTools.h"
+
+namespace test {
+
+/// 2026-11-25, 14:00 UTC.
+inline constexpr std::int64_t kTwoOClock = 1795615200000;
+inline constexpr std::int64_t kHourMs = 3'600'000;
+
+/// The name of a recording that begins so many hours later.
+inline std::string atHour(double hours) {
+  return host::serve::recordingNameText({.beginMs = kTwoOClock + static_cast<std::int64_t>(hours * kHourMs)});
+}
+
+/// Puts a copy of a recording at ROOT/STREAM/NAME, with the names that it would have there. Returns its path.
+inline std::filesystem::path store(const MadeRecording& made, const std::filesystem::path& root,
+                                   const std::string& stream, const std::string& name) {
+  const std::filesystem::path directory = root / stream / name;
+  std::filesystem::create_directories(directory);
+  for (const auto& entry : std::filesystem::directory_iterator(made.directory())) {
+    const std::string suffix = entry.path().filename().string().substr(std::string("cam1").size());
+    std::filesystem::copy(entry.path(), directory / (name + suffix));
+  }
+  return directory;
+}
+
+/// 12 seconds, three fragments.
+inline const MadeRecording& finishedRecording() {
+  static const MadeRecording made({.messages = av().until(12001)});
+  return made;
+}
+inline const MadeRecording& interruptedRecording() {
+  static const MadeRecording made({.messages = av().until(12001), .stop = false});
+  return made;
+}
+
+/// A clock and a disk that a test sets.
+class SetSurroundings final : public host::serve::Surroundings {
+ public:
+  std::int64_t nowMs() const override { return now; }
+  std::optional<std::uint64_t> freeBytes(const std::string& /*path*/) const override { return free; }
+
+  std::atomic<std::int64_t> now = kTwoOClock;
+  std::atomic<std::uint64_t> free = UINT64_MAX;
+};
+
+}  // namespace test
