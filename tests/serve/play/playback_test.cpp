@@ -206,7 +206,7 @@ TEST_F(PlaybackTest, AnAddressMeansTheSameBytesForEver) {
   const std::string early = content(newest);
   const std::string plain = nameAt(kBeginMs) + "/3-" + std::to_string(kBeginMs + 4000) + ".m4s";
   EXPECT_EQ(statusOf([&] { content(plain); }), 404U) << "its successor is not known";
-  EXPECT_EQ(content(addressesIn(live()).front()).substr(0, 16), content(addressesIn(live()).front()).substr(0, 16));
+  EXPECT_NE(live().find("#EXTINF:2.000,\n" + newest), std::string::npos) << "until its video ends: " << live();
 
   recordSoFar(kBeginMs, av().audio(23).until(9000));
   const std::string late = content(plain);
