@@ -7,11 +7,12 @@ namespace host {
 
 std::uint64_t shiftedTime(std::uint64_t decodeTime, std::int64_t shiftMs, std::uint32_t timescale) {
   constexpr std::int64_t kMillisecondsPerSecond = 1000;
-  const auto scale = static_cast<std::int64_t>(timescale);
-  // Divides first: the place may be a time of day, whose product with a large timescale exceeds 64 bits.
-  const std::int64_t shift =
-      shiftMs / kMillisecondsPerSecond * scale + shiftMs % kMillisecondsPerSecond * scale / kMillisecondsPerSecond;
-  return static_cast<std::uint64_t>(std::max<std::int64_t>(static_cast<std::int64_t>(decodeTime) - shift, 0));
+  const std::int64_t restMs = shiftMs % kMillisecondsPerSecond;
+  // Divides first: the place may be a time of day, whose product with a large timescale exceeds 64 bits. Without signs,
+  // because a malformed timescale may exceed them even so.
+  const std::uint64_t shift = static_cast<std::uint64_t>(shiftMs / kMillisecondsPerSecond) * timescale +
+                              static_cast<std::uint64_t>(restMs * timescale / kMillisecondsPerSecond);
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(static_cast<std::int64_t>(decodeTime - shift), 0));
 }
 
 LastDurations durationsUntil(const TimedFragment& fragment, std::int64_t shiftMs, const TimedFragment& next,

@@ -14,7 +14,8 @@ namespace host::serve {
 ///     <number>-<place>-<duration>-....m4s      the last sample of each of its tracks lasts as said
 ///
 /// The second form is for a fragment that has no successor in its recording: it is the last one, or was the newest when
-/// it was listed.
+/// it was listed. So no bytes depend on another recording, which may come later or go earlier ("An address of a played
+/// fragment decides each of its bytes" in docs/decisions.md).
 struct FragmentAddress {
   std::uint32_t number = 0;
   /// Start of the fragment on the time line of the view, in ms.

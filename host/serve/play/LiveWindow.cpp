@@ -42,7 +42,7 @@ void LiveWindow::add(const PlayedFragment& fragment, const PlayedFragment* next)
   targetDuration_ = std::max(targetDuration_, roundedSeconds(entry.durationMs));
   lengthMs_ += entry.durationMs;
   entries_.push_back(std::move(entry));
-  newest_ = fragment;
+  newest_ = fragment.alone();
 }
 
 void LiveWindow::dropOld() {

@@ -21,7 +21,7 @@ class LiveWindow {
   static constexpr std::uint64_t kLeastMs = 60000;
 
   bool empty() const { return entries_.empty(); }
-  /// The newest fragment, as it was when it was added. Not if the window is empty.
+  /// The newest fragment, as it was when it was added, alone. Not if the window is empty.
   const PlayedFragment& newest() const { return *newest_; }
 
   /// Begins again with these fragments, as after a restart of the process: with numbers above all of before. There is

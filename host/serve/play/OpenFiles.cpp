@@ -25,7 +25,7 @@ OpenFiles::File OpenFiles::open(const std::string& path) {
   if (found != files_.end()) {
     if (File file = found->second.lock()) return file;
   }
-  auto file = std::make_shared<const platform::os::Descriptor>(path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+  auto file = std::make_shared<const platform::os::Descriptor>(path, O_RDONLY | O_NONBLOCK);
   if (!*file) throwError("a segment cannot be opened");
   std::erase_if(files_, [](const auto& entry) { return entry.second.expired(); });
   files_[path] = file;

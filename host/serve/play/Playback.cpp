@@ -52,10 +52,6 @@ std::vector<RecordingInfo> upToCurrent(std::vector<RecordingInfo> infos) {
   return infos;
 }
 
-void appendFragments(const RecordingPointer& recording, std::size_t from, std::vector<PlayedFragment>& fragments) {
-  for (std::size_t i = from; i < recording->timeline.fragments.size(); ++i) fragments.push_back({recording, i});
-}
-
 }  // namespace
 
 Playback::Playback(const RecordingSource& source, Log& log, Clock clock, Limits limits)
@@ -138,8 +134,12 @@ std::optional<std::vector<PlayedFragment>> Playback::following(const std::string
   for (const RecordingInfo& info : upToCurrent(source_.list(stream, name.beginMs, kForEverMs))) {
     const RecordingPointer recording = nameOf(info) < name ? nullptr : open(stream, info);
     if (!recording) continue;
-    const bool isSame = recording->name == name;
-    appendFragments(recording, isSame ? recording->find(newest.timed().number).value_or(0) + 1 : 0, fragments);
+    const auto& all = recording->timeline.fragments;
+    const auto first = recording->name == name
+                           ? std::ranges::upper_bound(all, newest.timed().number, {}, &TimedFragment::number)
+                           : all.begin();
+    for (auto i = first; i != all.end(); ++i)
+      fragments.push_back({recording, static_cast<std::size_t>(i - all.begin())});
   }
   if (!fragments.empty()) return fragments;
   // A clock that was set back gives new recordings names before this one.

@@ -24,6 +24,15 @@ std::int64_t PlayedFragment::wallMs() const {
          static_cast<std::int64_t>(recording->namedMs);
 }
 
+PlayedFragment PlayedFragment::alone() const {
+  auto kept = std::make_shared<PlayedRecording>();
+  kept->name = recording->name;
+  kept->namedMs = recording->namedMs;
+  kept->timeline.fragments = {timed()};
+  kept->headers = {{timed().segment, header()}};
+  return {.recording = std::move(kept), .index = 0};
+}
+
 FragmentStep stepBetween(const PlayedFragment& from, const PlayedFragment& to) {
   if (from.recording->name == to.recording->name && to.index > 0) {
     // Not what `from` knows: it may be from a moment at which it was the last one.

@@ -41,6 +41,8 @@ struct PlayedFragment {
   bool isLast() const { return index + 1 == recording->timeline.fragments.size(); }
   /// When it starts, in ms since 1970-01-01 UTC.
   std::int64_t wallMs() const;
+  /// The same fragment without the others of its recording, to be kept for long.
+  PlayedFragment alone() const;
 };
 
 /// How one fragment leads to the next.

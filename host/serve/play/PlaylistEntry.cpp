@@ -27,6 +27,19 @@ std::uint32_t untilEnd(const TimedFragment& fragment, const TimedTrack& track) {
   return static_cast<std::uint32_t>(std::clamp<std::uint64_t>(lasts, 1, std::numeric_limits<std::uint32_t>::max()));
 }
 
+/// How long the fragment lasts if nothing is known of the next one: until the first of its tracks ends, since that is
+/// where the next fragment begins. Not if a track ends long before the others, such as pictures of a still camera.
+std::uint64_t expectedMs(const TimedFragment& fragment) {
+  const std::uint64_t endMs = fragment.startMs + fragment.durationMs;
+  std::uint64_t nextMs = endMs;
+  for (const TimedTrack& track : fragment.tracks) {
+    if (track.lastDuration == 0) continue;
+    const std::uint64_t trackEndMs = inMilliseconds(track.lastDecodeTime + track.lastDuration, track.timescale);
+    if (trackEndMs > fragment.startMs && trackEndMs + kSmallestGapMs > endMs) nextMs = std::min(nextMs, trackEndMs);
+  }
+  return nextMs - fragment.startMs;
+}
+
 /// The durations of the last samples of a fragment that is the last one of its recording.
 std::vector<std::uint32_t> lastDurations(const TimedFragment& fragment, const LastDurations& known) {
   std::vector<std::uint32_t> durations;
@@ -54,6 +67,7 @@ PlaylistEntry makeEntry(const PlayedFragment& fragment, std::uint64_t placeMs, c
   FragmentAddress address{.number = timed.number, .placeMs = placeMs};
   if (fragment.isLast()) {
     LastDurations known;
+    entry.durationMs = expectedMs(timed);
     if (next != nullptr) {
       entry.durationMs = stepBetween(fragment, *next).distanceMs;
       // The tracks of another configuration do not continue these.

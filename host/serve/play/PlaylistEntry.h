@@ -23,7 +23,7 @@ struct PlaylistEntry {
 };
 
 /// The entry of a fragment that starts at `placeMs` of the view. `next` is the fragment after it in the view, null if
-/// it is not known: a last sample then keeps its stored duration, except that it must not be 0.
+/// it is not known: last samples then keep their stored durations, except that none is 0, and EXTINF is an estimate.
 PlaylistEntry makeEntry(const PlayedFragment& fragment, std::uint64_t placeMs, const PlayedFragment* next);
 
 /// The line that sets a header.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "host/errors.h"
 #include "host/files/FileView.h"
 #include "host/files/inFile.h"
 #include "host/plain/plainHeader.h"
@@ -28,6 +29,16 @@ std::uint64_t namedMs(const RecordedTimeline& timeline) {
   return first.startMs;
 }
 
+/// Throws CommandError for times that no recording has, so that times of day can be computed with them.
+void requireSensibleTimes(const PlayedRecording& recording) {
+  constexpr std::uint64_t kLongestMs = std::uint64_t{1} << 42;  // 139 years
+  for (const TimedFragment& fragment : recording.timeline.fragments) {
+    if (fragment.startMs <= kLongestMs && fragment.durationMs <= kLongestMs) continue;
+    throw CommandError(
+        fmt::format("'{}': fragment {} has a time beyond a century", recording.directory.path, fragment.number));
+  }
+}
+
 }  // namespace
 
 RecordingCache::RecordingCache(std::uint64_t limit, HeaderStore& headers, Log& log)
@@ -39,7 +50,10 @@ RecordingPointer RecordingCache::get(const std::string& path, const RecordingNam
   // Before the files are read: what comes meanwhile changes it again, and is read by the next call.
   const auto stamp = stampOf(path + "/" + fileset::FileNames{recordingNameText(name)}.bootstrapName());
   const auto now = std::chrono::steady_clock::now();
-  if (!stamp) slot->recording = nullptr;
+  if (!stamp) {
+    slot->recording = nullptr;
+    slots_.setBytes(path, 0);
+  }
   const bool isKnown = slot->stamp == stamp && (slot->recording || now < slot->retry);
   if (!stamp || isKnown) return slot->recording;
   // After a failure, too, so that a damaged recording is not read with each request.
@@ -73,6 +87,7 @@ RecordingPointer RecordingCache::read(const std::string& path, const RecordingNa
   const bool continues = before && !before->timeline.ended;
   recording->timeline = continues ? extendRecordedTimeline(recording->directory, before->timeline)
                                   : readRecordedTimeline(recording->directory);
+  requireSensibleTimes(*recording);
   if (continues) recording->headers = before->headers;
   for (const TimedSegment& segment : recording->timeline.segments) {
     if (recording->headers.contains(segment.number)) continue;

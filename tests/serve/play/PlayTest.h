@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <fstream>
 #include <sstream>
 
 #include "host/serve/play/Playback.h"
@@ -38,11 +39,19 @@ class PlayTest : public testing::Test, public RecordingSource {
     plan.settings.emplace("Recording/FragmentDuration", "2000");
     const test::MadeRecording made(plan);
     std::filesystem::create_directories(directoryOf(name));
-    for (const auto& entry : std::filesystem::directory_iterator(made.directory())) {
-      const std::string file = name + entry.path().filename().string().substr(4);
-      // By a new file, as a recorder replaces its small ones.
-      std::filesystem::remove(directoryOf(name) + "/" + file);
-      std::filesystem::copy(entry.path(), directoryOf(name) + "/" + file);
+    // In the order of a recorder, which appends to segments and replaces the others: somebody may read them meanwhile.
+    for (const char* const suffix : {".k2r", ".k2i", ".meta", ".control", ".bootstrap"}) {
+      for (const auto& entry : std::filesystem::directory_iterator(made.directory())) {
+        if (entry.path().extension() != suffix) continue;
+        const std::string file = directoryOf(name) + "/" + name + entry.path().filename().string().substr(4);
+        if (entry.path().extension() == ".k2r" && std::filesystem::exists(file)) {
+          std::ofstream(file, std::ios::app | std::ios::binary)
+              << test::readWholeFile(entry.path()).substr(std::filesystem::file_size(file));
+        } else {
+          std::filesystem::copy(entry.path(), file + ".tmp");
+          std::filesystem::rename(file + ".tmp", file);
+        }
+      }
     }
     add(beginMs, RecordingState::kInProgress, messages);
     return name;
@@ -105,6 +114,7 @@ class PlayTest : public testing::Test, public RecordingSource {
   }
   std::vector<RecordingInfo> list(const std::string& /*stream*/, std::int64_t fromMs,
                                   std::int64_t toMs) const override {
+    const std::lock_guard lock(mutex_);
     std::vector<RecordingInfo> found;
     for (const auto& [name, info] : infos_) {
       if (info.time.beginMs < toMs && info.time.endMs > fromMs) found.push_back(info);
@@ -112,6 +122,7 @@ class PlayTest : public testing::Test, public RecordingSource {
     return found;
   }
   std::optional<RecordingInfo> find(const std::string& /*stream*/, const std::string& recording) const override {
+    const std::lock_guard lock(mutex_);
     const auto found = infos_.find(recording);
     return found == infos_.end() ? std::nullopt : std::optional(found->second);
   }
@@ -120,14 +131,17 @@ class PlayTest : public testing::Test, public RecordingSource {
 
   test::TempDirectory root_;
   test::LogCapture capture_;
+  mutable std::mutex mutex_;
+  /// Guarded by `mutex_` where a test has threads.
   std::map<std::string, RecordingInfo> infos_;
-  bool recording_ = false;
+  std::atomic<bool> recording_ = false;
   std::atomic<std::int64_t> nowMs_ = kBeginMs + 60000;
   std::unique_ptr<Playback> playback_ = makePlayback();
 
  private:
   void add(std::int64_t beginMs, RecordingState state, const std::vector<test::StreamMessage>& messages) {
     const auto lengthMs = static_cast<std::int64_t>(messages.back().time - messages.front().time);
+    const std::lock_guard lock(mutex_);
     RecordingInfo& info = infos_[nameAt(beginMs)];
     info.name = nameAt(beginMs);
     info.state = state;
