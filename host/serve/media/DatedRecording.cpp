@@ -13,6 +13,7 @@
 #include "host/files/tracks.h"
 #include "host/plain/plainHeader.h"
 #include "host/serve/http/HttpMessage.h"
+#include "host/serve/recordingName.h"
 #include "platform/container/reading/numbers.h"
 
 namespace host::serve {
@@ -32,6 +33,17 @@ const Track* presentedTrack(const Movie& movie, std::uint32_t id) {
 }
 
 }  // namespace
+
+std::vector<MediaRecording> mediaRecordings(const std::string& folder, const std::vector<RecordingInfo>& listed) {
+  std::vector<MediaRecording> recordings;
+  for (const RecordingInfo& info : listed) {
+    const auto name = parseRecordingName(info.name);
+    // A repair may cut an interrupted recording off, and a body must not refer to what it removes.
+    const bool isWhole = info.state == RecordingState::kInProgress || info.state == RecordingState::kFinished;
+    if (name && isWhole) recordings.push_back({folder + "/" + info.name, name->beginMs});
+  }
+  return recordings;
+}
 
 std::int64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale) {
   constexpr std::uint64_t kLatest = std::uint64_t{1} << 53;
@@ -60,11 +72,20 @@ DatedRecording::DatedRecording(const MediaRecording& recording)
   }
   for (std::size_t i = 0; i < places_.size(); ++i) {
     // Only a fragment of script data has none, and the next one has the first sample then.
-    const auto start = startOf(read(i).fragment);
-    if (!start) continue;
-    shiftMs_ = recording.beginMs - *start;
+    const auto named = namedMs(read(i).fragment);
+    if (!named) continue;
+    shiftMs_ = recording.beginMs - *named;
     break;
   }
+}
+
+std::optional<std::int64_t> DatedRecording::namedMs(const Fragment& fragment) const {
+  const Track* const video = findTrack(movie(), "vide"_4cc);
+  for (const TrackFragment& part : fragment.tracks) {
+    if (video == nullptr || part.trackId != video->id || part.samples.empty()) continue;
+    return decodedAt(part.samples.front(), *video);
+  }
+  return startOf(fragment);
 }
 
 void DatedRecording::openSegment(std::uint32_t number) {

@@ -9,6 +9,7 @@
 
 #include "host/files/RecordedSegments.h"
 #include "host/files/RecordingDirectory.h"
+#include "host/serve/catalog/Catalog.h"
 #include "host/serve/http/Body.h"
 #include "platform/container/reading/Fragment.h"
 #include "platform/container/reading/Movie.h"
@@ -19,11 +20,16 @@ namespace host::serve {
 struct MediaRecording {
   /// Native path.
   std::string directory;
-  /// When its first sample was received, in milliseconds since 1970-01-01 UTC, by its name.
+  /// When its first picture was received, in milliseconds since 1970-01-01 UTC, by its name; without video, its first
+  /// sample.
   std::int64_t beginMs = 0;
 };
 
-/// The fragments of a recording by time of day: its begin, plus the time of a sample, less that of the first sample.
+/// Those of a stream's recordings that can be read, from what the catalog lists; `folder` is the stream's. Recordings
+/// that are damaged or wait for their repair, and directories with other names, are left out.
+std::vector<MediaRecording> mediaRecordings(const std::string& folder, const std::vector<RecordingInfo>& listed);
+
+/// The fragments of a recording by time of day: its begin, plus the time of a sample, less that of the first picture.
 /// Has what was complete when it was made; the recording may grow meanwhile. One segment file is open at a time.
 /// Belongs to one thread. Operations throw CommandError for a file that is malformed or cannot be read.
 class DatedRecording {
@@ -89,6 +95,9 @@ class DatedRecording {
   };
 
   void openSegment(std::uint32_t number);
+  /// The moment of the first fragment that the recording's name means: that of the first picture, before which sound
+  /// may begin. Nothing without samples.
+  std::optional<std::int64_t> namedMs(const krvo::container::Fragment& fragment) const;
   /// Decode time of the earliest sample of the tracks that are presented. Nothing without such samples.
   std::optional<std::int64_t> startOf(const krvo::container::Fragment& fragment) const;
   /// The entries of a fragment, in order.

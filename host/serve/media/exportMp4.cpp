@@ -135,7 +135,7 @@ class ExportMaker {
   }
 
   /// What is added to times of day of a further recording, so that it follows the one before. Both have the time at
-  /// which their first sample arrived, so without it each seam would have a small gap or an overlap.
+  /// which their first picture arrived, so without it each seam would have a small gap or an overlap.
   std::int64_t shiftOf(DatedRecording& recording) const {
     const auto entry = recording.firstEntry();
     if (!entry || tracks_.empty()) return 0;

@@ -247,4 +247,25 @@ TEST_F(Export, HasOffsetsBeyond4GiB) {
   EXPECT_EQ(expectPrefix(frameHashes(place_.file("large.mp4"), "v"), before, before.size()), 0);
 }
 
+TEST(MediaRecordings, AreThoseThatCanBeRead) {
+  using host::serve::RecordingState;
+  std::vector<host::serve::RecordingInfo> listed;
+  for (const auto& [name, state] : {std::pair("20251125T110000.000Z", RecordingState::kDamaged),
+                                    {"20251125T120000.000Z", RecordingState::kFinished},
+                                    {"lost+found", RecordingState::kFinished},
+                                    {"20251125T120000.000Z-2", RecordingState::kFinished},
+                                    {"20251125T120001.500Z", RecordingState::kInProgress},
+                                    {"20251125T130000.000Z", RecordingState::kInterrupted}}) {
+    listed.emplace_back();
+    listed.back().name = name;
+    listed.back().state = state;
+  }
+  std::string text;
+  for (const auto& [directory, beginMs] : host::serve::mediaRecordings("/rec/cam1", listed))
+    text += directory + " " + std::to_string(beginMs - kNoon) + "\n";
+  EXPECT_EQ(
+      text,
+      "/rec/cam1/20251125T120000.000Z 0\n/rec/cam1/20251125T120000.000Z-2 0\n/rec/cam1/20251125T120001.500Z 1500\n");
+}
+
 }  // namespace
