@@ -46,10 +46,14 @@ async function request(address, options = {}) {
 
 const json = async (address, options) => (await request(address, options)).json();
 
-function query(parameters) {
-  const given = Object.entries(parameters).filter(([, value]) => value !== undefined && value !== null);
-  const text = new URLSearchParams(given.map(([name, value]) => [name, typeof value === 'number' && name !== 'limit'
-    ? new Date(value).toISOString() : value])).toString();
+/** "2026-11-25T14:03:20Z", with a fraction where there is one. */
+export const timeText = (ms) => new Date(ms).toISOString().replace('.000Z', 'Z');
+
+/** "?start=2026-11-25T14:03:20Z&limit=1"; times are numbers, and what is undefined or null is left out. */
+function query({start, end, at, ...others}) {
+  const times = Object.entries({start, end, at}).filter(([, ms]) => Number.isFinite(ms)).map(([name, ms]) => [name, timeText(ms)]);
+  const rest = Object.entries(others).filter(([, value]) => value !== undefined && value !== null);
+  const text = new URLSearchParams([...times, ...rest]).toString().replaceAll('%3A', ':');
   return text && `?${text}`;
 }
 

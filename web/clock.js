@@ -35,16 +35,19 @@ export const date = (ms) => iso(ms).slice(0, 10);
 export const time = (ms) => iso(ms).slice(11, 19);
 /** "14:03" */
 export const minute = (ms) => iso(ms).slice(11, 16);
-/** "2026-11-25T14:03:20.500", as date and time fields have it. */
-export const fieldText = (ms) => iso(ms).slice(0, 23);
+/** "2026-11-25 14:03:20.500", without the fraction where there is none. */
+export const exact = (ms) => iso(ms).slice(0, 23).replace('T', ' ').replace(/\.000$/, '');
 /** "Wed 25 Nov 2026" */
 export const longDate = (ms) => new Date(ms + offset(ms)).toUTCString().slice(0, 16).replace(',', '');
 /** "UTC", "GMT+1" */
 export const zone = (ms) => (utc ? 'UTC' : new Intl.DateTimeFormat('en', {timeZoneName: 'short'})
     .formatToParts(ms).find(({type}) => type === 'timeZoneName').value);
 
-/** Reads "2026-11-25T14:03:20.500" or shorter in our zone; NaN where it is no time. */
-export const parse = (text) => new Date(`${text}${utc ? 'Z' : ''}`).getTime();
+/** Reads what exact() writes, or less of it down to "2026-11-25 14:03", in our zone; NaN where it is no time. */
+export function parse(text) {
+  const isTime = /^\d{4}-\d\d-\d\d[ T]\d\d:\d\d(:\d\d(\.\d{1,3})?)?$/.test(text.trim());
+  return isTime ? Date.parse(`${text.trim().replace(' ', 'T')}${utc ? 'Z' : ''}`) : NaN;
+}
 
 /** The day that has a time: 23 to 25 hours long. */
 export function dayOf(ms) {

@@ -33,9 +33,9 @@ export function coverage(recordings) {
   return {stretches, holes};
 }
 
-/** The first recorded moment from `ms` on; nothing if there is none. */
+/** The first moment from `ms` on that can be played; nothing if there is none. */
 export function firstFrom({stretches}, ms) {
-  const found = stretches.find(({end}) => end > ms);
+  const found = stretches.find(({end, kind}) => end > ms && kind !== 'damaged');
   return found && Math.max(found.begin, ms);
 }
 

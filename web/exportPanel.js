@@ -37,8 +37,8 @@ export class ExportPanel {
   /** Shows a span that was marked elsewhere, or none. */
   show(span) {
     this.#span = span;
-    this.#begin.value = span ? clock.fieldText(span.begin) : '';
-    this.#end.value = span ? clock.fieldText(span.end) : '';
+    this.#begin.value = span ? clock.exact(span.begin) : '';
+    this.#end.value = span ? clock.exact(span.end) : '';
     this.#say();
   }
 
@@ -50,19 +50,25 @@ export class ExportPanel {
   #fill(field) {
     const ms = this.#events.position();
     if (!Number.isFinite(ms)) return setText(byId('export-text'), 'No picture is shown yet.');
-    field.value = clock.fieldText(Math.round(ms));
+    field.value = clock.exact(Math.round(ms));
     this.#typed();
   }
 
   #typed() {
-    const begin = clock.parse(this.#begin.value), end = clock.parse(this.#end.value);
+    const [begin, end] = [this.#begin, this.#end].map((field) => clock.parse(field.value));
     this.#span = end > begin ? {begin, end} : null;
     this.#events.span(this.#span);
-    this.#say(begin, end);
+    const wrong = [this.#begin, this.#end].find(({value}) => value && Number.isNaN(clock.parse(value)));
+    this.#say(wrong ? `“${wrong.value}” is no time: expected such as ${clock.exact(Math.floor(api.now() / 1000) * 1000)}.`
+      : end <= begin ? 'The end has to be after the begin.' : undefined);
   }
 
-  #say(begin, end) {
+  /** Shows the span; where there is none, `problem` or what to do. */
+  #say(problem = 'Mark a span on the time line, or type its times.') {
     const text = byId('export-text');
+    for (const field of [this.#begin, this.#end]) {
+      field.setAttribute('aria-invalid', field.value !== '' && Number.isNaN(clock.parse(field.value)));
+    }
     if (this.#span) {
       this.#link.href = api.exportAddress(this.#name, this.#span.begin, this.#span.end);
       this.#link.download = `${this.#name}-${new Date(this.#span.begin).toISOString().replace(/[-:]|\.\d+/g, '')}.mp4`;
@@ -76,7 +82,7 @@ export class ExportPanel {
     }
     this.#link.removeAttribute('href');
     this.#link.setAttribute('aria-disabled', 'true');
-    setText(text, end <= begin ? 'The end has to be after the begin.' : 'Mark a span on the time line, or type its times.');
+    setText(text, problem);
   }
 
   /** A failed download has no words of the server's: it is asked first. */

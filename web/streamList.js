@@ -8,8 +8,10 @@ const kPictureMs = 30000;
 /** From this many streams on there is a field to find one by its name. */
 const kFilterFrom = 9;
 
+/** Of streams and of recordings. */
 const kStates = {
-  recording: 'Recording', connecting: 'Connecting', blocked: 'Cannot store', failed: 'Failed', stopped: 'Stopped'};
+  recording: 'Recording', connecting: 'Connecting', blocked: 'Cannot store', failed: 'Failed', stopped: 'Stopped',
+  finished: 'Finished', interrupted: 'Interrupted', damaged: 'Damaged'};
 
 export const stateWord = (state) => kStates[state] ?? state;
 
@@ -23,7 +25,8 @@ export function sinceWords(ms) {
 /** What a stream receives and has. */
 export function factsOf(stream) {
   const receives = stream.receivedBytesPerSecond > 0 && `${clock.rate(stream.receivedBytesPerSecond)} received`;
-  const has = `${stream.recordings} recording${stream.recordings === 1 ? '' : 's'}, ${clock.bytes(stream.bytes ?? 0)}`;
+  const has = stream.recordings > 0
+    ? `${stream.recordings} recording${stream.recordings === 1 ? '' : 's'}, ${clock.bytes(stream.bytes)}` : 'Nothing recorded';
   return [receives, has].filter(Boolean).join(' · ');
 }
 

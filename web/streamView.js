@@ -3,15 +3,14 @@
 import * as api from './api.js';
 import * as clock from './clock.js';
 import {coverage, firstFrom, inWords} from './coverage.js';
-import {byId, element, setText} from './dom.js';
+import {byId, setText} from './dom.js';
 import {ExportPanel} from './exportPanel.js';
 import {Player} from './player.js';
+import {RecordingList} from './recordingList.js';
 import {factsOf, showState, sinceWords} from './streamList.js';
 import {Timeline} from './timeline.js';
 
 const kHourMs = 3600000;
-/** More recordings than this are not listed one by one. */
-const kMostListed = 200;
 
 const kNothing = {stretches: [], holes: []};
 
@@ -24,18 +23,20 @@ export class StreamView {
   #coverage = kNothing;
   #loading = null;
   #isFirstLoad = true;
-  #changed;
+  #events;
   #timeline = new Timeline(byId('timeline'), {
-    play: (ms) => this.#play(ms), span: (span) => this.#marked(span), view: () => this.#viewed()});
+    play: (ms) => this.#play(ms), span: (span) => this.#panel.show(span), view: () => this.#viewed()});
   #panel = new ExportPanel({
     span: (span) => { this.#timeline.span = span; }, position: () => this.#player.wall});
+  #list = new RecordingList(byId('recordings'), {
+    play: (ms) => this.#play(ms), span: (span) => { this.#timeline.span = span; this.#panel.show(span); }});
   #player = new Player(byId('video'), {
     position: () => this.#positionChanged(), message: (text) => setText(byId('message'), text),
     ended: (wall) => this.#continue(wall)});
 
-  /** `changed()` is called when a control has changed the stream; `problem(text)` shows a failure. */
+  /** `events`: changed() after a control has changed the stream; problem(error) for what failed. */
   constructor(events) {
-    this.#changed = events;
+    this.#events = events;
     for (const action of ['start', 'stop', 'rotate']) {
       byId(action).addEventListener('click', () => this.#control(action));
     }
@@ -115,6 +116,7 @@ export class StreamView {
     this.#panel.refresh();
     this.#showDay(this.#timeline.view.from);
     this.#use(this.#recordings);
+    this.#positionChanged();
   }
 
   // Playing.
@@ -127,7 +129,8 @@ export class StreamView {
 
   async #play(ms) {
     const name = this.#name;
-    let at = firstFrom(this.#coverage, ms);
+    const isLoaded = this.#loaded && ms >= this.#loaded.from && ms < this.#loaded.to;
+    let at = isLoaded ? firstFrom(this.#coverage, ms) : undefined;
     try {
       at ??= await this.#nextRecorded(ms);
     } catch (error) {
@@ -141,7 +144,8 @@ export class StreamView {
   }
 
   async #nextRecorded(ms) {
-    return firstFrom(coverage(await api.recordings(this.#name, ms, undefined, {limit: 1})), ms);
+    // A few, for those that are damaged.
+    return firstFrom(coverage(await api.recordings(this.#name, ms, undefined, {limit: 20})), ms);
   }
 
   async #continue(wall) {
@@ -181,7 +185,7 @@ export class StreamView {
     try {
       await api.control(this.#name, action);
       this.#say(words[action], true);
-      this.#changed.changed();
+      this.#events.changed();
     } catch (error) {
       this.#say(error.message, true);
     }
@@ -197,12 +201,6 @@ export class StreamView {
   #showHour(text) {
     if (text === '') return this.#showDay(this.#timeline.view.from);
     this.#timeline.show(Number(text), kHourMs);
-    byId('timeline').focus({preventScroll: true});
-  }
-
-  #marked(span) {
-    this.#panel.show(span);
-    byId('export').classList.toggle('marked', Boolean(span));
   }
 
   #viewed() {
@@ -249,7 +247,7 @@ export class StreamView {
     } catch (error) {
       if (error.name === 'AbortError' || loading.signal.aborted) return;
       this.#loaded = null;
-      this.#changed.problem(error);
+      this.#events.problem(error);
     }
   }
 
@@ -266,45 +264,11 @@ export class StreamView {
     this.#panel.coverage = this.#coverage;
     this.#fillHours((this.#timeline.view.from + this.#timeline.view.to) / 2);
     this.#fillWords();
-    this.#fillList();
+    this.#list.show(recordings);
   }
 
   #fillWords() {
     const {from, to} = this.#timeline.view;
     setText(byId('words'), inWords(this.#coverage, from, to).join(' '));
-  }
-
-  #fillList() {
-    const rows = this.#recordings.slice(-kMostListed).reverse().map((recording) => this.#row(recording));
-    const old = byId('recordings');
-    const isSame = rows.length === old.children.length && rows.every((row, i) => row.textContent === old.children[i].textContent
-      && row.dataset.name === old.children[i].dataset.name);
-    if (isSame) return;
-    // The focus stays with its recording.
-    const focused = old.contains(document.activeElement) && document.activeElement.closest('li').dataset.name;
-    const kind = document.activeElement?.dataset.action;
-    old.replaceChildren(...rows.length ? rows : [element('li', {textContent: 'None on this day.'})]);
-    if (focused) rows.find((row) => row.dataset.name === focused)?.querySelector(`[data-action=${kind}]`)?.focus();
-  }
-
-  #row({name, begin, end, bytes, state, gaps}) {
-    const missing = gaps.reduce((sum, gap) => sum + gap.end - gap.begin, 0);
-    const text = [clock.duration(end - begin), clock.bytes(bytes),
-                  gaps.length > 0 && `${gaps.length} gap${gaps.length === 1 ? '' : 's'} (${clock.duration(missing)})`]
-        .filter(Boolean).join(' · ');
-    const title = `${clock.time(begin)} – ${clock.time(end)}`;
-    const button = (action, label, act) => {
-      const made = element('button', {type: 'button', textContent: label, data: {action}});
-      made.setAttribute('aria-label', `${label} ${title}`);
-      made.addEventListener('click', act);
-      return made;
-    };
-    const badge = element('span', {className: 'state'});
-    showState(badge, state);
-    badge.textContent = state === 'recording' ? 'In progress' : state[0].toUpperCase() + state.slice(1);
-    return element('li', {data: {name}}, element('strong', {textContent: title}), badge,
-                   element('span', {className: 'facts', textContent: text}),
-                   element('span', {className: 'group'}, button('play', 'Play', () => this.#play(begin)),
-                           button('mark', 'Mark', () => { this.#timeline.span = {begin, end}; this.#marked({begin, end}); })));
   }
 }

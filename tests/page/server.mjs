@@ -38,6 +38,11 @@ function fragmentsOf(k2r, folder, view, recording) {
   return {fragments, isFinished: text.includes('#EXT-X-ENDLIST')};
 }
 
+const bytesOf = (folder) => fs.readdirSync(folder).reduce((sum, name) => {
+  const found = fs.statSync(path.join(folder, name), {throwIfNoEntry: false});
+  return sum + (found?.size ?? 0);
+}, 0);
+
 function playlistOf(fragments, first, type, isEnded) {
   const lines = ['#EXTM3U', '#EXT-X-VERSION:7', '#EXT-X-TARGETDURATION:4', `#EXT-X-MEDIA-SEQUENCE:${first}`, ...type];
   let last;
@@ -52,11 +57,6 @@ function playlistOf(fragments, first, type, isEnded) {
 }
 
 class StandIn {
-  /** What POST requests asked for: "cam1/stop". */
-  posts = [];
-  /** The answer to an export that fails, or nothing. */
-  exportError = null;
-
   constructor(options) { Object.assign(this, options); }
 
   recordings(stream) {
@@ -69,7 +69,7 @@ class StandIn {
       const gaps = fragments.slice(1).map((next, i) => ({begin: fragments[i].wall + fragments[i].length, end: next.wall}))
           .filter(({begin, end}) => end - begin > 1);
       return {name, fragments, gaps, begin: beginOf(name), end: last ? last.wall + last.length : beginOf(name),
-              state: isFinished ? 'finished' : 'recording', bytes: fs.statSync(path.join(folder, name, `${name}Seg1.k2r`)).size};
+              state: isFinished ? 'finished' : 'recording', bytes: bytesOf(path.join(folder, name))};
     }).filter(({fragments}) => fragments.length > 0);
   }
 
@@ -133,16 +133,13 @@ class StandIn {
     if (parts[0] !== 'v1') return this.file(path.join(this.web, parts.join('/') || 'index.html'), send);
     const [, , stream, what] = parts;
     if (!stream) return document({streams: this.streams()});
-    if (request.method === 'POST') {
-      this.posts.push(`${stream}/${what}`);
-      return document({});
-    }
+    if (request.method === 'POST') return document({});
     if (what === 'recordings') return document(this.list(stream, address.searchParams));
     if (what === 'index.m3u8') {
       const text = this.playlist(stream, address.searchParams);
       return text ? send(200, 'application/vnd.apple.mpegurl', text) : missing('Nothing is recorded there.');
     }
-    if (what === 'export.mp4') return this.exportError ? document({error: this.exportError}, 409) : send(200, 'video/mp4', 'media');
+    if (what === 'export.mp4') return send(200, 'video/mp4', 'media');
     if (what === 'snapshot.jpg') {
       const picture = this.snapshot(stream);
       return picture ? send(200, 'image/jpeg', picture) : missing('No picture.');
@@ -157,8 +154,7 @@ class StandIn {
 }
 
 /**
- * Serves the page in `web` over the recordings in `root`, below `prefix`. The result has `url`, `close()`, and what a
- * test may look at.
+ * Serves the page in `web` over the recordings in `root`, below `prefix`. The result has `url` and `close()`.
  */
 export async function startServer({k2r, web, root, prefix = '/'}) {
   const standIn = new StandIn({k2r, web, root, prefix});
