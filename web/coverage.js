@@ -55,12 +55,13 @@ export function wordAt({stretches, holes}, ms) {
 /** The sentences that say what [from, to) has: "Recorded 10:00:00 to 10:40:00.", "Gap of 5 min from 10:40:00." */
 export function inWords({stretches, holes}, from, to) {
   const inside = ({begin, end}) => end > from && begin < to;
+  const holeAt = new Map(holes.map((hole) => [hole.begin, hole]));
   const sentences = [];
   let begin = null;
   const shown = stretches.filter(inside);
   for (const [i, stretch] of shown.entries()) {
     begin ??= stretch.begin;
-    const hole = holes.find((one) => one.begin === stretch.end && one.begin < to);
+    const hole = stretch.end < to ? holeAt.get(stretch.end) : undefined;
     const next = shown[i + 1];
     if (next && !hole) continue;  // A rotation: nothing is missing.
     const grows = stretch.kind === 'recording' && !next;

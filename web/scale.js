@@ -16,10 +16,12 @@ export function roundStep(from, to, count) {
 export function marks({from, to}, width) {
   const step = roundStep(from, to, Math.max(2, width / kLabelWidth));
   const found = [];
-  for (let at = from; ; at += step) {
-    const local = at + clock.offset(at);
-    at += Math.ceil(local / step) * step - local;
+  let ahead = clock.offset(from);
+  for (let local = Math.ceil((from + ahead) / step) * step; ; local += step) {
+    ahead = clock.offset(local - ahead);
+    const at = local - ahead;
     if (at >= to) return found;
-    found.push({at, label: step < kMinute ? clock.time(at) : clock.minute(at)});
+    // A time that clocks skip in spring has no mark.
+    if (clock.offset(at) === ahead && at >= from) found.push({at, label: step < kMinute ? clock.time(at) : clock.minute(at)});
   }
 }

@@ -11,6 +11,7 @@ import {factsOf, showState, sinceWords} from './streamList.js';
 import {Timeline} from './timeline.js';
 
 const kHourMs = 3600000;
+const kLeastProgressMs = 1000;
 
 const kNothing = {stretches: [], holes: []};
 
@@ -23,6 +24,8 @@ export class StreamView {
   #coverage = kNothing;
   #loading = null;
   #isFirstLoad = true;
+  /** Where a playlist ended last. */
+  #continuedAt = NaN;
   #events;
   #timeline = new Timeline(byId('timeline'), {
     play: (ms) => this.#play(ms), span: (span) => this.#panel.show(span), view: () => this.#viewed()});
@@ -83,6 +86,7 @@ export class StreamView {
 
   #forget() {
     this.#loading?.abort();
+    this.#loading = null;
     this.#loaded = null;
     this.#recordings = [];
     this.#isFirstLoad = true;
@@ -102,12 +106,18 @@ export class StreamView {
     byId('stop').disabled = !stream || stream.state === 'stopped';
     byId('rotate').disabled = stream?.state !== 'recording';
     this.#timeline.now = api.now();
-    const day = this.#loaded;
-    if (day && day.from <= api.now() && this.#mayGrow) this.#load(day);
+    // One request at a time: a slow server gets to its end.
+    if (!this.#loading && (!this.#loaded || this.#mayGrow)) this.#load(this.#loaded ?? this.#daysShown);
   }
 
   get #mayGrow() {
+    if (this.#loaded.from > api.now()) return false;
     return this.#stream?.state === 'recording' || this.#recordings.some(({state}) => state !== 'finished');
+  }
+
+  get #daysShown() {
+    const {from, to} = this.#timeline.view;
+    return {from: clock.dayOf(from).from, to: clock.dayOf(to - 1).to};
   }
 
   /** Writes all times anew after a change of the zone. */
@@ -122,6 +132,7 @@ export class StreamView {
   // Playing.
 
   #live() {
+    history.replaceState(null, '', `#${this.#name}`);
     this.#player.live(this.#name);
     this.#say(`Playing ${this.#name} live.`);
     this.#positionChanged();
@@ -140,6 +151,8 @@ export class StreamView {
     if (at === undefined) return this.#say(`Nothing is recorded from ${clock.time(ms)} on.`, true);
     this.#say(`${at - ms > 1000 ? `Nothing is recorded at ${clock.time(ms)}. ` : ''}Playing from ${clock.time(at)}, ${
       clock.longDate(at)}.`);
+    // A link to what is seen.
+    history.replaceState(null, '', `#${this.#name}@${api.timeText(at)}`);
     this.#player.from(this.#name, at);
   }
 
@@ -150,7 +163,10 @@ export class StreamView {
 
   async #continue(wall) {
     const name = this.#name;
-    const next = await this.#nextRecorded(wall).catch(() => undefined);
+    // The list may say a little more than there is to play, which would be asked for again and again.
+    const isStuck = Math.abs(wall - this.#continuedAt) < kLeastProgressMs;
+    this.#continuedAt = wall;
+    const next = await this.#nextRecorded(isStuck ? wall + kLeastProgressMs : wall).catch(() => undefined);
     if (name !== this.#name) return;
     if (next === undefined) return this.#say('This is the end of what is recorded.', true);
     this.#player.from(name, next);
@@ -214,7 +230,7 @@ export class StreamView {
     this.#fillWords();
     if (!this.#name) return;
     if (!this.#loaded || from < this.#loaded.from || to > this.#loaded.to) {
-      this.#load({from: clock.dayOf(from).from, to: clock.dayOf(to - 1).to});
+      this.#load(this.#daysShown);
     }
   }
 
@@ -245,9 +261,11 @@ export class StreamView {
       if (this.#isFirstLoad && list.length > 0) this.#speakDay();
       this.#isFirstLoad = false;
     } catch (error) {
-      if (error.name === 'AbortError' || loading.signal.aborted) return;
+      if (loading.signal.aborted) return;
       this.#loaded = null;
       this.#events.problem(error);
+    } finally {
+      if (this.#loading === loading) this.#loading = null;
     }
   }
 
