@@ -181,9 +181,7 @@ TEST_F(CatalogTest, ReportsInterruptedRecordingsOfEarlierProcesses) {
 
 class RepairStream : public CatalogTest {
  protected:
-  std::vector<std::string> repair() {
-    return repairStream(catalog_, "cam1", folder("cam1"), Settings(), log_.log());
-  }
+  std::vector<std::string> repair() { return repairStream(catalog_, "cam1", folder("cam1"), Settings(), log_.log()); }
 
   Catalog catalog_{world_};
 };
@@ -207,7 +205,8 @@ TEST_F(RepairStream, FinishesTheNewestAndLeavesTheDamaged) {
   EXPECT_FALSE(fs::exists(root_.path() / "cam1" / atHour(3)));
   EXPECT_EQ(readAllFiles(damaged.string()), damagedBefore);
   EXPECT_EQ(readAllFiles(foreign.string()), before);
-  EXPECT_THAT(log_.text(), testing::HasSubstr("cam1: recording " + atHour(1) + " was interrupted, and is finished now"));
+  EXPECT_THAT(log_.text(),
+              testing::HasSubstr("cam1: recording " + atHour(1) + " was interrupted, and is finished now"));
   EXPECT_THAT(log_.text(), testing::HasSubstr("is damaged, and stays as it is: " + atHour(2)));
 }
 

@@ -59,7 +59,8 @@ TEST_F(RecordingFactsTest, AreTheTimesOfTheSamples) {
       {"over segments", {.messages = from(0).until(30001), .settings = rolling}, "finished 0-28000"},
       {"interrupted", {.messages = from(0).until(12001), .stop = false}, "interrupted 0-12000"},
       {"sound alone", {.messages = stream().audio(20).until(8001)}, "finished 0-8000"},
-      {"one gap of few fragments", {.messages = from(0).until(4501) + later(24000).until(32001)},
+      {"one gap of few fragments",
+       {.messages = from(0).until(4501) + later(24000).until(32001)},
        "finished 0-5000 24000-32000"},
       {"two gaps of many, over a roll-over",
        {.messages = from(0).until(60001) + later(68000).until(102001) + later(140000).until(160001),
@@ -78,12 +79,14 @@ TEST_F(RecordingFactsTest, SayWhatCannotBeRead) {
       {"a segment that is gone", [](auto& made) { made.remove("Seg1.k2r"); }, "damaged 0-0"},
       {"a segment without its end", [](auto& made) { made.write("Seg1.k2r", made.read("Seg1.k2r").substr(0, 3000)); },
        "damaged 0-0"},
-      {"a time beyond all", [](auto& made) {
-         made.changeIndex("Seg1.k2i", [](auto& entries) { entries.back().time = UINT64_MAX; });
-       }, "finished 0-8400"},
-      {"nothing but a control file", [](auto& made) {
+      {"a time beyond all",
+       [](auto& made) { made.changeIndex("Seg1.k2i", [](auto& entries) { entries.back().time = UINT64_MAX; }); },
+       "finished 0-8400"},
+      {"nothing but a control file",
+       [](auto& made) {
          for (const char* const suffix : {".bootstrap", "Seg1.k2r", "Seg1.k2i", ".meta"}) made.remove(suffix);
-       }, "interrupted 0-0"}};
+       },
+       "interrupted 0-0"}};
   for (const auto& [why, damage, expected] : rows) {
     const MadeRecording made(plan);
     damage(made);

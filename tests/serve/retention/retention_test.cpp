@@ -30,8 +30,8 @@ class RetentionTest : public testing::Test {
     for (const auto& entry : fs::recursive_directory_iterator(root_.path())) {
       const auto name = parseRecordingName(entry.path().filename().string());
       if (!name) continue;
-      found.push_back(fmt::format("{}/{}", entry.path().parent_path().filename().string(),
-                                  (name->beginMs - kTwoOClock) / kHourMs));
+      found.push_back(
+          fmt::format("{}/{}", entry.path().parent_path().filename().string(), (name->beginMs - kTwoOClock) / kHourMs));
     }
     std::ranges::sort(found);
     std::string text;
@@ -48,11 +48,14 @@ class RetentionTest : public testing::Test {
   Catalog catalog_{world_};
   std::set<std::string> held_;
   RemovalCounts counts_{};
-  RootRetention retention_{root_.path().string(), catalog_,
+  RootRetention retention_{root_.path().string(),
+                           catalog_,
                            [this](const std::string& stream, const std::string& recording) {
                              return held_.contains(stream + "/" + recording);
                            },
-                           log_.log(), world_, counts_};
+                           log_.log(),
+                           world_,
+                           counts_};
 };
 
 TEST_F(RetentionTest, RemovesByAgeInAllStreams) {

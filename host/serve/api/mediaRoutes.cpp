@@ -1,0 +1,99 @@
+#include "host/serve/api/mediaRoutes.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "host/output.h"
+#include "host/serve/api/requestTime.h"
+#include "host/serve/media/exportMp4.h"
+#include "host/serve/media/snapshot.h"
+
+namespace host::serve {
+namespace {
+
+/// The part of `/v1/streams/NAME/...`.
+const std::string& streamOf(const HttpRequest& request) {
+  return request.path.at(2);
+}
+
+std::string folderOf(const RecordingSource& recordings, const std::string& stream) {
+  auto folder = recordings.folderOf(stream);
+  if (!folder) throw HttpError{.status = 404, .text = "there is no such stream"};
+  return *std::move(folder);
+}
+
+HttpResponse playlist(Playback& playback, const HttpRequest& request) {
+  const RequestedTime time = requestedTime(request);
+  if (!time.startMs && !time.endMs) return playback.livePlaylist(streamOf(request));
+  if (!time.startMs) throw HttpError{.status = 400, .text = "start: a playlist that ends needs it"};
+  return playback.timedPlaylist(streamOf(request), *time.startMs,
+                                time.endMs.value_or(*time.startMs + Playback::kLongestMs));
+}
+
+HttpResponse exported(const RecordingSource& recordings, const HttpRequest& request) {
+  const std::string& stream = streamOf(request);
+  const std::string folder = folderOf(recordings, stream);
+  const RequestedTime time = requestedTime(request);
+  if (!time.startMs || !time.endMs) {
+    throw HttpError{.status = 400, .text = "an export needs start, and end or duration"};
+  }
+  ExportedFile file = exportMp4(mediaRecordings(folder, recordings.list(stream, *time.startMs, *time.endMs)),
+                                {.beginMs = *time.startMs, .endMs = *time.endMs});
+  const std::string name = fmt::format("{}-{}.mp4", stream, recordingNameText({.beginMs = file.time.beginMs}));
+  return {.type = "video/mp4",
+          .body = std::move(file.body),
+          .etag = std::move(file.etag),
+          .cache = "no-cache",
+          .headers = {{"Content-Disposition", fmt::format("attachment; filename=\"{}\"", name)}}};
+}
+
+/// Looks back further and further: a picture is nearly always found in the newest recording, and every list costs the
+/// reading of what is in it.
+Snapshot newestPicture(const RecordingSource& recordings, const std::string& stream, std::int64_t atMs) {
+  using std::chrono::hours;
+  using std::chrono::milliseconds;
+  const std::string folder = folderOf(recordings, stream);
+  for (const hours back : {hours(1), hours(25), hours(24 * 31)}) {
+    try {
+      const auto listed = recordings.list(stream, atMs - milliseconds(back).count(), atMs + 1);
+      return snapshotAt(mediaRecordings(folder, listed), atMs);
+    } catch (const HttpError& error) {
+      if (error.status != 404) throw;
+    }
+  }
+  return snapshotAt(mediaRecordings(folder, recordings.list(stream, 0, atMs + 1)), atMs);
+}
+
+HttpResponse snapshot(const RecordingSource& recordings, const HttpRequest& request) {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  const auto nowMs = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+  Snapshot found = newestPicture(recordings, streamOf(request), requestedMoment(request, "at").value_or(nowMs));
+  return {.type = "image/jpeg",
+          .body = std::move(found.body),
+          .cache = "no-cache",
+          .headers = {{"K2R-Time", utcText(found.timeMs)}}};
+}
+
+}  // namespace
+
+void addMediaRoutes(Router& router, Playback& playback, const RecordingSource& recordings) {
+  Playback* const player = &playback;
+  const RecordingSource* const source = &recordings;
+  router.add("GET", "/v1/streams/*/index.m3u8",
+             [player](const HttpRequest& request) { return playlist(*player, request); });
+  router.add("GET", "/v1/streams/*/export.mp4",
+             [source](const HttpRequest& request) { return exported(*source, request); });
+  router.add("GET", "/v1/streams/*/snapshot.jpg",
+             [source](const HttpRequest& request) { return snapshot(*source, request); });
+  router.add("GET", "/v1/streams/*/*",
+             [player](const HttpRequest& request) { return player->header(streamOf(request), request.path.at(3)); });
+  router.add("GET", "/v1/streams/*/*/*", [player](const HttpRequest& request) {
+    return player->fragment(streamOf(request), request.path.at(3), request.path.at(4));
+  });
+}
+
+}  // namespace host::serve
