@@ -22,8 +22,15 @@ std::optional<std::size_t> headerIndex(const MessageKind& kind) {
 
 }  // namespace
 
+std::optional<InputMessage> Backlog::readInput() {
+  if (hasEnded_) return std::nullopt;
+  auto message = input_->next();
+  hasEnded_ = !message;
+  return message;
+}
+
 bool Backlog::read() {
-  const auto message = input_->next();
+  const auto message = readInput();
   if (!message) return false;
   queue_.push_back({.message = OwnedMessage(*message), .newClocks = input_->newClocks()});
   bytes_ += message->data.size() + kOverhead;
@@ -48,8 +55,8 @@ std::optional<std::uint32_t> Backlog::awaitBegin() {
       drop(queue_.size(), beforeBegin_);
       continue;
     }
-    const bool isLate = queue_.size() > kMostAhead ||
-                        queue_.back().message.timeMs - begin->message.timeMs > kPatienceMs;
+    const bool isLate =
+        queue_.size() > kMostAhead || queue_.back().message.timeMs - begin->message.timeMs > kPatienceMs;
     if (isKnown || isLate) break;
   }
   const auto begin = first();
@@ -104,7 +111,7 @@ void Backlog::drop(std::size_t count, Dropped& dropped) {
 
 std::optional<InputMessage> Backlog::next() {
   if (queue_.empty()) {
-    auto message = input_->next();
+    auto message = readInput();
     newClocks_ = input_->newClocks();
     return message;
   }

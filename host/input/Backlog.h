@@ -33,9 +33,11 @@ class Backlog : public Input {
   /// Reads one message and keeps it. If the messages take more than `limit` bytes, the oldest are dropped, so that the
   /// rest begins with a key frame. Returns false at the end of the input. Throws as next() does.
   bool hold(std::uint64_t limit);
+  /// Drops all of them: there will be no place for them.
+  void giveUp() { drop(queue_.size(), overLimit_); }
   /// Memory in bytes of the messages that were read and not returned, about.
   std::uint64_t bytes() const { return bytes_; }
-  /// What awaitBegin() has left out, and what hold() has.
+  /// What awaitBegin() has left out, and what hold() and giveUp() have.
   const Dropped& beforeBegin() const { return beforeBegin_; }
   const Dropped& overLimit() const { return overLimit_; }
 
@@ -55,6 +57,8 @@ class Backlog : public Input {
     std::uint32_t newClocks = 0;
   };
 
+  /// Does not call the input again after its end.
+  std::optional<InputMessage> readInput();
   /// Reads one message to the end of the queue. Returns false at the end.
   bool read();
   /// Drops the first `count` messages, except for the last metadata and the last sequence header of each kind.
@@ -63,6 +67,7 @@ class Backlog : public Input {
   bool canBegin(const Held& held) const;
 
   std::unique_ptr<Input> input_;
+  bool hasEnded_ = false;
   std::deque<Held> queue_;
   std::uint64_t bytes_ = 0;
   /// Whether a message of video has come.

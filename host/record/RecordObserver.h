@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "host/record/RecordAccount.h"
+#include "host/record/Tally.h"
 
 namespace host {
 
@@ -12,12 +14,13 @@ class RecordObserver {
   /// A recording at one moment. Counts are those of this recording.
   struct State {
     const RecordAccount& account;
-    /// Memory of the messages that wait for their fragment.
+    /// The messages that wait for their fragment, and the memory that they take.
+    const Tally& waiting;
     std::uint64_t queueBytes = 0;
     /// Fragments on disk, named by index and bootstrap.
     std::uint64_t fragments = 0;
-    /// The last fragment that was due could not be written.
-    bool isFailing = false;
+    /// Why the last fragment that was due could not be written; empty if it could.
+    const std::string& failure;
     /// The queue limit is reached, and messages are lost.
     bool isFull = false;
   };

@@ -54,9 +54,10 @@ void RecordSession::report() const {
   if (observer_ == nullptr) return;
   const FragmentModel& model = follower_.model();
   observer_->recorded({.account = account_,
+                       .waiting = model.waiting(),
                        .queueBytes = model.queueSize(),
                        .fragments = model.fragments(),
-                       .isFailing = !writeFailure_.empty() || limit_.isFull(),
+                       .failure = writeFailure_,
                        .isFull = limit_.isFull()});
 }
 
