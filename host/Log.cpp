@@ -46,9 +46,11 @@ void Log::setStatusLine(std::string_view text) {
   write(std::string(kEraseLine) + statusLine_);
 }
 
-void Log::line(std::string_view prefix, std::string_view text) {
+void Log::line(std::string_view level, std::string_view text) {
   const std::lock_guard lock(mutex_);
-  std::string line = std::string(prefix) + oneLine(text);
+  std::string line = prefix_;
+  line += level;
+  line += oneLine(filter_ ? filter_(text) : text);
   const auto known =
       std::find_if(recent_.begin(), recent_.end(), [&](const Entry& entry) { return entry.text == line; });
   if (known != recent_.end()) return repeat(known);

@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace host {
 
@@ -15,8 +17,14 @@ namespace host {
 /// thread may write.
 class Log {
  public:
+  using Filter = std::function<std::string(std::string_view text)>;
+
   /// `out` belongs to the caller and outlives this object.
   explicit Log(std::FILE* out) : out_(out) {}
+  /// Each line begins with `prefix`, and its text goes through `filter`, which removes what must not be shown; null for
+  /// none. The filter is called by any thread that writes, one at a time. Several logs may have the same `out`.
+  Log(std::FILE* out, std::string prefix, Filter filter)
+      : out_(out), prefix_(std::move(prefix)), filter_(std::move(filter)) {}
   /// The last status line stays on the screen.
   ~Log();
   Log(const Log&) = delete;
@@ -36,7 +44,7 @@ class Log {
     std::uint64_t repeatsTold = 0;
   };
 
-  void line(std::string_view prefix, std::string_view text);
+  void line(std::string_view level, std::string_view text);
   /// Counts the repetition, and writes the count if it is a power of ten.
   void repeat(std::deque<Entry>::iterator entry);
   void tellRepeats(Entry& entry);
@@ -47,6 +55,8 @@ class Log {
   /// Guards everything below: libav logs from threads of its own.
   std::mutex mutex_;
   std::FILE* out_;
+  std::string prefix_;
+  Filter filter_;
   /// Empty if there is none on the screen.
   std::string statusLine_;
   /// The last lines, newest first.

@@ -23,7 +23,7 @@ Command programCommand() {
                        .take = turnOn(*wantsVersion),
                        .text = "Print the versions of the program and of the libraries that it uses, and exit."}},
           .commands = {recordCommand(), inspectCommand(), verifyCommand(), repairCommand(), exportCommand(),
-                       playlistCommand(), keysCommand(), unprotectCommand()},
+                       playlistCommand(), keysCommand(), unprotectCommand(), serveCommand()},
           .footer = "k2r COMMAND --help shows the options of one command, with its exit statuses.",
           .run = [wantsVersion] {
             if (!*wantsVersion) throw CallError("a command is needed; k2r --help lists them");

@@ -15,6 +15,7 @@ Command exportCommand();
 Command playlistCommand();
 Command keysCommand();
 Command unprotectCommand();
+Command serveCommand();
 
 /// The program with all its commands, from which the help, the manual and the completions are made.
 Command programCommand();

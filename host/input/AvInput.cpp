@@ -43,6 +43,11 @@ void AvInput::setSource(std::unique_ptr<AvSource> source) {
   orders_.resize(source_->trackCount());
 }
 
+std::optional<bool> AvInput::hasVideo() const {
+  // Video is the first track.
+  return source_->trackCount() > 0 && source_->isVideo(0);
+}
+
 std::optional<InputMessage> AvInput::next() {
   while (outbox_.empty()) {
     if (const auto frame = interleaver_.pop(source_->hasEnded())) {
@@ -81,7 +86,8 @@ void AvInput::queue(SourceFrame source) {
                     .times = times,
                     .packet = std::move(source.frame.packet),
                     .newHeader = std::move(source.frame.newHeader),
-                    .converter = std::move(source.converter)};
+                    .converter = std::move(source.converter),
+                    .newClocks = timeline_.newClocks()};
   auto& order = orders_[source.track];
   if (!order && !times.ptsKnown && isReordered(source_->codec(source.track))) {
     order = std::make_unique<PresentationOrder>(source_->codec(source.track));
@@ -91,6 +97,8 @@ void AvInput::queue(SourceFrame source) {
 }
 
 void AvInput::emit(const QueuedFrame& frame) {
+  // Here and not when it is detected: frames of the old clock may still be in the interleaver then.
+  newClocks_ = std::max(newClocks_, frame.newClocks);
   // Known only now: the first frame that leaves the interleaver is the earliest of all tracks.
   if (!baseMs_) {
     baseMs_ = earliestMs_ = frame.times.dtsMs;
@@ -142,6 +150,7 @@ bool AvInput::openNext() {
 bool AvInput::reconnect() {
   log_.warning(fmt::format("the input has ended{}; opening it again",
                            source_->failure().empty() ? "" : ": " + source_->failure()));
+  if (options_.observer != nullptr) options_.observer->inputLost(source_->failure());
   // A source that gave no packet keeps the time of the one before it.
   const auto lastPacketAt = source_->lastPacketAt().value_or(lastPacketAt_);
   // Before the next attempt: a device, or a server socket of ours, cannot be opened twice.
@@ -149,15 +158,16 @@ bool AvInput::reconnect() {
   auto source = openAgain();
   if (!source) return false;
   lastPacketAt_ = lastPacketAt;
+  // Real time, because media time is not known while the source is away.
+  const auto awayMs = std::chrono::duration_cast<milliseconds>(source->openedAt() - lastPacketAt).count();
   // Before the first frame there is nothing that a gap could follow.
   if (baseMs_) {
-    // Real time, because media time is not known while the source is away.
-    const auto awayMs = std::chrono::duration_cast<milliseconds>(source->openedAt() - lastPacketAt).count();
     earliestMs_ = timeline_.endMs() + std::max<std::int64_t>(awayMs, 0);
     timeline_.restartAt(earliestMs_);
     log_.warning(fmt::format("the input is back after {:.1f} s", static_cast<double>(awayMs) / 1000));
   }
   setSource(std::move(source));
+  if (options_.observer != nullptr) options_.observer->inputBack(milliseconds(std::max<std::int64_t>(awayMs, 0)));
   return true;
 }
 
@@ -169,7 +179,9 @@ std::unique_ptr<AvSource> AvInput::openAgain() {
     try {
       return std::make_unique<AvSource>(url_, options_, log_, stop_);
     } catch (const InputError& error) {
-      if (!stop_.requested()) log_.warning(error.what());
+      if (stop_.requested()) return nullptr;
+      log_.warning(error.what());
+      if (options_.observer != nullptr) options_.observer->inputFailed(error.what());
     }
   }
   return nullptr;

@@ -28,13 +28,16 @@ namespace host {
 ///
 /// If a live input breaks off after it has given media, that is its end. An input that gives no data for too long has
 /// failed. With `reconnect` a live input is opened again instead, and its times continue after the time that it was
-/// away. Belongs to one thread; one object at a time, because libavformat has one log.
+/// away. Belongs to one thread, which has one such object at a time (AvLogRoute).
 class AvInput : public Input {
  public:
   /// Opens the input. Throws as the constructor of AvSource does. `log` and `stop` outlive it.
   AvInput(const std::string& url, const InputOptions& options, Log& log, const StopSignal& stop);
   void continueAt(std::uint32_t timeMs) override { startMs_ = timeMs; }
   std::vector<std::byte> metadata() const override { return source_->metadata(); }
+  std::optional<bool> hasVideo() const override;
+  bool isLive() const override { return source_->isLive(); }
+  std::uint32_t newClocks() const override { return newClocks_; }
   std::optional<InputMessage> next() override;
 
  private:
@@ -75,6 +78,8 @@ class AvInput : public Input {
   std::int64_t nextVideoMs_ = std::numeric_limits<std::int64_t>::min();
   /// Time of the first frame, on the time line in ms; nothing until it leaves the interleaver.
   std::optional<std::int64_t> baseMs_;
+  /// Number of new clocks up to the last frame that left the interleaver.
+  std::uint32_t newClocks_ = 0;
   /// Frames of the source get no earlier time than this, on the time line in ms.
   std::int64_t earliestMs_ = 0;
   /// When the last packet of the earlier sources was received.

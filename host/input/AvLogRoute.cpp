@@ -6,38 +6,52 @@ extern "C" {
 
 #include <fmt/format.h>
 
-#include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <mutex>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace host {
 namespace {
 
-/// libav's callback has no argument for an object of ours, so the log is found here. Atomic: libav's own threads log.
-std::atomic<Log*> target = nullptr;
+// libav's callback has no argument for an object of ours, so the log is found here.
+
+/// The log of this thread.
+thread_local Log* threadLog = nullptr;
+
+std::mutex mutex;
+/// The log of libav's own threads. Guarded by `mutex`, which they have while they write.
+Log* sharedLog = nullptr;
 
 __attribute__((format(printf, 3, 0))) void onAvLog(void* object, int level, const char* format, va_list arguments) {
-  Log* const log = target.load();
-  if (level > AV_LOG_ERROR || log == nullptr) return;
+  if (level > AV_LOG_ERROR) return;
   // Longer texts are cut; libav's own log does the same.
   char text[1024];
   std::vsnprintf(text, sizeof text, format, arguments);
   const AVClass* const type = object != nullptr ? *static_cast<const AVClass* const*>(object) : nullptr;
-  log->warning(fmt::format("{}: {}", type != nullptr ? type->item_name(object) : "libav", std::string_view(text)));
+  const std::string line =
+      fmt::format("{}: {}", type != nullptr ? type->item_name(object) : "libav", std::string_view(text));
+  if (threadLog != nullptr) return threadLog->warning(line);
+  const std::lock_guard lock(mutex);
+  if (sharedLog != nullptr) sharedLog->warning(line);
 }
 
 }  // namespace
 
-AvLogRoute::AvLogRoute(Log& log) {
-  target = &log;
+AvLogRoute::AvLogRoute(Log& log) : outer_(std::exchange(threadLog, &log)) {
+  const std::lock_guard lock(mutex);
+  // For the rest of the process: libav's own one would print to standard error.
   av_log_set_callback(onAvLog);
+  isOldest_ = sharedLog == nullptr;
+  if (isOldest_) sharedLog = &log;
 }
 
 AvLogRoute::~AvLogRoute() {
-  // First the callback, then the target: a message of another thread must not find a log that is gone.
-  av_log_set_callback(av_log_default_callback);
-  target = nullptr;
+  threadLog = outer_;
+  const std::lock_guard lock(mutex);
+  if (isOldest_) sharedLog = nullptr;
 }
 
 }  // namespace host

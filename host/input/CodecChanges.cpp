@@ -19,8 +19,9 @@ using Bytes = std::span<const std::byte>;
 
 /// Frame type and codec, packet type, composition time.
 constexpr std::size_t kAvcHeaderSize = 5;
-/// Limit of the video messages that are kept for a new recording. If there are more, it begins with the next key frame.
-constexpr std::size_t kMostPictureBytes = std::size_t{64} << 20;
+/// Limits of the audio that waits for a key frame. Beyond them the next recording begins without a picture.
+constexpr std::size_t kMostHeldBytes = std::size_t{4} << 20;
+constexpr std::uint32_t kLongestHoldMs = 20000;
 
 std::uint8_t firstByte(const InputMessage& message) {
   return std::to_integer<std::uint8_t>(message.data[0]);
@@ -41,40 +42,95 @@ bool fits(Bytes record, std::size_t lengthSize) {
 }  // namespace
 
 std::optional<InputMessage> CodecChanges::next() {
-  // The message after the change is already in `ahead_`. It belongs to the next recording.
-  if (change_) return std::nullopt;
-  auto message = read();
-  if (!message) return std::nullopt;
-  const MessageKind kind(*message);
-  hasVideo_ = hasVideo_ || kind.isVideo();
-  hasAudio_ = hasAudio_ || kind.isAudio();
-  if (auto change = changeBy(*message, kind); change && !isTooOften(*message)) {
-    prepareNext(*message, kind);
-    change_ = std::move(change);
-    return std::nullopt;
+  // After a split the messages in `ahead_` belong to the next recording.
+  while (!change_) {
+    const auto message = read();
+    if (!message) {
+      // The held audio makes a recording of its own.
+      if (audioChange_) split(std::nullopt, *audioChange_);
+      return std::nullopt;
+    }
+    const MessageKind kind(*message);
+    hasVideo_ = hasVideo_ || kind.isVideo();
+    hasAudio_ = hasAudio_ || kind.isAudio();
+    if (auto change = changeBy(*message, kind); change && !isTooOften(*message)) {
+      // Pictures go on into this recording until a key frame comes with which the next one can begin.
+      if (kind.isAudio() && hasVideo_) {
+        audioChange_ = std::move(change);
+      } else {
+        split(*message, std::move(*change));
+      }
+    } else if (auto reason = reasonToSplit(*message, kind)) {
+      split(*message, std::move(*reason));
+    }
+    if (change_) break;
+    if (!audioChange_ || !kind.isAudio()) return recorded(*message, kind);
+    hold(*message);
   }
+  return std::nullopt;
+}
+
+std::optional<std::string> CodecChanges::reasonToSplit(const InputMessage& message, const MessageKind& kind) const {
+  if (audioChange_) {
+    const bool isTooMuch = kind.isAudio() && !held_.empty() &&
+                           (heldBytes_ > kMostHeldBytes || message.timeMs - held_.front().timeMs > kLongestHoldMs);
+    return kind.isKeyFrame() || isTooMuch ? audioChange_ : std::nullopt;
+  }
+  if (!wish_ || !hasBegun_ || !canBegin(kind)) return std::nullopt;
+  return wish_({.recordedMs = message.timeMs - firstFrameMs_.value_or(message.timeMs),
+                .isNewClock = input_->newClocks() != clocksAtBegin_});
+}
+
+bool CodecChanges::canBegin(const MessageKind& kind) const {
+  if (hasVideo_) return kind.isKeyFrame();
+  return hasAudio_ ? kind.isFrame() : !kind.isMetadata();
+}
+
+InputMessage CodecChanges::recorded(const InputMessage& message, const MessageKind& kind) {
   // Before adapted(), which needs what a header says.
-  learn(*message, kind);
-  keepForNext(*message, kind);
-  InputMessage result = adapted(*message, kind);
-  result.timeMs = timeOf(*message, kind);
+  learn(message, kind);
+  hasBegun_ = hasBegun_ || canBegin(kind);
+  if (!firstFrameMs_ && (kind.isFrame() || canBegin(kind))) firstFrameMs_ = message.timeMs;
+  InputMessage result = adapted(message, kind);
+  result.timeMs = timeOf(message);
   return result;
 }
 
-std::uint32_t CodecChanges::timeOf(const InputMessage& message, const MessageKind& kind) {
+std::uint32_t CodecChanges::timeOf(const InputMessage& message) const {
   if (keepTimes_ || !isContinued_) return message.timeMs;
-  if (kind.isFrame() && !distanceMs_) distanceMs_ = message.timeMs;
   // Before the first frame there is no distance: headers and metadata get the time 0.
-  const std::uint32_t timeMs = message.timeMs - distanceMs_.value_or(message.timeMs);
+  const std::uint32_t timeMs = message.timeMs - firstFrameMs_.value_or(message.timeMs);
   // A message that is older than the first frame would get a huge unsigned time.
-  return static_cast<std::int32_t>(timeMs) < 0 && message.timeMs < *distanceMs_ ? 0 : timeMs;
+  return static_cast<std::int32_t>(timeMs) < 0 && message.timeMs < *firstFrameMs_ ? 0 : timeMs;
 }
 
 std::optional<InputMessage> CodecChanges::read() {
-  if (ahead_.empty()) return input_->next();
+  if (ahead_.empty()) return readInput();
   current_ = std::move(ahead_.front());
   ahead_.pop_front();
   return current_.view();
+}
+
+std::optional<InputMessage> CodecChanges::readInput() {
+  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+  if (hasEnded_) return std::nullopt;
+  try {
+    auto message = input_->next();
+    hasEnded_ = !message;
+    return message;
+  } catch (...) {
+    if (!audioChange_) throw;
+    hasEnded_ = true;
+    failure_ = std::current_exception();
+    return std::nullopt;
+  }
+}
+
+std::uint32_t CodecChanges::nextBeginMs() const {
+  if (ahead_.empty()) return 0;
+  const auto frame =
+      std::ranges::find_if(ahead_, [](const OwnedMessage& message) { return MessageKind(message.view()).isFrame(); });
+  return frame == ahead_.end() ? ahead_.back().timeMs : frame->timeMs;
 }
 
 void CodecChanges::expect(const CodecHeaders& headers) {
@@ -86,7 +142,8 @@ void CodecChanges::expect(const CodecHeaders& headers) {
 
 std::optional<std::string> CodecChanges::changeBy(const InputMessage& message, const MessageKind& kind) const {
   if (message.data.empty()) return std::nullopt;
-  if (kind.isAudio()) {
+  // Audio that is held is compared when the next recording gets it.
+  if (kind.isAudio() && !audioChange_) {
     const auto codec = tagCodec(kAudioTag, firstByte(message)).formatCode;
     // 0 is a codec without a format code. It does not make a new recording.
     if (audio_.codec != 0 && codec != 0 && codec != audio_.codec) return "the audio's codec changes";
@@ -122,8 +179,6 @@ void CodecChanges::learn(const InputMessage& message, const MessageKind& kind) {
 void CodecChanges::learnVideoHeader(const InputMessage& message) {
   const auto record = avcBody(message.data);
   const ParameterSets sets(record);
-  // The pictures kept so far belong to the configuration before, and cannot begin a recording with this one.
-  if (sets != video_.streamSets) pictures_.clear();
   video_.header.assign(message.data.begin(), message.data.end());
   video_.streamLengthSize = nalLengthSize(record);
   video_.streamSets = sets;
@@ -134,18 +189,9 @@ void CodecChanges::learnVideoHeader(const InputMessage& message) {
   video_.sets = sets;
 }
 
-void CodecChanges::keepForNext(const InputMessage& message, const MessageKind& kind) {
-  // They are only needed if the audio changes; a change of the video begins with a picture that can be decoded.
-  if (!hasAudio_ || !kind.isVideo() || kind.isSequenceHeader()) return;
-  if (kind.isKeyFrame()) {
-    pictures_.clear();
-    pictureBytes_ = 0;
-  } else if (pictures_.empty()) {
-    return;
-  }
-  pictureBytes_ += message.data.size();
-  if (pictureBytes_ > kMostPictureBytes) return pictures_.clear();
-  pictures_.emplace_back(message);
+void CodecChanges::hold(const InputMessage& message) {
+  heldBytes_ += message.data.size();
+  held_.emplace_back(message);
 }
 
 bool CodecChanges::isTooOften(const InputMessage& message) {
@@ -158,11 +204,11 @@ bool CodecChanges::isTooOften(const InputMessage& message) {
   return false;
 }
 
-void CodecChanges::prepareNext(const InputMessage& message, const MessageKind& kind) {
-  // They belong to the old codec.
-  if (kind.isVideo()) pictures_.clear();
-  // All that is sent before the pictures gets the time of the first of them, so that times do not fall.
-  const std::uint32_t timeMs = pictures_.empty() ? message.timeMs : pictures_.front().timeMs;
+void CodecChanges::split(const std::optional<InputMessage>& message, std::string reason) {
+  const MessageKind kind(message.value_or(InputMessage{}));
+  const MessageKind sound = held_.empty() ? kind : MessageKind(held_.front().view());
+  // All that is sent before the frames gets the time of the first of them, so that times do not fall.
+  const std::uint32_t timeMs = held_.empty() ? message->timeMs : held_.front().timeMs;
   // An input that makes metadata knows the new codecs; otherwise the stream's last one is sent again.
   auto metadata = input_->metadata();
   if (metadata.empty()) {
@@ -171,21 +217,29 @@ void CodecChanges::prepareNext(const InputMessage& message, const MessageKind& k
     ahead_.emplace_back(kAmf0DataTag, timeMs, std::move(metadata));
   }
   const bool isHeader = kind.isSequenceHeader();
-  const bool needsVideo = kind.isVideo() ? kind.isAvc() && !isHeader : hasVideo_ && video_.codec == kAvcVideo;
-  const bool needsAudio = kind.isAudio() ? kind.isAac() && !isHeader : hasAudio_ && audio_.codec == "mp4a"_4cc;
+  // At the end no picture follows.
+  const bool goesOnWithAvc = message && hasVideo_ && video_.codec == kAvcVideo;
+  const bool needsVideo = kind.isVideo() ? kind.isAvc() && !isHeader : goesOnWithAvc;
+  const bool needsAudio =
+      sound.isAudio() ? sound.isAac() && !sound.isSequenceHeader() : hasAudio_ && audio_.codec == "mp4a"_4cc;
   if (needsVideo && !video_.header.empty()) ahead_.emplace_back(kVideoTag, timeMs, currentVideoHeader());
   if (needsAudio && !audio_.header.empty()) ahead_.emplace_back(kAudioTag, timeMs, audio_.header);
-  // A header that causes the change goes before the pictures, a frame goes after them.
-  if (isHeader) ahead_.emplace_back(message);
-  std::move(pictures_.begin(), pictures_.end(), std::back_inserter(ahead_));
-  if (!isHeader) ahead_.emplace_back(message);
-  pictures_.clear();
+  // A header of the video goes before the held audio, a frame goes after it.
+  if (isHeader && kind.isVideo()) ahead_.emplace_back(*message);
+  std::move(held_.begin(), held_.end(), std::back_inserter(ahead_));
+  if (message && !(isHeader && kind.isVideo())) ahead_.emplace_back(*message);
+  held_.clear();
+  heldBytes_ = 0;
+  audioChange_.reset();
+  change_ = std::move(reason);
 }
 
 void CodecChanges::beginRecording() {
   change_.reset();
   isContinued_ = true;
-  distanceMs_.reset();
+  firstFrameMs_.reset();
+  hasBegun_ = false;
+  clocksAtBegin_ = input_->newClocks();
   auto videoHeader = std::move(video_.header);
   auto audioHeader = std::move(audio_.header);
   // The stream's last headers stay: it may return to their codec without repeating them.

@@ -19,6 +19,20 @@ struct InputMessage {
   std::span<const std::byte> data;
 };
 
+/// Learns when a live input is away, and when it is back. Called on the thread of the input.
+class InputObserver {
+ public:
+  /// It ended, and is opened again until that succeeds. `why` is empty if it ended normally.
+  virtual void inputLost(const std::string& why) = 0;
+  /// One attempt to open it failed.
+  virtual void inputFailed(const std::string& why) = 0;
+  /// It was away for so long. The times of its messages have a gap of that length.
+  virtual void inputBack(std::chrono::milliseconds away) = 0;
+
+ protected:
+  ~InputObserver() = default;
+};
+
 /// What the user specifies for an input.
 struct InputOptions {
   /// Specifiers of the streams of a media file to record; see chooseStreams().
@@ -34,6 +48,8 @@ struct InputOptions {
   bool keepTimes = false;
   /// If times jump forward by more than this, the source has started a new clock.
   std::chrono::milliseconds maxGap = std::chrono::hours(1);
+  /// Null for none. Outlives the input.
+  InputObserver* observer = nullptr;
 
   static constexpr std::chrono::milliseconds kLiveStall = std::chrono::seconds(30);
 };
@@ -58,6 +74,12 @@ class Input {
   /// The data of an `onMetaData` message in AMF0 that describes the input as it is now. Empty if the input describes
   /// itself by messages of its own.
   virtual std::vector<std::byte> metadata() const { return {}; }
+  /// Whether it has video; nothing if that is not known before a message of it comes.
+  virtual std::optional<bool> hasVideo() const { return std::nullopt; }
+  /// Whether it comes from a network and has no end of its own.
+  virtual bool isLive() const { return false; }
+  /// How many new clocks the source has started (SourceClock), up to the message that next() returned last.
+  virtual std::uint32_t newClocks() const { return 0; }
   /// Returns the next message, or nothing at the end and soon after a request to stop. Waits for data. Throws
   /// InputError if the source fails.
   virtual std::optional<InputMessage> next() = 0;

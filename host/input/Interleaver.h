@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -21,6 +22,8 @@ struct QueuedFrame {
   std::vector<std::byte> newHeader = {};
   /// Makes the message. Not null.
   std::shared_ptr<const AvTrack> converter = {};
+  /// Number of new clocks of the source up to this frame.
+  std::uint32_t newClocks = 0;
 };
 
 /// Sorts the frames of several tracks by decode time; on a tie the track of the lower number comes first. A frame waits

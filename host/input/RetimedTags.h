@@ -24,6 +24,7 @@ class RetimedTags : public Input {
   /// Only times are changed; type and data of a message never are.
   bool isVerbatim() const override { return true; }
   std::optional<std::uint32_t> keptStart() override;
+  std::uint32_t newClocks() const override { return clock_.newClocks(); }
   std::optional<InputMessage> next() override;
 
  private:

@@ -43,6 +43,7 @@ void SourceClock::chooseClock(Track& track, std::int64_t rawMs) {
   // The frame goes to the latest end of all tracks, so that no track gets times before those it has.
   latestDistanceMs_ = endMs() - rawMs;
   track.distanceMs = latestDistanceMs_;
+  ++newClocks_;
   // Timestamps have 32 bits. At the wrap of a source's clock there is no later time to continue at.
   const bool hasRoom = endMs() <= std::numeric_limits<std::uint32_t>::max();
   log_.warning(fmt::format("the input's times jump {} by {} ms: the source has a new clock; {}",

@@ -33,6 +33,8 @@ class SourceClock {
   std::int64_t distance(std::size_t track) const { return tracks_[track].distanceMs; }
   /// The same for the newest clock.
   std::int64_t latestDistance() const { return latestDistanceMs_; }
+  /// How many new clocks there were.
+  std::uint32_t newClocks() const { return newClocks_; }
   /// The source was opened again: its next frame, of any track, goes to `targetMs` on the line.
   void restartAt(std::int64_t targetMs);
   /// The latest end of a frame so far, in ms; 0 at the start.
@@ -64,6 +66,7 @@ class SourceClock {
   std::vector<Track> tracks_;
   std::int64_t maxGapMs_;
   Log& log_;
+  std::uint32_t newClocks_ = 0;
   /// Distance of the newest clock.
   std::int64_t latestDistanceMs_ = 0;
   /// Target of restartAt(), until the next frame.

@@ -43,6 +43,7 @@ class Timeline {
   FrameTimes map(std::size_t track, const RawTimes& raw);
   /// The source was opened again: its next frame goes to `targetMs`.
   void restartAt(std::int64_t targetMs) { clock_.restartAt(targetMs); }
+  std::uint32_t newClocks() const { return clock_.newClocks(); }
   /// The latest end of a frame so far, in ms; 0 at the start.
   std::int64_t endMs() const { return clock_.endMs(); }
 

@@ -30,11 +30,15 @@ std::unique_ptr<Input> openMedia(const std::string& name, const InputOptions& op
 
 }  // namespace
 
+std::unique_ptr<Input> openSource(const std::string& name, const InputOptions& options, Log& log,
+                                  const StopSignal& stop) {
+  const bool isTags = name == "-" || isTagStream(name);
+  return (isTags ? openTagStream : openMedia)(name, options, log, stop);
+}
+
 std::unique_ptr<CodecChanges> openInput(const std::string& name, const InputOptions& options, Log& log,
                                         const StopSignal& stop) {
-  const bool isTags = name == "-" || isTagStream(name);
-  return std::make_unique<CodecChanges>((isTags ? openTagStream : openMedia)(name, options, log, stop),
-                                        options.keepTimes);
+  return std::make_unique<CodecChanges>(openSource(name, options, log, stop), options.keepTimes);
 }
 
 }  // namespace host

@@ -86,7 +86,7 @@ void FragmentModel::settle(const FragmentDecision& decision, bool recorded, Step
   switch (decision.action) {
     case FragmentAction::WriteFragment:
       step.possible = beginsWithKeyFrame();
-      if (recorded && step.possible) dropBelow(limitMs);
+      if (recorded && step.possible) finishFragment(limitMs);
       break;
     case FragmentAction::HoldFragment:
       isHeld_ = true;
@@ -95,7 +95,7 @@ void FragmentModel::settle(const FragmentDecision& decision, bool recorded, Step
       // If the module could not write it, it takes the fragment back, and the messages go into the next fragment.
       // Either way no fragment is held any more.
       isHeld_ = false;
-      if (recorded) dropBelow(limitMs);
+      if (recorded) finishFragment(limitMs);
       break;
     case FragmentAction::StartRecording:
       step.discarded = waiting_;
@@ -113,7 +113,8 @@ bool FragmentModel::beginsWithKeyFrame() const {
   return picture == queue_.end() || picture->isKeyFrame;
 }
 
-void FragmentModel::dropBelow(std::uint32_t limitMs) {
+void FragmentModel::finishFragment(std::uint32_t limitMs) {
+  ++fragments_;
   while (!queue_.empty() && queue_.front().timeMs < limitMs) popFront();
 }
 

@@ -56,6 +56,8 @@ class FragmentModel {
   const Tally& waiting() const { return waiting_; }
   /// Time of the first of them in ms; lastTimeMs() if there is none.
   std::uint32_t firstWaitingMs() const;
+  /// How many fragments were written.
+  std::uint64_t fragments() const { return fragments_; }
   /// Estimate of the memory, in bytes, that the module's queue takes.
   std::uint64_t queueSize() const { return queueSize_; }
 
@@ -75,8 +77,8 @@ class FragmentModel {
   void settle(const ruvo::k2r::FragmentDecision& decision, bool recorded, Step& step);
   /// Whether the first queued video message is a key frame; true without video.
   bool beginsWithKeyFrame() const;
-  /// Drops the messages of a written fragment. `limitMs` is its end.
-  void dropBelow(std::uint32_t limitMs);
+  /// Counts a written fragment and drops its messages. `limitMs` is its end.
+  void finishFragment(std::uint32_t limitMs);
   void push(const Queued& message);
   void popFront();
 
@@ -89,6 +91,7 @@ class FragmentModel {
   /// Whether a fragment is announced and not written yet.
   bool isHeld_ = false;
   bool started_ = false;
+  std::uint64_t fragments_ = 0;
   /// The recording's base time; nothing before the first message of a new recording.
   std::optional<std::uint32_t> baseMs_;
   std::uint32_t lastTimeMs_ = 0;

@@ -25,7 +25,8 @@ bool QueueLimit::admits(const InputMessage& message) {
   // A message that creates its track is admitted: after the first fragment the module creates no track any more.
   if (follower_.madeTrack() || bringsFragment(message)) return true;
   dropped_.add(message.data.size());
-  account_.lose({.messages = 1, .bytes = message.data.size()}, "more than --max-queue allows waited for a fragment");
+  account_.lose(LossReason::kQueue, {.messages = 1, .bytes = message.data.size()},
+                "more than --max-queue allows waited for a fragment");
   return false;
 }
 
@@ -44,8 +45,9 @@ void QueueLimit::update() {
   isFull_ = false;
   if (dropped_.messages == 0) return;
   const std::uint32_t gapMs = model.lastTimeMs() - firstDroppedMs_;
+  ++account_.gaps;
   account_.gapMs += gapMs;
-  account_.lostMs += gapMs;
+  account_.loseTime(LossReason::kQueue, gapMs);
   log_.warning(fmt::format("the recording continues at {} ms; {} messages ({:.1f} MB) were dropped", model.lastTimeMs(),
                            dropped_.messages, static_cast<double>(dropped_.bytes) / 1e6));
 }

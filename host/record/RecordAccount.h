@@ -1,10 +1,13 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 
+#include "host/record/LossReason.h"
 #include "host/record/Tally.h"
 
 namespace host {
@@ -18,11 +21,16 @@ struct RecordAccount {
   Tally refused;
   /// Those, and all other messages that were lost.
   Tally lost;
+  /// The same, and their media time in ms where it is known, by LossReason.
+  std::array<Tally, kLossReasons> lostBy;
+  std::array<std::uint64_t, kLossReasons> lostMsBy{};
   /// Messages that the user asked to leave out (--tail drop).
   Tally leftOut;
   /// Time of the first message, and the distance from it to the last one, in ms.
   std::optional<std::uint32_t> firstMs;
   std::uint32_t spanMs = 0;
+  /// Number of gaps that the queue limit made.
+  std::uint64_t gaps = 0;
   /// Total time from which nothing is stored, as far as the session knows.
   std::uint32_t lostMs = 0;
   /// The part of it that lies between stored messages.
@@ -36,6 +44,11 @@ struct RecordAccount {
     received += next.received;
     refused += next.refused;
     lost += next.lost;
+    for (std::size_t i = 0; i < kLossReasons; ++i) {
+      lostBy[i] += next.lostBy[i];
+      lostMsBy[i] += next.lostMsBy[i];
+    }
+    gaps += next.gaps;
     leftOut += next.leftOut;
     spanMs += next.spanMs;
     lostMs += next.lostMs;
@@ -53,15 +66,20 @@ struct RecordAccount {
     const auto distance = static_cast<std::int32_t>(timeMs - *firstMs);
     spanMs = std::max(spanMs, static_cast<std::uint32_t>(std::max(distance, 0)));
   }
-  void lose(const Tally& messages, const std::string& why) {
+  void lose(LossReason cause, const Tally& messages, const std::string& why) {
     lost += messages;
+    lostBy[static_cast<std::size_t>(cause)] += messages;
     if (reason.empty()) reason = why;
   }
   /// A refused message is lost, too; the first reason is kept for the exit status and the summary.
   void refuse(const Tally& messages, const std::string& why) {
     refused += messages;
     if (refusal.empty()) refusal = why;
-    lose(messages, why);
+    lose(LossReason::kRefused, messages, why);
+  }
+  void loseTime(LossReason cause, std::uint32_t ms) {
+    lostMs += ms;
+    lostMsBy[static_cast<std::size_t>(cause)] += ms;
   }
 };
 

@@ -33,6 +33,8 @@ struct RecordOptions {
   std::uint64_t maxQueue = std::uint64_t{256} << 20;
   /// Leaves the recording as a crash would. For tests and demonstrations of the recovery.
   bool noStop = false;
+  /// Reads back what is stored, for the summary. It takes a read for each fragment.
+  bool countsStored = true;
   /// How far a replaced file is flushed before the next step.
   Durability durability = Durability::kDevice;
   ProgressStyle progress = ProgressStyle::kNone;

@@ -32,6 +32,7 @@ void RecordSession::run(Input& input) {
     if (pacer_ != nullptr) pacer_->wait(message->timeMs);
     take(*message);
     betweenMessages_();
+    report();
     progress_.add(message->timeMs, message->data.size());
   }
 }
@@ -45,11 +46,27 @@ void RecordSession::finish() {
       if (!recorded) writeFailure_ = context_.lastError();
     }
   }
+  settleWaiting();
+  report();
+}
+
+void RecordSession::report() const {
+  if (observer_ == nullptr) return;
+  const FragmentModel& model = follower_.model();
+  observer_->recorded({.account = account_,
+                       .waiting = model.waiting(),
+                       .queueBytes = model.queueSize(),
+                       .fragments = model.fragments(),
+                       .failure = writeFailure_,
+                       .isFull = limit_.isFull()});
+}
+
+void RecordSession::settleWaiting() {
   const Tally& waiting = follower_.model().waiting();
   if (waiting.messages == 0) return;
   if (options_.keepsTail) {
-    account_.lose(waiting, reasonOfWaiting());
-    account_.lostMs += follower_.model().lastTimeMs() - follower_.model().firstWaitingMs();
+    account_.lose(LossReason::kTail, waiting, reasonOfWaiting());
+    account_.loseTime(LossReason::kTail, follower_.model().lastTimeMs() - follower_.model().firstWaitingMs());
   } else {
     account_.leftOut += waiting;
   }
@@ -70,7 +87,7 @@ void RecordSession::take(InputMessage message) {
   moveTime(message);
   account_.seeTime(message.timeMs);
   if (!isDecodable(message)) {
-    account_.lose(tallyOf(message), "pictures before the first key frame");
+    account_.lose(LossReason::kNoKeyFrame, tallyOf(message), "pictures before the first key frame");
   } else if (limit_.admits(message)) {
     recordHead(message);
     recordMessage(message, reception);
@@ -125,7 +142,7 @@ void RecordSession::recordMessage(const InputMessage& message, Reception recepti
   note(message, step);
   if (step.action != FragmentAction::None) writeFailure_.clear();
   if (reception == Reception::kPassedOver) {
-    account_.lose(tallyOf(message), "a codec or type of message that is not stored");
+    account_.lose(LossReason::kRefused, tallyOf(message), "a codec or type of message that is not stored");
   }
 }
 
@@ -135,7 +152,7 @@ bool RecordSession::sendOnceMore(const InputMessage& message) {
   // Nor is a message from before the recording's end, because no index would ever name its fragment.
   if (limit_.isFull() || message.timeMs < follower_.firstLineMs()) {
     follower_.take(message, false);
-    account_.lose(tallyOf(message), writeFailure_);
+    account_.lose(LossReason::kQueue, tallyOf(message), writeFailure_);
     return false;
   }
   // The second result shows the reason. If the fragment could not be written, the fragmenter has moved on, and the
@@ -155,7 +172,7 @@ void RecordSession::note(const InputMessage& message, const FragmentModel::Step&
   if (step.action == FragmentAction::StartRecording) noteDiscarded(step);
   if (step.action != FragmentAction::DropSample) return;
   constexpr const char* kReason = "video that began after the recording had been bound to its sound";
-  account_.lose(tallyOf(message), kReason);
+  account_.lose(LossReason::kRefused, tallyOf(message), kReason);
   if (hasWarnedOfVideo_) return;
   hasWarnedOfVideo_ = true;
   log_.warning(fmt::format("{} is left out, from {} ms on", kReason, message.timeMs));
@@ -168,8 +185,8 @@ void RecordSession::noteDiscarded(const FragmentModel::Step& step) {
     return;
   }
   constexpr const char* kReason = "what came before the first key frame";
-  account_.lose(step.discarded, kReason);
-  account_.lostMs += step.discardedMs;
+  account_.lose(LossReason::kNoKeyFrame, step.discarded, kReason);
+  account_.loseTime(LossReason::kNoKeyFrame, step.discardedMs);
   log_.warning(fmt::format("{} is left out: {} messages, {} ms", kReason, step.discarded.messages, step.discardedMs));
 }
 

@@ -14,6 +14,7 @@
 #include "host/record/QueueLimit.h"
 #include "host/record/RealTimePacer.h"
 #include "host/record/RecordAccount.h"
+#include "host/record/RecordObserver.h"
 #include "host/record/StreamFollower.h"
 
 namespace host {
@@ -49,6 +50,8 @@ class RecordSession {
 
   /// Sets a function to call after each message.
   void betweenMessages(std::function<void()> call) { betweenMessages_ = std::move(call); }
+  /// Null for none. Outlives the session.
+  void observe(RecordObserver* observer) { observer_ = observer; }
   /// Records until the input ends. Throws InputError if the input fails; all messages before that are recorded.
   void run(Input& input);
   /// Closes the last fragment. Call it once, before the recording is stopped.
@@ -75,6 +78,9 @@ class RecordSession {
   void noteDiscarded(const FragmentModel::Step& step);
   /// Warns once if no key frame has come for 10 s of media time.
   void watchKeyFrames(const InputMessage& message);
+  /// Counts what is still queued at the end.
+  void settleWaiting();
+  void report() const;
   /// Why messages are still queued at the end, for the summary.
   std::string reasonOfWaiting() const;
 
@@ -85,6 +91,7 @@ class RecordSession {
   Progress& progress_;
   RealTimePacer* pacer_;
   std::function<void()> betweenMessages_ = [] {};
+  RecordObserver* observer_ = nullptr;
   SessionOptions options_;
   RecordAccount account_;
   QueueLimit limit_;

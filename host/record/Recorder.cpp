@@ -41,7 +41,7 @@ RecordSummary Recorder::record(CodecChanges& input, OpenMode mode) {
   StreamFollower follower =
       end ? StreamFollower(durationMs, isProtected, *end) : StreamFollower(durationMs, isProtected);
   RecordSummary summary = run(recording, follower, input, end, old.get());
-  summary.stored = readStored(end);
+  if (options_.countsStored) summary.stored = readStored(end);
   return summary;
 }
 
@@ -75,6 +75,7 @@ RecordSummary Recorder::run(Recording& recording, StreamFollower& follower, Code
   RealTimePacer pacer(stop_);
   RecordSession session(recording, context_, follower, log_, progress, options_.realTime ? &pacer : nullptr,
                         sessionOptions(end));
+  session.observe(observer_);
   if (old != nullptr) session.betweenMessages([old] { old->settle(); });
   RecordSummary summary;
   try {

@@ -30,6 +30,8 @@ class Recorder {
   Recorder(const RecordOptions& options, const Settings& settings, const OutputDirectory& place, const Module& module,
            const StopSignal& stop, Log& log);
 
+  /// Null for none. Outlives the recorder.
+  void observe(RecordObserver* observer) { observer_ = observer; }
   /// Records until the input ends, or until its codecs change so that another recording is needed. Throws CommandError
   /// if the recording cannot be opened; nothing has been written then.
   RecordSummary record(CodecChanges& input, OpenMode mode);
@@ -50,6 +52,7 @@ class Recorder {
   const OutputDirectory& place_;
   const StopSignal& stop_;
   Log& log_;
+  RecordObserver* observer_ = nullptr;
   FileContext files_;
   StreamContext context_;
   OpenContext openContext_;

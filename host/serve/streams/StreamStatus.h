@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/record/LossReason.h"
+
 namespace host::serve {
 
 /// What a stream is doing.
@@ -22,20 +24,8 @@ enum class StreamState {
   kFailed,
 };
 
-/// Why media time, frames or bytes are not in a recording. In the order of the texts of lossReasonText().
-enum class LossReason {
-  /// The source was away.
-  kSource,
-  /// They came before the first key frame.
-  kNoKeyFrame,
-  /// The queue limit was reached: the disk was full or too slow.
-  kQueue,
-  /// The module refused them.
-  kRefused,
-  /// They could not be written at the end of a recording.
-  kTail,
-};
-inline constexpr std::size_t kLossReasons = 5;
+using host::kLossReasons;
+using host::LossReason;
 /// As in the label `reason` of the metrics: "source", "no_key_frame", "queue", "refused", "tail".
 std::string_view lossReasonText(LossReason reason);
 /// "stopped", "connecting", "recording", "blocked", "failed".

@@ -1,10 +1,17 @@
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "host/serve/ServeConfig.h"
+#include "host/serve/streams/StreamRecorder.h"
+#include "host/serve/streams/StreamServices.h"
 #include "host/serve/streams/StreamStatus.h"
 
 namespace host::serve {
@@ -18,19 +25,62 @@ class Supervisor {
     StreamSnapshot snapshot;
   };
 
+  explicit Supervisor(StreamServices services) : services_(std::move(services)) {}
+  /// Lets all streams finish, and waits for that.
+  ~Supervisor();
+  Supervisor(const Supervisor&) = delete;
+  Supervisor& operator=(const Supervisor&) = delete;
+
   /// Records what `config` says from now on. Streams that are new begin, those that are gone finish, those whose
-  /// configuration changed finish and begin again, the others do not notice. Does not wait for those that finish.
+  /// recording is configured in another way finish and begin again, the others do not notice. Does not wait for those
+  /// that finish. Throws std::system_error if there are no more threads; streams that were not reached then keep their
+  /// old configuration.
   void apply(const ServeConfig& config);
+  /// Lets all streams finish. Waits for that until `deadline`, and returns the names of those that have not. Other
+  /// calls wait meanwhile.
+  std::vector<std::string> finish(std::chrono::steady_clock::time_point deadline);
 
   /// The configured streams, sorted by name.
   std::vector<View> views() const;
   std::optional<View> find(const std::string& name) const;
 
-  /// Starts or stops the recording of a stream, until the next start of the process. False if there is no such stream.
+  /// Starts or stops the recording of a stream, until the next start of the process. A source with an end of its own
+  /// is recorded again. False if there is no such stream.
   bool start(const std::string& name);
   bool stop(const std::string& name);
   /// Begins a new recording at the next key frame. False if there is no such stream, or it is not recording.
   bool rotate(const std::string& name);
+
+ private:
+  struct Stream {
+    StreamConfig config;
+    /// False once it is gone from the configuration. The entry goes when its recorder is done.
+    bool isConfigured = true;
+    /// What start() or stop() asked for; nothing if neither did.
+    std::optional<bool> wanted = {};
+    /// Also of the recorders before, so that counts do not fall.
+    std::shared_ptr<StreamStatus> status = std::make_shared<StreamStatus>();
+    /// Null before the first one.
+    std::unique_ptr<StreamRecorder> recorder = {};
+    /// `recorder` has been asked to stop.
+    bool isEnding = false;
+  };
+
+  /// Gives the stream a recorder, which waits for the end of the one before. Call it with the lock.
+  void begin(Stream& stream);
+  static void end(Stream& stream);
+  /// Removes streams that are gone and done. Call it with the lock.
+  void removeDone();
+
+  const StreamServices services_;
+  mutable std::mutex mutex_;
+  /// Guarded by `mutex_`.
+  std::map<std::string, Stream> streams_;
+  /// Taken by a recorder's thread at its end, and after `mutex_`. A mutex of its own: a recorder may be destroyed,
+  /// which waits for its thread, while `mutex_` is locked.
+  std::mutex doneMutex_;
+  /// Notified when a recorder is done.
+  std::condition_variable done_;
 };
 
 }  // namespace host::serve

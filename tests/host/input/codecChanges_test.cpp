@@ -28,9 +28,11 @@ std::string textOf(const InputMessage& message) {
 }
 
 /// What each recording gets, after the reason for it.
-std::string recordings(const std::string& messages, const CodecHeaders& headers = {}) {
+std::string recordings(const std::string& messages, const CodecHeaders& headers = {},
+                       CodecChanges::SplitWish wish = nullptr) {
   CodecChanges changes(inputOf(messages), false);
   changes.expect(headers);
+  changes.splitWhen(std::move(wish));
   std::string text;
   while (true) {
     while (const auto next = changes.next()) text += textOf(*next);
@@ -67,13 +69,16 @@ TEST(CodecChanges, OtherChangesBeginARecordingWithAllThatItNeeds) {
   const std::string begin = "18@0:" + metadata + " 9@0:" + kFirst + " 8@0:" + aac + ' ';
   const std::string gop = "9@2000:" + kKey + " 9@2040:27010000000000 ";
   const std::tuple<const char*, std::string, std::string> rows[] = {
-      {"sound: the pictures since the key frame once more", gop + "8@2050:" + other + " 8@2050:af01aa 9@2080:2701 ",
-       "(the audio's configuration changes) 18@0:" + metadata + " 9@0:" + kFirst + " 8@0:" + other + " 9@0:" + kKey +
-           " 9@40:27010000000000 8@50:af01aa 9@80:2701 "},
-      {"sound of another codec, and back", gop + "8@2050:2faa 8@2060:af01bb ",
-       "(the audio's codec changes) 18@0:" + metadata + " 9@0:" + kFirst + " 9@0:" + kKey +
-           " 9@40:27010000000000 8@50:2faa (the audio's codec changes) 18@0:" + metadata + " 9@0:" + kFirst +
-           " 8@0:" + aac + " 9@0:" + kKey + " 9@40:27010000000000 8@60:af01bb "},
+      {"sound waits for a key frame, pictures do not",
+       gop + "8@2050:" + other + " 8@2050:af01aa 9@2080:2701 9@2100:" + kKey + " 8@2110:af01bb ",
+       "9@2080:2701 (the audio's configuration changes) 18@0:" + metadata + " 9@0:" + kFirst + " 8@0:" + other +
+           " 8@0:af01aa 9@50:" + kKey + " 8@60:af01bb "},
+      {"sound waits no longer than 20 s", gop + "8@2050:2faa 9@2080:2701 8@22051:2fbb 9@22060:2701 ",
+       "9@2080:2701 (the audio's codec changes) 18@0:" + metadata + " 9@0:" + kFirst +
+           " 8@0:2faa 8@20001:2fbb 9@20010:2701 "},
+      {"sound of another codec, and back, at the end", gop + "8@2050:2faa 8@2060:af01bb ",
+       "(the audio's codec changes) 18@0:" + metadata + " 8@0:2faa (the audio's codec changes) 18@0:" + metadata +
+           " 8@0:" + aac + " 8@0:af01bb "},
       {"pictures of another codec", gop + "9@3000:12aa 8@3001:af01cc ",
        "(the video's codec changes) 18@0:" + metadata + " 8@0:" + aac + " 9@0:12aa 8@1:af01cc "},
       {"a header once more, a command frame, a codec that nobody knows",
@@ -81,6 +86,23 @@ TEST(CodecChanges, OtherChangesBeginARecordingWithAllThatItNeeds) {
   for (const auto& [why, messages, next] : rows) {
     const std::string kept = next.empty() ? messages : gop;
     EXPECT_EQ(recordings(begin + messages), begin + kept + next) << why;
+  }
+}
+
+TEST(CodecChanges, AWishIsMetAtTheFrameWithWhichTheNextRecordingBegins) {
+  const std::string metadata = "18@0:02000a6f6e4d65746144617461 ", headers = "9@0:" + kFirst + " 8@0:af001210 ";
+  const std::string begin = metadata + headers + "9@0:" + kKey + " 8@10:af01aa ";
+  const std::tuple<const char*, std::string, std::string, std::string> rows[] = {
+      {"a key frame", begin + "9@1000:2701 8@1010:af01bb ", "9@1500:" + kKey + " 8@1490:af01cc 9@1540:2701 ",
+       metadata + headers + "9@0:" + kKey + " 8@0:af01cc 9@40:2701 "},
+      {"sound alone", "8@0:2faa 8@999:2fbb ", "8@1000:2fcc 8@1020:2fdd ", "8@0:2fcc 8@20:2fdd "},
+      {"data alone", metadata + "18@5:0200 ", "18@1005:0201 18@1025:0202 ", metadata + "18@0:0201 18@20:0202 "},
+      {"never at the first frame, whatever its time", "8@5000:2faa 8@5010:2fbb ", "", ""}};
+  for (const auto& [why, first, second, recorded] : rows) {
+    const auto wish = [](const CodecChanges::SplitPoint& point) {
+      return point.recordedMs >= 1000 ? std::optional<std::string>("asked") : std::nullopt;
+    };
+    EXPECT_EQ(recordings(first + second, {}, wish), first + (second.empty() ? "" : "(asked) " + recorded)) << why;
   }
 }
 

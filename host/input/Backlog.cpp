@@ -1,0 +1,125 @@
+#include "host/input/Backlog.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace host {
+namespace {
+
+/// How long an input may take to show its video, in media time and in messages.
+constexpr std::uint32_t kPatienceMs = 1000;
+constexpr std::size_t kMostAhead = 1000;
+/// Memory that a message takes beside its data, about.
+constexpr std::uint64_t kOverhead = 64;
+
+/// Metadata and sequence headers have no time of their own, and later frames need the last of each.
+std::optional<std::size_t> headerIndex(const MessageKind& kind) {
+  if (kind.isMetadata()) return 0;
+  if (!kind.isSequenceHeader()) return std::nullopt;
+  return kind.isVideo() ? 1 : 2;
+}
+
+}  // namespace
+
+std::optional<InputMessage> Backlog::readInput() {
+  if (hasEnded_) return std::nullopt;
+  auto message = input_->next();
+  hasEnded_ = !message;
+  return message;
+}
+
+bool Backlog::read() {
+  const auto message = readInput();
+  if (!message) return false;
+  queue_.push_back({.message = OwnedMessage(*message), .newClocks = input_->newClocks()});
+  bytes_ += message->data.size() + kOverhead;
+  sawVideo_ = sawVideo_ || MessageKind(*message).isVideo();
+  return true;
+}
+
+bool Backlog::canBegin(const Held& held) const {
+  const MessageKind kind(held.message.view());
+  return input_->hasVideo().value_or(sawVideo_) ? kind.isKeyFrame() : !headerIndex(kind);
+}
+
+std::optional<std::uint32_t> Backlog::awaitBegin() {
+  const auto first = [this] {
+    return std::ranges::find_if(queue_, [this](const Held& held) { return canBegin(held); });
+  };
+  while (read()) {
+    const bool isKnown = input_->hasVideo().has_value() || sawVideo_;
+    const auto begin = first();
+    if (begin == queue_.end()) {
+      // Nothing in it can be decoded.
+      drop(queue_.size(), beforeBegin_);
+      continue;
+    }
+    const bool isLate =
+        queue_.size() > kMostAhead || queue_.back().message.timeMs - begin->message.timeMs > kPatienceMs;
+    if (isKnown || isLate) break;
+  }
+  const auto begin = first();
+  if (begin == queue_.end()) return std::nullopt;
+  const std::uint32_t timeMs = begin->message.timeMs;
+  drop(static_cast<std::size_t>(begin - queue_.begin()), beforeBegin_);
+  return timeMs;
+}
+
+bool Backlog::hold(std::uint64_t limit) {
+  if (!read()) return false;
+  if (waitsForBegin_) {
+    waitsForBegin_ = !canBegin(queue_.back());
+    if (waitsForBegin_) drop(queue_.size(), overLimit_);
+  }
+  while (bytes_ > limit && !queue_.empty() && !waitsForBegin_) {
+    const auto oldest = std::ranges::find_if(queue_, [this](const Held& held) { return canBegin(held); });
+    const auto next = oldest == queue_.end()
+                          ? oldest
+                          : std::find_if(oldest + 1, queue_.end(), [this](const Held& held) { return canBegin(held); });
+    waitsForBegin_ = next == queue_.end();
+    drop(static_cast<std::size_t>(next - queue_.begin()), overLimit_);
+  }
+  return true;
+}
+
+void Backlog::drop(std::size_t count, Dropped& dropped) {
+  std::array<std::optional<Held>, 3> headers;
+  std::optional<std::uint32_t> firstMs;
+  std::uint32_t lastMs = 0;
+  for (; count > 0; --count) {
+    Held& held = queue_.front();
+    bytes_ -= held.message.data.size() + kOverhead;
+    if (const auto header = headerIndex(MessageKind(held.message.view()))) {
+      headers[*header] = std::move(held);
+    } else {
+      dropped.messages.add(held.message.data.size());
+      firstMs = firstMs.value_or(held.message.timeMs);
+      lastMs = held.message.timeMs;
+    }
+    queue_.pop_front();
+  }
+  // Up to what follows; at the end of the queue that has not come yet.
+  if (!queue_.empty()) lastMs = queue_.front().message.timeMs;
+  if (firstMs) dropped.ms += static_cast<std::uint32_t>(std::max(static_cast<std::int32_t>(lastMs - *firstMs), 0));
+  for (auto header = headers.rbegin(); header != headers.rend(); ++header) {
+    if (!*header) continue;
+    bytes_ += (*header)->message.data.size() + kOverhead;
+    queue_.push_front(std::move(**header));
+  }
+}
+
+std::optional<InputMessage> Backlog::next() {
+  if (queue_.empty()) {
+    auto message = readInput();
+    newClocks_ = input_->newClocks();
+    return message;
+  }
+  current_ = std::move(queue_.front().message);
+  newClocks_ = queue_.front().newClocks;
+  bytes_ -= current_.data.size() + kOverhead;
+  queue_.pop_front();
+  return current_.view();
+}
+
+}  // namespace host

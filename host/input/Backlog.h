@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "host/input/Input.h"
+#include "host/input/messageKind.h"
+#include "host/record/Tally.h"
+
+namespace host {
+
+/// An input whose messages may be read before they are recorded: up to the frame with which a recording can begin, and
+/// while there is no place for a recording. Belongs to one thread.
+class Backlog : public Input {
+ public:
+  /// Messages that were left out, without metadata and sequence headers, and the media time that they cover.
+  struct Dropped {
+    Tally messages;
+    std::uint64_t ms = 0;
+  };
+
+  /// `input` is not null.
+  explicit Backlog(std::unique_ptr<Input> input) : input_(std::move(input)) {}
+
+  /// Reads up to the first key frame, without video up to the first audio frame, without both up to the first message,
+  /// and leaves out all frames before it. Returns its time in ms, or nothing if the input ends before. An input that
+  /// does not know whether it has video is given a second of media time to show it. Throws as next() does.
+  std::optional<std::uint32_t> awaitBegin();
+  /// Reads one message and keeps it. If the messages take more than `limit` bytes, the oldest are dropped, so that the
+  /// rest begins with a key frame. Returns false at the end of the input. Throws as next() does.
+  bool hold(std::uint64_t limit);
+  /// Drops all of them: there will be no place for them.
+  void giveUp() { drop(queue_.size(), overLimit_); }
+  /// Memory in bytes of the messages that were read and not returned, about.
+  std::uint64_t bytes() const { return bytes_; }
+  /// What awaitBegin() has left out, and what hold() and giveUp() have.
+  const Dropped& beforeBegin() const { return beforeBegin_; }
+  const Dropped& overLimit() const { return overLimit_; }
+
+  void continueAt(std::uint32_t timeMs) override { input_->continueAt(timeMs); }
+  bool isVerbatim() const override { return input_->isVerbatim(); }
+  std::optional<std::uint32_t> keptStart() override { return input_->keptStart(); }
+  std::vector<std::byte> metadata() const override { return input_->metadata(); }
+  std::optional<bool> hasVideo() const override { return input_->hasVideo(); }
+  bool isLive() const override { return input_->isLive(); }
+  std::uint32_t newClocks() const override { return newClocks_; }
+  std::optional<InputMessage> next() override;
+
+ private:
+  struct Held {
+    OwnedMessage message;
+    /// Input::newClocks() up to it.
+    std::uint32_t newClocks = 0;
+  };
+
+  /// Does not call the input again after its end.
+  std::optional<InputMessage> readInput();
+  /// Reads one message to the end of the queue. Returns false at the end.
+  bool read();
+  /// Drops the first `count` messages, except for the last metadata and the last sequence header of each kind.
+  void drop(std::size_t count, Dropped& dropped);
+  /// Whether what follows can be decoded if the recording begins with the message.
+  bool canBegin(const Held& held) const;
+
+  std::unique_ptr<Input> input_;
+  bool hasEnded_ = false;
+  std::deque<Held> queue_;
+  std::uint64_t bytes_ = 0;
+  /// Whether a message of video has come.
+  bool sawVideo_ = false;
+  /// Everything was dropped, so that nothing can be decoded before the next key frame.
+  bool waitsForBegin_ = false;
+  Dropped beforeBegin_;
+  Dropped overLimit_;
+  /// Of the message that next() returned last, which `current_` owns.
+  std::uint32_t newClocks_ = 0;
+  OwnedMessage current_;
+};
+
+}  // namespace host

@@ -1,0 +1,129 @@
+#include "host/serve/Server.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <initializer_list>
+#include <optional>
+
+#include "host/Module.h"
+#include "host/input/AvLogRoute.h"
+#include "host/serve/config/readServeConfig.h"
+#include "host/serve/streams/RecordingEvents.h"
+#include "host/serve/streams/Supervisor.h"
+#include "host/serve/systemd/ServiceManager.h"
+
+namespace host::serve {
+namespace {
+
+using std::chrono::microseconds;
+
+/// Within this time all recordings are finished after a request to stop.
+constexpr std::chrono::seconds kStopTime(5);
+
+/// Blocks signals while it exists, so that wait() gets them.
+class BlockedSignals {
+ public:
+  BlockedSignals(std::initializer_list<int> signals) {
+    ::sigemptyset(&signals_);
+    for (const int signal : signals) ::sigaddset(&signals_, signal);
+    ::pthread_sigmask(SIG_BLOCK, &signals_, &old_);
+  }
+  ~BlockedSignals() { ::pthread_sigmask(SIG_SETMASK, &old_, nullptr); }
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+  /// The next signal; nothing if none came within the time. Without a time it waits for ever.
+  std::optional<int> wait(std::optional<microseconds> time) const {
+    while (true) {
+      int signal = 0;
+      if (!time) {
+        signal = ::sigwaitinfo(&signals_, nullptr);
+      } else {
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(*time);
+        const timespec limit{.tv_sec = seconds.count(), .tv_nsec = std::chrono::nanoseconds(*time - seconds).count()};
+        signal = ::sigtimedwait(&signals_, nullptr, &limit);
+      }
+      if (signal > 0) return signal;
+      if (errno == EAGAIN) return std::nullopt;
+    }
+  }
+
+ private:
+  sigset_t signals_{};
+  sigset_t old_{};
+};
+
+/// Nobody follows the recordings.
+class NoEvents final : public RecordingEvents {
+ public:
+  void began(const std::string&, const std::string&) override {}
+  void grew(const std::string&, const std::string&) override {}
+  void finished(const std::string&, const std::string&, bool) override {}
+};
+
+/// Owns the parts of the service, in the order in which they need each other.
+class Server {
+ public:
+  Server(const std::string& configPath, Log& log) : configPath_(configPath), log_(log) {}
+
+  ExitStatus run(const ServeConfig& config) {
+    streams_.apply(config);
+    manager_.ready();
+    while (true) {
+      const auto signal = signals_.wait(manager_.watchdogPause());
+      manager_.watchdog();
+      if (signal == SIGHUP) {
+        reload();
+      } else if (signal) {
+        return finish();
+      }
+    }
+  }
+
+ private:
+  void reload() {
+    manager_.reloading();
+    try {
+      streams_.apply(readServeConfig(configPath_, &log_));
+      log_.note("the configuration was read again");
+    } catch (const std::exception& error) {
+      log_.error(error.what());
+      log_.error("the configuration was not changed");
+    }
+    manager_.ready();
+  }
+
+  ExitStatus finish() {
+    manager_.stopping();
+    const auto unfinished = streams_.finish(std::chrono::steady_clock::now() + kStopTime);
+    if (unfinished.empty()) return ExitStatus::kOk;
+    // A thread may hang in a name server's answer or in a disk that is gone. The others have finished.
+    for (const std::string& name : unfinished) log_.error(fmt::format("{}: did not finish in time", name));
+    std::_Exit(static_cast<int>(ExitStatus::kIncomplete));
+  }
+
+  const std::string& configPath_;
+  Log& log_;
+  // Before anything that starts threads: they inherit the mask.
+  BlockedSignals signals_{SIGINT, SIGTERM, SIGHUP};
+  ServiceManager manager_;
+  AvLogRoute avLog_{log_};
+  Module module_{findModule()};
+  NoEvents events_;
+  Supervisor streams_{{.module = module_, .events = events_}};
+};
+
+}  // namespace
+
+ExitStatus runServer(const std::string& configPath, const ServeConfig& config, Log& log) {
+  // A connection that ends while something is written to it is an error of that connection.
+  std::signal(SIGPIPE, SIG_IGN);
+  return Server(configPath, log).run(config);
+}
+
+}  // namespace host::serve

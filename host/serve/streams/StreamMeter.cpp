@@ -1,0 +1,143 @@
+#include "host/serve/streams/StreamMeter.h"
+
+#include <utility>
+
+namespace host::serve {
+namespace {
+
+constexpr double kMsPerSecond = 1000.0;
+constexpr std::chrono::seconds kRatePeriod(5);
+
+void add(FrameCount& count, const Tally& now, Tally& before) {
+  count.frames += now.messages - before.messages;
+  count.bytes += now.bytes - before.bytes;
+  before = now;
+}
+
+}  // namespace
+
+StreamMeter::StreamMeter(std::string stream, StreamStatus& status, RecordingEvents& events, WallClock now,
+                         Log::Filter filter)
+    : stream_(std::move(stream)),
+      status_(status),
+      events_(events),
+      now_(std::move(now)),
+      filter_(std::move(filter)),
+      rateBytes_(status.get().received.bytes) {}
+
+void StreamMeter::setState(StreamState state) {
+  status_.update([&](StreamSnapshot& status) {
+    if (status.state == state) return;
+    status.state = state;
+    status.sinceMs = now_();
+    if (state != StreamState::kRecording) status.receivedBytesPerSecond = 0;
+  });
+}
+
+void StreamMeter::fail(const std::string& text) {
+  std::string shown = filter_ ? filter_(text) : text;
+  status_.update([&](StreamSnapshot& status) {
+    status.lastError = std::move(shown);
+    status.lastErrorAtMs = now_();
+  });
+}
+
+void StreamMeter::began(const std::string& recording) {
+  recording_ = recording;
+  last_ = {};
+  isFailing_ = isFull_ = false;
+  status_.update([&](StreamSnapshot& status) {
+    status.recording = recording_;
+    ++status.recordingsBegun;
+  });
+  setState(StreamState::kRecording);
+  events_.began(stream_, recording_);
+}
+
+void StreamMeter::finished(bool isEmpty) {
+  isFailing_ = isFull_ = false;
+  status_.update([](StreamSnapshot& status) {
+    status.recording.clear();
+    status.queueBytes = 0;
+  });
+  events_.finished(stream_, std::exchange(recording_, {}), isEmpty);
+}
+
+void StreamMeter::readAhead(const Backlog& backlog) {
+  status_.update([&](StreamSnapshot& status) {
+    addDropped(status, LossReason::kNoKeyFrame, backlog.beforeBegin(), beforeBegin_);
+    addDropped(status, LossReason::kQueue, backlog.overLimit(), overLimit_);
+    status.queueBytes = backlog.bytes();
+  });
+}
+
+void StreamMeter::addDropped(StreamSnapshot& status, LossReason reason, const Backlog::Dropped& now,
+                             Backlog::Dropped& before) {
+  const auto index = static_cast<std::size_t>(reason);
+  status.lostFrames[index] += now.messages.messages - before.messages.messages;
+  status.lostSeconds[index] += static_cast<double>(now.ms - before.ms) / kMsPerSecond;
+  add(status.received, now.messages, before.messages);
+  before.ms = now.ms;
+}
+
+void StreamMeter::recorded(const State& state) {
+  const RecordAccount& account = state.account;
+  isFailing_ = !state.failure.empty();
+  // Full alone is a limit that is too low for one fragment of the stream.
+  isFull_ = isFailing_ && state.isFull;
+  const bool hasGrown = state.fragments > last_.fragments;
+  const std::uint64_t missing = account.lost.messages + state.waiting.messages;
+  Tally stored = last_.stored;
+  // At the end what still waits is counted as lost, too: the sum is then no longer meaningful.
+  if (account.received.messages >= last_.stored.messages + missing) {
+    stored = account.received;
+    stored -= account.lost;
+    stored -= state.waiting;
+  }
+  status_.update([&](StreamSnapshot& status) {
+    add(status.received, account.received, last_.received);
+    add(status.stored, stored, last_.stored);
+    for (std::size_t i = 0; i < kLossReasons; ++i) {
+      status.lostFrames[i] += account.lostBy[i].messages - last_.lost[i].messages;
+      status.lostSeconds[i] += static_cast<double>(account.lostMsBy[i] - last_.lostMs[i]) / kMsPerSecond;
+    }
+    status.gaps += account.gaps - last_.gaps;
+    status.queueBytes = state.queueBytes;
+    if (hasGrown) status.lastFragmentAtMs = now_();
+    measureRate(status);
+  });
+  last_.lost = account.lostBy;
+  last_.lostMs = account.lostMsBy;
+  last_.gaps = account.gaps;
+  last_.fragments = state.fragments;
+  if (isFailing_ && status_.get().state != StreamState::kBlocked) fail(state.failure);
+  setState(isFailing_ ? StreamState::kBlocked : StreamState::kRecording);
+  if (hasGrown) events_.grew(stream_, recording_);
+}
+
+void StreamMeter::measureRate(StreamSnapshot& status) {
+  const auto now = Clock::now();
+  if (now - rateSince_ < kRatePeriod) return;
+  status.receivedBytesPerSecond =
+      static_cast<double>(status.received.bytes - rateBytes_) / std::chrono::duration<double>(now - rateSince_).count();
+  rateSince_ = now;
+  rateBytes_ = status.received.bytes;
+}
+
+void StreamMeter::inputLost(const std::string& why) {
+  fail(why.empty() ? "the source has ended" : why);
+  setState(StreamState::kConnecting);
+}
+
+void StreamMeter::inputBack(std::chrono::milliseconds away) {
+  status_.update([&](StreamSnapshot& status) {
+    ++status.reconnects;
+    if (recording_.empty()) return;
+    ++status.gaps;
+    status.lostSeconds[static_cast<std::size_t>(LossReason::kSource)] +=
+        static_cast<double>(away.count()) / kMsPerSecond;
+  });
+  if (!recording_.empty()) setState(StreamState::kRecording);
+}
+
+}  // namespace host::serve

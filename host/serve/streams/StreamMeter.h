@@ -1,0 +1,79 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "host/Log.h"
+#include "host/input/Backlog.h"
+#include "host/input/Input.h"
+#include "host/record/RecordObserver.h"
+#include "host/serve/streams/RecordingBegins.h"
+#include "host/serve/streams/RecordingEvents.h"
+#include "host/serve/streams/StreamStatus.h"
+
+namespace host::serve {
+
+/// Keeps the status of a stream, and reports what happens to its recordings. Belongs to the stream's thread.
+class StreamMeter final : public RecordObserver, public InputObserver {
+ public:
+  /// The references outlive it. `filter` removes passwords from error texts; null for none.
+  StreamMeter(std::string stream, StreamStatus& status, RecordingEvents& events, WallClock now, Log::Filter filter);
+
+  void setState(StreamState state);
+  /// Remembers the error. Does not change the state.
+  void fail(const std::string& text);
+
+  /// A recording has its directory, and its lock.
+  void began(const std::string& recording);
+  /// The recording is unlocked, or removed if it is empty.
+  void finished(bool isEmpty);
+  /// Takes the counts of what the input was read ahead.
+  void readAhead(const Backlog& backlog);
+
+  /// Of the recording in progress.
+  std::uint64_t fragments() const { return last_.fragments; }
+  /// A fragment that was due could not be written.
+  bool isFailing() const { return isFailing_; }
+  /// And messages are lost, since the queue limit is reached.
+  bool isFull() const { return isFull_; }
+
+  void recorded(const State& state) override;
+  void inputLost(const std::string& why) override;
+  void inputFailed(const std::string& why) override { fail(why); }
+  void inputBack(std::chrono::milliseconds away) override;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  /// What recorded() saw last, to add only what is new.
+  struct Seen {
+    Tally received;
+    Tally stored;
+    std::array<Tally, kLossReasons> lost;
+    std::array<std::uint64_t, kLossReasons> lostMs{};
+    std::uint64_t gaps = 0;
+    std::uint64_t fragments = 0;
+  };
+
+  void addDropped(StreamSnapshot& status, LossReason reason, const Backlog::Dropped& now, Backlog::Dropped& before);
+  /// Computes the rate once enough time has gone.
+  void measureRate(StreamSnapshot& status);
+
+  std::string stream_;
+  StreamStatus& status_;
+  RecordingEvents& events_;
+  WallClock now_;
+  Log::Filter filter_;
+  std::string recording_;
+  Seen last_;
+  Backlog::Dropped beforeBegin_;
+  Backlog::Dropped overLimit_;
+  bool isFailing_ = false;
+  bool isFull_ = false;
+  Clock::time_point rateSince_ = Clock::now();
+  std::uint64_t rateBytes_ = 0;
+};
+
+}  // namespace host::serve

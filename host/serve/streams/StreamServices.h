@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <functional>
+
+#include "host/Module.h"
+#include "host/serve/ServeConfig.h"
+#include "host/serve/streams/RecordingBegins.h"
+#include "host/serve/streams/RecordingEvents.h"
+
+namespace host::serve {
+
+/// What all streams of the process use. Any thread may call the functions; the references outlive the streams.
+struct StreamServices {
+  const Module& module;
+  RecordingEvents& events;
+  WallClock now = systemClockMs;
+  /// Where the log lines go.
+  std::FILE* log = stderr;
+  /// Called once on the stream's thread before it records: completes what was interrupted. May throw; the stream
+  /// records nevertheless. Null for nothing.
+  std::function<void(const StreamConfig&)> prepare = {};
+  /// Throws CommandError if the stream's root must not be used, such as the mount point of a disk that is not there.
+  /// Null for no check.
+  std::function<void(const StreamConfig&)> requireRoot = {};
+  /// Pauses between attempts to open a source; each is twice as long as the one before.
+  std::chrono::milliseconds firstPause = std::chrono::seconds(1);
+  std::chrono::milliseconds longestPause = std::chrono::seconds(30);
+  /// Pause between attempts to make a recording's directory.
+  std::chrono::milliseconds roomPause = std::chrono::seconds(1);
+};
+
+}  // namespace host::serve

@@ -1,0 +1,192 @@
+#include "host/serve/streams/StreamSession.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+#include "fileset/RecordingDirectory.h"
+#include "host/HeldPlace.h"
+#include "host/OutputDirectory.h"
+#include "host/errors.h"
+#include "host/input/openInput.h"
+#include "host/record/RecordSummary.h"
+#include "host/record/Recorder.h"
+
+namespace host::serve {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+/// A recording is not begun with less room than this: on a full disk a directory can often still be made.
+constexpr std::uintmax_t kLeastRoom = std::uintmax_t{8} << 20;
+/// Times in a recording end at 2^32 ms; well before that it is rotated in any case.
+constexpr std::uint32_t kLongestRecordingMs = std::uint32_t{1} << 31;
+
+RecordOptions recordOptions(const StreamConfig& config) {
+  RecordOptions options;
+  options.durability = config.durability;
+  options.maxQueue = config.maxQueue;
+  // The streams of a process often rotate at the same moment, and each would read a whole recording again.
+  options.countsStored = false;
+  return options;
+}
+
+/// Removes what is left of a recording without a fragment. Returns whether it had none.
+bool removeIfEmpty(const OutputDirectory& place, std::uint64_t fragments, Durability durability) {
+  std::error_code error;
+  // The bootstrap has the last word: it is there from the first fragment on.
+  if (fragments > 0 || fileset::examineRecordingDirectory(place.native(), place.stem(), error).hasBootstrap) {
+    return false;
+  }
+  return fileset::emptyRecording(place.native(), place.stem(), durability);
+}
+
+}  // namespace
+
+StreamSession::StreamSession(const StreamConfig& config, const Settings& settings, const StreamServices& services,
+                             StreamMeter& meter, const StopSignal& stop, std::atomic<bool>& rotation, Log& log)
+    : config_(config),
+      settings_(settings),
+      services_(services),
+      meter_(meter),
+      stop_(stop),
+      rotation_(rotation),
+      log_(log),
+      options_(recordOptions(config)),
+      begins_(services.now) {}
+
+bool StreamSession::run() {
+  auto source = std::make_unique<Backlog>(openSource(config_.source, inputOptions(), log_, stop_));
+  Backlog& backlog = *source;
+  const bool hasOwnEnd = !backlog.isLive();
+  auto beginMs = backlog.awaitBegin();
+  meter_.readAhead(backlog);
+  if (!beginMs) return hasOwnEnd;
+  CodecChanges input(std::move(source), false);
+  // The first recording's times begin at 0 with its key frame, too.
+  input.beginRecording();
+  input.splitWhen([this](const CodecChanges::SplitPoint& point) { return wish(point); });
+  while (true) {
+    record(input, backlog, begins_.next(*beginMs));
+    if (inputFailure_) throw InputError(*inputFailure_);
+    if (!input.change()) return hasOwnEnd;
+    log_.note(*input.change() + ": a new recording begins");
+    beginMs = input.nextBeginMs();
+    input.beginRecording();
+  }
+}
+
+InputOptions StreamSession::inputOptions() const {
+  InputOptions options;
+  options.avOptions = config_.inputOptions;
+  // libavformat takes 5 MB of memory for each UDP input by default. This is a third of a second at 20 Mbit/s.
+  const auto hasSize = [](const std::string& text) { return text.find("fifo_size=") != std::string::npos; };
+  const bool isUdp = config_.source.starts_with("udp:");
+  if (isUdp && !hasSize(config_.source) && std::ranges::none_of(options.avOptions, hasSize)) {
+    options.avOptions.emplace_back("fifo_size=4096");
+  }
+  options.stallTimeout = config_.stallTimeout;
+  options.maxGap = config_.maxGap;
+  options.reconnect = true;
+  options.observer = &meter_;
+  return options;
+}
+
+std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& point) {
+  if (meter_.isFull()) return "the queue is full and cannot be written";
+  // Its end could not be written either. It goes on if there is room before the queue is full.
+  if (meter_.isFailing()) return std::nullopt;
+  if (point.isNewClock) return "the source has a new clock";
+  if (rotation_.exchange(false)) return "asked for by a user";
+  if (services_.now() >= nextRotationMs_) return "rotation";
+  if (point.recordedMs >= kLongestRecordingMs) return "the longest time of a recording";
+  return std::nullopt;
+}
+
+void StreamSession::record(CodecChanges& input, Backlog& backlog, std::int64_t beginMs) {
+  bool isBlocked = false;
+  for (bool hasMore = true;; hasMore = waitForRoom(backlog)) {
+    try {
+      return recordAt(input, beginMs);
+    } catch (const CommandError& error) {
+      meter_.fail(error.what());
+      meter_.setState(StreamState::kBlocked);
+      if (!std::exchange(isBlocked, true)) {
+        log_.error(
+            fmt::format("{}; the newest that fits the queue is kept until a recording can be made", error.what()));
+      }
+    }
+    if (hasMore) continue;
+    // This was the last attempt.
+    backlog.giveUp();
+    meter_.readAhead(backlog);
+    log_.error("what was kept in the queue is lost");
+    return;
+  }
+}
+
+bool StreamSession::waitForRoom(Backlog& backlog) {
+  const auto until = SteadyClock::now() + services_.roomPause;
+  do {
+    // A source that gives nothing needs no room.
+    if (!backlog.hold(config_.maxQueue)) return false;
+    meter_.readAhead(backlog);
+  } while (SteadyClock::now() < until);
+  return true;
+}
+
+void StreamSession::requireRoom() const {
+  if (services_.requireRoot) services_.requireRoot(config_);
+  std::error_code error;
+  const auto space = std::filesystem::space(config_.root, error);
+  // A root that does not exist yet is made.
+  if (error || space.available >= kLeastRoom) return;
+  throw CommandError(fmt::format("the file system of '{}' is full", config_.root));
+}
+
+void StreamSession::planRotation(std::int64_t beginMs) {
+  nextRotationMs_ = std::numeric_limits<std::int64_t>::max();
+  if (!config_.rotate || config_.rotate->count() <= 0) return;
+  // By the time of day now: the exact begin may be a little before the multiple at which the last recording ended.
+  const std::int64_t periodMs = config_.rotate->count();
+  nextRotationMs_ = (std::max(services_.now(), beginMs) / periodMs + 1) * periodMs;
+}
+
+void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
+  requireRoom();
+  const OutputDirectory place(freeRecordingPath(config_.root + "/" + config_.name, beginMs));
+  RecordSummary summary;
+  std::exception_ptr failure;
+  bool isEmpty = false;
+  {
+    const HeldPlace held(place, config_.durability, log_);
+    rotation_ = false;
+    planRotation(beginMs);
+    meter_.began(place.stem());
+    try {
+      Recorder recorder(options_, settings_, place, services_.module, stop_, log_);
+      recorder.observe(&meter_);
+      summary = recorder.record(input, OpenMode::kNew);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    isEmpty = removeIfEmpty(place, meter_.fragments(), config_.durability);
+  }
+  meter_.finished(isEmpty);
+  if (failure) std::rethrow_exception(failure);
+  const RecordAccount& account = summary.account;
+  if (account.lost.messages > 0) {
+    log_.warning(fmt::format("recording {}: {} of {} messages are lost, {:.3f} s: {}", place.stem(),
+                             account.lost.messages, account.received.messages, account.lostMs / 1000.0,
+                             account.reason));
+  }
+  inputFailure_ = summary.inputFailure;
+}
+
+}  // namespace host::serve

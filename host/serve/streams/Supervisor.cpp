@@ -1,0 +1,133 @@
+#include "host/serve/streams/Supervisor.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+namespace host::serve {
+namespace {
+
+/// Whether a stream is recorded in the same way by both: what becomes of finished recordings is no reason to begin a
+/// new one.
+bool recordsAlike(const StreamConfig& one, StreamConfig other) {
+  other.enabled = one.enabled;
+  other.keep = one.keep;
+  other.onRecording = one.onRecording;
+  return one == other;
+}
+
+}  // namespace
+
+Supervisor::~Supervisor() {
+  const std::scoped_lock lock(mutex_);
+  // All at once, before the first one is awaited.
+  for (auto& [name, stream] : streams_) end(stream);
+  streams_.clear();
+}
+
+void Supervisor::apply(const ServeConfig& config) {
+  const std::scoped_lock lock(mutex_);
+  std::set<std::string> names;
+  for (const StreamConfig& wanted : config.streams) {
+    names.insert(wanted.name);
+    Stream& stream = streams_[wanted.name];
+    const bool isChanged = !std::exchange(stream.isConfigured, true) || !recordsAlike(stream.config, wanted);
+    stream.config = wanted;
+    if (!stream.wanted.value_or(wanted.enabled)) {
+      end(stream);
+    } else if (isChanged || stream.isEnding || !stream.recorder) {
+      begin(stream);
+    }
+  }
+  for (auto& [name, stream] : streams_) {
+    if (names.contains(name)) continue;
+    stream.isConfigured = false;
+    stream.wanted.reset();
+    end(stream);
+  }
+  removeDone();
+}
+
+std::vector<std::string> Supervisor::finish(std::chrono::steady_clock::time_point deadline) {
+  const std::scoped_lock lock(mutex_);
+  for (auto& [name, stream] : streams_) end(stream);
+  const auto unfinished = [this] {
+    std::vector<std::string> names;
+    for (const auto& [name, stream] : streams_) {
+      if (stream.recorder && !stream.recorder->isDone()) names.push_back(name);
+    }
+    return names;
+  };
+  std::unique_lock doneLock(doneMutex_);
+  done_.wait_until(doneLock, deadline, [&] { return unfinished().empty(); });
+  return unfinished();
+}
+
+std::vector<Supervisor::View> Supervisor::views() const {
+  const std::scoped_lock lock(mutex_);
+  std::vector<View> views;
+  for (const auto& [name, stream] : streams_) {
+    if (stream.isConfigured) views.push_back({.config = stream.config, .snapshot = stream.status->get()});
+  }
+  return views;
+}
+
+std::optional<Supervisor::View> Supervisor::find(const std::string& name) const {
+  const std::scoped_lock lock(mutex_);
+  const auto found = streams_.find(name);
+  if (found == streams_.end() || !found->second.isConfigured) return std::nullopt;
+  return View{.config = found->second.config, .snapshot = found->second.status->get()};
+}
+
+bool Supervisor::start(const std::string& name) {
+  const std::scoped_lock lock(mutex_);
+  const auto found = streams_.find(name);
+  if (found == streams_.end() || !found->second.isConfigured) return false;
+  Stream& stream = found->second;
+  stream.wanted = true;
+  if (stream.isEnding || !stream.recorder || stream.recorder->isDone()) begin(stream);
+  return true;
+}
+
+bool Supervisor::stop(const std::string& name) {
+  const std::scoped_lock lock(mutex_);
+  const auto found = streams_.find(name);
+  if (found == streams_.end() || !found->second.isConfigured) return false;
+  found->second.wanted = false;
+  end(found->second);
+  return true;
+}
+
+bool Supervisor::rotate(const std::string& name) {
+  const std::scoped_lock lock(mutex_);
+  const auto found = streams_.find(name);
+  if (found == streams_.end() || !found->second.isConfigured || !found->second.recorder) return false;
+  if (found->second.status->get().state != StreamState::kRecording) return false;
+  found->second.recorder->requestRotation();
+  return true;
+}
+
+void Supervisor::begin(Stream& stream) {
+  if (stream.recorder) stream.recorder->requestStop();
+  stream.recorder =
+      std::make_unique<StreamRecorder>(stream.config, services_, stream.status, std::move(stream.recorder), [this] {
+        const std::scoped_lock lock(doneMutex_);
+        done_.notify_all();
+      });
+  stream.isEnding = false;
+}
+
+void Supervisor::end(Stream& stream) {
+  if (!stream.recorder) return;
+  stream.recorder->requestStop();
+  stream.isEnding = true;
+}
+
+void Supervisor::removeDone() {
+  std::erase_if(streams_, [](const auto& entry) {
+    const Stream& stream = entry.second;
+    return !stream.isConfigured && (!stream.recorder || stream.recorder->isDone());
+  });
+}
+
+}  // namespace host::serve

@@ -1,0 +1,180 @@
+// Streams from live sources on this machine into recordings.
+
+#include "host/serve/streams/Supervisor.h"
+
+#include "host/serve/recordingName.h"
+#include "tests/serve/streams/streamTools.h"
+
+namespace host::serve {
+namespace {
+
+using test::FlvServer;
+using test::stream;
+
+class Streams : public test::StreamsTest {};
+
+std::vector<test::StreamMessage> begin(std::uint32_t untilMs) {
+  return test::withSlices(stream().keyFramesEvery(1000).audio(23).until(untilMs));
+}
+/// What follows on a stream until then.
+std::vector<test::StreamMessage> more(std::uint32_t fromMs, std::uint32_t untilMs) {
+  return test::withSlices(stream().keyFramesEvery(1000).audio(23).withoutHeaders().from(fromMs).until(untilMs));
+}
+
+/// When the sent frame with that data was sent.
+std::uint32_t timeOf(const std::vector<test::StreamMessage>& sent, const std::vector<std::byte>& data) {
+  return std::ranges::find_if(sent, [&](const auto& message) { return message.data == data; })->time;
+}
+
+TEST_F(Streams, RotationLosesAndDoublesNothing) {
+  FlvServer source;
+  auto cam = config("cam1", source.url());
+  cam.rotate = std::chrono::seconds(10);
+  apply({cam});
+  source.accept();
+  auto sent = begin(12000);
+  source.send(sent);
+  awaitReceived("cam1", sent);
+  // The time of day is a little off the time in the stream.
+  for (std::uint32_t fromMs = 12000; fromMs < 36000; fromMs += 12000) {
+    nowMs_ = kStartMs + fromMs + 700;
+    const auto next = more(fromMs, fromMs + 12000);
+    source.send(next);
+    sent = std::move(sent) + next;
+    events_.await("began cam1", fromMs / 12000 + 1);
+    awaitReceived("cam1", sent);
+  }
+  source.close();
+  // It has read everything when it connects again.
+  source.accept();
+  EXPECT_TRUE(supervisor().finish(std::chrono::steady_clock::now() + std::chrono::seconds(5)).empty());
+
+  const auto names = recordings("cam1");
+  ASSERT_EQ(names.size(), 3U);
+  EXPECT_EQ(names[0], "20261125T140320.000Z");
+  expectStored("cam1", sent);
+  for (const std::string& name : names) {
+    const auto frames = stored("cam1", name);
+    EXPECT_EQ(frames[0].time, 0U);
+    EXPECT_EQ(frames[0].data[0], std::byte{0x17}) << "a key frame";
+    EXPECT_EQ(parseRecordingName(name)->beginMs - kStartMs, timeOf(sent, frames[0].data)) << "no seam";
+  }
+  const auto status = supervisor().find("cam1")->snapshot;
+  EXPECT_EQ(status.state, StreamState::kStopped);
+  EXPECT_EQ(status.received.frames, framesOf(sent).size());
+  EXPECT_EQ(status.stored.frames, framesOf(sent).size());
+  EXPECT_EQ(status.recordingsBegun, 3U);
+  EXPECT_EQ(events_.count("finished cam1"), 3U);
+}
+
+TEST_F(Streams, ASourceThatBreaksOffIsContinuedInItsRecording) {
+  FlvServer source;
+  apply({config("cam1", source.url())});
+  source.accept();
+  const auto first = begin(3000),
+             second = test::withSlices(stream().keyFramesEvery(1000).audio(23).from(500000).until(503000));
+  // Nothing before the first key frame could be decoded.
+  source.send(
+      {test::avcSequenceHeader(0), test::avcFrame(0, false, 300, 999999), test::avcFrame(20, false, 300, 999998)});
+  auto later = first;
+  for (auto& message : later) message.time += 40;
+  source.send(later);
+  source.accept();
+  source.send(second);
+  await("cam1", [](const StreamSnapshot& now) { return now.reconnects == 1 && now.state == StreamState::kRecording; });
+  source.accept();
+  supervisor_->stop("cam1");
+  const auto status = await("cam1", [](const auto& now) { return now.state == StreamState::kStopped; });
+  EXPECT_EQ(status.gaps, 1U);
+  EXPECT_EQ(status.lostFrames[static_cast<std::size_t>(LossReason::kNoKeyFrame)], 2U);
+  EXPECT_GT(status.lostSeconds[static_cast<std::size_t>(LossReason::kSource)], 0);
+  EXPECT_NE(status.lastError, "");
+  EXPECT_EQ(recordings("cam1").size(), 1U);
+  expectStored("cam1", first + second);
+}
+
+TEST_F(Streams, AReloadTouchesOnlyWhatChanged) {
+  FlvServer same, changed, gone;
+  auto second = config("changed", changed.url());
+  apply({config("same", same.url()), second, config("gone", gone.url())});
+  for (FlvServer* const source : {&same, &changed, &gone}) {
+    source->accept();
+    source->send(begin(6000));
+  }
+  for (const char* const name : {"same", "changed", "gone"}) events_.await("grew " + std::string(name), 1);
+  auto first = config("same", same.url());
+  first.keep.age = std::chrono::hours(1);
+  second.settings = {"Recording/FragmentDuration=4000"};
+  auto fresh = config("off", gone.url());
+  fresh.enabled = false;
+  apply({first, second, fresh});
+  events_.await("finished gone", 1);
+  events_.await("finished changed", 1);
+  changed.accept();
+  changed.send(begin(6000));
+  events_.await("began changed", 2);
+  EXPECT_EQ(events_.count("finished same"), 0U);
+  EXPECT_FALSE(supervisor_->find("gone"));
+  EXPECT_EQ(supervisor_->find("same")->config, first);
+  EXPECT_EQ(supervisor_->views().size(), 3U);
+  EXPECT_EQ(supervisor_->find("off")->snapshot.state, StreamState::kStopped);
+  EXPECT_FALSE(supervisor_->rotate("off"));
+  EXPECT_TRUE(supervisor_->rotate("same"));
+  same.send(more(6000, 9000));
+  events_.await("began same", 2);
+  // What a user asked for outlives a reload.
+  EXPECT_TRUE(supervisor_->stop("same"));
+  apply({first, second, fresh});
+  events_.await("finished same", 2);
+  EXPECT_FALSE(supervisor_->start("nobody"));
+}
+
+TEST_F(Streams, AFileIsRecordedOnceAndANewClockBeginsARecording) {
+  const auto first = begin(5000), second = more(7000, 9000);
+  auto restarted = second;
+  for (auto& message : restarted) message.time -= 7000;
+  const std::string file = directory_.file("later.mtg");
+  apply({config("file", file)});
+  const auto failed = await("file", [](const auto& now) { return now.lastErrorAtMs != 0; });
+  EXPECT_EQ(failed.state, StreamState::kConnecting);
+  test::writeTagStream(first + restarted, directory_.file("part.mtg"));
+  std::filesystem::rename(directory_.file("part.mtg"), file);
+  await("file", [](const auto& now) { return now.state == StreamState::kStopped && now.recordingsBegun > 0; });
+  EXPECT_EQ(recordings("file").size(), 2U);
+  expectStored("file", first + second);
+}
+
+TEST_F(Streams, KeepsTheNewestWhileThereIsNoPlaceAndGoesOnByItself) {
+  test::writeWholeFile(root(), "in the way");
+  FlvServer source;
+  auto cam = config("cam1", source.url());
+  cam.maxQueue = 80000;
+  apply({cam});
+  source.accept();
+  const auto lost = begin(20000), kept = more(20000, 21000);
+  source.send(lost + kept);
+  const auto blocked = await("cam1", [](const auto& now) {
+    return now.state == StreamState::kBlocked && now.lostFrames[static_cast<std::size_t>(LossReason::kQueue)] > 900;
+  });
+  EXPECT_LE(blocked.queueBytes, cam.maxQueue);
+  EXPECT_NE(blocked.lastError.find("root"), std::string::npos) << blocked.lastError;
+  std::filesystem::remove(root());
+  const auto later = more(21000, 24000);
+  source.send(later);
+  events_.await("grew cam1", 1);
+  source.close();
+  source.accept();
+  supervisor_->finish(std::chrono::steady_clock::now() + std::chrono::seconds(5));
+  ASSERT_EQ(recordings("cam1").size(), 1U);
+  const auto frames = stored("cam1", recordings("cam1")[0]);
+  const auto pictures = dataOf(frames, 9), expected = dataOf(framesOf(lost + kept + later), 9);
+  // After the first key frame, which waits outside the queue, a whole tail of what came.
+  ASSERT_GT(pictures.size(), 100U);
+  EXPECT_TRUE(std::equal(pictures.begin() + 1, pictures.end(), expected.end() - (std::ssize(pictures) - 1)));
+  const auto status = supervisor_->find("cam1")->snapshot;
+  EXPECT_EQ(status.received.frames,
+            status.stored.frames + status.lostFrames[static_cast<std::size_t>(LossReason::kQueue)]);
+}
+
+}  // namespace
+}  // namespace host::serve
