@@ -8,12 +8,16 @@
 #include <cstdlib>
 #include <ctime>
 #include <initializer_list>
+#include <memory>
 #include <optional>
+#include <thread>
 
 #include "host/Module.h"
 #include "host/input/AvLogRoute.h"
+#include "host/serve/DurationHistogram.h"
+#include "host/serve/Storage.h"
+#include "host/serve/WebInterface.h"
 #include "host/serve/config/readServeConfig.h"
-#include "host/serve/streams/RecordingEvents.h"
 #include "host/serve/streams/Supervisor.h"
 #include "host/serve/systemd/ServiceManager.h"
 
@@ -58,21 +62,13 @@ class BlockedSignals {
   sigset_t old_{};
 };
 
-/// Nobody follows the recordings.
-class NoEvents final : public RecordingEvents {
- public:
-  void began(const std::string&, const std::string&) override {}
-  void grew(const std::string&, const std::string&) override {}
-  void finished(const std::string&, const std::string&, bool) override {}
-};
-
 /// Owns the parts of the service, in the order in which they need each other.
 class Server {
  public:
   Server(const std::string& configPath, Log& log) : configPath_(configPath), log_(log) {}
 
   ExitStatus run(const ServeConfig& config) {
-    streams_.apply(config);
+    apply(config);
     manager_.ready();
     while (true) {
       const auto signal = signals_.wait(manager_.watchdogPause());
@@ -86,10 +82,18 @@ class Server {
   }
 
  private:
+  void apply(const ServeConfig& config) {
+    // Before anything changes: an address that cannot be used, or a token that cannot be read, refuses all of it.
+    if (web_ && !web_->isFor(config)) web_.reset();
+    if (!web_) web_ = std::make_unique<WebInterface>(config, streams_, storage_, fragmentWrites_, log_);
+    storage_.apply(config);
+    streams_.apply(config);
+  }
+
   void reload() {
     manager_.reloading();
     try {
-      streams_.apply(readServeConfig(configPath_, &log_));
+      apply(readServeConfig(configPath_, &log_));
       log_.note("the configuration was read again");
     } catch (const std::exception& error) {
       log_.error(error.what());
@@ -100,11 +104,22 @@ class Server {
 
   ExitStatus finish() {
     manager_.stopping();
-    const auto unfinished = streams_.finish(std::chrono::steady_clock::now() + kStopTime);
+    const auto end = std::chrono::steady_clock::now() + kStopTime;
+    // Hooks need some seconds to end, which they have beside the streams.
+    std::thread hooks([this] { storage_.stop(); });
+    const auto unfinished = streams_.finish(end);
+    hooks.join();
     if (unfinished.empty()) return ExitStatus::kOk;
     // A thread may hang in a name server's answer or in a disk that is gone. The others have finished.
     for (const std::string& name : unfinished) log_.error(fmt::format("{}: did not finish in time", name));
     std::_Exit(static_cast<int>(ExitStatus::kIncomplete));
+  }
+
+  StreamServices services() {
+    return {.module = module_,
+            .events = storage_,
+            .prepare = [this](const StreamConfig& stream) { storage_.prepare(stream); },
+            .requireRoot = [this](const StreamConfig& stream) { storage_.requireRoot(stream); }};
   }
 
   const std::string& configPath_;
@@ -114,8 +129,11 @@ class Server {
   ServiceManager manager_;
   AvLogRoute avLog_{log_};
   Module module_{findModule()};
-  NoEvents events_;
-  Supervisor streams_{{.module = module_, .events = events_}};
+  DurationHistogram fragmentWrites_;
+  Storage storage_{log_};
+  Supervisor streams_{services()};
+  /// Null before the first apply().
+  std::unique_ptr<WebInterface> web_;
 };
 
 }  // namespace

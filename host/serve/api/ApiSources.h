@@ -9,6 +9,7 @@
 
 #include "host/serve/DurationHistogram.h"
 #include "host/serve/catalog/Catalog.h"
+#include "host/serve/hooks/HookRunner.h"
 #include "host/serve/streams/Supervisor.h"
 
 namespace host::serve {
@@ -25,17 +26,6 @@ struct DiskSpace {
 struct RemovedCount {
   std::string reason;
   std::uint64_t recordings = 0;
-};
-
-/// The hooks of one stream. Counts are since the start of the process.
-struct HookCounts {
-  std::uint64_t succeeded = 0;
-  std::uint64_t failed = 0;
-  std::uint64_t timedOut = 0;
-  /// Recordings whose hook has not succeeded yet, and those of them that are an alarm.
-  std::uint64_t waiting = 0;
-  std::uint64_t alarms = 0;
-  std::string lastError = {};
 };
 
 /// What the answers are made from. The program connects each function to the part that knows; worker threads call them,
@@ -61,7 +51,7 @@ struct ApiSources {
   /// All reasons there are, also those that removed nothing.
   std::function<std::vector<RemovedCount>()> removed = {};
   /// By the names of the streams that have a hook.
-  std::function<std::map<std::string, HookCounts>()> hooks = {};
+  std::function<std::map<std::string, HookStatus>()> hooks = {};
   /// How long fragments took to be on disk.
   const DurationHistogram* fragmentWrites = nullptr;
 };

@@ -114,7 +114,7 @@ Json healthDocument(const ApiSources& sources) {
                        {"lastFragment", timeOrNull(now.lastFragmentAtMs)}});
   }
   Json hooks = Json::array();
-  for (const auto& [stream, counts] : sources.hooks ? sources.hooks() : std::map<std::string, HookCounts>()) {
+  for (const auto& [stream, counts] : sources.hooks ? sources.hooks() : std::map<std::string, HookStatus>()) {
     if (counts.alarms == 0) continue;
     isHealthy = false;
     hooks.push_back({{"stream", stream}, {"recordings", counts.alarms}, {"lastError", counts.lastError}});

@@ -86,7 +86,7 @@ void addDisks(MetricsText& out, const ApiSources& sources) {
 }
 
 void addHooks(MetricsText& out, const ApiSources& sources) {
-  const auto hooks = sources.hooks ? sources.hooks() : std::map<std::string, HookCounts>();
+  const auto hooks = sources.hooks ? sources.hooks() : std::map<std::string, HookStatus>();
   out.begin("k2r_hook_runs_total", "counter", "Hooks that ended, by result.");
   for (const auto& [stream, counts] : hooks) {
     out.sample({{"stream", stream}, {"result", "success"}}, static_cast<double>(counts.succeeded));

@@ -17,7 +17,8 @@ class Retention::RootThread {
   RootThread(const std::string& root, Retention& owner)
       : root_(root),
         log_(owner.log_),
-        retention_(root, owner.catalog_, owner.mustKeep_, owner.log_, owner.surroundings_, owner.counts_),
+        retention_(root, owner.catalog_, owner.mustKeep_, owner.onHeldRemoved_, owner.log_, owner.surroundings_,
+                   owner.counts_),
         thread_([this](const std::stop_token& stop) { run(stop); }) {}
 
   void setLimits(RootLimits limits) {
@@ -74,8 +75,13 @@ class Retention::RootThread {
   std::jthread thread_;
 };
 
-Retention::Retention(Catalog& catalog, RootRetention::MustKeep mustKeep, Log& log, const Surroundings& surroundings)
-    : catalog_(catalog), mustKeep_(std::move(mustKeep)), log_(log), surroundings_(surroundings) {}
+Retention::Retention(Catalog& catalog, RootRetention::MustKeep mustKeep, RootRetention::OnHeldRemoved onHeldRemoved,
+                     Log& log, const Surroundings& surroundings)
+    : catalog_(catalog),
+      mustKeep_(std::move(mustKeep)),
+      onHeldRemoved_(std::move(onHeldRemoved)),
+      log_(log),
+      surroundings_(surroundings) {}
 
 Retention::~Retention() = default;
 

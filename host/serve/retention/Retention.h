@@ -20,8 +20,8 @@ namespace host::serve {
 /// destructor, for the removal that is under way.
 class Retention {
  public:
-  /// All outlive it. `mustKeep` is called on the threads of the roots.
-  Retention(Catalog& catalog, RootRetention::MustKeep mustKeep, Log& log,
+  /// All outlive it. The functions are called on the threads of the roots; both may be null.
+  Retention(Catalog& catalog, RootRetention::MustKeep mustKeep, RootRetention::OnHeldRemoved onHeldRemoved, Log& log,
             const Surroundings& surroundings = systemSurroundings());
   ~Retention();
   Retention(const Retention&) = delete;
@@ -41,6 +41,7 @@ class Retention {
 
   Catalog& catalog_;
   const RootRetention::MustKeep mustKeep_;
+  const RootRetention::OnHeldRemoved onHeldRemoved_;
   Log& log_;
   const Surroundings& surroundings_;
   RemovalCounts counts_{};

@@ -133,6 +133,7 @@ void RootRetention::remove(const Item& item, const PlannedRemoval& removal) {
       if (removal.isHeld) {
         log_.warning(fmt::format("{}: recording {} was removed for keep_free before its hook had succeeded",
                                  folder.stream(), text));
+        if (onHeldRemoved_) onHeldRemoved_(folder.stream(), text);
       }
       removeIfEmpty(folder);
       return;

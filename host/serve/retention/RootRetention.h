@@ -42,11 +42,15 @@ class RootRetention {
   /// Whether a recording has to stay, since its hook has not succeeded yet.
   using MustKeep = std::function<bool(const std::string& stream, const std::string& recording)>;
 
-  RootRetention(std::string root, Catalog& catalog, MustKeep mustKeep, Log& log, const Surroundings& surroundings,
-                RemovalCounts& counts)
+  /// Called for a recording that had to stay, once it was removed for the free space.
+  using OnHeldRemoved = std::function<void(const std::string& stream, const std::string& recording)>;
+
+  RootRetention(std::string root, Catalog& catalog, MustKeep mustKeep, OnHeldRemoved onHeldRemoved, Log& log,
+                const Surroundings& surroundings, RemovalCounts& counts)
       : root_(std::move(root)),
         catalog_(catalog),
         mustKeep_(std::move(mustKeep)),
+        onHeldRemoved_(std::move(onHeldRemoved)),
         log_(log),
         surroundings_(surroundings),
         counts_(counts) {}
@@ -75,6 +79,7 @@ class RootRetention {
   const std::string root_;
   Catalog& catalog_;
   const MustKeep mustKeep_;
+  const OnHeldRemoved onHeldRemoved_;
   Log& log_;
   const Surroundings& surroundings_;
   RemovalCounts& counts_;

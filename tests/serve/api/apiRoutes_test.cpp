@@ -191,7 +191,7 @@ TEST_F(ApiTest, HealthNamesWhatDoesNotRecord) {
   EXPECT_EQ(ask("/readyz").status, 200u);
   views.erase(views.begin());
   EXPECT_EQ(document("/v1/health")["status"], "ok") << "a stream that somebody stopped is no fault";
-  sources.hooks = [] { return std::map<std::string, HookCounts>{{"gate", {.alarms = 1, .lastError = "exit 1"}}}; };
+  sources.hooks = [] { return std::map<std::string, HookStatus>{{"gate", {.alarms = 1, .lastError = "exit 1"}}}; };
   health = document("/v1/health");
   EXPECT_EQ(health["status"], "degraded");
   EXPECT_EQ(health["failingHooks"][0]["lastError"], "exit 1");
@@ -245,7 +245,7 @@ TEST_F(ApiTest, MetricsKeepLargeNumbersAndOddNames) {
   sources.disks = [] { return std::vector<DiskSpace>{{"/a \"b\"\\c\n", 7}, {"/gone", std::nullopt}}; };
   sources.removed = [] { return std::vector<RemovedCount>{{"keep_for", 0}, {"keep_bytes", 2}}; };
   sources.hooks = [] {
-    return std::map<std::string, HookCounts>{{"gate", {.succeeded = 1, .failed = 2, .waiting = 3}}};
+    return std::map<std::string, HookStatus>{{"gate", {.succeeded = 1, .failed = 2, .waiting = 3}}};
   };
   sources.fragmentWrites = &writes;
   for (const auto duration : {std::chrono::microseconds(1000), std::chrono::microseconds(1001),

@@ -48,14 +48,16 @@ class RetentionTest : public testing::Test {
   Catalog catalog_{world_};
   std::set<std::string> held_;
   RemovalCounts counts_{};
-  RootRetention retention_{root_.path().string(),
-                           catalog_,
-                           [this](const std::string& stream, const std::string& recording) {
-                             return held_.contains(stream + "/" + recording);
-                           },
-                           log_.log(),
-                           world_,
-                           counts_};
+  RootRetention retention_{
+      root_.path().string(),
+      catalog_,
+      [this](const std::string& stream, const std::string& recording) {
+        return held_.contains(stream + "/" + recording);
+      },
+      [this](const std::string& stream, const std::string& recording) { held_.erase(stream + "/" + recording); },
+      log_.log(),
+      world_,
+      counts_};
 };
 
 TEST_F(RetentionTest, RemovesByAgeInAllStreams) {
@@ -146,7 +148,7 @@ TEST_F(RetentionTest, GoesPastWhatItMayNotRemove) {
 TEST_F(RetentionTest, FollowsTheConfiguration) {
   for (const double hour : {0.0, 9.5}) put("cam1", hour);
   scan();
-  Retention retention(catalog_, {}, log_.log(), world_);
+  Retention retention(catalog_, {}, {}, log_.log(), world_);
   ServeConfig config{.root = root_.path().string(), .keep = {.age = kHour}};
   retention.apply(config);
   while (retention.removed(RemovalReason::kKeepFor) == 0) std::this_thread::yield();

@@ -1,0 +1,99 @@
+#include "host/serve/Storage.h"
+
+#include <set>
+
+#include "host/errors.h"
+#include "host/serve/catalog/repairStream.h"
+
+namespace host::serve {
+
+Storage::Storage(Log& log)
+    : log_(log),
+      storageRoots_(stateFolder()),
+      hooks_(log),
+      catalog_(systemSurroundings(), [this](const std::string& stream, const std::string& folder,
+                                            const std::string& recording) { repair(stream, folder, recording); }),
+      retention_(
+          catalog_,
+          [this](const std::string& stream, const std::string& recording) {
+            return hooks_.mustKeep(stream, recording);
+          },
+          [this](const std::string& stream, const std::string& recording) { hooks_.forget(stream, recording); }, log) {
+  hooks_.start();
+}
+
+Storage::~Storage() {
+  stop();
+}
+
+void Storage::apply(const ServeConfig& config) {
+  {
+    const std::scoped_lock lock(mutex_);
+    settings_.clear();
+    roots_.clear();
+    for (const StreamConfig& stream : config.streams) {
+      settings_.emplace(stream.name, stream.settings);
+      roots_.emplace(stream.name, stream.root);
+    }
+  }
+  // Before the retention: it must know which recordings a hook still needs.
+  hooks_.configure(config);
+  catalog_.addRoot(config.root);
+  for (const StreamConfig& stream : config.streams) catalog_.addStream(stream.name, stream.root + "/" + stream.name);
+  retention_.apply(config);
+}
+
+void Storage::prepare(const StreamConfig& stream) {
+  const Settings settings = settingsOf(stream.name);
+  for (const std::string& name : repairStream(catalog_, stream.name, stream.root + "/" + stream.name, settings, log_)) {
+    hooks_.add(stream.name, name);
+  }
+}
+
+void Storage::repair(const std::string& stream, const std::string& folder, const std::string& recording) {
+  if (repairInterrupted(catalog_, stream, folder, recording, settingsOf(stream), log_)) hooks_.add(stream, recording);
+}
+
+void Storage::requireRoot(const StreamConfig& stream) {
+  const std::string reason = storageRoots_.claim(stream.root, log_);
+  if (!reason.empty()) throw CommandError(reason);
+}
+
+void Storage::began(const std::string& stream, const std::string& recording) {
+  catalog_.began(stream, recording);
+}
+
+void Storage::grew(const std::string& stream, const std::string& recording) {
+  catalog_.grew(stream, recording);
+}
+
+void Storage::finished(const std::string& stream, const std::string& recording, bool isEmpty) {
+  // Before the catalog knows that it is finished: the retention must not remove it before its hook has run.
+  if (!isEmpty) hooks_.add(stream, recording);
+  catalog_.finished(stream, recording, isEmpty);
+  std::string root;
+  {
+    const std::scoped_lock lock(mutex_);
+    const auto found = roots_.find(stream);
+    if (found != roots_.end()) root = found->second;
+  }
+  if (!root.empty()) retention_.makeRoom(root);
+}
+
+std::vector<std::string> Storage::roots() const {
+  const std::scoped_lock lock(mutex_);
+  std::set<std::string> roots;
+  for (const auto& [stream, root] : roots_) roots.insert(root);
+  return {roots.begin(), roots.end()};
+}
+
+Settings Storage::settingsOf(const std::string& stream) const {
+  const std::scoped_lock lock(mutex_);
+  Settings settings;
+  const auto found = settings_.find(stream);
+  if (found == settings_.end()) return settings;
+  for (const std::string& assignment : found->second) settings.assign(assignment);
+  return settings;
+}
+
+}  // namespace host::serve

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "host/Log.h"
+#include "host/Settings.h"
+#include "host/serve/ServeConfig.h"
+#include "host/serve/catalog/Catalog.h"
+#include "host/serve/catalog/StorageRoots.h"
+#include "host/serve/hooks/HookRunner.h"
+#include "host/serve/retention/Retention.h"
+#include "host/serve/streams/RecordingEvents.h"
+
+namespace host::serve {
+
+/// What becomes of recordings: they are listed, repaired, handed to their hooks and removed. Connects the parts that do
+/// so with each other and with the streams, which report here. Any thread may call it.
+class Storage final : public RecordingEvents {
+ public:
+  /// `log` outlives it.
+  explicit Storage(Log& log);
+  ~Storage();
+  Storage(const Storage&) = delete;
+  Storage& operator=(const Storage&) = delete;
+
+  /// Follows a configuration from now on. To be called before its streams begin.
+  void apply(const ServeConfig& config);
+  /// Ends the hooks that run; they run again in the next process.
+  void stop() { hooks_.stop(); }
+
+  /// Completes what was interrupted of a stream; see StreamServices::prepare.
+  void prepare(const StreamConfig& stream);
+  /// Throws CommandError if nothing may be recorded in the root of the stream.
+  void requireRoot(const StreamConfig& stream);
+
+  void began(const std::string& stream, const std::string& recording) override;
+  void grew(const std::string& stream, const std::string& recording) override;
+  void finished(const std::string& stream, const std::string& recording, bool isEmpty) override;
+
+  const Catalog& catalog() const { return catalog_; }
+  const HookRunner& hooks() const { return hooks_; }
+  const Retention& retention() const { return retention_; }
+  /// The folders above those of the streams, each once.
+  std::vector<std::string> roots() const;
+
+ private:
+  /// For the catalog: a recording of an earlier process, which is not among the newest of its stream.
+  void repair(const std::string& stream, const std::string& folder, const std::string& recording);
+  /// The module's settings of a stream; empty for one that is not configured any more.
+  Settings settingsOf(const std::string& stream) const;
+
+  Log& log_;
+  /// Guards the two maps.
+  mutable std::mutex mutex_;
+  /// By stream.
+  std::map<std::string, std::vector<std::string>> settings_;
+  std::map<std::string, std::string> roots_;
+  StorageRoots storageRoots_;
+  HookRunner hooks_;
+  /// Its threads call repair().
+  Catalog catalog_;
+  Retention retention_;
+};
+
+}  // namespace host::serve

@@ -1,0 +1,105 @@
+#include "host/serve/WebInterface.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+
+#include "fragmentation/FragmentationConfig.h"
+#include "host/OpenContext.h"
+#include "host/Settings.h"
+#include "host/serve/api/StaticFiles.h"
+#include "host/serve/api/apiRoutes.h"
+#include "host/serve/api/mediaRoutes.h"
+#include "host/serve/config/maskedSource.h"
+#include "host/serve/config/secretFiles.h"
+#include "host/serve/streams/RecordingBegins.h"
+
+namespace host::serve {
+namespace {
+
+std::vector<DiskSpace> disksOf(const Storage& storage) {
+  std::vector<DiskSpace> disks;
+  for (const std::string& root : storage.roots()) {
+    disks.push_back({.root = root, .freeBytes = systemSurroundings().freeBytes(root)});
+  }
+  return disks;
+}
+
+std::vector<RemovedCount> removedOf(const Retention& retention) {
+  std::vector<RemovedCount> counts;
+  for (std::size_t i = 0; i < kRemovalReasons; ++i) {
+    const auto reason = static_cast<RemovalReason>(i);
+    counts.push_back({.reason = std::string(removalReasonText(reason)), .recordings = retention.removed(reason)});
+  }
+  return counts;
+}
+
+}  // namespace
+
+bool PlayedStreams::isRecording(const std::string& stream) const {
+  const auto view = streams_.find(stream);
+  return view && view->snapshot.state != StreamState::kStopped;
+}
+
+std::uint64_t PlayedStreams::fragmentDurationMs(const std::string& stream) const {
+  Settings settings;
+  if (const auto view = streams_.find(stream)) {
+    for (const std::string& assignment : view->config.settings) settings.assign(assignment);
+  }
+  OpenContext context(settings);
+  return ruvo::k2r::readFragmentationConfig(context).fragmentDuration;
+}
+
+WebInterface::WebInterface(const ServeConfig& config, Supervisor& streams, const Storage& storage,
+                           const DurationHistogram& fragmentWrites, Log& log)
+    : config_(config),
+      played_(streams, storage.catalog()),
+      sources_(makeSources(streams, storage, fragmentWrites)),
+      playback_(played_, log, systemClockMs, {}),
+      router_(makeRouter()),
+      server_(
+          optionsOf(config), [this](const HttpRequest& request) { return router_(request); },
+          [&log](const std::string& line) { log.error(line); }) {
+  const bool isV6 = config.listenAddress.find(':') != std::string::npos;
+  log.note(fmt::format("listening on {}:{}", isV6 ? "[" + config.listenAddress + "]" : config.listenAddress,
+                       server_.port()));
+}
+
+WebInterface::~WebInterface() {
+  server_.stop();
+}
+
+HttpOptions WebInterface::optionsOf(const ServeConfig& config) {
+  return {.address = config.listenAddress,
+          .port = config.listenPort,
+          .access = {.token = config.tokenFile.empty() ? "" : readToken(config.tokenFile),
+                     .readToken = config.readToken,
+                     .allowOrigins = config.allowOrigins}};
+}
+
+ApiSources WebInterface::makeSources(Supervisor& streams, const Storage& storage,
+                                     const DurationHistogram& fragmentWrites) {
+  ApiSources sources = sourcesOf(streams, storage.catalog());
+  sources.maskedSource = [](const std::string& source) { return maskedSource(source); };
+  sources.disks = [&storage] { return disksOf(storage); };
+  sources.removed = [&storage] { return removedOf(storage.retention()); };
+  sources.hooks = [&storage] { return storage.hooks().status(); };
+  sources.fragmentWrites = &fragmentWrites;
+  return sources;
+}
+
+Router WebInterface::makeRouter() {
+  Router router;
+  StaticFiles(webFolder()).addRoutes(router);
+  addApiRoutes(router, sources_);
+  addMediaRoutes(router, playback_, played_);
+  return router;
+}
+
+bool WebInterface::isFor(const ServeConfig& config) const {
+  return config.listenAddress == config_.listenAddress && config.listenPort == config_.listenPort &&
+         config.tokenFile == config_.tokenFile && config.readToken == config_.readToken &&
+         config.allowOrigins == config_.allowOrigins;
+}
+
+}  // namespace host::serve
