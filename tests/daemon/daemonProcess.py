@@ -40,6 +40,8 @@ def wait_for(what, ready, seconds=30):
 class Daemon:
     """One process. `wrapper` are words in front of the program, such as those that give it another root."""
 
+    running = []
+
     def __init__(self, k2r, folder, wrapper=()):
         self.k2r, self.folder, self.wrapper = k2r, pathlib.Path(folder), list(wrapper)
         self.folder.mkdir(parents=True, exist_ok=True)
@@ -62,7 +64,8 @@ class Daemon:
         log = open(self.log_path, "ab")
         begin = self.log_path.stat().st_size
         self.process = subprocess.Popen([*self.wrapper, self.k2r, "serve", "--config", self.config], stderr=log,
-                                        env={**os.environ, **(environment or {})})
+                                        stdout=subprocess.DEVNULL, env={**os.environ, **(environment or {})})
+        Daemon.running.append(self.process)
         self.port = wait_for("the address", lambda: self._port(begin), 15)
 
     def _port(self, begin):
@@ -81,6 +84,14 @@ class Daemon:
         assert status == 0, f"exit status {status}:\n{self.log()}"
         assert took < seconds, f"the stop took {took:.1f} s"
         return took
+
+    @staticmethod
+    def kill_all():
+        """What failed scenarios have left."""
+        for process in Daemon.running:
+            if process.poll() is None:
+                process.kill()
+                process.wait()
 
     def kill(self):
         self.process.kill()

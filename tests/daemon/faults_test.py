@@ -16,7 +16,7 @@ import time
 from daemonProcess import Daemon, frames, make_clip, place_in, verify, wait_for, CLIP_SECONDS
 from liveServer import Camera, Proxy
 
-STALL = 'stall_timeout = "2s"'
+STALL = 'recording = { stall_timeout = "2s" }'
 
 
 class World:
@@ -214,7 +214,7 @@ def hook_hangs(world):
                       "other": f'source = "{camera.url}"\n{fails}'}, 'rotate = "2s"')
     daemon.start()
     wait_for("recordings", lambda: len(daemon.recordings("cam")) >= 3 and len(daemon.recordings("other")) >= 3)
-    wait_for("a failure", lambda: daemon.metric("k2r_hooks_total", result="failure") >= 1)
+    wait_for("a failure", lambda: daemon.metric("k2r_hook_runs_total", result="failure") >= 1)
     daemon.stop()
     check_continuous(world, daemon.recordings("cam"))
     (daemon.folder / "ready").touch()
@@ -296,6 +296,7 @@ def main():
             error = result.exception()
             print(f"{name}: {'passed' if error is None else f'FAILED: {error!r}'}", flush=True)
             failed += error is not None
+    Daemon.kill_all()
     # The cameras' threads would keep the process.
     os._exit(1 if failed else 0)
 
