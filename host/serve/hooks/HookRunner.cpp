@@ -186,7 +186,10 @@ void HookRunner::startHook(const Job& job) {
   const auto& [stream, recording] = job.key;
   const std::string directory = fmt::format("{}/{}/{}", job.root, stream, recording);
   std::error_code error;
-  if (!std::filesystem::exists(directory, error) && !error) return forget(stream, recording);
+  if (!std::filesystem::exists(directory, error) && !error) {
+    if (std::filesystem::exists(job.root + "/.k2r", error)) return forget(stream, recording);
+    return settle(job.key, job.root, false, fmt::format("'{}' is not mounted", job.root));
+  }
   const auto words = hookWords(job.words, {.directory = directory, .stream = stream, .recording = recording});
   const auto takeLine = [this, name = nameOf(job.key)](std::string_view line) {
     log_.note(fmt::format("{}: {}", name, maskedText(line, "")));

@@ -253,8 +253,12 @@ TEST_F(HookRunnerTest, WritesNothingWhereNoDiskIsMounted) {
   runner->configure(config({{"cam1", shell("exit 1")}}));
   finish(*runner, "cam1", kFirst);
   EXPECT_FALSE(fs::exists(directory_.path() / ".k2r"));
-  EXPECT_TRUE(runner->mustKeep("cam1", kFirst));
   EXPECT_THAT(log_.text(), HasSubstr("would be forgotten by a restart"));
+  // The recording is not gone: it is on the disk.
+  fs::remove_all(directory_.path() / "cam1");
+  settle(*runner);
+  EXPECT_TRUE(runner->mustKeep("cam1", kFirst));
+  EXPECT_THAT(runner->status()["cam1"].lastError, HasSubstr("is not mounted"));
 }
 
 }  // namespace
