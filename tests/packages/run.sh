@@ -56,6 +56,7 @@ said=$(MANPATH="$root/usr/share/man" systemd-analyze verify "$work/k2r.service" 
 # In tenths: below 2 is "OK". What a user must open for an input is in drop-ins.
 systemd-analyze security --offline=true --threshold=19 "$work/k2r.service" >"$work/security.txt" || { tail -1 "$work/security.txt" >&2; fail "the unit is open"; }
 grep -q '^k2r:.*:/var/lib/k2r:/usr/sbin/nologin$' "$root/etc/passwd" || fail "no user k2r"
+"$root/usr/bin/k2r" serve --config "$root/etc/k2r/k2r.toml" --check || fail "the configuration of the package"
 if [ "$(id -u)" -eq 0 ]; then
   group=$(sed -n 's/^k2r:[^:]*:\([0-9]*\):.*/\1/p' "$root/etc/group")
   [ "$(stat -c %a:%u:%g "$root/etc/k2r/k2r.toml")" = "640:0:$group" ] || fail "permissions of k2r.toml"
@@ -69,7 +70,7 @@ if [ "$(id -u)" -eq 0 ]; then
 fi
 
 echo "manual and completions"
-for command in "" -record -inspect -verify -repair -export -playlist -keys -keys-new -unprotect; do
+for command in "" -record -serve -inspect -verify -repair -export -playlist -keys -keys-new -unprotect; do
   page=$root/usr/share/man/man1/k2r$command.1.gz
   [ -f "$page" ] || fail "no page k2r$command(1)"
   warnings=$(MANROFFSEQ='' MANWIDTH=80 LC_ALL=C.UTF-8 man --warnings -E UTF-8 -l "$page" 2>&1 >"$work/page.txt")
