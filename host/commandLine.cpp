@@ -1,13 +1,11 @@
-#include <algorithm>
 #include <csignal>
-#include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <memory>
-#include <string_view>
 
 #include "host/Log.h"
 #include "host/commands.h"
+#include "host/errorLines.h"
 #include "host/jsonDocument.h"
 #include "host/output.h"
 #include "host/version.h"
@@ -32,19 +30,6 @@ Command programCommand() {
           }};
 }
 
-namespace {
-
-/// A configuration file may have several faults, a line each.
-void logLines(Log& log, std::string_view text) {
-  while (!text.empty()) {
-    const std::size_t length = std::min(text.find('\n'), text.size());
-    log.error(text.substr(0, length));
-    text.remove_prefix(std::min(length + 1, text.size()));
-  }
-}
-
-}  // namespace
-
 ExitStatus runCommandLine(int argc, const char* const* argv) {
   // A file that has reached the limit of its size is a write that fails, like a disk that is full.
   std::signal(SIGXFSZ, SIG_IGN);
@@ -57,7 +42,7 @@ ExitStatus runCommandLine(int argc, const char* const* argv) {
     log.error(error.what());
     return ExitStatus::kBadUsage;
   } catch (const UsageError& error) {
-    logLines(log, error.what());
+    logErrorLines(log, error.what());
     return ExitStatus::kBadUsage;
   } catch (const std::exception& error) {
     log.error(error.what());

@@ -15,13 +15,18 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME k2r)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+# The user of the service is made by systemd-sysusers.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/conffiles ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst
+    ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm ${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "recorder of media streams that survives crashes
 Records files, cameras and live streams into fragmented MP4 segments with
 an index. A recording is whole up to its last fragment whatever happens to
 the process or the power, and can be continued.
 
-This package has the command line k2r and the module that it shares with
-media servers.")
+This package has the command line k2r, a service that records many streams,
+and the module that both share with media servers.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libk2r-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

@@ -16,7 +16,7 @@ if [ "${1:-}" = --tests ]; then
     gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad gstreamer1.0-libav
     python3-gi gir1.2-gst-rtsp-server-1.0
     rclone nginx-light
-    dpkg-dev file lintian man-db groff-base zsh fish
+    dpkg-dev file lintian systemd man-db groff-base zsh fish
     chromium
   )
   # Another node than Debian's does as well.

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "host/Module.h"
+#include "host/errorLines.h"
 #include "host/input/AvLogRoute.h"
 #include "host/serve/DurationHistogram.h"
 #include "host/serve/Storage.h"
@@ -96,7 +97,7 @@ class Server {
       apply(readServeConfig(configPath_, &log_));
       log_.note("the configuration was read again");
     } catch (const std::exception& error) {
-      log_.error(error.what());
+      logErrorLines(log_, error.what());
       log_.error("the configuration was not changed");
     }
     manager_.ready();

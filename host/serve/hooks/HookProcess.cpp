@@ -24,6 +24,8 @@ namespace {
 
 constexpr std::size_t kLongestLine = 500;
 constexpr int kMostLines = 100;
+/// A program that prints without end must not keep the thread: 1 MiB, more than a pipe contains by default.
+constexpr int kMostReads = 256;
 constexpr int kLongestEndMs = 500;
 
 std::string errorText(int error) {
@@ -129,7 +131,7 @@ HookProcess::~HookProcess() {
 
 void HookProcess::readOutput() {
   std::array<char, 4096> buffer{};
-  while (outputFd_ != -1) {
+  for (int reads = 0; outputFd_ != -1 && reads < kMostReads; ++reads) {
     const ssize_t size = platform::os::retried([&] { return ::read(outputFd_, buffer.data(), buffer.size()); });
     if (size == -1 && errno == EAGAIN) return;
     if (size <= 0) return closeOutput();

@@ -57,14 +57,16 @@ void HookRunner::configure(const ServeConfig& config) {
   const std::scoped_lock lock(mutex_);
   parallel_ = config.hookParallel;
   timeLimit_ = config.hookTimeout;
-  std::map<std::string, Stream> streams;
   for (const StreamConfig& stream : config.streams) {
-    if (stream.onRecording.empty()) continue;
-    Stream& taken = streams[stream.name] = {.root = stream.root, .words = stream.onRecording, .counts = {}};
-    if (const auto old = streams_.find(stream.name); old != streams_.end()) taken.counts = old->second.counts;
+    if (stream.onRecording.empty()) {
+      streams_.erase(stream.name);
+    } else {
+      Stream& taken = streams_[stream.name];
+      taken.root = stream.root;
+      taken.words = stream.onRecording;
+    }
   }
-  streams_ = std::move(streams);
-  // The markers of a stream that is gone stay on disk, for the case that it comes back.
+  // A stream that is not in the configuration any more keeps its hook: its last recording is only finishing now.
   std::erase_if(hooks_, [this](const auto& hook) { return !streams_.contains(hook.first.first); });
   for (const auto& [root, list] : markers) {
     for (const auto& [stream, recording] : list) {
@@ -186,7 +188,10 @@ void HookRunner::startHook(const Job& job) {
   const auto& [stream, recording] = job.key;
   const std::string directory = fmt::format("{}/{}/{}", job.root, stream, recording);
   std::error_code error;
-  if (!std::filesystem::exists(directory, error) && !error) return forget(stream, recording);
+  if (!std::filesystem::exists(directory, error) && !error) {
+    if (std::filesystem::exists(job.root + "/.k2r", error)) return forget(stream, recording);
+    return settle(job.key, job.root, false, fmt::format("'{}' is not mounted", job.root));
+  }
   const auto words = hookWords(job.words, {.directory = directory, .stream = stream, .recording = recording});
   const auto takeLine = [this, name = nameOf(job.key)](std::string_view line) {
     log_.note(fmt::format("{}: {}", name, maskedText(line, "")));
@@ -279,7 +284,7 @@ void HookRunner::countFailure(const Key& key, bool isTimeout, const std::string&
   {
     const std::scoped_lock lock(mutex_);
     const auto found = hooks_.find(key);
-    // Forgotten, or its stream is gone, while it ran.
+    // Forgotten while it ran, or its stream has no hook any more.
     if (found == hooks_.end()) return;
     Hook& hook = found->second;
     hook.isRunning = false;

@@ -31,7 +31,7 @@ struct HookStatus {
   /// Those whose hook has failed kAlarmFailures times or more since the start of the process.
   std::size_t alarms = 0;
   /// Why a hook did not succeed last; kept after a success.
-  std::string lastError;
+  std::string lastError = {};
 };
 
 /// Runs `on_recording` for each finished recording until it succeeds, some at once, on one thread of its own. A marker
@@ -60,8 +60,9 @@ class HookRunner {
   HookRunner(const HookRunner&) = delete;
   HookRunner& operator=(const HookRunner&) = delete;
 
-  /// Takes the streams and limits of a configuration, also again, and reads which hooks were left in their roots.
-  /// Before the retention and the streams start: mustKeep() knows these hooks only after it.
+  /// Takes the streams and limits of a configuration, also again, and reads which hooks were left in their roots. A
+  /// stream that is gone keeps its hook until the end of the process; one that has no hook any more owes none. Before
+  /// the retention and the streams start: mustKeep() knows these hooks only after it.
   void configure(const ServeConfig& config);
   /// Starts the thread.
   void start();

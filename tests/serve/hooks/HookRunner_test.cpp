@@ -151,6 +151,19 @@ TEST_F(HookRunnerTest, ContinuesInTheNextProcess) {
   EXPECT_FALSE(fs::exists(marker("gone", kFirst)));
 }
 
+TEST_F(HookRunnerTest, FollowsTheConfiguration) {
+  const auto runner = makeRunner();
+  runner->configure(config({{"cam1", shell("exit 0")}, {"cam2", shell("exit 1")}}));
+  finish(*runner, "cam2", kFirst);
+  settle(*runner);
+  // The first stream is gone and finishes its last recording; the second one has no hook any more.
+  runner->configure(config({{"cam2", {}}}));
+  EXPECT_FALSE(runner->mustKeep("cam2", kFirst));
+  finish(*runner, "cam1", kFirst);
+  settle(*runner);
+  EXPECT_EQ(runner->status()["cam1"].succeeded, 1U);
+}
+
 TEST_F(HookRunnerTest, EndsAHookThatHangs) {
   // The second one ignores the request, and leaves another program in its group.
   for (const char* const line :
@@ -253,8 +266,12 @@ TEST_F(HookRunnerTest, WritesNothingWhereNoDiskIsMounted) {
   runner->configure(config({{"cam1", shell("exit 1")}}));
   finish(*runner, "cam1", kFirst);
   EXPECT_FALSE(fs::exists(directory_.path() / ".k2r"));
-  EXPECT_TRUE(runner->mustKeep("cam1", kFirst));
   EXPECT_THAT(log_.text(), HasSubstr("would be forgotten by a restart"));
+  // The recording is not gone: it is on the disk.
+  fs::remove_all(directory_.path() / "cam1");
+  settle(*runner);
+  EXPECT_TRUE(runner->mustKeep("cam1", kFirst));
+  EXPECT_THAT(runner->status()["cam1"].lastError, HasSubstr("is not mounted"));
 }
 
 }  // namespace
