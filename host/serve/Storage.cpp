@@ -19,6 +19,8 @@ Storage::Storage(Log& log)
             return hooks_.mustKeep(stream, recording);
           },
           [this](const std::string& stream, const std::string& recording) { hooks_.forget(stream, recording); }, log) {
+  // A second process with this root, by mistake and perhaps with other limits, must not remove what the first records.
+  retention_.setMayRemove([this](const std::string& root) { return storageRoots_.claim(root, log_).empty(); });
   hooks_.start();
 }
 

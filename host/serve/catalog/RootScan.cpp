@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
 #include <tuple>
 #include <utility>
 
@@ -92,7 +93,11 @@ void RootScan::reportInterrupted(const Folders& folders, const std::stop_token& 
     for (const RecordingName& name : folder->interrupted()) {
       if (stop.stop_requested()) return;
       if (name.beginMs >= startedMs_) continue;
-      catalog_.onInterrupted_(folder->stream(), folder->folder(), recordingNameText(name));
+      try {
+        catalog_.onInterrupted_(folder->stream(), folder->folder(), recordingNameText(name));
+      } catch (const std::exception&) {
+        // It stays interrupted, as lists say. The others must not wait for the next start because of it.
+      }
       folder->read(name);
     }
   }

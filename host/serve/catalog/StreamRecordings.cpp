@@ -3,9 +3,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <set>
+#include <atomic>
+#include <future>
+#include <iterator>
 #include <utility>
 
+#include "host/files/RecordingDirectory.h"
 #include "platform/os/Directory.h"
 
 namespace host::serve {
@@ -81,6 +84,7 @@ void StreamRecordings::read(const RecordingName& name) {
     const auto found = entries_.find(name);
     if (found == entries_.end()) return;
     found->second.readVersion = version;
+    found->second.sizedVersion = version;
     if (facts.kind == RecordingFacts::Kind::kMissing && !found->second.isInProgress) {
       entries_.erase(found);
       return;
@@ -129,6 +133,7 @@ void StreamRecordings::finished(const RecordingName& name, bool isEmpty) {
   const auto found = entries_.find(name);
   if (found == entries_.end()) return;
   found->second.isInProgress = false;
+  found->second.sizedVersion = found->second.version;
   ++found->second.version;
 }
 
@@ -169,7 +174,7 @@ RecordingInfo StreamRecordings::infoOf(const RecordingName& name, const Entry& e
 
 std::vector<RecordingInfo> StreamRecordings::list(std::int64_t fromMs, std::int64_t toMs, std::int64_t nowMs) {
   readNames();
-  for (const RecordingName& name : toRead(fromMs, toMs)) read(name);
+  readAll(toRead(fromMs, toMs));
   std::vector<RecordingInfo> found;
   const std::scoped_lock lock(mutex_);
   for (auto& [name, entry] : entries_) {
@@ -181,6 +186,22 @@ std::vector<RecordingInfo> StreamRecordings::list(std::int64_t fromMs, std::int6
     found.push_back(infoOf(name, entry));
   }
   return found;
+}
+
+void StreamRecordings::readAll(const std::vector<RecordingName>& names) {
+  // A cold disk is waited for most of the time, and serves a few at once as fast as one.
+  constexpr std::size_t kThreads = 4;
+  constexpr std::size_t kWorthAThread = 16;
+  std::atomic<std::size_t> next = 0;
+  const auto work = [&] {
+    for (std::size_t i = next++; i < names.size(); i = next++) read(names[i]);
+  };
+  std::vector<std::future<void>> helpers;
+  for (std::size_t i = 1; i < std::min(kThreads, names.size() / kWorthAThread); ++i) {
+    helpers.push_back(std::async(std::launch::async, work));
+  }
+  work();
+  for (auto& helper : helpers) helper.get();
 }
 
 std::vector<RecordingName> StreamRecordings::toRead(std::int64_t fromMs, std::int64_t toMs) const {
@@ -206,19 +227,38 @@ std::optional<RecordingInfo> StreamRecordings::find(const RecordingName& name) {
   return infoOf(name, found->second);
 }
 
-std::vector<RecordingName> StreamRecordings::grown() const {
-  std::vector<RecordingName> names;
-  const std::scoped_lock lock(mutex_);
-  for (const auto& [name, entry] : entries_) {
-    // Those that were never read are the scan's.
-    const bool wasKnown = entry.isInProgress || entry.readVersion != 0;
-    if (wasKnown && entry.readVersion != entry.version) names.push_back(name);
+void StreamRecordings::readSizes() {
+  std::vector<RecordingName> grown;
+  std::vector<RecordingName> finished;
+  {
+    const std::scoped_lock lock(mutex_);
+    for (const auto& [name, entry] : entries_) {
+      if (entry.isInProgress && entry.sizedVersion != entry.version) grown.push_back(name);
+      // Those that were never read are the scan's.
+      const bool wasKnown = entry.sizedVersion != 0 && !entry.isInProgress;
+      if (wasKnown && entry.readVersion != entry.version) finished.push_back(name);
+    }
   }
-  return names;
+  for (const RecordingName& name : grown) readSize(name);
+  for (const RecordingName& name : finished) read(name);
+}
+
+void StreamRecordings::readSize(const RecordingName& name) {
+  std::uint32_t version = 0;
+  change(name, [&](Entry& entry) { version = entry.version; });
+  std::error_code error;
+  const std::string stem = recordingNameText(name);
+  const auto directory = fileset::examineRecordingDirectory(folder_ + "/" + stem, stem, error);
+  const std::uint64_t bytes = sizeOfFiles(directory);
+  change(name, [&](Entry& entry) {
+    if (error) return;
+    entry.bytes = bytes;
+    entry.sizedVersion = version;
+  });
 }
 
 Catalog::Totals StreamRecordings::totals() {
-  for (const RecordingName& name : grown()) read(name);
+  readSizes();
   Catalog::Totals totals;
   const std::scoped_lock lock(mutex_);
   for (const auto& [name, entry] : entries_) {
@@ -231,7 +271,7 @@ Catalog::Totals StreamRecordings::totals() {
 
 std::vector<StoredRecording> StreamRecordings::stored() {
   readNames();
-  for (const RecordingName& name : grown()) read(name);
+  readSizes();
   std::vector<StoredRecording> recordings;
   const std::scoped_lock lock(mutex_);
   recordings.reserve(entries_.size());

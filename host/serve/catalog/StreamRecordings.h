@@ -60,7 +60,7 @@ class StreamRecordings {
   std::vector<RecordingInfo> list(std::int64_t fromMs, std::int64_t toMs, std::int64_t nowMs);
   std::optional<RecordingInfo> find(const RecordingName& name);
   Catalog::Totals totals();
-  /// All but foreign ones, by rising begin. Reads those in progress if they have grown.
+  /// All but foreign ones, by rising begin. Of those in progress only the size is up to date.
   std::vector<StoredRecording> stored();
   /// Those whose files were not read yet, by rising begin.
   std::vector<RecordingName> unread() const;
@@ -77,6 +77,8 @@ class StreamRecordings {
     /// Counts the changes of its files, and the one that was read last; 0 for none.
     std::uint32_t version = 1;
     std::uint32_t readVersion = 0;
+    /// That of which `bytes` is.
+    std::uint32_t sizedVersion = 0;
     RecordingState state = RecordingState::kInterrupted;
     bool isInProgress = false;
     bool isProtected = false;
@@ -93,9 +95,13 @@ class StreamRecordings {
   void change(const RecordingName& name, const Change& change);
   /// Applies a listing of the folder. False if recordings came or went meanwhile.
   bool reconcile(const std::vector<RecordingName>& names, std::uint64_t eventsBefore);
+  void readAll(const std::vector<RecordingName>& names);
   /// Those that a list of [fromMs, toMs) needs to be read.
   std::vector<RecordingName> toRead(std::int64_t fromMs, std::int64_t toMs) const;
-  std::vector<RecordingName> grown() const;
+  /// Reads the sizes of what has grown, and all of what was finished since it was read. So 1,000 streams are summed up
+  /// without 1,000 indexes being read.
+  void readSizes();
+  void readSize(const RecordingName& name);
 
   const std::string stream_;
   const std::string folder_;

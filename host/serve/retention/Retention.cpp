@@ -16,6 +16,7 @@ class Retention::RootThread {
  public:
   RootThread(const std::string& root, Retention& owner)
       : root_(root),
+        mayRemove_(owner.mayRemove_),
         log_(owner.log_),
         retention_(root, owner.catalog_, owner.mustKeep_, owner.onHeldRemoved_, owner.log_, owner.surroundings_,
                    owner.counts_),
@@ -40,7 +41,8 @@ class Retention::RootThread {
     constexpr std::chrono::seconds kPause(1);
     while (const auto limits = nextLimits(stop)) {
       try {
-        retention_.pass(*limits);
+        const bool isOurs = !limits->isAny() || !mayRemove_ || mayRemove_(root_);
+        if (isOurs) retention_.pass(*limits);
       } catch (const std::exception& error) {
         log_.error(fmt::format("{}: cannot look for recordings to remove: {}", root_, error.what()));
       }
@@ -64,6 +66,7 @@ class Retention::RootThread {
   }
 
   const std::string root_;
+  const MayRemove mayRemove_;
   Log& log_;
   RootRetention retention_;
   /// Guards `limits_` and `isWoken_`.

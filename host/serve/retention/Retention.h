@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "host/Log.h"
 #include "host/serve/ServeConfig.h"
@@ -27,6 +29,12 @@ class Retention {
   Retention(const Retention&) = delete;
   Retention& operator=(const Retention&) = delete;
 
+  /// Whether this process may remove recordings in a root, asked before each look at it, on the root's thread: not in
+  /// the root of another process, nor at the mount point of a disk that is away. To be set before apply(); without it
+  /// all roots are ours.
+  using MayRemove = std::function<bool(const std::string& root)>;
+  void setMayRemove(MayRemove mayRemove) { mayRemove_ = std::move(mayRemove); }
+
   /// Follows these limits from now on.
   void apply(const ServeConfig& config);
   /// Looks at a root now, not only in some seconds: a recording was finished, or the disk is full. Does nothing for a
@@ -42,6 +50,7 @@ class Retention {
   Catalog& catalog_;
   const RootRetention::MustKeep mustKeep_;
   const RootRetention::OnHeldRemoved onHeldRemoved_;
+  MayRemove mayRemove_;
   Log& log_;
   const Surroundings& surroundings_;
   RemovalCounts counts_{};

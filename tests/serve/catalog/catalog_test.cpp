@@ -101,10 +101,16 @@ TEST_F(CatalogTest, FollowsWhatIsRecorded) {
   catalog.grew("cam1", atHour(0));
   EXPECT_EQ(listed(catalog, "cam1"), "0 recording");
   EXPECT_EQ(catalog.find("cam1", atHour(0))->time.endMs, kTwoOClock + 12600);
-  EXPECT_GT(catalog.totals("cam1").bytes, 1000U);
+  const std::uint64_t bytes = catalog.totals("cam1").bytes;
+  EXPECT_GT(bytes, 1000U);
+  const fs::path segment = root_.path() / "cam1" / atHour(0) / (atHour(0) + "Seg1.k2r");
+  writeWholeFile(segment, readWholeFile(segment) + "0123456789");
+  catalog.grew("cam1", atHour(0));
+  EXPECT_EQ(catalog.totals("cam1").bytes, bytes + 10);
   fs::remove_all(root_.path() / "cam1" / atHour(0));
   put(finishedRecording(), "cam1", 0);
   catalog.finished("cam1", atHour(0), false);
+  EXPECT_NE(catalog.totals("cam1").bytes, bytes + 10);
   catalog.began("cam1", atHour(1));
   EXPECT_EQ(listed(catalog, "cam1"), "0 finished, 1 recording");
   catalog.finished("cam1", atHour(1), true);
