@@ -70,7 +70,7 @@ bool Backlog::hold(std::uint64_t limit) {
   if (!read()) return false;
   if (waitsForBegin_) {
     waitsForBegin_ = !canBegin(queue_.back());
-    if (waitsForBegin_) drop(queue_.size(), overLimit_);
+    drop(queue_.size() - (waitsForBegin_ ? 0 : 1), overLimit_);
   }
   while (bytes_ > limit && !queue_.empty() && !waitsForBegin_) {
     const auto oldest = std::ranges::find_if(queue_, [this](const Held& held) { return canBegin(held); });
@@ -99,9 +99,14 @@ void Backlog::drop(std::size_t count, Dropped& dropped) {
     }
     queue_.pop_front();
   }
-  // Up to what follows; at the end of the queue that has not come yet.
+  // Up to what follows. At the end of the queue that has not come yet, and the next drop counts from here.
   if (!queue_.empty()) lastMs = queue_.front().message.timeMs;
-  if (firstMs) dropped.ms += static_cast<std::uint32_t>(std::max(static_cast<std::int32_t>(lastMs - *firstMs), 0));
+  if (firstMs) {
+    const auto ms = static_cast<std::int32_t>(lastMs - droppedUpToMs_.value_or(*firstMs));
+    dropped.ms += static_cast<std::uint32_t>(std::max(ms, 0));
+    droppedUpToMs_ = lastMs;
+  }
+  if (!queue_.empty()) droppedUpToMs_.reset();
   for (auto header = headers.rbegin(); header != headers.rend(); ++header) {
     if (!*header) continue;
     bytes_ += (*header)->message.data.size() + kOverhead;

@@ -74,6 +74,8 @@ class Backlog : public Input {
   bool sawVideo_ = false;
   /// Everything was dropped, so that nothing can be decoded before the next key frame.
   bool waitsForBegin_ = false;
+  /// Time of the last message that was dropped, until one is kept.
+  std::optional<std::uint32_t> droppedUpToMs_;
   Dropped beforeBegin_;
   Dropped overLimit_;
   /// Of the message that next() returned last, which `current_` owns.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -27,6 +28,8 @@ class RecordObserver {
 
   /// Called after each message and after the last fragment, on the thread that records and before it goes on.
   virtual void recorded(const State& state) = 0;
+  /// Called before that for a message with which a fragment was written: how long the module took for it.
+  virtual void wroteFragment(std::chrono::nanoseconds duration) = 0;
 
  protected:
   ~RecordObserver() = default;

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
+
 #include "fragmentation/SampleInfo.h"
 #include "util/tagHeader.h"
 
@@ -137,8 +139,14 @@ void RecordSession::recordHead(const InputMessage& message) {
 }
 
 void RecordSession::recordMessage(const InputMessage& message, Reception reception) {
+  using Clock = std::chrono::steady_clock;
+  const auto start = observer_ != nullptr ? Clock::now() : Clock::time_point();
   if (!recording_.record(message) && !sendOnceMore(message)) return;
+  const std::uint64_t fragmentsBefore = follower_.model().fragments();
   const FragmentModel::Step step = follower_.take(message, true);
+  if (observer_ != nullptr && follower_.model().fragments() > fragmentsBefore) {
+    observer_->wroteFragment(Clock::now() - start);
+  }
   note(message, step);
   if (step.action != FragmentAction::None) writeFailure_.clear();
   if (reception == Reception::kPassedOver) {

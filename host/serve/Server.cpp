@@ -1,6 +1,7 @@
 #include "host/serve/Server.h"
 
 #include <fmt/format.h>
+#include <sys/resource.h>
 
 #include <cerrno>
 #include <chrono>
@@ -63,6 +64,14 @@ class BlockedSignals {
   sigset_t old_{};
 };
 
+/// A stream has some six descriptors, and the usual limit of 1,024 is for programs that use select(2).
+void allowDescriptors() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 /// Owns the parts of the service, in the order in which they need each other.
 class Server {
  public:
@@ -120,7 +129,8 @@ class Server {
     return {.module = module_,
             .events = storage_,
             .prepare = [this](const StreamConfig& stream) { storage_.prepare(stream); },
-            .requireRoot = [this](const StreamConfig& stream) { storage_.requireRoot(stream); }};
+            .requireRoot = [this](const StreamConfig& stream) { storage_.requireRoot(stream); },
+            .fragmentWrites = &fragmentWrites_};
   }
 
   const std::string& configPath_;
@@ -142,6 +152,7 @@ class Server {
 ExitStatus runServer(const std::string& configPath, const ServeConfig& config, Log& log) {
   // A connection that ends while something is written to it is an error of that connection.
   std::signal(SIGPIPE, SIG_IGN);
+  allowDescriptors();
   return Server(configPath, log).run(config);
 }
 

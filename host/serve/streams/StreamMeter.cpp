@@ -16,12 +16,10 @@ void add(FrameCount& count, const Tally& now, Tally& before) {
 
 }  // namespace
 
-StreamMeter::StreamMeter(std::string stream, StreamStatus& status, RecordingEvents& events, WallClock now,
-                         Log::Filter filter)
+StreamMeter::StreamMeter(std::string stream, StreamStatus& status, const StreamServices& services, Log::Filter filter)
     : stream_(std::move(stream)),
       status_(status),
-      events_(events),
-      now_(std::move(now)),
+      services_(services),
       filter_(std::move(filter)),
       rateBytes_(status.get().received.bytes) {}
 
@@ -29,7 +27,7 @@ void StreamMeter::setState(StreamState state) {
   status_.update([&](StreamSnapshot& status) {
     if (status.state == state) return;
     status.state = state;
-    status.sinceMs = now_();
+    status.sinceMs = services_.now();
     if (state != StreamState::kRecording) status.receivedBytesPerSecond = 0;
   });
 }
@@ -38,7 +36,7 @@ void StreamMeter::fail(const std::string& text) {
   std::string shown = filter_ ? filter_(text) : text;
   status_.update([&](StreamSnapshot& status) {
     status.lastError = std::move(shown);
-    status.lastErrorAtMs = now_();
+    status.lastErrorAtMs = services_.now();
   });
 }
 
@@ -51,7 +49,7 @@ void StreamMeter::began(const std::string& recording) {
     ++status.recordingsBegun;
   });
   setState(StreamState::kRecording);
-  events_.began(stream_, recording_);
+  services_.events.began(stream_, recording_);
 }
 
 void StreamMeter::finished(bool isEmpty) {
@@ -60,7 +58,7 @@ void StreamMeter::finished(bool isEmpty) {
     status.recording.clear();
     status.queueBytes = 0;
   });
-  events_.finished(stream_, std::exchange(recording_, {}), isEmpty);
+  services_.events.finished(stream_, std::exchange(recording_, {}), isEmpty);
 }
 
 void StreamMeter::readAhead(const Backlog& backlog) {
@@ -103,7 +101,7 @@ void StreamMeter::recorded(const State& state) {
     }
     status.gaps += account.gaps - last_.gaps;
     status.queueBytes = state.queueBytes;
-    if (hasGrown) status.lastFragmentAtMs = now_();
+    if (hasGrown) status.lastFragmentAtMs = services_.now();
     measureRate(status);
   });
   last_.lost = account.lostBy;
@@ -112,7 +110,7 @@ void StreamMeter::recorded(const State& state) {
   last_.fragments = state.fragments;
   if (isFailing_ && status_.get().state != StreamState::kBlocked) fail(state.failure);
   setState(isFailing_ ? StreamState::kBlocked : StreamState::kRecording);
-  if (hasGrown) events_.grew(stream_, recording_);
+  if (hasGrown) services_.events.grew(stream_, recording_);
 }
 
 void StreamMeter::measureRate(StreamSnapshot& status) {
@@ -122,6 +120,10 @@ void StreamMeter::measureRate(StreamSnapshot& status) {
       static_cast<double>(status.received.bytes - rateBytes_) / std::chrono::duration<double>(now - rateSince_).count();
   rateSince_ = now;
   rateBytes_ = status.received.bytes;
+}
+
+void StreamMeter::wroteFragment(std::chrono::nanoseconds duration) {
+  if (services_.fragmentWrites != nullptr) services_.fragmentWrites->add(duration);
 }
 
 void StreamMeter::inputLost(const std::string& why) {

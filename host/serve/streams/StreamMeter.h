@@ -9,8 +9,7 @@
 #include "host/input/Backlog.h"
 #include "host/input/Input.h"
 #include "host/record/RecordObserver.h"
-#include "host/serve/streams/RecordingBegins.h"
-#include "host/serve/streams/RecordingEvents.h"
+#include "host/serve/streams/StreamServices.h"
 #include "host/serve/streams/StreamStatus.h"
 
 namespace host::serve {
@@ -19,7 +18,7 @@ namespace host::serve {
 class StreamMeter final : public RecordObserver, public InputObserver {
  public:
   /// The references outlive it. `filter` removes passwords from error texts; null for none.
-  StreamMeter(std::string stream, StreamStatus& status, RecordingEvents& events, WallClock now, Log::Filter filter);
+  StreamMeter(std::string stream, StreamStatus& status, const StreamServices& services, Log::Filter filter);
 
   void setState(StreamState state);
   /// Remembers the error. Does not change the state.
@@ -40,6 +39,7 @@ class StreamMeter final : public RecordObserver, public InputObserver {
   bool isFull() const { return isFull_; }
 
   void recorded(const State& state) override;
+  void wroteFragment(std::chrono::nanoseconds duration) override;
   void inputLost(const std::string& why) override;
   void inputFailed(const std::string& why) override { fail(why); }
   void inputBack(std::chrono::milliseconds away) override;
@@ -63,8 +63,7 @@ class StreamMeter final : public RecordObserver, public InputObserver {
 
   std::string stream_;
   StreamStatus& status_;
-  RecordingEvents& events_;
-  WallClock now_;
+  const StreamServices& services_;
   Log::Filter filter_;
   std::string recording_;
   Seen last_;

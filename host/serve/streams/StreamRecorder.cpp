@@ -7,6 +7,7 @@
 #include "host/errors.h"
 #include "host/serve/config/maskedSource.h"
 #include "host/serve/streams/StreamSession.h"
+#include "host/serve/streams/streamSettings.h"
 
 namespace host::serve {
 namespace {
@@ -14,13 +15,6 @@ namespace {
 /// Takes the passwords of the stream out of a text.
 Log::Filter filterOf(const StreamConfig& config) {
   return [source = config.source](std::string_view text) { return maskedText(text, source); };
-}
-
-Settings settingsOf(const StreamConfig& config) {
-  Settings settings;
-  for (const std::string& assignment : config.settings) settings.assign(assignment);
-  settings.requireComplete();
-  return settings;
 }
 
 }  // namespace
@@ -34,7 +28,7 @@ StreamRecorder::StreamRecorder(StreamConfig config, const StreamServices& servic
       predecessor_(std::move(predecessor)),
       whenDone_(std::move(whenDone)),
       log_(services.log, config_.name + ": ", filterOf(config_)),
-      meter_(config_.name, *status_, services.events, services.now, filterOf(config_)),
+      meter_(config_.name, *status_, services, filterOf(config_)),
       thread_([this] { run(); }) {}
 
 void StreamRecorder::requestStop() noexcept {

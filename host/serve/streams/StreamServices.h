@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "host/Module.h"
+#include "host/serve/DurationHistogram.h"
 #include "host/serve/ServeConfig.h"
 #include "host/serve/streams/RecordingBegins.h"
 #include "host/serve/streams/RecordingEvents.h"
@@ -24,6 +25,8 @@ struct StreamServices {
   /// Throws CommandError if the stream's root must not be used, such as the mount point of a disk that is not there.
   /// Null for no check.
   std::function<void(const StreamConfig&)> requireRoot = {};
+  /// How long fragments take to be on disk. Null for nobody who wants to know.
+  DurationHistogram* fragmentWrites = nullptr;
   /// Pauses between attempts to open a source; each is twice as long as the one before.
   std::chrono::milliseconds firstPause = std::chrono::seconds(1);
   std::chrono::milliseconds longestPause = std::chrono::seconds(30);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <system_error>
 #include <utility>
 
 namespace host::serve {
@@ -109,12 +110,22 @@ bool Supervisor::rotate(const std::string& name) {
 
 void Supervisor::begin(Stream& stream) {
   if (stream.recorder) stream.recorder->requestStop();
-  stream.recorder =
-      std::make_unique<StreamRecorder>(stream.config, services_, stream.status, std::move(stream.recorder), [this] {
-        const std::scoped_lock lock(doneMutex_);
-        done_.notify_all();
-      });
   stream.isEnding = false;
+  const auto whenDone = [this] {
+    const std::scoped_lock lock(doneMutex_);
+    done_.notify_all();
+  };
+  try {
+    stream.recorder =
+        std::make_unique<StreamRecorder>(stream.config, services_, stream.status, std::move(stream.recorder), whenDone);
+  } catch (const std::system_error& error) {
+    // No threads or descriptors are left. The next apply() or start() tries again.
+    stream.status->update([&](StreamSnapshot& status) {
+      status.state = StreamState::kFailed;
+      status.lastError = error.what();
+      status.sinceMs = status.lastErrorAtMs = services_.now();
+    });
+  }
 }
 
 void Supervisor::end(Stream& stream) {

@@ -33,8 +33,8 @@ class Supervisor {
 
   /// Records what `config` says from now on. Streams that are new begin, those that are gone finish, those whose
   /// recording is configured in another way finish and begin again, the others do not notice. Does not wait for those
-  /// that finish. Throws std::system_error if there are no more threads; streams that were not reached then keep their
-  /// old configuration.
+  /// that finish. A stream for which the system has no thread or descriptor is in the state "failed", and is tried
+  /// again by the next call.
   void apply(const ServeConfig& config);
   /// Lets all streams finish. Waits for that until `deadline`, and returns the names of those that have not. Other
   /// calls wait meanwhile.

@@ -2,6 +2,11 @@
 
 #include "host/serve/streams/Supervisor.h"
 
+#include <sys/resource.h>
+
+#include <csignal>
+#include <numeric>
+
 #include "host/serve/recordingName.h"
 #include "tests/serve/streams/streamTools.h"
 
@@ -174,6 +179,32 @@ TEST_F(Streams, KeepsTheNewestWhileThereIsNoPlaceAndGoesOnByItself) {
   const auto status = supervisor_->find("cam1")->snapshot;
   EXPECT_EQ(status.received.frames,
             status.stored.frames + status.lostFrames[static_cast<std::size_t>(LossReason::kQueue)]);
+}
+
+TEST_F(Streams, ARecordingThatTakesNoMoreIsFollowedByAnother) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit old{};
+  ::getrlimit(RLIMIT_FSIZE, &old);
+  const rlimit small{.rlim_cur = 200000, .rlim_max = old.rlim_max};
+  FlvServer source;
+  auto cam = config("cam1", source.url());
+  cam.maxQueue = 80000;
+  apply({cam});
+  source.accept();
+  ::setrlimit(RLIMIT_FSIZE, &small);
+  const auto sent = begin(40000);
+  source.send(sent);
+  events_.await("began cam1", 2);
+  source.close();
+  source.accept();
+  ::setrlimit(RLIMIT_FSIZE, &old);
+  supervisor_->finish(std::chrono::steady_clock::now() + std::chrono::seconds(5));
+  const auto status = supervisor_->find("cam1")->snapshot;
+  const std::uint64_t lost = std::accumulate(status.lostFrames.begin(), status.lostFrames.end(), std::uint64_t{0});
+  EXPECT_GT(lost, 0U);
+  EXPECT_EQ(status.received.frames, framesOf(sent).size());
+  EXPECT_EQ(status.stored.frames + lost, framesOf(sent).size());
+  EXPECT_GE(recordings("cam1").size(), 2U);
 }
 
 }  // namespace
