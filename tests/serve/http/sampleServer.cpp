@@ -32,7 +32,7 @@ int main(int argc, char** argv) {
   HttpOptions options{.access = {.token = argc > 1 ? argv[1] : "", .allowOrigins = {"https://a.org"}}};
   options.limits = {.connections = 200,
                     .connectionsPerAddress = 150,
-                    .requestTime = std::chrono::milliseconds(500),
+                    .requestTime = std::chrono::seconds(5),
                     .idleTime = std::chrono::milliseconds(500),
                     .stallTime = std::chrono::seconds(1)};
   HttpServer server(
