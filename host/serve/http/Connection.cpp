@@ -21,6 +21,12 @@ MHD_Result collectHeader(void* request, MHD_ValueKind, const char* name, std::si
   return MHD_YES;
 }
 
+/// What restarts the process if it gets no answer. So it must not wait for the workers, which may all wait for one
+/// disk.
+bool isProbe(std::string_view target) {
+  return target == "/livez" || target == "/readyz";
+}
+
 /// Whether the value is a length in bytes up to `most`.
 bool isLengthUpTo(std::string_view value, std::size_t most) {
   std::size_t length = 0;
@@ -64,6 +70,7 @@ bool Connection::proceed(const char* method, const char* content, std::size_t* s
       return takeHeader(method);
     case Step::kContent:
       if (*size != 0) return takeContent({content, std::exchange(*size, 0)});
+      if (isProbe(request_.target)) return queue(parts_.front.answer(std::move(request_)));
       parts_.watch.forget(socket_);
       step_ = Step::kAnswer;
       parts_.runOnWorker(handle_, [this] { response_ = parts_.front.answer(std::move(request_)); });

@@ -36,10 +36,12 @@ void parse(RawRequest& raw, HttpRequest& request) {
   request.query = std::move(target.query);
 }
 
-/// The path for a log line. Queries are never logged: they are where people put secrets.
+/// The path for a log line, without control characters. Queries are never logged: they are where people put secrets.
 std::string loggedPath(const HttpRequest& request) {
   std::string text;
   for (const auto& part : request.path) text += "/" + part;
+  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
+  std::ranges::replace_if(text, isControl, '?');
   return text;
 }
 

@@ -1,8 +1,9 @@
 #include "host/serve/http/HttpServer.h"
 
 #include <microhttpd.h>
+#include <sys/resource.h>
 
-#include <array>
+#include <algorithm>
 
 #include "host/errors.h"
 #include "host/serve/http/AddressLimit.h"
@@ -14,10 +15,18 @@ namespace host::serve {
 namespace {
 
 constexpr unsigned kNetworkThreads = 2;
-constexpr unsigned kWorkers = 8;
+/// Answers that are made at once. Each may wait for a disk that does not respond.
+constexpr std::size_t kMostWorkers = 64;
 /// Bytes that a connection may take for its request line and headers, more than they may have, and for the header of
 /// the answer.
 constexpr std::size_t kHeaderRoom = 16 << 10;
+
+/// A quarter of the descriptors that the process may have: recordings need some, too, whatever clients do.
+std::size_t connectionsWithin(std::size_t limit) {
+  rlimit descriptors{};
+  if (::getrlimit(RLIMIT_NOFILE, &descriptors) != 0) return limit;
+  return std::min(limit, std::max<std::size_t>(descriptors.rlim_cur / 4, kNetworkThreads));
+}
 
 Connection* connectionOf(MHD_Connection* handle) {
   const auto* info = MHD_get_connection_info(handle, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
@@ -59,7 +68,7 @@ HttpServer::Engine::Engine(const HttpOptions& options, HttpHandler handler, Http
     : parts_{.front = HttpFront(options.access, std::move(handler), logLine),
              .limits = options.limits,
              .logLine = logLine,
-             .workers = WorkerPool(kWorkers)},
+             .workers = WorkerPool(kMostWorkers)},
       addresses_(options.limits.connectionsPerAddress),
       socket_(options.address, options.port),
       port_(socket_.port()) {
@@ -72,7 +81,7 @@ void HttpServer::Engine::start(const HttpLimits& limits) {
   daemon_ =
       MHD_start_daemon(kFlags, 0, &mayConnect, this, &proceed, this, MHD_OPTION_LISTEN_SOCKET, socket_.get(),
                        MHD_OPTION_THREAD_POOL_SIZE, kNetworkThreads, MHD_OPTION_CONNECTION_LIMIT,
-                       static_cast<unsigned>(limits.connections), MHD_OPTION_CONNECTION_TIMEOUT,
+                       static_cast<unsigned>(connectionsWithin(limits.connections)), MHD_OPTION_CONNECTION_TIMEOUT,
                        static_cast<unsigned>(limits.stallTime.count()), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
                        limits.headerBytes + kHeaderRoom, MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_URI_LOG_CALLBACK,
                        &requestLine, this, MHD_OPTION_NOTIFY_CONNECTION, &connectionChanged, this,

@@ -14,7 +14,7 @@ namespace host::serve {
 
 /// What clients may use. Whoever exceeds a limit is refused or cut; nobody else notices.
 struct HttpLimits {
-  /// Open connections, in all and of one client address.
+  /// Open connections, in all and of one client address. At most a quarter of the descriptors of the process.
   std::size_t connections = 2000;
   std::size_t connectionsPerAddress = 500;
   /// Bytes of the request line's target, and of request line and headers together.
@@ -39,8 +39,10 @@ struct HttpOptions {
   HttpLimits limits = {};
 };
 
-/// An HTTP/1.1 server. Two threads wait for the network, and eight more run the handlers and read from disk, so that
-/// neither a slow disk nor a slow client delays the others.
+/// An HTTP/1.1 server. Two threads wait for the network; others, up to 64, run the handlers and read from disk. So a
+/// slow client delays nobody, nor does a disk that does not respond, as long as fewer than 64 answers wait for it. The
+/// paths
+/// `/livez` and `/readyz` are answered even then: their handlers run on the network threads and must not wait.
 class HttpServer {
  public:
   /// Serves from here on. `logLine` gets a line for each answer that failed by our own fault, on any thread. Throws

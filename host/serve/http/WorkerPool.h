@@ -9,10 +9,12 @@
 
 namespace host::serve {
 
-/// Threads that run jobs in the order in which they came. A job must not throw.
+/// Threads that run jobs in the order in which they came. A thread is started when all others are busy, up to a limit,
+/// and stays. A job must not throw.
 class WorkerPool {
  public:
-  explicit WorkerPool(unsigned threads);
+  /// Throws std::system_error if it cannot start one thread.
+  explicit WorkerPool(std::size_t mostThreads) : mostThreads_(mostThreads) { addThread(); }
   ~WorkerPool() { close(); }
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
@@ -24,11 +26,17 @@ class WorkerPool {
 
  private:
   void run();
+  void tryToAddThread();
+  void addThread() {
+    threads_.emplace_back([this] { run(); });
+  }
 
+  const std::size_t mostThreads_;
   std::mutex mutex_;
   std::condition_variable changed_;
-  /// Both guarded by the mutex.
+  /// All guarded by the mutex, the threads until isClosed_ is set.
   std::deque<std::function<void()>> jobs_;
+  std::size_t idleThreads_ = 0;
   bool isClosed_ = false;
   std::vector<std::jthread> threads_;
 };

@@ -245,7 +245,7 @@ TEST_F(ApiTest, MetricsKeepLargeNumbersAndOddNames) {
   sources.disks = [] { return std::vector<DiskSpace>{{"/a \"b\"\\c\n", 7}, {"/gone", std::nullopt}}; };
   sources.removed = [] { return std::vector<RemovedCount>{{"keep_for", 0}, {"keep_bytes", 2}}; };
   sources.hooks = [] {
-    return std::map<std::string, HookStatus>{{"gate", {.succeeded = 1, .failed = 2, .waiting = 3}}};
+    return std::map<std::string, HookStatus>{{"gate", {.succeeded = 1, .failed = 2, .waiting = 3, .lastError = {}}}};
   };
   sources.fragmentWrites = &writes;
   for (const auto duration : {std::chrono::microseconds(1000), std::chrono::microseconds(1001),

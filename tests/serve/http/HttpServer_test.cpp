@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <fstream>
 #include <future>
 #include <latch>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -28,6 +30,7 @@ using testing::HasSubstr;
 struct ServerTest : testing::Test {
   test::TempDirectory directory;
   std::latch waiting{1};
+  std::once_flag isWaiting;
   std::promise<void> allowed;
   std::shared_future<void> allowance = allowed.get_future().share();
   std::string logged;
@@ -46,9 +49,10 @@ struct ServerTest : testing::Test {
     if (name == "text") return text();
     if (name == "echo") return {.body = Body(request.body)};
     if (name == "path") return {.body = Body(fmt::format("{}", fmt::join(request.path, "|")))};
-    if (name == "fail") throw std::runtime_error("broken");
+    if (name == "livez") return {.body = Body("ok")};
+    if (name.starts_with("fail")) throw std::runtime_error("broken");
     if (name == "wait") {
-      waiting.count_down();
+      std::call_once(isWaiting, [this] { waiting.count_down(); });
       allowance.wait();
       return text();
     }
@@ -184,10 +188,10 @@ TEST_F(ServerTest, MalformedRequestsHarmNobody) {
 TEST_F(ServerTest, OwnFailuresAreLoggedWithoutTheQuery) {
   start();
   RawClient client(server->port());
-  const auto failed = client.get("/fail?token=secret");
+  const auto failed = client.get("/fail%0A?token=secret");
   EXPECT_EQ(failed.status, 500);
   EXPECT_THAT(failed.body, testing::Not(HasSubstr("broken")));
-  EXPECT_EQ(logged, "GET /fail: broken");
+  EXPECT_EQ(logged, "GET /fail?: broken");
 }
 
 TEST_F(ServerTest, CutsAnAnswerWhoseFileIsTooShort) {
@@ -210,6 +214,20 @@ TEST_F(ServerTest, AHandlerThatWaitsDelaysNobody) {
   for (int i = 0; i < 8; ++i) EXPECT_EQ(RawClient(server->port()).get("/file").status, 200);
   allowed.set_value();
   for (auto& waiter : waiters) EXPECT_EQ(waiter->answer().body, "0123456789");
+}
+
+TEST_F(ServerTest, ProbesDoNotWaitForWorkers) {
+  start();
+  std::vector<std::unique_ptr<RawClient>> waiters;
+  for (int i = 0; i < 70; ++i) {
+    waiters.push_back(std::make_unique<RawClient>(server->port()));
+    waiters.back()->send("GET /wait HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  }
+  RawClient other(server->port(), "127.0.0.1", 0, 300ms);
+  EXPECT_EQ(other.get("/text").status, 0) << "all workers wait";
+  EXPECT_EQ(RawClient(server->port()).get("/livez").body, "ok");
+  allowed.set_value();
+  for (auto& waiter : waiters) EXPECT_EQ(waiter->answer().status, 200);
 }
 
 TEST_F(ServerTest, AReaderThatStopsCostsItsOwnConnection) {
@@ -276,6 +294,22 @@ TEST_F(ServerTest, ConnectionsBeyondTheLimitWait) {
   EXPECT_EQ(third.get("/text").status, 0) << "nothing within its time";
   first.reset();
   while (third.answer().status != 200) std::this_thread::yield();
+}
+
+TEST_F(ServerTest, LeavesDescriptorsToTheRecordings) {
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit few{.rlim_cur = 64, .rlim_max = before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+  start();
+  ::setrlimit(RLIMIT_NOFILE, &before);
+  std::vector<std::unique_ptr<RawClient>> clients;
+  int served = 0;
+  for (int i = 0; i < 20; ++i) {
+    clients.push_back(std::make_unique<RawClient>(server->port(), "127.0.0.1", 0, 100ms));
+    served += clients.back()->get("/text").status == 200 ? 1 : 0;
+  }
+  EXPECT_EQ(served, 16);
 }
 
 TEST_F(ServerTest, StopsInTheMiddleOfAnswers) {
