@@ -39,6 +39,7 @@ class PlaybackTest : public PlayTest {
 
 TEST_F(PlaybackTest, PlaysOverASeamWithoutABreak) {
   recordTwo();
+  EXPECT_EQ(occurrences(timed(kBeginMs, kBeginMs + 16000), "#EXT-X-PROGRAM-DATE-TIME"), 1U);
   for (const std::string& list : {timed(kBeginMs, kBeginMs + 16000), live()}) {
     EXPECT_EQ(addressesIn(list).size(), 8U);
     EXPECT_EQ(list.find("#EXT-X-DISCONTINUITY\n"), std::string::npos);
