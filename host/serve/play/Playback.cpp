@@ -78,6 +78,17 @@ RecordingPointer Playback::open(const std::string& stream, const RecordingInfo& 
   return recordings_.get(folderOf(stream) + "/" + info.name, nameOf(info));
 }
 
+std::vector<RecordingPointer> Playback::openAll(const std::string& stream, const std::vector<RecordingInfo>& infos) {
+  // The newest first. A recording must not miss a fragment that came meanwhile if the next recording has one: a list
+  // would have to insert it later.
+  std::vector<RecordingPointer> recordings;
+  for (auto info = infos.rbegin(); info != infos.rend(); ++info) {
+    if (RecordingPointer recording = open(stream, *info)) recordings.push_back(std::move(recording));
+  }
+  std::ranges::reverse(recordings);
+  return recordings;
+}
+
 Playback::Live& Playback::liveOf(const std::string& stream) {
   const std::lock_guard lock(mutex_);
   auto& live = live_[stream];
@@ -131,9 +142,9 @@ std::optional<std::vector<PlayedFragment>> Playback::following(const std::string
                                                                std::int64_t nowMs) {
   std::vector<PlayedFragment> fragments;
   const RecordingName& name = newest.recording->name;
-  for (const RecordingInfo& info : upToCurrent(source_.list(stream, name.beginMs, kForEverMs))) {
-    const RecordingPointer recording = nameOf(info) < name ? nullptr : open(stream, info);
-    if (!recording) continue;
+  auto infos = upToCurrent(source_.list(stream, name.beginMs, kForEverMs));
+  std::erase_if(infos, [&name](const RecordingInfo& info) { return nameOf(info) < name; });
+  for (const RecordingPointer& recording : openAll(stream, infos)) {
     const auto& all = recording->timeline.fragments;
     const auto first = recording->name == name
                            ? std::ranges::upper_bound(all, newest.timed().number, {}, &TimedFragment::number)
@@ -152,10 +163,10 @@ std::optional<std::vector<PlayedFragment>> Playback::following(const std::string
 HttpResponse Playback::timedPlaylist(const std::string& stream, std::int64_t fromMs, std::int64_t toMs) {
   folderOf(stream);
   if (fromMs >= toMs) throw HttpError{.status = 400, .text = "the time ends before it begins"};
-  if (toMs - fromMs > kLongestMs) {
+  if (static_cast<std::uint64_t>(toMs) - static_cast<std::uint64_t>(fromMs) > std::uint64_t{kLongestMs}) {
     throw HttpError{.status = 400, .text = "a playlist covers 25 hours at most; ask for less time"};
   }
-  // Asked first: a recording that ends now has all its fragments in the list that is read afterwards.
+  // Before the recordings are read: they have all fragments if it was over by then.
   const bool isRecording = source_.isRecording(stream);
   TimedPlaylist playlist(fragmentsIn(stream, fromMs, toMs), source_.fragmentDurationMs(stream));
   // How late the last fragment of that time may come.
@@ -168,9 +179,7 @@ HttpResponse Playback::timedPlaylist(const std::string& stream, std::int64_t fro
 
 std::vector<PlayedFragment> Playback::fragmentsIn(const std::string& stream, std::int64_t fromMs, std::int64_t toMs) {
   std::vector<PlayedFragment> fragments;
-  for (const RecordingInfo& info : source_.list(stream, fromMs, toMs)) {
-    const RecordingPointer recording = open(stream, info);
-    if (!recording) continue;
+  for (const RecordingPointer& recording : openAll(stream, source_.list(stream, fromMs, toMs))) {
     for (std::size_t i = 0; i < recording->timeline.fragments.size(); ++i) {
       PlayedFragment fragment{recording, i};
       const std::int64_t beginMs = fragment.wallMs();
@@ -191,13 +200,16 @@ void Playback::throwNothing(const std::string& stream, std::int64_t fromMs, std:
 
 HttpResponse Playback::header(const std::string& stream, const std::string& name) {
   const std::string folder = folderOf(stream);
-  std::vector<HeaderStore::Place> places;
-  for (const RecordingInfo& info : source_.list(stream, 0, kForEverMs)) {
-    if (!isPlayable(info)) continue;
-    places.push_back({.path = folder + "/" + info.name, .isFinished = info.state == RecordingState::kFinished});
+  HeaderPointer header = headers_.find(name, {});
+  if (!header) {
+    std::vector<HeaderStore::Place> places;
+    for (const RecordingInfo& info : source_.list(stream, 0, kForEverMs)) {
+      if (!isPlayable(info)) continue;
+      places.push_back({.path = folder + "/" + info.name, .isFinished = info.state == RecordingState::kFinished});
+    }
+    std::ranges::reverse(places);
+    header = headers_.find(name, places);
   }
-  std::ranges::reverse(places);
-  const HeaderPointer header = headers_.find(name, places);
   if (!header) throw HttpError{.status = 404, .text = "there is no such header"};
   Body body;
   body.add(header->bytes);

@@ -60,6 +60,8 @@ class Playback {
   static bool isPlayable(const RecordingInfo& info);
   std::string folderOf(const std::string& stream) const;
   RecordingPointer open(const std::string& stream, const RecordingInfo& info);
+  /// Those of them that can be played, in the same order.
+  std::vector<RecordingPointer> openAll(const std::string& stream, const std::vector<RecordingInfo>& infos);
   Live& liveOf(const std::string& stream);
   /// The newest fragments, as many as a window needs.
   std::vector<PlayedFragment> newestFragments(const std::string& stream, std::int64_t nowMs);
