@@ -5,6 +5,7 @@
 #include <random>
 
 #include "host/files/RecordedSegments.h"
+#include "host/keys/keySet.h"
 #include "host/serve/http/HttpMessage.h"
 #include "tests/serve/media/mediaRecordings.h"
 
@@ -161,6 +162,19 @@ TEST_F(Export, SaysWhatCannotBeExported) {
   const MadeRecording flash(shortFragments(otherCodecs(16001)));
   EXPECT_EQ(errorOf({{flash.directory(), kNoon}}),
             (std::pair(409U, std::string("MP4 does not have the codec 'VP6F'"))));
+}
+
+TEST_F(Export, RefusesProtectedRecordings) {
+  ASSERT_EQ(k2r({"keys", "new", place_.file("keys")}).status, 0);
+  RecordingPlan plan = shortFragments(clipMessages());
+  std::istringstream lines(readWholeFile(place_.path() / "keys" / host::kKeySetSettings));
+  for (std::string line; std::getline(lines, line);) {
+    const auto equals = line.find(" = ");
+    if (equals != std::string::npos) plan.settings.emplace(line.substr(0, equals), line.substr(equals + 3));
+  }
+  const MadeRecording secret(plan);
+  EXPECT_EQ(errorOf({{secret.directory(), kNoon}}),
+            (std::pair(409U, std::string("the recording cam1 is protected; k2r unprotect makes a clear one"))));
 }
 
 TEST_F(Export, KeepsToItsLimits) {
