@@ -4,12 +4,13 @@
 
 #include <chrono>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <utility>
 
 #include "host/output.h"
 #include "host/serve/api/requestTime.h"
-#include "host/serve/media/exportMp4.h"
+#include "host/serve/media/Exporter.h"
 #include "host/serve/media/snapshot.h"
 
 namespace host::serve {
@@ -34,15 +35,15 @@ HttpResponse playlist(Playback& playback, const HttpRequest& request) {
                                 time.endMs.value_or(*time.startMs + Playback::kLongestMs));
 }
 
-HttpResponse exported(const RecordingSource& recordings, const HttpRequest& request) {
+HttpResponse exported(Exporter& exporter, const RecordingSource& recordings, const HttpRequest& request) {
   const std::string& stream = streamOf(request);
   const std::string folder = folderOf(recordings, stream);
   const RequestedTime time = requestedTime(request);
   if (!time.startMs || !time.endMs) {
     throw HttpError{.status = 400, .text = "an export needs start, and end or duration"};
   }
-  ExportedFile file = exportMp4(mediaRecordings(folder, recordings.list(stream, *time.startMs, *time.endMs)),
-                                {.beginMs = *time.startMs, .endMs = *time.endMs});
+  ExportedFile file = exporter.make(mediaRecordings(folder, recordings.list(stream, *time.startMs, *time.endMs)),
+                                    {.beginMs = *time.startMs, .endMs = *time.endMs});
   const std::string name = fmt::format("{}-{}.mp4", stream, recordingNameText({.beginMs = file.time.beginMs}));
   return {.type = "video/mp4",
           .body = std::move(file.body),
@@ -83,10 +84,12 @@ HttpResponse snapshot(const RecordingSource& recordings, const HttpRequest& requ
 void addMediaRoutes(Router& router, Playback& playback, const RecordingSource& recordings) {
   Playback* const player = &playback;
   const RecordingSource* const source = &recordings;
+  // One for all streams, since its limits are those of the process.
+  const auto exporter = std::make_shared<Exporter>();
   router.add("GET", "/v1/streams/*/index.m3u8",
              [player](const HttpRequest& request) { return playlist(*player, request); });
   router.add("GET", "/v1/streams/*/export.mp4",
-             [source](const HttpRequest& request) { return exported(*source, request); });
+             [source, exporter](const HttpRequest& request) { return exported(*exporter, *source, request); });
   router.add("GET", "/v1/streams/*/snapshot.jpg",
              [source](const HttpRequest& request) { return snapshot(*source, request); });
   router.add("GET", "/v1/streams/*/*",

@@ -49,8 +49,12 @@ void Body::add(std::string text) {
 }
 
 void Body::add(std::vector<std::byte> bytes) {
-  const std::uint64_t size = bytes.size();
-  append({.size = size, .content = std::make_shared<const std::vector<std::byte>>(std::move(bytes))});
+  add(std::make_shared<const std::vector<std::byte>>(std::move(bytes)));
+}
+
+void Body::add(std::shared_ptr<const std::vector<std::byte>> bytes) {
+  const std::uint64_t size = bytes->size();
+  append({.size = size, .content = std::move(bytes)});
 }
 
 void Body::add(File file, std::uint64_t offset, std::uint64_t size) {

@@ -24,6 +24,8 @@ class Body {
 
   void add(std::string text);
   void add(std::vector<std::byte> bytes);
+  /// The same for bytes that others have, too; not null.
+  void add(std::shared_ptr<const std::vector<std::byte>> bytes);
   /// `size` bytes of the file from `offset` on.
   void add(File file, std::uint64_t offset, std::uint64_t size);
 

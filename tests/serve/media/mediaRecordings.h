@@ -2,7 +2,7 @@
 
 #include <fstream>
 
-#include "host/serve/media/exportMp4.h"
+#include "host/serve/media/Exporter.h"
 #include "tests/endtoend/mediaTools.h"
 #include "tests/host/hostTools.h"
 

@@ -1,10 +1,11 @@
 // A span of a stream as one plain MP4 file, by what independent players make of it.
 
-#include "host/serve/media/exportMp4.h"
+#include "host/serve/media/Exporter.h"
 
 #include <random>
 
 #include "host/files/RecordedSegments.h"
+#include "host/keys/keySet.h"
 #include "host/serve/http/HttpMessage.h"
 #include "tests/serve/media/mediaRecordings.h"
 
@@ -12,13 +13,17 @@ namespace {
 
 using namespace test;
 using host::serve::ExportedFile;
-using host::serve::exportMp4;
+using host::serve::Exporter;
 using host::serve::HttpError;
 using host::serve::MediaRecording;
 using host::serve::TimeSpan;
 using qvs::util::operator""_4cc;
 
 constexpr TimeSpan kAll{.beginMs = kNoon - 3'600'000, .endMs = kNoon + 3'600'000};
+
+ExportedFile exportMp4(const std::vector<MediaRecording>& recordings, const TimeSpan& span) {
+  return Exporter().make(recordings, span);
+}
 
 class Export : public testing::Test {
  protected:
@@ -66,7 +71,7 @@ TEST_F(Export, PresentsExactlyTheSpan) {
   for (auto* const frames : {&pictures, &sounds})
     for (FrameHash& frame : *frames) frame.timeMs += whole.time.beginMs - kNoon;
   std::mt19937 random(20261125);
-  for (int i = 0; i < 12; ++i) {
+  for (int i = 0; i < 8; ++i) {
     const std::int64_t begin = std::uniform_int_distribution<std::int64_t>(0, 12000)(random);
     const std::int64_t end = begin + std::uniform_int_distribution<std::int64_t>(50, 5000)(random);
     SCOPED_TRACE(testing::Message() << begin << " to " << end);
@@ -126,13 +131,19 @@ TEST_F(Export, BeginsAfterAGapWithWhatIsThere) {
 }
 
 /// The status and the text of the error; 0 if there is none.
-std::pair<unsigned, std::string> errorOf(const std::vector<MediaRecording>& recordings, const TimeSpan& span = kAll) {
+std::pair<unsigned, std::string> errorOf(Exporter& exporter, const std::vector<MediaRecording>& recordings,
+                                         const TimeSpan& span = kAll) {
   try {
-    exportMp4(recordings, span);
+    exporter.make(recordings, span);
   } catch (const HttpError& error) {
     return {error.status, error.text};
   }
   return {};
+}
+
+std::pair<unsigned, std::string> errorOf(const std::vector<MediaRecording>& recordings, const TimeSpan& span = kAll) {
+  Exporter exporter;
+  return errorOf(exporter, recordings, span);
 }
 
 TEST_F(Export, SaysWhatCannotBeExported) {
@@ -151,6 +162,34 @@ TEST_F(Export, SaysWhatCannotBeExported) {
   const MadeRecording flash(shortFragments(otherCodecs(16001)));
   EXPECT_EQ(errorOf({{flash.directory(), kNoon}}),
             (std::pair(409U, std::string("MP4 does not have the codec 'VP6F'"))));
+}
+
+TEST_F(Export, RefusesProtectedRecordings) {
+  ASSERT_EQ(k2r({"keys", "new", place_.file("keys")}).status, 0);
+  RecordingPlan plan = shortFragments(clipMessages());
+  std::istringstream lines(readWholeFile(place_.path() / "keys" / host::kKeySetSettings));
+  for (std::string line; std::getline(lines, line);) {
+    const auto equals = line.find(" = ");
+    if (equals != std::string::npos) plan.settings.emplace(line.substr(0, equals), line.substr(equals + 3));
+  }
+  const MadeRecording secret(plan);
+  EXPECT_EQ(errorOf({{secret.directory(), kNoon}}),
+            (std::pair(409U, std::string("the recording cam1 is protected; k2r unprotect makes a clear one"))));
+}
+
+TEST_F(Export, KeepsToItsLimits) {
+  const MadeRecording recording(shortFragments(clipMessages()));
+  const std::vector<MediaRecording> recordings = {{recording.directory(), kNoon}};
+  Exporter shortOnes({.samples = 900, .segmentFiles = 1});
+  EXPECT_EQ(errorOf(shortOnes, recordings).first, 413U) << "samples";
+  EXPECT_EQ(errorOf(shortOnes, recordings, {kNoon, kNoon + 10000}).first, 0U);
+  const MediaRecording next{recording.directory(), kNoon + 20000};
+  EXPECT_EQ(errorOf(shortOnes, {recordings[0], next}, {kNoon + 12000, kNoon + 22000}).first, 413U) << "files";
+  Exporter exporter({.bytes = 20000});
+  auto first = exporter.make(recordings, kAll).body.slice(0, 1);
+  EXPECT_EQ(errorOf(exporter, recordings).first, 503U) << "as long as any of it is used";
+  first = {};
+  EXPECT_EQ(errorOf(exporter, recordings).first, 0U);
 }
 
 TEST_F(Export, FollowsARecordingThatGrows) {

@@ -1,14 +1,14 @@
-#include "host/serve/media/exportMp4.h"
+#include "host/serve/media/Exporter.h"
 
 #include <fmt/format.h>
 #include <openssl/evp.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <limits>
 #include <map>
 #include <optional>
-#include <semaphore>
 #include <stdexcept>
 #include <utility>
 
@@ -30,8 +30,6 @@ using qvs::util::narrow;
 
 namespace {
 
-constexpr std::size_t kMostSamples = 8'000'000;
-constexpr std::size_t kMostFiles = 500;
 /// Recordings that follow each other may be this far apart, because their begins are times of arrival.
 constexpr std::int64_t kSmallestGapMs = 500;
 constexpr std::uint32_t kMovieTimescale = 1000;
@@ -68,11 +66,31 @@ void writeFtyp(ByteWriter& out) {
   for (const FourCC brand : {"isom"_4cc, "iso2"_4cc, "avc1"_4cc, "mp41"_4cc}) out.u32(brand);
 }
 
+/// The boxes before the media, which count as long as any body has them.
+class CountedBytes {
+ public:
+  CountedBytes(std::vector<std::byte> bytes, std::shared_ptr<std::atomic<std::uint64_t>> used, std::uint64_t most)
+      : bytes_(std::move(bytes)), used_(std::move(used)) {
+    if (used_->fetch_add(bytes_.size()) + bytes_.size() <= most) return;
+    used_->fetch_sub(bytes_.size());
+    throw HttpError{503, "too many exports are being sent"};
+  }
+  ~CountedBytes() { used_->fetch_sub(bytes_.size()); }
+  CountedBytes(const CountedBytes&) = delete;
+  CountedBytes& operator=(const CountedBytes&) = delete;
+
+  const std::vector<std::byte>& bytes() const { return bytes_; }
+
+ private:
+  std::vector<std::byte> bytes_;
+  std::shared_ptr<std::atomic<std::uint64_t>> used_;
+};
+
 /// Collects the samples of a file, recording by recording, and then makes the file. Times in ms are from the decode
 /// time of the first sample, if not times of day.
 class ExportMaker {
  public:
-  explicit ExportMaker(const TimeSpan& span) : span_(span) {}
+  ExportMaker(const TimeSpan& span, const ExportLimits& limits) : span_(span), limits_(limits) {}
 
   void add(const MediaRecording& source) {
     DatedRecording recording(source);
@@ -89,15 +107,15 @@ class ExportMaker {
     while (index < recording.fragmentCount() && addFragment(recording, index)) ++index;
   }
 
-  ExportedFile finish() {
+  ExportedFile finish(const std::shared_ptr<std::atomic<std::uint64_t>>& used) {
     for (auto& [id, track] : tracks_) track.finish();
     const FileSpan presented = presentedSpan();
     if (presented.endMs <= presented.beginMs) throw HttpError{404, "nothing is recorded in that time"};
-    std::vector<std::byte> front = makeFront(presented);
+    const auto front = std::make_shared<const CountedBytes>(makeFront(presented), used, limits_.bytes);
     ExportedFile file;
-    file.etag = etagOf(front);
+    file.etag = etagOf(front->bytes());
     file.time = {.beginMs = *originMs_ + presented.beginMs, .endMs = *originMs_ + presented.endMs};
-    file.body.add(std::move(front));
+    file.body.add(std::shared_ptr<const std::vector<std::byte>>(front, &front->bytes()));
     for (Piece& piece : pieces_) file.body.add(std::move(piece.file), piece.offset, piece.size);
     return file;
   }
@@ -194,7 +212,7 @@ class ExportMaker {
 
   void takeSamples(DatedRecording& recording, const std::vector<Pick>& picks) {
     samples_ += picks.size();
-    if (samples_ > kMostSamples) throw HttpError{413, tooLong("samples", kMostSamples)};
+    if (samples_ > limits_.samples) throw HttpError{413, tooLong("samples", limits_.samples)};
     // Only from the first to the last sample: what is outside the span is nobody's business.
     std::uint64_t begin = std::numeric_limits<std::uint64_t>::max();
     std::uint64_t end = 0;
@@ -212,7 +230,7 @@ class ExportMaker {
 
   void addPiece(Piece piece) {
     if (pieces_.empty() || pieces_.back().file != piece.file) ++files_;
-    if (files_ > kMostFiles) throw HttpError{413, tooLong("segment files", kMostFiles)};
+    if (files_ > limits_.segmentFiles) throw HttpError{413, tooLong("segment files", limits_.segmentFiles)};
     mediaSize_ += piece.size;
     identity_.u64(piece.offset);
     identity_.u64(piece.size);
@@ -235,7 +253,7 @@ class ExportMaker {
 
   /// `ftyp`, `moov` and the header of the `mdat`.
   std::vector<std::byte> makeFront(const FileSpan& presented) const {
-    // More than any `moov` of kMostSamples has. Whether offsets have 64 bits must be known before its size is.
+    // More than any `moov` of the most samples has. Whether offsets have 64 bits must be known before its size is.
     constexpr std::uint64_t kLargestFront = std::uint64_t{512} << 20;
     const bool longOffsets = mediaSize_ + kLargestFront > std::numeric_limits<std::uint32_t>::max();
     // The size of the front does not depend on the offsets in it, so one trial gives it.
@@ -285,6 +303,7 @@ class ExportMaker {
   }
 
   const TimeSpan span_;
+  const ExportLimits& limits_;
   /// Time of day of the file's first sample, once it is known.
   std::optional<std::int64_t> originMs_;
   /// What is added to times of day of the present recording.
@@ -303,16 +322,15 @@ class ExportMaker {
 
 }  // namespace
 
-ExportedFile exportMp4(const std::vector<MediaRecording>& recordings, const TimeSpan& span) {
-  // Each may take a few hundred megabytes while it is made.
-  static std::counting_semaphore<2> slots(2);
-  slots.acquire();
+ExportedFile Exporter::make(const std::vector<MediaRecording>& recordings, const TimeSpan& span) {
+  if (!slots_.try_acquire_for(std::chrono::seconds(10))) throw HttpError{503, "too many exports are being made"};
   struct Release {
     ~Release() { slots.release(); }
-  } release;
-  ExportMaker maker(span);
+    std::counting_semaphore<kAtOnce>& slots;
+  } const release{slots_};
+  ExportMaker maker(span, limits_);
   for (const MediaRecording& recording : recordings) maker.add(recording);
-  return maker.finish();
+  return maker.finish(used_);
 }
 
 }  // namespace host::serve
