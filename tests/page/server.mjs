@@ -12,8 +12,12 @@ const kPolicy = "default-src 'self'; media-src 'self' blob:; worker-src blob: 's
 const iso = (ms) => new Date(ms).toISOString();
 const beginOf = (name) => Date.parse(name.replace(/(....)(..)(..)T(..)(..)(.*)/, '$1-$2-$3T$4:$5:$6'));
 
+/** By folder: what does not change any more. */
+const finished = new Map();
+
 /** The fragments of a recording, {uri, map, wall, length, recording}, by its plain view. */
 function fragmentsOf(k2r, folder, view, recording) {
+  if (finished.has(folder)) return finished.get(folder);
   fs.mkdirSync(view, {recursive: true});
   try {
     execFileSync(k2r, ['playlist', folder, '--plain', view], {stdio: 'pipe'});
@@ -35,7 +39,9 @@ function fragmentsOf(k2r, folder, view, recording) {
       wall += length;
     }
   }
-  return {fragments, isFinished: text.includes('#EXT-X-ENDLIST')};
+  const found = {fragments, isFinished: text.includes('#EXT-X-ENDLIST')};
+  if (found.isFinished) finished.set(folder, found);
+  return found;
 }
 
 const bytesOf = (folder) => fs.readdirSync(folder).reduce((sum, name) => {
