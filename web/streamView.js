@@ -15,6 +15,8 @@ const kLeastProgressMs = 1000;
 
 const kNothing = {stretches: [], holes: []};
 
+const errorTime = (ms) => (Number.isFinite(ms) ? `, ${clock.longDate(ms)} ${clock.time(ms)}` : '');
+
 export class StreamView {
   #name = null;
   #stream = null;
@@ -101,7 +103,7 @@ export class StreamView {
     setText(byId('facts'), stream ? [sinceWords(stream.since), factsOf(stream), stream.source].filter(Boolean).join(' · ') : '');
     const error = stream?.lastError;
     byId('error').hidden = !error;
-    if (error) setText(byId('error'), `Last error, ${clock.longDate(error.time)} ${clock.time(error.time)}: ${error.text}`);
+    if (error) setText(byId('error'), `Last error${errorTime(error.time)}: ${error.text}`);
     byId('start').disabled = !stream || stream.state !== 'stopped';
     byId('stop').disabled = !stream || stream.state === 'stopped';
     byId('rotate').disabled = stream?.state !== 'recording';

@@ -223,10 +223,10 @@ test('what fails is said in words', async (t) => {
   await page.route('**/export.mp4*', (route) => route.fulfill({status: 409, json: {error: 'the sound changes at 10:00:35Z'}}));
   await page.locator('#recordings li').last().getByRole('button', {name: /^Mark/}).click();
   await page.click('#download');
-  await waitForText(page, 'export-text', /^Cannot be exported: the sound changes at 10:00:35Z/);
+  await waitForText(page, 'export-text', /^Cannot be exported: The sound changes at 10:00:35Z\./);
   await page.goto(`${server.url}#attic`);
   await page.click('#live');
-  await waitForText(page, 'message', /Trying again/);
+  await waitForText(page, 'message', /Nothing is recorded there. Trying again/);
   assert.match(await text(page, 'error'), /Connection refused/);
   await page.route('**/v1/streams', (route) => route.fulfill({status: 401, json: {}}));
   await page.getByRole('link', {name: 'Sign in'}).waitFor();

@@ -139,16 +139,16 @@ class StandIn {
     if (parts[0] !== 'v1') return this.file(path.join(this.web, parts.join('/') || 'index.html'), send);
     const [, , stream, what] = parts;
     if (!stream) return document({streams: this.streams()});
-    if (request.method === 'POST') return document({});
+    if (request.method === 'POST') return response.writeHead(204).end();
     if (what === 'recordings') return document(this.list(stream, address.searchParams));
     if (what === 'index.m3u8') {
       const text = this.playlist(stream, address.searchParams);
-      return text ? send(200, 'application/vnd.apple.mpegurl', text) : missing('Nothing is recorded there.');
+      return text ? send(200, 'application/vnd.apple.mpegurl', text) : missing('nothing is recorded there');
     }
     if (what === 'export.mp4') return send(200, 'video/mp4', 'media');
     if (what === 'snapshot.jpg') {
       const picture = this.snapshot(stream);
-      return picture ? send(200, 'image/jpeg', picture) : missing('No picture.');
+      return picture ? send(200, 'image/jpeg', picture) : missing('there is no picture at or before that time');
     }
     return this.file(path.join(this.root, '..', 'view', ...parts.slice(2)), send);
   }
