@@ -24,7 +24,7 @@ function noteClock(response) {
 const sentence = (text) => `${text[0].toUpperCase()}${text.slice(1)}${/[.!?]$/.test(text) ? '' : '.'}`;
 
 async function errorText(response) {
-  if (response.status === 401) return 'The server asks for its token again.';
+  if (response.status === 401) return 'This needs the token of the server.';
   try {
     const {error} = await response.json();
     if (error) return sentence(error);

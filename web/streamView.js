@@ -3,7 +3,7 @@
 import * as api from './api.js';
 import * as clock from './clock.js';
 import {coverage, firstFrom, inWords} from './coverage.js';
-import {byId, setText} from './dom.js';
+import {byId, setText, showError} from './dom.js';
 import {ExportPanel} from './exportPanel.js';
 import {Player} from './player.js';
 import {RecordingList} from './recordingList.js';
@@ -147,7 +147,7 @@ export class StreamView {
     try {
       at ??= await this.#nextRecorded(ms);
     } catch (error) {
-      return setText(byId('message'), error.message);
+      return showError(byId('message'), error);
     }
     if (name !== this.#name) return;
     if (at === undefined) return this.#say(`Nothing is recorded from ${clock.time(ms)} on.`, true);
@@ -205,7 +205,7 @@ export class StreamView {
       this.#say(words[action], true);
       this.#events.changed();
     } catch (error) {
-      this.#say(error.message, true);
+      showError(byId('message'), error);
     }
   }
 
