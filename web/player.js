@@ -59,9 +59,14 @@ export class Player {
   /** Plays from a time of day. Seeks where the playlist that is loaded has it. */
   from(name, wall) {
     const media = this.#source?.name === name && !this.isLive ? timeMap.toMedia(this.#pieces, wall) : null;
-    if (media === null || !this.#hls) return this.#open({name, start: wall});
+    if (media === null || !this.#hls) return this.open(name, wall);
     this.#video.currentTime = media;
     return this.#play();
+  }
+
+  /** Plays from a time of day by a new playlist. */
+  open(name, wall) {
+    return this.#open({name, start: wall});
   }
 
   stop() {

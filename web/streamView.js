@@ -145,7 +145,7 @@ export class StreamView {
     const isLoaded = this.#loaded && ms >= this.#loaded.from && ms < this.#loaded.to;
     let at = isLoaded ? firstFrom(this.#coverage, ms) : undefined;
     try {
-      at ??= await this.#nextRecorded(ms);
+      at ??= firstFrom(await this.#recordedFrom(ms), ms);
     } catch (error) {
       return showError(byId('message'), error);
     }
@@ -158,20 +158,24 @@ export class StreamView {
     this.#player.from(this.#name, at);
   }
 
-  async #nextRecorded(ms) {
-    // A few, for those that are damaged.
-    return firstFrom(coverage(await api.recordings(this.#name, ms, undefined, {limit: 20})), ms);
+  /** The next recordings: a few, for those that are damaged. */
+  async #recordedFrom(ms) {
+    return coverage(await api.recordings(this.#name, ms, undefined, {limit: 20}));
   }
 
+  /** At the end of a playlist: the next one, or live where nothing more is recorded yet. */
   async #continue(wall) {
     const name = this.#name;
-    // The list may say a little more than there is to play, which would be asked for again and again.
+    const found = await this.#recordedFrom(wall).catch(() => kNothing);
+    if (name !== this.#name) return;
+    // The list of recordings may say a little more than there is to play. That would be asked for again and again.
     const isStuck = Math.abs(wall - this.#continuedAt) < kLeastProgressMs;
     this.#continuedAt = wall;
-    const next = await this.#nextRecorded(isStuck ? wall + kLeastProgressMs : wall).catch(() => undefined);
-    if (name !== this.#name) return;
-    if (next === undefined) return this.#say('This is the end of what is recorded.', true);
-    this.#player.from(name, next);
+    const stretches = found.stretches.filter(({begin, end}) => (isStuck ? begin > wall : end > wall + kLeastProgressMs));
+    const next = firstFrom({stretches}, wall);
+    if (next !== undefined) return this.#player.open(name, next);
+    if (this.#stream?.state === 'recording') return this.#live();
+    this.#say('This is the end of what is recorded.', true);
   }
 
   #skip(ms) {

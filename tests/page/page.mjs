@@ -73,9 +73,9 @@ async function waitForText(page, id, pattern) {
 /** Waits until the picture is one of [second, second + 4), counted from kBegin. `isFirst`: none shortly before it. */
 async function waitForPicture(page, second, {isFirst = false} = {}) {
   let shown;
-  for (const limit = Date.now() + 15000; Date.now() < limit;) {
+  for (const limit = Date.now() + 30000; Date.now() < limit;) {
     shown = await page.evaluate(`(${secondShown})(document.getElementById('video'))`);
-    const late = (shown.second - second + 256) % 256;
+    const late = ((shown.second - second) % 256 + 256) % 256;
     if (shown.mean > 40 && late < 4) return;
     assert.ok(!isFirst || shown.mean <= 40 || late < 250, `begins at ${shown.second}, too early`);
     await page.waitForTimeout(100);
@@ -168,6 +168,19 @@ test('what was lost is seen on the time line, and playback goes over it', async 
   await clickAt(page, 157);
   await waitForPicture(page, 3601);
   await waitForPosition(page, 3601);
+});
+
+test('the next playlist follows at the end of one', async (t) => {
+  const page = await openYard(t);
+  const playlists = [];
+  page.on('request', (request) => request.url().includes('index.m3u8') && playlists.push(request.url()));
+  // An hour from here ends in the last recording.
+  await clickAt(page, 12);
+  await waitForPicture(page, 12);
+  await clickAt(page, 158);
+  await waitForPicture(page, 3614);
+  await waitForText(page, 'message', /^This is the end of what is recorded\.$/);
+  assert.equal(playlists.length, 2, 'one for each hour, and none again at the end');
 });
 
 test('a recording in progress grows, and plays live', async (t) => {
