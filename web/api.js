@@ -20,11 +20,14 @@ function noteClock(response) {
   if (Number.isFinite(skew)) skewMs = Math.abs(skew) < 2000 ? 0 : skew;
 }
 
+/** "nothing is recorded there" as a sentence. */
+const sentence = (text) => `${text[0].toUpperCase()}${text.slice(1)}${/[.!?]$/.test(text) ? '' : '.'}`;
+
 async function errorText(response) {
-  if (response.status === 401) return 'The server asks for its token again.';
+  if (response.status === 401) return 'This needs the token of the server.';
   try {
     const {error} = await response.json();
-    if (error) return error;
+    if (error) return sentence(error);
   } catch {
     // Not from the program itself: a proxy's page, say.
   }

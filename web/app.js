@@ -2,7 +2,7 @@
 
 import * as api from './api.js';
 import * as clock from './clock.js';
-import {byId, setText} from './dom.js';
+import {byId, setText, showError} from './dom.js';
 import {StreamList} from './streamList.js';
 import {StreamView} from './streamView.js';
 
@@ -10,23 +10,19 @@ const kRefreshMs = 3000;
 
 const list = new StreamList();
 const view = new StreamView({changed: () => refresh(), problem: (error) => showProblem(error)});
-let streams = [];
+/** Nothing until the server has answered once. */
+let streams = null;
 let open = null;
 let timer;
 
 function showProblem(error) {
   const problem = byId('problem');
   problem.hidden = !error;
-  if (!error) return problem.replaceChildren();
-  setText(problem, error.message);
-  if (error.status !== 401) return;
-  const link = document.createElement('a');
-  link.href = location.pathname;
-  link.textContent = 'Sign in';
-  problem.append(' ', link);
+  if (error) showError(problem, error);
 }
 
 function show() {
+  if (!streams) return;
   list.show(streams, open);
   if (open) view.update(streams.find(({name}) => name === open));
   const recording = streams.filter(({state}) => state === 'recording').length;

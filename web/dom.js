@@ -19,3 +19,10 @@ export function element(tag, properties = {}, ...children) {
 export function setText(target, text) {
   if (target.textContent !== text) target.textContent = text;
 }
+
+/** Shows a failed request, with the way to the form for the token where that is what it lacks. */
+export function showError(target, error) {
+  const signIn = error.status === 401 ? [' ', element('a', {href: 'login', textContent: 'Sign in'})] : [];
+  const text = error.message + (signIn.length ? ' Sign in' : '');
+  if (target.textContent !== text) target.replaceChildren(error.message, ...signIn);
+}

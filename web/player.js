@@ -15,7 +15,7 @@ export class Player {
   #events;
   #hls = null;
   #timer;
-  #pieces = [];
+  /** The newest playlist, as hls.js has it: it moves the media times of fragments when it has seen them. */
   #details = null;
   /** What plays: {name, start}, of which `start` is null for live. */
   #source = null;
@@ -35,8 +35,11 @@ export class Player {
 
   /** The time of day of the picture, in milliseconds; NaN while there is none. */
   get wall() {
-    if (this.#details) this.#pieces = timeMap.pieces(this.#details.fragments);
     return this.#video.readyState > 0 ? timeMap.toWall(this.#pieces, this.#video.currentTime) : NaN;
+  }
+
+  get #pieces() {
+    return timeMap.pieces(this.#details?.fragments ?? []);
   }
 
   get isLive() {
@@ -56,9 +59,14 @@ export class Player {
   /** Plays from a time of day. Seeks where the playlist that is loaded has it. */
   from(name, wall) {
     const media = this.#source?.name === name && !this.isLive ? timeMap.toMedia(this.#pieces, wall) : null;
-    if (media === null || !this.#hls) return this.#open({name, start: wall});
+    if (media === null || !this.#hls) return this.open(name, wall);
     this.#video.currentTime = media;
     return this.#play();
+  }
+
+  /** Plays from a time of day by a new playlist. */
+  open(name, wall) {
+    return this.#open({name, start: wall});
   }
 
   stop() {
@@ -71,7 +79,6 @@ export class Player {
     this.#hls?.destroy();
     this.#hls = null;
     this.#details = null;
-    this.#pieces = [];
     this.#video.removeAttribute('src');
     this.#video.load();
   }
@@ -98,11 +105,13 @@ export class Player {
   #loaded(details) {
     const isFirst = !this.#details;
     this.#details = details;
-    this.#pieces = timeMap.pieces(details.fragments);
     if (!isFirst || this.isLive) return;
     // The first fragment begins before the time that was asked for.
-    const media = timeMap.toMedia(this.#pieces, this.#source.start) ?? 0;
-    const seek = () => { this.#video.currentTime = media; };
+    const source = this.#source;
+    const media = timeMap.toMedia(this.#pieces, source.start) ?? 0;
+    const seek = () => {
+      if (this.#source === source) this.#video.currentTime = media;
+    };
     if (this.#video.readyState > 0) seek();
     else this.#video.addEventListener('loadedmetadata', seek, {once: true});
   }

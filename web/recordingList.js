@@ -36,10 +36,10 @@ export class RecordingList {
     return {name: activeElement.closest('li').dataset.name, action: activeElement.dataset.action};
   }
 
-  #row({name, begin, end, bytes, state, gaps}) {
+  #row({name, begin, end, bytes, state, gaps, protected: isProtected}) {
     const missing = gaps.reduce((sum, gap) => sum + gap.end - gap.begin, 0);
     const gapText = gaps.length > 0 && `${gaps.length} gap${gaps.length === 1 ? '' : 's'} (${clock.duration(missing)})`;
-    const facts = [clock.duration(end - begin), clock.bytes(bytes), gapText].filter(Boolean).join(' · ');
+    const facts = [clock.duration(end - begin), clock.bytes(bytes), gapText, isProtected && 'protected: cannot be played here'].filter(Boolean).join(' · ');
     const title = `${clock.time(begin)} – ${clock.time(end)}`;
     const badge = element('span', {className: 'state'});
     showState(badge, state);

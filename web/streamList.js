@@ -93,6 +93,7 @@ export class StreamList {
     if (isSelected) card.link.setAttribute('aria-current', 'page');
     else card.link.removeAttribute('aria-current');
     card.hasMedia = stream.recordings > 0;
+    card.changes = stream.state === 'recording';
     this.#refresh(card);
   }
 
@@ -104,7 +105,8 @@ export class StreamList {
   }
 
   #refresh(card) {
-    if (!card.isSeen || !card.hasMedia || performance.now() - card.pictureAt < kPictureMs && card.pictureAt) return;
+    const isDue = !card.pictureAt || (card.changes && performance.now() - card.pictureAt >= kPictureMs);
+    if (!card.isSeen || !card.hasMedia || !isDue) return;
     card.pictureAt = performance.now();
     // The time makes it another address, so that a browser asks again.
     card.picture.src = api.snapshotAddress(card.name, Math.floor(api.now() / 1000) * 1000);

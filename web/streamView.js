@@ -3,7 +3,7 @@
 import * as api from './api.js';
 import * as clock from './clock.js';
 import {coverage, firstFrom, inWords} from './coverage.js';
-import {byId, setText} from './dom.js';
+import {byId, setText, showError} from './dom.js';
 import {ExportPanel} from './exportPanel.js';
 import {Player} from './player.js';
 import {RecordingList} from './recordingList.js';
@@ -14,6 +14,8 @@ const kHourMs = 3600000;
 const kLeastProgressMs = 1000;
 
 const kNothing = {stretches: [], holes: []};
+
+const errorTime = (ms) => (Number.isFinite(ms) ? `, ${clock.longDate(ms)} ${clock.time(ms)}` : '');
 
 export class StreamView {
   #name = null;
@@ -101,7 +103,7 @@ export class StreamView {
     setText(byId('facts'), stream ? [sinceWords(stream.since), factsOf(stream), stream.source].filter(Boolean).join(' · ') : '');
     const error = stream?.lastError;
     byId('error').hidden = !error;
-    if (error) setText(byId('error'), `Last error, ${clock.longDate(error.time)} ${clock.time(error.time)}: ${error.text}`);
+    if (error) setText(byId('error'), `Last error${errorTime(error.time)}: ${error.text}`);
     byId('start').disabled = !stream || stream.state !== 'stopped';
     byId('stop').disabled = !stream || stream.state === 'stopped';
     byId('rotate').disabled = stream?.state !== 'recording';
@@ -143,9 +145,9 @@ export class StreamView {
     const isLoaded = this.#loaded && ms >= this.#loaded.from && ms < this.#loaded.to;
     let at = isLoaded ? firstFrom(this.#coverage, ms) : undefined;
     try {
-      at ??= await this.#nextRecorded(ms);
+      at ??= firstFrom(await this.#recordedFrom(ms), ms);
     } catch (error) {
-      return setText(byId('message'), error.message);
+      return showError(byId('message'), error);
     }
     if (name !== this.#name) return;
     if (at === undefined) return this.#say(`Nothing is recorded from ${clock.time(ms)} on.`, true);
@@ -156,20 +158,24 @@ export class StreamView {
     this.#player.from(this.#name, at);
   }
 
-  async #nextRecorded(ms) {
-    // A few, for those that are damaged.
-    return firstFrom(coverage(await api.recordings(this.#name, ms, undefined, {limit: 20})), ms);
+  /** The next recordings: a few, for those that are damaged. */
+  async #recordedFrom(ms) {
+    return coverage(await api.recordings(this.#name, ms, undefined, {limit: 20}));
   }
 
+  /** At the end of a playlist: the next one, or live where nothing more is recorded yet. */
   async #continue(wall) {
     const name = this.#name;
-    // The list may say a little more than there is to play, which would be asked for again and again.
+    const found = await this.#recordedFrom(wall).catch(() => kNothing);
+    if (name !== this.#name) return;
+    // The list of recordings may say a little more than there is to play. That would be asked for again and again.
     const isStuck = Math.abs(wall - this.#continuedAt) < kLeastProgressMs;
     this.#continuedAt = wall;
-    const next = await this.#nextRecorded(isStuck ? wall + kLeastProgressMs : wall).catch(() => undefined);
-    if (name !== this.#name) return;
-    if (next === undefined) return this.#say('This is the end of what is recorded.', true);
-    this.#player.from(name, next);
+    const stretches = found.stretches.filter(({begin, end}) => (isStuck ? begin > wall : end > wall + kLeastProgressMs));
+    const next = firstFrom({stretches}, wall);
+    if (next !== undefined) return this.#player.open(name, next);
+    if (this.#stream?.state === 'recording') return this.#live();
+    this.#say('This is the end of what is recorded.', true);
   }
 
   #skip(ms) {
@@ -203,7 +209,7 @@ export class StreamView {
       this.#say(words[action], true);
       this.#events.changed();
     } catch (error) {
-      this.#say(error.message, true);
+      showError(byId('message'), error);
     }
   }
 

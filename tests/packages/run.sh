@@ -69,6 +69,13 @@ if [ "$(id -u)" -eq 0 ]; then
   grep -q "^# mine" "$root/etc/k2r/k2r.toml" || fail "k2r.toml was replaced"
 fi
 
+echo "the page, with its player"
+for file in "$tree"/web/*.{html,css,js,svg}; do
+  cmp "$file" "$root/usr/share/k2r/web/$(basename "$file")" || fail "the page"
+done
+grep -q PROGRAM-DATE-TIME "$root/usr/share/k2r/web/hls.mjs" || fail "no hls.js"
+grep -q Apache "$root/usr/share/k2r/web/hls.LICENSE" || fail "no license of hls.js"
+
 echo "manual and completions"
 for command in "" -record -serve -inspect -verify -repair -export -playlist -keys -keys-new -unprotect; do
   page=$root/usr/share/man/man1/k2r$command.1.gz

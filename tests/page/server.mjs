@@ -12,8 +12,12 @@ const kPolicy = "default-src 'self'; media-src 'self' blob:; worker-src blob: 's
 const iso = (ms) => new Date(ms).toISOString();
 const beginOf = (name) => Date.parse(name.replace(/(....)(..)(..)T(..)(..)(.*)/, '$1-$2-$3T$4:$5:$6'));
 
+/** By folder: what does not change any more. */
+const finished = new Map();
+
 /** The fragments of a recording, {uri, map, wall, length, recording}, by its plain view. */
 function fragmentsOf(k2r, folder, view, recording) {
+  if (finished.has(folder)) return finished.get(folder);
   fs.mkdirSync(view, {recursive: true});
   try {
     execFileSync(k2r, ['playlist', folder, '--plain', view], {stdio: 'pipe'});
@@ -35,7 +39,9 @@ function fragmentsOf(k2r, folder, view, recording) {
       wall += length;
     }
   }
-  return {fragments, isFinished: text.includes('#EXT-X-ENDLIST')};
+  const found = {fragments, isFinished: text.includes('#EXT-X-ENDLIST')};
+  if (found.isFinished) finished.set(folder, found);
+  return found;
 }
 
 const bytesOf = (folder) => fs.readdirSync(folder).reduce((sum, name) => {
@@ -133,16 +139,16 @@ class StandIn {
     if (parts[0] !== 'v1') return this.file(path.join(this.web, parts.join('/') || 'index.html'), send);
     const [, , stream, what] = parts;
     if (!stream) return document({streams: this.streams()});
-    if (request.method === 'POST') return document({});
+    if (request.method === 'POST') return response.writeHead(204).end();
     if (what === 'recordings') return document(this.list(stream, address.searchParams));
     if (what === 'index.m3u8') {
       const text = this.playlist(stream, address.searchParams);
-      return text ? send(200, 'application/vnd.apple.mpegurl', text) : missing('Nothing is recorded there.');
+      return text ? send(200, 'application/vnd.apple.mpegurl', text) : missing('nothing is recorded there');
     }
     if (what === 'export.mp4') return send(200, 'video/mp4', 'media');
     if (what === 'snapshot.jpg') {
       const picture = this.snapshot(stream);
-      return picture ? send(200, 'image/jpeg', picture) : missing('No picture.');
+      return picture ? send(200, 'image/jpeg', picture) : missing('there is no picture at or before that time');
     }
     return this.file(path.join(this.root, '..', 'view', ...parts.slice(2)), send);
   }
