@@ -95,7 +95,9 @@ class Server {
   void apply(const ServeConfig& config) {
     // Before anything changes: an address that cannot be used, or a token that cannot be read, refuses all of it.
     if (web_ && !web_->isFor(config)) web_.reset();
-    if (!web_) web_ = std::make_unique<WebInterface>(config, streams_, storage_, fragmentWrites_, log_);
+    // Without an address there is no HTTP.
+    if (!web_ && !config.listenAddress.empty())
+      web_ = std::make_unique<WebInterface>(config, streams_, storage_, fragmentWrites_, log_);
     storage_.apply(config);
     streams_.apply(config);
   }
