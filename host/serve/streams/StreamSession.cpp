@@ -76,7 +76,7 @@ bool StreamSession::run() {
     record(input, backlog, begins_.next(*beginMs));
     if (inputFailure_) throw InputError(*inputFailure_);
     if (!input.change()) return hasOwnEnd;
-    log_.note(*input.change() + ": a new recording begins");
+    endReason_ = *input.change() + ": ";
     beginMs = input.nextBeginMs();
     input.beginRecording();
   }
@@ -168,6 +168,8 @@ void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
     const HeldPlace held(place, config_.durability, log_);
     rotation_ = false;
     planRotation(beginMs);
+    // With its name, since the log counts lines that come again.
+    log_.note(fmt::format("{}recording {} begins", std::exchange(endReason_, {}), place.stem()));
     meter_.began(place.stem());
     try {
       Recorder recorder(options_, settings_, place, services_.module, stop_, log_);

@@ -61,6 +61,8 @@ class StreamSession {
   RecordingBegins begins_;
   /// When the next multiple of `rotate` comes, in ms since 1970-01-01 UTC.
   std::int64_t nextRotationMs_ = 0;
+  /// Why the recording before ended, for the log; empty if there was none.
+  std::string endReason_;
   /// Why the input of the last recording failed.
   std::optional<std::string> inputFailure_;
 };
