@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <atomic>
 #include <fstream>
 #include <future>
 #include <latch>
@@ -30,9 +31,10 @@ using testing::HasSubstr;
 struct ServerTest : testing::Test {
   test::TempDirectory directory;
   std::latch waiting{1};
-  std::once_flag isWaiting;
+  std::atomic<int> waiters = 0;
   std::promise<void> allowed;
   std::shared_future<void> allowance = allowed.get_future().share();
+  /// By the server's threads; to be read when it has stopped.
   std::string logged;
   /// The file of the last `/large`, as long as it is sent.
   std::weak_ptr<const platform::os::Descriptor> sent;
@@ -52,7 +54,7 @@ struct ServerTest : testing::Test {
     if (name == "livez") return {.body = Body("ok")};
     if (name.starts_with("fail")) throw std::runtime_error("broken");
     if (name == "wait") {
-      std::call_once(isWaiting, [this] { waiting.count_down(); });
+      if (++waiters == 1) waiting.count_down();
       allowance.wait();
       return text();
     }
@@ -148,7 +150,7 @@ TEST_F(ServerTest, PathsAreSplitBeforeTheyAreDecoded) {
 }
 
 TEST_F(ServerTest, MalformedRequestsHarmNobody) {
-  start({.requestTime = 500ms});
+  start({.requestTime = 1s});
   RawClient bystander(server->port());
   const struct {
     const char* why;
@@ -191,6 +193,7 @@ TEST_F(ServerTest, OwnFailuresAreLoggedWithoutTheQuery) {
   const auto failed = client.get("/fail%0A?token=secret");
   EXPECT_EQ(failed.status, 500);
   EXPECT_THAT(failed.body, testing::Not(HasSubstr("broken")));
+  server->stop();
   EXPECT_EQ(logged, "GET /fail?: broken");
 }
 
@@ -199,35 +202,37 @@ TEST_F(ServerTest, CutsAnAnswerWhoseFileIsTooShort) {
   RawClient client(server->port());
   EXPECT_EQ(client.get("/short").body, "0123456789") << "one byte less than was announced";
   EXPECT_TRUE(client.isClosed());
+  server->stop();
   EXPECT_THAT(logged, HasSubstr("became shorter"));
 }
 
 TEST_F(ServerTest, AHandlerThatWaitsDelaysNobody) {
   start();
   // More than there are network threads.
-  std::vector<std::unique_ptr<RawClient>> waiters;
+  std::vector<std::unique_ptr<RawClient>> clients;
   for (int i = 0; i < 4; ++i) {
-    waiters.push_back(std::make_unique<RawClient>(server->port()));
-    waiters.back()->send("GET /wait HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    clients.push_back(std::make_unique<RawClient>(server->port()));
+    clients.back()->send("GET /wait HTTP/1.1\r\nHost: localhost\r\n\r\n");
     if (i == 0) waiting.wait();
   }
   for (int i = 0; i < 8; ++i) EXPECT_EQ(RawClient(server->port()).get("/file").status, 200);
   allowed.set_value();
-  for (auto& waiter : waiters) EXPECT_EQ(waiter->answer().body, "0123456789");
+  for (auto& client : clients) EXPECT_EQ(client->answer().body, "0123456789");
 }
 
 TEST_F(ServerTest, ProbesDoNotWaitForWorkers) {
   start();
-  std::vector<std::unique_ptr<RawClient>> waiters;
+  std::vector<std::unique_ptr<RawClient>> clients;
   for (int i = 0; i < 70; ++i) {
-    waiters.push_back(std::make_unique<RawClient>(server->port()));
-    waiters.back()->send("GET /wait HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    clients.push_back(std::make_unique<RawClient>(server->port()));
+    clients.back()->send("GET /wait HTTP/1.1\r\nHost: localhost\r\n\r\n");
   }
+  while (waiters < 64) std::this_thread::yield();
   RawClient other(server->port(), "127.0.0.1", 0, 300ms);
   EXPECT_EQ(other.get("/text").status, 0) << "all workers wait";
   EXPECT_EQ(RawClient(server->port()).get("/livez").body, "ok");
   allowed.set_value();
-  for (auto& waiter : waiters) EXPECT_EQ(waiter->answer().status, 200);
+  for (auto& client : clients) EXPECT_EQ(client->answer().status, 200);
 }
 
 TEST_F(ServerTest, AReaderThatStopsCostsItsOwnConnection) {
@@ -236,9 +241,9 @@ TEST_F(ServerTest, AReaderThatStopsCostsItsOwnConnection) {
   stalled.send("GET /large HTTP/1.1\r\nHost: localhost\r\n\r\n");
   ASSERT_TRUE(stalled.receive());
   const auto stalledFile = sent;
+  EXPECT_FALSE(stalledFile.expired()) << "is being sent";
   RawClient other(server->port());
   EXPECT_EQ(other.get("/large").body.size(), std::size_t{64} << 20);
-  EXPECT_FALSE(stalledFile.expired()) << "is still being sent";
   const auto begin = std::chrono::steady_clock::now();
   while (!stalledFile.expired() && std::chrono::steady_clock::now() - begin < 10s) std::this_thread::yield();
   EXPECT_TRUE(stalledFile.expired()) << "was cut after the limit";
@@ -246,7 +251,7 @@ TEST_F(ServerTest, AReaderThatStopsCostsItsOwnConnection) {
 }
 
 TEST_F(ServerTest, RequestsHaveOneDeadline) {
-  start({.requestTime = 200ms, .idleTime = 300ms, .stallTime = 20s});
+  start({.requestTime = 1s, .idleTime = 1s, .stallTime = 20s});
   RawClient silent(server->port());
   RawClient slow(server->port(), "127.0.0.1", 0, 20ms);
   RawClient body(server->port());
@@ -260,11 +265,11 @@ TEST_F(ServerTest, RequestsHaveOneDeadline) {
   RawClient idle(server->port());
   EXPECT_EQ(idle.get("/text").status, 200);
   EXPECT_TRUE(idle.isClosed());
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
 }
 
 TEST_F(ServerTest, AnAnswerMayTakeLongerThanARequest) {
-  start({.requestTime = 100ms, .idleTime = 100ms});
+  start({.requestTime = 500ms, .idleTime = 500ms});
   RawClient client(server->port());
   client.send("GET /wait HTTP/1.1\r\nHost: localhost\r\n\r\n");
   waiting.wait();
@@ -305,8 +310,8 @@ TEST_F(ServerTest, LeavesDescriptorsToTheRecordings) {
   ::setrlimit(RLIMIT_NOFILE, &before);
   std::vector<std::unique_ptr<RawClient>> clients;
   int served = 0;
-  for (int i = 0; i < 20; ++i) {
-    clients.push_back(std::make_unique<RawClient>(server->port(), "127.0.0.1", 0, 100ms));
+  for (int i = 0; i < 17; ++i) {
+    clients.push_back(std::make_unique<RawClient>(server->port(), "127.0.0.1", 0, 1s));
     served += clients.back()->get("/text").status == 200 ? 1 : 0;
   }
   EXPECT_EQ(served, 16);
