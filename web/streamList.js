@@ -5,6 +5,7 @@ import * as clock from './clock.js';
 import {byId, element, setText} from './dom.js';
 
 const kPictureMs = 30000;
+const kRetryMs = 5000;
 /** From this many streams on there is a field to find one by its name. */
 const kFilterFrom = 9;
 
@@ -67,7 +68,11 @@ export class StreamList {
       state: element('span', {className: 'state'}), since: element('span', {className: 'since'}),
       facts: element('span', {className: 'facts'}), error: element('span', {className: 'error'})};
     picture.addEventListener('load', () => { card.frame.dataset.has = 'true'; });
-    picture.addEventListener('error', () => { card.frame.dataset.has = 'false'; });
+    picture.addEventListener('error', () => {
+      card.frame.dataset.has = 'false';
+      // There may be none yet.
+      card.pictureAt = performance.now() - kPictureMs + kRetryMs;
+    });
     card.frame = element('span', {className: 'picture', data: {has: 'false'}}, picture);
     card.link = element('a', {href: `#${name}`, className: 'card'}, card.frame,
                         element('span', {className: 'text'}, card.title, ' ', card.state, ' ', card.since, ' ', card.facts, ' ', card.error));

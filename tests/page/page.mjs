@@ -11,8 +11,8 @@ import test, {after, before} from 'node:test';
 
 import {chromium} from 'playwright-core';
 
-import {kBegin, makeRecordings, recordLive, secondShown} from './recordings.mjs';
-import {startServer} from './server.mjs';
+import {kBegin, makeLiveClip, makeRecordings, secondShown, sendLive} from './recordings.mjs';
+import {freePort, startServer} from './server.mjs';
 
 const {K2R: k2r, WEB: web, CHROMIUM: browserPath = '/usr/bin/chromium'} = process.env;
 const work = fs.mkdtempSync(path.join(os.tmpdir(), 'k2r-page-'));
@@ -22,9 +22,9 @@ let server, browser, live;
 
 before(async () => {
   makeRecordings(k2r, root);
-  live = recordLive(k2r, root);
-  // Below a prefix, as a proxy may put it.
-  server = await startServer({k2r, web, root, prefix: '/video/k2r/'});
+  const port = await freePort();
+  live = sendLive(makeLiveClip(work), port);
+  server = await startServer({k2r, web, root, input: `tcp://127.0.0.1:${port}`});
   browser = await chromium.launch({
     executablePath: browserPath,
     args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--disable-background-networking',
@@ -33,12 +33,8 @@ before(async () => {
 
 after(async () => {
   await browser?.close();
-  server?.close();
-  if (live && live.exitCode === null) {
-    const ended = new Promise((resolve) => live.on('exit', resolve));
-    live.kill();
-    await ended;
-  }
+  await server?.close();
+  live?.kill();
   fs.rmSync(work, {recursive: true, force: true});
 });
 
@@ -123,12 +119,13 @@ async function clickAt(page, second) {
 }
 
 test('all streams are listed with their state in words', async (t) => {
-  const page = await open(t);
+  // A stream that has just begun has no picture yet.
+  const page = await open(t, '', {expected: /404/});
   const card = (name) => page.locator('#streams li', {has: page.locator('strong', {hasText: name})});
-  assert.match(await card('attic').textContent(), /Failed since .*Nothing recorded.*Connection refused/);
+  assert.match(await card('attic').textContent(), /Connecting since .*Nothing recorded.*Connection refused/);
   assert.doesNotMatch(await page.content(), /secret/);
-  await page.waitForFunction(() => /Recording since .*Mbit\/s received · 1 recording/.test(document.getElementById('streams').textContent));
-  assert.match(await card('yard').textContent(), /Stopped since .*3 recordings, \d.*MiB/);
+  await page.waitForFunction(() => /Recording since .*bit\/s received · 1 recording/.test(document.getElementById('streams').textContent));
+  assert.match(await card('yard').textContent(), /Stopped .*3 recordings, \d.*MiB/);
   await page.waitForFunction(() => document.querySelectorAll('.picture[data-has=true] img').length === 2);
 });
 
@@ -221,7 +218,7 @@ test('a marked span is exported', async (t) => {
   await page.click('#download');
   const address = decodeURIComponent((await download).url());
   assert.equal(address, `${server.url}v1/streams/yard/export.mp4?start=2026-03-10T10:00:30.500Z&end=2026-03-10T10:01:20Z`);
-  assert.equal((await download).suggestedFilename(), 'yard-20260310T100030Z.mp4');
+  assert.equal((await download).suggestedFilename(), 'yard-20260310T100030.500Z.mp4');
   await page.check('#utc');
   assert.equal(await page.inputValue('#export-begin'), '2026-03-10 10:00:30.500');
 

@@ -61,10 +61,15 @@ export function makeRecordings(k2r, root) {
   record(k2r, root, 'yard', kBegin + 3600000, [clip(3600, 20)]);
 }
 
-/** Records "gate" as long as the returned process runs. */
-export function recordLive(k2r, root) {
-  const file = path.join(root, '..', 'live.ts');
-  makeClip(file, 0, 120);
-  return spawn(k2r, ['record', file, '--realtime', '--out', path.join(root, 'gate', recordingName(Date.now())), ...settings],
+/** Sends `file` in real time to whoever connects to the port first, as long as the returned process runs. */
+export function sendLive(file, port) {
+  return spawn('ffmpeg', ['-v', 'error', '-re', '-i', file, '-c', 'copy', '-f', 'mpegts', `tcp://127.0.0.1:${port}?listen=1`],
                {stdio: 'ignore'});
+}
+
+/** Two minutes whose pictures say their second. */
+export function makeLiveClip(folder) {
+  const file = path.join(folder, 'live.ts');
+  makeClip(file, 0, 120);
+  return file;
 }

@@ -7,8 +7,8 @@ import path from 'node:path';
 
 import {chromium} from 'playwright-core';
 
-import {recordingName} from './recordings.mjs';
-import {startServer} from './server.mjs';
+import {recordingName, sendLive} from './recordings.mjs';
+import {freePort, startServer} from './server.mjs';
 
 const {K2R: k2r, WEB: web, CHROMIUM: browserPath = '/usr/bin/chromium'} = process.env;
 const kHour = 3600;
@@ -39,11 +39,10 @@ function cut(hour, from, to) {
   return fs.readFileSync(file);
 }
 
-function record(stream, begin, media, ...options) {
+function record(stream, begin, media) {
   const input = path.join(work, 'input.ts');
   fs.writeFileSync(input, media);
-  execFileSync(k2r, ['record', input, '--out', path.join(root, stream, recordingName(begin)), '--quiet', '--durability', 'process',
-                     ...options], {stdio: 'pipe'});
+  execFileSync(k2r, ['record', input, '--out', path.join(root, stream, recordingName(begin)), '--quiet', '--durability', 'process'], {stdio: 'pipe'});
 }
 
 /** Ten hours until `now`, of which one has a gap and two are missing in part; and a little of another stream. */
@@ -55,8 +54,9 @@ function makeDay(now) {
   record('gate', begin(7), cut(hour, 0, 2400));
   record('gate', begin(3), Buffer.concat([cut(hour, 0, 1200), cut(hour, 1900, 3600)]));
   record('gate', begin(1), whole);
-  record('gate', begin(0), cut(hour, 0, 1500), '--no-stop');
+  record('gate', begin(0), cut(hour, 0, 1500));
   record('yard', begin(2), whole);
+  return hour;
 }
 
 const [file] = process.argv.slice(2);
@@ -64,10 +64,12 @@ const now = Date.now();
 // Where it is afternoon now, so that the day has something on both sides. In the names of these zones the sign is turned.
 const ahead = 15 - new Date(now).getUTCHours();
 const timezoneId = `Etc/GMT${ahead > 0 ? '-' : '+'}${Math.abs(ahead)}`;
-let server, browser;
+let server, browser, live;
 try {
-  makeDay(now);
-  server = await startServer({k2r, web, root});
+  const hour = makeDay(now);
+  const port = await freePort();
+  live = sendLive(hour, port);
+  server = await startServer({k2r, web, root, input: `tcp://127.0.0.1:${port}`});
   browser = await chromium.launch({executablePath: browserPath, args: ['--no-sandbox', '--disable-gpu', '--disable-quic',
     '--disable-background-networking', '--disable-component-update', '--disable-sync', '--no-first-run']});
   const page = await browser.newPage({viewport: {width: 1520, height: 900}, timezoneId});
@@ -85,6 +87,7 @@ try {
   await page.screenshot({path: file});
 } finally {
   await browser?.close();
-  server?.close();
+  await server?.close();
+  live?.kill();
   fs.rmSync(work, {recursive: true, force: true});
 }
