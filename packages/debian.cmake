@@ -16,7 +16,16 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME k2r)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 # The user of the service is made by systemd-sysusers.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers")
+# The program loads libav itself, so nothing finds it there. The names of its packages have the major versions.
+find_package(PkgConfig REQUIRED)
+foreach(library avformat avcodec avutil)
+  pkg_check_modules(LIB REQUIRED lib${library})
+  string(REGEX MATCH "^[0-9]+" major ${LIB_VERSION})
+  list(APPEND libav_packages lib${library}${major})
+endforeach()
+list(TRANSFORM libav_packages REPLACE "^(libav(format|codec))([0-9]+)$" "\\1\\3 | \\1-extra\\3")
+list(JOIN libav_packages ", " libav_packages)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers, ${libav_packages}")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/conffiles ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm ${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm)
