@@ -65,7 +65,7 @@ void Log::line(std::string_view level, std::string_view text) {
   recent_.push_front({.text = std::move(line)});
 }
 
-void Log::repeat(std::deque<Entry>::iterator entry) {
+void Log::repeat(const std::deque<Entry>::iterator& entry) {
   repeatsItself_ = entry == recent_.begin();
   std::rotate(recent_.begin(), entry, std::next(entry));
   if (isPowerOfTen(++recent_.front().repeats)) tellRepeats(recent_.front());

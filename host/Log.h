@@ -46,7 +46,7 @@ class Log {
 
   void line(std::string_view level, std::string_view text);
   /// Counts the repetition, and writes the count if it is a power of ten.
-  void repeat(std::deque<Entry>::iterator entry);
+  void repeat(const std::deque<Entry>::iterator& entry);
   void tellRepeats(Entry& entry);
   void writeLine(std::string_view line);
   /// Flushes at once: the line must be there if the process is killed.

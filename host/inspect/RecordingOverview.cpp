@@ -154,6 +154,7 @@ std::uint64_t RecordingOverview::gapMs() const {
 DurationRange durationRange(const std::vector<TimedStretch>& stretches) {
   if (stretches.empty()) return {};
   std::vector<std::uint64_t> durations;
+  durations.reserve(stretches.size());
   for (const TimedStretch& stretch : stretches) durations.push_back(stretch.durationMs);
   std::ranges::sort(durations);
   return {.shortestMs = durations.front(),
