@@ -5,39 +5,16 @@ Usage: hooks_test.py K2R DIRECTORY"""
 
 import filecmp
 import os
-import pathlib
 import re
-import shutil
-import socket
 import subprocess
-import sys
 import urllib.request
 
-from daemonProcess import CLIP_SECONDS, Daemon, make_clip, verify, wait_for
-from liveServer import Camera
-
-DOCUMENT = pathlib.Path(__file__).parents[2] / "docs" / "serve.md"
-
-
-def free_port():
-    with socket.create_server(("127.0.0.1", 0)) as listener:
-        return listener.getsockname()[1]
-
-
-def documented_hook():
-    return re.search(r'^ {4}(on_recording = \["rclone".*\])$', DOCUMENT.read_text(), re.M)[1]
+from daemonProcess import verify, wait_for
+from documented import free_port, lines_of_manual, run, start_server
 
 
 def serve_by_rclone(kind, folder, port):
-    """A server of files that is not ours."""
-    with open(f"{folder}.{kind}.log", "w", encoding="utf-8") as log:
-        process = subprocess.Popen(["rclone", "serve", kind, folder, "--addr", f"127.0.0.1:{port}"], stderr=log)
-    Daemon.running.append(process)
-
-    def listens():
-        with socket.socket() as probe:
-            return probe.connect_ex(("127.0.0.1", port)) == 0
-    wait_for(f"rclone serve {kind}", listens)
+    start_server(["rclone", "serve", kind, folder, "--addr", f"127.0.0.1:{port}"], port, f"{folder}.{kind}.log")
 
 
 def copies(daemon, store):
@@ -103,28 +80,14 @@ def plays_from_store(k2r, store, recording):
         assert decoded_frames(url) == pictures > 20, url
 
 
-def main():
-    k2r, folder = sys.argv[1], pathlib.Path(sys.argv[2])
-    shutil.rmtree(folder, ignore_errors=True)
+def test(daemon, source, folder):
+    hook = lines_of_manual(r'^ {4}(on_recording = \["rclone"[^\n]*\])$')
+    daemon.configure({"cam": f'source = "{source}"\n{hook}'}, 'rotate = "4s"')
     store = folder / "store"
-    store.mkdir(parents=True)
-    make_clip(folder / "clip.ts")
-    camera = Camera(folder / "clip.ts", CLIP_SECONDS)
-    daemon = Daemon(k2r, folder / "daemon")
-    daemon.configure({"cam": f'source = "{camera.url}"\n{documented_hook()}'}, 'rotate = "4s"')
-    try:
-        recordings = copies(daemon, store)
-        plays_from_store(k2r, store, recordings[1])
-        print("passed")
-        status = 0
-    except BaseException as error:  # Whatever it is, no process may be left.
-        print(f"FAILED: {error!r}\n{daemon.log()}")
-        status = 1
-    Daemon.kill_all()
-    sys.stdout.flush()
-    # The camera's threads would keep the process.
-    os._exit(status)
+    store.mkdir()
+    recordings = copies(daemon, store)
+    plays_from_store(daemon.k2r, store, recordings[1])
 
 
 if __name__ == "__main__":
-    main()
+    run(test)

@@ -4,57 +4,35 @@ relative addresses. And reloads that change the token or the address.
 Usage: proxy_test.py K2R DIRECTORY"""
 
 import os
-import pathlib
 import re
 import shutil
 import socket
 import subprocess
-import sys
 import textwrap
 import time
 import urllib.error
 import urllib.parse
 import urllib.request
 
-from daemonProcess import CLIP_SECONDS, Daemon, make_clip, wait_for
-from liveServer import Camera
+from daemonProcess import wait_for
+from documented import free_port, lines_of_manual, run, start_server
 
-DOCUMENT = pathlib.Path(__file__).parents[2] / "docs" / "serve.md"
 TOKENS = ("correct-horse-battery", "staple-of-another-kind")
 
 
-def free_port():
-    with socket.create_server(("127.0.0.1", 0)) as listener:
-        return listener.getsockname()[1]
-
-
-def documented_location(port):
-    """What docs/serve.md has for nginx, for a daemon at `port`."""
-    block = re.search(r"^### Behind nginx$.*?^((?: {4}.*\n|\n)*? {4}}\n)", DOCUMENT.read_text(), re.M | re.S)[1]
-    text = textwrap.dedent(block)
-    assert text.count("127.0.0.1:8480/") == 1, text
-    return text.replace("127.0.0.1:8480", f"127.0.0.1:{port}")
-
-
-class Nginx:
-    def __init__(self, folder, location):
-        self.port = free_port()
-        folder.mkdir()
-        temporary = "".join(f"{kind}_temp_path {folder}/{kind};" for kind in
-                            ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
-        config = folder / "nginx.conf"
-        config.write_text(f"daemon off; master_process off; pid {folder}/pid; error_log {folder}/error.log;\n"
-                          f"events {{}}\nhttp {{\naccess_log off; {temporary}\n"
-                          f"server {{\nlisten 127.0.0.1:{self.port};\n{location}}}\n}}\n")
-        program = shutil.which("nginx", path=os.environ["PATH"] + ":/usr/sbin")
-        self.process = subprocess.Popen([program, "-e", folder / "error.log", "-c", config])
-        Daemon.running.append(self.process)
-        wait_for("nginx", self._listens)
-
-    def _listens(self):
-        assert self.process.poll() is None, "nginx refuses the configuration"
-        with socket.socket() as probe:
-            return probe.connect_ex(("127.0.0.1", self.port)) == 0
+def start_nginx(folder, daemon_port):
+    """Runs nginx with the lines of the manual; returns its port."""
+    location = textwrap.dedent(lines_of_manual(r"^### Behind nginx$.*?^((?: {4}[^\n]*\n|\n)*? {4}}\n)"))
+    assert location.count("127.0.0.1:8480/") == 1, location
+    location = location.replace("127.0.0.1:8480", f"127.0.0.1:{daemon_port}")
+    port = free_port()
+    temporary = "".join(f"{kind}_temp_path {folder}/{kind};" for kind in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
+    config = folder / "nginx.conf"
+    config.write_text(f"daemon off; master_process off; pid {folder}/nginx.pid; error_log stderr;\nevents {{}}\n"
+                      f"http {{\naccess_log off; {temporary}\nserver {{\nlisten 127.0.0.1:{port};\n{location}}}\n}}\n")
+    program = shutil.which("nginx", path=os.environ["PATH"] + ":/usr/sbin")
+    start_server([program, "-e", "stderr", "-c", config], port, folder / "nginx.log")
+    return port
 
 
 class NoRedirects(urllib.request.HTTPRedirectHandler):
@@ -124,8 +102,7 @@ def check_changes(proxied, stream, cookie):
 
 
 def behind_nginx(daemon, folder):
-    nginx = Nginx(folder / "nginx", documented_location(daemon.port))
-    proxied = f"http://127.0.0.1:{nginx.port}"
+    proxied = f"http://127.0.0.1:{start_nginx(folder, daemon.port)}"
     page, stream = f"{proxied}/recorder/", f"{proxied}/recorder/v1/streams/cam/"
     cookie = {"Cookie": sign_in(page)}
     check_page(page, cookie)
@@ -155,34 +132,18 @@ def reloads(daemon, token_file):
         wait_for("the old address", lambda: status_with(daemon, TOKENS[1]) == 200, 5)
 
 
-def main():
-    k2r, folder = sys.argv[1], pathlib.Path(sys.argv[2])
-    shutil.rmtree(folder, ignore_errors=True)
-    folder.mkdir(parents=True)
+def test(daemon, source, folder):
     token_file = folder / "token"
     token_file.write_text(TOKENS[0])
     token_file.chmod(0o600)
-    make_clip(folder / "clip.ts")
-    camera = Camera(folder / "clip.ts", CLIP_SECONDS)
-    daemon = Daemon(k2r, folder / "daemon")
-    daemon.port = free_port()
-    daemon.configure({"cam": f'source = "{camera.url}"'}, server=f'token_file = "{token_file}"')
-    try:
-        daemon.start()
-        time.sleep(6)
-        behind_nginx(daemon, folder)
-        reloads(daemon, token_file)
-        daemon.stop()
-        print("passed")
-        status = 0
-    except BaseException as error:  # Whatever it is, no process may be left.
-        print(f"FAILED: {error!r}\n{daemon.log()}")
-        status = 1
-    Daemon.kill_all()
-    sys.stdout.flush()
-    # The camera's threads would keep the process.
-    os._exit(status)
+    daemon.configure({"cam": f'source = "{source}"'}, server=f'token_file = "{token_file}"')
+    daemon.start()
+    bearer = {"Authorization": f"Bearer {TOKENS[0]}"}
+    wait_for("media", lambda: daemon.get("v1/streams/cam/index.m3u8", headers=bearer)[2].count(b".m4s") >= 6)
+    behind_nginx(daemon, folder)
+    reloads(daemon, token_file)
+    daemon.stop()
 
 
 if __name__ == "__main__":
-    main()
+    run(test)
