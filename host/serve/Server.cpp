@@ -17,6 +17,7 @@
 #include "host/errorLines.h"
 #include "host/input/AvLogRoute.h"
 #include "host/serve/DurationHistogram.h"
+#include "host/serve/ServeConfig.h"
 #include "host/serve/Storage.h"
 #include "host/serve/WebInterface.h"
 #include "host/serve/config/readServeConfig.h"
@@ -94,12 +95,29 @@ class Server {
  private:
   void apply(const ServeConfig& config) {
     // Before anything changes: an address that cannot be used, or a token that cannot be read, refuses all of it.
-    if (web_ && !web_->isFor(config)) web_.reset();
-    // Without an address there is no HTTP.
-    if (!web_ && !config.listenAddress.empty())
-      web_ = std::make_unique<WebInterface>(config, streams_, storage_, fragmentWrites_, log_);
+    replaceWeb(config);
     storage_.apply(config);
     streams_.apply(config);
+  }
+
+  /// If the new configuration cannot be served, the one before is served again. Two cannot be at once, since they may
+  /// have the same address.
+  void replaceWeb(const ServeConfig& config) {
+    if (web_ && web_->isFor(config)) return;
+    web_.reset();
+    try {
+      web_ = makeWeb(config);
+    } catch (...) {
+      if (served_) web_ = makeWeb(*served_);
+      throw;
+    }
+    served_ = config;
+  }
+
+  /// Null without an address: there is no HTTP then.
+  std::unique_ptr<WebInterface> makeWeb(const ServeConfig& config) {
+    if (config.listenAddress.empty()) return nullptr;
+    return std::make_unique<WebInterface>(config, streams_, storage_, fragmentWrites_, log_);
   }
 
   void reload() {
@@ -145,7 +163,8 @@ class Server {
   DurationHistogram fragmentWrites_;
   Storage storage_{log_};
   Supervisor streams_{services()};
-  /// Null before the first apply().
+  /// What `web_` is for; nothing before the first apply().
+  std::optional<ServeConfig> served_;
   std::unique_ptr<WebInterface> web_;
 };
 

@@ -34,6 +34,10 @@ std::vector<RemovedCount> removedOf(const Retention& retention) {
   return counts;
 }
 
+std::string tokenOf(const ServeConfig& config) {
+  return config.tokenFile.empty() ? "" : readToken(config.tokenFile);
+}
+
 }  // namespace
 
 bool PlayedStreams::isRecording(const std::string& stream) const {
@@ -53,12 +57,13 @@ std::uint64_t PlayedStreams::fragmentDurationMs(const std::string& stream) const
 WebInterface::WebInterface(const ServeConfig& config, Supervisor& streams, const Storage& storage,
                            const DurationHistogram& fragmentWrites, Log& log)
     : config_(config),
+      token_(tokenOf(config)),
       played_(streams, storage.catalog()),
       sources_(makeSources(streams, storage, fragmentWrites)),
       playback_(played_, log, systemClockMs, {}),
       router_(makeRouter()),
       server_(
-          optionsOf(config), [this](const HttpRequest& request) { return router_(request); },
+          options(), [this](const HttpRequest& request) { return router_(request); },
           [&log](const std::string& line) { log.error(line); }) {
   const bool isV6 = config.listenAddress.find(':') != std::string::npos;
   log.note(fmt::format("listening on {}:{}", isV6 ? "[" + config.listenAddress + "]" : config.listenAddress,
@@ -69,12 +74,10 @@ WebInterface::~WebInterface() {
   server_.stop();
 }
 
-HttpOptions WebInterface::optionsOf(const ServeConfig& config) {
-  return {.address = config.listenAddress,
-          .port = config.listenPort,
-          .access = {.token = config.tokenFile.empty() ? "" : readToken(config.tokenFile),
-                     .readToken = config.readToken,
-                     .allowOrigins = config.allowOrigins}};
+HttpOptions WebInterface::options() const {
+  return {.address = config_.listenAddress,
+          .port = config_.listenPort,
+          .access = {.token = token_, .readToken = config_.readToken, .allowOrigins = config_.allowOrigins}};
 }
 
 ApiSources WebInterface::makeSources(Supervisor& streams, const Storage& storage,
@@ -98,7 +101,7 @@ Router WebInterface::makeRouter() {
 
 bool WebInterface::isFor(const ServeConfig& config) const {
   return config.listenAddress == config_.listenAddress && config.listenPort == config_.listenPort &&
-         config.tokenFile == config_.tokenFile && config.readToken == config_.readToken &&
+         tokenOf(config) == token_ && config.readToken == config_.readToken &&
          config.allowOrigins == config_.allowOrigins;
 }
 

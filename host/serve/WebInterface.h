@@ -50,15 +50,17 @@ class WebInterface {
   WebInterface(const WebInterface&) = delete;
   WebInterface& operator=(const WebInterface&) = delete;
 
-  /// Whether the other configuration asks for the same address and access.
+  /// Whether the other configuration asks for the same address and access. The token is read again: a file may have
+  /// got another one. Throws UsageError if it cannot be read.
   bool isFor(const ServeConfig& config) const;
 
  private:
-  static HttpOptions optionsOf(const ServeConfig& config);
+  HttpOptions options() const;
   static ApiSources makeSources(Supervisor& streams, const Storage& storage, const DurationHistogram& fragmentWrites);
   Router makeRouter();
 
   const ServeConfig config_;
+  const std::string token_;
   PlayedStreams played_;
   ApiSources sources_;
   Playback playback_;

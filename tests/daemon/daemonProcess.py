@@ -64,7 +64,9 @@ class Daemon:
         log = open(self.log_path, "ab")
         begin = self.log_path.stat().st_size
         self.process = subprocess.Popen([*self.wrapper, self.k2r, "serve", "--config", self.config], stderr=log,
-                                        stdout=subprocess.DEVNULL, env={**os.environ, **(environment or {})})
+                                        stdout=subprocess.DEVNULL,
+                                        # What it remembers of its roots goes with the test.
+                                        env={**os.environ, "STATE_DIRECTORY": str(self.folder), **(environment or {})})
         Daemon.running.append(self.process)
         self.port = wait_for("the address", lambda: self._port(begin), 15)
 
