@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <utility>
 
 #include "fragmentation/FragmentationConfig.h"
 #include "host/OpenContext.h"
@@ -50,19 +51,18 @@ std::uint64_t PlayedStreams::fragmentDurationMs(const std::string& stream) const
   return ruvo::k2r::readFragmentationConfig(context).fragmentDuration;
 }
 
-WebInterface::WebInterface(const ServeConfig& config, Supervisor& streams, const Storage& storage,
+WebInterface::WebInterface(HttpOptions options, Supervisor& streams, const Storage& storage,
                            const DurationHistogram& fragmentWrites, Log& log)
-    : config_(config),
+    : options_(std::move(options)),
       played_(streams, storage.catalog()),
       sources_(makeSources(streams, storage, fragmentWrites)),
       playback_(played_, log, systemClockMs, {}),
       router_(makeRouter()),
       server_(
-          optionsOf(config), [this](const HttpRequest& request) { return router_(request); },
+          options_, [this](const HttpRequest& request) { return router_(request); },
           [&log](const std::string& line) { log.error(line); }) {
-  const bool isV6 = config.listenAddress.find(':') != std::string::npos;
-  log.note(fmt::format("listening on {}:{}", isV6 ? "[" + config.listenAddress + "]" : config.listenAddress,
-                       server_.port()));
+  const bool isV6 = options_.address.find(':') != std::string::npos;
+  log.note(fmt::format("listening on {}:{}", isV6 ? "[" + options_.address + "]" : options_.address, server_.port()));
 }
 
 WebInterface::~WebInterface() {
@@ -94,12 +94,6 @@ Router WebInterface::makeRouter() {
   addApiRoutes(router, sources_);
   addMediaRoutes(router, playback_, played_);
   return router;
-}
-
-bool WebInterface::isFor(const ServeConfig& config) const {
-  return config.listenAddress == config_.listenAddress && config.listenPort == config_.listenPort &&
-         config.tokenFile == config_.tokenFile && config.readToken == config_.readToken &&
-         config.allowOrigins == config_.allowOrigins;
 }
 
 }  // namespace host::serve
