@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Everything that `k2r serve` does, at once, in a build with a sanitizer: 20 live inputs, some of which die, rotation every
 three seconds, retention, hooks, reloads that add and remove streams, clients that list, play, export and control, and a
-SIGKILL with a new start. Fails if a sanitizer reports anything, if a recording is not whole, or if a part of all that never happened.
+SIGKILL with a new start. Fails if a sanitizer reports anything, if a recording is not whole, or if a part of it all never
+happened.
 
     serve_storm.py BUILD FOLDER SECONDS"""
 
@@ -164,8 +165,7 @@ def storm(daemon, folder, seconds):
     configure(daemon, camera, mortal, udp_ports, 0)
     daemon.start()
     wait_for("media", lambda: daemon.metric("k2r_stream_last_fragment_timestamp_seconds", stream="cam0") > 0, 60)
-    clients, step, begin = Clients(daemon), 0, time.monotonic()
-    was_killed = False
+    clients, step, begin, was_killed = Clients(daemon), 0, time.monotonic(), False
     while time.monotonic() < begin + seconds and daemon.process.poll() is None:
         time.sleep(2)
         step += 1
