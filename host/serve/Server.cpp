@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 #include <sys/resource.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <ctime>
 #include <initializer_list>
 #include <memory>
@@ -18,6 +18,7 @@
 #include "host/input/AvLogRoute.h"
 #include "host/serve/DurationHistogram.h"
 #include "host/serve/ServeConfig.h"
+#include "host/serve/ExitDeadline.h"
 #include "host/serve/Storage.h"
 #include "host/serve/WebInterface.h"
 #include "host/serve/config/readServeConfig.h"
@@ -29,8 +30,10 @@ namespace {
 
 using std::chrono::microseconds;
 
-/// Within this time all recordings are finished after a request to stop.
-constexpr std::chrono::seconds kStopTime(5);
+/// After a request to stop: what the recordings have to be finished, and when the process ends in any case. Both within
+/// the 5 s that are promised.
+constexpr std::chrono::milliseconds kFinishTime(4500);
+constexpr std::chrono::milliseconds kExitTime(4800);
 
 /// Blocks signals while it exists, so that wait() gets them.
 class BlockedSignals {
@@ -95,29 +98,30 @@ class Server {
  private:
   void apply(const ServeConfig& config) {
     // Before anything changes: an address that cannot be used, or a token that cannot be read, refuses all of it.
-    replaceWeb(config);
+    applyHttp(config);
     storage_.apply(config);
     streams_.apply(config);
   }
 
-  /// If the new configuration cannot be served, the one before is served again. Two cannot be at once, since they may
-  /// have the same address.
-  void replaceWeb(const ServeConfig& config) {
-    if (web_ && web_->isFor(config)) return;
+  void applyHttp(const ServeConfig& config) {
+    // Without an address there is no HTTP.
+    if (config.listenAddress.empty()) return web_.reset();
+    const HttpOptions wanted = WebInterface::optionsOf(config);
+    if (web_ && web_->options() == wanted) return;
+    if (!web_) return openHttp(wanted);
+    // The new address may be free only once the old one is. If it is not, people must not lose what they had.
+    const HttpOptions before = web_->options();
     web_.reset();
     try {
-      web_ = makeWeb(config);
+      openHttp(wanted);
     } catch (...) {
-      if (served_) web_ = makeWeb(*served_);
+      openHttp(before);
       throw;
     }
-    served_ = config;
   }
 
-  /// Null without an address: there is no HTTP then.
-  std::unique_ptr<WebInterface> makeWeb(const ServeConfig& config) {
-    if (config.listenAddress.empty()) return nullptr;
-    return std::make_unique<WebInterface>(config, streams_, storage_, fragmentWrites_, log_);
+  void openHttp(const HttpOptions& options) {
+    web_ = std::make_unique<WebInterface>(options, streams_, storage_, fragmentWrites_, log_);
   }
 
   void reload() {
@@ -134,15 +138,21 @@ class Server {
 
   ExitStatus finish() {
     manager_.stopping();
-    const auto end = std::chrono::steady_clock::now() + kStopTime;
+    const auto now = std::chrono::steady_clock::now();
+    exitDeadline_.emplace(now + kExitTime, [this] { return lastWords(); });
     // Hooks need some seconds to end, which they have beside the streams.
     std::thread hooks([this] { storage_.stop(); });
-    const auto unfinished = streams_.finish(end);
-    hooks.join();
-    if (unfinished.empty()) return ExitStatus::kOk;
-    // A thread may hang in a name server's answer or in a disk that is gone. The others have finished.
+    const auto unfinished = streams_.finish(now + kFinishTime);
     for (const std::string& name : unfinished) log_.error(fmt::format("{}: did not finish in time", name));
-    std::_Exit(static_cast<int>(ExitStatus::kIncomplete));
+    isFinished_ = unfinished.empty();
+    hooks.join();
+    return isFinished_ ? ExitStatus::kOk : ExitStatus::kIncomplete;
+  }
+
+  ExitStatus lastWords() {
+    // Everything that waits for a disk may hang in one that is gone, and the threads of streams in a name server.
+    log_.error("the stop took too long: the process ends, and leaves what hangs");
+    return isFinished_ ? ExitStatus::kOk : ExitStatus::kIncomplete;
   }
 
   StreamServices services() {
@@ -157,14 +167,17 @@ class Server {
   Log& log_;
   // Before anything that starts threads: they inherit the mask.
   BlockedSignals signals_{SIGINT, SIGTERM, SIGHUP};
+  /// All recordings were finished at the stop.
+  std::atomic<bool> isFinished_ = false;
+  /// From the stop on. Before all that may hang, so that it ends after them.
+  std::optional<ExitDeadline> exitDeadline_;
   ServiceManager manager_;
   AvLogRoute avLog_{log_};
   Module module_{findModule()};
   DurationHistogram fragmentWrites_;
   Storage storage_{log_};
   Supervisor streams_{services()};
-  /// What `web_` is for; nothing before the first apply().
-  std::optional<ServeConfig> served_;
+  /// Null before the first apply(), and without an address.
   std::unique_ptr<WebInterface> web_;
 };
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <utility>
 
 #include "fragmentation/FragmentationConfig.h"
 #include "host/OpenContext.h"
@@ -34,10 +35,6 @@ std::vector<RemovedCount> removedOf(const Retention& retention) {
   return counts;
 }
 
-std::string tokenOf(const ServeConfig& config) {
-  return config.tokenFile.empty() ? "" : readToken(config.tokenFile);
-}
-
 }  // namespace
 
 bool PlayedStreams::isRecording(const std::string& stream) const {
@@ -54,20 +51,18 @@ std::uint64_t PlayedStreams::fragmentDurationMs(const std::string& stream) const
   return ruvo::k2r::readFragmentationConfig(context).fragmentDuration;
 }
 
-WebInterface::WebInterface(const ServeConfig& config, Supervisor& streams, const Storage& storage,
+WebInterface::WebInterface(HttpOptions options, Supervisor& streams, const Storage& storage,
                            const DurationHistogram& fragmentWrites, Log& log)
-    : config_(config),
-      token_(tokenOf(config)),
+    : options_(std::move(options)),
       played_(streams, storage.catalog()),
       sources_(makeSources(streams, storage, fragmentWrites)),
       playback_(played_, log, systemClockMs, {}),
       router_(makeRouter()),
       server_(
-          options(), [this](const HttpRequest& request) { return router_(request); },
+          options_, [this](const HttpRequest& request) { return router_(request); },
           [&log](const std::string& line) { log.error(line); }) {
-  const bool isV6 = config.listenAddress.find(':') != std::string::npos;
-  log.note(fmt::format("listening on {}:{}", isV6 ? "[" + config.listenAddress + "]" : config.listenAddress,
-                       server_.port()));
+  const bool isV6 = options_.address.find(':') != std::string::npos;
+  log.note(fmt::format("listening on {}:{}", isV6 ? "[" + options_.address + "]" : options_.address, server_.port()));
 }
 
 WebInterface::~WebInterface() {
@@ -97,12 +92,6 @@ Router WebInterface::makeRouter() {
   addApiRoutes(router, sources_);
   addMediaRoutes(router, playback_, played_);
   return router;
-}
-
-bool WebInterface::isFor(const ServeConfig& config) const {
-  return config.listenAddress == config_.listenAddress && config.listenPort == config_.listenPort &&
-         tokenOf(config) == token_ && config.readToken == config_.readToken &&
-         config.allowOrigins == config_.allowOrigins;
 }
 
 }  // namespace host::serve

@@ -42,25 +42,22 @@ class PlayedStreams final : public RecordingSource {
 /// The program's face on the network: the page, lists, playback, control, metrics and health.
 class WebInterface {
  public:
-  /// Serves from here on. Throws CommandError if it cannot listen, and UsageError if the token cannot be read. All
-  /// references outlive it.
-  WebInterface(const ServeConfig& config, Supervisor& streams, const Storage& storage,
+  /// Serves from here on. Throws CommandError if it cannot listen. All references outlive it.
+  WebInterface(HttpOptions options, Supervisor& streams, const Storage& storage,
                const DurationHistogram& fragmentWrites, Log& log);
   ~WebInterface();
   WebInterface(const WebInterface&) = delete;
   WebInterface& operator=(const WebInterface&) = delete;
 
-  /// Whether the other configuration asks for the same address and access. The token is read again: a file may have
-  /// got another one. Throws UsageError if it cannot be read.
-  bool isFor(const ServeConfig& config) const;
+  const HttpOptions& options() const { return options_; }
+  /// What a configuration asks for, with the token that is in its file now. Throws UsageError if that cannot be read.
+  static HttpOptions optionsOf(const ServeConfig& config);
 
  private:
-  HttpOptions options() const;
   static ApiSources makeSources(Supervisor& streams, const Storage& storage, const DurationHistogram& fragmentWrites);
   Router makeRouter();
 
-  const ServeConfig config_;
-  const std::string token_;
+  const HttpOptions options_;
   PlayedStreams played_;
   ApiSources sources_;
   Playback playback_;

@@ -9,6 +9,7 @@ import os
 import pathlib
 import random
 import shutil
+import socket
 import subprocess
 import sys
 import time
@@ -250,6 +251,32 @@ def bad_configuration(world):
     assert len(daemon.recordings("cam")) == 1, "the reload disturbed a stream that did not change"
 
 
+def http_reloaded(world):
+    """A token that is replaced ends with the reload; an address that cannot be used leaves the old one."""
+    daemon, token = world.daemon("http"), world.folder / "http" / "token"
+
+    def statuses(*tokens):
+        return [daemon.get("v1/streams", headers={"Authorization": f"Bearer {each}"})[0] for each in tokens]
+    old, new = "old" * 8, "new" * 8
+    token.write_text(old)
+    with socket.create_server(("127.0.0.1", 0)) as free:
+        daemon.port = free.getsockname()[1]
+    daemon.configure({}, server=f'token_file = "{token}"')
+    daemon.start()
+    assert statuses(old, new) == [200, 401]
+    token.write_text(new)
+    daemon.reload()
+    wait_for("the new token", lambda: "read again" in daemon.log())
+    assert statuses(old, new) == [401, 200]
+    with socket.create_server(("127.0.0.1", 0)) as taken:
+        good = daemon.config.read_text()
+        daemon.config.write_text(good.replace(f":{daemon.port}", f":{taken.getsockname()[1]}"))
+        daemon.reload()
+        wait_for("the refusal", lambda: "was not changed" in daemon.log())
+    assert statuses(new) == [200]
+    daemon.stop()
+
+
 def clock_set_back(world):
     """The machine's clock jumps back by an hour in the middle: nothing is lost, and names stay unique."""
     daemon, camera = world.daemon("clock"), world.camera()
@@ -273,7 +300,7 @@ def faketime():
 
 
 SCENARIOS = [rotation, source_dead_and_back, network_cut, disk_full, directory_gone, root_gone, hook_hangs, bad_configuration,
-             clock_set_back]
+             http_reloaded, clock_set_back]
 
 
 def main():

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -76,7 +78,12 @@ void RootScan::scan(const std::stop_token& stop) {
 Folders RootScan::readNames(const std::stop_token& stop) {
   for (const auto& entry : platform::os::listDirectory(root_).entries) {
     const bool isFolder = entry.type == platform::os::DirectoryEntry::Type::kOther;
-    if (isFolder && isStreamName(entry.name)) catalog_.found(entry.name, root_ + "/" + entry.name);
+    const std::string path = root_ + "/" + entry.name;
+    std::error_code error;
+    // A link may lead to an archive, or back to the root. Recordings behind it are only shown, and removed, if the
+    // configuration names the stream.
+    if (!isFolder || !isStreamName(entry.name) || std::filesystem::is_symlink(path, error)) continue;
+    catalog_.found(entry.name, path);
   }
   Folders folders = catalog_.foldersIn(root_);
   for (const auto& folder : folders) {

@@ -1,5 +1,6 @@
 #include "host/serve/catalog/Surroundings.h"
 
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include <chrono>
@@ -20,6 +21,11 @@ class System final : public Surroundings {
     if (platform::os::retried([&] { return ::statvfs(path.c_str(), &status); }) != 0) return std::nullopt;
     // Without the blocks that only root may use.
     return std::uint64_t{status.f_bavail} * status.f_frsize;
+  }
+  bool isOneFileSystem(const std::string& one, const std::string& other) const override {
+    struct stat first {};
+    struct stat second {};
+    return ::stat(one.c_str(), &first) == 0 && ::stat(other.c_str(), &second) == 0 && first.st_dev == second.st_dev;
   }
 };
 

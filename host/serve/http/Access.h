@@ -15,6 +15,8 @@ struct AccessOptions {
   bool readToken = true;
   /// Origins of pages that may use the server, as `https://example.org`; "*" for all, which may then only read.
   std::vector<std::string> allowOrigins = {};
+
+  bool operator==(const AccessOptions&) const = default;
 };
 
 /// Decides who may do what. The token comes as `Authorization: Bearer TOKEN`, as the password of Basic with any user,

@@ -28,6 +28,13 @@ std::size_t connectionsWithin(std::size_t limit) {
   return std::min(limit, std::max<std::size_t>(descriptors.rlim_cur / 4, kNetworkThreads));
 }
 
+/// What an address may have of the connections that are possible: the same share as of those that are wanted.
+std::size_t connectionsOfAddress(const HttpLimits& limits) {
+  const std::size_t possible = connectionsWithin(limits.connections);
+  if (possible == limits.connections) return limits.connectionsPerAddress;
+  return std::max<std::size_t>(limits.connectionsPerAddress * possible / limits.connections, 1);
+}
+
 Connection* connectionOf(MHD_Connection* handle) {
   const auto* info = MHD_get_connection_info(handle, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
   return info == nullptr ? nullptr : static_cast<Connection*>(info->socket_context);
@@ -69,7 +76,7 @@ HttpServer::Engine::Engine(const HttpOptions& options, HttpHandler handler, Http
              .limits = options.limits,
              .logLine = logLine,
              .workers = WorkerPool(kMostWorkers)},
-      addresses_(options.limits.connectionsPerAddress),
+      addresses_(connectionsOfAddress(options.limits)),
       socket_(options.address, options.port),
       port_(socket_.port()) {
   start(options.limits);

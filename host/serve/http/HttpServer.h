@@ -14,7 +14,8 @@ namespace host::serve {
 
 /// What clients may use. Whoever exceeds a limit is refused or cut; nobody else notices.
 struct HttpLimits {
-  /// Open connections, in all and of one client address. At most a quarter of the descriptors of the process.
+  /// Open connections, in all and of one client address. At most a quarter of the descriptors of the process; then those
+  /// of an address are fewer in the same proportion.
   std::size_t connections = 2000;
   std::size_t connectionsPerAddress = 500;
   /// Bytes of the request line's target, and of request line and headers together.
@@ -28,6 +29,8 @@ struct HttpLimits {
   std::chrono::milliseconds idleTime = std::chrono::seconds(60);
   /// How long a client may neither send nor take a byte.
   std::chrono::seconds stallTime = std::chrono::seconds(60);
+
+  bool operator==(const HttpLimits&) const = default;
 };
 
 struct HttpOptions {
@@ -37,6 +40,8 @@ struct HttpOptions {
   std::uint16_t port = 0;
   AccessOptions access = {};
   HttpLimits limits = {};
+
+  bool operator==(const HttpOptions&) const = default;
 };
 
 /// An HTTP/1.1 server. Two threads wait for the network; others, up to 64, run the handlers and read from disk. So a

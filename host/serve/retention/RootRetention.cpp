@@ -57,12 +57,13 @@ void RootRetention::pass(const RootLimits& limits) {
     const std::vector<Item> items = collect(folders, limits, plan.bytesToFree);
     std::vector<KeptRecording> kept;
     kept.reserve(items.size());
-    for (const auto& [folder, stored] : items) {
+    for (const auto& [folder, stored, isElsewhere] : items) {
       kept.push_back({.stream = places.at(folder.get()),
                       .name = stored.name,
                       .endMs = stored.endMs,
                       .bytes = stored.bytes,
-                      .isFixed = stored.isInProgress || !stored.isRead || isStuck({folder->folder(), stored.name})});
+                      .isFixed = stored.isInProgress || !stored.isRead || isStuck({folder->folder(), stored.name}),
+                      .isElsewhere = isElsewhere});
     }
     const auto isHeld = [&](const KeptRecording& recording) {
       return mustKeep_ && mustKeep_(folders[recording.stream]->stream(), recordingNameText(recording.name));
@@ -80,7 +81,9 @@ std::vector<RootRetention::Item> RootRetention::collect(const Folders& folders, 
                                                         std::uint64_t bytesToFree) const {
   std::vector<Item> items;
   for (const auto& folder : folders) {
-    for (const StoredRecording& stored : folder->stored()) items.push_back({folder, stored});
+    // A folder may be a mount point or a link: what is removed there would free nothing, until nothing is left.
+    const bool isElsewhere = bytesToFree != 0 && !surroundings_.isOneFileSystem(root_, folder->folder());
+    for (const StoredRecording& stored : folder->stored()) items.push_back({folder, stored, isElsewhere});
   }
   std::ranges::sort(items, {}, [](const Item& item) { return item.stored.name; });
   // The scan comes to the oldest last, and they are the first to go.
@@ -100,7 +103,7 @@ std::vector<RootRetention::Item> RootRetention::collect(const Folders& folders, 
       if (info) item.stored.endMs = info->time.endMs;
       if (info) item.stored.bytes = info->bytes;
     }
-    if (!item.stored.isInProgress) freed += item.stored.bytes;
+    if (!item.stored.isInProgress && !item.isElsewhere) freed += item.stored.bytes;
   }
   return items;
 }

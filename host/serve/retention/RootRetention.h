@@ -67,6 +67,8 @@ class RootRetention {
   struct Item {
     std::shared_ptr<StreamRecordings> folder;
     StoredRecording stored;
+    /// On another file system than the root.
+    bool isElsewhere = false;
   };
 
   std::uint64_t bytesToFree(const RootLimits& limits) const;

@@ -27,7 +27,7 @@ class Planner {
   void makeFree() {
     std::uint64_t freed = 0;
     for (std::size_t i = 0; i < recordings_.size() && freed < plan_.bytesToFree; ++i) {
-      if (recordings_[i].isFixed) continue;
+      if (recordings_[i].isFixed || recordings_[i].isElsewhere) continue;
       freed += recordings_[i].bytes;
       remove(i, RemovalReason::kKeepFree, isHeld(i));
     }

@@ -28,6 +28,8 @@ struct KeptRecording {
   std::uint64_t bytes = 0;
   /// It stays whatever happens, for example because it is being recorded.
   bool isFixed = false;
+  /// It is not on the file system that is to have free space.
+  bool isElsewhere = false;
 };
 
 /// The limits of a root.

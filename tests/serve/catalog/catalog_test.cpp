@@ -51,6 +51,7 @@ TEST_F(CatalogTest, KnowsTheRecordingsOfAllStreams) {
   writeWholeFile(put(finishedRecording(), "cam1", 3) / "mine.txt", "");
   fs::create_directory(root_.path() / "cam1" / "20261125T14");
   fs::create_directory(root_.path() / "Not a stream");
+  fs::create_directory_symlink(root_.path() / "gone", root_.path() / "linked");
   Catalog catalog(world_);
   scan(catalog);
   EXPECT_EQ(catalog.streams(), (std::vector<std::string>{"cam1", "gone"}));

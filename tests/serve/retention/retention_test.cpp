@@ -92,16 +92,18 @@ TEST_F(RetentionTest, RemovesByBytesAndEmptyFolders) {
 
 TEST_F(RetentionTest, KeepsSpaceFreeBeforeAllElse) {
   for (const double hour : {0, 1, 2}) put("cam1", hour);
+  // The oldest, whose removal would free nothing.
+  put("mounted", -1);
   // Nothing is read yet: the scan has not begun.
-  catalog_.addStream("cam1", (root_.path() / "cam1").string());
+  for (const char* stream : {"cam1", "mounted"}) catalog_.addStream(stream, (root_.path() / stream).string());
   held_ = {"cam1/" + atHour(0)};
   world_.free = 999;
   retention_.pass({.keepFree = 1000});
-  EXPECT_EQ(left(), "cam1/1 cam1/2");
+  EXPECT_EQ(left(), "cam1/1 cam1/2 mounted/-1");
   EXPECT_THAT(log_.text(), testing::HasSubstr("was removed for keep_free before its hook had succeeded"));
   world_.free = 1000;
   retention_.pass({.keepFree = 1000});
-  EXPECT_EQ(left(), "cam1/1 cam1/2");
+  EXPECT_EQ(left(), "cam1/1 cam1/2 mounted/-1");
   EXPECT_EQ(removed(RemovalReason::kKeepFree), 1U);
 }
 
