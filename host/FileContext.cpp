@@ -129,7 +129,9 @@ std::int32_t FileContext::createDirectory(const char* path) {
 }
 
 std::int32_t FileContext::fail(const char* action, const std::string& what) const {
-  log_.error(fmt::format("cannot {} '{}': {}", action, what, std::strerror(errno)));
+  const std::string reason = fmt::format("cannot {} '{}': {}", action, what, std::strerror(errno));
+  log_.error(reason);
+  if (onFailure_) onFailure_(reason);
   return -1;
 }
 

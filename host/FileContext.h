@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -23,8 +24,13 @@ class FileContext final : public IMOFileContext {
   /// `log` outlives it. `lockedDirectory` is the native path of a directory that this process has locked, or empty.
   /// remove() only empties that directory, and createDirectory() succeeds if it exists: a new directory would be
   /// another one, without the lock.
-  FileContext(Durability durability, Log& log, std::string lockedDirectory = {})
-      : durability_(durability), log_(log), lockedDirectory_(std::move(lockedDirectory)) {}
+  /// `onFailure` gets each reason that goes to the log, on the thread of the call; null for nobody.
+  FileContext(Durability durability, Log& log, std::string lockedDirectory = {},
+              std::function<void(const std::string& reason)> onFailure = {})
+      : durability_(durability),
+        log_(log),
+        lockedDirectory_(std::move(lockedDirectory)),
+        onFailure_(std::move(onFailure)) {}
 
   /// Returns a handle, or -1. `path` is in the module's form, as all paths here. `share` is ignored.
   std::int32_t open(const char* path, std::uint32_t flags, std::uint32_t mode, std::uint32_t share) override;
@@ -49,6 +55,7 @@ class FileContext final : public IMOFileContext {
   Durability durability_;
   Log& log_;
   std::string lockedDirectory_;
+  std::function<void(const std::string& reason)> onFailure_;
 };
 
 }  // namespace host

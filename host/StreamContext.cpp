@@ -26,6 +26,7 @@ void StreamContext::log(const char* text, std::uint32_t level, bool) {
   if (hidesRepeats_ && lastError_ == line) return;
   log_.error(line);
   lastError_ = line;
+  if (attemptError_.empty()) attemptError_ = cause_.empty() ? line : cause_;
   if (errorCount_++ == 0) firstError_ = lastError_;
 }
 

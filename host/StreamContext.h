@@ -36,6 +36,17 @@ class StreamContext final : public IMOStreamContext {
   std::uint64_t errorCount() const { return errorCount_; }
   const std::string& firstError() const { return firstError_; }
   const std::string& lastError() const { return lastError_; }
+  /// Begins an attempt to record. attemptError() is the first error since then; empty if there was none. Those that
+  /// follow it are its consequences, and say less.
+  void beginAttempt() {
+    attemptError_.clear();
+    cause_.clear();
+  }
+  /// A reason that the module does not know, and that is better than the text of its next error.
+  void noteCause(const std::string& reason) {
+    if (cause_.empty()) cause_ = reason;
+  }
+  const std::string& attemptError() const { return attemptError_; }
 
  private:
   std::string withNativePaths(std::string_view text) const;
@@ -48,6 +59,8 @@ class StreamContext final : public IMOStreamContext {
   std::uint64_t errorCount_ = 0;
   std::string firstError_;
   std::string lastError_;
+  std::string attemptError_;
+  std::string cause_;
 };
 
 }  // namespace host

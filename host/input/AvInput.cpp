@@ -116,6 +116,7 @@ void AvInput::emit(const QueuedFrame& frame) {
   frame.converter->writeFrame(
       data, *frame.packet, static_cast<std::int32_t>(std::clamp(compositionMs, -kMaxComposition - 1, kMaxComposition)));
   outbox_.emplace_back(type, timeMs, data.take());
+  outbox_.back().isAfterBreak = std::exchange(isAfterBreak_, false);
 }
 
 void AvInput::announceTracks(std::uint32_t timeMs) {
@@ -164,6 +165,7 @@ bool AvInput::reconnect() {
   if (baseMs_) {
     earliestMs_ = timeline_.endMs() + std::max<std::int64_t>(awayMs, 0);
     timeline_.restartAt(earliestMs_);
+    isAfterBreak_ = true;
     log_.warning(fmt::format("the input is back after {:.1f} s", static_cast<double>(awayMs) / 1000));
   }
   setSource(std::move(source));

@@ -82,6 +82,8 @@ class AvInput : public Input {
   std::uint32_t newClocks_ = 0;
   /// Frames of the source get no earlier time than this, on the time line in ms.
   std::int64_t earliestMs_ = 0;
+  /// The next frame is the first one of a source that was opened again.
+  bool isAfterBreak_ = false;
   /// When the last packet of the earlier sources was received.
   InputWatch::Clock::time_point lastPacketAt_ = InputWatch::Clock::now();
   /// Messages that next() has not returned yet.

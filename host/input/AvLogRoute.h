@@ -17,6 +17,21 @@ class AvLogRoute {
   AvLogRoute(const AvLogRoute&) = delete;
   AvLogRoute& operator=(const AvLogRoute&) = delete;
 
+  /// While it exists, what libav's decoders and parsers report on this thread is dropped. They complain of each picture
+  /// of a source that was joined between two key frames, in dozens of lines. Nothing is lost by it: such pictures are
+  /// counted, and a source that cannot be opened has an error of its own.
+  class CodecSilence {
+   public:
+    /// With `isWanted` false it does nothing.
+    explicit CodecSilence(bool isWanted);
+    ~CodecSilence();
+    CodecSilence(const CodecSilence&) = delete;
+    CodecSilence& operator=(const CodecSilence&) = delete;
+
+   private:
+    bool outer_;
+  };
+
  private:
   /// The route of the thread before; null if it had none.
   Log* outer_;

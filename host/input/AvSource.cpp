@@ -15,6 +15,7 @@ extern "C" {
 #include <utility>
 
 #include "host/errors.h"
+#include "host/input/AvLogRoute.h"
 #include "host/input/onMetaData.h"
 
 namespace host {
@@ -111,6 +112,7 @@ FormatContext AvSource::open(const InputOptions& options) {
   if (error >= 0 && avOptions.left() != nullptr) {
     throw UsageError(fmt::format("--input-option {}: '{}' has no such option", avOptions.left(), url_));
   }
+  const AvLogRoute::CodecSilence silence(true);
   if (error >= 0) error = avformat_find_stream_info(format.get(), nullptr);
   if (error < 0) {
     const std::string reason = stop_.requested() ? "stopped before it was open" : describe(error);
@@ -158,6 +160,7 @@ std::vector<std::byte> AvSource::metadata() const {
 }
 
 std::vector<SourceFrame> AvSource::read() {
+  const AvLogRoute::CodecSilence silence(!canDecode_);
   std::vector<SourceFrame> frames;
   Packet packet = makePacket();
   const int error = stop_.requested() ? AVERROR_EXIT : av_read_frame(format_.get(), packet.get());
@@ -176,6 +179,7 @@ std::vector<SourceFrame> AvSource::read() {
     lastPacketAt_ = InputWatch::Clock::now();
   }
   const auto track = trackOf(*packet);
+  canDecode_ = canDecode_ || (track && isVideo(*track) && (packet->flags & AV_PKT_FLAG_KEY) != 0);
   if (!track || !tracks_[*track].converter->prepare(*packet)) return frames;
   const AVStream& stream = streamOf(*track);
   // After prepare(): a filter may change the packet's times.

@@ -134,6 +134,8 @@ class AvSource {
   unsigned streamsAtStart_;
   bool isLive_;
   std::vector<Track> tracks_;
+  /// A key frame has come.
+  bool canDecode_ = false;
   bool hasEnded_ = false;
   bool isStalled_ = false;
   std::string failure_;

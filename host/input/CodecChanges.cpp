@@ -272,7 +272,9 @@ InputMessage CodecChanges::adapted(const InputMessage& message, const MessageKin
   if (sets.empty() && video_.streamLengthSize == video_.lengthSize) return message;
 
   adapted_ = avcFrameWith(sets, *units, message.data.first(kAvcHeaderSize), video_.lengthSize);
-  return {.type = message.type, .timeMs = message.timeMs, .data = adapted_};
+  InputMessage result = message;
+  result.data = adapted_;
+  return result;
 }
 
 }  // namespace host

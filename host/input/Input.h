@@ -17,6 +17,8 @@ struct InputMessage {
   /// In ms, modulo 2^32.
   std::uint32_t timeMs = 0;
   std::span<const std::byte> data;
+  /// The source was away before this frame, and was opened again: what came in between is missing.
+  bool isAfterBreak = false;
 };
 
 /// Learns when a live input is away, and when it is back. Called on the thread of the input.

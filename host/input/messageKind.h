@@ -43,14 +43,18 @@ struct OwnedMessage {
   std::uint8_t type = 0;
   std::uint32_t timeMs = 0;
   std::vector<std::byte> data;
+  bool isAfterBreak = false;
 
   OwnedMessage() = default;
   OwnedMessage(std::uint8_t typeByte, std::uint32_t time, std::vector<std::byte> bytes)
       : type(typeByte), timeMs(time), data(std::move(bytes)) {}
   explicit OwnedMessage(const InputMessage& message)
-      : type(message.type), timeMs(message.timeMs), data(message.data.begin(), message.data.end()) {}
+      : type(message.type),
+        timeMs(message.timeMs),
+        data(message.data.begin(), message.data.end()),
+        isAfterBreak(message.isAfterBreak) {}
   /// Valid until the object is changed, moved or destroyed.
-  InputMessage view() const { return {.type = type, .timeMs = timeMs, .data = data}; }
+  InputMessage view() const { return {.type = type, .timeMs = timeMs, .data = data, .isAfterBreak = isAfterBreak}; }
 };
 
 }  // namespace host

@@ -88,6 +88,7 @@ void RecordSession::take(InputMessage message) {
   }
   moveTime(message);
   account_.seeTime(message.timeMs);
+  if (message.isAfterBreak) beginAfterBreak(message);
   if (!isDecodable(message)) {
     account_.lose(LossReason::kNoKeyFrame, tallyOf(message), "pictures before the first key frame");
   } else if (limit_.admits(message)) {
@@ -124,6 +125,17 @@ void RecordSession::moveTime(InputMessage& message) {
   message.timeMs += *distanceMs_;
 }
 
+void RecordSession::beginAfterBreak(const InputMessage& message) {
+  // The pictures on which the next ones depend may be among those that are missing.
+  hasKeyFrame_ = false;
+  if (sampleOf(message).keyFrame) return;
+  const auto key = follower_.keyFrameThatCloses(message.timeMs);
+  if (!key) return;
+  const bool recorded = recording_.record(*key);
+  follower_.take(*key, recorded);
+  if (!recorded) writeFailure_ = context_.lastError();
+}
+
 bool RecordSession::isDecodable(const InputMessage& message) {
   const SampleInfo sample = sampleOf(message);
   if (sample.kind != SampleKind::Video) return true;
@@ -141,6 +153,7 @@ void RecordSession::recordHead(const InputMessage& message) {
 void RecordSession::recordMessage(const InputMessage& message, Reception reception) {
   using Clock = std::chrono::steady_clock;
   const auto start = observer_ != nullptr ? Clock::now() : Clock::time_point();
+  context_.beginAttempt();
   if (!recording_.record(message) && !sendOnceMore(message)) return;
   const std::uint64_t fragmentsBefore = follower_.model().fragments();
   const FragmentModel::Step step = follower_.take(message, true);
@@ -148,14 +161,15 @@ void RecordSession::recordMessage(const InputMessage& message, Reception recepti
     observer_->wroteFragment(Clock::now() - start);
   }
   note(message, step);
-  if (step.action != FragmentAction::None) writeFailure_.clear();
+  // Also after a success there may be an error: a fragment is then in its segment, and no index or bootstrap names it.
+  if (step.action != FragmentAction::None) writeFailure_ = context_.attemptError();
   if (reception == Reception::kPassedOver) {
     account_.lose(LossReason::kRefused, tallyOf(message), "a codec or type of message that is not stored");
   }
 }
 
 bool RecordSession::sendOnceMore(const InputMessage& message) {
-  writeFailure_ = context_.lastError();
+  writeFailure_ = context_.attemptError();
   // While the queue is full, nothing is sent again: the message would be queued without a limit if the disk stays full.
   // Nor is a message from before the recording's end, because no index would ever name its fragment.
   if (limit_.isFull() || message.timeMs < follower_.firstLineMs()) {

@@ -66,7 +66,9 @@ class RecordSession {
   void takeRefused(const InputMessage& message);
   /// Applies `startMs`. The first message gives the distance.
   void moveTime(InputMessage& message);
-  /// False for a video message before the first key frame, which no decoder could use.
+  /// Ends the fragment at a break of the source, if there is a grid line in the gap: the message begins the next one.
+  void beginAfterBreak(const InputMessage& message);
+  /// False for a video message before the first key frame, or the first one after a break: no decoder could use it.
   bool isDecodable(const InputMessage& message);
   /// Records the made-up message that must come first, if one is needed.
   void recordHead(const InputMessage& message);

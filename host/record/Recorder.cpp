@@ -22,7 +22,8 @@ Recorder::Recorder(const RecordOptions& options, const Settings& settings, const
       place_(place),
       stop_(stop),
       log_(log),
-      files_(options.durability, log, place.native()),
+      files_(options.durability, log, place.native(),
+             [this](const std::string& reason) { context_.noteCause(reason); }),
       context_(settings, log, files_, place.modulePath()),
       openContext_(settings),
       adaptor_(module.createAdaptor(context_)) {}

@@ -82,6 +82,13 @@ std::vector<InputMessage> StreamFollower::closing() const {
   return {};
 }
 
+std::optional<InputMessage> StreamFollower::keyFrameThatCloses(std::uint32_t timeMs) const {
+  if (!goesByVideo_ || payloads_[static_cast<std::size_t>(SampleKind::Video)].empty()) return std::nullopt;
+  const InputMessage key = madeUp(SampleKind::Video, timeMs);
+  if (!model_.isEmptiedBy({&key, 1})) return std::nullopt;
+  return key;
+}
+
 std::vector<std::vector<InputMessage>> StreamFollower::candidates() const {
   const std::uint64_t durationMs = model_.fragmentDuration();
   const std::uint64_t nextMs = std::uint64_t{model_.lastTimeMs()} + 1;

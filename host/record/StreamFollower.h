@@ -48,6 +48,10 @@ class StreamFollower {
   /// the model shows this. Empty if nothing is queued, or if no sequence achieves it.
   std::vector<InputMessage> closing() const;
 
+  /// A made-up key frame of that time in ms, if with it the module writes everything it has queued; nothing if it would
+  /// not, and without video, where any message ends a fragment.
+  std::optional<InputMessage> keyFrameThatCloses(std::uint32_t timeMs) const;
+
   /// Whether key frames decide where fragments begin.
   bool goesByVideo() const { return goesByVideo_; }
   const FragmentModel& model() const { return model_; }

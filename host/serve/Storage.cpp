@@ -1,6 +1,10 @@
 #include "host/serve/Storage.h"
 
+#include <fmt/format.h>
+
+#include <chrono>
 #include <set>
+#include <system_error>
 
 #include "host/errors.h"
 #include "host/serve/catalog/repairStream.h"
@@ -63,6 +67,42 @@ void Storage::requireRoot(const StreamConfig& stream) {
 
 void Storage::began(const std::string& stream, const std::string& recording) {
   catalog_.began(stream, recording);
+  std::vector<std::string> interrupted;
+  std::string folder;
+  {
+    const std::scoped_lock lock(mutex_);
+    const auto found = interrupted_.find(stream);
+    if (found == interrupted_.end() || !roots_.contains(stream)) return;
+    interrupted = std::move(found->second);
+    interrupted_.erase(found);
+    folder = roots_.at(stream) + "/" + stream;
+  }
+  repairLater(stream, folder, interrupted);
+}
+
+void Storage::repairLater(const std::string& stream, const std::string& folder,
+                          const std::vector<std::string>& recordings) {
+  // On a thread of its own: a repair reads the recording through, and the stream must not wait for that.
+  const std::scoped_lock lock(mutex_);
+  std::erase_if(repairs_, [](const auto& repair) {
+    return repair.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  });
+  try {
+    repairs_.push_back(std::async(std::launch::async, [this, stream, folder, recordings] {
+      for (const std::string& recording : recordings) repair(stream, folder, recording);
+    }));
+  } catch (const std::system_error& error) {
+    log_.warning(fmt::format("{}: interrupted recordings are repaired at the next start: {}", stream, error.what()));
+  }
+}
+
+void Storage::interrupted(const std::string& stream, const std::string& recording) {
+  // Without its hook, which must get it complete: the repair adds that.
+  catalog_.interrupted(stream, recording);
+  log_.warning(fmt::format("{}: recording {} could not be finished; that is done once the stream records again", stream,
+                           recording));
+  const std::scoped_lock lock(mutex_);
+  interrupted_[stream].push_back(recording);
 }
 
 void Storage::grew(const std::string& stream, const std::string& recording) {
@@ -73,6 +113,10 @@ void Storage::finished(const std::string& stream, const std::string& recording, 
   // Before the catalog knows that it is finished: the retention must not remove it before its hook has run.
   if (!isEmpty) hooks_.add(stream, recording);
   catalog_.finished(stream, recording, isEmpty);
+  makeRoom(stream);
+}
+
+void Storage::makeRoom(const std::string& stream) {
   std::string root;
   {
     const std::scoped_lock lock(mutex_);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <future>
 #include <map>
 #include <mutex>
 #include <string>
@@ -39,6 +40,10 @@ class Storage final : public RecordingEvents {
   void began(const std::string& stream, const std::string& recording) override;
   void grew(const std::string& stream, const std::string& recording) override;
   void finished(const std::string& stream, const std::string& recording, bool isEmpty) override;
+  void interrupted(const std::string& stream, const std::string& recording) override;
+
+  /// Lets the retention look at the root of the stream now. Does not wait.
+  void makeRoom(const std::string& stream);
 
   const Catalog& catalog() const { return catalog_; }
   const HookRunner& hooks() const { return hooks_; }
@@ -49,20 +54,25 @@ class Storage final : public RecordingEvents {
  private:
   /// For the catalog: a recording of an earlier process, which is not among the newest of its stream.
   void repair(const std::string& stream, const std::string& folder, const std::string& recording);
+  /// Repairs recordings of this process, which it could not finish, on a thread.
+  void repairLater(const std::string& stream, const std::string& folder, const std::vector<std::string>& recordings);
   /// The module's settings of a stream; empty for one that is not configured any more.
   Settings settingsOf(const std::string& stream) const;
 
   Log& log_;
-  /// Guards the two maps.
+  /// Guards the three maps and `repairs_`.
   mutable std::mutex mutex_;
   /// By stream.
   std::map<std::string, std::vector<std::string>> settings_;
   std::map<std::string, std::string> roots_;
+  std::map<std::string, std::vector<std::string>> interrupted_;
   StorageRoots storageRoots_;
   HookRunner hooks_;
   /// Its threads call repair().
   Catalog catalog_;
   Retention retention_;
+  /// Last: they use all of the above.
+  std::vector<std::future<void>> repairs_;
 };
 
 }  // namespace host::serve

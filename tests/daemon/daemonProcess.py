@@ -26,7 +26,7 @@ def make_clip(path):
          "100k", "-pix_fmt", "yuv420p", "-c:a", "aac", "-b:a", "64k", "-muxrate", "700k", "-f", "mpegts", path], check=True)
 
 
-def wait_for(what, ready, seconds=30):
+def wait_for(what, ready, seconds=40):
     """Waits until `ready` returns something true, and returns that."""
     end = time.monotonic() + seconds
     while True:
@@ -63,10 +63,10 @@ class Daemon:
     def start(self, environment=None):
         log = open(self.log_path, "ab")
         begin = self.log_path.stat().st_size
+        # Not the user's state: it remembers each root, and refuses one that has lost its marker.
+        environment = {**os.environ, "STATE_DIRECTORY": str(self.folder / "state"), **(environment or {})}
         self.process = subprocess.Popen([*self.wrapper, self.k2r, "serve", "--config", self.config], stderr=log,
-                                        stdout=subprocess.DEVNULL,
-                                        # What it remembers of its roots goes with the test.
-                                        env={**os.environ, "STATE_DIRECTORY": str(self.folder), **(environment or {})})
+                                        stdout=subprocess.DEVNULL, env=environment)
         Daemon.running.append(self.process)
         self.port = wait_for("the address", lambda: self._port(begin), 15)
 

@@ -100,6 +100,10 @@ class Catalog final : public RecordingEvents {
   void began(const std::string& stream, const std::string& recording) override;
   void grew(const std::string& stream, const std::string& recording) override;
   void finished(const std::string& stream, const std::string& recording, bool isEmpty) override;
+  void interrupted(const std::string& stream, const std::string& recording) override {
+    // Its files say in what state it is.
+    finished(stream, recording, false);
+  }
   /// A repair has changed the files of a recording, or has refused them as damaged.
   void repaired(const std::string& stream, const std::string& recording, bool isDamaged);
 

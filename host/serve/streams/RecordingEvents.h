@@ -15,6 +15,9 @@ class RecordingEvents {
   /// Nothing is written to the directory any more, and it is not locked. A directory without a fragment was removed
   /// before, and `isEmpty` is set.
   virtual void finished(const std::string& stream, const std::string& recording, bool isEmpty) = 0;
+  /// Instead of finished(): its files could not be completed, since the disk is full or away. It can be repaired once
+  /// its stream has begun another one.
+  virtual void interrupted(const std::string& stream, const std::string& recording) = 0;
 
  protected:
   ~RecordingEvents() = default;

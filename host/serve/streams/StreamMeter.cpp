@@ -24,8 +24,10 @@ StreamMeter::StreamMeter(std::string stream, StreamStatus& status, const StreamS
       rateBytes_(status.get().received.bytes) {}
 
 void StreamMeter::setState(StreamState state) {
+  if (status_.get().state == state) return;
+  // At once: the retention looks for itself only every few seconds.
+  if (state == StreamState::kBlocked && services_.makeRoom) services_.makeRoom(stream_);
   status_.update([&](StreamSnapshot& status) {
-    if (status.state == state) return;
     status.state = state;
     status.sinceMs = services_.now();
     if (state != StreamState::kRecording) status.receivedBytesPerSecond = 0;
@@ -53,12 +55,20 @@ void StreamMeter::began(const std::string& recording) {
 }
 
 void StreamMeter::finished(bool isEmpty) {
+  services_.events.finished(stream_, leaveRecording(), isEmpty);
+}
+
+void StreamMeter::interrupted() {
+  services_.events.interrupted(stream_, leaveRecording());
+}
+
+std::string StreamMeter::leaveRecording() {
   isFailing_ = isFull_ = false;
   status_.update([](StreamSnapshot& status) {
     status.recording.clear();
     status.queueBytes = 0;
   });
-  services_.events.finished(stream_, std::exchange(recording_, {}), isEmpty);
+  return std::exchange(recording_, {});
 }
 
 void StreamMeter::readAhead(const Backlog& backlog) {
@@ -83,7 +93,7 @@ void StreamMeter::recorded(const State& state) {
   isFailing_ = !state.failure.empty();
   // Full alone is a limit that is too low for one fragment of the stream.
   isFull_ = isFailing_ && state.isFull;
-  const bool hasGrown = state.fragments > last_.fragments;
+  const bool hasGrown = !isFailing_ && state.fragments > last_.fragments;
   const std::uint64_t missing = account.lost.messages + state.waiting.messages;
   Tally stored = last_.stored;
   // At the end what still waits is counted as lost, too: the sum is then no longer meaningful.

@@ -28,6 +28,8 @@ class StreamMeter final : public RecordObserver, public InputObserver {
   void began(const std::string& recording);
   /// The recording is unlocked, or removed if it is empty.
   void finished(bool isEmpty);
+  /// The recording is unlocked, and its files could not be completed.
+  void interrupted();
   /// Takes the counts of what the input was read ahead.
   void readAhead(const Backlog& backlog);
 
@@ -57,6 +59,8 @@ class StreamMeter final : public RecordObserver, public InputObserver {
     std::uint64_t fragments = 0;
   };
 
+  /// There is no recording in progress any more. Returns its name.
+  std::string leaveRecording();
   void addDropped(StreamSnapshot& status, LossReason reason, const Backlog::Dropped& now, Backlog::Dropped& before);
   /// Computes the rate once enough time has gone.
   void measureRate(StreamSnapshot& status);

@@ -14,6 +14,7 @@
 #include "host/HeldPlace.h"
 #include "host/OutputDirectory.h"
 #include "host/errors.h"
+#include "host/files/RecordedSegments.h"
 #include "host/input/openInput.h"
 #include "host/record/RecordSummary.h"
 #include "host/record/Recorder.h"
@@ -45,6 +46,16 @@ bool removeIfEmpty(const OutputDirectory& place, std::uint64_t fragments, Durabi
     return false;
   }
   return fileset::emptyRecording(place.native(), place.stem(), durability);
+}
+
+/// Whether the files say that the recording has ended.
+bool isStopped(const OutputDirectory& place) try {
+  std::error_code error;
+  const auto directory = fileset::examineRecordingDirectory(place.native(), place.stem(), error);
+  std::vector<std::string> faults;
+  return !error && readRecordedContent(directory, faults).stopped && faults.empty();
+} catch (const std::exception&) {
+  return false;
 }
 
 }  // namespace
@@ -100,11 +111,17 @@ InputOptions StreamSession::inputOptions() const {
 
 std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& point) {
   if (meter_.isFull()) return "the queue is full and cannot be written";
-  // Its end could not be written either. It goes on if there is room before the queue is full.
-  if (meter_.isFailing()) return std::nullopt;
+  if (meter_.isFailing()) {
+    // Its segment is still open, and takes what nobody will find.
+    std::error_code ignored;
+    if (!std::filesystem::exists(recordingPath_, ignored)) return "the recording's directory is gone";
+    // Its end could not be written either. It goes on if there is room before the queue is full.
+    return std::nullopt;
+  }
   if (point.isNewClock) return "the source has a new clock";
   if (rotation_.exchange(false)) return "asked for by a user";
   if (services_.now() >= nextRotationMs_) return "rotation";
+  if (isClockSetBack()) return "the clock was set back";
   if (point.recordedMs >= kLongestRecordingMs) return "the longest time of a recording";
   return std::nullopt;
 }
@@ -132,6 +149,7 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::int64_t b
 }
 
 bool StreamSession::waitForRoom(Backlog& backlog) {
+  if (services_.makeRoom) services_.makeRoom(config_.name);
   const auto until = SteadyClock::now() + services_.roomPause;
   do {
     // A source that gives nothing needs no room.
@@ -150,7 +168,14 @@ void StreamSession::requireRoom() const {
   throw CommandError(fmt::format("the file system of '{}' is full", config_.root));
 }
 
+bool StreamSession::isClockSetBack() const {
+  // The time of the rotation may be hours away by such a clock, and the recording's name is wrong by as much.
+  const bool rotates = nextRotationMs_ != std::numeric_limits<std::int64_t>::max();
+  return rotates && services_.now() < begunAtMs_ - RecordingBegins::kToleranceMs;
+}
+
 void StreamSession::planRotation(std::int64_t beginMs) {
+  begunAtMs_ = beginMs;
   nextRotationMs_ = std::numeric_limits<std::int64_t>::max();
   if (!config_.rotate || config_.rotate->count() <= 0) return;
   // By the time of day now: the exact begin may be a little before the multiple at which the last recording ended.
@@ -167,6 +192,7 @@ void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
   {
     const HeldPlace held(place, config_.durability, log_);
     rotation_ = false;
+    recordingPath_ = place.native();
     planRotation(beginMs);
     // With its name, since the log counts lines that come again.
     log_.note(fmt::format("{}recording {} begins", std::exchange(endReason_, {}), place.stem()));
@@ -180,7 +206,8 @@ void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
     }
     isEmpty = removeIfEmpty(place, meter_.fragments(), config_.durability);
   }
-  meter_.finished(isEmpty);
+  const bool isComplete = isEmpty || (!failure && summary.errors == 0) || isStopped(place);
+  isComplete ? meter_.finished(isEmpty) : meter_.interrupted();
   if (failure) std::rethrow_exception(failure);
   const RecordAccount& account = summary.account;
   if (account.lost.messages > 0) {

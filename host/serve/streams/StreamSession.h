@@ -43,6 +43,8 @@ class StreamSession {
   void record(CodecChanges& input, Backlog& backlog, std::int64_t beginMs);
   /// Sets the end of a recording that begins then.
   void planRotation(std::int64_t beginMs);
+  /// Whether the time of day is before the begin of a recording that rotates.
+  bool isClockSetBack() const;
   /// Throws CommandError if the recording cannot be made; the input has not been read then.
   void recordAt(CodecChanges& input, std::int64_t beginMs);
   /// Throws CommandError if a recording that begins now could not be written.
@@ -59,7 +61,11 @@ class StreamSession {
   Log& log_;
   RecordOptions options_;
   RecordingBegins begins_;
-  /// When the next multiple of `rotate` comes, in ms since 1970-01-01 UTC.
+  /// Of the recording in progress.
+  std::string recordingPath_;
+  /// When the recording began by the time of day, and when the next multiple of `rotate` comes, in ms since 1970-01-01
+  /// UTC.
+  std::int64_t begunAtMs_ = 0;
   std::int64_t nextRotationMs_ = 0;
   /// Why the recording before ended, for the log; empty if there was none.
   std::string endReason_;

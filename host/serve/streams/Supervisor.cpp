@@ -31,7 +31,9 @@ void Supervisor::apply(const ServeConfig& config) {
   std::set<std::string> names;
   for (const StreamConfig& wanted : config.streams) {
     names.insert(wanted.name);
-    Stream& stream = streams_[wanted.name];
+    const auto [entry, isNew] = streams_.try_emplace(wanted.name);
+    Stream& stream = entry->second;
+    if (isNew) stream.status->update([&](StreamSnapshot& status) { status.sinceMs = services_.now(); });
     const bool isChanged = !std::exchange(stream.isConfigured, true) || !recordsAlike(stream.config, wanted);
     stream.config = wanted;
     if (!stream.wanted.value_or(wanted.enabled)) {

@@ -103,6 +103,9 @@ class EventList final : public host::serve::RecordingEvents {
   void finished(const std::string& stream, const std::string& recording, bool isEmpty) override {
     add((isEmpty ? "emptied " : "finished ") + stream, recording);
   }
+  void interrupted(const std::string& stream, const std::string& recording) override {
+    add("interrupted " + stream, recording);
+  }
   /// Waits until there are so many of an event.
   void await(const std::string& event, std::size_t count) {
     std::unique_lock lock(mutex_);
@@ -152,6 +155,7 @@ class StreamsTest : public InDirectory {
     host::serve::StreamServices services{.module = module_, .events = events_};
     services.now = [this] { return nowMs_.load(); };
     services.log = log_.get();
+    services.makeRoom = [this](const std::string&) { ++roomRequests_; };
     services.firstPause = services.longestPause = std::chrono::milliseconds(10);
     services.roomPause = std::chrono::milliseconds(0);
     return services;
@@ -227,6 +231,7 @@ class StreamsTest : public InDirectory {
   }
 
   std::atomic<std::int64_t> nowMs_ = kStartMs;
+  std::atomic<int> roomRequests_ = 0;
   EventList events_;
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> log_{std::fopen("log.txt", "w"), std::fclose};
   host::Module module_;

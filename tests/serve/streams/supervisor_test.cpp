@@ -7,6 +7,7 @@
 #include <csignal>
 #include <numeric>
 
+#include "host/serve/catalog/RecordingFacts.h"
 #include "host/serve/recordingName.h"
 #include "tests/serve/streams/streamTools.h"
 
@@ -72,30 +73,63 @@ TEST_F(Streams, RotationLosesAndDoublesNothing) {
   EXPECT_EQ(events_.count("finished cam1"), 3U);
 }
 
-TEST_F(Streams, ASourceThatBreaksOffIsContinuedInItsRecording) {
+TEST_F(Streams, ASourceThatBreaksOffIsContinuedInItsRecordingAfterAGap) {
   FlvServer source;
-  apply({config("cam1", source.url())});
+  auto cam = config("cam1", source.url());
+  // As long as the pictures between two key frames, so that a line of the grid is in the gap.
+  cam.settings = {"Recording/FragmentDuration=1000"};
+  apply({cam});
   source.accept();
-  const auto first = begin(3000),
-             second = test::withSlices(stream().keyFramesEvery(1000).audio(23).from(500000).until(503000));
+  const auto first = begin(3000);
+  // It is joined between two key frames.
+  auto second = test::withSlices(stream().keyFramesEvery(1000).audio(23).from(500000).until(503000));
+  const auto isPicture = [](const auto& message) { return message.type == 9 && message.data[1] == std::byte{1}; };
+  std::erase_if(second, [&](const auto& message) { return isPicture(message) && message.time == 500000; });
   // Nothing before the first key frame could be decoded.
   source.send(
       {test::avcSequenceHeader(0), test::avcFrame(0, false, 300, 999999), test::avcFrame(20, false, 300, 999998)});
   auto later = first;
   for (auto& message : later) message.time += 40;
   source.send(later);
+  source.close();
+  // The gap is as long as the source is away, by a clock that no test can set.
+  std::this_thread::sleep_for(std::chrono::milliseconds(700));
   source.accept();
   source.send(second);
   await("cam1", [](const StreamSnapshot& now) { return now.reconnects == 1 && now.state == StreamState::kRecording; });
   source.accept();
   supervisor_->stop("cam1");
   const auto status = await("cam1", [](const auto& now) { return now.state == StreamState::kStopped; });
+  const auto lost =
+      std::erase_if(second, [&](const auto& message) { return isPicture(message) && message.time < 501000; });
   EXPECT_EQ(status.gaps, 1U);
-  EXPECT_EQ(status.lostFrames[static_cast<std::size_t>(LossReason::kNoKeyFrame)], 2U);
+  EXPECT_EQ(status.lostFrames[static_cast<std::size_t>(LossReason::kNoKeyFrame)], 2U + lost);
   EXPECT_GT(status.lostSeconds[static_cast<std::size_t>(LossReason::kSource)], 0);
   EXPECT_NE(status.lastError, "");
-  EXPECT_EQ(recordings("cam1").size(), 1U);
+  ASSERT_EQ(recordings("cam1").size(), 1U);
   expectStored("cam1", first + second);
+  EXPECT_EQ(readFacts(root() + "/cam1", *parseRecordingName(recordings("cam1")[0])).gaps.size(), 1U)
+      << "a fragment reaches over the gap";
+}
+
+TEST_F(Streams, ALostDirectoryAndAClockThatIsSetBackBeginARecording) {
+  FlvServer source;
+  auto cam = config("cam1", source.url());
+  cam.rotate = std::chrono::hours(24);
+  apply({cam});
+  source.accept();
+  source.send(begin(6000));
+  events_.await("grew cam1", 1);
+  std::filesystem::remove_all(root() + "/cam1");
+  source.send(more(6000, 12000));
+  events_.await("interrupted cam1", 1);
+  events_.await("began cam1", 2);
+  EXPECT_NE(supervisor_->find("cam1")->snapshot.lastError, "");
+  // The clock is set back, and the time of the rotation is two days away.
+  nowMs_ = kStartMs - std::chrono::milliseconds(std::chrono::hours(24)).count();
+  source.send(more(12000, 15000));
+  events_.await("began cam1", 3);
+  EXPECT_EQ(recordings("cam1")[0], "20261124T140320.000Z");
 }
 
 TEST_F(Streams, AReloadTouchesOnlyWhatChanged) {
@@ -123,6 +157,7 @@ TEST_F(Streams, AReloadTouchesOnlyWhatChanged) {
   EXPECT_EQ(supervisor_->find("same")->config, first);
   EXPECT_EQ(supervisor_->views().size(), 3U);
   EXPECT_EQ(supervisor_->find("off")->snapshot.state, StreamState::kStopped);
+  EXPECT_EQ(supervisor_->find("off")->snapshot.sinceMs, kStartMs);
   EXPECT_FALSE(supervisor_->rotate("off"));
   EXPECT_TRUE(supervisor_->rotate("same"));
   same.send(more(6000, 9000));
@@ -163,6 +198,7 @@ TEST_F(Streams, KeepsTheNewestWhileThereIsNoPlaceAndGoesOnByItself) {
   });
   EXPECT_LE(blocked.queueBytes, cam.maxQueue);
   EXPECT_NE(blocked.lastError.find("root"), std::string::npos) << blocked.lastError;
+  EXPECT_GT(roomRequests_, 1);
   std::filesystem::remove(root());
   const auto later = more(21000, 24000);
   source.send(later);
