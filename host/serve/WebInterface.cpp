@@ -69,10 +69,12 @@ WebInterface::~WebInterface() {
   server_.stop();
 }
 
-HttpOptions WebInterface::options() const {
-  return {.address = config_.listenAddress,
-          .port = config_.listenPort,
-          .access = {.token = token_, .readToken = config_.readToken, .allowOrigins = config_.allowOrigins}};
+HttpOptions WebInterface::optionsOf(const ServeConfig& config) {
+  return {.address = config.listenAddress,
+          .port = config.listenPort,
+          .access = {.token = config.tokenFile.empty() ? "" : readToken(config.tokenFile),
+                     .readToken = config.readToken,
+                     .allowOrigins = config.allowOrigins}};
 }
 
 ApiSources WebInterface::makeSources(Supervisor& streams, const Storage& storage,
