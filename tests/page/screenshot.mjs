@@ -32,6 +32,14 @@ function makeHour() {
   return hour;
 }
 
+/** What comes now: some minutes with as many pictures as a camera sends, and a key frame each second. */
+function makeLive() {
+  const live = path.join(work, 'live.ts');
+  execFileSync('ffmpeg', ['-v', 'error', '-loop', '1', '-framerate', '10', '-t', '180', '-i', path.join(work, 'scene.png'),
+    '-c:v', 'libx264', '-preset', 'ultrafast', '-crf', '18', '-g', '10', '-pix_fmt', 'yuv420p', live]);
+  return live;
+}
+
 function cut(hour, from, to) {
   const file = path.join(work, `${from}-${to}.ts`);
   execFileSync('ffmpeg', ['-v', 'error', '-y', '-ss', String(from), '-to', String(to), '-i', hour, '-c', 'copy',
@@ -56,7 +64,6 @@ function makeDay(now) {
   record('gate', begin(1), whole);
   record('gate', begin(0), cut(hour, 0, 1500));
   record('yard', begin(2), whole);
-  return hour;
 }
 
 const [file] = process.argv.slice(2);
@@ -66,13 +73,15 @@ const ahead = 15 - new Date(now).getUTCHours();
 const timezoneId = `Etc/GMT${ahead > 0 ? '-' : '+'}${Math.abs(ahead)}`;
 let server, browser, live;
 try {
-  const hour = makeDay(now);
+  makeDay(now);
   const port = await freePort();
-  live = sendLive(hour, port);
+  live = sendLive(makeLive(), port);
+  // It takes one connection alone, so nobody can ask whether it listens.
+  await new Promise((resolve) => setTimeout(resolve, 3000));
   server = await startServer({k2r, web, root, input: `tcp://127.0.0.1:${port}`});
   browser = await chromium.launch({executablePath: browserPath, args: ['--no-sandbox', '--disable-gpu', '--disable-quic',
     '--disable-background-networking', '--disable-component-update', '--disable-sync', '--no-first-run']});
-  const page = await browser.newPage({viewport: {width: 1520, height: 900}, timezoneId});
+  const page = await browser.newPage({viewport: {width: 1520, height: 920}, timezoneId});
   const at = now - 2.6 * kHour * 1000;
   await page.goto(`${server.url}#gate@${new Date(at).toISOString()}`);
   await page.waitForFunction(() => document.getElementById('video').currentTime > 1);
@@ -83,7 +92,8 @@ try {
   await page.fill('#export-end', local(1.5));
   await page.locator('#export-end').blur();
   await page.waitForFunction(() => [...document.querySelectorAll('.picture')].filter(({dataset}) => dataset.has === 'true').length === 2);
-  await page.waitForTimeout(4000);
+  await page.waitForFunction(() => document.getElementById('summary').textContent.startsWith('1 of 3'), null, {timeout: 90000});
+  await page.waitForTimeout(8000);
   await page.screenshot({path: file});
 } finally {
   await browser?.close();
