@@ -12,8 +12,8 @@
 
 namespace host::serve {
 
-/// Ends the process at a set time, whatever hangs then: a handler or a hook that waits for a disk which does not respond,
-/// or a name server. Destroying the object before that cancels it. Belongs to one thread.
+/// Ends the process at a set time, whatever hangs then: a handler or a hook that waits for a disk which does not
+/// respond, or a name server. Destroying the object before that cancels it. Belongs to one thread.
 class ExitDeadline {
  public:
   /// Called at the time, on another thread. Returns the status with which the process ends.

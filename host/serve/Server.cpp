@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 #include "host/Module.h"
@@ -34,6 +36,8 @@ using std::chrono::microseconds;
 /// the 5 s that are promised.
 constexpr std::chrono::milliseconds kFinishTime(4500);
 constexpr std::chrono::milliseconds kExitTime(4800);
+/// How often it is looked whether a reload has ended, at least.
+constexpr std::chrono::milliseconds kLongestPoll(1000);
 
 /// Blocks signals while it exists, so that wait() gets them.
 class BlockedSignals {
@@ -87,11 +91,7 @@ class Server {
     while (true) {
       const auto signal = signals_.wait(manager_.watchdogPause());
       manager_.watchdog();
-      if (signal == SIGHUP) {
-        reload();
-      } else if (signal) {
-        return finish();
-      }
+      if (signal == SIGHUP ? isStoppedInReload() : signal.has_value()) return finish();
     }
   }
 
@@ -100,7 +100,7 @@ class Server {
     // Before anything changes: an address that cannot be used, or a token that cannot be read, refuses all of it.
     applyHttp(config);
     storage_.apply(config);
-    streams_.apply(config);
+    if (!isStopping_) streams_.apply(config);
   }
 
   void applyHttp(const ServeConfig& config) {
@@ -124,8 +124,32 @@ class Server {
     web_ = std::make_unique<WebInterface>(options, streams_, storage_, fragmentWrites_, log_);
   }
 
-  void reload() {
+  /// Reads the configuration again. Returns true for a request to stop that came meanwhile; the reading may go on then.
+  bool isStoppedInReload() {
     manager_.reloading();
+    // On a thread of its own: this one must hear a request to stop although a disk does not respond.
+    isReloading_ = true;
+    const auto work = [this] {
+      reload();
+      isReloading_ = false;
+    };
+    try {
+      reload_ = std::jthread(work);
+    } catch (const std::system_error&) {
+      // No thread is left, and the streams must not end for that.
+      work();
+    }
+    const BlockedSignals stops{SIGINT, SIGTERM};
+    for (std::chrono::milliseconds pause(10); isReloading_; pause = std::min(2 * pause, kLongestPoll)) {
+      if (stops.wait(pause)) return true;
+      // A restart would not help, and would interrupt the streams on other disks.
+      manager_.watchdog();
+    }
+    manager_.ready();
+    return false;
+  }
+
+  void reload() {
     try {
       apply(readServeConfig(configPath_, &log_));
       log_.note("the configuration was read again");
@@ -133,11 +157,11 @@ class Server {
       logErrorLines(log_, error.what());
       log_.error("the configuration was not changed");
     }
-    manager_.ready();
   }
 
   ExitStatus finish() {
     manager_.stopping();
+    isStopping_ = true;
     const auto now = std::chrono::steady_clock::now();
     exitDeadline_.emplace(now + kExitTime, [this] { return lastWords(); });
     // Hooks need some seconds to end, which they have beside the streams.
@@ -168,6 +192,9 @@ class Server {
   Log& log_;
   // Before anything that starts threads: they inherit the mask.
   BlockedSignals signals_{SIGINT, SIGTERM, SIGHUP};
+  std::atomic<bool> isReloading_ = false;
+  /// A reload that comes to its end during a stop begins no streams.
+  std::atomic<bool> isStopping_ = false;
   /// All recordings were finished at the stop.
   std::atomic<bool> isFinished_ = false;
   /// From the stop on. Before all that may hang, so that it ends after them.
@@ -178,8 +205,10 @@ class Server {
   DurationHistogram fragmentWrites_;
   Storage storage_{log_};
   Supervisor streams_{services()};
-  /// Null before the first apply(), and without an address.
+  /// Null before the first apply(), and without an address. Belongs to the thread that applies a configuration.
   std::unique_ptr<WebInterface> web_;
+  /// Last, so that it ends before what it changes.
+  std::jthread reload_;
 };
 
 }  // namespace

@@ -339,6 +339,31 @@ def bad_configuration(world):
         assert len(daemon.recordings(stream)) == 1, f"a reload disturbed {stream}"
 
 
+def disk_hangs(world):
+    """A disk that does not respond keeps neither the streams of other disks nor the stop: not by its stream, nor by a
+    request that waits for it, nor by a reload that looks for its hooks."""
+    daemon, camera = world.daemon("hangs"), world.camera()
+    disk = daemon.folder / "disk"
+    disk.mkdir()
+    daemon.configure({"cam": f'source = "{camera.url}"',
+                      "away": f'source = "{camera.url}"\nroot = "{disk}"\non_recording = ["true"]'}, 'rotate = "2s"')
+    daemon.start({"LD_PRELOAD": str(pathlib.Path(world.k2r).with_name("libhanging_disk.so")), "K2R_HANG": str(disk)})
+    wait_for("a finished recording", lambda: len(list((disk / "away").glob("*"))) >= 2 and len(daemon.recordings("cam")) >= 2)
+    (daemon.folder / "disk.hangs").touch()
+    with socket.create_connection(("127.0.0.1", daemon.port)) as waiter:
+        waiter.sendall(b"GET /v1/streams/away/index.m3u8?start=0&duration=1d HTTP/1.1\r\nHost: localhost\r\n\r\n")
+        daemon.reload()
+        count = len(daemon.recordings("cam"))
+        wait_for("more recordings", lambda: len(daemon.recordings("cam")) >= count + 2)
+        begin = time.monotonic()
+        daemon.process.terminate()
+        assert daemon.process.wait(20) == 6, daemon.log()
+        assert time.monotonic() - begin < 5.5, f"the stop took {time.monotonic() - begin:.1f} s"
+    assert "away: did not finish in time" in daemon.log() and "read again" not in daemon.log()
+    check_whole(world, daemon.recordings("cam"))
+    check_continuous(world, daemon.recordings("cam"))
+
+
 def http_reloaded(world):
     """A token that is replaced ends with the reload; an address that cannot be used leaves the old one."""
     daemon, token = world.daemon("http"), world.folder / "http" / "token"
@@ -387,7 +412,7 @@ def clock_set_back(world):
 
 # The longest first.
 SCENARIOS = [root_gone, directory_gone, disk_full, clock_set_back, hook_hangs, rotation, source_dead_and_back, network_cut,
-             bad_configuration, http_reloaded]
+             bad_configuration, disk_hangs, http_reloaded]
 
 
 def main():

@@ -14,8 +14,8 @@ namespace host::serve {
 
 /// What clients may use. Whoever exceeds a limit is refused or cut; nobody else notices.
 struct HttpLimits {
-  /// Open connections, in all and of one client address. At most a quarter of the descriptors of the process; then those
-  /// of an address are fewer in the same proportion.
+  /// Open connections, in all and of one client address. At most a quarter of the descriptors of the process; then
+  /// those of an address are fewer in the same proportion.
   std::size_t connections = 2000;
   std::size_t connectionsPerAddress = 500;
   /// Bytes of the request line's target, and of request line and headers together.
