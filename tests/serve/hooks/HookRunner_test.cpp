@@ -249,17 +249,6 @@ TEST_F(HookRunnerTest, AStopEndsThemAndLeavesTheirMarkers) {
   }
 }
 
-TEST_F(HookRunnerTest, ForgetsARecordingThatHadToGo) {
-  const auto runner = makeRunner();
-  runner->configure(config({{"cam1", shell("exit 1")}}));
-  finish(*runner, "cam1", kFirst);
-  settle(*runner);
-  runner->forget("cam1", kFirst);
-  EXPECT_FALSE(runner->mustKeep("cam1", kFirst));
-  EXPECT_FALSE(fs::exists(marker("cam1", kFirst)));
-  EXPECT_THAT(log_.text(), HasSubstr("did not succeed before the recording was removed"));
-}
-
 TEST_F(HookRunnerTest, WritesNothingWhereNoDiskIsMounted) {
   fs::remove(directory_.path() / ".k2r");
   const auto runner = makeRunner();
