@@ -1,5 +1,5 @@
-// A library for LD_PRELOAD, with which a program sees another time of day: the file K2R_CLOCK_OFFSET has what is added, in
-// seconds. The clocks by which a program waits stay as they are, as when somebody sets the clock of the machine.
+// A library for LD_PRELOAD, with which a program sees another time of day: the file K2R_CLOCK_OFFSET has what is added,
+// in seconds. The clocks by which a program waits stay as they are, as when somebody sets the clock of the machine.
 
 #include <fcntl.h>
 #include <sys/syscall.h>

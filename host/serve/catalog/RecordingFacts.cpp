@@ -1,14 +1,18 @@
 #include "host/serve/catalog/RecordingFacts.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <exception>
 #include <map>
 #include <memory>
 #include <new>
 #include <optional>
+#include <span>
 #include <system_error>
 
 #include "host/errors.h"
+#include "host/files/FileView.h"
 #include "host/files/RecordedSegments.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/files/inFile.h"
@@ -137,11 +141,26 @@ class TimesReader {
   RecordingFacts& facts_;
 };
 
+/// Whether a segment ends with its random access index (`mfro` is the last box, ISO/IEC 14496-12, 8.8.11).
+bool isClosed(const std::string& path) {
+  constexpr std::size_t kSize = 16;
+  FileView file(path, kSize);
+  std::array<std::byte, kSize> last{};
+  if (file.size() < last.size()) return false;
+  file.read(file.size() - last.size(), last);
+  constexpr std::array kType = {std::byte{'m'}, std::byte{'f'}, std::byte{'r'}, std::byte{'o'}};
+  return std::ranges::equal(std::span(last).subspan(4, kType.size()), kType);
+}
+
 /// What a stop has finished is finished, and what cannot be read is damaged.
 void readContent(const RecordingDirectory& directory, std::int64_t beginMs, RecordingFacts& facts) {
   std::vector<std::string> faults;
   const RecordedContent content = readRecordedContent(directory, faults);
-  facts.state = content.stopped ? RecordingState::kFinished : RecordingState::kInterrupted;
+  // A stop writes the end of the last segment after the bootstrap, and may be interrupted in between.
+  const bool isFinished =
+      content.stopped &&
+      (content.segments.empty() || isClosed(directory.pathOf(directory.segmentName(content.segments.back().number))));
+  facts.state = isFinished ? RecordingState::kFinished : RecordingState::kInterrupted;
   const std::vector<Place> places = placesOf(content);
   if (!places.empty()) TimesReader(directory, beginMs, facts).read(places, content.endMs);
   const bool hasNothing = content.stopped && places.empty();
