@@ -106,7 +106,8 @@ def start_daemon(options, inputs):
     daemon.configure({f"cam{number}": f'source = "{inputs.url(number)}"' for number in range(options.inputs)},
                      storage=f'rotate = "{options.rotate}"\ndurability = "{options.durability}"',
                      recording='fragment_duration = "4s"')
-    daemon.start()
+    # A folder that is emptied must not be taken for a disk that is away.
+    daemon.start({"STATE_DIRECTORY": str(options.out / "state")})
     return daemon
 
 
