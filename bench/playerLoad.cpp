@@ -1,5 +1,5 @@
-// Many players of a playlist at once, as cheap as a client can be: one thread, connections that are kept, and contents that
-// are dropped in the kernel. For measurements of servers; see docs/performance.md.
+// Many players of a playlist at once, as cheap as a client can be: one thread, connections that are kept, and contents
+// that are dropped in the kernel. For measurements of servers; see docs/performance.md.
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -65,7 +65,8 @@ Header parseHeader(std::string_view text, const std::string& path) {
   const std::size_t end = text.find("\r\n\r\n");
   if (end == std::string_view::npos) return {};
   std::string header(text.substr(0, end + 4));
-  std::ranges::transform(header, header.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  std::ranges::transform(header, header.begin(),
+                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
   constexpr std::string_view kLength = "content-length: ";
   const std::size_t place = header.find(kLength);
   if (!header.starts_with("http/1.1 200") || place == std::string::npos) fail(path + ": " + header);
@@ -116,7 +117,8 @@ struct Results {
 /// One connection that fetches one path after the other.
 class Player {
  public:
-  Player(std::uint16_t port, const std::vector<std::string>& paths, std::size_t first, std::size_t rounds, Results& results)
+  Player(std::uint16_t port, const std::vector<std::string>& paths, std::size_t first, std::size_t rounds,
+         Results& results)
       : fd_(connectTo(port)), paths_(paths), next_(first), left_(paths.size() * rounds), results_(results) {
     ::fcntl(fd_, F_SETFL, O_NONBLOCK);
     ask();
@@ -226,7 +228,8 @@ int main(int argc, char** argv) {
   std::vector<std::unique_ptr<Player>> players;
   for (std::size_t i = 0; i < number(argv[3]); ++i) {
     // Each begins at another place, as viewers do.
-    players.push_back(std::make_unique<Player>(port, paths, i * paths.size() / number(argv[3]), number(argv[4]), results));
+    players.push_back(
+        std::make_unique<Player>(port, paths, i * paths.size() / number(argv[3]), number(argv[4]), results));
   }
   play(players);
   const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
@@ -234,8 +237,9 @@ int main(int argc, char** argv) {
   ::getrusage(RUSAGE_SELF, &usage);
   const double cpu = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
                      static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-  std::printf("{\"bytes\": %llu, \"requests\": %zu, \"seconds\": %.3f, \"client_cpu\": %.3f, \"median_ms\": %.2f, "
-              "\"p99_ms\": %.2f, \"worst_ms\": %.2f}\n",
-              static_cast<unsigned long long>(results.bytes), results.requestMs.size(), seconds, cpu,
-              percentile(results.requestMs, 0.5), percentile(results.requestMs, 0.99), percentile(results.requestMs, 1));
+  std::printf(
+      "{\"bytes\": %llu, \"requests\": %zu, \"seconds\": %.3f, \"client_cpu\": %.3f, \"median_ms\": %.2f, "
+      "\"p99_ms\": %.2f, \"worst_ms\": %.2f}\n",
+      static_cast<unsigned long long>(results.bytes), results.requestMs.size(), seconds, cpu,
+      percentile(results.requestMs, 0.5), percentile(results.requestMs, 0.99), percentile(results.requestMs, 1));
 }

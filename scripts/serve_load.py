@@ -169,6 +169,12 @@ def account(daemon):
             "reconnects": sum(of_name(samples, "k2r_stream_reconnects_total"))}
 
 
+def kept_frames(daemon, stream):
+    """Frames that have been received by now and must be on disk in the end, since nothing may be lost."""
+    return (daemon.metric("k2r_stream_received_frames_total", stream=stream) -
+            daemon.metric("k2r_stream_lost_frames_total", stream=stream, reason="no_key_frame"))
+
+
 def check_whole(daemon, streams):
     """Verifies every recording; returns their number and what is wrong."""
     bad, count = [], 0
@@ -186,12 +192,12 @@ def is_within(part, whole):
     return any(whole[place:place + len(part)] == part for place, frame in enumerate(whole) if frame == part[0])
 
 
-def compare_frames(daemon, clip, out, stored):
-    """Compares streams with the clip, frame by frame. `stored` has the frames of each that were on disk before the end."""
+def compare_frames(daemon, clip, out, received):
+    """Compares streams with the clip, frame by frame. `received` has the frames of each that had to be stored."""
     subprocess.run([daemon.k2r, "record", clip, "--out", out / "clip"], check=True, capture_output=True)
     whole = daemonProcess.frames(daemon.k2r, out / "clip")
     bad = []
-    for stream, least in stored.items():
+    for stream, least in received.items():
         parts = [daemonProcess.frames(daemon.k2r, recording) for recording in daemon.recordings(stream)]
         for kind, frames in whole.items():
             part = [frame for each in parts for frame in each[kind]]
@@ -206,8 +212,7 @@ def compare_frames(daemon, clip, out, stored):
 def finish(daemon, options, clip, inputs):
     """Stops the daemon, and looks for what is missing. Returns figures and faults."""
     figures = account(daemon)
-    stored = {f"cam{number}": daemon.metric("k2r_stream_stored_frames_total", stream=f"cam{number}")
-              for number in range(min(options.compare, options.inputs))}
+    received = {f"cam{number}": kept_frames(daemon, f"cam{number}") for number in range(min(options.compare, options.inputs))}
     if options.udp:
         figures["dropped_by_sockets"] = inputs.dropped()
     begin = time.monotonic()
@@ -220,7 +225,7 @@ def finish(daemon, options, clip, inputs):
     faults += [line for line in daemon.log().splitlines() if "verrun" in line or "messages are lost" in line]
     # A datagram that no socket delivered is a hole in the clip.
     if not figures.get("dropped_by_sockets"):
-        faults += compare_frames(daemon, clip, options.out, stored)
+        faults += compare_frames(daemon, clip, options.out, received)
     if figures["exit_status"]:
         faults.append(f"the exit status is {figures['exit_status']}")
     return figures, faults

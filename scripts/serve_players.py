@@ -61,7 +61,7 @@ def start_nginx(out):
     port = free_port()
     (out / "temp").mkdir()
     (out / "nginx.conf").write_text(NGINX.format(out=out, port=port))
-    process = subprocess.Popen(["nginx", "-c", out / "nginx.conf", "-e", out / "nginx.log"], stderr=subprocess.DEVNULL)
+    process = subprocess.Popen([shutil.which("nginx") or "/usr/sbin/nginx", "-c", out / "nginx.conf", "-e", out / "nginx.log"], stderr=subprocess.DEVNULL)
 
     def is_listening():
         try:

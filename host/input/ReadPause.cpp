@@ -24,12 +24,14 @@ void ReadPause::add(std::size_t bytes, bool hasWaited) {
   isDue_ = true;
 }
 
-// Not the time that a read took: on a busy machine a read that was only interrupted would count as one that waited, and
-// a reader that is late would pause as well.
-long ReadPause::switches() {
+// The time that a read took is not enough: on a busy machine a read that was only interrupted would count as one that
+// waited, and a reader that is late would pause as well. But it spares most of the system calls.
+bool ReadPause::hasWaited() {
+  constexpr std::chrono::milliseconds kShort{1};
+  if (Clock::now() - beganAt_ < kShort) return false;
   rusage usage{};
   ::getrusage(RUSAGE_THREAD, &usage);
-  return usage.ru_nvcsw;
+  return std::exchange(switches_, usage.ru_nvcsw) != usage.ru_nvcsw;
 }
 
 }  // namespace host

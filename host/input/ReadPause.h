@@ -24,22 +24,26 @@ class ReadPause {
   /// false.
   bool await();
   /// Called at once before and after a read of libavformat; `bytes` is what it returned.
-  void beginRead() { switchesBefore_ = switches(); }
-  void endRead(std::size_t bytes) { add(bytes, switches() != switchesBefore_); }
+  void beginRead() { beganAt_ = Clock::now(); }
+  void endRead(std::size_t bytes) { add(bytes, hasWaited()); }
   /// What endRead() does: `hasWaited` is whether the read had to wait.
   void add(std::size_t bytes, bool hasWaited);
   /// The pause that comes next.
   std::chrono::milliseconds pause() const { return isDue_ ? pause_ : std::chrono::milliseconds(0); }
 
  private:
-  /// How often this thread has given up its processor to wait.
-  static long switches();
+  using Clock = std::chrono::steady_clock;
+
+  /// Whether the read since beginRead() had to wait.
+  bool hasWaited();
 
   const StopSignal& stop_;
   std::chrono::milliseconds pause_{0};
   std::size_t gathered_ = 0;
   bool isDue_ = false;
-  long switchesBefore_ = 0;
+  Clock::time_point beganAt_;
+  /// How often this thread had given up its processor to wait when that was last looked at.
+  long switches_ = 0;
 };
 
 }  // namespace host
