@@ -94,6 +94,7 @@ AvSource::AvSource(const std::string& url, const InputOptions& options, Log& log
   // libavformat then skips the packets of all streams. addTracks() turns those on that are recorded.
   for (AVStream* const stream : std::span(format_->streams, format_->nb_streams)) stream->discard = AVDISCARD_ALL;
   addTracks();
+  if (isLive_ && options.mayGather) pause_.emplace(stop);
 }
 
 FormatContext AvSource::open(const InputOptions& options) {
@@ -159,11 +160,22 @@ std::vector<std::byte> AvSource::metadata() const {
   return makeOnMetaData(*format_, choice_);
 }
 
+int AvSource::readPacket(AVPacket& packet) {
+  // The limit is for the source: our pause does not count.
+  if (pause_ && pause_->await()) watch_.restart();
+  if (stop_.requested()) return AVERROR_EXIT;
+  if (!pause_) return av_read_frame(format_.get(), &packet);
+  pause_->beginRead();
+  const int error = av_read_frame(format_.get(), &packet);
+  pause_->endRead(error < 0 ? 0 : static_cast<std::size_t>(packet.size));
+  return error;
+}
+
 std::vector<SourceFrame> AvSource::read() {
   const AvLogRoute::CodecSilence silence(!canDecode_);
   std::vector<SourceFrame> frames;
   Packet packet = makePacket();
-  const int error = stop_.requested() ? AVERROR_EXIT : av_read_frame(format_.get(), packet.get());
+  const int error = readPacket(*packet);
   // Some devices do not wait for data.
   if (error == AVERROR(EAGAIN) && !watch_.isStalled()) {
     stop_.waitUntil(InputWatch::Clock::now() + milliseconds(5));

@@ -12,6 +12,7 @@
 #include "host/input/AvTrack.h"
 #include "host/input/Input.h"
 #include "host/input/LeadingFrames.h"
+#include "host/input/ReadPause.h"
 #include "host/input/avObjects.h"
 #include "host/input/streamChoice.h"
 #include "util/tagHeader.h"
@@ -104,6 +105,8 @@ class AvSource {
   const AVStream& streamOf(std::size_t track) const { return *format_->streams[tracks_[track].streamIndex]; }
   /// Throws as the constructor does. Sets the options, opens the input and reads enough of it to know its streams.
   FormatContext open(const InputOptions& options);
+  /// Reads the next packet, after a pause. Returns the status of libav.
+  int readPacket(AVPacket& packet);
   /// Whether an error of libav was caused by the stall limit.
   bool isStall(int error) const;
   /// The text for a failure: that of libav, or how long nothing came.
@@ -133,6 +136,8 @@ class AvSource {
   /// Streams from this number on appeared later, as when a transport stream gets new ones.
   unsigned streamsAtStart_;
   bool isLive_;
+  /// Nothing if the input must be read at once.
+  std::optional<ReadPause> pause_;
   std::vector<Track> tracks_;
   /// A key frame has come.
   bool canDecode_ = false;

@@ -50,6 +50,8 @@ struct InputOptions {
   bool keepTimes = false;
   /// If times jump forward by more than this, the source has started a new clock.
   std::chrono::milliseconds maxGap = std::chrono::hours(1);
+  /// Whether the bytes of a live input may gather for a moment before they are read; see ReadPause.
+  bool mayGather = false;
   /// Null for none. Outlives the input.
   InputObserver* observer = nullptr;
 

@@ -18,6 +18,8 @@ class Descriptor {
   /// `mode` is that of a new file, before the umask.
   explicit Descriptor(const std::string& native, int flags, mode_t mode = 0666)
       : fd_(retried([&] { return ::open(native.c_str(), flags | O_CLOEXEC, mode); })) {}
+  /// Takes over an open descriptor, or -1.
+  explicit Descriptor(int fd) : fd_(fd) {}
   ~Descriptor() { close(); }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;

@@ -61,6 +61,15 @@ void Body::add(File file, std::uint64_t offset, std::uint64_t size) {
   append({.size = size, .content = Span{.file = std::move(file), .offset = offset}});
 }
 
+void Body::addMemory(File file, std::uint64_t offset, std::uint64_t size) {
+  append({.size = size, .content = Span{.file = std::move(file), .offset = offset, .isMemory = true}});
+}
+
+const Body::Span* Body::memorySpan() const {
+  const auto* const span = pieces_.size() == 1 ? std::get_if<Span>(&pieces_.front().content) : nullptr;
+  return span != nullptr && span->isMemory ? span : nullptr;
+}
+
 std::size_t Body::pieceAt(std::uint64_t offset) const {
   const auto after = std::ranges::upper_bound(pieces_, offset, {}, &Piece::start);
   return static_cast<std::size_t>(after - pieces_.begin()) - 1;

@@ -29,6 +29,18 @@ class Body {
   /// `size` bytes of the file from `offset` on.
   void add(File file, std::uint64_t offset, std::uint64_t size);
 
+  /// The same of a file that is in memory, so that no disk is ever waited for.
+  void addMemory(File file, std::uint64_t offset, std::uint64_t size);
+
+  /// A span of an open file.
+  struct Span {
+    File file;
+    std::uint64_t offset = 0;
+    bool isMemory = false;
+  };
+  /// If all of it is one span of a file in memory: that span, which is as long as the body. Null otherwise.
+  const Span* memorySpan() const;
+
   /// Bytes in all.
   std::uint64_t size() const { return size_; }
   /// Reads up to `out.size()` bytes from `offset` on, and returns how many; 0 at the end. May wait for the disk. Throws
@@ -41,10 +53,6 @@ class Body {
   Body slice(std::uint64_t from, std::uint64_t count) const;
 
  private:
-  struct Span {
-    File file;
-    std::uint64_t offset = 0;
-  };
   struct Piece {
     /// Offset of its first byte in the body.
     std::uint64_t start = 0;

@@ -24,16 +24,22 @@ void DeadlineWatch::set(int socket, std::optional<Clock::time_point> deadline) {
   }
   if (!deadline) return;
   deadlines_.emplace(socket, *deadline);
-  const auto place = order_.emplace(*deadline, socket).first;
-  if (place == order_.begin()) changed_.notify_one();
+  order_.emplace(*deadline, socket);
+  // Nearly every deadline is removed before it comes. To wake the thread for each that is the first one now would cost
+  // two thread switches for each request; it wakes for the one before, and then waits for this one.
+  if (*deadline >= wakesAt_) return;
+  wakesAt_ = *deadline;
+  changed_.notify_one();
 }
 
 void DeadlineWatch::run() {
   std::unique_lock lock(mutex_);
   while (!isStopping_) {
     if (order_.empty()) {
+      wakesAt_ = Clock::time_point::max();
       changed_.wait(lock);
     } else if (const auto [deadline, socket] = *order_.begin(); Clock::now() < deadline) {
+      wakesAt_ = deadline;
       changed_.wait_until(lock, deadline);
     } else {
       ::shutdown(socket, SHUT_RDWR);

@@ -35,6 +35,8 @@ class DeadlineWatch {
   std::map<int, Clock::time_point> deadlines_;
   std::set<std::pair<Clock::time_point, int>> order_;
   bool isStopping_ = false;
+  /// When the thread wakes in any case.
+  Clock::time_point wakesAt_ = Clock::time_point::max();
   std::thread thread_;
 };
 

@@ -60,7 +60,9 @@ Playback::Playback(const RecordingSource& source, Log& log, Clock clock, Limits 
       clock_(std::move(clock)),
       headers_(log),
       recordings_(limits.timelines, headers_, log),
-      fragments_(limits.fragments) {}
+      fragments_(limits.fragments),
+      copies_(limits.copies),
+      wholeFragments_(limits.keptCopies) {}
 
 bool Playback::isPlayable(const RecordingInfo& info) {
   const bool isWhole = info.state == RecordingState::kInProgress || info.state == RecordingState::kFinished;
@@ -233,15 +235,7 @@ HttpResponse Playback::fragment(const std::string& stream, const std::string& re
   if (!isComplete) throw missing;
   const std::string path = opened->directory.pathOf(opened->directory.segmentName(fragment.timed().segment));
   try {
-    const auto file = files_.open(path);
-    const auto made = makeFragment(fragment, *parsed, path, file);
-    Body body;
-    body.add(made->boxes);
-    for (std::size_t i = 0; i < made->spans.size(); ++i) {
-      if (i > 0) body.add(made->inserted);
-      body.add(file, made->spans[i].offset, made->spans[i].size);
-    }
-    return lastingResponse(recording + "/" + address, std::move(body));
+    return lastingResponse(recording + "/" + address, *wholeFragment(fragment, *parsed, path));
   } catch (const std::system_error& error) {
     // Removed meanwhile.
     if (error.code() == std::errc::no_such_file_or_directory) throw missing;
@@ -250,6 +244,26 @@ HttpResponse Playback::fragment(const std::string& stream, const std::string& re
     log_.warning(error.what());
   }
   throw HttpError{.status = 500, .text = "the fragment cannot be read"};
+}
+
+std::shared_ptr<const Body> Playback::wholeFragment(const PlayedFragment& fragment, const FragmentAddress& address,
+                                                    const std::string& path) {
+  const std::string key = fmt::format("{}/{}", fragment.recording->directory.path, address.text());
+  if (auto known = wholeFragments_.find(key)) return known;
+  const auto file = files_.open(path);
+  const auto made = makeFragment(fragment, address, path, file);
+  Body body;
+  body.add(made->boxes);
+  for (std::size_t i = 0; i < made->spans.size(); ++i) {
+    if (i > 0) body.add(made->inserted);
+    body.add(file, made->spans[i].offset, made->spans[i].size);
+  }
+  auto copy = copies_.copy(body);
+  // Not kept: it would keep a segment open that is removed.
+  if (!copy) return std::make_shared<const Body>(std::move(body));
+  const auto whole = std::make_shared<const Body>(*std::move(copy));
+  wholeFragments_.put(key, whole, whole->size());
+  return whole;
 }
 
 std::shared_ptr<const PlainFragment> Playback::makeFragment(const PlayedFragment& fragment,

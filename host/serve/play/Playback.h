@@ -16,6 +16,7 @@
 #include "host/serve/play/FragmentAddress.h"
 #include "host/serve/play/HeaderStore.h"
 #include "host/serve/play/LiveWindow.h"
+#include "host/serve/play/MemoryCopies.h"
 #include "host/serve/play/OpenFiles.h"
 #include "host/serve/play/RecordingCache.h"
 #include "host/serve/play/RecordingSource.h"
@@ -32,6 +33,9 @@ class Playback {
   struct Limits {
     std::uint64_t timelines = std::uint64_t{64} << 20;
     std::uint64_t fragments = std::uint64_t{16} << 20;
+    /// Of whole fragments: those that are kept, and those that are kept or still sent.
+    std::uint64_t keptCopies = std::uint64_t{64} << 20;
+    std::uint64_t copies = std::uint64_t{128} << 20;
   };
   /// The longest time of a playlist: the longest day.
   static constexpr std::int64_t kLongestMs = std::int64_t{25} * 3600 * 1000;
@@ -71,6 +75,9 @@ class Playback {
   std::vector<PlayedFragment> fragmentsIn(const std::string& stream, std::int64_t fromMs, std::int64_t toMs);
   /// Throws the HttpError for a request to which no fragment belongs.
   [[noreturn]] void throwNothing(const std::string& stream, std::int64_t fromMs, std::int64_t toMs) const;
+  /// The content of a fragment, in memory if there is room for it.
+  std::shared_ptr<const Body> wholeFragment(const PlayedFragment& fragment, const FragmentAddress& address,
+                                            const std::string& path);
   std::shared_ptr<const PlainFragment> makeFragment(const PlayedFragment& fragment, const FragmentAddress& address,
                                                     const std::string& path, const OpenFiles::File& file);
 
@@ -80,6 +87,9 @@ class Playback {
   HeaderStore headers_;
   RecordingCache recordings_;
   BoundedCache<const PlainFragment> fragments_;
+  /// Whole fragments in memory, for those that many players get.
+  MemoryCopies copies_;
+  BoundedCache<const Body> wholeFragments_;
   OpenFiles files_;
   std::mutex mutex_;
   /// By stream. Guarded by `mutex_`; the objects stay.

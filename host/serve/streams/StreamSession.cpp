@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -58,6 +59,17 @@ bool isStopped(const OutputDirectory& place) try {
   return false;
 }
 
+/// Whether it harms no source of that kind if what comes is read a fifth of a second later: the sender waits (TCP), or
+/// a thread of libavformat reads into a large buffer (UDP).
+bool mayGather(const std::string& source, const std::vector<std::string>& options) {
+  constexpr std::string_view kKinds[] = {"tcp:", "udp:", "http:", "https:", "rtmp"};
+  const auto isKind = [&](std::string_view kind) { return source.starts_with(kind); };
+  // RTP over UDP comes into the small buffers of the system only.
+  const bool isRtspOverTcp =
+      source.starts_with("rtsp:") && std::ranges::find(options, "rtsp_transport=tcp") != options.end();
+  return isRtspOverTcp || std::ranges::any_of(kKinds, isKind);
+}
+
 }  // namespace
 
 StreamSession::StreamSession(const StreamConfig& config, const Settings& settings, const StreamServices& services,
@@ -99,9 +111,9 @@ InputOptions StreamSession::inputOptions() const {
   // libavformat takes 5 MB of memory for each UDP input by default. This is a third of a second at 20 Mbit/s.
   const auto hasSize = [](const std::string& text) { return text.find("fifo_size=") != std::string::npos; };
   const bool isUdp = config_.source.starts_with("udp:");
-  if (isUdp && !hasSize(config_.source) && std::ranges::none_of(options.avOptions, hasSize)) {
-    options.avOptions.emplace_back("fifo_size=4096");
-  }
+  const bool hasOwnSize = hasSize(config_.source) || std::ranges::any_of(options.avOptions, hasSize);
+  if (isUdp && !hasOwnSize) options.avOptions.emplace_back("fifo_size=4096");
+  options.mayGather = !(isUdp && hasOwnSize) && mayGather(config_.source, config_.inputOptions);
   options.stallTimeout = config_.stallTimeout;
   options.maxGap = config_.maxGap;
   options.reconnect = true;
