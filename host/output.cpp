@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 
 #include "host/errors.h"
 
@@ -44,7 +45,9 @@ std::string timeText(std::uint64_t milliseconds) {
 std::string utcText(std::int64_t milliseconds) {
   const std::chrono::sys_time time{std::chrono::milliseconds(milliseconds)};
   const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
-  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(seconds), (time - seconds).count());
+  // As a number: fmt would count a time point in nanoseconds, which 64 bits have only until 2262.
+  const auto calendar = fmt::gmtime(std::time_t{seconds.time_since_epoch().count()});
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", calendar, (time - seconds).count());
 }
 
 std::string hexText(std::span<const std::byte> bytes) {

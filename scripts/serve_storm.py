@@ -156,6 +156,13 @@ def configure(daemon, camera, mortal, udp_ports, step):
     daemon.configure(streams, storage, server='allow_origins = ["https://example.org"]' if step % 4 == 3 else "")
 
 
+def is_serving(daemon):
+    try:
+        return daemon.get("livez")[0] == 200
+    except OSError:
+        return False
+
+
 def storm(daemon, folder, seconds):
     """Runs it all. Returns the counts of what happened."""
     make_clip(folder / "clip.ts")
@@ -180,6 +187,7 @@ def storm(daemon, folder, seconds):
         if camera.live() > 0.9 * len(camera.packets):
             camera.begin = mortal.begin = time.monotonic()  # as cameras that were switched off and on
     clients.stop()
+    wait_for("the end of the last reload", lambda: is_serving(daemon))
     happened = dict(clients.counts)
     for result in ("success", "failure", "timeout"):
         happened[f"hook {result}"] = daemon.metric("k2r_hook_runs_total", result=result)
@@ -213,8 +221,8 @@ def main():
                       if stream.name != ".k2r"]
         print("recordings:", len(recordings))
         faults += [f"{each}: {result.stdout}" for each in recordings if (result := verify(k2r, each)).returncode]
-    except AssertionError as fault:
-        faults.append(str(fault))
+    except (AssertionError, OSError) as fault:
+        faults.append(repr(fault))
     finally:
         Daemon.kill_all()
     for report in sorted(folder.glob("report.*")):

@@ -364,7 +364,7 @@ def disk_hangs(world):
         begin = time.monotonic()
         daemon.process.terminate()
         assert daemon.process.wait(20) == 6, daemon.log()
-        assert time.monotonic() - begin < 5.5, f"the stop took {time.monotonic() - begin:.1f} s"
+        assert time.monotonic() - begin < 7, f"the stop took {time.monotonic() - begin:.1f} s"
     assert "away: did not finish in time" in daemon.log() and "read again" not in daemon.log()
     check_whole(world, daemon.recordings("cam"))
     check_continuous(world, daemon.recordings("cam"))
