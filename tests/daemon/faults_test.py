@@ -221,7 +221,8 @@ def disk_full(world):
     if refused.returncode != 0:
         return f"skipped: this kernel does not let us mount in a namespace of our own: {refused.stderr.strip()}"
     daemon, camera = world.daemon("full", wrapper), world.camera()
-    daemon.configure({"cam": f'source = "{camera.url}"'}, 'rotate = "4s"')
+    # Without rotation: a recording that is to begin just then has another reason, that there is little room.
+    daemon.configure({"cam": f'source = "{camera.url}"'})
     daemon.start()
     inside = pathlib.Path(f"/proc/{daemon.process.pid}/root{root}")
     filler = inside / "filler"
