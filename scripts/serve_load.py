@@ -255,7 +255,7 @@ def main():
     os.makedirs(options.out)
     clip = options.clip or f"{options.out}/clip.ts"
     if not os.path.exists(clip):
-        make_clip(clip, options.seconds + options.settle + 60)
+        make_clip(clip, options.seconds + options.settle + 30)
     inputs, others = Inputs(options, clip), []
     try:
         with open(f"{options.out}/ffmpeg.log", "w", encoding="utf-8") as log:
