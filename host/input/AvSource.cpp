@@ -95,6 +95,7 @@ AvSource::AvSource(const std::string& url, const InputOptions& options, Log& log
   for (AVStream* const stream : std::span(format_->streams, format_->nb_streams)) stream->discard = AVDISCARD_ALL;
   addTracks();
   if (isLive_ && options.mayGather) pause_.emplace(stop);
+  readAt_ = InputWatch::Clock::now();
 }
 
 FormatContext AvSource::open(const InputOptions& options) {
@@ -161,13 +162,14 @@ std::vector<std::byte> AvSource::metadata() const {
 }
 
 int AvSource::readPacket(AVPacket& packet) {
-  // The limit is for the source: our pause does not count.
-  if (pause_ && pause_->await()) watch_.restart();
+  if (pause_) pause_->await();
+  // The limit is for the source. Our pause does not count, nor does a disk that let us wait before this read.
+  watch_.leaveOut(InputWatch::Clock::now() - readAt_);
   if (stop_.requested()) return AVERROR_EXIT;
-  if (!pause_) return av_read_frame(format_.get(), &packet);
-  pause_->beginRead();
+  if (pause_) pause_->beginRead();
   const int error = av_read_frame(format_.get(), &packet);
-  pause_->endRead(error < 0 ? 0 : static_cast<std::size_t>(packet.size));
+  if (pause_) pause_->endRead(error < 0 ? 0 : static_cast<std::size_t>(packet.size));
+  readAt_ = InputWatch::Clock::now();
   return error;
 }
 
@@ -179,6 +181,8 @@ std::vector<SourceFrame> AvSource::read() {
   // Some devices do not wait for data.
   if (error == AVERROR(EAGAIN) && !watch_.isStalled()) {
     stop_.waitUntil(InputWatch::Clock::now() + milliseconds(5));
+    // This wait is for the source.
+    readAt_ = InputWatch::Clock::now();
     return frames;
   }
   if (error < 0) {

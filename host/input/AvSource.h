@@ -28,6 +28,8 @@ class InputWatch {
   InputWatch(const StopSignal& stop, std::chrono::milliseconds limit) : stop_(stop), limit_(limit) {}
   /// Starts to count the time without data from now.
   void restart() { start_ = Clock::now(); }
+  /// Leaves out a time in which nobody read.
+  void leaveOut(Clock::duration time) { start_ = start_.load() + time; }
   /// Whether there was no restart() within the limit.
   bool isStalled() const { return limit_.count() > 0 && Clock::now() - start_.load() > limit_; }
   /// Whether a call of libav was interrupted. Packets that it still returns were received before that.
@@ -129,6 +131,8 @@ class AvSource {
   const StopSignal& stop_;
   InputWatch watch_;
   InputWatch::Clock::time_point openedAt_;
+  /// When the last read returned.
+  InputWatch::Clock::time_point readAt_;
   std::optional<InputWatch::Clock::time_point> lastPacketAt_;
   FormatContext format_;
   /// The chosen streams, by which adopt() knows the kinds that are recorded.

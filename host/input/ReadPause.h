@@ -20,8 +20,8 @@ class ReadPause {
   /// `stop` ends a pause. It outlives this object.
   explicit ReadPause(const StopSignal& stop) : stop_(stop) {}
 
-  /// Waits if the last read had to wait, since then everything that had come was read. Without a pause it returns
-  /// false.
+  /// Waits if the last read had to wait, since then everything that had come was read. Returns whether there was a
+  /// pause.
   bool await();
   /// Called at once before and after a read of libavformat; `bytes` is what it returned.
   void beginRead() { beganAt_ = Clock::now(); }

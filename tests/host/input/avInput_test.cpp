@@ -176,6 +176,18 @@ TEST_F(AvInputTest, RecordsWhatIsThereOfACutFile) {
   EXPECT_THAT(capture_.text(), testing::AllOf(testing::StartsWith("warning: "), testing::HasSubstr("partial file")));
 }
 
+TEST_F(AvInputTest, AReaderThatWasLateIsNoStall) {
+  InputOptions options;
+  options.stallTimeout = std::chrono::seconds(1);
+  AvInput input(clip("-f lavfi -i testsrc2=duration=2:size=640x360 -c:v libx264 -preset ultrafast", "large.ts"),
+                options, capture_.log(), stop_);
+  ASSERT_TRUE(input.next());
+  // As a disk that does not take a fragment for so long.
+  const auto late = std::chrono::steady_clock::now() + std::chrono::milliseconds(1100);
+  EXPECT_TRUE(stop_.waitUntil(late));
+  EXPECT_GT(test::readAll(input).size(), 45u);
+}
+
 TEST_F(AvInputTest, TakesFilesWhoseNamesLookLikeUrlsAndEndsAtAStop) {
   std::filesystem::copy_file(source(), "cam:1 100%.mp4");
   EXPECT_GT(record("cam:1 100%.mp4").size(), 100u);
