@@ -1,5 +1,7 @@
 // Tag streams as the tag-stream library reads them, through the handles on it.
 
+#include <gmock/gmock.h>
+
 #include "packaging/MTGScriptDecoder.h"
 #include "tests/support/statusOf.h"
 #include "tests/support/tagFile.h"
