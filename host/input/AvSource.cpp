@@ -141,7 +141,7 @@ void AvSource::addTracks() {
     try {
       tracks_.push_back({.streamIndex = *index, .converter = makeTrack(stream, log_)});
     } catch (const InputError& error) {
-      if (refusal) throw *refusal;
+      if (refusal) throw InputError(*refusal);
       refusal = error;
       *index = -1;
       continue;
@@ -153,7 +153,7 @@ void AvSource::addTracks() {
     tracks_.back().lastHeader = tracks_.back().firstHeader;
   }
   if (!refusal) return;
-  if (tracks_.empty()) throw *refusal;
+  if (tracks_.empty()) throw InputError(*refusal);
   log_.warning(fmt::format("{}; the recording has {} only", refusal->what(), isVideo(0) ? "video" : "audio"));
 }
 
