@@ -62,8 +62,8 @@ def check_known(world, recordings):
         order = []
         for frame in (each for recording in recordings for each in frames(world.k2r, recording)[kind]):
             following = reference[order[-1] + 1] if order else b""
-            # Up to the data of the slice there are lengths, which differ.
-            is_part = frame not in known and following[15:].startswith(frame[15:])
+            # The length in front of its slice differs, which stands behind parameter sets in a key frame: so by its end.
+            is_part = frame not in known and len(frame) < len(following) and frame[-32:] in following
             order.append(order[-1] + 1 if is_part else known[frame])
         assert order == sorted(set(order)), f"{kind}: frames are doubled or out of order"
 
