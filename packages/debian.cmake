@@ -1,4 +1,4 @@
-# Two packages, by `cpack` in the build folder: k2r has the command line, the module and their documents; libk2r-dev has
+# Two packages, by `cpack` in the build folder: k2r has the command line, the daemon, the module and their documents; libk2r-dev has
 # what a media server compiles against.
 
 set(CPACK_GENERATOR DEB)
@@ -15,7 +15,6 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME k2r)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-# The user of the service is made by systemd-sysusers.
 # The program loads libav itself, so nothing finds it there. The names of its packages have the major versions.
 find_package(PkgConfig REQUIRED)
 foreach(library avformat avcodec avutil)
@@ -25,6 +24,7 @@ foreach(library avformat avcodec avutil)
 endforeach()
 list(TRANSFORM libav_packages REPLACE "^(libav(format|codec))([0-9]+)$" "\\1\\3 | \\1-extra\\3")
 list(JOIN libav_packages ", " libav_packages)
+# systemd-sysusers makes the user of the service.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers, ${libav_packages}")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/conffiles ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst

@@ -110,7 +110,7 @@ g++ -std=c++20 "${flags[@]}" "$work/host.cpp" -o "$work/host" -ldl
 "$root/usr/bin/k2r" verify "$work/byPkgConfig"
 
 mkdir -p "$root/var/lib/k2r/.k2r" "$root/var/lib/k2r/cam1/20261125T140000.000Z"
-touch "$root/var/lib/k2r/.k2r/marker" "$root/var/lib/k2r/roots.txt" "$root/var/lib/k2r/cam1/20261125T140000.000Z/x.bootstrap"
+touch "$root/var/lib/k2r/.k2r/root" "$root/var/lib/k2r/roots.txt" "$root/var/lib/k2r/cam1/20261125T140000.000Z/x.bootstrap"
 dpkg_there --purge libk2r-dev k2r
 grep -q "recordings in /var/lib/k2r are kept" "$work/dpkg.out" || fail "purge says nothing of the recordings"
 [ -f "$root/var/lib/k2r/cam1/20261125T140000.000Z/x.bootstrap" ] || fail "purge removed a recording"

@@ -59,7 +59,7 @@ struct StreamSnapshot {
   std::uint64_t queueBytes = 0;
   /// When the last fragment was on disk, in milliseconds since 1970-01-01 UTC; 0 if none was.
   std::int64_t lastFragmentAtMs = 0;
-  /// Over the last ten seconds or so.
+  /// Over some five seconds, renewed as often.
   double receivedBytesPerSecond = 0;
 };
 
