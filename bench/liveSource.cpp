@@ -28,7 +28,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kPacket = 188;
-/// What an UDP datagram takes: seven packets, as usual.
+/// What a UDP datagram holds: seven packets, as usual.
 constexpr std::size_t kDatagram = 7 * kPacket;
 /// As often as a camera has a picture.
 constexpr auto kTick = std::chrono::milliseconds(40);

@@ -5,8 +5,9 @@
 namespace host {
 
 /// While it exists, the errors that libav reports on the thread that made it go to a log. They are warnings there,
-/// because their consequences are reported where they occur. All lesser messages of libav are dropped, and all messages
-/// of threads without a route. What libav logs on threads of its own goes to the oldest route of the process.
+/// because their consequences are reported where they occur. All lesser messages of libav are dropped. Messages of
+/// threads without a route, such as those of libav, go to the oldest route of the process; without one they are
+/// dropped.
 ///
 /// Made and destroyed on one thread. A thread may have several, of which the newest counts; they are destroyed in the
 /// opposite order. `log` outlives it.

@@ -48,7 +48,7 @@ class AvOptions {
     for (const std::string& text : assignments) {
       const std::size_t equals = text.find('=');
       if (equals == 0 || equals == std::string::npos) {
-        throw UsageError(fmt::format("--input-option '{}' is not of the form KEY=VALUE", text));
+        throw UsageError(fmt::format("input option '{}' is not of the form KEY=VALUE", text));
       }
       av_dict_set(&options_, text.substr(0, equals).c_str(), text.substr(equals + 1).c_str(), 0);
     }
@@ -112,7 +112,7 @@ FormatContext AvSource::open(const InputOptions& options) {
   watch_.restart();
   // libavformat ignores options that it does not know. A typing error must not go unnoticed.
   if (error >= 0 && avOptions.left() != nullptr) {
-    throw UsageError(fmt::format("--input-option {}: '{}' has no such option", avOptions.left(), url_));
+    throw UsageError(fmt::format("input option {}: '{}' has no such option", avOptions.left(), url_));
   }
   const AvLogRoute::CodecSilence silence(true);
   if (error >= 0) error = avformat_find_stream_info(format.get(), nullptr);

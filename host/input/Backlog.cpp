@@ -24,9 +24,20 @@ std::optional<std::size_t> headerIndex(const MessageKind& kind) {
 
 std::optional<InputMessage> Backlog::readInput() {
   if (hasEnded_) return std::nullopt;
-  auto message = input_->next();
-  hasEnded_ = !message;
-  return message;
+  try {
+    auto message = input_->next();
+    hasEnded_ = !message;
+    return message;
+  } catch (...) {
+    // What came before is still to be recorded, and counted.
+    hasEnded_ = true;
+    failure_ = std::current_exception();
+    return std::nullopt;
+  }
+}
+
+void Backlog::throwFailure() {
+  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
 bool Backlog::read() {
@@ -115,9 +126,13 @@ void Backlog::drop(std::size_t count, Dropped& dropped) {
 }
 
 std::optional<InputMessage> Backlog::next() {
+  // What hold() dropped ends here.
+  waitsForBegin_ = false;
+  droppedUpToMs_.reset();
   if (queue_.empty()) {
     auto message = readInput();
     newClocks_ = input_->newClocks();
+    throwFailure();
     return message;
   }
   current_ = std::move(queue_.front().message);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -28,11 +29,14 @@ class Backlog : public Input {
 
   /// Reads up to the first key frame, without video up to the first audio frame, without both up to the first message,
   /// and leaves out all frames before it. Returns its time in ms, or nothing if the input ends before. An input that
-  /// does not know whether it has video is given a second of media time to show it. Throws as next() does.
+  /// does not know whether it has video is given a second of media time to show it. If the input fails, that is its
+  /// end: what came before can be recorded, and next() or throwFailure() throws after it.
   std::optional<std::uint32_t> awaitBegin();
   /// Reads one message and keeps it. If the messages take more than `limit` bytes, the oldest are dropped, so that the
-  /// rest begins with a key frame. Returns false at the end of the input. Throws as next() does.
+  /// rest begins with a key frame. Returns false at the end of the input, which a failure is, too.
   bool hold(std::uint64_t limit);
+  /// Throws what the input has failed with, unless that was thrown already.
+  void throwFailure();
   /// Drops all of them: there will be no place for them.
   void giveUp() { drop(queue_.size(), overLimit_); }
   /// Memory in bytes of the messages that were read and not returned, about.
@@ -68,6 +72,7 @@ class Backlog : public Input {
 
   std::unique_ptr<Input> input_;
   bool hasEnded_ = false;
+  std::exception_ptr failure_;
   std::deque<Held> queue_;
   std::uint64_t bytes_ = 0;
   /// Whether a message of video has come.

@@ -1,5 +1,5 @@
 // The functions of libav that this program calls. Each one defined here loads its library with the first call and
-// passes everything on. libavformat brings 130 other libraries, which take 40 ms and 24 MB, and most commands need none
+// passes everything on. libavformat brings 130 other libraries, which take 45 ms and 22 MB, and most commands need none
 // of them (docs/decisions.md, "libav is loaded by the first call").
 
 #include <dlfcn.h>

@@ -18,7 +18,7 @@ bool QueueLimit::admits(const InputMessage& message) {
     dropped_ = {};
     firstDroppedMs_ = message.timeMs;
     log_.warning(
-        fmt::format("{} messages ({:.1f} MB) wait for a fragment to be written, as many as --max-queue allows; "
+        fmt::format("{} messages ({:.1f} MB) wait for a fragment to be written, as many as the queue limit allows; "
                     "from {} ms on messages are dropped until one has been",
                     model.waiting().messages, static_cast<double>(model.waiting().bytes) / 1e6, message.timeMs));
   }
@@ -26,7 +26,7 @@ bool QueueLimit::admits(const InputMessage& message) {
   if (follower_.madeTrack() || bringsFragment(message)) return true;
   dropped_.add(message.data.size());
   account_.lose(LossReason::kQueue, {.messages = 1, .bytes = message.data.size()},
-                "more than --max-queue allows waited for a fragment");
+                "more than the queue limit allows waited for a fragment");
   return false;
 }
 

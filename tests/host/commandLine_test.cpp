@@ -148,8 +148,8 @@ TEST_F(RecordCommandTest, TellsWhatIsLostAndWhy) {
       {inter(1) + pcm + key, "", 6, 2, "of message that is not stored"},
       {stream().keyFramesEvery(4000).framesEvery(100).frameBytes(1000).until(8001), "--max-queue=20K", 6, 46,
        "warning: the recording continues at 4000 ms; 23 messages (0.0 MB) were dropped"},
-      {sound(1000).until(8001), "--max-queue=4K", 6, 10, "more than --max-queue allows waited for a fragment"},
-      {inter(30000), "--max-queue=1K", 6, 60, "as many as --max-queue allows"},
+      {sound(1000).until(8001), "--max-queue=4K", 6, 10, "more than the queue limit allows waited for a fragment"},
+      {inter(30000), "--max-queue=1K", 6, 60, "as many as the queue limit allows"},
       {{}, "", 6, 0, "nothing came that could be recorded"}};
   for (const auto& [messages, option, status, lost, line] : rows) {
     SCOPED_TRACE(line);

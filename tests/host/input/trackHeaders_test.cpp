@@ -84,7 +84,7 @@ std::string lengthPrefixed(const char* image) {
 TEST(AnnexB, IsRewrittenWithLengths) {
   const std::tuple<const char*, const char*, const char*> rows[] = {
       {"long and short start codes", "00000001 0910 000001 6588", "00000002 09100000 00026588"},
-      {"zeros behind a unit", "000001 6588 0000 00000001 41", "00000002 65880000 000141"},
+      {"zeros after a unit", "000001 6588 0000 00000001 41", "00000002 65880000 000141"},
       {"zeros inside a unit", "000001 65 0000 03 01 88", "00000006 65000003 0188"},
       {"bytes ahead of the first start code", "ff 00 000001 65", "00000001 65"},
       {"a start code at the end", "000001 65 000001", "00000001 65"},

@@ -77,7 +77,7 @@ TEST_F(RecordSessionTest, LosesNothingToADiskThatWasFullAndSendsNothingTwice) {
 TEST_F(RecordSessionTest, DoesNotGoOnBehindAFullQueueBeforeAFragmentIsWritten) {
   constexpr int kEver = 1 << 30;
   const auto account = record(test::av().until(60001), 8, kEver, {.maxQueue = 16000});
-  EXPECT_THAT(capture_.text(), testing::HasSubstr("as many as --max-queue allows"));
+  EXPECT_THAT(capture_.text(), testing::HasSubstr("as many as the queue limit allows"));
   EXPECT_THAT(capture_.text(), testing::Not(testing::HasSubstr("the recording continues")));
   EXPECT_EQ(account.gapMs, 0u) << "behind the last fragment nothing is a gap";
   EXPECT_GT(account.lost.messages, 10u);
