@@ -100,7 +100,7 @@ class Server {
     // Before anything changes: an address that cannot be used, or a token that cannot be read, refuses all of it.
     applyHttp(config);
     storage_.apply(config);
-    if (!isStopping_) streams_.apply(config);
+    streams_.apply(config);
   }
 
   void applyHttp(const ServeConfig& config) {
@@ -161,15 +161,19 @@ class Server {
 
   ExitStatus finish() {
     manager_.stopping();
-    isStopping_ = true;
     const auto now = std::chrono::steady_clock::now();
-    exitDeadline_.emplace(now + kExitTime, [this] { return lastWords(); });
-    // Hooks need some seconds to end, which they have beside the streams.
-    std::thread hooks([this] { storage_.stop(); });
+    std::jthread hooks;
+    try {
+      exitDeadline_.emplace(now + kExitTime, [this] { return lastWords(); });
+      // Hooks need some seconds to end, which they have beside the streams.
+      hooks = std::jthread([this] { storage_.stop(); });
+    } catch (const std::system_error&) {
+      // No thread is left: they end after the streams.
+    }
     const auto unfinished = streams_.finish(now + kFinishTime);
     for (const std::string& name : unfinished) log_.error(fmt::format("{}: did not finish in time", name));
     isFinished_ = unfinished.empty();
-    hooks.join();
+    hooks.joinable() ? hooks.join() : storage_.stop();
     return isFinished_ ? ExitStatus::kOk : ExitStatus::kIncomplete;
   }
 
@@ -193,8 +197,6 @@ class Server {
   // Before anything that starts threads: they inherit the mask.
   BlockedSignals signals_{SIGINT, SIGTERM, SIGHUP};
   std::atomic<bool> isReloading_ = false;
-  /// A reload that comes to its end during a stop begins no streams.
-  std::atomic<bool> isStopping_ = false;
   /// All recordings were finished at the stop.
   std::atomic<bool> isFinished_ = false;
   /// From the stop on. Before all that may hang, so that it ends after them.

@@ -4,8 +4,9 @@
 
 namespace host::serve {
 
-/// What the recording threads tell the rest of the program. Called on the thread of the stream, which waits meanwhile:
-/// no call may block or throw. `stream` is a stream's name, `recording` the name of a recording's directory.
+/// What the recording threads report to the rest of the program. Called on the thread of the stream, which waits
+/// meanwhile: no call may throw, or wait for more than a small file. `stream` is a stream's name, `recording` the name
+/// of a recording's directory.
 class RecordingEvents {
  public:
   /// The directory exists and is locked by this process.

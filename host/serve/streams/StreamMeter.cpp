@@ -24,7 +24,7 @@ StreamMeter::StreamMeter(std::string stream, StreamStatus& status, const StreamS
       rateBytes_(status.get().received.bytes) {}
 
 void StreamMeter::setState(StreamState state) {
-  if (status_.get().state == state) return;
+  if (status_.state() == state) return;
   // At once: the retention looks for itself only every few seconds.
   if (state == StreamState::kBlocked && services_.makeRoom) services_.makeRoom(stream_);
   status_.update([&](StreamSnapshot& status) {
@@ -118,7 +118,7 @@ void StreamMeter::recorded(const State& state) {
   last_.lostMs = account.lostMsBy;
   last_.gaps = account.gaps;
   last_.fragments = state.fragments;
-  if (isFailing_ && status_.get().state != StreamState::kBlocked) fail(state.failure);
+  if (isFailing_ && status_.state() != StreamState::kBlocked) fail(state.failure);
   setState(isFailing_ ? StreamState::kBlocked : StreamState::kRecording);
   if (hasGrown) services_.events.grew(stream_, recording_);
 }

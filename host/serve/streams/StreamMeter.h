@@ -30,6 +30,8 @@ class StreamMeter final : public RecordObserver, public InputObserver {
   void finished(bool isEmpty);
   /// The recording is unlocked, and its files could not be completed.
   void interrupted();
+  /// The counts of the next readAhead() begin at 0: the input was opened again.
+  void opened() { beforeBegin_ = overLimit_ = {}; }
   /// Takes the counts of what the input was read ahead.
   void readAhead(const Backlog& backlog);
 

@@ -88,9 +88,13 @@ bool StreamSession::run() {
   auto source = std::make_unique<Backlog>(openSource(config_.source, inputOptions(), log_, stop_));
   Backlog& backlog = *source;
   const bool hasOwnEnd = !backlog.isLive();
+  meter_.opened();
   auto beginMs = backlog.awaitBegin();
   meter_.readAhead(backlog);
-  if (!beginMs) return hasOwnEnd;
+  if (!beginMs) {
+    backlog.throwFailure();
+    return hasOwnEnd;
+  }
   CodecChanges input(std::move(source), false);
   // The first recording's times begin at 0 with its key frame, too.
   input.beginRecording();
@@ -156,6 +160,7 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::int64_t b
     backlog.giveUp();
     meter_.readAhead(backlog);
     log_.error("what was kept in the queue is lost");
+    backlog.throwFailure();
     return;
   }
 }
@@ -163,6 +168,8 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::int64_t b
 bool StreamSession::waitForRoom(Backlog& backlog) {
   if (services_.makeRoom) services_.makeRoom(config_.name);
   const auto until = SteadyClock::now() + services_.roomPause;
+  // A source with an end of its own waits.
+  if (!backlog.isLive()) return stop_.waitUntil(until);
   do {
     // A source that gives nothing needs no room.
     if (!backlog.hold(config_.maxQueue)) return false;

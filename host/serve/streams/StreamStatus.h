@@ -70,6 +70,10 @@ class StreamStatus {
     const std::scoped_lock lock(mutex_);
     return snapshot_;
   }
+  StreamState state() const {
+    const std::scoped_lock lock(mutex_);
+    return snapshot_.state;
+  }
   /// `change` gets the snapshot to change, under the lock; it must not block.
   template <typename Change>
   void update(const Change& change) {

@@ -28,6 +28,7 @@ Supervisor::~Supervisor() {
 
 void Supervisor::apply(const ServeConfig& config) {
   const std::scoped_lock lock(mutex_);
+  if (isFinishing_) return;
   std::set<std::string> names;
   for (const StreamConfig& wanted : config.streams) {
     names.insert(wanted.name);
@@ -53,6 +54,7 @@ void Supervisor::apply(const ServeConfig& config) {
 
 std::vector<std::string> Supervisor::finish(std::chrono::steady_clock::time_point deadline) {
   const std::scoped_lock lock(mutex_);
+  isFinishing_ = true;
   for (auto& [name, stream] : streams_) end(stream);
   const auto unfinished = [this] {
     std::vector<std::string> names;
@@ -85,7 +87,7 @@ std::optional<Supervisor::View> Supervisor::find(const std::string& name) const 
 bool Supervisor::start(const std::string& name) {
   const std::scoped_lock lock(mutex_);
   const auto found = streams_.find(name);
-  if (found == streams_.end() || !found->second.isConfigured) return false;
+  if (isFinishing_ || found == streams_.end() || !found->second.isConfigured) return false;
   Stream& stream = found->second;
   stream.wanted = true;
   if (stream.isEnding || !stream.recorder || stream.recorder->isDone()) begin(stream);

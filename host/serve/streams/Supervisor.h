@@ -36,8 +36,8 @@ class Supervisor {
   /// that finish. A stream for which the system has no thread or descriptor is in the state "failed", and is tried
   /// again by the next call.
   void apply(const ServeConfig& config);
-  /// Lets all streams finish. Waits for that until `deadline`, and returns the names of those that have not. Other
-  /// calls wait meanwhile.
+  /// Lets all streams finish, and begins none from here on. Waits for that until `deadline`, and returns the names of
+  /// those that have not. Other calls wait meanwhile.
   std::vector<std::string> finish(std::chrono::steady_clock::time_point deadline);
 
   /// The configured streams, sorted by name.
@@ -74,8 +74,10 @@ class Supervisor {
 
   const StreamServices services_;
   mutable std::mutex mutex_;
-  /// Guarded by `mutex_`.
+  // Guarded by `mutex_`.
   std::map<std::string, Stream> streams_;
+  /// finish() was called.
+  bool isFinishing_ = false;
   /// Taken by a recorder's thread at its end, and after `mutex_`. A mutex of its own: a recorder may be destroyed,
   /// which waits for its thread, while `mutex_` is locked.
   std::mutex doneMutex_;
