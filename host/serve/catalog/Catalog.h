@@ -47,6 +47,9 @@ struct RecordingInfo {
   /// Stretches without media, in order.
   std::vector<TimeSpan> gaps;
   bool isProtected = false;
+
+  /// In progress or finished: a repair may still change any other.
+  bool isWhole() const { return state == RecordingState::kInProgress || state == RecordingState::kFinished; }
 };
 
 class RootScan;

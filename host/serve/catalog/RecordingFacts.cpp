@@ -69,8 +69,8 @@ class ExtentReader {
 
 /// The fragments after which there may be a gap: their successors come later than usual. By rising time.
 ///
-/// The bootstrap cannot tell: it gives a gap to the duration of the fragment in which it began. The index has the times
-/// at which fragments begin, so a gap makes a distance longer.
+/// The bootstrap does not show it: it gives a gap to the duration of the fragment in which it began. The index has the
+/// times at which fragments begin, so a gap makes a distance longer.
 std::vector<std::size_t> beforeGaps(const std::vector<Place>& places) {
   // Bounds what is read of a recording whose key frames come as they like.
   constexpr std::size_t kMost = 64;
@@ -174,6 +174,8 @@ RecordingFacts readFacts(const std::string& folder, const RecordingName& name) {
   std::error_code error;
   const RecordingDirectory directory = fileset::examineRecordingDirectory(folder + "/" + stem, stem, error);
   if (error == std::errc::no_such_file_or_directory) return {.kind = RecordingFacts::Kind::kMissing};
+  const bool isNone = error == std::errc::not_a_directory || error == std::errc::too_many_symbolic_link_levels;
+  if (error && !isNone) return {.kind = RecordingFacts::Kind::kUnread};
   if (error || !directory.foreign.empty()) return {.kind = RecordingFacts::Kind::kForeign};
   RecordingFacts facts{.state = RecordingState::kInterrupted,
                        .endMs = name.beginMs,

@@ -16,9 +16,11 @@ struct RecordingFacts {
     kRecording,
     /// There is no such directory.
     kMissing,
-    /// It cannot be read, is a link, or contains what is no file of a recording of this name. It is never listed,
+    /// It is a link or no directory, or contains what is no file of a recording of this name. It is never listed,
     /// counted or changed.
     kForeign,
+    /// The directory cannot be read at the moment, for example since no descriptor is left.
+    kUnread,
   } kind = Kind::kRecording;
   /// Never kInProgress, since the files do not say who writes them.
   RecordingState state = RecordingState::kFinished;

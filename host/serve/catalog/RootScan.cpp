@@ -55,7 +55,11 @@ void RootScan::run(const std::stop_token& stop) {
       if (!wake_.wait(lock, stop, [this] { return done_ != requested_; })) return;
       request = requested_;
     }
-    scan(stop);
+    try {
+      scan(stop);
+    } catch (const std::exception&) {
+      // Memory is short. Lists read what is missing.
+    }
     const std::scoped_lock lock(mutex_);
     done_ = request;
   }

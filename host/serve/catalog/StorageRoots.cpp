@@ -33,7 +33,9 @@ bool writeMarker(const std::string& root) {
   using platform::os::Durability;
   if (!platform::os::makeDirectory(markerFolder(root), Durability::kDevice) && errno != EEXIST) return false;
   const std::string path = markerFile(root);
-  return platform::os::writeFile(path, qvs::util::asBytes(kMarkerText)) && platform::os::syncFile(path);
+  // Its name, too: otherwise a loss of power could leave a root that is remembered and has no marker.
+  return platform::os::writeFile(path, qvs::util::asBytes(kMarkerText)) && platform::os::syncFile(path) &&
+         platform::os::flushParent(path, Durability::kDevice);
 }
 
 }  // namespace
@@ -90,9 +92,12 @@ namespace {
 
 constexpr std::size_t kMaxFile = std::size_t{1} << 20;
 
-std::string readRoots(const std::string& file) {
+/// Empty if there is no such file; nothing if it cannot be read.
+std::optional<std::string> readRoots(const std::string& file) {
+  errno = 0;
   const auto content = platform::os::readFile(file, kMaxFile);
-  return content ? std::string(reinterpret_cast<const char*>(content->data()), content->size()) : "";
+  if (content) return std::string(reinterpret_cast<const char*>(content->data()), content->size());
+  return errno == ENOENT ? std::optional<std::string>("") : std::nullopt;
 }
 
 /// Whether the text has such a line.
@@ -104,20 +109,22 @@ bool hasLine(std::string_view text, const std::string& line) {
 
 bool StorageRoots::wasUsedBefore(const std::string& path) {
   const std::scoped_lock lock(fileMutex_);
-  return !stateFolder_.empty() && hasLine(readRoots(stateFolder_ + "/roots.txt"), path);
+  return !stateFolder_.empty() && hasLine(readRoots(stateFolder_ + "/roots.txt").value_or(""), path);
 }
 
 void StorageRoots::remember(const std::string& path, Log& log) {
   const std::scoped_lock lock(fileMutex_);
   if (stateFolder_.empty()) return;
   const std::string file = stateFolder_ + "/roots.txt";
-  std::string text = readRoots(file);
-  if (hasLine(text, path)) return;
-  text += path + "\n";
+  auto text = readRoots(file);
+  if (text && hasLine(*text, path)) return;
   const std::string temporary = file + ".tmp";
   platform::os::makeDirectory(stateFolder_, platform::os::Durability::kDevice);
-  if (platform::os::writeFile(temporary, qvs::util::asBytes(text)) && platform::os::replaceFile(temporary, file))
+  // A file that cannot be read is not replaced: it may have the other roots.
+  if (text && platform::os::writeFile(temporary, qvs::util::asBytes(*text + path + "\n")) &&
+      platform::os::replaceFile(temporary, file)) {
     return;
+  }
   log.warning(fmt::format("'{}' cannot be written: after a restart, a disk that is not mounted at '{}' is not noticed",
                           file, path));
 }

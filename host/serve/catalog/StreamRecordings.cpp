@@ -83,6 +83,11 @@ void StreamRecordings::read(const RecordingName& name) {
     const std::scoped_lock lock(mutex_);
     const auto found = entries_.find(name);
     if (found == entries_.end()) return;
+    if (facts.kind == RecordingFacts::Kind::kUnread) {
+      // As if it were not ours, until it can be read.
+      found->second.isForeign = !found->second.isInProgress;
+      return;
+    }
     found->second.readVersion = version;
     found->second.sizedVersion = version;
     if (facts.kind == RecordingFacts::Kind::kMissing && !found->second.isInProgress) {
@@ -280,7 +285,6 @@ std::vector<StoredRecording> StreamRecordings::stored() {
     recordings.push_back({.name = name,
                           .endMs = entry.endMs,
                           .bytes = entry.bytes,
-                          .listedAtMs = entry.listedAtMs,
                           .isRead = entry.readVersion != 0,
                           .isInProgress = entry.isInProgress});
   }

@@ -23,8 +23,6 @@ struct StoredRecording {
   std::int64_t endMs = 0;
   /// Of all its files. Only with `isRead`.
   std::uint64_t bytes = 0;
-  /// When it was last in a list; nothing if it never was.
-  std::optional<std::int64_t> listedAtMs = {};
   /// Whether its files were read.
   bool isRead = false;
   bool isInProgress = false;

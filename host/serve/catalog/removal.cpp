@@ -36,8 +36,9 @@ RemovalResult removeRecordingOf(const std::string& folder, const std::string& re
   if (std::rename(path.c_str(), aside.c_str()) != 0) return RemovalResult::kRefused;
   // Else a loss of power could bring the name back, with a part of the files.
   platform::os::flushParent(path, Durability::kDevice);
-  return fileset::removeRecording(aside, recording, Durability::kDevice) ? RemovalResult::kDone
-                                                                         : RemovalResult::kRefused;
+  // What cannot be removed now is finishRemovals()'s: the recording is gone already.
+  fileset::removeRecording(aside, recording, Durability::kDevice);
+  return RemovalResult::kDone;
 }
 
 void finishRemovals(const std::string& folder) {

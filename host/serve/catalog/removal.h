@@ -9,11 +9,11 @@ namespace host::serve {
 inline constexpr char kRemovedSuffix[] = ".removed";
 
 enum class RemovalResult {
-  /// It is gone, or was already.
+  /// It is gone from its name, or was already. finishRemovals() removes what may be left of it.
   kDone,
   /// A process is writing it.
   kInUse,
-  /// It contains what is no file of it, or cannot be removed. Nothing was changed, or finishRemovals() will go on.
+  /// It contains what is no file of it, or cannot be renamed. Nothing was changed.
   kRefused,
 };
 

@@ -20,7 +20,7 @@ class Repairer {
            Log& log)
       : catalog_(catalog), stream_(stream), folder_(folder), recording_(recording), log_(log) {}
 
-  /// Whether the recording is finished now.
+  /// Whether the recording is whole and finished now.
   bool run(const Settings& settings) {
     const std::string path = folder_ + "/" + recording_;
     // A kill between the making of the directory and the first file.
@@ -29,7 +29,8 @@ class Repairer {
     if (repair.outcome == Repair::Outcome::kRefused) return reportDamage(repair.verification);
     if (repair.verification.fragments == 0) return removeRest();
     catalog_.repaired(stream_, recording_, false);
-    if (repair.outcome != Repair::Outcome::kFinished) return false;
+    // Untouched: only the look at its files had failed, on a disk that was gone for a moment.
+    if (repair.outcome == Repair::Outcome::kUntouched) return true;
     log_.note(fmt::format("{}: recording {} was interrupted, and is finished now", stream_, recording_));
     return true;
   }

@@ -17,8 +17,8 @@ class HookProcess {
   using TakeLine = std::function<void(std::string_view line)>;
 
   /// Starts it, found as a shell would find it, without one. `words` has at least one. Throws CommandError if it cannot
-  /// be started. `takeLine` gets its output, from read() and the destructor; a long line is cut, and after many the
-  /// rest is dropped.
+  /// be started. `takeLine` gets its output, from readOutput(), result() and the destructor; a long line is cut, and
+  /// after many the rest is dropped.
   HookProcess(const std::vector<std::string>& words, TakeLine takeLine);
   /// Kills its group if it still runs, and waits half a second for its end.
   ~HookProcess();

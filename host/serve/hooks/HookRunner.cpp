@@ -47,9 +47,17 @@ HookRunner::~HookRunner() {
 }
 
 void HookRunner::configure(const ServeConfig& config) {
+  // Of the other streams the hooks that wait are known. One that succeeds meanwhile must not come back.
   std::set<std::string> roots;
-  for (const StreamConfig& stream : config.streams) {
-    if (!stream.onRecording.empty()) roots.insert(stream.root);
+  std::set<std::string> isNew;
+  {
+    const std::scoped_lock lock(mutex_);
+    for (const StreamConfig& stream : config.streams) {
+      const auto known = streams_.find(stream.name);
+      if (stream.onRecording.empty() || (known != streams_.end() && known->second.root == stream.root)) continue;
+      roots.insert(stream.root);
+      isNew.insert(stream.name);
+    }
   }
   std::map<std::string, std::vector<HookMarkers::Marker>> markers;
   for (const std::string& root : roots) markers[root] = HookMarkers(root).list();
@@ -71,7 +79,7 @@ void HookRunner::configure(const ServeConfig& config) {
   for (const auto& [root, list] : markers) {
     for (const auto& [stream, recording] : list) {
       const auto found = streams_.find(stream);
-      if (found == streams_.end() || found->second.root != root) continue;
+      if (!isNew.contains(stream) || found == streams_.end() || found->second.root != root) continue;
       hooks_.try_emplace({stream, recording}, Hook{.root = root, .due = timing_.now()});
     }
   }

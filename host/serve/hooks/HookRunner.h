@@ -103,7 +103,7 @@ class HookRunner {
     Key key;
     std::string root;
     std::unique_ptr<HookProcess> process;
-    /// When it is told to end, and when it is killed.
+    /// When it is asked to end, and when it is killed.
     std::optional<Clock::time_point> deadline;
     std::optional<Clock::time_point> killAt;
   };

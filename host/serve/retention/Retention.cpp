@@ -42,7 +42,8 @@ class Retention::RootThread {
     while (const auto limits = nextLimits(stop)) {
       try {
         const bool isOurs = !limits->isAny() || !mayRemove_ || mayRemove_(root_);
-        if (isOurs) retention_.pass(*limits);
+        // Without limits it takes back what a pass before has marked.
+        retention_.pass(isOurs ? *limits : RootLimits());
       } catch (const std::exception& error) {
         log_.error(fmt::format("{}: cannot look for recordings to remove: {}", root_, error.what()));
       }

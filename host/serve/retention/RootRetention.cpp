@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <ranges>
 
 #include "host/serve/catalog/Surroundings.h"
@@ -42,8 +40,9 @@ std::uint64_t RootRetention::bytesToFree(const RootLimits& limits) const {
 }
 
 void RootRetention::pass(const RootLimits& limits) {
-  std::map<Key, std::shared_ptr<StreamRecordings>> leftBefore;
-  leaving_.swap(leftBefore);
+  forgetOverdue();
+  // Only at the end: after an exception those that are marked must still be known.
+  Leaving leaving;
   if (limits.isAny()) {
     const Folders folders = catalog_.foldersIn(root_);
     KeepPlan plan{.streams = {}, .bytes = limits.all.bytes, .bytesToFree = bytesToFree(limits)};
@@ -69,12 +68,22 @@ void RootRetention::pass(const RootLimits& limits) {
       return mustKeep_ && mustKeep_(folders[recording.stream]->stream(), recordingNameText(recording.name));
     };
     for (const auto& removal : planRemovals(kept, plan, surroundings_.nowMs(), isHeld)) {
-      remove(items[removal.recording], removal);
+      remove(items[removal.recording], removal, leaving);
     }
   }
-  for (const auto& [key, folder] : leftBefore) {
-    if (!leaving_.contains(key)) folder->setLeaving(key.second, false);
+  for (const auto& [key, folder] : leaving_) {
+    if (!leaving.contains(key)) folder->setLeaving(key.second, false);
   }
+  leaving_ = std::move(leaving);
+}
+
+void RootRetention::forgetOverdue() {
+  const std::int64_t nowMs = surroundings_.nowMs();
+  std::erase_if(stuckUntilMs_, [nowMs](const auto& stuck) {
+    const std::int64_t waitMs = stuck.second - nowMs;
+    // More than it ever was: the clock was set back.
+    return waitMs <= 0 || waitMs > kRetryMs;
+  });
 }
 
 std::vector<RootRetention::Item> RootRetention::collect(const Folders& folders, const RootLimits& limits,
@@ -91,11 +100,16 @@ std::vector<RootRetention::Item> RootRetention::collect(const Folders& folders, 
   for (const auto& own : limits.streams | std::views::values) {
     if (own.age) shortest = shortest ? std::min(*shortest, *own.age) : *own.age;
   }
+  const bool hasByteLimit =
+      limits.all.bytes ||
+      std::ranges::any_of(limits.streams | std::views::values, [](const auto& own) { return own.bytes.has_value(); });
+  // Later the scan has read nearly all, and what came into the folder since counts, too.
+  const bool mustReadAll = hasByteLimit && catalog_.isReady();
   const std::int64_t nowMs = surroundings_.nowMs();
   std::uint64_t freed = 0;
   for (Item& item : items) {
     const bool isOld = shortest && item.stored.name.beginMs <= nowMs - shortest->count();
-    if (!isOld && freed >= bytesToFree) break;
+    if (!isOld && freed >= bytesToFree && !mustReadAll) break;
     if (!item.stored.isRead) {
       item.folder->read(item.stored.name);
       const auto info = item.folder->find(item.stored.name);
@@ -103,22 +117,14 @@ std::vector<RootRetention::Item> RootRetention::collect(const Folders& folders, 
       if (info) item.stored.endMs = info->time.endMs;
       if (info) item.stored.bytes = info->bytes;
     }
-    if (!item.stored.isInProgress && !item.isElsewhere) freed += item.stored.bytes;
+    const bool mayGo =
+        !item.stored.isInProgress && !item.isElsewhere && !isStuck({item.folder->folder(), item.stored.name});
+    if (mayGo) freed += item.stored.bytes;
   }
   return items;
 }
 
-bool RootRetention::isStuck(const Key& key) {
-  const auto found = stuckUntilMs_.find(key);
-  if (found == stuckUntilMs_.end()) return false;
-  const std::int64_t waitMs = found->second - surroundings_.nowMs();
-  // More than it ever was: the clock was set back.
-  const bool isOver = waitMs <= 0 || waitMs > kRetryMs;
-  if (isOver) stuckUntilMs_.erase(found);
-  return !isOver;
-}
-
-void RootRetention::remove(const Item& item, const PlannedRemoval& removal) {
+void RootRetention::remove(const Item& item, const PlannedRemoval& removal, Leaving& leaving) {
   StreamRecordings& folder = *item.folder;
   const RecordingName& name = item.stored.name;
   const std::string text = recordingNameText(name);
@@ -126,6 +132,7 @@ void RootRetention::remove(const Item& item, const PlannedRemoval& removal) {
   const auto listedAtMs = folder.setLeaving(name, true);
   const std::int64_t nowMs = surroundings_.nowMs();
   if (listedAtMs && *listedAtMs <= nowMs && *listedAtMs > nowMs - kListedMs) {
+    leaving.emplace(Key(folder.folder(), name), item.folder);
     leaving_.emplace(Key(folder.folder(), name), item.folder);
     return;
   }

@@ -8,7 +8,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -63,6 +62,7 @@ class RootRetention {
   using Folders = std::vector<std::shared_ptr<StreamRecordings>>;
   /// Folder and name of a recording.
   using Key = std::pair<std::string, RecordingName>;
+  using Leaving = std::map<Key, std::shared_ptr<StreamRecordings>>;
   /// A recording and the folder that has it.
   struct Item {
     std::shared_ptr<StreamRecordings> folder;
@@ -74,9 +74,12 @@ class RootRetention {
   std::uint64_t bytesToFree(const RootLimits& limits) const;
   /// All recordings, the oldest first. Those on which a decision may depend are read.
   std::vector<Item> collect(const Folders& folders, const RootLimits& limits, std::uint64_t bytesToFree) const;
-  void remove(const Item& item, const PlannedRemoval& removal);
+  /// Adds to `leaving` what has to wait.
+  void remove(const Item& item, const PlannedRemoval& removal, Leaving& leaving);
   void removeIfEmpty(StreamRecordings& folder);
-  bool isStuck(const Key& key);
+  bool isStuck(const Key& key) const { return stuckUntilMs_.contains(key); }
+  /// Lets recordings that could not be removed be tried again.
+  void forgetOverdue();
 
   const std::string root_;
   Catalog& catalog_;
@@ -86,7 +89,7 @@ class RootRetention {
   const Surroundings& surroundings_;
   RemovalCounts& counts_;
   /// Recordings that the last pass wanted to remove and that wait, since they were in a list.
-  std::map<Key, std::shared_ptr<StreamRecordings>> leaving_;
+  Leaving leaving_;
   /// Recordings that could not be removed, and when they are tried again. They must not keep others from going.
   std::map<Key, std::int64_t> stuckUntilMs_;
 };

@@ -56,7 +56,7 @@ struct PlannedRemoval {
 /// `age`. Then the oldest of each stream, and at last the oldest of all, until the rest is within the limits in bytes.
 ///
 /// `isHeld` says whether somebody still needs a recording: such a one goes for `bytesToFree` only, and does not count
-/// for the limits in bytes, so that it never drives others out. It is asked only where that matters.
+/// for the limits in bytes, so that it never drives others out. It is called only if that matters.
 std::vector<PlannedRemoval> planRemovals(std::span<const KeptRecording> oldestFirst, const KeepPlan& plan,
                                          std::int64_t nowMs, const std::function<bool(const KeptRecording&)>& isHeld);
 

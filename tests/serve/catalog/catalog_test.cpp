@@ -215,6 +215,7 @@ TEST_F(RepairStream, FinishesTheNewestAndLeavesTheDamaged) {
   EXPECT_THAT(log_.text(),
               testing::HasSubstr("cam1: recording " + atHour(1) + " was interrupted, and is finished now"));
   EXPECT_THAT(log_.text(), testing::HasSubstr("is damaged, and stays as it is: " + atHour(2)));
+  EXPECT_TRUE(repairInterrupted(catalog_, "cam1", folder("cam1"), atHour(0), Settings(), log_.log())) << "was whole";
 }
 
 TEST_F(RepairStream, LeavesWhatAnotherProcessWrites) {

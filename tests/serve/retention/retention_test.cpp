@@ -88,6 +88,10 @@ TEST_F(RetentionTest, RemovesByBytesAndEmptyFolders) {
   EXPECT_EQ(removed(RemovalReason::kKeepBytes), 2U);
   retention_.pass({.streams = {{"cam1", {.bytes = 0}}}});
   EXPECT_EQ(left(), "cam3/2");
+  // What comes into the folder after the scan counts, too.
+  put("cam3", 3);
+  retention_.pass({.all = {.bytes = each}});
+  EXPECT_EQ(left(), "cam3/3");
 }
 
 TEST_F(RetentionTest, KeepsSpaceFreeBeforeAllElse) {
