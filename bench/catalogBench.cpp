@@ -6,9 +6,7 @@
 //
 // Of each segment only both ends are copied, and the rest is a hole: the catalog reads nothing there.
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>

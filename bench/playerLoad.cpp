@@ -131,7 +131,7 @@ class Player {
   /// Takes what has come. Returns false when it has everything.
   bool take() {
     while (true) {
-      const auto count = rest_ == 0 ? takeHeader() : ::recv(fd_, nullptr, rest_, MSG_TRUNC);
+      const auto count = rest_ == 0 ? takeHeader() : takeContent();
       if (count < 0 && errno == EAGAIN) return true;
       if (count <= 0) fail(path() + ": the connection was closed");
       if (header_.empty()) {

@@ -21,8 +21,8 @@ inline std::string faultText(const std::string& path, std::uint64_t offset, cons
 }
 
 /// Runs `read`. If it finds a file malformed, throws a CommandError that names file, offset and fault.
-template <typename Read>
 /// Other exceptions pass through.
+template <typename Read>
 auto inFile(const std::string& path, const Read& read) {
   try {
     return read();

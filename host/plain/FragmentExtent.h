@@ -11,8 +11,10 @@ namespace host {
 
 /// Fragments that follow each other may be this far apart, because of encoders and rounding to milliseconds.
 inline constexpr std::uint64_t kSmallestGapMs = 500;
+/// Duration of a single sample that nothing precedes and nothing follows. Players give up on a duration of 0.
+inline constexpr std::uint64_t kUnknownDurationMs = 1000;
 
-/// A time of a track in whole ms.
+/// A time of a track in ms, rounded down.
 std::uint64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale);
 
 /// The samples of one track in a fragment. Times are in the track's timescale.

@@ -17,9 +17,6 @@ using namespace krvo::container;
 
 namespace {
 
-/// Duration of a single sample that nothing precedes and nothing follows. Players give up on a duration of 0.
-constexpr std::uint64_t kUnknownDurationMs = 1000;
-
 /// Builds a RecordedTimeline, fragment by fragment.
 class TimelineReader {
  public:
@@ -146,8 +143,6 @@ RecordedTimeline readRecordedTimeline(const RecordingDirectory& directory, Timel
 }
 
 std::optional<std::int64_t> recordedSinceMs(const RecordedTimeline& timeline) {
-  // Dates in boxes count from 1904 (ISO/IEC 14496-12, 8.2.2), in s.
-  constexpr std::uint64_t kFrom1904To1970 = 2082844800;
   constexpr std::uint64_t kYear10000 = 255485145600;  // from 1904 on; a later date is damage
   if (timeline.fragments.empty()) return std::nullopt;
   const std::uint64_t created = timeline.segments.front().movie.created;

@@ -1,14 +1,10 @@
 #include "host/plain/plainHeader.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <set>
 
-#include "host/errors.h"
-#include "host/output.h"
+#include "host/digest.h"
 #include "util/box.h"
 #include "util/bytes.h"
 
@@ -200,12 +196,7 @@ std::vector<std::byte> readPlainHeader(krvo::container::Source& file, std::uint6
 std::string plainHeaderName(std::span<const std::byte> header) {
   // The beginning of a SHA-256, long enough to give different headers different names.
   constexpr std::size_t kShown = 8;
-  std::array<std::byte, EVP_MAX_MD_SIZE> digest{};
-  if (EVP_Digest(header.data(), header.size(), reinterpret_cast<unsigned char*>(digest.data()), nullptr, EVP_sha256(),
-                 nullptr) != 1) {
-    throw CommandError("no SHA-256 can be computed");
-  }
-  return "init-" + hexText(std::span(digest).first(kShown)) + ".mp4";
+  return "init-" + digestText(header, kShown) + ".mp4";
 }
 
 std::size_t nalLengthSize(const Track& track) {

@@ -190,7 +190,7 @@ KrvoMTGStatus KrvoMTGTagGetLength(KrvoMTGTag* tag, std::uint32_t* length);
 /// kKrvoMTGBadArgument. Returns kKrvoMTGStreamFailed if the file has become shorter.
 KrvoMTGStatus KrvoMTGTagCopyHeaderAndData(KrvoMTGTag* tag, void* buffer, std::uint32_t length);
 /// Sets `*bytes` to header and data, KrvoMTGTagGetLength bytes, without a copy: they are valid until the next call for
-/// any handle of the same reader. Returns kKrvoMTGStreamFailed if the file has become shorter.
+/// any handle of the same reader, except a release. Returns kKrvoMTGStreamFailed if the file has become shorter.
 KrvoMTGStatus KrvoMTGTagViewHeaderAndData(KrvoMTGTag* tag, const void** bytes);
 
 // ---- Script data: a name and a value. Malformed data end the members; those before the fault are returned. ----

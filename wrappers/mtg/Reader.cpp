@@ -58,8 +58,10 @@ void Tag::copyHeaderAndData(std::span<std::byte> out) const {
 
 std::span<const std::byte> Tag::viewHeaderAndData() const {
   const void* bytes = nullptr;
+  // First: the view is valid until the next call.
+  const std::uint32_t size = length();
   check(KrvoMTGTagViewHeaderAndData(handle_.get(), &bytes));
-  return {static_cast<const std::byte*>(bytes), length()};
+  return {static_cast<const std::byte*>(bytes), size};
 }
 
 TagIterator::TagIterator(KrvoMTGTagIterator* handle) : handle_(handle, &KrvoMTGReleaseTagIterator) {}

@@ -53,7 +53,7 @@ class Tag {
   std::uint32_t length() const;
   /// Header and data; `out` has length() bytes.
   void copyHeaderAndData(std::span<std::byte> out) const;
-  /// The same without a copy; valid until the next operation of any object of the same reader.
+  /// The same without a copy; valid until the next operation, other than a release, of any object of the same reader.
   std::span<const std::byte> viewHeaderAndData() const;
 
   explicit operator bool() const { return handle_ != nullptr; }

@@ -18,7 +18,7 @@ namespace host::serve {
 struct DiskSpace {
   /// The configured folder.
   std::string root;
-  /// Nothing if it cannot be told.
+  /// Nothing if it is unknown.
   std::optional<std::uint64_t> freeBytes;
 };
 

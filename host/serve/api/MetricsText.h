@@ -16,7 +16,8 @@ class MetricsText {
 
   static constexpr const char* kType = "text/plain; version=0.0.4; charset=utf-8";
 
-  /// Begins a metric; its samples follow. `type` is "counter" or "gauge"; `help` is one line without backslashes.
+  /// Begins a metric; its samples follow. `type` is "counter", "gauge" or "histogram"; `help` is one line without
+  /// backslashes.
   void begin(std::string_view name, std::string_view type, std::string_view help);
   /// A sample of the metric that was begun last.
   void sample(const Labels& labels, double value);

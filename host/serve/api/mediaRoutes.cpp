@@ -12,6 +12,7 @@
 #include "host/serve/api/requestTime.h"
 #include "host/serve/media/Exporter.h"
 #include "host/serve/media/snapshot.h"
+#include "host/serve/streams/RecordingBegins.h"
 
 namespace host::serve {
 namespace {
@@ -70,9 +71,8 @@ Snapshot newestPicture(const RecordingSource& recordings, const std::string& str
 }
 
 HttpResponse snapshot(const RecordingSource& recordings, const HttpRequest& request) {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  const auto nowMs = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-  Snapshot found = newestPicture(recordings, streamOf(request), requestedMoment(request, "at").value_or(nowMs));
+  Snapshot found =
+      newestPicture(recordings, streamOf(request), requestedMoment(request, "at").value_or(systemClockMs()));
   return {.type = "image/jpeg",
           .body = std::move(found.body),
           .cache = "no-cache",

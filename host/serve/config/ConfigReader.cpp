@@ -6,7 +6,6 @@
 #include <optional>
 #include <utility>
 
-#include "host/nearestWord.h"
 #include "host/serve/config/listenAddress.h"
 #include "host/serve/config/maskedSource.h"
 #include "host/serve/config/secretFiles.h"

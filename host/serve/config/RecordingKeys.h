@@ -22,7 +22,7 @@ class RecordingKeys {
  public:
   /// Takes what the table has; the rest stays.
   void read(TableReader table, ConfigFindings& findings);
-  /// Puts them into the stream. Adds a finding, at the stream unless it is about one key, where settings do not fit
+  /// Puts them into the stream. Adds a finding, at the stream unless it is about one key, if settings do not fit
   /// each other or a file is missing.
   void apply(StreamConfig& stream, const TableReader& section, ConfigFindings& findings) const;
 

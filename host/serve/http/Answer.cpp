@@ -49,7 +49,12 @@ MHD_Response* Answer::response(HttpParts& parts, MHD_Connection* connection, Htt
 }
 
 std::int64_t Answer::readSome(void* self, std::uint64_t offset, char* out, std::size_t size) {
-  return static_cast<Answer*>(self)->read(offset, std::as_writable_bytes(std::span(out, size)));
+  try {
+    return static_cast<Answer*>(self)->read(offset, std::as_writable_bytes(std::span(out, size)));
+  } catch (...) {
+    // No exception may pass the library.
+    return MHD_CONTENT_READER_END_WITH_ERROR;
+  }
 }
 
 std::int64_t Answer::read(std::uint64_t offset, std::span<std::byte> out) {

@@ -39,8 +39,8 @@ struct HttpRequest {
   }
 };
 
-/// An answer. The server adds length, date and the headers that every answer has, and does ranges, HEAD and
-/// conditional requests itself, by `etag`.
+/// An answer. The server adds length, date and the headers of every answer to a whole request, and does ranges, HEAD
+/// and conditional requests itself, by `etag`.
 struct HttpResponse {
   unsigned status = 200;
   std::string type = "text/plain; charset=utf-8";

@@ -7,10 +7,17 @@ namespace host::serve {
 void HttpParts::runOnWorker(MHD_Connection* connection, std::function<void()> job) {
   // Suspended before a worker can resume it.
   MHD_suspend_connection(connection);
-  const bool isPushed = workers.push([connection, job = std::move(job)] {
-    job();
+  bool isPushed = false;
+  try {
+    isPushed = workers.push([connection, job = std::move(job)] {
+      job();
+      MHD_resume_connection(connection);
+    });
+  } catch (...) {
+    // The server cannot be stopped while one is suspended.
     MHD_resume_connection(connection);
-  });
+    throw;
+  }
   // The server is stopping: the callback sees that when it is called again.
   if (!isPushed) MHD_resume_connection(connection);
 }

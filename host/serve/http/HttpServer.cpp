@@ -116,8 +116,13 @@ void HttpServer::Engine::connectionChanged(void* self, MHD_Connection* handle, v
   auto* engine = static_cast<Engine*>(self);
   const sockaddr* address = MHD_get_connection_info(handle, MHD_CONNECTION_INFO_CLIENT_ADDRESS)->client_addr;
   if (what == MHD_CONNECTION_NOTIFY_STARTED) {
-    engine->addresses_.opened(address);
-    *context = std::make_unique<Connection>(engine->parts_, handle).release();
+    try {
+      engine->addresses_.opened(address);
+      *context = std::make_unique<Connection>(engine->parts_, handle).release();
+    } catch (...) {
+      // proceed() closes a connection without a context.
+      *context = nullptr;
+    }
   } else {
     const std::unique_ptr<Connection> closed(static_cast<Connection*>(*context));
     *context = nullptr;
@@ -126,14 +131,19 @@ void HttpServer::Engine::connectionChanged(void* self, MHD_Connection* handle, v
 }
 
 void* HttpServer::Engine::requestLine(void*, const char* target, MHD_Connection* handle) {
-  connectionOf(handle)->beginRequest(target);
+  try {
+    if (Connection* const connection = connectionOf(handle)) connection->beginRequest(target);
+  } catch (...) {
+    // The request then has no target, which is none that exists.
+  }
   return nullptr;
 }
 
 MHD_Result HttpServer::Engine::proceed(void*, MHD_Connection* handle, const char*, const char* method, const char*,
                                        const char* content, std::size_t* size, void**) {
   try {
-    return connectionOf(handle)->proceed(method, content, size) ? MHD_YES : MHD_NO;
+    Connection* const connection = connectionOf(handle);
+    return connection != nullptr && connection->proceed(method, content, size) ? MHD_YES : MHD_NO;
   } catch (...) {
     // No exception may pass the library. This one is a lack of memory, and the connection is closed.
     return MHD_NO;
@@ -141,7 +151,7 @@ MHD_Result HttpServer::Engine::proceed(void*, MHD_Connection* handle, const char
 }
 
 void HttpServer::Engine::requestEnded(void*, MHD_Connection* handle, void**, MHD_RequestTerminationCode) {
-  connectionOf(handle)->endRequest();
+  if (Connection* const connection = connectionOf(handle)) connection->endRequest();
 }
 
 HttpServer::HttpServer(const HttpOptions& options, HttpHandler handler, HttpFront::LogLine logLine)

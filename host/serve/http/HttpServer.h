@@ -45,9 +45,8 @@ struct HttpOptions {
 };
 
 /// An HTTP/1.1 server. Two threads wait for the network; others, up to 64, run the handlers and read from disk. So a
-/// slow client delays nobody, nor does a disk that does not respond, as long as fewer than 64 answers wait for it. The
-/// paths
-/// `/livez` and `/readyz` are answered even then: their handlers run on the network threads and must not wait.
+/// slow client delays nobody, nor does a disk that does not respond, as long as fewer than 64 answers wait for it.
+/// `/livez` and `/readyz` are served even then: their handlers run on the network threads and must not wait.
 class HttpServer {
  public:
   /// Serves from here on. `logLine` gets a line for each answer that failed by our own fault, on any thread. Throws

@@ -11,6 +11,7 @@
 
 #include "host/files/inFile.h"
 #include "host/files/tracks.h"
+#include "host/plain/FragmentExtent.h"
 #include "host/plain/plainHeader.h"
 #include "host/serve/http/HttpMessage.h"
 #include "host/serve/recordingName.h"
@@ -39,27 +40,17 @@ std::vector<MediaRecording> mediaRecordings(const std::string& folder, const std
   for (const RecordingInfo& info : listed) {
     const auto name = parseRecordingName(info.name);
     // A repair may cut an interrupted recording off, and a body must not refer to what it removes.
-    const bool isWhole = info.state == RecordingState::kInProgress || info.state == RecordingState::kFinished;
-    if (name && isWhole) recordings.push_back({folder + "/" + info.name, name->beginMs});
+    if (name && info.isWhole()) recordings.push_back({folder + "/" + info.name, name->beginMs});
   }
   return recordings;
-}
-
-std::int64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale) {
-  constexpr std::uint64_t kLatest = std::uint64_t{1} << 53;
-  const std::uint64_t seconds = time / std::max(timescale, 1U);
-  if (seconds > kLatest / kMillisecondsPerSecond) return static_cast<std::int64_t>(kLatest);
-  return static_cast<std::int64_t>(rescale(time, std::max(timescale, 1U), kMillisecondsPerSecond));
 }
 
 DatedRecording::Segment::Segment(std::uint32_t segmentNumber, const std::string& path)
     : number(segmentNumber),
       open(path, kWindow),
       shared(std::make_shared<platform::os::Descriptor>(path, O_RDONLY)),
-      header(static_cast<std::size_t>(open.reader().firstFragment())) {
+      header(readPlainHeader(open.file(), open.reader().firstFragment())) {
   if (!*shared) throw std::system_error(errno, std::generic_category(), path);
-  open.file().read(0, header);
-  header = plainHeader(header);
 }
 
 DatedRecording::DatedRecording(const MediaRecording& recording)
@@ -91,7 +82,7 @@ std::optional<std::int64_t> DatedRecording::namedMs(const Fragment& fragment) co
 void DatedRecording::openSegment(std::uint32_t number) {
   if (segment_ && segment_->number == number) return;
   const std::string path = directory_.pathOf(directory_.segmentName(number));
-  segment_ = inFile(path, [&] { return std::make_unique<Segment>(number, path); });
+  segment_ = inSegment(path, [&] { return std::make_unique<Segment>(number, path); });
   if (!hasProtectedTrack(movie())) return;
   throw HttpError{409, fmt::format("the recording {} is protected; k2r unprotect makes a clear one", name())};
 }
@@ -105,7 +96,9 @@ DatedRecording::Numbered DatedRecording::read(std::size_t index) {
 }
 
 std::int64_t DatedRecording::decodedAt(const StoredSample& sample, const Track& track) const {
-  return inMilliseconds(sample.decodeTime, track.timescale) + shiftMs_;
+  // A time that only damage can make is limited, so that sums of a few do not overflow.
+  constexpr std::uint64_t kLatestMs = std::uint64_t{1} << 53;
+  return static_cast<std::int64_t>(std::min(inMilliseconds(sample.decodeTime, track.timescale), kLatestMs)) + shiftMs_;
 }
 
 std::int64_t DatedRecording::presentedAt(const StoredSample& sample, const Track& track) const {

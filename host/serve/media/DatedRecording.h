@@ -111,8 +111,4 @@ class DatedRecording {
   std::int64_t shiftMs_ = 0;
 };
 
-/// A time in units of `timescale` as whole milliseconds, rounded. A time that only damage can make is limited, so that
-/// sums of a few do not overflow.
-std::int64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale);
-
 }  // namespace host::serve

@@ -8,6 +8,7 @@
 #include "host/errors.h"
 #include "host/exporting/mp4Codec.h"
 #include "host/files/tracks.h"
+#include "host/plain/FragmentExtent.h"
 #include "host/serve/http/HttpMessage.h"
 #include "host/serve/media/DatedRecording.h"
 #include "packaging/CodecBoxes.h"
@@ -24,8 +25,6 @@ using qvs::util::narrow;
 namespace {
 
 constexpr std::int64_t kMillisecondsPerSecond = 1000;
-/// Duration of a single sample that nothing follows. Players give up on a duration of 0.
-constexpr std::int64_t kUnknownDurationMs = 1000;
 
 AVCodecID mp4CodecOf(const Track& track) {
   try {
@@ -90,8 +89,9 @@ void ExportTrack::add(const StoredSample& sample, std::int64_t decodeMs, std::in
               .description = sample.description,
               .position = position});
   // A single sample in a fragment may have a duration of 0; it is then like the one before.
-  const std::int64_t stored =
-      sample.duration == 0 && !isFirst ? decodeMs - lastMs_ : inMilliseconds(sample.duration, track_->timescale);
+  const std::int64_t stored = sample.duration == 0 && !isFirst
+                                  ? decodeMs - lastMs_
+                                  : static_cast<std::int64_t>(inMilliseconds(sample.duration, track_->timescale));
   if (stored > 0) durationMs_ = stored;
   lastMs_ = decodeMs;
   if (isFirst) first_ = presented;
@@ -108,7 +108,7 @@ std::optional<std::int64_t> ExportTrack::sampleAtWanted() const {
 void ExportTrack::finish() {
   const std::int64_t duration = clock_.samplesPerFrame() != 0
                                     ? clock_.samplesPerFrame()
-                                    : inUnits(durationMs_ > 0 ? durationMs_ : kUnknownDurationMs);
+                                    : inUnits(durationMs_ > 0 ? durationMs_ : std::int64_t{kUnknownDurationMs});
   table_.finish(narrow<std::uint32_t>(duration));
   end_ = latest_ + duration;
 }

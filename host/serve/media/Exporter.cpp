@@ -1,7 +1,6 @@
 #include "host/serve/media/Exporter.h"
 
 #include <fmt/format.h>
-#include <openssl/evp.h>
 
 #include <algorithm>
 #include <array>
@@ -12,6 +11,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/digest.h"
 #include "host/output.h"
 #include "host/plain/PlainFragment.h"
 #include "host/plain/plainHeader.h"
@@ -30,8 +30,6 @@ using qvs::util::narrow;
 
 namespace {
 
-/// Recordings that follow each other may be this far apart, because their begins are times of arrival.
-constexpr std::int64_t kSmallestGapMs = 500;
 constexpr std::uint32_t kMovieTimescale = 1000;
 
 /// A sample of a fragment that belongs to the file.
@@ -46,16 +44,6 @@ struct Piece {
   std::uint64_t offset = 0;
   std::uint64_t size = 0;
 };
-
-std::string hashOf(std::span<const std::byte> bytes) {
-  constexpr std::size_t kShown = 16;
-  std::array<std::byte, EVP_MAX_MD_SIZE> digest{};
-  if (EVP_Digest(bytes.data(), bytes.size(), reinterpret_cast<unsigned char*>(digest.data()), nullptr, EVP_sha256(),
-                 nullptr) != 1) {
-    throw std::runtime_error("no SHA-256 can be computed");
-  }
-  return hexText(std::span(digest).first(kShown));
-}
 
 /// `isom` and what has edit lists and AVC; old players go by it.
 void writeFtyp(ByteWriter& out) {
@@ -158,7 +146,7 @@ class ExportMaker {
     const auto entry = recording.firstEntry();
     if (!entry || tracks_.empty()) return 0;
     const std::int64_t expected = *originMs_ + leadingTrack().nextMs();
-    const std::int64_t tolerance = std::max(kSmallestGapMs, leadingTrack().durationMs());
+    const std::int64_t tolerance = std::max(std::int64_t{kSmallestGapMs}, leadingTrack().durationMs());
     return entry->decodeMs > expected + tolerance ? 0 : expected - entry->decodeMs;
   }
 
@@ -282,10 +270,10 @@ class ExportMaker {
   }
 
   Movie describeMovie(const FileSpan& presented) const {
-    constexpr std::int64_t kFrom1904To1970 = 2082844800;  // in s; dates in boxes count from 1904
     const std::int64_t begunMs = *originMs_ + presented.beginMs;
     Movie movie;
-    movie.created = static_cast<std::uint64_t>(std::max<std::int64_t>(begunMs / 1000 + kFrom1904To1970, 0));
+    movie.created =
+        static_cast<std::uint64_t>(std::max<std::int64_t>(begunMs / 1000 + std::int64_t{kFrom1904To1970}, 0));
     movie.modified = movie.created;
     movie.timescale = kMovieTimescale;
     movie.duration = static_cast<std::uint64_t>(presented.endMs - presented.beginMs);
@@ -297,9 +285,10 @@ class ExportMaker {
   /// Of everything on which a byte of the file depends: the front as it is, and the media by where they are stored.
   std::string etagOf(std::span<const std::byte> front) const {
     ByteWriter all;
-    all.text(hashOf(front));
-    all.text(hashOf(identity_.bytes()));
-    return "\"" + hashOf(all.bytes()) + "\"";
+    constexpr std::size_t kShown = 16;
+    all.text(digestText(front, kShown));
+    all.text(digestText(identity_.bytes(), kShown));
+    return "\"" + digestText(all.bytes(), kShown) + "\"";
   }
 
   const TimeSpan span_;

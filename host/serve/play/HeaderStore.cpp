@@ -33,9 +33,11 @@ HeaderPointer HeaderStore::find(const std::string& name, const std::vector<Place
   for (const Place& place : places) {
     const auto known = names_.find(place.path);
     if (known != names_.end() && std::ranges::find(known->second, name) == known->second.end()) continue;
+    const auto headers = read(place.path);
+    if (!headers) continue;
     HeaderPointer wanted;
     std::vector<std::string> names;
-    for (const HeaderPointer& header : read(place.path)) {
+    for (const HeaderPointer& header : *headers) {
       names.push_back(header->name);
       if (header->name == name) wanted = header;
     }
@@ -45,7 +47,7 @@ HeaderPointer HeaderStore::find(const std::string& name, const std::vector<Place
   return nullptr;
 }
 
-std::vector<HeaderPointer> HeaderStore::read(const std::string& path) try {
+std::optional<std::vector<HeaderPointer>> HeaderStore::read(const std::string& path) try {
   constexpr std::size_t kWindow = std::size_t{16} << 10;
   std::vector<HeaderPointer> headers;
   const RecordingDirectory directory = readRecordingDirectory(path);
@@ -59,7 +61,7 @@ std::vector<HeaderPointer> HeaderStore::read(const std::string& path) try {
   return headers;
 } catch (const CommandError& error) {
   log_.warning(error.what());
-  return {};
+  return std::nullopt;
 }
 
 }  // namespace host::serve

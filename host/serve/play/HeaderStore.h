@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,8 +37,8 @@ class HeaderStore {
 
  private:
   HeaderPointer used(const std::string& name);
-  /// All headers of a recording; none if it cannot be read.
-  std::vector<HeaderPointer> read(const std::string& path);
+  /// All headers of a recording; nothing if it cannot be read, which may be different the next time.
+  std::optional<std::vector<HeaderPointer>> read(const std::string& path);
 
   Log& log_;
   std::mutex mutex_;

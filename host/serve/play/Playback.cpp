@@ -17,7 +17,7 @@
 namespace host::serve {
 namespace {
 
-/// So far back the newest fragments of a stream that is recorded are looked for.
+/// How far back the newest fragments of a stream are searched.
 constexpr std::int64_t kRecentMs = 600000;
 constexpr std::int64_t kForEverMs = std::numeric_limits<std::int64_t>::max();
 
@@ -65,8 +65,7 @@ Playback::Playback(const RecordingSource& source, Log& log, Clock clock, Limits 
       wholeFragments_(limits.keptCopies) {}
 
 bool Playback::isPlayable(const RecordingInfo& info) {
-  const bool isWhole = info.state == RecordingState::kInProgress || info.state == RecordingState::kFinished;
-  return isWhole && !info.isProtected && parseRecordingName(info.name);
+  return info.isWhole() && !info.isProtected && parseRecordingName(info.name);
 }
 
 std::string Playback::folderOf(const std::string& stream) const {
@@ -251,7 +250,7 @@ std::shared_ptr<const Body> Playback::wholeFragment(const PlayedFragment& fragme
   const std::string key = fmt::format("{}/{}", fragment.recording->directory.path, address.text());
   if (auto known = wholeFragments_.find(key)) return known;
   const auto file = files_.open(path);
-  const auto made = makeFragment(fragment, address, path, file);
+  const auto made = makeFragment(key, fragment, address, path, file);
   Body body;
   body.add(made->boxes);
   for (std::size_t i = 0; i < made->spans.size(); ++i) {
@@ -266,10 +265,9 @@ std::shared_ptr<const Body> Playback::wholeFragment(const PlayedFragment& fragme
   return whole;
 }
 
-std::shared_ptr<const PlainFragment> Playback::makeFragment(const PlayedFragment& fragment,
+std::shared_ptr<const PlainFragment> Playback::makeFragment(const std::string& key, const PlayedFragment& fragment,
                                                             const FragmentAddress& address, const std::string& path,
                                                             const OpenFiles::File& file) {
-  const std::string key = fmt::format("{}/{}", fragment.recording->directory.path, address.text());
   if (auto known = fragments_.find(key)) return known;
   const TimedFragment& timed = fragment.timed();
   const auto shiftOf = [](const TimedFragment& of, std::uint64_t placeMs) {

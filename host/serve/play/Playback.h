@@ -78,8 +78,9 @@ class Playback {
   /// The content of a fragment, in memory if there is room for it.
   std::shared_ptr<const Body> wholeFragment(const PlayedFragment& fragment, const FragmentAddress& address,
                                             const std::string& path);
-  std::shared_ptr<const PlainFragment> makeFragment(const PlayedFragment& fragment, const FragmentAddress& address,
-                                                    const std::string& path, const OpenFiles::File& file);
+  std::shared_ptr<const PlainFragment> makeFragment(const std::string& key, const PlayedFragment& fragment,
+                                                    const FragmentAddress& address, const std::string& path,
+                                                    const OpenFiles::File& file);
 
   const RecordingSource& source_;
   Log& log_;

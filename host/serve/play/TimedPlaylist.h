@@ -18,8 +18,8 @@ class TimedPlaylist {
 
   /// Up to which time of day it goes, in ms since 1970-01-01 UTC; 0 if it is empty.
   std::int64_t endMs() const;
-  /// While it grows, each text begins with the lines of the one before. It then lacks the last fragment if what follows
-  /// it is not known yet, and has no end. Nothing if no fragment is left.
+  /// While it grows, its lines from EXT-X-MAP on stay, and new ones come after them; the target duration may rise. It
+  /// then lacks the last fragment if what follows it is not known yet, and has no end. Nothing if no fragment is left.
   std::optional<std::string> text(bool grows) const;
 
  private:

@@ -12,6 +12,9 @@
 
 namespace krvo::container {
 
+/// Dates in boxes count seconds from 1904-01-01 UTC (ISO/IEC 14496-12, 8.2.2): so many are before 1970.
+inline constexpr std::uint64_t kFrom1904To1970 = 2082844800;
+
 using qvs::util::FourCC;
 using qvs::util::operator""_4cc;
 
