@@ -47,7 +47,7 @@ async function refresh() {
 
 /** "#cam1", or "#cam1@2026-11-25T14:03:20Z" for a time. */
 function route() {
-  const [name, at] = decodeURIComponent(location.hash.slice(1)).split('@');
+  const [name, at] = location.hash.slice(1).replaceAll('%40', '@').replaceAll('%3A', ':').split('@');
   const isOpen = /^[a-z0-9_-]{1,64}$/.test(name);
   open = isOpen ? name : null;
   document.body.classList.toggle('open', isOpen);

@@ -59,7 +59,7 @@ export class ExportPanel {
     this.#span = end > begin ? {begin, end} : null;
     this.#events.span(this.#span);
     const wrong = [this.#begin, this.#end].find(({value}) => value && Number.isNaN(clock.parse(value)));
-    this.#say(wrong ? `“${wrong.value}” is no time: expected such as ${clock.exact(Math.floor(api.now() / 1000) * 1000)}.`
+    this.#say(wrong ? `“${wrong.value}” is not a time such as ${clock.exact(Math.floor(api.now() / 1000) * 1000)}.`
       : end <= begin ? 'The end has to be after the begin.' : undefined);
   }
 

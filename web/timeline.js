@@ -27,7 +27,7 @@ export class Timeline {
   /** Whether a drag marks a span instead of moving the line. */
   marking = false;
 
-  /** `events`: play(ms), span({begin, end} or null), view({from, to}), cursor(text). */
+  /** `events`: play(ms), span({begin, end} or null), view({from, to}). */
   constructor(root, events) {
     this.#root = root;
     this.#events = events;
@@ -45,8 +45,6 @@ export class Timeline {
   }
 
   get view() { return this.#view; }
-  get span() { return this.#span; }
-  get cursor() { return this.#cursor; }
 
   set coverage(value) {
     this.#coverage = value;

@@ -349,17 +349,19 @@ def bad_configuration(world):
 
 def disk_hangs(world):
     """A disk that does not respond keeps neither the streams of other disks nor the stop: not by its stream, nor by a
-    request that waits for it, nor by a reload that looks for its hooks."""
+    request that waits for it, nor by a reload that looks for the hooks of a new stream there."""
     daemon, camera = world.daemon("hangs"), world.camera()
     disk = daemon.folder / "disk"
     disk.mkdir()
-    daemon.configure({"cam": f'source = "{camera.url}"',
-                      "away": f'source = "{camera.url}"\nroot = "{disk}"\non_recording = ["true"]'}, 'rotate = "2s"')
+    streams = {"cam": f'source = "{camera.url}"',
+               "away": f'source = "{camera.url}"\nroot = "{disk}"\non_recording = ["true"]'}
+    daemon.configure(streams, 'rotate = "2s"')
     daemon.start({"LD_PRELOAD": str(pathlib.Path(world.k2r).with_name("libhanging_disk.so")), "K2R_HANG": str(disk)})
     wait_for("a finished recording", lambda: len(list((disk / "away").glob("*"))) >= 2 and len(daemon.recordings("cam")) >= 2)
     (daemon.folder / "disk.hangs").touch()
     with socket.create_connection(("127.0.0.1", daemon.port)) as waiter:
         waiter.sendall(b"GET /v1/streams/away/index.m3u8?start=0&duration=1d HTTP/1.1\r\nHost: localhost\r\n\r\n")
+        daemon.configure(streams | {"new": streams["away"] + "\nenabled = false"}, 'rotate = "2s"')
         daemon.reload()
         count = len(daemon.recordings("cam"))
         wait_for("more recordings", lambda: len(daemon.recordings("cam")) >= count + 2)

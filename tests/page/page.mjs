@@ -227,7 +227,7 @@ test('a marked span is exported', async (t) => {
   assert.equal(await text(page, 'export-text'), 'The end has to be after the begin.');
   await page.fill('#export-end', 'noon');
   await page.press('#export-end', 'Tab');
-  assert.match(await text(page, 'export-text'), /“noon” is no time/);
+  assert.match(await text(page, 'export-text'), /“noon” is not a time/);
   assert.equal(await page.getAttribute('#download', 'href'), null);
 });
 

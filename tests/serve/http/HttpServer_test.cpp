@@ -313,7 +313,7 @@ TEST_F(ServerTest, LeavesDescriptorsToTheRecordings) {
     std::vector<std::unique_ptr<RawClient>> clients;
     int served = 0;
     for (int i = 0; i < 17; ++i) {
-      clients.push_back(std::make_unique<RawClient>(server->port(), "127.0.0.1", 0, 1s));
+      clients.push_back(std::make_unique<RawClient>(server->port(), "127.0.0.1", 0, i < expected ? 20s : 1s));
       served += clients.back()->get("/text").status == 200 ? 1 : 0;
     }
     EXPECT_EQ(served, expected);
@@ -332,7 +332,7 @@ TEST_F(ServerTest, StopsInTheMiddleOfAnswers) {
   const auto begin = std::chrono::steady_clock::now();
   allowed.set_value();
   server->stop();
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
   EXPECT_TRUE(idle.isClosed());
   EXPECT_LT(reading.answer().body.size(), std::size_t{64} << 20);
   EXPECT_THROW(RawClient(server->port()), std::runtime_error);

@@ -74,7 +74,8 @@ class RawClient {
   }
   /// Whether the server closes the connection; what comes before is dropped.
   bool isClosed() {
-    while (receive()) received_.clear();
+    // The end of a connection sets no errno, and an old one may be there.
+    for (errno = 0; receive(); errno = 0) received_.clear();
     return errno != EAGAIN;
   }
   /// Reads an answer; without its content for HEAD.

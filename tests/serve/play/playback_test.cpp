@@ -123,10 +123,10 @@ class ListMemory {
       const bool isOfEntry = line.starts_with("#EXTINF") || line.starts_with("#EXT-X-PROGRAM");
       if (isOfEntry) entry += line + "\n";
       if (line.starts_with('#')) continue;
-      const auto [known, isNew] = entries_.try_emplace(sequence++, std::exchange(entry, "") + line);
-      EXPECT_TRUE(known->second.ends_with(line)) << known->second << "\n" << list;
-      if (!isNew) continue;
-      addresses.push_back(line);
+      const std::string text = std::exchange(entry, "") + line;
+      const auto [known, isNew] = entries_.try_emplace(sequence++, text);
+      EXPECT_EQ(known->second, text) << list;
+      if (isNew) addresses.push_back(line);
     }
     EXPECT_EQ(sequence, entries_.rbegin()->first + 1) << "the newest does not go";
   }
@@ -138,7 +138,6 @@ class ListMemory {
 };
 
 TEST_F(PlaybackTest, ALiveListOnlyGrowsOverRecordingsAndRestarts) {
-  const auto messages = av().audio(23).until(90000);
   ListMemory memory;
   std::map<std::string, std::string> contents;
   std::int64_t discontinuity = 0;
