@@ -67,6 +67,7 @@ void Storage::requireRoot(const StreamConfig& stream) {
 
 void Storage::began(const std::string& stream, const std::string& recording) {
   catalog_.began(stream, recording);
+  hooks_.begun(stream, recording);
   std::vector<std::string> interrupted;
   std::string folder;
   {
@@ -111,7 +112,7 @@ void Storage::grew(const std::string& stream, const std::string& recording) {
 
 void Storage::finished(const std::string& stream, const std::string& recording, bool isEmpty) {
   // Before the catalog knows that it is finished: the retention must not remove it before its hook has run.
-  if (!isEmpty) hooks_.add(stream, recording);
+  isEmpty ? hooks_.dropped(stream, recording) : hooks_.add(stream, recording);
   catalog_.finished(stream, recording, isEmpty);
   makeRoom(stream);
 }

@@ -14,6 +14,7 @@
 #include <tuple>
 
 #include "host/errors.h"
+#include "host/serve/catalog/RecordingFacts.h"
 #include "host/serve/config/maskedSource.h"
 #include "host/serve/hooks/HookMarkers.h"
 #include "host/serve/hooks/hookWords.h"
@@ -32,6 +33,22 @@ HookMarkers::Marker markerOf(const std::pair<std::string, std::string>& key) {
   return {.stream = key.first, .recording = key.second};
 }
 
+/// Stream and name of the recordings that a process has finished which ended before it could say so. What is not
+/// finished gets its hook after its repair.
+std::vector<std::pair<std::string, std::string>> finishedUnseen(const std::string& root,
+                                                                const std::set<std::string>& streams) {
+  std::vector<std::pair<std::string, std::string>> finished;
+  const HookMarkers begun = HookMarkers::begun(root);
+  for (const HookMarkers::Marker& marker : begun.list()) {
+    if (!streams.contains(marker.stream)) continue;
+    const auto facts = readFacts(root + '/' + marker.stream, *parseRecordingName(marker.recording));
+    if (facts.kind == RecordingFacts::Kind::kMissing) begun.remove(marker);
+    const bool isRecording = facts.kind == RecordingFacts::Kind::kRecording;
+    if (isRecording && facts.state == RecordingState::kFinished) finished.emplace_back(marker.stream, marker.recording);
+  }
+  return finished;
+}
+
 }  // namespace
 
 HookRunner::HookRunner(Log& log) : HookRunner(log, Timing()) {}
@@ -48,20 +65,28 @@ HookRunner::~HookRunner() {
 
 void HookRunner::configure(const ServeConfig& config) {
   // Of the other streams the hooks that wait are known. One that succeeds meanwhile must not come back.
-  std::set<std::string> roots;
-  std::set<std::string> isNew;
+  std::map<std::string, std::set<std::string>> newStreams;
   {
     const std::scoped_lock lock(mutex_);
     for (const StreamConfig& stream : config.streams) {
       const auto known = streams_.find(stream.name);
       if (stream.onRecording.empty() || (known != streams_.end() && known->second.root == stream.root)) continue;
-      roots.insert(stream.root);
-      isNew.insert(stream.name);
+      newStreams[stream.root].insert(stream.name);
     }
   }
-  std::map<std::string, std::vector<HookMarkers::Marker>> markers;
-  for (const std::string& root : roots) markers[root] = HookMarkers(root).list();
+  std::map<Key, Hook> waiting;
+  std::vector<Key> unseen;
+  for (const auto& [root, streams] : newStreams) {
+    for (const auto& [stream, recording] : HookMarkers::waiting(root).list()) {
+      if (streams.contains(stream)) waiting.try_emplace({stream, recording}, Hook{.root = root, .due = timing_.now()});
+    }
+    for (Key& key : finishedUnseen(root, streams)) unseen.push_back(std::move(key));
+  }
+  takeConfiguration(config, std::move(waiting));
+  for (const auto& [stream, recording] : unseen) add(stream, recording);
+}
 
+void HookRunner::takeConfiguration(const ServeConfig& config, std::map<Key, Hook> waiting) {
   const std::scoped_lock lock(mutex_);
   parallel_ = config.hookParallel;
   timeLimit_ = config.hookTimeout;
@@ -76,13 +101,7 @@ void HookRunner::configure(const ServeConfig& config) {
   }
   // A stream that is not in the configuration any more keeps its hook: its last recording is only finishing now.
   std::erase_if(hooks_, [this](const auto& hook) { return !streams_.contains(hook.first.first); });
-  for (const auto& [root, list] : markers) {
-    for (const auto& [stream, recording] : list) {
-      const auto found = streams_.find(stream);
-      if (!isNew.contains(stream) || found == streams_.end() || found->second.root != root) continue;
-      hooks_.try_emplace({stream, recording}, Hook{.root = root, .due = timing_.now()});
-    }
-  }
+  hooks_.merge(waiting);
   wake();
 }
 
@@ -100,23 +119,34 @@ void HookRunner::stop() {
   endAll();
 }
 
+std::optional<std::string> HookRunner::rootOf(const std::string& stream) const {
+  const std::scoped_lock lock(mutex_);
+  const auto found = streams_.find(stream);
+  return found == streams_.end() ? std::nullopt : std::optional(found->second.root);
+}
+
+void HookRunner::begun(const std::string& stream, const std::string& recording) const {
+  // If it fails, add() is early enough for all but a kill in between.
+  if (const auto root = rootOf(stream)) HookMarkers::begun(*root).add({stream, recording});
+}
+
+void HookRunner::dropped(const std::string& stream, const std::string& recording) const {
+  if (const auto root = rootOf(stream)) HookMarkers::begun(*root).remove({stream, recording});
+}
+
 void HookRunner::add(const std::string& stream, const std::string& recording) {
-  std::string root;
-  {
-    const std::scoped_lock lock(mutex_);
-    const auto found = streams_.find(stream);
-    if (found == streams_.end()) return;
-    root = found->second.root;
-  }
+  const auto root = rootOf(stream);
+  if (!root) return;
   const Key key(stream, recording);
   // First the marker: the hook may end before this returns, and would leave it.
-  if (!HookMarkers(root).add(markerOf(key))) {
+  if (!HookMarkers::waiting(*root).add(markerOf(key))) {
     log_.warning(
         fmt::format("{}: would be forgotten by a restart, since its marker in '{}/.k2r/hooks' cannot be made: {}",
-                    nameOf(key), root, std::error_code(errno, std::generic_category()).message()));
+                    nameOf(key), *root, std::error_code(errno, std::generic_category()).message()));
   }
+  HookMarkers::begun(*root).remove(markerOf(key));
   const std::scoped_lock lock(mutex_);
-  if (streams_.contains(stream)) hooks_.try_emplace(key, Hook{.root = root, .due = timing_.now()});
+  if (streams_.contains(stream)) hooks_.try_emplace(key, Hook{.root = *root, .due = timing_.now()});
   wake();
 }
 
@@ -135,7 +165,7 @@ void HookRunner::forget(const std::string& stream, const std::string& recording)
     root = found->second.root;
     hooks_.erase(found);
   }
-  HookMarkers(root).remove(markerOf(key));
+  HookMarkers::waiting(root).remove(markerOf(key));
   log_.warning(fmt::format("{}: did not succeed before the recording was removed", nameOf(key)));
 }
 
@@ -277,7 +307,7 @@ void HookRunner::endOverdue(Running& running, Clock::time_point now) const {
 void HookRunner::settle(const Key& key, const std::string& root, bool isTimeout, const std::string& failure) {
   if (isTimeout || !failure.empty()) return countFailure(key, isTimeout, failure);
   // Before the retention may remove the recording: no marker must be left without one.
-  const bool isRemoved = HookMarkers(root).remove(markerOf(key));
+  const bool isRemoved = HookMarkers::waiting(root).remove(markerOf(key));
   if (!isRemoved)
     log_.warning(fmt::format("{}: succeeded, but its marker cannot be removed, so a restart repeats it", nameOf(key)));
   const std::scoped_lock lock(mutex_);

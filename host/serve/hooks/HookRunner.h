@@ -70,6 +70,10 @@ class HookRunner {
   /// it.
   void stop();
 
+  /// A recording of a stream has begun. Waits until that is on the device.
+  void begun(const std::string& stream, const std::string& recording) const;
+  /// The recording that has begun had no fragment, and is removed.
+  void dropped(const std::string& stream, const std::string& recording) const;
   /// A recording of a stream is finished: its hook, if the stream has one, is to run. Waits until the marker is on the
   /// device, so call it before the recording counts as finished for anything else.
   void add(const std::string& stream, const std::string& recording);
@@ -114,6 +118,10 @@ class HookRunner {
     std::vector<std::string> words;
   };
 
+  /// Where the hook of a stream has its markers, or nothing if the stream has no hook.
+  std::optional<std::string> rootOf(const std::string& stream) const;
+  /// `waiting` are the hooks of streams that are new.
+  void takeConfiguration(const ServeConfig& config, std::map<Key, Hook> waiting);
   void run();
   bool isStopping() const;
   void wake() const;

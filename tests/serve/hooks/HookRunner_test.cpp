@@ -15,6 +15,7 @@
 #include <fstream>
 
 #include "tests/host/hostTools.h"
+#include "tests/serve/catalog/storedRecordings.h"
 
 namespace host::serve {
 namespace {
@@ -149,6 +150,28 @@ TEST_F(HookRunnerTest, ContinuesInTheNextProcess) {
   runner->configure(config({{"gone", shell("exit 0")}}));
   settle(*runner);
   EXPECT_FALSE(fs::exists(marker("gone", kFirst)));
+}
+
+TEST_F(HookRunnerTest, FindsWhatAKilledProcessHadFinished) {
+  const std::string third = "20261125T160000.000Z", fourth = "20261125T170000.000Z";
+  {
+    const auto runner = makeRunner();
+    runner->configure(config({{"cam1", shell("exit 0")}}));
+    for (const std::string& recording : {std::string(kFirst), std::string(kSecond), third, fourth})
+      runner->begun("cam1", recording);
+    runner->dropped("cam1", fourth);
+  }
+  test::store(test::finishedRecording(), directory_.path(), "cam1", kFirst);
+  test::store(test::interruptedRecording(), directory_.path(), "cam1", kSecond);
+  const auto runner = makeRunner();
+  runner->configure(config({{"cam1", shell("exit 0")}}));
+  EXPECT_TRUE(runner->mustKeep("cam1", kFirst));
+  EXPECT_TRUE(fs::exists(marker("cam1", kFirst)));
+  EXPECT_EQ(runner->status()["cam1"].waiting, 1U) << "one is to be repaired first";
+  std::vector<std::string> left;
+  for (const auto& entry : fs::directory_iterator(directory_.file(".k2r/begun")))
+    left.push_back(entry.path().filename());
+  EXPECT_EQ(left, std::vector{std::string("cam1~") + kSecond}) << "those that are not there are forgotten";
 }
 
 TEST_F(HookRunnerTest, FollowsTheConfiguration) {
