@@ -3,7 +3,7 @@
 nginx, and compares the CPU time of both servers. Then it measures how long requests take while other players do not
 read. See docs/performance.md.
 
-    serve_players.py BUILD --players 100 --rounds 3 --repeat 3 --out FOLDER [--no-nginx]
+    serve_players.py BUILD --out FOLDER [--players 100] [--rounds 2] [--repeat 3] [--clip FILE] [--no-nginx]
 
 Needs ffmpeg, unless there is a clip, and nginx. The players (bench/playerLoad.cpp) fetch what the playlist names as fast
 as they get it, over kept connections. Exits with 1 if both servers do not send the same bytes."""
