@@ -141,9 +141,9 @@ bool AvInput::openNext() {
   // Before the failure is judged: with --reconnect an end and a failure of a live input are the same.
   if (options_.reconnect && source_->isLive()) return reconnect();
   if (failure.empty()) return false;
-  // A server ends a live stream by breaking the connection, so that is an end (status 0), once there was media. A stall
-  // is a failure, because it is the recorder that gives up, and a supervisor decides by the status.
-  if (!source_->isLive() || source_->isStalled() || !baseMs_) throw InputError(failure);
+  // A server ends a live stream by breaking the connection, so that is an end (status 0), once there was media. If
+  // it is the recorder that gives up, that is a failure, since a supervisor decides by the status.
+  if (!source_->isLive() || source_->isGivenUp() || !baseMs_) throw InputError(failure);
   log_.warning(fmt::format("the input has ended: {}", failure));
   return false;
 }

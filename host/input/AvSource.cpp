@@ -177,36 +177,49 @@ std::vector<SourceFrame> AvSource::read() {
   const AvLogRoute::CodecSilence silence(!canDecode_);
   std::vector<SourceFrame> frames;
   Packet packet = makePacket();
-  const int error = readPacket(*packet);
+  if (const auto track = receive(*packet)) {
+    const AVStream& stream = streamOf(*track);
+    // After prepare(): a filter may change the packet's times.
+    const RawTimes times{.dts = packet->dts,
+                         .pts = packet->pts,
+                         .duration = packet->duration,
+                         .timeBase = stream.time_base,
+                         .wrapBits = stream.pts_wrap_bits};
+    RawFrame frame{.times = times, .packet = std::move(packet), .newHeader = changedHeader(tracks_[*track])};
+    give(*track, tracks_[*track].leading.push(std::move(frame)), frames);
+  }
+  if (hasEnded_) {
+    for (std::size_t track = 0; track < tracks_.size(); ++track) give(track, tracks_[track].leading.flush(), frames);
+  }
+  return frames;
+}
+
+std::optional<std::size_t> AvSource::receive(AVPacket& packet) try {
+  const int error = readPacket(packet);
   // Some devices do not wait for data.
   if (error == AVERROR(EAGAIN) && !watch_.isStalled()) {
     stop_.waitUntil(InputWatch::Clock::now() + milliseconds(5));
     // This wait is for the source.
     readAt_ = InputWatch::Clock::now();
-    return frames;
+    return std::nullopt;
   }
   if (error < 0) {
-    end(error, frames);
-    return frames;
+    end(error);
+    return std::nullopt;
   }
   // A packet that was buffered before the interruption would make the gap of a reconnect too short.
   if (!watch_.wasInterrupted()) {
     watch_.restart();
     lastPacketAt_ = InputWatch::Clock::now();
   }
-  const auto track = trackOf(*packet);
-  canDecode_ = canDecode_ || (track && isVideo(*track) && (packet->flags & AV_PKT_FLAG_KEY) != 0);
-  if (!track || !tracks_[*track].converter->prepare(*packet)) return frames;
-  const AVStream& stream = streamOf(*track);
-  // After prepare(): a filter may change the packet's times.
-  const RawTimes times{.dts = packet->dts,
-                       .pts = packet->pts,
-                       .duration = packet->duration,
-                       .timeBase = stream.time_base,
-                       .wrapBits = stream.pts_wrap_bits};
-  RawFrame frame{.times = times, .packet = std::move(packet), .newHeader = changedHeader(tracks_[*track])};
-  give(*track, tracks_[*track].leading.push(std::move(frame)), frames);
-  return frames;
+  const auto track = trackOf(packet);
+  canDecode_ = canDecode_ || (track && isVideo(*track) && (packet.flags & AV_PKT_FLAG_KEY) != 0);
+  return track && tracks_[*track].converter->prepare(packet) ? track : std::nullopt;
+} catch (const InputError& error) {
+  // An end and no exception: the frames that wait, here and in AvInput, came before it.
+  hasEnded_ = isGivenUp_ = true;
+  failure_ = error.what();
+  return std::nullopt;
 }
 
 std::optional<std::size_t> AvSource::trackOf(const AVPacket& packet) {
@@ -244,12 +257,11 @@ std::optional<std::size_t> AvSource::adopt(int streamIndex) {
   return std::nullopt;
 }
 
-void AvSource::end(int error, std::vector<SourceFrame>& frames) {
+void AvSource::end(int error) {
   hasEnded_ = true;
-  for (std::size_t track = 0; track < tracks_.size(); ++track) give(track, tracks_[track].leading.flush(), frames);
   // An interrupted call may also return the end of the file, so the watch decides and not the error alone.
-  isStalled_ = isStall(error);
-  if ((error == AVERROR_EOF && !isStalled_) || stop_.requested()) return;
+  isGivenUp_ = isStall(error);
+  if ((error == AVERROR_EOF && !isGivenUp_) || stop_.requested()) return;
   failure_ = fmt::format("cannot read '{}' any further: {}", url_, describe(error));
 }
 

@@ -79,16 +79,15 @@ class AvSource {
   std::optional<InputWatch::Clock::time_point> lastPacketAt() const { return lastPacketAt_; }
 
   /// Reads one packet. Returns the frames whose times are known by now: none, one or several. A failure of the input
-  /// ends it: see hasEnded() and failure(). Throws InputError if a codec changes in a way that libavcodec cannot
-  /// follow.
+  /// ends it, and so does a codec that changes in a way that libavcodec cannot follow: see hasEnded() and failure().
   std::vector<SourceFrame> read();
   /// Closes the connection, so that the input can be opened again. No call but failure(), isLive() and the times after
   /// it.
   void close() { format_.reset(); }
   /// Whether read() has met the end or a failure. It returns nothing more then.
   bool hasEnded() const { return hasEnded_; }
-  /// Whether the end is a stall.
-  bool isStalled() const { return isStalled_; }
+  /// Whether the input might still give data: the end is a stall, or a codec that changed.
+  bool isGivenUp() const { return isGivenUp_; }
   /// Why reading failed; empty if the input ended normally or was stopped.
   const std::string& failure() const { return failure_; }
 
@@ -107,6 +106,8 @@ class AvSource {
   const AVStream& streamOf(std::size_t track) const { return *format_->streams[tracks_[track].streamIndex]; }
   /// Throws as the constructor does. Sets the options, opens the input and reads enough of it to know its streams.
   FormatContext open(const InputOptions& options);
+  /// Reads the next packet and prepares it. Returns its track; nothing if it is no frame, or if the source ends.
+  std::optional<std::size_t> receive(AVPacket& packet);
   /// Reads the next packet, after a pause. Returns the status of libav.
   int readPacket(AVPacket& packet);
   /// Whether an error of libav was caused by the stall limit.
@@ -119,8 +120,8 @@ class AvSource {
   std::optional<std::size_t> trackOf(const AVPacket& packet);
   /// Lets a stream that appeared later continue the track of its kind. Returns that track.
   std::optional<std::size_t> adopt(int streamIndex);
-  /// Ends the source. Adds the frames that still wait to `frames`.
-  void end(int error, std::vector<SourceFrame>& frames);
+  /// Ends the source after a status of libav.
+  void end(int error);
   /// Appends the frames of a track to `frames`.
   void give(std::size_t track, std::vector<RawFrame> ready, std::vector<SourceFrame>& frames) const;
   /// The sequence header of the packet just prepared, if it differs from the one before; empty otherwise.
@@ -146,7 +147,7 @@ class AvSource {
   /// A key frame has come.
   bool canDecode_ = false;
   bool hasEnded_ = false;
-  bool isStalled_ = false;
+  bool isGivenUp_ = false;
   std::string failure_;
 };
 

@@ -5,6 +5,7 @@
 #include "host/errors.h"
 #include "tests/endtoend/mediaTools.h"
 #include "tests/host/hostTools.h"
+#include "tests/support/tagFile.h"
 
 namespace host {
 namespace {
@@ -174,6 +175,28 @@ TEST_F(AvInputTest, RecordsWhatIsThereOfACutFile) {
   EXPECT_GT(messages.size(), 50u);
   EXPECT_LT(messages.size(), record(whole).size());
   EXPECT_THAT(capture_.text(), testing::AllOf(testing::StartsWith("warning: "), testing::HasSubstr("partial file")));
+}
+
+TEST_F(AvInputTest, GivesWhatWaitsBeforeItFailsOnACodec) {
+  // Sound with ADTS headers. Its rate changes after a broken configuration, and pictures wait for it meanwhile.
+  std::vector<StreamMessage> tags;
+  for (const auto& picture : record(clip(std::string(kPicture) + "-c:v flv1", "pictures.avi"))) {
+    tags.push_back(picture);
+    if (picture.time < 1000) tags.push_back({8, picture.time, test::fromHex("af 01 fff15040017ffc01182007")});
+  }
+  tags.push_back({8, 2000, test::fromHex("af 00 1278")});
+  tags.push_back({8, 2000, test::fromHex("af 01 fff15c40017ffc01182007")});
+  const std::string file = directory_.file("changes.flv");
+  test::writeWholeFile(file, "FLV" + test::textOf(test::tagFile(tags)).substr(3));
+  InputOptions options;
+  options.avOptions = {"probesize=20000"};
+  AvInput input(file, options, capture_.log(), stop_);
+  int pictures = 0;
+  const auto readAll = [&] {
+    while (const auto message = input.next()) pictures += message->type == 9 ? 1 : 0;
+  };
+  EXPECT_THAT(readAll, testing::ThrowsMessage<InputError>(testing::HasSubstr("cannot read the audio of stream")));
+  EXPECT_EQ(pictures, 60) << capture_.text();
 }
 
 TEST_F(AvInputTest, AReaderThatWasLateIsNoStall) {
