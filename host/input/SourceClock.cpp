@@ -2,10 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cstdint>
 #include <cstdlib>
-#include <limits>
 
 namespace host {
 
@@ -44,12 +41,9 @@ void SourceClock::chooseClock(Track& track, std::int64_t rawMs) {
   latestDistanceMs_ = endMs() - rawMs;
   track.distanceMs = latestDistanceMs_;
   ++newClocks_;
-  // Timestamps have 32 bits. At the wrap of a source's clock there is no later time to continue at.
-  const bool hasRoom = endMs() <= std::numeric_limits<std::uint32_t>::max();
-  log_.warning(fmt::format("the input's times jump {} by {} ms: the source has a new clock; {}",
-                           jumpMs < 0 ? "back" : "forward", std::abs(jumpMs),
-                           hasRoom ? "the recording continues without the jump"
-                                   : "a recording ends at 2^32 ms, so what follows cannot be recorded"));
+  log_.warning(
+      fmt::format("the input's times jump {} by {} ms: the source has a new clock; the times continue without the jump",
+                  jumpMs < 0 ? "back" : "forward", std::abs(jumpMs)));
 }
 
 bool SourceClock::isJump(const Track& track, std::int64_t timeMs) const {

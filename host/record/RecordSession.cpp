@@ -191,6 +191,12 @@ bool RecordSession::sendOnceMore(const InputMessage& message) {
 }
 
 void RecordSession::note(const InputMessage& message, const FragmentModel::Step& step) {
+  // A time that is later, and was raised nevertheless. Said here and not where times are made, since only a recording
+  // has this end: the next one can begin at 0.
+  const bool isLater = static_cast<std::int32_t>(message.timeMs - follower_.model().lastTimeMs()) > 0;
+  if (!step.keptTime && isLater) {
+    log_.error("the times have passed 2^32 ms, where a recording ends: what follows cannot be recorded");
+  }
   if (step.action == FragmentAction::StartRecording) noteDiscarded(step);
   if (step.action != FragmentAction::DropSample) return;
   constexpr const char* kReason = "video that began after the recording had been bound to its sound";

@@ -75,7 +75,7 @@ class RecordSession {
   void recordMessage(const InputMessage& message, Reception reception);
   /// Returns whether the second attempt succeeded; if not, the message is counted as lost.
   bool sendOnceMore(const InputMessage& message);
-  /// Counts and logs what the fragmenter dropped.
+  /// Counts and logs what the fragmenter dropped, and logs that the recording has no later times.
   void note(const InputMessage& message, const FragmentModel::Step& step);
   void noteDiscarded(const FragmentModel::Step& step);
   /// Warns once if no key frame has come for 10 s of media time.

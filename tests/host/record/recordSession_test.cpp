@@ -74,6 +74,14 @@ TEST_F(RecordSessionTest, LosesNothingToADiskThatWasFullAndSendsNothingTwice) {
   EXPECT_EQ(framesOf(test::messagesOf(directory_.file("all.mtg"))), framesOf(messages));
 }
 
+TEST_F(RecordSessionTest, SaysWhenTimesHavePassedTheEndOfARecording) {
+  const auto isEnd = testing::HasSubstr("what follows cannot be recorded");
+  record(test::framesAt("100000k 104000k 0k 40"), 0, 0);
+  EXPECT_THAT(capture_.text(), testing::Not(isEnd)) << "times that fall";
+  record(test::framesAt("0k 4000k 4294960000k 4294964000k 0k 40"), 0, 0);
+  EXPECT_THAT(capture_.text(), isEnd);
+}
+
 TEST_F(RecordSessionTest, DoesNotGoOnBehindAFullQueueBeforeAFragmentIsWritten) {
   constexpr int kEver = 1 << 30;
   const auto account = record(test::av().until(60001), 8, kEver, {.maxQueue = 16000});
