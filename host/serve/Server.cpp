@@ -188,7 +188,7 @@ class Server {
             .events = storage_,
             .prepare = [this](const StreamConfig& stream) { storage_.prepare(stream); },
             .requireRoot = [this](const StreamConfig& stream) { storage_.requireRoot(stream); },
-            .makeRoom = [this](const std::string& stream) { storage_.makeRoom(stream); },
+            .makeRoom = [this](const std::string& root) { storage_.makeRoom(root); },
             .fragmentWrites = &fragmentWrites_};
   }
 

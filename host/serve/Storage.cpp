@@ -15,8 +15,7 @@ Storage::Storage(Log& log)
     : log_(log),
       storageRoots_(stateFolder()),
       hooks_(log),
-      catalog_(systemSurroundings(), [this](const std::string& stream, const std::string& folder,
-                                            const std::string& recording) { repair(stream, folder, recording); }),
+      catalog_(systemSurroundings(), [this](const RecordingPlace& recording) { repair(recording); }),
       retention_(
           catalog_,
           [this](const std::string& stream, const std::string& recording) {
@@ -51,13 +50,13 @@ void Storage::apply(const ServeConfig& config) {
 
 void Storage::prepare(const StreamConfig& stream) {
   const Settings settings = settingsOf(stream.name);
-  for (const std::string& name : repairStream(catalog_, stream.name, stream.root + "/" + stream.name, settings, log_)) {
-    hooks_.add(stream.name, name);
+  for (const RecordingPlace& recording : repairStream(catalog_, stream.root, stream.name, settings, log_)) {
+    hooks_.add(recording);
   }
 }
 
-void Storage::repair(const std::string& stream, const std::string& folder, const std::string& recording) {
-  if (repairInterrupted(catalog_, stream, folder, recording, settingsOf(stream), log_)) hooks_.add(stream, recording);
+void Storage::repair(const RecordingPlace& recording) {
+  if (repairInterrupted(catalog_, recording, settingsOf(recording.stream), log_)) hooks_.add(recording);
 }
 
 void Storage::requireRoot(const StreamConfig& stream) {
@@ -65,66 +64,50 @@ void Storage::requireRoot(const StreamConfig& stream) {
   if (!reason.empty()) throw CommandError(reason);
 }
 
-void Storage::began(const std::string& stream, const std::string& recording) {
-  catalog_.began(stream, recording);
-  hooks_.begun(stream, recording);
-  std::vector<std::string> interrupted;
-  std::string folder;
+void Storage::began(const RecordingPlace& recording) {
+  catalog_.began(recording);
+  hooks_.begun(recording);
+  std::vector<RecordingPlace> interrupted;
   {
     const std::scoped_lock lock(mutex_);
-    const auto found = interrupted_.find(stream);
-    if (found == interrupted_.end() || !roots_.contains(stream)) return;
+    const auto found = interrupted_.find(recording.stream);
+    if (found == interrupted_.end()) return;
     interrupted = std::move(found->second);
     interrupted_.erase(found);
-    folder = roots_.at(stream) + "/" + stream;
   }
-  repairLater(stream, folder, interrupted);
+  repairLater(interrupted);
 }
 
-void Storage::repairLater(const std::string& stream, const std::string& folder,
-                          const std::vector<std::string>& recordings) {
+void Storage::repairLater(const std::vector<RecordingPlace>& recordings) {
   // On a thread of its own: a repair reads the recording through, and the stream must not wait for that.
   const std::scoped_lock lock(mutex_);
   std::erase_if(repairs_, [](const auto& repair) {
     return repair.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   });
   try {
-    repairs_.push_back(std::async(std::launch::async, [this, stream, folder, recordings] {
-      for (const std::string& recording : recordings) repair(stream, folder, recording);
+    repairs_.push_back(std::async(std::launch::async, [this, recordings] {
+      for (const RecordingPlace& recording : recordings) repair(recording);
     }));
   } catch (const std::system_error& error) {
-    log_.warning(fmt::format("{}: interrupted recordings are repaired at the next start: {}", stream, error.what()));
+    log_.warning(fmt::format("{}: interrupted recordings are repaired at the next start: {}", recordings.front().stream,
+                             error.what()));
   }
 }
 
-void Storage::interrupted(const std::string& stream, const std::string& recording) {
+void Storage::interrupted(const RecordingPlace& recording) {
   // Without its hook, which must get it complete: the repair adds that.
-  catalog_.interrupted(stream, recording);
-  log_.warning(fmt::format("{}: recording {} could not be finished; that is done once the stream records again", stream,
-                           recording));
+  catalog_.interrupted(recording);
+  log_.warning(fmt::format("{}: recording {} could not be finished; that is done once the stream records again",
+                           recording.stream, recording.name));
   const std::scoped_lock lock(mutex_);
-  interrupted_[stream].push_back(recording);
+  interrupted_[recording.stream].push_back(recording);
 }
 
-void Storage::grew(const std::string& stream, const std::string& recording) {
-  catalog_.grew(stream, recording);
-}
-
-void Storage::finished(const std::string& stream, const std::string& recording, bool isEmpty) {
+void Storage::finished(const RecordingPlace& recording, bool isEmpty) {
   // Before the catalog knows that it is finished: the retention must not remove it before its hook has run.
-  isEmpty ? hooks_.dropped(stream, recording) : hooks_.add(stream, recording);
-  catalog_.finished(stream, recording, isEmpty);
-  makeRoom(stream);
-}
-
-void Storage::makeRoom(const std::string& stream) {
-  std::string root;
-  {
-    const std::scoped_lock lock(mutex_);
-    const auto found = roots_.find(stream);
-    if (found != roots_.end()) root = found->second;
-  }
-  if (!root.empty()) retention_.makeRoom(root);
+  isEmpty ? hooks_.dropped(recording) : hooks_.add(recording);
+  catalog_.finished(recording, isEmpty);
+  makeRoom(recording.root);
 }
 
 std::vector<std::string> Storage::roots() const {

@@ -37,13 +37,13 @@ class Storage final : public RecordingEvents {
   /// Throws CommandError if nothing may be recorded in the root of the stream.
   void requireRoot(const StreamConfig& stream);
 
-  void began(const std::string& stream, const std::string& recording) override;
-  void grew(const std::string& stream, const std::string& recording) override;
-  void finished(const std::string& stream, const std::string& recording, bool isEmpty) override;
-  void interrupted(const std::string& stream, const std::string& recording) override;
+  void began(const RecordingPlace& recording) override;
+  void grew(const RecordingPlace& recording) override { catalog_.grew(recording); }
+  void finished(const RecordingPlace& recording, bool isEmpty) override;
+  void interrupted(const RecordingPlace& recording) override;
 
-  /// Lets the retention look at the root of the stream now. Does not wait.
-  void makeRoom(const std::string& stream);
+  /// Lets the retention look at the root now. Does not wait.
+  void makeRoom(const std::string& root) { retention_.makeRoom(root); }
 
   const Catalog& catalog() const { return catalog_; }
   const HookRunner& hooks() const { return hooks_; }
@@ -53,9 +53,9 @@ class Storage final : public RecordingEvents {
 
  private:
   /// For the catalog: a recording of an earlier process, which is not among the newest of its stream.
-  void repair(const std::string& stream, const std::string& folder, const std::string& recording);
+  void repair(const RecordingPlace& recording);
   /// Repairs recordings of this process, which it could not finish, on a thread.
-  void repairLater(const std::string& stream, const std::string& folder, const std::vector<std::string>& recordings);
+  void repairLater(const std::vector<RecordingPlace>& recordings);
   /// The module's settings of a stream; empty for one that is not configured any more.
   Settings settingsOf(const std::string& stream) const;
 
@@ -65,7 +65,7 @@ class Storage final : public RecordingEvents {
   /// By stream.
   std::map<std::string, std::vector<std::string>> settings_;
   std::map<std::string, std::string> roots_;
-  std::map<std::string, std::vector<std::string>> interrupted_;
+  std::map<std::string, std::vector<RecordingPlace>> interrupted_;
   StorageRoots storageRoots_;
   HookRunner hooks_;
   /// Its threads call repair().

@@ -23,6 +23,17 @@ std::string recordingNameText(const RecordingName& name);
 /// Nothing if the text is not exactly what recordingNameText() makes.
 std::optional<RecordingName> parseRecordingName(std::string_view text);
 
+/// A recording of a stream, and where it is: ROOT/<stream>/<name>.
+struct RecordingPlace {
+  /// Native path. That of the recording, which may be another one than its stream has by now.
+  std::string root;
+  std::string stream;
+  std::string name;
+
+  /// Native path of the stream's folder.
+  std::string folder() const { return root + "/" + stream; }
+};
+
 /// Whether the text is a stream's name: [a-z0-9_-]{1,64}.
 bool isStreamName(std::string_view text);
 

@@ -5,7 +5,6 @@
 
 #include "host/serve/catalog/RootScan.h"
 #include "host/serve/catalog/StreamRecordings.h"
-#include "host/serve/catalog/Surroundings.h"
 #include "platform/os/paths.h"
 
 namespace host::serve {
@@ -120,24 +119,33 @@ Catalog::Totals Catalog::totals(const std::string& stream) const {
   return recordings ? recordings->totals() : Totals();
 }
 
-void Catalog::began(const std::string& stream, const std::string& recording) {
-  const auto name = parseRecordingName(recording);
-  if (const auto recordings = recordingsOf(stream); recordings && name) recordings->began(*name);
+template <typename Report>
+void Catalog::inFolder(const RecordingPlace& recording, const Report& report) {
+  std::shared_ptr<StreamRecordings> recordings;
+  {
+    const std::scoped_lock lock(mutex_);
+    // Not by the stream: a reload may have given it another root while this was recorded.
+    const auto folder = folders_.find(recording.folder());
+    if (folder != folders_.end()) recordings = folder->second.recordings;
+  }
+  const auto name = parseRecordingName(recording.name);
+  if (recordings && name) report(*recordings, *name);
 }
 
-void Catalog::grew(const std::string& stream, const std::string& recording) {
-  const auto name = parseRecordingName(recording);
-  if (const auto recordings = recordingsOf(stream); recordings && name) recordings->grew(*name);
+void Catalog::began(const RecordingPlace& recording) {
+  inFolder(recording, [](StreamRecordings& folder, const RecordingName& name) { folder.began(name); });
 }
 
-void Catalog::finished(const std::string& stream, const std::string& recording, bool isEmpty) {
-  const auto name = parseRecordingName(recording);
-  if (const auto recordings = recordingsOf(stream); recordings && name) recordings->finished(*name, isEmpty);
+void Catalog::grew(const RecordingPlace& recording) {
+  inFolder(recording, [](StreamRecordings& folder, const RecordingName& name) { folder.grew(name); });
 }
 
-void Catalog::repaired(const std::string& stream, const std::string& recording, bool isDamaged) {
-  const auto name = parseRecordingName(recording);
-  if (const auto recordings = recordingsOf(stream); recordings && name) recordings->repaired(*name, isDamaged);
+void Catalog::finished(const RecordingPlace& recording, bool isEmpty) {
+  inFolder(recording, [&](StreamRecordings& folder, const RecordingName& name) { folder.finished(name, isEmpty); });
+}
+
+void Catalog::repaired(const RecordingPlace& recording, bool isDamaged) {
+  inFolder(recording, [&](StreamRecordings& folder, const RecordingName& name) { folder.repaired(name, isDamaged); });
 }
 
 }  // namespace host::serve

@@ -65,8 +65,7 @@ class Catalog final : public RecordingEvents {
  public:
   /// Called for a recording of an earlier process that was interrupted, once the scan has read all recordings of its
   /// root; on the thread of that scan, which waits. It may repair the recording and then calls repaired().
-  using OnInterrupted =
-      std::function<void(const std::string& stream, const std::string& folder, const std::string& recording)>;
+  using OnInterrupted = std::function<void(const RecordingPlace& recording)>;
 
   /// `surroundings` outlives it.
   explicit Catalog(const Surroundings& surroundings = systemSurroundings(), OnInterrupted onInterrupted = {});
@@ -100,15 +99,15 @@ class Catalog final : public RecordingEvents {
   };
   Totals totals(const std::string& stream) const;
 
-  void began(const std::string& stream, const std::string& recording) override;
-  void grew(const std::string& stream, const std::string& recording) override;
-  void finished(const std::string& stream, const std::string& recording, bool isEmpty) override;
-  void interrupted(const std::string& stream, const std::string& recording) override {
+  void began(const RecordingPlace& recording) override;
+  void grew(const RecordingPlace& recording) override;
+  void finished(const RecordingPlace& recording, bool isEmpty) override;
+  void interrupted(const RecordingPlace& recording) override {
     // Its files say in what state it is.
-    finished(stream, recording, false);
+    finished(recording, false);
   }
   /// A repair has changed the files of a recording, or has refused them as damaged.
-  void repaired(const std::string& stream, const std::string& recording, bool isDamaged);
+  void repaired(const RecordingPlace& recording, bool isDamaged);
 
   /// All folders of streams below a root, by the stream's name: those of streams that have another folder by now, too.
   std::vector<std::shared_ptr<StreamRecordings>> foldersIn(const std::string& root) const;
@@ -124,6 +123,9 @@ class Catalog final : public RecordingEvents {
     bool isConfigured = false;
   };
 
+  /// Calls `report` with the folder of a recording and its name, if the folder is known.
+  template <typename Report>
+  void inFolder(const RecordingPlace& recording, const Report& report);
   /// The folder of a stream; null if there is none.
   std::shared_ptr<StreamRecordings> recordingsOf(const std::string& stream) const;
   /// Adds what a scan found. Returns the folder's recordings.

@@ -7,7 +7,6 @@
 #include <exception>
 #include <filesystem>
 #include <system_error>
-#include <tuple>
 #include <utility>
 
 #include "host/serve/catalog/Catalog.h"
@@ -105,7 +104,7 @@ void RootScan::reportInterrupted(const Folders& folders, const std::stop_token& 
       if (stop.stop_requested()) return;
       if (name.beginMs >= startedMs_) continue;
       try {
-        catalog_.onInterrupted_(folder->stream(), folder->folder(), recordingNameText(name));
+        catalog_.onInterrupted_({.root = root_, .stream = folder->stream(), .name = recordingNameText(name)});
       } catch (const std::exception&) {
         // It stays interrupted, as lists say. The others must not wait for the next start because of it.
       }

@@ -13,13 +13,12 @@ namespace host::serve {
 /// fragment. Returns whether it is finished now and was not before. A damaged one stays as it is, and so does one that
 /// another process writes or that cannot be written. The log and the catalog get the result. `settings` are those of
 /// the stream; a protected recording needs them. Does not throw.
-bool repairInterrupted(Catalog& catalog, const std::string& stream, const std::string& folder,
-                       const std::string& recording, const Settings& settings, Log& log);
+bool repairInterrupted(Catalog& catalog, const RecordingPlace& recording, const Settings& settings, Log& log);
 
-/// Does that for the newest recordings of a stream in `folder`, before the stream begins the next one: from the newest
-/// on until two are finished, or some more were looked at. Older ones are the catalog's to report. Returns the names of
-/// those that are finished now. Does not throw; may wait for the disk of `folder`.
-std::vector<std::string> repairStream(Catalog& catalog, const std::string& stream, const std::string& folder,
-                                      const Settings& settings, Log& log);
+/// Does that for the newest recordings of a stream in `root`, before the stream begins the next one: from the newest on
+/// until two are finished, or some more were looked at. Older ones are the catalog's to report. Returns those that are
+/// finished now. Does not throw; may wait for the disk of `root`.
+std::vector<RecordingPlace> repairStream(Catalog& catalog, const std::string& root, const std::string& stream,
+                                         const Settings& settings, Log& log);
 
 }  // namespace host::serve

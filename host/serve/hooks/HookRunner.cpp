@@ -33,18 +33,19 @@ HookMarkers::Marker markerOf(const std::pair<std::string, std::string>& key) {
   return {.stream = key.first, .recording = key.second};
 }
 
-/// Stream and name of the recordings that a process has finished which ended before it could say so. What is not
-/// finished gets its hook after its repair.
-std::vector<std::pair<std::string, std::string>> finishedUnseen(const std::string& root,
-                                                                const std::set<std::string>& streams) {
-  std::vector<std::pair<std::string, std::string>> finished;
+/// The recordings that a process has finished which ended before it could say so. What is not finished gets its hook
+/// after its repair.
+std::vector<RecordingPlace> finishedUnseen(const std::string& root, const std::set<std::string>& streams) {
+  std::vector<RecordingPlace> finished;
   const HookMarkers begun = HookMarkers::begun(root);
   for (const HookMarkers::Marker& marker : begun.list()) {
     if (!streams.contains(marker.stream)) continue;
     const auto facts = readFacts(root + '/' + marker.stream, *parseRecordingName(marker.recording));
     if (facts.kind == RecordingFacts::Kind::kMissing) begun.remove(marker);
     const bool isRecording = facts.kind == RecordingFacts::Kind::kRecording;
-    if (isRecording && facts.state == RecordingState::kFinished) finished.emplace_back(marker.stream, marker.recording);
+    if (isRecording && facts.state == RecordingState::kFinished) {
+      finished.push_back({.root = root, .stream = marker.stream, .name = marker.recording});
+    }
   }
   return finished;
 }
@@ -75,15 +76,15 @@ void HookRunner::configure(const ServeConfig& config) {
     }
   }
   std::map<Key, Hook> waiting;
-  std::vector<Key> unseen;
+  std::vector<RecordingPlace> unseen;
   for (const auto& [root, streams] : newStreams) {
     for (const auto& [stream, recording] : HookMarkers::waiting(root).list()) {
       if (streams.contains(stream)) waiting.try_emplace({stream, recording}, Hook{.root = root, .due = timing_.now()});
     }
-    for (Key& key : finishedUnseen(root, streams)) unseen.push_back(std::move(key));
+    for (RecordingPlace& recording : finishedUnseen(root, streams)) unseen.push_back(std::move(recording));
   }
   takeConfiguration(config, std::move(waiting));
-  for (const auto& [stream, recording] : unseen) add(stream, recording);
+  for (const RecordingPlace& recording : unseen) add(recording);
 }
 
 void HookRunner::takeConfiguration(const ServeConfig& config, std::map<Key, Hook> waiting) {
@@ -119,34 +120,32 @@ void HookRunner::stop() {
   endAll();
 }
 
-std::optional<std::string> HookRunner::rootOf(const std::string& stream) const {
+bool HookRunner::hasHook(const std::string& stream) const {
   const std::scoped_lock lock(mutex_);
-  const auto found = streams_.find(stream);
-  return found == streams_.end() ? std::nullopt : std::optional(found->second.root);
+  return streams_.contains(stream);
 }
 
-void HookRunner::begun(const std::string& stream, const std::string& recording) const {
+void HookRunner::begun(const RecordingPlace& recording) const {
   // If it fails, add() is early enough for all but a kill in between.
-  if (const auto root = rootOf(stream)) HookMarkers::begun(*root).add({stream, recording});
+  if (hasHook(recording.stream)) HookMarkers::begun(recording.root).add({recording.stream, recording.name});
 }
 
-void HookRunner::dropped(const std::string& stream, const std::string& recording) const {
-  if (const auto root = rootOf(stream)) HookMarkers::begun(*root).remove({stream, recording});
+void HookRunner::dropped(const RecordingPlace& recording) const {
+  if (hasHook(recording.stream)) HookMarkers::begun(recording.root).remove({recording.stream, recording.name});
 }
 
-void HookRunner::add(const std::string& stream, const std::string& recording) {
-  const auto root = rootOf(stream);
-  if (!root) return;
-  const Key key(stream, recording);
+void HookRunner::add(const RecordingPlace& recording) {
+  if (!hasHook(recording.stream)) return;
+  const Key key(recording.stream, recording.name);
   // First the marker: the hook may end before this returns, and would leave it.
-  if (!HookMarkers::waiting(*root).add(markerOf(key))) {
+  if (!HookMarkers::waiting(recording.root).add(markerOf(key))) {
     log_.warning(
         fmt::format("{}: would be forgotten by a restart, since its marker in '{}/.k2r/hooks' cannot be made: {}",
-                    nameOf(key), *root, std::error_code(errno, std::generic_category()).message()));
+                    nameOf(key), recording.root, std::error_code(errno, std::generic_category()).message()));
   }
-  HookMarkers::begun(*root).remove(markerOf(key));
+  HookMarkers::begun(recording.root).remove(markerOf(key));
   const std::scoped_lock lock(mutex_);
-  if (streams_.contains(stream)) hooks_.try_emplace(key, Hook{.root = *root, .due = timing_.now()});
+  if (streams_.contains(recording.stream)) hooks_.try_emplace(key, Hook{.root = recording.root, .due = timing_.now()});
   wake();
 }
 

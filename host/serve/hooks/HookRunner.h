@@ -16,6 +16,7 @@
 #include "host/Log.h"
 #include "host/serve/ServeConfig.h"
 #include "host/serve/hooks/HookProcess.h"
+#include "host/serve/recordingName.h"
 
 namespace host::serve {
 
@@ -70,13 +71,13 @@ class HookRunner {
   /// it.
   void stop();
 
-  /// A recording of a stream has begun. Waits until that is on the device.
-  void begun(const std::string& stream, const std::string& recording) const;
+  /// A recording has begun. Waits until that is on the device.
+  void begun(const RecordingPlace& recording) const;
   /// The recording that has begun had no fragment, and is removed.
-  void dropped(const std::string& stream, const std::string& recording) const;
-  /// A recording of a stream is finished: its hook, if the stream has one, is to run. Waits until the marker is on the
-  /// device, so call it before the recording counts as finished for anything else.
-  void add(const std::string& stream, const std::string& recording);
+  void dropped(const RecordingPlace& recording) const;
+  /// A recording is finished: its hook, if its stream has one, is to run. Waits until the marker is on the device, so
+  /// call it before the recording counts as finished for anything else.
+  void add(const RecordingPlace& recording);
   /// Whether the recording must stay, because its hook has not succeeded yet.
   bool mustKeep(const std::string& stream, const std::string& recording) const;
   /// The recording is removed all the same, since the disk is full: its hook will not run again. Logs it.
@@ -118,8 +119,7 @@ class HookRunner {
     std::vector<std::string> words;
   };
 
-  /// Where the hook of a stream has its markers, or nothing if the stream has no hook.
-  std::optional<std::string> rootOf(const std::string& stream) const;
+  bool hasHook(const std::string& stream) const;
   /// `waiting` are the hooks of streams that are new.
   void takeConfiguration(const ServeConfig& config, std::map<Key, Hook> waiting);
   void run();

@@ -16,17 +16,18 @@ void add(FrameCount& count, const Tally& now, Tally& before) {
 
 }  // namespace
 
-StreamMeter::StreamMeter(std::string stream, StreamStatus& status, const StreamServices& services, Log::Filter filter)
-    : stream_(std::move(stream)),
-      status_(status),
+StreamMeter::StreamMeter(const StreamConfig& config, StreamStatus& status, const StreamServices& services,
+                         Log::Filter filter)
+    : status_(status),
       services_(services),
       filter_(std::move(filter)),
+      recording_{.root = config.root, .stream = config.name, .name = {}},
       rateBytes_(status.get().received.bytes) {}
 
 void StreamMeter::setState(StreamState state) {
   if (status_.state() == state) return;
   // At once: the retention looks for itself only every few seconds.
-  if (state == StreamState::kBlocked && services_.makeRoom) services_.makeRoom(stream_);
+  if (state == StreamState::kBlocked && services_.makeRoom) services_.makeRoom(recording_.root);
   status_.update([&](StreamSnapshot& status) {
     status.state = state;
     status.sinceMs = services_.now();
@@ -43,32 +44,34 @@ void StreamMeter::fail(const std::string& text) {
 }
 
 void StreamMeter::began(const std::string& recording) {
-  recording_ = recording;
+  recording_.name = recording;
   last_ = {};
   isFailing_ = isFull_ = false;
   status_.update([&](StreamSnapshot& status) {
-    status.recording = recording_;
+    status.recording = recording_.name;
     ++status.recordingsBegun;
   });
   setState(StreamState::kRecording);
-  services_.events.began(stream_, recording_);
+  services_.events.began(recording_);
 }
 
 void StreamMeter::finished(bool isEmpty) {
-  services_.events.finished(stream_, leaveRecording(), isEmpty);
+  services_.events.finished(leaveRecording(), isEmpty);
 }
 
 void StreamMeter::interrupted() {
-  services_.events.interrupted(stream_, leaveRecording());
+  services_.events.interrupted(leaveRecording());
 }
 
-std::string StreamMeter::leaveRecording() {
+RecordingPlace StreamMeter::leaveRecording() {
   isFailing_ = isFull_ = false;
   status_.update([](StreamSnapshot& status) {
     status.recording.clear();
     status.queueBytes = 0;
   });
-  return std::exchange(recording_, {});
+  RecordingPlace left = recording_;
+  recording_.name.clear();
+  return left;
 }
 
 void StreamMeter::readAhead(const Backlog& backlog) {
@@ -120,7 +123,7 @@ void StreamMeter::recorded(const State& state) {
   last_.fragments = state.fragments;
   if (isFailing_ && status_.state() != StreamState::kBlocked) fail(state.failure);
   setState(isFailing_ ? StreamState::kBlocked : StreamState::kRecording);
-  if (hasGrown) services_.events.grew(stream_, recording_);
+  if (hasGrown) services_.events.grew(recording_);
 }
 
 void StreamMeter::measureRate(StreamSnapshot& status) {
@@ -144,12 +147,12 @@ void StreamMeter::inputLost(const std::string& why) {
 void StreamMeter::inputBack(std::chrono::milliseconds away) {
   status_.update([&](StreamSnapshot& status) {
     ++status.reconnects;
-    if (recording_.empty()) return;
+    if (recording_.name.empty()) return;
     ++status.gaps;
     status.lostSeconds[static_cast<std::size_t>(LossReason::kSource)] +=
         static_cast<double>(away.count()) / kMsPerSecond;
   });
-  if (!recording_.empty()) setState(StreamState::kRecording);
+  if (!recording_.name.empty()) setState(StreamState::kRecording);
 }
 
 }  // namespace host::serve

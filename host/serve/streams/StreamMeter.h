@@ -18,7 +18,7 @@ namespace host::serve {
 class StreamMeter final : public RecordObserver, public InputObserver {
  public:
   /// The references outlive it. `filter` removes passwords from error texts; null for none.
-  StreamMeter(std::string stream, StreamStatus& status, const StreamServices& services, Log::Filter filter);
+  StreamMeter(const StreamConfig& config, StreamStatus& status, const StreamServices& services, Log::Filter filter);
 
   void setState(StreamState state);
   /// Remembers the error. Does not change the state.
@@ -61,17 +61,17 @@ class StreamMeter final : public RecordObserver, public InputObserver {
     std::uint64_t fragments = 0;
   };
 
-  /// There is no recording in progress any more. Returns its name.
-  std::string leaveRecording();
+  /// There is no recording in progress any more. Returns the one that was.
+  RecordingPlace leaveRecording();
   void addDropped(StreamSnapshot& status, LossReason reason, const Backlog::Dropped& now, Backlog::Dropped& before);
   /// Computes the rate once enough time has gone.
   void measureRate(StreamSnapshot& status);
 
-  std::string stream_;
   StreamStatus& status_;
   const StreamServices& services_;
   Log::Filter filter_;
-  std::string recording_;
+  /// The recording in progress; without a name if there is none.
+  RecordingPlace recording_;
   Seen last_;
   Backlog::Dropped beforeBegin_;
   Backlog::Dropped overLimit_;

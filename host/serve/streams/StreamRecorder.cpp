@@ -28,7 +28,7 @@ StreamRecorder::StreamRecorder(StreamConfig config, const StreamServices& servic
       predecessor_(std::move(predecessor)),
       whenDone_(std::move(whenDone)),
       log_(services.log, config_.name + ": ", filterOf(config_)),
-      meter_(config_.name, *status_, services, filterOf(config_)),
+      meter_(config_, *status_, services, filterOf(config_)),
       thread_([this] { run(); }) {}
 
 void StreamRecorder::requestStop() noexcept {

@@ -25,9 +25,9 @@ struct StreamServices {
   /// Throws CommandError if the stream's root must not be used, such as the mount point of a disk that is not there.
   /// Null for no check.
   std::function<void(const StreamConfig&)> requireRoot = {};
-  /// Called when a stream cannot write, and again and again until it can: removes what is over the limits. Must not
-  /// wait. Null for nothing.
-  std::function<void(const std::string& stream)> makeRoom = {};
+  /// Called when a stream cannot write to its root, and again and again until it can: removes what is over the limits.
+  /// Must not wait. Null for nothing.
+  std::function<void(const std::string& root)> makeRoom = {};
   /// How long fragments take to be on disk. Null for nobody who wants to know.
   DurationHistogram* fragmentWrites = nullptr;
   /// Pauses between attempts to open a source; each is twice as long as the one before.

@@ -166,7 +166,7 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::int64_t b
 }
 
 bool StreamSession::waitForRoom(Backlog& backlog) {
-  if (services_.makeRoom) services_.makeRoom(config_.name);
+  if (services_.makeRoom) services_.makeRoom(config_.root);
   const auto until = SteadyClock::now() + services_.roomPause;
   // A source with an end of its own waits.
   if (!backlog.isLive()) return stop_.waitUntil(until);

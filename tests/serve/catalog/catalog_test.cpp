@@ -25,6 +25,7 @@ class CatalogTest : public testing::Test {
   fs::path put(const MadeRecording& made, const std::string& stream, double hour) {
     return store(made, root_.path(), stream, atHour(hour));
   }
+  RecordingPlace at(double hour) { return {.root = root_.path().string(), .stream = "cam1", .name = atHour(hour)}; }
   std::string folder(const std::string& stream) { return (root_.path() / stream).string(); }
   /// "14:00 finished, 15:00 recording" of all that a list of these hours has; in hours after the first.
   static std::string listed(const Catalog& catalog, const std::string& stream, double from = -10000,
@@ -93,28 +94,28 @@ TEST_F(CatalogTest, FollowsWhatIsRecorded) {
   Catalog catalog(world_);
   catalog.addStream("cam1", folder("cam1"));
   fs::create_directory(root_.path() / "cam1" / atHour(0));
-  catalog.began("cam1", atHour(0));
+  catalog.began(at(0));
   EXPECT_EQ(listed(catalog, "cam1"), "0 recording");
   EXPECT_EQ(catalog.find("cam1", atHour(0))->bytes, 0U);
   // As if it had grown to this.
   fs::remove(root_.path() / "cam1" / atHour(0));
   put(interruptedRecording(), "cam1", 0);
-  catalog.grew("cam1", atHour(0));
+  catalog.grew(at(0));
   EXPECT_EQ(listed(catalog, "cam1"), "0 recording");
   EXPECT_EQ(catalog.find("cam1", atHour(0))->time.endMs, kTwoOClock + 12600);
   const std::uint64_t bytes = catalog.totals("cam1").bytes;
   EXPECT_GT(bytes, 1000U);
   const fs::path segment = root_.path() / "cam1" / atHour(0) / (atHour(0) + "Seg1.k2r");
   writeWholeFile(segment, readWholeFile(segment) + "0123456789");
-  catalog.grew("cam1", atHour(0));
+  catalog.grew(at(0));
   EXPECT_EQ(catalog.totals("cam1").bytes, bytes + 10);
   fs::remove_all(root_.path() / "cam1" / atHour(0));
   put(finishedRecording(), "cam1", 0);
-  catalog.finished("cam1", atHour(0), false);
+  catalog.finished(at(0), false);
   EXPECT_NE(catalog.totals("cam1").bytes, bytes + 10);
-  catalog.began("cam1", atHour(1));
+  catalog.began(at(1));
   EXPECT_EQ(listed(catalog, "cam1"), "0 finished, 1 recording");
-  catalog.finished("cam1", atHour(1), true);
+  catalog.finished(at(1), true);
   EXPECT_EQ(listed(catalog, "cam1"), "0 finished");
 }
 
@@ -134,9 +135,9 @@ TEST_F(CatalogTest, MayBeAskedWhileItIsFilledAndRecorded) {
   catalog.addStream("cam1", folder("cam1"));
   std::jthread recorder([&](const std::stop_token& stop) {
     for (int hour = 100; !stop.stop_requested(); ++hour) {
-      catalog.began("cam1", atHour(hour));
-      catalog.grew("cam1", atHour(hour));
-      catalog.finished("cam1", atHour(hour), true);
+      catalog.began(at(hour));
+      catalog.grew(at(hour));
+      catalog.finished(at(hour), true);
     }
   });
   std::jthread reader([&](const std::stop_token& stop) {
@@ -176,9 +177,9 @@ TEST_F(CatalogTest, ReportsInterruptedRecordingsOfEarlierProcesses) {
   put(interruptedRecording(), "cam1", 1);
   std::vector<std::string> reported;
   Catalog* own = nullptr;
-  Catalog catalog(world_, [&](const std::string& stream, const std::string& folder, const std::string& recording) {
-    reported.push_back(recording);
-    EXPECT_TRUE(repairInterrupted(*own, stream, folder, recording, Settings(), log_.log()));
+  Catalog catalog(world_, [&](const RecordingPlace& recording) {
+    reported.push_back(recording.name);
+    EXPECT_TRUE(repairInterrupted(*own, recording, Settings(), log_.log()));
   });
   own = &catalog;
   scan(catalog);
@@ -188,7 +189,13 @@ TEST_F(CatalogTest, ReportsInterruptedRecordingsOfEarlierProcesses) {
 
 class RepairStream : public CatalogTest {
  protected:
-  std::vector<std::string> repair() { return repairStream(catalog_, "cam1", folder("cam1"), Settings(), log_.log()); }
+  std::string repair() {
+    std::string names;
+    for (const auto& recording : repairStream(catalog_, root_.path().string(), "cam1", Settings(), log_.log())) {
+      names += recording.name;
+    }
+    return names;
+  }
 
   Catalog catalog_{world_};
 };
@@ -207,7 +214,7 @@ TEST_F(RepairStream, FinishesTheNewestAndLeavesTheDamaged) {
   const auto before = readAllFiles(foreign.string());
   const auto damagedBefore = readAllFiles(damaged.string());
   catalog_.addStream("cam1", folder("cam1"));
-  EXPECT_EQ(repair(), std::vector{atHour(1)});
+  EXPECT_EQ(repair(), atHour(1));
   EXPECT_EQ(listed(catalog_, "cam1"), "-1 interrupted, -0.75 finished, 0 finished, 1 finished, 2 damaged");
   EXPECT_FALSE(fs::exists(root_.path() / "cam1" / atHour(3)));
   EXPECT_EQ(readAllFiles(damaged.string()), damagedBefore);
@@ -215,14 +222,14 @@ TEST_F(RepairStream, FinishesTheNewestAndLeavesTheDamaged) {
   EXPECT_THAT(log_.text(),
               testing::HasSubstr("cam1: recording " + atHour(1) + " was interrupted, and is finished now"));
   EXPECT_THAT(log_.text(), testing::HasSubstr("is damaged, and stays as it is: " + atHour(2)));
-  EXPECT_TRUE(repairInterrupted(catalog_, "cam1", folder("cam1"), atHour(0), Settings(), log_.log())) << "was whole";
+  EXPECT_TRUE(repairInterrupted(catalog_, at(0), Settings(), log_.log())) << "was whole";
 }
 
 TEST_F(RepairStream, LeavesWhatAnotherProcessWrites) {
   const fs::path path = put(interruptedRecording(), "cam1", 0);
   const auto before = readAllFiles(path.string());
   const DirectoryLock lock(path.string());
-  EXPECT_TRUE(repair().empty());
+  EXPECT_EQ(repair(), "");
   EXPECT_EQ(readAllFiles(path.string()), before);
   EXPECT_THAT(log_.text(), testing::HasSubstr("is in use"));
 }

@@ -44,9 +44,12 @@ class HookRunnerTest : public testing::Test {
   std::unique_ptr<HookRunner> makeRunner(HookRunner::Clock::duration grace = 2s) {
     return std::make_unique<HookRunner>(log_.log(), HookRunner::Timing{.now = [this] { return now_; }, .grace = grace});
   }
+  RecordingPlace place(const std::string& stream, const std::string& recording) const {
+    return {.root = directory_.path().string(), .stream = stream, .name = recording};
+  }
   void finish(HookRunner& runner, const std::string& stream, const std::string& recording) const {
     fs::create_directories(directory_.path() / stream / recording);
-    runner.add(stream, recording);
+    runner.add(place(stream, recording));
   }
   /// Until nothing runs. Waits for programs, never for the clock.
   static void settle(HookRunner& runner) {
@@ -158,8 +161,8 @@ TEST_F(HookRunnerTest, FindsWhatAKilledProcessHadFinished) {
     const auto runner = makeRunner();
     runner->configure(config({{"cam1", shell("exit 0")}}));
     for (const std::string& recording : {std::string(kFirst), std::string(kSecond), third, fourth})
-      runner->begun("cam1", recording);
-    runner->dropped("cam1", fourth);
+      runner->begun(place("cam1", recording));
+    runner->dropped(place("cam1", fourth));
   }
   test::store(test::finishedRecording(), directory_.path(), "cam1", kFirst);
   test::store(test::interruptedRecording(), directory_.path(), "cam1", kSecond);
@@ -260,10 +263,10 @@ TEST_F(HookRunnerTest, AStopEndsThemAndLeavesTheirMarkers) {
     HookRunner runner(log_.log(), HookRunner::Timing{.grace = line[0] == 't' ? 0s : 2s});
     runner.configure(config({{"cam1", shell(line)}}));
     runner.start();
-    fs::create_directories(directory_.path() / "cam1" / kFirst);
+    fs::create_directories(directory_.path() / "cam1");
     const std::string started = fifo("cam1/started");
+    finish(runner, "cam1", kFirst);
     fifo(fmt::format("cam1/{}/fifo", kFirst));
-    runner.add("cam1", kFirst);
     const int pid = std::stoi(firstLine(started));
     runner.stop();
     EXPECT_EQ(::kill(pid, 0), -1) << line;

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <thread>
 
 #include "host/DirectoryLock.h"
@@ -67,7 +66,7 @@ TEST_F(RetentionTest, RemovesByAgeInAllStreams) {
   put("mine", 0);
   scan();
   catalog_.addStream("mine", (root_.path() / "mine").string());
-  catalog_.began("mine", atHour(0));
+  catalog_.began({.root = root_.path().string(), .stream = "mine", .name = atHour(0)});
   held_ = {"cam1/" + atHour(1)};
   retention_.pass({.all = {.age = 8 * kHour}, .streams = {{"cam1", {.age = 3 * kHour}}, {"mine", {.age = kHour}}}});
   // That of hour 2 ended 12 seconds later than 8 hours ago.

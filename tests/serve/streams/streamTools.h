@@ -7,7 +7,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
-#include <stdexcept>
 #include <thread>
 
 #include "host/serve/streams/Supervisor.h"
@@ -97,15 +96,13 @@ inline std::vector<StreamMessage> withSlices(std::vector<StreamMessage> messages
 
 /// What the recorders report, "began cam1 NAME" and the like.
 class EventList final : public host::serve::RecordingEvents {
+  using Place = host::serve::RecordingPlace;
+
  public:
-  void began(const std::string& stream, const std::string& recording) override { add("began " + stream, recording); }
-  void grew(const std::string& stream, const std::string& recording) override { add("grew " + stream, recording); }
-  void finished(const std::string& stream, const std::string& recording, bool isEmpty) override {
-    add((isEmpty ? "emptied " : "finished ") + stream, recording);
-  }
-  void interrupted(const std::string& stream, const std::string& recording) override {
-    add("interrupted " + stream, recording);
-  }
+  void began(const Place& recording) override { add("began ", recording); }
+  void grew(const Place& recording) override { add("grew ", recording); }
+  void finished(const Place& recording, bool isEmpty) override { add(isEmpty ? "emptied " : "finished ", recording); }
+  void interrupted(const Place& recording) override { add("interrupted ", recording); }
   /// Waits until there are so many of an event.
   void await(const std::string& event, std::size_t count) {
     std::unique_lock lock(mutex_);
@@ -118,20 +115,19 @@ class EventList final : public host::serve::RecordingEvents {
   }
 
  private:
-  void add(const std::string& event, const std::string& recording) {
+  void add(const std::string& event, const Place& recording) {
     const std::scoped_lock lock(mutex_);
-    events_.emplace_back(event, recording);
+    events_.push_back(event + recording.stream);
     changed_.notify_all();
   }
   std::size_t countOf(const std::string& event) const {
-    return static_cast<std::size_t>(
-        std::ranges::count_if(events_, [&](const auto& entry) { return entry.first == event; }));
+    return static_cast<std::size_t>(std::ranges::count(events_, event));
   }
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   /// Guarded by `mutex_`.
-  std::vector<std::pair<std::string, std::string>> events_;
+  std::vector<std::string> events_;
 };
 
 /// A supervisor that records into a directory of its own, by a clock that the test sets.

@@ -1,0 +1,47 @@
+#include "host/serve/Storage.h"
+
+#include <thread>
+
+#include "host/serve/catalog/StreamRecordings.h"
+#include "tests/serve/catalog/storedRecordings.h"
+
+namespace host::serve {
+namespace {
+
+using namespace test;
+
+TEST(Storage, FollowsARecordingThatEndsAfterItsStreamGotAnotherRoot) {
+  const TempDirectory directory;
+  ::setenv("STATE_DIRECTORY", directory.file("state").c_str(), 1);
+  LogCapture log;
+  Storage storage(log.log());
+  const auto configure = [&](const std::string& root) {
+    ServeConfig config{.root = root, .hookParallel = 1};
+    config.streams = {{.name = "cam1", .source = "x", .root = root, .onRecording = {"touch", root + "-{name}"}}};
+    storage.requireRoot(config.streams[0]);
+    storage.apply(config);
+  };
+  const auto awaitHook = [&](const std::string& recording) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const auto ran = [&] { return std::filesystem::exists(directory.file("new-" + recording)); };
+    while (!ran() && std::chrono::steady_clock::now() < until) std::this_thread::yield();
+    return ran();
+  };
+  const std::string before = directory.file("old"), after = directory.file("new");
+  const RecordingPlace whole{before, "cam1", atHour(0)}, cut{before, "cam1", atHour(1)};
+  configure(before);
+  for (const RecordingPlace& recording : {whole, cut}) storage.began(recording);
+  store(finishedRecording(), before, "cam1", whole.name);
+  store(interruptedRecording(), before, "cam1", cut.name);
+  configure(after);
+  storage.finished(whole, false);
+  EXPECT_TRUE(awaitHook(whole.name));
+  storage.interrupted(cut);
+  storage.began({after, "cam1", atHour(2)});
+  EXPECT_TRUE(awaitHook(cut.name)) << "by the repair";
+  for (const auto& stored : storage.catalog().foldersIn(before).front()->stored()) EXPECT_FALSE(stored.isInProgress);
+  ::unsetenv("STATE_DIRECTORY");
+}
+
+}  // namespace
+}  // namespace host::serve
