@@ -1,14 +1,15 @@
 #include "host/serve/hooks/HookRunner.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <filesystem>
 #include <set>
 #include <system_error>
 #include <tuple>
@@ -18,6 +19,7 @@
 #include "host/serve/config/maskedSource.h"
 #include "host/serve/hooks/HookMarkers.h"
 #include "host/serve/hooks/hookWords.h"
+#include "platform/os/Descriptor.h"
 
 namespace host::serve {
 namespace {
@@ -48,6 +50,12 @@ std::vector<RecordingPlace> finishedUnseen(const std::string& root, const std::s
     }
   }
   return finished;
+}
+
+/// Whether there is no such path in a folder, or no folder. False if that cannot be known.
+bool isMissing(const platform::os::Descriptor& folder, const std::string& path) {
+  struct stat ignored {};
+  return !folder || (::fstatat(folder.get(), path.c_str(), &ignored, 0) != 0 && errno == ENOENT);
 }
 
 }  // namespace
@@ -224,9 +232,10 @@ std::optional<HookRunner::Job> HookRunner::takeDue() {
 void HookRunner::startHook(const Job& job) {
   const auto& [stream, recording] = job.key;
   const std::string directory = fmt::format("{}/{}/{}", job.root, stream, recording);
-  std::error_code error;
-  if (!std::filesystem::exists(directory, error) && !error) {
-    if (std::filesystem::exists(job.root + "/.k2r", error)) return forget(stream, recording);
+  // One descriptor for both looks: a disk that comes back between them must not make a recording on it a removed one.
+  const platform::os::Descriptor root(job.root, O_PATH | O_DIRECTORY);
+  if (isMissing(root, stream + "/" + recording)) {
+    if (!isMissing(root, ".k2r")) return forget(stream, recording);
     return settle(job.key, job.root, false, fmt::format("'{}' is not mounted", job.root));
   }
   const auto words = hookWords(job.words, {.directory = directory, .stream = stream, .recording = recording});

@@ -9,10 +9,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "tests/host/hostTools.h"
 #include "tests/serve/catalog/storedRecordings.h"
@@ -287,6 +286,26 @@ TEST_F(HookRunnerTest, WritesNothingWhereNoDiskIsMounted) {
   settle(*runner);
   EXPECT_TRUE(runner->mustKeep("cam1", kFirst));
   EXPECT_THAT(runner->status()["cam1"].lastError, HasSubstr("is not mounted"));
+}
+
+TEST_F(HookRunnerTest, KeepsAHookWhoseRootComesAndGoes) {
+  const std::string root = directory_.file("disk");
+  fs::create_directories(root + "/.k2r");
+  fs::create_directories(root + "/cam1/" + kFirst);
+  const auto runner = makeRunner();
+  runner->configure(config({{"cam1", {"/no/such/program"}}}));
+  runner->add({.root = root, .stream = "cam1", .name = kFirst});
+  std::jthread mounts([&](const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      fs::rename(root, root + ".away");
+      fs::rename(root + ".away", root);
+    }
+  });
+  for (int i = 0; i < 2000 && runner->mustKeep("cam1", kFirst); ++i) {
+    now_ += 1h;
+    runner->step(false);
+  }
+  EXPECT_TRUE(runner->mustKeep("cam1", kFirst));
 }
 
 }  // namespace
