@@ -179,6 +179,7 @@ RecordingInfo StreamRecordings::infoOf(const RecordingName& name, const Entry& e
 
 std::vector<RecordingInfo> StreamRecordings::list(std::int64_t fromMs, std::int64_t toMs, std::int64_t nowMs) {
   readNames();
+  retryDamaged(nowMs);
   readAll(toRead(fromMs, toMs));
   std::vector<RecordingInfo> found;
   const std::scoped_lock lock(mutex_);
@@ -191,6 +192,20 @@ std::vector<RecordingInfo> StreamRecordings::list(std::int64_t fromMs, std::int6
     found.push_back(infoOf(name, entry));
   }
   return found;
+}
+
+void StreamRecordings::retryDamaged(std::int64_t nowMs) {
+  // A disk that failed for a moment and a process without a free descriptor look like damage. And a user may have
+  // repaired the recording.
+  constexpr std::int64_t kPauseMs = 600'000;
+  const std::scoped_lock lock(mutex_);
+  // A difference below 0 is a clock that was set back.
+  const bool isSoon = retriedAtMs_ && nowMs >= *retriedAtMs_ && nowMs - *retriedAtMs_ < kPauseMs;
+  if (isSoon) return;
+  retriedAtMs_ = nowMs;
+  for (auto& [name, entry] : entries_) {
+    if (entry.state == RecordingState::kDamaged && !entry.isInProgress) ++entry.version;
+  }
 }
 
 void StreamRecordings::readAll(const std::vector<RecordingName>& names) {

@@ -88,6 +88,8 @@ class StreamRecordings {
   using Entries = std::map<RecordingName, Entry>;
 
   static void take(Entry& entry, RecordingFacts facts);
+  /// Lets damaged recordings be read again, once in a while.
+  void retryDamaged(std::int64_t nowMs);
   static RecordingInfo infoOf(const RecordingName& name, const Entry& entry);
   template <typename Change>
   void change(const RecordingName& name, const Change& change);
@@ -107,6 +109,8 @@ class StreamRecordings {
   /// Guards everything below. Nobody reads the disk under it.
   mutable std::mutex mutex_;
   Entries entries_;
+  /// Of the last retryDamaged() that had an effect.
+  std::optional<std::int64_t> retriedAtMs_;
   /// Counts what began, finished and was removed.
   std::uint64_t events_ = 0;
   /// The folder's time of change when its names were last read; nothing if they have to be read again.

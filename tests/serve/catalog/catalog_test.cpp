@@ -129,6 +129,20 @@ TEST_F(CatalogTest, SeesWhatOthersPutThereAndTake) {
   EXPECT_FALSE(catalog.find("cam1", atHour(0)));
 }
 
+TEST_F(CatalogTest, LooksAgainAtWhatWasDamaged) {
+  const std::string index = (put(finishedRecording(), "cam1", 0) / (atHour(0) + "Seg1.k2i")).string();
+  const std::string whole = readWholeFile(index);
+  writeWholeFile(index, "");
+  Catalog catalog(world_);
+  scan(catalog);
+  EXPECT_EQ(listed(catalog, "cam1"), "0 damaged");
+  writeWholeFile(index, whole);
+  world_.now += 599'999;
+  EXPECT_EQ(listed(catalog, "cam1"), "0 damaged") << "not at each list";
+  ++world_.now;
+  EXPECT_EQ(listed(catalog, "cam1"), "0 finished");
+}
+
 TEST_F(CatalogTest, MayBeAskedWhileItIsFilledAndRecorded) {
   for (int hour = 0; hour < 20; ++hour) put(finishedRecording(), "cam1", hour);
   Catalog catalog(world_);
