@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
+
+#include "host/asciiText.h"
 
 namespace host {
 namespace {
@@ -19,7 +20,6 @@ constexpr std::size_t kRecentLines = 8;
 std::string oneLine(std::string_view text) {
   while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
   std::string clean(text);
-  const auto isControl = [](char c) { return (c >= '\0' && c < ' ') || c == '\x7f'; };
   std::replace_if(clean.begin(), clean.end(), isControl, ' ');
   return clean;
 }

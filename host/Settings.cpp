@@ -12,6 +12,7 @@
 #include <span>
 #include <system_error>
 
+#include "host/asciiText.h"
 #include "host/errors.h"
 #include "host/settingsTable.h"
 #include "platform/os/durableFiles.h"
@@ -22,12 +23,6 @@ namespace {
 
 constexpr std::size_t kMaxFileSize = 1 << 20;
 constexpr std::string_view kWhiteSpace = " \t\r\v\f";
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kWhiteSpace);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
-}
 
 /// A `#` within a word is part of the value, since URLs and passwords have it.
 std::string_view withoutComment(std::string_view line) {
@@ -102,7 +97,7 @@ void Settings::readFile(const std::string& path) {
 
 void Settings::readText(std::string_view text, const std::string& name) {
   for (std::size_t number = 1; !text.empty(); ++number) {
-    const std::string_view line = trimmed(withoutComment(text.substr(0, text.find('\n'))));
+    const std::string_view line = trimmed(withoutComment(text.substr(0, text.find('\n'))), kWhiteSpace);
     text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
     if (line.empty()) continue;
     const std::size_t equals = line.find('=');
@@ -111,7 +106,7 @@ void Settings::readText(std::string_view text, const std::string& name) {
       throw UsageError(fmt::format("{}:{}: expected KEY = VALUE", name, number));
     }
     try {
-      set(trimmed(line.substr(0, equals)), trimmed(line.substr(equals + 1)));
+      set(trimmed(line.substr(0, equals), kWhiteSpace), trimmed(line.substr(equals + 1), kWhiteSpace));
     } catch (const UsageError& error) {
       throw UsageError(fmt::format("{}:{}: {}", name, number, error.what()));
     }

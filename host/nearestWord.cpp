@@ -4,15 +4,16 @@
 #include <cstddef>
 #include <numeric>
 
+#include "util/asciiCase.h"
+
 namespace host {
+
+using qvs::util::lowerCase;
+
 namespace {
 
 /// No name is as long; the cost of a comparison grows with the square.
 constexpr std::size_t kLongestWord = 100;
-
-char lowerCase(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 /// How many letters have to be inserted, removed or replaced (Levenshtein's distance, by rows).
 std::size_t distance(std::string_view a, std::string_view b) {

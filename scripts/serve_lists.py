@@ -125,9 +125,9 @@ def measure_archive(options, recording):
     figures = {"recordings": options.hours, "fragments_of_each": options.seconds // 4}
     # Three times: nothing in memory; on the page cache only; and when the daemon has read it.
     for state in ("cold", "page_cache"):
-        is_cold = state == "page_cache" or empty_page_cache()
+        can_measure = state == "page_cache" or empty_page_cache()
         archive.start()
-        if is_cold:
+        if can_measure:
             figures[f"list_{state}_ms"] = round(archive.list(), 1)
             figures[f"playlist_{state}"] = spread([archive.playlist(name) for name in archive.whole])
         if state == "cold":

@@ -24,11 +24,10 @@ bool FragmentExtent::isGapBefore(std::uint64_t nextStartMs) const {
 std::optional<FragmentExtent> extentOf(const Fragment& fragment, const Movie& movie) {
   std::optional<FragmentExtent> extent;
   for (const TrackFragment& part : fragment.tracks) {
-    const auto track = std::find_if(movie.tracks.begin(), movie.tracks.end(),
-                                    [&part](const auto& known) { return known->id == part.trackId; });
-    if (track == movie.tracks.end() || !isInPlainView(**track) || part.samples.empty()) continue;
+    const Track* const track = presentedTrack(movie, part.trackId);
+    if (track == nullptr || part.samples.empty()) continue;
     const StoredSample& last = part.samples.back();
-    const std::uint32_t scale = (*track)->timescale;
+    const std::uint32_t scale = track->timescale;
     const std::uint64_t start = inMilliseconds(part.samples.front().decodeTime, scale);
     const std::uint64_t end = inMilliseconds(last.decodeTime + last.duration, scale);
     if (!extent) extent = FragmentExtent{.startMs = start, .endMs = start};

@@ -21,12 +21,6 @@ using qvs::util::ByteWriter;
 
 namespace {
 
-const Track* findTrack(const Movie& movie, std::uint32_t id) {
-  const auto found =
-      std::find_if(movie.tracks.begin(), movie.tracks.end(), [id](const auto& t) { return t->id == id; });
-  return found == movie.tracks.end() ? nullptr : found->get();
-}
-
 /// Whether an AVC sample has parameter sets of its own, before its first slice (ISO/IEC 14496-10, 7.4.1). Reads the
 /// headers of its NAL units only.
 bool beginsWithParameterSets(Source& source, const StoredSample& sample, std::size_t lengthSize) {
@@ -107,8 +101,8 @@ class FragmentMaker {
       if (box.type == "tfhd"_4cc) {
         plain.tfhd = rest.bytes(traf.position() - start);
         const std::uint32_t id = readTfhd(box.payload, defaults);
-        track = findTrack(movie_, id);
-        if (track == nullptr || !isInPlainView(*track)) return;
+        track = presentedTrack(movie_, id);
+        if (track == nullptr) return;
         stored = samplesOf(id);
       }
       if (box.type == "trun"_4cc) plain.runs.emplace_back(box.payload, defaults);
@@ -220,8 +214,7 @@ std::uint64_t PlainFragment::size() const {
 
 bool hasPlainSamples(const Fragment& fragment, const Movie& movie) {
   return std::any_of(fragment.tracks.begin(), fragment.tracks.end(), [&movie](const TrackFragment& part) {
-    const Track* const track = findTrack(movie, part.trackId);
-    return track != nullptr && isInPlainView(*track) && !part.samples.empty();
+    return presentedTrack(movie, part.trackId) != nullptr && !part.samples.empty();
   });
 }
 

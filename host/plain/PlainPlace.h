@@ -20,6 +20,12 @@ struct PlainPlace {
   LastDurations lastDurations = {};
 };
 
+/// PlainPlace::shiftMs of a fragment that starts at `placeMs` in the view. Negative if a clock restarted: fragments of
+/// an append can begin before those they follow.
+inline std::int64_t shiftTo(std::uint64_t placeMs, const TimedFragment& fragment) {
+  return static_cast<std::int64_t>(fragment.startMs) - static_cast<std::int64_t>(placeMs);
+}
+
 /// A decode time in the view. Never below 0: a decode time has no sign, and those of a malformed fragment could fall
 /// below.
 std::uint64_t shiftedTime(std::uint64_t decodeTime, std::int64_t shiftMs, std::uint32_t timescale);

@@ -59,9 +59,7 @@ std::string PlainView::fragmentName(std::size_t fragment) const {
 }
 
 std::int64_t PlainView::shiftMs(std::size_t fragment) const {
-  // May be negative: fragments of an append whose clock restarted can begin before those they follow.
-  return static_cast<std::int64_t>(timeline_.fragments[fragment].startMs) -
-         static_cast<std::int64_t>(places_[fragment].startMs);
+  return shiftTo(places_[fragment].startMs, timeline_.fragments[fragment]);
 }
 
 PlainPlace PlainView::plainPlace(std::size_t fragment) const {

@@ -183,6 +183,11 @@ bool isInPlainView(const Track& track) {
   return isInPlainView(track.handler);
 }
 
+const Track* presentedTrack(const krvo::container::Movie& movie, std::uint32_t id) {
+  const auto found = std::ranges::find(movie.tracks, id, [](const auto& track) { return track->id; });
+  return found != movie.tracks.end() && isInPlainView(**found) ? found->get() : nullptr;
+}
+
 std::vector<std::byte> plainHeader(std::span<const std::byte> header) {
   return HeaderWriter().write(header);
 }

@@ -14,6 +14,9 @@ namespace host {
 /// that its samples overlap those of the other tracks.
 bool isInPlainView(const krvo::container::Track& track);
 
+/// The track of that id if it is in the plain view, or null. A view of the movie.
+const krvo::container::Track* presentedTrack(const krvo::container::Movie& movie, std::uint32_t id);
+
 /// Makes the header of the plain view: `ftyp` unchanged, and `moov` with the tracks of the view only and without dates,
 /// so that all segments, and all recordings, of the same configuration have the same header. `header` is the beginning
 /// of a segment file with both boxes. Throws MalformedInput for malformed boxes.

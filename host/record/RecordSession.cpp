@@ -42,11 +42,7 @@ void RecordSession::run(Input& input) {
 void RecordSession::finish() {
   // Before the stop, which drops the module's queue.
   if (options_.keepsTail) {
-    for (const InputMessage& message : follower_.closing()) {
-      const bool recorded = recording_.record(message);
-      follower_.take(message, recorded);
-      if (!recorded) writeFailure_ = context_.lastError();
-    }
+    for (const InputMessage& message : follower_.closing()) recordMadeUp(message);
   }
   settleWaiting();
   report();
@@ -129,10 +125,12 @@ void RecordSession::beginAfterBreak(const InputMessage& message) {
   // The pictures on which the next ones depend may be among those that are missing.
   hasKeyFrame_ = false;
   if (sampleOf(message).keyFrame) return;
-  const auto key = follower_.keyFrameThatCloses(message.timeMs);
-  if (!key) return;
-  const bool recorded = recording_.record(*key);
-  follower_.take(*key, recorded);
+  if (const auto key = follower_.keyFrameThatCloses(message.timeMs)) recordMadeUp(*key);
+}
+
+void RecordSession::recordMadeUp(const InputMessage& message) {
+  const bool recorded = recording_.record(message);
+  follower_.take(message, recorded);
   if (!recorded) writeFailure_ = context_.lastError();
 }
 
@@ -147,7 +145,7 @@ void RecordSession::recordHead(const InputMessage& message) {
   // Media files often begin with some sound before the first picture. A tag stream is passed to the module unchanged.
   const auto head = follower_.headFor(message, !isVerbatim_);
   headIsMissing_ = headIsMissing_ || (head && !options_.keepsHead);
-  if (head && options_.keepsHead) follower_.take(*head, recording_.record(*head));
+  if (head && options_.keepsHead) recordMadeUp(*head);
 }
 
 void RecordSession::recordMessage(const InputMessage& message, Reception reception) {

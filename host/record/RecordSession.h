@@ -72,6 +72,8 @@ class RecordSession {
   bool isDecodable(const InputMessage& message);
   /// Records the made-up message that must come first, if one is needed.
   void recordHead(const InputMessage& message);
+  /// Records a message of the follower.
+  void recordMadeUp(const InputMessage& message);
   void recordMessage(const InputMessage& message, Reception reception);
   /// Returns whether the second attempt succeeded; if not, the message is counted as lost.
   bool sendOnceMore(const InputMessage& message);

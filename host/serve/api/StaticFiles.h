@@ -2,7 +2,6 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
 #include "host/serve/api/Router.h"
 #include "host/serve/http/HttpMessage.h"
@@ -21,7 +20,6 @@ class StaticFiles {
   /// read.
   explicit StaticFiles(const std::string& folder);
 
-  bool isEmpty() const { return files_.empty(); }
   /// Adds each file at its path, and the index at `/`.
   void addRoutes(Router& router) const;
 

@@ -3,20 +3,16 @@
 #include "host/serve/api/MetricsText.h"
 #include "host/serve/api/documents.h"
 #include "host/serve/api/metrics.h"
+#include "host/serve/requestedStream.h"
 
 namespace host::serve {
 namespace {
 
-/// The part of `/v1/streams/NAME/...`.
-const std::string& streamOf(const HttpRequest& request) {
-  return request.path.at(2);
-}
-
 using Action = std::function<bool(const std::string& stream)>;
 
 HttpResponse control(const ApiSources& sources, const HttpRequest& request, const Action& action, const char* refusal) {
-  const std::string& stream = streamOf(request);
-  if (!sources.find(stream)) throw HttpError{.status = 404, .text = "there is no such stream"};
+  const std::string& stream = requestedStream(request);
+  if (!sources.find(stream)) throw noSuchStream();
   if (!action(stream)) throw HttpError{.status = 409, .text = refusal};
   return {.status = 204};
 }
@@ -31,7 +27,7 @@ void addApiRoutes(Router& router, const ApiSources& sources) {
   const ApiSources* from = &sources;
   router.add("GET", "/v1/streams", [from](const HttpRequest&) { return jsonResponse(streamsDocument(*from)); });
   router.add("GET", "/v1/streams/*/recordings", [from](const HttpRequest& request) {
-    return jsonResponse(recordingsDocument(*from, request, streamOf(request)));
+    return jsonResponse(recordingsDocument(*from, request, requestedStream(request)));
   });
   router.add("POST", "/v1/streams/*/start", [from](const HttpRequest& request) {
     return control(*from, request, from->start, "the stream cannot be started");

@@ -6,6 +6,7 @@
 
 #include "host/serve/api/requestTime.h"
 #include "host/serve/recordingName.h"
+#include "host/serve/requestedStream.h"
 
 namespace host::serve {
 namespace {
@@ -126,7 +127,7 @@ Json healthDocument(const ApiSources& sources) {
 }
 
 Json recordingsDocument(const ApiSources& sources, const HttpRequest& request, const std::string& stream) {
-  if (!sources.folderOf(stream)) throw HttpError{.status = 404, .text = "there is no such stream"};
+  if (!sources.folderOf(stream)) throw noSuchStream();
   const std::size_t limit = requestedLimit(request);
   const auto recordings = requestedRecordings(sources, request, stream);
   const std::size_t count = std::min(limit, recordings.size());

@@ -3,42 +3,30 @@
 #include <fmt/format.h>
 
 #include <chrono>
-#include <limits>
 #include <memory>
-#include <optional>
 #include <utility>
 
 #include "host/output.h"
 #include "host/serve/api/requestTime.h"
 #include "host/serve/media/Exporter.h"
 #include "host/serve/media/snapshot.h"
+#include "host/serve/requestedStream.h"
 #include "host/serve/streams/RecordingBegins.h"
 
 namespace host::serve {
 namespace {
 
-/// The part of `/v1/streams/NAME/...`.
-const std::string& streamOf(const HttpRequest& request) {
-  return request.path.at(2);
-}
-
-std::string folderOf(const RecordingSource& recordings, const std::string& stream) {
-  auto folder = recordings.folderOf(stream);
-  if (!folder) throw HttpError{.status = 404, .text = "there is no such stream"};
-  return *std::move(folder);
-}
-
 HttpResponse playlist(Playback& playback, const HttpRequest& request) {
   const RequestedTime time = requestedTime(request);
-  if (!time.startMs && !time.endMs) return playback.livePlaylist(streamOf(request));
+  if (!time.startMs && !time.endMs) return playback.livePlaylist(requestedStream(request));
   if (!time.startMs) throw HttpError{.status = 400, .text = "start: a playlist that ends needs it"};
-  return playback.timedPlaylist(streamOf(request), *time.startMs,
+  return playback.timedPlaylist(requestedStream(request), *time.startMs,
                                 time.endMs.value_or(*time.startMs + Playback::kLongestMs));
 }
 
 HttpResponse exported(Exporter& exporter, const RecordingSource& recordings, const HttpRequest& request) {
-  const std::string& stream = streamOf(request);
-  const std::string folder = folderOf(recordings, stream);
+  const std::string& stream = requestedStream(request);
+  const std::string folder = knownFolder(recordings.folderOf(stream));
   const RequestedTime time = requestedTime(request);
   if (!time.startMs || !time.endMs) {
     throw HttpError{.status = 400, .text = "an export needs start, and end or duration"};
@@ -58,7 +46,7 @@ HttpResponse exported(Exporter& exporter, const RecordingSource& recordings, con
 Snapshot newestPicture(const RecordingSource& recordings, const std::string& stream, std::int64_t atMs) {
   using std::chrono::hours;
   using std::chrono::milliseconds;
-  const std::string folder = folderOf(recordings, stream);
+  const std::string folder = knownFolder(recordings.folderOf(stream));
   for (const hours back : {hours(1), hours(25), hours(24 * 31)}) {
     try {
       const auto listed = recordings.list(stream, atMs - milliseconds(back).count(), atMs + 1);
@@ -72,7 +60,7 @@ Snapshot newestPicture(const RecordingSource& recordings, const std::string& str
 
 HttpResponse snapshot(const RecordingSource& recordings, const HttpRequest& request) {
   Snapshot found =
-      newestPicture(recordings, streamOf(request), requestedMoment(request, "at").value_or(systemClockMs()));
+      newestPicture(recordings, requestedStream(request), requestedMoment(request, "at").value_or(systemClockMs()));
   return {.type = "image/jpeg",
           .body = std::move(found.body),
           .cache = "no-cache",
@@ -92,10 +80,11 @@ void addMediaRoutes(Router& router, Playback& playback, const RecordingSource& r
              [source, exporter](const HttpRequest& request) { return exported(*exporter, *source, request); });
   router.add("GET", "/v1/streams/*/snapshot.jpg",
              [source](const HttpRequest& request) { return snapshot(*source, request); });
-  router.add("GET", "/v1/streams/*/*",
-             [player](const HttpRequest& request) { return player->header(streamOf(request), request.path.at(3)); });
+  router.add("GET", "/v1/streams/*/*", [player](const HttpRequest& request) {
+    return player->header(requestedStream(request), request.path.at(3));
+  });
   router.add("GET", "/v1/streams/*/*/*", [player](const HttpRequest& request) {
-    return player->fragment(streamOf(request), request.path.at(3), request.path.at(4));
+    return player->fragment(requestedStream(request), request.path.at(3), request.path.at(4));
   });
 }
 

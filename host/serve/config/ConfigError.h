@@ -43,7 +43,6 @@ class ConfigFindings {
  public:
   /// The same finding is kept once: a default of all streams is used by each of them.
   void add(ConfigFinding finding);
-  bool empty() const { return findings_.empty(); }
   /// Throws ConfigError if there are findings.
   void throwIfAny(const std::string& file) const;
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/asciiText.h"
 #include "host/nearestWord.h"
 #include "host/serve/config/units.h"
 
@@ -34,10 +35,6 @@ std::string_view kindOf(const toml::node& node) {
 }
 
 }  // namespace
-
-ConfigPlace placeOf(const toml::node& node) {
-  return positionOf(node.source().begin);
-}
 
 const toml::node* TableReader::node(const std::string& key) {
   known_.push_back(key);
@@ -155,7 +152,6 @@ std::optional<std::string> TableReader::scalar(const std::string& key) {
 
 bool TableReader::isPlain(const std::string& key, std::string_view text) {
   // A zero byte would end the text for libav and the system; other control characters are in no address and no name.
-  const auto isControl = [](char c) { return (c >= '\0' && c < ' ') || c == '\x7f'; };
   if (std::ranges::none_of(text, isControl)) return true;
   fault(key, "contains a control character");
   return false;
@@ -167,7 +163,7 @@ void TableReader::fault(const std::string& key, std::string text) {
 
 ConfigPlace TableReader::placeOf(const std::string& key) const {
   const toml::node* const found = table_.get(key);
-  return serve::placeOf(found != nullptr ? *found : table_);
+  return positionOf((found != nullptr ? *found : table_).source().begin);
 }
 
 std::string TableReader::pathOf(std::string_view key) const {

@@ -3,7 +3,6 @@
 #include <toml++/toml.h>
 #include <chrono>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -60,8 +59,5 @@ class TableReader {
   ConfigFindings& findings_;
   std::vector<std::string> known_ = {};
 };
-
-/// Where a value is in its file.
-ConfigPlace placeOf(const toml::node& node);
 
 }  // namespace host::serve

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "host/asciiText.h"
 #include "host/errors.h"
 #include "platform/os/durableFiles.h"
 
@@ -24,11 +25,8 @@ std::string readSecretLine(const std::string& path) {
   const auto file = platform::os::readFileStart(path, 2 * kLongestLine);
   if (file.error) throw UsageError(fmt::format("cannot read '{}': {}", path, file.error.message()));
   std::string_view text(reinterpret_cast<const char*>(file.content.data()), file.content.size());
-  constexpr std::string_view kWhiteSpace = " \t\r\n";
-  text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
-  text = text.substr(0, text.find_last_not_of(kWhiteSpace) + 1);
+  text = trimmed(text, " \t\r\n");
   if (text.empty()) throw UsageError(fmt::format("'{}' is empty", path));
-  const auto isControl = [](char c) { return (c >= '\0' && c < ' ') || c == '\x7f'; };
   if (text.size() > kLongestLine || std::ranges::any_of(text, isControl)) {
     throw UsageError(fmt::format("'{}' is not one line of at most {} bytes", path, kLongestLine));
   }

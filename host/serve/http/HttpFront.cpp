@@ -6,6 +6,7 @@
 #include <array>
 #include <exception>
 
+#include "host/asciiText.h"
 #include "host/serve/http/conditions.h"
 #include "host/serve/http/requestTarget.h"
 #include "util/asciiCase.h"
@@ -40,7 +41,6 @@ void parse(RawRequest& raw, HttpRequest& request) {
 std::string loggedPath(const HttpRequest& request) {
   std::string text;
   for (const auto& part : request.path) text += "/" + part;
-  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
   std::ranges::replace_if(text, isControl, '?');
   return text;
 }

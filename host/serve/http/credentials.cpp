@@ -4,16 +4,11 @@
 
 #include <algorithm>
 
+#include "host/asciiText.h"
 #include "util/asciiCase.h"
 
 namespace host::serve {
 namespace {
-
-std::string_view trimmed(std::string_view text) {
-  while (text.starts_with(' ')) text.remove_prefix(1);
-  while (text.ends_with(' ')) text.remove_suffix(1);
-  return text;
-}
 
 /// What follows the scheme in the Authorization header.
 std::optional<std::string_view> authorization(const HttpRequest& request, std::string_view scheme) {
@@ -22,7 +17,7 @@ std::optional<std::string_view> authorization(const HttpRequest& request, std::s
   const std::string_view text = *header;
   if (!qvs::util::equalInAnyCase(text.substr(0, scheme.size()), scheme)) return std::nullopt;
   if (!text.substr(scheme.size()).starts_with(' ')) return std::nullopt;
-  return trimmed(text.substr(scheme.size()));
+  return trimmed(text.substr(scheme.size()), " ");
 }
 
 /// Headers are short, so their lengths fit an int.
@@ -58,7 +53,7 @@ std::optional<std::string> cookie(const HttpRequest& request, std::string_view n
   std::string_view rest = header != nullptr ? std::string_view(*header) : std::string_view();
   while (!rest.empty()) {
     const std::size_t end = std::min(rest.find(';'), rest.size());
-    const std::string_view pair = trimmed(rest.substr(0, end));
+    const std::string_view pair = trimmed(rest.substr(0, end), " ");
     rest.remove_prefix(std::min(end + 1, rest.size()));
     if (pair.starts_with(name) && pair.substr(name.size()).starts_with('=')) {
       return std::string(pair.substr(name.size() + 1));

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <numeric>
+#include <ranges>
 #include <system_error>
 
 #include "host/files/inFile.h"
@@ -26,12 +26,6 @@ namespace {
 /// Little is read of each fragment, and far apart: a larger window would read most of the file.
 constexpr std::size_t kWindow = std::size_t{16} << 10;
 constexpr std::uint32_t kMillisecondsPerSecond = 1000;
-
-const Track* presentedTrack(const Movie& movie, std::uint32_t id) {
-  const auto found =
-      std::find_if(movie.tracks.begin(), movie.tracks.end(), [id](const auto& track) { return track->id == id; });
-  return found != movie.tracks.end() && isInPlainView(**found) ? found->get() : nullptr;
-}
 
 }  // namespace
 
@@ -134,9 +128,8 @@ std::vector<DatedRecording::Entry> DatedRecording::entriesOf(std::size_t index) 
 
 std::optional<DatedRecording::Entry> DatedRecording::lastEntry(std::int64_t atMs) {
   // The first fragment that begins after `atMs`, by bisection, since a recording may have very many.
-  std::vector<std::size_t> indexes(places_.size());
-  std::iota(indexes.begin(), indexes.end(), 0);
-  const auto later = std::partition_point(indexes.begin(), indexes.end(), [&](std::size_t index) {
+  const auto indexes = std::views::iota(std::size_t{0}, places_.size());
+  const auto later = std::ranges::partition_point(indexes, [&](std::size_t index) {
     const auto start = startOf(read(index).fragment);
     return !start || *start <= atMs;
   });

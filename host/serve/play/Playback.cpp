@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 #include <limits>
 #include <system_error>
 #include <utility>
@@ -12,6 +11,7 @@
 #include "host/files/inFile.h"
 #include "host/output.h"
 #include "host/serve/play/TimedPlaylist.h"
+#include "host/serve/requestedStream.h"
 #include "platform/container/reading/fragmentReader.h"
 
 namespace host::serve {
@@ -69,9 +69,7 @@ bool Playback::isPlayable(const RecordingInfo& info) {
 }
 
 std::string Playback::folderOf(const std::string& stream) const {
-  auto folder = source_.folderOf(stream);
-  if (!folder) throw HttpError{.status = 404, .text = "there is no such stream"};
-  return *std::move(folder);
+  return knownFolder(source_.folderOf(stream));
 }
 
 RecordingPointer Playback::open(const std::string& stream, const RecordingInfo& info) {
@@ -270,13 +268,10 @@ std::shared_ptr<const PlainFragment> Playback::makeFragment(const std::string& k
                                                             const OpenFiles::File& file) {
   if (auto known = fragments_.find(key)) return known;
   const TimedFragment& timed = fragment.timed();
-  const auto shiftOf = [](const TimedFragment& of, std::uint64_t placeMs) {
-    return static_cast<std::int64_t>(of.startMs) - static_cast<std::int64_t>(placeMs);
-  };
-  PlainPlace place{.sequenceNumber = address.sequenceNumber(), .shiftMs = shiftOf(timed, address.placeMs)};
+  PlainPlace place{.sequenceNumber = address.sequenceNumber(), .shiftMs = shiftTo(address.placeMs, timed)};
   if (address.lastDurations.empty()) {
     const TimedFragment& next = fragment.recording->timeline.fragments[fragment.index + 1];
-    place.lastDurations = durationsUntil(timed, place.shiftMs, next, shiftOf(next, address.placeMs + timed.durationMs));
+    place.lastDurations = durationsUntil(timed, place.shiftMs, next, shiftTo(address.placeMs + timed.durationMs, next));
   }
   for (std::size_t i = 0; i < address.lastDurations.size(); ++i) {
     place.lastDurations[timed.tracks[i].id] = address.lastDurations[i];

@@ -13,10 +13,6 @@
 namespace host::serve {
 namespace {
 
-std::int64_t shiftMs(const PlayedFragment& fragment, std::uint64_t placeMs) {
-  return static_cast<std::int64_t>(fragment.timed().startMs) - static_cast<std::int64_t>(placeMs);
-}
-
 /// From the start of the track's last sample to the end of the fragment, in the track's timescale; at least 1.
 std::uint32_t untilEnd(const TimedFragment& fragment, const TimedTrack& track) {
   constexpr std::uint64_t kMillisecondsPerSecond = 1000;
@@ -72,8 +68,8 @@ PlaylistEntry makeEntry(const PlayedFragment& fragment, std::uint64_t placeMs, c
       entry.durationMs = stepBetween(fragment, *next).distanceMs;
       // The tracks of another configuration do not continue these.
       if (next->header() == fragment.header()) {
-        known = durationsUntil(timed, shiftMs(fragment, placeMs), next->timed(),
-                               shiftMs(*next, placeMs + entry.durationMs));
+        known = durationsUntil(timed, shiftTo(placeMs, timed), next->timed(),
+                               shiftTo(placeMs + entry.durationMs, next->timed()));
       }
     }
     address.lastDurations = lastDurations(timed, known);

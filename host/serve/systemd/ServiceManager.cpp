@@ -85,13 +85,6 @@ void ServiceManager::stopping() const {
   send("STOPPING=1", Wait::kShortly);
 }
 
-void ServiceManager::status(std::string_view text) const {
-  std::string line = fmt::format("STATUS={}", text);
-  // Each line of a datagram is an assignment.
-  std::ranges::replace(line, '\n', ' ');
-  send(line, Wait::kNo);
-}
-
 void ServiceManager::watchdog() const {
   send("WATCHDOG=1", Wait::kNo);
 }

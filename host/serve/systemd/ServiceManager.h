@@ -3,7 +3,6 @@
 #include <chrono>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace host::serve {
 
@@ -24,8 +23,6 @@ class ServiceManager {
   /// The configuration is being read again. ready() has to follow.
   void reloading() const;
   void stopping() const;
-  /// One line for `systemctl status`.
-  void status(std::string_view text) const;
   /// The process is alive. To be sent each watchdogPause() from the thread whose hang must be noticed.
   void watchdog() const;
   /// Half of the time after which the manager restarts a silent process; nothing if it does not watch this one.

@@ -275,6 +275,7 @@ TEST_F(ApiTest, ServesTheFilesOfThePageAndNoOthers) {
   std::ofstream(web.file("lib/a.mjs")) << "let a;";
   std::ofstream(web.file("*")) << "star";
   std::ofstream(web.file("%41")) << "percent";
+  StaticFiles(web.file("none")).addRoutes(router);
   StaticFiles(web.path()).addRoutes(router);
   const auto page = ask("/");
   EXPECT_EQ(page.type, "text/html; charset=utf-8");
@@ -290,7 +291,6 @@ TEST_F(ApiTest, ServesTheFilesOfThePageAndNoOthers) {
                              "/lib/../index.html", "//index.html", "/etc/passwd"}) {
     EXPECT_EQ(ask(target).status, 404u) << target;
   }
-  EXPECT_TRUE(StaticFiles(web.file("none")).isEmpty());
 }
 
 }  // namespace

@@ -9,9 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <map>
-#include <stdexcept>
 
 #include "tests/support/TempDirectory.h"
 
@@ -66,12 +64,10 @@ TEST(ServiceManager, SendsEachStateInOneDatagram) {
     const ServiceManager manager;
     manager.ready();
     manager.reloading();
-    manager.status("2 streams\nREADY=0");
     manager.watchdog();
     manager.stopping();
     EXPECT_EQ(receiver.next(), "READY=1") << name;
     EXPECT_THAT(receiver.next(), testing::MatchesRegex("RELOADING=1\nMONOTONIC_USEC=[0-9]+"));
-    EXPECT_EQ(receiver.next(), "STATUS=2 streams READY=0");
     EXPECT_EQ(receiver.next(), "WATCHDOG=1");
     EXPECT_EQ(receiver.next(), "STOPPING=1");
     EXPECT_EQ(receiver.next(), "");
@@ -106,7 +102,6 @@ TEST(ServiceManager, DoesNothingWithoutAManager) {
     const Environment environment({{"NOTIFY_SOCKET", name}});
     const ServiceManager manager;
     manager.ready();
-    manager.status("x");
   }
 }
 
