@@ -22,26 +22,8 @@ std::optional<std::size_t> headerIndex(const MessageKind& kind) {
 
 }  // namespace
 
-std::optional<InputMessage> Backlog::readInput() {
-  if (hasEnded_) return std::nullopt;
-  try {
-    auto message = input_->next();
-    hasEnded_ = !message;
-    return message;
-  } catch (...) {
-    // What came before is still to be recorded, and counted.
-    hasEnded_ = true;
-    failure_ = std::current_exception();
-    return std::nullopt;
-  }
-}
-
-void Backlog::throwFailure() {
-  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
-}
-
 bool Backlog::read() {
-  const auto message = readInput();
+  const auto message = input_.read();
   if (!message) return false;
   queue_.push_back({.message = OwnedMessage(*message), .newClocks = input_->newClocks()});
   bytes_ += message->data.size() + kOverhead;
@@ -130,7 +112,7 @@ std::optional<InputMessage> Backlog::next() {
   waitsForBegin_ = false;
   droppedUpToMs_.reset();
   if (queue_.empty()) {
-    auto message = readInput();
+    auto message = input_.read();
     newClocks_ = input_->newClocks();
     throwFailure();
     return message;

@@ -3,12 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <vector>
 
-#include "host/input/Input.h"
+#include "host/input/EndingInput.h"
 #include "host/input/messageKind.h"
 #include "host/record/Tally.h"
 
@@ -36,7 +35,7 @@ class Backlog : public Input {
   /// rest begins with a key frame. Returns false at the end of the input, which a failure is, too.
   bool hold(std::uint64_t limit);
   /// Throws what the input has failed with, unless that was thrown already.
-  void throwFailure();
+  void throwFailure() { input_.throwFailure(); }
   /// Drops all of them: there will be no place for them.
   void giveUp() { drop(queue_.size(), overLimit_); }
   /// Memory in bytes of the messages that were read and not returned, about.
@@ -61,8 +60,6 @@ class Backlog : public Input {
     std::uint32_t newClocks = 0;
   };
 
-  /// Does not call the input again after its end.
-  std::optional<InputMessage> readInput();
   /// Reads one message to the end of the queue. Returns false at the end.
   bool read();
   /// Drops the first `count` messages, except for the last metadata and the last sequence header of each kind.
@@ -70,9 +67,7 @@ class Backlog : public Input {
   /// Whether what follows can be decoded if the recording begins with the message.
   bool canBegin(const Held& held) const;
 
-  std::unique_ptr<Input> input_;
-  bool hasEnded_ = false;
-  std::exception_ptr failure_;
+  EndingInput input_;
   std::deque<Held> queue_;
   std::uint64_t bytes_ = 0;
   /// Whether a message of video has come.

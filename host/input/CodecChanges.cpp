@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <span>
-#include <utility>
 
 #include "host/input/avcFrame.h"
 #include "packaging/tagCodec.h"
@@ -112,18 +111,10 @@ std::optional<InputMessage> CodecChanges::read() {
 }
 
 std::optional<InputMessage> CodecChanges::readInput() {
-  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
-  if (hasEnded_) return std::nullopt;
-  try {
-    auto message = input_->next();
-    hasEnded_ = !message;
-    return message;
-  } catch (...) {
-    if (!audioChange_) throw;
-    hasEnded_ = true;
-    failure_ = std::current_exception();
-    return std::nullopt;
-  }
+  const auto message = input_.read();
+  // The audio that is held came before the failure.
+  if (!audioChange_) input_.throwFailure();
+  return message;
 }
 
 std::uint32_t CodecChanges::nextBeginMs() const {

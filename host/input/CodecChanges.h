@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/input/Input.h"
+#include "host/input/EndingInput.h"
 #include "host/input/avcConfig.h"
 #include "host/input/messageKind.h"
 
@@ -120,7 +119,7 @@ class CodecChanges : public Input {
   /// The sequence header for a recording that begins now.
   std::vector<std::byte> currentVideoHeader() const;
 
-  std::unique_ptr<Input> input_;
+  EndingInput input_;
   bool keepTimes_;
   std::optional<std::string> change_;
   Video video_;
@@ -146,9 +145,6 @@ class CodecChanges : public Input {
   std::optional<std::string> audioChange_;
   std::vector<OwnedMessage> held_;
   std::size_t heldBytes_ = 0;
-  /// Whether the input has ended, and why it failed while audio was held, which is thrown after that audio.
-  bool hasEnded_ = false;
-  std::exception_ptr failure_;
   /// Messages to return before those of the input.
   std::deque<OwnedMessage> ahead_;
   /// Owners of the data of the message that next() returned last.

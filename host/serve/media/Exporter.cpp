@@ -8,7 +8,6 @@
 #include <limits>
 #include <map>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 
 #include "host/digest.h"
@@ -26,7 +25,6 @@ namespace host::serve {
 using namespace krvo::container;
 using qvs::util::BoxScope;
 using qvs::util::ByteWriter;
-using qvs::util::narrow;
 
 namespace {
 
@@ -255,7 +253,7 @@ class ExportMaker {
     for (const auto& [id, track] : tracks_) {
       if (!track.isPresented(presented)) continue;
       sources.push_back(&track);
-      movie.tracks.push_back(track.described(narrow<std::uint32_t>(sources.size())));
+      movie.tracks.push_back(track.described(qvs::util::narrow<std::uint32_t>(sources.size())));
     }
     const auto sourceOf = [&sources](const Track& track) -> const ExportTrack& { return *sources[track.id - 1]; };
     ByteWriter out;
