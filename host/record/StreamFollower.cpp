@@ -1,6 +1,5 @@
 #include "host/record/StreamFollower.h"
 
-#include <algorithm>
 #include <limits>
 
 #include "packaging/tagCodec.h"

@@ -4,7 +4,6 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
-#include <optional>
 #include <stop_token>
 #include <thread>
 

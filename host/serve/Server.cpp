@@ -20,7 +20,6 @@
 #include "host/input/AvLogRoute.h"
 #include "host/serve/DurationHistogram.h"
 #include "host/serve/ExitDeadline.h"
-#include "host/serve/ServeConfig.h"
 #include "host/serve/Storage.h"
 #include "host/serve/WebInterface.h"
 #include "host/serve/config/readServeConfig.h"

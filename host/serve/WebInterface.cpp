@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
 #include <utility>
 
 #include "fragmentation/FragmentationConfig.h"

@@ -1,7 +1,5 @@
 #include "host/verify/quickLook.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 

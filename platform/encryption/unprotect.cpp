@@ -2,8 +2,6 @@
 
 #include <openssl/pem.h>
 
-#include <algorithm>
-
 #include "platform/encryption/certificates.h"
 #include "platform/encryption/status.h"
 #include "util/bytes.h"

@@ -1,6 +1,5 @@
 // The entries of the library.
 
-#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <memory>

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <exception>
-#include <map>
 #include <memory>
 #include <new>
 #include <optional>

@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <optional>
-#include <utility>
 
 #include "host/serve/config/listenAddress.h"
 #include "host/serve/config/maskedSource.h"

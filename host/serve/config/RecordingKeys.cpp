@@ -2,9 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <optional>
-#include <utility>
 
 #include "host/Settings.h"
 #include "host/errors.h"

@@ -5,7 +5,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "host/serve/ServeConfig.h"
 #include "host/serve/config/ConfigError.h"

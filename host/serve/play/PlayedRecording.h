@@ -5,7 +5,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <string>
 
 #include "host/files/RecordingDirectory.h"
 #include "host/plain/RecordedTimeline.h"

@@ -7,7 +7,6 @@
 #include <exception>
 #include <stop_token>
 #include <thread>
-#include <utility>
 
 namespace host::serve {
 

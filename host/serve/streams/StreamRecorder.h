@@ -3,7 +3,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <optional>
 
 #include "host/Log.h"
 #include "host/Settings.h"

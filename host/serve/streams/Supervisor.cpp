@@ -1,6 +1,5 @@
 #include "host/serve/streams/Supervisor.h"
 
-#include <algorithm>
 #include <set>
 #include <system_error>
 #include <utility>
