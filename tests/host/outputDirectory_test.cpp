@@ -3,15 +3,31 @@
 #include "host/OutputDirectory.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "fragmentation/FragmentationConfig.h"
 #include "host/FileContext.h"
+#include "host/HeldPlace.h"
 #include "host/OpenContext.h"
 #include "host/errors.h"
 #include "host/files/smallFiles.h"
 #include "host/record/RecordingEnd.h"
 #include "tests/host/hostTools.h"
+
+namespace {
+
+/// What another process does just before the next lock is taken.
+std::function<void()> beforeLock;
+
+}  // namespace
+
+int flock(int descriptor, int operation) noexcept {
+  if (const auto action = std::exchange(beforeLock, {})) action();
+  return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
+}
 
 namespace host {
 namespace {
@@ -67,6 +83,18 @@ TEST_F(OutputDirectoryTest, ChecksWhatIsThere) {
       }
     }
   }
+}
+
+TEST_F(OutputDirectoryTest, IsLockedAsItIsThereThen) {
+  const OutputDirectory cam = place("cam1");
+  std::filesystem::create_directory(cam.native());
+  beforeLock = [&] {
+    std::filesystem::rename(cam.native(), cam.aside());
+    std::filesystem::create_directory(cam.native());
+  };
+  test::LogCapture capture;
+  const HeldPlace held(cam, Durability::kProcess, capture.log());
+  EXPECT_EQ(DirectoryLock(cam.native()).state(), DirectoryLock::State::kTaken);
 }
 
 TEST(Continuation, IsTheGridLineBehindTheEndOfBootstrapAndLastIndex) {
