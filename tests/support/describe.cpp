@@ -1,5 +1,6 @@
 #include "tests/support/describe.h"
 
+#include <algorithm>
 #include <span>
 #include <sstream>
 
@@ -66,10 +67,16 @@ std::string describeSample(std::uint64_t time, std::uint64_t duration, std::int6
          (compositionOffset == 0 ? "" : '/' + std::to_string(compositionOffset)) + (sync ? "!" : "");
 }
 
-std::string describe(const krvo::container::Fragment& fragment) {
+std::string describe(const krvo::container::Fragment& fragment, const krvo::container::Movie& movie) {
+  using qvs::util::operator""_4cc;
+  const auto nameOf = [&](std::uint32_t id) {
+    const auto track = std::ranges::find(movie.tracks, id, [](const auto& known) { return known->id; });
+    const auto handler = track == movie.tracks.end() ? 0 : (*track)->handler;
+    return handler == "vide"_4cc ? "video" : handler == "soun"_4cc ? "audio" : handler == "meta"_4cc ? "data" : "?";
+  };
   std::string text;
   for (const auto& track : std::span(fragment.tracks).first(fragment.tracks.size() - 1)) {
-    text += std::to_string(track.trackId) + ':';
+    text += nameOf(track.trackId);
     std::uint32_t run = 0;
     for (const auto& sample : track.samples) {
       text += (sample.run == run ? '~' : ' ') +

@@ -6,6 +6,7 @@
 #include "fragmentation/BootstrapInfo.h"
 #include "fragmentation/FragmentDecision.h"
 #include "platform/container/reading/Fragment.h"
+#include "platform/container/reading/Movie.h"
 
 namespace test {
 
@@ -27,8 +28,8 @@ std::string describe(const ruvo::k2r::FragmentDecision& decision);
 /// "80+40/120!": time, duration, the composition offset unless it is 0, and ! for a sync sample.
 std::string describeSample(std::uint64_t time, std::uint64_t duration, std::int64_t compositionOffset, bool sync);
 
-/// "1: 80+40/120! 120+40, 2: 80+23, 3 tags": the samples of each track of a fragment whose last one is the hint track.
-/// One that shares a run with the sample before it is joined to it by ~.
-std::string describe(const krvo::container::Fragment& fragment);
+/// "video 80+40/120! 120+40, audio 80+23, 3 tags": the samples of each track of a fragment whose last one is the hint
+/// track. One that shares a run with the sample before it is joined to it by ~.
+std::string describe(const krvo::container::Fragment& fragment, const krvo::container::Movie& movie);
 
 }  // namespace test

@@ -5,7 +5,6 @@
 #include "platform/container/fragmentBoxes.h"
 #include "tests/platform/container/reading.h"
 #include "tests/support/SegmentMaker.h"
-#include "tests/support/describe.h"
 
 namespace krvo::container {
 namespace {
@@ -158,20 +157,19 @@ TEST(FragmentBoxes, DescribeTheSamplesOfEachTrack) {
   const std::tuple<const char*, std::function<void(SegmentMaker&)>, const char*> rows[] = {
       {"the last one takes the duration before, a lone one none",
        [](auto& maker) { maker.audio(10, 5).audio(33, 5).audio(57, 5).video(40, true, 5); },
-       "1: 40+0!, 2: 10+23! 33+24! 57+24!, 4 tags"},
+       "video 40+0!, audio 10+23! 33+24! 57+24!, 4 tags"},
       {"going backward takes no time",
        [](auto& maker) { maker.audio(4294967290, 5).audio(4294967295, 5).audio(3, 5).audio(3, 5).audio(9, 5); },
-       "2: 4294967290+5! 4294967295+0! 4294967295+0! 4294967295+6! 4294967301+6!, 5 tags"},
+       "audio 4294967290+5! 4294967295+0! 4294967295+0! 4294967295+6! 4294967301+6!, 5 tags"},
       {"only video has frames that are not sync",
        [](auto& maker) { maker.video(0, true, 5).video(40, false, 5).video(80, true, 5).audio(0, 5).data(0, 5); },
-       "1: 0+40! 40+40 80+40!, 2: 0+0!, 3: 0+0!, 5 tags"},
+       "video 0+40! 40+40 80+40!, audio 0+0!, data 0+0!, 5 tags"},
       {"samples of no bytes are hints alone", [](auto& maker) { maker.video(0, true, 0).audio(0, 0).audio(23, 4); },
-       "2: 23+0!, 3 tags"},
+       "audio 23+0!, 3 tags"},
       {"tracks come in their order, those without samples not at all",
-       [](auto& maker) { maker.data(5, 7).video(5, true, 9).data(6, 8); }, "1: 5+0!, 3: 5+1! 6+1!, 3 tags"}};
+       [](auto& maker) { maker.data(5, 7).video(5, true, 9).data(6, 8); }, "video 5+0!, data 5+1! 6+1!, 3 tags"}};
   for (const auto& [what, fill, samples] : rows) {
-    const ReadSegment segment(segmentOf(fill));
-    EXPECT_EQ(describe(segment.fragments.at(0)), samples) << what;
+    EXPECT_EQ(ReadSegment(segmentOf(fill)).samples(0), samples) << what;
   }
 }
 
@@ -186,32 +184,32 @@ TEST(FragmentSamples, ALoneOneLastsAsLongAsTheWayFromTheFragmentBefore) {
     last = maker.begin().audio(9000, 5).start();
     maker.begin().video(9500, true, 5).start();
   }
-  const auto fragments = [&stream] { return ReadSegment(stream.bytes).fragments; };
-  const char* const expected[] = {"1: 0+0!, 2: 1000+23! 1023+23!, 3 tags", "1: 5000+5000!, 2: 5010+3987!, 2 tags",
-                                  "2: 9000+3990!, 1 tags", "1: 9500+0!, 1 tags"};
-  for (std::size_t i = 0; i < std::size(expected); ++i) EXPECT_EQ(describe(fragments().at(i)), expected[i]);
+  const char* const expected[] = {"video 0+0!, audio 1000+23! 1023+23!, 3 tags",
+                                  "video 5000+5000!, audio 5010+3987!, 2 tags", "audio 9000+3990!, 1 tags",
+                                  "video 9500+0!, 1 tags"};
+  for (std::size_t i = 0; i < std::size(expected); ++i) EXPECT_EQ(ReadSegment(stream.bytes).samples(i), expected[i]);
   SegmentMaker appended(stream, last);
   appended.start();
   appended.begin().video(12000, true, 5).start();
-  EXPECT_EQ(describe(fragments().at(4)), "1: 12000+2500!, 1 tags");
+  EXPECT_EQ(ReadSegment(stream.bytes).samples(4), "video 12000+2500!, 1 tags");
 }
 
 TEST(CompositionOffsets, AreReadFromAvcTagsAlone) {
   constexpr std::string_view kAvcC = SegmentMaker::kAvcC;
   const std::tuple<const char*, std::string_view, std::int32_t, const char*> rows[] = {
-      {"H264", kAvcC, 8388607, "1: 0+0/8388607!, 1 tags"},
-      {"h264", "", 1, "1: 0+0/1!, 1 tags"},
-      {"avc1", "", -8388608, "1: 0+0/-8388608!, 1 tags"},
-      {"encv", kAvcC, 80, "1: 0+0/80!, 1 tags"},
-      {"encv", "avcC", 80, "1: 0+0!, 1 tags"},
-      {"encv", {"\0\0\0\x08sinf", 8}, 80, "1: 0+0!, 1 tags"},
-      {"VP6F", kAvcC, 80, "1: 0+0!, 1 tags"}};
+      {"H264", kAvcC, 8388607, "video 0+0/8388607!, 1 tags"},
+      {"h264", "", 1, "video 0+0/1!, 1 tags"},
+      {"avc1", "", -8388608, "video 0+0/-8388608!, 1 tags"},
+      {"encv", kAvcC, 80, "video 0+0/80!, 1 tags"},
+      {"encv", "avcC", 80, "video 0+0!, 1 tags"},
+      {"encv", {"\0\0\0\x08sinf", 8}, 80, "video 0+0!, 1 tags"},
+      {"VP6F", kAvcC, 80, "video 0+0!, 1 tags"}};
   for (const auto& [format, codecHeader, given, stored] : rows) {
     SegmentMaker maker;
     maker.addVideoTrack(format, codecHeader).addHintTrack().start();
     maker.begin().video(0, true, 5, given);
     maker.start();
-    EXPECT_EQ(describe(ReadSegment(maker.stream.bytes).fragments.at(0)), stored) << format;
+    EXPECT_EQ(ReadSegment(maker.stream.bytes).samples(0), stored) << format;
   }
 }
 
@@ -225,7 +223,9 @@ TEST(RandomAccess, HasTheFirstSyncSampleOfEachFragmentAndTrack) {
   const ReadSegment segment(maker.stream.bytes);
   const std::uint64_t moof = segment.fragments.at(0).boxes.moof.offset;
   EXPECT_EQ(segment.accessPoints,
-            (std::vector<RandomAccessTable::Entry>{{1, 120, moof, 1, 2, 1}, {2, 11, moof, 2, 1, 1}}));
+            (std::vector<RandomAccessTable::Entry>{
+                {.trackId = 1, .time = 120, .moofOffset = moof, .trafNumber = 1, .trunNumber = 2, .sampleNumber = 1},
+                {.trackId = 2, .time = 11, .moofOffset = moof, .trafNumber = 2, .trunNumber = 1, .sampleNumber = 1}}));
 }
 
 TEST(OpenFragment, RefusesCallsOutOfOrder) {
@@ -248,7 +248,7 @@ TEST(OpenFragment, BegunAgainDropsTheAttemptBefore) {
     maker.audio(46, 5);
   }));
   const Fragment& fragment = segment.fragments.at(0);
-  EXPECT_EQ(describe(fragment), "2: 46+0!, 1 tags");
+  EXPECT_EQ(segment.samples(0), "audio 46+0!, 1 tags");
   EXPECT_TRUE(fragment.accessPoints.empty());
   EXPECT_EQ(hex(fragment.abstBody), hex(std::string_view("again")));
 }

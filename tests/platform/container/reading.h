@@ -2,6 +2,7 @@
 
 #include "platform/container/reading/SegmentReader.h"
 #include "tests/support/MemoryStream.h"
+#include "tests/support/describe.h"
 #include "tests/support/testing.h"
 
 namespace test {
@@ -22,6 +23,8 @@ class ReadSegment {
   /// What `mfra` says; none where it does not end the file.
   std::vector<krvo::container::RandomAccessTable::Entry> accessPoints;
 
+  /// The samples of a fragment, as test::describe() has them.
+  std::string samples(std::size_t fragment) const { return describe(fragments.at(fragment), reader_.movie()); }
   /// The bytes of the box that begins at `offset`, of any level.
   std::string image(std::uint64_t offset) const {
     const auto rest = std::span(file_.bytes).subspan(offset);

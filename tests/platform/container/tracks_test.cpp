@@ -33,29 +33,32 @@ TEST(Rescale, IsExactInWholeNumbers) {
   EXPECT_THROW(rescale(kLeast, 1, 2), std::out_of_range);
 }
 
-// Dates are their size 8, day, month, 0, year, hour, minute, second, 0.
+K2MDate date(std::uint16_t year, std::uint8_t month, std::uint8_t day, std::uint8_t hour = 0, std::uint8_t minute = 0,
+             std::uint8_t second = 0) {
+  return {8, day, month, 0, year, hour, minute, second, 0};
+}
+
 std::string image(const K2MDate& date) {
   return hex(std::as_bytes(std::span(&date, 1)));
 }
 
 TEST(Dates, CountSecondsFrom1904) {
-  const std::pair<K2MDate, std::uint64_t> rows[] = {{{8, 1, 1, 0, 1904, 0, 0, 0, 0}, 0},
-                                                    {{8, 1, 3, 0, 1904, 0, 0, 0, 0}, 60 * 86400},  // a leap year
-                                                    {{8, 1, 1, 0, 1970, 0, 0, 0, 0}, 2082844800},
-                                                    {{8, 1, 1, 0, 2024, 23, 59, 59, 0}, 0xE1B7B100 + 86399},
-                                                    {{8, 6, 2, 0, 2040, 6, 28, 16, 0}, 0x100000000}};
-  for (const auto& [date, seconds] : rows) {
-    EXPECT_EQ(toSeconds(date), seconds);
-    EXPECT_EQ(image(toDate(seconds)), image(date));
+  const std::pair<K2MDate, std::uint64_t> rows[] = {{date(1904, 1, 1), 0},
+                                                    {date(1904, 3, 1), 60 * 86400},  // a leap year
+                                                    {date(1970, 1, 1), 2082844800},
+                                                    {date(2024, 1, 1, 23, 59, 59), 0xE1B7B100 + 86399},
+                                                    {date(2040, 2, 6, 6, 28, 16), 0x100000000}};
+  for (const auto& [moment, seconds] : rows) {
+    EXPECT_EQ(toSeconds(moment), seconds);
+    EXPECT_EQ(image(toDate(seconds)), image(moment));
   }
   EXPECT_EQ(toDate(0xFFFFFFFFFFFFFFFF).year, 9999);
 }
 
 TEST(Dates, OutOfTheirRangesAreRefused) {
-  const K2MDate rows[] = {
-      {8, 31, 12, 0, 1903, 0, 0, 0, 0}, {8, 1, 1, 0, 10000, 0, 0, 0, 0}, {8, 1, 0, 0, 2024, 0, 0, 0, 0},
-      {8, 1, 13, 0, 2024, 0, 0, 0, 0},  {8, 0, 1, 0, 2024, 0, 0, 0, 0},  {8, 32, 1, 0, 2024, 0, 0, 0, 0},
-      {8, 1, 1, 0, 2024, 24, 0, 0, 0},  {8, 1, 1, 0, 2024, 0, 60, 0, 0}, {8, 1, 1, 0, 2024, 0, 0, 60, 0}};
+  const K2MDate rows[] = {date(1903, 12, 31),   date(10000, 1, 1),       date(2024, 0, 1),
+                          date(2024, 13, 1),    date(2024, 1, 0),        date(2024, 1, 32),
+                          date(2024, 1, 1, 24), date(2024, 1, 1, 0, 60), date(2024, 1, 1, 0, 0, 60)};
   for (const K2MDate& wrong : rows) {
     EXPECT_EQ(test::statusOf<StatusError>([&] { toSeconds(wrong); }), kKrvoBadDate) << image(wrong);
   }
