@@ -3,7 +3,6 @@
 //
 // The input is a request as it is sent; one whose first byte is '!' goes to a server with a token.
 
-#include <algorithm>
 #include <set>
 
 #include "fuzz/fuzzing.h"

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-
 #include "modules/streams/k2r/k2rAdaptor.h"
 #include "tests/support/Recorder.h"
 

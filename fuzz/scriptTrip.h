@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "fuzz/fuzzing.h"
 #include "tests/support/ScriptCodec.h"
 

@@ -1,11 +1,8 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
 #include <map>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "tests/durability/SystemCalls.h"
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <filesystem>
-
 #include "host/files/FileView.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/files/SegmentMap.h"

@@ -62,6 +62,16 @@ void writeTagStream(const std::vector<StreamMessage>& messages, const std::files
   writeWholeFile(file, textOf(tagFile(messages)));
 }
 
+std::map<std::string, std::string> settingsIn(const std::filesystem::path& file) {
+  std::map<std::string, std::string> settings;
+  std::istringstream lines(readWholeFile(file));
+  for (std::string line; std::getline(lines, line);) {
+    const auto equals = line.find(" = ");
+    if (equals != std::string::npos) settings.emplace(line.substr(0, equals), line.substr(equals + 3));
+  }
+  return settings;
+}
+
 MadeRecording::MadeRecording(const RecordingPlan& plan) {
   Recorder recorder(loadModule());
   recorder.host.settings = plan.settings;

@@ -1,8 +1,6 @@
 #pragma once
 
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 
 #include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapInfo.h"
@@ -79,6 +77,9 @@ struct RecordingPlan {
   /// Recorded after that by an append, which ends the same way.
   std::vector<StreamMessage> appended = {};
 };
+
+/// The settings in a file of lines KEY = VALUE.
+std::map<std::string, std::string> settingsIn(const std::filesystem::path& file);
 
 /// A recording in a directory of its own, made by the module, whose files a test may change.
 class MadeRecording {

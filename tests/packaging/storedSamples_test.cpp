@@ -4,7 +4,6 @@
 
 #include "packaging/NQMessage.h"
 #include "packaging/RefCountedMemoryArena.h"
-#include "tests/support/MemoryStream.h"
 #include "tests/support/SegmentMaker.h"
 #include "tests/support/testing.h"
 #include "util/QVSException.h"

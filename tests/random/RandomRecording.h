@@ -1,9 +1,7 @@
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "tests/support/StreamBuilder.h"
 

@@ -6,18 +6,14 @@ namespace host::serve {
 namespace {
 
 TEST(RecordingName, IsTheTimeOfItsBegin) {
-  const struct {
-    const char* text;
-    std::int64_t beginMs;
-    std::uint32_t number;
-  } rows[] = {{"19700101T000000.000Z", 0, 1},
-              {"20261125T140320.500Z", 1795615400500, 1},
-              {"20240229T235959.999Z-2", 1709251199999, 2},
-              {"99991231T235959.999Z-4294967295", 253402300799999, 4294967295}};
-  for (const auto& row : rows) {
-    const RecordingName name{.beginMs = row.beginMs, .number = row.number};
-    EXPECT_EQ(recordingNameText(name), row.text);
-    EXPECT_EQ(parseRecordingName(row.text), name) << row.text;
+  const std::pair<const char*, RecordingName> rows[] = {
+      {"19700101T000000.000Z", {.beginMs = 0}},
+      {"20261125T140320.500Z", {.beginMs = 1795615400500}},
+      {"20240229T235959.999Z-2", {.beginMs = 1709251199999, .number = 2}},
+      {"99991231T235959.999Z-4294967295", {.beginMs = 253402300799999, .number = 4294967295}}};
+  for (const auto& [text, name] : rows) {
+    EXPECT_EQ(recordingNameText(name), text);
+    EXPECT_EQ(parseRecordingName(text), name) << text;
   }
 }
 

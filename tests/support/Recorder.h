@@ -1,10 +1,6 @@
 #pragma once
 
-#include <filesystem>
 #include <memory>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "imo/IMOStreamAdaptor.h"
 #include "tests/support/StreamBuilder.h"

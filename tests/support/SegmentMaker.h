@@ -1,12 +1,9 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "tests/support/MemoryStream.h"
 #include "tests/support/statusOf.h"

@@ -1,11 +1,8 @@
 #pragma once
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <span>
-#include <vector>
 
 #include "tests/support/StreamBuilder.h"
 #include "util/bytes.h"

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -12,14 +11,9 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <span>
 #include <sstream>
-#include <stdexcept>
-#include <string>
-#include <string_view>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 #include "tests/support/hex.h"
 

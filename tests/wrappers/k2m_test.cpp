@@ -3,7 +3,6 @@
 
 #include <new>
 
-#include "tests/support/MemoryStream.h"
 #include "tests/support/SegmentMaker.h"
 #include "tests/support/testing.h"
 #include "util/fourcc.h"

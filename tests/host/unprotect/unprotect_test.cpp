@@ -30,11 +30,7 @@ const TempDirectory& keys() {
 /// With the settings of a protected recording. `changes` are without the front that they have in common.
 RecordingPlan protectedPlan(RecordingPlan plan, const Settings& changes = {}) {
   for (const auto& [key, value] : changes) plan.settings["Recording/VantryV2/" + key] = value;
-  std::istringstream lines(readWholeFile(keys().path() / host::kKeySetSettings));
-  for (std::string line; std::getline(lines, line);) {
-    const auto equals = line.find(" = ");
-    if (equals != std::string::npos) plan.settings.emplace(line.substr(0, equals), line.substr(equals + 3));
-  }
+  plan.settings.merge(settingsIn(keys().path() / host::kKeySetSettings));
   return plan;
 }
 

@@ -1,4 +1,4 @@
-#include "host/serve/api/apiRoutes.h"
+#include "tests/serve/api/SampleApi.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -10,78 +10,29 @@
 
 #include "host/serve/api/StaticFiles.h"
 #include "host/serve/http/HttpFront.h"
+#include "tests/serve/http/contentOf.h"
 #include "tests/support/TempDirectory.h"
 
 namespace {
 
 using namespace host::serve;
 using host::Json;
+using test::contentOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-std::string textOf(const HttpResponse& response) {
-  std::string text(static_cast<std::size_t>(response.body.size()), '\0');
-  response.body.read(0, std::as_writable_bytes(std::span(text)));
-  return text;
-}
-
-Supervisor::View stream(const std::string& name, StreamState state) {
-  Supervisor::View view{.config = {.name = name, .source = "rtsp://me:secret@" + name, .root = "/r"}, .snapshot = {}};
-  view.snapshot.state = state;
-  view.snapshot.sinceMs = 1'795'615'400'500;
-  return view;
-}
-
-/// Three recordings of `gate`, an hour each, without time between them; `attic` is not recorded, and has none.
-struct ApiTest : testing::Test {
-  std::vector<Supervisor::View> views{stream("attic", StreamState::kFailed), stream("gate", StreamState::kRecording),
-                                      stream("yard", StreamState::kStopped)};
-  std::vector<RecordingInfo> recordings;
+struct ApiTest : testing::Test, test::SampleApi {
   std::vector<std::string> actions;
   DurationHistogram writes;
-  ApiSources sources;
-  bool isReady = true;
-  Router router;
 
   ApiTest() {
     views[0].snapshot.lastError = "no route to host";
     views[0].snapshot.lastErrorAtMs = 1'795'615'400'000;
+    views[1].snapshot.lastError.clear();
     views[1].snapshot.receivedBytesPerSecond = 1000;
-    for (std::int64_t hour = 12; hour < 15; ++hour) {
-      const std::int64_t begin = 1'795'564'800'000 + hour * 3'600'000;
-      recordings.push_back({.name = "20261125T" + std::to_string(hour) + "0000.000Z",
-                            .time = {begin, begin + 3'600'000},
-                            .bytes = 100,
-                            .gaps = {{begin + 1000, begin + 2000}}});
-    }
-    recordings[2].state = RecordingState::kInProgress;
-    connect();
-    addApiRoutes(router, sources);
-  }
-
-  void connect() {
-    sources.views = [this] { return views; };
-    sources.find = [this](const std::string& name) {
-      const auto found = std::ranges::find(views, name, [](const auto& view) { return view.config.name; });
-      return found == views.end() ? std::nullopt : std::optional(*found);
-    };
     sources.start = [this](const std::string& name) { return actions.push_back("start " + name), true; };
     sources.stop = [this](const std::string& name) { return actions.push_back("stop " + name), true; };
     sources.rotate = [this](const std::string& name) { return actions.push_back("rotate " + name), name == "gate"; };
-    sources.maskedSource = [](const std::string& source) { return "***" + source.substr(source.find('@')); };
-    sources.isReady = [this] { return isReady; };
-    sources.folderOf = [this](const std::string& name) {
-      return sources.find(name) ? std::optional("/r/" + name) : std::nullopt;
-    };
-    sources.list = [this](const std::string& name, std::int64_t from, std::int64_t to) {
-      auto list = name == "gate" ? recordings : std::vector<RecordingInfo>();
-      std::erase_if(
-          list, [&](const auto& recording) { return recording.time.endMs <= from || recording.time.beginMs >= to; });
-      return list;
-    };
-    sources.totals = [](const std::string& name) {
-      return Catalog::Totals{.recordings = name == "gate" ? 3u : 0, .bytes = 300};
-    };
   }
 
   HttpResponse ask(const std::string& target, const std::string& method = "GET") {
@@ -89,7 +40,7 @@ struct ApiTest : testing::Test {
         {}, [this](const HttpRequest& request) { return router(request); }, [](const std::string&) {});
     return front.answer({.method = method, .target = target, .headers = {{"Host", "localhost"}}, .body = {}});
   }
-  Json document(const std::string& target) { return Json::parse(textOf(ask(target))); }
+  Json document(const std::string& target) { return Json::parse(contentOf(ask(target).body)); }
   std::vector<std::string> names(const std::string& query) {
     std::vector<std::string> result;
     const Json page = document("/v1/streams/gate/recordings" + query);
@@ -143,27 +94,18 @@ TEST_F(ApiTest, PagesHaveEachRecordingOnce) {
 }
 
 TEST_F(ApiTest, RefusesWhatItDoesNotKnow) {
-  const struct {
-    const char* method;
-    const char* target;
-    unsigned status;
-  } rows[] = {{"GET", "/v1/streams/gate/recordings?start=yesterday", 400},
-              {"GET", "/v1/streams/gate/recordings?limit=0", 400},
-              {"GET", "/v1/streams/gate/recordings?limit=10001", 400},
-              {"GET", "/v1/streams/gate/recordings?limit=-1", 400},
-              {"GET", "/v1/streams/gate/recordings?after=../x", 400},
-              {"GET", "/v1/streams/nobody/recordings", 404},
-              {"GET", "/v1/streams/..%2Fgate/recordings", 404},
-              {"GET", "/v1/streams/ga%00te/recordings", 404},
-              {"GET", "/v1/streams/../streams/gate/recordings", 404},
-              {"GET", "/v1/streams//recordings", 404},
-              {"GET", "/v1/streams/", 404},
-              {"GET", "/v1/streams/gate/start", 405},
-              {"POST", "/v1/streams", 405},
-              {"POST", "/v1/streams/nobody/start", 404},
-              {"POST", "/v1/streams/yard/rotate", 409},
-              {"GET", "/", 404}};
-  for (const auto& row : rows) EXPECT_EQ(ask(row.target, row.method).status, row.status) << row.target;
+  for (const char* query : {"start=yesterday", "limit=0", "limit=10001", "limit=-1", "after=../x"}) {
+    EXPECT_EQ(ask(std::string("/v1/streams/gate/recordings?") + query).status, 400u) << query;
+  }
+  for (const char* target :
+       {"/v1/streams/nobody/recordings", "/v1/streams/..%2Fgate/recordings", "/v1/streams/ga%00te/recordings",
+        "/v1/streams/../streams/gate/recordings", "/v1/streams//recordings", "/v1/streams/", "/"}) {
+    EXPECT_EQ(ask(target).status, 404u) << target;
+  }
+  EXPECT_EQ(ask("/v1/streams/gate/start").status, 405u);
+  EXPECT_EQ(ask("/v1/streams", "POST").status, 405u);
+  EXPECT_EQ(ask("/v1/streams/nobody/start", "POST").status, 404u);
+  EXPECT_EQ(ask("/v1/streams/yard/rotate", "POST").status, 409u);
   for (const auto& [name, value] : ask("/v1/streams/gate/start").headers) {
     EXPECT_TRUE(name != "Allow" || value == "POST") << value;
   }
@@ -221,7 +163,7 @@ std::map<std::string, double> samplesOf(const std::string& text) {
 }
 
 TEST_F(ApiTest, MetricsHaveEveryStreamAndReasonFromTheStart) {
-  const auto samples = samplesOf(textOf(ask("/metrics")));
+  const auto samples = samplesOf(contentOf(ask("/metrics").body));
   const auto at = [&](const std::string& name) { return samples.contains(name) ? samples.at(name) : -1; };
   EXPECT_EQ(at(R"(k2r_stream_up{stream="gate"})"), 1);
   EXPECT_EQ(at(R"(k2r_stream_up{stream="attic"})"), 0);
@@ -252,7 +194,7 @@ TEST_F(ApiTest, MetricsKeepLargeNumbersAndOddNames) {
                               std::chrono::microseconds(20'000'000), std::chrono::microseconds(-5)}) {
     writes.add(duration);
   }
-  const auto samples = samplesOf(textOf(ask("/metrics")));
+  const auto samples = samplesOf(contentOf(ask("/metrics").body));
   EXPECT_EQ(samples.at(R"(k2r_stream_stored_bytes_total{stream="gate"})"), 9'007'199'254'740'991.0);
   EXPECT_EQ(samples.at(R"(k2r_stream_last_fragment_timestamp_seconds{stream="gate"})"), 1'795'615'400.5);
   EXPECT_EQ(samples.at(R"(k2r_stream_lost_seconds_total{stream="gate",reason="queue"})"), 0.5);
@@ -279,7 +221,7 @@ TEST_F(ApiTest, ServesTheFilesOfThePageAndNoOthers) {
   StaticFiles(web.path()).addRoutes(router);
   const auto page = ask("/");
   EXPECT_EQ(page.type, "text/html; charset=utf-8");
-  EXPECT_EQ(textOf(page), "<p>");
+  EXPECT_EQ(contentOf(page.body), "<p>");
   EXPECT_THAT(page.headers,
               testing::Contains(testing::Pair("Content-Security-Policy", HasSubstr("default-src 'self'"))));
   EXPECT_EQ(ask("/index.html").etag, page.etag);

@@ -6,8 +6,6 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
-#include <filesystem>
-#include <set>
 
 #include "host/serve/config/ConfigError.h"
 #include "host/serve/config/RecordingKeys.h"

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include "host/serve/http/HttpFront.h"
+#include "tests/serve/http/contentOf.h"
 
 namespace {
 
 using namespace host::serve;
+using test::contentOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -39,12 +41,6 @@ std::string headerOf(const HttpResponse& response, const std::string& name) {
   return values;
 }
 
-std::string textOf(const HttpResponse& response) {
-  std::string text(static_cast<std::size_t>(response.body.size()), '\0');
-  response.body.read(0, std::as_writable_bytes(std::span(text)));
-  return text;
-}
-
 /// The name=value of the cookie that the form leads to.
 std::string cookieFrom(const Server& server) {
   const auto cookie = headerOf(server.ask("POST", "/login", {}, std::string("token=") + kToken), "Set-Cookie");
@@ -69,26 +65,25 @@ TEST(Access, WithoutATokenOnlyNamesOfThisMachine) {
 
 TEST(Access, ChangesComeFromOurPageOrNone) {
   const Server server;
-  const struct {
-    Headers headers;
-    unsigned status;
-  } rows[] = {{{}, 200},
-              {{{"Origin", "http://localhost"}}, 200},
-              {{{"Origin", "http://LOCALHOST"}}, 200},
-              {{{"Origin", "https://k2r.example.org"}, {"X-Forwarded-Host", "k2r.example.org"}}, 200},
-              {{{"Origin", "https://k2r.example.org"}, {"Sec-Fetch-Site", "same-origin"}}, 200},
-              {{{"Origin", "https://example.org"}}, 403},
-              {{{"Origin", "http://localhost:81"}}, 403},
-              {{{"Origin", "null"}}, 403},
-              {{{"Origin", ""}}, 403},
-              {{{"Origin", "http://"}}, 403},
-              {{{"Sec-Fetch-Site", "cross-site"}}, 403},
-              {{{"Origin", "http://localhost"}, {"Sec-Fetch-Site", "same-site"}}, 403}};
-  for (auto row : rows) {
-    row.headers.emplace_back("Host", "localhost");
-    EXPECT_EQ(server.post(row.headers), row.status) << testing::PrintToString(row.headers);
-    EXPECT_EQ(server.get(row.headers), 200u) << "reading changes nothing";
-  }
+  const auto expect = [&server](unsigned status, std::initializer_list<Headers> senders) {
+    for (Headers headers : senders) {
+      headers.emplace_back("Host", "localhost");
+      EXPECT_EQ(server.post(headers), status) << testing::PrintToString(headers);
+      EXPECT_EQ(server.get(headers), 200u) << "reading changes nothing";
+    }
+  };
+  expect(200, {{},
+               {{"Origin", "http://localhost"}},
+               {{"Origin", "http://LOCALHOST"}},
+               {{"Origin", "https://k2r.example.org"}, {"X-Forwarded-Host", "k2r.example.org"}},
+               {{"Origin", "https://k2r.example.org"}, {"Sec-Fetch-Site", "same-origin"}}});
+  expect(403, {{{"Origin", "https://example.org"}},
+               {{"Origin", "http://localhost:81"}},
+               {{"Origin", "null"}},
+               {{"Origin", ""}},
+               {{"Origin", "http://"}},
+               {{"Sec-Fetch-Site", "cross-site"}},
+               {{"Origin", "http://localhost"}, {"Sec-Fetch-Site", "same-site"}}});
 }
 
 TEST(Access, TakesTheTokenInThreeWays) {
@@ -143,11 +138,11 @@ TEST(Access, AsksForTheTokenWhereThePageWouldBe) {
   const Server server{.options = {.token = kToken}};
   const auto asked = server.ask("GET", "/", {});
   EXPECT_EQ(asked.status, 401u);
-  EXPECT_THAT(textOf(asked), HasSubstr("action=\"login\""));
+  EXPECT_THAT(contentOf(asked.body), HasSubstr("action=\"login\""));
   EXPECT_EQ(headerOf(asked, "WWW-Authenticate"), "Bearer realm=\"k2r\"") << "with Basic the form would not be shown";
   const auto wrong = server.ask("POST", "/login", {}, "token=wrong");
   EXPECT_EQ(wrong.status, 401u);
-  EXPECT_THAT(textOf(wrong), HasSubstr("not the token"));
+  EXPECT_THAT(contentOf(wrong.body), HasSubstr("not the token"));
   const auto right = server.ask("POST", "/login", {{"X-Forwarded-Proto", "https"}}, "x=y&token=t0ken%2Dof-the-server");
   EXPECT_EQ(right.status, 303u);
   EXPECT_EQ(headerOf(right, "Location"), "./");
@@ -157,10 +152,7 @@ TEST(Access, AsksForTheTokenWhereThePageWouldBe) {
   EXPECT_THAT(cookie, Not(HasSubstr(kToken)));
   EXPECT_EQ(server.ask("POST", "/login", {{"Host", "k2r"}, {"Origin", "http://e.org"}}, "token=x").status, 403u);
   EXPECT_EQ(server.ask("GET", "/", {{"Cookie", cookieFrom(server)}}).status, 200u);
-}
-
-TEST(Access, PlayersAreAskedForAPasswordAndPagesAreNot) {
-  const Server server{.options = {.token = kToken}};
+  // Players are asked for a password, and pages are not.
   EXPECT_THAT(headerOf(server.ask("GET", "/v1/streams", {}), "WWW-Authenticate"), HasSubstr("Basic"));
   EXPECT_THAT(headerOf(server.ask("GET", "/v1/streams", {{"Sec-Fetch-Mode", "cors"}}), "WWW-Authenticate"),
               Not(HasSubstr("Basic")));

@@ -2,29 +2,20 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <system_error>
 
+#include "tests/serve/http/contentOf.h"
 #include "tests/support/TempDirectory.h"
 
 namespace {
 
 using namespace host::serve;
+using test::contentOf;
 
 Body::File fileWith(const std::string& path, const std::string& content) {
   std::ofstream(path, std::ios::binary) << content;
   return std::make_shared<platform::os::Descriptor>(path, O_RDONLY);
-}
-
-/// The whole body, in reads of `step` bytes.
-std::string textOf(const Body& body, std::size_t step = 64) {
-  std::string text;
-  std::vector<std::byte> buffer(step);
-  while (const std::size_t count = body.read(text.size(), buffer)) {
-    text.append(reinterpret_cast<const char*>(buffer.data()), count);
-  }
-  return text;
 }
 
 struct BodyTest : testing::Test {
@@ -42,18 +33,18 @@ struct BodyTest : testing::Test {
 TEST_F(BodyTest, IsReadAcrossItsPieces) {
   const Body body = mixed();
   EXPECT_EQ(body.size(), 14u);
-  for (const std::size_t step : {1u, 3u, 5u, 64u}) EXPECT_EQ(textOf(body, step), "head345678tttt") << step;
-  EXPECT_EQ(textOf(Body()), "");
+  for (const std::size_t step : {1u, 3u, 5u, 64u}) EXPECT_EQ(contentOf(body, step), "head345678tttt") << step;
+  EXPECT_EQ(contentOf(Body()), "");
 }
 
 TEST_F(BodyTest, EverySliceHasTheBytesAskedFor) {
   const Body body = mixed();
-  const std::string all = textOf(body);
+  const std::string all = contentOf(body);
   for (std::size_t from = 0; from <= all.size(); ++from) {
     for (std::size_t count = 0; from + count <= all.size(); ++count) {
       const Body slice = body.slice(from, count);
-      EXPECT_EQ(textOf(slice), all.substr(from, count));
-      EXPECT_EQ(textOf(slice.slice(count / 2, count - count / 2)), all.substr(from + count / 2, count - count / 2));
+      EXPECT_EQ(contentOf(slice), all.substr(from, count));
+      EXPECT_EQ(contentOf(slice.slice(count / 2, count - count / 2)), all.substr(from + count / 2, count - count / 2));
     }
   }
 }
@@ -61,13 +52,13 @@ TEST_F(BodyTest, EverySliceHasTheBytesAskedFor) {
 TEST_F(BodyTest, IsReadAfterItsFileWasRemoved) {
   const Body body = mixed();
   std::filesystem::remove(directory.file("f"));
-  EXPECT_EQ(textOf(body), "head345678tttt");
+  EXPECT_EQ(contentOf(body), "head345678tttt");
 }
 
 TEST_F(BodyTest, ReportsAFileThatBecameShorter) {
   const Body body = mixed();
   std::filesystem::resize_file(directory.file("f"), 5);
-  EXPECT_THROW(textOf(body), std::system_error);
+  EXPECT_THROW(contentOf(body), std::system_error);
 }
 
 TEST_F(BodyTest, OnlyCachedBytesAreReady) {

@@ -167,11 +167,7 @@ TEST_F(Export, SaysWhatCannotBeExported) {
 TEST_F(Export, RefusesProtectedRecordings) {
   ASSERT_EQ(k2r({"keys", "new", place_.file("keys")}).status, 0);
   RecordingPlan plan = shortFragments(clipMessages());
-  std::istringstream lines(readWholeFile(place_.path() / "keys" / host::kKeySetSettings));
-  for (std::string line; std::getline(lines, line);) {
-    const auto equals = line.find(" = ");
-    if (equals != std::string::npos) plan.settings.emplace(line.substr(0, equals), line.substr(equals + 3));
-  }
+  plan.settings.merge(settingsIn(place_.path() / "keys" / host::kKeySetSettings));
   const MadeRecording secret(plan);
   EXPECT_EQ(errorOf({{secret.directory(), kNoon}}),
             (std::pair(409U, std::string("the recording cam1 is protected; k2r unprotect makes a clear one"))));

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <fstream>
-
 #include "host/serve/media/Exporter.h"
 #include "tests/endtoend/mediaTools.h"
 #include "tests/host/hostTools.h"
+#include "tests/serve/http/contentOf.h"
 
 namespace test {
 
@@ -41,17 +40,6 @@ inline std::vector<StreamMessage> partOf(const std::vector<StreamMessage>& clip,
 
 inline RecordingPlan shortFragments(std::vector<StreamMessage> messages) {
   return {.messages = std::move(messages), .settings = {{"Recording/FragmentDuration", "2000"}}};
-}
-
-/// The bytes of a body, read in pieces of an odd size.
-inline std::string contentOf(const host::serve::Body& body) {
-  std::string content(body.size(), '\0');
-  const auto bytes = std::as_writable_bytes(std::span(content));
-  for (std::uint64_t done = 0; done < body.size();) {
-    const auto piece = bytes.subspan(done, std::min<std::uint64_t>(65521, body.size() - done));
-    done += body.read(done, piece);
-  }
-  return content;
 }
 
 }  // namespace test

@@ -2,10 +2,10 @@
 
 #include <atomic>
 #include <fstream>
-#include <sstream>
 
 #include "host/serve/play/Playback.h"
 #include "tests/host/hostTools.h"
+#include "tests/serve/http/contentOf.h"
 
 namespace host::serve {
 
@@ -67,15 +67,15 @@ class PlayTest : public testing::Test, public RecordingSource {
     return std::make_unique<Playback>(
         *this, capture_.log(), [this] { return nowMs_.load(); }, Playback::Limits{});
   }
-  std::string live() { return textOf(playback_->livePlaylist("cam1")); }
+  std::string live() { return test::contentOf(playback_->livePlaylist("cam1").body); }
   std::string timed(std::int64_t fromMs, std::int64_t toMs) {
-    return textOf(playback_->timedPlaylist("cam1", fromMs, toMs));
+    return test::contentOf(playback_->timedPlaylist("cam1", fromMs, toMs).body);
   }
   /// The content of an address, as `<recording>/<fragment>` or a header's.
   std::string content(const std::string& address) {
     const auto slash = address.find('/');
-    if (slash == std::string::npos) return textOf(playback_->header("cam1", address));
-    return textOf(playback_->fragment("cam1", address.substr(0, slash), address.substr(slash + 1)));
+    if (slash == std::string::npos) return test::contentOf(playback_->header("cam1", address).body);
+    return test::contentOf(playback_->fragment("cam1", address.substr(0, slash), address.substr(slash + 1)).body);
   }
   /// The status of the error that a call throws; 200 without one.
   template <typename Call>
@@ -86,12 +86,6 @@ class PlayTest : public testing::Test, public RecordingSource {
     return error.status;
   }
 
-  static std::string textOf(const HttpResponse& response) {
-    std::string text(response.body.size(), '\0');
-    const auto bytes = std::as_writable_bytes(std::span(text));
-    for (std::size_t done = 0; done < bytes.size();) done += response.body.read(done, bytes.subspan(done));
-    return text;
-  }
   static std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream in(text);

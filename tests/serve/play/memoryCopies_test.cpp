@@ -2,15 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/serve/http/contentOf.h"
+
 namespace {
 
 using namespace host::serve;
-
-std::string textOf(const Body& body) {
-  std::vector<std::byte> bytes(static_cast<std::size_t>(body.size()));
-  EXPECT_EQ(body.read(0, bytes), bytes.size());
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
+using test::contentOf;
 
 TEST(MemoryCopies, AreLimitedByWhoeverStillUsesThem) {
   MemoryCopies copies(10);
@@ -18,14 +15,14 @@ TEST(MemoryCopies, AreLimitedByWhoeverStillUsesThem) {
   body.add(std::string("4567"));
   auto first = copies.copy(body);
   ASSERT_TRUE(first);
-  EXPECT_EQ(textOf(*first), "1234567");
+  EXPECT_EQ(contentOf(*first), "1234567");
   EXPECT_FALSE(copies.copy(body)) << "14 bytes";
   // A range of it is sent in the same way, and keeps it.
   const Body range = first->slice(2, 3);
   first.reset();
   ASSERT_NE(range.memorySpan(), nullptr);
   EXPECT_EQ(range.memorySpan()->offset, 2u);
-  EXPECT_EQ(textOf(range), "345");
+  EXPECT_EQ(contentOf(range), "345");
   EXPECT_EQ(copies.used(), 7u);
   EXPECT_EQ(body.memorySpan(), nullptr);
 }

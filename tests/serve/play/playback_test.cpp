@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <thread>
 
 #include "tests/endtoend/mediaTools.h"

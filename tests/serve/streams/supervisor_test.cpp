@@ -17,7 +17,15 @@ namespace {
 using test::FlvServer;
 using test::stream;
 
-class Streams : public test::StreamsTest {};
+class Streams : public test::StreamsTest {
+ protected:
+  /// Ends the source, and the streams once all is read: it has been when the stream connects again.
+  void endWith(FlvServer& source) {
+    source.close();
+    source.accept();
+    EXPECT_TRUE(supervisor().finish(std::chrono::steady_clock::now() + std::chrono::seconds(5)).empty());
+  }
+};
 
 std::vector<test::StreamMessage> begin(std::uint32_t untilMs) {
   return test::withSlices(stream().keyFramesEvery(1000).audio(23).until(untilMs));
@@ -50,11 +58,7 @@ TEST_F(Streams, RotationLosesAndDoublesNothing) {
     events_.await("began cam1", fromMs / 12000 + 1);
     awaitReceived("cam1", sent);
   }
-  source.close();
-  // It has read everything when it connects again.
-  source.accept();
-  EXPECT_TRUE(supervisor().finish(std::chrono::steady_clock::now() + std::chrono::seconds(5)).empty());
-
+  endWith(source);
   const auto names = recordings("cam1");
   ASSERT_EQ(names.size(), 3U);
   EXPECT_EQ(names[0], "20261125T140320.000Z");
@@ -203,9 +207,7 @@ TEST_F(Streams, KeepsTheNewestWhileThereIsNoPlaceAndGoesOnByItself) {
   const auto later = more(21000, 24000);
   source.send(later);
   events_.await("grew cam1", 1);
-  source.close();
-  source.accept();
-  supervisor_->finish(std::chrono::steady_clock::now() + std::chrono::seconds(5));
+  endWith(source);
   ASSERT_EQ(recordings("cam1").size(), 1U);
   const auto frames = stored("cam1", recordings("cam1")[0]);
   const auto pictures = dataOf(frames, 9), expected = dataOf(framesOf(lost + kept + later), 9);
@@ -231,10 +233,8 @@ TEST_F(Streams, ARecordingThatTakesNoMoreIsFollowedByAnother) {
   const auto sent = begin(40000);
   source.send(sent);
   events_.await("began cam1", 2);
-  source.close();
-  source.accept();
   ::setrlimit(RLIMIT_FSIZE, &old);
-  supervisor_->finish(std::chrono::steady_clock::now() + std::chrono::seconds(5));
+  endWith(source);
   const auto status = supervisor_->find("cam1")->snapshot;
   const std::uint64_t lost = std::accumulate(status.lostFrames.begin(), status.lostFrames.end(), std::uint64_t{0});
   EXPECT_GT(lost, 0U);
