@@ -154,27 +154,23 @@ TEST_P(AppendFaults, RefuseItOrCostNoMoreThanTheirWhile) {
 
 TEST(StopFaults, AnIndexThatCannotBeReplacedLeavesTheEndUnmarkedWhereItLacksSomething) {
   const Fault fault = {.calls = "rename", .files = ".k2i", .error = EACCES, .count = UINT32_MAX};
-  const struct {
-    const char* why;
-    /// With the fault there, before the stop.
-    std::vector<StreamMessage> messages;
-    bool isMarked;
-  } rows[] = {
+  // What comes with the fault there, before the stop, and whether the end is marked.
+  const std::tuple<const char*, std::vector<StreamMessage>, bool> rows[] = {
       {"all is on disk", {}, true},
       {"a fragment is held, and taken back", {avcFrame(3000, false, 50, 1), avcFrame(4000, false, 50, 2)}, true},
       {"a fragment is not in it", {avcFrame(3000, true, 50, 1)}, false}};
-  for (const auto& row : rows) {
+  for (const auto& [why, messages, isMarked] : rows) {
     FaultRecorder recorder;
     ASSERT_TRUE(recorder.open());
     ASSERT_EQ(recorder.record(video().until(2001)), 0U);
     {
       const SystemCalls calls(recorder.directory(), fault);
-      recorder.record(row.messages);
+      recorder.record(messages);
       recorder.stop();
       EXPECT_TRUE(calls.faultHappened());
     }
     const auto bootstrap = host::parseBootstrap(qvs::util::asBytes(recorder.content(".bootstrap")));
-    EXPECT_EQ(host::isStopped(bootstrap), row.isMarked) << row.why;
+    EXPECT_EQ(host::isStopped(bootstrap), isMarked) << why;
   }
 }
 
@@ -202,14 +198,10 @@ TEST(CommandFaults, AreReportedWithWhatIsStored) {
   constexpr std::uint32_t kEver = UINT32_MAX;
   const auto twoCodecs = video().until(4000) + std::vector<StreamMessage>{{8, 4000, fromHex("af001388")}} +
                          video().from(4000).withoutHeaders().until(8000);
-  const struct {
-    const char* why;
-    Fault fault;
-    int status;
-    const char* text;
-  } rows[] = {{"files that cannot be read back", {"read", ".k2i", EIO, 0, kEver}, 6, "\"stored\": null"},
-              {"an error of the system", {"open", "cam1", EMFILE, 0, kEver}, 1, "\"exitStatus\": 1"},
-              {"no room for the next recording", {"mkdir", "cam1-2", ENOSPC}, 1, "\"fragments\": 4"}};
+  const std::tuple<const char*, Fault, int, const char*> rows[] = {
+      {"files that cannot be read back", {"read", ".k2i", EIO, 0, kEver}, 6, "\"stored\": null"},
+      {"an error of the system", {"open", "cam1", EMFILE, 0, kEver}, 1, "\"exitStatus\": 1"},
+      {"no room for the next recording", {"mkdir", "cam1-2", ENOSPC}, 1, "\"fragments\": 4"}};
   for (const auto& [why, fault, status, text] : rows) {
     const TempDirectory place;
     const SystemCalls calls(place.path(), fault);

@@ -228,6 +228,12 @@ TEST(RecordingState, GoesByTheNameOfTheFiles) {
   EXPECT_THROW(repair(moved), host::CommandError);
 }
 
+TEST(QuickLook, RefusesABootstrapWithoutASegment) {
+  const MadeRecording recording({.messages = av().until(8001)});
+  recording.changeBootstrap([](auto& info) { info.segmentRunTables[0].segmentRuns.clear(); });
+  EXPECT_TRUE(host::quickLook(host::readRecordingDirectory(recording.directory())));
+}
+
 // Recordings as the module makes them, each of which is whole.
 
 StreamBuilder dense(std::uint32_t keyFrames) {

@@ -114,23 +114,19 @@ TEST(Access, WhatABrowserAddsByItselfNeedsOurPage) {
   const Headers bearer{{"Authorization", std::string("Bearer ") + kToken}};
   const Headers basic{{"Authorization", kBasic}};
   const Headers cookie{{"Cookie", cookieFrom(server)}};
-  const struct {
-    Headers proof;
-    Headers page;
-    unsigned status;
-  } rows[] = {{bearer, {{"Origin", "https://example.org"}}, 200},
-              {basic, {{"Origin", "https://example.org"}}, 403},
-              {basic, {}, 200},
-              {basic, {{"Origin", "http://k2r:8480"}}, 200},
-              {cookie, {{"Origin", "https://example.org"}}, 403},
-              {cookie, {}, 403},
-              {cookie, {{"Origin", "http://k2r:8480"}}, 200},
-              {{}, {{"Origin", "http://k2r:8480"}}, 401}};
-  for (const auto& row : rows) {
-    Headers headers = row.proof;
-    headers.insert(headers.end(), row.page.begin(), row.page.end());
+  const std::tuple<Headers, Headers, unsigned> rows[] = {{bearer, {{"Origin", "https://example.org"}}, 200},
+                                                         {basic, {{"Origin", "https://example.org"}}, 403},
+                                                         {basic, {}, 200},
+                                                         {basic, {{"Origin", "http://k2r:8480"}}, 200},
+                                                         {cookie, {{"Origin", "https://example.org"}}, 403},
+                                                         {cookie, {}, 403},
+                                                         {cookie, {{"Origin", "http://k2r:8480"}}, 200},
+                                                         {{}, {{"Origin", "http://k2r:8480"}}, 401}};
+  for (const auto& [proof, page, status] : rows) {
+    Headers headers = proof;
+    headers.insert(headers.end(), page.begin(), page.end());
     headers.emplace_back("Host", "k2r:8480");
-    EXPECT_EQ(server.post(headers), row.status) << testing::PrintToString(headers);
+    EXPECT_EQ(server.post(headers), status) << testing::PrintToString(headers);
   }
 }
 

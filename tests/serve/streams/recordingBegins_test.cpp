@@ -8,20 +8,17 @@ namespace {
 TEST(RecordingBegins, FollowTheStreamUnlessTheTimeOfDayIsElsewhere) {
   std::int64_t nowMs = 1000000;
   RecordingBegins begins([&] { return nowMs; });
-  const struct {
-    const char* why;
-    std::int64_t nowMs;
-    std::uint32_t mediaMs;
-    std::int64_t beginMs;
-  } rows[] = {{"the first", 1000000, 0xFFFFFF00, 1000000},
-              {"exactly later, over the end of 32 bits", 1010300, 9744, 1010000},
-              {"two seconds of drift", 1022000, 19744, 1020000},
-              {"more than that", 1032001, 29744, 1032001},
-              {"the clock was set back", 500000, 39744, 500000},
-              {"and that is followed", 510300, 49744, 510000}};
-  for (const auto& row : rows) {
-    nowMs = row.nowMs;
-    EXPECT_EQ(begins.next(row.mediaMs), row.beginMs) << row.why;
+  // The time of day, that of the media, and the begin.
+  const std::tuple<const char*, std::int64_t, std::uint32_t, std::int64_t> rows[] = {
+      {"the first", 1000000, 0xFFFFFF00, 1000000},
+      {"exactly later, over the end of 32 bits", 1010300, 9744, 1010000},
+      {"two seconds of drift", 1022000, 19744, 1020000},
+      {"more than that", 1032001, 29744, 1032001},
+      {"the clock was set back", 500000, 39744, 500000},
+      {"and that is followed", 510300, 49744, 510000}};
+  for (const auto& [why, timeOfDayMs, mediaMs, beginMs] : rows) {
+    nowMs = timeOfDayMs;
+    EXPECT_EQ(begins.next(mediaMs), beginMs) << why;
   }
 }
 
