@@ -1,11 +1,11 @@
 #include "fragmentation/AfraBox.h"
 
 #include <cstdint>
+#include <span>
 
 #include "fragmentation/BoxHeader.h"
 #include "fragmentation/writeBytes.h"
 #include "util/StreamReader.h"
-#include "util/box.h"
 #include "util/fourcc.h"
 #include "util/narrow.h"
 
@@ -60,22 +60,15 @@ void appendOffset(ByteWriter& out, const AfraIndex& index, std::uint64_t offset)
   }
 }
 
+std::size_t offsetSize(const AfraIndex& index) {
+  return index.longOffsets ? 8 : 4;
+}
+
 void appendLocalEntries(ByteWriter& out, const AfraIndex& index) {
   out.u32(narrow<std::uint32_t>(index.localEntries.size()));
   for (const AfraEntry& entry : index.localEntries) {
     out.u64(entry.time);
     appendOffset(out, index, entry.offset);
-  }
-}
-
-void appendGlobalEntries(ByteWriter& out, const AfraIndex& index) {
-  out.u32(narrow<std::uint32_t>(index.globalEntries.size()));
-  for (const AfraEntry& entry : index.globalEntries) {
-    out.u64(entry.time);
-    appendId(out, index, entry.segment);
-    appendId(out, index, entry.fragment);
-    appendOffset(out, index, entry.afraOffset);
-    appendOffset(out, index, entry.offsetFromAfra);
   }
 }
 
@@ -95,18 +88,46 @@ void readAfra(std::istream& stream, AfraIndex& index) {
   for (std::uint32_t left = in.u32(); left > 0; --left) index.globalEntries.push_back(readGlobalEntry(in, index));
 }
 
+std::size_t afraHeadSize(const AfraIndex& index) {
+  constexpr std::size_t kFixed = 21;
+  constexpr std::size_t kGlobalCount = 4;
+  return kFixed + (8 + offsetSize(index)) * index.localEntries.size() +
+         (index.globalEntries.empty() ? 0 : kGlobalCount);
+}
+
+std::size_t afraEntrySize(const AfraIndex& index) {
+  return 8 + 2 * (index.longIds ? 4 : 2) + 2 * offsetSize(index);
+}
+
 void appendAfra(ByteWriter& out, const AfraIndex& index) {
+  // Growing step by step made a long index six times slower.
+  out.reserve(out.size() + afraHeadSize(index) + afraEntrySize(index) * index.globalEntries.size());
+  appendAfraHead(out, index);
+  appendAfraEntries(out, index, 0);
+}
+
+void appendAfraHead(ByteWriter& out, const AfraIndex& index) {
   const bool hasGlobalEntries = !index.globalEntries.empty();
-  // The index of a long recording is written anew for each fragment; growing step by step made that six times slower.
-  constexpr std::size_t kLongestEntry = 32;
-  out.reserve(out.size() + kLongestEntry * (1 + index.localEntries.size() + index.globalEntries.size()));
-  const BoxScope box(out, "afra"_4cc, 0, 0);
+  const std::size_t entriesSize = afraEntrySize(index) * index.globalEntries.size();
+  out.u32(static_cast<std::uint32_t>(afraHeadSize(index) + entriesSize));
+  out.u32("afra"_4cc);
+  out.u32(0);  // version and flags
   // Without global entries even their count is absent: an empty index has 21 bytes.
   out.u8(static_cast<std::uint8_t>((index.longIds ? kLongIds : 0) | (index.longOffsets ? kLongOffsets : 0) |
                                    (hasGlobalEntries ? kGlobalEntries : 0)));
   out.u32(index.timescale);
   appendLocalEntries(out, index);
-  if (hasGlobalEntries) appendGlobalEntries(out, index);
+  if (hasGlobalEntries) out.u32(narrow<std::uint32_t>(index.globalEntries.size()));
+}
+
+void appendAfraEntries(ByteWriter& out, const AfraIndex& index, std::size_t skipped) {
+  for (const AfraEntry& entry : std::span(index.globalEntries).subspan(skipped)) {
+    out.u64(entry.time);
+    appendId(out, index, entry.segment);
+    appendId(out, index, entry.fragment);
+    appendOffset(out, index, entry.afraOffset);
+    appendOffset(out, index, entry.offsetFromAfra);
+  }
 }
 
 void writeAfra(std::ostream& out, const AfraIndex& index) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <istream>
 #include <ostream>
 
@@ -27,7 +28,18 @@ void readAfra(std::istream& in, AfraIndex& index);
 /// then ends in part of a box.
 void appendAfra(qvs::util::ByteWriter& out, const AfraIndex& index);
 
-/// The same to a stream, in one write. Also throws std::ios_base::failure if the stream takes less.
+// The box in two parts, for a writer that adds entries to a file. One after the other they are the whole box.
+
+/// Bytes in front of the first global entry, if there is one.
+std::size_t afraHeadSize(const AfraIndex& index);
+/// Bytes of a global entry.
+std::size_t afraEntrySize(const AfraIndex& index);
+/// Appends everything up to the first global entry. The box size is that of the whole box.
+void appendAfraHead(qvs::util::ByteWriter& out, const AfraIndex& index);
+/// Appends the global entries after the first `skipped` ones.
+void appendAfraEntries(qvs::util::ByteWriter& out, const AfraIndex& index, std::size_t skipped);
+
+/// The whole box to a stream, in one write. Also throws std::ios_base::failure if the stream takes less.
 void writeAfra(std::ostream& out, const AfraIndex& index);
 
 }  // namespace ruvo::k2r

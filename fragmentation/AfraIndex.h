@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -63,7 +64,8 @@ struct AfraIndex {
 };
 
 /// Whether the numbers of the global entries rise by exactly 1, which every index file guarantees; numbers without a
-/// fragment have entries as well. The recorder refuses to write an index for which this is false.
-bool hasConsecutiveFragments(const AfraIndex& index);
+/// fragment have entries as well. The recorder refuses to write an index for which this is false. The first `known`
+/// entries are not compared with each other.
+bool hasConsecutiveFragments(const AfraIndex& index, std::size_t known = 0);
 
 }  // namespace ruvo::k2r

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <new>
@@ -39,13 +40,75 @@ std::size_t sizeHint(const Descriptor& file, std::size_t maxSize) {
   return static_cast<std::size_t>(std::min<std::uint64_t>(static_cast<std::uint64_t>(status.st_size), maxSize));
 }
 
+/// Whether nobody else has the file open. False also if the file system does not know.
+bool isOpenHereOnly(const Descriptor& file) {
+  // The kernel grants a lease for writing only then. Whoever opens the file while the lease lasts causes a signal, and
+  // the default one, SIGIO, ends a process; SIGURG is ignored by default.
+  return ::fcntl(file.get(), F_SETSIG, SIGURG) == 0 && ::fcntl(file.get(), F_SETLEASE, F_WRLCK) == 0 &&
+         ::fcntl(file.get(), F_SETLEASE, F_UNLCK) == 0;
+}
+
+bool isSeenHereOnly(const Descriptor& file, std::uint64_t size) {
+  struct stat status {};
+  return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+         static_cast<std::uint64_t>(status.st_size) == size && isOpenHereOnly(file);
+}
+
+bool writeInto(Descriptor& file, std::span<const std::byte> content) {
+  return file && writeAll(file.get(), content) && file.close();
+}
+
+bool writeAllAt(const Descriptor& file, std::uint64_t offset, std::span<const std::byte> content) {
+  while (!content.empty()) {
+    const ssize_t written =
+        retried([&] { return ::pwrite(file.get(), content.data(), content.size(), static_cast<off_t>(offset)); });
+    if (written <= 0) return false;
+    offset += static_cast<std::uint64_t>(written);
+    content = content.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+/// Flushes `from`, moves it to `to` by `move`, and flushes the directory of `to`.
+template <typename Move>
+bool moveDurably(std::string_view from, std::string_view to, const Move& move) {
+  const std::string source = toNative(from);
+  const std::string target = toNative(to);
+  const Descriptor file(source, O_RDONLY);
+  // Opened before the move: once the move is done, a failure could no longer leave `to` as it was.
+  const Directory directory(directoryOf(target));
+  // The content has to be on the device before the name points to it, or a loss of power leaves an empty file.
+  return file && directory && file.flush() && move(source.c_str(), target.c_str()) == 0 && directory.flush();
+}
+
 }  // namespace
 
 bool writeFile(std::string_view path, std::span<const std::byte> content) noexcept try {
   // O_NOFOLLOW: a link planted under this name must not lead the content elsewhere. O_NONBLOCK: opening a pipe would
   // wait for its reader.
   Descriptor file(toNative(path), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK);
-  return file && isRegularFile(file) && writeAll(file.get(), content) && file.close();
+  return file && isRegularFile(file) && writeInto(file, content);
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+bool writeNewFile(std::string_view path, std::span<const std::byte> content) noexcept try {
+  const std::string native = toNative(path);
+  constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL;
+  Descriptor file(native, kNew);
+  if (file || errno != EEXIST) return writeInto(file, content);
+  if (::unlink(native.c_str()) != 0) return false;
+  Descriptor again(native, kNew);
+  return writeInto(again, content);
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+bool extendFile(std::string_view path, std::uint64_t size, std::span<const std::byte> head,
+                std::span<const std::byte> tail) noexcept try {
+  Descriptor file(toNative(path), O_WRONLY | O_NOFOLLOW | O_NONBLOCK);
+  return file && isSeenHereOnly(file, size) && writeAllAt(file, size, tail) && writeAllAt(file, 0, head) &&
+         file.close();
 } catch (const std::bad_alloc&) {
   return false;
 }
@@ -60,15 +123,22 @@ bool syncFile(std::string_view path) noexcept try {
 }
 
 bool replaceFile(std::string_view from, std::string_view to) noexcept try {
-  const std::string source = toNative(from);
-  const std::string target = toNative(to);
-  const Descriptor file(source, O_RDONLY);
-  // Opened before the rename: once the rename is done, a failure could no longer leave `to` as it was.
-  const Directory directory(directoryOf(target));
-  // The content has to be on the device before the name points to it, or a loss of power leaves an empty file.
-  return file && directory && file.flush() && std::rename(source.c_str(), target.c_str()) == 0 && directory.flush();
+  return moveDurably(from, to, [](const char* source, const char* target) { return std::rename(source, target); });
 } catch (const std::bad_alloc&) {
   return false;
+}
+
+bool exchangeFiles(std::string_view from, std::string_view to) noexcept try {
+  return moveDurably(from, to, [](const char* source, const char* target) {
+    return ::renameat2(AT_FDCWD, source, AT_FDCWD, target, RENAME_EXCHANGE);
+  });
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+void removeName(std::string_view path) noexcept try {
+  ::unlink(toNative(path).c_str());
+} catch (const std::bad_alloc&) {  // What is left is a temporary file.
 }
 
 bool removeFile(std::string_view path) noexcept try {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -17,6 +18,17 @@ namespace platform::os {
 /// anything fails, and for a link, a pipe or a device; the file may then contain any part of the content.
 bool writeFile(std::string_view path, std::span<const std::byte> content) noexcept;
 
+/// The same, and never touches an existing file of that name: it loses the name first. A file that was moved away from
+/// another name may still be the one that a loss of power brings back under it.
+bool writeNewFile(std::string_view path, std::span<const std::byte> content) noexcept;
+
+/// Adds `tail` at the end of a file of `size` bytes, and writes `head` over its first bytes. Flushes nothing to the
+/// device. False, with the file unchanged, if it has another size or another name, if anybody else has it open, or if
+/// the file system cannot tell: those who read it must not see it change. False also if a write fails; the file may
+/// then contain any part of both.
+bool extendFile(std::string_view path, std::uint64_t size, std::span<const std::byte> head,
+                std::span<const std::byte> tail) noexcept;
+
 /// Flushes a file's content, and the directory entry that names it, to the device. A new file without its directory
 /// entry would not be found after a loss of power.
 bool syncFile(std::string_view path) noexcept;
@@ -26,6 +38,14 @@ bool syncFile(std::string_view path) noexcept;
 /// of power at any time. Returns true once the new file is on the device. After false `to` is unchanged, unless it was
 /// the last flush that failed: then it is the new file, perhaps not durably.
 bool replaceFile(std::string_view from, std::string_view to) noexcept;
+
+/// Like replaceFile(), but the old file stays, with the name `from`. Returns true once the exchange is on the device.
+/// After false both are as they were, unless it was the last flush that failed: then they are exchanged, perhaps not
+/// durably. Not every file system can exchange names.
+bool exchangeFiles(std::string_view from, std::string_view to) noexcept;
+
+/// Removes the name of a file, if there is one. The next flush of the directory makes that durable.
+void removeName(std::string_view path) noexcept;
 
 /// Removes a file, durably. Returns true if it is gone, also if there was none.
 bool removeFile(std::string_view path) noexcept;

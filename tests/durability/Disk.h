@@ -18,7 +18,8 @@ class Disk {
  public:
   void apply(const FileOperation& operation) {
     const bool concernsNames = operation.kind == Kind::kCreate || operation.kind == Kind::kRename ||
-                               operation.kind == Kind::kRemove || operation.kind == Kind::kFlushDirectory;
+                               operation.kind == Kind::kExchange || operation.kind == Kind::kRemove ||
+                               operation.kind == Kind::kFlushDirectory;
     File& file = files_[operation.file];
     Operations& pending = concernsNames ? pendingNames_ : file.pending;
     if (!isFlush(operation)) pending.push_back(operation);
@@ -59,6 +60,11 @@ class Disk {
   }
 
   static void apply(Names& names, const FileOperation& operation) {
+    if (operation.kind == Kind::kExchange) {
+      names[operation.name] = operation.otherFile;
+      names[operation.newName] = operation.file;
+      return;
+    }
     // A name goes only as long as it is still that file's.
     const auto old = names.find(operation.name);
     if (operation.kind != Kind::kCreate && old != names.end() && old->second == operation.file) names.erase(old);

@@ -26,7 +26,8 @@ class Reference {
     Disk disk;
     for (const FileOperation& operation : operations) {
       disk.apply(operation);
-      if (operation.kind != FileOperation::Kind::kRename) continue;
+      using enum FileOperation::Kind;
+      if (operation.kind != kRename && operation.kind != kExchange) continue;
       const DiskState state = disk.now();
       auto& names = versions_[{operation.newName, state.at(operation.newName)}];
       for (const auto& [fragment, position] : namedIn(state)) names.insert(fragment);

@@ -11,10 +11,12 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <map>
 #include <optional>
+#include <utility>
 
 namespace test {
 namespace {
@@ -313,8 +315,18 @@ int rename(const char* from, const char* to) noexcept {
 }
 
 int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to, unsigned flags) noexcept {
-  return test::onPath("rename", test::fullPath(toDirectory, to).c_str(),
-                      [&] { return ::syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags); });
+  const int result = test::onPath("rename", test::fullPath(toDirectory, to).c_str(), [&] {
+    return ::syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags);
+  });
+  const auto name = test::watchedName(from);
+  const auto newName = test::watchedName(to);
+  if (result != 0 || flags != RENAME_EXCHANGE || !name || !newName || !test::threadWatch) return result;
+  std::uint32_t& file = test::threadWatch->names[*name];
+  std::uint32_t& other = test::threadWatch->names[*newName];
+  test::threadWatch->operations.push_back(
+      {.kind = test::Kind::kExchange, .file = file, .name = *name, .newName = *newName, .otherFile = other});
+  std::swap(file, other);
+  return result;
 }
 
 int unlink(const char* path) noexcept {

@@ -11,12 +11,14 @@ namespace test {
 /// One thing that was done to the files in a directory. Names are those in the directory; a file keeps its number
 /// whatever it is called.
 struct FileOperation {
-  enum class Kind { kCreate, kTruncate, kWrite, kFlush, kRename, kRemove, kFlushDirectory };
+  enum class Kind { kCreate, kTruncate, kWrite, kFlush, kRename, kExchange, kRemove, kFlushDirectory };
   Kind kind = Kind::kFlush;
   std::uint32_t file = 0;
   std::string name = {};
-  /// kRename only.
+  /// kRename and kExchange only.
   std::string newName = {};
+  /// kExchange only: the file that gets `name`.
+  std::uint32_t otherFile = 0;
   /// kWrite only. One that is durable has reached the device when the call is back.
   std::uint64_t offset = 0;
   std::string data = {};

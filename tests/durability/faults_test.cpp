@@ -28,15 +28,16 @@ StreamBuilder video() {
   return stream().keyFramesEvery(1000).framesEvery(250).frameBytes(120).audio(500).audioBytes(50);
 }
 
-/// Key frames are rare in the middle, so that fragments are held there.
-std::vector<StreamMessage> everyKindOfFragment() {
+/// Key frames are rare in the middle, so that fragments are held there. A gap after them makes the index longer.
+std::vector<StreamMessage> everyKindOfFragment(std::uint32_t gapMs = 0) {
   return video().until(6000) + video().keyFramesEvery(2500).from(6000).withoutHeaders().until(16000) +
-         video().from(16000).withoutHeaders().until(22001);
+         video().from(16000 + gapMs).withoutHeaders().until(22001 + gapMs);
 }
 
-/// One that rolls over.
 struct FaultRecorder : Recorder {
-  FaultRecorder() : Recorder(loadModule()) { useShortGrid(*this, "4000"); }
+  explicit FaultRecorder(const char* segmentDuration = "4000") : Recorder(loadModule()) {
+    useShortGrid(*this, segmentDuration);
+  }
 
   /// From the opening to the end. Returns whether the fault happened.
   bool recordWith(const Fault& fault, const std::vector<StreamMessage>& messages, std::uint32_t flags) {
@@ -81,15 +82,17 @@ void expectWhole(const Recorder& recorder, host::Severity most) {
   }
 }
 
-void expectContinuable(Recorder& recorder) {
+void expectContinuable(Recorder& recorder, std::uint32_t gapMs = 0) {
   if (!recorder.has(".bootstrap")) return;  // What follows has no headers.
-  appendAndStop(recorder, video().from(40000).withoutHeaders().until(43001));
+  appendAndStop(recorder, video().from(40000 + gapMs).withoutHeaders().until(43001 + gapMs));
   expectWhole(recorder, host::Severity::kNote);
 }
 
 struct NamedFault {
   const char* name;
   Fault fault;
+  /// With a gap there is one segment.
+  std::uint32_t gapMs = 0;
 };
 
 void PrintTo(const NamedFault& fault, std::ostream* out) {
@@ -115,17 +118,18 @@ class Faults : public testing::TestWithParam<NamedFault> {};
 class AppendFaults : public Faults {};
 
 TEST_P(Faults, CostNoMoreThanTheirWhile) {
-  atEveryCall(GetParam().fault, [](const Fault& fault) {
-    FaultRecorder recorder;
-    const bool happened = recorder.recordWith(fault, everyKindOfFragment(), kOpenRecord);
+  const std::uint32_t gapMs = GetParam().gapMs;
+  atEveryCall(GetParam().fault, [gapMs](const Fault& fault) {
+    FaultRecorder recorder(gapMs == 0 ? "4000" : "0");
+    const bool happened = recorder.recordWith(fault, everyKindOfFragment(gapMs), kOpenRecord);
     expectKnownLines(recorder);
     if (!recorder.isOpened || recorder.files().empty()) return happened;
     // Whole, at once or after the next append, whatever the last calls of the stop have met.
     expectWhole(recorder, recorder.overAt ? host::Severity::kNote : host::Severity::kRepairable);
-    if (recorder.overAt.value_or(UINT32_MAX) <= 19000) {
-      EXPECT_GE(verified(recorder).lastTime.value_or(0), 20750U) << "it goes on afterwards\n" << recorder.log();
+    if (recorder.overAt.value_or(UINT32_MAX) <= 19000 + gapMs) {
+      EXPECT_GE(verified(recorder).lastTime.value_or(0), 20750U + gapMs) << "it goes on afterwards\n" << recorder.log();
     }
-    expectContinuable(recorder);
+    expectContinuable(recorder, gapMs);
     return happened;
   });
 }
@@ -233,6 +237,13 @@ std::vector<NamedFault> faultsOfReading() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Recording, Faults, testing::ValuesIn(faultsOfWriting()), nameOf);
+/// While the index is in two files.
+INSTANTIATE_TEST_SUITE_P(
+    LongIndex, Faults,
+    testing::Values(NamedFault{"NoSpace", {.calls = "open create write", .files = ".k2i.tmp", .error = ENOSPC}, 600000},
+                    NamedFault{"NoExchange", {.calls = "rename", .files = ".k2i", .error = EINVAL}, 600000},
+                    NamedFault{"NoFlush", {.calls = "fsync", .error = EIO}, 600000}),
+    nameOf);
 INSTANTIATE_TEST_SUITE_P(Appending, AppendFaults, testing::ValuesIn(faultsOfWriting()), nameOf);
 INSTANTIATE_TEST_SUITE_P(Reading, AppendFaults, testing::ValuesIn(faultsOfReading()), nameOf);
 

@@ -47,7 +47,8 @@ void PrintTo(const Scenario& scenario, std::ostream* out) {
 }
 
 /// Streams that bring about every kind of change to the files: roll-over, appends to stopped and to interrupted
-/// recordings, audio alone, gaps in time, fragments that are held since key frames are rare.
+/// recordings, audio alone, gaps in time, one of them so long that the index is in two files, and fragments that are
+/// held since key frames are rare.
 std::vector<Scenario> scenarios() {
   const auto video = [](std::uint32_t keyFrames) {
     return stream().keyFramesEvery(keyFrames).framesEvery(200).frameBytes(150).audio(300).audioBytes(60);
@@ -56,7 +57,7 @@ std::vector<Scenario> scenarios() {
     return video(1000).from(from).withoutHeaders().until(until);
   };
   const auto audio = [] { return stream().audio(100).audioBytes(80); };
-  return {{"OneSegment", "0", {{video(1000).until(40001)}}, video(1000)},
+  return {{"OneSegment", "0", {{video(1000).until(20001) + later(633000, 653001)}}, video(1000)},
           {"RollOver", "2500", {{video(1000).until(40001)}}, video(1000)},
           {"Appended",
            "6000",
@@ -79,6 +80,7 @@ std::vector<FileOperation> recordScenario(Recorder& recorder, const Scenario& sc
   }
   expectWhole(recorder);
   EXPECT_GT(verified(recorder).fragments, 15U);
+  EXPECT_EQ(recorder.files().find(".tmp"), std::string::npos);
   return calls.operations();
 }
 
@@ -100,7 +102,7 @@ void continueFrom(const Scenario& scenario, const Reference& reference, const Di
     EXPECT_EQ(result.verification.fragments, found.fragments);
   } else {
     ASSERT_TRUE(recorder.open(kAppend)) << recorder.log();
-    const auto later = StreamBuilder(scenario.continuation).from(80000).withoutHeaders().until(83001);
+    const auto later = StreamBuilder(scenario.continuation).from(680000).withoutHeaders().until(683001);
     const std::size_t refused = recorder.record(later);
     recorder.stop();
     recorder.close();
@@ -120,6 +122,9 @@ TEST_P(PowerLoss, LeavesAWholeRecordingInEveryStateAndReadersSeeNoOther) {
   host::FileContext files(host::Durability::kDevice, log);
   Recorder recorder(loadModule(), &files);
   const auto operations = recordScenario(recorder, scenario);
+  const bool exchanges =
+      std::ranges::find(operations, FileOperation::Kind::kExchange, &FileOperation::kind) != operations.end();
+  EXPECT_EQ(exchanges, scenario.segmentDuration == std::string_view("0"));
   const Reference reference(operations, recorder.directory());
   const std::uint32_t statesEach = kStatesEach * environmentNumber("K2R_POWER_LOSS_SCALE", 1);
   const std::uint32_t firstSeed = environmentNumber("K2R_POWER_LOSS_SEED", 20261125);

@@ -1,6 +1,9 @@
 // The small files, at the system calls that write and swap them.
 
 #include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <optional>
 
 #include "platform/os/durableFiles.h"
 #include "tests/durability/SystemCalls.h"
@@ -21,7 +24,6 @@ class SmallFiles : public testing::Test {
   }
   bool put(std::string_view name, std::string_view content) { return writeFile(dir_.file(name), asBytes(content)); }
   std::string get(std::string_view name) { return text(readFile(dir_.file(name), 1000)); }
-  bool swap(std::string_view from, std::string_view to) { return replaceFile(dir_.file(from), dir_.file(to)); }
 
   test::TempDirectory dir_;
 };
@@ -63,21 +65,45 @@ TEST_F(SmallFiles, ReadStopsAtTheLimit) {
 TEST_F(SmallFiles, FailedSwapKeepsBothFiles) {
   ASSERT_TRUE(put("to", "old"));
   ASSERT_TRUE(put("from", "new"));
-  for (const auto& [from, to] : {std::pair("from", ""), std::pair("missing", "to"), std::pair("from", "missing/to")})
-    EXPECT_FALSE(swap(from, to)) << to;
-  const test::SystemCalls calls(dir_.path(), {.calls = "fsync", .error = EIO});
-  EXPECT_FALSE(swap("from", "to"));
-  EXPECT_EQ(get("to") + get("from"), "oldnew");
+  for (const auto swap : {replaceFile, exchangeFiles}) {
+    for (const auto& [from, to] : {std::pair("from", ""), std::pair("missing", "to"), std::pair("from", "missing/to")})
+      EXPECT_FALSE(swap(dir_.file(from), dir_.file(to))) << to;
+    const test::SystemCalls calls(dir_.path(), {.calls = "fsync", .error = EIO});
+    EXPECT_FALSE(swap(dir_.file("from"), dir_.file("to")));
+    EXPECT_EQ(get("to") + get("from"), "oldnew");
+  }
 }
 
 TEST_F(SmallFiles, SwapReportsADirectoryThatDidNotReachTheDevice) {
   const std::pair<int, bool> errorsAndAnswers[] = {{EIO, false}, {EINVAL, true}, {EINTR, true}};
   for (const auto& [error, swapped] : errorsAndAnswers) {
-    ASSERT_TRUE(put("from", "new"));
-    const test::SystemCalls calls(dir_.path(), {.calls = "fsync", .error = error, .first = 1});
-    EXPECT_EQ(swap("from", "to"), swapped) << error;
-    EXPECT_TRUE(calls.faultHappened());
+    for (const auto swap : {replaceFile, exchangeFiles}) {
+      ASSERT_TRUE(put("from", "new") && put("to", "old"));
+      const test::SystemCalls calls(dir_.path(), {.calls = "fsync", .error = error, .first = 1});
+      EXPECT_EQ(swap(dir_.file("from"), dir_.file("to")), swapped) << error;
+      EXPECT_TRUE(calls.faultHappened());
+    }
+    EXPECT_EQ(get("to") + get("from"), "newold") << "exchanged";
   }
+}
+
+TEST_F(SmallFiles, OnlyAFileThatNobodyElseSeesIsExtended) {
+  const auto extend = [&](std::string_view name) {
+    return extendFile(dir_.file(name), 4, asBytes("H"), asBytes("tail"));
+  };
+  ASSERT_TRUE(put("a", "head"));
+  std::optional<std::ifstream> reader(dir_.file("a"));
+  EXPECT_FALSE(extend("a")) << "a reader has it open";
+  reader.reset();
+  std::filesystem::create_hard_link(dir_.file("a"), dir_.file("copy"));
+  EXPECT_FALSE(extend("a")) << "it has another name";
+  ASSERT_TRUE(writeNewFile(dir_.file("copy"), asBytes("new"))) << "which loses the name only";
+  std::filesystem::create_symlink("a", dir_.file("link"));
+  EXPECT_FALSE(extend("link") || extend("missing"));
+  EXPECT_EQ(get("a") + get("copy"), "headnew");
+  EXPECT_TRUE(extend("a"));
+  EXPECT_EQ(get("a"), "Headtail");
+  EXPECT_FALSE(extend("a")) << "it has another size now";
 }
 
 }  // namespace

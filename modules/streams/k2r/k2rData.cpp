@@ -70,7 +70,7 @@ void K2RData::requireRoomForJump(const ruvo::k2r::SampleInfo& sample) const {
   // The header of the box, and the number before the first one of a recording, need less space than two entries.
   constexpr std::uint64_t kMaxEntries = kMaxIndexSize / kEntrySize - 2;
   const std::uint32_t grid = fragmentationConfig_.fragmentDuration;
-  const auto& entries = fragmentIndex_.globalEntries;
+  const auto& entries = fragmentIndex_.entries();
   const std::uint64_t number = ruvo::k2r::fragmentNumberAt(sample.time, grid);
   std::uint64_t reached = ruvo::k2r::fragmentNumberAt(lastTimes_.absolute, grid);
   if (!entries.empty()) reached = std::max<std::uint64_t>(reached, entries.back().fragment);

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "fileset/FileNames.h"
-#include "fragmentation/AfraIndex.h"
 #include "fragmentation/BootstrapBuilder.h"
 #include "fragmentation/FragmentationConfig.h"
 #include "fragmentation/FragmenterChoice.h"
@@ -23,6 +22,7 @@
 #include "modules/streams/k2r/K2RMediaProperties.h"
 #include "modules/streams/k2r/K2RWarningHandler.h"
 #include "modules/streams/k2r/RecordTimes.h"
+#include "modules/streams/k2r/SegmentIndex.h"
 #include "packaging/IPackagerContext.h"
 #include "packaging/K2RMediaWriter.h"
 #include "packaging/NQMessage.h"
@@ -260,7 +260,7 @@ class K2RData : public ruvo::k2rpkgutil::IPackagerContext, public ISegmenter {
   std::uint32_t segmentElapsed_ = 0;
   /// Milliseconds; 0 means one segment of any length.
   std::uint32_t segmentDuration_;
-  ruvo::k2r::AfraIndex fragmentIndex_;
+  SegmentIndex fragmentIndex_;
 
   // Messages and fragments. The arena is declared before everything that may contain its blocks.
   ruvo::k2rpkgutil::RefCountedMemoryArena messageArena_;

@@ -59,7 +59,7 @@ void K2RData::resumeRecording() {
   using enum StoredRecording::BaseTime;
   StoredRecording::End end = stored.findEnd(filesToWrite_.needBaseTime() ? kSearched : kIfAtHand);
   segmentNumber_ = end.segment;
-  fragmentIndex_ = std::move(end.index);
+  fragmentIndex_.take(std::move(end.index));
   // Before the first write, so that a refused append leaves all files as they are.
   checkStoredSegment(*prepared.policy, end.position);
   takeWriterPolicy(std::move(prepared));
@@ -75,7 +75,7 @@ void K2RData::resumeRecording() {
 }
 
 std::uint32_t K2RData::lastIndexedFragment() const {
-  const auto& entries = fragmentIndex_.globalEntries;
+  const auto& entries = fragmentIndex_.entries();
   return entries.empty() ? 0 : entries.back().fragment;
 }
 

@@ -10,7 +10,6 @@
 
 namespace qvs::k2r {
 
-using ruvo::k2r::AfraEntry;
 using ruvo::k2r::FragmentAction;
 using ruvo::k2rpkgutil::NQMessage;
 
@@ -68,7 +67,7 @@ void K2RData::startRecording(const FragmentRange& range) {
 }
 
 void K2RData::announce(const FragmentRange& range) {
-  beforeAnnounced_.emplace(BeforeAnnounced{*bootstrapBuilder_, fragmentIndex_.globalEntries.size()});
+  beforeAnnounced_.emplace(BeforeAnnounced{*bootstrapBuilder_, fragmentIndex_.entries().size()});
   addToBootstrap(range);
   insertSafetyGap(range.fragmentNumber);
   addIndexEntry(range.startTime, range.fragmentNumber, ruvo::k2r::kHeldFragmentOffset);
@@ -78,8 +77,7 @@ void K2RData::takeBackAnnounced() {
   if (!beforeAnnounced_) return;
   *bootstrapBuilder_ = std::move(beforeAnnounced_->bootstrap);
   // Its own entry, and those of the numbers skipped before and after it.
-  auto& entries = fragmentIndex_.globalEntries;
-  entries.resize(std::min(entries.size(), beforeAnnounced_->entries));
+  fragmentIndex_.cutTo(beforeAnnounced_->entries);
   beforeAnnounced_.reset();
 }
 
@@ -109,10 +107,7 @@ void K2RData::writeAnnounced(std::uint32_t fragment, std::uint32_t limit) {
   // The fragment is in the segment now: whatever fails later, its messages must not be written again.
   beforeAnnounced_.reset();
   dropWritten(limit);
-  auto& entries = fragmentIndex_.globalEntries;
-  const auto written = std::find_if(entries.rbegin(), entries.rend(),
-                                    [fragment](const AfraEntry& entry) { return entry.fragment == fragment; });
-  if (written != entries.rend()) written->afraOffset = position;
+  fragmentIndex_.setPosition(fragment, position);
 }
 
 void K2RData::finishFragment(std::uint32_t writtenMs) {
@@ -129,7 +124,7 @@ void K2RData::skipFragment(const FragmentRange& range) {
 }
 
 void K2RData::insertSafetyGap(std::uint32_t fragment) {
-  const auto& entries = fragmentIndex_.globalEntries;
+  const auto& entries = fragmentIndex_.entries();
   if (entries.empty()) return;
   const std::uint64_t time = entries.back().time;
   std::uint32_t next = entries.back().fragment + 1;
@@ -140,11 +135,11 @@ void K2RData::insertSafetyGap(std::uint32_t fragment) {
 }
 
 void K2RData::markSkippedUpTo(std::uint32_t fragment, std::uint64_t start) {
-  auto& entries = fragmentIndex_.globalEntries;
+  const auto& entries = fragmentIndex_.entries();
   // If the time of a new recording wraps in its lead-in, all entries are larger numbers without a fragment. Smaller
   // ones cannot follow them, and every fragment would be refused.
   if (!entries.empty() && entries.back().fragment > fragment && bootstrapBuilder_->fragmentRuns().empty())
-    entries.clear();
+    fragmentIndex_.cutTo(0);
   if (entries.empty()) {
     addIndexEntry(0, fragment, ruvo::k2r::kNoFragmentOffset);
     return;
@@ -155,7 +150,7 @@ void K2RData::markSkippedUpTo(std::uint32_t fragment, std::uint64_t start) {
 }
 
 void K2RData::addIndexEntry(std::uint64_t time, std::uint32_t fragment, std::uint64_t afraOffset) {
-  fragmentIndex_.globalEntries.emplace_back(time, segmentNumber_, fragment, afraOffset, 0);
+  fragmentIndex_.add({time, segmentNumber_, fragment, afraOffset, 0});
 }
 
 void K2RData::requireKeyFrame() const {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "fragmentation/AfraBox.h"
 #include "fragmentation/BootstrapWriter.h"
 #include "modules/streams/k2r/HostLog.h"
 #include "modules/streams/k2r/k2rData.h"
@@ -58,13 +57,18 @@ bool K2RData::writeIndexFile() {
   filesToWrite_.indexChanged();
   // Consecutive numbers are the promise of an index file. No later fragment can repair one that has none, so this does
   // fail the message.
-  if (!hasConsecutiveFragments(fragmentIndex_)) {
+  if (!fragmentIndex_.isConsecutive()) {
     throw QVSException("afra index is corrupt, failing the record");
   }
-  util::ByteWriter image;
-  ruvo::k2r::appendAfra(image, fragmentIndex_);
-  filesToWrite_.indexWritten(replaceFile(names_.indexName(segmentNumber_), names_.temporaryIndexName(), image.bytes()));
-  return !filesToWrite_.needIndex();
+  const std::string path = names_.indexName(segmentNumber_);
+  const std::string temporary = names_.temporaryIndexName();
+  bool isWritten = fragmentIndex_.exchange(path, temporary);
+  if (!isWritten && replaceFile(path, temporary, fragmentIndex_.image().bytes())) {
+    fragmentIndex_.wasReplaced();
+    isWritten = true;
+  }
+  filesToWrite_.indexWritten(isWritten);
+  return isWritten;
 }
 
 void K2RData::writeBootstrapFile() {
@@ -74,7 +78,8 @@ void K2RData::writeBootstrapFile() {
 }
 
 bool K2RData::replaceFile(const std::string& path, const std::string& temporary, std::span<const std::byte> content) {
-  if (!platform::os::writeFile(temporary, content)) {
+  // An exchange may have given the old index the temporary name, and after a loss of power the old one again.
+  if (!platform::os::writeNewFile(temporary, content)) {
     throw SmallFileFailure("Failed to write file '" + temporary + "'");
   }
   return swapInFile(temporary, path);
@@ -92,7 +97,7 @@ bool K2RData::swapInFile(const std::string& from, const std::string& to) {
 }
 
 void K2RData::trimIndex() {
-  auto& entries = fragmentIndex_.globalEntries;
+  const auto& entries = fragmentIndex_.entries();
   auto& runs = bootstrapBuilder_->fragmentRuns();
   if (runs.empty() || entries.empty()) return;
   const auto held = std::find_if(entries.rbegin(), entries.rend(), [](const AfraEntry& entry) {
@@ -105,7 +110,9 @@ void K2RData::trimIndex() {
     // Removing by number would then remove written fragments, too.
     if (clockRestarted && beforeAnnounced_) return takeBackAnnounced();
     last = held->fragment - 1;
-    while (!entries.empty() && entries.back().fragment > last) entries.pop_back();
+    std::size_t kept = entries.size();
+    while (kept > 0 && entries[kept - 1].fragment > last) --kept;
+    fragmentIndex_.cutTo(kept);
   }
   while (!runs.empty() && runs.back().firstFragment > last) runs.pop_back();
   forgetEmptySegment();
@@ -115,7 +122,7 @@ void K2RData::forgetEmptySegment() {
   // The fragment that was taken back may have been the only one of its segment. The recording then ends with the
   // previous segment.
   auto& segments = bootstrapBuilder_->segmentRuns();
-  if (!fragmentIndex_.globalEntries.empty() || segments.size() < 2 || !beforeAnnounced_) return;
+  if (!fragmentIndex_.entries().empty() || segments.size() < 2 || !beforeAnnounced_) return;
   if (segments.back().firstSegment != segmentNumber_) return;
   segments = beforeAnnounced_->bootstrap.segmentRuns();
   // A jump in time before the fragment has its mark in the runs: after the last number of the previous segment, which

@@ -85,6 +85,7 @@ bool K2RData::stopRecord() {
 
 void K2RData::finishSmallFiles() noexcept {
   try {
+    fragmentIndex_.dropSpare(names_.temporaryIndexName());  // Flushed with the directory by what follows.
     trimIndex();
     if (bootstrapBuilder_->fragmentRuns().empty()) return;
     bootstrapBuilder_->endPresentation();
@@ -97,7 +98,7 @@ void K2RData::finishSmallFiles() noexcept {
 
 bool K2RData::isIndexOnDisk() const {
   try {
-    return readIndexFile(names_.indexName(segmentNumber_)) == fragmentIndex_;
+    return readIndexFile(names_.indexName(segmentNumber_)) == fragmentIndex_.index();
   } catch (const std::exception&) {
     return false;
   }

@@ -56,7 +56,8 @@ void K2RData::addDuration(std::uint32_t milliseconds) {
   segmentStream_ = std::move(next);
   ++segmentNumber_;
   segmentElapsed_ = 0;
-  fragmentIndex_.globalEntries.clear();
+  fragmentIndex_.dropSpare(names_.temporaryIndexName());
+  fragmentIndex_.cutTo(0);
   removeStaleIndex();
   openSegment();
 }
