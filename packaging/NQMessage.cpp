@@ -10,7 +10,11 @@ using namespace qvs::util;
 
 NQMessage::NQMessage(std::uint32_t time, std::uint32_t totalSize, MemoryHolder memory, const std::byte* sample,
                      std::uint32_t sampleSize)
-    : time_(time), totalSize_(totalSize), memory_(std::move(memory)), sample_(sample), sampleSize_(sampleSize) {}
+    : time_(time),
+      totalSize_(totalSize),
+      memory_(std::move(memory)),
+      sampleOffset_(static_cast<std::uint32_t>(sample - memory_->getData())),
+      sampleSize_(sampleSize) {}
 
 NQMessage::NQMessage(IMemoryArena& arena, std::uint32_t time, std::uint8_t type, std::uint32_t timestamp,
                      const std::byte* data, std::uint32_t size)
@@ -19,14 +23,14 @@ NQMessage::NQMessage(IMemoryArena& arena, std::uint32_t time, std::uint8_t type,
   std::byte* const copy = memory_->getData() + kTagHeaderSize;
   std::copy_n(data, size, copy);
   const std::uint32_t codecHeader = codecHeaderSize(type, copy, size);
-  sample_ = copy + codecHeader;
+  sampleOffset_ = static_cast<std::uint32_t>(kTagHeaderSize) + codecHeader;
   sampleSize_ = size - codecHeader;
 }
 
 void NQMessage::takeCodecHeaderByteIntoSample() {
   // With the whole data as sample (a tag too short for its codec) one more step would lead into the tag header.
-  if (sample_ == data()) return;
-  --sample_;
+  if (sampleOffset_ == kTagHeaderSize) return;
+  --sampleOffset_;
   ++sampleSize_;
 }
 
@@ -34,7 +38,7 @@ void NQMessage::swap(NQMessage& other) noexcept {
   std::swap(time_, other.time_);
   std::swap(totalSize_, other.totalSize_);
   std::swap(memory_, other.memory_);
-  std::swap(sample_, other.sample_);
+  std::swap(sampleOffset_, other.sampleOffset_);
   std::swap(sampleSize_, other.sampleSize_);
 }
 

@@ -67,8 +67,8 @@ class NQMessage final : public Message {
   const std::byte* header() const override { return memory_->getData(); }
   const std::byte* data() const override { return header() + qvs::util::kTagHeaderSize; }
   std::uint32_t dataSize() const override { return totalSize_ - static_cast<std::uint32_t>(qvs::util::kTagOverhead); }
-  const std::byte* sample() const override { return sample_; }
-  std::uint32_t sampleOffset() const override { return static_cast<std::uint32_t>(sample_ - header()); }
+  const std::byte* sample() const override { return header() + sampleOffset_; }
+  std::uint32_t sampleOffset() const override { return sampleOffset_; }
   std::uint32_t sampleSize() const override { return sampleSize_; }
 
   /// Bytes of the tag, header and back pointer included; 0 for the empty message.
@@ -86,7 +86,8 @@ class NQMessage final : public Message {
   std::uint32_t time_ = 0;
   std::uint32_t totalSize_ = 0;
   MemoryHolder memory_;
-  const std::byte* sample_ = nullptr;
+  // No pointer: a message in the queue has 32 bytes, and a server has a hundred thousand of them.
+  std::uint32_t sampleOffset_ = 0;
   std::uint32_t sampleSize_ = 0;
 };
 

@@ -1,13 +1,17 @@
 #include "packaging/RefCountedMemoryArena.h"
 
-// Not zeroed: a message fills the whole block, so that every byte would be written twice.
-Block::Block(std::uint64_t size)
-    : data_(std::make_unique_for_overwrite<std::byte[]>(static_cast<std::size_t>(size))), size_(size) {}
+#include <limits>
+#include <new>
+
+void* Block::operator new(std::size_t objectSize, Bytes bytes) {
+  if (bytes.count > std::numeric_limits<std::size_t>::max() - objectSize) throw std::bad_alloc();
+  return ::operator new(objectSize + static_cast<std::size_t>(bytes.count));
+}
 
 namespace ruvo::k2rpkgutil {
 
 void RefCountedMemoryArena::allocate(MemoryHolder& out, std::uint64_t size) {
-  out = MemoryHolder(new Block(size));
+  out = MemoryHolder(Block::make(size));
 }
 
 }  // namespace ruvo::k2rpkgutil

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <memory>
+#include <cstddef>
+#include <cstdint>
 
 #include "packaging/MemoryArena.h"
 #include "packaging/RefCountedObject.h"
@@ -9,14 +10,26 @@
 /// the container library holds a reference until the fragment is on the disk.
 class Block final : public ruvo::k2r::NoLockRefCountedObject<ruvo::k2rpkgutil::IMemoryArenaAlloc> {
  public:
-  /// `size` bytes, not zeroed. Throws std::bad_alloc.
-  explicit Block(std::uint64_t size);
+  /// `size` bytes, not zeroed: a message fills the whole block, so that every byte would be written twice. Throws
+  /// std::bad_alloc.
+  static Block* make(std::uint64_t size) { return new (Bytes{size}) Block(size); }
 
-  std::byte* getData() override { return data_.get(); }
+  std::byte* getData() override { return data_; }
   std::uint64_t getSize() const override { return size_; }
 
+  static void operator delete(void* block) { ::operator delete(block); }
+
  private:
-  std::unique_ptr<std::byte[]> data_;
+  struct Bytes {
+    std::uint64_t count;
+  };
+
+  explicit Block(std::uint64_t size) : data_(reinterpret_cast<std::byte*>(this + 1)), size_(size) {}
+  /// The bytes follow the object in one allocation, since a thousand streams have a hundred thousand blocks.
+  static void* operator new(std::size_t objectSize, Bytes bytes);
+  static void operator delete(void* block, Bytes) { ::operator delete(block); }
+
+  std::byte* data_;
   std::uint64_t size_;
 };
 

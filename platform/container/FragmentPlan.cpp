@@ -116,8 +116,8 @@ void FragmentPlan::make(const OpenFragment& fragment, const Movie& movie, const 
 }
 
 void FragmentPlan::clear() noexcept {
-  clearRetained(trafs_);
-  clearRetained(runs_);
+  releaseMemory(trafs_);
+  releaseMemory(runs_);
 }
 
 void FragmentPlan::planTrack(const Track& track, std::span<const Sample> samples,

@@ -55,8 +55,7 @@ struct TrafPlan {
 };
 
 /// The boxes that a fragment gets and their sizes, so that they can be written front to back with all offsets known.
-/// Has views of the fragment and the movie, which must outlive it; keeps its lists from one fragment to the next.
-/// Belongs to one thread.
+/// Has views of the fragment and the movie, which must outlive it. Belongs to one thread.
 class FragmentPlan {
  public:
   /// `before` has the times of the previous fragment and is empty for the first one. Throws std::out_of_range if a box
@@ -83,7 +82,7 @@ class FragmentPlan {
   /// the place of the `moof` in the file.
   void addEntries(RandomAccessTable& table, std::uint64_t moofOffset) const;
 
-  /// Drops the views. Memory beyond kRetainedBytes is given back.
+  /// Drops the views, and gives all memory back.
   void clear() noexcept;
 
  private:

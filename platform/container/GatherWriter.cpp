@@ -23,6 +23,7 @@ void GatherWriter::add(std::span<const std::byte> piece) {
       return;
     }
   }
+  growForOne(spans_);
   spans_.push_back({piece, false});
 }
 
@@ -63,9 +64,9 @@ std::uint64_t GatherWriter::writeStretch(Stream& stream, std::uint64_t position,
 }
 
 void GatherWriter::clear() noexcept {
-  clearRetained(spans_);
-  clearRetained(candidates_);
-  staging_.trim();
+  releaseMemory(spans_);
+  releaseMemory(candidates_);
+  staging_.release();
 }
 
 void GatherWriter::chooseDirectSpans() {

@@ -31,7 +31,7 @@ class GatherWriter {
   /// Writes all pieces from `position` in the file on, then forgets them. Throws StatusError for a failed write, and
   /// std::bad_alloc; the pieces are then still there, for clear().
   void write(Stream& stream, std::uint64_t position);
-  /// Forgets all pieces, and gives memory beyond kRetainedBytes back.
+  /// Forgets all pieces, and gives all memory back.
   void clear() noexcept;
 
  private:

@@ -39,10 +39,10 @@ void OpenFragment::clear() noexcept {
   begun_ = false;
   abst_ = {};
   abstLength_ = 0;
-  clearRetained(tags_);
+  releaseMemory(tags_);
   bytes_ = 0;
-  for (auto& samples : samples_) clearRetained(samples);
-  clearRetained(accessPoints_);
+  for (auto& samples : samples_) releaseMemory(samples);
+  releaseMemory(accessPoints_);
 }
 
 std::span<const Sample> OpenFragment::samplesOf(std::size_t track) const {

@@ -34,7 +34,7 @@ struct Tag {
 };
 
 /// The content of the fragment that is being collected, in the order of its tags. Keeps a reference to each buffer
-/// until clear(), which gives it back once. Belongs to one thread; keeps its lists from one fragment to the next.
+/// until clear(), which gives it back once. Belongs to one thread.
 class OpenFragment {
  public:
   /// A sample and the index of its track in the movie.

@@ -6,7 +6,6 @@
 #include "platform/container/fragmentBoxes.h"
 #include "platform/container/reading/boxes.h"
 #include "platform/container/reading/moovWriter.h"
-#include "platform/container/retention.h"
 #include "platform/container/status.h"
 #include "platform/container/tagSamples.h"
 #include "util/box.h"
@@ -173,8 +172,7 @@ void SegmentWriter::noteLastTimes() {
 void SegmentWriter::dropFragment() noexcept {
   gather_.clear();
   plan_.clear();
-  if (boxes_.size() > kRetainedBytes) boxes_.take();  // and with it the memory
-  boxes_.clear();
+  boxes_ = {};
   fragment_.clear();
 }
 

@@ -4,17 +4,9 @@
 #include <cstring>
 #include <new>
 
-#include "platform/container/retention.h"
 #include "platform/container/status.h"
 
 namespace krvo::container {
-namespace {
-
-/// Blocks grow by this, so that fragments of about the same size find one that fits.
-constexpr std::size_t kGrain = std::size_t{64} << 10;
-static_assert(StagingBuffer::kCapacity % kGrain == 0);
-
-}  // namespace
 
 StagingBuffer::StagingBuffer(const KrvoK2MAllocatorCallBacks& allocator) : allocator_(allocator) {
   require(allocator.size == sizeof(allocator) && allocator.alloc != nullptr && allocator.free != nullptr);
@@ -25,7 +17,7 @@ void StagingBuffer::reserve(std::size_t bytes) {
   if (bytes <= capacity_) return;
   // Released first: nothing in it is needed any more, and both blocks at once would be twice the memory.
   release();
-  const std::size_t capacity = std::min(kCapacity, (bytes + kGrain - 1) / kGrain * kGrain);
+  const std::size_t capacity = std::min(kCapacity, bytes);
   block_ = static_cast<std::byte*>(allocator_.alloc(allocator_.context, capacity));
   if (block_ == nullptr) throw std::bad_alloc();
   capacity_ = capacity;
@@ -38,15 +30,11 @@ std::size_t StagingBuffer::append(std::span<const std::byte> bytes) {
   return taken;
 }
 
-void StagingBuffer::trim() noexcept {
-  clear();
-  if (capacity_ > kRetainedBytes) release();
-}
-
 void StagingBuffer::release() noexcept {
   if (block_ != nullptr) allocator_.free(allocator_.context, block_);
   block_ = nullptr;
   capacity_ = 0;
+  clear();
 }
 
 }  // namespace krvo::container

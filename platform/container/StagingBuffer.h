@@ -8,8 +8,7 @@
 namespace krvo::container {
 
 /// A block from the caller's allocator in which bytes are gathered for one write, filled from the front. Belongs to one
-/// thread; the allocator outlives it. The block is made with the first reserve() and kept from one fragment to the
-/// next, up to kRetainedBytes.
+/// thread; the allocator outlives it.
 class StagingBuffer {
  public:
   /// Bytes of the largest block.
@@ -31,12 +30,10 @@ class StagingBuffer {
   std::span<const std::byte> bytes() const { return {block_, size_}; }
   /// Keeps the block.
   void clear() { size_ = 0; }
-  /// Empties the buffer, and gives a block above kRetainedBytes back.
-  void trim() noexcept;
-
- private:
+  /// Gives the block back.
   void release() noexcept;
 
+ private:
   KrvoK2MAllocatorCallBacks allocator_;
   std::byte* block_ = nullptr;
   std::size_t capacity_ = 0;

@@ -4,15 +4,11 @@
 
 namespace krvo::container {
 
-/// Bytes that a buffer of a writer may keep from one fragment to the next, to be filled again without an allocation. A
-/// server has a thousand streams, each with a writer: one large fragment must not cost memory for ever.
-inline constexpr std::size_t kRetainedBytes = std::size_t{256} << 10;
-
-/// Empties a vector, and gives its memory back if that exceeds kRetainedBytes.
+/// Empties a vector and gives its memory back. A writer keeps nothing from one fragment to the next: a server has a
+/// thousand streams, which write one after another, and take the same blocks while these are still in the cache.
 template <typename Vector>
-void clearRetained(Vector& vector) noexcept {
-  vector.clear();
-  if (vector.capacity() * sizeof(typename Vector::value_type) > kRetainedBytes) Vector().swap(vector);
+void releaseMemory(Vector& vector) noexcept {
+  Vector().swap(vector);
 }
 
 /// Makes room for one more element, so that adding it cannot throw. Grows in doublings, as push_back does.

@@ -167,6 +167,8 @@ void K2RData::dropWritten(std::uint32_t limit) {
     return util::tagTimestamp(message.header()) >= limit;
   });
   pendingMessages_.erase(pendingMessages_.begin(), rest);
+  // A server has thousands of queues, and each of them has just been at its fullest.
+  pendingMessages_.shrink_to_fit();
 }
 
 }  // namespace qvs::k2r

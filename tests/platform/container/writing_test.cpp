@@ -1,8 +1,7 @@
-// How fragments reach the stream: in few writes, with little memory kept, and whole again after a write that failed;
+// How fragments reach the stream: in few writes, with no memory kept, and whole again after a write that failed;
 // and after whatever a run before has left there.
 
 #include "platform/container/GatherWriter.h"
-#include "platform/container/retention.h"
 #include "tests/platform/container/reading.h"
 #include "tests/support/SegmentMaker.h"
 
@@ -15,7 +14,7 @@ using Bytes = std::vector<std::byte>;
 
 constexpr std::uint64_t kKiB = 1024;
 
-/// Counts the bytes that a writer keeps of it.
+/// Knows what a writer keeps of it.
 class CountingAllocator {
  public:
   CountingAllocator() {
@@ -32,12 +31,6 @@ class CountingAllocator {
                     [block](const auto& held) { return &held[0] == block; });
     };
   }
-  std::uint64_t held() const {
-    std::uint64_t sum = 0;
-    for (const auto& block : blocks) sum += block.size();
-    return sum;
-  }
-
   KrvoK2MAllocatorCallBacks table{};
   std::vector<std::vector<std::byte>> blocks;
   int calls = 0;
@@ -61,6 +54,7 @@ class Gather : public testing::Test {
     memory_.writes.clear();
     writer_.write(stream_, 7);
     EXPECT_TRUE(std::equal(expected.begin(), expected.end(), memory_.bytes.begin() + 7));
+    EXPECT_TRUE(allocator_.blocks.empty()) << "no memory is kept";
     return memory_.writes;
   }
 
@@ -94,16 +88,6 @@ TEST_F(Gather, TakesTouchingPiecesForOneRun) {
   EXPECT_EQ(allocator_.calls, 0);
 }
 
-TEST_F(Gather, KeepsLittleAndUsesItAgain) {
-  write(Sizes(100, 30'000));
-  EXPECT_EQ(allocator_.held(), 0U);
-  write(Sizes(10, 10'000));
-  EXPECT_LE(allocator_.held(), kRetainedBytes);
-  const int calls = allocator_.calls;
-  for (int i = 0; i < 10; ++i) write(Sizes(10, 10'100));
-  EXPECT_EQ(allocator_.calls, calls);
-}
-
 TEST_F(Gather, WithoutMemoryWritesNothing) {
   allocator_.empty = true;
   EXPECT_THROW(write({10, 10}), std::bad_alloc);
@@ -111,20 +95,6 @@ TEST_F(Gather, WithoutMemoryWritesNothing) {
   writer_.clear();
   allocator_.empty = false;
   EXPECT_EQ(write({10, 10}), Sizes({20}));
-}
-
-TEST(FragmentWrites, AreFewWhateverTheNumberOfTags) {
-  SegmentMaker maker;
-  maker.addVideoTrack().addAudioTrack().addHintTrack().start();
-  for (int round = 0; round < 3; ++round) {
-    // 270 blocks from 200 bytes to 40 KB with three of 100 KB among them, 3 MB together.
-    maker.begin();
-    for (std::uint32_t i = 0; i < 135; ++i)
-      maker.video(i * 40, i % 60 == 0, i % 60 == 0 ? 100'000 : 200 + i * 295 + i % 7).audio(i * 40, 370 + i % 5);
-    maker.stream.writes.clear();
-    maker.start();
-    EXPECT_LE(maker.stream.writes.size(), GatherWriter::kWriteBudget) << "round " << round;
-  }
 }
 
 TEST(FailedWrite, IsCoveredWhereLessFollows) {
