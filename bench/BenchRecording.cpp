@@ -10,14 +10,11 @@
 #include <memory>
 #include <stdexcept>
 
-#include "bench/allocationCount.h"
 #include "imo/imo.h"
 #include "util/tagHeader.h"
 
 namespace bench {
 namespace {
-
-constexpr std::uint32_t kFragmentMs = 4000;
 
 std::string toNative(std::string path) {
   std::replace(path.begin(), path.end(), '\\', '/');
@@ -63,6 +60,29 @@ class BenchFiles final : public IMOFileContext {
   bool keepsBytes_;
 };
 
+IMOCreateAdaptorFunction loadEntry() {
+  void* const module = ::dlopen(K2R_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+  if (module == nullptr) throw std::runtime_error(::dlerror());
+  return reinterpret_cast<IMOCreateAdaptorFunction>(::dlsym(module, "IMOCreateAdaptor"));
+}
+
+/// AAC at 44100 Hz.
+void addAudio(std::vector<Message>& messages, std::size_t frameBytes) {
+  for (std::uint32_t frame = 0; frame < 172; ++frame) {
+    messages.push_back({qvs::util::kAudioTag, static_cast<std::uint32_t>(frame * 1024ULL * 1000 / 44100),
+                        payload({0xAF, 1}, frameBytes)});
+  }
+}
+
+}  // namespace
+
+std::vector<std::byte> payload(std::initializer_list<int> head, std::size_t size) {
+  std::vector<std::byte> data;
+  for (const int byte : head) data.push_back(static_cast<std::byte>(byte));
+  while (data.size() < size) data.push_back(static_cast<std::byte>(std::rand()));
+  return data;
+}
+
 class BenchHost final : public IMOStreamContext, public IMOStreamOpenContext {
  public:
   BenchHost(bool keepsBytes, const Settings& settings) : files(keepsBytes), settings_(settings) {}
@@ -80,66 +100,55 @@ class BenchHost final : public IMOStreamContext, public IMOStreamOpenContext {
   BenchFiles files;
 
  private:
-  const Settings& settings_;
+  Settings settings_;
 };
 
-IMOCreateAdaptorFunction loadEntry() {
-  void* const module = ::dlopen(K2R_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-  if (module == nullptr) throw std::runtime_error(::dlerror());
-  return reinterpret_cast<IMOCreateAdaptorFunction>(::dlsym(module, "IMOCreateAdaptor"));
+Server::Server(bool keepsBytes, const Settings& settings) : host_(std::make_unique<BenchHost>(keepsBytes, settings)) {
+  static const IMOCreateAdaptorFunction create = loadEntry();
+  IMOStreamAdaptor* made = nullptr;
+  if (!create(host_.get(), &made)) throw std::runtime_error("no adaptor");
+  adaptor_.reset(made);
 }
 
-std::vector<std::byte> payload(std::initializer_list<int> head, std::size_t size) {
-  std::vector<std::byte> data;
-  for (const int byte : head) data.push_back(static_cast<std::byte>(byte));
-  while (data.size() < size) data.push_back(static_cast<std::byte>(std::rand()));
-  return data;
+Server::~Server() = default;
+
+std::uint64_t Server::writes() const {
+  return host_->files.writes;
 }
 
-/// An open recording under /dev/shm, its sequence headers sent.
-class Recording {
- public:
-  explicit Recording(const Measured& what) : host(what.keepsBytes, what.settings) {
-    IMOStreamAdaptor* made = nullptr;
-    static const IMOCreateAdaptorFunction create = loadEntry();
-    if (!create(&host, &made)) throw std::runtime_error("no adaptor");
-    adaptor_.reset(made);
-    if (adaptor_->open(&host, "\\dev\\shm\\k2rbench", kOpenRecord, nullptr, stream_) != kStreamOpened) {
-      throw std::runtime_error("cannot open");
-    }
-    record({qvs::util::kAmf0DataTag, 0,
-            payload({2, 0, 10, 'o', 'n', 'M', 'e', 't', 'a', 'D', 'a', 't', 'a', 8, 0, 0, 0, 0, 0, 0, 9}, 21)});
-    record({qvs::util::kVideoTag, 0, payload({0x17, 0, 0, 0, 0, 1, 0x64, 0, 0x1E, 0xFF, 0xE0, 0}, 12)});
-    record({qvs::util::kAudioTag, 0, payload({0xAF, 0, 0x12, 0x10}, 4)});
+Recording::Recording(Server& server, std::string folder, Tracks tracks)
+    : adaptor_(*server.adaptor_), folder_(std::move(folder)) {
+  std::string path = folder_;
+  std::replace(path.begin(), path.end(), '/', '\\');
+  if (adaptor_.open(server.host_.get(), path.c_str(), kOpenRecord, nullptr, stream_) != kStreamOpened) {
+    throw std::runtime_error("cannot open");
   }
-  ~Recording() {
-    adaptor_->stopRecord(stream_);
-    adaptor_->close(stream_);
-    std::filesystem::remove_all("/dev/shm/k2rbench");
+  record({qvs::util::kAmf0DataTag, 0,
+          payload({2, 0, 10, 'o', 'n', 'M', 'e', 't', 'a', 'D', 'a', 't', 'a', 8, 0, 0, 0, 0, 0, 0, 9}, 21)},
+         0);
+  if (tracks == Tracks::kVideoAndAudio) {
+    record({qvs::util::kVideoTag, 0, payload({0x17, 0, 0, 0, 0, 1, 0x64, 0, 0x1E, 0xFF, 0xE0, 0}, 12)}, 0);
   }
-  Recording(const Recording&) = delete;
-  Recording& operator=(const Recording&) = delete;
+  record({qvs::util::kAudioTag, 0, payload({0xAF, 0, 0x12, 0x10}, 4)}, 0);
+}
 
-  void record(const Message& message) {
-    if (!adaptor_->record(stream_, message.type, message.data.data(), static_cast<std::uint32_t>(message.data.size()),
-                          start_ + message.timeMs)) {
-      throw std::runtime_error("refused");
-    }
+Recording::~Recording() {
+  adaptor_.stopRecord(stream_);
+  adaptor_.close(stream_);
+  std::filesystem::remove_all(folder_);
+}
+
+void Recording::record(const Message& message, std::uint32_t startMs) {
+  if (!adaptor_.record(stream_, message.type, message.data.data(), static_cast<std::uint32_t>(message.data.size()),
+                       startMs + message.timeMs)) {
+    throw std::runtime_error("refused");
   }
-  void recordFragment(const std::vector<Message>& messages) {
-    for (const Message& message : messages) record(message);
-    start_ += kFragmentMs;
-  }
+}
 
-  BenchHost host;
-
- private:
-  std::unique_ptr<IMOStreamAdaptor> adaptor_;
-  void* stream_ = nullptr;
-  std::uint32_t start_ = 0;
-};
-
-}  // namespace
+void Recording::recordFragment(const std::vector<Message>& messages) {
+  for (const Message& message : messages) record(message, startMs_);
+  startMs_ += kFragmentMs;
+}
 
 std::vector<Message> makeFragment(std::size_t videoBitRate) {
   std::vector<Message> messages;
@@ -147,12 +156,15 @@ std::vector<Message> makeFragment(std::size_t videoBitRate) {
     const int frameType = frame % 50 == 0 ? 0x17 : 0x27;
     messages.push_back({qvs::util::kVideoTag, frame * 40, payload({frameType, 1, 0, 0, 0}, videoBitRate / 8 / 25)});
   }
-  for (std::uint32_t frame = 0; frame < 172; ++frame) {
-    messages.push_back(
-        {qvs::util::kAudioTag, static_cast<std::uint32_t>(frame * 1024ULL * 1000 / 44100), payload({0xAF, 1}, 371)});
-  }
+  addAudio(messages, 371);
   std::stable_sort(messages.begin(), messages.end(),
                    [](const Message& a, const Message& b) { return a.timeMs < b.timeMs; });
+  return messages;
+}
+
+std::vector<Message> makeAudioFragment(std::size_t bitRate) {
+  std::vector<Message> messages;
+  addAudio(messages, bitRate / 8 * 1024 / 44100);
   return messages;
 }
 
@@ -160,30 +172,6 @@ std::size_t bytesOf(const std::vector<Message>& messages) {
   std::size_t size = 0;
   for (const Message& message : messages) size += message.data.size();
   return size;
-}
-
-void measure(benchmark::State& state, const Measured& what) {
-  const std::vector<Message> fragment = makeFragment(what.videoBitRate);
-  const std::vector<Message> small(1, {qvs::util::kVideoTag, 0, payload({0x17, 1, 0, 0, 0}, 100)});
-  const std::int64_t bytesBefore = allocationCount().liveBytes;
-  Recording recording(what);
-  for (int i = 0; i < what.fragmentsBefore; ++i) recording.recordFragment(small);
-  recording.recordFragment(fragment);
-  recording.recordFragment(fragment);
-
-  const std::uint64_t writesBefore = recording.host.files.writes;
-  const std::uint64_t allocationsBefore = allocationCount().allocations;
-  resetPeak();
-  for (auto _ : state) recording.recordFragment(fragment);
-
-  const auto fragments = static_cast<double>(state.iterations());
-  const double messages = fragments * static_cast<double>(fragment.size());
-  state.SetItemsProcessed(static_cast<std::int64_t>(messages));
-  state.SetBytesProcessed(static_cast<std::int64_t>(fragments * static_cast<double>(bytesOf(fragment))));
-  state.counters["cpu/msg"] = benchmark::Counter(messages, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-  state.counters["allocs/msg"] = static_cast<double>(allocationCount().allocations - allocationsBefore) / messages;
-  state.counters["writes/fragment"] = static_cast<double>(recording.host.files.writes - writesBefore) / fragments;
-  state.counters["peakMiB"] = static_cast<double>(allocationCount().peakBytes - bytesBefore) / (1024.0 * 1024.0);
 }
 
 }  // namespace bench

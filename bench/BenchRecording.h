@@ -1,18 +1,20 @@
 #pragma once
 
-#include <benchmark/benchmark.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
-// What the benchmarks of recording share: the stream, a host, and the measuring.
+#include "imo/imo.h"
+
+// What the benchmarks of recording share: the stream, and a host.
 
 namespace bench {
 
 inline constexpr std::size_t kMegabit = 1000000;
+inline constexpr std::uint32_t kFragmentMs = 4000;
 
 using Settings = std::map<std::string, std::string>;
 
@@ -23,21 +25,59 @@ struct Message {
   std::vector<std::byte> data;
 };
 
+/// `head`, and random bytes up to `size`.
+std::vector<std::byte> payload(std::initializer_list<int> head, std::size_t size);
+
 /// Four seconds: 25 frames a second with a key frame every two seconds, and AAC at 44100 Hz and 128 kbit/s.
 std::vector<Message> makeFragment(std::size_t videoBitRate);
 
+/// Four seconds of AAC alone, at 44100 Hz.
+std::vector<Message> makeAudioFragment(std::size_t bitRate);
+
 std::size_t bytesOf(const std::vector<Message>& messages);
 
-struct Measured {
-  std::size_t videoBitRate = 8 * kMegabit;
-  /// Whether segment bytes go to memory files, or are thrown away.
-  bool keepsBytes = false;
-  /// Small fragments that are recorded first.
-  int fragmentsBefore = 0;
-  Settings settings;
+class BenchHost;
+
+/// The module with a host around it that keeps nothing, or that writes the segments below their folders.
+class Server {
+ public:
+  /// Without `keepsBytes` the bytes of segments are thrown away.
+  explicit Server(bool keepsBytes = false, const Settings& settings = {});
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  /// Calls of the host's write.
+  std::uint64_t writes() const;
+
+ private:
+  friend class Recording;
+  std::unique_ptr<BenchHost> host_;
+  std::unique_ptr<IMOStreamAdaptor> adaptor_;
 };
 
-/// Measures record(), a fragment an iteration.
-void measure(benchmark::State& state, const Measured& what);
+/// An open recording, its sequence headers sent. All operations throw if a message is refused or if there is anything
+/// to log.
+class Recording {
+ public:
+  enum class Tracks { kVideoAndAudio, kAudio };
+
+  /// In `folder`, native and absolute, which is removed at the end.
+  explicit Recording(Server& server, std::string folder = "/dev/shm/k2rbench", Tracks tracks = Tracks::kVideoAndAudio);
+  ~Recording();
+  Recording(const Recording&) = delete;
+  Recording& operator=(const Recording&) = delete;
+
+  /// `startMs` is that of the message's fragment.
+  void record(const Message& message, std::uint32_t startMs);
+  /// A whole fragment, after the one before.
+  void recordFragment(const std::vector<Message>& messages);
+
+ private:
+  IMOStreamAdaptor& adaptor_;
+  std::string folder_;
+  void* stream_ = nullptr;
+  std::uint32_t startMs_ = 0;
+};
 
 }  // namespace bench

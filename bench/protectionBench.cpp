@@ -9,7 +9,7 @@
 #include <span>
 #include <stdexcept>
 
-#include "bench/BenchRecording.h"
+#include "bench/measureRecording.h"
 #include "platform/encryption/krvo_issuing.h"
 
 namespace {
