@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <span>
 #include <system_error>
 
 #include "fileset/RecordingDirectory.h"
@@ -59,10 +60,10 @@ std::int32_t FileContext::open(const char* path, std::uint32_t flags, std::uint3
   const std::string native = platform::os::toNative(path);
   const bool durable = durability_ == Durability::kDevice;
   // O_NONBLOCK so that a pipe in place of a file does not block the recorder; regular files are not affected.
-  const int posixFlags = platform::os::toPosixFlags(flags) | O_NOFOLLOW | O_NONBLOCK | (durable ? O_DSYNC : 0);
+  const int posixFlags = platform::os::toPosixFlags(flags) | O_NOFOLLOW | O_NONBLOCK;
   const int fd = platform::os::retried([&] { return ::open(native.c_str(), posixFlags, creationMode(mode)); });
   if (fd == -1) return fail("open", native);
-  // O_DSYNC covers the data only. The name of a new file is durable once its directory is flushed.
+  // write() covers the data only. The name of a new file is durable once its directory is flushed.
   if (durable && (flags & kIMOCreate) != 0 && !platform::os::syncFile(native)) {
     fail("flush", native);
     ::close(fd);
@@ -74,6 +75,7 @@ std::int32_t FileContext::open(const char* path, std::uint32_t flags, std::uint3
 void FileContext::close(std::int32_t handle, std::uint32_t) {
   // Linux closes the descriptor even if a signal interrupts the call. Closing it again could close another thread's
   // file.
+  unfinished_.forget(handle);
   if (::close(handle) != 0 && errno != EINTR) fail("close", nameOf(handle));
 }
 
@@ -85,12 +87,34 @@ std::int32_t FileContext::read(std::int32_t handle, std::uint64_t offset, void* 
 }
 
 std::int32_t FileContext::write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) {
+  const bool durable = durability_ == Durability::kDevice;
+  struct stat before {};
+  const bool sizeKnown = durable && ::fstat(handle, &before) == 0;
   const std::uint32_t wanted = std::min(length, kMaxTransfer);
   const std::int32_t count = transferAll(wanted, [&](std::size_t done, std::size_t left) {
     return ::pwrite(handle, static_cast<const std::byte*>(buffer) + done, left, static_cast<off_t>(offset + done));
   });
   if (count != static_cast<std::int32_t>(wanted)) fail("write all of", nameOf(handle));
-  return count;
+  if (count < 1 || !durable) return count;
+  const std::span written(static_cast<const std::byte*>(buffer), static_cast<std::size_t>(count));
+  if (makeDurable(handle, offset, written)) return count;
+  fail("flush", nameOf(handle));
+  // Nothing counts as written, so the file must not be longer than the module takes it to be: a table at the end of the
+  // segment would have the rest of this after it.
+  if (sizeKnown && ::ftruncate(handle, before.st_size) != 0) fail("shorten", nameOf(handle));
+  return -1;
+}
+
+bool FileContext::makeDurable(std::int32_t handle, std::uint64_t offset, std::span<const std::byte> written) {
+  // A fragment of several writes is flushed once, with its last one. Nobody else says which one that is: the module
+  // replaces the index next, by itself.
+  if (unfinished_.isUnfinishedAfter(handle, offset, written)) {
+    // Begins to write, so that the flush waits for less. Not a flush: the file's size and blocks are not covered.
+    const int begun = ::sync_file_range(handle, static_cast<off_t>(offset), static_cast<off_t>(written.size()),
+                                        SYNC_FILE_RANGE_WRITE);
+    return begun == 0 || errno == ENOSYS;
+  }
+  return platform::os::retried([&] { return ::fdatasync(handle); }) == 0;
 }
 
 std::int32_t FileContext::fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t) {

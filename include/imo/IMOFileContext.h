@@ -26,8 +26,10 @@ enum IMOOpenFlags : std::uint32_t {
 /// Operations must not throw, see IMOStreamContext. They may fail at any time: a fragment that could not be written
 /// stays in memory and is offered again, and nothing that is on disk is lost.
 ///
-/// A write that has returned has to be as durable as the host promises its recordings to be: the module names the bytes
-/// in its index right after the call, and there is no separate flush.
+/// When the last write of a fragment has returned, the fragment has to be as durable as the host promises its
+/// recordings to be: the module names its bytes in the index right after that, and there is no separate flush. The last
+/// write is the one that reaches the end of the `mdat`, whose size is in the first write of the fragment. A host that
+/// does not look at the bytes makes each write durable. See docs/hosting.md.
 class IMO_API IMOFileContext {
  public:
   /// Opens a file with kIMOBinary | kIMOCreate | kIMOReadWrite, and kIMOTruncate for a new segment. `mode` is 0x180:
@@ -39,7 +41,8 @@ class IMO_API IMOFileContext {
   virtual std::int32_t read(std::int32_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) = 0;
   /// Writes `length` bytes at `offset`, which may be inside the file, at its end, or beyond it. Returns the number of
   /// bytes written; below 1 counts as nothing. If it is less than `length`, the rest comes in another call; if it is
-  /// nothing, the fragment has failed.
+  /// nothing, the fragment has failed, and all its bytes come again with the next one. A flush that fails is such a
+  /// failure.
   virtual std::int32_t write(std::int32_t handle, std::uint64_t offset, const void* buffer, std::uint32_t length) = 0;
   /// Fills the status of an open file; returns 0 on success. `reserved` is 0.
   virtual std::int32_t fileStatus(std::int32_t handle, IMOFileStatus* status, std::uint32_t reserved) = 0;

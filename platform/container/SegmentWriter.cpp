@@ -144,7 +144,9 @@ void SegmentWriter::writeFragment() {
   writeCover(boxes_, next, stream_->size());
   const auto boxes = boxes_.bytes();
   const auto inFront = static_cast<std::size_t>(plan_.boxesSize());
-  // The cover of old bytes is part of the same write: no moment shows a file with a torn box after the fragment.
+  // All boxes come first and in one piece, so that the first write has the size of the `mdat`: by it a host knows which
+  // write is the last one. The cover of old bytes is part of that write: no moment shows a file with a torn box after
+  // the fragment.
   gather_.add(boxes.first(inFront));
   for (const Tag& tag : fragment_.tags()) gather_.add(tag.bytes());
   gather_.add(boxes.subspan(inFront));

@@ -13,7 +13,8 @@ using DiskState = std::map<std::string, std::string>;
 
 /// A disk without mercy. What was done to a directory is applied to it; a loss of power may come at any time, and then
 /// of all that was not flushed any part may be there: writes whole, not at all, or some of their 512-byte sectors, in
-/// any order; files with their new size and nothing in it; names made, replaced and removed, or not.
+/// any order; files with their new size and nothing in it; names made, replaced and removed, or not. A flush of a file
+/// that fails drops all that it should have written.
 class Disk {
  public:
   void apply(const FileOperation& operation) {
@@ -22,6 +23,7 @@ class Disk {
                                operation.kind == Kind::kFlushDirectory;
     File& file = files_[operation.file];
     Operations& pending = concernsNames ? pendingNames_ : file.pending;
+    if (operation.kind == Kind::kFailedFlush) return pending.clear();
     if (!isFlush(operation)) pending.push_back(operation);
     if (!isFlush(operation) && !operation.durable) return;
     for (const FileOperation& done : pending) concernsNames ? apply(names_, done) : apply(file.content, done);
@@ -32,7 +34,7 @@ class Disk {
   DiskState afterPowerLoss(FileOperation interrupted, std::mt19937& random) const {
     Disk disk = *this;
     interrupted.durable = false;
-    if (!isFlush(interrupted)) disk.apply(interrupted);
+    if (!isFlush(interrupted) && interrupted.kind != Kind::kFailedFlush) disk.apply(interrupted);
     return disk.state(&random);
   }
 
@@ -75,7 +77,7 @@ class Disk {
   /// With `torn`, any of its sectors.
   static void apply(std::string& content, const FileOperation& operation, std::mt19937* torn = nullptr) {
     if (operation.kind == Kind::kTruncate) {
-      content.clear();
+      content.resize(std::min<std::size_t>(content.size(), operation.offset));
       return;
     }
     constexpr std::size_t kSector = 512;

@@ -244,7 +244,12 @@ ssize_t pwrite(int fd, const void* data, size_t count, off_t offset) {
 }
 
 int ftruncate(int fd, off_t length) noexcept {
-  return test::onFile("truncate", fd, [&] { return ::syscall(SYS_ftruncate, fd, length); });
+  const int result = test::onFile("truncate", fd, [&] { return ::syscall(SYS_ftruncate, fd, length); });
+  const test::OpenFile* const file = test::watchedFile(fd);
+  if (result != 0 || file == nullptr || !test::threadWatch) return result;
+  test::threadWatch->operations.push_back(
+      {.kind = test::Kind::kTruncate, .file = file->file, .offset = static_cast<std::uint64_t>(length)});
+  return result;
 }
 
 int fstat(int fd, struct stat* status) noexcept {
@@ -278,12 +283,22 @@ int flock(int fd, int operation) noexcept {
 
 int fsync(int fd) {
   const test::OpenFile* const file = test::watchedFile(fd);
-  if (file == nullptr) return 0;
-  if (test::watching()->fails("fsync", file->name)) return -1;
-  if (!test::threadWatch) return 0;
-  const auto kind = file->name.empty() ? test::Kind::kFlushDirectory : test::Kind::kFlush;
+  const bool fails = test::descriptorFails("fsync", fd);
+  if (file == nullptr || !test::threadWatch) return fails ? -1 : 0;
+  const auto kind = fails                ? test::Kind::kFailedFlush
+                    : file->name.empty() ? test::Kind::kFlushDirectory
+                                         : test::Kind::kFlush;
   test::threadWatch->operations.push_back({.kind = kind, .file = file->file});
-  return 0;
+  return fails ? -1 : 0;
+}
+
+int fdatasync(int fd) {
+  return fsync(fd);
+}
+
+/// Promises nothing, and may say that a write has failed.
+int sync_file_range(int fd, off_t, off_t, unsigned) {
+  return test::descriptorFails("begin", fd) ? -1 : 0;
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {

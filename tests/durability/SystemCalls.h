@@ -11,7 +11,7 @@ namespace test {
 /// One thing that was done to the files in a directory. Names are those in the directory; a file keeps its number
 /// whatever it is called.
 struct FileOperation {
-  enum class Kind { kCreate, kTruncate, kWrite, kFlush, kRename, kExchange, kRemove, kFlushDirectory };
+  enum class Kind { kCreate, kTruncate, kWrite, kFlush, kFailedFlush, kRename, kExchange, kRemove, kFlushDirectory };
   Kind kind = Kind::kFlush;
   std::uint32_t file = 0;
   std::string name = {};
@@ -19,7 +19,7 @@ struct FileOperation {
   std::string newName = {};
   /// kExchange only: the file that gets `name`.
   std::uint32_t otherFile = 0;
-  /// kWrite only. One that is durable has reached the device when the call is back.
+  /// kWrite, and kTruncate: then the size. A write that is durable has reached the device when the call is back.
   std::uint64_t offset = 0;
   std::string data = {};
   bool durable = false;
@@ -32,8 +32,8 @@ struct Fault {
   static constexpr int kStop = -2;
 
   /// With blanks between them: "open", "create" (an open that may), "close", "read", "write", "truncate", "fstat",
-  /// "lookup" (stat, lstat, access), "chmod", "flock", "fsync", "mkdir", "rmdir", "link", "rename", "unlink", and in a
-  /// whole process "readdir".
+  /// "lookup" (stat, lstat, access), "chmod", "flock", "fsync" (any flush), "begin" (sync_file_range), "mkdir",
+  /// "rmdir", "link", "rename", "unlink", and in a whole process "readdir".
   const char* calls = "";
   /// How the names of the files end.
   const char* files = "";

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <regex>
 
+#include "host/FileContext.h"
 #include "host/files/smallFiles.h"
 #include "tests/durability/SystemCalls.h"
 #include "tests/durability/continuing.h"
@@ -35,7 +36,7 @@ std::vector<StreamMessage> everyKindOfFragment(std::uint32_t gapMs = 0) {
 }
 
 struct FaultRecorder : Recorder {
-  explicit FaultRecorder(const char* segmentDuration = "4000") : Recorder(loadModule()) {
+  explicit FaultRecorder(const char* segmentDuration = "4000") : Recorder(loadModule(), &files_) {
     useShortGrid(*this, segmentDuration);
   }
 
@@ -56,6 +57,10 @@ struct FaultRecorder : Recorder {
   bool isOpened = false;
   /// The time of the message with which the fault was over; nothing where it was not before the stop.
   std::optional<std::uint32_t> overAt;
+
+ private:
+  LogCapture capture_;
+  host::FileContext files_{host::Durability::kDevice, capture_.log(), directory().string()};
 };
 
 /// What may be said of a fault. Anything else is a fault of its own.
@@ -205,6 +210,7 @@ TEST(CommandFaults, AreReportedWithWhatIsStored) {
   const std::tuple<const char*, Fault, int, const char*> rows[] = {
       {"files that cannot be read back", {"read", ".k2i", EIO, 0, kEver}, 6, "\"stored\": null"},
       {"an error of the system", {"open", "cam1", EMFILE, 0, kEver}, 1, "\"exitStatus\": 1"},
+      {"a segment that the device does not take", {"fsync", "Seg1.k2r", EIO, 2, kEver}, 6, "\"fragments\": 0"},
       {"no room for the next recording", {"mkdir", "cam1-2", ENOSPC}, 1, "\"fragments\": 4"}};
   for (const auto& [why, fault, status, text] : rows) {
     const TempDirectory place;
@@ -224,6 +230,7 @@ std::vector<NamedFault> faultsOfWriting() {
   return {{"ShortWrite", {.calls = "write", .files = ".k2r"}},
           {"WriteError", {.calls = "write", .files = ".k2r", .error = EIO}},
           {"NoSpace", {.calls = "write", .files = ".k2r", .error = ENOSPC}},
+          {"FlushError", {.calls = "fsync", .files = ".k2r", .error = EIO}},
           {"OpenError", {.calls = "open create", .files = ".k2r", .error = EACCES}},
           {"StatusError", {.calls = "fstat", .files = ".k2r", .error = EIO}},
           {"NoSpaceAnywhere", {.calls = "open create write fsync rename unlink", .error = ENOSPC}},

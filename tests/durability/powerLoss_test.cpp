@@ -40,10 +40,18 @@ struct Scenario {
   std::vector<Session> sessions;
   /// What an append to any state of it may continue with.
   StreamBuilder continuation;
+  /// Each call that it makes fail costs a message, which is sent again.
+  Fault fault = {};
+  std::size_t refused = 0;
 };
 
 void PrintTo(const Scenario& scenario, std::ostream* out) {
   *out << scenario.name;
+}
+
+/// Large key frames are written without a copy, with a write before and after them.
+StreamBuilder severalWritesAFragment() {
+  return stream().keyFramesEvery(1000).framesEvery(1000).frameBytes(70000).audio(300).audioBytes(60);
 }
 
 /// Streams that bring about every kind of change to the files: roll-over, appends to stopped and to interrupted
@@ -64,20 +72,32 @@ std::vector<Scenario> scenarios() {
            {{video(1000).until(14001)}, {later(20000, 31001), false}, {later(40000, 52001)}},
            video(1000)},
           {"GapsAndHeldFragments", "9000", {{video(2500).until(25000) + later(33000, 48001)}}, video(1000)},
-          {"AudioOnly", "9000", {{audio().from(5000).until(45001), false}}, audio()}};
+          {"AudioOnly", "9000", {{audio().from(5000).until(45001), false}}, audio()},
+          {"SeveralWritesAFragmentAndFailedFlushes",
+           "9000",
+           {{severalWritesAFragment().until(20001)}},
+           video(1000),
+           {.calls = "fsync", .files = ".k2r", .error = EIO, .first = 6, .count = 4},
+           4}};
 }
 
 /// Records a scenario with the services of the real host. Returns what was done to its files.
 std::vector<FileOperation> recordScenario(Recorder& recorder, const Scenario& scenario) {
   useShortGrid(recorder, scenario.segmentDuration);
-  const SystemCalls calls(recorder.directory());
+  const SystemCalls calls(recorder.directory(), scenario.fault);
   std::uint32_t flags = kOpenRecord;
+  std::size_t refused = 0;
   for (const Session& session : scenario.sessions) {
     EXPECT_TRUE(recorder.open(std::exchange(flags, kAppend))) << recorder.log();
-    EXPECT_EQ(recorder.record(session.messages), 0U) << recorder.log();
+    for (const StreamMessage& message : session.messages) {
+      if (recorder.record(message)) continue;
+      ++refused;
+      EXPECT_TRUE(recorder.record(message)) << recorder.log();
+    }
     if (session.stop) recorder.stop();
     recorder.close();
   }
+  EXPECT_EQ(refused, scenario.refused) << recorder.log();
   expectWhole(recorder);
   EXPECT_GT(verified(recorder).fragments, 15U);
   EXPECT_EQ(recorder.files().find(".tmp"), std::string::npos);
@@ -149,6 +169,38 @@ TEST_P(PowerLoss, LeavesAWholeRecordingInEveryStateAndReadersSeeNoOther) {
   RecordProperty("states", static_cast<int>(states));
   RecordProperty("continued", static_cast<int>(continued));
   EXPECT_GE(states, 250 * statesEach);
+}
+
+/// What was done to the first segment: w a write, F a flush; and each new index.
+std::string segmentOperations(const std::vector<FileOperation>& operations) {
+  using Kind = FileOperation::Kind;
+  std::string text;
+  std::uint32_t segment = 0;
+  for (const FileOperation& operation : operations) {
+    if (operation.kind == Kind::kCreate && operation.name == segmentName(1)) segment = operation.file;
+    if (operation.kind == Kind::kRename && operation.newName.ends_with(".k2i")) text += " index ";
+    if (operation.file != segment) continue;
+    if (operation.kind == Kind::kWrite) text += "w";
+    if (operation.kind == Kind::kFlush) text += "F";
+  }
+  return text;
+}
+
+TEST(SegmentFlush, ComesOncePerFragmentBeforeItsIndexAndOnlyWherePromised) {
+  const std::pair<host::Durability, const char*> rows[] = {
+      {host::Durability::kDevice, "FwFwwwF index wwwF index  index wF"},
+      {host::Durability::kProcess, "wwww index www index  index w"}};
+  for (const auto& [durability, expected] : rows) {
+    host::Log log(stderr);
+    host::FileContext files(durability, log);
+    Recorder recorder(loadModule(), &files);
+    useShortGrid(recorder);
+    const SystemCalls calls(recorder.directory());
+    ASSERT_TRUE(recorder.open());
+    EXPECT_EQ(recorder.record(severalWritesAFragment().until(2001)), 0U) << recorder.log();
+    recorder.stop();
+    EXPECT_EQ(segmentOperations(calls.operations()), expected);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Streams, PowerLoss, testing::ValuesIn(scenarios()),

@@ -2,7 +2,6 @@
 
 #include "host/OutputDirectory.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -173,15 +172,6 @@ TEST_F(FileContextTest, WritesAndReadsAtPositionsOfOldAndNewFiles) {
   EXPECT_EQ(content("a"), "abcdefg");
   files_.close(open("a", kNewSegment), 0);
   EXPECT_EQ(content("a"), "");
-}
-
-TEST_F(FileContextTest, SyncsEachWriteOnlyWhereThatIsPromised) {
-  for (const Durability durability : {Durability::kDevice, Durability::kProcess}) {
-    FileContext files(durability, capture_.log());
-    const std::int32_t handle = files.open(modulePath("a").c_str(), kNewSegment, 0x180, 0);
-    EXPECT_EQ((::fcntl(handle, F_GETFL) & O_DSYNC) == O_DSYNC, durability == Durability::kDevice);
-    files.close(handle, 0);
-  }
 }
 
 TEST_F(FileContextTest, SaysWhyAFileFailed) {
