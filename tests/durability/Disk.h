@@ -24,17 +24,15 @@ class Disk {
     File& file = files_[operation.file];
     Operations& pending = concernsNames ? pendingNames_ : file.pending;
     if (operation.kind == Kind::kFailedFlush) return pending.clear();
-    if (!isFlush(operation)) pending.push_back(operation);
-    if (!isFlush(operation) && !operation.durable) return;
+    if (!isFlush(operation)) return pending.push_back(operation);
     for (const FileOperation& done : pending) concernsNames ? apply(names_, done) : apply(file.content, done);
     pending.clear();
   }
 
   /// What may be found after a loss of power now, while `interrupted` was being done.
-  DiskState afterPowerLoss(FileOperation interrupted, std::mt19937& random) const {
+  DiskState afterPowerLoss(const FileOperation& interrupted, std::mt19937& random) const {
     Disk disk = *this;
-    interrupted.durable = false;
-    if (!isFlush(interrupted) && interrupted.kind != Kind::kFailedFlush) disk.apply(interrupted);
+    if (!isFlush(interrupted)) disk.apply(interrupted);
     return disk.state(&random);
   }
 

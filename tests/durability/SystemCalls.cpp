@@ -27,7 +27,6 @@ struct OpenFile {
   /// Empty for the directory itself.
   std::string name;
   std::uint32_t file = 0;
-  bool durable = false;
   /// Of the next write without an offset.
   std::uint64_t position = 0;
 };
@@ -65,7 +64,7 @@ struct Watch {
     const auto [known, isNew] = names.try_emplace(name, nextFile);
     if (isNew) operations.push_back({.kind = Kind::kCreate, .file = nextFile++, .name = name});
     if (!isNew && (flags & O_TRUNC) != 0) operations.push_back({.kind = Kind::kTruncate, .file = known->second});
-    open[fd] = {.name = name, .file = known->second, .durable = (flags & O_DSYNC) != 0};
+    open[fd] = {.name = name, .file = known->second};
   }
 };
 
@@ -126,6 +125,15 @@ ssize_t transfer(const char* call, const OpenFile* file, std::size_t count, cons
   return perform(watch->fault.error == Fault::kShort ? (count + 1) / 2 : (count + 3) / 4);
 }
 
+/// Writes down what was done to an open file, or to the directory.
+void addOperation(int fd, FileOperation operation) {
+  const OpenFile* const file = watchedFile(fd);
+  if (file == nullptr || !threadWatch) return;
+  if (operation.kind == Kind::kFlush && file->name.empty()) operation.kind = Kind::kFlushDirectory;
+  operation.file = file->file;
+  threadWatch->operations.push_back(std::move(operation));
+}
+
 /// At the file's own position where it has no offset.
 template <typename Perform>
 ssize_t watchedWrite(int fd, const void* data, std::size_t count, std::optional<off_t> offset, const Perform& perform) {
@@ -133,11 +141,9 @@ ssize_t watchedWrite(int fd, const void* data, std::size_t count, std::optional<
   const ssize_t done = transfer("write", file, count, perform);
   if (done <= 0 || file == nullptr || !threadWatch) return done;
   const auto bytes = static_cast<std::size_t>(done);
-  threadWatch->operations.push_back({.kind = Kind::kWrite,
-                                     .file = file->file,
-                                     .offset = offset ? static_cast<std::uint64_t>(*offset) : file->position,
-                                     .data = std::string(static_cast<const char*>(data), bytes),
-                                     .durable = file->durable});
+  addOperation(fd, {.kind = Kind::kWrite,
+                    .offset = offset ? static_cast<std::uint64_t>(*offset) : file->position,
+                    .data = std::string(static_cast<const char*>(data), bytes)});
   if (!offset) file->position += bytes;
   return done;
 }
@@ -245,10 +251,8 @@ ssize_t pwrite(int fd, const void* data, size_t count, off_t offset) {
 
 int ftruncate(int fd, off_t length) noexcept {
   const int result = test::onFile("truncate", fd, [&] { return ::syscall(SYS_ftruncate, fd, length); });
-  const test::OpenFile* const file = test::watchedFile(fd);
-  if (result != 0 || file == nullptr || !test::threadWatch) return result;
-  test::threadWatch->operations.push_back(
-      {.kind = test::Kind::kTruncate, .file = file->file, .offset = static_cast<std::uint64_t>(length)});
+  const auto size = static_cast<std::uint64_t>(length);
+  if (result == 0) test::addOperation(fd, {.kind = test::Kind::kTruncate, .offset = size});
   return result;
 }
 
@@ -282,13 +286,8 @@ int flock(int fd, int operation) noexcept {
 }
 
 int fsync(int fd) {
-  const test::OpenFile* const file = test::watchedFile(fd);
   const bool fails = test::descriptorFails("fsync", fd);
-  if (file == nullptr || !test::threadWatch) return fails ? -1 : 0;
-  const auto kind = fails                ? test::Kind::kFailedFlush
-                    : file->name.empty() ? test::Kind::kFlushDirectory
-                                         : test::Kind::kFlush;
-  test::threadWatch->operations.push_back({.kind = kind, .file = file->file});
+  test::addOperation(fd, {.kind = fails ? test::Kind::kFailedFlush : test::Kind::kFlush});
   return fails ? -1 : 0;
 }
 

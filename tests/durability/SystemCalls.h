@@ -19,10 +19,9 @@ struct FileOperation {
   std::string newName = {};
   /// kExchange only: the file that gets `name`.
   std::uint32_t otherFile = 0;
-  /// kWrite, and kTruncate: then the size. A write that is durable has reached the device when the call is back.
+  /// kWrite, and kTruncate: then the size.
   std::uint64_t offset = 0;
   std::string data = {};
-  bool durable = false;
 };
 
 /// What goes wrong in calls of some kinds on some files, and leaves the others alone.
