@@ -19,6 +19,7 @@ def run(command, folder):
     """Returns CPU seconds, wall seconds and peak memory in MiB."""
     shutil.rmtree(f"{folder}/compared", ignore_errors=True)
     os.makedirs(f"{folder}/compared")
+    os.sync()  # None waits for what the one before has not written yet.
     begin = time.monotonic()
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
     errors = process.stderr.read()
