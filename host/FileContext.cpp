@@ -106,8 +106,8 @@ std::int32_t FileContext::write(std::int32_t handle, std::uint64_t offset, const
 }
 
 bool FileContext::makeDurable(std::int32_t handle, std::uint64_t offset, std::span<const std::byte> written) {
-  // A fragment of several writes is flushed once, with its last one. Nobody else says which one that is: the module
-  // replaces the index next, by itself.
+  // A fragment of several writes is flushed once, after its last one. No call says which one that is: the next thing
+  // that the module does is to replace the index, by itself.
   if (unfinished_.isUnfinishedAfter(handle, offset, written)) {
     // Begins to write, so that the flush waits for less. Not a flush: the file's size and blocks are not covered.
     const int begun = ::sync_file_range(handle, static_cast<off_t>(offset), static_cast<off_t>(written.size()),

@@ -17,7 +17,7 @@ class UnfinishedFragments {
  public:
   /// `bytes` have been written at `offset` of the open file `handle`. Returns true if they begin a fragment, or
   /// continue the one of the write before, and end before the end of its `mdat`. False in every other case, also for
-  /// bytes that it does not understand: those have to be durable before anybody goes on. Throws std::bad_alloc.
+  /// bytes that it does not understand: the caller flushes after those. Throws std::bad_alloc.
   bool isUnfinishedAfter(std::int32_t handle, std::uint64_t offset, std::span<const std::byte> bytes);
   /// To be called before `handle` is closed, since another file may get its number.
   void forget(std::int32_t handle);
