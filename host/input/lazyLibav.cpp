@@ -32,7 +32,8 @@ struct Libraries {
 
   /// Throws CommandError.
   static void* load(const char* name) {
-    void* const library = ::dlopen(name, RTLD_NOW | RTLD_LOCAL);
+    // Bound lazily, as in a program that links them: a command calls few of their functions.
+    void* const library = ::dlopen(name, RTLD_LAZY | RTLD_LOCAL);
     if (library == nullptr) throw CommandError(fmt::format("media cannot be read or written: {}", ::dlerror()));
     return library;
   }

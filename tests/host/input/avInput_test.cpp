@@ -1,5 +1,6 @@
 #include "host/input/AvInput.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "host/errors.h"
@@ -76,6 +77,56 @@ TEST_F(AvInputTest, GivesConfigurationsAndFramesInOrderFromAnyTimeOn) {
   for (std::size_t i = 0; i < later.size(); ++i) {
     EXPECT_EQ(later[i].time, messages[i].time + kStart);
     EXPECT_EQ(later[i].data, messages[i].data);
+  }
+  EXPECT_EQ(capture_.text(), "");
+}
+
+/// Size, decode time and mark of each picture as ffprobe reads them, with parsers; "K" marks key frames. Times are
+/// whole milliseconds after the first one, and rise. A picture without a decode time has that of its presentation.
+std::string picturesOf(const std::string& file) {
+  std::istringstream in(test::mustRun(
+      "ffprobe -v quiet -select_streams v -show_entries packet=pts_time,dts_time,size,flags -of csv=p=0 " +
+      ("'file:" + file + "'")));
+  std::string text, pts, dts, size, flags;
+  std::optional<long> first, last;
+  const auto field = [&in](std::string& into) -> bool { return !!std::getline(in, into, ','); };
+  while (field(pts) && field(dts) && field(size) && std::getline(in, flags)) {
+    const long ms = std::lround(std::stod(dts == "N/A" ? pts : dts) * 1000);
+    first = first.value_or(ms);
+    last = std::max(ms - *first, last.value_or(-1) + 1);
+    text += fmt::format("{} {}{} ", size, *last, flags[0] == 'K' ? "K" : "");
+  }
+  return text;
+}
+
+TEST_F(AvInputTest, MarksKeyFramesAsAParserDoesWhateverTheFileSays) {
+  // 25 pictures a second, whose times are whole milliseconds.
+  const std::string video = std::string("-f lavfi -i testsrc2=size=160x120:rate=25:duration=2 ") + kSound + kAac + kAvc;
+  const std::string open = clip(video + "-x264-params open-gop=1:slices=3", "open.mp4");
+  const std::string copied = "-i " + open + " -c copy ";
+  const std::string refreshed = clip(video + "-x264-params intra-refresh=1", "refreshed.mp4");
+  clip(video + "-x264-params repeat-headers=1 -bf 0", "a.ts");
+  clip(video + "-x264-params repeat-headers=1:b-pyramid=normal -bf 3", "b.ts");
+  test::writeWholeFile(directory_.file("list"), "file a.ts\nfile b.ts\n");
+  // Without its table of sync samples a file says that all samples are.
+  std::string wrong = test::readWholeFile(open);
+  wrong.replace(wrong.find("stss"), 4, "free");
+  test::writeWholeFile(directory_.file("wrong.mp4"), wrong);
+  const std::string rows[] = {open, refreshed, directory_.file("wrong.mp4"),
+                              clip(copied + "-movflags frag_every_frame+empty_moov", "fragments.mp4"),
+                              clip("-ss 0.9 " + copied, "edited.mov"), clip(copied, "open.flv"),
+                              // Without parsers the decode times of this one would be wrong.
+                              clip("-f concat -i " + directory_.file("list") + " -c copy", "changes.mkv")};
+  for (const std::string& file : rows) {
+    std::string pictures;
+    std::optional<std::uint32_t> first;
+    for (const auto& message : record(file)) {
+      if (message.type != 9 || isSequenceHeader(message)) continue;
+      first = first.value_or(message.time);
+      const bool isKey = message.data[0] == std::byte{0x17};
+      pictures += fmt::format("{} {}{} ", message.data.size() - 5, message.time - *first, isKey ? "K" : "");
+    }
+    EXPECT_EQ(pictures, picturesOf(file)) << file;
   }
   EXPECT_EQ(capture_.text(), "");
 }
