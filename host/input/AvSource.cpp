@@ -230,8 +230,8 @@ std::optional<std::size_t> AvSource::receive(AVPacket& packet) try {
   }
   // A packet that was buffered before the interruption would make the gap of a reconnect too short.
   if (!watch_.wasInterrupted()) {
-    watch_.restart();
-    lastPacketAt_ = InputWatch::Clock::now();
+    watch_.restart(readAt_);
+    lastPacketAt_ = readAt_;
   }
   const auto track = trackOf(packet);
   canDecode_ = canDecode_ || (track && isVideo(*track) && (packet.flags & AV_PKT_FLAG_KEY) != 0);
