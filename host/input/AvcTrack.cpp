@@ -54,8 +54,8 @@ void AvcTrack::markKeyPicture(AVPacket& packet) {
   const auto isKey = isKeyPicture(payloadOf(packet), lengthSize_);
   packet.flags &= ~AV_PKT_FLAG_KEY;
   if (isKey.value_or(false)) packet.flags |= AV_PKT_FLAG_KEY;
-  if (isKey || std::exchange(hasWarnedOfDamage_, true)) return;
-  log_.warning("the video has damaged frames, which are recorded as they are");
+  if (isKey || std::exchange(hasWarnedOfPackets_, true)) return;
+  log_.warning("the video has packets without a whole picture, which are recorded as they are");
 }
 
 void AvcTrack::setConfiguration(std::span<const std::byte> record) {

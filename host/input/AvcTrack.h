@@ -43,7 +43,7 @@ class AvcTrack : public AvTrack {
   /// Message data: 0x17, 0, composition time 0, and the configuration record. Empty before the first one.
   std::vector<std::byte> sequenceHeader_;
   bool hasWarned_ = false;
-  bool hasWarnedOfDamage_ = false;
+  bool hasWarnedOfPackets_ = false;
 };
 
 }  // namespace host
