@@ -15,7 +15,8 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME k2r)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-# The program loads libav itself, so nothing finds it there. The names of its packages have the major versions.
+# The program loads libav and libmicrohttpd itself, so nothing finds them there. The names of libav's packages have the
+# major versions.
 find_package(PkgConfig REQUIRED)
 foreach(library avformat avcodec avutil)
   pkg_check_modules(LIB REQUIRED lib${library})
@@ -25,7 +26,7 @@ endforeach()
 list(TRANSFORM libav_packages REPLACE "^(libav(format|codec))([0-9]+)$" "\\1\\3 | \\1-extra\\3")
 list(JOIN libav_packages ", " libav_packages)
 # systemd-sysusers makes the user of the service.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers, ${libav_packages}")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers, ${libav_packages}, libmicrohttpd12")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/conffiles ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst
     ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm ${CMAKE_CURRENT_SOURCE_DIR}/debian/postrm)

@@ -113,6 +113,9 @@ void AvInput::emit(const QueuedFrame& frame) {
   if (!frame.newHeader.empty()) outbox_.emplace_back(type, timeMs, frame.newHeader);
   const std::int64_t compositionMs = frame.times.ptsMs - frame.times.dtsMs;
   qvs::util::ByteWriter data;
+  // A hint: the header of a message is shorter than this.
+  constexpr std::size_t kHeaderRoom = 16;
+  data.reserve(payloadOf(*frame.packet).size() + kHeaderRoom);
   frame.converter->writeFrame(
       data, *frame.packet, static_cast<std::int32_t>(std::clamp(compositionMs, -kMaxComposition - 1, kMaxComposition)));
   outbox_.emplace_back(type, timeMs, data.take());

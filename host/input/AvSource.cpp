@@ -16,6 +16,7 @@ extern "C" {
 
 #include "host/errors.h"
 #include "host/input/AvLogRoute.h"
+#include "host/input/avcConfig.h"
 #include "host/input/onMetaData.h"
 
 namespace host {
@@ -39,6 +40,23 @@ bool isFromNetwork(const std::string& url) {
 
 milliseconds stallLimit(const std::string& url, const InputOptions& options) {
   return options.stallTimeout.value_or(isFromNetwork(url) ? InputOptions::kLiveStall : milliseconds(0));
+}
+
+/// Whether the demuxer gives each frame in a packet, with both of its times, so that a parser has nothing to find but
+/// the key frames: MP4 and MOV with H.264 and AAC alone.
+bool givesWholeFrames(const AVFormatContext& input) {
+  if (!std::string_view(input.iformat->name).starts_with("mov,")) return false;
+  return std::ranges::all_of(std::span(input.streams, input.nb_streams), [](const AVStream* stream) {
+    const AVCodecParameters& codec = *stream->codecpar;
+    switch (codec.codec_type) {
+      case AVMEDIA_TYPE_VIDEO:
+        return codec.codec_id == AV_CODEC_ID_H264 && isConfigurationRecord(extradataOf(codec));
+      case AVMEDIA_TYPE_AUDIO:
+        return codec.codec_id == AV_CODEC_ID_AAC && !extradataOf(codec).empty();
+      default:
+        return true;
+    }
+  });
 }
 
 /// Owns options for libav.
@@ -115,6 +133,9 @@ FormatContext AvSource::open(const InputOptions& options) {
     throw UsageError(fmt::format("input option {}: '{}' has no such option", avOptions.left(), url_));
   }
   const AvLogRoute::CodecSilence silence(true);
+  // Before the streams are probed, when parsers are made. AvcTrack then finds the key frames itself
+  // (docs/decisions.md, "Files that give whole frames are read without parsers").
+  if (error >= 0 && givesWholeFrames(*format)) format->flags |= AVFMT_FLAG_NOPARSE;
   if (error >= 0) error = avformat_find_stream_info(format.get(), nullptr);
   if (error < 0) {
     const std::string reason = stop_.requested() ? "stopped before it was open" : describe(error);
@@ -209,8 +230,8 @@ std::optional<std::size_t> AvSource::receive(AVPacket& packet) try {
   }
   // A packet that was buffered before the interruption would make the gap of a reconnect too short.
   if (!watch_.wasInterrupted()) {
-    watch_.restart();
-    lastPacketAt_ = InputWatch::Clock::now();
+    watch_.restart(readAt_);
+    lastPacketAt_ = readAt_;
   }
   const auto track = trackOf(packet);
   canDecode_ = canDecode_ || (track && isVideo(*track) && (packet.flags & AV_PKT_FLAG_KEY) != 0);

@@ -26,8 +26,8 @@ class InputWatch {
 
   /// `limit` in ms; 0 is no limit. `stop` outlives it.
   InputWatch(const StopSignal& stop, std::chrono::milliseconds limit) : stop_(stop), limit_(limit) {}
-  /// Starts to count the time without data from now.
-  void restart() { start_ = Clock::now(); }
+  /// Starts to count the time without data.
+  void restart(Clock::time_point now = Clock::now()) { start_ = now; }
   /// Leaves out a time in which nobody read.
   void leaveOut(Clock::duration time) { start_ = start_.load() + time; }
   /// Whether there was no restart() within the limit.

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "host/input/avcFrame.h"
+
 namespace host {
 namespace {
 
@@ -10,13 +12,6 @@ constexpr std::uint8_t kKeyFrame = 0x17;
 constexpr std::uint8_t kOtherFrame = 0x27;
 constexpr std::uint8_t kSequenceHeader = 0;
 constexpr std::uint8_t kNalUnits = 1;
-
-/// Whether the private data of a stream are a configuration record, which begins with version 1. In a byte stream they
-/// begin with the zeros of a start code.
-bool isConfigurationRecord(std::span<const std::byte> extradata) {
-  constexpr std::size_t kMinSize = 7;
-  return extradata.size() >= kMinSize && extradata[0] == std::byte{1};
-}
 
 }  // namespace
 
@@ -33,6 +28,7 @@ bool AvcTrack::prepare(AVPacket& packet) {
   if (payloadOf(packet).empty()) return false;
   const auto changed = newExtradataOf(packet);
   if (!annexB_ && isConfigurationRecord(changed)) setConfiguration(changed);
+  if (!annexB_) markKeyPicture(packet);
   // Only until the first header: later parameter sets are in the frames, and CodecChanges takes them from there.
   if (annexB_ && sequenceHeader_.empty()) learn(payloadOf(packet));
   if (!sequenceHeader_.empty()) return true;
@@ -54,7 +50,16 @@ void AvcTrack::writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, st
   }
 }
 
+void AvcTrack::markKeyPicture(AVPacket& packet) {
+  const auto isKey = isKeyPicture(payloadOf(packet), lengthSize_);
+  packet.flags &= ~AV_PKT_FLAG_KEY;
+  if (isKey.value_or(false)) packet.flags |= AV_PKT_FLAG_KEY;
+  if (isKey || std::exchange(hasWarnedOfPackets_, true)) return;
+  log_.warning("the video has packets without a whole picture, which are recorded as they are");
+}
+
 void AvcTrack::setConfiguration(std::span<const std::byte> record) {
+  lengthSize_ = nalLengthSize(record);
   qvs::util::ByteWriter out;
   out.u8(kKeyFrame);
   out.u8(kSequenceHeader);

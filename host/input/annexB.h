@@ -16,7 +16,14 @@ using NalUnit = std::span<const std::byte>;
 std::vector<NalUnit> splitAnnexB(std::span<const std::byte> stream);
 
 /// `nal_unit_type` (ITU-T H.264, 7.4.1); only the types that matter here.
-enum class NalType : unsigned { kSequenceParameterSet = 7, kPictureParameterSet = 8, kAccessUnitDelimiter = 9 };
+enum class NalType : unsigned {
+  kSlice = 1,
+  kIdrSlice = 5,
+  kEnhancement = 6,
+  kSequenceParameterSet = 7,
+  kPictureParameterSet = 8,
+  kAccessUnitDelimiter = 9
+};
 /// The low five bits of the first byte. Other types give values without a name.
 inline NalType nalType(NalUnit unit) {
   return static_cast<NalType>(std::to_integer<unsigned>(unit[0]) & 31);

@@ -118,6 +118,11 @@ std::vector<std::byte> ParameterSets::configurationRecord(std::size_t lengthSize
   return out.take();
 }
 
+bool isConfigurationRecord(std::span<const std::byte> extradata) {
+  constexpr std::size_t kMinSize = 7;
+  return extradata.size() >= kMinSize && extradata[0] == std::byte{1};
+}
+
 std::size_t nalLengthSize(std::span<const std::byte> record) {
   constexpr std::size_t kDefault = 4;
   return record.size() < kRecordHeaderSize ? kDefault : 1 + std::to_integer<std::size_t>(record[4] & std::byte{3});

@@ -44,6 +44,10 @@ class ParameterSets {
   std::map<unsigned, std::vector<std::byte>> picture_;
 };
 
+/// Whether the private data of a stream are an `AVCDecoderConfigurationRecord`, which begins with version 1. In a byte
+/// stream they begin with the zeros of a start code.
+bool isConfigurationRecord(std::span<const std::byte> extradata);
+
 /// Bytes of the length before each NAL unit, by a configuration record; 4 if `record` is too short for one.
 std::size_t nalLengthSize(std::span<const std::byte> record);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "util/RbspReader.h"
 #include "util/bytes.h"
 
 namespace host {
@@ -20,7 +21,58 @@ bool contains(std::span<const NalUnit> units, NalUnit wanted) {
   return std::any_of(units.begin(), units.end(), [&](NalUnit unit) { return std::ranges::equal(unit, wanted); });
 }
 
+/// A type or size of a message of supplemental information: bytes that are added up, all but the last of them 255
+/// (ITU-T H.264, 7.3.2.3.1).
+std::optional<std::uint32_t> sumOfBytes(qvs::util::RbspReader& bits) {
+  std::uint32_t sum = 0;
+  for (auto next = bits.byte(); next; next = bits.byte()) {
+    sum += *next;
+    if (*next != 255) return sum;
+  }
+  return std::nullopt;
+}
+
+/// Whether a unit of supplemental information has a recovery point. One that breaks off is none.
+bool hasRecoveryPoint(NalUnit unit) {
+  constexpr std::uint32_t kRecoveryPoint = 6;
+  constexpr std::uint32_t kMostFrames = 0xFFFF;
+  qvs::util::RbspReader bits(unit.subspan(1));
+  while (true) {
+    const auto type = sumOfBytes(bits);
+    const auto size = sumOfBytes(bits);
+    if (!type || !size) return false;
+    qvs::util::RbspReader content = bits;
+    for (std::uint32_t i = 0; i < *size; ++i) {
+      if (!bits.byte()) return false;
+    }
+    if (*type == kRecoveryPoint) return content.unsignedGolomb().value_or(kMostFrames + 1) <= kMostFrames;
+  }
+}
+
 }  // namespace
+
+std::optional<bool> isKeyPicture(Bytes frame, std::size_t lengthSize) {
+  bool canRecover = false;
+  while (frame.size() > lengthSize) {
+    const std::uint64_t size = qvs::util::loadBigEndian(frame.data(), lengthSize);
+    frame = frame.subspan(lengthSize);
+    if (size == 0 || size > frame.size()) return std::nullopt;
+    const NalUnit unit = frame.first(size);
+    switch (nalType(unit)) {
+      case NalType::kIdrSlice:
+        return true;
+      case NalType::kSlice:
+        return canRecover;
+      case NalType::kEnhancement:
+        canRecover = canRecover || hasRecoveryPoint(unit);
+        break;
+      default:
+        break;
+    }
+    frame = frame.subspan(size);
+  }
+  return std::nullopt;
+}
 
 std::optional<std::vector<NalUnit>> nalUnits(Bytes frame, std::size_t lengthSize) {
   std::vector<NalUnit> units;

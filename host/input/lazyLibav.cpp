@@ -1,15 +1,8 @@
 // The functions of libav that this program calls. Each one defined here loads its library with the first call and
 // passes everything on. libavformat brings 130 other libraries, which take 45 ms and 22 MB, and most commands need none
-// of them (docs/decisions.md, "libav is loaded by the first call").
+// of them (docs/decisions.md, "libav and libmicrohttpd are loaded by the first call").
 
-#include <dlfcn.h>
-#include <fmt/format.h>
-
-#include <cstddef>
-#include <string>
-#include <tuple>
-
-#include "host/errors.h"
+#include "host/lazyLibrary.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -24,18 +17,11 @@ extern "C" {
 namespace host {
 namespace {
 
-/// The libraries, with the versions for which the program is compiled. They stay loaded until the process ends.
+/// The libraries, with the versions for which the program is compiled.
 struct Libraries {
-  void* format = load("libavformat.so." AV_STRINGIFY(LIBAVFORMAT_VERSION_MAJOR));
-  void* codec = load("libavcodec.so." AV_STRINGIFY(LIBAVCODEC_VERSION_MAJOR));
-  void* util = load("libavutil.so." AV_STRINGIFY(LIBAVUTIL_VERSION_MAJOR));
-
-  /// Throws CommandError.
-  static void* load(const char* name) {
-    void* const library = ::dlopen(name, RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) throw CommandError(fmt::format("media cannot be read or written: {}", ::dlerror()));
-    return library;
-  }
+  void* format = loadLibrary("libavformat.so." AV_STRINGIFY(LIBAVFORMAT_VERSION_MAJOR));
+  void* codec = loadLibrary("libavcodec.so." AV_STRINGIFY(LIBAVCODEC_VERSION_MAJOR));
+  void* util = loadLibrary("libavutil.so." AV_STRINGIFY(LIBAVUTIL_VERSION_MAJOR));
 };
 
 /// Loads all of them with the first call. Later calls cannot fail: destructors make some.
@@ -44,54 +30,18 @@ const Libraries& libraries() {
   return loaded;
 }
 
-template <typename Function>
-Function* findFunction(void* library, const char* name) {
-  void* const address = ::dlsym(library, name);
-  if (address == nullptr) throw CommandError(fmt::format("media cannot be read or written: {}", ::dlerror()));
-  return reinterpret_cast<Function*>(address);
+void* format() {
+  return libraries().format;
 }
-
-template <typename Function>
-struct Signature;
-template <typename R, typename... Arguments>
-struct Signature<R(Arguments...)> {
-  using Result = R;
-  template <std::size_t kIndex>
-  using Argument = std::tuple_element_t<kIndex, std::tuple<Arguments...>>;
-};
+void* codec() {
+  return libraries().codec;
+}
+void* util() {
+  return libraries().util;
+}
 
 }  // namespace
 }  // namespace host
-
-// Some functions are declared with attributes, which do not belong to a type. No harm: only callers need them.
-#pragma GCC diagnostic ignored "-Wignored-attributes"
-
-// The header of each library declares its functions, so the compiler checks what is defined here.
-#define RESULT(name) host::Signature<decltype(name)>::Result
-#define ARGUMENT(name, index) host::Signature<decltype(name)>::Argument<index>
-#define PASS_ON(library, name, ...)                                                                   \
-  static auto* const function = host::findFunction<decltype(name)>(host::libraries().library, #name); \
-  return function(__VA_ARGS__);
-#define LAZY_0(library, name) \
-  RESULT(name) name() {       \
-    PASS_ON(library, name)    \
-  }
-#define LAZY_1(library, name)              \
-  RESULT(name) name(ARGUMENT(name, 0) a) { \
-    PASS_ON(library, name, a)              \
-  }
-#define LAZY_2(library, name)                                   \
-  RESULT(name) name(ARGUMENT(name, 0) a, ARGUMENT(name, 1) b) { \
-    PASS_ON(library, name, a, b)                                \
-  }
-#define LAZY_3(library, name)                                                        \
-  RESULT(name) name(ARGUMENT(name, 0) a, ARGUMENT(name, 1) b, ARGUMENT(name, 2) c) { \
-    PASS_ON(library, name, a, b, c)                                                  \
-  }
-#define LAZY_4(library, name)                                                                             \
-  RESULT(name) name(ARGUMENT(name, 0) a, ARGUMENT(name, 1) b, ARGUMENT(name, 2) c, ARGUMENT(name, 3) d) { \
-    PASS_ON(library, name, a, b, c, d)                                                                    \
-  }
 
 extern "C" {
 

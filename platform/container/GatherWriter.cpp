@@ -50,13 +50,13 @@ std::uint64_t GatherWriter::writeStretch(Stream& stream, std::uint64_t position,
   }
   std::uint64_t size = 0;
   for (const Span& span : stretch) size += span.bytes.size();
-  staging_.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(size, StagingBuffer::kCapacity)));
+  staging_.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(size, StagingBuffer::kCapacity)), position);
   for (const Span& span : stretch) {
     for (auto left = span.bytes; !left.empty();) {
       left = left.subspan(staging_.append(left));
       if (!staging_.full()) continue;
       put(staging_.bytes());
-      staging_.clear();
+      staging_.startAt(position);
     }
   }
   put(staging_.bytes());

@@ -4,7 +4,7 @@
 
 #include "host/input/PlainTrack.h"
 #include "host/input/annexB.h"
-#include "host/input/avcConfig.h"
+#include "host/input/avcFrame.h"
 #include "host/input/onMetaData.h"
 #include "tests/support/Amf0.h"
 
@@ -126,6 +126,24 @@ TEST(ParameterSets, MakeAConfigurationRecord) {
       // set 31 of 31: the code 00000100000
       {"numbers beyond the counts", "000001 6742c01e 0400 80 000001 68ce3c", "(incomplete)"}};
   for (const auto& [why, stream, result] : rows) EXPECT_EQ(configuration(stream), result) << why;
+}
+
+TEST(AvcFrame, AKeyPictureIsAnIdrPictureOrOneAfterARecoveryPoint) {
+  const std::tuple<const char*, const char*, std::optional<bool>> rows[] = {
+      {"IDR", "00000002 6588", true},
+      {"not IDR", "00000002 4188", false},
+      {"recovery point after a delimiter", "00000002 0910 00000005 060601c480 00000002 4188", true},
+      {"only other information", "00000006 060502aabb80 00000002 4188", false},
+      {"other information of 5 bytes, one of them escaped, first",
+       "0000000d 060505000003 0055 55 0601c480 00000002 4188", true},
+      {"a recovery point that breaks off", "00000004 060602c4 00000002 4188", false},
+      {"a recovery point for the next picture", "00000002 4188 00000005 060601c480", false},
+      {"no picture", "00000005 060601c480", std::nullopt},
+      {"a length of 0", "00000000 00000002 6588", std::nullopt},
+      {"a length beyond the frame", "00000003 6588", std::nullopt},
+      {"nothing", "", std::nullopt}};
+  for (const auto& [why, image, expected] : rows) EXPECT_EQ(isKeyPicture(test::fromHex(image), 4), expected) << why;
+  EXPECT_EQ(isKeyPicture(test::fromHex("0002 6588"), 2), true);
 }
 
 }  // namespace
