@@ -92,30 +92,25 @@ TEST(ThrowingHost, CannotGetAnExceptionOutOfAnyOperation) {
     const bool created = loadModule()(&recorder.host, &made);
     return created || made != nullptr;
   };
-  const struct {
-    const char* throwing;
-    /// Of the stream before.
-    std::uint32_t until;
-    Step step;
-    bool answer;
-    const char* log;
-  } rows[] = {{"readConfiguration", 1, create, false, ""},
-              {"property", 1, open, false, "error: Unknown Error in init()\n"},
-              {"remove", 1, open, false, "error: Unknown Error in init()\n"},
-              {"write", 4000, record, false, "error: K2M error: 1\n"},
-              {"log", 1, refused, false, ""},
-              {"close", 4001, stop, true, ""},
-              {"log", 4001, stopWithoutDirectory, true, ""},
-              {"remove", 1, erase, false, "error: Unknown Error in erase()\n"},
-              {"close", 4001, close, true, "error: Unknown Error in close()\n"}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.throwing);
+  // What throws, the end of the stream before, the step, and what it returns and logs.
+  const std::tuple<const char*, std::uint32_t, Step, bool, const char*> rows[] = {
+      {"readConfiguration", 1, create, false, ""},
+      {"property", 1, open, false, "error: Unknown Error in init()\n"},
+      {"remove", 1, open, false, "error: Unknown Error in init()\n"},
+      {"write", 4000, record, false, "error: K2M error: 1\n"},
+      {"log", 1, refused, false, ""},
+      {"close", 4001, stop, true, ""},
+      {"log", 4001, stopWithoutDirectory, true, ""},
+      {"remove", 1, erase, false, "error: Unknown Error in erase()\n"},
+      {"close", 4001, close, true, "error: Unknown Error in close()\n"}};
+  for (const auto& [throwing, until, step, answer, log] : rows) {
+    SCOPED_TRACE(throwing);
     DiskFileContext files;
     OpenRecorder recorder("", "", &files);
-    ASSERT_EQ(recorder.record(video().until(row.until)), 0U);
-    throwAt(files, recorder.host.throwing = row.throwing);
-    EXPECT_EQ(row.step(recorder), row.answer);
-    EXPECT_EQ(recorder.log(), row.log);
+    ASSERT_EQ(recorder.record(video().until(until)), 0U);
+    throwAt(files, recorder.host.throwing = throwing);
+    EXPECT_EQ(step(recorder), answer);
+    EXPECT_EQ(recorder.log(), log);
     throwAt(files, recorder.host.throwing = "");
   }
 }

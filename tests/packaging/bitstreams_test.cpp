@@ -8,38 +8,35 @@ using namespace ruvo::k2rpkgutil;
 
 TEST(CBitstreamReader, ReadsAndMovesByBitsAndBytes) {
   using In = CBitstreamReader&;
-  const struct {
-    const char* what;
-    std::function<std::int64_t(In)> call;
-    std::int64_t answer, bitsRead;
-    bool error;
-  } steps[] = {{"the most significant bit is first", [](In in) { return in.readBit(); }, 1, 1, false},
-               {"three", [](In in) { return in.readBits(3); }, 2, 4, false},
-               {"as many as can be", [](In in) { return in.readBits(32); }, 0x50F80017, 36, false},
-               {"ones behind the end", [](In in) { return in.readBits(8); }, 0xEF, 40, true},
-               {"back with the error", [](In in) { return in.skipBits(-40); }, -40, 0, true},
-               {"which holds the position", [](In in) { return in.readBits(2); }, 3, 0, true},
-               {"until it is cleared", [](In in) { return in.rewind(), in.readBits(4); }, 0xA, 4, false},
-               {"a peek moves nothing", [](In in) { return in.rewind(), in.peekBits(12); }, 0xA50, 0, false},
-               {"a skip", [](In in) { return in.skipBits(12); }, 12, 12, false},
-               {"a plain peek makes no error", [](In in) { return in.peek32(); }, 0xF80017EF, 12, false},
-               {"another does", [](In in) { return in.peekBits(32); }, 0xF80017EF, 12, true},
-               {"back again", [](In in) { return in.skipBits(-12); }, -12, 0, true},
-               {"whole bytes in spite of an error", [](In in) { return in.peek32(); }, 0xA50F8001, 0, true},
-               {"a part of a byte", [](In in) { return in.rewind(), in.readBits(3); }, 5, 3, false},
-               {"is forgotten by a skip of bytes", [](In in) { return in.skipBytes(1), 0; }, 0, 8, false},
-               {"aligned already", [](In in) { return in.align(), 0; }, 0, 8, false},
-               {"back beyond the start", [](In in) { return in.skipBits(-20); }, -8, 0, false},
-               {"aligned from within", [](In in) { return in.readBit(), in.align(), 0; }, 0, 8, false},
-               {"the end itself is no error", [](In in) { return in.skipBytes(4), 0; }, 0, 40, false},
-               {"bytes back beyond the start", [](In in) { return in.skipBytes(-9), 0; }, 0, 0, false},
-               {"a skip beyond the end", [](In in) { return in.skipBits(41); }, 40, 40, true}};
+  // A call, its result, and the position and the error after it.
+  const std::tuple<const char*, std::function<std::int64_t(In)>, std::int64_t, std::int64_t, bool> steps[] = {
+      {"the most significant bit is first", [](In in) { return in.readBit(); }, 1, 1, false},
+      {"three", [](In in) { return in.readBits(3); }, 2, 4, false},
+      {"as many as can be", [](In in) { return in.readBits(32); }, 0x50F80017, 36, false},
+      {"ones behind the end", [](In in) { return in.readBits(8); }, 0xEF, 40, true},
+      {"back with the error", [](In in) { return in.skipBits(-40); }, -40, 0, true},
+      {"which holds the position", [](In in) { return in.readBits(2); }, 3, 0, true},
+      {"until it is cleared", [](In in) { return in.rewind(), in.readBits(4); }, 0xA, 4, false},
+      {"a peek moves nothing", [](In in) { return in.rewind(), in.peekBits(12); }, 0xA50, 0, false},
+      {"a skip", [](In in) { return in.skipBits(12); }, 12, 12, false},
+      {"a plain peek makes no error", [](In in) { return in.peek32(); }, 0xF80017EF, 12, false},
+      {"another does", [](In in) { return in.peekBits(32); }, 0xF80017EF, 12, true},
+      {"back again", [](In in) { return in.skipBits(-12); }, -12, 0, true},
+      {"whole bytes in spite of an error", [](In in) { return in.peek32(); }, 0xA50F8001, 0, true},
+      {"a part of a byte", [](In in) { return in.rewind(), in.readBits(3); }, 5, 3, false},
+      {"is forgotten by a skip of bytes", [](In in) { return in.skipBytes(1), 0; }, 0, 8, false},
+      {"aligned already", [](In in) { return in.align(), 0; }, 0, 8, false},
+      {"back beyond the start", [](In in) { return in.skipBits(-20); }, -8, 0, false},
+      {"aligned from within", [](In in) { return in.readBit(), in.align(), 0; }, 0, 8, false},
+      {"the end itself is no error", [](In in) { return in.skipBytes(4), 0; }, 0, 40, false},
+      {"bytes back beyond the start", [](In in) { return in.skipBytes(-9), 0; }, 0, 0, false},
+      {"a skip beyond the end", [](In in) { return in.skipBits(41); }, 40, 40, true}};
   const auto bytes = test::fromHex("a5 0f 80 01 7e");
   CBitstreamReader bits;
   bits.attach(bytes.data(), static_cast<std::int32_t>(bytes.size()));
-  for (const auto& step : steps) {
-    EXPECT_EQ(step.call(bits), step.answer) << step.what;
-    EXPECT_EQ(std::pair(bits.bitsRead(), bits.error()), std::pair(step.bitsRead, step.error)) << step.what;
+  for (const auto& [what, call, answer, bitsRead, error] : steps) {
+    EXPECT_EQ(call(bits), answer) << what;
+    EXPECT_EQ(std::pair(bits.bitsRead(), bits.error()), std::pair(bitsRead, error)) << what;
   }
 }
 

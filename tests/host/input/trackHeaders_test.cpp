@@ -25,19 +25,18 @@ Parameters audio(AVCodecID codec, int rate, int channels) {
 }
 
 TEST(PlainTrack, AudioByteHasFormatRateAndChannels) {
-  const struct {
-    AVCodecID codec;
-    int rate, channels, byte;  // -1: cannot be carried
-  } rows[] = {{AV_CODEC_ID_MP3, 44100, 2, 0x2F},        {AV_CODEC_ID_MP3, 24000, 1, 0x2A},
-              {AV_CODEC_ID_MP3, 8000, 1, 0x26},         {AV_CODEC_ID_NELLYMOSER, 8000, 1, 0x52},
-              {AV_CODEC_ID_NELLYMOSER, 16000, 1, 0x42}, {AV_CODEC_ID_NELLYMOSER, 5512, 1, 0x62},
-              {AV_CODEC_ID_NELLYMOSER, 11025, 1, 0x66}, {AV_CODEC_ID_NELLYMOSER, 22050, 2, 0x6B},
-              {AV_CODEC_ID_NELLYMOSER, 44100, 1, 0x6E}, {AV_CODEC_ID_SPEEX, 16000, 1, 0xB2},
-              {AV_CODEC_ID_SPEEX, 8000, 1, -1},         {AV_CODEC_ID_SPEEX, 16000, 2, -1},
-              {AV_CODEC_ID_OPUS, 48000, 2, -1},         {AV_CODEC_ID_PCM_S16LE, 44100, 2, -1}};
-  for (const auto& row : rows) {
-    const auto header = plainHeader(*audio(row.codec, row.rate, row.channels));
-    EXPECT_EQ(header ? header->codecByte : -1, row.byte) << avcodec_get_name(row.codec) << ' ' << row.rate;
+  // The last number is the byte; -1 cannot be carried.
+  const std::tuple<AVCodecID, int, int, int> rows[] = {
+      {AV_CODEC_ID_MP3, 44100, 2, 0x2F},        {AV_CODEC_ID_MP3, 24000, 1, 0x2A},
+      {AV_CODEC_ID_MP3, 8000, 1, 0x26},         {AV_CODEC_ID_NELLYMOSER, 8000, 1, 0x52},
+      {AV_CODEC_ID_NELLYMOSER, 16000, 1, 0x42}, {AV_CODEC_ID_NELLYMOSER, 5512, 1, 0x62},
+      {AV_CODEC_ID_NELLYMOSER, 11025, 1, 0x66}, {AV_CODEC_ID_NELLYMOSER, 22050, 2, 0x6B},
+      {AV_CODEC_ID_NELLYMOSER, 44100, 1, 0x6E}, {AV_CODEC_ID_SPEEX, 16000, 1, 0xB2},
+      {AV_CODEC_ID_SPEEX, 8000, 1, -1},         {AV_CODEC_ID_SPEEX, 16000, 2, -1},
+      {AV_CODEC_ID_OPUS, 48000, 2, -1},         {AV_CODEC_ID_PCM_S16LE, 44100, 2, -1}};
+  for (const auto& [codec, rate, channels, byte] : rows) {
+    const auto header = plainHeader(*audio(codec, rate, channels));
+    EXPECT_EQ(header ? header->codecByte : -1, byte) << avcodec_get_name(codec) << ' ' << rate;
   }
 }
 

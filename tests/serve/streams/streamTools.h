@@ -11,8 +11,7 @@
 
 #include "host/serve/streams/Supervisor.h"
 #include "tests/host/hostTools.h"
-#include "util/bytes.h"
-#include "util/tagHeader.h"
+#include "tests/support/tagFile.h"
 
 namespace test {
 
@@ -49,17 +48,9 @@ class FlvServer {
     write(fromHex("464c5601 05 00000009 00000000"));
   }
   void send(const std::vector<StreamMessage>& messages) {
-    qvs::util::ByteWriter out;
-    for (const StreamMessage& message : messages) {
-      out.u8(message.type);
-      out.u24(static_cast<std::uint32_t>(message.data.size()));
-      out.u24(message.time & 0xFFFFFF);
-      out.u8(static_cast<std::uint8_t>(message.time >> 24));
-      out.u24(0);
-      out.bytes(message.data);
-      out.u32(static_cast<std::uint32_t>(message.data.size()) + 11);
-    }
-    write(out.take());
+    // A tag stream but for its header.
+    const auto file = tagFile(messages);
+    write({file.begin() + 13, file.end()});
   }
   void close() {
     if (connection_ != -1) ::close(connection_);

@@ -19,6 +19,14 @@ using test::stream;
 
 class Streams : public test::StreamsTest {
  protected:
+  /// Records the source as "cam1", configured as `change` says.
+  StreamConfig recordWith(FlvServer& source, const std::function<void(StreamConfig&)>& change) {
+    StreamConfig cam = config("cam1", source.url());
+    change(cam);
+    apply({cam});
+    source.accept();
+    return cam;
+  }
   /// Ends the source, and the streams once all is read: it has been when the stream connects again.
   void endWith(FlvServer& source) {
     source.close();
@@ -42,10 +50,7 @@ std::uint32_t timeOf(const std::vector<test::StreamMessage>& sent, const std::ve
 
 TEST_F(Streams, RotationLosesAndDoublesNothing) {
   FlvServer source;
-  auto cam = config("cam1", source.url());
-  cam.rotate = std::chrono::seconds(10);
-  apply({cam});
-  source.accept();
+  recordWith(source, [](auto& cam) { cam.rotate = std::chrono::seconds(10); });
   auto sent = begin(12000);
   source.send(sent);
   awaitReceived("cam1", sent);
@@ -79,11 +84,8 @@ TEST_F(Streams, RotationLosesAndDoublesNothing) {
 
 TEST_F(Streams, ASourceThatBreaksOffIsContinuedInItsRecordingAfterAGap) {
   FlvServer source;
-  auto cam = config("cam1", source.url());
   // As long as the pictures between two key frames, so that a line of the grid is in the gap.
-  cam.settings = {"Recording/FragmentDuration=1000"};
-  apply({cam});
-  source.accept();
+  recordWith(source, [](auto& cam) { cam.settings = {"Recording/FragmentDuration=1000"}; });
   const auto first = begin(3000);
   // It is joined between two key frames.
   auto second = test::withSlices(stream().keyFramesEvery(1000).audio(23).from(500000).until(503000));
@@ -118,10 +120,7 @@ TEST_F(Streams, ASourceThatBreaksOffIsContinuedInItsRecordingAfterAGap) {
 
 TEST_F(Streams, ALostDirectoryAndAClockThatIsSetBackBeginARecording) {
   FlvServer source;
-  auto cam = config("cam1", source.url());
-  cam.rotate = std::chrono::hours(24);
-  apply({cam});
-  source.accept();
+  recordWith(source, [](auto& cam) { cam.rotate = std::chrono::hours(24); });
   source.send(begin(6000));
   events_.await("grew cam1", 1);
   std::filesystem::remove_all(root() + "/cam1");
@@ -191,10 +190,7 @@ TEST_F(Streams, AFileIsRecordedOnceAndANewClockBeginsARecording) {
 TEST_F(Streams, KeepsTheNewestWhileThereIsNoPlaceAndGoesOnByItself) {
   test::writeWholeFile(root(), "in the way");
   FlvServer source;
-  auto cam = config("cam1", source.url());
-  cam.maxQueue = 80000;
-  apply({cam});
-  source.accept();
+  const auto cam = recordWith(source, [](auto& stream) { stream.maxQueue = 80000; });
   const auto lost = begin(20000), kept = more(20000, 21000);
   source.send(lost + kept);
   const auto blocked = await("cam1", [](const auto& now) {
@@ -225,10 +221,7 @@ TEST_F(Streams, ARecordingThatTakesNoMoreIsFollowedByAnother) {
   ::getrlimit(RLIMIT_FSIZE, &old);
   const rlimit small{.rlim_cur = 200000, .rlim_max = old.rlim_max};
   FlvServer source;
-  auto cam = config("cam1", source.url());
-  cam.maxQueue = 80000;
-  apply({cam});
-  source.accept();
+  recordWith(source, [](auto& cam) { cam.maxQueue = 80000; });
   ::setrlimit(RLIMIT_FSIZE, &small);
   const auto sent = begin(40000);
   source.send(sent);
