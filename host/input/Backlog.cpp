@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ranges>
 #include <utility>
 
 namespace host {
@@ -74,6 +75,18 @@ bool Backlog::hold(std::uint64_t limit) {
     drop(static_cast<std::size_t>(next - queue_.begin()), overLimit_);
   }
   return true;
+}
+
+void Backlog::putBack(std::vector<OwnedMessage> messages) {
+  for (OwnedMessage& message : messages | std::views::reverse) {
+    bytes_ += message.data.size() + kOverhead;
+    queue_.push_front({.message = std::move(message), .newClocks = newClocks_});
+  }
+}
+
+std::optional<std::uint32_t> Backlog::beginMs() const {
+  const auto first = std::ranges::find_if(queue_, [this](const Held& held) { return canBegin(held); });
+  return first == queue_.end() ? std::nullopt : std::optional(first->message.timeMs);
 }
 
 void Backlog::drop(std::size_t count, Dropped& dropped) {

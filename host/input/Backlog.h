@@ -34,6 +34,10 @@ class Backlog : public Input {
   /// Reads one message and keeps it. If the messages take more than `limit` bytes, the oldest are dropped, so that the
   /// rest begins with a key frame. Returns false at the end of the input, which a failure is, too.
   bool hold(std::uint64_t limit);
+  /// Messages that were returned by next() and not recorded, the last ones, are kept as if they had not been returned.
+  void putBack(std::vector<OwnedMessage> messages);
+  /// The time in ms of the first message that is kept and with which a recording can begin; nothing if there is none.
+  std::optional<std::uint32_t> beginMs() const;
   /// Throws what the input has failed with, unless that was thrown already.
   void throwFailure() { input_.throwFailure(); }
   /// Drops all of them: there will be no place for them.

@@ -38,6 +38,10 @@ bool fits(Bytes record, std::size_t lengthSize) {
          std::ranges::all_of(sets, [&](NalUnit set) { return std::uint64_t{set.size()} >> (8 * lengthSize) == 0; });
 }
 
+bool isFrame(const OwnedMessage& message) {
+  return MessageKind(message.view()).isFrame();
+}
+
 }  // namespace
 
 std::optional<InputMessage> CodecChanges::next() {
@@ -119,9 +123,15 @@ std::optional<InputMessage> CodecChanges::readInput() {
 
 std::uint32_t CodecChanges::nextBeginMs() const {
   if (ahead_.empty()) return 0;
-  const auto frame =
-      std::ranges::find_if(ahead_, [](const OwnedMessage& message) { return MessageKind(message.view()).isFrame(); });
+  const auto frame = std::ranges::find_if(ahead_, isFrame);
   return frame == ahead_.end() ? ahead_.back().timeMs : frame->timeMs;
+}
+
+std::vector<OwnedMessage> CodecChanges::takeBack() {
+  const auto first = std::ranges::find_if(ahead_, isFrame);
+  std::vector<OwnedMessage> messages(std::make_move_iterator(first), std::make_move_iterator(ahead_.end()));
+  ahead_.erase(first, ahead_.end());
+  return messages;
 }
 
 void CodecChanges::expect(const CodecHeaders& headers) {

@@ -65,6 +65,8 @@ class CodecChanges : public Input {
   /// Call it after a change, when the next recording is ready for messages. Before the first message it makes the times
   /// of the first recording begin at 0, too.
   void beginRecording();
+  /// Takes back the frames that were prepared for the next recording, in their order. The headers before them stay.
+  std::vector<OwnedMessage> takeBack();
 
  private:
   /// The configuration with which the recording began, and the one that the stream has now.

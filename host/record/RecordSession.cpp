@@ -124,6 +124,8 @@ void RecordSession::moveTime(InputMessage& message) {
 void RecordSession::beginAfterBreak(const InputMessage& message) {
   // The pictures on which the next ones depend may be among those that are missing.
   hasKeyFrame_ = false;
+  // The time of the break is not one in which key frames were missing.
+  if (noKeyFrameSinceMs_) noKeyFrameSinceMs_ = message.timeMs;
   if (sampleOf(message).keyFrame) return;
   if (const auto key = follower_.keyFrameThatCloses(message.timeMs)) recordMadeUp(*key);
 }

@@ -1,9 +1,11 @@
 #include "host/serve/streams/RecordingBegins.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "host/serve/recordingName.h"
 
@@ -15,14 +17,35 @@ std::int64_t systemClockMs() {
 }
 
 std::int64_t RecordingBegins::next(std::uint32_t mediaMs) {
-  std::int64_t wallMs = now_();
   if (last_) {
-    // Signed: a first frame may be older than the one before by what audio and video are apart.
-    const std::int64_t exactMs = last_->wallMs + static_cast<std::int32_t>(mediaMs - last_->mediaMs);
-    if (std::abs(exactMs - wallMs) <= kToleranceMs) wallMs = exactMs;
+    const std::int64_t exactMs = exactBegin(mediaMs);
+    noteDelay(exactMs);
+    if (std::min(delay_.leastMs, delayBefore_.leastMs) <= kToleranceMs) return move(mediaMs);
   }
-  last_ = {.wallMs = wallMs, .mediaMs = mediaMs};
-  return wallMs;
+  forgetDelays();
+  last_ = {.wallMs = now_(), .mediaMs = mediaMs};
+  return last_->wallMs;
+}
+
+std::int64_t RecordingBegins::move(std::uint32_t mediaMs) {
+  last_ = {.wallMs = exactBegin(mediaMs), .mediaMs = mediaMs};
+  return last_->wallMs;
+}
+
+void RecordingBegins::forgetDelays() {
+  delay_ = delayBefore_ = {};
+}
+
+std::int64_t RecordingBegins::exactBegin(std::uint32_t mediaMs) const {
+  // Signed: a first frame may be older than the one before by what audio and video are apart.
+  return last_->wallMs + static_cast<std::int32_t>(mediaMs - last_->mediaMs);
+}
+
+void RecordingBegins::noteDelay(std::int64_t exactMs) {
+  if (!delay_.sinceMs || exactMs - *delay_.sinceMs >= kDelayPeriodMs) {
+    delayBefore_ = std::exchange(delay_, Delay{.sinceMs = exactMs});
+  }
+  delay_.leastMs = std::min(delay_.leastMs, std::abs(now_() - exactMs));
 }
 
 std::string freeRecordingPath(const std::string& folder, std::int64_t beginMs) {

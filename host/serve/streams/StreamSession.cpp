@@ -100,7 +100,7 @@ bool StreamSession::run() {
   input.beginRecording();
   input.splitWhen([this](const CodecChanges::SplitPoint& point) { return wish(point); });
   while (true) {
-    record(input, backlog, begins_.next(*beginMs));
+    record(input, backlog, *beginMs);
     if (inputFailure_) throw InputError(*inputFailure_);
     if (!input.change()) return hasOwnEnd;
     endReason_ = *input.change() + ": ";
@@ -126,6 +126,7 @@ InputOptions StreamSession::inputOptions() const {
 }
 
 std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& point) {
+  if (!point.isNewClock) begins_.received(point.recordedMs);
   if (meter_.isFull()) return "the queue is full and cannot be written";
   if (meter_.isFailing()) {
     // Its segment is still open, and takes what nobody will find.
@@ -134,17 +135,26 @@ std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& p
     // Its end could not be written either. It goes on if there is room before the queue is full.
     return std::nullopt;
   }
-  if (point.isNewClock) return "the source has a new clock";
+  if (point.isNewClock) {
+    begins_.forgetDelays();
+    return "the source has a new clock";
+  }
   if (rotation_.exchange(false)) return "asked for by a user";
   if (services_.now() >= nextRotationMs_) return "rotation";
-  if (isClockSetBack()) return "the clock was set back";
+  if (isClockSetBack()) {
+    begins_.forgetDelays();
+    return "the clock was set back";
+  }
   if (point.recordedMs >= kLongestRecordingMs) return "the longest time of a recording";
   return std::nullopt;
 }
 
-void StreamSession::record(CodecChanges& input, Backlog& backlog, std::int64_t beginMs) {
+void StreamSession::record(CodecChanges& input, Backlog& backlog, std::uint32_t mediaMs) {
+  std::int64_t beginMs = begins_.next(mediaMs);
   bool isBlocked = false;
   for (bool hasMore = true;; hasMore = waitForRoom(backlog)) {
+    // The first frames may be lost by now.
+    if (isBlocked) beginMs = beginOfKept(backlog).value_or(beginMs);
     try {
       return recordAt(input, beginMs);
     } catch (const CommandError& error) {
@@ -153,6 +163,8 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::int64_t b
       if (!std::exchange(isBlocked, true)) {
         log_.error(
             fmt::format("{}; the newest that fits the queue is kept until a recording can be made", error.what()));
+        // With what follows them, or the recording would begin with a hole.
+        backlog.putBack(input.takeBack());
       }
     }
     if (hasMore) continue;
@@ -163,6 +175,14 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::int64_t b
     backlog.throwFailure();
     return;
   }
+}
+
+std::optional<std::int64_t> StreamSession::beginOfKept(Backlog& backlog) {
+  auto mediaMs = backlog.beginMs();
+  // If nothing is kept, the next key frame is the first one.
+  if (!mediaMs) mediaMs = backlog.awaitBegin();
+  meter_.readAhead(backlog);
+  return mediaMs ? std::optional(begins_.move(*mediaMs)) : std::nullopt;
 }
 
 bool StreamSession::waitForRoom(Backlog& backlog) {

@@ -39,16 +39,19 @@ class StreamSession {
   InputOptions inputOptions() const;
   /// Why the recording in progress should end at a split point.
   std::optional<std::string> wish(const CodecChanges::SplitPoint& point);
-  /// Makes one recording, as soon as that is possible. `beginMs` in ms since 1970-01-01 UTC.
-  void record(CodecChanges& input, Backlog& backlog, std::int64_t beginMs);
+  /// Makes one recording, as soon as that is possible. `mediaMs` is the time of its first frame in the input.
+  void record(CodecChanges& input, Backlog& backlog, std::uint32_t mediaMs);
   /// Sets the end of a recording that begins then.
   void planRotation(std::int64_t beginMs);
   /// Whether the time of day is before the begin of a recording that rotates.
   bool isClockSetBack() const;
-  /// Throws CommandError if the recording cannot be made; the input has not been read then.
+  /// `beginMs` in ms since 1970-01-01 UTC. Throws CommandError if the recording cannot be made; the input has not been
+  /// read then.
   void recordAt(CodecChanges& input, std::int64_t beginMs);
   /// Throws CommandError if a recording that begins now could not be written.
   void requireRoom() const;
+  /// The begin of a recording of what is kept; nothing if nothing is kept and the input has ended.
+  std::optional<std::int64_t> beginOfKept(Backlog& backlog);
   /// Reads ahead until it is time to try again. Returns false at the end of the input.
   bool waitForRoom(Backlog& backlog);
 

@@ -1,6 +1,7 @@
 #include "host/input/Backlog.h"
 
 #include "host/errors.h"
+#include "host/input/CodecChanges.h"
 #include "tests/host/hostTools.h"
 
 namespace host {
@@ -39,6 +40,35 @@ TEST(Backlog, DropsTheOldestUpToAKeyFrameAndKeepsTheHeaders) {
   EXPECT_TRUE(std::equal(kept.begin() + 3, kept.end(), messages.end() - (std::ssize(kept) - 3)));
   EXPECT_EQ(backlog.overLimit().messages.messages, messages.size() - kept.size());
   EXPECT_EQ(backlog.overLimit().ms, kept[3].time);
+}
+
+TEST(Backlog, DropsWhatWasTakenBackFromARecordingFirst) {
+  const auto messages = test::av(1000).until(10000);
+  auto owner = std::make_unique<Backlog>(std::make_unique<test::ListInput>(messages));
+  Backlog& backlog = *owner;
+  backlog.awaitBegin();
+  CodecChanges input(std::move(owner), false);
+  input.beginRecording();
+  input.splitWhen([](const CodecChanges::SplitPoint& point) {
+    return point.recordedMs >= 4000 ? std::optional<std::string>("time") : std::nullopt;
+  });
+  while (input.next()) continue;
+  const std::uint32_t beginMs = input.nextBeginMs();
+  input.beginRecording();
+  backlog.putBack(input.takeBack());
+  EXPECT_EQ(backlog.beginMs(), beginMs);
+  while (backlog.hold(30000)) continue;
+  const auto keptMs = backlog.beginMs();
+  ASSERT_TRUE(keptMs);
+  EXPECT_EQ(backlog.overLimit().ms, *keptMs - beginMs);
+  input.splitWhen({});
+  const auto kept = test::readAll(input);
+  const auto frame = std::ranges::find_if(kept, [](const auto& message) {
+    return MessageKind({.type = message.type, .timeMs = message.time, .data = message.data}).isKeyFrame();
+  });
+  ASSERT_NE(frame, kept.end());
+  EXPECT_EQ(frame->time, 0U) << "the recording begins with what was kept";
+  EXPECT_EQ(kept.back().time, messages.back().time - *keptMs);
 }
 
 TEST(Backlog, KeepsWhatCameBeforeAFailure) {
