@@ -40,6 +40,7 @@ std::uint32_t FileInput::read(void* buffer, std::uint32_t count) {
     // EAGAIN: another process may have set our standard input to non-blocking.
     if (errno != EINTR && errno != EAGAIN) fail(std::strerror(errno));
   }
+  isStopped_ = true;
   return 0;
 }
 

@@ -29,6 +29,8 @@ class FileInput final : public mtg::InputStream {
   /// The reason of the last failure, for the user; empty if nothing has failed.
   const std::string& failure() const { return failure_; }
 
+  /// Whether a request to stop was reported as the end of the file.
+  bool isStopped() const { return isStopped_; }
   /// The first bytes that were read, at most three.
   const std::string& start() const { return start_; }
 
@@ -56,6 +58,7 @@ class FileInput final : public mtg::InputStream {
   int fd_;
   /// Neither seeks nor closes then.
   bool standardInput_;
+  bool isStopped_ = false;
   /// A regular file never makes a reader wait, so it is not polled before each read.
   bool mayWait_ = true;
   /// 0 for none.

@@ -24,6 +24,9 @@ class TagStream : public Input {
   std::optional<InputMessage> next() override;
 
  private:
+  /// Nothing at the end, and after a request to stop.
+  std::optional<mtg::Tag> nextTag();
+
   /// In the order of destruction: the library's objects go before the stream that they use.
   std::unique_ptr<FileInput> file_;
   mtg::Allocator allocator_;

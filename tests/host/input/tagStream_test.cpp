@@ -76,5 +76,22 @@ TEST_F(TagStreamTest, StopEndsAWaitForAPipe) {
   ::close(ends[1]);
 }
 
+TEST_F(TagStreamTest, StopEndsAFileInTheMiddleOfATag) {
+  constexpr std::size_t kLarge = 0x19000;
+  std::string image = test::textOf(test::fromHex(kHeader));
+  for (int i = 0; i < 8; ++i) {
+    image += test::textOf(test::fromHex("09 019000 000000 00 000000"));
+    image += std::string(kLarge, 'x') + test::textOf(test::fromHex("0001900b"));
+  }
+  const std::string path = directory_.file("in.mtg");
+  test::writeWholeFile(path, image);
+  TagStream stream = open(path);
+  EXPECT_TRUE(stream.next());
+  stop_.request();
+  int left = 0;
+  while (stream.next()) ++left;
+  EXPECT_LT(left, 7);
+}
+
 }  // namespace
 }  // namespace host
