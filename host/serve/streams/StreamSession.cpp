@@ -25,8 +25,6 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-/// A recording is not begun with less room than this: on a full disk a directory can often still be made.
-constexpr std::uintmax_t kLeastRoom = std::uintmax_t{8} << 20;
 /// Times in a recording end at 2^32 ms; well before that it is rotated in any case.
 constexpr std::uint32_t kLongestRecordingMs = std::uint32_t{1} << 31;
 
