@@ -122,7 +122,7 @@ TEST_F(ReadServeConfig, HasDefaults) {
   const ServeConfig config = read("[server]\nlisten = \"\"\n[[stream]]\nname = 'a'\nsource = 'b'\n");
   EXPECT_EQ(config.listenAddress, "");
   ASSERT_EQ(config.streams.size(), 1U);
-  EXPECT_EQ(config.streams[0], (StreamConfig{.name = "a", .source = "b", .root = "/var/lib/k2r"}));
+  EXPECT_EQ(config.streams[0], (StreamConfig{.name = "a", .source = directory_.file("b"), .root = "/var/lib/k2r"}));
 }
 
 TEST_F(ReadServeConfig, ReportsAllThatIsWrongAtOnce) {
