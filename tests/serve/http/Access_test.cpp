@@ -189,6 +189,7 @@ TEST(Access, OnlyListedPagesMayReadAcrossOrigins) {
   const auto preflight = open.ask("OPTIONS", "/x", {{"Origin", "https://b.org"}});
   EXPECT_EQ(preflight.status, 204u);
   EXPECT_THAT(headerOf(preflight, "Access-Control-Allow-Headers"), HasSubstr("Authorization"));
+  EXPECT_THAT(headerOf(preflight, "Access-Control-Expose-Headers"), HasSubstr("K2R-Time"));
   EXPECT_EQ(headerOf(preflight, "Access-Control-Allow-Credentials"), "");
 }
 
