@@ -19,6 +19,7 @@
 #include "host/input/openInput.h"
 #include "host/record/RecordSummary.h"
 #include "host/record/Recorder.h"
+#include "host/serve/streams/WatchedInput.h"
 
 namespace host::serve {
 namespace {
@@ -83,7 +84,8 @@ StreamSession::StreamSession(const StreamConfig& config, const Settings& setting
       begins_(services.now) {}
 
 bool StreamSession::run() {
-  auto source = std::make_unique<Backlog>(openSource(config_.source, inputOptions(), log_, stop_));
+  auto source = std::make_unique<Backlog>(
+      std::make_unique<WatchedInput>(openSource(config_.source, inputOptions(), log_, stop_), meter_.status()));
   Backlog& backlog = *source;
   const bool hasOwnEnd = !backlog.isLive();
   meter_.opened();
