@@ -36,8 +36,15 @@ bool isPowerOfTen(std::uint64_t number) {
 }  // namespace
 
 Log::~Log() {
-  for (auto entry = recent_.rbegin(); entry != recent_.rend(); ++entry) tellRepeats(*entry);
+  tellAllRepeats();
   if (!statusLine_.empty()) write("\n");
+}
+
+void Log::forget() {
+  const std::lock_guard lock(mutex_);
+  tellAllRepeats();
+  recent_.clear();
+  repeatsItself_ = false;
 }
 
 void Log::setStatusLine(std::string_view text) {
@@ -69,6 +76,10 @@ void Log::repeat(const std::deque<Entry>::iterator& entry) {
   repeatsItself_ = entry == recent_.begin();
   std::rotate(recent_.begin(), entry, std::next(entry));
   if (isPowerOfTen(++recent_.front().repeats)) tellRepeats(recent_.front());
+}
+
+void Log::tellAllRepeats() {
+  for (auto entry = recent_.rbegin(); entry != recent_.rend(); ++entry) tellRepeats(*entry);
 }
 
 void Log::tellRepeats(Entry& entry) {

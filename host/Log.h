@@ -33,6 +33,9 @@ class Log {
   void error(std::string_view text) { line("error: ", text); }
   void warning(std::string_view text) { line("warning: ", text); }
   void note(std::string_view text) { line("", text); }
+  /// Writes the counts that are due. The lines up to now then no longer count as written, so that a line that equals
+  /// one of them is written whole.
+  void forget();
   /// Replaces the status line. For terminals only.
   void setStatusLine(std::string_view text);
 
@@ -45,6 +48,7 @@ class Log {
   };
 
   void line(std::string_view level, std::string_view text);
+  void tellAllRepeats();
   /// Counts the repetition, and writes the count if it is a power of ten.
   void repeat(const std::deque<Entry>::iterator& entry);
   void tellRepeats(Entry& entry);

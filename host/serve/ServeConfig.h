@@ -12,6 +12,9 @@ namespace host::serve {
 
 using platform::os::Durability;
 
+/// A recording is not begun with fewer free bytes than this: on a full disk a directory can often still be made.
+inline constexpr std::uint64_t kLeastRoom = std::uint64_t{8} << 20;
+
 /// How long finished recordings are kept. Nothing means without a limit.
 struct KeepLimits {
   std::optional<std::chrono::milliseconds> age = {};
@@ -68,7 +71,7 @@ struct ServeConfig {
   /// `bytes` is for all streams together. `age` is the default of streams, and for recordings of streams that are not
   /// configured any more.
   KeepLimits keep = {};
-  /// Bytes of the file system of each root that stay free.
+  /// Bytes of the file system of each root that stay free; 0 is no limit.
   std::uint64_t keepFree = 0;
   /// Hooks that run at once.
   unsigned hookParallel = 4;

@@ -149,6 +149,8 @@ class Server {
   }
 
   void reload() {
+    // Whoever reloads looks for the result in the log, which must not be a count of the one before.
+    log_.forget();
     try {
       apply(readServeConfig(configPath_, &log_));
       log_.note("the configuration was read again");

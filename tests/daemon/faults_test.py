@@ -392,6 +392,7 @@ def http_reloaded(world):
     daemon.reload()
     wait_for("the new token", lambda: "read again" in daemon.log())
     assert statuses(old, new) == [401, 200]
+    assert daemon.get("v1/streams/cam/start", headers={"Authorization": f"Bearer {new}"})[0] == 405
     with socket.create_server(("127.0.0.1", 0)) as taken:
         good = daemon.config.read_text()
         daemon.config.write_text(good.replace(f":{daemon.port}", f":{taken.getsockname()[1]}"))

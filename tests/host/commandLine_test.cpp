@@ -320,6 +320,9 @@ TEST(Log, CountsALineThatComesAgainAtOnceOrInACycle) {
   EXPECT_EQ(capture.text(),
             "error: x\n(the same 10 times more)\n(the same 12 times more)\nwarning: x\nerror: a\nerror: b\n"
             "(10 times more: error: a)\n(10 times more: error: b)\n");
+  capture.log().forget();
+  capture.log().error("b");
+  EXPECT_THAT(capture.text(), testing::EndsWith("error: b)\nerror: b\n"));
 }
 
 }  // namespace

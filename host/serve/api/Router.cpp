@@ -1,22 +1,22 @@
 #include "host/serve/api/Router.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "host/serve/http/requestTarget.h"
 
 namespace host::serve {
 namespace {
 
-bool matches(const std::vector<std::string>& pattern, const std::vector<std::string>& path) {
-  return std::ranges::equal(pattern, path, [](const std::string& wanted, const std::string& part) {
-    return wanted == "*" ? !part.empty() : wanted == part;
-  });
+bool matchesPart(std::string_view wanted, std::string_view part) {
+  const std::size_t star = wanted.find('*');
+  if (star == std::string_view::npos) return wanted == part;
+  return part.size() >= wanted.size() && part.starts_with(wanted.substr(0, star)) &&
+         part.ends_with(wanted.substr(star + 1));
 }
 
-HttpResponse methodNotAllowed(const std::string& allowed) {
-  HttpResponse response = errorResponse({.status = 405, .text = "this address has other methods only: " + allowed});
-  response.headers.emplace_back("Allow", allowed);
-  return response;
+bool matches(const std::vector<std::string>& pattern, const std::vector<std::string>& path) {
+  return std::ranges::equal(pattern, path, matchesPart);
 }
 
 }  // namespace

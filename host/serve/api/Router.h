@@ -11,9 +11,9 @@ namespace host::serve {
 /// Finds the handler of a request by its method and path.
 class Router {
  public:
-  /// `pattern` is a path such as `/v1/streams/*/recordings`, in which `*` is any one part but an empty one; the handler
-  /// finds it in HttpRequest::path and compares it with the names that it knows. Of several patterns that match, the
-  /// first one added counts. A handler for GET answers HEAD, too.
+  /// `pattern` is a path such as `/v1/streams/*/recordings`, in which a part may have one `*`, for any text but an
+  /// empty one; the handler finds the part in HttpRequest::path and compares it with the names that it knows. Of
+  /// several patterns that match, the first one added counts. A handler for GET answers HEAD, too.
   void add(std::string method, std::string_view pattern, HttpHandler handler);
 
   /// An HttpHandler itself. Without a handler: 404, or 405 if the path has one for another method.

@@ -80,10 +80,10 @@ void addMediaRoutes(Router& router, Playback& playback, const RecordingSource& r
              [source, exporter](const HttpRequest& request) { return exported(*exporter, *source, request); });
   router.add("GET", "/v1/streams/*/snapshot.jpg",
              [source](const HttpRequest& request) { return snapshot(*source, request); });
-  router.add("GET", "/v1/streams/*/*", [player](const HttpRequest& request) {
+  router.add("GET", "/v1/streams/*/init-*.mp4", [player](const HttpRequest& request) {
     return player->header(requestedStream(request), request.path.at(3));
   });
-  router.add("GET", "/v1/streams/*/*/*", [player](const HttpRequest& request) {
+  router.add("GET", "/v1/streams/*/*/*.m4s", [player](const HttpRequest& request) {
     return player->fragment(requestedStream(request), request.path.at(3), request.path.at(4));
   });
 }

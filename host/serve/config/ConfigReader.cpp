@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <cstddef>
 #include <filesystem>
+#include <string_view>
 
 #include "host/serve/config/listenAddress.h"
 #include "host/serve/config/maskedSource.h"
@@ -19,6 +21,13 @@ using std::chrono::milliseconds;
 /// A shorter time would make a recording of each few frames.
 constexpr milliseconds kShortestRotation = std::chrono::seconds(1);
 constexpr std::int64_t kMostHooks = 1000;
+
+/// Whether libavformat opens it as a file: no name of a protocol and a colon are before it. "-" is the standard input.
+bool isFile(std::string_view source) {
+  constexpr std::string_view kInName = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-.,";
+  const std::size_t end = source.find_first_not_of(kInName);
+  return source != "-" && (end == std::string_view::npos || source[end] != ':');
+}
 
 /// "0" means never, or without a limit.
 template <typename Value>
@@ -160,11 +169,12 @@ void ConfigReader::readSource(TableReader& table, StreamConfig& stream) {
   const bool hasFile = table.has("source_file");
   if (hasSource == hasFile) table.fault("source", hasFile ? "source and source_file exclude each other" : "is missing");
   if (source) {
-    stream.source = *source;
+    stream.source = isFile(*source) ? absolutePath(*source) : *source;
     hasSecrets_ = hasSecrets_ || maskedSource(*source) != *source;
   }
   if (!path) return;
-  if (const auto content = secretOf(table, "source_file", *path, readSecretLine)) stream.source = *content;
+  const auto content = secretOf(table, "source_file", *path, readSecretLine);
+  if (content) stream.source = isFile(*content) ? absolutePath(*content) : *content;
 }
 
 void ConfigReader::readInputOptions(TableReader& table, StreamConfig& stream) {
@@ -217,10 +227,13 @@ std::optional<std::string> ConfigReader::secretOf(TableReader& table, const std:
 
 std::optional<std::string> ConfigReader::pathAt(TableReader& table, const std::string& key) {
   const auto text = table.text(key);
-  if (!text) return std::nullopt;
-  std::string path = (std::filesystem::path(folder_) / platform::os::toNative(*text)).lexically_normal().string();
-  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
-  return path;
+  return text ? std::optional(absolutePath(*text)) : std::nullopt;
+}
+
+std::string ConfigReader::absolutePath(const std::string& path) const {
+  std::string whole = (std::filesystem::path(folder_) / platform::os::toNative(path)).lexically_normal().string();
+  while (whole.size() > 1 && whole.ends_with('/')) whole.pop_back();
+  return whole;
 }
 
 }  // namespace host::serve

@@ -50,6 +50,8 @@ class ConfigReader {
   std::optional<std::string> secretOf(TableReader& table, const std::string& key, const std::string& path,
                                       std::string (*readSecret)(const std::string&));
   std::optional<std::string> pathAt(TableReader& table, const std::string& key);
+  /// The path with `folder_` before it if it is relative.
+  std::string absolutePath(const std::string& path) const;
 
   std::string folder_;
   ConfigFindings& findings_;

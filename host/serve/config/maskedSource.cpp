@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "util/asciiCase.h"
+
 namespace host::serve {
 namespace {
 
@@ -12,6 +14,8 @@ constexpr std::string_view kMask = "***";
 constexpr std::string_view kSchemeEnd = "://";
 /// Where the part of a URL that names user and host ends. The bar separates the URLs of a `concat:` one.
 constexpr std::string_view kAuthorityEnd = "/?#|";
+/// Of SRT. It often has a user and a password in it, between separators of any kind.
+constexpr std::string_view kStreamId = "streamid";
 /// A shorter secret is masked in its URL only: elsewhere it would be part of every other word.
 constexpr std::size_t kShortestInText = 3;
 
@@ -32,8 +36,8 @@ bool isSecretName(std::string_view name) {
   std::string lower(name);
   std::ranges::transform(lower, lower.begin(), lowerCase);
   const auto isIn = [&lower](std::string_view word) { return lower.find(word) != std::string::npos; };
-  constexpr std::string_view kWords[] = {"pass", "pw",   "secret", "token",   "key",   "auth",
-                                         "sig",  "cred", "psk",    "headers", "cookie"};
+  constexpr std::string_view kWords[] = {"pass", "pw",   "psw", "secret",  "token",  "key",    "auth",
+                                         "sig",  "cred", "psk", "headers", "cookie", kStreamId};
   return std::ranges::any_of(kWords, isIn);
 }
 
@@ -78,8 +82,11 @@ void findPairs(std::string_view text, std::vector<Span>& found) {
       return isDigit(c) || (lowerCase(c) >= 'a' && lowerCase(c) <= 'z') || c == '_' || c == '-' || c == '.';
     };
     while (name > 0 && isNameCharacter(text[name - 1])) --name;
-    if (!isSecretName(text.substr(name, equals - name))) continue;
-    const std::size_t end = std::min(text.find_first_of("&;#|,'\" \t\n", equals + 1), text.size());
+    const std::string_view word = text.substr(name, equals - name);
+    if (!isSecretName(word)) continue;
+    const bool isStreamId = qvs::util::equalInAnyCase(word, kStreamId);
+    const std::size_t end =
+        std::min(text.find_first_of(isStreamId ? "&'\" \t\n" : "&;#|,'\" \t\n", equals + 1), text.size());
     if (end > equals + 1) found.push_back({equals + 1, end});
   }
 }

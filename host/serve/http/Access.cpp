@@ -15,8 +15,9 @@ bool isOnly(const HttpRequest& request, std::string_view part) {
   return request.path.size() == 1 && request.path.front() == part;
 }
 
+/// Methods that no address has need what a change needs.
 bool isChange(const HttpRequest& request) {
-  return request.method == "POST";
+  return request.method != "GET" && request.method != "HEAD";
 }
 
 /// A browser that fetches for a page would ask its user for a password if it saw Basic, over the page. One that shows
@@ -72,7 +73,10 @@ Access::Proof Access::proofOf(const HttpRequest& request) const {
 }
 
 std::optional<HttpResponse> Access::withToken(const HttpRequest& request) const {
-  if (isOnly(request, "login")) return isChange(request) ? logIn(request) : loginPage(200, false);
+  if (isOnly(request, "login")) {
+    if (!isChange(request)) return loginPage(200, false);
+    return request.method == "POST" ? logIn(request) : methodNotAllowed("GET, HEAD, POST");
+  }
   if (!isChange(request) && !options_.readToken) return std::nullopt;
   const Proof proof = proofOf(request);
   if (proof == Proof::kNone) {

@@ -103,6 +103,10 @@ std::optional<HttpError> Connection::refusal() const {
   }
   int lengths = 0;
   for (const auto& [name, value] : request_.headers) {
+    // "Host : a" is a Host to some proxies, and none to us (RFC 9112, 5.1).
+    if (name.find_first_of(" \t") != std::string::npos) {
+      return HttpError{.status = 400, .text = "a header has a space in its name"};
+    }
     // Who sends content in chunks, or two lengths, could have a proxy see another end of the request than we do.
     if (qvs::util::equalInAnyCase(name, "transfer-encoding")) {
       return HttpError{.status = 411, .text = "content needs a Content-Length"};

@@ -45,12 +45,6 @@ std::string loggedPath(const HttpRequest& request) {
   return text;
 }
 
-HttpResponse methodUnknown() {
-  HttpResponse response = errorResponse({.status = 405, .text = "only GET, HEAD, POST and OPTIONS"});
-  response.headers.emplace_back("Allow", "GET, HEAD, POST, OPTIONS");
-  return response;
-}
-
 }  // namespace
 
 HttpFront::HttpFront(AccessOptions access, HttpHandler handler, LogLine logLine)
@@ -83,7 +77,6 @@ HttpResponse HttpFront::answer(RawRequest raw) const {
 
 HttpResponse HttpFront::respond(const HttpRequest& request) const {
   if (request.method == "OPTIONS") return CrossOrigin::preflight();
-  if (request.method != "GET" && request.method != "HEAD" && request.method != "POST") return methodUnknown();
   if (auto intercepted = access_.intercept(request)) return std::move(*intercepted);
   return handler_(request);
 }

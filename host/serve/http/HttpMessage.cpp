@@ -14,4 +14,10 @@ HttpResponse errorResponse(const HttpError& error) {
   return response;
 }
 
+HttpResponse methodNotAllowed(const std::string& allowed) {
+  HttpResponse response = errorResponse({.status = 405, .text = "this address has other methods only: " + allowed});
+  response.headers.emplace_back("Allow", allowed + ", OPTIONS");
+  return response;
+}
+
 }  // namespace host::serve

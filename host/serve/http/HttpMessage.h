@@ -14,7 +14,7 @@ namespace host::serve {
 
 /// A request, after limits and access were checked. Any bytes may be in its texts.
 struct HttpRequest {
-  /// "GET", "HEAD" or "POST".
+  /// Any name; most are unknown to every handler. Never "OPTIONS", which HttpFront answers.
   std::string method;
   /// The path, split at its slashes and then percent-decoded, without the empty first part: `/v1/streams` is
   /// {"v1", "streams"}, and `/` is {""}.
@@ -61,6 +61,8 @@ struct HttpError {
 
 /// The answer to an error: {"error": text}.
 HttpResponse errorResponse(const HttpError& error);
+/// 405 for an address that has these methods, such as "GET, HEAD". OPTIONS is added: every address has it.
+HttpResponse methodNotAllowed(const std::string& allowed);
 /// A JSON document, with status 200.
 HttpResponse jsonResponse(const Json& document);
 

@@ -73,7 +73,8 @@ void CrossOrigin::addHeaders(const HttpRequest& request, HttpResponse& response)
   const auto isAllowed = [&](const std::string& allowed) { return allowed == "*" || allowed == *origin; };
   if (std::ranges::none_of(allowOrigins_, isAllowed)) return;
   headers.emplace_back("Access-Control-Allow-Origin", *origin);
-  headers.emplace_back("Access-Control-Expose-Headers", "Accept-Ranges, Content-Length, Content-Range, ETag, Date");
+  headers.emplace_back("Access-Control-Expose-Headers",
+                       "Accept-Ranges, Content-Disposition, Content-Length, Content-Range, Date, ETag, K2R-Time");
   if (request.method != "OPTIONS") return;
   headers.emplace_back("Access-Control-Allow-Methods", "GET, HEAD, POST");
   headers.emplace_back("Access-Control-Allow-Headers", "Authorization, If-None-Match, If-Range, Range");
@@ -81,9 +82,8 @@ void CrossOrigin::addHeaders(const HttpRequest& request, HttpResponse& response)
 }
 
 HttpResponse CrossOrigin::preflight() {
-  HttpResponse response{.status = 204};
-  response.headers.emplace_back("Allow", "GET, HEAD, POST, OPTIONS");
-  return response;
+  // Without Allow: only those who may use an address learn its methods.
+  return {.status = 204};
 }
 
 }  // namespace host::serve

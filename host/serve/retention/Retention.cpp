@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <exception>
@@ -112,7 +113,9 @@ std::map<std::string, RootLimits> limitsByRoot(const ServeConfig& config) {
   std::map<std::string, RootLimits> limits;
   limits[config.root].all = config.keep;
   for (const StreamConfig& stream : config.streams) limits[stream.root].streams[stream.name] = stream.keep;
-  for (auto& [root, ofRoot] : limits) ofRoot.keepFree = config.keepFree;
+  // With less than kLeastRoom no stream would begin another recording, and nothing would be removed any more.
+  const std::uint64_t keepFree = config.keepFree == 0 ? 0 : std::max(config.keepFree, kLeastRoom);
+  for (auto& [root, ofRoot] : limits) ofRoot.keepFree = keepFree;
   return limits;
 }
 

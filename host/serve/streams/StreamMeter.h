@@ -32,6 +32,8 @@ class StreamMeter final : public RecordObserver, public InputObserver {
   void interrupted();
   /// The counts of the next readAhead() begin at 0: the input was opened again.
   void opened() { beforeBegin_ = overLimit_ = {}; }
+  /// For WatchedInput.
+  StreamStatus& status() { return status_; }
   /// Takes the counts of what the input was read ahead.
   void readAhead(const Backlog& backlog);
 

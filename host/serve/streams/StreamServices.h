@@ -33,6 +33,8 @@ struct StreamServices {
   /// Pauses between attempts to open a source; each is twice as long as the one before.
   std::chrono::milliseconds firstPause = std::chrono::seconds(1);
   std::chrono::milliseconds longestPause = std::chrono::seconds(30);
+  /// A stream whose thread needs longer for what the source gave at once hangs in its disk.
+  std::chrono::milliseconds workLimit = std::chrono::seconds(30);
   /// Pause between attempts to make a recording's directory.
   std::chrono::milliseconds roomPause = std::chrono::seconds(1);
 };

@@ -19,14 +19,13 @@
 #include "host/input/openInput.h"
 #include "host/record/RecordSummary.h"
 #include "host/record/Recorder.h"
+#include "host/serve/streams/WatchedInput.h"
 
 namespace host::serve {
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-/// A recording is not begun with less room than this: on a full disk a directory can often still be made.
-constexpr std::uintmax_t kLeastRoom = std::uintmax_t{8} << 20;
 /// Times in a recording end at 2^32 ms; well before that it is rotated in any case.
 constexpr std::uint32_t kLongestRecordingMs = std::uint32_t{1} << 31;
 
@@ -85,7 +84,8 @@ StreamSession::StreamSession(const StreamConfig& config, const Settings& setting
       begins_(services.now) {}
 
 bool StreamSession::run() {
-  auto source = std::make_unique<Backlog>(openSource(config_.source, inputOptions(), log_, stop_));
+  auto source = std::make_unique<Backlog>(
+      std::make_unique<WatchedInput>(openSource(config_.source, inputOptions(), log_, stop_), meter_.status()));
   Backlog& backlog = *source;
   const bool hasOwnEnd = !backlog.isLive();
   meter_.opened();

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -17,7 +19,7 @@ enum class StreamState {
   /// The source is being opened, or waited for.
   kConnecting,
   kRecording,
-  /// The source gives media, and none can be stored: the disk is full, or the directory is gone.
+  /// The source gives media, and none can be stored: the disk is full, hangs, or the directory is gone.
   kBlocked,
   /// The stream cannot be recorded as it is configured; it is tried again.
   kFailed,
@@ -73,6 +75,13 @@ class StreamStatus {
     const std::scoped_lock lock(mutex_);
     return snapshot_.state;
   }
+  /// Whether the thread works on what the source gave, or waits for the source.
+  void setWorking(bool isWorking) { workingSince_ = isWorking ? Clock::now() : Clock::time_point(); }
+  /// How long it has worked on that; 0 while it waits.
+  std::chrono::nanoseconds workingFor() const {
+    const Clock::time_point since = workingSince_;
+    return since == Clock::time_point() ? std::chrono::nanoseconds(0) : Clock::now() - since;
+  }
   /// `change` gets the snapshot to change, under the lock; it must not block.
   template <typename Change>
   void update(const Change& change) {
@@ -81,8 +90,12 @@ class StreamStatus {
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   mutable std::mutex mutex_;
+  /// Guarded by `mutex_`.
   StreamSnapshot snapshot_;
+  std::atomic<Clock::time_point> workingSince_ = Clock::time_point();
 };
 
 }  // namespace host::serve

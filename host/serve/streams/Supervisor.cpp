@@ -1,5 +1,8 @@
 #include "host/serve/streams/Supervisor.h"
 
+#include <fmt/format.h>
+
+#include <chrono>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -71,7 +74,7 @@ std::vector<Supervisor::View> Supervisor::views() const {
   const std::scoped_lock lock(mutex_);
   std::vector<View> views;
   for (const auto& [name, stream] : streams_) {
-    if (stream.isConfigured) views.push_back({.config = stream.config, .snapshot = stream.status->get()});
+    if (stream.isConfigured) views.push_back(viewOf(stream));
   }
   return views;
 }
@@ -80,7 +83,22 @@ std::optional<Supervisor::View> Supervisor::find(const std::string& name) const 
   const std::scoped_lock lock(mutex_);
   const auto found = streams_.find(name);
   if (found == streams_.end() || !found->second.isConfigured) return std::nullopt;
-  return View{.config = found->second.config, .snapshot = found->second.status->get()};
+  return viewOf(found->second);
+}
+
+Supervisor::View Supervisor::viewOf(const Stream& stream) const {
+  View view{.config = stream.config, .snapshot = stream.status->get()};
+  const auto worked = stream.status->workingFor();
+  StreamSnapshot& now = view.snapshot;
+  const bool isGoingOn = now.state == StreamState::kRecording || now.state == StreamState::kConnecting;
+  if (!isGoingOn || worked < services_.workLimit) return view;
+  now.state = StreamState::kBlocked;
+  now.lastErrorAtMs = services_.now();
+  now.sinceMs = now.lastErrorAtMs - std::chrono::floor<std::chrono::milliseconds>(worked).count();
+  now.lastError = fmt::format("the stream has not responded for {} s: its disk hangs, or is far too slow",
+                              std::chrono::floor<std::chrono::seconds>(worked).count());
+  now.receivedBytesPerSecond = 0;
+  return view;
 }
 
 bool Supervisor::start(const std::string& name) {

@@ -66,6 +66,8 @@ class Supervisor {
     bool isEnding = false;
   };
 
+  /// The stream as others see it. Its thread cannot say that it hangs, so this does. Call it with the lock.
+  View viewOf(const Stream& stream) const;
   /// Gives the stream a recorder, which waits for the end of the one before. Call it with the lock.
   void begin(Stream& stream);
   static void end(Stream& stream);

@@ -27,6 +27,8 @@ TEST(MaskedSource, ShowsNoPassword) {
       {"srt://h:9?passphrase=abc&mode=caller", "srt://h:9?passphrase=***&mode=caller"},
       {"http://h/live.m3u8?Token=a/b+c==&x=1#k", "http://h/live.m3u8?Token=***&x=1#k"},
       {"rtsp://h/user=a&password=b&channel=1", "rtsp://h/user=a&password=***&channel=1"},
+      {"http://h/cgi?usr=a&psw=b", "http://h/cgi?usr=a&psw=***"},
+      {"srt://h:9?streamid=#!::u=a,r=b:c|d&mode=caller", "srt://h:9?streamid=***&mode=caller"},
       {"rtmp://h/app pubPasswd=b live=1", "rtmp://h/app pubPasswd=*** live=1"}};
   for (const auto& [source, masked] : rows) EXPECT_EQ(maskedSource(source), masked);
 }

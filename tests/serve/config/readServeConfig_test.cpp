@@ -122,7 +122,7 @@ TEST_F(ReadServeConfig, HasDefaults) {
   const ServeConfig config = read("[server]\nlisten = \"\"\n[[stream]]\nname = 'a'\nsource = 'b'\n");
   EXPECT_EQ(config.listenAddress, "");
   ASSERT_EQ(config.streams.size(), 1U);
-  EXPECT_EQ(config.streams[0], (StreamConfig{.name = "a", .source = "b", .root = "/var/lib/k2r"}));
+  EXPECT_EQ(config.streams[0], (StreamConfig{.name = "a", .source = directory_.file("b"), .root = "/var/lib/k2r"}));
 }
 
 TEST_F(ReadServeConfig, ReportsAllThatIsWrongAtOnce) {
@@ -186,7 +186,6 @@ TEST_F(ReadServeConfig, SaysWhatIsWrongWithAValue) {
       {"stream = 'x'", "1:10: stream: expected a table with the heading [[stream]] for each"},
       {stream + "root = '/var/lib/k2r/a'", "5:8: stream.a.root: '/var/lib/k2r/a' is inside '/var/lib/k2r'"},
       {stream + "input_options = { a = [] }", "5:23: stream.a.input_options.a: expected one value, not a list"},
-      {stream + "on_recording = [1]", "5:16: stream.a.on_recording: expected a list of texts"},
       {stream + "enabled = 1", "5:11: stream.a.enabled: expected true or false, not a whole number"},
       {"[recording]\nmax_gap = '0'", "2:11: recording.max_gap: expected a length of time above 0"},
       {"[recording]\nframe_rate = 25" + stream, "2:14: recording.frame_rate: frames_per_keyframe_interval has to be 1"},

@@ -159,6 +159,8 @@ TEST(Access, ReadingCanBeOpen) {
   EXPECT_EQ(server.get({{"Host", "example.org"}}), 200u);
   EXPECT_EQ(server.get({{"Authorization", "Bearer wrong"}}), 200u);
   EXPECT_EQ(server.post({}), 401u);
+  EXPECT_EQ(server.ask("DELETE", "/x", {}).status, 401u) << "no reading";
+  EXPECT_EQ(server.ask("PUT", "/login", {}, std::string("token=") + kToken).status, 405u);
   EXPECT_EQ(server.post({{"Authorization", kBasic}}), 200u);
   EXPECT_EQ(headerOf(server.ask("GET", "/x", {}), "Cache-Control"), HttpResponse::kForEver);
   const Server closed{.options = {.token = kToken}};
@@ -187,6 +189,7 @@ TEST(Access, OnlyListedPagesMayReadAcrossOrigins) {
   const auto preflight = open.ask("OPTIONS", "/x", {{"Origin", "https://b.org"}});
   EXPECT_EQ(preflight.status, 204u);
   EXPECT_THAT(headerOf(preflight, "Access-Control-Allow-Headers"), HasSubstr("Authorization"));
+  EXPECT_THAT(headerOf(preflight, "Access-Control-Expose-Headers"), HasSubstr("K2R-Time"));
   EXPECT_EQ(headerOf(preflight, "Access-Control-Allow-Credentials"), "");
 }
 

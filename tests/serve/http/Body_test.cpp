@@ -49,12 +49,6 @@ TEST_F(BodyTest, EverySliceHasTheBytesAskedFor) {
   }
 }
 
-TEST_F(BodyTest, IsReadAfterItsFileWasRemoved) {
-  const Body body = mixed();
-  std::filesystem::remove(directory.file("f"));
-  EXPECT_EQ(contentOf(body), "head345678tttt");
-}
-
 TEST_F(BodyTest, ReportsAFileThatBecameShorter) {
   const Body body = mixed();
   std::filesystem::resize_file(directory.file("f"), 5);

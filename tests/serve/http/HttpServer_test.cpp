@@ -95,7 +95,6 @@ TEST_F(ServerTest, AnswersOneRequestAfterTheOther) {
   const WireAnswer missing = client.get("/nothing");
   EXPECT_EQ(missing.status, 404);
   EXPECT_EQ(missing.body, "{\n  \"error\": \"no such thing\"\n}\n");
-  EXPECT_EQ(client.ask("DELETE", "/text").status, 405);
 }
 
 TEST_F(ServerTest, HeadHasTheHeadersOfGet) {
@@ -151,6 +150,7 @@ TEST_F(ServerTest, MalformedRequestsHarmNobody) {
   const std::tuple<const char*, std::string, int> rows[] = {
       {"no Host", "GET /text HTTP/1.1\r\n\r\n", 400},
       {"two Hosts", "GET /text HTTP/1.1\r\nHost: localhost\r\nHost: localhost\r\n\r\n", 400},
+      {"a space before the colon", "GET /text HTTP/1.1\r\nHost: localhost\r\nHost : a.org\r\n\r\n", 400},
       {"two lengths", "POST /echo HTTP/1.1\r\nHost: localhost\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab",
        400},
       {"chunks", "POST /echo HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n",

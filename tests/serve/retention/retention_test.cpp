@@ -180,7 +180,7 @@ TEST(LimitsByRoot, AreThoseOfTheStorageOnlyForItsRoot) {
   EXPECT_EQ(limits.at("/a").all.bytes, 5U);
   EXPECT_EQ(limits.at("/b").all.bytes, std::nullopt);
   EXPECT_EQ(limits.at("/b").streams.at("two").bytes, 3U);
-  EXPECT_EQ(limits.at("/b").keepFree, 7U);
+  EXPECT_EQ(limits.at("/b").keepFree, kLeastRoom);
 }
 
 }  // namespace

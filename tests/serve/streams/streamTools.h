@@ -91,7 +91,10 @@ class EventList final : public host::serve::RecordingEvents {
 
  public:
   void began(const Place& recording) override { add("began ", recording); }
-  void grew(const Place& recording) override { add("grew ", recording); }
+  void grew(const Place& recording) override {
+    add("grew ", recording);
+    for (int i = 0; hangs && i < 2000; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
   void finished(const Place& recording, bool isEmpty) override { add(isEmpty ? "emptied " : "finished ", recording); }
   void interrupted(const Place& recording) override { add("interrupted ", recording); }
   /// Waits until there are so many of an event.
@@ -100,6 +103,8 @@ class EventList final : public host::serve::RecordingEvents {
     const bool came = changed_.wait_for(lock, std::chrono::seconds(20), [&] { return countOf(event) >= count; });
     if (!came) throw std::runtime_error("no " + event);
   }
+  /// A recorder that reports a fragment does not come back while this is set, as in a disk that hangs.
+  std::atomic<bool> hangs = false;
   std::size_t count(const std::string& event) const {
     const std::scoped_lock lock(mutex_);
     return countOf(event);

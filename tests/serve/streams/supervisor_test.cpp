@@ -215,6 +215,27 @@ TEST_F(Streams, KeepsTheNewestWhileThereIsNoPlaceAndGoesOnByItself) {
             status.stored.frames + status.lostFrames[static_cast<std::size_t>(LossReason::kQueue)]);
 }
 
+TEST_F(Streams, AThreadThatHangsIsBlockedAndOneThatWaitsForItsSourceIsNot) {
+  auto impatient = services();
+  impatient.workLimit = std::chrono::milliseconds(300);
+  supervisor_ = std::make_unique<Supervisor>(impatient);
+  FlvServer source;
+  recordWith(source, [](auto&) {});
+  source.send(begin(6000));
+  events_.await("grew cam1", 1);
+  std::this_thread::sleep_for(2 * impatient.workLimit);
+  EXPECT_EQ(supervisor_->find("cam1")->snapshot.state, StreamState::kRecording);
+  events_.hangs = true;
+  source.send(more(6000, 12000));
+  const auto blocked = await("cam1", [](const auto& now) { return now.state == StreamState::kBlocked; });
+  EXPECT_NE(blocked.lastError.find("has not responded for 0 s"), std::string::npos) << blocked.lastError;
+  EXPECT_LE(blocked.sinceMs, kStartMs - impatient.workLimit.count());
+  EXPECT_EQ(supervisor_->views().at(0).snapshot.state, StreamState::kBlocked);
+  events_.hangs = false;
+  EXPECT_EQ(await("cam1", [](const auto& now) { return now.state == StreamState::kRecording; }).lastError, "");
+  endWith(source);
+}
+
 TEST_F(Streams, ARecordingThatTakesNoMoreIsFollowedByAnother) {
   std::signal(SIGXFSZ, SIG_IGN);
   rlimit old{};
