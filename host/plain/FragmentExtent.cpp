@@ -15,10 +15,12 @@ std::uint64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale) {
   return time / scale * kMillisecondsASecond + time % scale * kMillisecondsASecond / scale;
 }
 
-bool FragmentExtent::isGapBefore(std::uint64_t nextStartMs) const {
-  if (nextStartMs <= startMs) return true;
-  // The duration of a single first sample is unknown, so it lasts until the next one.
-  return lastSampleMs != 0 && nextStartMs > endMs + std::max(kSmallestGapMs, lastSampleMs);
+bool FragmentExtent::isGapBefore(const FragmentExtent& next) const {
+  if (next.startMs <= startMs) return true;
+  // The duration of a single first sample is unknown. Those of the next samples tell a stream of few pictures from one
+  // in which all pictures after its first key frame are missing.
+  const std::uint64_t usualMs = lastSampleMs != 0 ? lastSampleMs : next.firstSampleMs;
+  return usualMs != 0 && next.startMs > shownUntilMs() + std::max(kSmallestGapMs, usualMs);
 }
 
 std::optional<FragmentExtent> extentOf(const Fragment& fragment, const Movie& movie) {
@@ -39,6 +41,7 @@ std::optional<FragmentExtent> extentOf(const Fragment& fragment, const Movie& mo
     extent->startMs = std::min(extent->startMs, start);
     // A damaged time may wrap; nothing ends before it begins.
     extent->endMs = std::max({extent->endMs, end, start});
+    extent->firstSampleMs = std::max(extent->firstSampleMs, inMilliseconds(part.samples.front().duration, scale));
     extent->lastSampleMs = std::max(extent->lastSampleMs, inMilliseconds(last.duration, scale));
   }
   return extent;

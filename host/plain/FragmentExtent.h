@@ -33,15 +33,19 @@ struct FragmentExtent {
   std::uint64_t startMs = 0;
   /// Not before `startMs`.
   std::uint64_t endMs = 0;
-  /// Duration of the last samples; of several tracks the longest.
+  /// Durations of the first and of the last samples; of several tracks the longest.
+  std::uint64_t firstSampleMs = 0;
   std::uint64_t lastSampleMs = 0;
   /// Those with samples, of video and audio, in the order of the file.
   std::vector<TimedTrack> tracks = {};
 
-  /// Whether time is missing between this fragment and the next one, which begins at `nextStartMs`. None is if a
-  /// picture is missing while sound continues, nor if the stream has few pictures and the next one is not away for
-  /// longer than the last one was shown. Times that do not rise come from a clock that was set back: a gap as well.
-  bool isGapBefore(std::uint64_t nextStartMs) const;
+  /// The end of what the fragment shows before a gap and at the end of a recording, after `startMs`: a single sample of
+  /// unknown duration is shown for kUnknownDurationMs.
+  std::uint64_t shownUntilMs() const { return endMs != startMs ? endMs : startMs + kUnknownDurationMs; }
+  /// Whether time is missing between this fragment and the next one. None is if a picture is missing while sound
+  /// continues, nor if the stream has few pictures and the next one is not away for longer than the last one was shown.
+  /// Times that do not rise come from a clock that was set back: a gap as well.
+  bool isGapBefore(const FragmentExtent& next) const;
 };
 
 /// Nothing if the fragment has no samples of video or audio.

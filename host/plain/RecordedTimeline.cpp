@@ -76,7 +76,7 @@ class TimelineReader {
   void addFragment(std::uint32_t segment, std::uint32_t number, const Fragment& fragment, SegmentReader& reader) {
     const Movie& movie = reader.movie();
     if (visitor_ != nullptr) visitor_->fragment(movie, fragment);
-    const auto extent = extentOf(fragment, movie);
+    const auto extent = host::extentOf(fragment, movie);
     // Its time belongs to the fragment before it, which lasts until the next one.
     if (!extent) return;
     // Only now, so that the time line has no segment without fragments, and each segment whose end is damaged.
@@ -90,16 +90,14 @@ class TimelineReader {
                         .ownMs = extent->endMs - extent->startMs,
                         .lastSampleMs = extent->lastSampleMs,
                         .tracks = extent->tracks};
-    if (!timeline_.fragments.empty()) endBefore(timed);
+    if (!timeline_.fragments.empty()) endBefore(timed, *extent);
     timeline_.fragments.push_back(std::move(timed));
   }
 
   /// Ends the last fragment, which `next` follows. It lasts until `next` begins, unless there is a gap.
-  void endBefore(TimedFragment& next) {
+  void endBefore(TimedFragment& next, const FragmentExtent& nextExtent) {
     TimedFragment& before = timeline_.fragments.back();
-    const FragmentExtent extent{
-        .startMs = before.startMs, .endMs = before.ownEndMs(), .lastSampleMs = before.lastSampleMs, .tracks = {}};
-    next.followsGap = extent.isGapBefore(next.startMs);
+    next.followsGap = extentOf(before).isGapBefore(nextExtent);
     if (next.followsGap) {
       finishLast();
       const std::uint64_t endMs = before.startMs + before.durationMs;
@@ -113,7 +111,12 @@ class TimelineReader {
   void finishLast() {
     if (timeline_.fragments.empty()) return;
     TimedFragment& last = timeline_.fragments.back();
-    last.durationMs = last.ownMs != 0 ? last.ownMs : kUnknownDurationMs;
+    last.durationMs = extentOf(last).shownUntilMs() - last.startMs;
+  }
+
+  /// Its end; that is enough for the questions of this class.
+  static FragmentExtent extentOf(const TimedFragment& fragment) {
+    return {.startMs = fragment.startMs, .endMs = fragment.ownEndMs(), .lastSampleMs = fragment.lastSampleMs};
   }
 
   const RecordingDirectory& directory_;

@@ -131,9 +131,11 @@ void RecordSession::beginAfterBreak(const InputMessage& message) {
 }
 
 void RecordSession::recordMadeUp(const InputMessage& message) {
+  context_.beginAttempt();
   const bool recorded = recording_.record(message);
-  follower_.take(message, recorded);
-  if (!recorded) writeFailure_ = context_.lastError();
+  const FragmentModel::Step step = follower_.take(message, recorded);
+  // As in recordMessage(): it may close a fragment.
+  if (!recorded || step.action != FragmentAction::None) writeFailure_ = context_.attemptError();
 }
 
 bool RecordSession::isDecodable(const InputMessage& message) {

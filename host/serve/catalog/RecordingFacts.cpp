@@ -130,8 +130,8 @@ class TimesReader {
 
   void addGap(const std::optional<FragmentExtent>& before, const std::optional<FragmentExtent>& next,
               const FragmentExtent& first) {
-    if (!before || !next || !before->isGapBefore(next->startMs)) return;
-    const TimeSpan gap{.beginMs = at(before->endMs, first.startMs), .endMs = at(next->startMs, first.startMs)};
+    if (!before || !next || !before->isGapBefore(*next)) return;
+    const TimeSpan gap{.beginMs = at(before->shownUntilMs(), first.startMs), .endMs = at(next->startMs, first.startMs)};
     if (gap.beginMs < gap.endMs) facts_.gaps.push_back(gap);
   }
 

@@ -1,5 +1,6 @@
 #include "host/serve/streams/StreamMeter.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace host::serve {
@@ -56,11 +57,32 @@ void StreamMeter::began(const std::string& recording) {
 }
 
 void StreamMeter::finished(bool isEmpty) {
+  const Tally rest = unsettled();
+  status_.update([&](StreamSnapshot& status) {
+    status.stored.frames += rest.messages;
+    status.stored.bytes += rest.bytes;
+  });
   services_.events.finished(leaveRecording(), isEmpty);
 }
 
-void StreamMeter::interrupted() {
+StreamMeter::Missing StreamMeter::interrupted() {
+  Missing missing{.messages = unsettled()};
+  if (missing.messages.messages > 0) missing.ms = last_.keptMs - std::min(last_.keptMs, last_.storedMs);
+  status_.update([&](StreamSnapshot& status) {
+    constexpr auto kTail = static_cast<std::size_t>(LossReason::kTail);
+    status.lostFrames[kTail] += missing.messages.messages;
+    status.lostSeconds[kTail] += missing.ms / kMsPerSecond;
+  });
   services_.events.interrupted(leaveRecording());
+  return missing;
+}
+
+Tally StreamMeter::unsettled() const {
+  Tally settled = last_.stored;
+  for (const Tally& lost : last_.lost) settled += lost;
+  // A message may be counted as lost twice, such as one of an unknown codec that waits at the end.
+  return {.messages = last_.received.messages - std::min(last_.received.messages, settled.messages),
+          .bytes = last_.received.bytes - std::min(last_.received.bytes, settled.bytes)};
 }
 
 RecordingPlace StreamMeter::leaveRecording() {
@@ -99,8 +121,12 @@ void StreamMeter::recorded(const State& state) {
   const bool hasGrown = !isFailing_ && state.fragments > last_.fragments;
   const std::uint64_t missing = account.lost.messages + state.waiting.messages;
   Tally stored = last_.stored;
+  const std::uint32_t keptMs = account.spanMs - std::min(account.spanMs, account.lostMs);
+  // Not with each fragment that the module has written: no index or bootstrap may name it, and nobody may ever find it
+  // if the directory is gone. The next one that succeeds names those before it.
   // At the end what still waits is counted as lost, too: the sum is then no longer meaningful.
-  if (account.received.messages >= last_.stored.messages + missing) {
+  if (hasGrown && account.received.messages >= last_.stored.messages + missing) {
+    last_.storedMs = keptMs;
     stored = account.received;
     stored -= account.lost;
     stored -= state.waiting;
@@ -119,6 +145,7 @@ void StreamMeter::recorded(const State& state) {
   });
   last_.lost = account.lostBy;
   last_.lostMs = account.lostMsBy;
+  last_.keptMs = keptMs;
   last_.gaps = account.gaps;
   last_.fragments = state.fragments;
   if (isFailing_ && status_.state() != StreamState::kBlocked) fail(state.failure);

@@ -17,6 +17,12 @@ namespace host::serve {
 /// Keeps the status of a stream, and reports what happens to its recordings. Belongs to the stream's thread.
 class StreamMeter final : public RecordObserver, public InputObserver {
  public:
+  /// Messages that are not on disk, and the media time that they cover.
+  struct Missing {
+    Tally messages;
+    std::uint32_t ms = 0;
+  };
+
   /// The references outlive it. `filter` removes passwords from error texts; null for none.
   StreamMeter(const StreamConfig& config, StreamStatus& status, const StreamServices& services, Log::Filter filter);
 
@@ -28,8 +34,9 @@ class StreamMeter final : public RecordObserver, public InputObserver {
   void began(const std::string& recording);
   /// The recording is unlocked, or removed if it is empty.
   void finished(bool isEmpty);
-  /// The recording is unlocked, and its files could not be completed.
-  void interrupted();
+  /// The recording is unlocked, and its files could not be completed. What came after the last fragment that is known
+  /// to be on disk is lost: returns that part of it which was not counted as lost before, and counts it.
+  Missing interrupted();
   /// The counts of the next readAhead() begin at 0: the input was opened again.
   void opened() { beforeBegin_ = overLimit_ = {}; }
   /// For WatchedInput.
@@ -59,10 +66,15 @@ class StreamMeter final : public RecordObserver, public InputObserver {
     Tally stored;
     std::array<Tally, kLossReasons> lost;
     std::array<std::uint64_t, kLossReasons> lostMs{};
+    /// Media time that is not counted as lost, and how much of it was there when a fragment was stored last.
+    std::uint32_t keptMs = 0;
+    std::uint32_t storedMs = 0;
     std::uint64_t gaps = 0;
     std::uint64_t fragments = 0;
   };
 
+  /// What was received of the recording, and is counted neither as stored nor as lost.
+  Tally unsettled() const;
   /// There is no recording in progress any more. Returns the one that was.
   RecordingPlace leaveRecording();
   void addDropped(StreamSnapshot& status, LossReason reason, const Backlog::Dropped& now, Backlog::Dropped& before);

@@ -246,9 +246,15 @@ void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
     isEmpty = removeIfEmpty(place, meter_.fragments(), config_.durability);
   }
   const bool isComplete = isEmpty || (!failure && summary.errors == 0) || isStopped(place);
-  isComplete ? meter_.finished(isEmpty) : meter_.interrupted();
+  RecordAccount& account = summary.account;
+  if (isComplete) {
+    meter_.finished(isEmpty);
+  } else {
+    const StreamMeter::Missing missing = meter_.interrupted();
+    account.lose(LossReason::kTail, missing.messages, "its last fragments could not be completed");
+    account.loseTime(LossReason::kTail, missing.ms);
+  }
   if (failure) std::rethrow_exception(failure);
-  const RecordAccount& account = summary.account;
   if (account.lost.messages > 0) {
     log_.warning(fmt::format("recording {}: {} of {} messages are lost, {:.3f} s: {}", place.stem(),
                              account.lost.messages, account.received.messages, account.lostMs / 1000.0,

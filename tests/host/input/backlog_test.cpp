@@ -33,9 +33,10 @@ TEST(Backlog, DropsTheOldestUpToAKeyFrameAndKeepsTheHeaders) {
   const auto messages = test::av(1000).until(10000);
   Backlog backlog(std::make_unique<test::ListInput>(messages));
   backlog.awaitBegin();
-  while (backlog.hold(30000)) EXPECT_LE(backlog.bytes(), 30000U);
+  while (backlog.hold(3000)) EXPECT_LE(backlog.bytes(), 3000U);
   const auto kept = test::readAll(backlog);
   EXPECT_EQ(std::vector(kept.begin(), kept.begin() + 3), std::vector(messages.begin(), messages.begin() + 3));
+  ASSERT_LT(kept.size(), messages.size());
   EXPECT_EQ(kept[3].data[0], std::byte{0x17});
   EXPECT_TRUE(std::equal(kept.begin() + 3, kept.end(), messages.end() - (std::ssize(kept) - 3)));
   EXPECT_EQ(backlog.overLimit().messages.messages, messages.size() - kept.size());
@@ -57,9 +58,10 @@ TEST(Backlog, DropsWhatWasTakenBackFromARecordingFirst) {
   input.beginRecording();
   backlog.putBack(input.takeBack());
   EXPECT_EQ(backlog.beginMs(), beginMs);
-  while (backlog.hold(30000)) continue;
+  while (backlog.hold(3000)) continue;
   const auto keptMs = backlog.beginMs();
   ASSERT_TRUE(keptMs);
+  EXPECT_GT(*keptMs, beginMs);
   EXPECT_EQ(backlog.overLimit().ms, *keptMs - beginMs);
   input.splitWhen({});
   const auto kept = test::readAll(input);
@@ -95,10 +97,10 @@ TEST(Backlog, ForgetsWhatItDroppedBefore) {
   backlog.awaitBegin();
   // Too little for anything: all is dropped.
   for (int i = 0; i < 3; ++i) backlog.hold(1);
-  for (int i = 0; i < 200; ++i) backlog.next();
+  for (int i = 0; i < 30; ++i) ASSERT_TRUE(backlog.next());
   const auto before = backlog.overLimit().ms;
-  while (backlog.hold(30000)) continue;
-  EXPECT_LT(backlog.overLimit().ms - before, 20000 - messages[200].time) << "what was recorded is not lost";
+  while (backlog.hold(3000)) continue;
+  EXPECT_LT(backlog.overLimit().ms - before, 20000 - messages[30].time) << "what was recorded is not lost";
 }
 
 }  // namespace
