@@ -60,27 +60,27 @@ TagStream::TagStream(std::unique_ptr<FileInput> file) : file_(std::move(file)) {
   });
 }
 
-std::optional<mtg::Tag> TagStream::nextTag() {
-  try {
-    return tags_->next();
-  } catch (const mtg::Exception&) {
-    // The library knows the size of a regular file, so an end before that is a failure to it.
-    if (file_->isStopped()) return std::nullopt;
-    throw;
-  }
-}
-
 std::optional<InputMessage> TagStream::next() {
   return reading(*file_, [this]() -> std::optional<InputMessage> {
-    const auto tag = nextTag();
-    if (!tag) return std::nullopt;
-    // Not copied: the view is valid until the next tag is looked for, as long as a message has to be
-    // (docs/decisions.md, "A message of a tag stream is a view of what was read ahead").
-    const auto bytes = tag->viewHeaderAndData();
-    return InputMessage{.type = qvs::util::tagRawType(bytes.data()),
-                        .timeMs = qvs::util::tagTimestamp(bytes.data()),
-                        .data = bytes.subspan(qvs::util::kTagHeaderSize)};
+    try {
+      return readMessage();
+    } catch (const mtg::Exception&) {
+      // The library knows the size of a regular file, so an end before that is a failure to it.
+      if (file_->isStopped()) return std::nullopt;
+      throw;
+    }
   });
+}
+
+std::optional<InputMessage> TagStream::readMessage() {
+  const auto tag = tags_->next();
+  if (!tag) return std::nullopt;
+  // Not copied: the view is valid until the next tag is looked for, as long as a message has to be
+  // (docs/decisions.md, "A message of a tag stream is a view of what was read ahead").
+  const auto bytes = tag->viewHeaderAndData();
+  return InputMessage{.type = qvs::util::tagRawType(bytes.data()),
+                      .timeMs = qvs::util::tagTimestamp(bytes.data()),
+                      .data = bytes.subspan(qvs::util::kTagHeaderSize)};
 }
 
 }  // namespace host

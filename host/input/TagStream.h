@@ -24,8 +24,8 @@ class TagStream : public Input {
   std::optional<InputMessage> next() override;
 
  private:
-  /// Nothing at the end, and after a request to stop.
-  std::optional<mtg::Tag> nextTag();
+  /// Throws mtg::Exception.
+  std::optional<InputMessage> readMessage();
 
   /// In the order of destruction: the library's objects go before the stream that they use.
   std::unique_ptr<FileInput> file_;
