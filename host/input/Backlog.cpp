@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <ranges>
 #include <utility>
 
 namespace host {
@@ -26,7 +25,7 @@ std::optional<std::size_t> headerIndex(const MessageKind& kind) {
 bool Backlog::read() {
   const auto message = input_.read();
   if (!message) return false;
-  queue_.push_back({.message = OwnedMessage(*message), .newClocks = input_->newClocks()});
+  queue_.push_back({.message = OwnedMessage(*message), .newClocks = source().newClocks()});
   bytes_ += message->data.size() + kOverhead;
   sawVideo_ = sawVideo_ || MessageKind(*message).isVideo();
   return true;
@@ -34,7 +33,7 @@ bool Backlog::read() {
 
 bool Backlog::canBegin(const Held& held) const {
   const MessageKind kind(held.message.view());
-  return input_->hasVideo().value_or(sawVideo_) ? kind.isKeyFrame() : !headerIndex(kind);
+  return source().hasVideo().value_or(sawVideo_) ? kind.isKeyFrame() : !headerIndex(kind);
 }
 
 std::optional<std::uint32_t> Backlog::awaitBegin() {
@@ -42,7 +41,7 @@ std::optional<std::uint32_t> Backlog::awaitBegin() {
     return std::ranges::find_if(queue_, [this](const Held& held) { return canBegin(held); });
   };
   while (read()) {
-    const bool isKnown = input_->hasVideo().has_value() || sawVideo_;
+    const bool isKnown = source().hasVideo().has_value() || sawVideo_;
     const auto begin = first();
     if (begin == queue_.end()) {
       // Nothing in it can be decoded.
@@ -78,9 +77,9 @@ bool Backlog::hold(std::uint64_t limit) {
 }
 
 void Backlog::putBack(std::vector<OwnedMessage> messages) {
-  for (OwnedMessage& message : messages | std::views::reverse) {
-    bytes_ += message.data.size() + kOverhead;
-    queue_.push_front({.message = std::move(message), .newClocks = newClocks_});
+  for (auto message = messages.rbegin(); message != messages.rend(); ++message) {
+    bytes_ += message->data.size() + kOverhead;
+    queue_.push_front({.message = std::move(*message), .newClocks = newClocks_});
   }
 }
 
@@ -126,7 +125,7 @@ std::optional<InputMessage> Backlog::next() {
   droppedUpToMs_.reset();
   if (queue_.empty()) {
     auto message = input_.read();
-    newClocks_ = input_->newClocks();
+    newClocks_ = source().newClocks();
     throwFailure();
     return message;
   }

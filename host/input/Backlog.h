@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/input/EndingInput.h"
+#include "host/input/InputFilter.h"
 #include "host/input/messageKind.h"
 #include "host/record/Tally.h"
 
@@ -15,7 +16,7 @@ namespace host {
 
 /// An input whose messages may be read before they are recorded: up to the frame with which a recording can begin, and
 /// while there is no place for a recording. Belongs to one thread.
-class Backlog : public Input {
+class Backlog : public InputFilter {
  public:
   /// Messages that were left out, without metadata and sequence headers, and the media time that they cover.
   struct Dropped {
@@ -24,7 +25,7 @@ class Backlog : public Input {
   };
 
   /// `input` is not null.
-  explicit Backlog(std::unique_ptr<Input> input) : input_(std::move(input)) {}
+  explicit Backlog(std::unique_ptr<Input> input) : InputFilter(std::move(input)) {}
 
   /// Reads up to the first key frame, without video up to the first audio frame, without both up to the first message,
   /// and leaves out all frames before it. Returns its time in ms, or nothing if the input ends before. An input that
@@ -48,12 +49,6 @@ class Backlog : public Input {
   const Dropped& beforeBegin() const { return beforeBegin_; }
   const Dropped& overLimit() const { return overLimit_; }
 
-  void continueAt(std::uint32_t timeMs) override { input_->continueAt(timeMs); }
-  bool isVerbatim() const override { return input_->isVerbatim(); }
-  std::optional<std::uint32_t> keptStart() override { return input_->keptStart(); }
-  std::vector<std::byte> metadata() const override { return input_->metadata(); }
-  std::optional<bool> hasVideo() const override { return input_->hasVideo(); }
-  bool isLive() const override { return input_->isLive(); }
   std::uint32_t newClocks() const override { return newClocks_; }
   std::optional<InputMessage> next() override;
 
@@ -71,7 +66,7 @@ class Backlog : public Input {
   /// Whether what follows can be decoded if the recording begins with the message.
   bool canBegin(const Held& held) const;
 
-  EndingInput input_;
+  EndingInput input_{source()};
   std::deque<Held> queue_;
   std::uint64_t bytes_ = 0;
   /// Whether a message of video has come.

@@ -81,7 +81,7 @@ std::optional<std::string> CodecChanges::reasonToSplit(const InputMessage& messa
   }
   if (!wish_ || !hasBegun_ || !canBegin(kind)) return std::nullopt;
   return wish_({.recordedMs = message.timeMs - firstFrameMs_.value_or(message.timeMs),
-                .isNewClock = input_->newClocks() != clocksAtBegin_});
+                .isNewClock = source().newClocks() != clocksAtBegin_});
 }
 
 bool CodecChanges::canBegin(const MessageKind& kind) const {
@@ -211,7 +211,7 @@ void CodecChanges::split(const std::optional<InputMessage>& message, std::string
   // All that is sent before the frames gets the time of the first of them, so that times do not fall.
   const std::uint32_t timeMs = held_.empty() ? message->timeMs : held_.front().timeMs;
   // An input that makes metadata knows the new codecs; otherwise the stream's last one is sent again.
-  auto metadata = input_->metadata();
+  auto metadata = source().metadata();
   if (metadata.empty()) {
     if (!metadata_.data.empty()) ahead_.emplace_back(metadata_.type, timeMs, metadata_.data);
   } else {
@@ -240,7 +240,7 @@ void CodecChanges::beginRecording() {
   isContinued_ = true;
   firstFrameMs_.reset();
   hasBegun_ = false;
-  clocksAtBegin_ = input_->newClocks();
+  clocksAtBegin_ = source().newClocks();
   auto videoHeader = std::move(video_.header);
   auto audioHeader = std::move(audio_.header);
   // The stream's last headers stay: it may return to their codec without repeating them.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/input/EndingInput.h"
+#include "host/input/InputFilter.h"
 #include "host/input/avcConfig.h"
 #include "host/input/messageKind.h"
 
@@ -33,7 +34,7 @@ struct CodecHeaders {
 ///
 /// If the audio changes while there is video, the recording ends at the next key frame, so that the next one begins
 /// with a picture that can be decoded. The audio from the change on waits for it, within limits.
-class CodecChanges : public Input {
+class CodecChanges : public InputFilter {
  public:
   /// A frame with which a recording can begin: a key frame, without video an audio frame, without both any message.
   struct SplitPoint {
@@ -46,11 +47,8 @@ class CodecChanges : public Input {
   using SplitWish = std::function<std::optional<std::string>(const SplitPoint&)>;
 
   /// `input` is not null. With `keepTimes` the next recording keeps the times of the input; else its times begin at 0.
-  CodecChanges(std::unique_ptr<Input> input, bool keepTimes) : input_(std::move(input)), keepTimes_(keepTimes) {}
+  CodecChanges(std::unique_ptr<Input> input, bool keepTimes) : InputFilter(std::move(input)), keepTimes_(keepTimes) {}
 
-  void continueAt(std::uint32_t timeMs) override { input_->continueAt(timeMs); }
-  bool isVerbatim() const override { return input_->isVerbatim(); }
-  std::optional<std::uint32_t> keptStart() override { return input_->keptStart(); }
   std::optional<InputMessage> next() override;
 
   /// Sets the codecs of the recording that an append continues. Call it before the first next().
@@ -121,7 +119,7 @@ class CodecChanges : public Input {
   /// The sequence header for a recording that begins now.
   std::vector<std::byte> currentVideoHeader() const;
 
-  EndingInput input_;
+  EndingInput input_{source()};
   bool keepTimes_;
   std::optional<std::string> change_;
   Video video_;

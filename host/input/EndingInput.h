@@ -1,7 +1,6 @@
 #pragma once
 
 #include <exception>
-#include <memory>
 #include <optional>
 #include <utility>
 
@@ -13,14 +12,14 @@ namespace host {
 /// Belongs to one thread.
 class EndingInput {
  public:
-  /// `input` is not null.
-  explicit EndingInput(std::unique_ptr<Input> input) : input_(std::move(input)) {}
+  /// `input` outlives it.
+  explicit EndingInput(Input& input) : input_(input) {}
 
   /// Returns the next message, or nothing at the end and after a failure. Does not call the input again then.
   std::optional<InputMessage> read() {
     if (hasEnded_) return std::nullopt;
     try {
-      auto message = input_->next();
+      auto message = input_.next();
       hasEnded_ = !message;
       return message;
     } catch (...) {
@@ -33,11 +32,9 @@ class EndingInput {
   void throwFailure() {
     if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
   }
-  /// For all other operations.
-  Input* operator->() const { return input_.get(); }
 
  private:
-  std::unique_ptr<Input> input_;
+  Input& input_;
   bool hasEnded_ = false;
   std::exception_ptr failure_;
 };

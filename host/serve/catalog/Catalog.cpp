@@ -1,7 +1,6 @@
 #include "host/serve/catalog/Catalog.h"
 
 #include <algorithm>
-#include <ranges>
 
 #include "host/serve/catalog/RootScan.h"
 #include "host/serve/catalog/StreamRecordings.h"
@@ -73,7 +72,7 @@ void Catalog::forget(const std::string& folder) {
 
 bool Catalog::isReady() const {
   const std::scoped_lock lock(mutex_);
-  return std::ranges::all_of(scans_ | std::views::values, [](const auto& scan) { return scan->isDone(); });
+  return std::ranges::all_of(scans_, [](const auto& scan) { return scan.second->isDone(); });
 }
 
 std::vector<std::string> Catalog::streams() const {

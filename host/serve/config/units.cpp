@@ -19,7 +19,7 @@ struct Unit {
 };
 
 constexpr std::uint64_t kSecond = 1000;
-constexpr std::uint64_t kDay = 24 * 3600 * kSecond;
+constexpr std::uint64_t kDay = 24 * (3600 * kSecond);
 constexpr std::uint64_t kLongest = 36525 * kDay;
 constexpr Unit kTimeUnits[] = {{"ms", 1}, {"s", kSecond}, {"m", 60 * kSecond}, {"h", 3600 * kSecond}, {"d", kDay}};
 

@@ -98,6 +98,7 @@ HookProcess::HookProcess(const std::vector<std::string>& words, TakeLine takeLin
 
 void HookProcess::spawn(const std::vector<std::string>& words, int output) {
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   const SpawnPlan plan(output);

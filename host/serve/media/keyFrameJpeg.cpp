@@ -114,7 +114,7 @@ void convertPlane(const AVFrame& from, AVFrame& to, int plane, int width, int he
   for (int y = 0; y < height; ++y) {
     const std::uint8_t* const in = from.data[plane] + std::ptrdiff_t{from.linesize[plane]} * y;
     std::uint8_t* const out = to.data[plane] + std::ptrdiff_t{to.linesize[plane]} * y;
-    for (int x = 0; x < width; ++x) {
+    for (std::ptrdiff_t x = 0; x < width; ++x) {
       // Little-endian, as jpegFormat() has checked. A damaged value may have more bits than its format.
       const std::size_t value = isWide ? static_cast<std::size_t>(in[2 * x] | in[2 * x + 1] << 8) : in[x];
       out[x] = table[std::min(value, table.size() - 1)];

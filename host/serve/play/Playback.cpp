@@ -216,26 +216,26 @@ HttpResponse Playback::header(const std::string& stream, const std::string& name
 }
 
 HttpResponse Playback::fragment(const std::string& stream, const std::string& recording, const std::string& address) {
-  const HttpError missing{.status = 404, .text = "there is no such fragment"};
+  const auto missing = [] { return HttpError{.status = 404, .text = "there is no such fragment"}; };
   folderOf(stream);
   const auto info = source_.find(stream, recording);
   const auto parsed = parseFragmentAddress(address);
-  if (!info || !parsed) throw missing;
+  if (!info || !parsed) throw missing();
   const RecordingPointer opened = open(stream, *info);
   const auto index = opened ? opened->find(parsed->number) : std::nullopt;
-  if (!index) throw missing;
+  if (!index) throw missing();
   const PlayedFragment fragment{opened, *index};
   // Without durations the address means one with a successor in its recording, which the newest does not have yet.
   const bool isComplete = parsed->lastDurations.empty()
                               ? !fragment.isLast()
                               : parsed->lastDurations.size() == fragment.timed().tracks.size();
-  if (!isComplete) throw missing;
+  if (!isComplete) throw missing();
   const std::string path = opened->directory.pathOf(opened->directory.segmentName(fragment.timed().segment));
   try {
     return lastingResponse(recording + "/" + address, *wholeFragment(fragment, *parsed, path));
   } catch (const std::system_error& error) {
     // Removed meanwhile.
-    if (error.code() == std::errc::no_such_file_or_directory) throw missing;
+    if (error.code() == std::errc::no_such_file_or_directory) throw missing();
     log_.warning(fmt::format("'{}': {}", path, error.what()));
   } catch (const CommandError& error) {
     log_.warning(error.what());

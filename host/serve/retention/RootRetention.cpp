@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ranges>
 
 #include "host/serve/catalog/Surroundings.h"
 #include "host/serve/catalog/removal.h"
@@ -30,7 +29,7 @@ const KeepLimits& limitsOf(const RootLimits& limits, const std::string& stream, 
 
 bool RootLimits::isAny() const {
   return isLimited(all) || keepFree != 0 ||
-         std::ranges::any_of(streams | std::views::values, [](const auto& limits) { return isLimited(limits); });
+         std::ranges::any_of(streams, [](const auto& stream) { return isLimited(stream.second); });
 }
 
 std::uint64_t RootRetention::bytesToFree(const RootLimits& limits) const {
@@ -97,12 +96,12 @@ std::vector<RootRetention::Item> RootRetention::collect(const Folders& folders, 
   std::ranges::sort(items, {}, [](const Item& item) { return item.stored.name; });
   // The scan comes to the oldest last, and they are the first to go.
   std::optional<std::chrono::milliseconds> shortest = limits.all.age;
-  for (const auto& own : limits.streams | std::views::values) {
+  for (const auto& [name, own] : limits.streams) {
     if (own.age) shortest = shortest ? std::min(*shortest, *own.age) : *own.age;
   }
-  const bool hasByteLimit =
-      limits.all.bytes ||
-      std::ranges::any_of(limits.streams | std::views::values, [](const auto& own) { return own.bytes.has_value(); });
+  const bool hasByteLimit = limits.all.bytes || std::ranges::any_of(limits.streams, [](const auto& stream) {
+                              return stream.second.bytes.has_value();
+                            });
   // Later the scan has read nearly all, and what came into the folder since counts, too.
   const bool mustReadAll = hasByteLimit && catalog_.isReady();
   const std::int64_t nowMs = surroundings_.nowMs();
