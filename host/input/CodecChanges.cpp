@@ -56,6 +56,7 @@ std::optional<InputMessage> CodecChanges::next() {
     const MessageKind kind(*message);
     hasVideo_ = hasVideo_ || kind.isVideo();
     hasAudio_ = hasAudio_ || kind.isAudio();
+    if (kind.isKeyFrame()) collectSets(*message, kind);
     if (auto change = changeBy(*message, kind); change && !isTooOften(*message)) {
       // Pictures go on into this recording until a key frame comes with which the next one can begin.
       if (kind.isAudio() && hasVideo_) {
@@ -81,7 +82,8 @@ std::optional<std::string> CodecChanges::reasonToSplit(const InputMessage& messa
   }
   if (!wish_ || !hasBegun_ || !canBegin(kind)) return std::nullopt;
   return wish_({.recordedMs = message.timeMs - firstFrameMs_.value_or(message.timeMs),
-                .isNewClock = source().newClocks() != clocksAtBegin_});
+                .isNewClock = source().newClocks() != clocksAtBegin_,
+                .isNewPicture = kind.isAvc() && video_.hasHeader && !video_.streamSets.hasSequenceOf(video_.sets)});
 }
 
 bool CodecChanges::canBegin(const MessageKind& kind) const {
@@ -261,13 +263,18 @@ std::vector<std::byte> CodecChanges::currentVideoHeader() const {
   return header;
 }
 
+std::optional<std::vector<NalUnit>> CodecChanges::collectSets(const InputMessage& message, const MessageKind& kind) {
+  if (!kind.isAvc() || !kind.isFrame()) return std::nullopt;
+  auto units = nalUnits(avcBody(message.data), video_.streamLengthSize);
+  if (units) video_.streamSets.collect(*units);
+  return units;
+}
+
 InputMessage CodecChanges::adapted(const InputMessage& message, const MessageKind& kind) {
-  if (!kind.isAvc() || !kind.isFrame()) return message;
-  const auto units = nalUnits(avcBody(message.data), video_.streamLengthSize);
+  // Also those of frames that are not key frames: the next key frame needs them.
+  const auto units = collectSets(message, kind);
   // A frame that is not well formed is recorded as it is, as is one of a stream without such changes.
   if (!units) return message;
-  // Also those of frames that are not key frames: the next key frame needs them.
-  video_.streamSets.collect(*units);
   std::vector<NalUnit> sets;
   if (kind.isKeyFrame() && video_.streamSets != video_.sets) sets = missingSets(*units, video_.streamSets);
   if (sets.empty() && video_.streamLengthSize == video_.lengthSize) return message;

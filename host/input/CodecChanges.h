@@ -27,10 +27,10 @@ struct CodecHeaders {
 /// track: a recording cannot have more.
 ///
 /// A changed AVC configuration does not split: its parameter sets are inserted into every key frame from then on, since
-/// a player may begin at any of them. Any other change ends the recording, and so does a wish of the caller
-/// (splitWhen()): next() returns nothing, and change() says why. After beginRecording() the messages of the next
-/// recording follow: metadata, sequence headers, and the frame at which the last recording ended. No frame is in both
-/// or in none.
+/// a player may begin at any of them. A caller may wish for a split there. Any other change ends the recording, and so
+/// does a wish of the caller (splitWhen()): next() returns nothing, and change() says why. After beginRecording() the
+/// messages of the next recording follow: metadata, sequence headers, and the frame at which the last recording ended.
+/// No frame is in both or in none.
 ///
 /// If the audio changes while there is video, the recording ends at the next key frame, so that the next one begins
 /// with a picture that can be decoded. The audio from the change on waits for it, within limits.
@@ -42,6 +42,8 @@ class CodecChanges : public InputFilter {
     std::uint32_t recordedMs = 0;
     /// The source has started a new clock since the recording began.
     bool isNewClock = false;
+    /// The frame is a picture of another size, or with other coding tools, than those with which the recording began.
+    bool isNewPicture = false;
   };
   /// Why the recording should end before that frame; nothing if it should go on.
   using SplitWish = std::function<std::optional<std::string>(const SplitPoint&)>;
@@ -98,6 +100,8 @@ class CodecChanges : public InputFilter {
   std::optional<std::string> changeBy(const InputMessage& message, const MessageKind& kind) const;
   /// Why the recording ends before the message although its codec fits; nothing if it does not.
   std::optional<std::string> reasonToSplit(const InputMessage& message, const MessageKind& kind) const;
+  /// Collects the parameter sets of an AVC frame. Returns its NAL units; nothing for other messages and damaged ones.
+  std::optional<std::vector<NalUnit>> collectSets(const InputMessage& message, const MessageKind& kind);
   /// Whether a recording can begin with the message.
   bool canBegin(const MessageKind& kind) const;
   /// Learns from a message of this recording, and returns it in the form that the recording needs.

@@ -36,6 +36,9 @@ class ParameterSets {
   /// count of 0 sequence parameter set extensions. Sets for which a field has no room are left out.
   std::vector<std::byte> configurationRecord(std::size_t lengthSize = 4) const;
 
+  /// Whether the pictures have the same size and coding tools: the sequence parameter sets are equal.
+  bool hasSequenceOf(const ParameterSets& other) const { return sequence_ == other.sequence_; }
+
   bool operator==(const ParameterSets&) const = default;
 
  private:

@@ -139,6 +139,7 @@ std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& p
     begins_.forgetDelays();
     return "the source has a new clock";
   }
+  if (point.isNewPicture && mayFollowPicture(point.recordedMs)) return "the video's configuration changes";
   if (rotation_.exchange(false)) return "asked for by a user";
   if (services_.now() >= nextRotationMs_) return "rotation";
   if (isClockSetBack()) {
@@ -147,6 +148,14 @@ std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& p
   }
   if (point.recordedMs >= kLongestRecordingMs) return "the longest time of a recording";
   return std::nullopt;
+}
+
+bool StreamSession::mayFollowPicture(std::uint32_t recordedMs) {
+  // A source that alternates must not make a recording of each key frame; one recording can have both.
+  constexpr std::uint32_t kQuickMs = 10'000;
+  constexpr unsigned kMostQuick = 8;
+  quickPictures_ = recordedMs < kQuickMs ? quickPictures_ + 1 : 0;
+  return quickPictures_ <= kMostQuick;
 }
 
 void StreamSession::record(CodecChanges& input, Backlog& backlog, std::uint32_t mediaMs) {

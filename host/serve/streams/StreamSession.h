@@ -41,6 +41,8 @@ class StreamSession {
   std::optional<std::string> wish(const CodecChanges::SplitPoint& point);
   /// Makes one recording, as soon as that is possible. `mediaMs` is the time of its first frame in the input.
   void record(CodecChanges& input, Backlog& backlog, std::uint32_t mediaMs);
+  /// Whether a new recording should begin with a picture of another size, after so much of this one.
+  bool mayFollowPicture(std::uint32_t recordedMs);
   /// Sets the end of a recording that begins then.
   void planRotation(std::int64_t beginMs);
   /// Whether the time of day is before the begin of a recording that rotates.
@@ -70,6 +72,8 @@ class StreamSession {
   /// UTC.
   std::int64_t begunAtMs_ = 0;
   std::int64_t nextRotationMs_ = 0;
+  /// Number of such pictures in a row that came soon after the begin of a recording.
+  unsigned quickPictures_ = 0;
   /// Why the recording before ended, for the log; empty if there was none.
   std::string endReason_;
   /// Why the input of the last recording failed.

@@ -106,6 +106,24 @@ TEST(CodecChanges, AWishIsMetAtTheFrameWithWhichTheNextRecordingBegins) {
   }
 }
 
+TEST(CodecChanges, APictureOfAnotherSizeIsSaid) {
+  const auto wish = [](const CodecChanges::SplitPoint& point) {
+    return point.isNewPicture ? std::optional<std::string>("picture") : std::nullopt;
+  };
+  const std::string first = "9@0:" + kFirst + " 9@0:" + kKey + ' ';
+  const std::string inBand = "1701000000" + kSets + "000000026588";
+  const std::tuple<const char*, std::string, std::string> rows[] = {
+      {"by a header", "9@40:" + kSecond + " 9@80:" + kKey + ' ',
+       "9@40:" + kSecond + " (picture) 9@0:" + kSecond + " 9@0:" + kKey + ' '},
+      {"in the frame", "9@80:" + inBand + ' ',
+       "(picture) 9@0:17000000000142c01fffe100056742c01fda01000368ce3c 9@0:" + inBand + ' '},
+      {"not by a picture set", "9@80:17010000000000000468ce3d11000000026588 ",
+       "9@80:1701000000000000056742c01eda0000000468ce3d110000000468ce3d11000000026588 "}};
+  for (const auto& [why, messages, recorded] : rows) {
+    EXPECT_EQ(recordings(first + messages, {}, wish), first + recorded) << why;
+  }
+}
+
 TEST(CodecChanges, AnAppendGoesByWhatTheRecordingHas) {
   const CodecHeaders headers{.video = test::fromHex(kFirst), .audio = test::fromHex("2f")};
   const std::string second = "9@0:" + kSecond + ' ';
