@@ -14,7 +14,7 @@ namespace host::serve {
 
 /// A request, after limits and access were checked. Any bytes may be in its texts.
 struct HttpRequest {
-  /// Any name; most are unknown to every handler. Never "OPTIONS", which HttpFront answers.
+  /// Any name; most are unknown to every handler. Never "OPTIONS", which HttpFront handles.
   std::string method;
   /// The path, split at its slashes and then percent-decoded, without the empty first part: `/v1/streams` is
   /// {"v1", "streams"}, and `/` is {""}.
