@@ -65,11 +65,15 @@ class ChildProcess {
     int left = 1;
     return ::ioctl(input_, FIONREAD, &left) == 0 && left == 0;
   }
-  /// Waits until `condition` holds, as it does before long.
+  /// Waits until `condition` holds, as it does before long. A condition that held once is not asked again: while the
+  /// program goes on, it may hold for a moment only.
   template <typename Condition>
   void waitFor(const Condition& condition) const {
-    for (int i = 0; i < 10000 && !condition(); ++i) ::usleep(1000);
-    if (!condition()) throw std::runtime_error("waited in vain");
+    for (int i = 0; i < 10000; ++i) {
+      if (condition()) return;
+      ::usleep(1000);
+    }
+    throw std::runtime_error("waited in vain");
   }
   void kill() {
     if (pid_ == -1) return;
