@@ -83,7 +83,6 @@ CodecHeader videoHeader(const K2MSampleInfo& sample, const K2MVideoDescriptorInf
                         const K2MTrackInfo& track) {
   constexpr std::uint32_t kSyncMask = 0xFF;
   constexpr std::uint8_t kInterFrame = 2;
-  constexpr std::uint8_t kFrame = 1;
   const std::uint8_t codecId = videoCodecId(descriptor.base.formatCode);
   if (codecId == 0) refuse("video", descriptor.base.formatCode);
   const std::uint8_t frameType = (sample.flags & kSyncMask) == 1 ? kKeyFrame : kInterFrame;
@@ -91,7 +90,7 @@ CodecHeader videoHeader(const K2MSampleInfo& sample, const K2MVideoDescriptorInf
   header.add(static_cast<std::uint8_t>(frameType << 4 | codecId));
   if (codecId == kVp6Video || codecId == kVp6AlphaVideo) header.add(vp6Adjustment(descriptor));
   if (codecId == kAvcVideo) {
-    header.add(kFrame);
+    header.add(kCodedFrame);
     // Signed in version 1 of the box: without the cast a picture shown before its decode time would be weeks late.
     const std::int64_t units = static_cast<std::int32_t>(sample.compositionOffset);
     const std::int64_t offsetMs = units * static_cast<std::int64_t>(kMilliseconds) / timescaleOf(track);
@@ -125,12 +124,11 @@ std::uint8_t nellymoserByte(const K2MAudioDescriptorInfo& descriptor) {
 }
 
 CodecHeader audioHeader(const K2MAudioDescriptorInfo& descriptor) {
-  constexpr std::uint8_t kFrame = 1;
   CodecHeader header;
   switch (descriptor.base.formatCode) {
     case "mp4a"_4cc:
       header.add(0xAF);  // AAC, 44 kHz, 16 bits, stereo: the tag format sets these bits so for every AAC stream
-      header.add(kFrame);
+      header.add(kCodedFrame);
       break;
     case ".mp3"_4cc:
       header.add(0x2F);  // 44 kHz, 16 bits, stereo: decoders go by the header of each MP3 frame

@@ -34,6 +34,7 @@ inline constexpr std::uint8_t kMp3At8kHzAudio = 14;
 
 // The packet type: the second data byte of an AVC or AAC tag.
 inline constexpr std::uint8_t kSequenceHeader = 0;
+inline constexpr std::uint8_t kCodedFrame = 1;
 inline constexpr std::uint8_t kAvcEndOfSequence = 2;
 
 constexpr std::uint8_t highNibble(std::uint8_t byte) {

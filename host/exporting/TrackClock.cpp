@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "util/milliseconds.h"
+
 namespace host {
 
-constexpr std::int64_t kMillisecondsPerSecond = 1000;
+using qvs::util::kMillisecondsPerSecond;
+
 /// How far an audio frame may be from the end of the one before and still count as following it.
 constexpr std::int64_t kRoundingMs = 2;
 

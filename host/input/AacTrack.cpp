@@ -5,15 +5,17 @@
 #include <utility>
 
 #include "host/errors.h"
+#include "packaging/tagCodec.h"
 
 namespace host {
+
+using namespace ruvo::k2rpkgutil;
+
 namespace {
 
 /// First byte of every message: format 10, and 44 kHz, 16 bits and stereo, which AAC always has there. The
 /// configuration has the true values.
 constexpr std::uint8_t kAac = 0xAF;
-constexpr std::uint8_t kSequenceHeader = 0;
-constexpr std::uint8_t kFrame = 1;
 
 BitstreamFilter makeFilter(const AVStream& stream) {
   AVBSFContext* made = nullptr;
@@ -51,7 +53,7 @@ bool AacTrack::prepare(AVPacket& packet) {
 
 void AacTrack::writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, std::int32_t) const {
   out.u8(kAac);
-  out.u8(kFrame);
+  out.u8(kCodedFrame);
   out.bytes(payloadOf(packet));
 }
 

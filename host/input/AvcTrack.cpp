@@ -3,15 +3,17 @@
 #include <utility>
 
 #include "host/input/avcFrame.h"
+#include "packaging/tagCodec.h"
 
 namespace host {
+
+using namespace ruvo::k2rpkgutil;
+
 namespace {
 
-// Frame type in the high 4 bits, codec 7 in the low ones.
-constexpr std::uint8_t kKeyFrame = 0x17;
-constexpr std::uint8_t kOtherFrame = 0x27;
-constexpr std::uint8_t kSequenceHeader = 0;
-constexpr std::uint8_t kNalUnits = 1;
+// Frame type in the high 4 bits, codec in the low ones.
+constexpr std::uint8_t kKeyAvcFrame = kKeyFrame << 4 | kAvcVideo;
+constexpr std::uint8_t kOtherAvcFrame = 0x20 | kAvcVideo;
 
 }  // namespace
 
@@ -39,8 +41,8 @@ bool AvcTrack::prepare(AVPacket& packet) {
 }
 
 void AvcTrack::writeFrame(qvs::util::ByteWriter& out, const AVPacket& packet, std::int32_t compositionMs) const {
-  out.u8((packet.flags & AV_PKT_FLAG_KEY) != 0 ? kKeyFrame : kOtherFrame);
-  out.u8(kNalUnits);
+  out.u8((packet.flags & AV_PKT_FLAG_KEY) != 0 ? kKeyAvcFrame : kOtherAvcFrame);
+  out.u8(kCodedFrame);
   // Negative times as well: the low 24 bits of a two's complement.
   out.u24(static_cast<std::uint32_t>(compositionMs));
   if (annexB_) {
@@ -61,7 +63,7 @@ void AvcTrack::markKeyPicture(AVPacket& packet) {
 void AvcTrack::setConfiguration(std::span<const std::byte> record) {
   lengthSize_ = nalLengthSize(record);
   qvs::util::ByteWriter out;
-  out.u8(kKeyFrame);
+  out.u8(kKeyAvcFrame);
   out.u8(kSequenceHeader);
   out.u24(0);
   out.bytes(record);

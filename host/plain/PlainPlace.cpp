@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <limits>
 
+#include "util/milliseconds.h"
+
 namespace host {
 
+using qvs::util::kMillisecondsPerSecond;
+
 std::uint64_t shiftedTime(std::uint64_t decodeTime, std::int64_t shiftMs, std::uint32_t timescale) {
-  constexpr std::int64_t kMillisecondsPerSecond = 1000;
   const std::int64_t restMs = shiftMs % kMillisecondsPerSecond;
   // Divides first: the place may be a time of day, whose product with a large timescale exceeds 64 bits. Without signs,
   // because a malformed timescale may exceed them even so.

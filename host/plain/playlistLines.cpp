@@ -4,9 +4,11 @@
 
 #include <algorithm>
 
+#include "util/milliseconds.h"
+
 namespace host {
 
-constexpr std::uint64_t kMillisecondsPerSecond = 1000;
+using qvs::util::kMillisecondsPerSecond;
 
 std::string playlistHead(const RecordedTimeline& timeline) {
   std::uint64_t longest = 0;

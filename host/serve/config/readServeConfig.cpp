@@ -18,15 +18,15 @@ namespace {
 
 constexpr std::size_t kMaxFileSize = std::size_t{16} << 20;
 /// The parser bounds the nesting of values, but not the parts of a key, which are nested tables, too.
-constexpr std::size_t kLongestLine = 8192;
+constexpr std::size_t kLongestConfigLine = 8192;
 
 void requireShortLines(std::string_view text, ConfigFindings& findings) {
   for (unsigned number = 1; !text.empty(); ++number) {
     const std::size_t length = std::min(text.find('\n'), text.size());
-    if (length > kLongestLine) {
-      findings.add({.place = {.line = number, .column = kLongestLine + 1},
+    if (length > kLongestConfigLine) {
+      findings.add({.place = {.line = number, .column = kLongestConfigLine + 1},
                     .key = "",
-                    .text = fmt::format("a line has at most {} bytes", kLongestLine)});
+                    .text = fmt::format("a line has at most {} bytes", kLongestConfigLine)});
     }
     text.remove_prefix(std::min(length + 1, text.size()));
   }

@@ -15,20 +15,20 @@
 namespace host::serve {
 namespace {
 
-constexpr std::size_t kLongestLine = 4096;
+constexpr std::size_t kLongestSecret = 4096;
 /// Shorter ones can be guessed.
 constexpr std::size_t kShortestToken = 16;
 
 }  // namespace
 
 std::string readSecretLine(const std::string& path) {
-  const auto file = platform::os::readFileStart(path, 2 * kLongestLine);
+  const auto file = platform::os::readFileStart(path, 2 * kLongestSecret);
   if (file.error) throw UsageError(fmt::format("cannot read '{}': {}", path, file.error.message()));
   std::string_view text(reinterpret_cast<const char*>(file.content.data()), file.content.size());
   text = trimmed(text, " \t\r\n");
   if (text.empty()) throw UsageError(fmt::format("'{}' is empty", path));
-  if (text.size() > kLongestLine || std::ranges::any_of(text, isControl)) {
-    throw UsageError(fmt::format("'{}' is not one line of at most {} bytes", path, kLongestLine));
+  if (text.size() > kLongestSecret || std::ranges::any_of(text, isControl)) {
+    throw UsageError(fmt::format("'{}' is not one line of at most {} bytes", path, kLongestSecret));
   }
   return std::string(text);
 }

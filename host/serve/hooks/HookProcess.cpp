@@ -21,7 +21,7 @@
 namespace host::serve {
 namespace {
 
-constexpr std::size_t kLongestLine = 500;
+constexpr std::size_t kLongestOutputLine = 500;
 constexpr int kMostLines = 100;
 /// A program that prints without end must not keep the thread: 1 MiB, more than a pipe contains by default.
 constexpr int kMostReads = 256;
@@ -171,7 +171,7 @@ void HookProcess::takeOutput(std::string_view bytes) {
   for (const char c : bytes) {
     if (c == '\n') {
       giveLine();
-    } else if (line_.size() < kLongestLine) {
+    } else if (line_.size() < kLongestOutputLine) {
       line_ += c;
     } else {
       isLineCut_ = true;

@@ -16,8 +16,11 @@
 #include "host/serve/http/HttpMessage.h"
 #include "host/serve/recordingName.h"
 #include "platform/container/reading/numbers.h"
+#include "util/milliseconds.h"
 
 namespace host::serve {
+
+using qvs::util::kMillisecondsPerSecond;
 
 using namespace krvo::container;
 
@@ -25,7 +28,6 @@ namespace {
 
 /// Little is read of each fragment, and far apart: a larger window would read most of the file.
 constexpr std::size_t kWindow = std::size_t{16} << 10;
-constexpr std::uint32_t kMillisecondsPerSecond = 1000;
 
 }  // namespace
 

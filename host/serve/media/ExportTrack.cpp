@@ -13,9 +13,12 @@
 #include "host/serve/media/DatedRecording.h"
 #include "packaging/CodecBoxes.h"
 #include "util/box.h"
+#include "util/milliseconds.h"
 #include "util/narrow.h"
 
 namespace host::serve {
+
+using qvs::util::kMillisecondsPerSecond;
 
 using namespace krvo::container;
 using qvs::util::BoxScope;
@@ -23,8 +26,6 @@ using qvs::util::ByteWriter;
 using qvs::util::narrow;
 
 namespace {
-
-constexpr std::int64_t kMillisecondsPerSecond = 1000;
 
 AVCodecID mp4CodecOf(const Track& track) {
   try {

@@ -9,13 +9,16 @@
 #include "host/plain/PlainPlace.h"
 #include "host/plain/playlistLines.h"
 #include "host/serve/play/FragmentAddress.h"
+#include "util/milliseconds.h"
 
 namespace host::serve {
+
+using qvs::util::kMillisecondsPerSecond;
+
 namespace {
 
 /// From the start of the track's last sample to the end of the fragment, in the track's timescale; at least 1.
 std::uint32_t untilEnd(const TimedFragment& fragment, const TimedTrack& track) {
-  constexpr std::uint64_t kMillisecondsPerSecond = 1000;
   const std::uint64_t endMs = fragment.startMs + fragment.durationMs;
   const std::uint64_t startMs = inMilliseconds(track.lastDecodeTime, track.timescale);
   const std::uint64_t lastsMs = std::min(endMs - std::min(endMs, startMs), fragment.durationMs);

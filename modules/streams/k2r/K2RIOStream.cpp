@@ -7,10 +7,7 @@
 namespace qvs::k2r {
 namespace {
 
-constexpr std::uint32_t kKeepFlags = kIMOBinary | kIMOCreate | kIMOReadWrite;
-constexpr std::uint32_t kTruncateFlags = kKeepFlags | kIMOTruncate;
-/// Owner may read and write.
-constexpr std::uint32_t kFileMode = 0x180;
+constexpr std::uint32_t kTruncateFlags = K2RIOStream::kKeepFlags | kIMOTruncate;
 
 }  // namespace
 

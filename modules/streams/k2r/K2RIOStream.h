@@ -15,6 +15,10 @@ namespace qvs::k2r {
 /// A failed open is not reported: reads and writes on a closed stream return 0.
 class K2RIOStream : public krvo::k2m::IOStream {
  public:
+  /// The flags and the mode with which a segment file is opened. Its owner may read and write a new one.
+  static constexpr std::uint32_t kKeepFlags = kIMOBinary | kIMOCreate | kIMOReadWrite;
+  static constexpr std::uint32_t kFileMode = 0x180;
+
   /// Opens nothing yet. With `append` open() keeps the content of the file, else it truncates it to zero.
   K2RIOStream(IMOFileContext* fileContext, std::string path, bool append)
       : fileContext_(fileContext), path_(std::move(path)), append_(append) {}

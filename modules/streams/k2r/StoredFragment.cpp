@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "modules/streams/k2r/K2RIOStream.h"
 #include "modules/streams/k2r/storedFiles.h"
 #include "util/box.h"
 #include "util/bytes.h"
@@ -16,10 +17,6 @@ using namespace util;
 
 /// Bytes of the largest box that is read into memory. The container library has the same limit.
 constexpr std::uint64_t kMaxLoadedBox = std::uint64_t{256} << 20;
-
-/// The flags with which every segment file is opened. The file exists, so none is created.
-constexpr std::uint32_t kFlags = kIMOBinary | kIMOCreate | kIMOReadWrite;
-constexpr std::uint32_t kFileMode = 0x180;
 
 /// Position and size of a box in the file, in bytes.
 struct FileBox {
@@ -35,7 +32,9 @@ struct FileBox {
 class StoredSegment {
  public:
   StoredSegment(IMOFileContext& files, std::string path)
-      : files_(files), path_(std::move(path)), handle_(files.open(path_.c_str(), kFlags, kFileMode, 0)) {
+      : files_(files),
+        path_(std::move(path)),
+        handle_(files.open(path_.c_str(), K2RIOStream::kKeepFlags, K2RIOStream::kFileMode, 0)) {
     IMOFileStatus status;
     if (handle_ == -1) throw UnreadableFile(path_, "the host does not open it");
     if (files_.fileStatus(handle_, &status, 0) == 0) {
