@@ -49,14 +49,13 @@ void Storage::apply(const ServeConfig& config) {
 }
 
 void Storage::prepare(const StreamConfig& stream) {
-  const Settings settings = settingsOf(stream.name);
-  for (const RecordingPlace& recording : repairStream(catalog_, stream.root, stream.name, settings, log_)) {
-    hooks_.add(recording);
-  }
+  repairStream(
+      stream.root, stream.name, [this](const RecordingPlace& recording) { repair(recording); }, log_);
 }
 
 void Storage::repair(const RecordingPlace& recording) {
-  if (repairInterrupted(catalog_, recording, settingsOf(recording.stream), log_)) hooks_.add(recording);
+  const auto repairIt = [&] { return repairInterrupted(catalog_, recording, settingsOf(recording.stream), log_); };
+  if (repairTurns_.repairOnce(recording, repairIt)) hooks_.add(recording);
 }
 
 void Storage::requireRoot(const StreamConfig& stream) {

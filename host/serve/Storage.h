@@ -10,6 +10,7 @@
 #include "host/Settings.h"
 #include "host/serve/ServeConfig.h"
 #include "host/serve/catalog/Catalog.h"
+#include "host/serve/catalog/RepairTurns.h"
 #include "host/serve/catalog/StorageRoots.h"
 #include "host/serve/hooks/HookRunner.h"
 #include "host/serve/retention/Retention.h"
@@ -52,7 +53,7 @@ class Storage final : public RecordingEvents {
   std::vector<std::string> roots() const;
 
  private:
-  /// For the catalog: a recording of an earlier process, which is not among the newest of its stream.
+  /// A recording of an earlier process, or of this one, that was interrupted; it gets its hook.
   void repair(const RecordingPlace& recording);
   /// Repairs recordings of this process, which it could not finish, on a thread.
   void repairLater(const std::vector<RecordingPlace>& recordings);
@@ -66,6 +67,7 @@ class Storage final : public RecordingEvents {
   std::map<std::string, std::vector<std::string>> settings_;
   std::map<std::string, std::string> roots_;
   std::map<std::string, std::vector<RecordingPlace>> interrupted_;
+  RepairTurns repairTurns_;
   StorageRoots storageRoots_;
   HookRunner hooks_;
   /// Its threads call repair().

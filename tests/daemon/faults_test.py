@@ -207,6 +207,7 @@ def killed(world, kills):
     daemon.stop()
     check_whole(world, [each for name in streams for each in daemon.recordings(name)])
     found = sum(life.check(world) for life in lives)
+    assert "is in use" not in daemon.log(), "two threads repaired one recording"
     # Few kills may all come before a first fragment.
     assert kills < 10 or "was interrupted, and is finished now" in daemon.log()
     print(f"  {kills} kills, {found} recordings of killed processes")

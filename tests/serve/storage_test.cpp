@@ -1,5 +1,6 @@
 #include "host/serve/Storage.h"
 
+#include <future>
 #include <thread>
 
 #include "host/serve/catalog/StreamRecordings.h"
@@ -41,6 +42,29 @@ TEST(Storage, FollowsARecordingThatEndsAfterItsStreamGotAnotherRoot) {
   EXPECT_TRUE(awaitHook(cut.name)) << "by the repair";
   for (const auto& stored : storage.catalog().foldersIn(before).front()->stored()) EXPECT_FALSE(stored.isInProgress);
   ::unsetenv("STATE_DIRECTORY");
+}
+
+TEST(RepairTurns, RepairARecordingOnceAndOneAtATime) {
+  RepairTurns turns;
+  const RecordingPlace recording{"/root", "cam1", atHour(0)};
+  std::promise<void> second;
+  int repairs = 0;
+  std::future<bool> waits;
+  const auto failing = [&] {
+    waits = std::async(std::launch::async, [&] {
+      second.set_value();
+      return turns.repairOnce(recording, [&] { return ++repairs > 0; });
+    });
+    second.get_future().wait();
+    EXPECT_EQ(waits.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    EXPECT_TRUE(turns.repairOnce({"/root", "cam2", atHour(0)}, [] { return true; })) << "another one does not wait";
+    return false;
+  };
+  EXPECT_FALSE(turns.repairOnce(recording, failing));
+  EXPECT_FALSE(waits.get());
+  EXPECT_EQ(repairs, 0) << "waited for the other thread's";
+  EXPECT_TRUE(turns.repairOnce(recording, [&] { return ++repairs == 1; })) << "after a failure";
+  EXPECT_FALSE(turns.repairOnce(recording, [&] { return ++repairs == 2; })) << "is finished";
 }
 
 }  // namespace

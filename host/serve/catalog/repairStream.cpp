@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
+#include <system_error>
+#include <vector>
 
 #include "host/files/RecordingDirectory.h"
 #include "host/repair/repairRecording.h"
@@ -22,6 +25,8 @@ class Repairer {
   /// Whether the recording is whole and finished now.
   bool run(const Settings& settings) {
     const std::string path = recording_.folder() + "/" + recording_.name;
+    // The stream has removed it since the scan found it.
+    if (std::error_code error; !std::filesystem::exists(path, error) && !error) return false;
     // A kill between the making of the directory and the first file.
     if (readRecordingDirectory(path).empty()) return removeRest();
     const Repair repair = repairRecording(path, settings, log_);
@@ -81,13 +86,12 @@ bool repairInterrupted(Catalog& catalog, const RecordingPlace& recording, const 
   return false;
 }
 
-std::vector<RecordingPlace> repairStream(Catalog& catalog, const std::string& root, const std::string& stream,
-                                         const Settings& settings, Log& log) try {
+void repairStream(const std::string& root, const std::string& stream,
+                  const std::function<void(const RecordingPlace&)>& repair, Log& log) try {
   // A process writes one recording of a stream, or two at a rotation. Whatever there is, the stream must begin soon.
   constexpr int kEnough = 2;
   constexpr int kMost = 8;
   RecordingPlace place{.root = root, .stream = stream, .name = {}};
-  std::vector<RecordingPlace> finished;
   int whole = 0;
   int looked = 0;
   for (const RecordingName& name : namesIn(place.folder())) {
@@ -96,14 +100,11 @@ std::vector<RecordingPlace> repairStream(Catalog& catalog, const std::string& ro
     if (facts.state == RecordingState::kFinished) ++whole;
     place.name = recordingNameText(name);
     // Also what looks damaged: the check of the repair decides.
-    const bool isOpen = facts.state != RecordingState::kFinished;
-    if (isOpen && repairInterrupted(catalog, place, settings, log)) finished.push_back(place);
+    if (facts.state != RecordingState::kFinished) repair(place);
     if (whole == kEnough || ++looked == kMost) break;
   }
-  return finished;
 } catch (const std::exception& error) {
   log.warning(fmt::format("{}: cannot look for interrupted recordings: {}", stream, error.what()));
-  return {};
 }
 
 }  // namespace host::serve

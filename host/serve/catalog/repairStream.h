@@ -1,7 +1,7 @@
 #pragma once
 
+#include <functional>
 #include <string>
-#include <vector>
 
 #include "host/Log.h"
 #include "host/Settings.h"
@@ -15,10 +15,10 @@ namespace host::serve {
 /// the stream; a protected recording needs them. Does not throw.
 bool repairInterrupted(Catalog& catalog, const RecordingPlace& recording, const Settings& settings, Log& log);
 
-/// Does that for the newest recordings of a stream in `root`, before the stream begins the next one: from the newest on
-/// until two are finished, or some more were looked at. Older ones are the catalog's to report. Returns those that are
-/// finished now. Does not throw; may wait for the disk of `root`.
-std::vector<RecordingPlace> repairStream(Catalog& catalog, const std::string& root, const std::string& stream,
-                                         const Settings& settings, Log& log);
+/// Calls `repair` for the newest recordings of a stream in `root` that are not finished, before the stream begins the
+/// next one: from the newest on until two are finished, or some more were looked at. Older ones are the catalog's to
+/// report. Does not throw; may wait for the disk of `root`.
+void repairStream(const std::string& root, const std::string& stream,
+                  const std::function<void(const RecordingPlace&)>& repair, Log& log);
 
 }  // namespace host::serve

@@ -205,9 +205,10 @@ class RepairStream : public CatalogTest {
  protected:
   std::string repair() {
     std::string names;
-    for (const auto& recording : repairStream(catalog_, root_.path().string(), "cam1", Settings(), log_.log())) {
-      names += recording.name;
-    }
+    const auto finish = [&](const RecordingPlace& recording) {
+      if (repairInterrupted(catalog_, recording, Settings(), log_.log())) names += recording.name;
+    };
+    repairStream(root_.path().string(), "cam1", finish, log_.log());
     return names;
   }
 
