@@ -1,5 +1,4 @@
-// Which samples are encrypted, and the way there and back. The first byte chooses kind and level, the rest is the
-// sample.
+// Which samples are encrypted, and what is decrypted. The first byte chooses the kind, the rest is the sample.
 
 #include <array>
 #include <vector>
@@ -25,12 +24,7 @@ void fuzz::target(Bytes input) {
   }
 
   static const Secret key(kKeySize);
-  static SampleCipher cipher(key.bytes());
   static SampleDecipher decipher(key.bytes());
-  std::vector<std::byte> cipherText(encryptedSize(sample.size()));
-  const auto vector = cipher.encrypt(sample, cipherText.data());
-  const auto clear = decipher.decrypt(cipherText, vector);
-  require(clear.has_value(), "what was encrypted can be decrypted");
-  requireEqual(*clear, sample, "a sample comes back");
+  static const std::vector<std::byte> vector(16);
   if (const auto other = decipher.decrypt(sample, vector)) require(other->size() < sample.size(), "padding has bytes");
 }
