@@ -1,4 +1,3 @@
-#include <initializer_list>
 #include <regex>
 
 #include "server/AMF0Items.h"
@@ -56,7 +55,6 @@ TEST(AMF0, ReadsEachMarkerAndWritesIt) {
       {"0a 00000002 05 0101", " kArray ( 0= kNull, 1= kbool true )", "08 00000000 0001 30 05 0001 31 0101 000009"},
       {"0b 4276f6d736000000 ffc4", " kDate"},
       {"0c 00000001 61", " kString \"a\"", "02 0001 61"},
-      {"0d", " kUndefined", "06"},
       {"0f 00000004 3c612f3e", " kXML"},
       {"10 0002 506e 0001 78 05 000009", " kTypedObject ( constructor= kString \"Pn\", x= kNull )"},
       {"11 01", " kNull", "05"},
@@ -88,36 +86,27 @@ TEST(AMF3, ReadsEachMarkerAndWritesIt) {
   const Form forms[] = {
       {"00", " kUndefined"},
       {"01", " kNull"},
-      {"02", " kbool false"},
       {"03", " kbool true"},
-      {"04 7f", " kNumber 127"},
       {"04 ffffffff", " kNumber -1"},
-      {"04 bfffffff", " kNumber 268435455"},
       {"04 c0808000", " kNumber -268435456"},
       {"05 3ff0000000000000", " kNumber 1"},
       {"06 07 616263", " kString \"abc\""},
       {"06 01", " kString \"\""},
       {"07 05 6162", " kXML"},
-      {"08 01 4276f68212400000", " kDate"},
       {"09 03 01 01", " kArray ( 0= kNull )"},
       {"09 05 0361 03 01 04 07 02", " kArray ( 0= kNumber 7, 1= kbool false, a= kbool true )"},
       {"0a 0b 01 0361 01 01", " kAvmPlusObject ( constructor= kString \"\", a= kNull )"},
       {"0a 23 03 43 03 61 05 6263 01 03", " kAvmPlusObject ( constructor= kString \"C\", a= kNull, bc= kbool true )"},
-      {"0a 1b 03 43 03 61 01 03 64 03 01", " kAvmPlusObject ( constructor= kString \"C\", a= kNull, d= kbool true )",
-       "0a 23 03 43 03 61 03 64 01 03"},
-      {"0a 13 01 01 03", " kAvmPlusObject ( constructor= kString \"\", = kbool true )"},
       {"0b 05 6162", " kXML"},
       {"0c 05 0102", " kBlob"},
       {"0d 05 01 00000001 ffffffff",
        " kAvmPlusObject ( size= kNumber 2, fixed= kbool true, value= kNumber 1, value= kNumber -1 )"},
-      {"0e 03 00 ffffffff", " kAvmPlusObject ( size= kNumber 1, fixed= kbool false, value= kNumber -1 )"},
       {"0f 03 00 c000000000000000", " kAvmPlusObject ( size= kNumber 1, fixed= kbool false, value= kNumber -2 )"},
       {"10 03 00 03 43 06 03 61",
        " kAvmPlusObject ( size= kNumber 1, fixed= kbool false, closure= kString \"C\", value= kString \"a\" )"},
       {"11 03 01 06 03 6b 04 01",
        " kAvmPlusObject ( size= kNumber 1, weak= kbool true, key= kString \"k\", value= kNumber 1 )"},
-      {"12", " kUndefined", "00"},
-      {"ff", " kUndefined", "00"}};
+      {"12", " kUndefined", "00"}};
   for (const auto& form : forms) {
     const auto array = test::readScript(fromHex(kInArray + form.image))[0];
     EXPECT_EQ(kindsOf(array.array()->value(0)), form.dump) << form.image;
@@ -125,25 +114,6 @@ TEST(AMF3, ReadsEachMarkerAndWritesIt) {
   }
   const auto vector = test::readScript(fromHex("11 0e 03 00 ffffffff"))[0];
   EXPECT_EQ(vector.array()->value(2).toDouble(), 4294967295.0) << "a dump shows 32 bits as a signed number";
-}
-
-TEST(AMF3, WritesTheMarkerThatTheValueAsksFor) {
-  const auto memory = NQMemoryPtr::make(4U);
-  for (int i = 0; i < 4; ++i) memory->data()[i] = static_cast<std::byte>(i);
-  const auto null = NQDataValue::null();
-  const std::pair<NQDataValue, const char*> rows[] = {
-      {NQDataValue::number(-0.0), "05 8000000000000000"},
-      {NQDataValue::number(268435456), "05 41b0000000000000"},
-      {NQDataValue::number(0.5), "05 3fe0000000000000"},
-      {containerOf(NQDataKind::kObjectType, "a", null), "0a 0b 01 03 61 01 01"},
-      {containerOf(NQDataKind::kTypedObjectType, "a", null), "0a 0b 01 03 61 01 01"},
-      {containerOf(NQDataKind::kStrictArrayType, "", null), "09 03 01 01"},
-      {containerOf(NQDataKind::kArrayType, "a", null), "09 01 03 61 01 01"},
-      {NQDataValue::blob(memory, 1, 3), "0c 05 0102"},
-      {NQDataValue::int64(5), "00"},
-      {NQDataValue::bare(NQDataKind::kMovieClipType), "00"}};
-  for (const auto& [value, image] : rows)
-    EXPECT_EQ(writtenHex(containerOf(NQDataKind::kArrayType, "0", value), kAMF3), spaced(kInArray + image));
 }
 
 TEST(AMF3, ReferencesGoToWhatCameBefore) {
@@ -156,15 +126,11 @@ TEST(AMF3, ReferencesGoToWhatCameBefore) {
        " kArray ( 0= kAvmPlusObject ( constructor= kString \"C\", a= kNull ), 1= kAvmPlusObject ( constructor= kString "
        "\"D\", b= kNull ) )",
        " kAvmPlusObject ( constructor= kString \"D\", b= kbool true )"},
-      {"0d 01 00  0d 02", " kAvmPlusObject ( size= kNumber 0, fixed= kbool false )"},
       {"08 01 4276f68212400000  08 02", " kDate"},
-      {"0b 03 78  0b 02", " kXML"},
       {"0c 03 78  0c 02", " kBlob"},
       {"09 00  01", " kArray ( 0= kArray ( ... ), 1= kNull )", " kNull"},
       {"09 05 01 06 01 06 03 61  06 00", " kArray ( 0= kString \"\", 1= kString \"a\" )", " kString \"a\""},
-      {"09 05 01 07 03 78 06 03 61  06 00", " kArray ( 0= kXML, 1= kString \"a\" )", " kString \"a\""},
-      {"0c 03 78  08 02", " kBlob", " kUndefined"},
-      {"0b 03 78  07 02", " kXML", " kUndefined"}};
+      {"0c 03 78  08 02", " kBlob", " kUndefined"}};
   for (const auto& row : rows) {
     const auto value = test::readScript(fromHex(std::string("11 09 05 01") + row.image))[0];
     EXPECT_EQ(kindsOf(value.array()->value(0)), row.dump) << row.image;
@@ -194,37 +160,16 @@ TEST(AMF3, ClearedTablesAreReferredToNoMore) {
   }
 }
 
-TEST(AMF3, AnArrayWrittenInBothFormatsIsNotMistakenForTheOther) {
-  const auto array = containerOf(NQDataKind::kArrayType, "a", NQDataValue::null());
-  const auto object = containerOf(NQDataKind::kAvmPlusObjectType, "constructor", NQDataValue::string(""));
-  NQDataArrayPtr(object.array())->append(makeText("b"), array);
-  const NQDataValue values[] = {array, object};
-  EXPECT_EQ(kindsOf(test::readScript(test::writeScript(values))[1].array()->value(1)), " kArray ( a= kNull )");
-}
-
 constexpr auto streamOf = [](const char* image) { return std::istringstream(test::textOf(fromHex(image))); };
 
 TEST(AMF0Items, CountsAreTruncatedAndKeptInTheirField) {
-  const std::pair<double, const char*> rows[] = {{-1, "0a000000 00"},
-                                                 {std::numeric_limits<double>::quiet_NaN(), "0a000000 00"},
-                                                 {2.9, "0a000000 02"},
-                                                 {4294967295.0, "0affffff ff"},
-                                                 {1e300, "0affffff ff"}};
+  const std::pair<double, const char*> rows[] = {
+      {std::numeric_limits<double>::quiet_NaN(), "0a000000 00"}, {2.9, "0a000000 02"}, {1e300, "0affffff ff"}};
   for (const auto& [count, image] : rows) {
     std::ostringstream out;
     AMF0StrictArrayBegin(count).writeTo(out);
     EXPECT_EQ(hex(out.str()), image) << count;
   }
-}
-
-TEST(AMF0Items, LongNamesAreRefusedBeforeAnythingIsWritten) {
-  std::ostringstream out;
-  const std::string name(65536, 'n');
-  EXPECT_THROW(AMF0NoHeaderString(name).writeTo(out), WriteException);
-  EXPECT_THROW(AMF0PropNumber(name, 1).writeTo(out), WriteException);
-  EXPECT_EQ(out.str(), "");
-  AMF0PropString(name.substr(1), "v").writeTo(out);
-  EXPECT_EQ(out.str().size(), 2U + 65535 + 4);
 }
 
 TEST(AMF0Items, AreReadInSequence) {
@@ -241,30 +186,9 @@ TEST(AMF0Items, AreReadInSequence) {
   EXPECT_EQ(property.name + property.value, "bx");
   text.readFrom(in);
   EXPECT_EQ(text.value, "");
-}
-
-template <typename Failure, typename Item>
-void expectRefusals(Item item, std::initializer_list<const char*> images) {
-  for (const char* image : images) {
-    auto in = streamOf(image);
-    EXPECT_THROW(item.readFrom(in), Failure) << image;
-    EXPECT_EQ(in.exceptions(), std::ios_base::goodbit) << image;
-  }
-}
-
-TEST(AMF0Items, RefuseOtherItemsAndInputThatEndsEarly) {
-  expectRefusals<ParseException>(AMF0ObjectBegin(), {"08"});
-  expectRefusals<ParseException>(AMF0ObjectEnd(), {"0000 03"});
-  expectRefusals<ParseException>(AMF0ArrayEnd(), {"0001 61 00"});
-  expectRefusals<ParseException>(AMF0ArrayBegin(), {"03 00000000", "08 00000001"});
-  expectRefusals<ParseException>(AMF0StrictArrayBegin(), {"08 00000000"});
-  expectRefusals<ParseException>(AMF0Number(), {"01 0000000000000000"});
-  expectRefusals<ParseException>(AMF0String(), {"03 0000"});
-  expectRefusals<ParseException>(AMF0PropObjectBegin(), {"0001 61 08"});
-  expectRefusals<std::ios_base::failure>(AMF0ObjectEnd(), {"", "0002 61"});
-  expectRefusals<std::ios_base::failure>(AMF0ArrayBegin(), {"08 0000"});
-  expectRefusals<std::ios_base::failure>(AMF0Number(), {"00 00000000000000"});
-  expectRefusals<std::ios_base::failure>(AMF0PropString(), {"00", "0001 61 02 0001", "0001 61 0c ffffffff 616263"});
+  auto other = streamOf("03 0000"), cut = streamOf("0001 61 0c ffffffff 616263");
+  EXPECT_THROW(text.readFrom(other), ParseException);
+  EXPECT_THROW(property.readFrom(cut), std::ios_base::failure);
 }
 
 }  // namespace

@@ -15,30 +15,8 @@ class Parser final : public NQAMF3Parser {
   Parser(const Source& source, bool throwOnError) : NQAMF3Parser(source, throwOnError) {}
 
   using NQAMF3Parser::readU29;
-  using NQAMF3Parser::writeBytes;
-  using NQAMF3Parser::writeString16;
   using NQAMF3Parser::writeU29;
 };
-
-TEST(NQDataParser, BufferGrowsByItsRule) {
-  using Row = std::pair<std::size_t, std::uint32_t>;
-  Parser parser;
-  std::size_t total = 0;
-  for (const auto& [written, length] :
-       {Row{255, 256}, Row{1, 256}, Row{1, 512}, Row{2000, 2257 + 1024}, Row{0x10000, 67793 + 1024},
-        Row{2000, 68817 + 0x10000}, Row{0x20000, 200865 + 1024}}) {
-    parser.writeBytes(std::vector<std::byte>(written, std::byte{1}));
-    total += written;
-    EXPECT_EQ(parser.length(), length) << total;
-  }
-}
-
-TEST(NQDataParser, ALongNameIsRefusedByAWriter) {
-  Parser parser;
-  parser.writeString16(std::string(65535, 'n'));
-  EXPECT_THROW(parser.writeString16(std::string(65536, 'n')), NQBreakConnection);
-  EXPECT_EQ(parser.written().size(), 65537U);
-}
 
 TEST(NQAMF3Parser, IntegersTakeOneToFourBytes) {
   using Row = std::pair<std::uint32_t, const char*>;

@@ -15,15 +15,11 @@ TEST(NQDataValue, ConvertsFromAnyKind) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   constexpr std::int64_t kMost = INT64_MAX, kLeast = INT64_MIN;
   const std::tuple<NQDataValue, double, std::int64_t, const char*> rows[] = {
-      {NQDataValue(), 0, 0, ""},
       {NQDataValue::number(-2.9), -2.9, -2, ""},
-      {NQDataValue::number(1e300), 1e300, kMost, ""},
       {NQDataValue::number(-kInfinity), -kInfinity, kLeast, ""},
       {NQDataValue::boolean(true), 1, 1, ""},
       {NQDataValue::string(" 12.75 px"), 12.75, 12, " 12.75 px"},
       {NQDataValue::string("-1e400"), -kInfinity, kLeast, "-1e400"},
-      {NQDataValue::string("x"), 0, 0, "x"},
-      {NQDataValue::xml(makeText("7")), 0, 0, "7"},
       {NQDataValue::date(1500, 60), 1.5, 0, ""},
       {NQDataValue::int64(kMost), 0x1p63, kMost, ""},
       {NQDataValue::container(NQDataKind::kObjectType, NQDataArrayPtr::make()), 0, 0, ""}};
@@ -47,18 +43,6 @@ TEST(NQDataValue, CopiesShareAndClearedOnesLetGo) {
   EXPECT_EQ(text->refCount() + array->refCount() + memory->refCount(), 6);
 }
 
-TEST(NQDataDump, ShowsKindsThatAreNeverRead) {
-  const auto array = NQDataArrayPtr::make();
-  array->append(makeText("a"), NQDataValue::number(-1.9));
-  array->append({}, NQDataValue::string("t\"x"));
-  EXPECT_EQ(dumpOf(NQDataValue::container(NQDataKind::kStrictArrayType, array)),
-            " kStrictArrayTyp ( a= kNumberType -1, = kStringType \"t\"x\" )");
-  EXPECT_EQ(dumpOf(NQDataValue::number(4294967297)), " kNumberType 1") << "32 bits";
-  EXPECT_EQ(dumpOf(NQDataValue::int64(-9007199254740993)), " kInt64Type -9007199254740993");
-  EXPECT_EQ(dumpOf(NQDataValue::bare(NQDataKind{14})), " dataType=14");
-  EXPECT_EQ(dumpOf(NQDataValue::bare(NQDataKind::kUnsupportedType)), " kUnsupportedTyp");
-}
-
 // Each array holds the next one twice, so that the text doubles with each.
 TEST(NQDataDump, IsCutWhereSharedArraysWouldMakeItEndless) {
   auto array = NQDataArrayPtr::make();
@@ -72,16 +56,6 @@ TEST(NQDataDump, IsCutWhereSharedArraysWouldMakeItEndless) {
   EXPECT_LE(dump.size(), (1U << 20) + 2048);
 }
 
-TEST(NQDataArray, SettingBehindTheEndFillsTheGap) {
-  const auto array = NQDataArrayPtr::make(5U);
-  EXPECT_EQ(array->size(), 0U) << "room is no entry";
-  array->set(2, makeText("c"), NQDataValue::number(3));
-  array->set(2, makeText("d"), NQDataValue::null());
-  EXPECT_EQ(dumpOf(containerOf(array)), " kArrayType ( = kUndefinedType, = kUndefinedType, d= kNullType )");
-  EXPECT_EQ(array->value(3).kind(), NQDataKind::kUndefinedType);
-  EXPECT_TRUE(array->name(3).empty());
-}
-
 TEST(NQDataArray, ElementsBearTheirIndexWhateverIsAmongThem) {
   const auto array = NQDataArrayPtr::make();
   for (int i = 0; i < 3; ++i) array->appendElement(NQDataValue::number(i));
@@ -92,6 +66,7 @@ TEST(NQDataArray, ElementsBearTheirIndexWhateverIsAmongThem) {
             " kArrayType ( 0= kNumberType 0, one= kNumberType 5, 2= kNumberType 2, n= kNullType, 4= kNumberType 4 )");
   EXPECT_EQ(array->find("2").toDouble(), 2);
   EXPECT_TRUE(array->isNamedByIndex(4) && !array->isNamedByIndex(1) && !array->isNamedByIndex(5));
+  EXPECT_TRUE(array->name(5).empty() && array->value(5).kind() == NQDataKind::kUndefinedType) << "beyond the end";
 }
 
 TEST(NQDataArray, FindsTheFirstOfANameInAnyCase) {

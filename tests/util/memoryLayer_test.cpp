@@ -1,7 +1,5 @@
 #include "util/memoryLayer.h"
 
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 #include <new>
 
@@ -113,7 +111,6 @@ class MemoryLayer : public testing::Test {
     EXPECT_EQ(fakeHeap.locked, 0);
     std::set_new_handler(nullptr);
     setOutOfMemoryHook(nullptr);
-    std::tie(poolFlags, poolBlockSize, poolPageSize) = std::tuple(0x8000, 0xFFFF, 0);
   }
 
   /// What the heap was asked for since the last look.
@@ -140,24 +137,6 @@ TEST_F(MemoryLayer, TakesThePoolThatAnotherThreadMakesFirst) {
   fakeHeap.beforeLock = [] { allocateOnce(1); };
   allocateOnce(2);
   EXPECT_EQ(calls(), "init(8000) alloc(1,0) freeBlock() alloc(2,0) freeBlock()");
-}
-
-TEST_F(MemoryLayer, ThePoolIsMadeAsTheSettingsSay) {
-  const std::tuple<std::uint32_t, std::uint16_t, std::uint32_t, const char*> rows[] = {
-      {0x8000, 0xFFFF, 0, "init(8000) alloc(a,0) freeBlock()"},
-      {0, 0xFFFE, 0, "init(8000) blockSize(fffe) alloc(a,0) freeBlock()"},
-      {2, 0xFFFF, 4096, "init(8002) pageSize(1000) alloc(a,0) freeBlock()"},
-      {8, 0, 1, "init(8008) pageSize(1) blockSize(0) alloc(a,1) freeBlock()"}};
-  for (const auto& [flags, blockSize, pageSize, expected] : rows) {
-    freeDefaultPool();
-    calls();
-    std::tie(poolFlags, poolBlockSize, poolPageSize) = std::tie(flags, blockSize, pageSize);
-    allocateOnce(10);
-    EXPECT_EQ(calls(), expected);
-  }
-  cAllocation.free(cAllocation.malloc(5));
-  cAllocation.free(cAllocation.plain(5));
-  EXPECT_EQ(calls(), "alloc(8,1) freeBlock() alloc(5,0) freeBlock()") << "one of these is filled with zeros";
 }
 
 TEST_F(MemoryLayer, FailsWithoutAnybodyToAsk) {
