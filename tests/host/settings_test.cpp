@@ -3,7 +3,6 @@
 #include "host/Settings.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include <boost/algorithm/string/replace.hpp>
 
@@ -27,12 +26,10 @@ std::string valueOf(const Settings& settings, std::string_view key) {
 TEST(Settings, ReadsTheLinesOfAFile) {
   const std::tuple<const char*, const char*, const char*> rows[] = {
       {"white space around", "  KEY \t=  25  \n", "25"},
-      {"nothing but the setting", "KEY=25", "25"},
       {"line ends of two characters", "KEY = 25\r\n\r\n", "25"},
       {"empty lines and comments", "\n# KEY = 1\n  # x\nKEY = 25\n", "25"},
       {"comment after a value", "KEY = 25  # per second = fps\n", "25"},
       {"the last value counts", "KEY = 24\nKEY = 25\n", "25"},
-      {"equals signs and numbers in a value", "KEY = a=b#c\n", "a=b#c"},
       {"empty value", "KEY =\n", ""},
       {"nothing at all", "", "(none)"}};
   for (const auto& [why, text, value] : rows) {
@@ -85,7 +82,6 @@ TEST(Settings, TakeOnlyWhatTheModuleReadsAsItIsMeant) {
       {"Recording/FragmentDuration",
        {"0", "", " 1", "1 ", "-1", "+1", "4s", "0x10", "1e3", "4.0", "4294967296"},
        {{"1", 1}, {"007", 7}, {"4294967295", 4294967295.0}}},
-      {"Recording/FramesPerKeyframeInterval", {"2.5", "-1"}, {{"50", 50}, {"0", 0}}},
       {"Recording/FrameRate",
        {"", "-1", "-0", "nan", "inf", "1001", "25fps", "2,5", "1e400", " 25"},
        {{"29.97", 29.97}, {".5", 0.5}, {"25.", 25}, {"1e2", 100}, {"0", 0}, {"30000e-3", 30}}},
@@ -129,11 +125,9 @@ TEST(Settings, AreCompleteBeforeTheModuleHasThem) {
       {"Recording/FrameRate = 25", "Recording/FramesPerKeyframeInterval has to be 1 or more"},
       {rate + "50\nRecording/FramePrecision = 0", "Recording/FramePrecision has to be 1 or more"},
       {rate + "4294967295", "make fragments of"},
-      {rate + "65536\nRecording/KeyframeIntervalsPerFragment = 65536", "make fragments of"},
       {"Recording/FrameRate = 1e-9\nRecording/FramesPerKeyframeInterval = 1", "make fragments of"},
       {"Recording/IsProtected = true", "Recording/VantryV2/ContentID is needed with Recording/IsProtected = true"},
       {secret + directory.file("none"), "none': the file cannot be read: No such file or directory"},
-      {secret + directory.path().string(), "': the file cannot be read: Is a directory"},
       {secret + directory.file("key"), "Recording/VantryV2/LicenseServerURL is needed"}};
   for (const auto& [text, error] : rows) {
     Settings settings;

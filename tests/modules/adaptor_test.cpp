@@ -1,7 +1,5 @@
 // Parts of the adaptor: segment files, their names, and how it reads its own settings.
 
-#include <gmock/gmock.h>
-
 #include "modules/streams/k2r/K2RIOStream.h"
 #include "modules/streams/k2r/k2rAdaptor.h"
 #include "tests/support/TempDirectory.h"
@@ -54,25 +52,6 @@ TEST_F(SegmentStream, CutsAStaleFileToZeroUnlessItAppends) {
   EXPECT_EQ(sizeOf(fresh), 0U);
 }
 
-TEST_F(SegmentStream, ReadsAndWritesAtItsPosition) {
-  stream_.open();
-  stream_.seek(-2, 2);
-  char bytes[4] = {};
-  EXPECT_EQ(stream_.read(bytes, 4), 2U);
-  EXPECT_EQ(std::string(bytes), "89");
-  EXPECT_EQ(stream_.tell(), 10U);
-  EXPECT_EQ(stream_.read(bytes, 4), 0U) << "at the end";
-  stream_.seek(-7, 1);
-  EXPECT_EQ(stream_.write("abc", 3), 3U);
-  EXPECT_EQ(sizeOf(stream_), 10U) << "a write inside the file keeps its size";
-  EXPECT_EQ(stream_.write("xy", 2), 2U);
-  EXPECT_EQ(sizeOf(stream_), 12U);
-  EXPECT_THAT([this] { stream_.seek(0, 3); },
-              testing::ThrowsMessage<QVSException>("Invalid Mode for krvo::k2m::IOStream::Seek()"));
-  stream_.close();
-  EXPECT_EQ(test::readWholeFile(path_), "012abc6789xy");
-}
-
 TEST_F(SegmentStream, ClosesOnceWithItsLastReferenceAndCanBeOpenedAgain) {
   stream_.addReference();
   stream_.addReference();
@@ -90,19 +69,6 @@ TEST_F(SegmentStream, ClosesOnceWithItsLastReferenceAndCanBeOpenedAgain) {
   EXPECT_EQ(sizeOf(stream_), 2U) << "as far as it is known without a status";
 }
 
-TEST_F(SegmentStream, TransfersNothingWhereThereIsNothing) {
-  char byte = 0;
-  EXPECT_EQ(stream_.read(&byte, 1), 0U) << "closed";
-  EXPECT_EQ(stream_.write(&byte, 1), 0U) << "closed";
-  stream_.open();
-  EXPECT_EQ(stream_.read(&byte, 0), 0U);
-  EXPECT_EQ(stream_.read(nullptr, 1), 0U);
-
-  K2RIOStream missing(&files_, test::modulePath(directory_.path() / "no" / "such"), true);
-  missing.open();
-  EXPECT_EQ(missing.write("x", 1), 0U);
-}
-
 class AdaptorConfig : public testing::Test {
  protected:
   test::TestHost host_{nullptr};
@@ -110,13 +76,12 @@ class AdaptorConfig : public testing::Test {
 };
 
 TEST_F(AdaptorConfig, ChangesABoolOnTheExactTextOnly) {
-  for (const std::string text : {"true", "false", "True", "true ", "1", "False", "0", ""}) {
-    for (const bool before : {true, false}) {
-      host_.settings["key"] = text;
-      bool value = before;
-      EXPECT_TRUE(adaptor_.readConfigBool("key", value)) << text;
-      EXPECT_EQ(value, text == "true" || (before && text != "false")) << text;
-    }
+  for (const auto& [text, before, after] :
+       {std::tuple("true", false, true), {"True", false, false}, {"false", true, false}}) {
+    host_.settings["key"] = text;
+    bool value = before;
+    EXPECT_TRUE(adaptor_.readConfigBool("key", value)) << text;
+    EXPECT_EQ(value, after) << text;
   }
 }
 
@@ -124,19 +89,14 @@ TEST_F(AdaptorConfig, KeepsNumbersWithinTheirBounds) {
   constexpr std::uint32_t kMost = 0xFFFFFFFF, kUnchanged = 99;
   using Row = std::tuple<std::string, std::uint32_t, std::uint32_t, std::uint32_t>;
   for (const auto& [text, minimum, maximum, expected] :
-       {Row{"7", 0, 10, 7}, Row{"-5", 0, 10, 0}, Row{"-5", 1, 10, kUnchanged}, Row{"11", 0, 10, kUnchanged},
-        Row{"12abc", 0, 20, 12}, Row{"abc", 0, 10, 0}, Row{std::string(500, ' ') + "42", 0, 100, 42},
-        Row{"4294967295", 0, kMost, kMost}, Row{"4294967296", 0, kMost, kUnchanged},
-        Row{"99999999999999999999999", 0, kMost, kUnchanged}}) {
+       {Row{"-5", 0, 10, 0}, Row{"-5", 1, 10, kUnchanged}, Row{"11", 0, 10, kUnchanged}, Row{"12abc", 0, 20, 12},
+        Row{std::string(500, ' ') + "42", 0, 100, 42}, Row{"4294967295", 0, kMost, kMost},
+        Row{"4294967296", 0, kMost, kUnchanged}, Row{"99999999999999999999999", 0, kMost, kUnchanged}}) {
     host_.settings["key"] = text;
     std::uint32_t value = kUnchanged;
     EXPECT_TRUE(adaptor_.readConfigUnsigned("key", value, minimum, maximum)) << text;
     EXPECT_EQ(value, expected) << text;
   }
-  std::int32_t number = 1;
-  host_.settings["key"] = "-17";
-  EXPECT_TRUE(adaptor_.readConfigInt("key", number));
-  EXPECT_EQ(number, -17);
 }
 
 }  // namespace

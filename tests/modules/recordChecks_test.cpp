@@ -24,7 +24,6 @@ TEST(RecordChecks, AcceptOrRefuseEachMessage) {
   constexpr char kNoDescriptor[] = "error: Unable to create sample descriptor for message.\n";
   const std::tuple<const char*, StreamMessage, bool, const char*> rows[] = {
       {"an aggregate", message(22, "0102"), false, "error: Invalid message type.\n"},
-      {"a command", message(20, "0102"), false, "error: Invalid message type.\n"},
       {"empty audio", message(8, ""), true, ""},
       {"empty video", message(9, ""), false, "error: No message payload.\n"},
       {"empty data", message(18, ""), false, "error: No message payload.\n"},
@@ -33,7 +32,6 @@ TEST(RecordChecks, AcceptOrRefuseEachMessage) {
       {"AAC before its header", message(8, "af01 2110"), false, kNoDescriptor},
       {"AAC with the protection bit", message(0x28, "af001210"), true, ""},
       {"MP3", message(8, "2ffffb9064"), true, ""},
-      {"VP6", message(9, "140001"), true, ""},
       {"AMF0 data", message(18, "0200036f6e58"), true, ""},
       {"AMF3 data", message(15, "0006076f6e58"), true, ""}};
   for (const auto& [why, given, accepted, log] : rows) {
@@ -105,10 +103,8 @@ TEST(Jumps, BeyondTheSizeOfAnIndexAreRefusedAndLeaveNoTrace) {
     const char* segmentDuration = "0";
   } rows[] = {{"a fragment is open", video().until(1500), key, video(), 2000},
               {"no key frame", video().until(4500), inter, video(), 6000},
-              {"a fragment is held", rareKeys.until(3001), inter, rareKeys, 3500},
               {"a fragment is held, and a key frame came", rareKeys.until(7001), key, rareKeys, 10500},
               {"audio", audio.until(3001), aac, audio, 3500},
-              {"audio in its lead-in", audio.from(500).until(900), aac, audio, 900},
               {"an append", video().until(4001), inter, video(), 6000, true},
               {"a segment without a fragment", everySecond().until(4500), key, everySecond(), 5000, false, "3000"}};
   for (const auto& row : rows) {
@@ -191,16 +187,12 @@ TEST(Metadata, GivesThePictureSize) {
        "01400140"},
       {"a fraction is cut", metadataOf(object().name("width").number(320.8).end().hex()), "01400000"},
       {"a string is passed over", metadataOf(object().name("width").string("320").end().hex()), "00000000"},
-      {"a longer name is another one", metadataOf(object().name("widths").number(320).end().hex()), "00000000"},
       {"a number", metadataOf(Amf0().number(320).hex()), "00000000"},
-      {"no argument", metadataOf(""), "00000000"},
       {"a typed object is no description", metadataOf("10" + Amf0().name("a").name("width").number(320).end().hex()),
        "00000000"},
       {"an array", metadataOf(Amf0().array(1).name("height").number(320).end().hex()), "00000140"},
       {"AMF3, an object of a class",
-       message(15, description + "11 0a 23 03 61 0b 7769647468 0d 686569676874 04 8200 04 8134"), "010000b4"},
-      {"AMF3, an anonymous object with dynamic members",
-       message(15, description + "11 0a 0b 01 0b 7769647468 04 8200 0d 686569676874 04 8134 01"), "010000b4"}};
+       message(15, description + "11 0a 23 03 61 0b 7769647468 0d 686569676874 04 8200 04 8134"), "010000b4"}};
   for (const auto& [why, described, size] : rows) {
     OpenRecorder recorder({described, avcSequenceHeader(0)});
     EXPECT_EQ(recorder.record(video().withoutHeaders().until(4001)), 0U);
@@ -274,12 +266,9 @@ TEST(TimeOffset, ComesInAMessageOfAnyKindThatHasACommand) {
                                                               {17, "03" + kTwelve, true},
                                                               {18, data, true},
                                                               {15, "00" + data, true},
-                                                              {15, "ff" + data, true},
                                                               {0xB4, kTwelve, true},
                                                               {9, kTwelve, false},
-                                                              {20, "", false},
                                                               {20, "02 0003 6f6e58", false},
-                                                              {20, kName, false},
                                                               {20, commandWith(12, "other"), false}};
   for (const auto& [type, payload, isSet] : rows) {
     OpenRecorder recorder;

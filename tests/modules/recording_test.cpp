@@ -21,10 +21,7 @@ TEST(Recording, GoesFromItsFirstMessageToWholeFiles) {
   EXPECT_EQ(recorder.files(), "cam1.bootstrap cam1.control cam1.meta cam1Seg1.k2i cam1Seg1.k2r");
   EXPECT_EQ(recorder.duration(), 4000U);
   EXPECT_EQ(hex(recorder.content(".control")), "00000000");
-  EXPECT_EQ(hex(recorder.content(".bootstrap")),
-            "0000006a 61627374 00000000 00000001 20000003 e8000000 0000000f a0000000 00000000 00000000 00000100 "
-            "00001961 73727400 00000000 00000001 00000001 00000001 01000000 25616672 74000000 00000003 e8000000 "
-            "00010000 00010000 00000000 00000000 0fa0");
+  EXPECT_EQ(recorder.bootstrap(), "1x1 | 1@0+4000");
   const std::string meta = recorder.content(".meta");
   EXPECT_TRUE(
       dumpOf(readScript(std::as_bytes(std::span(meta))).at(1))
@@ -48,17 +45,11 @@ TEST(Recording, IsCutByItsKeyFramesOnTheGrid) {
   const std::string lifted = "warning: Found backward timestamp while recording stream, adjusting time\n";
   constexpr std::uint32_t kLastLine = 4294964000U;
   const std::tuple<const char*, Messages, const char*, const char*, std::string> rows[] = {
-      {"key frames on the grid", video().until(12001), "1@0:written 2@4000:written 3@8000:written",
-       "1x3 | 1@0+4000 end", ""},
-      {"audio alone", stream().audio(20).until(12001), "1@0:written 2@4000:written 3@8000:written",
-       "1x3 | 1@0+4000 end", ""},
       {"video that comes behind audio alone is dropped",
        Messages{metadata(0), avcSequenceHeader(0)} + stream().audio(20).until(4001) + framesAt({4100}), "1@0:written",
        "1x1 | 1@0+4000 end", ""},
       {"lead-in before the first grid line", stream().keyFramesEvery(500).framesEvery(50).from(1500).until(8001),
        "1@0:none 2@4000:written", "1x1 | 2@4000+4000 end", ""},
-      {"a grid that is the stream's own", video().from(100000).until(104001), "26@100000:written",
-       "1x1 | 26@100000+4000 end", ""},
       {"key frames rarer than the grid", stream().keyFramesEvery(10000).until(24001),
        "1@0:written 2@4000:none 3@10000:written 4@12000:none 5@16000:none",
        "1x5 | 1@0+4000 2@4000!empty 3@10000+2000 4@12000!empty end", ""},

@@ -27,8 +27,6 @@ TEST(Export, GivesBackTheStreamThatMakesTheSameRecording) {
   Messages scripted = video().audio(23).until(12001);
   scripted.insert(scripted.begin() + 90, metadata(scripted[89].time));
   const std::tuple<const char*, Messages, std::map<std::string, std::string>> rows[] = {
-      {"video and audio", video().audio(23).until(16001), {}},
-      {"video alone", video().until(16001), {}},
       {"audio alone", stream().audio(20).until(16001), {}},
       {"audio in front of the video", stream().audio(20).until(4001) + video().audio(20).from(4020).until(16001), {}},
       {"key frames rarer than the grid", stream().keyFramesEvery(10000).audio(23).until(40001), {}},
@@ -39,10 +37,7 @@ TEST(Export, GivesBackTheStreamThatMakesTheSameRecording) {
       {"VP6, MP3 and script data", otherCodecs(16001), {}},
       {"a codec without a configuration",
        Messages{metadata(0)} + withCodec(video().withoutHeaders().until(12001), 0x12),
-       {}},
-      {"short fragments",
-       stream().keyFramesEvery(500).audio(23).until(9001),
-       {{"Recording/FragmentDuration", "1000"}}}};
+       {}}};
   for (const auto& [why, messages, settings] : rows) {
     SCOPED_TRACE(why);
     const MadeRecording first({.messages = messages, .settings = settings});
@@ -64,7 +59,7 @@ TEST(Export, TakesAPartFromAKeyFrameOn) {
                                                                                      {"5", "9", 4000, 8990},
                                                                                      {"6.5", "7", 6000, 6990},
                                                                                      {"0:08", "10", 8000, 9990},
-                                                                                     {"7.9", "30", 6000, 11999}};
+                                                                                     {"7.9", "30", 6000, 11990}};
   const MadeRecording recording({.messages = stream().keyFramesEvery(2000).audio(10).until(12001)});
   for (const auto& [from, to, firstVideo, last] : rows) {
     SCOPED_TRACE(from);
@@ -74,8 +69,7 @@ TEST(Export, TakesAPartFromAKeyFrameOn) {
     ASSERT_NE(video, messages.end());
     EXPECT_EQ(video->time, firstVideo);
     EXPECT_EQ(messages[1].time, firstVideo);
-    EXPECT_GT(messages.back().time + 10, last);
-    EXPECT_LE(messages.back().time, last + 10);
+    EXPECT_EQ(messages.back().time, last) << "the end is not in it";
   }
 }
 

@@ -1,7 +1,6 @@
 #include "host/input/AvInput.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include "host/errors.h"
 #include "tests/endtoend/mediaTools.h"
@@ -110,17 +109,6 @@ TEST_F(AvInputTest, MarksKeyFramesAsAParserDoesWhateverTheFileSaysFromAnyTimeOn)
   EXPECT_EQ(capture_.text(), "");
 }
 
-TEST_F(AvInputTest, CarriesSorensonVideo) {
-  const auto file = clip(std::string(kPicture) + "-c:v flv1 -g 20", "clip.avi");
-  const auto messages = record(file);
-  EXPECT_EQ(messages.size(), 60u);
-  EXPECT_EQ(messages[0].data[0], std::byte{0x12});
-  EXPECT_EQ(messages[1].data[0], std::byte{0x22});
-  std::string pictures;
-  for (const auto& message : messages) pictures += test::textOf(std::span(message.data).subspan(1));
-  EXPECT_TRUE(pictures == test::readWholeFile(clip("-i " + file + " -map 0:v -c copy -f data", "pictures")));
-}
-
 TEST_F(AvInputTest, LeavesCoverPicturesOut) {
   clip(std::string(kPicture) + "-frames:v 1", "cover.png");
   const auto file = clip(std::string(kSound) + "-i " + directory_.file("cover.png") +
@@ -134,9 +122,7 @@ TEST_F(AvInputTest, ATrackThatCannotBeRecordedCostsThatTrack) {
   // What is left, 0 where nothing is, and what is said.
   const std::tuple<std::string, const char*, int, const char*> rows[] = {
       {sound + "pcm_s16le", "a.mkv", 9, "cannot record codec 'pcm_s16le' (stream 1, audio)"},
-      {sound + "pcm_alaw", "a.mov", 9, "codec 'pcm_alaw'"},
       {sound + "libopus", "b.mp4", 9, "codec 'opus'"},
-      {sound + "ac3", "a.ts", 9, "codec 'ac3'"},
       {std::string(kPicture) + kSound + "-c:v mpeg4 -c:a aac", "a.mp4", 8, "'mpeg4' (stream 0, video)"},
       {kSound, "a.wav", 0, "cannot record codec 'pcm_s16le' (stream 0, audio)"},
       {std::string(kSound) + "-c:a libspeex -ar 32000", "a.ogg", 0, "cannot record codec 'speex'"}};
@@ -162,8 +148,7 @@ TEST_F(AvInputTest, MapsChooseStreams) {
                                                                    {{"v"}, "9 "},
                                                                    {{"0:a"}, "8 af001210"},
                                                                    {{"a:1"}, "8 af001388"},
-                                                                   {{"0:2", "0:v:0"}, "9 8 af001388"},
-                                                                   {{"1"}, "8 af001210"}};
+                                                                   {{"0:2", "0:v:0"}, "9 8 af001388"}};
   for (const auto& [maps, expected] : rows) {
     std::string headers;
     for (const auto& message : record(file, maps)) {

@@ -60,7 +60,6 @@ TEST(PlainView, PlaysEverySampleWithoutABreak) {
        {.messages = av().audio(23).until(20001), .settings = {{"Recording/SegmentDuration", "7000"}}},
        20000},
       {"frames of a rate that is no divisor of the grid", {.messages = av(1998).framesEvery(333).until(16001)}, 13986},
-      {"a picture in each fragment", {.messages = av(4000).framesEvery(4000).until(16001)}, 16000},
       {"a gap, taken out", {.messages = before + av().withoutHeaders().audio(20).from(24000).until(32001)}, 12500}};
   for (const auto& [why, plan, videoEndMs] : rows) {
     SCOPED_TRACE(why);
@@ -110,20 +109,6 @@ TEST(PlainView, HasOneHeaderForAllRecordingsOfAConfiguration) {
   const auto& header = first.begin()->second;
   for (const auto& [word, count] : {std::pair("trak", 2U), {"trex", 2U}, {"tref", 0U}, {"hint", 0U}})
     EXPECT_EQ(occurrences(textOf(header), word), count) << word;
-}
-
-TEST(PlainView, OfARunningRecordingGrowsAndChangesNothing) {
-  const auto messages = av().audio(20).until(20001);
-  const MadeRecording shorter({.messages = {messages.begin(), messages.begin() + 500}, .stop = false});
-  const MadeRecording whole({.messages = messages});
-  const PlainView before = viewOf(shorter);
-  const PlainView after = viewOf(whole);
-  ASSERT_LT(before.fragmentCount(), after.fragmentCount());
-  for (std::size_t i = 0; i + 1 < before.fragmentCount(); ++i) {
-    EXPECT_EQ(before.fragmentName(i), after.fragmentName(i));
-    EXPECT_EQ(fragmentOf(before, i), fragmentOf(after, i));
-  }
-  EXPECT_EQ(before.playlist().find("ENDLIST"), std::string::npos);
 }
 
 TEST(PlainView, GoesIntoAFolderOfItsOwn) {

@@ -136,31 +136,21 @@ class Trial {
   explicit Trial(std::uint32_t seed) : stream_(seed) {}
 
   void run(std::uint32_t appends) {
-    dropIsThePlainModule();
     for (std::uint32_t i = 0; i <= appends; ++i) recordPart(stream_.part());
   }
 
  private:
-  /// Into a recording of this name.
-  CommandAnswer record(const std::vector<StreamMessage>& messages, const std::string& name, const char* option) const {
+  CommandAnswer append(const std::vector<StreamMessage>& messages) const {
     writeTagStream(messages, directory_.file("in.mtg"));
-    std::vector<std::string> arguments = {"record", directory_.file("in.mtg"), "--out", directory_.file(name),
-                                          option,   "--durability=process",    "--json"};
+    std::vector<std::string> arguments = {"record",   directory_.file("in.mtg"), "--out", directory_.file("cam1"),
+                                          "--append", "--durability=process",    "--json"};
     for (const auto& [key, value] : stream_.settings) arguments.push_back("--set=" + key + '=' + value);
     return k2r(arguments);
   }
 
-  void dropIsThePlainModule() {
-    const auto messages = stream_.part();
-    // Where a fragment cannot be written, the command sends its message once more.
-    if (messages.empty() || stream_.hasTies()) return;
-    record(messages, "drop", "--tail=drop");
-    expectSameFiles(MadeRecording({.messages = messages, .settings = stream_.settings}), directory_.file("drop"));
-  }
-
   void recordPart(const std::vector<StreamMessage>& messages) {
     if (messages.empty()) return;
-    const CommandAnswer answer = record(messages, "cam1", "--append");
+    const CommandAnswer answer = append(messages);
     expectWhole(directory_.file("cam1"));
     const Payloads all = storedIn(directory_.file("cam1"));
     ASSERT_LE(stored_, all.size()) << "what was there stays";

@@ -2,8 +2,6 @@
 
 #include "host/record/RecordSession.h"
 
-#include <gmock/gmock.h>
-
 #include "host/OpenContext.h"
 #include "tests/host/hostTools.h"
 #include "tests/support/loadModule.h"

@@ -1,7 +1,5 @@
 // Protected recordings and their keys, and the way back: what unprotecting gives is what was recorded in the clear.
 
-#include <gmock/gmock.h>
-
 #include <unordered_set>
 
 #include "host/exporting/RecordedTags.h"
@@ -58,18 +56,6 @@ std::vector<StreamMessage> withStubs(const std::vector<StreamMessage>& messages)
     all.push_back({static_cast<std::uint8_t>(stub[0] == std::byte{0xAF} ? 8 : 9), message.time, stub});
   }
   return all;
-}
-
-/// The same video and audio in codecs that are not written, and nothing else: fragments without a tag.
-std::vector<StreamMessage> withoutTags(std::vector<StreamMessage> messages) {
-  for (StreamMessage& message : messages) {
-    const auto front = std::to_integer<unsigned>(message.data.front());
-    if (message.type == 9) message.data.front() = std::byte((front & 0xF0U) | 3U);
-    if (message.type == 8) message.data.front() = std::byte{0x3F};
-  }
-  std::erase_if(messages,
-                [](const auto& message) { return message.type != 8 && message.type != 9 && message.time != 0; });
-  return messages;
 }
 
 /// A stream of frames that others refer to, and of B frames that none does.
@@ -136,21 +122,16 @@ TEST(UnprotectRecording, GivesBackTheClearFilesByteForByte) {
     const char* what;
     RecordingPlan plan;
     Settings changes = {};
-  } rows[] = {{"video and audio", {av(2000).until(14000)}},
-              {"audio alone", {stream().audio(100).until(14000)}},
-              {"other codecs", {otherCodecs(14000)}},
+  } rows[] = {{"audio alone", {stream().audio(100).until(14000)}},
               {"segments", {av(2000).until(24000), rolling}},
               {"an append over a gap", {av(2000).until(14000), rolling, true, av(2000).from(40000).until(54000)}},
               {"other codecs, appended", {otherCodecs(9000), {}, true, av(2000).from(12000).until(9000)}},
               {"key frames rarer than fragments", {av(9000).until(30000)}},
               {"tags of less than a codec header", {withStubs(av(2000).until(10000))}},
-              {"a codec that is not written", {withoutTags(otherCodecs(9000))}},
-              {"a crash", {av(2000).until(14000), {}, false}},
               {"an append to what a crash left", {av(2000).until(14000), {}, false, av(2000).from(16000).until(24000)}},
               {"a long metadata text", {av(2000).until(9000)}, {{"PolicyPath", place.file("policy")}}},
               {"other codecs, video in the clear", {otherCodecs(9000)}, {{"EncryptVideo", "false"}}},
-              {"other codecs, audio in the clear", {otherCodecs(9000)}, {{"EncryptAudio", "false"}}},
-              {"other codecs, data in the clear", {otherCodecs(9000)}, {{"EncryptData", "false"}}}};
+              {"other codecs, audio in the clear", {otherCodecs(9000)}, {{"EncryptAudio", "false"}}}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     expectTheSame(MadeRecording(row.plan), MadeRecording(protectedPlan(row.plan, row.changes)));
@@ -209,7 +190,6 @@ TEST(UnprotectCommand, SaysWhyNotAndLeavesNothing) {
   const std::string key = keys().file("license-server.key");
   const std::tuple<std::string, std::string, const char*> rows[] = {
       {secret.directory(), others.file("license-server.key"), "the key is not that of the license server"},
-      {secret.directory(), keys().file("transport.key"), "the key is not that of the license server"},
       {secret.directory(), keys().file("license-server.crt"), "no private key in PEM or DER"},
       {secret.directory(), keys().file("missing"), "cannot be read"},
       {changed.directory(), key, "does not end in the padding of a sample"},

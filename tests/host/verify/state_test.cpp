@@ -55,11 +55,9 @@ Change cutBehind(bool fragment, std::uint64_t more = 0) {
 }
 
 /// Zeros in the table at the end of the segment, where a loss of power has lost a part of it.
-Change tornTable(std::size_t from, std::size_t count) {
-  return [=](const MadeRecording& made) {
-    const std::size_t table = made.boxesOf("Seg1.k2r").randomAccess()->offset;
-    made.write("Seg1.k2r", made.read("Seg1.k2r").replace(table + from, count, count, '\0'));
-  };
+void tornTable(const MadeRecording& made) {
+  const std::size_t table = made.boxesOf("Seg1.k2r").randomAccess()->offset;
+  made.write("Seg1.k2r", made.read("Seg1.k2r").replace(table + 20, 220, 220, '\0'));
 }
 
 /// The index as it was before the last fragment, as if its file had not been replaced any more.
@@ -146,10 +144,6 @@ TEST(RecordingState, OfAnInterruptionIsMadeWhole) {
       recording,
       {{"nothing behind the last fragment", nothing, kOk, "cam1.bootstrap: note: not stopped", kFinished},
        {"part of a fragment", added(part), kRepairable, "repairable: `moof` of", kFinished},
-       {"part of a box", added(part.substr(0, 8)), kRepairable, atEnd + ": repairable", kFinished},
-       {"zeros, as of a file that had grown", added(std::string(100, '\0')), kRepairable, atEnd + ": repairable",
-        kFinished},
-       {"more than an append writes", added(std::string(99999, 'x')), kRepairable, atEnd + ": repairable", kFinished},
        {"a free box", added(std::string("\0\0\0\x0A", 4) + "freexx"), kOk, "whole", kFinished},
        {"a fragment that the index does not name yet", both(oldIndex, oldBootstrap), kRepairable,
         "repairable: a whole fragment that the index does not name", kFinished},
@@ -164,9 +158,6 @@ TEST(RecordingState, OfAnInterruptionIsMadeWhole) {
         both(both(removed({".bootstrap"}), entries([](Entries& entries) { entries.resize(1); })), cutBehind(true)),
         kRepairable, "cam1.bootstrap: repairable: missing", kFinished},
        {"part of the first fragment", both(removed({".bootstrap", "Seg1.k2i"}), cutBehind(false, 50)), kRepairable,
-        "nothing has been recorded yet", kEmptied},
-       {"the same, and a base time cut short",
-        both(both(removed({".bootstrap", "Seg1.k2i"}), cutBehind(false, 50)), written(".control", "x")), kRepairable,
         "nothing has been recorded yet", kEmptied},
        {"a segment in which nothing has been written yet", both(removed({".bootstrap", "Seg1.k2i"}), cutBehind(false)),
         kOk, "nothing has been recorded yet", kUntouched},
@@ -187,8 +178,6 @@ TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
        {"no index", removed({"Seg1.k2i"}), kDamaged, "cam1Seg1.k2i: damage: missing", kRefused},
        {"no segment", removed({"Seg1.k2r"}), kDamaged, "cam1Seg1.k2r: damage: missing", kRefused},
        {"no description", removed({".meta"}), kDamaged, "cam1.meta: damage: missing", kRefused},
-       {"no base time", removed({".control"}), kRepairable, "cam1.control: repairable: missing: the base time is 0",
-        kFinished},
        {"a description of another width",
         [](const MadeRecording& made) {
           std::string meta = made.read(".meta");
@@ -196,8 +185,7 @@ TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
           made.write(".meta", meta);
         },
         kDamaged, "damage: width: expected 640, found", kRefused},
-       {"a table that begins, and no more", tornTable(20, 220), kRepairable, "mfra: another table", kFinished},
-       {"a table without some entries", tornTable(40, 60), kRepairable, "mfra: another table", kFinished},
+       {"a table that begins, and no more", tornTable, kRepairable, "mfra: another table", kFinished},
        {"a foreign file", written(".txt", "x"), kOk, "cam1.txt: note: does not belong to the recording", kUntouched},
        {"an old index", oldIndex, kDamaged, "cam1.bootstrap: damage: continues after fragment 2", kRefused},
        {"an old bootstrap", oldBootstrap, kDamaged, "cam1.bootstrap: damage: ends before fragment 3", kRefused},
@@ -250,12 +238,6 @@ std::vector<StreamMessage> videoWithKeysAt(const std::vector<std::uint32_t>& key
   return messages;
 }
 
-/// With nothing from `end` to `from`.
-std::vector<StreamMessage> withGap(StreamBuilder builder, std::uint32_t end, std::uint32_t from, std::uint32_t until) {
-  const auto first = builder.until(end);
-  return first + builder.withoutHeaders().from(from).until(until);
-}
-
 /// Of a codec that gets a track, and is not written.
 std::vector<StreamMessage> notWritten(std::uint32_t until) {
   std::vector<StreamMessage> messages{metadata(0)};
@@ -290,21 +272,16 @@ std::vector<LegalRecording> legalRecordings() {
   const std::map<std::string, std::string> coarse{{"Recording/FragmentDuration", "1000"},
                                                   {"Recording/DurationPrecision", "1000"}};
   return {
-      {"one fragment", 1, {dense(2000).until(4001)}},
       {"audio alone, far from zero", 4, {stream().audio(20).from(987654321).until(987654321 + 20000)}},
-      {"video alone, far from zero", 3, {dense(2000).from(4000000001).until(4000020000)}},
       {"other codecs and script data", 4, {otherCodecs(16001)}},
       {"lead-in that ends behind the grid line", 6, {dense(3000).from(1700).until(30000)}},
       {"key frames every 10000, with one held at the stop", 5, {dense(10000).until(58001)}},
-      {"key frames every 9000", 11, {dense(9000).until(100001)}},
-      {"a gap with rare key frames", 7, {withGap(dense(10000), 21000, 60000, 120001)}},
       {"a time older than the base time", 2, {framesAt("4000k 5972k 6547 2132 27768k"), coarse}},
       {"a time that wraps in the lead-in", 4, {wrappingLeadIn()}},
       {"codecs that are not written", 4, rolling(notWritten(16001))},
       {"segments, rare key frames", 22, rolling(dense(9000).until(200001))},
       {"a segment taken back at the stop", 3, rolling(videoWithKeysAt({0, 4000, 8000, 12000}, 22000))},
       {"a segment taken back, with numbers", 2, rolling(videoWithKeysAt({0, 4000, 20000, 24000}, 37000))},
-      {"appended at once", 8, appended(dense(2000).until(20001), dense(2000).from(20001).until(40001))},
       {"behind a held fragment", 8, appended(dense(10000).until(58001), dense(10000).from(70000).until(120001))},
       {"where a number is held and skipped", 3,
        appended(videoWithKeysAt({0, 8000}, 12501),
@@ -312,8 +289,7 @@ std::vector<LegalRecording> legalRecordings() {
       {"behind the end, with one held", 5, appended(dense(10000).until(58001), dense(10000).from(24000).until(33001))},
       {"behind a segment taken back, with a jump", 2,
        rolling(framesAt("0k 4000k 14000k 16000 20000"), dense(2000).from(42000).until(43001))},
-      {"appended audio", 6, appended(audio.until(12001), stream().audio(20).from(13500).until(30000))},
-      {"appended segments", 15, rolling(dense(2000).until(30001), dense(2000).from(32001).until(70001))}};
+      {"appended audio", 6, appended(audio.until(12001), stream().audio(20).from(13500).until(30000))}};
 }
 
 TEST(LegalRecordings, AreWholeStoppedOrInterrupted) {
