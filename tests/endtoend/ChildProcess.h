@@ -1,7 +1,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -60,10 +59,6 @@ class ChildProcess {
       if (written <= 0) throw std::runtime_error("the program reads no more");
       bytes.remove_prefix(static_cast<std::size_t>(written));
     }
-  }
-  bool hasReadAll() const {
-    int left = 1;
-    return ::ioctl(input_, FIONREAD, &left) == 0 && left == 0;
   }
   /// Waits until `condition` holds, as it does before long. A condition that held once is not asked again: while the
   /// program goes on, it may hold for a moment only.

@@ -23,7 +23,7 @@ class Safety : public InDirectory {
   Safety() {
     writeTagStream(av().until(8001), "in.mtg");
     writeTagStream(av().from(12000).withoutHeaders().until(20001), "later.mtg");
-    EXPECT_EQ(k2r("record in.mtg --out cam1"), 0) << output_;
+    expect("record in.mtg --out cam1", 0);
     old_ = readAllFiles("cam1");
   }
 
@@ -34,6 +34,10 @@ class Safety : public InDirectory {
     return answer.status;
   }
   int k2r(const std::string& arguments) { return shell("timeout 60 " + program_ + " " + arguments); }
+  void expect(const std::string& arguments, int status, const std::string& output = "") {
+    EXPECT_EQ(k2r(arguments), status) << arguments << "\n" << output_;
+    EXPECT_THAT(output_, HasSubstr(output)) << arguments;
+  }
   void expectOld(const std::string& what) const {
     EXPECT_TRUE(readAllFiles("cam1") == old_) << what << "\n" << output_;
     EXPECT_FALSE(fs::exists("cam1.replaced")) << what;
@@ -59,15 +63,12 @@ TEST_F(Safety, AllowsOneRecorderPerDirectory) {
     recorder.waitFor([&] {
       return readWholeFile("/proc/locks").find(' ' + std::to_string(recorder.pid()) + ' ') != std::string::npos;
     });
-    const auto expectRefused = [&](const std::string& command) {
-      EXPECT_EQ(k2r(command), 1) << command;
-      EXPECT_THAT(output_, HasSubstr(place + "' is in use: process " + std::to_string(recorder.pid()) + " (k2r)"));
-    };
     const auto expectAllRefused = [&] {
       for (const char* const command :
            {"record in.mtg --out ", "record in.mtg --append --out ", "record in.mtg --overwrite --out ", "repair "}) {
         const bool isRefusedFirst = std::string(command) == "record in.mtg --out " && !fs::is_empty(place);
-        if (!isRefusedFirst) expectRefused(command + place);
+        if (isRefusedFirst) continue;
+        expect(command + place, 1, place + "' is in use: process " + std::to_string(recorder.pid()) + " (k2r)");
       }
     };
     expectAllRefused();
@@ -77,15 +78,15 @@ TEST_F(Safety, AllowsOneRecorderPerDirectory) {
     // Readers are free; between two of the recorder's writes they see a recording that could be repaired.
     recorder.waitFor([&] { return k2r("verify " + place) == 0; });
     recorder.kill();
-    EXPECT_EQ(k2r("repair " + place), 0) << output_;
-    EXPECT_EQ(k2r("verify " + place), 0) << output_;
+    expect("repair " + place, 0);
+    expect("verify " + place, 0);
   }
 }
 
 TEST_F(Safety, OverwriteKeepsTheOldRecordingUntilThereIsANewOne) {
   fs::permissions("cam1", fs::perms(0750));
   writeWholeFile("cut.mtg", readWholeFile("in.mtg").substr(0, 13));
-  EXPECT_EQ(k2r("keys new keys"), 0);
+  expect("keys new keys", 0);
   const std::string rows[] = {"cut.mtg", "missing.mtg", "cam1/cam1Seg1.k2r",
                               "in.mtg --config keys/recording.conf --set Recording/VantryV2/PackagerCredentialPwd=x",
                               "in.mtg --tail drop --set Recording/FragmentDuration=99999999"};
@@ -94,14 +95,13 @@ TEST_F(Safety, OverwriteKeepsTheOldRecordingUntilThereIsANewOne) {
     expectOld(row);
   }
   fs::create_directory("cam1.replaced");
-  EXPECT_EQ(k2r("record in.mtg --out cam1 --overwrite"), 1);
-  EXPECT_THAT(output_, HasSubstr("cam1.replaced' is in the way"));
+  expect("record in.mtg --out cam1 --overwrite", 1, "cam1.replaced' is in the way");
   fs::remove("cam1.replaced");  // Fails where it has gone or something is in it.
   expectOld("an empty directory of somebody else");
-  EXPECT_EQ(k2r("record in.mtg --out cam1 --overwrite"), 0) << output_;
+  expect("record in.mtg --out cam1 --overwrite", 0);
   EXPECT_EQ(mode("cam1"), "750");
   writeTagStream(av().until(2001), "short.mtg");
-  EXPECT_EQ(k2r("record short.mtg --out cam1 --overwrite"), 0) << output_;
+  expect("record short.mtg --out cam1 --overwrite", 0);
   EXPECT_THAT(output_, testing::Not(HasSubstr("the old recording"))) << "the only fragment is written at the end";
 }
 
@@ -113,7 +113,7 @@ TEST_F(Safety, AnInterruptedOverwriteIsReportedAndTakenBack) {
     k2r(command);
     EXPECT_THAT(output_, HasSubstr("an interrupted --overwrite put aside; k2r repair '")) << command;
   }
-  EXPECT_EQ(k2r("repair cam1"), 0) << output_;
+  expect("repair cam1", 0);
   expectOld("put back");
   // A kill between the first index and the first bootstrap.
   k2r("record in.mtg --set Recording/FragmentDuration=99999 --out new/cam1");
@@ -122,7 +122,7 @@ TEST_F(Safety, AnInterruptedOverwriteIsReportedAndTakenBack) {
   fs::rename("new/cam1", "cam1");
   k2r("verify cam1");
   EXPECT_THAT(output_, HasSubstr("k2r repair '" + fs::absolute("cam1").string() + "' finishes the new one if"));
-  EXPECT_EQ(k2r("repair cam1"), 0) << output_;
+  expect("repair cam1", 0);
   EXPECT_EQ(readAllFiles("cam1.replaced"), old_);
 }
 
@@ -146,8 +146,7 @@ TEST_F(Safety, FilesOfOthersStayAsTheyAre) {
       {"playlist cam1 --plain cam1/plain", 1, "lies among the files of a recording"},
       {"playlist cam1 --out cam1/list.m3u8", 1, "lies among the files of a recording"}};
   for (const auto& [command, status, output] : rows) {
-    EXPECT_EQ(k2r(command), status) << command << output_;
-    EXPECT_THAT(output_, HasSubstr(output)) << command;
+    expect(command, status, output);
   }
   for (const char* const name : names) EXPECT_EQ(readWholeFile(std::string("mine/") + name), "mine") << name;
   EXPECT_EQ(shell("ls -A mine"), 0);
@@ -155,11 +154,9 @@ TEST_F(Safety, FilesOfOthersStayAsTheyAre) {
             "a.mp4\na.mp4.part\na.mtg\na.mtg.part\nlink.m3u8\nlink.mp4\nlist.m3u8\nlist.m3u8.tmp\nnotes.txt\n"
             "target\n");
   fs::create_directory("cam1/folder");
-  EXPECT_EQ(k2r("export cam1 --out cam1/folder/a.mp4"), 1);
-  EXPECT_THAT(output_, HasSubstr("lies among the files of a recording"));
+  expect("export cam1 --out cam1/folder/a.mp4", 1, "lies among the files of a recording");
   fs::rename("cam1/folder", "cam1/cam1Seg9.k2i");
-  EXPECT_EQ(k2r("playlist cam1"), 1);
-  EXPECT_THAT(output_, HasSubstr("cam1Seg9.k2i' is not a regular file"));
+  expect("playlist cam1", 1, "cam1Seg9.k2i' is not a regular file");
   fs::remove("cam1/cam1Seg9.k2i");
   expectOld("the recording");
 }
@@ -173,9 +170,8 @@ TEST_F(Safety, AnAppendFollowsNoLinkAndWaitsForNoPipe) {
     writeWholeFile("outside", content);
     fs::remove(file);
     fs::create_symlink(fs::absolute("outside"), file);
-    EXPECT_EQ(k2r("record later.mtg --out cam1 --append"), 1);
-    EXPECT_THAT(output_, HasSubstr("is not a regular file"));
-    EXPECT_EQ(k2r("repair cam1"), 1);
+    expect("record later.mtg --out cam1 --append", 1, "is not a regular file");
+    expect("repair cam1", 1);
     EXPECT_EQ(readWholeFile("outside"), content);
     fs::remove(file);
     ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
@@ -197,23 +193,23 @@ TEST_F(Safety, FilesHaveThePermissionsThatTheyShould) {
     for (const auto& [name, content] : readAllFiles("cam2")) EXPECT_EQ(mode("cam2/" + name), expected) << name;
   }
   fs::permissions("cam1/cam1Seg1.k2r", fs::perms(0640));
-  EXPECT_EQ(k2r("export cam1 --out a.mp4"), 0);
+  expect("export cam1 --out a.mp4", 0);
   EXPECT_EQ(mode("a.mp4"), "640");
 
-  EXPECT_EQ(k2r("keys new keys"), 0);
-  EXPECT_EQ(k2r("record in.mtg --out secret --config keys/recording.conf"), 0);
+  expect("keys new keys", 0);
+  expect("record in.mtg --out secret --config keys/recording.conf", 0);
   EXPECT_EQ(mode("secret/secretSeg1.k2r"), "644");
-  EXPECT_EQ(k2r("export secret --out secret.mp4"), 1);
+  expect("export secret --out secret.mp4", 1);
   EXPECT_FALSE(fs::exists("secret.mp4"));
-  EXPECT_EQ(k2r("unprotect secret --key keys/license-server.key --out clear"), 0);
+  expect("unprotect secret --key keys/license-server.key --out clear", 0);
   EXPECT_EQ(mode("clear"), "700") << "so that nothing in it was for others at any time";
   for (const auto& [name, content] : readAllFiles("clear")) EXPECT_EQ(mode("clear/" + name), "600") << name;
 }
 
 TEST_F(Safety, KeepsSecretsOnceInMemoryAndInNoMessage) {
-  EXPECT_EQ(k2r("keys new keys"), 0);
+  expect("keys new keys", 0);
   for (const char* const file : {"license-server.key", "common.key", "packager.p12"}) {
-    EXPECT_EQ(k2r("record in.mtg --out cam2 --config keys/" + std::string(file)), 2);
+    expect("record in.mtg --out cam2 --config keys/" + std::string(file), 2);
     std::istringstream lines(readWholeFile("keys/" + std::string(file)));
     for (std::string line; std::getline(lines, line);) {
       EXPECT_TRUE(line.size() < 8 || output_.find(line.substr(0, line.find('=', 8))) == std::string::npos) << file;
@@ -292,16 +288,14 @@ TEST_F(Safety, AnAppendRefusesADamagedRecordingAndTakesUpAnInterruptedOne) {
   put(first);
   fs::remove("cam1/cam1.bootstrap");
   EXPECT_EQ(append(), 0) << output_;
-  EXPECT_EQ(k2r("verify cam1"), 0) << output_;
-  EXPECT_THAT(output_, HasSubstr("from 0:00:00.000"));
+  expect("verify cam1", 0, "from 0:00:00.000");
 
   // The index could be written once, the bootstrap never, and the segment had no such trouble.
   made.changeIndex("Seg1.k2i", [](auto& entries) { entries.resize(1); });
   put(made);
   fs::remove("cam1/cam1.bootstrap");
-  EXPECT_EQ(k2r("repair cam1"), 0) << output_;
-  EXPECT_EQ(k2r("verify cam1"), 0) << output_;
-  EXPECT_THAT(output_, HasSubstr(" 1 fragment,"));
+  expect("repair cam1", 0);
+  expect("verify cam1", 0, " 1 fragment,");
 
   // Killed before the first fragment: its base time is not that of the new recording.
   fs::remove_all("cam1");
@@ -310,21 +304,20 @@ TEST_F(Safety, AnAppendRefusesADamagedRecordingAndTakesUpAnInterruptedOne) {
   writeTagStream(av().until(12001), "later.mtg");
   EXPECT_EQ(append(), 0) << output_;
   EXPECT_EQ(readWholeFile("cam1/cam1.control"), std::string(4, '\0'));
-  EXPECT_EQ(k2r("verify cam1"), 0) << output_;
+  expect("verify cam1", 0);
 }
 
 TEST_F(Safety, ReportsLimitsAndWrongNames) {
   const std::string stem(238, 'n');
-  EXPECT_EQ(k2r("record in.mtg --out " + stem + " --set Recording/SegmentDuration=4000"), 0) << output_;
-  EXPECT_EQ(k2r("record in.mtg --out " + stem + "n"), 2);
-  EXPECT_THAT(output_, HasSubstr("is too long a name"));
+  expect("record in.mtg --out " + stem + " --set Recording/SegmentDuration=4000", 0);
+  expect("record in.mtg --out " + stem + "n", 2, "is too long a name");
   EXPECT_FALSE(fs::exists(stem + "n"));
   // A tenth of a megabyte a file.
   writeTagStream(stream().keyFramesEvery(1000).frameBytes(2000).until(20001), "large.mtg");
   EXPECT_LT(shell("ulimit -f 200; " + program_ + " record large.mtg --out cam2"), 10) << output_;
   EXPECT_THAT(output_, HasSubstr("File too large"));
-  EXPECT_EQ(k2r("repair cam2"), 0) << output_;
-  EXPECT_EQ(k2r("verify cam2"), 0) << output_;
+  expect("repair cam2", 0);
+  expect("verify cam2", 0);
   EXPECT_EQ(shell("(printf ABC; tail -c +4 in.mtg) | " + program_ + " record - --out cam3"), 1);
   EXPECT_THAT(output_, HasSubstr("standard input is not a tag stream: MTG"));
 }

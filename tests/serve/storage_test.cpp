@@ -1,7 +1,6 @@
 #include "host/serve/Storage.h"
 
 #include <future>
-#include <thread>
 
 #include "host/serve/catalog/StreamRecordings.h"
 #include "tests/serve/catalog/storedRecordings.h"

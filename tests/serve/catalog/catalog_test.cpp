@@ -1,9 +1,5 @@
 #include "host/serve/catalog/Catalog.h"
 
-#include <gmock/gmock.h>
-
-#include <thread>
-
 #include "host/DirectoryLock.h"
 #include "host/serve/catalog/StreamRecordings.h"
 #include "host/serve/catalog/removal.h"
@@ -16,17 +12,9 @@ namespace {
 using namespace test;
 namespace fs = std::filesystem;
 
-class CatalogTest : public testing::Test {
+class CatalogTest : public StoredRecordings {
  protected:
-  void scan(Catalog& catalog) {
-    catalog.addRoot(root_.path().string());
-    while (!catalog.isReady()) std::this_thread::yield();
-  }
-  fs::path put(const MadeRecording& made, const std::string& stream, double hour) {
-    return store(made, root_.path(), stream, atHour(hour));
-  }
-  RecordingPlace at(double hour) { return {.root = root_.path().string(), .stream = "cam1", .name = atHour(hour)}; }
-  std::string folder(const std::string& stream) { return (root_.path() / stream).string(); }
+  void scan(Catalog& catalog) { StoredRecordings::scan(catalog, root()); }
   /// "14:00 finished, 15:00 recording" of all that a list of these hours has; in hours after the first.
   static std::string listed(const Catalog& catalog, const std::string& stream, double from = -10000,
                             double to = 10000) {
@@ -38,21 +26,17 @@ class CatalogTest : public testing::Test {
     }
     return text;
   }
-
-  TempDirectory root_;
-  SetSurroundings world_;
-  LogCapture log_;
 };
 
 TEST_F(CatalogTest, KnowsTheRecordingsOfAllStreams) {
-  put(finishedRecording(), "cam1", 1);
-  put(interruptedRecording(), "cam1", 0);
-  put(finishedRecording(), "cam1", 2.5);
-  put(finishedRecording(), "gone", 0);
-  writeWholeFile(put(finishedRecording(), "cam1", 3) / "mine.txt", "");
-  fs::create_directory(root_.path() / "cam1" / "20261125T14");
-  fs::create_directory(root_.path() / "Not a stream");
-  fs::create_directory_symlink(root_.path() / "gone", root_.path() / "linked");
+  put("cam1", 1);
+  put("cam1", 0, interruptedRecording());
+  put("cam1", 2.5);
+  put("gone", 0);
+  writeWholeFile(put("cam1", 3) / "mine.txt", "");
+  fs::create_directory(directory_.path() / "cam1" / "20261125T14");
+  fs::create_directory(directory_.path() / "Not a stream");
+  fs::create_directory_symlink(directory_.path() / "gone", directory_.path() / "linked");
   Catalog catalog(world_);
   scan(catalog);
   EXPECT_EQ(catalog.streams(), (std::vector<std::string>{"cam1", "gone"}));
@@ -69,7 +53,7 @@ TEST_F(CatalogTest, KnowsTheRecordingsOfAllStreams) {
 }
 
 TEST_F(CatalogTest, ListsWhatHasAnyTimeInTheSpan) {
-  for (const double hour : {0, 1, 2}) put(finishedRecording(), "cam1", hour);
+  for (const double hour : {0, 1, 2}) put("cam1", hour);
   Catalog catalog(world_);
   scan(catalog);
   constexpr double kSecond = 1.0 / 3600;
@@ -80,7 +64,7 @@ TEST_F(CatalogTest, ListsWhatHasAnyTimeInTheSpan) {
 }
 
 TEST_F(CatalogTest, ReadsWhatTheScanHasNotReached) {
-  for (const double hour : {0, 1, 2}) put(finishedRecording(), "cam1", hour);
+  for (const double hour : {0, 1, 2}) put("cam1", hour);
   StreamRecordings recordings("cam1", folder("cam1"));
   const auto list = recordings.list(kTwoOClock + 2000, kTwoOClock + 2 * kHourMs, 0);
   ASSERT_EQ(list.size(), 2U);
@@ -90,27 +74,27 @@ TEST_F(CatalogTest, ReadsWhatTheScanHasNotReached) {
 }
 
 TEST_F(CatalogTest, FollowsWhatIsRecorded) {
-  fs::create_directory(root_.path() / "cam1");
+  fs::create_directory(directory_.path() / "cam1");
   Catalog catalog(world_);
   catalog.addStream("cam1", folder("cam1"));
-  fs::create_directory(root_.path() / "cam1" / atHour(0));
+  fs::create_directory(path("cam1", 0));
   catalog.began(at(0));
   EXPECT_EQ(listed(catalog, "cam1"), "0 recording");
   EXPECT_EQ(catalog.find("cam1", atHour(0))->bytes, 0U);
   // As if it had grown to this.
-  fs::remove(root_.path() / "cam1" / atHour(0));
-  put(interruptedRecording(), "cam1", 0);
+  fs::remove(path("cam1", 0));
+  put("cam1", 0, interruptedRecording());
   catalog.grew(at(0));
   EXPECT_EQ(listed(catalog, "cam1"), "0 recording");
   EXPECT_EQ(catalog.find("cam1", atHour(0))->time.endMs, kTwoOClock + 12600);
   const std::uint64_t bytes = catalog.totals("cam1").bytes;
   EXPECT_GT(bytes, 1000U);
-  const fs::path segment = root_.path() / "cam1" / atHour(0) / (atHour(0) + "Seg1.k2r");
+  const fs::path segment = path("cam1", 0) / (atHour(0) + "Seg1.k2r");
   writeWholeFile(segment, readWholeFile(segment) + "0123456789");
   catalog.grew(at(0));
   EXPECT_EQ(catalog.totals("cam1").bytes, bytes + 10);
-  fs::remove_all(root_.path() / "cam1" / atHour(0));
-  put(finishedRecording(), "cam1", 0);
+  fs::remove_all(path("cam1", 0));
+  put("cam1", 0);
   catalog.finished(at(0), false);
   EXPECT_NE(catalog.totals("cam1").bytes, bytes + 10);
   catalog.began(at(1));
@@ -120,17 +104,17 @@ TEST_F(CatalogTest, FollowsWhatIsRecorded) {
 }
 
 TEST_F(CatalogTest, SeesWhatOthersPutThereAndTake) {
-  put(finishedRecording(), "cam1", 0);
+  put("cam1", 0);
   Catalog catalog(world_);
   scan(catalog);
-  put(finishedRecording(), "cam1", 1);
-  fs::remove_all(root_.path() / "cam1" / atHour(0));
+  put("cam1", 1);
+  fs::remove_all(path("cam1", 0));
   EXPECT_EQ(listed(catalog, "cam1"), "1 finished");
   EXPECT_FALSE(catalog.find("cam1", atHour(0)));
 }
 
 TEST_F(CatalogTest, LooksAgainAtWhatWasDamaged) {
-  const std::string index = (put(finishedRecording(), "cam1", 0) / (atHour(0) + "Seg1.k2i")).string();
+  const std::string index = (put("cam1", 0) / (atHour(0) + "Seg1.k2i")).string();
   const std::string whole = readWholeFile(index);
   writeWholeFile(index, "");
   Catalog catalog(world_);
@@ -144,7 +128,7 @@ TEST_F(CatalogTest, LooksAgainAtWhatWasDamaged) {
 }
 
 TEST_F(CatalogTest, MayBeAskedWhileItIsFilledAndRecorded) {
-  for (int hour = 0; hour < 20; ++hour) put(finishedRecording(), "cam1", hour);
+  for (int hour = 0; hour < 20; ++hour) put("cam1", hour);
   Catalog catalog(world_);
   catalog.addStream("cam1", folder("cam1"));
   std::jthread recorder([&](const std::stop_token& stop) {
@@ -163,22 +147,22 @@ TEST_F(CatalogTest, MayBeAskedWhileItIsFilledAndRecorded) {
 }
 
 TEST_F(CatalogTest, FinishesRemovalsThatWereInterrupted) {
-  const fs::path path = put(finishedRecording(), "cam1", 0);
+  const fs::path path = put("cam1", 0);
   std::vector<fs::path> files;
   for (const auto& file : fs::directory_iterator(path)) files.push_back(file.path().filename());
   // What a kill leaves after none, one and all of its files were removed.
   for (std::size_t removed = 0; removed <= files.size(); ++removed) {
     fs::remove_all(path);
-    put(finishedRecording(), "cam1", 0);
+    put("cam1", 0);
     fs::rename(path, path.string() + kRemovedSuffix);
     for (std::size_t i = 0; i < removed; ++i) fs::remove(fs::path(path.string() + kRemovedSuffix) / files[i]);
     Catalog catalog(world_);
     scan(catalog);
     EXPECT_EQ(listed(catalog, "cam1"), "");
-    EXPECT_TRUE(fs::is_empty(root_.path() / "cam1")) << removed;
+    EXPECT_TRUE(fs::is_empty(directory_.path() / "cam1")) << removed;
   }
   // Not ours, for all its name.
-  const fs::path foreign = root_.path() / "cam1" / (std::string("holiday") + kRemovedSuffix);
+  const fs::path foreign = directory_.path() / "cam1" / (std::string("holiday") + kRemovedSuffix);
   writeWholeFile((fs::create_directory(foreign), foreign / "picture"), "");
   Catalog catalog(world_);
   scan(catalog);
@@ -186,9 +170,9 @@ TEST_F(CatalogTest, FinishesRemovalsThatWereInterrupted) {
 }
 
 TEST_F(CatalogTest, ReportsInterruptedRecordingsOfEarlierProcesses) {
-  put(interruptedRecording(), "cam1", -2);
-  put(finishedRecording(), "cam1", -1);
-  put(interruptedRecording(), "cam1", 1);
+  put("cam1", -2, interruptedRecording());
+  put("cam1", -1);
+  put("cam1", 1, interruptedRecording());
   std::vector<std::string> reported;
   Catalog* own = nullptr;
   Catalog catalog(world_, [&](const RecordingPlace& recording) {
@@ -208,7 +192,7 @@ class RepairStream : public CatalogTest {
     const auto finish = [&](const RecordingPlace& recording) {
       if (repairInterrupted(catalog_, recording, Settings(), log_.log())) names += recording.name;
     };
-    repairStream(root_.path().string(), "cam1", finish, log_.log());
+    repairStream(root(), "cam1", finish, log_.log());
     return names;
   }
 
@@ -216,22 +200,22 @@ class RepairStream : public CatalogTest {
 };
 
 TEST_F(RepairStream, FinishesTheNewestAndLeavesTheDamaged) {
-  put(interruptedRecording(), "cam1", -1);
-  put(finishedRecording(), "cam1", -0.75);
-  put(finishedRecording(), "cam1", 0);
-  put(interruptedRecording(), "cam1", 1);
-  const fs::path damaged = put(interruptedRecording(), "cam1", 2);
+  put("cam1", -1, interruptedRecording());
+  put("cam1", -0.75);
+  put("cam1", 0);
+  put("cam1", 1, interruptedRecording());
+  const fs::path damaged = put("cam1", 2, interruptedRecording());
   const fs::path segment = damaged / (atHour(2) + "Seg1.k2r");
   writeWholeFile(segment, readWholeFile(segment).substr(0, 2000));
-  fs::create_directory(root_.path() / "cam1" / atHour(3));
-  const fs::path foreign = put(interruptedRecording(), "cam1", 4);
+  fs::create_directory(path("cam1", 3));
+  const fs::path foreign = put("cam1", 4, interruptedRecording());
   writeWholeFile(foreign / "mine.txt", "");
   const auto before = readAllFiles(foreign.string());
   const auto damagedBefore = readAllFiles(damaged.string());
   catalog_.addStream("cam1", folder("cam1"));
   EXPECT_EQ(repair(), atHour(1));
   EXPECT_EQ(listed(catalog_, "cam1"), "-1 interrupted, -0.75 finished, 0 finished, 1 finished, 2 damaged");
-  EXPECT_FALSE(fs::exists(root_.path() / "cam1" / atHour(3)));
+  EXPECT_FALSE(fs::exists(path("cam1", 3)));
   EXPECT_EQ(readAllFiles(damaged.string()), damagedBefore);
   EXPECT_EQ(readAllFiles(foreign.string()), before);
   EXPECT_THAT(log_.text(),
@@ -241,7 +225,7 @@ TEST_F(RepairStream, FinishesTheNewestAndLeavesTheDamaged) {
 }
 
 TEST_F(RepairStream, LeavesWhatAnotherProcessWrites) {
-  const fs::path path = put(interruptedRecording(), "cam1", 0);
+  const fs::path path = put("cam1", 0, interruptedRecording());
   const auto before = readAllFiles(path.string());
   const DirectoryLock lock(path.string());
   EXPECT_EQ(repair(), "");

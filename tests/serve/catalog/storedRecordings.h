@@ -1,10 +1,12 @@
 #pragma once
 
 #include <fmt/format.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
+#include <thread>
 
-#include "host/serve/catalog/Surroundings.h"
+#include "host/serve/catalog/Catalog.h"
 #include "host/serve/recordingName.h"
 #include "tests/host/hostTools.h"
 
@@ -54,6 +56,30 @@ class SetSurroundings final : public host::serve::Surroundings {
   std::string elsewhere = "/mounted";
   std::atomic<std::int64_t> now = kTwoOClock;
   std::atomic<std::uint64_t> free = UINT64_MAX;
+};
+
+/// A root below which a test puts recordings, each at so many hours after kTwoOClock.
+class StoredRecordings : public testing::Test {
+ protected:
+  static void scan(host::serve::Catalog& catalog, const std::string& root) {
+    catalog.addRoot(root);
+    while (!catalog.isReady()) std::this_thread::yield();
+  }
+  std::string root() const { return directory_.path().string(); }
+  std::string folder(const std::string& stream) const { return directory_.file(stream); }
+  std::filesystem::path path(const std::string& stream, double hour) const {
+    return directory_.path() / stream / atHour(hour);
+  }
+  std::filesystem::path put(const std::string& stream, double hour, const MadeRecording& made = finishedRecording()) {
+    return store(made, directory_.path(), stream, atHour(hour));
+  }
+  host::serve::RecordingPlace at(double hour, const std::string& stream = "cam1") const {
+    return {.root = root(), .stream = stream, .name = atHour(hour)};
+  }
+
+  TempDirectory directory_;
+  SetSurroundings world_;
+  LogCapture log_;
 };
 
 }  // namespace test

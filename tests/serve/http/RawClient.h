@@ -1,7 +1,6 @@
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include <netdb.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -10,6 +9,8 @@
 #include <chrono>
 #include <cstdlib>
 #include <map>
+#include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -39,13 +40,17 @@ class RawClient {
   /// `receiveBuffer` bytes of answers wait in the system if they are not read; 0 for the system's default.
   explicit RawClient(std::uint16_t port, const char* address = "127.0.0.1", int receiveBuffer = 0,
                      std::chrono::milliseconds patience = std::chrono::seconds(20)) {
-    sockaddr_storage target{};
-    const socklen_t size = fill(target, address, port);
-    socket_ = ::socket(target.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICHOST;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* target = nullptr;
+    if (::getaddrinfo(address, std::to_string(port).c_str(), &hints, &target) != 0) throw std::runtime_error("address");
+    const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owner(target, ::freeaddrinfo);
+    socket_ = ::socket(target->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval limit{.tv_sec = patience.count() / 1000, .tv_usec = patience.count() % 1000 * 1000};
     ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     if (receiveBuffer != 0) ::setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&target), size) != 0) {
+    if (::connect(socket_, target->ai_addr, target->ai_addrlen) != 0) {
       ::close(socket_);
       throw std::runtime_error("cannot connect");
     }
@@ -102,32 +107,17 @@ class RawClient {
  private:
   static bool hasHost(const std::string& headers) { return ("\r\n" + headers).find("\r\nHost:") != std::string::npos; }
 
-  static socklen_t fill(sockaddr_storage& target, const char* address, std::uint16_t port) {
-    auto& v4 = reinterpret_cast<sockaddr_in&>(target);
-    auto& v6 = reinterpret_cast<sockaddr_in6&>(target);
-    if (::inet_pton(AF_INET, address, &v4.sin_addr) == 1) {
-      v4.sin_family = AF_INET;
-      v4.sin_port = htons(port);
-      return sizeof v4;
-    }
-    v6.sin6_family = AF_INET6;
-    v6.sin6_port = htons(port);
-    ::inet_pton(AF_INET6, address, &v6.sin6_addr);
-    return sizeof v6;
-  }
-
   static WireAnswer parseHead(const std::string& head) {
     WireAnswer answer;
-    if (head.size() > 12) answer.status = std::atoi(head.c_str() + 9);
-    std::size_t line = head.find("\r\n") + 2;
-    while (line < head.size()) {
-      const std::size_t end = head.find("\r\n", line);
-      const std::size_t colon = head.find(": ", line);
-      std::string name = head.substr(line, colon - line);
+    std::istringstream lines(head);
+    std::string protocol, rest, name;
+    lines >> protocol >> answer.status;
+    std::getline(lines, rest);
+    while (std::getline(lines, name, ':') && std::getline(lines, rest)) {
       for (char& c : name) c = qvs::util::lowerCase(c);
       std::string& value = answer.headers[name];
-      value += (value.empty() ? "" : ", ") + head.substr(colon + 2, end - colon - 2);
-      line = end + 2;
+      // Without the blank before it and the line end after it.
+      value += (value.empty() ? "" : ", ") + rest.substr(1, rest.size() - 2);
     }
     return answer;
   }

@@ -1,9 +1,5 @@
 #include "host/serve/retention/Retention.h"
 
-#include <gmock/gmock.h>
-
-#include <thread>
-
 #include "host/DirectoryLock.h"
 #include "host/serve/retention/RootRetention.h"
 #include "tests/serve/catalog/storedRecordings.h"
@@ -14,20 +10,15 @@ namespace {
 using namespace test;
 namespace fs = std::filesystem;
 
-class RetentionTest : public testing::Test {
+class RetentionTest : public StoredRecordings {
  protected:
   RetentionTest() { world_.now = kTwoOClock + 10 * kHourMs; }
 
-  void put(const std::string& stream, double hour) { store(finishedRecording(), root_.path(), stream, atHour(hour)); }
-  void scan() {
-    catalog_.addRoot(root_.path().string());
-    while (!catalog_.isReady()) std::this_thread::yield();
-  }
-  fs::path path(const std::string& stream, double hour) { return root_.path() / stream / atHour(hour); }
+  void scan() { StoredRecordings::scan(catalog_, root()); }
   /// "cam1/0 cam2/1": the stream and the hour of what is on disk.
   std::string left() {
     std::vector<std::string> found;
-    for (const auto& entry : fs::recursive_directory_iterator(root_.path())) {
+    for (const auto& entry : fs::recursive_directory_iterator(directory_.path())) {
       const auto name = parseRecordingName(entry.path().filename().string());
       if (!name) continue;
       found.push_back(
@@ -42,14 +33,11 @@ class RetentionTest : public testing::Test {
   void list(const std::string& stream) { catalog_.list(stream, 0, INT64_MAX); }
 
   static constexpr std::chrono::hours kHour{1};
-  TempDirectory root_;
-  SetSurroundings world_;
-  LogCapture log_;
   Catalog catalog_{world_};
   std::set<std::string> held_;
   RemovalCounts counts_{};
   RootRetention retention_{
-      root_.path().string(),
+      root(),
       catalog_,
       [this](const std::string& stream, const std::string& recording) {
         return held_.contains(stream + "/" + recording);
@@ -65,8 +53,8 @@ TEST_F(RetentionTest, RemovesByAgeInAllStreams) {
   for (const double hour : {0, 2}) put("unknown", hour);
   put("mine", 0);
   scan();
-  catalog_.addStream("mine", (root_.path() / "mine").string());
-  catalog_.began({.root = root_.path().string(), .stream = "mine", .name = atHour(0)});
+  catalog_.addStream("mine", folder("mine"));
+  catalog_.began(at(0, "mine"));
   held_ = {"cam1/" + atHour(1)};
   retention_.pass({.all = {.age = 8 * kHour}, .streams = {{"cam1", {.age = 3 * kHour}}, {"mine", {.age = kHour}}}});
   // That of hour 2 ended 12 seconds later than 8 hours ago.
@@ -82,7 +70,7 @@ TEST_F(RetentionTest, RemovesByBytesAndEmptyFolders) {
   const std::uint64_t each = catalog_.totals("cam2").bytes;
   retention_.pass({.all = {.bytes = 2 * each}, .streams = {{"cam1", {}}}});
   EXPECT_EQ(left(), "cam1/3 cam3/2");
-  EXPECT_FALSE(fs::exists(root_.path() / "cam2"));
+  EXPECT_FALSE(fs::exists(folder("cam2")));
   EXPECT_EQ(catalog_.streams(), (std::vector<std::string>{"cam1", "cam3"}));
   EXPECT_EQ(removed(RemovalReason::kKeepBytes), 2U);
   retention_.pass({.streams = {{"cam1", {.bytes = 0}}}});
@@ -98,7 +86,7 @@ TEST_F(RetentionTest, KeepsSpaceFreeBeforeAllElse) {
   // The oldest, whose removal would free nothing.
   put("mounted", -1);
   // Nothing is read yet: the scan has not begun.
-  for (const char* stream : {"cam1", "mounted"}) catalog_.addStream(stream, (root_.path() / stream).string());
+  for (const char* stream : {"cam1", "mounted"}) catalog_.addStream(stream, folder(stream));
   held_ = {"cam1/" + atHour(0)};
   world_.free = 999;
   retention_.pass({.keepFree = 1000});
@@ -154,7 +142,7 @@ TEST_F(RetentionTest, GoesPastWhatItMayNotRemove) {
 TEST_F(RetentionTest, FollowsTheConfiguration) {
   for (const double hour : {0.0, 9.5}) put("cam1", hour);
   scan();
-  ServeConfig config{.root = root_.path().string(), .keep = {.age = kHour}};
+  ServeConfig config{.root = root(), .keep = {.age = kHour}};
   std::atomic<int> asked = 0;
   Retention retention(catalog_, {}, {}, log_.log(), world_);
   retention.setMayRemove([&](const std::string& root) {
@@ -169,7 +157,7 @@ TEST_F(RetentionTest, FollowsTheConfiguration) {
   EXPECT_EQ(left(), "cam1/9");
   world_.now += 2 * kHourMs;
   retention.makeRoom(config.root);
-  while (fs::exists(root_.path() / "cam1")) std::this_thread::yield();
+  while (fs::exists(folder("cam1"))) std::this_thread::yield();
 }
 
 TEST(LimitsByRoot, AreThoseOfTheStorageOnlyForItsRoot) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -9,6 +9,7 @@
 #include <mutex>
 #include <thread>
 
+#include "host/serve/http/ListenSocket.h"
 #include "host/serve/streams/Supervisor.h"
 #include "tests/host/hostTools.h"
 #include "tests/support/tagFile.h"
@@ -18,32 +19,18 @@ namespace test {
 /// A live source: an FLV stream for each connection to a port of this machine.
 class FlvServer {
  public:
-  FlvServer() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    const timeval patience{.tv_sec = 60, .tv_usec = 0};
-    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    if (::bind(socket_, generic, length) != 0 || ::listen(socket_, 5) != 0 ||
-        ::getsockname(socket_, generic, &length) != 0) {
-      throw std::runtime_error("no port");
-    }
-    url_ = "tcp://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-  }
-  ~FlvServer() {
-    close();
-    ::close(socket_);
-  }
+  FlvServer() = default;
+  ~FlvServer() { close(); }
   FlvServer(const FlvServer&) = delete;
   FlvServer& operator=(const FlvServer&) = delete;
 
-  const std::string& url() const { return url_; }
+  std::string url() const { return "tcp://127.0.0.1:" + std::to_string(socket_.port()); }
   /// Waits for the next connection. The one before ends.
   void accept() {
     close();
-    connection_ = ::accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC);
+    pollfd incoming{socket_.get(), POLLIN, 0};
+    ::poll(&incoming, 1, 60'000);
+    connection_ = ::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC);
     if (connection_ == -1) throw std::runtime_error("nobody connects");
     write(fromHex("464c5601 05 00000009 00000000"));
   }
@@ -66,9 +53,8 @@ class FlvServer {
     }
   }
 
-  int socket_;
+  host::serve::ListenSocket socket_{"127.0.0.1", 0};
   int connection_ = -1;
-  std::string url_;
 };
 
 /// Messages whose AVC frames have the form of a NAL unit with a slice, since a demuxer looks for key frames there.

@@ -1,13 +1,11 @@
 #include "host/serve/systemd/ServiceManager.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <map>
 
@@ -18,68 +16,62 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Variables of the environment, for one test.
-class Environment {
- public:
-  explicit Environment(const std::map<std::string, std::string>& variables) {
-    clear();
-    for (const auto& [name, value] : variables) ::setenv(name.c_str(), value.c_str(), 1);
+/// The manager's end of the socket, and the variables of the environment.
+class ServiceManagerTest : public testing::Test {
+ protected:
+  ~ServiceManagerTest() override {
+    set({});
+    ::close(fd_);
   }
-  ~Environment() { clear(); }
-
- private:
-  static void clear() {
-    for (const char* const name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"}) ::unsetenv(name);
+  static void set(const std::map<std::string, std::string>& variables) {
+    for (const char* const name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"}) {
+      const auto found = variables.find(name);
+      found == variables.end() ? ::unsetenv(name) : ::setenv(name, found->second.c_str(), 1);
+    }
   }
-};
-
-/// The manager's end.
-class Receiver {
- public:
-  explicit Receiver(const std::string& name) {
+  void listen(const std::string& name) {
+    ::close(fd_);
+    fd_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::ranges::copy(name, address.sun_path);
     if (name[0] == '@') address.sun_path[0] = '\0';
     const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
-    if (::bind(fd_, reinterpret_cast<const sockaddr*>(&address), size) != 0) throw std::runtime_error("bind " + name);
+    ASSERT_EQ(::bind(fd_, reinterpret_cast<const sockaddr*>(&address), size), 0) << name;
   }
-  ~Receiver() { ::close(fd_); }
   /// The oldest datagram; empty if there is none.
   std::string next() const {
-    std::array<char, 1000> buffer{};
-    const ssize_t size = ::recv(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT);
-    return {buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+    std::string text(1000, '\0');
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(::recv(fd_, text.data(), text.size(), MSG_DONTWAIT), 0)));
+    return text;
   }
 
- private:
-  int fd_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const test::TempDirectory directory_;
+  int fd_ = -1;
 };
 
-TEST(ServiceManager, SendsEachStateInOneDatagram) {
-  const test::TempDirectory directory;
-  for (const std::string& name : {directory.file("notify"), "@k2r-test-" + std::to_string(::getpid())}) {
-    const Receiver receiver(name);
-    const Environment environment({{"NOTIFY_SOCKET", name}});
+TEST_F(ServiceManagerTest, SendsEachStateInOneDatagram) {
+  for (const std::string& name : {directory_.file("notify"), "@k2r-test-" + std::to_string(::getpid())}) {
+    listen(name);
+    set({{"NOTIFY_SOCKET", name}});
     const ServiceManager manager;
     manager.ready();
     manager.reloading();
     manager.watchdog();
     manager.stopping();
-    EXPECT_EQ(receiver.next(), "READY=1") << name;
-    EXPECT_THAT(receiver.next(), testing::MatchesRegex("RELOADING=1\nMONOTONIC_USEC=[0-9]+"));
-    EXPECT_EQ(receiver.next(), "WATCHDOG=1");
-    EXPECT_EQ(receiver.next(), "STOPPING=1");
-    EXPECT_EQ(receiver.next(), "");
+    EXPECT_EQ(next(), "READY=1") << name;
+    EXPECT_THAT(next(), testing::MatchesRegex("RELOADING=1\nMONOTONIC_USEC=[0-9]+"));
+    EXPECT_EQ(next(), "WATCHDOG=1");
+    EXPECT_EQ(next(), "STOPPING=1");
+    EXPECT_EQ(next(), "");
     // Neither a full queue nor a manager that has gone stops the process.
     for (int i = 0; i < 1000; ++i) manager.watchdog();
   }
 }
 
-TEST(ServiceManager, KnowsHowOftenToReport) {
-  const test::TempDirectory directory;
-  const std::string name = directory.file("notify");
-  const Receiver receiver(name);
+TEST_F(ServiceManagerTest, KnowsHowOftenToReport) {
+  const std::string name = directory_.file("notify");
+  listen(name);
   const std::string self = std::to_string(::getpid());
   using Variables = std::map<std::string, std::string>;
   const std::pair<Variables, std::optional<std::chrono::microseconds>> rows[] = {
@@ -90,16 +82,15 @@ TEST(ServiceManager, KnowsHowOftenToReport) {
       {{{"NOTIFY_SOCKET", name}, {"WATCHDOG_USEC", "soon"}}, std::nullopt},
       {{{"WATCHDOG_USEC", "30000000"}}, std::nullopt}};
   for (const auto& [variables, pause] : rows) {
-    const Environment environment(variables);
+    set(variables);
     EXPECT_EQ(ServiceManager().watchdogPause(), pause);
   }
 }
 
-TEST(ServiceManager, DoesNothingWithoutAManager) {
-  const test::TempDirectory directory;
+TEST_F(ServiceManagerTest, DoesNothingWithoutAManager) {
   for (const std::string& name :
-       {std::string(), std::string("relative"), directory.file("nobody"), std::string(200, '/')}) {
-    const Environment environment({{"NOTIFY_SOCKET", name}});
+       {std::string(), std::string("relative"), directory_.file("nobody"), std::string(200, '/')}) {
+    set({{"NOTIFY_SOCKET", name}});
     const ServiceManager manager;
     manager.ready();
   }
