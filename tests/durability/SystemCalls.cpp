@@ -312,54 +312,45 @@ int link(const char* from, const char* to) noexcept {
   return test::onPath("link", to, [&] { return ::syscall(SYS_link, from, to); });
 }
 
-int rename(const char* from, const char* to) noexcept {
-  const auto name = test::watchedName(from);
-  const auto newName = test::watchedName(to);
-  const bool isWatched = name && newName;
-  if (isWatched && test::watching()->fails("rename", *newName)) return -1;
-  const int result = static_cast<int>(::syscall(SYS_rename, from, to));
-  if (result != 0 || !isWatched || !test::threadWatch) return result;
-  auto& names = test::threadWatch->names;
-  const std::uint32_t file = names[*name];
-  test::threadWatch->operations.push_back(
-      {.kind = test::Kind::kRename, .file = file, .name = *name, .newName = *newName});
-  names[*newName] = file;
-  names.erase(*name);
-  return result;
-}
-
 int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to, unsigned flags) noexcept {
-  const int result = test::onPath("rename", test::fullPath(toDirectory, to).c_str(), [&] {
-    return ::syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags);
-  });
-  const auto name = test::watchedName(from);
-  const auto newName = test::watchedName(to);
-  if (result != 0 || flags != RENAME_EXCHANGE || !name || !newName || !test::threadWatch) return result;
-  std::uint32_t& file = test::threadWatch->names[*name];
-  std::uint32_t& other = test::threadWatch->names[*newName];
-  test::threadWatch->operations.push_back(
-      {.kind = test::Kind::kExchange, .file = file, .name = *name, .newName = *newName, .otherFile = other});
-  std::swap(file, other);
-  return result;
+  const std::string target = test::fullPath(toDirectory, to);
+  const int result = test::onPath(
+      "rename", target.c_str(), [&] { return ::syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags); });
+  const auto name = test::watchedName(test::fullPath(fromDirectory, from).c_str());
+  const auto newName = test::watchedName(target.c_str());
+  if (result != 0 || !name || !newName || !test::threadWatch) return result;
+  auto& names = test::threadWatch->names;
+  test::FileOperation operation{.kind = test::Kind::kRename, .file = names[*name], .name = *name, .newName = *newName};
+  if (flags == RENAME_EXCHANGE) {
+    operation.kind = test::Kind::kExchange;
+    operation.otherFile = names[*newName];
+    std::swap(names[*name], names[*newName]);
+  } else {
+    names[*newName] = operation.file;
+    names.erase(*name);
+  }
+  test::threadWatch->operations.push_back(operation);
+  return 0;
 }
 
-int unlink(const char* path) noexcept {
-  const auto name = test::watchedName(path);
-  if (name && test::watching()->fails("unlink", *name)) return -1;
-  const int result = static_cast<int>(::syscall(SYS_unlink, path));
+int rename(const char* from, const char* to) noexcept {
+  return renameat2(AT_FDCWD, from, AT_FDCWD, to, 0);
+}
+
+int unlinkat(int directory, const char* path, int flags) noexcept {
+  const std::string full = test::fullPath(directory, path);
+  const int result =
+      test::onPath("unlink", full.c_str(), [&] { return ::syscall(SYS_unlinkat, directory, path, flags); });
+  const auto name = test::watchedName(full.c_str());
   if (result != 0 || !name || !test::threadWatch) return result;
   auto& names = test::threadWatch->names;
   test::threadWatch->operations.push_back({.kind = test::Kind::kRemove, .file = names[*name], .name = *name});
   names.erase(*name);
-  return result;
+  return 0;
 }
 
-int unlinkat(int directory, const char* name, int flags) noexcept {
-  const int result = test::onPath("unlink", test::fullPath(directory, name).c_str(),
-                                  [&] { return ::syscall(SYS_unlinkat, directory, name, flags); });
-  if (result != 0 || !test::threadWatch || test::watchedFile(directory) == nullptr) return result;
-  test::threadWatch->operations.push_back({.kind = test::Kind::kRemove, .name = name});
-  return result;
+int unlink(const char* path) noexcept {
+  return unlinkat(AT_FDCWD, path, 0);
 }
 
 int nanosleep(const timespec*, timespec*) {
