@@ -183,6 +183,18 @@ TEST(StopFaults, AnIndexThatCannotBeReplacedLeavesTheEndUnmarkedWhereItLacksSome
   }
 }
 
+TEST(IndexFaults, ABootstrapIsNotReplacedWhereTheIndexCouldNotBe) {
+  FaultRecorder recorder;
+  ASSERT_TRUE(recorder.open());
+  ASSERT_EQ(recorder.record(video().until(2001)), 0U);
+  const std::string before = recorder.content(".bootstrap");
+  const SystemCalls calls(recorder.directory(),
+                          {.calls = "rename", .files = ".k2i", .error = EACCES, .count = UINT32_MAX});
+  recorder.record(avcFrame(3000, true, 50, 1));
+  EXPECT_TRUE(calls.faultHappened());
+  EXPECT_EQ(recorder.content(".bootstrap"), before);
+}
+
 CommandAnswer recordIn(const TempDirectory& place, const std::vector<StreamMessage>& messages, const char* mode) {
   writeTagStream(messages, place.file("in.mtg"));
   return k2r(

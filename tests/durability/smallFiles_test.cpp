@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 
 #include "platform/os/durableFiles.h"
 #include "tests/durability/SystemCalls.h"
