@@ -1,7 +1,6 @@
 #include "host/serve/http/Access.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "host/serve/http/HttpFront.h"
 #include "tests/serve/http/contentOf.h"

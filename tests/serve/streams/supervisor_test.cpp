@@ -270,6 +270,8 @@ TEST_F(Streams, ARecordingThatTakesNoMoreIsFollowedByAnother) {
   EXPECT_EQ(status.received.frames, framesOf(sent).size());
   EXPECT_EQ(status.stored.frames + lost, framesOf(sent).size());
   EXPECT_EQ(status.stored.frames, onDisk("cam1"));
+  EXPECT_NE(test::readWholeFile("log.txt").find("cam1: the queue is full and cannot be written: recording"),
+            std::string::npos);
 }
 
 }  // namespace
