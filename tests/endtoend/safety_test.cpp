@@ -1,6 +1,7 @@
 // What the program must not ruin, shown with the program as it is: recordings that are being written or replaced, files
 // of others, secrets.
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -42,11 +43,7 @@ class Safety : public InDirectory {
     EXPECT_TRUE(readAllFiles("cam1") == old_) << what << "\n" << output_;
     EXPECT_FALSE(fs::exists("cam1.replaced")) << what;
   }
-  std::string mode(const std::string& file) const {
-    char text[8];
-    std::snprintf(text, sizeof text, "%o", static_cast<unsigned>(fs::status(file).permissions()));
-    return text;
-  }
+  static unsigned mode(const std::string& file) { return static_cast<unsigned>(fs::status(file).permissions()); }
 
   const std::string program_ = K2R_PROGRAM;
   std::map<std::string, std::string> old_;
@@ -99,7 +96,7 @@ TEST_F(Safety, OverwriteKeepsTheOldRecordingUntilThereIsANewOne) {
   fs::remove("cam1.replaced");  // Fails where it has gone or something is in it.
   expectOld("an empty directory of somebody else");
   expect("record in.mtg --out cam1 --overwrite", 0);
-  EXPECT_EQ(mode("cam1"), "750");
+  EXPECT_EQ(mode("cam1"), 0750U);
   writeTagStream(av().until(2001), "short.mtg");
   expect("record short.mtg --out cam1 --overwrite", 0);
   EXPECT_THAT(output_, testing::Not(HasSubstr("the old recording"))) << "the only fragment is written at the end";
@@ -185,25 +182,23 @@ TEST_F(Safety, AnAppendFollowsNoLinkAndWaitsForNoPipe) {
 }
 
 TEST_F(Safety, FilesHaveThePermissionsThatTheyShould) {
-  for (const char* const mask : {"022", "027", "077"}) {
+  for (const unsigned mask : {022U, 027U, 077U}) {
     fs::remove_all("cam2");
-    shell("umask " + std::string(mask) + "; " + program_ + " record in.mtg --out cam2");
-    char expected[8];
-    std::snprintf(expected, sizeof expected, "%o", 0666u & ~static_cast<unsigned>(std::stoul(mask, nullptr, 8)));
-    for (const auto& [name, content] : readAllFiles("cam2")) EXPECT_EQ(mode("cam2/" + name), expected) << name;
+    shell(fmt::format("umask {:03o}; {} record in.mtg --out cam2", mask, program_));
+    for (const auto& [name, content] : readAllFiles("cam2")) EXPECT_EQ(mode("cam2/" + name), 0666U & ~mask) << name;
   }
   fs::permissions("cam1/cam1Seg1.k2r", fs::perms(0640));
   expect("export cam1 --out a.mp4", 0);
-  EXPECT_EQ(mode("a.mp4"), "640");
+  EXPECT_EQ(mode("a.mp4"), 0640U);
 
   expect("keys new keys", 0);
   expect("record in.mtg --out secret --config keys/recording.conf", 0);
-  EXPECT_EQ(mode("secret/secretSeg1.k2r"), "644");
+  EXPECT_EQ(mode("secret/secretSeg1.k2r"), 0644U);
   expect("export secret --out secret.mp4", 1);
   EXPECT_FALSE(fs::exists("secret.mp4"));
   expect("unprotect secret --key keys/license-server.key --out clear", 0);
-  EXPECT_EQ(mode("clear"), "700") << "so that nothing in it was for others at any time";
-  for (const auto& [name, content] : readAllFiles("clear")) EXPECT_EQ(mode("clear/" + name), "600") << name;
+  EXPECT_EQ(mode("clear"), 0700U) << "so that nothing in it was for others at any time";
+  for (const auto& [name, content] : readAllFiles("clear")) EXPECT_EQ(mode("clear/" + name), 0600U) << name;
 }
 
 TEST_F(Safety, KeepsSecretsOnceInMemoryAndInNoMessage) {
@@ -227,22 +222,22 @@ TEST_F(Safety, KeepsSecretsOnceInMemoryAndInNoMessage) {
   const int memory = ::open((process + "/mem").c_str(), O_RDONLY | O_CLOEXEC);
   if (memory == -1) GTEST_SKIP() << "the memory of a process with secrets is closed to others, but for root";
   std::map<std::string, int> found;
-  std::vector<std::string> here;
+  bool isHere = false;
   for (std::string line; std::getline(maps, line);) {
     unsigned long start = 0, end = 0;
     char access[5] = "";
     if (std::sscanf(line.c_str(), "%lx-%lx %4s", &start, &end, access) == 3) {
-      here.clear();
+      isHere = false;
       constexpr unsigned long kLargest = 1UL << 30;  // A sanitizer keeps terabytes of notes.
       std::string bytes(access[1] == 'w' && end - start < kLargest ? end - start : 0, '\0');
       if (::pread(memory, bytes.data(), bytes.size(), static_cast<off_t>(start)) <= 0) continue;
       for (const std::string& secret : {password, readWholeFile("keys/common.key")}) {
         for (auto place = bytes.find(secret); place != std::string::npos; place = bytes.find(secret, place + 1)) {
           ++found[secret == password ? "password" : "key"];
-          if (secret == password) here.push_back(secret);
+          isHere = isHere || secret == password;
         }
       }
-    } else if (line.starts_with("VmFlags:") && !here.empty()) {
+    } else if (line.starts_with("VmFlags:") && isHere) {
       EXPECT_THAT(line, HasSubstr(" dd"));
 #ifdef K2R_HARDENED  // Sanitizers lock no memory.
       EXPECT_THAT(line, HasSubstr(" lo"));
