@@ -20,35 +20,28 @@ StreamBuilder video() {
   return stream().keyFramesEvery(1000).framesEvery(250);
 }
 
-/// A recording of fragments of a second.
-class OpenPoints : public testing::Test {
- protected:
-  OpenPoints() { useShortGrid(recorder_); }
-
-  Recorder recorder_{loadModule()};
-};
-
-TEST_F(OpenPoints, ARemovalTakesTheBootstrapFromTheDeviceFirst) {
-  recordAndCrash(recorder_, video().until(3001));
-  const auto& directory = recorder_.directory();
-  const SystemCalls calls(directory);
-  EXPECT_TRUE(fileset::removeRecording(directory.string(), "cam1", platform::os::Durability::kDevice));
+TEST(OpenPoints, ARemovalTakesTheBootstrapFromTheDeviceFirst) {
+  Recorder recorder(loadModule());
+  recordAndCrash(recorder, video().until(9001));
+  const SystemCalls calls(recorder.directory());
+  EXPECT_TRUE(fileset::removeRecording(recorder.directory().string(), "cam1", platform::os::Durability::kDevice));
   ASSERT_GT(calls.operations().size(), 2U);
   EXPECT_TRUE(calls.operations()[0].name.ends_with(".bootstrap"));
   EXPECT_EQ(calls.operations()[1].kind, FileOperation::Kind::kFlushDirectory);
 }
 
-TEST_F(OpenPoints, ASegmentOfWhichNothingRemainsIsForgotten) {
-  useShortGrid(recorder_, "2500");
-  ASSERT_TRUE(recorder_.open());
-  recorder_.record(video().until(3001));  // The first segment is full.
-  for (std::uint32_t time = 3250; time < 5500; time += 250) recorder_.record(avcFrame(time, false, 50, time));
-  recorder_.stop();
-  recorder_.close();
-  const auto info = host::parseBootstrap(asBytes(recorder_.content(".bootstrap")));
+TEST(OpenPoints, ASegmentOfWhichNothingRemainsIsForgotten) {
+  Recorder recorder(loadModule());
+  useShortGrid(recorder, "2500");
+  ASSERT_TRUE(recorder.open());
+  recorder.record(video().until(3001));  // The first segment is full.
+  for (std::uint32_t time = 3250; time < 5500; time += 250) recorder.record(avcFrame(time, false, 50, time));
+  recorder.stop();
+  recorder.close();
+  const auto info = host::parseBootstrap(asBytes(recorder.content(".bootstrap")));
   EXPECT_EQ(info.segmentRunTables.at(0).segmentRuns.size(), 1U) << "the first segment alone";
-  appendAndStop(recorder_, video().from(20000).withoutHeaders().until(22001));
-  expectWhole(recorder_);
+  appendAndStop(recorder, video().from(20000).withoutHeaders().until(22001));
+  expectWhole(recorder);
 }
 
 /// Removes no directory.

@@ -41,28 +41,22 @@ class Trial {
 
  private:
   std::string runSession(const RandomSession& session, std::uint32_t flags) {
-    const std::size_t line = recorder_.host.lines.size();
+    const auto said = [this, from = recorder_.host.lines.size()](const auto& condition) {
+      return std::ranges::count_if(std::span(recorder_.host.lines).subspan(from), condition);
+    };
     const bool goesOn = recorder_.has(".bootstrap");
     if (!recorder_.open(flags)) return "not opened";
     const std::size_t refused = recorder_.record(session.messages);
-    const auto isError = [](const std::string& text) { return text.starts_with("error: "); };
-    if (const std::size_t said = linesFrom(line, isError); said != refused)
-      return fmt::format("{} messages refused in {} lines", refused, said);
+    const auto errors = said([](const std::string& text) { return text.starts_with("error: "); });
+    if (std::cmp_not_equal(errors, refused)) return fmt::format("{} messages refused in {} lines", refused, errors);
     if (session.stop) recorder_.stop();
     recorder_.close();
     // What a clock that restarts after the end makes of an index: nothing more is recorded, and the stop fails.
     const bool failed =
-        linesFrom(line, [](const std::string& text) {
+        said([](const std::string& text) {
           return text.find("afra index is corrupt") != std::string::npos || text == "error: Unable to write bootstrap.";
         }) != 0;
     return judge(session.stop && !failed, goesOn);
-  }
-
-  template <typename Condition>
-  std::size_t linesFrom(std::size_t line, const Condition& condition) const {
-    const auto& lines = recorder_.host.lines;
-    return static_cast<std::size_t>(
-        std::count_if(lines.begin() + static_cast<std::ptrdiff_t>(line), lines.end(), condition));
   }
 
   std::string judge(bool stopped, bool goesOn) {

@@ -113,17 +113,15 @@ durability = "device"
       .stallTimeout = 0ms,
       .maxGap = 90min,
       .maxQueue = 1 << 20};
-  ASSERT_EQ(config.streams.size(), 2U);
-  EXPECT_EQ(config.streams[0], first);
-  EXPECT_EQ(config.streams[1], second);
+  EXPECT_THAT(config.streams, ElementsAre(first, second));
   EXPECT_EQ(log_.text(), "");
 }
 
 TEST_F(ReadServeConfig, HasDefaults) {
   const ServeConfig config = read("[server]\nlisten = \"\"\n[[stream]]\nname = 'a'\nsource = 'b'\n");
   EXPECT_EQ(config.listenAddress, "");
-  ASSERT_EQ(config.streams.size(), 1U);
-  EXPECT_EQ(config.streams[0], (StreamConfig{.name = "a", .source = directory_.file("b"), .root = "/var/lib/k2r"}));
+  EXPECT_THAT(config.streams,
+              ElementsAre(StreamConfig{.name = "a", .source = directory_.file("b"), .root = "/var/lib/k2r"}));
 }
 
 TEST_F(ReadServeConfig, ReportsAllThatIsWrongAtOnce) {

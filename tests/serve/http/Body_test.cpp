@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <system_error>
 
 #include "tests/serve/http/contentOf.h"
@@ -12,11 +11,7 @@ namespace {
 
 using namespace host::serve;
 using test::contentOf;
-
-Body::File fileWith(const std::string& path, const std::string& content) {
-  std::ofstream(path, std::ios::binary) << content;
-  return std::make_shared<platform::os::Descriptor>(path, O_RDONLY);
-}
+using test::fileWith;
 
 struct BodyTest : testing::Test {
   test::TempDirectory directory;

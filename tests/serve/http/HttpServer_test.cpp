@@ -5,7 +5,6 @@
 #include <sys/resource.h>
 
 #include <atomic>
-#include <fstream>
 #include <future>
 #include <latch>
 #include <memory>
@@ -14,6 +13,7 @@
 
 #include "host/errors.h"
 #include "tests/serve/http/RawClient.h"
+#include "tests/serve/http/contentOf.h"
 #include "tests/support/TempDirectory.h"
 
 namespace {
@@ -38,10 +38,7 @@ struct ServerTest : testing::Test {
   std::weak_ptr<const platform::os::Descriptor> sent;
   std::optional<HttpServer> server;
 
-  Body::File file(const std::string& content) {
-    std::ofstream(directory.file("f"), std::ios::binary) << content;
-    return std::make_shared<platform::os::Descriptor>(directory.file("f"), O_RDONLY);
-  }
+  Body::File file(const std::string& content) { return test::fileWith(directory.file("f"), content); }
   HttpResponse text() { return {.body = Body("0123456789"), .etag = "\"a\"", .cache = HttpResponse::kForEver}; }
 
   HttpResponse answer(const HttpRequest& request) {

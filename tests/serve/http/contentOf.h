@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,12 @@ inline std::string contentOf(const host::serve::Body& body, std::size_t step = 6
     content.append(reinterpret_cast<const char*>(buffer.data()), count);
   }
   return content;
+}
+
+/// A new file with that content.
+inline host::serve::Body::File fileWith(const std::string& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+  return std::make_shared<platform::os::Descriptor>(path, O_RDONLY);
 }
 
 }  // namespace test

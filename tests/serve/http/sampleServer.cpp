@@ -2,21 +2,20 @@
 // the program and two files. Ends when its input does. The first argument is the token, or nothing.
 
 #include <cstdio>
-#include <fstream>
 #include <memory>
 
 #include "host/serve/http/HttpServer.h"
 #include "tests/serve/api/SampleApi.h"
+#include "tests/serve/http/contentOf.h"
 #include "tests/support/TempDirectory.h"
 
 namespace {
 
 using namespace host::serve;
 
-Body fileBody(const test::TempDirectory& directory, const std::string& name, std::size_t size) {
-  std::ofstream(directory.file(name), std::ios::binary) << std::string(size, 'x');
+Body fileBody(const std::string& path, std::size_t size) {
   Body body("head ");
-  body.add(std::make_shared<platform::os::Descriptor>(directory.file(name), O_RDONLY), 0, size);
+  body.add(test::fileWith(path, std::string(size, 'x')), 0, size);
   return body;
 }
 
@@ -26,7 +25,8 @@ int main(int argc, char** argv) {
   const test::TempDirectory directory;
   test::SampleApi api;
   for (const auto& [name, size] : {std::pair("small", 100), std::pair("large", 8 << 20)}) {
-    const HttpResponse response{.body = fileBody(directory, name, static_cast<std::size_t>(size)), .etag = "\"file\""};
+    const HttpResponse response{.body = fileBody(directory.file(name), static_cast<std::size_t>(size)),
+                                .etag = "\"file\""};
     api.router.add("GET", std::string("/") + name, [response](const HttpRequest&) { return response; });
   }
   HttpOptions options{.access = {.token = argc > 1 ? argv[1] : "", .allowOrigins = {"https://a.org"}}};
