@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <functional>
 #include <numeric>
 
 #include "host/record/StoredPart.h"
@@ -183,8 +184,11 @@ TEST_F(Streams, AReloadTouchesOnlyWhatChanged) {
   events_.await("began same", 2);
   // What a user asked for outlives a reload.
   EXPECT_TRUE(supervisor_->stop("same"));
-  apply({first, second, fresh});
-  events_.await("finished same", 2);
+  const auto isStopped = [](const StreamSnapshot& now) { return now.state == StreamState::kStopped; };
+  await("same", isStopped);
+  apply({first, second, fresh, config("new", gone.url())});
+  await("new", std::not_fn(isStopped));
+  EXPECT_EQ(supervisor_->find("same")->snapshot.state, StreamState::kStopped);
   EXPECT_FALSE(supervisor_->start("nobody"));
 }
 
