@@ -91,7 +91,7 @@ std::vector<RootRetention::Item> RootRetention::collect(const Folders& folders, 
   for (const auto& folder : folders) {
     // A folder may be a mount point or a link: what is removed there would free nothing, until nothing is left.
     const bool isElsewhere = bytesToFree != 0 && !surroundings_.isOneFileSystem(root_, folder->folder());
-    for (const StoredRecording& stored : folder->stored()) items.push_back({folder, stored, isElsewhere});
+    for (const KnownRecording& stored : folder->stored()) items.push_back({folder, stored, isElsewhere});
   }
   std::ranges::sort(items, {}, [](const Item& item) { return item.stored.name; });
   // The scan comes to the oldest last, and they are the first to go.

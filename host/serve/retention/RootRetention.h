@@ -64,7 +64,7 @@ class RootRetention {
   /// A recording and the folder that has it.
   struct Item {
     std::shared_ptr<StreamRecordings> folder;
-    StoredRecording stored;
+    KnownRecording stored;
     /// On another file system than the root.
     bool isElsewhere = false;
   };
