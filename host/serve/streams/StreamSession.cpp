@@ -2,12 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <chrono>
 #include <exception>
 #include <filesystem>
-#include <limits>
 #include <memory>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -20,6 +18,7 @@
 #include "host/record/RecordSummary.h"
 #include "host/record/Recorder.h"
 #include "host/serve/streams/WatchedInput.h"
+#include "host/serve/streams/streamSettings.h"
 
 namespace host::serve {
 namespace {
@@ -58,17 +57,6 @@ bool isStopped(const OutputDirectory& place) try {
   return false;
 }
 
-/// Whether it harms no source of that kind if what comes is read a fifth of a second later: the sender waits (TCP), or
-/// a thread of libavformat reads into a large buffer (UDP).
-bool mayGather(const std::string& source, const std::vector<std::string>& options) {
-  constexpr std::string_view kKinds[] = {"tcp:", "udp:", "http:", "https:", "rtmp"};
-  const auto isKind = [&](std::string_view kind) { return source.starts_with(kind); };
-  // RTP over UDP comes into the small buffers of the system only.
-  const bool isRtspOverTcp =
-      source.starts_with("rtsp:") && std::ranges::find(options, "rtsp_transport=tcp") != options.end();
-  return isRtspOverTcp || std::ranges::any_of(kKinds, isKind);
-}
-
 }  // namespace
 
 StreamSession::StreamSession(const StreamConfig& config, const Settings& settings, const StreamServices& services,
@@ -81,11 +69,14 @@ StreamSession::StreamSession(const StreamConfig& config, const Settings& setting
       rotation_(rotation),
       log_(log),
       options_(recordOptions(config)),
-      begins_(services.now) {}
+      begins_(services.now),
+      rotationTime_(config.rotate, services.now) {}
 
 bool StreamSession::run() {
+  InputOptions options = inputOptionsOf(config_);
+  options.observer = &meter_;
   auto source = std::make_unique<Backlog>(
-      std::make_unique<WatchedInput>(openSource(config_.source, inputOptions(), log_, stop_), meter_.status()));
+      std::make_unique<WatchedInput>(openSource(config_.source, options, log_, stop_), meter_.status()));
   Backlog& backlog = *source;
   const bool hasOwnEnd = !backlog.isLive();
   meter_.opened();
@@ -109,22 +100,6 @@ bool StreamSession::run() {
   }
 }
 
-InputOptions StreamSession::inputOptions() const {
-  InputOptions options;
-  options.avOptions = config_.inputOptions;
-  // libavformat takes 5 MB of memory for each UDP input by default. This is a third of a second at 20 Mbit/s.
-  const auto hasSize = [](const std::string& text) { return text.find("fifo_size=") != std::string::npos; };
-  const bool isUdp = config_.source.starts_with("udp:");
-  const bool hasOwnSize = hasSize(config_.source) || std::ranges::any_of(options.avOptions, hasSize);
-  if (isUdp && !hasOwnSize) options.avOptions.emplace_back("fifo_size=4096");
-  options.mayGather = !(isUdp && hasOwnSize) && mayGather(config_.source, config_.inputOptions);
-  options.stallTimeout = config_.stallTimeout;
-  options.maxGap = config_.maxGap;
-  options.reconnect = true;
-  options.observer = &meter_;
-  return options;
-}
-
 std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& point) {
   if (!point.isNewClock) begins_.received(point.recordedMs);
   if (meter_.isFull()) return "the queue is full and cannot be written";
@@ -141,8 +116,8 @@ std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& p
   }
   if (point.isNewPicture && mayFollowPicture(point.recordedMs)) return "the video's configuration changes";
   if (rotation_.exchange(false)) return "asked for by a user";
-  if (services_.now() >= nextRotationMs_) return "rotation";
-  if (isClockSetBack()) {
+  if (rotationTime_.isDue()) return "rotation";
+  if (rotationTime_.isClockSetBack()) {
     begins_.forgetDelays();
     return "the clock was set back";
   }
@@ -216,21 +191,6 @@ void StreamSession::requireRoom() const {
   throw CommandError(fmt::format("the file system of '{}' is full", config_.root));
 }
 
-bool StreamSession::isClockSetBack() const {
-  // The time of the rotation may be hours away by such a clock, and the recording's name is wrong by as much.
-  const bool rotates = nextRotationMs_ != std::numeric_limits<std::int64_t>::max();
-  return rotates && services_.now() < begunAtMs_ - RecordingBegins::kToleranceMs;
-}
-
-void StreamSession::planRotation(std::int64_t beginMs) {
-  begunAtMs_ = beginMs;
-  nextRotationMs_ = std::numeric_limits<std::int64_t>::max();
-  if (!config_.rotate || config_.rotate->count() <= 0) return;
-  // By the time of day now: the exact begin may be a little before the multiple at which the last recording ended.
-  const std::int64_t periodMs = config_.rotate->count();
-  nextRotationMs_ = (std::max(services_.now(), beginMs) / periodMs + 1) * periodMs;
-}
-
 void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
   requireRoom();
   const OutputDirectory place(freeRecordingPath(config_.root + "/" + config_.name, beginMs));
@@ -241,7 +201,7 @@ void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
     const HeldPlace held(place, config_.durability, log_);
     rotation_ = false;
     recordingPath_ = place.native();
-    planRotation(beginMs);
+    rotationTime_.begin(beginMs);
     // With its name, since the log counts lines that come again.
     log_.note(fmt::format("{}recording {} begins", std::exchange(endReason_, {}), place.stem()));
     meter_.began(place.stem());

@@ -13,6 +13,7 @@
 #include "host/record/RecordCommand.h"
 #include "host/serve/ServeConfig.h"
 #include "host/serve/streams/RecordingBegins.h"
+#include "host/serve/streams/Rotation.h"
 #include "host/serve/streams/StreamMeter.h"
 #include "host/serve/streams/StreamServices.h"
 
@@ -36,17 +37,12 @@ class StreamSession {
   bool run();
 
  private:
-  InputOptions inputOptions() const;
   /// Why the recording in progress should end at a split point.
   std::optional<std::string> wish(const CodecChanges::SplitPoint& point);
   /// Makes one recording, as soon as that is possible. `mediaMs` is the time of its first frame in the input.
   void record(CodecChanges& input, Backlog& backlog, std::uint32_t mediaMs);
   /// Whether a new recording should begin with a picture of another size, after so much of this one.
   bool mayFollowPicture(std::uint32_t recordedMs);
-  /// Sets the end of a recording that begins then.
-  void planRotation(std::int64_t beginMs);
-  /// Whether the time of day is before the begin of a recording that rotates.
-  bool isClockSetBack() const;
   /// `beginMs` in ms since 1970-01-01 UTC. Throws CommandError if the recording cannot be made; the input has not been
   /// read then.
   void recordAt(CodecChanges& input, std::int64_t beginMs);
@@ -66,12 +62,9 @@ class StreamSession {
   Log& log_;
   RecordOptions options_;
   RecordingBegins begins_;
+  Rotation rotationTime_;
   /// Of the recording in progress.
   std::string recordingPath_;
-  /// When the recording began by the time of day, and when the next multiple of `rotate` comes, in ms since 1970-01-01
-  /// UTC.
-  std::int64_t begunAtMs_ = 0;
-  std::int64_t nextRotationMs_ = 0;
   /// Number of such pictures in a row that came soon after the begin of a recording.
   unsigned quickPictures_ = 0;
   /// Why the recording before ended, for the log; empty if there was none.
