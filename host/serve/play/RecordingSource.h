@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +13,9 @@ namespace host::serve {
 /// What playback needs to know of the streams. Any thread may call it.
 class RecordingSource {
  public:
+  /// As the end of a time: whatever may be recorded.
+  static constexpr std::int64_t kForEverMs = std::numeric_limits<std::int64_t>::max();
+
   /// Native path of the stream's folder; nothing if there is no such stream.
   virtual std::optional<std::string> folderOf(const std::string& stream) const = 0;
   /// The recordings with any time in [from, to), by rising begin.
