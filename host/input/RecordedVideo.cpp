@@ -4,6 +4,7 @@
 #include <span>
 #include <utility>
 
+#include "host/input/avcFrame.h"
 #include "packaging/tagCodec.h"
 
 namespace host {
@@ -70,7 +71,8 @@ bool RecordedVideo::isAvc() const {
 }
 
 std::optional<std::vector<NalUnit>> RecordedVideo::collectSets(const InputMessage& message, const MessageKind& kind) {
-  if (!kind.isAvc() || !kind.isFrame()) return std::nullopt;
+  const bool hasBody = message.data.size() >= kAvcHeaderSize;
+  if (!kind.isAvc() || !kind.isFrame() || !hasBody) return std::nullopt;
   auto units = nalUnits(avcBody(message.data), streamLengthSize_);
   if (units) streamSets_.collect(*units);
   return units;
@@ -96,7 +98,9 @@ std::vector<std::byte> RecordedVideo::currentHeader() const {
   const auto record = avcBody(header_);
   // Parameter sets may have changed within the frames, so the last header may be out of date.
   if (streamSets_ == ParameterSets(record) || !streamSets_.complete()) return header_;
-  std::vector<std::byte> header(header_.begin(), header_.begin() + kAvcHeaderSize);
+  auto header = header_;
+  // The last header may have ended early; its composition time is 0 in any case.
+  header.resize(kAvcHeaderSize);
   const auto current = streamSets_.configurationRecord(streamLengthSize_);
   header.insert(header.end(), current.begin(), current.end());
   return header;

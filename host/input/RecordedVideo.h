@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "host/input/Input.h"
+#include "host/input/annexB.h"
 #include "host/input/avcConfig.h"
-#include "host/input/avcFrame.h"
 #include "host/input/messageKind.h"
 
 namespace host {
