@@ -11,7 +11,6 @@
 #include "host/files/Malformed.h"
 #include "host/files/smallFiles.h"
 #include "packaging/ProtectionBox.h"
-#include "packaging/tagCodec.h"
 #include "platform/container/reading/sampleEntry.h"
 #include "util/bytes.h"
 #include "util/narrow.h"

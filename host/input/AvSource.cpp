@@ -7,7 +7,6 @@ extern "C" {
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <span>
 #include <utility>
 
 #include "host/errors.h"

@@ -15,7 +15,6 @@ extern "C" {
 #include <span>
 #include <string_view>
 #include <system_error>
-#include <utility>
 
 #include "host/errors.h"
 #include "host/input/AvLogRoute.h"
