@@ -31,7 +31,7 @@ std::optional<InputMessage> CodecChanges::next() {
   while (!change_) {
     const auto message = read();
     if (!message) {
-      // The held audio makes a recording of its own.
+      // The audio that waits becomes a separate recording.
       if (audioChange_) split(std::nullopt, *audioChange_);
       return std::nullopt;
     }
@@ -40,7 +40,7 @@ std::optional<InputMessage> CodecChanges::next() {
     hasAudio_ = hasAudio_ || kind.isAudio();
     if (kind.isKeyFrame()) video_.collectSets(*message, kind);
     if (auto change = changeBy(*message, kind); change && !isTooOften(*message)) {
-      // Pictures go on into this recording until a key frame comes with which the next one can begin.
+      // This recording takes the pictures until a key frame comes: the next one can begin with that.
       if (kind.isAudio() && hasVideo_) {
         audioChange_ = std::move(change);
       } else {
@@ -172,23 +172,17 @@ void CodecChanges::split(const std::optional<InputMessage>& message, std::string
   const MessageKind sound = held_.empty() ? kind : MessageKind(held_.front().view());
   // All that is sent before the frames gets the time of the first of them, so that times do not fall.
   const std::uint32_t timeMs = held_.empty() ? message->timeMs : held_.front().timeMs;
-  // An input that makes metadata knows the new codecs; otherwise the stream's last one is sent again.
-  auto metadata = source().metadata();
-  if (metadata.empty()) {
-    if (!metadata_.data.empty()) ahead_.emplace_back(metadata_.type, timeMs, metadata_.data);
-  } else {
-    ahead_.emplace_back(kAmf0DataTag, timeMs, std::move(metadata));
-  }
+  prepareMetadata(timeMs);
   const bool isHeader = kind.isSequenceHeader();
   // At the end no picture follows.
-  const bool goesOnWithAvc = message && hasVideo_ && video_.isAvc();
-  const bool needsVideo = kind.isVideo() ? kind.isAvc() && !isHeader : goesOnWithAvc;
+  const bool continuesWithAvc = message && hasVideo_ && video_.isAvc();
+  const bool needsVideo = kind.isVideo() ? kind.isAvc() && !isHeader : continuesWithAvc;
   const bool needsAudio =
       sound.isAudio() ? sound.isAac() && !sound.isSequenceHeader() : hasAudio_ && audio_.codec == "mp4a"_4cc;
   auto videoHeader = video_.currentHeader();
   if (needsVideo && !videoHeader.empty()) ahead_.emplace_back(kVideoTag, timeMs, std::move(videoHeader));
   if (needsAudio && !audio_.header.empty()) ahead_.emplace_back(kAudioTag, timeMs, audio_.header);
-  // A header of the video goes before the held audio, a frame goes after it.
+  // A header of the video is put before the audio that waits, a frame after it.
   if (isHeader && kind.isVideo()) ahead_.emplace_back(*message);
   std::move(held_.begin(), held_.end(), std::back_inserter(ahead_));
   if (message && !(isHeader && kind.isVideo())) ahead_.emplace_back(*message);
@@ -196,6 +190,16 @@ void CodecChanges::split(const std::optional<InputMessage>& message, std::string
   heldBytes_ = 0;
   audioChange_.reset();
   change_ = std::move(reason);
+}
+
+void CodecChanges::prepareMetadata(std::uint32_t timeMs) {
+  // An input that makes metadata knows the new codecs; otherwise the stream's last one is sent again.
+  auto metadata = source().metadata();
+  if (!metadata.empty()) {
+    ahead_.emplace_back(kAmf0DataTag, timeMs, std::move(metadata));
+  } else if (!metadata_.data.empty()) {
+    ahead_.emplace_back(metadata_.type, timeMs, metadata_.data);
+  }
 }
 
 void CodecChanges::beginRecording() {

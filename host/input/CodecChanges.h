@@ -45,7 +45,7 @@ class CodecChanges : public InputFilter {
     /// The frame is a picture of another size, or with other coding tools, than those with which the recording began.
     bool isNewPicture = false;
   };
-  /// Why the recording should end before that frame; nothing if it should go on.
+  /// Why the recording should end before that frame; nothing if it should continue.
   using SplitWish = std::function<std::optional<std::string>(const SplitPoint&)>;
 
   /// `input` is not null. With `keepTimes` the next recording keeps the times of the input; else its times begin at 0.
@@ -100,6 +100,8 @@ class CodecChanges : public InputFilter {
   /// Ends the recording, and puts the messages with which the next one begins into `ahead_`: at last `message`, which
   /// is none at the end of the input.
   void split(const std::optional<InputMessage>& message, std::string reason);
+  /// Puts the metadata of the next recording into `ahead_`, if there is any.
+  void prepareMetadata(std::uint32_t timeMs);
 
   EndingInput input_{source()};
   bool keepTimes_;

@@ -36,6 +36,8 @@ class ConfigReader {
   };
 
   void readServer(TableReader table);
+  void readListen(TableReader& table);
+  void readOrigins(TableReader& table);
   void readStorage(TableReader table);
   void readStorageKeys(TableReader& table, StorageKeys& keys);
   void readStream(const toml::table& table, std::size_t number);

@@ -61,7 +61,7 @@ class RootRetention {
   /// Folder and name of a recording.
   using Key = std::pair<std::string, RecordingName>;
   using Leaving = std::map<Key, std::shared_ptr<StreamRecordings>>;
-  /// A recording and the folder that has it.
+  /// A recording and its folder.
   struct Item {
     std::shared_ptr<StreamRecordings> folder;
     KnownRecording stored;
@@ -70,10 +70,18 @@ class RootRetention {
   };
 
   std::uint64_t bytesToFree(const RootLimits& limits) const;
+  /// Removes what is over the limits. Adds to `leaving` what has to wait.
+  void removeSurplus(const RootLimits& limits, Leaving& leaving);
+  /// The items as planRemovals() needs them; streams are numbered as in `folders`.
+  std::vector<KeptRecording> keptOf(const std::vector<Item>& items, const Folders& folders) const;
+  /// Reads the files of a recording that was not read yet.
+  static void read(Item& item);
   /// All recordings, the oldest first. Those on which a decision may depend are read.
   std::vector<Item> collect(const Folders& folders, const RootLimits& limits, std::uint64_t bytesToFree) const;
   /// Adds to `leaving` what has to wait.
   void remove(const Item& item, const PlannedRemoval& removal, Leaving& leaving);
+  /// Counts and reports a recording that is removed.
+  void noteRemoved(StreamRecordings& folder, const RecordingName& name, const PlannedRemoval& removal);
   void removeIfEmpty(StreamRecordings& folder);
   bool isStuck(const Key& key) const { return stuckUntilMs_.contains(key); }
   /// Lets recordings that could not be removed be tried again.

@@ -11,7 +11,6 @@
 
 #include "fileset/RecordingDirectory.h"
 #include "host/HeldPlace.h"
-#include "host/OutputDirectory.h"
 #include "host/errors.h"
 #include "host/files/RecordedSegments.h"
 #include "host/input/openInput.h"
@@ -40,7 +39,7 @@ RecordOptions recordOptions(const StreamConfig& config) {
 /// Removes what is left of a recording without a fragment. Returns whether it had none.
 bool removeIfEmpty(const OutputDirectory& place, std::uint64_t fragments, Durability durability) {
   std::error_code error;
-  // The bootstrap has the last word: it is there from the first fragment on.
+  // The bootstrap decides: it exists from the first fragment on.
   if (fragments > 0 || fileset::examineRecordingDirectory(place.native(), place.stem(), error).hasBootstrap) {
     return false;
   }
@@ -104,10 +103,10 @@ std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& p
   if (!point.isNewClock) begins_.received(point.recordedMs);
   if (meter_.isFull()) return "the queue is full and cannot be written";
   if (meter_.isFailing()) {
-    // Its segment is still open, and takes what nobody will find.
+    // Its segment is still open, and what is written to it is lost.
     std::error_code ignored;
     if (!std::filesystem::exists(recordingPath_, ignored)) return "the recording's directory is gone";
-    // Its end could not be written either. It goes on if there is room before the queue is full.
+    // Its end could not be written either. It continues if there is room before the queue is full.
     return std::nullopt;
   }
   if (point.isNewClock) {
@@ -172,7 +171,7 @@ std::optional<std::int64_t> StreamSession::beginOfKept(Backlog& backlog) {
 bool StreamSession::waitForRoom(Backlog& backlog) {
   if (services_.makeRoom) services_.makeRoom(config_.root);
   const auto until = SteadyClock::now() + services_.roomPause;
-  // A source with an end of its own waits.
+  // A source with an end, such as a file, waits.
   if (!backlog.isLive()) return stop_.waitUntil(until);
   do {
     // A source that gives nothing needs no room.
@@ -191,6 +190,21 @@ void StreamSession::requireRoom() const {
   throw CommandError(fmt::format("the file system of '{}' is full", config_.root));
 }
 
+void StreamSession::begin(const OutputDirectory& place, std::int64_t beginMs) {
+  rotation_ = false;
+  recordingPath_ = place.native();
+  rotationTime_.begin(beginMs);
+  // With its name, since the log counts lines that come again.
+  log_.note(fmt::format("{}recording {} begins", std::exchange(endReason_, {}), place.stem()));
+  meter_.began(place.stem());
+}
+
+void StreamSession::interrupt(RecordAccount& account) {
+  const StreamMeter::Missing missing = meter_.interrupted();
+  account.lose(LossReason::kTail, missing.messages, "its last fragments could not be completed");
+  account.loseTime(LossReason::kTail, missing.ms);
+}
+
 void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
   requireRoom();
   const OutputDirectory place(freeRecordingPath(config_.root + "/" + config_.name, beginMs));
@@ -199,12 +213,7 @@ void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
   bool isEmpty = false;
   {
     const HeldPlace held(place, config_.durability, log_);
-    rotation_ = false;
-    recordingPath_ = place.native();
-    rotationTime_.begin(beginMs);
-    // With its name, since the log counts lines that come again.
-    log_.note(fmt::format("{}recording {} begins", std::exchange(endReason_, {}), place.stem()));
-    meter_.began(place.stem());
+    begin(place, beginMs);
     try {
       Recorder recorder(options_, settings_, place, services_.module, stop_, log_);
       recorder.observe(&meter_);
@@ -216,13 +225,7 @@ void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
   }
   const bool isComplete = isEmpty || (!failure && summary.errors == 0) || isStopped(place);
   RecordAccount& account = summary.account;
-  if (isComplete) {
-    meter_.finished(isEmpty);
-  } else {
-    const StreamMeter::Missing missing = meter_.interrupted();
-    account.lose(LossReason::kTail, missing.messages, "its last fragments could not be completed");
-    account.loseTime(LossReason::kTail, missing.ms);
-  }
+  isComplete ? meter_.finished(isEmpty) : interrupt(account);
   if (failure) std::rethrow_exception(failure);
   if (account.lost.messages > 0) {
     log_.warning(fmt::format("recording {}: {} of {} messages are lost, {:.3f} s: {}", place.stem(),

@@ -6,10 +6,12 @@
 #include <string>
 
 #include "host/Log.h"
+#include "host/OutputDirectory.h"
 #include "host/Settings.h"
 #include "host/StopSignal.h"
 #include "host/input/Backlog.h"
 #include "host/input/CodecChanges.h"
+#include "host/record/RecordAccount.h"
 #include "host/record/RecordCommand.h"
 #include "host/serve/ServeConfig.h"
 #include "host/serve/streams/RecordingBegins.h"
@@ -24,7 +26,7 @@ namespace host::serve {
 /// arguments, which outlive it.
 ///
 /// While no recording can be made or written, because the disk is full or gone, the newest messages that fit the queue
-/// limit are kept, and recording goes on by itself.
+/// limit are kept, and recording continues as soon as it can.
 class StreamSession {
  public:
   /// `rotation` is set by others to ask for a new recording.
@@ -46,6 +48,10 @@ class StreamSession {
   /// `beginMs` in ms since 1970-01-01 UTC. Throws CommandError if the recording cannot be made; the input has not been
   /// read then.
   void recordAt(CodecChanges& input, std::int64_t beginMs);
+  /// The recording in `place` begins: `place` exists and is locked.
+  void begin(const OutputDirectory& place, std::int64_t beginMs);
+  /// The files of the recording cannot be completed. Counts what is lost by it in `account`.
+  void interrupt(RecordAccount& account);
   /// Throws CommandError if a recording that begins now could not be written.
   void requireRoom() const;
   /// The begin of a recording of what is kept; nothing if nothing is kept and the input has ended.
