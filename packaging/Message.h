@@ -37,7 +37,7 @@ class Message {
   std::uint8_t type() const;
   /// Milliseconds on the stream's own clock, from the header.
   std::uint32_t timestamp() const;
-  // These go by type() alone, so a protected tag is of the kind of the clear one.
+  // These use type() alone, so a protected tag is of the kind of the clear one.
   bool isVideo() const { return type() == kVideoTag; }
   bool isAudio() const { return type() == kAudioTag; }
   bool isAmf0() const { return type() == kAmf0DataTag; }

@@ -21,7 +21,7 @@ class InputWatch {
   InputWatch(const StopSignal& stop, std::chrono::milliseconds limit) : stop_(stop), limit_(limit) {}
   /// Starts to count the time without data.
   void restart(Clock::time_point now = Clock::now()) { start_ = now; }
-  /// Leaves out a time in which nobody read.
+  /// Leaves out a time in which the caller did not read.
   void leaveOut(Clock::duration time) { start_ = start_.load() + time; }
   /// Whether there was no restart() within the limit.
   bool isStalled() const { return limit_.count() > 0 && Clock::now() - start_.load() > limit_; }

@@ -30,6 +30,7 @@ class RecordedVideo {
   /// or to this object, and is valid until the next call.
   InputMessage adapted(const InputMessage& message, const MessageKind& kind);
 
+  /// Whether the last video message that was learnt is AVC.
   bool isAvc() const;
   /// Whether the stream's pictures now have another size or other coding tools than those of the recording's begin.
   bool isNewPicture() const { return hasHeader_ && !streamSets_.hasSequenceOf(sets_); }

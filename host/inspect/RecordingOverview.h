@@ -45,7 +45,7 @@ struct TimedStretch {
 
 enum class RecordingState {
   kEnded,
-  /// Another process holds the lock of the directory.
+  /// Another process has locked the directory.
   kBeingWritten,
   /// Being recorded by a host without a lock, or interrupted; the files do not show which.
   kNotEnded,

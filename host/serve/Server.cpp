@@ -123,10 +123,11 @@ class Server {
     web_ = std::make_unique<WebInterface>(options, streams_, storage_, fragmentWrites_, log_);
   }
 
-  /// Reads the configuration again. Returns true for a request to stop that came meanwhile; the reading may go on then.
+  /// Reads the configuration again. Returns true if a request to stop came meanwhile; the reading may still be running
+  /// then.
   bool isStoppedInReload() {
     manager_.reloading();
-    // On a thread of its own: this one must hear a request to stop although a disk does not respond.
+    // On another thread: this one must react to a request to stop although a disk does not respond.
     isReloading_ = true;
     const auto work = [this] {
       reload();

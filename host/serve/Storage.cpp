@@ -78,7 +78,7 @@ void Storage::began(const RecordingPlace& recording) {
 }
 
 void Storage::repairLater(const std::vector<RecordingPlace>& recordings) {
-  // On a thread of its own: a repair reads the recording through, and the stream must not wait for that.
+  // On another thread: a repair reads the whole recording, and the stream must not wait for that.
   const std::scoped_lock lock(mutex_);
   std::erase_if(repairs_, [](const auto& repair) {
     return repair.wait_for(std::chrono::seconds(0)) == std::future_status::ready;

@@ -39,7 +39,7 @@ std::size_t sizeHint(const Descriptor& file, std::size_t maxSize) {
   return static_cast<std::size_t>(std::min<std::uint64_t>(static_cast<std::uint64_t>(status.st_size), maxSize));
 }
 
-/// Whether nobody else has the file open. False also if the file system does not know.
+/// Whether no other process has the file open. False also if the file system does not say.
 bool isOpenHereOnly(const Descriptor& file) {
   // The kernel grants a lease for writing only then. Whoever opens the file while the lease lasts causes a signal, and
   // the default one, SIGIO, ends a process; SIGURG is ignored by default.

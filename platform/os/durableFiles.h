@@ -23,9 +23,9 @@ bool writeFile(std::string_view path, std::span<const std::byte> content) noexce
 bool writeNewFile(std::string_view path, std::span<const std::byte> content) noexcept;
 
 /// Adds `tail` at the end of a file of `size` bytes, and writes `head` over its first bytes. Flushes nothing to the
-/// device. False, with the file unchanged, if it has another size or another name, if anybody else has it open, or if
-/// the file system cannot tell: those who read it must not see it change. False also if a write fails; the file may
-/// then contain any part of both.
+/// device. False, with the file unchanged, if it has another size or another name, if another process has it open, or
+/// if the file system cannot say that: whoever reads it must not see it change. False also if a write fails; the file
+/// may then contain any part of both.
 bool extendFile(std::string_view path, std::uint64_t size, std::span<const std::byte> head,
                 std::span<const std::byte> tail) noexcept;
 

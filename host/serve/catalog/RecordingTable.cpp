@@ -68,7 +68,7 @@ std::uint64_t RecordingTable::events() const {
 bool RecordingTable::reconcile(const std::vector<RecordingName>& names, std::uint64_t eventsBefore) {
   const std::scoped_lock lock(mutex_);
   for (const RecordingName& name : names) entries_.try_emplace(name, Entry{.endMs = name.beginMs});
-  // One that began and finished while the folder was read may not be in the list, and must not go for that.
+  // A recording that began and finished while the folder was read may be missing from the list, and must stay.
   if (events_ != eventsBefore) return false;
   std::erase_if(entries_, [&](const auto& item) {
     return !item.second.isInProgress && !std::ranges::binary_search(names, item.first);
@@ -186,7 +186,7 @@ std::vector<RecordingInfo> RecordingTable::list(std::int64_t fromMs, std::int64_
   const std::scoped_lock lock(mutex_);
   for (auto& [name, entry] : entries_) {
     if (name.beginMs >= toMs) break;
-    // One without a fragment has no time, and is there at its begin all the same.
+    // One without a fragment has no length; it is listed if its begin is in the span.
     const bool isIn = entry.endMs > fromMs || name.beginMs >= fromMs;
     if (!isIn || entry.isForeign || entry.isLeaving) continue;
     entry.listedAtMs = nowMs;

@@ -31,14 +31,16 @@ class RecordingTable {
  public:
   // What recorders report. Only began() and repaired() make an entry.
   void began(const RecordingName& name);
+  /// The recording has one more fragment on disk: what was read of it is out of date. Ignored if it has no entry.
   void grew(const RecordingName& name);
   /// Nothing writes to the recording any more. With `isEmpty` it had no fragment, and its entry is removed.
   void finished(const RecordingName& name, bool isEmpty);
   /// A repair has changed the files, or has refused them as damaged.
   void repaired(const RecordingName& name, bool isDamaged);
+  /// The recording has gone from the disk: its entry is removed.
   void removed(const RecordingName& name);
-  /// Keeps a recording out of lists, since it is about to be removed; find() still has it. Returns when it was last in
-  /// a list, in ms since 1970-01-01 UTC.
+  /// Keeps a recording out of lists, since it is about to be removed; find() still returns it. Returns when it was last
+  /// in a list, in ms since 1970-01-01 UTC.
   std::optional<std::int64_t> setLeaving(const RecordingName& name, bool isLeaving);
 
   /// The number of recordings that began, finished or were removed.
@@ -66,14 +68,20 @@ class RecordingTable {
     std::vector<RecordingName> grown;
     std::vector<RecordingName> finished;
   };
+  /// Without those that were never read, which are left to the scan.
   OutOfDate outOfDate() const;
 
-  // As in StreamRecordings, of what was read.
+  /// Those in [fromMs, toMs), with `nowMs` noted as the time at which they were listed. All in ms since 1970-01-01 UTC.
   std::vector<RecordingInfo> list(std::int64_t fromMs, std::int64_t toMs, std::int64_t nowMs);
+  /// Also one that is about to be removed; nothing for a foreign directory.
   std::optional<RecordingInfo> find(const RecordingName& name) const;
+  /// Of all but foreign directories; sizes as they were last read.
   Catalog::Totals totals() const;
+  /// All but foreign ones, by rising begin.
   std::vector<KnownRecording> stored() const;
+  /// Those whose files have to be read and that nobody records, by rising begin.
   std::vector<RecordingName> unread() const;
+  /// Those that nobody records and no stop has finished, as far as they were read; without refused ones.
   std::vector<RecordingName> interrupted() const;
 
  private:

@@ -14,7 +14,7 @@ namespace host::serve {
 class Catalog;
 class StreamRecordings;
 
-/// Reads the recordings of all streams below one root, on a thread of its own: first all names, then the files, the
+/// Reads the recordings of all streams below one root, on its own thread: first all names, then the files, the
 /// newest recording of all streams first. `catalog` outlives it.
 class RootScan {
  public:

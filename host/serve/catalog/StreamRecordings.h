@@ -42,7 +42,9 @@ class StreamRecordings {
 
   /// As in Catalog. `nowMs` is noted as the time at which these were listed.
   std::vector<RecordingInfo> list(std::int64_t fromMs, std::int64_t toMs, std::int64_t nowMs);
+  /// Reads the recording first, if it has changed. Waits for the disk, as list(), totals() and stored() do.
   std::optional<RecordingInfo> find(const RecordingName& name);
+  /// Reads the sizes of what has grown, not its indexes.
   Catalog::Totals totals();
   /// All but foreign ones, by rising begin. Of those in progress only the size is up to date.
   std::vector<KnownRecording> stored();

@@ -33,7 +33,7 @@ std::string reworded(std::string text) {
   return text;
 }
 
-/// The value as the module has it; nothing, with a finding, for a wrong form.
+/// The value in the form of the module; nothing, with a finding, if it is malformed.
 std::optional<std::string> valueOf(TableReader& table, const SettingInfo& setting) {
   const std::string word = settingWord(setting.key);
   switch (setting.kind) {

@@ -44,13 +44,22 @@ class HookQueue {
   /// Both outlive it.
   HookQueue(Log& log, const HookTiming& timing) : log_(log), timing_(timing) {}
 
-  // As in HookRunner.
+  /// Takes the streams of a configuration, and reads which hooks were left in roots that are new. A stream that is gone
+  /// keeps its hook; one without a hook any more loses those that wait. Recordings that an earlier process has finished
+  /// without saying so are added.
   void configure(const ServeConfig& config);
+  /// Notes a recording that begins, if its stream has a hook, by a marker on the device.
   void begun(const RecordingPlace& recording) const;
+  /// Takes the note of begun() back: the recording had no fragment.
   void dropped(const RecordingPlace& recording) const;
+  /// Queues the hook of a finished recording, due at once, after its marker is on the device. A marker that cannot be
+  /// made is logged, and the hook is queued all the same.
   void add(const RecordingPlace& recording);
+  /// Whether the hook of the recording has not succeeded yet. Does not wait for a disk.
   bool mustKeep(const std::string& stream, const std::string& recording) const;
+  /// Takes a hook out of the queue that has not succeeded, and logs that. Does nothing if there is none.
   void forget(const std::string& stream, const std::string& recording);
+  /// By the names of the streams that have a hook.
   std::map<std::string, HookStatus> status() const;
 
   // For the thread that runs the hooks.

@@ -16,8 +16,8 @@
 
 namespace host::serve {
 
-/// Runs `on_recording` for each finished recording until it succeeds, some at once, on one thread of its own. A marker
-/// on disk (HookMarkers) lets the next process continue after any end of this one, so that a hook may run twice for one
+/// Runs `on_recording` for each finished recording until it succeeds, some at once, on one thread. A marker on disk
+/// (HookMarkers) lets the next process continue after any end of this one, so that a hook may run twice for one
 /// recording. One that fails waits 10 s, then twice as long each time, up to an hour. Any thread may call it.
 class HookRunner {
  public:
@@ -35,8 +35,8 @@ class HookRunner {
   HookRunner& operator=(const HookRunner&) = delete;
 
   /// Takes the streams and limits of a configuration, also again, and reads which hooks were left in their roots. A
-  /// stream that is gone keeps its hook until the end of the process; one that has no hook any more owes none. Before
-  /// the retention and the streams start: mustKeep() knows these hooks only after it.
+  /// stream that is gone keeps its hook until the end of the process; the hooks of one that has no command any more are
+  /// dropped. Call it before the retention and the streams start: mustKeep() knows these hooks only afterwards.
   void configure(const ServeConfig& config);
   /// Starts the thread.
   void start();

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::uint32_t kMovieTimescale = 1000;
 
-/// `isom` and what has edit lists and AVC; old players go by it.
+/// `isom`, and the brands with edit lists and AVC, which old players look for.
 void writeFtyp(ByteWriter& out) {
   constexpr std::uint32_t kMinorVersion = 0x200;
   const BoxScope ftyp(out, "ftyp"_4cc);

@@ -21,7 +21,7 @@ HttpResponse playlistResponse(std::string text) {
   return response;
 }
 
-/// An answer that never changes under its address.
+/// A response that never changes under its address.
 HttpResponse lastingResponse(const std::string& name, Body body) {
   HttpResponse response;
   response.type = "video/mp4";
@@ -54,7 +54,7 @@ Playback::Live& Playback::liveOf(const std::string& stream) {
 }
 
 HttpResponse Playback::livePlaylist(const std::string& stream) {
-  // After such a time without requests nobody remembers the list, and it is cheaper to begin anew than to catch up.
+  // After so long without requests no player still has the list, and a new one is cheaper than catching up.
   constexpr std::int64_t kForgottenMs = 300000;
   folderOf(stream);
   Live& live = liveOf(stream);

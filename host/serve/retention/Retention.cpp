@@ -93,7 +93,7 @@ void Retention::apply(const ServeConfig& config) {
   auto limits = limitsByRoot(config);
   const std::scoped_lock lock(mutex_);
   for (const auto& [root, thread] : roots_) {
-    // Nothing goes from a root that is not configured any more.
+    // Nothing is removed from a root that is not configured any more.
     if (!limits.contains(root)) thread->setLimits({});
   }
   for (auto& [root, ofRoot] : limits) {

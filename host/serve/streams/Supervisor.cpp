@@ -9,7 +9,7 @@
 namespace host::serve {
 namespace {
 
-/// Whether a stream is recorded in the same way by both: what becomes of finished recordings is no reason to begin a
+/// Whether a stream is recorded in the same way by both: how finished recordings are treated is no reason to begin a
 /// new one.
 bool recordsAlike(const StreamConfig& one, StreamConfig other) {
   other.enabled = one.enabled;
