@@ -1,5 +1,5 @@
 // Constructors of NQMessage that turn a stored sample back into a tag. What segments do not keep is filled in as
-// players expect it (docs/decisions.md, "A rebuilt tag goes by the records of its sample's description and track").
+// players expect it (docs/decisions.md, "A rebuilt tag follows the records of its sample's description and track").
 
 #include <array>
 #include <string>
