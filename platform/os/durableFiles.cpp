@@ -149,8 +149,8 @@ bool removeFile(std::string_view path) noexcept try {
   return false;
 }
 
-FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kind) {
-  const bool isRegular = kind == FileKind::kRegular;
+FileStart readFileStart(std::string_view path, std::size_t maxSize, AllowedFile kind) {
+  const bool isRegular = kind == AllowedFile::kRegular;
   const Descriptor file(toNative(path), O_RDONLY | (isRegular ? O_NONBLOCK : 0));
   if (!file) return {.content = {}, .error = lastError()};
   if (isRegular && isPipeOrDevice(file)) return {.content = {}, .error = make_error_code(std::errc::not_supported)};
@@ -168,7 +168,7 @@ FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kin
   return {.content = std::move(content), .error = {}};
 }
 
-std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize, FileKind kind) {
+std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize, AllowedFile kind) {
   FileStart start = readFileStart(path, maxSize + 1, kind);  // one more, to see that a file is too long
   if (start.error || start.content.size() > maxSize) return std::nullopt;
   return std::move(start.content);

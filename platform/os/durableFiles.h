@@ -51,7 +51,7 @@ void removeName(std::string_view path) noexcept;
 bool removeFile(std::string_view path) noexcept;
 
 /// Which kinds of files a read accepts.
-enum class FileKind {
+enum class AllowedFile {
   /// Refuses pipes and devices: opening one may wait for ever, and reading one may never end.
   kRegular,
   kAny,
@@ -66,11 +66,11 @@ struct FileStart {
 
 /// Reads the first `maxSize` bytes of a file, or all of a shorter one. Takes memory only for bytes that exist, whatever
 /// `maxSize` is. A file of another kind gives std::errc::not_supported. Throws std::bad_alloc.
-FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kind = FileKind::kRegular);
+FileStart readFileStart(std::string_view path, std::size_t maxSize, AllowedFile kind = AllowedFile::kRegular);
 
 /// Reads a whole file. Returns nothing if it cannot be read, is of another kind or has more than `maxSize` bytes. Takes
 /// memory only for bytes that exist. Throws std::bad_alloc.
 std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize,
-                                               FileKind kind = FileKind::kRegular);
+                                               AllowedFile kind = AllowedFile::kRegular);
 
 }  // namespace platform::os
