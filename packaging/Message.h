@@ -31,6 +31,7 @@ class Message {
   /// Bytes before the sample. Classes count from different starts: RefMessage from its data, NQMessage from its
   /// header.
   virtual std::uint32_t sampleOffset() const = 0;
+  /// Bytes of the sample, up to the end of the data.
   virtual std::uint32_t sampleSize() const = 0;
 
   /// The kind of tag: the type byte without the protection bit and the reserved bit.

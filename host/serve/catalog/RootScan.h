@@ -18,6 +18,8 @@ class StreamRecordings;
 /// newest recording of all streams first. `catalog` outlives it.
 class RootScan {
  public:
+  /// Starts the thread, which waits for request(). `root` is a native path; `startedMs` is when the process started, in
+  /// ms since 1970-01-01 UTC. Throws std::system_error if the system has no thread.
   RootScan(Catalog& catalog, std::string root, std::int64_t startedMs);
   /// Waits for what it is reading at the moment.
   ~RootScan() = default;

@@ -42,6 +42,7 @@ class RootRetention {
   /// Called for a recording that had to stay, once it was removed for the free space.
   using OnHeldRemoved = std::function<void(const std::string& stream, const std::string& recording)>;
 
+  /// `root` is a native path. `mustKeep` and `onHeldRemoved` may be null.
   RootRetention(std::string root, Catalog& catalog, MustKeep mustKeep, OnHeldRemoved onHeldRemoved, Log& log,
                 const Surroundings& surroundings, RemovalCounts& counts)
       : root_(std::move(root)),

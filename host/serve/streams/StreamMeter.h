@@ -27,6 +27,7 @@ class StreamMeter final : public RecordObserver, public InputObserver {
   /// The references outlive it. `filter` removes passwords from error texts; null for none.
   StreamMeter(const StreamConfig& config, StreamStatus& status, const StreamServices& services, Log::Filter filter);
 
+  /// Notes the time if that is another state than before. With kBlocked the retention looks at the root at once.
   void setState(StreamState state);
   /// Remembers the error. Does not change the state.
   void fail(const std::string& text);
