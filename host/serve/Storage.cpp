@@ -94,7 +94,7 @@ void Storage::repairLater(const std::vector<RecordingPlace>& recordings) {
 }
 
 void Storage::interrupted(const RecordingPlace& recording) {
-  // Without its hook, which must get it complete: the repair adds that.
+  // Its hook is not queued yet, because it must get a complete recording. The repair queues it.
   catalog_.interrupted(recording);
   log_.warning(fmt::format("{}: recording {} could not be finished; that is done once the stream records again",
                            recording.stream, recording.name));

@@ -39,7 +39,7 @@ void RecordingTable::finished(const RecordingName& name, bool isEmpty) {
 
 void RecordingTable::repaired(const RecordingName& name, bool isDamaged) {
   const std::scoped_lock lock(mutex_);
-  // The scan may not have come to it yet.
+  // The scan may not have reached the recording yet.
   Entry& entry = entries_.try_emplace(name, Entry{.endMs = name.beginMs}).first->second;
   ++entry.version;
   entry.isRefused = isDamaged;
@@ -89,7 +89,7 @@ bool RecordingTable::take(const RecordingName& name, std::uint32_t version, Reco
   if (found == entries_.end()) return false;
   Entry& entry = found->second;
   if (facts.kind == RecordingFacts::Kind::kUnread) {
-    // As if it were not ours, until it can be read.
+    // Treated as foreign until it can be read.
     entry.isForeign = !entry.isInProgress;
     return false;
   }
@@ -108,7 +108,7 @@ void RecordingTable::Entry::take(RecordingFacts facts) {
   if (facts.kind != RecordingFacts::Kind::kRecording) return;
   bytes = facts.bytes;
   isProtected = facts.isProtected;
-  // Its recorder writes file by file, so that a reader in between may see what does not fit together.
+  // Its recorder writes one file after another. A reader in between may see files that contradict each other.
   if (isInProgress && facts.state == RecordingState::kDamaged) return;
   state = facts.state;
   endMs = facts.endMs;
@@ -150,7 +150,7 @@ std::vector<RecordingName> RecordingTable::toRead(std::int64_t fromMs, std::int6
     const Entry& entry = item->second;
     if (!entry.isUnread()) continue;
     const auto next = std::next(item);
-    // Until it is read it is taken to end before the next one begins.
+    // Until a recording is read, it is assumed to end before the next one begins.
     const bool mayBeIn = next == entries_.end() || next->first.beginMs > fromMs;
     if (mayBeIn || entry.isInProgress || entry.endMs > fromMs) names.push_back(item->first);
   }
@@ -162,7 +162,7 @@ RecordingTable::OutOfDate RecordingTable::outOfDate() const {
   const std::scoped_lock lock(mutex_);
   for (const auto& [name, entry] : entries_) {
     if (entry.isInProgress && entry.sizedVersion != entry.version) result.grown.push_back(name);
-    // Those that were never read are the scan's.
+    // The scan reads those that were never read.
     const bool wasKnown = entry.sizedVersion != 0 && !entry.isInProgress;
     if (wasKnown && entry.isUnread()) result.finished.push_back(name);
   }

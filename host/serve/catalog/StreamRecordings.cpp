@@ -23,7 +23,7 @@ using FolderTime = std::pair<std::time_t, long>;
 std::optional<FolderTime> settledTime(const std::string& folder) {
   struct stat status {};
   if (::stat(folder.c_str(), &status) != 0) return std::nullopt;
-  // The clock of file systems ticks some hundred times a second, that of a few only every two.
+  // Most file systems have a clock that ticks some hundred times a second, a few have one of two seconds.
   constexpr std::time_t kTick = 2;
   if (std::time(nullptr) <= status.st_mtim.tv_sec + kTick) return std::nullopt;
   return FolderTime(status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
@@ -52,13 +52,13 @@ bool StreamRecordings::isUpToDate(const std::optional<FolderTime>& time) const {
 
 void StreamRecordings::readNames() {
   const auto time = settledTime(folder_);
-  // A folder to which recordings come and go all the time is taken as it is.
+  // If recordings come and go all the time, the last listing is used.
   constexpr int kAttempts = 3;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     if (isUpToDate(time)) return;
     const std::uint64_t events = table_.events();
     const auto names = namesIn(folder_);
-    // A folder that cannot be read may be a disk that is away for a moment: what is known of it stays.
+    // A folder that cannot be read may be on a disk that is away for a moment: its entries stay.
     if (!names) return;
     if (!table_.reconcile(*names, events)) continue;
     const std::scoped_lock lock(mutex_);
@@ -68,7 +68,7 @@ void StreamRecordings::readNames() {
 }
 
 void StreamRecordings::read(const RecordingName& name) {
-  // Again if it changed meanwhile: what was read may be a recording in progress that is finished by now.
+  // Repeated if it changed meanwhile: the files that were read may be those of a recording that is finished by now.
   constexpr int kAttempts = 3;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const auto version = table_.unreadVersion(name);
@@ -77,7 +77,7 @@ void StreamRecordings::read(const RecordingName& name) {
 }
 
 void StreamRecordings::readAll(const std::vector<RecordingName>& names) {
-  // A cold disk is waited for most of the time, and serves a few at once as fast as one.
+  // Most of the time is spent waiting for a cold disk, which serves a few requests at once as fast as one.
   constexpr std::size_t kThreads = 4;
   constexpr std::size_t kWorthAThread = 16;
   std::atomic<std::size_t> next = 0;
@@ -99,7 +99,7 @@ void StreamRecordings::readSizes() {
 }
 
 void StreamRecordings::readSize(const RecordingName& name) {
-  // Before the files: what is written meanwhile makes the size out of date.
+  // The version is read before the files: what is written after it makes the size out of date.
   const std::uint32_t version = table_.version(name);
   std::error_code error;
   const std::string stem = recordingNameText(name);

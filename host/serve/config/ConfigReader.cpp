@@ -18,7 +18,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// A shorter time would make a recording of each few frames.
+/// With a shorter time, each recording would have a few frames only.
 constexpr milliseconds kShortestRotation = std::chrono::seconds(1);
 constexpr std::int64_t kMostHooks = 1000;
 

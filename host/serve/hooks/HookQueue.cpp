@@ -22,8 +22,8 @@ HookMarkers::Marker markerOf(const RecordingPlace& recording) {
   return {.stream = recording.stream, .recording = recording.name};
 }
 
-/// The recordings that a process has finished which ended before it could say so. What is not finished gets its hook
-/// after its repair.
+/// The recordings whose process ended after it had finished them and before it could make their marker. A recording
+/// that is not finished gets its hook after its repair.
 std::vector<RecordingPlace> finishedUnseen(const std::string& root, const std::set<std::string>& streams) {
   std::vector<RecordingPlace> finished;
   const HookMarkers begun = HookMarkers::begun(root);
@@ -42,7 +42,7 @@ std::vector<RecordingPlace> finishedUnseen(const std::string& root, const std::s
 }  // namespace
 
 void HookQueue::configure(const ServeConfig& config) {
-  // Of the other streams the hooks that wait are known. One that succeeds meanwhile must not come back.
+  // Only streams that are new: the hooks of the others are known, and one that succeeds meanwhile must not come back.
   std::map<std::string, std::set<std::string>> newStreams;
   {
     const std::scoped_lock lock(mutex_);
@@ -86,7 +86,7 @@ bool HookQueue::hasHook(const std::string& stream) const {
 }
 
 void HookQueue::begun(const RecordingPlace& recording) const {
-  // If it fails, add() is early enough for all but a kill in between.
+  // If this fails, add() still makes a marker, unless the process is killed before it.
   if (hasHook(recording.stream)) HookMarkers::begun(recording.root).add(markerOf(recording));
 }
 
@@ -96,7 +96,7 @@ void HookQueue::dropped(const RecordingPlace& recording) const {
 
 void HookQueue::add(const RecordingPlace& recording) {
   if (!hasHook(recording.stream)) return;
-  // First the marker: the hook may end before this returns, and would leave it.
+  // The marker is made first: the hook may end before this function does, and then removes it.
   if (!HookMarkers::waiting(recording.root).add(markerOf(recording))) {
     log_.warning(
         fmt::format("{}: would be forgotten by a restart, since its marker in '{}/.k2r/hooks' cannot be made: {}",
@@ -169,7 +169,7 @@ std::optional<HookQueue::Clock::time_point> HookQueue::nextDue() const {
 }
 
 void HookQueue::succeeded(const RecordingPlace& recording) {
-  // Before the retention may remove the recording: no marker must be left without one.
+  // The marker is removed before the retention may remove the recording, so that no marker is left without one.
   if (!HookMarkers::waiting(recording.root).remove(markerOf(recording))) {
     log_.warning(
         fmt::format("{}: succeeded, but its marker cannot be removed, so a restart repeats it", hookTitle(recording)));
@@ -193,7 +193,7 @@ void HookQueue::postpone(const RecordingPlace& recording, std::uint64_t HookStat
   {
     const std::scoped_lock lock(mutex_);
     const auto found = hooks_.find({recording.stream, recording.name});
-    // Forgotten while it ran, or its stream has no hook any more.
+    // The hook was forgotten while it ran, or its stream has none any more.
     if (found == hooks_.end()) return;
     Hook& hook = found->second;
     hook.isRunning = false;

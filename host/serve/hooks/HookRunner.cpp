@@ -17,7 +17,7 @@
 namespace host::serve {
 namespace {
 
-/// Whether there is no such path in a folder, or no folder. False if that cannot be known.
+/// Whether the folder or the path in it does not exist. False if that cannot be found out.
 bool isMissing(const platform::os::Descriptor& folder, const std::string& path) {
   struct stat ignored {};
   return !folder || (::fstatat(folder.get(), path.c_str(), &ignored, 0) != 0 && errno == ENOENT);
@@ -106,7 +106,7 @@ void HookRunner::startDue() {
 
 void HookRunner::startHook(const HookJob& job, const Limits& limits) {
   const RecordingPlace& recording = job.recording;
-  // One descriptor for both looks: a disk that comes back between them must not make a recording on it a removed one.
+  // Both checks use one descriptor: if a disk comes back between them, its recordings must not count as removed.
   const platform::os::Descriptor root(recording.root, O_PATH | O_DIRECTORY);
   if (isMissing(root, recording.stream + "/" + recording.name)) {
     if (!isMissing(root, ".k2r")) return queue_.forget(recording.stream, recording.name);
@@ -121,7 +121,7 @@ void HookRunner::startHook(const HookJob& job, const Limits& limits) {
 
 int HookRunner::pollTimeoutMs() const {
   using std::chrono::milliseconds;
-  // poll() takes an int; a step more does no harm.
+  // poll() takes an int, and a needless wake-up does no harm.
   constexpr milliseconds kLongest = std::chrono::hours(1);
   auto next = running_.nextDeadline();
   const auto due = running_.count() < limits().parallel ? queue_.nextDue() : std::nullopt;

@@ -50,7 +50,7 @@ void RunningHooks::wait(int wakeFd, int timeoutMs) const {
     // poll(2) ignores -1.
     watched.push_back({running.process->outputDescriptor(), POLLIN, 0});
   }
-  // EINTR is an event as good as any.
+  // EINTR ends the wait like any event.
   ::poll(watched.data(), watched.size(), timeoutMs);
 }
 

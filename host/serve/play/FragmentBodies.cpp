@@ -40,7 +40,7 @@ std::shared_ptr<const Body> FragmentBodies::get(const PlayedFragment& fragment, 
     body.add(file, boxes->spans[i].offset, boxes->spans[i].size);
   }
   auto copy = copies_.copy(body);
-  // Not kept: it would keep a segment open that is removed.
+  // Not kept in memory: it would keep the file of a removed segment open.
   if (!copy) return std::make_shared<const Body>(std::move(body));
   const auto whole = std::make_shared<const Body>(*std::move(copy));
   kept_.put(key, whole, whole->size());

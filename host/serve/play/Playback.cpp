@@ -80,10 +80,10 @@ HttpResponse Playback::timedPlaylist(const std::string& stream, std::int64_t fro
   if (static_cast<std::uint64_t>(toMs) - static_cast<std::uint64_t>(fromMs) > std::uint64_t{kLongestMs}) {
     throw HttpError{.status = 400, .text = "a playlist covers 25 hours at most; ask for less time"};
   }
-  // Before the recordings are read: they have all fragments if it was over by then.
+  // Asked before the recordings are read: if recording had ended by then, they have all fragments.
   const bool isRecording = source_.isRecording(stream);
   TimedPlaylist playlist(fragments_.in(stream, fromMs, toMs), source_.fragmentDurationMs(stream));
-  // How late the last fragment of that time may come.
+  // The longest delay after which the last fragment of that time is on disk.
   constexpr std::int64_t kLateMs = 60000;
   const bool grows = isRecording && clock_() - kLateMs < toMs && playlist.endMs() < toMs;
   auto text = playlist.text(grows);
@@ -136,7 +136,7 @@ HttpResponse Playback::fragment(const std::string& stream, const std::string& re
   try {
     return lastingResponse(recording + "/" + address, *bodies_.get(fragment, *parsed, path));
   } catch (const std::system_error& error) {
-    // Removed meanwhile.
+    // The recording was removed meanwhile.
     if (error.code() == std::errc::no_such_file_or_directory) throw missing();
     log_.warning(fmt::format("'{}': {}", path, error.what()));
   } catch (const CommandError& error) {
