@@ -125,7 +125,7 @@ void ExportMedia::checkConfiguration(DatedRecording& recording, const std::vecto
 void ExportMedia::takeSamples(DatedRecording& recording, const std::vector<Pick>& picks) {
   samples_ += picks.size();
   if (samples_ > limits_.samples) throw HttpError{413, tooLong("samples", limits_.samples)};
-  // Only from the first to the last sample: what is outside the span is nobody's business.
+  // Only from the first to the last sample: an export must not contain bytes from outside of its span.
   std::uint64_t begin = std::numeric_limits<std::uint64_t>::max();
   std::uint64_t end = 0;
   for (const Pick& pick : picks) {

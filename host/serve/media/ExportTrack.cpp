@@ -123,7 +123,7 @@ ExportTrack::Edit ExportTrack::edit(const FileSpan& span) const {
   const std::int64_t begin = inUnits(span.beginMs);
   std::int64_t from = std::max(first_, begin);
   if (!sampleAtWanted() && from_) from = std::max(from, inUnits(*from_));
-  // What begins later is preceded by nothing, so that it is not presented too early.
+  // An empty edit comes before a track that begins later, so that it is not presented too early.
   edit.emptyMs = (from - begin) * kMillisecondsPerSecond / clock_.unitsPerSecond();
   edit.mediaTime = from - firstDecoded_;
   const std::int64_t end = std::min(inUnits(span.endMs), end_);

@@ -33,7 +33,7 @@ class CountedBytes {
   std::shared_ptr<std::atomic<std::uint64_t>> used_;
 };
 
-/// Of everything on which a byte of the file depends: the front as it is, and the media by where they are stored.
+/// A digest of everything on which a byte of the file depends: the front itself, and the places of the media.
 std::string etagOf(std::span<const std::byte> front, const ExportMedia& media) {
   qvs::util::ByteWriter all;
   constexpr std::size_t kShown = 16;

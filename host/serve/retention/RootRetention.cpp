@@ -11,9 +11,9 @@
 namespace host::serve {
 namespace {
 
-/// A reader that has just seen a recording in a list gets so long to open it.
+/// The time for which a recording stays after it was in a list, so that a client can open it.
 constexpr std::int64_t kListedMs = 60'000;
-/// Before a recording that could not be removed is tried again.
+/// The pause before the next attempt to remove a recording that could not be removed.
 constexpr std::int64_t kRetryMs = 600'000;
 
 bool isLimited(const KeepLimits& limits) {
@@ -54,7 +54,7 @@ std::uint64_t RootRetention::bytesToFree(const RootLimits& limits) const {
 
 void RootRetention::pass(const RootLimits& limits) {
   forgetOverdue();
-  // Only at the end: after an exception those that are marked must still be known.
+  // Stored only at the end: after an exception the marked recordings must still be known.
   Leaving leaving;
   if (limits.isAny()) removeSurplus(limits, leaving);
   for (const auto& [key, folder] : leaving_) {
@@ -66,7 +66,7 @@ void RootRetention::pass(const RootLimits& limits) {
 void RootRetention::removeSurplus(const RootLimits& limits, Leaving& leaving) {
   const Folders folders = catalog_.foldersIn(root_);
   KeepPlan plan{.streams = {}, .bytes = limits.all.bytes, .bytesToFree = bytesToFree(limits)};
-  // Their limit in bytes is that of all together.
+  // These streams have no limit in bytes but that of all together.
   const KeepLimits ofOthers{.age = limits.all.age};
   for (const auto& folder : folders) plan.streams.push_back(limitsOf(limits, folder->stream(), ofOthers));
   const std::vector<Item> items = collect(folders, limits, plan.bytesToFree);
@@ -98,7 +98,7 @@ void RootRetention::forgetOverdue() {
   const std::int64_t nowMs = surroundings_.nowMs();
   std::erase_if(stuckUntilMs_, [nowMs](const auto& stuck) {
     const std::int64_t waitMs = stuck.second - nowMs;
-    // More than it ever was: the clock was set back.
+    // A longer wait than any means that the clock was set back.
     return waitMs <= 0 || waitMs > kRetryMs;
   });
 }
@@ -107,14 +107,14 @@ std::vector<RootRetention::Item> RootRetention::collect(const Folders& folders, 
                                                         std::uint64_t bytesToFree) const {
   std::vector<Item> items;
   for (const auto& folder : folders) {
-    // A folder may be a mount point or a link: what is removed there would free nothing, until nothing is left.
+    // A folder may be a mount point or a link. Removals there would not free space here, and would not stop.
     const bool isElsewhere = bytesToFree != 0 && !surroundings_.isOneFileSystem(root_, folder->folder());
     for (const KnownRecording& stored : folder->stored()) items.push_back({folder, stored, isElsewhere});
   }
   std::ranges::sort(items, {}, [](const Item& item) { return item.stored.name; });
   // The scan comes to the oldest last, and they are the first to go.
   const auto shortest = shortestAge(limits);
-  // Later the scan has read nearly all, and what came into the folder since counts, too.
+  // After the scan nearly all are read, and those that came into the folder since must count, too.
   const bool mustReadAll = hasByteLimit(limits) && catalog_.isReady();
   const std::int64_t nowMs = surroundings_.nowMs();
   std::uint64_t freed = 0;
@@ -163,7 +163,7 @@ void RootRetention::remove(const Item& item, const PlannedRemoval& removal, Leav
       break;
   }
   folder.setLeaving(name, false);
-  // It is read again: with another file in it it is not ours any more.
+  // It is read again: if there is another file in it, it is foreign now.
   folder.grew(name);
   stuckUntilMs_[Key(folder.folder(), name)] = nowMs + kRetryMs;
 }

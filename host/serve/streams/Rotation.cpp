@@ -8,13 +8,13 @@ void Rotation::begin(std::int64_t beginMs) {
   begunAtMs_ = beginMs;
   nextMs_ = kNever;
   if (!period_ || period_->count() <= 0) return;
-  // By the time of day now: the exact begin may be a little before the multiple at which the last recording ended.
+  // The time of day counts: the exact begin may be a little before the multiple at which the last recording ended.
   const std::int64_t periodMs = period_->count();
   nextMs_ = (std::max(now_(), beginMs) / periodMs + 1) * periodMs;
 }
 
 bool Rotation::isClockSetBack() const {
-  // The time of the rotation may be hours away by such a clock, and the recording's name is wrong by as much.
+  // After such a change the rotation may be hours away, and the name of the recording is as many hours wrong.
   return nextMs_ != kNever && now_() < begunAtMs_ - RecordingBegins::kToleranceMs;
 }
 

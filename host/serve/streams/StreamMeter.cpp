@@ -27,7 +27,7 @@ StreamMeter::StreamMeter(const StreamConfig& config, StreamStatus& status, const
 
 void StreamMeter::setState(StreamState state) {
   if (status_.state() == state) return;
-  // At once: the retention looks for itself only every few seconds.
+  // At once: otherwise the retention looks only every few seconds.
   if (state == StreamState::kBlocked && services_.makeRoom) services_.makeRoom(recording_.root);
   status_.update([&](StreamSnapshot& status) {
     status.state = state;
@@ -116,12 +116,12 @@ void StreamMeter::addDropped(StreamSnapshot& status, LossReason reason, const Ba
 void StreamMeter::recorded(const State& state) {
   const RecordAccount& account = state.account;
   isFailing_ = !state.failure.empty();
-  // Full alone is a limit that is too low for one fragment of the stream.
+  // A full queue without a failure means that the limit is too low for one fragment of the stream.
   isFull_ = isFailing_ && state.isFull;
   const bool hasGrown = !isFailing_ && state.fragments > last_.fragments;
   const std::uint32_t keptMs = account.spanMs - std::min(account.spanMs, account.lostMs);
-  // Not with each fragment that the module has written: no index or bootstrap may name it, and nobody may ever find it
-  // if the directory is gone. The next one that succeeds names those before it.
+  // Not after each fragment that the module has written: the index and the bootstrap may not name it, and if the
+  // directory is gone it is lost. The next fragment that succeeds makes them name all before it.
   const auto stored = hasGrown ? storedBy(state) : std::nullopt;
   if (stored) last_.storedMs = keptMs;
   status_.update([&](StreamSnapshot& status) {

@@ -136,7 +136,7 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::uint32_t 
   std::int64_t beginMs = begins_.next(mediaMs);
   bool isBlocked = false;
   for (bool hasMore = true;; hasMore = waitForRoom(backlog)) {
-    // The first frames may be lost by now.
+    // The queue may have dropped the first frames by now.
     if (isBlocked) beginMs = beginOfKept(backlog).value_or(beginMs);
     try {
       return recordAt(input, beginMs);
@@ -146,7 +146,7 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::uint32_t 
       if (!std::exchange(isBlocked, true)) {
         log_.error(
             fmt::format("{}; the newest that fits the queue is kept until a recording can be made", error.what()));
-        // With what follows them, or the recording would begin with a hole.
+        // The frames go to the front of the queue, before those that follow them: no hole at the begin.
         backlog.putBack(input.takeBack());
       }
     }

@@ -22,7 +22,7 @@ bool recordsAlike(const StreamConfig& one, StreamConfig other) {
 
 Supervisor::~Supervisor() {
   const std::scoped_lock lock(mutex_);
-  // All at once, before the first one is awaited.
+  // All are asked to stop before the first one is awaited.
   for (auto& [name, stream] : streams_) end(stream);
   streams_.clear();
 }

@@ -8,7 +8,7 @@
 namespace host::serve {
 namespace {
 
-/// Whether it harms no source of that kind if what comes is read a fifth of a second later: the sender waits (TCP), or
+/// Whether data of that kind of source may be read a fifth of a second later without loss: the sender waits (TCP), or
 /// a thread of libavformat reads into a large buffer (UDP).
 bool mayGather(const std::string& source, const std::vector<std::string>& options) {
   constexpr std::string_view kKinds[] = {"tcp:", "udp:", "http:", "https:", "rtmp"};
