@@ -42,7 +42,7 @@ std::shared_ptr<const Body> FragmentBodies::get(const PlayedFragment& fragment, 
   auto copy = copies_.copy(body);
   // Not kept in memory: it would keep the file of a removed segment open.
   if (!copy) return std::make_shared<const Body>(std::move(body));
-  const auto whole = std::make_shared<const Body>(*std::move(copy));
+  auto whole = std::make_shared<const Body>(*std::move(copy));
   kept_.put(key, whole, whole->size());
   return whole;
 }
