@@ -11,7 +11,7 @@ constexpr std::string_view kSegmentMark = "Seg";
 std::optional<std::uint32_t> parseNumber(std::string_view digits) {
   std::uint32_t number = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  // One file has one name: with leading zeros it would have several, of which nobody looks for the others.
+  // A number has one name: with leading zeros it would have several, and no reader looks for the others.
   if (error != std::errc() || end != digits.data() + digits.size() || digits.front() == '0') return std::nullopt;
   return number;
 }

@@ -25,10 +25,15 @@ struct FileNames {
   /// What all names begin with.
   std::string stem;
 
+  /// Run tables of all fragments, from which a player finds the segment and the number of a time.
   std::string bootstrapName() const { return stem + kBootstrapSuffix; }
+  /// The base time of the recording, four bytes.
   std::string controlName() const { return stem + kControlSuffix; }
+  /// The description of the stream, as script data.
   std::string metaName() const { return stem + kMetaSuffix; }
+  /// The protection metadata; only of a protected recording.
   std::string drmMetaName() const { return stem + kDrmMetaSuffix; }
+  /// The media, and the index that names the fragments in them. `number` is 1 or more.
   std::string segmentName(std::uint32_t number) const;
   std::string indexName(std::uint32_t number) const;
   /// Bootstrap and index are written under these names, and renamed when they are whole. There is one for all indexes,

@@ -51,7 +51,7 @@ RecordingDirectory examineRecordingDirectory(const std::string& path, const std:
 /// Removes the files of a recording, all or nothing: a directory that contains anything but regular files of the
 /// recording stays as it is. True if it is empty then, or missing. Follows no link.
 ///
-/// The bootstrap goes first, and with Durability::kDevice is gone from the device before the rest, so that an
+/// The bootstrap is removed first, and with Durability::kDevice is gone from the device before the rest, so that an
 /// interrupted removal leaves no bootstrap that names missing files.
 bool emptyRecording(const std::string& path, const std::string& stem, platform::os::Durability durability);
 /// The same with the directory itself.

@@ -27,7 +27,9 @@ struct AfraEntry {
   std::uint64_t offsetFromAfra = 0;
 
   AfraEntry() = default;
+  /// A local entry.
   AfraEntry(std::uint64_t sampleTime, std::uint64_t sampleOffset) : time(sampleTime), offset(sampleOffset) {}
+  /// A global entry. `position` is afraOffset, or one of the values above.
   AfraEntry(std::uint64_t startTime, std::uint32_t inSegment, std::uint32_t number, std::uint64_t position,
             std::uint64_t offsetInside)
       : time(startTime), segment(inSegment), fragment(number), afraOffset(position), offsetFromAfra(offsetInside) {}

@@ -28,14 +28,18 @@ struct FragmentRunEntry {
   std::uint32_t discontinuity = 0;
 
   FragmentRunEntry() = default;
+  /// A run.
   FragmentRunEntry(std::uint32_t first, std::uint64_t timestamp, std::uint32_t durationOfEach)
       : firstFragment(first), firstTimestamp(timestamp), duration(durationOfEach) {}
+  /// A marker.
   FragmentRunEntry(std::uint32_t first, std::uint64_t timestamp, Discontinuity indicator)
       : firstFragment(first), firstTimestamp(timestamp), discontinuity(static_cast<std::uint32_t>(indicator)) {}
 
   /// Whether this is a marker of any kind, the end included.
   bool isDiscontinuity() const { return duration == 0; }
+  /// A marker of numbers without data, alone or together with a jump in time.
   bool isFragmentGap() const { return marks(Discontinuity::kFragmentGap) || marks(Discontinuity::kBothGaps); }
+  /// A marker of a jump in time, alone or together with numbers without data.
   bool isTimestampGap() const { return marks(Discontinuity::kTimestampGap) || marks(Discontinuity::kBothGaps); }
   bool isEndOfPresentation() const { return marks(Discontinuity::kEndOfPresentation); }
 

@@ -13,6 +13,7 @@ class K2RUtilException : public qvs::QVSException {
   K2RUtilException(std::uint32_t code, const std::string& text)
       : QVSException("Error (" + std::to_string(code) + ") - " + text), code_(code) {}
 
+  /// The number in the text, such as 2 for a file that cannot be opened.
   std::uint32_t code() const { return code_; }
 
  private:

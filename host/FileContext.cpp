@@ -10,7 +10,6 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
-#include <span>
 #include <system_error>
 
 #include "fileset/RecordingDirectory.h"

@@ -27,7 +27,7 @@ class FileContext final : public IMOFileContext {
   /// `log` outlives it. `lockedDirectory` is the native path of a directory that this process has locked, or empty.
   /// remove() only empties that directory, and createDirectory() succeeds if it exists: a new directory would be
   /// another one, without the lock.
-  /// `onFailure` gets each reason that goes to the log, on the thread of the call; null for nobody.
+  /// `onFailure` gets each reason that goes to the log, on the thread of the call; null if they are not wanted.
   FileContext(Durability durability, Log& log, std::string lockedDirectory = {},
               std::function<void(const std::string& reason)> onFailure = {})
       : durability_(durability),

@@ -36,13 +36,13 @@ bool isPowerOfTen(std::uint64_t number) {
 }  // namespace
 
 Log::~Log() {
-  tellAllRepeats();
+  writeAllRepeats();
   if (!statusLine_.empty()) write("\n");
 }
 
 void Log::forget() {
   const std::lock_guard lock(mutex_);
-  tellAllRepeats();
+  writeAllRepeats();
   recent_.clear();
   repeatsItself_ = false;
 }
@@ -61,10 +61,10 @@ void Log::line(std::string_view level, std::string_view text) {
   const auto known =
       std::find_if(recent_.begin(), recent_.end(), [&](const Entry& entry) { return entry.text == line; });
   if (known != recent_.end()) return repeat(known);
-  if (repeatsItself_) tellRepeats(recent_.front());
+  if (repeatsItself_) writeRepeats(recent_.front());
   repeatsItself_ = false;
   if (recent_.size() == kRecentLines) {
-    tellRepeats(recent_.back());
+    writeRepeats(recent_.back());
     recent_.pop_back();
   }
   writeLine(line);
@@ -75,15 +75,15 @@ void Log::line(std::string_view level, std::string_view text) {
 void Log::repeat(const std::deque<Entry>::iterator& entry) {
   repeatsItself_ = entry == recent_.begin();
   std::rotate(recent_.begin(), entry, std::next(entry));
-  if (isPowerOfTen(++recent_.front().repeats)) tellRepeats(recent_.front());
+  if (isPowerOfTen(++recent_.front().repeats)) writeRepeats(recent_.front());
 }
 
-void Log::tellAllRepeats() {
-  for (auto entry = recent_.rbegin(); entry != recent_.rend(); ++entry) tellRepeats(*entry);
+void Log::writeAllRepeats() {
+  for (auto entry = recent_.rbegin(); entry != recent_.rend(); ++entry) writeRepeats(*entry);
 }
 
-void Log::tellRepeats(Entry& entry) {
-  if (entry.repeats == entry.repeatsTold) return;
+void Log::writeRepeats(Entry& entry) {
+  if (entry.repeats == entry.repeatsWritten) return;
   const std::string count = entry.repeats == 1 ? "once more" : fmt::format("{} times more", entry.repeats);
   if (written_ == entry.text) {
     writeLine(fmt::format("(the same {})", count));
@@ -91,7 +91,7 @@ void Log::tellRepeats(Entry& entry) {
     writeLine(fmt::format("({}: {})", count, entry.text));
     written_.clear();
   }
-  entry.repeatsTold = entry.repeats;
+  entry.repeatsWritten = entry.repeats;
 }
 
 void Log::writeLine(std::string_view line) {

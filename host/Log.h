@@ -30,8 +30,11 @@ class Log {
   Log(const Log&) = delete;
   Log& operator=(const Log&) = delete;
 
+  /// Something that was asked for was not done, or media are lost. The line begins with "error: ".
   void error(std::string_view text) { line("error: ", text); }
+  /// Something that the user should look at, with which the work continues. The line begins with "warning: ".
   void warning(std::string_view text) { line("warning: ", text); }
+  /// Information, without a word in front.
   void note(std::string_view text) { line("", text); }
   /// Writes the counts that are due. The lines up to now then no longer count as written, so that a line that equals
   /// one of them is written whole.
@@ -44,19 +47,19 @@ class Log {
   struct Entry {
     std::string text;
     std::uint64_t repeats = 0;
-    std::uint64_t repeatsTold = 0;
+    std::uint64_t repeatsWritten = 0;
   };
 
   void line(std::string_view level, std::string_view text);
-  void tellAllRepeats();
+  void writeAllRepeats();
   /// Counts the repetition, and writes the count if it is a power of ten.
   void repeat(const std::deque<Entry>::iterator& entry);
-  void tellRepeats(Entry& entry);
+  void writeRepeats(Entry& entry);
   void writeLine(std::string_view line);
   /// Flushes at once: the line must be there if the process is killed.
   void write(const std::string& bytes);
 
-  /// Guards everything below: libav logs from threads of its own.
+  /// Guards everything below: libav logs from its own threads.
   std::mutex mutex_;
   std::FILE* out_;
   std::string prefix_;

@@ -88,7 +88,7 @@ void Settings::assign(std::string_view assignment) {
 }
 
 void Settings::readFile(const std::string& path) {
-  auto content = platform::os::readFile(path, kMaxFileSize, platform::os::FileKind::kAny);
+  auto content = platform::os::readFile(path, kMaxFileSize, platform::os::AllowedFile::kAny);
   if (!content) throw UsageError(fmt::format("cannot read settings from '{}' (a file of at most 1 MiB)", path));
   // The file may contain the password.
   const Wiped wiped(*content);

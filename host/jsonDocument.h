@@ -21,7 +21,7 @@ struct CommandOutcome {
 
 /// Prints the one document of a command: `schema`, `command`, the members of `request`, `exitStatus` and `error`, then
 /// those that `run` returns. docs/json.md describes all of them, and a test compares it with what is printed. If `run`
-/// throws, the document ends with the error, and the exception goes on to the caller, who words it on standard error.
+/// throws, the document ends with the error, and the caller gets the exception, and writes its text to standard error.
 ExitStatus printOutcome(const std::string& command, const Json& request, const std::function<CommandOutcome()>& run);
 
 /// Prints the document of a call that was refused before a command ran, if the words of the call ask for one: they name

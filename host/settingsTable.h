@@ -40,7 +40,7 @@ struct SettingInfo {
 };
 
 /// All settings, in the order of the help. It is the one list of them: the checks, the help and the table in README.md
-/// (which a test compares) go by it.
+/// (which a test compares) follow it.
 std::span<const SettingInfo> knownSettings();
 
 /// Null if there is no setting of that key. Keys are compared with their case.

@@ -55,8 +55,8 @@ krvo::k2m::Track EncryptedK2RMediaWriterPolicy::addDataTrack(K2RWriter& writer, 
 
 void EncryptedK2RMediaWriterPolicy::writeAudioSample(K2RWriter& writer, const Track& hint, const Track& track,
                                                      const NQMessage& message, bool randomAccess) {
-  // The clear message decides what the tag becomes in the file (docs/decisions.md, "What a tag is in the file goes by
-  // the clear message"): in a protected tag a byte at the same place may be the filter count.
+  // Not the protected tag (docs/decisions.md, "The clear message decides what a tag is in the file"): in that one a
+  // byte at the same place may be the filter count.
   sampleWriter_.writeAudio(writer, hint, track, message, encryptMessage(message), randomAccess);
 }
 

@@ -14,13 +14,16 @@ class K2RMediaWriterPolicy final : public IK2RMediaWriterPolicy {
   /// `context` outlives the policy.
   explicit K2RMediaWriterPolicy(IPackagerContext& context) : sampleWriter_(context) {}
 
+  /// These remember the codec headers of all descriptions; the two config operations repeat the first one.
   Track addVideoTrack(K2RWriter& writer, const K2RTrack& track) override;
   Track addAudioTrack(K2RWriter& writer, const K2RTrack& track) override;
   Track addDataTrack(K2RWriter& writer, const K2RTrack& track) override;
+  /// The library gets a reference to the memory of `message`, no copy.
   void writeAudioSample(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message,
                         bool randomAccess) override;
   void writeVideoSample(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message) override;
   void writeDataSample(K2RWriter& writer, const Track& hint, const Track& track, const NQMessage& message) override;
+  /// Stores a new message, which is made of the remembered codec header in the arena of the context.
   void writeVideoConfig(K2RWriter& writer, const Track& hint, const Track& track, std::uint32_t time,
                         std::uint32_t timestamp) override;
   bool writeAudioConfig(K2RWriter& writer, const Track& hint, const Track& track, std::uint32_t time,

@@ -108,6 +108,7 @@ struct K2RTrack {
 class ITrackIterator {
  public:
   virtual ~ITrackIterator() = default;
+  /// Whether next() will set a track.
   virtual bool hasNext() = 0;
   /// Sets `out` to the next track and moves on; after the last track it sets null.
   virtual void next(std::shared_ptr<K2RTrack>& out) = 0;
@@ -117,6 +118,7 @@ class ITrackIterator {
 class IMediaProperties {
  public:
   virtual ~IMediaProperties() = default;
+  /// The fields of the whole; a copy.
   virtual DocumentProperties getDocumentProperties() = 0;
   /// Returns a new iterator, which the caller owns. A raw pointer, because the slot hands it over the module's border.
   virtual ITrackIterator* getTracks() = 0;

@@ -31,13 +31,14 @@ class Message {
   /// Bytes before the sample. Classes count from different starts: RefMessage from its data, NQMessage from its
   /// header.
   virtual std::uint32_t sampleOffset() const = 0;
+  /// Bytes of the sample, up to the end of the data.
   virtual std::uint32_t sampleSize() const = 0;
 
   /// The kind of tag: the type byte without the protection bit and the reserved bit.
   std::uint8_t type() const;
   /// Milliseconds on the stream's own clock, from the header.
   std::uint32_t timestamp() const;
-  // These go by type() alone, so a protected tag is of the kind of the clear one.
+  // These use type() alone, so a protected tag is of the kind of the clear one.
   bool isVideo() const { return type() == kVideoTag; }
   bool isAudio() const { return type() == kAudioTag; }
   bool isAmf0() const { return type() == kAmf0DataTag; }

@@ -19,8 +19,9 @@ class MetaTrackInfo {
  public:
   enum Type : std::uint32_t { kAudio = 0, kVideo = 1, kData = 2 };
 
-  /// A value of Type. It may contradict the class; writers of descriptions go by both.
+  /// A value of Type. It may contradict the class; writers of descriptions use both.
   virtual void setType(std::uint32_t type) = 0;
+  /// Format code of the codec, such as `avc1`; 0 if it is not known.
   virtual void setCodecId(FourCC codecId) = 0;
   /// Duration of the track, in units of the timescale.
   virtual void setLength(double length) = 0;
@@ -28,6 +29,7 @@ class MetaTrackInfo {
   virtual void setTimescale(double timescale) = 0;
   /// Three letters of ISO 639-2; empty if the description does not have it.
   virtual void setLanguage(std::string language) = 0;
+  /// The getters return what was set, without a check, in the same units.
   virtual std::uint32_t getType() const = 0;
   virtual FourCC getCodecId() const = 0;
   virtual double getLength() const = 0;
@@ -80,6 +82,7 @@ class MetaAudioTrackInfo final : public BasicMetaTrackInfo {
   /// Hertz.
   double getSampleRate() const { return sampleRate_; }
   void setSampleRate(double sampleRate) { sampleRate_ = sampleRate; }
+  /// Number of channels.
   double getChannels() const { return channels_; }
   void setChannels(double channels) { channels_ = channels; }
 
@@ -91,6 +94,7 @@ class MetaAudioTrackInfo final : public BasicMetaTrackInfo {
 /// A track of pictures.
 class MetaVideoTrackInfo final : public BasicMetaTrackInfo {
  public:
+  /// All fields 0 or empty but for the type.
   MetaVideoTrackInfo() : BasicMetaTrackInfo(kVideo) {}
   MetaVideoTrackInfo(FourCC codecId, double length, double timescale, std::string language, double width, double height,
                      double frameCount)
@@ -117,6 +121,7 @@ class MetaVideoTrackInfo final : public BasicMetaTrackInfo {
 /// A track of script data, which has no fields beyond the common ones.
 class MetaDataTrackInfo final : public BasicMetaTrackInfo {
  public:
+  /// All fields 0 or empty but for the type.
   MetaDataTrackInfo() : BasicMetaTrackInfo(kData) {}
   MetaDataTrackInfo(FourCC codecId, double length, double timescale, std::string language)
       : BasicMetaTrackInfo(kData, codecId, length, timescale, std::move(language)) {}

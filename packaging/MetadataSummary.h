@@ -19,8 +19,8 @@ class MetadataSummary {
   /// Seconds.
   double getDuration() const { return duration_; }
   void setDuration(double seconds) { duration_ = seconds; }
+  /// In the order in which they are written. No pointer is null.
   const Tracks& getTracks() const { return tracks_; }
-  /// In the order in which they are written. Never null.
   void setTracks(Tracks tracks) { tracks_ = std::move(tracks); }
   /// Names and values that a host adds, in the order in which they are written. No recording has any.
   const Definitions& getCustomDefinitions() const { return customDefinitions_; }
@@ -33,6 +33,7 @@ class MetadataSummary {
   void setAvcProfile(double profile) { avcProfile_ = profile; }
   double getAvcLevel() const { return avcLevel_; }
   void setAvcLevel(double level) { avcLevel_ = level; }
+  /// Whether the audio object type is written.
   bool getHasAac() const { return hasAac_; }
   void setHasAac(bool hasAac) { hasAac_ = hasAac; }
   /// Audio object type (ISO/IEC 14496-3, 1.5.1). buildMetadataMessage() leaves it 0.

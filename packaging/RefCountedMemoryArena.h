@@ -14,6 +14,7 @@ class Block final : public ruvo::k2r::NoLockRefCountedObject<ruvo::k2rpkgutil::I
   /// std::bad_alloc.
   static Block* make(std::uint64_t size) { return new (Bytes{size}) Block(size); }
 
+  /// As in IMemoryArenaAlloc; the bytes stay at their place.
   std::byte* getData() override { return data_; }
   std::uint64_t getSize() const override { return size_; }
 

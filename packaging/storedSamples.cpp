@@ -1,5 +1,5 @@
 // Constructors of NQMessage that turn a stored sample back into a tag. What segments do not keep is filled in as
-// players expect it (docs/decisions.md, "A rebuilt tag goes by the records of its sample's description and track").
+// players expect it (docs/decisions.md, "A rebuilt tag follows the records of its sample's description and track").
 
 #include <array>
 #include <string>
@@ -131,7 +131,7 @@ CodecHeader audioHeader(const K2MAudioDescriptorInfo& descriptor) {
       header.add(kCodedFrame);
       break;
     case ".mp3"_4cc:
-      header.add(0x2F);  // 44 kHz, 16 bits, stereo: decoders go by the header of each MP3 frame
+      header.add(0x2F);  // 44 kHz, 16 bits, stereo: decoders use the header of each MP3 frame
       break;
     case "spex"_4cc:
       header.add(0xB2);  // 16 bits, mono, as Speex in tags always is

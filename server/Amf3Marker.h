@@ -11,10 +11,13 @@ enum class Amf3Marker : std::uint8_t {
   kTrue = 3,
   /// 29 bits; larger numbers are doubles.
   kInteger = 4,
+  /// IEEE 754, eight bytes.
   kDouble = 5,
+  /// UTF-8 after a U29 with its length, or a reference to an earlier one.
   kString = 6,
   /// The older of the two forms of XML, beside kXml.
   kXmlDocument = 7,
+  /// A double: milliseconds since 1970-01-01 UTC.
   kDate = 8,
   kArray = 9,
   kObject = 10,

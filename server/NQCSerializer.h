@@ -174,7 +174,7 @@ class NQCSerializer : public NQAMF3Parser {
   void writeAMF3Date(const NQDataValue& value);
   void writeAMF3Bytes(const NQDataValue& value);
   void writeAMF3Container(const NQDataValue& value, Amf3Marker marker);
-  /// The first `dense` elements go by index, the others by name.
+  /// The first `dense` elements are written by index, the others by name.
   void writeAMF3Array(const NQDataArray& array, std::size_t dense);
   void writeAMF3Object(const NQDataArray& array);
   void writeDynamic(const NQDataArray& array, std::size_t first);

@@ -45,9 +45,11 @@ class NQCommand final : public NQCSerializer {
   /// An undefined value for an index beyond the last argument.
   const NQDataValue& argument(std::size_t index) const;
 
+  /// Sets the number of commandId(), too.
   void setName(std::string_view name);
   void setTransactionId(double id) { transactionId_ = NQDataValue::number(id); }
   void setCommandObject(NQDataValue object) { commandObject_ = std::move(object); }
+  /// After the arguments that there are.
   void addArgument(NQDataValue value) { arguments_.push_back(std::move(value)); }
   /// Adds a member to the object that is the first argument; without arguments adds that object first. Returns false,
   /// with a diagnostic and nothing added, if the first argument is no object. `value` must not contain that object: a

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <string_view>
 
 #include "shared_nqserver/nqparser.h"
 

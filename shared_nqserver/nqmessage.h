@@ -39,9 +39,11 @@ class Message : public NQObject, private util::hidden::Noncopyable {
 
   /// The type byte: kind, protection bit and bit 7.
   std::uint8_t rawType() const { return util::tagRawType(header_.data()); }
+  /// The type byte without the protection bit and bit 7.
   MessageKind kind() const { return MessageKind{static_cast<std::uint8_t>(rawType() & util::kTagTypeMask)}; }
   /// Bytes of the payload by the header, 24 bits; the block may have fewer.
   std::uint32_t length() const { return util::tagDataSize(header_.data()); }
+  /// 24 bits.
   std::uint32_t streamId() const { return util::tagStreamId(header_.data()); }
   /// The protection bit that `takeProtectedFlag` last found.
   bool protectedFlag() const { return protectedFlag_; }
@@ -54,6 +56,7 @@ class Message : public NQObject, private util::hidden::Noncopyable {
 
   /// Sets the kind, and keeps the protection bit and bit 7 of the type byte.
   void setType(MessageKind kind);
+  /// In milliseconds.
   void setTimestamp(std::uint32_t timestamp) { util::setTagTimestamp(header_.data(), timestamp); }
   /// Stores the low 24 bits.
   void setStreamId(std::uint32_t streamId) { util::setTagStreamId(header_.data(), streamId); }

@@ -10,7 +10,7 @@ namespace qvs::util {
 
 /// Owned bytes of a fixed size, as the packager keeps codec headers and protection data. Empty is a null pointer and
 /// size 0. A copy has bytes of its own; equality compares content. A buffer that was moved from is empty. Nothing is
-/// wiped when it goes: whoever keeps a secret here wipes it first. Allocations throw std::bad_alloc.
+/// wiped when it is freed: whoever keeps a secret here wipes it first. Allocations throw std::bad_alloc.
 class ByteBuffer {
  public:
   ByteBuffer() = default;

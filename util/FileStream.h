@@ -50,6 +50,7 @@ constexpr std::uint32_t openFlagsFor(bool writable, bool keep) {
 /// A file that is only read; the interface has no operation that could change it. Otherwise as FileStream.
 class FileReadStream : public IStream {
  public:
+  /// Opens nothing. `path` has slashes or backslashes.
   explicit FileReadStream(std::string path) : file_(std::move(path), openFlagsFor(false, true)) {}
 
   std::uint32_t open() override { return file_.open(); }

@@ -10,6 +10,7 @@ namespace qvs {
 /// raise themselves; failures of the platform libraries have their own classes in `wrappers`.
 class QVSException : public std::exception {
  public:
+  /// `message` is for a log: one line.
   explicit QVSException(std::string message) : message_(std::move(message)) {}
 
   /// The same text; a view that lives as long as the exception.

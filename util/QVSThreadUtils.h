@@ -15,7 +15,7 @@ class IMutex {
   virtual ~IMutex() = default;
   /// Waits until the lock is free or the caller's own.
   virtual bool lock() = 0;
-  /// To be called on the thread that holds the lock, once for each `lock`.
+  /// To be called on the thread that has locked it, once for each `lock`.
   virtual bool unlock() = 0;
   /// How often a thread that finds the lock taken looks again before it sleeps. Returns the old count.
   virtual std::uint32_t setSpinCount(std::uint32_t spinCount) = 0;
@@ -33,7 +33,7 @@ class NQThreadOnlyMutex : public qvs::util::IMutex {
   NQThreadOnlyMutex& operator=(const NQThreadOnlyMutex&) = delete;
 
   bool lock() override;
-  /// On a thread that does not hold the lock it is a diagnostic and unlocks nothing.
+  /// On a thread that has not locked it, it is a diagnostic and unlocks nothing.
   bool unlock() override;
   std::uint32_t setSpinCount(std::uint32_t spinCount) override;
   /// Called with the lock held, after each `lock` and before each `unlock`, for counting. Both do nothing here.

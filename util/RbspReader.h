@@ -11,9 +11,11 @@ namespace qvs::util {
 /// Every read past the end returns nothing.
 class RbspReader {
  public:
+  /// `payload` comes after the header of the NAL unit, is not copied, and outlives the reader.
   explicit RbspReader(std::span<const std::byte> payload) : rest_(payload) {}
 
   std::optional<std::uint32_t> byte();
+  /// 0 or 1, the highest bit of a byte first.
   std::optional<std::uint32_t> bit();
   /// An Exp-Golomb number, ue(v), below 2^32 - 1 (9.1).
   std::optional<std::uint32_t> unsignedGolomb();

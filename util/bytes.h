@@ -112,6 +112,7 @@ class ByteReader {
   void need(std::uint64_t count) const {
     if (count > remaining()) failShort(count);
   }
+  /// Bytes that are left.
   std::size_t remaining() const { return data_.size() - position_; }
   /// Bytes read so far.
   std::size_t position() const { return position_; }

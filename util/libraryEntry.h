@@ -24,14 +24,17 @@ class StatusError : public std::exception {
 
 /// The status that each kind of exception becomes; a StatusError becomes its own.
 struct FailureStatuses {
+  /// MalformedInput: bytes that do not follow their format.
   std::uint32_t malformedInput = 0;
   /// std::out_of_range: a number that does not fit its field.
   std::uint32_t outOfRange = 0;
   /// std::length_error: a container that cannot become that large.
   std::uint32_t tooLong = 0;
+  /// std::bad_alloc.
   std::uint32_t outOfMemory = 0;
   /// Any other std::exception.
   std::uint32_t otherException = 0;
+  /// Whatever is thrown that is no std::exception.
   std::uint32_t notAnException = 0;
 };
 

@@ -85,7 +85,7 @@ void Mp4File::addStream(const Track& track) {
   }
   codec.codec_type = AVMEDIA_TYPE_AUDIO;
   if (!track.descriptions.empty()) {
-    // The tags do not repeat the number of channels; the sample entry has it.
+    // The tags do not repeat the number of channels; only the sample entry says it.
     if (const auto* format = std::get_if<AudioFormat>(&track.descriptions.front()->format)) {
       av_channel_layout_default(&codec.ch_layout, format->channels);
     }

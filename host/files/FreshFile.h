@@ -41,7 +41,7 @@ class FreshFile {
   /// Throws CommandError with the text for errno.
   [[noreturn]] void fail() const;
 
-  /// Where the file goes in the end.
+  /// Where the file is in the end.
   std::string place_;
   /// Empty once it is at its place.
   std::string path_;

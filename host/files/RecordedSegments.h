@@ -47,6 +47,7 @@ class OpenSegment {
   explicit OpenSegment(const std::string& path, std::size_t window = FileView::kWindow)
       : file_(path, window), reader_(file_) {}
 
+  /// For reading bytes of the segment beside the reader. Both share one open file.
   FileView& file() { return file_; }
   krvo::container::SegmentReader& reader() { return reader_; }
 

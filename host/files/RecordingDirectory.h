@@ -13,7 +13,7 @@ using fileset::RecordingDirectory;
 /// directory or cannot be read.
 RecordingDirectory readRecordingDirectory(const std::string& path);
 
-/// Bytes of the files that belong to the recording. A file that goes meanwhile counts nothing.
+/// Bytes of the files that belong to the recording. A file that is removed meanwhile counts nothing.
 std::uint64_t sizeOfFiles(const RecordingDirectory& directory);
 
 }  // namespace host

@@ -28,6 +28,7 @@ struct TagContent {
 
   /// The kind: 8 audio, 9 video, 15 and 18 script data, without the bits of protection.
   std::uint8_t type() const;
+  /// By the type byte of the tag, without the protection bit.
   bool isVideo() const;
   bool isAudio() const;
   bool isKeyFrame() const;

@@ -18,6 +18,7 @@ struct ImageField {
   std::uint64_t width = 0;
   std::string name;
 
+  /// First byte after the field.
   std::uint64_t end() const { return offset + width; }
 };
 

@@ -11,7 +11,6 @@
 #include "host/files/Malformed.h"
 #include "host/files/smallFiles.h"
 #include "packaging/ProtectionBox.h"
-#include "packaging/tagCodec.h"
 #include "platform/container/reading/sampleEntry.h"
 #include "util/bytes.h"
 #include "util/narrow.h"
@@ -62,6 +61,22 @@ std::size_t metadataPlace() {
 
 [[noreturn]] void failFilter(std::uint64_t offset, const std::string& reason) {
   throw Malformed(offset, "tag: " + reason);
+}
+
+/// Reads the fields before the parameters into `filter`. Returns how many bytes the parameters have, by these fields.
+std::uint32_t readFilterFront(FileView& file, std::uint64_t data, std::uint32_t parameters, TagFilter& filter) {
+  constexpr std::size_t kFixed = 1 + kFilterName.size() + 1 + 3;
+  const std::size_t front = std::min<std::size_t>(parameters, kFixed);
+  filter.clearBytes = static_cast<std::uint32_t>(parameters - front);
+  ByteReader in(file.view(data + filter.clearBytes, front));
+  filter.count = in.u8();
+  filter.name = textOf(in.bytes(front - 1 - 1 - 3));
+  in.skip(1);
+  const std::uint32_t size = in.u24();
+  if (filter.count != 1) failFilter(data + filter.clearBytes, fmt::format("{} filters, expected 1", filter.count));
+  if (filter.name != kFilterName)
+    failFilter(data + filter.clearBytes + 1, "another filter than " + std::string(kFilterName));
+  return size;
 }
 
 }  // namespace
@@ -115,20 +130,9 @@ std::vector<std::byte> metadataBlock(std::string_view text) {
 TagFilter readTagFilter(FileView& file, const TagContent& tag) {
   const std::uint64_t data = tag.place.dataOffset();
   if (!tag.sampleOffset) failFilter(data, "no whole filter fields of a protected tag");
-  constexpr std::size_t kFixed = 1 + kFilterName.size() + 1 + 3;
   TagFilter filter;
   const std::uint32_t parameters = *tag.sampleOffset;
-  const std::size_t front = std::min<std::size_t>(parameters, kFixed);
-  filter.clearBytes = static_cast<std::uint32_t>(parameters - front);
-  ByteReader in(file.view(data + filter.clearBytes, front));
-  filter.count = in.u8();
-  filter.name = textOf(in.bytes(front - 1 - 1 - 3));
-  in.skip(1);
-  const std::uint32_t size = in.u24();
-  if (filter.count != 1) failFilter(data + filter.clearBytes, fmt::format("{} filters, expected 1", filter.count));
-  if (filter.name != kFilterName)
-    failFilter(data + filter.clearBytes + 1, "another filter than " + std::string(kFilterName));
-
+  const std::uint32_t size = readFilterFront(file, data, parameters, filter);
   const std::uint32_t left = tag.place.dataSize - parameters;
   // A recorder writes either no vector or a whole one.
   if (size > left || (size != 1 && size != 1 + kVectorSize)) {

@@ -26,7 +26,7 @@ struct TrackProtection {
 
 /// Nothing for a description that is not protected. Throws Malformed, with offset 0, if its `sinf` box (ISO/IEC
 /// 14496-12, 8.12.1) differs from what a recorder writes. Strict, because an append copies the box into its own
-/// segments, and `unprotect` goes by it.
+/// segments, and `unprotect` uses it.
 std::optional<TrackProtection> readProtection(const krvo::container::SampleDescription& description);
 
 /// The metadata text in a `.drmmeta` file. Throws Malformed, with the offset, if anything in it differs from what a

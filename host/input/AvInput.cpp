@@ -178,7 +178,7 @@ bool AvInput::reconnect() {
 
 std::unique_ptr<AvSource> AvInput::openAgain() {
   // The first pause comes before the first attempt, because a server may accept each connection and end it at once.
-  // There is no limit of attempts: nobody may be there to start the recorder again.
+  // There is no limit of attempts: a recorder that has given up would wait for a user.
   for (milliseconds pause = kFirstPause; stop_.waitUntil(Clock::now() + pause);
        pause = std::min(2 * pause, kLongestPause)) {
     try {

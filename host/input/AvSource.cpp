@@ -1,114 +1,40 @@
 #include "host/input/AvSource.h"
 
 extern "C" {
-#include <libavutil/dict.h>
 #include <libavutil/error.h>
 }
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <new>
-#include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "host/errors.h"
 #include "host/input/AvLogRoute.h"
-#include "host/input/avcConfig.h"
 #include "host/input/onMetaData.h"
+#include "host/input/openFormat.h"
 
 namespace host {
 namespace {
 
 using std::chrono::milliseconds;
 
-/// If there is a file of that name, it is the input, even if the name looks like a URL.
-std::string urlOf(const std::string& input) {
-  std::error_code ignored;
-  return std::filesystem::exists(input, ignored) ? "file:" + input : input;
+milliseconds stallLimit(const std::string& input, const InputOptions& options) {
+  return options.stallTimeout.value_or(isFromNetwork(input) ? InputOptions::kLiveStall : milliseconds(0));
 }
-
-/// Whether the URL refers to another machine. A URL without a protocol of libavformat belongs to a format that does its
-/// own networking, such as RTSP.
-bool isFromNetwork(const std::string& url) {
-  constexpr std::string_view kLocal[] = {"file", "pipe", "data", "concat", "concatf", "subfile", "cache", "crypto"};
-  const char* const protocol = avio_find_protocol_name(url.c_str());
-  return protocol == nullptr || std::find(std::begin(kLocal), std::end(kLocal), protocol) == std::end(kLocal);
-}
-
-milliseconds stallLimit(const std::string& url, const InputOptions& options) {
-  return options.stallTimeout.value_or(isFromNetwork(url) ? InputOptions::kLiveStall : milliseconds(0));
-}
-
-/// Whether the demuxer gives each frame in a packet, with both of its times, so that a parser has nothing to find but
-/// the key frames: MP4 and MOV with H.264 and AAC alone.
-bool givesWholeFrames(const AVFormatContext& input) {
-  if (!std::string_view(input.iformat->name).starts_with("mov,")) return false;
-  return std::ranges::all_of(std::span(input.streams, input.nb_streams), [](const AVStream* stream) {
-    const AVCodecParameters& codec = *stream->codecpar;
-    switch (codec.codec_type) {
-      case AVMEDIA_TYPE_VIDEO:
-        return codec.codec_id == AV_CODEC_ID_H264 && isConfigurationRecord(extradataOf(codec));
-      case AVMEDIA_TYPE_AUDIO:
-        return codec.codec_id == AV_CODEC_ID_AAC && !extradataOf(codec).empty();
-      default:
-        return true;
-    }
-  });
-}
-
-/// Owns options for libav.
-class AvOptions {
- public:
-  explicit AvOptions(const std::vector<std::string>& assignments) {
-    for (const std::string& text : assignments) {
-      const std::size_t equals = text.find('=');
-      if (equals == 0 || equals == std::string::npos) {
-        throw UsageError(fmt::format("input option '{}' is not of the form KEY=VALUE", text));
-      }
-      av_dict_set(&options_, text.substr(0, equals).c_str(), text.substr(equals + 1).c_str(), 0);
-    }
-  }
-  ~AvOptions() { av_dict_free(&options_); }
-  AvOptions(const AvOptions&) = delete;
-  AvOptions& operator=(const AvOptions&) = delete;
-
-  AVDictionary** get() { return &options_; }
-  /// The first option that libav did not take, or null. It is a view of this object.
-  const char* left() const {
-    const AVDictionaryEntry* const entry = av_dict_get(options_, "", nullptr, AV_DICT_IGNORE_SUFFIX);
-    return entry == nullptr ? nullptr : entry->key;
-  }
-
- private:
-  AVDictionary* options_ = nullptr;
-};
 
 }  // namespace
-
-AVIOInterruptCB InputWatch::callback() {
-  const auto interrupts = [](void* self) {
-    auto& watch = *static_cast<InputWatch*>(self);
-    if (!watch.stop_.requested() && !watch.isStalled()) return 0;
-    // From now on read() must not count packets as received: libavformat may still return some that it had buffered.
-    watch.interrupted_ = true;
-    return 1;
-  };
-  return {.callback = interrupts, .opaque = this};
-}
 
 AvSource::AvSource(const std::string& url, const InputOptions& options, Log& log, const StopSignal& stop)
     : url_(url),
       log_(log),
       stop_(stop),
-      watch_(stop, stallLimit(urlOf(url), options)),
+      watch_(stop, stallLimit(url, options)),
       format_(open(options)),
       choice_(chooseStreams(*format_, options.maps)),
       streamsAtStart_(format_->nb_streams),
       // Over RTMP a length is only what a publisher announced: an encoder that sends a file in real time does so.
-      isLive_(isFromNetwork(urlOf(url)) && (format_->duration <= 0 || urlOf(url).starts_with("rtmp"))) {
+      isLive_(isFromNetwork(url) && (format_->duration <= 0 || url.starts_with("rtmp"))) {
   // libavformat then skips the packets of all streams. addTracks() turns those on that are recorded.
   for (AVStream* const stream : std::span(format_->streams, format_->nb_streams)) stream->discard = AVDISCARD_ALL;
   addTracks();
@@ -117,40 +43,9 @@ AvSource::AvSource(const std::string& url, const InputOptions& options, Log& log
 }
 
 FormatContext AvSource::open(const InputOptions& options) {
-  // Before the context is allocated: this may throw, and the context has no owner yet.
-  AvOptions avOptions(options.avOptions);
-  AVFormatContext* context = avformat_alloc_context();
-  if (context == nullptr) throw std::bad_alloc();
-  context->interrupt_callback = watch_.callback();
-  // Frees the context if it fails, and then sets the pointer to null.
-  int error = avformat_open_input(&context, urlOf(url_).c_str(), nullptr, avOptions.get());
-  FormatContext format(context);
-  openedAt_ = InputWatch::Clock::now();
-  // Opening and probing are two waits, each with the full limit.
-  watch_.restart();
-  // libavformat ignores options that it does not know. A typing error must not go unnoticed.
-  if (error >= 0 && avOptions.left() != nullptr) {
-    throw UsageError(fmt::format("input option {}: '{}' has no such option", avOptions.left(), url_));
-  }
-  const AvLogRoute::CodecSilence silence(true);
-  // Before the streams are probed, when parsers are made. AvcTrack then finds the key frames itself
-  // (docs/decisions.md, "Files that give whole frames are read without parsers").
-  if (error >= 0 && givesWholeFrames(*format)) format->flags |= AVFMT_FLAG_NOPARSE;
-  if (error >= 0) error = avformat_find_stream_info(format.get(), nullptr);
-  if (error < 0) {
-    const std::string reason = stop_.requested() ? "stopped before it was open" : describe(error);
-    throw InputError(fmt::format("cannot open '{}': {}", url_, reason));
-  }
-  return format;
-}
-
-bool AvSource::isStall(int error) const {
-  return !stop_.requested() && (watch_.wasInterrupted() || error == AVERROR_EXIT);
-}
-
-std::string AvSource::describe(int error) const {
-  if (!isStall(error)) return avErrorText(error);
-  return fmt::format("no data for {:g} s", static_cast<double>(watch_.limit().count()) / 1000);
+  OpenedFormat opened = openFormat(url_, options.avOptions, watch_, stop_);
+  openedAt_ = opened.at;
+  return std::move(opened.format);
 }
 
 void AvSource::addTracks() {
@@ -281,9 +176,9 @@ std::optional<std::size_t> AvSource::adopt(int streamIndex) {
 void AvSource::end(int error) {
   hasEnded_ = true;
   // An interrupted call may also return the end of the file, so the watch decides and not the error alone.
-  isGivenUp_ = isStall(error);
+  isGivenUp_ = watch_.isStall(error);
   if ((error == AVERROR_EOF && !isGivenUp_) || stop_.requested()) return;
-  failure_ = fmt::format("cannot read '{}' any further: {}", url_, describe(error));
+  failure_ = fmt::format("cannot read '{}' any further: {}", url_, watch_.reasonOf(error));
 }
 
 void AvSource::give(std::size_t track, std::vector<RawFrame> ready, std::vector<SourceFrame>& frames) const {

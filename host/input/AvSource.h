@@ -1,9 +1,9 @@
 #pragma once
 
-#include <atomic>
-#include <chrono>
+#include <cstddef>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -11,6 +11,7 @@
 #include "host/StopSignal.h"
 #include "host/input/AvTrack.h"
 #include "host/input/Input.h"
+#include "host/input/InputWatch.h"
 #include "host/input/LeadingFrames.h"
 #include "host/input/ReadPause.h"
 #include "host/input/avObjects.h"
@@ -18,33 +19,6 @@
 #include "util/tagHeader.h"
 
 namespace host {
-
-/// Ends libav's waits: after a request to stop, or if the input gives no data for too long.
-class InputWatch {
- public:
-  using Clock = std::chrono::steady_clock;
-
-  /// `limit` in ms; 0 is no limit. `stop` outlives it.
-  InputWatch(const StopSignal& stop, std::chrono::milliseconds limit) : stop_(stop), limit_(limit) {}
-  /// Starts to count the time without data.
-  void restart(Clock::time_point now = Clock::now()) { start_ = now; }
-  /// Leaves out a time in which nobody read.
-  void leaveOut(Clock::duration time) { start_ = start_.load() + time; }
-  /// Whether there was no restart() within the limit.
-  bool isStalled() const { return limit_.count() > 0 && Clock::now() - start_.load() > limit_; }
-  /// Whether a call of libav was interrupted. Packets that it still returns were received before that.
-  bool wasInterrupted() const { return interrupted_; }
-  std::chrono::milliseconds limit() const { return limit_; }
-  /// For the context of libav, which may call it from its own threads. It points to this object, which must not move
-  /// and outlives the context.
-  AVIOInterruptCB callback();
-
- private:
-  const StopSignal& stop_;
-  std::chrono::milliseconds limit_;
-  std::atomic<Clock::time_point> start_ = Clock::now();
-  std::atomic<bool> interrupted_ = false;
-};
 
 /// A frame of a source, and the converter that makes a message of it. The converter stays valid after the track has got
 /// another one.
@@ -104,16 +78,12 @@ class AvSource {
   };
 
   const AVStream& streamOf(std::size_t track) const { return *format_->streams[tracks_[track].streamIndex]; }
-  /// Throws as the constructor does. Sets the options, opens the input and reads enough of it to know its streams.
+  /// Throws as the constructor does. Sets openedAt_.
   FormatContext open(const InputOptions& options);
   /// Reads the next packet and prepares it. Returns its track; nothing if it is no frame, or if the source ends.
   std::optional<std::size_t> receive(AVPacket& packet);
   /// Reads the next packet, after a pause. Returns the status of libav.
   int readPacket(AVPacket& packet);
-  /// Whether an error of libav was caused by the stall limit.
-  bool isStall(int error) const;
-  /// The text for a failure: that of libav, or how long nothing came.
-  std::string describe(int error) const;
   /// Makes the tracks of the chosen streams, and warns of one that cannot be recorded.
   void addTracks();
   /// The track to which the packet belongs; nothing if it is not recorded. May call adopt().

@@ -13,7 +13,7 @@ constexpr std::size_t kMostAhead = 1000;
 /// Memory that a message takes beside its data, about.
 constexpr std::uint64_t kOverhead = 64;
 
-/// Metadata and sequence headers have no time of their own, and later frames need the last of each.
+/// Metadata and sequence headers take no time, and later frames need the last of each.
 std::optional<std::size_t> headerIndex(const MessageKind& kind) {
   if (kind.isMetadata()) return 0;
   if (!kind.isSequenceHeader()) return std::nullopt;
@@ -104,13 +104,7 @@ void Backlog::drop(std::size_t count, Dropped& dropped) {
     }
     queue_.pop_front();
   }
-  // Up to what follows. At the end of the queue that has not come yet, and the next drop counts from here.
-  if (!queue_.empty()) lastMs = queue_.front().message.timeMs;
-  if (firstMs) {
-    const auto ms = static_cast<std::int32_t>(lastMs - droppedUpToMs_.value_or(*firstMs));
-    dropped.ms += static_cast<std::uint32_t>(std::max(ms, 0));
-    droppedUpToMs_ = lastMs;
-  }
+  if (firstMs) countDroppedTime(*firstMs, lastMs, dropped);
   if (!queue_.empty()) droppedUpToMs_.reset();
   for (auto header = headers.rbegin(); header != headers.rend(); ++header) {
     if (!*header) continue;
@@ -119,8 +113,16 @@ void Backlog::drop(std::size_t count, Dropped& dropped) {
   }
 }
 
+void Backlog::countDroppedTime(std::uint32_t firstMs, std::uint32_t lastMs, Dropped& dropped) {
+  // Up to what follows. At the end of the queue that has not come yet, and the next drop counts from here.
+  const std::uint32_t endMs = queue_.empty() ? lastMs : queue_.front().message.timeMs;
+  const auto ms = static_cast<std::int32_t>(endMs - droppedUpToMs_.value_or(firstMs));
+  dropped.ms += static_cast<std::uint32_t>(std::max(ms, 0));
+  droppedUpToMs_ = endMs;
+}
+
 std::optional<InputMessage> Backlog::next() {
-  // What hold() dropped ends here.
+  // The stretch that hold() dropped ends here.
   waitsForBegin_ = false;
   droppedUpToMs_.reset();
   if (queue_.empty()) {

@@ -45,7 +45,7 @@ class Backlog : public InputFilter {
   void giveUp() { drop(queue_.size(), overLimit_); }
   /// Memory in bytes of the messages that were read and not returned, about.
   std::uint64_t bytes() const { return bytes_; }
-  /// What awaitBegin() has left out, and what hold() and giveUp() have.
+  /// The messages that awaitBegin() has left out, and those that hold() and giveUp() have dropped.
   const Dropped& beforeBegin() const { return beforeBegin_; }
   const Dropped& overLimit() const { return overLimit_; }
 
@@ -63,6 +63,8 @@ class Backlog : public InputFilter {
   bool read();
   /// Drops the first `count` messages, except for the last metadata and the last sequence header of each kind.
   void drop(std::size_t count, Dropped& dropped);
+  /// Adds the media time of messages that were just dropped.
+  void countDroppedTime(std::uint32_t firstMs, std::uint32_t lastMs, Dropped& dropped);
   /// Whether what follows can be decoded if the recording begins with the message.
   bool canBegin(const Held& held) const;
 

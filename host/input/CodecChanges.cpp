@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <span>
 
-#include "host/input/avcFrame.h"
 #include "packaging/tagCodec.h"
 
 namespace host {
@@ -14,28 +12,12 @@ using qvs::util::operator""_4cc;
 
 namespace {
 
-using Bytes = std::span<const std::byte>;
-
-/// Frame type and codec, packet type, composition time.
-constexpr std::size_t kAvcHeaderSize = 5;
 /// Limits of the audio that waits for a key frame. Beyond them the next recording begins without a picture.
 constexpr std::size_t kMostHeldBytes = std::size_t{4} << 20;
 constexpr std::uint32_t kLongestHoldMs = 20000;
 
 std::uint8_t firstByte(const InputMessage& message) {
   return std::to_integer<std::uint8_t>(message.data[0]);
-}
-
-Bytes avcBody(Bytes data) {
-  return data.subspan(std::min(kAvcHeaderSize, data.size()));
-}
-
-/// Whether frames and parameter sets of a stream with that configuration record can be written after lengths of
-/// `lengthSize` bytes, which is what all frames of a recording must have.
-bool fits(Bytes record, std::size_t lengthSize) {
-  const auto sets = ParameterSets(record).units();
-  return nalLengthSize(record) <= lengthSize &&
-         std::ranges::all_of(sets, [&](NalUnit set) { return std::uint64_t{set.size()} >> (8 * lengthSize) == 0; });
 }
 
 bool isFrame(const OwnedMessage& message) {
@@ -49,16 +31,16 @@ std::optional<InputMessage> CodecChanges::next() {
   while (!change_) {
     const auto message = read();
     if (!message) {
-      // The held audio makes a recording of its own.
+      // The audio that waits becomes a separate recording.
       if (audioChange_) split(std::nullopt, *audioChange_);
       return std::nullopt;
     }
     const MessageKind kind(*message);
     hasVideo_ = hasVideo_ || kind.isVideo();
     hasAudio_ = hasAudio_ || kind.isAudio();
-    if (kind.isKeyFrame()) collectSets(*message, kind);
+    if (kind.isKeyFrame()) video_.collectSets(*message, kind);
     if (auto change = changeBy(*message, kind); change && !isTooOften(*message)) {
-      // Pictures go on into this recording until a key frame comes with which the next one can begin.
+      // This recording takes the pictures until a key frame comes: the next one can begin with that.
       if (kind.isAudio() && hasVideo_) {
         audioChange_ = std::move(change);
       } else {
@@ -83,7 +65,7 @@ std::optional<std::string> CodecChanges::reasonToSplit(const InputMessage& messa
   if (!wish_ || !hasBegun_ || !canBegin(kind)) return std::nullopt;
   return wish_({.recordedMs = message.timeMs - firstFrameMs_.value_or(message.timeMs),
                 .isNewClock = source().newClocks() != clocksAtBegin_,
-                .isNewPicture = kind.isAvc() && video_.hasHeader && !video_.streamSets.hasSequenceOf(video_.sets)});
+                .isNewPicture = kind.isAvc() && video_.isNewPicture()});
 }
 
 bool CodecChanges::canBegin(const MessageKind& kind) const {
@@ -96,7 +78,7 @@ InputMessage CodecChanges::recorded(const InputMessage& message, const MessageKi
   learn(message, kind);
   hasBegun_ = hasBegun_ || canBegin(kind);
   if (!firstFrameMs_ && (kind.isFrame() || canBegin(kind))) firstFrameMs_ = message.timeMs;
-  InputMessage result = adapted(message, kind);
+  InputMessage result = video_.adapted(message, kind);
   result.timeMs = timeOf(message);
   return result;
 }
@@ -154,14 +136,7 @@ std::optional<std::string> CodecChanges::changeBy(const InputMessage& message, c
         kind.isSequenceHeader() && audio_.hasHeader && !std::ranges::equal(message.data, audio_.header);
     if (isOther) return "the audio's configuration changes";
   }
-  if (!kind.isVideo() || !video_.codec || isCommandFrame(message.type, firstByte(message))) return std::nullopt;
-  const auto codec = tagCodec(kVideoTag, firstByte(message)).formatCode;
-  if (codec != 0 && lowNibble(firstByte(message)) != *video_.codec) return "the video's codec changes";
-  // Other changes of the AVC configuration stay in the recording; see adapted().
-  if (kind.isSequenceHeader() && video_.hasHeader && !fits(avcBody(message.data), video_.lengthSize)) {
-    return "the form of the video's frames changes";
-  }
-  return std::nullopt;
+  return video_.change(message, kind);
 }
 
 void CodecChanges::learn(const InputMessage& message, const MessageKind& kind) {
@@ -174,22 +149,7 @@ void CodecChanges::learn(const InputMessage& message, const MessageKind& kind) {
       audio_.hasHeader = true;
     }
   }
-  if (!kind.isVideo() || isCommandFrame(message.type, firstByte(message))) return;
-  if (kind.isSequenceHeader()) learnVideoHeader(message);
-  if (kind.isFrame()) video_.codec = lowNibble(firstByte(message));
-}
-
-void CodecChanges::learnVideoHeader(const InputMessage& message) {
-  const auto record = avcBody(message.data);
-  const ParameterSets sets(record);
-  video_.header.assign(message.data.begin(), message.data.end());
-  video_.streamLengthSize = nalLengthSize(record);
-  video_.streamSets = sets;
-  video_.codec = kAvcVideo;
-  // The first header is the recording's: the module repeats it before every key frame.
-  if (std::exchange(video_.hasHeader, true)) return;
-  video_.lengthSize = video_.streamLengthSize;
-  video_.sets = sets;
+  video_.learn(message, kind);
 }
 
 void CodecChanges::hold(const InputMessage& message) {
@@ -212,22 +172,17 @@ void CodecChanges::split(const std::optional<InputMessage>& message, std::string
   const MessageKind sound = held_.empty() ? kind : MessageKind(held_.front().view());
   // All that is sent before the frames gets the time of the first of them, so that times do not fall.
   const std::uint32_t timeMs = held_.empty() ? message->timeMs : held_.front().timeMs;
-  // An input that makes metadata knows the new codecs; otherwise the stream's last one is sent again.
-  auto metadata = source().metadata();
-  if (metadata.empty()) {
-    if (!metadata_.data.empty()) ahead_.emplace_back(metadata_.type, timeMs, metadata_.data);
-  } else {
-    ahead_.emplace_back(kAmf0DataTag, timeMs, std::move(metadata));
-  }
+  prepareMetadata(timeMs);
   const bool isHeader = kind.isSequenceHeader();
   // At the end no picture follows.
-  const bool goesOnWithAvc = message && hasVideo_ && video_.codec == kAvcVideo;
-  const bool needsVideo = kind.isVideo() ? kind.isAvc() && !isHeader : goesOnWithAvc;
+  const bool continuesWithAvc = message && hasVideo_ && video_.isAvc();
+  const bool needsVideo = kind.isVideo() ? kind.isAvc() && !isHeader : continuesWithAvc;
   const bool needsAudio =
       sound.isAudio() ? sound.isAac() && !sound.isSequenceHeader() : hasAudio_ && audio_.codec == "mp4a"_4cc;
-  if (needsVideo && !video_.header.empty()) ahead_.emplace_back(kVideoTag, timeMs, currentVideoHeader());
+  auto videoHeader = video_.currentHeader();
+  if (needsVideo && !videoHeader.empty()) ahead_.emplace_back(kVideoTag, timeMs, std::move(videoHeader));
   if (needsAudio && !audio_.header.empty()) ahead_.emplace_back(kAudioTag, timeMs, audio_.header);
-  // A header of the video goes before the held audio, a frame goes after it.
+  // A header of the video is put before the audio that waits, a frame after it.
   if (isHeader && kind.isVideo()) ahead_.emplace_back(*message);
   std::move(held_.begin(), held_.end(), std::back_inserter(ahead_));
   if (message && !(isHeader && kind.isVideo())) ahead_.emplace_back(*message);
@@ -237,52 +192,25 @@ void CodecChanges::split(const std::optional<InputMessage>& message, std::string
   change_ = std::move(reason);
 }
 
+void CodecChanges::prepareMetadata(std::uint32_t timeMs) {
+  // An input that makes metadata knows the new codecs; otherwise the stream's last one is sent again.
+  auto metadata = source().metadata();
+  if (!metadata.empty()) {
+    ahead_.emplace_back(kAmf0DataTag, timeMs, std::move(metadata));
+  } else if (!metadata_.data.empty()) {
+    ahead_.emplace_back(metadata_.type, timeMs, metadata_.data);
+  }
+}
+
 void CodecChanges::beginRecording() {
   change_.reset();
   isContinued_ = true;
   firstFrameMs_.reset();
   hasBegun_ = false;
   clocksAtBegin_ = source().newClocks();
-  auto videoHeader = std::move(video_.header);
-  auto audioHeader = std::move(audio_.header);
-  // The stream's last headers stay: it may return to their codec without repeating them.
-  video_ = {};
-  audio_ = {};
-  video_.header = std::move(videoHeader);
-  audio_.header = std::move(audioHeader);
-}
-
-std::vector<std::byte> CodecChanges::currentVideoHeader() const {
-  if (!video_.hasHeader) return video_.header;
-  const auto record = avcBody(video_.header);
-  // Parameter sets may have changed within the frames, so the last header may be out of date.
-  if (video_.streamSets == ParameterSets(record) || !video_.streamSets.complete()) return video_.header;
-  std::vector<std::byte> header(video_.header.begin(), video_.header.begin() + kAvcHeaderSize);
-  const auto current = video_.streamSets.configurationRecord(video_.streamLengthSize);
-  header.insert(header.end(), current.begin(), current.end());
-  return header;
-}
-
-std::optional<std::vector<NalUnit>> CodecChanges::collectSets(const InputMessage& message, const MessageKind& kind) {
-  if (!kind.isAvc() || !kind.isFrame()) return std::nullopt;
-  auto units = nalUnits(avcBody(message.data), video_.streamLengthSize);
-  if (units) video_.streamSets.collect(*units);
-  return units;
-}
-
-InputMessage CodecChanges::adapted(const InputMessage& message, const MessageKind& kind) {
-  // Also those of frames that are not key frames: the next key frame needs them.
-  const auto units = collectSets(message, kind);
-  // A frame that is not well formed is recorded as it is, as is one of a stream without such changes.
-  if (!units) return message;
-  std::vector<NalUnit> sets;
-  if (kind.isKeyFrame() && video_.streamSets != video_.sets) sets = missingSets(*units, video_.streamSets);
-  if (sets.empty() && video_.streamLengthSize == video_.lengthSize) return message;
-
-  adapted_ = avcFrameWith(sets, *units, message.data.first(kAvcHeaderSize), video_.lengthSize);
-  InputMessage result = message;
-  result.data = adapted_;
-  return result;
+  video_.beginRecording();
+  // The stream's last header stays: the stream may return to its codec without repeating it.
+  audio_ = {.header = std::move(audio_.header)};
 }
 
 }  // namespace host

@@ -11,7 +11,7 @@
 
 #include "host/input/EndingInput.h"
 #include "host/input/InputFilter.h"
-#include "host/input/avcConfig.h"
+#include "host/input/RecordedVideo.h"
 #include "host/input/messageKind.h"
 
 namespace host {
@@ -45,7 +45,7 @@ class CodecChanges : public InputFilter {
     /// The frame is a picture of another size, or with other coding tools, than those with which the recording began.
     bool isNewPicture = false;
   };
-  /// Why the recording should end before that frame; nothing if it should go on.
+  /// Why the recording should end before that frame; nothing if it should continue.
   using SplitWish = std::function<std::optional<std::string>(const SplitPoint&)>;
 
   /// `input` is not null. With `keepTimes` the next recording keeps the times of the input; else its times begin at 0.
@@ -69,20 +69,6 @@ class CodecChanges : public InputFilter {
   std::vector<OwnedMessage> takeBack();
 
  private:
-  /// The configuration with which the recording began, and the one that the stream has now.
-  struct Video {
-    /// Number of the codec, as in the first byte of a message.
-    std::optional<std::uint8_t> codec;
-    bool hasHeader = false;
-    /// Bytes of the length before each NAL unit in the recording: 1, 2 or 4.
-    std::size_t lengthSize = 4;
-    ParameterSets sets;
-    /// The last sequence header of the stream.
-    std::vector<std::byte> header;
-    /// The same as `lengthSize` and `sets`, for the stream now.
-    std::size_t streamLengthSize = 4;
-    ParameterSets streamSets;
-  };
   struct Audio {
     /// Format code, by which the module distinguishes codecs; 0 if there is no track or its codec is unknown.
     std::uint32_t codec = 0;
@@ -100,8 +86,6 @@ class CodecChanges : public InputFilter {
   std::optional<std::string> changeBy(const InputMessage& message, const MessageKind& kind) const;
   /// Why the recording ends before the message although its codec fits; nothing if it does not.
   std::optional<std::string> reasonToSplit(const InputMessage& message, const MessageKind& kind) const;
-  /// Collects the parameter sets of an AVC frame. Returns its NAL units; nothing for other messages and damaged ones.
-  std::optional<std::vector<NalUnit>> collectSets(const InputMessage& message, const MessageKind& kind);
   /// Whether a recording can begin with the message.
   bool canBegin(const MessageKind& kind) const;
   /// Learns from a message of this recording, and returns it in the form that the recording needs.
@@ -110,23 +94,19 @@ class CodecChanges : public InputFilter {
   void hold(const InputMessage& message);
   /// Remembers codec, configuration and metadata.
   void learn(const InputMessage& message, const MessageKind& kind);
-  /// The first header becomes that of the recording; each one becomes the stream's.
-  void learnVideoHeader(const InputMessage& message);
   /// Whether there were too many changes within a second each. A stream that alternates between two codecs must not
   /// make a recording of each message.
   bool isTooOften(const InputMessage& message);
   /// Ends the recording, and puts the messages with which the next one begins into `ahead_`: at last `message`, which
   /// is none at the end of the input.
   void split(const std::optional<InputMessage>& message, std::string reason);
-  /// Returns an AVC frame in the form that the recording needs, and other messages as they are.
-  InputMessage adapted(const InputMessage& message, const MessageKind& kind);
-  /// The sequence header for a recording that begins now.
-  std::vector<std::byte> currentVideoHeader() const;
+  /// Puts the metadata of the next recording into `ahead_`, if there is any.
+  void prepareMetadata(std::uint32_t timeMs);
 
   EndingInput input_{source()};
   bool keepTimes_;
   std::optional<std::string> change_;
-  Video video_;
+  RecordedVideo video_;
   Audio audio_;
   /// Whether this is not the first recording.
   bool isContinued_ = false;
@@ -151,9 +131,8 @@ class CodecChanges : public InputFilter {
   std::size_t heldBytes_ = 0;
   /// Messages to return before those of the input.
   std::deque<OwnedMessage> ahead_;
-  /// Owners of the data of the message that next() returned last.
+  /// Owner of the data of the message that read() returned last.
   OwnedMessage current_;
-  std::vector<std::byte> adapted_;
 };
 
 }  // namespace host

@@ -76,7 +76,7 @@ class Input {
   /// next(). Waits for the frame. Throws as next() does.
   virtual std::optional<std::uint32_t> keptStart() { return std::nullopt; }
   /// The data of an `onMetaData` message in AMF0 that describes the input as it is now. Empty if the input describes
-  /// itself by messages of its own.
+  /// itself by its own messages.
   virtual std::vector<std::byte> metadata() const { return {}; }
   /// Whether it has video; nothing if that is not known before a message of it comes.
   virtual std::optional<bool> hasVideo() const { return std::nullopt; }

@@ -35,6 +35,7 @@ class Interleaver {
   static constexpr std::int64_t kMaxSpreadMs = 5000;
   static constexpr std::size_t kMaxBytes = std::size_t{64} << 20;
 
+  /// `tracks` is their number; they are counted from 0.
   explicit Interleaver(std::size_t tracks) : tracks_(tracks) {}
   /// The times of a track must not fall.
   void push(QueuedFrame frame);

@@ -59,7 +59,7 @@ std::int64_t RetimedTags::map(const InputMessage& message) {
   const MessageKind kind(message);
   const std::int64_t earliestMs = startMs_.value_or(0);
   const bool hasNoFrames = readAhead_ && !firstFrameMs_;
-  // Without frames, other messages are all there is to go by.
+  // Without frames, only the times of other messages are known.
   if (kind.isFrame() || hasNoFrames) {
     frameMs_ = std::max(clock_.map(kind.isVideo() ? kVideo : kAudio, message.timeMs), earliestMs);
     return *frameMs_;

@@ -17,6 +17,7 @@ class MessageKind {
 
   bool isVideo() const { return video_; }
   bool isAudio() const { return audio_; }
+  /// A video message of that codec, or an audio message: a frame, a configuration or an end of sequence.
   bool isAvc() const;
   bool isAac() const;
   /// The configuration of an AVC or AAC stream.
@@ -24,6 +25,7 @@ class MessageKind {
   /// Whether it is a video or audio frame, which has a time of its own. False for sequence headers, ends of sequence,
   /// command frames and messages without data.
   bool isFrame() const;
+  /// A video frame whose frame type says that decoding can begin with it. The picture is not looked at.
   bool isKeyFrame() const;
   /// Whether it is script data with the command `onMetaData`.
   bool isMetadata() const { return metadata_; }

@@ -119,15 +119,15 @@ std::string firstDamage(const RecordingDirectory& directory) {
   }
 }
 
-RecordingState stateOf(const RecordingDirectory& directory, const RecordedTimeline& timeline,
-                       const RecordingOverview& overview) {
+EndState stateOf(const RecordingDirectory& directory, const RecordedTimeline& timeline,
+                 const RecordingOverview& overview) {
   // First, since a recorder that appends has not removed the end mark before its first fragment.
-  if (!overview.writer.empty()) return RecordingState::kBeingWritten;
-  if (timeline.ended) return RecordingState::kEnded;
+  if (!overview.writer.empty()) return EndState::kBeingWritten;
+  if (timeline.ended) return EndState::kEnded;
   // The bootstrap is read first, so its fault is the first one.
   const std::string bootstrap = fmt::format("'{}'", directory.pathOf(directory.bootstrapName()));
   const bool isUnreadable = !overview.faults.empty() && overview.faults.front().starts_with(bootstrap);
-  return isUnreadable ? RecordingState::kUnknown : RecordingState::kNotEnded;
+  return isUnreadable ? EndState::kUnknown : EndState::kNotEnded;
 }
 
 std::optional<double> perSecond(double amount, std::uint64_t ticks, std::uint32_t timescale) {

@@ -43,9 +43,10 @@ struct TimedStretch {
   std::uint64_t durationMs = 0;
 };
 
-enum class RecordingState {
+/// How the recording ends, as far as its files and the lock of its directory show it.
+enum class EndState {
   kEnded,
-  /// Another process holds the lock of the directory.
+  /// Another process has locked the directory.
   kBeingWritten,
   /// Being recorded by a host without a lock, or interrupted; the files do not show which.
   kNotEnded,
@@ -58,7 +59,7 @@ enum class RecordingState {
 struct RecordingOverview {
   std::string path;
   bool hasBootstrap = false;
-  RecordingState state = RecordingState::kNotEnded;
+  EndState state = EndState::kNotEnded;
   /// Who writes it, such as "process 1234 (k2r)"; empty if nobody is known to.
   std::string writer;
   /// From the first sample to the last one, gaps included.

@@ -21,7 +21,7 @@ enum class Detail {
 
 struct Description {
   Json document;
-  /// Only of a recording's directory; `document` has it as `summary`.
+  /// Only of a recording's directory; also the member `summary` of `document`.
   std::optional<RecordingOverview> overview;
 };
 

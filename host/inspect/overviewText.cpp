@@ -50,13 +50,13 @@ std::string trackText(const TrackOverview& track) {
 
 std::string stateText(const RecordingOverview& overview) {
   switch (overview.state) {
-    case RecordingState::kEnded:
+    case EndState::kEnded:
       return "ended";
-    case RecordingState::kBeingWritten:
+    case EndState::kBeingWritten:
       return "being written by " + overview.writer;
-    case RecordingState::kUnknown:
+    case EndState::kUnknown:
       return "unknown: the bootstrap cannot be read";
-    case RecordingState::kNotEnded:
+    case EndState::kNotEnded:
       break;
   }
   // The module writes the bootstrap with the first fragment.
@@ -181,7 +181,7 @@ std::string overviewText(const RecordingOverview& overview, std::size_t columns)
 }
 
 Json overviewJson(const RecordingOverview& overview) {
-  // In the order of RecordingState. Part of the interface for scripts (docs/json.md).
+  // In the order of EndState. Part of the interface for scripts (docs/json.md).
   const char* const states[] = {"ended", "beingWritten", "notEnded", "unknown"};
   Json tracks = Json::array();
   for (const TrackOverview& track : overview.tracks) tracks.push_back(trackJson(track));

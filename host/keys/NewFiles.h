@@ -27,6 +27,7 @@ class NewFiles {
 
   /// The absolute path of the directory, without symbolic links: settings that name files in it stay valid.
   const std::string& directory() const { return directory_; }
+  /// Where the file of that name is, in the directory of this object.
   std::string pathOf(const std::string& name) const { return directory_ + "/" + name; }
 
  private:

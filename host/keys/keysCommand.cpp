@@ -27,7 +27,7 @@ ExitStatus runKeysNew(const std::string& directory) {
   platform::os::makeNoDumps();
   NewFiles files(directory);
   makeKeySet(files);
-  // Only now: a set that lacks a file is removed when `files` goes.
+  // Only now: a set that lacks a file is removed when `files` is destroyed.
   files.keep();
   printText(files.pathOf(kKeySetSettings) + "\n");
   return ExitStatus::kOk;

@@ -17,8 +17,8 @@ std::uint64_t inMilliseconds(std::uint64_t time, std::uint32_t timescale) {
 
 bool FragmentExtent::isGapBefore(const FragmentExtent& next) const {
   if (next.startMs <= startMs) return true;
-  // The duration of a single first sample is unknown. Those of the next samples tell a stream of few pictures from one
-  // in which all pictures after its first key frame are missing.
+  // The duration of a single first sample is unknown. The durations of the next samples show whether the stream has few
+  // pictures, or whether all pictures after its first key frame are missing.
   const std::uint64_t usualMs = lastSampleMs != 0 ? lastSampleMs : next.firstSampleMs;
   return usualMs != 0 && next.startMs > shownUntilMs() + std::max(kSmallestGapMs, usualMs);
 }

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/errors.h"
+#include "host/files/RecordedSegments.h"
 #include "host/files/inFile.h"
 #include "host/output.h"
 #include "host/plain/plainHeader.h"

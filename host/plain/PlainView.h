@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "host/files/RecordedSegments.h"
 #include "host/files/RecordingDirectory.h"
 #include "host/plain/PlainFragment.h"
 #include "host/plain/RecordedTimeline.h"

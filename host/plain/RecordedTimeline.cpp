@@ -8,7 +8,6 @@
 #include "host/files/RecordedSegments.h"
 #include "host/files/inFile.h"
 #include "host/files/tracks.h"
-#include "host/plain/plainHeader.h"
 
 namespace host {
 

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <optional>
 
-#include "fragmentation/SampleInfo.h"
 #include "host/input/Input.h"
 #include "util/fourcc.h"
 

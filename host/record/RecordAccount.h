@@ -33,7 +33,7 @@ struct RecordAccount {
   std::uint64_t gaps = 0;
   /// Total time from which nothing is stored, as far as the session knows.
   std::uint32_t lostMs = 0;
-  /// The part of it that lies between stored messages.
+  /// The part of it that is between stored messages.
   std::uint32_t gapMs = 0;
   /// Why the first message was lost, and why the first one was refused; empty if none was.
   std::string reason;
@@ -60,12 +60,14 @@ struct RecordAccount {
 
   /// `bytes` of the message's data.
   void receive(std::uint64_t bytes) { received.add(bytes); }
+  /// `timeMs` is that of a message on the time line of the recording; it may wrap round.
   void seeTime(std::uint32_t timeMs) {
     if (!firstMs) firstMs = timeMs;
     // Signed: a message older than the first one must not make the span 49 days long.
     const auto distance = static_cast<std::int32_t>(timeMs - *firstMs);
     spanMs = std::max(spanMs, static_cast<std::uint32_t>(std::max(distance, 0)));
   }
+  /// Counts messages that cannot be in the recording. Only the first reason is kept.
   void lose(LossReason cause, const Tally& messages, const std::string& why) {
     lost += messages;
     lostBy[static_cast<std::size_t>(cause)] += messages;
@@ -77,6 +79,7 @@ struct RecordAccount {
     if (refusal.empty()) refusal = why;
     lose(LossReason::kRefused, messages, why);
   }
+  /// Counts media time of such messages, once for each stretch.
   void loseTime(LossReason cause, std::uint32_t ms) {
     lostMs += ms;
     lostMsBy[static_cast<std::size_t>(cause)] += ms;

@@ -26,7 +26,7 @@ class RecordObserver {
     bool isFull = false;
   };
 
-  /// Called after each message and after the last fragment, on the thread that records and before it goes on.
+  /// Called after each message and after the last fragment, on the thread that records, which waits.
   virtual void recorded(const State& state) = 0;
   /// Called before that for a message with which a fragment was written: how long the module took for it.
   virtual void wroteFragment(std::chrono::nanoseconds duration) = 0;

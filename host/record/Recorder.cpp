@@ -84,7 +84,7 @@ RecordSummary Recorder::run(Recording& recording, StreamFollower& follower, Code
   } catch (const std::exception& error) {
     summary.inputFailure = error.what();  // What has come until then is finished, and reported.
   }
-  // Also after a failed input: what came before the failure is kept and the recording is finished.
+  // Also after a failed input: the messages before the failure are kept, and the recording is finished.
   session.finish();
   if (!options_.noStop) recording.stop();
   progress.finish();

@@ -26,7 +26,7 @@ namespace host {
 /// constructor and lives as long.
 class Recorder {
  public:
-  /// This process must hold the lock of `place` (HeldPlace).
+  /// This process must have locked `place` (HeldPlace).
   Recorder(const RecordOptions& options, const Settings& settings, const OutputDirectory& place, const Module& module,
            const StopSignal& stop, Log& log);
 

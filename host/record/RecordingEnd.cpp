@@ -79,8 +79,8 @@ std::optional<RecordingEnd> readRecordingEnd(const OutputDirectory& place, std::
   const auto bootstrap = inFile(path, [&] { return parseBootstrap(readSmallFile(path)); });
   const IndexedEnd indexed = readIndexes(directory);
   RecordingEnd end{.lastFragment = indexed.lastFragment, .codecs = {}};
-  // The maximum of three: after a fragment that was held, samples may lie after both the bootstrap's end and the slot
-  // of the last number.
+  // The maximum of three: after a fragment that was held, samples may be later than both the bootstrap's end and the
+  // slot of the last number.
   std::uint64_t endMs = std::max(bootstrap.currentMediaTime, std::uint64_t{indexed.lastFragment} * fragmentDuration);
   if (indexed.lastWritten.isWritten() && directory.segments.contains(indexed.lastWritten.segment)) {
     const std::string segmentPath = directory.pathOf(directory.segmentName(indexed.lastWritten.segment));

@@ -9,6 +9,7 @@ struct Tally {
   std::uint64_t messages = 0;
   std::uint64_t bytes = 0;
 
+  /// One more message, with `size` bytes of data.
   void add(std::uint64_t size) {
     ++messages;
     bytes += size;

@@ -7,7 +7,7 @@
 
 namespace host::serve {
 
-/// How often something took how long, for a metric. Any thread may call it; nobody waits.
+/// How often something took how long, for a metric. Any thread may call it; no call waits.
 class DurationHistogram {
  public:
   /// Upper bounds of the buckets, in seconds, each included. One more bucket has what took longer.

@@ -11,7 +11,7 @@ ExitDeadline::ExitDeadline(std::chrono::steady_clock::time_point time, LastWords
 void ExitDeadline::run(const std::stop_token& stop) {
   std::unique_lock lock(mutex_);
   changed_.wait_until(lock, stop, time_, [] { return false; });
-  // Without destructors: they would wait for what hangs.
+  // No destructors run: they would wait for the part that hangs.
   if (!stop.stop_requested()) std::_Exit(static_cast<int>(lastWords_()));
 }
 

@@ -31,11 +31,11 @@ namespace {
 
 using std::chrono::microseconds;
 
-/// After a request to stop: what the recordings have to be finished, and when the process ends in any case. Both within
-/// the 5 s that are promised.
+/// After a request to stop: the time in which the recordings have to be finished, and the time after which the process
+/// ends in any case. Both are within the 5 s that are promised.
 constexpr std::chrono::milliseconds kFinishTime(4500);
 constexpr std::chrono::milliseconds kExitTime(4800);
-/// How often it is looked whether a reload has ended, at least.
+/// The longest time between two checks whether a reload has ended.
 constexpr std::chrono::milliseconds kLongestPoll(1000);
 
 /// Blocks signals while it exists, so that wait() gets them.
@@ -96,7 +96,8 @@ class Server {
 
  private:
   void apply(const ServeConfig& config) {
-    // Before anything changes: an address that cannot be used, or a token that cannot be read, refuses all of it.
+    // Before anything changes: if the address cannot be used, or the token cannot be read, the whole configuration is
+    // refused.
     applyHttp(config);
     storage_.apply(config);
     streams_.apply(config);
@@ -108,7 +109,7 @@ class Server {
     const HttpOptions wanted = WebInterface::optionsOf(config);
     if (web_ && web_->options() == wanted) return;
     if (!web_) return openHttp(wanted);
-    // The new address may be free only once the old one is. If it is not, people must not lose what they had.
+    // The new address may be free only after the old one is. If it cannot be used, the old one has to work again.
     const HttpOptions before = web_->options();
     web_.reset();
     try {
@@ -123,10 +124,11 @@ class Server {
     web_ = std::make_unique<WebInterface>(options, streams_, storage_, fragmentWrites_, log_);
   }
 
-  /// Reads the configuration again. Returns true for a request to stop that came meanwhile; the reading may go on then.
+  /// Reads the configuration again. Returns true if a request to stop came meanwhile; the reading may still be running
+  /// then.
   bool isStoppedInReload() {
     manager_.reloading();
-    // On a thread of its own: this one must hear a request to stop although a disk does not respond.
+    // On another thread: this one must react to a request to stop although a disk does not respond.
     isReloading_ = true;
     const auto work = [this] {
       reload();
@@ -135,7 +137,7 @@ class Server {
     try {
       reload_ = std::jthread(work);
     } catch (const std::system_error&) {
-      // No thread is left, and the streams must not end for that.
+      // The system has no thread left. That must not end the streams.
       work();
     }
     const BlockedSignals stops{SIGINT, SIGTERM};
@@ -149,7 +151,7 @@ class Server {
   }
 
   void reload() {
-    // Whoever reloads looks for the result in the log, which must not be a count of the one before.
+    // A user who reloads looks for the result in the log. It must be a line, not a higher count of the line before.
     log_.forget();
     try {
       apply(readServeConfig(configPath_, &log_));
@@ -166,10 +168,10 @@ class Server {
     std::jthread hooks;
     try {
       exitDeadline_.emplace(now + kExitTime, [this] { return lastWords(); });
-      // Hooks need some seconds to end, which they have beside the streams.
+      // Hooks need some seconds to end, so they end while the streams do.
       hooks = std::jthread([this] { storage_.stop(); });
     } catch (const std::system_error&) {
-      // No thread is left: they end after the streams.
+      // The system has no thread left: hooks end after the streams.
     }
     const auto unfinished = streams_.finish(now + kFinishTime);
     for (const std::string& name : unfinished) log_.error(fmt::format("{}: did not finish in time", name));
@@ -200,7 +202,7 @@ class Server {
   std::atomic<bool> isReloading_ = false;
   /// All recordings were finished at the stop.
   std::atomic<bool> isFinished_ = false;
-  /// From the stop on. Before all that may hang, so that it ends after them.
+  /// From the stop on. Declared before the parts that may hang, so that it ends after them.
   std::optional<ExitDeadline> exitDeadline_;
   ServiceManager manager_;
   AvLogRoute avLog_{log_};

@@ -78,7 +78,7 @@ void Storage::began(const RecordingPlace& recording) {
 }
 
 void Storage::repairLater(const std::vector<RecordingPlace>& recordings) {
-  // On a thread of its own: a repair reads the recording through, and the stream must not wait for that.
+  // On another thread: a repair reads the whole recording, and the stream must not wait for that.
   const std::scoped_lock lock(mutex_);
   std::erase_if(repairs_, [](const auto& repair) {
     return repair.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
@@ -94,7 +94,7 @@ void Storage::repairLater(const std::vector<RecordingPlace>& recordings) {
 }
 
 void Storage::interrupted(const RecordingPlace& recording) {
-  // Without its hook, which must get it complete: the repair adds that.
+  // Its hook is not queued yet, because it must get a complete recording. The repair queues it.
   catalog_.interrupted(recording);
   log_.warning(fmt::format("{}: recording {} could not be finished; that is done once the stream records again",
                            recording.stream, recording.name));

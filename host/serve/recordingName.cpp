@@ -52,7 +52,7 @@ std::optional<RecordingName> parseRecordingName(std::string_view text) {
     if (!suffix || *suffix < 2) return std::nullopt;
     name.number = *suffix;
   }
-  // Whatever else is wrong with the text shows here: letters, a thirteenth month, leading zeros of the suffix.
+  // This comparison finds all other faults: letters, a thirteenth month, leading zeros of the suffix.
   return recordingNameText(name) == text ? std::optional(name) : std::nullopt;
 }
 

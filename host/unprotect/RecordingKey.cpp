@@ -48,9 +48,13 @@ RecordingKey openText(const std::string& name, const std::string& text, EVP_PKEY
   });
 }
 
-}  // namespace
+/// The metadata that all segments have, and the first of these.
+struct CommonMetadata {
+  std::string text;
+  std::string firstName;
+};
 
-RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& licenseServerKey) {
+CommonMetadata metadataOf(const RecordingDirectory& directory) {
   std::string text;
   std::string firstName;
   for (const std::uint32_t number : directory.segments) {
@@ -67,6 +71,13 @@ RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& lic
     text = own;
   }
   if (text.empty()) throw CommandError(fmt::format("'{}' has no segment", directory.path));
+  return {.text = std::move(text), .firstName = std::move(firstName)};
+}
+
+}  // namespace
+
+RecordingKey openRecordingKey(const RecordingDirectory& directory, EVP_PKEY& licenseServerKey) {
+  const auto [text, firstName] = metadataOf(directory);
   auto opened = openText(firstName, text, licenseServerKey);
 
   const std::string drmMeta = directory.pathOf(directory.drmMetaName());

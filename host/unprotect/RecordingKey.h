@@ -7,7 +7,7 @@ namespace host {
 
 /// The content key of a recording, and the signed metadata from which it was taken.
 struct RecordingKey {
-  /// 16 bytes; wiped when it goes.
+  /// 16 bytes; wiped when the object is destroyed.
   krvo::encryption::Secret key;
   krvo::encryption::SignedMetadata metadata;
 };

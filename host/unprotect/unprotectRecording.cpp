@@ -147,7 +147,7 @@ class Unprotection {
 /// Throws CommandError with the file's name, also for what is no private key. The text in memory is erased.
 auto readLicenseServerKey(const std::string& path) {
   try {
-    auto content = platform::os::readFile(path, kMaxKeyFile, platform::os::FileKind::kAny);
+    auto content = platform::os::readFile(path, kMaxKeyFile, platform::os::AllowedFile::kAny);
     if (!content) throw CommandError(fmt::format("'{}' cannot be read", path));
     return krvo::encryption::readPrivateKey(krvo::encryption::Secret(*std::move(content)).bytes());
   } catch (const krvo::encryption::UnprotectError& error) {

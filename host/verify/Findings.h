@@ -43,6 +43,7 @@ class Findings {
   /// Never throws for their number: beyond `kMaxKept` only the count rises.
   void add(Finding finding);
   const std::vector<Finding>& kept() const { return kept_; }
+  /// Of all findings, also of those that were not kept.
   std::uint64_t count(Severity severity) const { return counts_[static_cast<std::size_t>(severity)]; }
   /// The gravest severity found; `kNote` if there are no findings.
   Severity worst() const;
@@ -63,11 +64,14 @@ class FileFindings {
   /// Lowers every later finding of this object to `worst`, if it is graver. For a file that a running recorder may be
   /// writing: what looks damaged may only be unfinished.
   void limit(Severity worst) { worst_ = worst; }
+  /// The gravest that is added is `worst` of limit(). `text` as in Finding; `offset` in bytes.
   void add(Severity severity, std::optional<std::uint64_t> offset, std::string text) const {
     findings_->add({std::min(severity, worst_), file_, offset, std::move(text)});
   }
+  /// Something at a byte of the file, or of the whole file, that contradicts its format or another file.
   void damage(std::uint64_t offset, std::string text) const { add(Severity::kDamage, offset, std::move(text)); }
   void damage(std::string text) const { add(Severity::kDamage, std::nullopt, std::move(text)); }
+  /// What a user may want to know, and no command changes.
   void note(std::uint64_t offset, std::string text) const { add(Severity::kNote, offset, std::move(text)); }
   void note(std::string text) const { add(Severity::kNote, std::nullopt, std::move(text)); }
   /// Reports damage if the two differ. Returns whether they are equal.

@@ -42,6 +42,7 @@ class FragmentChain {
 
   /// The last fragment added, and the one before it; null if there is none.
   const Link* last() const { return last_ ? &*last_ : nullptr; }
+  /// A view, valid until the next change of the chain; null if there is none that is known.
   const Link* beforeLast() const { return beforeLast_ ? &*beforeLast_ : nullptr; }
 
  private:

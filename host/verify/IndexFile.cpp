@@ -47,7 +47,7 @@ std::uint64_t gridLine(const FragmentRunEntry& marker, std::uint32_t number) {
   return marker.firstTimestamp / (marker.firstFragment - 1) * (number - 1);
 }
 
-/// Whether the times of both entries can lie in the slot of `next`'s number, for any width of the grid. An append that
+/// Whether the times of both entries can be in the slot of `next`'s number, for any width of the grid. An append that
 /// was stopped before its first fragment leaves its start time in the entry before; the next append may then begin with
 /// the same number.
 bool haveOneNumber(const AfraEntry& entry, const AfraEntry& next) {

@@ -15,7 +15,7 @@ namespace host {
 
 /// The index file (`.k2i`) of a segment. If an entry contradicts the rest of the recording, the difference is reported
 /// and the entry corrected in memory, so that one wrong number is one finding. Entries must not be added or removed:
-/// subscripts and offsets in the file go by their order.
+/// subscripts and offsets in the file follow from their order.
 class IndexFile {
  public:
   /// Parses `bytes` and checks what needs no other file: its form, numbers that rise by one, the segment number, fixed

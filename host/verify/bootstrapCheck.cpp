@@ -142,7 +142,7 @@ void checkAgainstFragments(const RecordingContext& recording, const RecordingCon
   if (last == nullptr) return;
   const BootstrapInfo expected =
       expectFile(last->bootstrap, found, {skippedAtEnd(content.segments), hasUnknownSegment(content.segments, found)});
-  // An interruption can lie between the swaps of index and bootstrap, in which case an append repairs it. A stop writes
+  // An interruption can come between the swaps of index and bootstrap; an append then repairs it. A stop writes
   // both, so in a stopped recording a difference is damage.
   const Severity severity = isStopped(found) ? Severity::kDamage : Severity::kRepairable;
   const BootstrapInfo* const unindexed = unindexedBootstrap(content.segments);

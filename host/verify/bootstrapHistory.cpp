@@ -109,7 +109,7 @@ bool wasAnnounced(const BootstrapInfo& last, const BootstrapInfo& found, std::ui
   if (otherEnd + otherCount + otherVersion < 2) return false;
   const std::uint64_t grid = gridOf(fragmentRuns(last));
   if (!isStopped(found) || grid == 0) return true;
-  // The fragment ended on the grid. All numbers lie within 32 bits of milliseconds, unless the clock restarted.
+  // The fragment ended on the grid. All numbers are within 32 bits of milliseconds, unless the clock restarted.
   constexpr std::uint64_t kTimes = std::uint64_t{1} << 32;
   const std::uint64_t extra = countedNumbers(found) - countedNumbers(last);
   return (!otherEnd || found.currentMediaTime % grid == 0) && (jumped || extra <= kTimes / grid);

@@ -9,8 +9,8 @@
 namespace host {
 
 // Each fragment contains the bootstrap as it was when the fragment was written, and the bootstrap file continues the
-// last of these. Only few events can lie between two of them: numbers without a key frame, an append, a fragment that
-// was announced and taken back. Everything else in the later bootstrap follows from the earlier one.
+// last of these. Only few events are possible between two of them: numbers without a key frame, an append, a fragment
+// that was announced and taken back. Everything else in the later bootstrap follows from the earlier one.
 //
 // A check does not know the settings of the recording, so it cannot compute what a recorder would have written. It
 // takes the later bootstrap, keeps each value that one of those events explains, and computes the rest.

@@ -22,16 +22,16 @@ namespace {
 /// The start of a description: an AMF0 string, with its marker and its 16-bit length.
 constexpr std::string_view kMetaBegin("\x02\x00\x0AonMetaData", 13);
 
-/// Compares a number of the description (`told`) with the video track's header. The sample entry contains it a third
+/// Compares a number of the description with the video track's header. The sample entry contains it a third
 /// time and decides which of the two is wrong. It has 16 bits, so a larger number cannot be compared.
-void comparePixels(const RecordingContext& recording, const FileFindings& out, std::string_view name, double told,
+void comparePixels(const RecordingContext& recording, const FileFindings& out, std::string_view name, double described,
                    float inTrack, std::uint16_t inDescription) {
-  if (told == static_cast<double>(inTrack) || told > UINT16_MAX) return;
-  if (told == inDescription) {
+  if (described == static_cast<double>(inTrack) || described > UINT16_MAX) return;
+  if (described == inDescription) {
     recording.in(recording.directory.segmentName(*recording.directory.segments.begin()))
-        .damage(fmt::format("moov: vide track: {}: expected {}, found {}", name, told, inTrack));
+        .damage(fmt::format("moov: vide track: {}: expected {}, found {}", name, described, inTrack));
   } else {
-    out.damage(fmt::format("{}: expected {}, found {}", name, inTrack, told));
+    out.damage(fmt::format("{}: expected {}, found {}", name, inTrack, described));
   }
 }
 

@@ -10,7 +10,7 @@ namespace {
 using host::Command;
 using host::Option;
 
-/// What can stand for the value of an option or argument.
+/// What the value of an option or argument can be.
 enum class ValueKind { kWords, kDirectory, kFile, kOther };
 
 ValueKind kindOf(const Option& option) {

@@ -52,7 +52,7 @@ std::string italic(const std::string& text) {
   return "\\fI" + escaped(text) + "\\fR";
 }
 
-/// The name of an option and what stands for its value.
+/// The name of an option and the word for its value.
 std::string called(const Option& option) {
   if (option.isArgument()) return italic(option.name) + (option.repeatable ? "..." : "");
   return option.value.empty() ? bold(option.name) : bold(option.name) + " " + italic(option.value);

@@ -9,7 +9,7 @@ namespace krvo::container {
 
 /// Bytes that a caller handed over. They are given back once, by the caller's own free function, when this is
 /// destroyed. The entries make one before they check anything else, so that a call that fails gives the bytes back,
-/// too. The length is not part of the record; each entry has it from another parameter. Can be moved, not copied.
+/// too. The length is not part of the record; each entry gets it as another parameter. Can be moved, not copied.
 class OwnedData {
  public:
   OwnedData() = default;

@@ -99,7 +99,7 @@ void SegmentWriter::writeTable() {
   // known to have ended.
   if (state_.randomAccess) state_.randomAccess->write(boxes_, state_.movie);
   // Readers look for the `mfra` at the end of the file, and old bytes after it would hide it. The file cannot be cut
-  // off through the stream, so the table goes to the end and a `free` box fills the gap.
+  // off through the stream, so the table is written at the end and a `free` box fills the gap.
   const std::uint64_t leftover = std::max(stream_->size(), state_.end) - state_.end;
   const std::uint64_t gap = leftover > boxes_.size() ? std::max(leftover - boxes_.size(), kMinBoxSize) : 0;
   stream_->write(state_.end + gap, boxes_.bytes());

@@ -33,6 +33,7 @@ struct KrvoK2MTrack {
   std::shared_ptr<krvo::container::Track> track;
 };
 
+/// Shared with the track, like the track itself; not changed any more.
 struct KrvoK2MSampleDescriptor {
   std::shared_ptr<const krvo::container::SampleDescription> description;
   /// The handler type of its track.
@@ -46,6 +47,7 @@ struct KrvoK2MTrackIterator {
   std::size_t next = 0;
 };
 
+/// Refers to the list of the track. `next` is the subscript of the next one.
 struct KrvoK2MSampleDescriptorIterator {
   std::shared_ptr<const krvo::container::Track> track;
   std::size_t next = 0;
@@ -56,6 +58,7 @@ struct KrvoK2MReader {
   std::shared_ptr<krvo::container::StoredSegment> segment;
 };
 
+/// A walk over one track, with its own place in the file.
 struct KrvoK2MSampleIterator {
   krvo::container::SampleWalk walk;
 };

@@ -69,6 +69,7 @@ struct KrvoK2MSample;
 struct KrvoK2MAllocatorCallBacks {
   std::uint32_t size;
   void* context;
+  /// A block of so many bytes; its content does not matter.
   void* (*alloc)(void* context, std::uint64_t bytes);
   void (*free)(void* context, void* block);
 };
@@ -79,6 +80,7 @@ struct KrvoK2MIOStreamCallBacks {
   std::uint32_t size;
   void* context;
   /// All nine are required. None is called after release.
+  /// Counts a user of the stream; each gets one release.
   KrvoStatus (*addReference)(void* context);
   KrvoStatus (*release)(void* context);
   KrvoStatus (*open)(void* context);
@@ -88,10 +90,12 @@ struct KrvoK2MIOStreamCallBacks {
   KrvoStatus (*read)(void* context, void* buffer, std::uint64_t count, std::uint64_t* done);
   /// `mode` is 0 from the start, 1 from the current position, 2 from the end.
   KrvoStatus (*seek)(void* context, std::int64_t offset, std::uint32_t mode);
+  /// Sets `*position` to the current position, in bytes from the start.
   KrvoStatus (*tell)(void* context, std::uint64_t* position);
   /// At the current position. Fewer bytes than `count` are no failure: the library writes the rest with another call. A
   /// call of 1 GiB at most, since hosts count bytes in 31 bits.
   KrvoStatus (*write)(void* context, const void* buffer, std::uint64_t count, std::uint64_t* done);
+  /// Passes on to the file what the stream buffers, if it does. It need not wait for the device.
   KrvoStatus (*flush)(void* context);
 };
 

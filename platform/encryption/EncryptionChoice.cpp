@@ -46,7 +46,7 @@ bool EncryptionChoice::encrypts(std::span<const std::byte> sample, RKXSampleKind
   if (sample.empty()) return false;
   switch (kind) {
     case kRKXVideo:
-      // Of other codecs nothing here tells key frames apart, so all of them are encrypted, whatever the level.
+      // Nothing here finds the key frames of other codecs, so all frames are encrypted, whatever the level.
       return options_.encryptVideo != 0 && (!avc || encryptsAvc(sample));
     case kRKXAudio:
       return options_.encryptAudio != 0 && !isAacConfiguration(sample);

@@ -5,8 +5,6 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/encryption/certificates.h"
-
 namespace krvo::encryption {
 
 /// The input of makeMetadataBlock(). All are views, used during the call only; the files are as they are on disk.

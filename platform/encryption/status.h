@@ -8,6 +8,7 @@ namespace krvo::encryption {
 
 using qvs::util::StatusError;
 
+/// Throws StatusError with that status unless the condition is true.
 inline void require(bool condition, RKXStatus status) {
   if (!condition) throw StatusError(status);
 }

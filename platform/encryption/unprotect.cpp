@@ -75,7 +75,7 @@ std::optional<Secret> openEnvelope(CMS_ContentInfo& structure, EVP_PKEY& key) {
 
 ContentKey unwrapKey(std::span<const std::byte> wrapped, EVP_PKEY& licenseServerKey) {
   const auto envelope = readStructure(wrapped, NID_pkcs7_enveloped, "the wrapped key is no CMS enveloped-data");
-  // One text for all failures: they tell the user the same, and an attacker nothing.
+  // One text for all failures: to the user they mean the same, and an attacker learns nothing.
   const auto opened = openEnvelope(*envelope, licenseServerKey);
   constexpr const char* kWrongKey = "the key is not that of the license server the recording was made for";
   expect(opened.has_value(), kWrongKey);

@@ -24,6 +24,7 @@ class Descriptor {
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
 
+  /// The number for system calls. It stays the property of this object.
   int get() const { return fd_; }
   explicit operator bool() const { return fd_ != -1; }
   // Never retried after EINTR: Linux has released the descriptor by then, and another thread may have got its number.

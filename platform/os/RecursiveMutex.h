@@ -19,7 +19,7 @@ class RecursiveMutex {
 
   /// Throws std::system_error if the system refuses to wait.
   void lock();
-  /// Returns false if another thread has it locked; never waits.
+  /// Returns false if another thread has locked it; never waits.
   bool tryLock();
   /// Returns false, and changes nothing, if the calling thread has not locked it.
   bool unlock();

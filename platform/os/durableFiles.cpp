@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
 #include <cstdio>
 #include <new>
 #include <string>
@@ -40,7 +39,7 @@ std::size_t sizeHint(const Descriptor& file, std::size_t maxSize) {
   return static_cast<std::size_t>(std::min<std::uint64_t>(static_cast<std::uint64_t>(status.st_size), maxSize));
 }
 
-/// Whether nobody else has the file open. False also if the file system does not know.
+/// Whether no other process has the file open. False also if the file system does not say.
 bool isOpenHereOnly(const Descriptor& file) {
   // The kernel grants a lease for writing only then. Whoever opens the file while the lease lasts causes a signal, and
   // the default one, SIGIO, ends a process; SIGURG is ignored by default.
@@ -150,8 +149,8 @@ bool removeFile(std::string_view path) noexcept try {
   return false;
 }
 
-FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kind) {
-  const bool isRegular = kind == FileKind::kRegular;
+FileStart readFileStart(std::string_view path, std::size_t maxSize, AllowedFile kind) {
+  const bool isRegular = kind == AllowedFile::kRegular;
   const Descriptor file(toNative(path), O_RDONLY | (isRegular ? O_NONBLOCK : 0));
   if (!file) return {.content = {}, .error = lastError()};
   if (isRegular && isPipeOrDevice(file)) return {.content = {}, .error = make_error_code(std::errc::not_supported)};
@@ -169,7 +168,7 @@ FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kin
   return {.content = std::move(content), .error = {}};
 }
 
-std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize, FileKind kind) {
+std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize, AllowedFile kind) {
   FileStart start = readFileStart(path, maxSize + 1, kind);  // one more, to see that a file is too long
   if (start.error || start.content.size() > maxSize) return std::nullopt;
   return std::move(start.content);

@@ -23,9 +23,9 @@ bool writeFile(std::string_view path, std::span<const std::byte> content) noexce
 bool writeNewFile(std::string_view path, std::span<const std::byte> content) noexcept;
 
 /// Adds `tail` at the end of a file of `size` bytes, and writes `head` over its first bytes. Flushes nothing to the
-/// device. False, with the file unchanged, if it has another size or another name, if anybody else has it open, or if
-/// the file system cannot tell: those who read it must not see it change. False also if a write fails; the file may
-/// then contain any part of both.
+/// device. False, with the file unchanged, if it has another size or another name, if another process has it open, or
+/// if the file system cannot say that: whoever reads it must not see it change. False also if a write fails; the file
+/// may then contain any part of both.
 bool extendFile(std::string_view path, std::uint64_t size, std::span<const std::byte> head,
                 std::span<const std::byte> tail) noexcept;
 
@@ -51,7 +51,7 @@ void removeName(std::string_view path) noexcept;
 bool removeFile(std::string_view path) noexcept;
 
 /// Which kinds of files a read accepts.
-enum class FileKind {
+enum class AllowedFile {
   /// Refuses pipes and devices: opening one may wait for ever, and reading one may never end.
   kRegular,
   kAny,
@@ -66,11 +66,11 @@ struct FileStart {
 
 /// Reads the first `maxSize` bytes of a file, or all of a shorter one. Takes memory only for bytes that exist, whatever
 /// `maxSize` is. A file of another kind gives std::errc::not_supported. Throws std::bad_alloc.
-FileStart readFileStart(std::string_view path, std::size_t maxSize, FileKind kind = FileKind::kRegular);
+FileStart readFileStart(std::string_view path, std::size_t maxSize, AllowedFile kind = AllowedFile::kRegular);
 
 /// Reads a whole file. Returns nothing if it cannot be read, is of another kind or has more than `maxSize` bytes. Takes
 /// memory only for bytes that exist. Throws std::bad_alloc.
 std::optional<std::vector<std::byte>> readFile(std::string_view path, std::size_t maxSize,
-                                               FileKind kind = FileKind::kRegular);
+                                               AllowedFile kind = AllowedFile::kRegular);
 
 }  // namespace platform::os

@@ -17,6 +17,7 @@ struct TagChoice {
   /// Kinds of tags; empty for all.
   std::vector<std::uint8_t> types;
 
+  /// Whether a walk returns the tag: its timestamp is in the range and its kind is chosen.
   bool includes(const FileTag& tag) const;
 };
 
@@ -25,12 +26,14 @@ struct TagChoice {
 /// walk may be continued, and tries the same tag again.
 class TagCursor {
  public:
+  /// `file` is not null. With `reversed` the walk begins at the last tag.
   TagCursor(std::shared_ptr<TagFile> file, TagChoice choice, bool reversed);
 
   const std::shared_ptr<TagFile>& file() const { return file_; }
   /// Returns the tag that next() will return; nothing after the last one. Not final: if more tags have been written to
   /// the file meanwhile, a later call returns them.
   const std::optional<FileTag>& peek();
+  /// Returns the tag and moves on; nothing after the last one.
   std::optional<FileTag> next();
 
  private:

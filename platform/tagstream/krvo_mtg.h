@@ -61,6 +61,7 @@ struct KrvoMTGAllocatorCallBacks {
 struct KrvoMTGInputStreamCallBacks {
   std::uint32_t size;
   void* context;
+  /// Counts a user of the stream; each gets one release.
   KrvoMTGStatus (*addReference)(void* context);
   KrvoMTGStatus (*release)(void* context);
   /// Reads up to `count` bytes from the current position and sets `*done` to how many, 0 at the end.
@@ -97,6 +98,7 @@ struct KrvoMTGScriptCallBacks {
   /// Sets `member` to the member with that index of an object or a named array. After the last one, and for any other
   /// value, it leaves `member` unchanged.
   KrvoMTGStatus (*member)(void* context, void* handle, std::uint32_t index, KrvoMTGScriptValue* member);
+  /// Takes back the handle of a KrvoMTGScriptValue, once.
   void (*release)(void* context, void* handle);
 };
 

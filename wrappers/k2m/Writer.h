@@ -72,6 +72,7 @@ class K2RWriter {
   /// fragment will be overwritten. `warnings` is asked in the constructor only, and need not outlive it.
   K2RWriter(IOStream& stream, WarningHandler& warnings, const Allocator& allocator, std::uint64_t position);
 
+  /// The part that has the tracks. It may outlive this handle, and then keeps the file open.
   Writer k2mWriter() const;
   /// Adds the track whose samples are tags that refer to samples of `mediaTracks`, in this order. After these.
   Track addHintTrack(const K2MTrackInfo& info, const K2MEntriesInfo& entries, const char* name,

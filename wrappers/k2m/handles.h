@@ -44,7 +44,9 @@ class Track {
   /// Takes over the reference that the library gave out.
   explicit Track(KrvoK2MTrack* handle);
 
+  /// A copy of the fields that the library has for the track now.
   K2MTrackInfo info() const;
+  /// A copy of the entries record: the third number is the length of the codec header in bytes.
   K2MEntriesInfo entriesInfo() const;
   /// Samples in the whole file.
   std::uint32_t sampleCount() const;

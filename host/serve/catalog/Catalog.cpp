@@ -42,7 +42,7 @@ void Catalog::addStream(const std::string& stream, const std::string& folder) {
   {
     const std::scoped_lock lock(mutex_);
     std::string& path = paths_[stream];
-    // Where it was recorded before stays a folder of the root, which the retention looks after.
+    // The folder into which it was recorded before stays in the catalog, so that the retention still sees it.
     if (path != folder && !path.empty()) folders_[path].isConfigured = false;
     path = folder;
     Folder& own = folders_[folder];
@@ -123,7 +123,7 @@ void Catalog::inFolder(const RecordingPlace& recording, const Report& report) {
   std::shared_ptr<StreamRecordings> recordings;
   {
     const std::scoped_lock lock(mutex_);
-    // Not by the stream: a reload may have given it another root while this was recorded.
+    // By the root of the recording: a reload may have given the stream another root meanwhile.
     const auto folder = folders_.find(recording.folder());
     if (folder != folders_.end()) recordings = folder->second.recordings;
   }

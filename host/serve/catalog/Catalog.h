@@ -57,7 +57,7 @@ class StreamRecordings;
 
 /// What is recorded, by stream. Any thread may call it; only list(), find() and totals() may wait for a disk. A
 /// start-up scan fills it in the background, the newest recording first, with a thread for each root, so that a disk
-/// which does not respond delays nobody else. What the scan has not reached yet is read when it is asked for.
+/// which does not respond delays no other root. What the scan has not reached yet is read when it is asked for.
 ///
 /// A directory whose name is none of a recording, and one with an entry that is no file of its recording, is not ours:
 /// it is not in here.
@@ -135,7 +135,7 @@ class Catalog final : public RecordingEvents {
   const Surroundings& surroundings_;
   const OnInterrupted onInterrupted_;
 
-  /// Guards the maps; nobody reads the disk under it.
+  /// Guards the maps. Not locked while a disk is read.
   mutable std::mutex mutex_;
   /// By native path.
   std::map<std::string, Folder> folders_;

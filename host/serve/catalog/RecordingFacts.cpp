@@ -20,7 +20,7 @@
 namespace host::serve {
 namespace {
 
-/// A fragment by what its index says.
+/// A fragment, as its index describes it.
 struct Place {
   std::uint32_t segment = 0;
   std::uint64_t timeMs = 0;
@@ -51,7 +51,7 @@ class ExtentReader {
 
  private:
   OpenSegment& open(std::uint32_t segment, const std::string& path) {
-    // A little is read here and there: a larger window would read most of a short segment.
+    // Few bytes are read at each place: a larger window would read most of a short segment.
     constexpr std::size_t kWindow = std::size_t{8} << 10;
     if (!segment_ || number_ != segment) {
       segment_ = std::make_unique<OpenSegment>(path, kWindow);
@@ -71,15 +71,15 @@ class ExtentReader {
 /// The bootstrap does not show it: it gives a gap to the duration of the fragment in which it began. The index has the
 /// times at which fragments begin, so a gap makes a distance longer.
 std::vector<std::size_t> beforeGaps(const std::vector<Place>& places) {
-  // Bounds what is read of a recording whose key frames come as they like.
+  // Limits how many fragments are read if key frames come at irregular times.
   constexpr std::size_t kMost = 64;
   constexpr std::uint64_t kMuchLongerMs = 500;
-  // With fewer distances a gap could itself be the usual one.
+  // With fewer distances, the distance over a gap could be the usual one.
   constexpr std::size_t kEnough = 8;
   std::vector<std::uint64_t> distances;
   for (std::size_t i = 0; i + 1 < places.size(); ++i) {
     const std::uint64_t next = places[i + 1].timeMs;
-    // A time that falls is a gap as well, and comes first below.
+    // A time that falls is a gap, too, and counts as the longest one.
     distances.push_back(next > places[i].timeMs ? next - places[i].timeMs : UINT64_MAX);
   }
   std::uint64_t usual = 0;
@@ -112,7 +112,7 @@ class TimesReader {
     const auto first = extents_.read(places.front());
     const auto last = extents_.read(places.back());
     if (!first || !last) {
-      // Data alone, or a lone fragment of it at one end: as exact as the index is.
+      // Fragments with script data alone have no exact times; the index is used.
       facts_.endMs = at(std::max(mediaEndMs, places.back().timeMs), places.front().timeMs);
       return;
     }
@@ -151,7 +151,7 @@ bool isClosed(const std::string& path) {
   return std::ranges::equal(std::span(last).subspan(4, kType.size()), kType);
 }
 
-/// What a stop has finished is finished, and what cannot be read is damaged.
+/// A recording is finished if a stop has ended it, and damaged if it cannot be read.
 void readContent(const RecordingDirectory& directory, std::int64_t beginMs, RecordingFacts& facts) {
   std::vector<std::string> faults;
   const RecordedContent content = readRecordedContent(directory, faults);

@@ -19,7 +19,7 @@ namespace {
 
 using Folders = std::vector<std::shared_ptr<StreamRecordings>>;
 
-/// Lets the threads that record and answer go first where processors are short.
+/// Gives the threads that record and those that serve requests precedence on a busy processor.
 void yieldToOthers() {
   constexpr int kNice = 10;
   // On Linux a thread has its own nice value, by its id. A refusal changes nothing.
@@ -83,8 +83,8 @@ Folders RootScan::readNames(const std::stop_token& stop) {
     const bool isFolder = entry.type == platform::os::DirectoryEntry::Type::kOther;
     const std::string path = root_ + "/" + entry.name;
     std::error_code error;
-    // A link may lead to an archive, or back to the root. Recordings behind it are only shown, and removed, if the
-    // configuration names the stream.
+    // A link may lead to an archive, or back to the root. Recordings that it leads to are only shown, and removed, if
+    // the configuration names the stream.
     if (!isFolder || !isStreamName(entry.name) || std::filesystem::is_symlink(path, error)) continue;
     catalog_.found(entry.name, path);
   }

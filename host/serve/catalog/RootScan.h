@@ -14,10 +14,12 @@ namespace host::serve {
 class Catalog;
 class StreamRecordings;
 
-/// Reads the recordings of all streams below one root, on a thread of its own: first all names, then the files, the
+/// Reads the recordings of all streams below one root, on its own thread: first all names, then the files, the
 /// newest recording of all streams first. `catalog` outlives it.
 class RootScan {
  public:
+  /// Starts the thread, which waits for request(). `root` is a native path; `startedMs` is when the process started, in
+  /// ms since 1970-01-01 UTC. Throws std::system_error if the system has no thread.
   RootScan(Catalog& catalog, std::string root, std::int64_t startedMs);
   /// Waits for what it is reading at the moment.
   ~RootScan() = default;

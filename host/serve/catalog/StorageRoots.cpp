@@ -33,7 +33,7 @@ bool writeMarker(const std::string& root) {
   using platform::os::Durability;
   if (!platform::os::makeDirectory(markerFolder(root), Durability::kDevice) && errno != EEXIST) return false;
   const std::string path = markerFile(root);
-  // Its name, too: otherwise a loss of power could leave a root that is remembered and has no marker.
+  // The name is flushed, too: otherwise a loss of power could leave a remembered root without a marker.
   return platform::os::writeFile(path, qvs::util::asBytes(kMarkerText)) && platform::os::syncFile(path) &&
          platform::os::flushParent(path, Durability::kDevice);
 }
@@ -43,7 +43,7 @@ bool writeMarker(const std::string& root) {
 struct StorageRoots::Root {
   /// Guards `lock`; also held while the root is claimed, so that two streams do not lock each other out.
   std::mutex mutex;
-  /// Nothing until it was claimed.
+  /// Nothing before the root was claimed.
   std::optional<DirectoryLock> lock;
 };
 
@@ -120,7 +120,7 @@ void StorageRoots::remember(const std::string& path, Log& log) {
   if (text && hasLine(*text, path)) return;
   const std::string temporary = file + ".tmp";
   platform::os::makeDirectory(stateFolder_, platform::os::Durability::kDevice);
-  // A file that cannot be read is not replaced: it may have the other roots.
+  // A file that cannot be read is not replaced: it may contain the other roots.
   if (text && platform::os::writeFile(temporary, qvs::util::asBytes(*text + path + "\n")) &&
       platform::os::replaceFile(temporary, file)) {
     return;

@@ -19,7 +19,7 @@ class System final : public Surroundings {
   std::optional<std::uint64_t> freeBytes(const std::string& path) const override {
     struct statvfs status {};
     if (platform::os::retried([&] { return ::statvfs(path.c_str(), &status); }) != 0) return std::nullopt;
-    // Without the blocks that only root may use.
+    // f_bavail leaves out the blocks that only root may use.
     return std::uint64_t{status.f_bavail} * status.f_frsize;
   }
   bool isOneFileSystem(const std::string& one, const std::string& other) const override {

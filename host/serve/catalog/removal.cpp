@@ -34,9 +34,9 @@ RemovalResult removeRecordingOf(const std::string& folder, const std::string& re
   // Before it is renamed: a directory that cannot be removed keeps its name.
   if (!isOnlyRecording(path, recording)) return RemovalResult::kRefused;
   if (std::rename(path.c_str(), aside.c_str()) != 0) return RemovalResult::kRefused;
-  // Else a loss of power could bring the name back, with a part of the files.
+  // Otherwise a loss of power could bring the name back, with some of the files.
   platform::os::flushParent(path, Durability::kDevice);
-  // What cannot be removed now is finishRemovals()'s: the recording is gone already.
+  // finishRemovals() removes what cannot be removed now. The recording itself is gone already.
   fileset::removeRecording(aside, recording, Durability::kDevice);
   return RemovalResult::kDone;
 }

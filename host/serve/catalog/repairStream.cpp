@@ -27,13 +27,13 @@ class Repairer {
     const std::string path = recording_.folder() + "/" + recording_.name;
     // The stream has removed it since the scan found it.
     if (std::error_code error; !std::filesystem::exists(path, error) && !error) return false;
-    // A kill between the making of the directory and the first file.
+    // The process was killed after it made the directory and before the first file.
     if (readRecordingDirectory(path).empty()) return removeRest();
     const Repair repair = repairRecording(path, settings, log_);
     if (repair.outcome == Repair::Outcome::kRefused) return reportDamage(repair.verification);
     if (repair.verification.fragments == 0) return removeRest();
     catalog_.repaired(recording_, false);
-    // Untouched: only the look at its files had failed, on a disk that was gone for a moment.
+    // Nothing was changed: only the first look at its files had failed, on a disk that was away for a moment.
     if (repair.outcome == Repair::Outcome::kUntouched) return true;
     log_.note(fmt::format("{}: recording {} was interrupted, and is finished now", recording_.stream, recording_.name));
     return true;
@@ -88,7 +88,8 @@ bool repairInterrupted(Catalog& catalog, const RecordingPlace& recording, const 
 
 void repairStream(const std::string& root, const std::string& stream,
                   const std::function<void(const RecordingPlace&)>& repair, Log& log) try {
-  // A process writes one recording of a stream, or two at a rotation. Whatever there is, the stream must begin soon.
+  // A process writes one recording of a stream, or two at a rotation, so few can be interrupted. The stream must begin
+  // soon, however many there are.
   constexpr int kEnough = 2;
   constexpr int kMost = 8;
   RecordingPlace place{.root = root, .stream = stream, .name = {}};
@@ -99,7 +100,7 @@ void repairStream(const std::string& root, const std::string& stream,
     if (facts.kind != RecordingFacts::Kind::kRecording) continue;
     if (facts.state == RecordingState::kFinished) ++whole;
     place.name = recordingNameText(name);
-    // Also what looks damaged: the check of the repair decides.
+    // Damaged ones, too: the check within the repair decides.
     if (facts.state != RecordingState::kFinished) repair(place);
     if (whole == kEnough || ++looked == kMost) break;
   }

@@ -30,8 +30,10 @@ struct ConfigFinding {
 /// place; the lines are separated by line ends.
 class ConfigError : public UsageError {
  public:
+  /// `file` is the path as the user gave it; there is at least one finding.
   ConfigError(const std::string& file, std::vector<ConfigFinding> findings);
 
+  /// By rising place.
   const std::vector<ConfigFinding>& findings() const { return findings_; }
 
  private:

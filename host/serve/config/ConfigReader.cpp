@@ -18,7 +18,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// A shorter time would make a recording of each few frames.
+/// With a shorter time, each recording would have a few frames only.
 constexpr milliseconds kShortestRotation = std::chrono::seconds(1);
 constexpr std::int64_t kMostHooks = 1000;
 
@@ -57,15 +57,7 @@ ServeConfig ConfigReader::read(const toml::table& file) {
 }
 
 void ConfigReader::readServer(TableReader table) {
-  if (const auto listen = table.textOrEmpty("listen")) {
-    try {
-      const ListenAddress address = listen->empty() ? ListenAddress{} : parseListenAddress(*listen);
-      config_.listenAddress = address.host;
-      config_.listenPort = address.port;
-    } catch (const UsageError& error) {
-      table.fault("listen", error.what());
-    }
-  }
+  readListen(table);
   if (const auto path = pathAt(table, "token_file")) {
     config_.tokenFile = *path;
     secretOf(table, "token_file", *path, readToken);
@@ -78,6 +70,21 @@ void ConfigReader::readServer(TableReader table) {
   if (readToken == true && !table.has("token_file")) {
     table.fault("read_token", "needs token_file");
   }
+  readOrigins(table);
+  table.finish();
+}
+
+void ConfigReader::readListen(TableReader& table) try {
+  const auto listen = table.textOrEmpty("listen");
+  if (!listen) return;
+  const ListenAddress address = listen->empty() ? ListenAddress{} : parseListenAddress(*listen);
+  config_.listenAddress = address.host;
+  config_.listenPort = address.port;
+} catch (const UsageError& error) {
+  table.fault("listen", error.what());
+}
+
+void ConfigReader::readOrigins(TableReader& table) {
   config_.allowOrigins = table.texts("allow_origins").value_or(std::vector<std::string>{});
   for (const std::string& origin : config_.allowOrigins) {
     if (isOrigin(origin)) continue;
@@ -86,7 +93,6 @@ void ConfigReader::readServer(TableReader table) {
                             "with :PORT or without, and nothing after it",
                             origin));
   }
-  table.finish();
 }
 
 void ConfigReader::readStorage(TableReader table) {

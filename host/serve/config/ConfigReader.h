@@ -35,9 +35,14 @@ class ConfigReader {
     Durability durability = Durability::kDevice;
   };
 
+  /// `[server]`: address, token and origins.
   void readServer(TableReader table);
+  void readListen(TableReader& table);
+  void readOrigins(TableReader& table);
+  /// `[storage]`: the keys of the whole process, and the defaults of the streams.
   void readStorage(TableReader table);
   void readStorageKeys(TableReader& table, StorageKeys& keys);
+  /// One `[[stream]]`; `number` counts them from 1.
   void readStream(const toml::table& table, std::size_t number);
   /// The name that the findings of a stream show.
   static std::string streamPath(const toml::table& table, std::size_t number);
@@ -45,10 +50,12 @@ class ConfigReader {
   void readSource(TableReader& table, StreamConfig& stream);
   void readInputOptions(TableReader& table, StreamConfig& stream);
   void readHook(TableReader& table, StreamConfig& stream);
+  /// Adds a finding for each root that is inside of another one.
   void requireSeparateRoots();
   /// Nothing, with a finding, if the file cannot be read, or is not what `readSecret` expects.
   std::optional<std::string> secretOf(TableReader& table, const std::string& key, const std::string& path,
                                       std::string (*readSecret)(const std::string&));
+  /// The absolute path that the key has; nothing without the key.
   std::optional<std::string> pathAt(TableReader& table, const std::string& key);
   /// The path with `folder_` before it if it is relative.
   std::string absolutePath(const std::string& path) const;

@@ -21,7 +21,7 @@ std::string_view lastPart(std::string_view key) {
 
 /// An error of the settings, with their names as they are spelled here.
 std::string reworded(std::string text) {
-  // Whole keys first: later ones are the last parts of earlier ones.
+  // Whole keys are replaced first: the later names are the last parts of the earlier ones.
   for (const bool isWhole : {true, false}) {
     for (const SettingInfo& setting : knownSettings()) {
       const std::string_view name = isWhole ? setting.key : lastPart(setting.key);
@@ -33,7 +33,7 @@ std::string reworded(std::string text) {
   return text;
 }
 
-/// The value as the module has it; nothing, with a finding, for a wrong form.
+/// The value in the form of the module; nothing, with a finding, if it is malformed.
 std::optional<std::string> valueOf(TableReader& table, const SettingInfo& setting) {
   const std::string word = settingWord(setting.key);
   switch (setting.kind) {
@@ -106,7 +106,7 @@ void RecordingKeys::readSetting(TableReader& table, std::string_view key, Config
     settings_[std::string(key)] = {.value = *value, .place = place, .path = path};
   } catch (const UsageError& error) {
     isFaulty_ = true;
-    // The finding names the key already.
+    // The finding already has the key.
     const std::string begin = std::string(key) + " = ";
     const std::string text = error.what();
     findings.add({.place = place, .key = path, .text = text.starts_with(begin) ? text.substr(begin.size()) : text});

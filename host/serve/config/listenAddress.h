@@ -11,7 +11,7 @@ struct ListenAddress {
   std::uint16_t port = 0;
 };
 
-/// "127.0.0.1:8480", "[::1]:8480". No names, which could come to stand for another address, and no port alone, so that
+/// "127.0.0.1:8480", "[::1]:8480". No names, which may later mean another address, and no port alone, so that
 /// nobody listens on all addresses without having written so. Throws UsageError.
 ListenAddress parseListenAddress(const std::string& text);
 

@@ -49,7 +49,7 @@ toml::table parsed(std::string_view text, const std::string& path, ConfigFinding
 }  // namespace
 
 ServeConfig readServeConfig(const std::string& path, Log* log) {
-  const auto file = platform::os::readFileStart(path, kMaxFileSize, platform::os::FileKind::kAny);
+  const auto file = platform::os::readFileStart(path, kMaxFileSize, platform::os::AllowedFile::kAny);
   if (file.error) throw UsageError(fmt::format("cannot read '{}': {}", path, file.error.message()));
   if (file.content.size() == kMaxFileSize) throw UsageError(fmt::format("'{}' is too large", path));
   ConfigFindings findings;

@@ -45,7 +45,7 @@ class SpawnPlan {
     sigset_t signals;
     ::sigemptyset(&signals);
     ::posix_spawnattr_setsigmask(&attributes_, &signals);
-    // Also those that are ignored here, such as SIGXFSZ.
+    // Signals that this process ignores, too, such as SIGXFSZ.
     ::sigfillset(&signals);
     ::posix_spawnattr_setsigdefault(&attributes_, &signals);
     ::posix_spawnattr_setpgroup(&attributes_, 0);
@@ -92,7 +92,7 @@ HookProcess::HookProcess(const std::vector<std::string>& words, TakeLine takeLin
     throw;
   }
   ::close(ends[1]);
-  // Only this end: the program's one must block, or it would lose output.
+  // Only our end of the pipe: the program's end must block, or it would lose output.
   ::fcntl(outputFd_, F_SETFL, O_NONBLOCK);
 }
 
@@ -120,7 +120,7 @@ void HookProcess::spawn(const std::vector<std::string>& words, int output) {
 HookProcess::~HookProcess() {
   if (pid_ != -1) {
     endBy(SIGKILL);
-    // A program that waits for a dead file server does not even end now, and the service has to.
+    // A program that waits for a dead file server does not end even now. The service does not wait longer.
     pollfd end{endFd_, POLLIN, 0};
     ::poll(&end, 1, kLongestEndMs);
     ::waitpid(pid_, nullptr, WNOHANG);
@@ -148,12 +148,12 @@ bool HookProcess::hasEnded() const {
 
 std::optional<std::string> HookProcess::result() {
   if (!hasEnded()) return std::nullopt;
-  // Before its number is free for another group.
+  // Before the system may give the number to another group.
   if (isToEnd_) ::kill(-pid_, SIGKILL);
   int status = 0;
   const bool isKnown = platform::os::retried([&] { return ::waitpid(pid_, &status, 0); }) == pid_;
   pid_ = -1;
-  // What it left running keeps the other end, perhaps for ever.
+  // Programs that it left in the background keep the other end open, perhaps for ever.
   readOutput();
   closeOutput();
   if (!isKnown) return "its end is not known";

@@ -32,7 +32,7 @@ class HookProcess {
   /// Takes what it has printed by now.
   void readOutput();
   /// Nothing while it runs; then, once, how it ended: empty for success, or a text such as "exit status 1". What a
-  /// program leaves in the background when it ends by itself goes on.
+  /// program leaves in the background when it ends by itself keeps running.
   std::optional<std::string> result();
   /// Sends a signal that is to end it to all of its group. What is left of the group after its end is killed.
   void endBy(int signal);

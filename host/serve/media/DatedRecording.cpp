@@ -26,7 +26,7 @@ using namespace krvo::container;
 
 namespace {
 
-/// Little is read of each fragment, and far apart: a larger window would read most of the file.
+/// Each fragment is read in a few small pieces: a larger window would read most of the file.
 constexpr std::size_t kWindow = std::size_t{16} << 10;
 
 }  // namespace
@@ -35,7 +35,7 @@ std::vector<MediaRecording> mediaRecordings(const std::string& folder, const std
   std::vector<MediaRecording> recordings;
   for (const RecordingInfo& info : listed) {
     const auto name = parseRecordingName(info.name);
-    // A repair may cut an interrupted recording off, and a body must not refer to what it removes.
+    // A repair may cut bytes off an interrupted recording, and a body must not refer to these.
     if (name && info.isWhole()) recordings.push_back({folder + "/" + info.name, name->beginMs});
   }
   return recordings;
@@ -58,7 +58,7 @@ DatedRecording::DatedRecording(const MediaRecording& recording)
     for (const auto& entry : segment.fragments) places_.push_back({segment.number, entry.fragment, entry.afraOffset});
   }
   for (std::size_t i = 0; i < places_.size(); ++i) {
-    // Only a fragment of script data has none, and the next one has the first sample then.
+    // A fragment of script data alone has no such moment, so the next one is tried.
     const auto named = namedMs(read(i).fragment);
     if (!named) continue;
     shiftMs_ = recording.beginMs - *named;

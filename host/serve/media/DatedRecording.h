@@ -55,6 +55,7 @@ class DatedRecording {
   const krvo::container::Movie& movie() const { return segment_->open.reader().movie(); }
   /// The header of the plain view. Two segments with the same one have the same tracks and configurations.
   const std::vector<std::byte>& header() const { return segment_->header; }
+  /// For reading samples of a fragment by their offsets.
   FileView& file() { return segment_->open.file(); }
   /// The file for a body, which may outlive this object.
   Body::File share() const { return segment_->shared; }

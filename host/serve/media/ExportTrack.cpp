@@ -65,23 +65,27 @@ std::int64_t ExportTrack::inMs(std::int64_t units) const {
   return (units * kMillisecondsPerSecond + clock_.unitsPerSecond() - 1) / clock_.unitsPerSecond();
 }
 
-void ExportTrack::add(const StoredSample& sample, std::int64_t decodeMs, std::int64_t presentMs,
-                      std::uint64_t position) {
+void ExportTrack::check(const StoredSample& sample, std::int64_t decodeMs) const {
   // Less than the 31 bits that players have for a duration, and no sum of times overflows.
   const std::int64_t longestMs =
       std::numeric_limits<std::int32_t>::max() / clock_.unitsPerSecond() * kMillisecondsPerSecond;
   constexpr std::int64_t kLatestMs = std::int64_t{1} << 40;
-  const bool isFirst = table_.count() == 0;
-  if (decodeMs > kLatestMs || (!isFirst && decodeMs - lastMs_ > longestMs)) {
+  if (decodeMs > kLatestMs || (count() > 0 && decodeMs - lastMs_ > longestMs)) {
     throw HttpError{409, fmt::format("a gap of more than {} hours is too long for an MP4 file; the parts before and "
                                      "after it can be exported alone",
                                      longestMs / 3600 / kMillisecondsPerSecond)};
   }
-  const std::int64_t time = clock_.place(std::max<std::int64_t>(decodeMs, 0));
-  const std::int64_t presented = track_->isVideo() ? inUnits(presentMs) : time;
   if (sample.description == 0 || sample.description > track_->descriptions.size()) {
     throw qvs::util::MalformedInput("a sample description that the track does not have");
   }
+}
+
+void ExportTrack::add(const StoredSample& sample, std::int64_t decodeMs, std::int64_t presentMs,
+                      std::uint64_t position) {
+  check(sample, decodeMs);
+  const bool isFirst = count() == 0;
+  const std::int64_t time = clock_.place(std::max<std::int64_t>(decodeMs, 0));
+  const std::int64_t presented = track_->isVideo() ? inUnits(presentMs) : time;
   if (isFirst) firstDecoded_ = time;
   table_.add({.decodeTime = static_cast<std::uint64_t>(time - firstDecoded_),
               .compositionOffset = narrow<std::int32_t>(presented - time),
@@ -119,7 +123,7 @@ ExportTrack::Edit ExportTrack::edit(const FileSpan& span) const {
   const std::int64_t begin = inUnits(span.beginMs);
   std::int64_t from = std::max(first_, begin);
   if (!sampleAtWanted() && from_) from = std::max(from, inUnits(*from_));
-  // What begins later is preceded by nothing, so that it is not presented too early.
+  // An empty edit comes before a track that begins later, so that it is not presented too early.
   edit.emptyMs = (from - begin) * kMillisecondsPerSecond / clock_.unitsPerSecond();
   edit.mediaTime = from - firstDecoded_;
   const std::int64_t end = std::min(inUnits(span.endMs), end_);

@@ -60,6 +60,8 @@ class ExportTrack {
   const SampleTable& table() const { return table_; }
 
  private:
+  /// Throws as add() does.
+  void check(const krvo::container::StoredSample& sample, std::int64_t decodeMs) const;
   /// What is presented of a span: nothing for a time, then the media from a place on.
   struct Edit {
     std::int64_t emptyMs = 0;

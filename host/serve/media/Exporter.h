@@ -11,6 +11,7 @@
 #include "host/serve/catalog/Catalog.h"
 #include "host/serve/http/Body.h"
 #include "host/serve/media/DatedRecording.h"
+#include "host/serve/media/ExportLimits.h"
 
 namespace host::serve {
 
@@ -24,14 +25,6 @@ struct ExportedFile {
   std::string etag;
   /// What it presents; less than the span if that has nothing at an end.
   TimeSpan time;
-};
-
-/// How large the files of an Exporter may be.
-struct ExportLimits {
-  std::size_t samples = 8'000'000;
-  std::size_t segmentFiles = 500;
-  /// Of the boxes before the media, which are in memory; all files together that are being sent.
-  std::uint64_t bytes = std::uint64_t{512} << 20;
 };
 
 /// Makes MP4 files of streams. Any thread may call it; two files are made at a time, and a call waits some seconds for

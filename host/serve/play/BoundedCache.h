@@ -33,6 +33,7 @@ class BoundedCache {
     return insert(key, make(), 0);
   }
 
+  /// Adds or replaces a value of so many bytes. Others may go for it, never the value itself.
   void put(const std::string& key, Pointer value, std::uint64_t bytes) {
     const std::lock_guard lock(mutex_);
     erase(key);

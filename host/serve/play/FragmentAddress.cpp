@@ -9,7 +9,8 @@ namespace host::serve {
 namespace {
 
 constexpr std::string_view kSuffix = ".m4s";
-/// The year 9999 in ms. A later place would only be a made-up one, and this one is exact in a player's floating point.
+/// The year 9999 in ms. Only an invented address has a later place, and players compute this one exactly in floating
+/// point.
 constexpr std::uint64_t kLastPlaceMs = 253402300800000;
 
 /// Takes a number and the hyphen after it, if there is one, off the front of the text.
@@ -45,7 +46,7 @@ std::optional<FragmentAddress> parseFragmentAddress(std::string_view text) {
   for (std::uint32_t duration = 0; address.lastDurations.size() < kMostTracks && take(rest, duration);) {
     address.lastDurations.push_back(duration);
   }
-  // Whatever else is wrong with the text shows here: other characters, leading zeros, another suffix.
+  // This comparison finds all other faults: other characters, leading zeros, another suffix.
   return address.text() == text ? std::optional(address) : std::nullopt;
 }
 

@@ -26,7 +26,7 @@ HeaderPointer HeaderStore::used(const std::string& name) {
 
 HeaderPointer HeaderStore::find(const std::string& name, const std::vector<Place>& places) {
   if (HeaderPointer known = used(name)) return known;
-  // Recordings that were removed are forgotten this way, too.
+  // This also forgets recordings that were removed.
   constexpr std::size_t kMostRecordings = 50000;
   const std::lock_guard lock(search_);
   if (names_.size() > kMostRecordings) names_.clear();

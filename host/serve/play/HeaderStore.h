@@ -25,6 +25,7 @@ class HeaderStore {
   /// `log` outlives this object.
   explicit HeaderStore(Log& log) : log_(log) {}
 
+  /// The header with these bytes, which is made if there is none. Never null; keeps it as long as it is used.
   HeaderPointer add(std::vector<std::byte> header);
   /// A recording's directory, and whether it will never have another header.
   struct Place {

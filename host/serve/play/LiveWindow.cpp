@@ -15,7 +15,7 @@ void LiveWindow::restart(const std::vector<PlayedFragment>& fragments, std::int6
   // The clock may have been set back, and a list may have grown faster than it.
   const std::uint64_t now = sequenceAt(std::max(nowMs, fragments.back().wallMs()));
   mediaSequence_ = std::max(now, mediaSequence_ + entries_.size());
-  // Another one even if no entry was discontinuous: the new places do not continue the old ones.
+  // A new number even if no entry was discontinuous: the new places do not continue the old ones.
   discontinuitySequence_ = std::max(now / kSequencesPerSecond, discontinuitySequence_ + discontinuities + 1);
   targetDuration_ = std::max(targetDuration_, roundedSeconds(fragmentMs));
   entries_.clear();

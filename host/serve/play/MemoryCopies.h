@@ -9,8 +9,9 @@
 
 namespace host::serve {
 
-/// Copies of contents in files that are in memory and have no name, from which the system sends without copying them
-/// for each client. Together they are limited, also by those that slow clients still read. Any thread may call it.
+/// Copies of contents in files that are in memory and have no name, which the system sends
+/// without another copy for each client. The limit is for all of them together, with those that slow clients still
+/// read. Any thread may call it.
 class MemoryCopies {
  public:
   /// `limit` in bytes, for all copies that exist.
@@ -27,7 +28,7 @@ class MemoryCopies {
   Body::File newFile(std::uint64_t size);
 
   const std::uint64_t limit_;
-  /// Shared with the files: the last user of one may be an answer.
+  /// Shared with the files: the last user of a file may be a response that is still sent.
   std::shared_ptr<std::atomic<std::uint64_t>> used_ = std::make_shared<std::atomic<std::uint64_t>>(0);
 };
 

@@ -30,6 +30,7 @@ class OpenFiles {
 /// Reads an open file, without a position of its own. Refers to the file.
 class OpenFileSource final : public krvo::container::Source {
  public:
+  /// `file` is open for reading and outlives this object.
   explicit OpenFileSource(const platform::os::Descriptor& file) : file_(file) {}
   /// Throws std::system_error.
   std::uint64_t size() override;

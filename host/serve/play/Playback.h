@@ -5,21 +5,16 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "host/Log.h"
-#include "host/plain/PlainFragment.h"
 #include "host/serve/http/HttpMessage.h"
-#include "host/serve/play/BoundedCache.h"
-#include "host/serve/play/FragmentAddress.h"
+#include "host/serve/play/FragmentBodies.h"
 #include "host/serve/play/HeaderStore.h"
 #include "host/serve/play/LiveWindow.h"
-#include "host/serve/play/MemoryCopies.h"
-#include "host/serve/play/OpenFiles.h"
 #include "host/serve/play/RecordingCache.h"
 #include "host/serve/play/RecordingSource.h"
+#include "host/serve/play/StreamFragments.h"
 
 namespace host::serve {
 
@@ -29,13 +24,10 @@ class Playback {
  public:
   /// Milliseconds since 1970-01-01 UTC.
   using Clock = std::function<std::int64_t()>;
-  /// Limits of the caches, in bytes.
   struct Limits {
+    /// Of the time lines of recordings, in bytes.
     std::uint64_t timelines = std::uint64_t{64} << 20;
-    std::uint64_t fragments = std::uint64_t{16} << 20;
-    /// Of whole fragments: those that are kept, and those that are kept or still sent.
-    std::uint64_t keptCopies = std::uint64_t{64} << 20;
-    std::uint64_t copies = std::uint64_t{128} << 20;
+    FragmentBodies::Limits fragments = {};
   };
   /// The longest time of a playlist: the longest day.
   static constexpr std::int64_t kLongestMs = std::int64_t{25} * 3600 * 1000;
@@ -60,38 +52,18 @@ class Playback {
     std::int64_t lastRequestMs = 0;
   };
 
-  /// Whether it can be played: one that waits for its repair may still change.
-  static bool isPlayable(const RecordingInfo& info);
   std::string folderOf(const std::string& stream) const;
-  RecordingPointer open(const std::string& stream, const RecordingInfo& info);
-  /// Those of them that can be played, in the same order.
-  std::vector<RecordingPointer> openAll(const std::string& stream, const std::vector<RecordingInfo>& infos);
   Live& liveOf(const std::string& stream);
-  /// The newest fragments, as many as a window needs.
-  std::vector<PlayedFragment> newestFragments(const std::string& stream, std::int64_t nowMs);
-  /// The fragments that follow the newest of the window; nothing if the stream does not continue from there.
-  std::optional<std::vector<PlayedFragment>> following(const std::string& stream, const PlayedFragment& newest,
-                                                       std::int64_t nowMs);
-  std::vector<PlayedFragment> fragmentsIn(const std::string& stream, std::int64_t fromMs, std::int64_t toMs);
   /// Throws the HttpError for a request to which no fragment belongs.
   [[noreturn]] void throwNothing(const std::string& stream, std::int64_t fromMs, std::int64_t toMs) const;
-  /// The content of a fragment, in memory if there is room for it.
-  std::shared_ptr<const Body> wholeFragment(const PlayedFragment& fragment, const FragmentAddress& address,
-                                            const std::string& path);
-  std::shared_ptr<const PlainFragment> makeFragment(const std::string& key, const PlayedFragment& fragment,
-                                                    const FragmentAddress& address, const std::string& path,
-                                                    const OpenFiles::File& file);
 
   const RecordingSource& source_;
   Log& log_;
   const Clock clock_;
   HeaderStore headers_;
   RecordingCache recordings_;
-  BoundedCache<const PlainFragment> fragments_;
-  /// Whole fragments in memory, for those that many players get.
-  MemoryCopies copies_;
-  BoundedCache<const Body> wholeFragments_;
-  OpenFiles files_;
+  StreamFragments fragments_;
+  FragmentBodies bodies_;
   std::mutex mutex_;
   /// By stream. Guarded by `mutex_`; the objects stay.
   std::map<std::string, std::unique_ptr<Live>> live_;

@@ -35,12 +35,12 @@ PlayedFragment PlayedFragment::alone() const {
 
 FragmentStep stepBetween(const PlayedFragment& from, const PlayedFragment& to) {
   if (from.recording->name == to.recording->name && to.index > 0) {
-    // Not what `from` knows: it may be from a moment at which it was the last one.
+    // Not by `from`: it may have been read when its fragment was the last one.
     return {.isGap = to.timed().followsGap, .distanceMs = to.recording->timeline.fragments[to.index - 1].durationMs};
   }
   const auto ownMs = static_cast<std::int64_t>(from.timed().durationMs);
   const std::int64_t distanceMs = to.wallMs() - from.wallMs();
-  // The same tolerance as inside a recording, and as much the other way: a clock that was set back is a gap as well.
+  // The tolerance is that within a recording, in both directions: a clock that was set back is a gap, too.
   const auto tolerance = static_cast<std::int64_t>(std::max(kSmallestGapMs, from.timed().lastSampleMs));
   const bool continues = distanceMs > 0 && std::abs(distanceMs - ownMs) <= tolerance;
   return {.isGap = !continues, .distanceMs = static_cast<std::uint64_t>(continues ? distanceMs : ownMs)};

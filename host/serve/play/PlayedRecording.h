@@ -35,8 +35,10 @@ struct PlayedFragment {
   RecordingPointer recording;
   std::size_t index = 0;
 
+  /// Times on the time line of the recording, in ms. A view.
   const TimedFragment& timed() const { return recording->timeline.fragments[index]; }
   const HeaderPointer& header() const { return recording->headers.at(timed().segment); }
+  /// Whether it is the newest of the recording, as far as that was read.
   bool isLast() const { return index + 1 == recording->timeline.fragments.size(); }
   /// When it starts, in ms since 1970-01-01 UTC.
   std::int64_t wallMs() const;

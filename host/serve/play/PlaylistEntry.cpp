@@ -69,7 +69,7 @@ PlaylistEntry makeEntry(const PlayedFragment& fragment, std::uint64_t placeMs, c
     entry.durationMs = expectedMs(timed);
     if (next != nullptr) {
       entry.durationMs = stepBetween(fragment, *next).distanceMs;
-      // The tracks of another configuration do not continue these.
+      // A fragment with another configuration does not continue these tracks.
       if (next->header() == fragment.header()) {
         known = durationsUntil(timed, shiftTo(placeMs, timed), next->timed(),
                                shiftTo(placeMs + entry.durationMs, next->timed()));

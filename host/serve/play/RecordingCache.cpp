@@ -14,7 +14,7 @@
 namespace host::serve {
 namespace {
 
-/// The reason may be a passing one: too many open files.
+/// The reason may pass, such as too many open files.
 constexpr std::chrono::seconds kRetryAfter(10);
 
 /// A recording is named by the time of its first picture, before which sound may begin.
@@ -47,7 +47,7 @@ RecordingCache::RecordingCache(std::uint64_t limit, HeaderStore& headers, Log& l
 RecordingPointer RecordingCache::get(const std::string& path, const RecordingName& name) {
   const auto slot = slots_.findOrAdd(path, [] { return std::make_shared<Slot>(); });
   const std::lock_guard lock(slot->mutex);
-  // Before the files are read: what comes meanwhile changes it again, and is read by the next call.
+  // Before the files are read: a fragment that comes meanwhile changes the stamp, so that the next call reads it.
   const auto stamp = stampOf(path + "/" + fileset::FileNames{recordingNameText(name)}.bootstrapName());
   const auto now = std::chrono::steady_clock::now();
   if (!stamp) {
@@ -56,7 +56,7 @@ RecordingPointer RecordingCache::get(const std::string& path, const RecordingNam
   }
   const bool isKnown = slot->stamp == stamp && (slot->recording || now < slot->retry);
   if (!stamp || isKnown) return slot->recording;
-  // After a failure, too, so that a damaged recording is not read with each request.
+  // After a failure, too, so that not each request reads a damaged recording.
   slot->stamp = stamp;
   slot->retry = now + kRetryAfter;
   try {

@@ -42,7 +42,7 @@ class Retention::RootThread {
     while (const auto limits = nextLimits(stop)) {
       try {
         const bool isOurs = !limits->isAny() || !mayRemove_ || mayRemove_(root_);
-        // Without limits it takes back what a pass before has marked.
+        // A pass without limits takes back the marks of the pass before.
         retention_.pass(isOurs ? *limits : RootLimits());
       } catch (const std::exception& error) {
         log_.error(fmt::format("{}: cannot look for recordings to remove: {}", root_, error.what()));
@@ -52,7 +52,7 @@ class Retention::RootThread {
     }
   }
 
-  /// Waits until it is time for a pass; nothing at the end.
+  /// Waits until it is time for a pass, and returns its limits; nothing at the end.
   std::optional<RootLimits> nextLimits(const std::stop_token& stop) {
     constexpr std::chrono::seconds kPeriod(5);
     std::unique_lock lock(mutex_);
@@ -93,7 +93,7 @@ void Retention::apply(const ServeConfig& config) {
   auto limits = limitsByRoot(config);
   const std::scoped_lock lock(mutex_);
   for (const auto& [root, thread] : roots_) {
-    // Nothing goes from a root that is not configured any more.
+    // Nothing is removed from a root that is not configured any more.
     if (!limits.contains(root)) thread->setLimits({});
   }
   for (auto& [root, ofRoot] : limits) {

@@ -17,7 +17,7 @@ namespace host::serve {
 /// Removes finished recordings by the limits of the configuration: whole ones, the oldest of all streams of a root
 /// first. Never one in progress, one that another process uses, or a file that is not a recording's.
 ///
-/// Each root has a thread of its own, so that a disk which does not respond delays no other. It looks every few seconds
+/// Each root has its own thread, so that a disk which does not respond delays no other. It looks every few seconds
 /// and when it is woken; without a limit it sleeps. Any thread may call the operations; none waits for a disk but the
 /// destructor, for the removal that is under way.
 class Retention {

@@ -42,6 +42,7 @@ class RootRetention {
   /// Called for a recording that had to stay, once it was removed for the free space.
   using OnHeldRemoved = std::function<void(const std::string& stream, const std::string& recording)>;
 
+  /// `root` is a native path. `mustKeep` and `onHeldRemoved` may be null.
   RootRetention(std::string root, Catalog& catalog, MustKeep mustKeep, OnHeldRemoved onHeldRemoved, Log& log,
                 const Surroundings& surroundings, RemovalCounts& counts)
       : root_(std::move(root)),
@@ -61,19 +62,27 @@ class RootRetention {
   /// Folder and name of a recording.
   using Key = std::pair<std::string, RecordingName>;
   using Leaving = std::map<Key, std::shared_ptr<StreamRecordings>>;
-  /// A recording and the folder that has it.
+  /// A recording and its folder.
   struct Item {
     std::shared_ptr<StreamRecordings> folder;
-    StoredRecording stored;
+    KnownRecording stored;
     /// On another file system than the root.
     bool isElsewhere = false;
   };
 
   std::uint64_t bytesToFree(const RootLimits& limits) const;
+  /// Removes what is over the limits. Adds to `leaving` what has to wait.
+  void removeSurplus(const RootLimits& limits, Leaving& leaving);
+  /// The items as planRemovals() needs them; streams are numbered as in `folders`.
+  std::vector<KeptRecording> keptOf(const std::vector<Item>& items, const Folders& folders) const;
+  /// Reads the files of a recording that was not read yet.
+  static void read(Item& item);
   /// All recordings, the oldest first. Those on which a decision may depend are read.
   std::vector<Item> collect(const Folders& folders, const RootLimits& limits, std::uint64_t bytesToFree) const;
   /// Adds to `leaving` what has to wait.
   void remove(const Item& item, const PlannedRemoval& removal, Leaving& leaving);
+  /// Counts and reports a recording that is removed.
+  void noteRemoved(StreamRecordings& folder, const RecordingName& name, const PlannedRemoval& removal);
   void removeIfEmpty(StreamRecordings& folder);
   bool isStuck(const Key& key) const { return stuckUntilMs_.contains(key); }
   /// Lets recordings that could not be removed be tried again.

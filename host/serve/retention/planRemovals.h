@@ -46,7 +46,7 @@ struct PlannedRemoval {
   /// Place in the list of recordings.
   std::size_t recording = 0;
   RemovalReason reason = RemovalReason::kKeepFree;
-  /// It goes although somebody still needs it.
+  /// It is removed although its hook still needs it.
   bool isHeld = false;
 };
 

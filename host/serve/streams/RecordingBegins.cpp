@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
 #include "host/serve/recordingName.h"
 
@@ -37,7 +36,7 @@ void RecordingBegins::forgetDelays() {
 }
 
 std::int64_t RecordingBegins::exactBegin(std::uint32_t mediaMs) const {
-  // Signed: a first frame may be older than the one before by what audio and video are apart.
+  // Signed: a first frame may be older than the last one, by the distance between audio and video.
   return last_->wallMs + static_cast<std::int32_t>(mediaMs - last_->mediaMs);
 }
 
@@ -52,7 +51,7 @@ std::string freeRecordingPath(const std::string& folder, std::int64_t beginMs) {
   for (RecordingName name{.beginMs = beginMs};; ++name.number) {
     std::string path = folder + "/" + recordingNameText(name);
     std::error_code ignored;
-    // What cannot be examined is for the caller to find out.
+    // The caller finds out why a path cannot be examined.
     if (!std::filesystem::exists(std::filesystem::symlink_status(path, ignored))) return path;
   }
 }

@@ -27,7 +27,7 @@ StreamMeter::StreamMeter(const StreamConfig& config, StreamStatus& status, const
 
 void StreamMeter::setState(StreamState state) {
   if (status_.state() == state) return;
-  // At once: the retention looks for itself only every few seconds.
+  // At once: otherwise the retention looks only every few seconds.
   if (state == StreamState::kBlocked && services_.makeRoom) services_.makeRoom(recording_.root);
   status_.update([&](StreamSnapshot& status) {
     status.state = state;
@@ -116,28 +116,18 @@ void StreamMeter::addDropped(StreamSnapshot& status, LossReason reason, const Ba
 void StreamMeter::recorded(const State& state) {
   const RecordAccount& account = state.account;
   isFailing_ = !state.failure.empty();
-  // Full alone is a limit that is too low for one fragment of the stream.
+  // A full queue without a failure means that the limit is too low for one fragment of the stream.
   isFull_ = isFailing_ && state.isFull;
   const bool hasGrown = !isFailing_ && state.fragments > last_.fragments;
-  const std::uint64_t missing = account.lost.messages + state.waiting.messages;
-  Tally stored = last_.stored;
   const std::uint32_t keptMs = account.spanMs - std::min(account.spanMs, account.lostMs);
-  // Not with each fragment that the module has written: no index or bootstrap may name it, and nobody may ever find it
-  // if the directory is gone. The next one that succeeds names those before it.
-  // At the end what still waits is counted as lost, too: the sum is then no longer meaningful.
-  if (hasGrown && account.received.messages >= last_.stored.messages + missing) {
-    last_.storedMs = keptMs;
-    stored = account.received;
-    stored -= account.lost;
-    stored -= state.waiting;
-  }
+  // Not after each fragment that the module has written: the index and the bootstrap may not name it, and if the
+  // directory is gone it is lost. The next fragment that succeeds makes them name all before it.
+  const auto stored = hasGrown ? storedBy(state) : std::nullopt;
+  if (stored) last_.storedMs = keptMs;
   status_.update([&](StreamSnapshot& status) {
     add(status.received, account.received, last_.received);
-    add(status.stored, stored, last_.stored);
-    for (std::size_t i = 0; i < kLossReasons; ++i) {
-      status.lostFrames[i] += account.lostBy[i].messages - last_.lost[i].messages;
-      status.lostSeconds[i] += static_cast<double>(account.lostMsBy[i] - last_.lostMs[i]) / kMsPerSecond;
-    }
+    add(status.stored, stored.value_or(last_.stored), last_.stored);
+    addLosses(status, account);
     status.gaps += account.gaps - last_.gaps;
     status.queueBytes = state.queueBytes;
     if (hasGrown) status.lastFragmentAtMs = services_.now();
@@ -151,6 +141,24 @@ void StreamMeter::recorded(const State& state) {
   if (isFailing_ && status_.state() != StreamState::kBlocked) fail(state.failure);
   setState(isFailing_ ? StreamState::kBlocked : StreamState::kRecording);
   if (hasGrown) services_.events.grew(recording_);
+}
+
+std::optional<Tally> StreamMeter::storedBy(const State& state) const {
+  const RecordAccount& account = state.account;
+  const std::uint64_t missing = account.lost.messages + state.waiting.messages;
+  // At the end what still waits is counted as lost, too: the sum is then no longer meaningful.
+  if (account.received.messages < last_.stored.messages + missing) return std::nullopt;
+  Tally stored = account.received;
+  stored -= account.lost;
+  stored -= state.waiting;
+  return stored;
+}
+
+void StreamMeter::addLosses(StreamSnapshot& status, const RecordAccount& account) const {
+  for (std::size_t i = 0; i < kLossReasons; ++i) {
+    status.lostFrames[i] += account.lostBy[i].messages - last_.lost[i].messages;
+    status.lostSeconds[i] += static_cast<double>(account.lostMsBy[i] - last_.lostMs[i]) / kMsPerSecond;
+  }
 }
 
 void StreamMeter::measureRate(StreamSnapshot& status) {

@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "host/Log.h"
@@ -26,6 +27,7 @@ class StreamMeter final : public RecordObserver, public InputObserver {
   /// The references outlive it. `filter` removes passwords from error texts; null for none.
   StreamMeter(const StreamConfig& config, StreamStatus& status, const StreamServices& services, Log::Filter filter);
 
+  /// Notes the time if that is another state than before. With kBlocked the retention looks at the root at once.
   void setState(StreamState state);
   /// Remembers the error. Does not change the state.
   void fail(const std::string& text);
@@ -77,6 +79,10 @@ class StreamMeter final : public RecordObserver, public InputObserver {
   Tally unsettled() const;
   /// There is no recording in progress any more. Returns the one that was.
   RecordingPlace leaveRecording();
+  /// What the recording has on disk after a fragment has succeeded; nothing if the counts do not say it.
+  std::optional<Tally> storedBy(const State& state) const;
+  /// Adds what was lost since the last state.
+  void addLosses(StreamSnapshot& status, const RecordAccount& account) const;
   void addDropped(StreamSnapshot& status, LossReason reason, const Backlog::Dropped& now, Backlog::Dropped& before);
   /// Computes the rate once enough time has gone.
   void measureRate(StreamSnapshot& status);

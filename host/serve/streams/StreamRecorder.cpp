@@ -65,7 +65,7 @@ void StreamRecorder::recordAll() {
       if (!recordOnce(settingsOf(config_))) return;
     } catch (const std::exception& error) {
       if (stop_.requested()) return;
-      // What the user wrote is wrong; but a file that it names may appear.
+      // Wrong settings are tried again, too, since a file that they name may appear.
       const bool isUsage = dynamic_cast<const UsageError*>(&error) != nullptr;
       log_.error(error.what());
       meter_.fail(error.what());

@@ -28,7 +28,7 @@ struct StreamServices {
   /// Called when a stream cannot write to its root, and again and again until it can: removes what is over the limits.
   /// Must not wait. Null for nothing.
   std::function<void(const std::string& root)> makeRoom = {};
-  /// How long fragments take to be on disk. Null for nobody who wants to know.
+  /// How long fragments take to be on disk. Null if that is not measured.
   DurationHistogram* fragmentWrites = nullptr;
   /// Pauses between attempts to open a source; each is twice as long as the one before.
   std::chrono::milliseconds firstPause = std::chrono::seconds(1);

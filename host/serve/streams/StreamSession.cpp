@@ -2,24 +2,22 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <chrono>
 #include <exception>
 #include <filesystem>
-#include <limits>
 #include <memory>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "fileset/RecordingDirectory.h"
 #include "host/HeldPlace.h"
-#include "host/OutputDirectory.h"
 #include "host/errors.h"
 #include "host/files/RecordedSegments.h"
 #include "host/input/openInput.h"
 #include "host/record/RecordSummary.h"
 #include "host/record/Recorder.h"
 #include "host/serve/streams/WatchedInput.h"
+#include "host/serve/streams/streamSettings.h"
 
 namespace host::serve {
 namespace {
@@ -41,7 +39,7 @@ RecordOptions recordOptions(const StreamConfig& config) {
 /// Removes what is left of a recording without a fragment. Returns whether it had none.
 bool removeIfEmpty(const OutputDirectory& place, std::uint64_t fragments, Durability durability) {
   std::error_code error;
-  // The bootstrap has the last word: it is there from the first fragment on.
+  // The bootstrap decides: it exists from the first fragment on.
   if (fragments > 0 || fileset::examineRecordingDirectory(place.native(), place.stem(), error).hasBootstrap) {
     return false;
   }
@@ -58,17 +56,6 @@ bool isStopped(const OutputDirectory& place) try {
   return false;
 }
 
-/// Whether it harms no source of that kind if what comes is read a fifth of a second later: the sender waits (TCP), or
-/// a thread of libavformat reads into a large buffer (UDP).
-bool mayGather(const std::string& source, const std::vector<std::string>& options) {
-  constexpr std::string_view kKinds[] = {"tcp:", "udp:", "http:", "https:", "rtmp"};
-  const auto isKind = [&](std::string_view kind) { return source.starts_with(kind); };
-  // RTP over UDP comes into the small buffers of the system only.
-  const bool isRtspOverTcp =
-      source.starts_with("rtsp:") && std::ranges::find(options, "rtsp_transport=tcp") != options.end();
-  return isRtspOverTcp || std::ranges::any_of(kKinds, isKind);
-}
-
 }  // namespace
 
 StreamSession::StreamSession(const StreamConfig& config, const Settings& settings, const StreamServices& services,
@@ -81,11 +68,14 @@ StreamSession::StreamSession(const StreamConfig& config, const Settings& setting
       rotation_(rotation),
       log_(log),
       options_(recordOptions(config)),
-      begins_(services.now) {}
+      begins_(services.now),
+      rotationTime_(config.rotate, services.now) {}
 
 bool StreamSession::run() {
+  InputOptions options = inputOptionsOf(config_);
+  options.observer = &meter_;
   auto source = std::make_unique<Backlog>(
-      std::make_unique<WatchedInput>(openSource(config_.source, inputOptions(), log_, stop_), meter_.status()));
+      std::make_unique<WatchedInput>(openSource(config_.source, options, log_, stop_), meter_.status()));
   Backlog& backlog = *source;
   const bool hasOwnEnd = !backlog.isLive();
   meter_.opened();
@@ -109,30 +99,14 @@ bool StreamSession::run() {
   }
 }
 
-InputOptions StreamSession::inputOptions() const {
-  InputOptions options;
-  options.avOptions = config_.inputOptions;
-  // libavformat takes 5 MB of memory for each UDP input by default. This is a third of a second at 20 Mbit/s.
-  const auto hasSize = [](const std::string& text) { return text.find("fifo_size=") != std::string::npos; };
-  const bool isUdp = config_.source.starts_with("udp:");
-  const bool hasOwnSize = hasSize(config_.source) || std::ranges::any_of(options.avOptions, hasSize);
-  if (isUdp && !hasOwnSize) options.avOptions.emplace_back("fifo_size=4096");
-  options.mayGather = !(isUdp && hasOwnSize) && mayGather(config_.source, config_.inputOptions);
-  options.stallTimeout = config_.stallTimeout;
-  options.maxGap = config_.maxGap;
-  options.reconnect = true;
-  options.observer = &meter_;
-  return options;
-}
-
 std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& point) {
   if (!point.isNewClock) begins_.received(point.recordedMs);
   if (meter_.isFull()) return "the queue is full and cannot be written";
   if (meter_.isFailing()) {
-    // Its segment is still open, and takes what nobody will find.
+    // Its segment is still open, and what is written to it is lost.
     std::error_code ignored;
     if (!std::filesystem::exists(recordingPath_, ignored)) return "the recording's directory is gone";
-    // Its end could not be written either. It goes on if there is room before the queue is full.
+    // Its end could not be written either. It continues if there is room before the queue is full.
     return std::nullopt;
   }
   if (point.isNewClock) {
@@ -141,8 +115,8 @@ std::optional<std::string> StreamSession::wish(const CodecChanges::SplitPoint& p
   }
   if (point.isNewPicture && mayFollowPicture(point.recordedMs)) return "the video's configuration changes";
   if (rotation_.exchange(false)) return "asked for by a user";
-  if (services_.now() >= nextRotationMs_) return "rotation";
-  if (isClockSetBack()) {
+  if (rotationTime_.isDue()) return "rotation";
+  if (rotationTime_.isClockSetBack()) {
     begins_.forgetDelays();
     return "the clock was set back";
   }
@@ -162,7 +136,7 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::uint32_t 
   std::int64_t beginMs = begins_.next(mediaMs);
   bool isBlocked = false;
   for (bool hasMore = true;; hasMore = waitForRoom(backlog)) {
-    // The first frames may be lost by now.
+    // The queue may have dropped the first frames by now.
     if (isBlocked) beginMs = beginOfKept(backlog).value_or(beginMs);
     try {
       return recordAt(input, beginMs);
@@ -172,7 +146,7 @@ void StreamSession::record(CodecChanges& input, Backlog& backlog, std::uint32_t 
       if (!std::exchange(isBlocked, true)) {
         log_.error(
             fmt::format("{}; the newest that fits the queue is kept until a recording can be made", error.what()));
-        // With what follows them, or the recording would begin with a hole.
+        // The frames go to the front of the queue, before those that follow them: no hole at the begin.
         backlog.putBack(input.takeBack());
       }
     }
@@ -197,7 +171,7 @@ std::optional<std::int64_t> StreamSession::beginOfKept(Backlog& backlog) {
 bool StreamSession::waitForRoom(Backlog& backlog) {
   if (services_.makeRoom) services_.makeRoom(config_.root);
   const auto until = SteadyClock::now() + services_.roomPause;
-  // A source with an end of its own waits.
+  // A source with an end, such as a file, waits.
   if (!backlog.isLive()) return stop_.waitUntil(until);
   do {
     // A source that gives nothing needs no room.
@@ -216,19 +190,19 @@ void StreamSession::requireRoom() const {
   throw CommandError(fmt::format("the file system of '{}' is full", config_.root));
 }
 
-bool StreamSession::isClockSetBack() const {
-  // The time of the rotation may be hours away by such a clock, and the recording's name is wrong by as much.
-  const bool rotates = nextRotationMs_ != std::numeric_limits<std::int64_t>::max();
-  return rotates && services_.now() < begunAtMs_ - RecordingBegins::kToleranceMs;
+void StreamSession::begin(const OutputDirectory& place, std::int64_t beginMs) {
+  rotation_ = false;
+  recordingPath_ = place.native();
+  rotationTime_.begin(beginMs);
+  // With its name, since the log counts lines that come again.
+  log_.note(fmt::format("{}recording {} begins", std::exchange(endReason_, {}), place.stem()));
+  meter_.began(place.stem());
 }
 
-void StreamSession::planRotation(std::int64_t beginMs) {
-  begunAtMs_ = beginMs;
-  nextRotationMs_ = std::numeric_limits<std::int64_t>::max();
-  if (!config_.rotate || config_.rotate->count() <= 0) return;
-  // By the time of day now: the exact begin may be a little before the multiple at which the last recording ended.
-  const std::int64_t periodMs = config_.rotate->count();
-  nextRotationMs_ = (std::max(services_.now(), beginMs) / periodMs + 1) * periodMs;
+void StreamSession::interrupt(RecordAccount& account) {
+  const StreamMeter::Missing missing = meter_.interrupted();
+  account.lose(LossReason::kTail, missing.messages, "its last fragments could not be completed");
+  account.loseTime(LossReason::kTail, missing.ms);
 }
 
 void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
@@ -239,12 +213,7 @@ void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
   bool isEmpty = false;
   {
     const HeldPlace held(place, config_.durability, log_);
-    rotation_ = false;
-    recordingPath_ = place.native();
-    planRotation(beginMs);
-    // With its name, since the log counts lines that come again.
-    log_.note(fmt::format("{}recording {} begins", std::exchange(endReason_, {}), place.stem()));
-    meter_.began(place.stem());
+    begin(place, beginMs);
     try {
       Recorder recorder(options_, settings_, place, services_.module, stop_, log_);
       recorder.observe(&meter_);
@@ -256,13 +225,7 @@ void StreamSession::recordAt(CodecChanges& input, std::int64_t beginMs) {
   }
   const bool isComplete = isEmpty || (!failure && summary.errors == 0) || isStopped(place);
   RecordAccount& account = summary.account;
-  if (isComplete) {
-    meter_.finished(isEmpty);
-  } else {
-    const StreamMeter::Missing missing = meter_.interrupted();
-    account.lose(LossReason::kTail, missing.messages, "its last fragments could not be completed");
-    account.loseTime(LossReason::kTail, missing.ms);
-  }
+  isComplete ? meter_.finished(isEmpty) : interrupt(account);
   if (failure) std::rethrow_exception(failure);
   if (account.lost.messages > 0) {
     log_.warning(fmt::format("recording {}: {} of {} messages are lost, {:.3f} s: {}", place.stem(),

@@ -6,13 +6,16 @@
 #include <string>
 
 #include "host/Log.h"
+#include "host/OutputDirectory.h"
 #include "host/Settings.h"
 #include "host/StopSignal.h"
 #include "host/input/Backlog.h"
 #include "host/input/CodecChanges.h"
+#include "host/record/RecordAccount.h"
 #include "host/record/RecordCommand.h"
 #include "host/serve/ServeConfig.h"
 #include "host/serve/streams/RecordingBegins.h"
+#include "host/serve/streams/Rotation.h"
 #include "host/serve/streams/StreamMeter.h"
 #include "host/serve/streams/StreamServices.h"
 
@@ -23,7 +26,7 @@ namespace host::serve {
 /// arguments, which outlive it.
 ///
 /// While no recording can be made or written, because the disk is full or gone, the newest messages that fit the queue
-/// limit are kept, and recording goes on by itself.
+/// limit are kept, and recording continues as soon as it can.
 class StreamSession {
  public:
   /// `rotation` is set by others to ask for a new recording.
@@ -36,20 +39,19 @@ class StreamSession {
   bool run();
 
  private:
-  InputOptions inputOptions() const;
   /// Why the recording in progress should end at a split point.
   std::optional<std::string> wish(const CodecChanges::SplitPoint& point);
   /// Makes one recording, as soon as that is possible. `mediaMs` is the time of its first frame in the input.
   void record(CodecChanges& input, Backlog& backlog, std::uint32_t mediaMs);
   /// Whether a new recording should begin with a picture of another size, after so much of this one.
   bool mayFollowPicture(std::uint32_t recordedMs);
-  /// Sets the end of a recording that begins then.
-  void planRotation(std::int64_t beginMs);
-  /// Whether the time of day is before the begin of a recording that rotates.
-  bool isClockSetBack() const;
   /// `beginMs` in ms since 1970-01-01 UTC. Throws CommandError if the recording cannot be made; the input has not been
   /// read then.
   void recordAt(CodecChanges& input, std::int64_t beginMs);
+  /// The recording in `place` begins: `place` exists and is locked.
+  void begin(const OutputDirectory& place, std::int64_t beginMs);
+  /// The files of the recording cannot be completed. Counts what is lost by it in `account`.
+  void interrupt(RecordAccount& account);
   /// Throws CommandError if a recording that begins now could not be written.
   void requireRoom() const;
   /// The begin of a recording of what is kept; nothing if nothing is kept and the input has ended.
@@ -66,12 +68,9 @@ class StreamSession {
   Log& log_;
   RecordOptions options_;
   RecordingBegins begins_;
+  Rotation rotationTime_;
   /// Of the recording in progress.
   std::string recordingPath_;
-  /// When the recording began by the time of day, and when the next multiple of `rotate` comes, in ms since 1970-01-01
-  /// UTC.
-  std::int64_t begunAtMs_ = 0;
-  std::int64_t nextRotationMs_ = 0;
   /// Number of such pictures in a row that came soon after the begin of a recording.
   unsigned quickPictures_ = 0;
   /// Why the recording before ended, for the log; empty if there was none.

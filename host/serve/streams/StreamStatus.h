@@ -60,17 +60,19 @@ struct StreamSnapshot {
   std::uint64_t queueBytes = 0;
   /// When the last fragment was on disk, in milliseconds since 1970-01-01 UTC; 0 if none was.
   std::int64_t lastFragmentAtMs = 0;
-  /// Over some five seconds, renewed as often.
+  /// Average of the last five seconds or so, computed again after as long.
   double receivedBytesPerSecond = 0;
 };
 
 /// The snapshot of one stream. Its recording thread changes it, any thread reads it.
 class StreamStatus {
  public:
+  /// A copy, in which all members are of the same moment.
   StreamSnapshot get() const {
     const std::scoped_lock lock(mutex_);
     return snapshot_;
   }
+  /// As get(), without a copy of the texts.
   StreamState state() const {
     const std::scoped_lock lock(mutex_);
     return snapshot_.state;

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -10,7 +9,7 @@
 namespace host::serve {
 namespace {
 
-/// Whether a stream is recorded in the same way by both: what becomes of finished recordings is no reason to begin a
+/// Whether a stream is recorded in the same way by both: how finished recordings are treated is no reason to begin a
 /// new one.
 bool recordsAlike(const StreamConfig& one, StreamConfig other) {
   other.enabled = one.enabled;
@@ -23,7 +22,7 @@ bool recordsAlike(const StreamConfig& one, StreamConfig other) {
 
 Supervisor::~Supervisor() {
   const std::scoped_lock lock(mutex_);
-  // All at once, before the first one is awaited.
+  // All are asked to stop before the first one is awaited.
   for (auto& [name, stream] : streams_) end(stream);
   streams_.clear();
 }

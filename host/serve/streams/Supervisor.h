@@ -16,7 +16,7 @@
 
 namespace host::serve {
 
-/// The streams of the process, each recorded on a thread of its own. Any thread may call it.
+/// The streams of the process, each recorded on its own thread. Any thread may call it.
 class Supervisor {
  public:
   /// A stream as others see it.
@@ -42,6 +42,7 @@ class Supervisor {
 
   /// The configured streams, sorted by name.
   std::vector<View> views() const;
+  /// One of views(); nothing if no stream of that name is configured.
   std::optional<View> find(const std::string& name) const;
 
   /// Starts or stops the recording of a stream, until the next start of the process. A source with an end of its own
@@ -54,7 +55,7 @@ class Supervisor {
  private:
   struct Stream {
     StreamConfig config;
-    /// False once it is gone from the configuration. The entry goes when its recorder is done.
+    /// False once it is gone from the configuration. The entry is removed when its recorder is done.
     bool isConfigured = true;
     /// What start() or stop() asked for; nothing if neither did.
     std::optional<bool> wanted = {};
@@ -80,7 +81,7 @@ class Supervisor {
   std::map<std::string, Stream> streams_;
   /// finish() was called.
   bool isFinishing_ = false;
-  /// Taken by a recorder's thread at its end, and after `mutex_`. A mutex of its own: a recorder may be destroyed,
+  /// Taken by a recorder's thread at its end, and after `mutex_`. Not `mutex_`: a recorder may be destroyed,
   /// which waits for its thread, while `mutex_` is locked.
   std::mutex doneMutex_;
   /// Notified when a recorder is done.

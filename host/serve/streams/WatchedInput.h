@@ -9,7 +9,7 @@
 
 namespace host::serve {
 
-/// An input that keeps StreamStatus informed whether the stream's thread waits for the source or works on what came.
+/// An input that keeps StreamStatus informed whether the stream's thread waits for the source or works on what it gave.
 /// Belongs to one thread.
 class WatchedInput final : public InputFilter {
  public:
@@ -23,7 +23,7 @@ class WatchedInput final : public InputFilter {
   }
 
  private:
-  /// The thread works on after an exception, too: what came before it is still to be stored.
+  /// After an exception the thread still works: it has to store what came before.
   class Waiting {
    public:
     explicit Waiting(StreamStatus& status) : status_(status) { status_.setWorking(false); }

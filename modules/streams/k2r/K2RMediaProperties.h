@@ -10,7 +10,7 @@ namespace qvs::k2r {
 
 /// The track table of a stream, in the form that the media writer takes. Tracks are added while the first messages of
 /// the stream are checked, and never removed. No track is added after the writer has started. Order matters: the track
-/// ids of a segment go by it.
+/// ids of a segment follow it.
 class K2RMediaProperties : public ruvo::k2rpkgutil::IMediaProperties {
  public:
   ruvo::k2rpkgutil::DocumentProperties getDocumentProperties() override { return documentProperties_; }

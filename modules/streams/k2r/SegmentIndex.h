@@ -15,7 +15,7 @@ namespace qvs::k2r {
 /// A small index is written as a whole for each fragment. From kLeastShared entries on there are two files: the index
 /// file, and a spare with the temporary name that has the version before. The spare gets the entries that it lacks and
 /// is exchanged with the index file, so that a fragment costs the same however long the segment is. The file under the
-/// name of the index is a whole version at every moment, and nobody who reads a version sees it change.
+/// name of the index is a whole version at every moment, and no reader sees the version that it has opened change.
 ///
 /// Belongs to the thread that records its stream. Paths are in the module's form.
 class SegmentIndex {
@@ -48,7 +48,7 @@ class SegmentIndex {
   void dropSpare(const std::string& temporary);
 
  private:
-  /// Adds to the spare what it lacks. False if it cannot be used; its content is then of no use.
+  /// Adds to the spare what it lacks. Returns false if the spare cannot be used; its content then means nothing.
   bool extendSpare(const std::string& temporary, std::size_t entriesThere) const;
   /// An entry changes: files that contain it are not continued.
   void changeFrom(std::size_t entry);

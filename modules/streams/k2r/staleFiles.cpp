@@ -35,7 +35,7 @@ void removeStaleFiles(const fileset::FileNames& names) {
   // A host may make the directory together with its first file.
   if (error == std::errc::no_such_file_or_directory) return;
   if (error) throw QVSException("Failed to list directory '" + directory + "': " + error.message());
-  // The bootstrap goes first: it must never name a fragment that no index names.
+  // The bootstrap is removed first: it must never name a fragment that no index names.
   const std::string bootstrap = fileset::FileNames{stem}.bootstrapName();
   if (std::ranges::find(entries, bootstrap, &DirectoryEntry::name) != entries.end()) {
     removeStale(names.bootstrapName());

@@ -33,7 +33,7 @@ void readTfra(ByteReader& in, std::vector<RandomAccessTable::Entry>& entries) {
     entry.trafNumber = in.u32();
     entry.trunNumber = in.u32();
     entry.sampleNumber = in.u32();
-    // dropFrom() and appends go by this offset; 0 is a field that was never filled.
+    // dropFrom() and appends use this offset; 0 is a field that was never filled.
     if (entry.moofOffset == 0) throw MalformedInput("the offset of a `moof` expected");
     entries.push_back(entry);
   }

@@ -54,7 +54,8 @@ TEST(CodecChanges, ParameterSetsStandInEveryKeyFrameFromTheChangeOn) {
       {"not where they are", "170100000000056742c01fda000368ce3c00026588", "1701000000" + kSets + "000000026588"},
       {"a later one from between frames", "1701000000000368ce3d00026588",
        "1701000000000000056742c01fda0000000368ce3d0000000368ce3d000000026588"},
-      {"what is no frame stays", "170100000000096588", "170100000000096588"}};
+      {"what is no frame stays", "170100000000096588", "170100000000096588"},
+      {"a frame without a body stays", "1701", "1701"}};
   for (const auto& [why, keyFrame, recorded] : rows) {
     const std::string expected = "9@80:" + recorded + " 9@120:2701000000000000024188 ";
     const std::string start = "9@0:" + kFirst + " 9@40:" + kKey + " 9@80:" + kSecond + " ";
@@ -122,6 +123,10 @@ TEST(CodecChanges, APictureOfAnotherSizeIsSaid) {
   for (const auto& [why, messages, recorded] : rows) {
     EXPECT_EQ(recordings(first + messages, {}, wish), first + recorded) << why;
   }
+  // The stream's only header ends before its composition time.
+  EXPECT_EQ(
+      recordings("9@0:1700 9@0:" + inBand + " 9@40:" + inBand, {}, wish),
+      "9@0:1700 9@0:" + inBand + " (picture) 9@0:17000000000142c01fffe100056742c01fda01000368ce3c 9@0:" + inBand + ' ');
 }
 
 TEST(CodecChanges, AnAppendGoesByWhatTheRecordingHas) {
