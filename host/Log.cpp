@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "host/asciiText.h"
 
@@ -15,6 +16,9 @@ constexpr std::string_view kEraseLine = "\r\x1b[K";
 
 /// A decoder that meets damage repeats a few lines in turn, never as many as these.
 constexpr std::size_t kRecentLines = 8;
+
+/// A line that comes again after so long is written: a fault that is back the next day must not be a mere count.
+constexpr std::chrono::minutes kSilence(10);
 
 /// One line of plain text: names and texts from outside may contain line breaks and escape sequences.
 std::string oneLine(std::string_view text) {
@@ -60,16 +64,21 @@ void Log::line(std::string_view level, std::string_view text) {
   line += oneLine(filter_ ? filter_(text) : text);
   const auto known =
       std::find_if(recent_.begin(), recent_.end(), [&](const Entry& entry) { return entry.text == line; });
-  if (known != recent_.end()) return repeat(known);
-  if (repeatsItself_) writeRepeats(recent_.front());
-  repeatsItself_ = false;
-  if (recent_.size() == kRecentLines) {
-    writeRepeats(recent_.back());
-    recent_.pop_back();
-  }
+  const Clock::time_point now = now_();
+  if (known != recent_.end() && now - std::exchange(known->lastAt, now) < kSilence) return repeat(known);
+  makeRoom(known);
   writeLine(line);
   written_ = line;
-  recent_.push_front({.text = std::move(line)});
+  recent_.push_front({.text = std::move(line), .lastAt = now});
+}
+
+void Log::makeRoom(std::deque<Entry>::iterator known) {
+  if (repeatsItself_) writeRepeats(recent_.front());
+  repeatsItself_ = false;
+  if (known == recent_.end() && recent_.size() == kRecentLines) --known;
+  if (known == recent_.end()) return;
+  writeRepeats(*known);
+  recent_.erase(known);
 }
 
 void Log::repeat(const std::deque<Entry>::iterator& entry) {

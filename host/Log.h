@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <deque>
@@ -12,15 +13,16 @@
 namespace host {
 
 /// Lines for the user, each written whole and at once, and below them, on a terminal, one status line that is rewritten
-/// in place. A line that equals one of the last few is counted, not written again. The count is written at the 10th,
-/// 100th repetition and so on, at the end, and before the next new line if the line came twice or more in a row. Any
-/// thread may write.
+/// in place. A line that equals one of the last few is counted, not written again, unless it has not come for ten
+/// minutes. The count is written at the 10th, 100th repetition and so on, at the end, and before the next new line if
+/// the line came twice or more in a row. Any thread may write.
 class Log {
  public:
   using Filter = std::function<std::string(std::string_view text)>;
+  using Clock = std::chrono::steady_clock;
 
-  /// `out` belongs to the caller and outlives this object.
-  explicit Log(std::FILE* out) : out_(out) {}
+  /// `out` belongs to the caller and outlives this object. `now` is the clock, which a test may set.
+  explicit Log(std::FILE* out, std::function<Clock::time_point()> now = Clock::now) : out_(out), now_(std::move(now)) {}
   /// Each line begins with `prefix`, and its text goes through `filter`, which removes what must not be shown; null for
   /// none. The filter is called by any thread that writes, one at a time. Several logs may have the same `out`.
   Log(std::FILE* out, std::string prefix, Filter filter)
@@ -43,14 +45,17 @@ class Log {
   void setStatusLine(std::string_view text);
 
  private:
-  /// A line, how often it came again, and the last number that was written.
+  /// A line, when it came last, how often it came again, and the last number that was written.
   struct Entry {
     std::string text;
+    Clock::time_point lastAt;
     std::uint64_t repeats = 0;
     std::uint64_t repeatsWritten = 0;
   };
 
   void line(std::string_view level, std::string_view text);
+  /// Makes room for a new line that equals `known`, or none of the last few.
+  void makeRoom(std::deque<Entry>::iterator known);
   void writeAllRepeats();
   /// Counts the repetition, and writes the count if it is a power of ten.
   void repeat(const std::deque<Entry>::iterator& entry);
@@ -62,6 +67,7 @@ class Log {
   /// Guards everything below: libav logs from its own threads.
   std::mutex mutex_;
   std::FILE* out_;
+  std::function<Clock::time_point()> now_ = Clock::now;
   std::string prefix_;
   Filter filter_;
   /// Empty if there is none on the screen.

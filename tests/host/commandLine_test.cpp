@@ -293,6 +293,11 @@ TEST(Log, CountsALineThatComesAgainAtOnceOrInACycle) {
   capture.log().forget();
   capture.log().error("b");
   EXPECT_THAT(capture.text(), testing::EndsWith("error: b)\nerror: b\n"));
+  capture.now += std::chrono::minutes(9);
+  capture.log().error("b");
+  capture.now += std::chrono::minutes(11);
+  capture.log().error("b");
+  EXPECT_THAT(capture.text(), testing::EndsWith("error: b)\nerror: b\n(the same once more)\nerror: b\n"));
 }
 
 }  // namespace

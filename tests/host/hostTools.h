@@ -38,6 +38,8 @@ class InDirectory : public testing::Test {
 class LogCapture {
  public:
   host::Log& log() { return log_; }
+  /// The time of its clock, which stands still.
+  host::Log::Clock::time_point now = {};
   /// All that was written so far.
   std::string text() const {
     std::fflush(file_.get());
@@ -51,7 +53,7 @@ class LogCapture {
     std::size_t size = 0;
   } buffer_;
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{::open_memstream(&buffer_.text, &buffer_.size), std::fclose};
-  host::Log log_{file_.get()};
+  host::Log log_{file_.get(), [this] { return now; }};
 };
 
 /// An input from memory.
