@@ -74,9 +74,9 @@ bool isListed(std::string_view list, std::string_view etag) {
 void takeRange(HttpResponse& response, ByteRange range) {
   const std::uint64_t size = response.body.size();
   if (range.first >= size) {
-    response.status = 416;
+    response =
+        errorResponse({.status = 416, .text = fmt::format("the range begins after the {} bytes there are", size)});
     response.headers.emplace_back("Content-Range", fmt::format("bytes */{}", size));
-    response.body = Body();
     return;
   }
   const std::uint64_t last = std::min(range.last, size - 1);
