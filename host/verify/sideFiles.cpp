@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <variant>
 
+#include "host/DirectoryLock.h"
 #include "host/errors.h"
 #include "host/files/Malformed.h"
 #include "host/files/smallFiles.h"
@@ -104,7 +105,11 @@ void checkNames(const RecordingContext& recording) {
     recording.in(directory.bootstrapName())
         .note("the directory was renamed: an append to it would not find the recording");
   }
-  for (const std::string& name : directory.temporary) recording.in(name).note("left over by an interruption");
+  const std::string writer = lockHolder(directory.path);
+  // While a long segment is recorded, two index files take turns.
+  const std::string why =
+      writer.empty() ? "left over by an interruption" : "belongs to " + writer + ", which is writing the recording";
+  for (const std::string& name : directory.temporary) recording.in(name).note(why);
   for (const std::string& name : directory.foreign) recording.in(name).note("does not belong to the recording");
 }
 

@@ -1,6 +1,7 @@
 // What is in the directory as a whole: interruptions, missing files, files of different ages; what a check says of
 // it, and what a repair and an append make of it.
 
+#include "host/DirectoryLock.h"
 #include "host/repair/repairRecording.h"
 #include "host/verify/quickLook.h"
 #include "tests/host/hostTools.h"
@@ -210,6 +211,11 @@ TEST(RecordingState, OfFilesOfOtherAgesAndMissingOnesIsDamage) {
 
 TEST(RecordingState, GoesByTheNameOfTheFiles) {
   const MadeRecording recording({.messages = av().until(12001), .stop = false});
+  {
+    recording.write(".k2i.tmp", "x");
+    const host::DirectoryLock lock(recording.directory());
+    EXPECT_NE(textReport(recording.verify()).find("cam1.k2i.tmp: note: belongs to process "), std::string::npos);
+  }
   const std::string moved = recording.directory() + "-moved";
   std::filesystem::rename(recording.directory(), moved);
   EXPECT_NE(textReport(expectWhole(moved)).find("the directory was renamed"), std::string::npos);
