@@ -135,6 +135,8 @@ void RootRetention::read(Item& item) {
   item.stored.isRead = info.has_value();
   if (info) item.stored.endMs = info->time.endMs;
   if (info) item.stored.bytes = info->bytes;
+  // Its directory was listed before its recorder had reported that it begins.
+  if (info) item.stored.isInProgress = info->state == RecordingState::kInProgress;
 }
 
 void RootRetention::remove(const Item& item, const PlannedRemoval& removal, Leaving& leaving) {

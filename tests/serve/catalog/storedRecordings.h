@@ -46,7 +46,10 @@ inline const MadeRecording& interruptedRecording() {
 /// A clock and a disk that a test sets.
 class SetSurroundings final : public host::serve::Surroundings {
  public:
-  std::int64_t nowMs() const override { return now; }
+  std::int64_t nowMs() const override {
+    if (onNow) onNow();
+    return now;
+  }
   std::optional<std::uint64_t> freeBytes(const std::string& /*path*/) const override { return free; }
   bool isOneFileSystem(const std::string& /*one*/, const std::string& other) const override {
     return !other.ends_with(elsewhere);
@@ -55,6 +58,8 @@ class SetSurroundings final : public host::serve::Surroundings {
   /// The end of the paths that are on another file system than all others.
   std::string elsewhere = "/mounted";
   std::atomic<std::int64_t> now = kTwoOClock;
+  /// What happens while the time is looked at; null for nothing.
+  std::function<void()> onNow = {};
   std::atomic<std::uint64_t> free = UINT64_MAX;
 };
 

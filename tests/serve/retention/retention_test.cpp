@@ -139,6 +139,19 @@ TEST_F(RetentionTest, GoesPastWhatItMayNotRemove) {
   EXPECT_FALSE(catalog_.find("cam1", atHour(0)));
 }
 
+TEST_F(RetentionTest, LeavesARecordingThatBeginsMeanwhile) {
+  put("cam1", 0);
+  scan();
+  put("cam1", 1);
+  // At the second look at the time the folder has been listed.
+  world_.onNow = [&, looks = 0]() mutable {
+    if (++looks == 2) catalog_.began(at(1, "cam1"));
+  };
+  world_.free = 0;
+  retention_.pass({.keepFree = UINT64_MAX});
+  EXPECT_EQ(left(), "cam1/1");
+}
+
 TEST_F(RetentionTest, FollowsTheConfiguration) {
   for (const double hour : {0.0, 9.5}) put("cam1", hour);
   scan();
