@@ -16,7 +16,9 @@ constexpr std::string_view kSchemeEnd = "://";
 constexpr std::string_view kAuthorityEnd = "/?#|";
 /// Of SRT. It often has a user and a password in it, between separators of any kind.
 constexpr std::string_view kStreamId = "streamid";
-/// A shorter secret is masked in its URL only: elsewhere it would be part of every other word.
+/// What the schemes of RTMP begin with.
+constexpr std::string_view kRtmp = "rtmp";
+/// A shorter secret is masked in its URL only: elsewhere it would be every other word.
 constexpr std::size_t kShortestInText = 3;
 
 struct Span {
@@ -32,12 +34,20 @@ bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
+bool isLetter(char c) {
+  return lowerCase(c) >= 'a' && lowerCase(c) <= 'z';
+}
+
+bool isWordCharacter(char c) {
+  return isLetter(c) || isDigit(c);
+}
+
 bool isSecretName(std::string_view name) {
   std::string lower(name);
   std::ranges::transform(lower, lower.begin(), lowerCase);
   const auto isIn = [&lower](std::string_view word) { return lower.find(word) != std::string::npos; };
-  constexpr std::string_view kWords[] = {"pass", "pw",   "psw", "secret",  "token",  "key",    "auth",
-                                         "sig",  "cred", "psk", "headers", "cookie", kStreamId};
+  constexpr std::string_view kWords[] = {"pass", "pw",   "psw", "secret",  "token",  "key",      "auth",
+                                         "sig",  "cred", "psk", "headers", "cookie", "playpath", kStreamId};
   return std::ranges::any_of(kWords, isIn);
 }
 
@@ -65,6 +75,21 @@ void findPasswords(std::string_view text, std::vector<Span>& found) {
   }
 }
 
+/// RTMP servers take the key of a stream as the last part of its path, after the name of the application.
+void findStreamKeys(std::string_view text, std::vector<Span>& found) {
+  for (std::size_t mark = text.find(kSchemeEnd); mark != std::string_view::npos;
+       mark = text.find(kSchemeEnd, mark + 1)) {
+    std::size_t scheme = mark;
+    while (scheme > 0 && isLetter(text[scheme - 1])) --scheme;
+    if (!qvs::util::equalInAnyCase(text.substr(scheme, std::min(mark - scheme, kRtmp.size())), kRtmp)) continue;
+    const std::size_t path = text.find('/', mark + kSchemeEnd.size());
+    std::size_t end = std::min(text.find_first_of("?#|'\" \t\n", mark), text.size());
+    while (end > mark && text[end - 1] == '/') --end;
+    const std::size_t slash = text.substr(0, end).rfind('/');
+    if (path < slash && slash < end) found.push_back({slash + 1, end});
+  }
+}
+
 /// libavformat takes `rtsp:user:password@host`, too. Not for texts, in which a colon may be anywhere.
 void findBarePassword(std::string_view source, std::vector<Span>& found) {
   if (source.find(kSchemeEnd) != std::string_view::npos) return;
@@ -78,9 +103,7 @@ void findBarePassword(std::string_view source, std::vector<Span>& found) {
 void findPairs(std::string_view text, std::vector<Span>& found) {
   for (std::size_t equals = text.find('='); equals != std::string_view::npos; equals = text.find('=', equals + 1)) {
     std::size_t name = equals;
-    const auto isNameCharacter = [](char c) {
-      return isDigit(c) || (lowerCase(c) >= 'a' && lowerCase(c) <= 'z') || c == '_' || c == '-' || c == '.';
-    };
+    const auto isNameCharacter = [](char c) { return isWordCharacter(c) || c == '_' || c == '-' || c == '.'; };
     while (name > 0 && isNameCharacter(text[name - 1])) --name;
     const std::string_view word = text.substr(name, equals - name);
     if (!isSecretName(word)) continue;
@@ -109,6 +132,7 @@ std::vector<Span> secretsInText(std::string_view text) {
   std::vector<Span> found;
   findPasswords(text, found);
   findPairs(text, found);
+  findStreamKeys(text, found);
   return joined(std::move(found));
 }
 
@@ -147,9 +171,18 @@ std::string percentDecoded(std::string_view text) {
   return decoded;
 }
 
-void replaceAll(std::string& text, const std::string& what) {
-  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + kMask.size())) {
-    text.replace(at, what.size(), kMask);
+/// Masks the secret where it is a whole word: one that is short would otherwise be found within others.
+void maskWords(std::string& text, std::string_view secret) {
+  const auto isWithinWord = [&text](std::size_t at) {
+    return at > 0 && at < text.size() && isWordCharacter(text[at - 1]) && isWordCharacter(text[at]);
+  };
+  for (std::size_t at = text.find(secret); at != std::string::npos; at = text.find(secret, at)) {
+    if (isWithinWord(at) || isWithinWord(at + secret.size())) {
+      ++at;
+    } else {
+      text.replace(at, secret.size(), kMask);
+      at += kMask.size();
+    }
   }
 }
 
@@ -170,7 +203,7 @@ std::string maskedText(std::string_view text, std::string_view source) {
   for (const Span& span : secretsInSource(source)) {
     const std::string secret(source.substr(span.begin, span.end - span.begin));
     for (const std::string& form : {secret, percentDecoded(secret)}) {
-      if (form.size() >= kShortestInText && form != kMask) replaceAll(result, form);
+      if (form.size() >= kShortestInText && form != kMask) maskWords(result, form);
     }
   }
   return result;
