@@ -35,6 +35,8 @@ using std::chrono::microseconds;
 /// ends in any case. Both are within the 5 s that are promised.
 constexpr std::chrono::milliseconds kFinishTime(4500);
 constexpr std::chrono::milliseconds kExitTime(4800);
+/// The longest time between two checks whether a stream hangs.
+constexpr std::chrono::seconds kLongestWait(5);
 /// The longest time between two checks whether a reload has ended.
 constexpr std::chrono::milliseconds kLongestPoll(1000);
 
@@ -50,17 +52,12 @@ class BlockedSignals {
   BlockedSignals(const BlockedSignals&) = delete;
   BlockedSignals& operator=(const BlockedSignals&) = delete;
 
-  /// The next signal; nothing if none came within the time. Without a time it waits for ever.
-  std::optional<int> wait(std::optional<microseconds> time) const {
+  /// The next signal; nothing if none came within the time.
+  std::optional<int> wait(microseconds time) const {
     while (true) {
-      int signal = 0;
-      if (!time) {
-        signal = ::sigwaitinfo(&signals_, nullptr);
-      } else {
-        const auto seconds = std::chrono::floor<std::chrono::seconds>(*time);
-        const timespec limit{.tv_sec = seconds.count(), .tv_nsec = std::chrono::nanoseconds(*time - seconds).count()};
-        signal = ::sigtimedwait(&signals_, nullptr, &limit);
-      }
+      const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+      const timespec limit{.tv_sec = seconds.count(), .tv_nsec = std::chrono::nanoseconds(time - seconds).count()};
+      const int signal = ::sigtimedwait(&signals_, nullptr, &limit);
       if (signal > 0) return signal;
       if (errno == EAGAIN) return std::nullopt;
     }
@@ -88,13 +85,19 @@ class Server {
     apply(config);
     manager_.ready();
     while (true) {
-      const auto signal = signals_.wait(manager_.watchdogPause());
-      manager_.watchdog();
+      const auto signal =
+          signals_.wait(std::min<microseconds>(manager_.watchdogPause().value_or(kLongestWait), kLongestWait));
+      lookAround();
       if (signal == SIGHUP ? isStoppedInReload() : signal.has_value()) return finish();
     }
   }
 
  private:
+  void lookAround() {
+    manager_.watchdog();
+    streams_.logHangs();
+  }
+
   void apply(const ServeConfig& config) {
     // Before anything changes: if the address cannot be used, or the token cannot be read, the whole configuration is
     // refused.
@@ -144,7 +147,7 @@ class Server {
     for (std::chrono::milliseconds pause(10); isReloading_; pause = std::min(2 * pause, kLongestPoll)) {
       if (stops.wait(pause)) return true;
       // A restart would not help, and would interrupt the streams on other disks.
-      manager_.watchdog();
+      lookAround();
     }
     manager_.ready();
     return false;

@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <set>
 #include <system_error>
 #include <utility>
+
+#include "host/Log.h"
 
 namespace host::serve {
 namespace {
@@ -16,6 +19,14 @@ bool recordsAlike(const StreamConfig& one, StreamConfig other) {
   other.keep = one.keep;
   other.onRecording = one.onRecording;
   return one == other;
+}
+
+std::int64_t wholeSeconds(std::chrono::nanoseconds time) {
+  return std::chrono::floor<std::chrono::seconds>(time).count();
+}
+
+std::string hangText(std::chrono::nanoseconds time) {
+  return fmt::format("the stream has not responded for {} s: its disk hangs, or is far too slow", wholeSeconds(time));
 }
 
 }  // namespace
@@ -85,17 +96,39 @@ std::optional<Supervisor::View> Supervisor::find(const std::string& name) const 
   return viewOf(found->second);
 }
 
+void Supervisor::logHangs() {
+  const std::scoped_lock lock(mutex_);
+  for (auto& [name, stream] : streams_) {
+    const auto hanging = hangingFor(stream, stream.status->state());
+    const bool hangs = hanging.count() != 0;
+    if (hangs == stream.hangsSince.has_value()) continue;
+    const auto now = std::chrono::steady_clock::now();
+    Log log(services_.log, name + ": ", nullptr);
+    if (hangs) {
+      stream.hangsSince = now - hanging;
+      log.error(hangText(hanging));
+    } else {
+      log.note(fmt::format("the stream responds again, after {} s", wholeSeconds(now - *stream.hangsSince)));
+      stream.hangsSince.reset();
+    }
+  }
+}
+
+std::chrono::nanoseconds Supervisor::hangingFor(const Stream& stream, StreamState state) const {
+  const bool isGoingOn = state == StreamState::kRecording || state == StreamState::kConnecting;
+  const auto worked = stream.status->workingFor();
+  return isGoingOn && worked >= services_.workLimit ? worked : std::chrono::nanoseconds(0);
+}
+
 Supervisor::View Supervisor::viewOf(const Stream& stream) const {
   View view{.config = stream.config, .snapshot = stream.status->get()};
-  const auto worked = stream.status->workingFor();
   StreamSnapshot& now = view.snapshot;
-  const bool isGoingOn = now.state == StreamState::kRecording || now.state == StreamState::kConnecting;
-  if (!isGoingOn || worked < services_.workLimit) return view;
+  const auto hanging = hangingFor(stream, now.state);
+  if (hanging.count() == 0) return view;
   now.state = StreamState::kBlocked;
   now.lastErrorAtMs = services_.now();
-  now.sinceMs = now.lastErrorAtMs - std::chrono::floor<std::chrono::milliseconds>(worked).count();
-  now.lastError = fmt::format("the stream has not responded for {} s: its disk hangs, or is far too slow",
-                              std::chrono::floor<std::chrono::seconds>(worked).count());
+  now.sinceMs = now.lastErrorAtMs - std::chrono::floor<std::chrono::milliseconds>(hanging).count();
+  now.lastError = hangText(hanging);
   now.receivedBytesPerSecond = 0;
   return view;
 }

@@ -40,6 +40,10 @@ class Supervisor {
   /// those that have not. Other calls wait meanwhile.
   std::vector<std::string> finish(std::chrono::steady_clock::time_point deadline);
 
+  /// Writes a line for each stream that has come to hang in its disk, and one when that is over, since the stream's
+  /// thread cannot. To be called every few seconds, by one thread.
+  void logHangs();
+
   /// The configured streams, sorted by name.
   std::vector<View> views() const;
   /// One of views(); nothing if no stream of that name is configured.
@@ -65,8 +69,12 @@ class Supervisor {
     std::unique_ptr<StreamRecorder> recorder = {};
     /// `recorder` has been asked to stop.
     bool isEnding = false;
+    /// Since when it hangs, if that was logged.
+    std::optional<std::chrono::steady_clock::time_point> hangsSince = {};
   };
 
+  /// How long the stream's thread hangs in its disk; 0 if it does not. Call it with the lock.
+  std::chrono::nanoseconds hangingFor(const Stream& stream, StreamState state) const;
   /// The stream as others see it. Its thread cannot say that it hangs, so this does. Call it with the lock.
   View viewOf(const Stream& stream) const;
   /// Gives the stream a recorder, which waits for the end of the one before. Call it with the lock.

@@ -254,8 +254,13 @@ TEST_F(Streams, AThreadThatHangsIsBlockedAndOneThatWaitsForItsSourceIsNot) {
   EXPECT_NE(blocked.lastError.find("has not responded for 0 s"), std::string::npos) << blocked.lastError;
   EXPECT_LE(blocked.sinceMs, kStartMs - impatient.workLimit.count());
   EXPECT_EQ(supervisor_->views().at(0).snapshot.state, StreamState::kBlocked);
+  for (int i = 0; i < 2; ++i) supervisor_->logHangs();
   events_.hangs = false;
   EXPECT_EQ(await("cam1", [](const auto& now) { return now.state == StreamState::kRecording; }).lastError, "");
+  for (int i = 0; i < 2; ++i) supervisor_->logHangs();
+  const std::string log = test::readWholeFile("log.txt"), hangs = "cam1: error: the stream has not responded for 0 s";
+  EXPECT_EQ(log.rfind(hangs), log.find(hangs));
+  EXPECT_TRUE(log.ends_with(" slow\ncam1: the stream responds again, after 0 s\n")) << log;
   endWith(source);
 }
 
