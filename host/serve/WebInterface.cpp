@@ -10,19 +10,28 @@
 #include "host/serve/api/StaticFiles.h"
 #include "host/serve/api/apiRoutes.h"
 #include "host/serve/api/mediaRoutes.h"
+#include "host/serve/catalog/Surroundings.h"
 #include "host/serve/config/maskedSource.h"
 #include "host/serve/config/secretFiles.h"
 #include "host/serve/streams/RecordingBegins.h"
+#include "platform/os/paths.h"
 
 namespace host::serve {
 namespace {
 
-std::vector<DiskSpace> disksOf(const Storage& storage) {
+std::vector<DiskSpace> disksOf(const Storage& storage, DiskWatch& watch) {
   std::vector<DiskSpace> disks;
   for (const std::string& root : storage.roots()) {
-    disks.push_back({.root = root, .freeBytes = systemSurroundings().freeBytes(root)});
+    disks.push_back({.root = root, .freeBytes = watch.look(root).freeBytes});
   }
   return disks;
+}
+
+/// What was known before its disk hung must do then: one disk must not take the page and the metrics of all streams.
+Catalog::Totals totalsOf(const Catalog& catalog, const std::string& stream, DiskWatch& watch) {
+  const auto folder = catalog.folderOf(stream);
+  const bool hangs = folder && watch.look(platform::os::directoryOf(*folder)).hangs;
+  return hangs ? catalog.knownTotals(stream) : catalog.totals(stream);
 }
 
 std::vector<RemovedCount> removedOf(const Retention& retention) {
@@ -53,6 +62,7 @@ std::uint64_t PlayedStreams::fragmentDurationMs(const std::string& stream) const
 WebInterface::WebInterface(HttpOptions options, Supervisor& streams, const Storage& storage,
                            const DurationHistogram& fragmentWrites, Log& log)
     : options_(std::move(options)),
+      disks_([](const std::string& root) { return systemSurroundings().freeBytes(root); }),
       played_(streams, storage.catalog()),
       sources_(makeSources(streams, storage, fragmentWrites)),
       playback_(played_, log, systemClockMs, {}),
@@ -80,7 +90,8 @@ ApiSources WebInterface::makeSources(Supervisor& streams, const Storage& storage
                                      const DurationHistogram& fragmentWrites) {
   ApiSources sources = sourcesOf(streams, storage.catalog());
   sources.maskedSource = [](const std::string& source) { return maskedSource(source); };
-  sources.disks = [&storage] { return disksOf(storage); };
+  sources.disks = [this, &storage] { return disksOf(storage, disks_); };
+  sources.totals = [this, &storage](const std::string& stream) { return totalsOf(storage.catalog(), stream, disks_); };
   sources.removed = [&storage] { return removedOf(storage.retention()); };
   sources.hooks = [&storage] { return storage.hooks().status(); };
   sources.fragmentWrites = &fragmentWrites;

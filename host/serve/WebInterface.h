@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/Log.h"
+#include "host/serve/DiskWatch.h"
 #include "host/serve/ServeConfig.h"
 #include "host/serve/Storage.h"
 #include "host/serve/api/ApiSources.h"
@@ -53,10 +54,11 @@ class WebInterface {
   static HttpOptions optionsOf(const ServeConfig& config);
 
  private:
-  static ApiSources makeSources(Supervisor& streams, const Storage& storage, const DurationHistogram& fragmentWrites);
+  ApiSources makeSources(Supervisor& streams, const Storage& storage, const DurationHistogram& fragmentWrites);
   Router makeRouter();
 
   const HttpOptions options_;
+  DiskWatch disks_;
   PlayedStreams played_;
   ApiSources sources_;
   Playback playback_;

@@ -363,6 +363,8 @@ def disk_hangs(world):
     (daemon.folder / "disk.hangs").touch()
     with socket.create_connection(("127.0.0.1", daemon.port)) as waiter:
         waiter.sendall(b"GET /v1/streams/away/index.m3u8?start=0&duration=1d HTTP/1.1\r\nHost: localhost\r\n\r\n")
+        known = [daemon.get(path)[0] for path in ("v1/streams", "metrics", "v1/health")]
+        assert known == [200, 200, 200], known
         daemon.configure(streams | {"new": streams["away"] + "\nenabled = false"}, 'rotate = "2s"')
         daemon.reload()
         count = len(daemon.recordings("cam"))

@@ -1,8 +1,9 @@
 // A disk that does not respond, for LD_PRELOAD: while the file `$K2R_HANG.hangs` exists, no file or folder of the
-// folder $K2R_HANG can be opened, and nobody who tries comes back.
+// folder $K2R_HANG can be opened or asked for its space, and nobody who tries comes back.
 
 #include <dirent.h>
 #include <dlfcn.h>
+#include <sys/statvfs.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -31,6 +32,11 @@ extern "C" {
 int open(const char* path, int flags, mode_t mode) {
   hangIn(path);
   return next<int(const char*, int, mode_t)>("open")(path, flags, mode);
+}
+
+int statvfs(const char* path, struct statvfs* status) {
+  hangIn(path);
+  return next<int(const char*, struct statvfs*)>("statvfs")(path, status);
 }
 
 DIR* opendir(const char* path) {

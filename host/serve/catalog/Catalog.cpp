@@ -118,6 +118,11 @@ Catalog::Totals Catalog::totals(const std::string& stream) const {
   return recordings ? recordings->totals() : Totals();
 }
 
+Catalog::Totals Catalog::knownTotals(const std::string& stream) const {
+  const auto recordings = recordingsOf(stream);
+  return recordings ? recordings->knownTotals() : Totals();
+}
+
 template <typename Report>
 void Catalog::inFolder(const RecordingPlace& recording, const Report& report) {
   std::shared_ptr<StreamRecordings> recordings;

@@ -98,6 +98,8 @@ class Catalog final : public RecordingEvents {
     std::uint64_t bytes = 0;
   };
   Totals totals(const std::string& stream) const;
+  /// The same as it was read last, without a look at the disk.
+  Totals knownTotals(const std::string& stream) const;
 
   void began(const RecordingPlace& recording) override;
   void grew(const RecordingPlace& recording) override;

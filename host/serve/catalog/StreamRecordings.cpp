@@ -122,6 +122,10 @@ std::optional<RecordingInfo> StreamRecordings::find(const RecordingName& name) {
 
 Catalog::Totals StreamRecordings::totals() {
   readSizes();
+  return knownTotals();
+}
+
+Catalog::Totals StreamRecordings::knownTotals() const {
   return table_.totals();
 }
 

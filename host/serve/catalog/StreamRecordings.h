@@ -46,6 +46,8 @@ class StreamRecordings {
   std::optional<RecordingInfo> find(const RecordingName& name);
   /// Reads the sizes of what has grown, not its indexes.
   Catalog::Totals totals();
+  /// The same as it was read last.
+  Catalog::Totals knownTotals() const;
   /// All but foreign ones, by rising begin. Of those in progress only the size is up to date.
   std::vector<KnownRecording> stored();
   /// Those whose files were not read yet, by rising begin. Does not wait for a disk.
