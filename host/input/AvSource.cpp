@@ -2,6 +2,7 @@
 
 extern "C" {
 #include <libavutil/error.h>
+#include <libavutil/mathematics.h>
 }
 
 #include <fmt/format.h>
@@ -21,6 +22,14 @@ using std::chrono::milliseconds;
 
 milliseconds stallLimit(const std::string& input, const InputOptions& options) {
   return options.stallTimeout.value_or(isFromNetwork(input) ? InputOptions::kLiveStall : milliseconds(0));
+}
+
+/// In the time base of the stream. libavformat knows none for the audio that it read before it knew the format, all of
+/// which may be in one packet of a transport stream with one time.
+std::int64_t durationOf(const AVPacket& packet, const AVStream& stream) {
+  const AVCodecParameters& codec = *stream.codecpar;
+  if (packet.duration > 0 || codec.frame_size <= 0 || codec.sample_rate <= 0) return packet.duration;
+  return av_rescale_q_rnd(codec.frame_size, {1, codec.sample_rate}, stream.time_base, AV_ROUND_NEAR_INF);
 }
 
 }  // namespace
@@ -98,7 +107,7 @@ std::vector<SourceFrame> AvSource::read() {
     // After prepare(): a filter may change the packet's times.
     const RawTimes times{.dts = packet->dts,
                          .pts = packet->pts,
-                         .duration = packet->duration,
+                         .duration = durationOf(*packet, stream),
                          .timeBase = stream.time_base,
                          .wrapBits = stream.pts_wrap_bits};
     RawFrame frame{.times = times, .packet = std::move(packet), .newHeader = changedHeader(tracks_[*track])};

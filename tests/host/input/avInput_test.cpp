@@ -1,6 +1,9 @@
 #include "host/input/AvInput.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <thread>
 
 #include "host/errors.h"
 #include "tests/endtoend/mediaTools.h"
@@ -53,6 +56,16 @@ class AvInputTest : public test::InDirectory {
   test::LogCapture capture_;
   StopSignal stop_;
 };
+
+TEST_F(AvInputTest, SpreadsTheSoundThatHasOneTime) {
+  // The first packet of a transport stream has several frames, whose length is unknown if the input cannot be sought
+  // in.
+  const auto file = clip(std::string(kSound) + kAac, "sound.ts"), pipe = directory_.file("pipe");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  const std::jthread writer([&] { test::writeWholeFile(pipe, test::readWholeFile(file)); });
+  const auto sound = record(pipe);
+  for (std::size_t i = 2; i < sound.size(); ++i) ASSERT_GT(sound[i].time, sound[i - 1].time + 15) << i;
+}
 
 TEST_F(AvInputTest, LetsTheTimesOfPicturesRise) {
   // 2000 pictures a second: two share a millisecond, and one of these is the key frame at the end of the first
