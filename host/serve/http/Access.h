@@ -13,7 +13,7 @@ struct AccessOptions {
   std::string token = {};
   /// Whether requests that change nothing need the token, too.
   bool readToken = true;
-  /// Origins of pages that may use the server, as `https://example.org`; "*" for all, which may then only read.
+  /// Origins of pages that may use the server, as `https://example.org`.
   std::vector<std::string> allowOrigins = {};
 
   bool operator==(const AccessOptions&) const = default;

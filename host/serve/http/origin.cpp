@@ -70,8 +70,7 @@ void CrossOrigin::addHeaders(const HttpRequest& request, HttpResponse& response)
   headers.emplace_back("Vary", "Origin");
   const std::string* origin = request.header("origin");
   if (origin == nullptr) return;
-  const auto isAllowed = [&](const std::string& allowed) { return allowed == "*" || allowed == *origin; };
-  if (std::ranges::none_of(allowOrigins_, isAllowed)) return;
+  if (std::ranges::find(allowOrigins_, *origin) == allowOrigins_.end()) return;
   headers.emplace_back("Access-Control-Allow-Origin", *origin);
   headers.emplace_back("Access-Control-Expose-Headers",
                        "Accept-Ranges, Content-Disposition, Content-Length, Content-Range, Date, ETag, K2R-Time");

@@ -22,8 +22,8 @@ enum class Sender {
 };
 Sender senderOf(const HttpRequest& request, const std::vector<std::string>& allowOrigins);
 
-/// Cross-origin requests (CORS) of the pages in `allowOrigins`; "*" is every page. Cookies are never sent with them, so
-/// such a page has to know the token.
+/// Cross-origin requests (CORS) of the pages in `allowOrigins`. Cookies are never sent with them, so such a page has to
+/// know the token.
 class CrossOrigin {
  public:
   explicit CrossOrigin(std::vector<std::string> allowOrigins) : allowOrigins_(std::move(allowOrigins)) {}

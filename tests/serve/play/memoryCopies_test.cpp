@@ -11,6 +11,8 @@ using test::contentOf;
 
 TEST(MemoryCopies, AreLimitedByWhoeverStillUsesThem) {
   MemoryCopies copies(10);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(copies.copy(Body("12345678"))) << i;
+  EXPECT_FALSE(copies.copy(Body("12345678901")));
   Body body("123");
   body.add(std::string("4567"));
   auto first = copies.copy(body);
@@ -25,13 +27,6 @@ TEST(MemoryCopies, AreLimitedByWhoeverStillUsesThem) {
   EXPECT_EQ(contentOf(range), "345");
   EXPECT_EQ(copies.used(), 7u);
   EXPECT_EQ(body.memorySpan(), nullptr);
-}
-
-TEST(MemoryCopies, GiveTheirBytesBack) {
-  MemoryCopies copies(10);
-  for (int i = 0; i < 3; ++i) EXPECT_TRUE(copies.copy(Body("12345678"))) << i;
-  EXPECT_FALSE(copies.copy(Body("12345678901")));
-  EXPECT_EQ(copies.used(), 0u);
 }
 
 }  // namespace
