@@ -39,6 +39,8 @@ struct FaultRecorder : Recorder {
   explicit FaultRecorder(const char* segmentDuration = "4000") : Recorder(loadModule(), &files_) {
     useShortGrid(*this, segmentDuration);
   }
+  /// The stream uses `files_` until it is closed.
+  ~FaultRecorder() { close(); }
 
   /// From the opening to the end. Returns whether the fault happened.
   bool recordWith(const Fault& fault, const std::vector<StreamMessage>& messages, std::uint32_t flags) {

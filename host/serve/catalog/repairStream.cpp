@@ -67,7 +67,7 @@ class Repairer {
 };
 
 /// Names of the recordings in a folder, the newest first.
-std::vector<RecordingName> namesIn(const std::string& folder) {
+std::vector<RecordingName> newestFirst(const std::string& folder) {
   std::vector<RecordingName> names;
   for (const auto& entry : platform::os::listDirectory(folder).entries) {
     if (const auto name = parseRecordingName(entry.name)) names.push_back(*name);
@@ -95,7 +95,7 @@ void repairStream(const std::string& root, const std::string& stream,
   RecordingPlace place{.root = root, .stream = stream, .name = {}};
   int whole = 0;
   int looked = 0;
-  for (const RecordingName& name : namesIn(place.folder())) {
+  for (const RecordingName& name : newestFirst(place.folder())) {
     const RecordingFacts facts = readFacts(place.folder(), name);
     if (facts.kind != RecordingFacts::Kind::kRecording) continue;
     if (facts.state == RecordingState::kFinished) ++whole;
