@@ -1,6 +1,7 @@
 #include "host/serve/Storage.h"
 
 #include <future>
+#include <new>
 
 #include "host/serve/catalog/StreamRecordings.h"
 #include "tests/serve/catalog/storedRecordings.h"
@@ -62,6 +63,7 @@ TEST(RepairTurns, RepairARecordingOnceAndOneAtATime) {
   EXPECT_FALSE(turns.repairOnce(recording, failing));
   EXPECT_FALSE(waits.get());
   EXPECT_EQ(repairs, 0) << "waited for the other thread's";
+  EXPECT_THROW(turns.repairOnce(recording, []() -> bool { throw std::bad_alloc(); }), std::bad_alloc);
   EXPECT_TRUE(turns.repairOnce(recording, [&] { return ++repairs == 1; })) << "after a failure";
   EXPECT_FALSE(turns.repairOnce(recording, [&] { return ++repairs == 2; })) << "is finished";
 }

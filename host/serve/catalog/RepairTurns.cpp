@@ -12,12 +12,22 @@ bool RepairTurns::repairOnce(const RecordingPlace& recording, const std::functio
       return false;
     }
   }
-  const bool isFinished = repair();
+  bool isFinished = false;
+  try {
+    isFinished = repair();
+  } catch (...) {
+    end(path, false);  // Or those who wait would wait for ever.
+    throw;
+  }
+  end(path, isFinished);
+  return isFinished;
+}
+
+void RepairTurns::end(const std::string& path, bool isFinished) {
   const std::scoped_lock lock(mutex_);
   underWay_.erase(path);
   if (isFinished) finished_.insert(path);
   ended_.notify_all();
-  return isFinished;
 }
 
 }  // namespace host::serve

@@ -14,12 +14,14 @@ namespace host::serve {
 /// ones. Without it, one of the two would report that the other one's lock is in its way. Any thread may call it.
 class RepairTurns {
  public:
-  /// Calls `repair`, which returns whether the recording is finished now and does not throw. If another thread repairs
-  /// the same recording, waits for its end instead. Does nothing after a repair that succeeded. Returns whether this
-  /// call has finished the recording.
+  /// Calls `repair`, which returns whether the recording is finished now; what it throws comes through. If another
+  /// thread repairs the same recording, waits for its end instead. Does nothing after a repair that succeeded. Returns
+  /// whether this call has finished the recording.
   bool repairOnce(const RecordingPlace& recording, const std::function<bool()>& repair);
 
  private:
+  void end(const std::string& path, bool isFinished);
+
   std::mutex mutex_;
   std::condition_variable ended_;
   /// By path.
